@@ -1,0 +1,1 @@
+#include "display/Display.h"

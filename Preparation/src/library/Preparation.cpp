@@ -1,0 +1,1 @@
+#include "preparation-interface/Preparation.h"

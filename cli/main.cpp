@@ -1,0 +1,4 @@
+#include "display/Display.h"
+int main() {
+    return 0;
+}

@@ -1,0 +1,262 @@
+#include "display/Display.h"
+
+#include <QTime>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+#include <string>
+
+namespace {
+
+constexpr int maxCharacters = 30719;
+
+// A UTF-8 character has at most four bytes, so that this many bytes always hold the characters that are kept.
+constexpr std::size_t formatBytes = std::size_t{maxCharacters} * 4 + 1;
+
+struct Look {
+    std::int32_t kind;
+    int attribute;       // of the Windows console; 15 is bright white
+    const char* escape;  // the same colour as a terminal sequence
+};
+
+constexpr Look defaultLook = {0, 15, "\x1b[97m"};
+constexpr std::array looks = {
+    Look{1, 7, "\x1b[37m"},  Look{2, 10, "\x1b[92m"},  Look{3, 11, "\x1b[96m"},  Look{4, 14, "\x1b[93m"},
+    Look{5, 12, "\x1b[91m"}, Look{6, 3, "\x1b[36m"},   Look{7, 3, "\x1b[36m"},   Look{8, 3, "\x1b[36m"},
+    Look{9, 10, "\x1b[92m"}, Look{10, 14, "\x1b[93m"}, Look{11, 12, "\x1b[91m"},
+};
+
+const Look& lookOf(std::int32_t kind) {
+    const auto* const found =
+        std::find_if(looks.begin(), looks.end(), [kind](const Look& look) { return look.kind == kind; });
+    return found == looks.end() ? defaultLook : *found;
+}
+
+// Length of the well-formed UTF-8 sequence at `text`, or 0. The text is NUL-terminated, so a sequence that the end
+// cuts off fails on the terminator.
+int sequenceLength(const unsigned char* text) {
+    const auto continues = [text](int index) { return (text[index] & 0xC0) == 0x80; };
+    if (text[0] < 0x80) {
+        return 1;
+    }
+    if (text[0] >= 0xC2 && text[0] <= 0xDF) {
+        return continues(1) ? 2 : 0;
+    }
+    if ((text[0] & 0xF0) == 0xE0) {
+        const bool overlong = text[0] == 0xE0 && text[1] < 0xA0;
+        const bool surrogate = text[0] == 0xED && text[1] > 0x9F;
+        return !overlong && !surrogate && continues(1) && continues(2) ? 3 : 0;
+    }
+    if (text[0] >= 0xF0 && text[0] <= 0xF4) {
+        const bool overlong = text[0] == 0xF0 && text[1] < 0x90;
+        const bool tooHigh = text[0] == 0xF4 && text[1] > 0x8F;
+        return !overlong && !tooHigh && continues(1) && continues(2) && continues(3) ? 4 : 0;
+    }
+    return 0;
+}
+
+// Decodes NUL-terminated narrow text to at most `room` wide characters; gives the number written.
+std::size_t widen(const char* narrow, wchar_t* wide, std::size_t room) {
+    const auto* text = reinterpret_cast<const unsigned char*>(narrow);
+    std::size_t count = 0;
+    while (*text != 0 && count < room) {
+        const int length = sequenceLength(text);
+        constexpr std::array<unsigned, 5> leadMask = {0xFF, 0x7F, 0x1F, 0x0F, 0x07};
+        std::uint32_t character = text[0] & leadMask[static_cast<std::size_t>(length)];
+        for (int i = 1; i < length; ++i) {
+            character = (character << 6) | (text[i] & 0x3FU);
+        }
+        wide[count] = static_cast<wchar_t>(character);
+        ++count;
+        text += std::max(length, 1);
+    }
+    return count;
+}
+
+void appendUtf8(std::string& out, std::uint32_t character) {
+    if (character < 0x80) {
+        out.push_back(static_cast<char>(character));
+        return;
+    }
+    const int continuations = character < 0x800 ? 1 : character < 0x10000 ? 2 : 3;
+    constexpr std::array<std::uint32_t, 4> lead = {0, 0xC0, 0xE0, 0xF0};
+    out.push_back(
+        static_cast<char>(lead[static_cast<std::size_t>(continuations)] | (character >> (6 * continuations))));
+    for (int i = continuations - 1; i >= 0; --i) {
+        out.push_back(static_cast<char>(0x80 | ((character >> (6 * i)) & 0x3F)));
+    }
+}
+
+// On a terminal a control character of a file's name or content must not act on it: it is shown as \xNN.
+std::string utf8Of(const wchar_t* text, bool forTerminal) {
+    std::string out;
+    out.reserve(std::wcslen(text) + 16);
+    for (; *text != 0; ++text) {
+        const auto character = static_cast<std::uint32_t>(*text);
+        const bool control =
+            (character < 0x20 && character != '\n' && character != '\t') || (character >= 0x7F && character < 0xA0);
+        if (forTerminal && control) {
+            std::array<char, 16> shown{};
+            std::snprintf(shown.data(), shown.size(), "\\x%02X", static_cast<unsigned>(character));
+            out += shown.data();
+        } else {
+            appendUtf8(out, character);
+        }
+    }
+    return out;
+}
+
+// The log collapses a doubled percent sign; any other percent sign stands as it is.
+std::string logTextOf(const wchar_t* text) {
+    std::string out = utf8Of(text, false);
+    std::size_t at = 0;
+    while ((at = out.find("%%", at)) != std::string::npos) {
+        out.erase(at, 1);
+        ++at;
+    }
+    return out;
+}
+
+bool isTerminal() {
+    static const bool terminal = isatty(STDOUT_FILENO) == 1;
+    return terminal;
+}
+
+bool hasColours() {
+    static const bool colours = isTerminal() && std::getenv("NO_COLOR") == nullptr;
+    return colours;
+}
+
+void writeAll(std::FILE* file, const std::string& text) {
+    std::fwrite(text.data(), 1, text.size(), file);
+}
+
+bool shownOnConsole(std::int32_t kind, std::int32_t verbosity) {
+    switch (kind) {
+        case 6:
+            return verbosity >= 1;
+        case 7:
+            return verbosity >= 2;
+        case 8:
+            return verbosity == 3;
+        default:
+            return true;
+    }
+}
+
+const char* prefixOf(std::int32_t kind) {
+    switch (kind) {
+        case 4:
+        case 10:
+            return "Warning: ";
+        case 5:
+        case 11:
+            return "Error: ";
+        default:
+            return "";
+    }
+}
+
+void closeLogAtExit() {
+    Display::getInstance()->closeLog();
+}
+
+}  // namespace
+
+Display* Display::getInstance() {
+    static Display* const instance = [] {
+        // Never destroyed, so that a message from an exit handler still finds it.
+        auto* const made = new Display;  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks)
+        std::atexit(closeLogAtExit);
+        return made;
+    }();
+    return instance;
+}
+
+void Display::displayMessage(MessageKind kind, const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    displayMessageV(kind, format, arguments);
+    va_end(arguments);
+}
+
+void Display::displayMessageV(MessageKind kind, const char* format, std::va_list arguments) {
+    auto effective = static_cast<std::int32_t>(kind);
+    const char* prefix = prefixOf(effective);
+    if (plain != 0) {
+        const bool unadorned = effective == 4 || effective == 5 || effective == 11;
+        if (unadorned) {
+            effective = 0;
+            prefix = "";
+        } else if (effective == 2) {
+            effective = 9;
+        }
+    }
+    if (forceVerbose != 0) {
+        effective = 7;
+    }
+
+    std::array<char, formatBytes> narrow;
+    std::vsnprintf(narrow.data(), narrow.size(), format, arguments);
+
+    constexpr std::size_t prefixRoom = 16;
+    std::array<wchar_t, maxCharacters + prefixRoom + 1> wide;
+    const std::size_t prefixLength = widen(prefix, wide.data(), prefixRoom);
+    const std::size_t length = prefixLength + widen(narrow.data(), wide.data() + prefixLength, maxCharacters);
+    wide[length] = 0;
+    if (callback != nullptr) {
+        callback(effective, wide.data());
+    }
+}
+
+void Display::openLog(const QString& path) {
+    closeLog();
+    logFile = std::fopen(path.toLocal8Bit().constData(), "w+");
+    logEnabled = 1;
+}
+
+void Display::closeLog() {
+    if (logFile != nullptr) {
+        std::fclose(logFile);
+        logFile = nullptr;
+    }
+    logEnabled = 0;
+}
+
+void displayCallback(std::int32_t kind, const wchar_t* text) {
+    const Display* const display = Display::getInstance();
+    if (display->logEnabled != 0 && display->logFile != nullptr) {
+        const QByteArray stamp = QTime::currentTime().toString(QStringLiteral("hh:mm:ss:zzz")).toUtf8();
+        writeAll(display->logFile, stamp.toStdString() + ' ' + logTextOf(text) + '\n');
+        std::fflush(display->logFile);
+    }
+    if (!shownOnConsole(kind, display->verbosity)) {
+        return;
+    }
+    std::string line = utf8Of(text, isTerminal()) + '\n';
+    if (display->consoleOff == 0 && hasColours()) {
+        line = lookOf(kind).escape + line + defaultLook.escape;
+    }
+    writeAll(stdout, line);
+}
+
+void displayMessage(MessageKind kind, const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    Display::getInstance()->displayMessageV(kind, format, arguments);
+    va_end(arguments);
+}
+
+bool reportError(const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    Display::getInstance()->displayMessageV(MessageKind::error, format, arguments);
+    va_end(arguments);
+    return false;
+}

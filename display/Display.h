@@ -1,0 +1,68 @@
+#pragma once
+
+#include <QString>
+
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+
+/// What a message is. The numbers are those that the display callback carries.
+enum class MessageKind : std::int32_t {
+    normal = 0,
+    grey = 1,
+    success = 2,
+    title = 3,
+    warning = 4,  ///< printed behind "Warning: "
+    error = 5,    ///< printed behind "Error: "
+    verbose1 = 6,
+    verbose2 = 7,
+    verbose3 = 8,
+    successLook = 9,
+    warningLook = 10,
+    errorLook = 11,
+};
+
+/// Receives every message: its kind and its NUL-terminated text, prefix included.
+using DisplayCallback = void (*)(std::int32_t kind, const wchar_t* text);
+
+/// The one way out for every line that the tool or the preparation library prints.
+///
+/// A message is formatted, cut at 30,719 characters, given its prefix and handed to the callback, which writes it to
+/// the console and, when logging is on, to the log. Narrow text is UTF-8; a byte that is no UTF-8 counts as the
+/// Latin-1 character of that number, so that a name in either encoding comes out readable.
+class Display {
+  public:
+    /// The process-wide object, made at the first call.
+    static Display* getInstance();
+
+    /// Formats and emits one message. `format` is printf-style and always a literal.
+    void displayMessage(MessageKind kind, const char* format, ...) __attribute__((format(printf, 3, 4)));
+    void displayMessageV(MessageKind kind, const char* format, std::va_list arguments)
+        __attribute__((format(printf, 3, 0)));
+
+    /// Creates or truncates the log at `path` and switches logging on. A file that can't be opened is no fault: the
+    /// run goes on without a log.
+    void openLog(const QString& path);
+    /// Closes the log; called when a run ends, and at process exit.
+    void closeLog();
+
+    std::uint8_t consoleOff = 0;    ///< not 0: no colours; text is still printed
+    std::int32_t verbosity = 1;     ///< 1, 2 or 3: which of the verbose kinds the console shows
+    std::uint8_t plain = 0;         ///< not 0: warnings, errors and successes lose their look and most prefixes
+    std::uint8_t forceVerbose = 0;  ///< not 0: the callback gets kind 7 for every message
+    std::uint8_t logEnabled = 0;
+    std::FILE* logFile = nullptr;
+    DisplayCallback callback = nullptr;
+
+  private:
+    Display() = default;
+};
+
+/// Writes a message to the log and the console: the callback that the tool registers at start.
+void displayCallback(std::int32_t kind, const wchar_t* text);
+
+/// Emits a message through the process-wide display.
+void displayMessage(MessageKind kind, const char* format, ...) __attribute__((format(printf, 2, 3)));
+
+/// Emits an error and gives false, so that a failing operation can return with it.
+bool reportError(const char* format, ...) __attribute__((format(printf, 1, 2)));

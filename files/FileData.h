@@ -1,0 +1,38 @@
+#pragma once
+
+#include <QByteArray>
+
+#include <cstdint>
+#include <vector>
+
+/// Format codes in FileData::fileType.
+enum FileType : std::uint32_t {
+    fileTypeBinary = 0,  ///< raw binary, and the result of a merge
+    fileTypeHex = 2,
+    fileTypeSrec = 3,
+    fileTypeElf = 4,
+    fileTypeTsv = 5,
+    fileTypeCsv = 6,  ///< option bytes, key areas, diversification: a blob of 32-bit words
+    fileTypeTbi = 7,  ///< TBI and PVS-TBI images
+    fileTypeKmd = 8,
+    fileTypeObk = 9,
+    fileTypeKdu = 10,
+    fileTypeXtbi = 11,
+    fileTypeMcsv = 12,
+    fileTypeEcsv = 13,
+};
+
+/// One contiguous piece of memory content. `size` is the number of bytes; `data` holds at least as many.
+struct FileSegment {
+    std::uint32_t address = 0;
+    std::uint32_t size = 0;
+    QByteArray data;
+};
+
+/// What every file reader gives or begins with. Records are plain and are held as what they are through a
+/// std::shared_ptr made from the derived type; look at `fileType` before casting down.
+struct FileData {
+    std::uint32_t fileType = fileTypeBinary;
+    std::uint32_t segmentCount = 0;  ///< entries of `segments`; images and module lists count areas or modules here
+    std::vector<FileSegment> segments;
+};

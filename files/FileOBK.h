@@ -1,0 +1,11 @@
+#pragma once
+
+#include "files/FileData.h"
+
+#include <array>
+
+/// A provisioning data file: its 12-byte head as read, and the rest as one segment at address 0.
+struct FileOBK : FileData {
+    /// Destination address, body size and encryption flag, each 32 bits, little-endian.
+    std::array<std::uint8_t, 12> head{};
+};

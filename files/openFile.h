@@ -1,0 +1,23 @@
+#pragma once
+
+#include "files/FileLoadContext.h"
+
+#include <QString>
+
+/// Reads the file at `path`; the file's name decides how.
+///
+/// `result` receives the new record, which the context owns; on failure it is untouched and the fault has been
+/// reported. `fillByte` bridges gaps of up to 31 bytes between segments. `offset` and `size` (bytes, 0 for the whole
+/// file) bound a binary read; give both or neither. With `allowPvs` a ".pvs" file is read as a provisioning image.
+[[nodiscard]] bool openFile(FileLoadContext& context, const QString& path, FileData*& result,
+                            std::uint8_t fillByte = 0xFF, qint64 offset = 0, std::uint32_t size = 0,
+                            bool allowPvs = false);
+
+/// Reads `device` as raw binary: one segment at address 0. The file has no format, so nothing but a short read fails.
+[[nodiscard]] bool readBinaryImage(QFile& device, qint64 offset, std::uint32_t size, std::shared_ptr<FileData>& record);
+
+/// Reads a provisioning data file; a FileReader.
+[[nodiscard]] bool readObkFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
+
+/// The name of `device`'s file without its folder.
+[[nodiscard]] QString bareFileName(const QFile& device);

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <QByteArray>
+
+/// Overwrites a secret and empties it. The array has to be the only owner of its bytes: a shared one would detach and
+/// leave the other owner's copy behind.
+void wipe(QByteArray& secret);
+
+/// Wipes what it refers to when it goes, on every way out of a scope.
+class WipeOnExit {
+  public:
+    explicit WipeOnExit(QByteArray& secret) : secret_(secret) {}
+    ~WipeOnExit() { wipe(secret_); }
+    WipeOnExit(const WipeOnExit&) = delete;
+    WipeOnExit& operator=(const WipeOnExit&) = delete;
+
+  private:
+    QByteArray& secret_;
+};

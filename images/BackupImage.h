@@ -1,0 +1,21 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+
+#include <cstdint>
+
+/// One record of a backup image.
+struct BackupSegment {
+    std::uint32_t offset = 0;
+    std::uint32_t protection = 0;
+    std::uint32_t size = 0;  ///< bytes of data, the nonce's 16 bytes included
+    QByteArray record;       ///< the record's raw bytes, its 12-byte header included
+};
+
+/// Reads the backup image at `path`. 0 on success, when `segments` is replaced; -1 with a message otherwise.
+[[nodiscard]] int parseBackupImage(const QString& path, QList<BackupSegment>& segments);
+
+/// True when no two segments overlap; every overlap is reported. A nonce takes no room on the device.
+[[nodiscard]] bool checkBackupOverlap(const QList<BackupSegment>& segments);

@@ -1,0 +1,48 @@
+#include "tests/support/MessageCapture.h"
+
+#include "display/Display.h"
+
+namespace {
+
+std::vector<std::pair<int, std::string>> captured;
+
+void capture(std::int32_t kind, const wchar_t* text) {
+    captured.emplace_back(kind, QString::fromWCharArray(text).toStdString());
+}
+
+}  // namespace
+
+MessageCapture::MessageCapture() {
+    captured.clear();
+    Display::getInstance()->callback = capture;
+}
+
+MessageCapture::~MessageCapture() {
+    Display::getInstance()->callback = nullptr;
+}
+
+std::vector<std::string> MessageCapture::texts() const {
+    std::vector<std::string> result;
+    for (const auto& message : captured) {
+        result.push_back(message.second);
+    }
+    return result;
+}
+
+std::vector<std::string> MessageCapture::texts(int kind) const {
+    std::vector<std::string> result;
+    for (const auto& message : captured) {
+        if (message.first == kind) {
+            result.push_back(message.second);
+        }
+    }
+    return result;
+}
+
+const std::vector<std::pair<int, std::string>>& MessageCapture::messages() const {
+    return captured;
+}
+
+void MessageCapture::clear() {
+    captured.clear();
+}

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QTemporaryDir>
+
+/// A folder of its own for one test, gone with the object.
+class TempFolder {
+  public:
+    /// The path of `name` inside the folder.
+    [[nodiscard]] QString path(const char* name) const;
+    /// Writes a file and gives its path.
+    QString write(const char* name, const QByteArray& content) const;
+    /// The content of a file; empty if it isn't there.
+    [[nodiscard]] QByteArray read(const char* name) const;
+
+  private:
+    QTemporaryDir folder_;
+};
+
+/// The bytes of any file; empty if it can't be read.
+[[nodiscard]] QByteArray fileContent(const QString& path);

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "obkey/ObkeyParam.h"
+
+#include <QList>
+
+/// One element of a `McubootFormat` template other than `GlobalParam`: an option of imgtool and its value.
+struct McubootParam {
+    QString kind;  ///< "Output", or for a `Param` its `Type`: "File", "Data", "Dependency" or any other word
+    TagText name;
+    TagText command;           ///< the imgtool option in front of the value
+    std::uint32_t enable = 2;  ///< 0 or 1 as the template says; 2 without an `Enable` tag
+    bool hidden = false;
+    TagText defaultValue;
+    TagText value;
+    std::uint8_t linkIndex = 0;
+    TagText link;
+    TagText tooltip;
+    TagText outputName;
+    TagText outputDefault;
+    TagText outputValue;
+};
+
+/// A template that a `McubootFormat` template takes values from.
+struct LinkedXmlEntry {
+    std::uint8_t index = 0;
+    QString path;
+};
+
+/// One image to make: the parameters of a `McubootFormat` template and where it lies.
+struct McubootConfig {
+    QList<McubootParam> params;
+    TagText title;
+    QString xmlFolder;  ///< empty until a step that needs it takes it from `xmlPath`
+    QString xmlPath;
+    QList<LinkedXmlEntry> linkedTemplates;
+    TagText command;  ///< the imgtool subcommand
+};

@@ -1,4 +1,6 @@
-#include "display/Display.h"
-int main() {
-    return 0;
+#include "cli/CommandLineTool.h"
+
+int main(int argc, char** argv) {
+    CommandLineTool tool;
+    return tool.run(argc, argv);
 }

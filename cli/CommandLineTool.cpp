@@ -1,0 +1,190 @@
+#include "cli/CommandLineTool.h"
+
+#include "cli/usageText.h"
+#include "display/Display.h"
+#include "files/wipe.h"
+#include "formats/formatTable.h"
+#include "obkey/Obkey.h"
+
+#include <QCoreApplication>
+#include <QFile>
+
+#include <algorithm>
+#include <array>
+
+namespace {
+
+/// One step of the chain: the words that call it, the one tried first in front, and what it does.
+struct ChainStep {
+    std::array<const char*, 3> names;
+    Flow (CommandLineTool::*run)();
+};
+
+// The order is part of the tool's behaviour: a command that lets the chain go on leaves its data to those below it.
+constexpr std::array chain = {
+    ChainStep{{"-h", "-?", "--help"}, &CommandLineTool::runHelp},
+    ChainStep{{"-l", "--log"}, &CommandLineTool::runLog},
+    ChainStep{{"-gpdata", "--gpdata"}, &CommandLineTool::runPersonalizationData},
+    ChainStep{{"-tbi", "--tbi"}, &CommandLineTool::runInstallImage},
+    ChainStep{{"-sign", "--sign"}, &CommandLineTool::runSign},
+    ChainStep{{"-tbu", "--tbu"}, &CommandLineTool::runUpdateImage},
+    ChainStep{{"-dcu", "--dcu"}, &CommandLineTool::runMemoryCipher},
+    ChainStep{{"-pvs", "--pvs"}, &CommandLineTool::runProvisioningPayload},
+    ChainStep{{"-keygen", "--keygen"}, &CommandLineTool::runKeyGeneration},
+    ChainStep{{"-signbin", "--signbin"}, &CommandLineTool::runBinarySigning},
+    ChainStep{{"-hsm", "--hsm"}, &CommandLineTool::runHsm},
+    ChainStep{{"-pb", "--pb"}, &CommandLineTool::runImageTemplate},
+    ChainStep{{"-obk", "--obk"}, &CommandLineTool::runObkeyTemplates},
+    ChainStep{{"-genkey", "--generatekey"}, &CommandLineTool::runKeyTemplate},
+    ChainStep{{"-ptbi", "--parse-tbi"}, &CommandLineTool::runParseTbi},
+    ChainStep{{"-ppvs-tbi", "--parse-pvs-tbi"}, &CommandLineTool::runParsePvsTbi},
+    ChainStep{{"-pvs-tbi", "--pvs-tbi"}, &CommandLineTool::runProvisioningImage},
+    ChainStep{{"-backupgen", "--backup-gen"}, &CommandLineTool::runBackupImage},
+};
+
+void printBanner() {
+    displayMessage(MessageKind::title, "      -------------------------------------------------------------------");
+    displayMessage(MessageKind::title, "                       QVORA Sealed Bundle Builder v%s                  ",
+                   qUtf8Printable(QCoreApplication::applicationVersion()));
+    displayMessage(MessageKind::title, "      -------------------------------------------------------------------\n");
+}
+
+}  // namespace
+
+CommandLineTool::CommandLineTool() {
+    fileContext.formats = formatTable();
+}
+
+CommandLineTool::~CommandLineTool() {
+    wipe(key);
+    wipe(nonce);
+    wipe(persoData);
+}
+
+int CommandLineTool::run(int argc, char** argv) {
+    const QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("QVORA Sealed Bundle Builder"));
+    QCoreApplication::setApplicationVersion(QStringLiteral("2.19.0"));
+    QCoreApplication::setOrganizationName(QStringLiteral("Veltrane"));
+    Display::getInstance()->callback = displayCallback;
+    preparation.setDisplayCallback(displayCallback);
+    printBanner();
+    const int status = runArguments(QCoreApplication::arguments());
+    Display::getInstance()->closeLog();
+    return status;
+}
+
+int CommandLineTool::runArguments(const QStringList& arguments) {
+    if (arguments.size() <= 1) {
+        printUsage();
+        return 0;
+    }
+    scanArguments(arguments);
+    return walkChain().status();
+}
+
+void CommandLineTool::scanArguments(const QStringList& arguments) {
+    for (const QString& argument : arguments) {
+        const QString word = argument.trimmed();
+        if (word.startsWith(u'-')) {
+            options.append({word, {}});
+        } else if (!options.isEmpty()) {
+            options.last().params.append(word);
+        }
+    }
+}
+
+Flow CommandLineTool::walkChain() {
+    const auto isCalled = [this](const ChainStep& step) {
+        return std::any_of(step.names.begin(), step.names.end(),
+                           [this](const char* name) { return name != nullptr && anyPresent({name}); });
+    };
+    for (const ChainStep& step : chain) {
+        if (isCalled(step)) {
+            const Flow flow = (this->*step.run)();
+            if (flow.ends()) {
+                return flow;
+            }
+        }
+    }
+    if (std::any_of(chain.begin(), chain.end(), isCalled)) {
+        return Flow::end(0);
+    }
+    reportError("You need to specify one of the help, tbi, kmd, tbu, pvs, pvs-tbi, backup-gen or hsm options");
+    return Flow::end(1);
+}
+
+bool CommandLineTool::optionPresent(const char* name, QStringList& outParams) {
+    const QLatin1String wanted(name);
+    for (qsizetype i = 0; i < options.size(); ++i) {
+        if (options.at(i).name == wanted) {
+            currentIndex = i;
+            outParams = options.at(i).params;
+            return true;
+        }
+    }
+    return false;
+}
+
+bool CommandLineTool::anyPresent(std::initializer_list<const char*> names) {
+    return std::any_of(names.begin(), names.end(),
+                       [this](const char* name) { return optionPresent(name, currentParams); });
+}
+
+bool CommandLineTool::readBinaryFile(const QString& path, QByteArray& outBytes, qint64 expectedSize) {
+    QFile file(path);
+    if (!file.exists()) {
+        return reportError("The file %s does not exist, please check the file's path", qUtf8Printable(path));
+    }
+    if (!file.open(QIODevice::ReadOnly)) {
+        return reportError("Unable to open the file %s", qUtf8Printable(path));
+    }
+    if (expectedSize != 0 && file.size() != expectedSize) {
+        return reportError("Size of %s is expected to be %d (found %d)", qUtf8Printable(path),
+                           static_cast<int>(expectedSize), static_cast<int>(file.size()));
+    }
+    wipe(outBytes);
+    outBytes = file.readAll();
+    return true;
+}
+
+void CommandLineTool::warnOfOwnParameters(const char* commandWord) const {
+    if (!currentParams.isEmpty()) {
+        displayMessage(MessageKind::warning, "Parameters of the %s option are ignored", commandWord);
+    }
+}
+
+void CommandLineTool::warnOfExtraParameters(const char* commandName) const {
+    if (currentParams.size() <= 1) {
+        return;
+    }
+    QString others;
+    for (const QString& param : currentParams.sliced(1)) {
+        others += param + u' ';
+    }
+    displayMessage(MessageKind::warning, "There is no need for these parameters with %s command: %s", commandName,
+                   qUtf8Printable(others));
+}
+
+Flow CommandLineTool::runHelp() {
+    if (!currentParams.isEmpty()) {
+        displayMessage(MessageKind::warning, "Other arguments ignored");
+    }
+    printUsage();
+    return Flow::end(0);
+}
+
+Flow CommandLineTool::runLog() {
+    QString path = QCoreApplication::applicationDirPath() + QStringLiteral("/trace.log");
+    if (currentParams.isEmpty()) {
+        displayMessage(MessageKind::warning, "No log file name given, logs saved under trace.log");
+    } else {
+        path = currentParams.constFirst();
+    }
+    if (currentParams.size() > 1) {
+        displayMessage(MessageKind::warning,
+                       "Only one parameter must be given with the log option, others are ignored");
+    }
+    Display::getInstance()->openLog(path);
+    return Flow::goOn();
+}

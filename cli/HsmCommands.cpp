@@ -1,0 +1,261 @@
+#include "cli/CommandBase.h"
+#include "files/outputFile.h"
+#include "files/parseNumber.h"
+#include "files/wipe.h"
+
+#include <QFileInfo>
+
+#include <array>
+#include <limits>
+#include <memory>
+#include <new>
+
+namespace {
+
+constexpr std::uint32_t maxLicences = 1000000;
+constexpr qsizetype maxFirmwareIdLength = 15;
+constexpr qint64 persoDataSize = 108;
+constexpr std::int32_t defaultSlot = 2;
+
+/// What a card says of itself.
+struct CardInfo {
+    std::array<unsigned char, 17> firmwareId{};  // NUL-terminated
+    std::array<unsigned char, 4> type{};         // three characters, NUL-terminated
+    unsigned int counter = 0;
+    unsigned char state = 0;
+    unsigned char version = 0;
+};
+
+const char* textOf(const unsigned char* text) {
+    return reinterpret_cast<const char*>(text);
+}
+
+const char* stateName(unsigned char state) {
+    switch (state) {
+        case 7:
+            return "VX_STATE";
+        case 23:
+            return "OEM_STATE";
+        case 39:
+            return "OPERATIONAL_STATE";
+        default:
+            return "UNKNOWN_STATE";
+    }
+}
+
+struct HsmCommand : CommandBase {
+    using CommandBase::CommandBase;
+
+    std::int32_t slot = defaultSlot;
+    std::uint32_t maxCounter = 0;
+    QString firmwareId;
+    bool infoRequested = false;
+    bool persoDataGiven = false;
+
+    Flow run();
+    Flow requestInfo(const QStringList& params);
+    Flow readNonce(const QStringList& params);
+    Flow setCounter(const QStringList& params);
+    Flow setFirmwareId(const QStringList& params);
+    Flow setSlot(const QStringList& params);
+    Flow readPersoData(const QStringList& params);
+
+    bool readCard(CardInfo& info);
+    void printCard(const CardInfo& info) const;
+    bool provisioningComplete() const;
+    Flow provision();
+};
+
+constexpr OptionRow<HsmCommand> optionRows[] = {
+    {"-info", "--info", nullptr, nullptr, &HsmCommand::requestInfo},
+    {"-k", "--key", "key", missingKeyFile, &HsmCommand::readKey},
+    {"-n", "--nonce", "nonce", missingNonceFile, &HsmCommand::readNonce},
+    {"-mc", "--maxcounter", "maxcounter", "You need to specify a value with the maxcounter option",
+     &HsmCommand::setCounter},
+    {"-id", "--id", "firmware id", "You need to specify a value with the firmware id option",
+     &HsmCommand::setFirmwareId},
+    {"-i", "--index", "index", "Invalid index", &HsmCommand::setSlot},
+    // The card decides whether this option counts at all, so its warning and missing value wait for the handler.
+    {"-pd", "--persodata", nullptr, nullptr, &HsmCommand::readPersoData},
+    {"-l", "--log"},
+};
+
+Flow HsmCommand::requestInfo(const QStringList& /*params*/) {
+    infoRequested = true;
+    return Flow::goOn();
+}
+
+Flow HsmCommand::readNonce(const QStringList& params) {
+    const QFileInfo file(params.constFirst());
+    if (file.exists() && file.size() != 12 && file.size() != 16) {
+        return failWith("Error: The size of nonce file is expected to be 12 or 16 bytes");
+    }
+    return readAnyNonce(params);
+}
+
+Flow HsmCommand::setCounter(const QStringList& params) {
+    if (!parseNumber(params.constFirst(), 0, maxCounter)) {
+        return failWith("Invalid counter");
+    }
+    return maxCounter > maxLicences ? failWith("maximum counter must not exceed 1000000") : Flow::goOn();
+}
+
+Flow HsmCommand::setFirmwareId(const QStringList& params) {
+    firmwareId = params.constFirst();
+    return firmwareId.size() > maxFirmwareIdLength
+               ? failWith("The firmware id lenght should be less than 16 characters")
+               : Flow::goOn();
+}
+
+Flow HsmCommand::setSlot(const QStringList& params) {
+    std::uint32_t index = 0;
+    if (!parseNumber(params.constFirst(), 0, index) || index > std::numeric_limits<std::int32_t>::max()) {
+        return failWith("Invalid index");
+    }
+    slot = static_cast<std::int32_t>(index);
+    return Flow::goOn();
+}
+
+bool HsmCommand::readCard(CardInfo& info) {
+    return tool.preparation.getHSMInfo(slot, info.firmwareId.data(), info.counter, info.state, info.type.data(),
+                                       &info.version) ||
+           reportError("Failed to get available HSM info from slot %d\n", slot);
+}
+
+Flow HsmCommand::readPersoData(const QStringList& params) {
+    CardInfo info;
+    static_cast<void>(readCard(info));  // a card that doesn't answer is told of, and the option goes on
+    if (info.version == 1) {
+        wipe(tool.persoData);  // a first-generation card takes no such data
+        return Flow::goOn();
+    }
+    if (persoDataGiven) {
+        displayMessage(MessageKind::warning, "The perso data option is only needed once, the first one is ignored");
+    }
+    persoDataGiven = true;
+    if (params.isEmpty()) {
+        return failWith("You need to specify a file with the perso data option");
+    }
+    if (!CommandLineTool::readBinaryFile(params.constFirst(), tool.persoData, persoDataSize)) {
+        return failWith("failed to open the perso data file !");
+    }
+    return tool.persoData.isEmpty() ? failWith("The perso data file is empty !") : Flow::goOn();
+}
+
+void HsmCommand::printCard(const CardInfo& info) const {
+    displayMessage(MessageKind::success, "\nRead the following Information from HSM slot %d :\n", slot);
+    displayMessage(MessageKind::normal, "  HSM STATE : %s\n", stateName(info.state));
+    displayMessage(MessageKind::normal, "  HSM FW IDENTIFIER : %s\n", textOf(info.firmwareId.data()));
+    displayMessage(MessageKind::normal, "  HSM COUNTER : %d\n", static_cast<int>(info.counter));
+    displayMessage(MessageKind::normal, "  HSM VERSION : %s\n", QByteArray::number(info.version).constData());
+    displayMessage(MessageKind::normal, "  HSM TYPE : %.3s\n", info.version == 2 ? textOf(info.type.data()) : "-");
+}
+
+bool HsmCommand::provisioningComplete() const {
+    // Key and nonce count by content: an image made earlier in this run leaves its own.
+    return !tool.key.isEmpty() && !tool.nonce.isEmpty() && wasGiven(optionRows, given, "-id") &&
+           wasGiven(optionRows, given, "-mc");
+}
+
+Flow HsmCommand::provision() {
+    if (!tool.preparation.HSMProvisioning(slot, tool.key, tool.nonce, maxCounter, firmwareId, true, tool.persoData)) {
+        return failWith("HSM programming failed");
+    }
+    displayMessage(MessageKind::success, "HSM programming success");
+    return Flow::end(0);
+}
+
+Flow HsmCommand::run() {
+    const Flow flow = walkOptions(tool, *this, optionRows, "hsm", given);
+    if (flow.ends()) {
+        return flow;
+    }
+    if (infoRequested) {
+        CardInfo info;
+        if (readCard(info)) {
+            printCard(info);
+        }
+        return provisioningComplete() ? provision() : Flow::end(1);
+    }
+    if (!provisioningComplete()) {
+        return failWith("One or more mandatory options are missing");
+    }
+    unsigned char version = 0;
+    if (!tool.preparation.getHSMVersionAPI(slot, &version)) {
+        return failWith("HSM Get informations failed");
+    }
+    return provision();
+}
+
+// Encrypts the input's first segment and gives the 16-byte tag followed by the encrypted data.
+Flow encryptPersonalizationData(Preparation& preparation, const FileSegment& content, QByteArray& output) {
+    constexpr qsizetype ivOffset = 16;
+    constexpr qsizetype tagSize = 16;
+    QByteArray secret(32, '\0');
+    const WipeOnExit wipeSecret(secret);
+    auto* const secretBytes = reinterpret_cast<unsigned char*>(secret.data());
+    std::array<unsigned char*, 2> table = {secretBytes, nullptr};
+    if (!preparation.SignECDH_KDF2(table.data())) {
+        reportError("fail to generete the secret");
+    }
+    if (content.size > std::numeric_limits<std::int32_t>::max()) {
+        return failWith("Encryption failed %d", -1);
+    }
+    const auto length = static_cast<std::int32_t>(content.size);
+    const std::unique_ptr<unsigned char[]> encrypted(new (std::nothrow) unsigned char[content.size + std::size_t{1}]);
+    if (encrypted == nullptr) {
+        reportError("Memory allocation failed");
+        return Flow::end(0);
+    }
+    QByteArray plain = content.data;
+    std::array<unsigned char, tagSize> tag{};
+    const std::int32_t count =
+        preparation.encryptPersoData(reinterpret_cast<unsigned char*>(plain.data()), length, secretBytes,
+                                     secretBytes + ivOffset, encrypted.get(), tag.data());
+    wipe(plain);
+    if (count != length) {
+        return failWith("Encryption failed %d", count);
+    }
+    output.append(textOf(tag.data()), tagSize);
+    output.append(textOf(encrypted.get()), length);
+    return Flow::goOn();
+}
+
+}  // namespace
+
+Flow CommandLineTool::runHsm() {
+    warnOfOwnParameters("hsm");
+    return HsmCommand(*this).run();
+}
+
+Flow CommandLineTool::runPersonalizationData() {
+    CommandBase command(*this);
+    for (const CliOption& option : options) {
+        if (option.name != QLatin1String("-gpdata") && option.name != QLatin1String("--gpdata")) {
+            continue;
+        }
+        if (option.params.size() < 2) {
+            return failWith("You need to specify the input perso data file and the output file");
+        }
+        if (!command.openInput(option.params.at(0), currentFile)) {
+            return Flow::end(1);
+        }
+        if (!isFirmware(*currentFile)) {
+            return failWith("Unable to create a personalization data file from this file's format : %s",
+                            qUtf8Printable(option.params.at(0)));
+        }
+        outputPath = option.params.at(1);
+    }
+    displayMessage(MessageKind::success, "Encryption of Personalization Data Process started ... ");
+    QByteArray output;
+    const Flow flow = encryptPersonalizationData(preparation, currentFile->segments.front(), output);
+    if (flow.ends()) {
+        return flow;
+    }
+    if (!writeOutputFile(outputPath, output, "Error while writing in the output file")) {
+        return Flow::end(1);
+    }
+    displayMessage(MessageKind::success, "Encrypted VX personalization data file generated successfully : %s",
+                   qUtf8Printable(outputPath));
+    return Flow::end(0);
+}

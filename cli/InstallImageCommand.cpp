@@ -1,0 +1,416 @@
+#include "cli/CommandBase.h"
+#include "cli/imageListing.h"
+#include "files/ByteReader.h"
+#include "files/ByteWriter.h"
+#include "files/openFile.h"
+#include "files/outputFile.h"
+#include "files/parseNumber.h"
+#include "files/segments.h"
+#include "formats/openCsvFile.h"
+
+#include <QFile>
+
+#include <algorithm>
+#include <array>
+
+namespace {
+
+constexpr char wrongFormat[] = "Unable to create an TBI image from this file's format : %s";
+constexpr char missingOptionBytes[] = "You need to specify a file with the option bytes option";
+
+// One record is made for each segment of an external firmware file, up to this many.
+constexpr std::size_t maxExternalSegments = 256;
+
+constexpr std::uint32_t diversificationDevice = 0x484;
+
+struct Device {
+    std::uint32_t id;
+    bool takesPartialImages;  // the image can be handed over in parts
+};
+
+constexpr std::array devices = {
+    Device{0x450, true},  Device{0x455, false}, Device{0x462, false}, Device{0x472, false}, Device{0x476, false},
+    Device{0x478, false}, Device{0x480, true},  Device{0x481, false}, Device{0x482, false}, Device{0x483, true},
+    Device{0x484, false}, Device{0x485, false}, Device{0x492, false}, Device{0x497, false}, Device{0x4B0, false},
+};
+
+/// The parameter at `index` as a number in any base; a parameter that isn't there is no number.
+bool numberAt(const QStringList& params, qsizetype index, std::uint32_t& value) {
+    return index < params.size() && parseNumber(params.at(index), 0, value);
+}
+
+struct InstallImageCommand : CommandBase {
+    using CommandBase::CommandBase;
+
+    bool multiImageDevice = true;
+    std::uint32_t ramSize = 0;
+    std::uint32_t continuationToken = 0;
+
+    Flow run();
+
+    Flow setDevice(const QStringList& params);
+    Flow addFirmware(const QStringList& params);
+    Flow addExternalFirmware(const QStringList& params);
+    Flow addExternalRecords(const QStringList& params, const FileData& file);
+    Flow addExternalBinary(const QStringList& params, FileData& file);
+    Flow readKeyArea(const QStringList& params);
+    Flow readOptionBytes(const QStringList& params);
+    Flow readDiversification(const QStringList& params);
+    Flow addModule(const QStringList& params);
+    Flow setRamSize(const QStringList& params);
+    Flow setContinuationToken(const QStringList& params);
+    Flow setOutput(const QStringList& params);
+    Flow acceptHashFlag(const QStringList& params);
+    Flow addObkFiles(const QStringList& params);
+    Flow readXtbi(const QStringList& params);
+    Flow readModuleList(const QStringList& params);
+    Flow readExternalModuleList(const QStringList& params);
+
+    Flow readTable(const QString& path, CsvKind kind, FileData*& table);
+    Flow checkOptions();
+    Flow mergeFirmware();
+    Flow writeImage();
+    Flow verifyImage();
+};
+
+constexpr OptionRow<InstallImageCommand> optionRows[] = {
+    {"-devid", "--deviceid", nullptr, "Invalid Device ID", &InstallImageCommand::setDevice},
+    {"-fir", "--firmware", nullptr, missingFirmwareFile, &InstallImageCommand::addFirmware},
+    {"-firx", "--firmwx", nullptr, "You need to specify a file with the external firmware option",
+     &InstallImageCommand::addExternalFirmware},
+    {"-k", "--key", "key", missingKeyFile, &InstallImageCommand::readKey},
+    {"-n", "--nonce", "nonce", missingNonceFile, &InstallImageCommand::readAnyNonce},
+    {"-v", "--ver", "image version", missingImageVersion, &InstallImageCommand::setImageVersion},
+    {"-kx", "--keyx", "-kx/--keyx", missingOptionBytes, &InstallImageCommand::readKeyArea},
+    {"-ob", "--obfile", "option bytes", missingOptionBytes, &InstallImageCommand::readOptionBytes},
+    {"-m", "--module", nullptr, "You need to specify a file with the module option", &InstallImageCommand::addModule},
+    {"-rs", "--ramsize", "RAM size", "You need to specify a value with the RAM size option",
+     &InstallImageCommand::setRamSize},
+    {"-ct", "--token", "continuation token", "You need to specify a value with the continuation token option",
+     &InstallImageCommand::setContinuationToken},
+    {"-o", "--outfile", "output file", missingOutputFile, &InstallImageCommand::setOutput},
+    {.shortName = "-hsm", .longName = "--hsm", .endsParser = true},
+    {"-hash", "--hash", nullptr, "You need to specify the Hash option", &InstallImageCommand::acceptHashFlag},
+    {"-obkeys", "--ob-keys", nullptr, "You need to specify a file with the Obk option",
+     &InstallImageCommand::addObkFiles},
+    {"-xtbi", "--xtbi", nullptr, "You need to specify a file with the XTBI option", &InstallImageCommand::readXtbi},
+    {"-mcsv", "--mcsv", nullptr, "You need to specify a file with the MCSV option",
+     &InstallImageCommand::readModuleList},
+    {"-ecsv", "--ecsv", nullptr, "You need to specify a file with the ECSV option",
+     &InstallImageCommand::readExternalModuleList},
+    {"-diver", "--diver", "diversification", "You need to specify a file with the diversification option",
+     &InstallImageCommand::readDiversification},
+    {"-l", "--log"},
+    {"-ptbi", "--parse-tbi"},
+};
+
+Flow InstallImageCommand::setDevice(const QStringList& params) {
+    if (!numberAt(params, 0, tool.deviceId)) {
+        return failWith("Invalid Device ID");
+    }
+    const auto* const device =
+        std::find_if(devices.begin(), devices.end(), [this](const Device& known) { return known.id == tool.deviceId; });
+    if (device == devices.end()) {
+        return failWith("Invalid device ID value");
+    }
+    multiImageDevice = multiImageDevice && device->takesPartialImages;
+    return Flow::goOn();
+}
+
+Flow InstallImageCommand::addFirmware(const QStringList& params) {
+    if (!openInput(params.constFirst(), tool.currentFile)) {
+        return Flow::end(1);
+    }
+    if (!isFirmware(*tool.currentFile)) {
+        return failWith(wrongFormat, qUtf8Printable(params.constFirst()));
+    }
+    if (tool.currentFile->fileType == fileTypeBinary) {
+        if (params.size() < 2) {
+            return failWith("You need to specify an address with a binary firmware");
+        }
+        if (!numberAt(params, 1, tool.currentFile->segments.front().address)) {
+            return failWith("Invalid firmware address");
+        }
+    }
+    tool.firmwareFiles.append(tool.currentFile);
+    return Flow::goOn();
+}
+
+Flow InstallImageCommand::addExternalFirmware(const QStringList& params) {
+    if (!openInput(params.constFirst(), tool.currentFile)) {
+        return Flow::end(1);
+    }
+    if (!isFirmware(*tool.currentFile)) {
+        return failWith(wrongFormat, qUtf8Printable(params.constFirst()));
+    }
+    const Flow flow = tool.currentFile->fileType == fileTypeBinary ? addExternalBinary(params, *tool.currentFile)
+                                                                   : addExternalRecords(params, *tool.currentFile);
+    if (!flow.ends()) {
+        tool.externalFirmwareFiles.append(tool.currentFile);
+    }
+    return flow;
+}
+
+Flow InstallImageCommand::addExternalRecords(const QStringList& params, const FileData& file) {
+    if (params.size() < 3) {
+        return failWith(
+            "For external hex firmware, you have to specify respectively the region number, region mode and key "
+            "address");
+    }
+    ExtBinInfo info;
+    if (!numberAt(params, 1, info.regionNumber)) {
+        return failWith("Invalid region number for external firmware");
+    }
+    if (!numberAt(params, 2, info.regionMode)) {
+        return failWith("Invalid region mode for external firmware");
+    }
+    if (!numberAt(params, 3, info.keyAddress)) {
+        return failWith("Invalid key address for external firmware");
+    }
+    const std::size_t count = std::min(file.segments.size(), maxExternalSegments);
+    for (std::size_t i = 0; i < count; ++i) {
+        info.address = file.segments[i].address;
+        tool.externalBinInfos.append(info);
+    }
+    return Flow::goOn();
+}
+
+Flow InstallImageCommand::addExternalBinary(const QStringList& params, FileData& file) {
+    if (params.size() < 4) {
+        return failWith(
+            "For external firmware, you have to specify respectively the starting address, region number, region "
+            "mode and key address");
+    }
+    ExtBinInfo info;
+    if (!numberAt(params, 1, info.address)) {
+        return failWith("Invalid external firmware start address");
+    }
+    // With a raw binary the mode stands before the number, unlike with HEX; production scripts rely on both.
+    if (!numberAt(params, 3, info.regionNumber)) {
+        return failWith("Invalid region number for external firmware");
+    }
+    if (!numberAt(params, 2, info.regionMode)) {
+        return failWith("Invalid region mode for external firmware");
+    }
+    if (!numberAt(params, 4, info.keyAddress)) {
+        return failWith("Invalid key address for external firmware");
+    }
+    tool.externalBinInfos.append(info);
+    file.segments.front().address = info.address;
+    return Flow::goOn();
+}
+
+Flow InstallImageCommand::readTable(const QString& path, CsvKind kind, FileData*& table) {
+    FileData* read = nullptr;
+    if (!openCsvFile(tool.fileContext, path, kind, read)) {
+        return Flow::end(1);
+    }
+    if (read->fileType != fileTypeCsv) {
+        return failWith("The file %s is not a csv file", qUtf8Printable(path));
+    }
+    table = read;
+    return Flow::goOn();
+}
+
+Flow InstallImageCommand::readKeyArea(const QStringList& params) {
+    return readTable(params.constFirst(), CsvKind::keyArea, tool.keyAreaFile);
+}
+
+Flow InstallImageCommand::readOptionBytes(const QStringList& params) {
+    return readTable(params.constFirst(), CsvKind::optionBytes, tool.optionBytesFile);
+}
+
+Flow InstallImageCommand::readDiversification(const QStringList& params) {
+    return readTable(params.constFirst(), CsvKind::diversification, tool.diversificationFile);
+}
+
+Flow InstallImageCommand::addModule(const QStringList& params) {
+    constexpr qsizetype loadAddressOffset = 8;
+    FileData* module = nullptr;
+    if (!openInput(params.constFirst(), module)) {
+        return Flow::end(1);
+    }
+    if (module->fileType != fileTypeKmd) {
+        return failWith("%s is not an KMD file", qUtf8Printable(params.constFirst()));
+    }
+    FileSegment& content = module->segments.front();
+    ByteReader reader(content.data);
+    reader.seek(loadAddressOffset);
+    content.address = reader.u32();
+    if (content.address == 0) {
+        if (params.size() < 2) {
+            return failWith("You need to specify an address with a relocatable KMD file");
+        }
+        if (!numberAt(params, 1, content.address)) {
+            return failWith("Invalid KMD address");
+        }
+        if (reader.ok()) {
+            QByteArray field;
+            appendU32(field, content.address);
+            content.data.replace(loadAddressOffset, field.size(), field);
+        }
+    }
+    tool.modules.append(module);
+    return Flow::goOn();
+}
+
+Flow InstallImageCommand::setRamSize(const QStringList& params) {
+    return numberAt(params, 0, ramSize) ? Flow::goOn() : failWith("Invalid RAM size");
+}
+
+Flow InstallImageCommand::setContinuationToken(const QStringList& params) {
+    return numberAt(params, 0, continuationToken) ? Flow::goOn() : failWith("Invalid continuation token address");
+}
+
+Flow InstallImageCommand::setOutput(const QStringList& params) {
+    tool.outputPath = params.constFirst();
+    const bool fits =
+        tool.outputPath.endsWith(QLatin1String(".tbi")) || tool.outputPath.endsWith(QLatin1String(".tbix"));
+    return fits ? Flow::goOn() : failWith("An TBI/TBIx file must have the .tbi or tbix extension");
+}
+
+Flow InstallImageCommand::acceptHashFlag(const QStringList& /*params*/) {
+    // Every image is hashed, whatever the flag says.
+    return Flow::goOn();
+}
+
+Flow InstallImageCommand::addObkFiles(const QStringList& params) {
+    for (const QString& path : params) {
+        FileData* file = nullptr;
+        if (!openInput(path, file)) {
+            return Flow::end(1);
+        }
+        if (file->fileType != fileTypeObk) {
+            return failWith(wrongFormat, qUtf8Printable(path));
+        }
+        tool.obkFiles.append(static_cast<FileOBK*>(file));
+    }
+    return Flow::goOn();
+}
+
+Flow InstallImageCommand::readXtbi(const QStringList& params) {
+    FileData* file = nullptr;
+    if (!openInput(params.constFirst(), file)) {
+        return Flow::end(1);
+    }
+    if (file->fileType != fileTypeBinary && file->fileType != fileTypeXtbi) {
+        return failWith(wrongFormat, qUtf8Printable(params.constFirst()));
+    }
+    // A plain file has no areas and is only ever looked at as FileData.
+    tool.xtbiFile = static_cast<FileTBI*>(file);
+    if (file->fileType == fileTypeXtbi) {
+        for (const TbiArea& area : tool.xtbiFile->areas) {
+            file->segments.push_back({area.address, area.size, area.data});
+        }
+        file->segmentCount = static_cast<std::uint32_t>(tool.xtbiFile->areas.size());
+    }
+    return Flow::goOn();
+}
+
+Flow InstallImageCommand::readModuleList(const QStringList& params) {
+    FileData* list = nullptr;
+    if (!openCsvFile(tool.fileContext, params.constFirst(), CsvKind::moduleList, list)) {
+        return Flow::end(1);
+    }
+    if (list->fileType != fileTypeMcsv) {
+        return failWith(wrongFormat, qUtf8Printable(params.constFirst()));
+    }
+    tool.mcsvFile = static_cast<FileMCSV*>(list);
+    return Flow::goOn();
+}
+
+Flow InstallImageCommand::readExternalModuleList(const QStringList& params) {
+    FileData* list = nullptr;
+    if (!openCsvFile(tool.fileContext, params.constFirst(), CsvKind::externalModuleList, list)) {
+        return Flow::end(1);
+    }
+    if (list->fileType != fileTypeEcsv) {
+        return failWith(wrongFormat, qUtf8Printable(params.constFirst()));
+    }
+    tool.ecsvFile = static_cast<FileECSV*>(list);
+    return Flow::goOn();
+}
+
+Flow InstallImageCommand::checkOptions() {
+    const auto has = [this](const char* name) { return wasGiven(optionRows, given, name); };
+    if (tool.deviceId == 0) {
+        return failWith("Missing device ID");
+    }
+    const bool complete = has("-k") && has("-fir") && has("-n") && has("-v") && has("-o");
+    if (!complete && tool.externalFirmwareFiles.isEmpty()) {
+        return failWith("One or more mandatory options are missing");
+    }
+    if (has("-rs") && !has("-ct") && multiImageDevice) {
+        return failWith("Missing continuation token");
+    }
+    if (has("-ct") && !has("-rs")) {
+        return failWith("Missing ram size");
+    }
+    return Flow::goOn();
+}
+
+Flow InstallImageCommand::mergeFirmware() {
+    const bool merged =
+        (tool.firmwareFiles.isEmpty() || mergeFiles(tool.fileContext, tool.firmwareFiles, tool.firmware)) &&
+        (tool.externalFirmwareFiles.isEmpty() ||
+         mergeFiles(tool.fileContext, tool.externalFirmwareFiles, tool.externalFirmware));
+    if (!merged) {
+        return Flow::end(1);
+    }
+    if (tool.diversificationFile != nullptr && tool.deviceId != diversificationDevice) {
+        return failWith("TBI Diversification option is not supported with this device so far.");
+    }
+    return Flow::goOn();
+}
+
+Flow InstallImageCommand::writeImage() {
+    constexpr bool hashAlways = true;
+    const QByteArray image = tool.preparation.TBIPreparation(
+        tool.firmware, multiImageDevice, tool.obkFiles, tool.optionBytesFile, tool.key, tool.nonce,
+        static_cast<std::uint8_t>(tool.imageVersion), hashAlways, tool.modules, ramSize, continuationToken,
+        tool.xtbiFile, tool.mcsvFile, tool.ecsvFile, tool.deviceId, tool.externalFirmware, tool.keyAreaFile,
+        tool.diversificationFile, tool.externalBinInfos);
+    if (image.isEmpty()) {
+        return failWith("Error occured when preparing an TBI image");
+    }
+    return continueIf(writeOutputFile(tool.outputPath, image, "Error while writing in the output file"));
+}
+
+Flow InstallImageCommand::verifyImage() {
+    FileData* image = nullptr;
+    if (!openInput(tool.outputPath, image)) {
+        reportError("Error while verifying the TBI file");
+        QFile::remove(tool.outputPath);
+        return Flow::end(1);
+    }
+    displayMessage(MessageKind::success, "%s generation SUCCESS",
+                   tool.externalFirmwareFiles.isEmpty() ? "TBI" : "TBIx");
+    if (image->fileType != fileTypeTbi && image->fileType != fileTypeXtbi) {
+        return failWith("Unable to parse an TBI/TBIx image from this file's format : %s",
+                        qUtf8Printable(tool.outputPath));
+    }
+    parseTbiDisplay(*static_cast<FileTBI*>(image), tool.outputPath);
+    return Flow::goOn();
+}
+
+Flow InstallImageCommand::run() {
+    Flow flow = walkOptions(tool, *this, optionRows, "tbi", given);
+    for (const auto step : {&InstallImageCommand::checkOptions, &InstallImageCommand::mergeFirmware,
+                            &InstallImageCommand::writeImage, &InstallImageCommand::verifyImage}) {
+        if (flow.ends()) {
+            return flow;
+        }
+        flow = (this->*step)();
+    }
+    return flow;
+}
+
+}  // namespace
+
+Flow CommandLineTool::runInstallImage() {
+    if (anyPresent({"-tbu", "--tbu"})) {
+        return failWith("You need to specify which of tbi or tbu you want to create");
+    }
+    warnOfOwnParameters("tbi");
+    return InstallImageCommand(*this).run();
+}

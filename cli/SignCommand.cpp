@@ -1,0 +1,146 @@
+#include "cli/CommandBase.h"
+#include "files/parseNumber.h"
+
+#include <QByteArrayView>
+
+#include <algorithm>
+#include <array>
+
+namespace {
+
+/// The 4-byte mark that tells a kind of image, and how long its signed part is, counted from the mark's position.
+struct ImageMark {
+    std::array<unsigned char, 4> bytes;
+    const char* text;
+    const char* note;  // a second line, or null
+    qsizetype lengthFromMark;
+};
+
+constexpr std::array imageMarks = {
+    ImageMark{{0x91, 0x29, 0x37, 0x23}, "Input image is of type : VX wireless stack image\n", nullptr, 4},
+    ImageMark{{0x21, 0x92, 0x27, 0x32},
+              "Input image is of type : VX LVM image\n",
+              "This signature will work only when updating from KBS v0.5.3 to v1.0.1\n",
+              -28},
+    ImageMark{{0x11, 0x98, 0x76, 0x42}, "Input image is of type : other VX image\n", nullptr, 4},
+};
+
+struct SignCommand : CommandBase {
+    using CommandBase::CommandBase;
+
+    FileData* input = nullptr;
+
+    Flow run();
+    Flow readBinary(const QStringList& params);
+    Flow checkAlgorithm(const QStringList& params);
+    Flow setPrivateKey(const QStringList& params);
+    Flow setOutput(const QStringList& params);
+    Flow detectSignedImage(SignedImage& image, FileData& part) const;
+};
+
+constexpr OptionRow<SignCommand> optionRows[] = {
+    {"-bin", "--binary", "bin file", "You need to specify a file path for the binary input file option",
+     &SignCommand::readBinary},
+    {"-a", "--algo", "algo name", nullptr, &SignCommand::checkAlgorithm},
+    {"-prvk", "--privatekey", "private key", "You need to specify a file with the private key option",
+     &SignCommand::setPrivateKey},
+    {"-v", "--version", "image version", missingImageVersion, &SignCommand::setImageVersion},
+    {"-o", "--outfile", "output file", missingOutputFile, &SignCommand::setOutput},
+};
+
+Flow SignCommand::readBinary(const QStringList& params) {
+    tool.binaryPath = params.constFirst().toUtf8();
+    if (!openInput(params.constFirst(), tool.currentFile)) {
+        return Flow::end(1);
+    }
+    input = tool.currentFile;
+    return input->fileType == fileTypeBinary
+               ? Flow::goOn()
+               : failWith("Bad file format, ECDSA signature is performed from binary format");
+}
+
+Flow SignCommand::checkAlgorithm(const QStringList& params) {
+    std::uint32_t algorithm = 0;
+    if (!params.isEmpty() && parseNumber(params.constFirst(), 0, algorithm) && algorithm != 0) {
+        displayMessage(MessageKind::warning, "Only ECC_NIST_prime256v1 algo is supported so far\n");
+        displayMessage(MessageKind::warning, "Algo forced to ECC_NIST_prime256v1 \n");
+    }
+    return Flow::goOn();
+}
+
+Flow SignCommand::setPrivateKey(const QStringList& params) {
+    tool.privateKeyPath = params.constFirst();
+    return Flow::goOn();
+}
+
+Flow SignCommand::setOutput(const QStringList& params) {
+    tool.outputPath = params.constFirst();
+    return tool.outputPath.endsWith(QLatin1String(".bin")) ? Flow::goOn()
+                                                           : failWith("output file must have the .bin extension");
+}
+
+Flow SignCommand::detectSignedImage(SignedImage& image, FileData& part) const {
+    const FileSegment& content = input->segments.front();
+    const QByteArrayView bytes = QByteArrayView(content.data).first(content.size);
+    for (qsizetype i = 0; i + 4 <= bytes.size(); ++i) {
+        for (const ImageMark& mark : imageMarks) {
+            if (!std::equal(mark.bytes.begin(), mark.bytes.end(), bytes.begin() + i,
+                            [](unsigned char a, char b) { return a == static_cast<unsigned char>(b); })) {
+                continue;
+            }
+            displayMessage(MessageKind::grey, "%s", mark.text);
+            if (mark.note != nullptr) {
+                displayMessage(MessageKind::grey, "%s", mark.note);
+            }
+            // An LVM mark within the first 28 bytes leaves nothing in front of it to sign.
+            const qsizetype length = std::max<qsizetype>(i + mark.lengthFromMark, 0);
+            part.segmentCount = 1;
+            part.segments.push_back({0, static_cast<std::uint32_t>(length), bytes.first(length).toByteArray()});
+            FileData* pointer = &part;
+            image.setSigImgBin(&pointer);
+            return Flow::goOn();
+        }
+    }
+    displayMessage(MessageKind::grey, "Input image is of type : Unknown VX image\n");
+    return Flow::end(1);
+}
+
+Flow SignCommand::run() {
+    const Flow flow = walkOptions(tool, *this, optionRows, nullptr, given);
+    if (flow.ends()) {
+        return flow;
+    }
+    for (const char* const name : {"-bin", "-prvk", "-v", "-o"}) {
+        if (!wasGiven(optionRows, given, name)) {
+            return failWith("One or more mandatory options are missing, please refer to help menu");
+        }
+    }
+    SignedImage image;
+    image.setSigSize(tool.signatureSize);
+    image.setSigImgVer(tool.imageVersion);
+    image.setSigImgFooter();
+    FileData part;
+    const Flow detected = detectSignedImage(image, part);
+    if (detected.ends()) {
+        return detected;
+    }
+    QByteArray keyPath = tool.privateKeyPath.toUtf8();
+    SignedImage* pointer = &image;
+    if (!tool.preparation.signECDSA(reinterpret_cast<unsigned char*>(keyPath.data()), &pointer, true, nullptr)) {
+        return failWith("Error occured when signing the binary image");
+    }
+    const FileSegment& content = input->segments.front();
+    if (!image.createSignedImage(tool.outputPath, content.data.first(content.size))) {
+        return failWith("an error occured while preparing signed image\n");
+    }
+    displayMessage(MessageKind::success, "Writing signed image to file %s finished successfully",
+                   qUtf8Printable(tool.outputPath));
+    return Flow::end(0);
+}
+
+}  // namespace
+
+Flow CommandLineTool::runSign() {
+    warnOfOwnParameters("sign");
+    return SignCommand(*this).run();
+}

@@ -22,6 +22,9 @@ target_link_libraries(tool-flags INTERFACE build-flags)
 target_compile_options(tool-flags INTERFACE -fno-exceptions)
 target_compile_definitions(tool-flags INTERFACE QT_NO_EXCEPTIONS)
 
+# The same commit gives the same bytes, wherever it is built.
+add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+
 if(QVORA_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)

@@ -1,0 +1,42 @@
+# Installation and the Debian package. The executable looks for its helper files beside itself, so it lives in a folder
+# of its own, with a link in bin/.
+set(home ${CMAKE_INSTALL_LIBDIR}/qvora-sealed-bundle-builder)
+set(tool QVORASealedBundleBuilder_CLI)
+set(made ${PROJECT_BINARY_DIR}/packaging)
+file(MAKE_DIRECTORY ${made})
+
+install(TARGETS ${tool} RUNTIME DESTINATION ${home})
+install(FILES Template/OBkeyPrototype.xsd Template/McuBootPrototype.xsd DESTINATION ${home}/Template)
+install(PROGRAMS obkey/imgtool-launcher.sh DESTINATION ${home}/Utilities/Windows RENAME imgtool.exe)
+file(RELATIVE_PATH link_target ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR}/qvora-sealed-bundle-builder/${tool})
+file(CREATE_LINK ${link_target} ${made}/${tool} SYMBOLIC)
+install(FILES ${made}/${tool} DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(FILES README.md CHANGELOG.md LICENSE docs/formats.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR})
+
+if(NOT QVORA_SANITIZE)
+  foreach(kind man completion)
+    set(page ${made}/${tool}.${kind})
+    add_custom_command(OUTPUT ${page}
+      COMMAND ${PROJECT_SOURCE_DIR}/scripts/make-docs ${kind} $<TARGET_FILE:${tool}> > ${page}
+      DEPENDS ${tool} ${PROJECT_SOURCE_DIR}/scripts/make-docs ${PROJECT_SOURCE_DIR}/docs/commands.tsv VERBATIM)
+    list(APPEND pages ${page})
+  endforeach()
+  add_custom_target(command-pages ALL DEPENDS ${pages})
+  install(FILES ${made}/${tool}.man DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 RENAME ${tool}.1)
+  install(FILES ${made}/${tool}.completion DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+          RENAME ${tool})
+endif()
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME qvora-sealed-bundle-builder)
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_PACKAGE_CONTACT "QVORA Sealed Bundle Builder developers <developers@qvora.invalid>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Package and provision firmware of secure microcontrollers")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SECTION devel)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SUGGESTS "p11-kit-modules, opensc, python3-pip")
+include(CPack)

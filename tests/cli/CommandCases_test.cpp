@@ -1,0 +1,71 @@
+#include "tests/cli/CommandRun.h"
+#include "tests/support/TempFolder.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr char hexFirmware[] =
+    ":020000040800F2\n:10000000000102030405060708090A0B0C0D0E0F78\n:00000001FF\n";
+constexpr char twoSegments[] =
+    ":020000040800F2\n:0400000001020304F2\n:0401000005060708E1\n:00000001FF\n";
+constexpr char publicKey[] =
+    "-----BEGIN PUBLIC KEY-----\n"
+    "MFkwEwYHKoZIzj0CAQYIKoZIzj0DAQcDQgAEaxfR8uEsQkf4vOblY6RA8ncDfYEt\n"
+    "6zOg9KE5RdiYwpZP40Li/hp/m47n60p8D54WK84zV2sxXs7LtkBoN79R9Q==\n"
+    "-----END PUBLIC KEY-----\n";
+
+void makeFiles(const TempFolder& folder) {
+    folder.write("key.bin", QByteArray(16, 'k'));
+    folder.write("key15.bin", QByteArray(15, 'k'));
+    folder.write("nonce.bin", QByteArray(12, 'n'));
+    folder.write("nonce16.bin", QByteArray(16, 'n'));
+    folder.write("nonce5.bin", QByteArray(5, 'n'));
+    folder.write("hash.bin", QByteArray(32, 'h'));
+    folder.write("blob.bin", QByteArray(152, 'b'));
+    folder.write("fw.bin", QByteArray(64, 'f'));
+    folder.write("fw.hex", hexFirmware);
+    folder.write("fw2.hex", twoSegments);
+    folder.write("fixed.kmd", QByteArray::fromHex("4b4d444d41474943" "00000108" "aabb"));
+    folder.write("loose.kmd", QByteArray::fromHex("4b4d444d41474943" "00000000" "aabb"));
+    folder.write("short.kmd", QByteArray::fromHex("4b4d444d41474943" "0000"));
+    folder.write("ob.csv", "RDP,0xAA,USER,0x1\n");
+    folder.write("area.csv", "10,FF,0x20\n");
+    folder.write("short.PEM", "pem");
+    folder.write("public.pem", publicKey);
+    folder.write("large.pem", QByteArray(1680, 'x'));
+    folder.write("backup.bin", QByteArray::fromHex("00000000" "00000000" "04000000" "01020304"));
+    folder.write("empty.json", "{\"Title\": \"none\", \"Files\": []}");
+}
+
+TEST(CommandCases, endAsTheirLinesSay) {
+    const TempFolder folder;
+    makeFiles(folder);
+    const QList<QByteArray> lines = fileContent(QString::fromUtf8(QVORA_CASES)).split('\n');
+    int cases = 0;
+    for (const QByteArray& line : lines) {
+        if (line.isEmpty() || line.startsWith('#')) {
+            continue;
+        }
+        const qsizetype arrow = line.indexOf(" => ");
+        const qsizetype colon = line.indexOf(" :", arrow);
+        ASSERT_TRUE(arrow > 0 && colon > arrow) << line.constData();
+        SCOPED_TRACE(line.first(arrow).constData());
+        std::string expected = line.sliced(std::min(colon + 3, line.size())).toStdString();
+        expected.erase(expected.find_last_not_of(' ') + 1);
+        const CommandResult result = runCommand(folder.path("."), splitArguments(QString::fromUtf8(line.first(arrow))));
+        EXPECT_EQ(result.status, line.sliced(arrow + 4, colon - arrow - 4).toInt());
+        std::string body = result.body();
+        if (expected.starts_with("...")) {
+            expected.erase(0, 3);
+            body.erase(0, body.size() - std::min(body.size(), expected.size()));
+        }
+        EXPECT_EQ(body, expected);
+        ++cases;
+    }
+    EXPECT_GT(cases, 100);
+    EXPECT_EQ(folder.read("key.bin"), QByteArray(16, 'k'));
+    EXPECT_TRUE(folder.read("a.tbi").isEmpty());
+}
+
+}  // namespace

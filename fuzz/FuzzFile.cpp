@@ -1,0 +1,45 @@
+#include "fuzz/FuzzFile.h"
+
+#include "display/Display.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+
+#include <unistd.h>
+
+namespace {
+
+// On a memory file system, where there is one: a fuzzer writes thousands of files a second.
+QString folder() {
+    static const QString made = [] {
+        static int argc = 1;
+        static char name[] = "fuzz";
+        static char* argv[] = {name, nullptr};
+        static const QCoreApplication application(argc, argv);
+        const QString base = QDir(QStringLiteral("/dev/shm")).exists() ? QStringLiteral("/dev/shm") : QDir::tempPath();
+        const QString path = base + QStringLiteral("/qsbb-fuzz-") + QString::number(getpid());
+        QDir().mkpath(path);
+        return path;
+    }();
+    return made;
+}
+
+void swallow(std::int32_t /*kind*/, const wchar_t* /*text*/) {}
+
+}  // namespace
+
+FuzzFile::FuzzFile(const std::uint8_t* data, std::size_t size, const char* suffix)
+    : path_(folder() + QStringLiteral("/input") + QLatin1String(suffix)) {
+    Display::getInstance()->callback = swallow;
+    QFile file(path_);
+    if (!file.open(QIODevice::WriteOnly) ||
+        file.write(reinterpret_cast<const char*>(data), static_cast<qint64>(size)) != static_cast<qint64>(size)) {
+        qFatal("cannot write %s", qUtf8Printable(path_));
+    }
+}
+
+FuzzFile::~FuzzFile() {
+    QFile::remove(path_);
+    QFile::remove(output());
+}

@@ -1,15 +1,12 @@
 #pragma once
 
-#include "Preparation/src/keyFiles.h"
+#include "Preparation/src/keyPem.h"
 
 #include <QByteArray>
 #include <QByteArrayView>
 #include <QString>
 
 #include <cstdint>
-
-/// The two ciphers that encrypt a private key file, with the numbers that `generateKeyFiles` takes.
-enum class KeyCipher : std::int32_t { aes128Cbc = 0, aes256Cbc = 1 };
 
 /// Key services for RSA, and the common part of those for elliptic curves.
 ///

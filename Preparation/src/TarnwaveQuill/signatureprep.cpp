@@ -1,1 +1,155 @@
+#include "Preparation/src/TarnwaveQuill/signatureprep.h"
+
+#include "Preparation/src/TarnwaveQuill/binarySignature.h"
+#include "Preparation/src/TarnwaveQuill/publicKeySources.h"
+#include "Preparation/src/TarnwaveQuill/publicKeyText.h"
+#include "Preparation/src/keyFiles.h"
+#include "Preparation/src/keyPem.h"
+#include "Preparation/src/opensslObjects.h"
 #include "display/Display.h"
+#include "files/ByteWriter.h"
+#include "files/outputFile.h"
+#include "files/wipe.h"
+
+#include <QFile>
+
+#include <openssl/rsa.h>
+
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <new>
+
+namespace {
+
+constexpr unsigned keyBits = 2048;
+constexpr qsizetype sizeFieldOffset = 24;  // in the header of the chip's firmware
+
+int failWith(const char* message) {
+    static_cast<void>(reportError("%s", message));
+    return 1;
+}
+
+// The key that goes on is the one in the file: what can't be read back must not be handed out as a key pair.
+KeyPointer writtenPrivateKey(const QString& path) {
+    const KeyPointer made(EVP_RSA_gen(keyBits));  // with the exponent 65537
+    QByteArray pem;
+    const WipeOnExit wiped(pem);
+    if (!privateKeyToTraditionalPem(made.get(), pem) ||
+        replaceKeyFile(path, pem, KeyFileAccess::ownerReadsAndWrites) != ReplaceResult::done) {
+        return nullptr;
+    }
+    wipe(pem);
+    if (!readKeyFile(path, pem)) {
+        std::fputs("Error opening private key file\n", stderr);
+        return nullptr;
+    }
+    KeyPointer key = privateKeyFromPem(pem);
+    if (!key) {
+        static_cast<void>(reportError("Error reading private key\n"));
+    }
+    return key;
+}
+
+bool writePublicKeyPem(const evp_pkey_st* pkey, const QString& path) {
+    QByteArray pem;
+    return publicKeyToPem(pkey, pem) && replaceFile(path, pem) == ReplaceResult::done;
+}
+
+KeyPointer readSigningKey(const QString& path) {
+    QByteArray pem;
+    const WipeOnExit wiped(pem);
+    if (!readKeyFile(path, pem)) {
+        static_cast<void>(reportError("Opening file path\n"));
+        return nullptr;
+    }
+    KeyPointer key = privateKeyFromPem(pem);
+    if (!key) {
+        static_cast<void>(reportError(" The private key file is not a valid file\n"));
+    }
+    return key;
+}
+
+bool finishDigest(EVP_MD_CTX* context, QByteArrayView bytes, std::array<char, EVP_MAX_MD_SIZE>& digest,
+                  unsigned& size) {
+    if (EVP_DigestUpdate(context, bytes.data(), unsignedSize(bytes)) != 1) {
+        return reportError("Failed to update message digest\n");
+    }
+    if (EVP_DigestFinal_ex(context, reinterpret_cast<unsigned char*>(digest.data()), &size) != 1) {
+        return reportError("Failed to get message digest length\n");
+    }
+    return true;
+}
+
+}  // namespace
+
+int generateTarnwaveKeys(const QString& privatePath, const QString& publicPath, const QString& cPath,
+                         const QString& pyPath, const QString& txtPath) {
+    const KeyPointer key = writtenPrivateKey(privatePath);
+    if (!key || !writePublicKeyPem(key.get(), publicPath)) {
+        return 1;
+    }
+    // A text that isn't there shows itself when it is read.
+    static_cast<void>(writePublicKeyText(publicPath, txtPath));
+    QFile text(txtPath);
+    if (!text.open(QIODevice::ReadOnly)) {
+        return 1;
+    }
+    const PublicKeyText parsed = parsePublicKeyText(text);
+    std::uint32_t exponent = 0;
+    QByteArray r2;
+    if (!text.seek(0) || !readExponent(text, exponent) || !computeR2(parsed.modulusHex, r2)) {
+        return 1;
+    }
+    // The sources repeat what the text file holds: without them the key pair is complete all the same.
+    static_cast<void>(writePublicKeySources(parsed.modulusBytes, exponent, r2, cPath, pyPath));
+    return 0;
+}
+
+int signTarnwaveBinary(const QString& privateKeyPath, const QString& binaryPath, const QString& outputPath) {
+    const KeyPointer key = readSigningKey(privateKeyPath);
+    if (!key) {
+        return failWith("Failed to generate output file\n");
+    }
+    QFile binary(binaryPath);
+    if (!binary.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        return failWith("Failed to open file to sign\n");
+    }
+    const DigestContext context(EVP_MD_CTX_new());
+    if (!context) {
+        return failWith("Failed to create message digest context\n");
+    }
+    if (EVP_DigestInit_ex(context.get(), EVP_sha256(), nullptr) != 1) {
+        return failWith("Failed to initialize message digest\n");
+    }
+
+    const qint64 size = binary.size();
+    if (size > std::numeric_limits<std::uint32_t>::max()) {
+        return failWith("The file to sign is longer than its size field can tell\n");
+    }
+    const qint64 signedSize = size + binarySignatureSize;
+    const std::unique_ptr<char[]> buffer(new (std::nothrow) char[static_cast<std::size_t>(signedSize)]);
+    if (!buffer) {
+        std::fputs("Memory error", stderr);
+        return 2;
+    }
+    if (binary.read(buffer.get(), size) != size) {
+        return failWith("Failed to open file to sign\n");
+    }
+    // In a binary that ends before or inside the field, the signature lies over what of it stands behind the end.
+    QByteArray sizeField;
+    appendU32(sizeField, static_cast<std::uint32_t>(size));
+    std::memcpy(buffer.get() + sizeFieldOffset, sizeField.constData(), static_cast<std::size_t>(sizeField.size()));
+
+    std::array<char, EVP_MAX_MD_SIZE> digest{};
+    unsigned digestSize = 0;
+    if (!finishDigest(context.get(), QByteArrayView(buffer.get(), size), digest, digestSize)) {
+        return 1;
+    }
+    if (!signBinaryDigest(key.get(), QByteArrayView(digest.data(), static_cast<qsizetype>(digestSize)),
+                          buffer.get() + size)) {
+        return failWith("Signing failed \n");
+    }
+    return replaceFile(outputPath, QByteArrayView(buffer.get(), signedSize)) == ReplaceResult::done ? 0 : 1;
+}

@@ -1,0 +1,139 @@
+#include "Preparation/src/ecdh.h"
+
+#include "Preparation/src/ec_crypto.h"
+#include "Preparation/src/opensslObjects.h"
+#include "display/Display.h"
+#include "files/wipe.h"
+
+#include <openssl/core_names.h>
+#include <openssl/crypto.h>
+#include <openssl/ec.h>
+#include <openssl/params.h>
+
+#include <array>
+
+namespace {
+
+constexpr qsizetype scalarSize = 32;
+constexpr qsizetype pointSize = 65;
+constexpr qsizetype secretSize = 32;
+
+// A key on the curve that consists of just `part`.
+KeyPointer keyFromPart(const OSSL_PARAM& part, int selection) {
+    std::array<char, 16> group{"prime256v1"};
+    std::array parameters = {OSSL_PARAM_construct_utf8_string(OSSL_PKEY_PARAM_GROUP_NAME, group.data(), 0), part,
+                             OSSL_PARAM_construct_end()};
+    const KeyContext context(EVP_PKEY_CTX_new_from_name(nullptr, "EC", nullptr));
+    EVP_PKEY* made = nullptr;
+    if (!context || EVP_PKEY_fromdata_init(context.get()) != 1 ||
+        EVP_PKEY_fromdata(context.get(), &made, selection, parameters.data()) != 1) {
+        return nullptr;
+    }
+    return KeyPointer(made);
+}
+
+KeyPointer privateKeyOf(QByteArrayView scalar) {
+    QByteArray native(scalarSize, '\0');
+    const WipeOnExit wiped(native);
+    auto* const bytes = reinterpret_cast<unsigned char*>(native.data());
+    const NumberPointer number(scalar.size() == scalarSize ? BN_bin2bn(unsignedBytes(scalar), scalarSize, nullptr)
+                                                           : nullptr);
+    if (!number || BN_bn2nativepad(number.get(), bytes, scalarSize) != scalarSize) {
+        static_cast<void>(reportError("Failed Convert to BIGNUM for private key conversion.\n"));
+        return nullptr;
+    }
+    KeyPointer key =
+        keyFromPart(OSSL_PARAM_construct_BN(OSSL_PKEY_PARAM_PRIV_KEY, bytes, scalarSize), EVP_PKEY_KEYPAIR);
+    if (!key) {
+        static_cast<void>(reportError("Failed Convert private key to EC_KEY.\n"));
+    }
+    return key;
+}
+
+KeyPointer peerKeyOf(QByteArrayView point) {
+    QByteArray bytes = point.toByteArray();
+    KeyPointer key =
+        point.size() == pointSize
+            ? keyFromPart(OSSL_PARAM_construct_octet_string(OSSL_PKEY_PARAM_PUB_KEY, bytes.data(), unsignedSize(bytes)),
+                          EVP_PKEY_PUBLIC_KEY)
+            : nullptr;
+    if (!key) {
+        static_cast<void>(reportError("Failed ecPeerKey = EC_KEY_new().\n"));
+    }
+    return key;
+}
+
+bool deriveSecret(EVP_PKEY* own, EVP_PKEY* peer, QByteArray& secret) {
+    const KeyContext context = makeKeyContext(own);
+    auto size = static_cast<std::size_t>(secretSize);
+    return context && EVP_PKEY_derive_init(context.get()) == 1 &&
+           EVP_PKEY_CTX_set_ecdh_kdf_type(context.get(), EVP_PKEY_ECDH_KDF_X9_63) == 1 &&
+           EVP_PKEY_CTX_set_ecdh_kdf_md(context.get(), EVP_sha256()) == 1 &&
+           EVP_PKEY_CTX_set_ecdh_kdf_outlen(context.get(), secretSize) == 1 &&
+           EVP_PKEY_derive_set_peer(context.get(), peer) == 1 &&
+           EVP_PKEY_derive(context.get(), reinterpret_cast<unsigned char*>(secret.data()), &size) == 1 &&
+           size == static_cast<std::size_t>(secretSize);
+}
+
+struct TestKey {
+    QByteArray scalar = QByteArray(scalarSize, '\0');
+    QByteArray point = QByteArray(pointSize, '\0');
+};
+
+bool makeTestKey(TestKey& made) {
+    const EC_Crypto services(prime256v1Nid);
+    KeyPointer key;
+    if (services.generateKeyPair(key) != 1) {
+        return reportError("Failed to generate the private and public key\n");
+    }
+    std::size_t size = 0;
+    if (EVP_PKEY_get_octet_string_param(key.get(), OSSL_PKEY_PARAM_PUB_KEY,
+                                        reinterpret_cast<unsigned char*>(made.point.data()), pointSize, &size) != 1 ||
+        size != static_cast<std::size_t>(pointSize)) {
+        return reportError("Failed Convert EC_POINT_point2oct.\n");
+    }
+    BIGNUM* number = nullptr;
+    const bool read = EVP_PKEY_get_bn_param(key.get(), OSSL_PKEY_PARAM_PRIV_KEY, &number) == 1;
+    const NumberPointer scalar(number);
+    if (!read || BN_bn2binpad(number, reinterpret_cast<unsigned char*>(made.scalar.data()), scalarSize) != scalarSize) {
+        return reportError("Failed Convert toprivate  for BIGNUM key conversion.\n");
+    }
+    return true;
+}
+
+}  // namespace
+
+qsizetype computeEcdhSecret(QByteArray& secret, QByteArrayView privateBytes, QByteArrayView peerPoint) {
+    const KeyPointer own = privateKeyOf(privateBytes);
+    const KeyPointer peer = peerKeyOf(peerPoint);
+    QByteArray made(secretSize, '\0');
+    const WipeOnExit wiped(made);
+    if (!own || !peer || !deriveSecret(own.get(), peer.get(), made)) {
+        return 0;
+    }
+    secret.swap(made);
+    return secret.size();
+}
+
+int ecdhSelfTest() {
+    TestKey first;
+    TestKey second;
+    QByteArray firstSecret;
+    QByteArray secondSecret;
+    const WipeOnExit wipeScalars[] = {WipeOnExit(first.scalar), WipeOnExit(second.scalar)};
+    const WipeOnExit wipeSecrets[] = {WipeOnExit(firstSecret), WipeOnExit(secondSecret)};
+    if (!makeTestKey(first) || !makeTestKey(second)) {
+        return 0;
+    }
+    if (computeEcdhSecret(firstSecret, first.scalar, second.point) == 0 ||
+        computeEcdhSecret(secondSecret, second.scalar, first.point) == 0) {
+        static_cast<void>(reportError("Failed EC_DH\n"));
+        return 0;
+    }
+    if (CRYPTO_memcmp(firstSecret.constData(), secondSecret.constData(), static_cast<std::size_t>(secretSize)) != 0) {
+        static_cast<void>(reportError("secret deffirent ECDH is not working correctly \n"));
+        return 0;
+    }
+    displayMessage(MessageKind::success, "ECDH Work correctly yeaaah\n");
+    return 1;
+}

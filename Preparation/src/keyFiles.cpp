@@ -1,0 +1,143 @@
+#include "Preparation/src/keyFiles.h"
+
+#include "files/wipe.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+constexpr qsizetype maxKeyFileSize = qsizetype{1} << 20;
+
+mode_t modeOf(KeyFileAccess access) {
+    switch (access) {
+        case KeyFileAccess::ownerReads:
+            return S_IRUSR;
+        case KeyFileAccess::ownerReadsAndWrites:
+            return S_IRUSR | S_IWUSR;
+        case KeyFileAccess::everybodyReads:
+            break;
+    }
+    return S_IRUSR | S_IRGRP | S_IROTH;
+}
+
+class FileHandle {
+  public:
+    explicit FileHandle(int descriptor) : descriptor_(descriptor) {}
+    ~FileHandle() {
+        if (descriptor_ >= 0) {
+            ::close(descriptor_);
+        }
+    }
+    FileHandle(const FileHandle&) = delete;
+    FileHandle& operator=(const FileHandle&) = delete;
+
+    [[nodiscard]] bool isOpen() const { return descriptor_ >= 0; }
+    [[nodiscard]] int get() const { return descriptor_; }
+
+    [[nodiscard]] bool write(QByteArrayView bytes) const {
+        while (!bytes.isEmpty()) {
+            const ssize_t written = ::write(descriptor_, bytes.data(), static_cast<std::size_t>(bytes.size()));
+            if (written < 0 && errno == EINTR) {
+                continue;
+            }
+            if (written <= 0) {
+                return false;
+            }
+            bytes = bytes.sliced(written);
+        }
+        return true;
+    }
+
+    // Some file systems tell a failed write only here.
+    [[nodiscard]] bool close() {
+        const int descriptor = descriptor_;
+        descriptor_ = -1;
+        return ::close(descriptor) == 0;
+    }
+
+  private:
+    int descriptor_;
+};
+
+ReplaceResult writeAndRename(FileHandle& file, const QByteArray& temporary, const QByteArray& target,
+                             QByteArrayView bytes, mode_t mode) {
+    const bool complete = file.write(bytes) && fchmod(file.get(), mode) == 0 && fsync(file.get()) == 0 && file.close();
+    if (!complete) {
+        unlink(temporary.constData());
+        return ReplaceResult::cannotWrite;
+    }
+    if (std::rename(temporary.constData(), target.constData()) != 0) {
+        unlink(temporary.constData());
+        return ReplaceResult::cannotOpen;
+    }
+    return ReplaceResult::done;
+}
+
+// For a file in a folder that takes no new one, and for a device or a pipe.
+ReplaceResult overwrite(const QByteArray& target, QByteArrayView bytes, mode_t mode, bool regular) {
+    if (regular) {
+        static_cast<void>(chmod(target.constData(), S_IRUSR | S_IWUSR));  // the open tells if that didn't help
+    }
+    FileHandle file(open(target.constData(), O_WRONLY | O_CLOEXEC));
+    if (!file.isOpen()) {
+        return ReplaceResult::cannotOpen;
+    }
+    if (!regular) {
+        return file.write(bytes) && file.close() ? ReplaceResult::done : ReplaceResult::cannotWrite;
+    }
+    const bool complete = fchmod(file.get(), S_IRUSR | S_IWUSR) == 0 && file.write(bytes) &&
+                          ftruncate(file.get(), bytes.size()) == 0 && fchmod(file.get(), mode) == 0 && file.close();
+    return complete ? ReplaceResult::done : ReplaceResult::cannotWrite;
+}
+
+}  // namespace
+
+bool readKeyFile(const QString& path, QByteArray& content) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        return false;
+    }
+    // The room is taken once: an array that grows would leave its smaller selves behind.
+    const qsizetype room = file.isSequential() ? maxKeyFileSize : qMin(maxKeyFileSize, file.size());
+    QByteArray bytes(room, '\0');
+    qsizetype used = 0;
+    qint64 count = 1;
+    while (count > 0 && used < room) {
+        count = file.read(bytes.data() + used, room - used);
+        used += qMax(count, qint64{0});
+    }
+    if (count < 0) {
+        wipe(bytes);
+        return false;
+    }
+    bytes.truncate(used);
+    content = std::move(bytes);
+    return true;
+}
+
+ReplaceResult replaceKeyFile(const QString& path, QByteArrayView bytes, KeyFileAccess access) {
+    const QFileInfo old(path);
+    if (path.isEmpty() || old.isDir()) {
+        return ReplaceResult::cannotOpen;
+    }
+    const QString behindLinks = old.canonicalFilePath();
+    const QByteArray target = QFile::encodeName(behindLinks.isEmpty() ? path : behindLinks);
+    if (old.exists() && !old.isFile()) {
+        return overwrite(target, bytes, modeOf(access), false);
+    }
+    QByteArray temporary = target + ".XXXXXX";
+    FileHandle file(mkostemp(temporary.data(), O_CLOEXEC));
+    if (file.isOpen()) {
+        return writeAndRename(file, temporary, target, bytes, modeOf(access));
+    }
+    return old.exists() ? overwrite(target, bytes, modeOf(access), true) : ReplaceResult::cannotOpen;
+}

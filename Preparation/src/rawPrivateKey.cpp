@@ -1,0 +1,90 @@
+#include "Preparation/src/crypto.h"
+#include "Preparation/src/keyFiles.h"
+#include "Preparation/src/opensslObjects.h"
+#include "display/Display.h"
+#include "files/wipe.h"
+
+#include <openssl/x509.h>
+
+#include <array>
+
+// The PKCS #8 DER of a private key on Prime256v1, 138 bytes, as OpenSSL writes it:
+//
+//   0  30 81 87               PrivateKeyInfo
+//   3  02 01 00               version
+//   6  30 13 ...              algorithm, 21 bytes
+//  27  04 6D                  OCTET STRING
+//  29  30 6B                  ECPrivateKey
+//  31  02 01 01               version
+//  34  04 20 ...              the scalar, 34 bytes
+//  68  A1 44 03 42 00 04 ...  the public key, 70 bytes
+//
+// The device takes it without the public key: the three lengths that enclose it go down, and its own two header bytes
+// stay at the end, with the length of what was removed.
+
+namespace {
+
+constexpr qsizetype publicKeyOffset = 68;
+
+struct Landmark {
+    qsizetype offset;
+    std::uint8_t expected;
+    qsizetype lowered;  // the length byte that goes down, or -1
+    const char* message;
+};
+
+constexpr std::array landmarks = {
+    Landmark{publicKeyOffset, 0xA1, -1, "Error: offset_PUB value Private Key \n"},
+    Landmark{29, 0x30, 30, "Error: offset_SEQ value Private Key \n"},
+    Landmark{27, 0x04, 28, "Error: offset_OCT_STR value Private Key \n"},
+    Landmark{0, 0x30, -1, "Error: Start value Private Key \n"},
+    Landmark{1, 0x81, 2, "Error: Start value Private Key \n"},
+};
+
+bool removePublicKey(QByteArray& der) {
+    const auto byteAt = [&der](qsizetype offset) {
+        return offset < der.size() ? static_cast<std::uint8_t>(der.at(offset)) : std::uint8_t{0};
+    };
+    const std::uint8_t removed = byteAt(publicKeyOffset + 1);
+    for (const Landmark& landmark : landmarks) {
+        if (byteAt(landmark.offset) != landmark.expected) {
+            return reportError("%s", landmark.message);
+        }
+        if (landmark.lowered >= 0) {
+            der.data()[landmark.lowered] = static_cast<char>(byteAt(landmark.lowered) - removed);
+        }
+    }
+    // The first landmark has shown that there are more than 68 bytes.
+    der.truncate(der.size() - publicKeyOffset);
+    return true;
+}
+
+}  // namespace
+
+int Crypto::extractRawPrivateKey(const QString& path) {
+    QByteArray pem;
+    const WipeOnExit wiped(pem);
+    if (!readKeyFile(path, pem)) {
+        static_cast<void>(reportError("Error: reading device key file fails\n"));
+        return 0;
+    }
+    const KeyPointer key = privateKeyFromPem(pem);
+    const BioPointer bio = makeMemoryBio();
+    if (!key || !bio) {
+        static_cast<void>(reportError("Extract Private Key Fails\n"));
+        return 0;
+    }
+    if (i2d_PKCS8PrivateKeyInfo_bio(bio.get(), key.get()) != 1) {
+        static_cast<void>(reportError("Creating Bin Format Private Key Fails\n"));
+        return 0;
+    }
+    QByteArray der = contentOf(bio.get()).toByteArray();
+    if (!removePublicKey(der)) {
+        wipe(der);
+        return 0;
+    }
+    wipe(rawPrivateKey);
+    rawPrivateKey.swap(der);
+    rawPrivateKeySize = static_cast<std::uint64_t>(rawPrivateKey.size());
+    return 1;
+}

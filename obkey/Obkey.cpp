@@ -29,13 +29,12 @@ void Obkey::startObkeyJob(const QString& templatePath) {
 }
 
 void Obkey::startImageJob() {
-    if (configCount > 0) {
-        configs[configCount - 1] = McubootConfig();
+    if (!configs.isEmpty()) {
+        configs.last() = McubootConfig();
     }
 }
 
 void Obkey::addImageConfig(const QString& templatePath) {
     readConfig.xmlPath = templatePath;
     configs.append(std::exchange(readConfig, McubootConfig()));
-    configCount = static_cast<std::uint8_t>(configs.size());
 }

@@ -46,12 +46,12 @@ class Obkey {
 
     /// Checks that the schema file exists and that the template is well-formed XML (W3C XML 1.0) behind a first line
     /// with one of the two accepted declarations. No schema validation takes place.
-    [[nodiscard]] bool validateTemplate(const QString& xmlPath, const QString& xsdPath);
+    [[nodiscard]] bool validateTemplate(const QString& templatePath, const QString& xsdPath);
     /// Reads a template into `params`, or into the lists that addImageConfig takes. False without a message if it is
     /// no well-formed XML or has an element that the format doesn't know.
-    [[nodiscard]] bool loadTemplate(const QString& xmlPath);
+    [[nodiscard]] bool loadTemplate(const QString& templatePath);
     /// Reads a template as far as its content node, whose first child goes to `linkedContent`. False without a message.
-    [[nodiscard]] bool loadLinkedTemplate(const QString& xmlPath);
+    [[nodiscard]] bool loadLinkedTemplate(const QString& templatePath);
 
     /// The tag checks of `Obdata` templates: no tag twice that may stand once, and every mandatory tag present.
     [[nodiscard]] bool checkDuplicateTags();
@@ -143,10 +143,8 @@ class Obkey {
     McubootConfig readConfig;
     QStringList globalParamTags, mcubootOutputTags;
     QList<QStringList> paramTagLists;
-    QList<McubootConfig> configs;
-    std::uint8_t configCount = 0;
+    QList<McubootConfig> configs;  ///< the last one is the current one
     QString dependencyPrefix;
 
-  private:
-    QProcess imgtool_;
+    QProcess imgtool;  ///< every run of imgtool, one after the other
 };

@@ -1,0 +1,292 @@
+#include "obkey/Obkey.h"
+
+#include "display/Display.h"
+#include "obkey/Imgtool.h"
+#include "obkey/templatePaths.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+namespace {
+
+enum ImageResult : int {
+    imageDone = 0,
+    parameterFault = 1,
+    processFault = 5,
+    imgtoolFault = 6,
+    keyFileMissing = 7,
+    templateNotUpdated = 8,  ///< the image stands, its template couldn't be written back
+};
+
+constexpr QLatin1String outputKind("Output");
+constexpr QLatin1String fileKind("File");
+constexpr QLatin1String dataKind("Data");
+constexpr QLatin1String dependencyKind("Dependency");
+
+QString chosenText(const McubootParam& param) {
+    return param.value ? *param.value : param.defaultValue.value_or(QString());
+}
+
+/// Whether a record is passed on without regard to its `Enable`.
+bool isForced(const McubootParam& param) {
+    return param.hidden || param.link;
+}
+
+bool isSkipped(const McubootParam& param) {
+    return !isForced(param) && param.enable == 0;
+}
+
+QString configFolder(McubootConfig& config) {
+    config.xmlPath.replace(QLatin1Char('\\'), QLatin1Char('/'));
+    config.xmlFolder = templateFolder(config.xmlPath);
+    return config.xmlFolder;
+}
+
+QString filePath(McubootConfig& config, const McubootParam& param) {
+    QString path = chosenText(param);
+    resolveMcubootPath(path, configFolder(config));
+    return path;
+}
+
+void appendOptional(McubootConfig& config, McubootParam& param, QStringList& arguments) {
+    if (param.kind == fileKind) {
+        arguments.append(filePath(config, param));
+        return;
+    }
+    param.value = chosenText(param);
+    const bool isDependency = param.kind == dependencyKind;
+    arguments.append(isDependency ? QLatin1Char('(') + *param.value + QLatin1Char(')') : *param.value);
+}
+
+/// What a hidden record without a link passes on; it may pass nothing.
+TagText forcedText(const McubootParam& param) {
+    if (param.kind == dependencyKind) {
+        return QLatin1Char('(') + chosenText(param) + QLatin1Char(')');
+    }
+    if (param.value && !param.value->isEmpty()) {
+        return param.value;
+    }
+    return param.defaultValue && !param.defaultValue->isEmpty() ? param.defaultValue : std::nullopt;
+}
+
+/// Takes the record's value out of each linked template with its index.
+ImageResult appendLinked(Obkey& engine, McubootConfig& config, McubootParam& param, QStringList& arguments) {
+    for (const LinkedXmlEntry& entry : config.linkedTemplates) {
+        if (entry.index != param.linkIndex) {
+            continue;
+        }
+        QString templatePath = entry.path;
+        resolveMcubootPath(templatePath, configFolder(config));
+        if (!engine.loadLinkedTemplate(templatePath)) {
+            continue;
+        }
+        Obkey::applyLinkedTemplate(param, engine.linkedContent);
+        QString text = param.defaultValue.value_or(QString());
+        if (param.kind == fileKind) {
+            resolveMcubootPath(text, templateFolder(templatePath));
+            if (!QFileInfo(text).isFile()) {
+                static_cast<void>(reportError("key File %s not exist \n", qUtf8Printable(text)));
+                return keyFileMissing;
+            }
+            arguments.append(text);
+        } else if (param.kind == dataKind) {
+            arguments.append(text);
+        }
+    }
+    return imageDone;
+}
+
+ImageResult appendParam(Obkey& engine, McubootConfig& config, McubootParam& param, QStringList& arguments) {
+    if (!param.defaultValue) {
+        static_cast<void>(reportError("Fail MCUboot Format Generation Check Default Value of %s Param \n",
+                                      qUtf8Printable(param.name.value_or(QString()))));
+        return parameterFault;
+    }
+    if (isSkipped(param)) {
+        return imageDone;
+    }
+    if (param.command) {
+        arguments.append(*param.command);
+    }
+    if (param.link) {
+        return appendLinked(engine, config, param, arguments);
+    }
+    if (!param.hidden) {
+        appendOptional(config, param, arguments);
+        return imageDone;
+    }
+    if (param.kind == fileKind) {
+        arguments.append(filePath(config, param));
+        return imageDone;
+    }
+    if (param.kind == dependencyKind) {
+        engine.dependencyPrefix = chosenText(param).left(2);
+    }
+    const TagText text = forcedText(param);
+    if (text) {
+        arguments.append(*text);
+    }
+    return imageDone;
+}
+
+ImageResult appendOutput(const McubootConfig& config, const McubootParam& param, QStringList& arguments) {
+    if (!param.outputValue) {
+        static_cast<void>(reportError("The Output of the template has no Value, the path of the image to write."));
+        return parameterFault;
+    }
+    QString path = *param.outputValue;
+    resolveMcubootPath(path, config.xmlFolder);
+    arguments.append(path);
+    return imageDone;
+}
+
+/// The arguments of imgtool; records behind the first `Output` don't count.
+ImageResult composeArguments(Obkey& engine, McubootConfig& config, QStringList& arguments) {
+    if (config.command) {
+        arguments.append(*config.command);
+    }
+    for (McubootParam& param : config.params) {
+        if (param.kind == outputKind) {
+            return appendOutput(config, param, arguments);
+        }
+        const ImageResult result = appendParam(engine, config, param, arguments);
+        if (result != imageDone) {
+            return result;
+        }
+    }
+    return imageDone;
+}
+
+/// Opens imgtool-command.log in the user's folder for this tool. A log that can't be opened is no fault.
+bool openCommandLog(QFile& log) {
+    const QString folder = QDir::homePath() + QStringLiteral("/Veltrane/QVORAFlashDesk");
+    QDir().mkpath(folder);
+    log.setFileName(folder + QStringLiteral("/imgtool-command.log"));
+    return log.open(QIODevice::WriteOnly | QIODevice::Truncate);
+}
+
+void logCommand(QFile& log, const QString& program, const QStringList& arguments) {
+    QByteArray line = program.toUtf8();
+    for (const QString& argument : arguments) {
+        line += ' ' + argument.toUtf8();
+    }
+    log.write(line);
+    log.flush();
+}
+
+/// The text of a record that was passed on.
+QString passedText(const McubootParam& param) {
+    if (param.link) {
+        return param.defaultValue.value_or(QString());
+    }
+    return param.hidden && param.value && param.value->isEmpty() ? param.defaultValue.value_or(QString())
+                                                                 : chosenText(param);
+}
+
+/// Words of imgtool for a version field that it doesn't take.
+struct VersionRule {
+    QLatin1String paramName;
+    const char* option;
+    const char* noun;
+};
+
+constexpr VersionRule versionRule = {QLatin1String("Version"), "'-v' / '--version'", "version"};
+constexpr VersionRule dependencyRule = {QLatin1String("Dependency with code image"), "'-d' / '--dependency'",
+                                        "dependency"};
+
+bool reportVersion(const VersionRule& rule, const char* expectation) {
+    return reportError("Fail to Generate Image\n\nImgtool :Error: Invalid value for %s: Invalid %s number, %s ",
+                       rule.option, rule.noun, expectation);
+}
+
+bool checkVersion(const VersionRule& rule, const QString& version) {
+    const QStringList pieces = version.split(QLatin1Char('.'));
+    if (pieces.size() != 3) {
+        return reportVersion(rule, "should be maj.min.rev+build with later parts optional");
+    }
+    if (pieces[0].toULongLong() > 255 || pieces[1].toULongLong() > 255) {
+        return reportVersion(rule, "ubyte format requires 0 <= number <= 255 ");
+    }
+    if (pieces[2].toULongLong() > 65535) {
+        return reportVersion(rule, "ushort format requires 0 <= number <= 65535 ");
+    }
+    return true;
+}
+
+bool checkVersions(const McubootConfig& config) {
+    for (const McubootParam& param : config.params) {
+        if (param.kind == outputKind) {
+            break;
+        }
+        if (isSkipped(param)) {
+            continue;
+        }
+        const QString name = param.name.value_or(QString());
+        if (name == versionRule.paramName && !checkVersion(versionRule, passedText(param))) {
+            return false;
+        }
+        if (name == dependencyRule.paramName &&
+            !checkVersion(dependencyRule, passedText(param).section(QLatin1Char(','), 1, 1))) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// The part of imgtool's answer that says what is wrong.
+QString faultOf(const QString& answer) {
+    const qsizetype error = answer.indexOf(QLatin1String("Error"));
+    if (error >= 0) {
+        return answer.mid(error + 5);
+    }
+    const qsizetype number = answer.indexOf(QLatin1String("Errno"));
+    return number >= 0 ? answer.mid(number + 10) : answer;
+}
+
+/// Runs imgtool and writes the log of it.
+ImgtoolAnswer runLogged(Obkey& engine, QStringList arguments) {
+    QFile log;
+    const bool isLogged = openCommandLog(log);
+    if (isLogged) {
+        arguments = platformArguments(arguments);
+        logCommand(log, engine.imgtoolPath, arguments);
+    }
+    ImgtoolAnswer answer = runImgtool(engine.imgtool, engine.imgtoolPath, arguments);
+    if (isLogged && answer.ended) {
+        log.write("\n\r" + answer.output);
+    }
+    return answer;
+}
+
+}  // namespace
+
+int Obkey::generateImage() {
+    if (configs.isEmpty()) {
+        addImageConfig(QString());
+    }
+    McubootConfig& config = configs.last();
+    QStringList arguments;
+    const ImageResult composed = composeArguments(*this, config, arguments);
+    if (composed != imageDone) {
+        return composed;
+    }
+    const ImgtoolAnswer answer = runLogged(*this, arguments);
+    if (!answer.ended || (answer.failed && answer.output.isEmpty())) {
+        static_cast<void>(reportError("Image Generation Process Failed \n"));
+        return processFault;
+    }
+    if (!checkVersions(config)) {
+        return imgtoolFault;
+    }
+    if (!answer.output.isEmpty()) {
+        static_cast<void>(reportError("Fail to Generate Image\n\nImgtool :%s ",
+                                      qUtf8Printable(faultOf(QString::fromLocal8Bit(answer.output)))));
+        return imgtoolFault;
+    }
+    if (!saveConfiguration()) {
+        return templateNotUpdated;
+    }
+    displayMessage(MessageKind::grey, "Image generated successfully \n");
+    return imageDone;
+}

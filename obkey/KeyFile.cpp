@@ -1,0 +1,147 @@
+#include "Preparation/src/ec_crypto.h"
+#include "display/Display.h"
+#include "files/wipe.h"
+#include "obkey/Imgtool.h"
+#include "obkey/ObkeyBodies.h"
+#include "obkey/templatePaths.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+namespace {
+
+constexpr qsizetype pointSize = 64;        ///< X and Y of a point on a 256-bit curve
+constexpr qsizetype pointHeaderSize = 27;  ///< what stands in front of it in a DER public key
+
+/// Pads the main body to a multiple of the parameter's alignment, as counted by runningSize.
+void alignBody(ObkeyParam& param, ObkeyBodies& bodies) {
+    if (param.align == 0) {
+        param.align = 1;
+    }
+    const std::uint32_t align = param.align & 0xFF;
+    const std::uint32_t excess = align == 0 ? 0 : bodies.runningSize % align;
+    if (excess != 0) {
+        bodies.mainBody.append(static_cast<qsizetype>(align - excess), '\0');
+        bodies.count(static_cast<qsizetype>(align - excess));
+    }
+}
+
+bool readKeyFile(const QString& path, const QString& name, QByteArray& content) {
+    QFile file(path);
+    if (!file.exists()) {
+        displayMessage(MessageKind::normal, "file does not exist: %s", qUtf8Printable(path));
+        return reportError("Wrong Path %s for %s \n", qUtf8Printable(path), qUtf8Printable(name));
+    }
+    if (!file.open(QIODevice::ReadOnly)) {
+        displayMessage(MessageKind::normal, "Unable to open the file: %s", qUtf8Printable(path));
+        return reportError("Cannot Open Input File \n");
+    }
+    if (file.size() == 0) {
+        displayMessage(MessageKind::normal, "File is empty: %s", qUtf8Printable(path));
+        return reportError("Empty Input %s Key File \n", qUtf8Printable(path));
+    }
+    content = file.readAll();
+    if (content.size() != file.size()) {
+        displayMessage(MessageKind::normal, "Error while reading Input File");
+        return reportError("Cannot Read Input File \n");
+    }
+    return true;
+}
+
+bool isType(const ObkeyParam& param, QLatin1String type) {
+    return param.type && param.type->compare(type, Qt::CaseInsensitive) == 0;
+}
+
+void appendKey(const ObkeyParam& param, const QByteArray& key, ObkeyBodies& bodies) {
+    const QByteArray bytes = param.useHash ? sha256(key) : key;
+    bodies.mainBody.append(bytes);
+    bodies.count(bytes.size());
+}
+
+bool appendPublicKey(const KeyFileSource& source, const ObkeyParam& param, const QString& path, ObkeyBodies& bodies) {
+    if (isType(param, QLatin1String("Public"))) {
+        // The template wants to take the public key out of a private one.
+        return reportError(" wrong key\n%s \nA Private Key is expected !\n", qUtf8Printable(path));
+    }
+    QByteArray der;
+    if (EC_Crypto::readPublicKeyDer(path, der) != 1) {
+        return reportError("Fail Public Key Generation \n");
+    }
+    if (source.daMode) {
+        bodies.mainBody.append(der.right(pointSize));
+        bodies.count(der.size());
+    } else {
+        appendKey(param, der, bodies);
+    }
+    return true;
+}
+
+bool appendPrivateKey(const KeyFileSource& source, const ObkeyParam& param, const QString& path, ObkeyBodies& bodies) {
+    const bool takesPublic = isType(param, QLatin1String("Public"));
+    QStringList arguments;
+    if (takesPublic) {
+        arguments << QStringLiteral("getpub");
+    } else {
+        arguments << QStringLiteral("getpriv") << QStringLiteral("--minimal");
+        if (isType(param, QLatin1String("Private_Raw"))) {
+            arguments << QStringLiteral("--raw");
+        }
+    }
+    arguments << QStringLiteral("-k") << path;
+
+    ImgtoolAnswer answer = runImgtool(source.imgtool, source.imgtoolPath, platformArguments(arguments));
+    const WipeOnExit wipeAnswer(answer.output);
+    QByteArray key = answer.ended && !answer.failed ? imgtoolArrayBytes(answer.output) : QByteArray();
+    const WipeOnExit wipeKey(key);
+    if (key.isEmpty()) {
+        // An answer without an array is no key: what imgtool has to say about it must not be taken for one.
+        showImgtoolAnswer(answer);
+        return reportError("%s", takesPublic ? "Fail Public Key Generation \n" : "Fail Private Key Generation \n");
+    }
+    if (source.daMode) {
+        if (key.size() > pointHeaderSize) {
+            bodies.mainBody.append(QByteArrayView(key).sliced(pointHeaderSize));
+        }
+        bodies.count(key.size() - pointHeaderSize);
+    } else {
+        appendKey(param, key, bodies);
+    }
+    return true;
+}
+
+}  // namespace
+
+bool appendKeyFile(const KeyFileSource& source, ObkeyParam& param, ObkeyBodies& bodies) {
+    const QString name = param.name.value_or(QString());
+    if (!param.defaultValue) {
+        return reportError("Empty Input Path %s \n", qUtf8Printable(name));
+    }
+    if (param.value) {
+        param.defaultValue = param.value;
+    } else if (!param.hidden) {
+        param.value = param.defaultValue;
+    }
+    QString path = *param.defaultValue;
+    resolveObkeyPath(path, source.xmlFolder);
+
+    QByteArray content;
+    const WipeOnExit wipeContent(content);
+    if (!readKeyFile(path, name, content)) {
+        return false;
+    }
+    alignBody(param, bodies);
+    if (QFileInfo(path).suffix().compare(QLatin1String("pem"), Qt::CaseInsensitive) != 0) {
+        bodies.mainBody.append(content);
+        bodies.count(content.size());
+        return true;
+    }
+    const QByteArray firstLine = content.left(content.indexOf('\n'));
+    alignBody(param, bodies);
+    if (firstLine.contains("PUBLIC")) {
+        return appendPublicKey(source, param, path, bodies);
+    }
+    if (firstLine.contains("PRIVATE")) {
+        return appendPrivateKey(source, param, path, bodies);
+    }
+    return reportError("Wrong Input Key File  \n");
+}

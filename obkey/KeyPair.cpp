@@ -1,0 +1,49 @@
+#include "obkey/Obkey.h"
+
+#include "display/Display.h"
+#include "obkey/Imgtool.h"
+
+#include <QDateTime>
+#include <QFile>
+#include <QFileInfo>
+
+namespace {
+
+/// Moves an older key out of the way of a new one, under a name that is free.
+void keepOldKey(const QString& path) {
+    const QString stamp = QDateTime::currentDateTime().toString(QStringLiteral("_dd.MM.yyyy_hh_mm_ss"));
+    const QString stem = path + stamp;
+    QString kept = stem + QStringLiteral(".bak");
+    for (int count = 2; QFile::exists(kept); ++count) {
+        kept = stem + QLatin1Char('_') + QString::number(count) + QStringLiteral(".bak");
+    }
+    if (QFile::rename(path, kept)) {
+        displayMessage(MessageKind::grey, "Rename file is succeeded \n");
+    }
+}
+
+}  // namespace
+
+void Obkey::generateKeyPair(const QString& keyPath, const QString& keyType) {
+    const QString path = QString(keyPath).replace(QLatin1Char('\\'), QLatin1Char('/'));
+    if (QFileInfo(path).isFile()) {
+        keepOldKey(path);
+    }
+    const QString publicPath = path.chopped(std::min<qsizetype>(4, path.size())) + QStringLiteral("_pub.pem");
+    const QStringList arguments = {QStringLiteral("keygen"),
+                                   QStringLiteral("-k"),
+                                   path,
+                                   QStringLiteral("-t"),
+                                   keyType,
+                                   QStringLiteral("-e"),
+                                   publicPath};
+    const ImgtoolAnswer answer = runImgtool(imgtool, imgtoolPath, platformArguments(arguments));
+    if (!answer.ended || (answer.failed && answer.output.isEmpty())) {
+        static_cast<void>(reportError("Key Generation Failed \n"));
+    } else if (answer.output.isEmpty()) {
+        displayMessage(MessageKind::grey, "SUCCESS Key Generation \n");
+    } else {
+        showImgtoolAnswer(answer);
+        static_cast<void>(reportError("Fail Key Generation Check Input Param\n"));
+    }
+}

@@ -1,0 +1,88 @@
+#include "obkey/Obkey.h"
+
+#include "obkey/templateElements.h"
+#include "obkey/templateNumbers.h"
+
+namespace {
+
+bool isTag(const QDomElement& element, const char* name) {
+    return element.tagName() == QLatin1String(name);
+}
+
+/// The `Name` child of `element` that gives the name of `param`; null if there is none.
+QDomElement nameTagOf(const QDomElement& element, const McubootParam& param) {
+    const QString wanted = param.name.value_or(QString());
+    QDomElement child = element.firstChildElement(QStringLiteral("Name"));
+    while (!child.isNull() && tagText(child) != wanted) {
+        child = child.nextSiblingElement(QStringLiteral("Name"));
+    }
+    return child;
+}
+
+/// The first `Value` or `Default` behind `nameTag`; null if there is none.
+QDomElement valueTagBehind(const QDomElement& nameTag) {
+    QDomElement sibling = nameTag.nextSiblingElement();
+    while (!sibling.isNull() && !isTag(sibling, "Value") && !isTag(sibling, "Default")) {
+        sibling = sibling.nextSiblingElement();
+    }
+    return sibling;
+}
+
+/// A key file: always a ".pem", with "GetPublic" the public key that lies beside a private one.
+void takeKeyPath(McubootParam& param, const QDomElement& nameTag) {
+    QString ending;
+    if (param.link.value_or(QString()) == QLatin1String("GetPublic")) {
+        ending = QStringLiteral("_pub");
+    }
+    const QDomElement valueTag = valueTagBehind(nameTag);
+    if (!valueTag.isNull()) {
+        QString path = tagText(valueTag);
+        path.chop(4);
+        ending = path + ending + QStringLiteral(".pem");
+    }
+    param.defaultValue = ending;
+}
+
+/// A number, with a link of "+N" plus that offset, in 32 bits.
+void takeNumber(McubootParam& param, const QDomElement& nameTag) {
+    param.defaultValue = QString();
+    const QDomElement valueTag = valueTagBehind(nameTag);
+    if (valueTag.isNull()) {
+        return;
+    }
+    const QString text = tagText(valueTag);
+    const QString link = param.link.value_or(QString());
+    if (!link.startsWith(QLatin1Char('+'))) {
+        param.defaultValue = text;
+        return;
+    }
+    const auto sum = static_cast<std::uint32_t>((templateNumber(text) + templateNumber(link.mid(1))) & 0xFFFFFFFF);
+    param.defaultValue = QStringLiteral("0x") + QString::number(sum, 16);
+}
+
+/// A permission counts only if its value stands right behind its name, where the write-back puts it.
+void takePermission(McubootParam& param, const QDomElement& nameTag) {
+    const QDomElement next = nameTag.nextSiblingElement();
+    if (isTag(next, "Value") || isTag(next, "defaultValue")) {
+        param.defaultValue = tagText(next);
+    }
+}
+
+}  // namespace
+
+void Obkey::applyLinkedTemplate(McubootParam& param, const QDomNode& node) {
+    for (QDomNode sibling = node; !sibling.isNull(); sibling = sibling.nextSibling()) {
+        const QDomElement element = sibling.toElement();
+        const QDomElement nameTag = nameTagOf(element, param);
+        if (nameTag.isNull()) {
+            continue;
+        }
+        if (isTag(element, "File")) {
+            takeKeyPath(param, nameTag);
+        } else if (isTag(element, "Data")) {
+            takeNumber(param, nameTag);
+        } else if (isTag(element, "Permission")) {
+            takePermission(param, nameTag);
+        }
+    }
+}

@@ -1,0 +1,80 @@
+#include "obkey/PasswordFile.h"
+
+#include "display/Display.h"
+#include "files/ByteWriter.h"
+#include "files/outputFile.h"
+#include "files/wipe.h"
+#include "obkey/Obkey.h"
+#include "obkey/templatePaths.h"
+
+#include <QCoreApplication>
+#include <QFile>
+
+namespace {
+
+constexpr std::uint32_t passwordMarker = 0x80000000;
+
+/// Password file, numbers little-endian: marker (4), length in one byte (1), zero bytes (3), text in UTF-8. A text of
+/// 256 bytes or more has the low 8 bits of its length there.
+QByteArray passwordBytes(const QByteArray& text) {
+    QByteArray bytes;
+    bytes.reserve(text.size() + 8);
+    appendU32(bytes, passwordMarker);
+    appendU32(bytes, static_cast<std::uint32_t>(text.size() & 0xFF));
+    bytes.append(text);
+    return bytes;
+}
+
+bool savePassword(const QString& path, const QByteArray& bytes) {
+    if (QFile::exists(path)) {
+        displayMessage(MessageKind::warning, "The file %s already exists, it will be overwritten",
+                       qUtf8Printable(path));
+    }
+    switch (replaceFile(path, bytes)) {
+        case ReplaceResult::done:
+            return true;
+        case ReplaceResult::cannotOpen:
+            return reportError("Failed to create Password file\nThe %s already Opened \n", qUtf8Printable(path));
+        case ReplaceResult::cannotWrite:
+            break;
+    }
+    return reportError("Error while writing in file : %s file", qUtf8Printable(path));
+}
+
+}  // namespace
+
+bool checkTextLength(const ObkeyParam& param, const QByteArray& text) {
+    return (text.size() >= param.minWidth && text.size() <= param.width) ||
+           reportError("  \" %d \" : is Wrong width value ", static_cast<std::int32_t>(text.size()));
+}
+
+bool Obkey::writePasswordFile() {
+    QString path = QCoreApplication::applicationDirPath() + QStringLiteral("/password.bin");
+    const ObkeyParam* password = nullptr;
+    for (const ObkeyParam& param : params) {
+        if (param.kind == QLatin1String("Text")) {
+            password = &param;
+        } else if (param.kind == QLatin1String("Output")) {
+            QString outputPath = param.value ? *param.value : param.defaultValue.value_or(QString());
+            resolveObkeyPath(outputPath, xmlFolder);
+            path = templateFolder(outputPath) + QStringLiteral("/password.bin");
+        }
+    }
+    if (password == nullptr) {
+        return true;
+    }
+    QByteArray text = (password->value ? *password->value : password->defaultValue.value_or(QString())).toUtf8();
+    const WipeOnExit wipeText(text);
+    if (!checkTextLength(*password, text)) {
+        return false;
+    }
+    QByteArray bytes = passwordBytes(text);
+    const WipeOnExit wipeBytes(bytes);
+    if (!savePassword(path, bytes)) {
+        return false;
+    }
+    displayMessage(MessageKind::grey,
+                   "Password file Generated successfully : %s \nPassword file will be used for Debug authentication",
+                   qUtf8Printable(path));
+    return true;
+}

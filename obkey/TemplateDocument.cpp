@@ -1,0 +1,199 @@
+#include "obkey/Obkey.h"
+
+#include "display/Display.h"
+#include "obkey/templatePaths.h"
+
+#include <QFile>
+#include <QRegularExpression>
+#include <QXmlStreamReader>
+
+namespace {
+
+// The tree builder's time grows with the square of the depth, the reader's with that of a tag's attributes, and
+// entities let a short file grow without bound. Templates need none of these.
+constexpr int deepestNesting = 256;
+constexpr qsizetype longestTag = 2048;
+
+bool hasDeclaration(const QByteArray& line) {
+    return line.contains("<?xml version=\"1.0\" encoding=\"UTF-8\"?>") ||
+           line.contains("<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>");
+}
+
+/// Whether some tag of `text` is longer than longestTag. Comments, character data and instructions are no tags.
+bool hasOverlongTag(const QByteArray& text) {
+    qsizetype position = text.indexOf('<');
+    while (position >= 0) {
+        const QByteArrayView rest = QByteArrayView(text).sliced(position);
+        const char* const end = rest.startsWith("<!--")        ? "-->"
+                                : rest.startsWith("<![CDATA[") ? "]]>"
+                                : rest.startsWith("<?")        ? "?>"
+                                                               : ">";
+        const qsizetype close = text.indexOf(end, position);
+        if (qstrlen(end) == 1 && (close < 0 ? text.size() : close) - position > longestTag) {
+            return true;
+        }
+        position = close < 0 ? -1 : text.indexOf('<', close);
+    }
+    return false;
+}
+
+/// Reads all of `reader`. What is well-formed but out of bounds becomes an error of the reader, which knows the line.
+/// Gives whether a document type was met.
+bool readThrough(QXmlStreamReader& reader) {
+    int depth = 0;
+    bool hasDocumentType = false;
+    while (!reader.atEnd()) {
+        switch (reader.readNext()) {
+            case QXmlStreamReader::StartElement:
+                if (++depth > deepestNesting) {
+                    reader.raiseError(QStringLiteral("Elements are nested too deep."));
+                }
+                break;
+            case QXmlStreamReader::EndElement:
+                --depth;
+                break;
+            case QXmlStreamReader::DTD:
+                hasDocumentType = true;
+                if (!reader.entityDeclarations().isEmpty()) {
+                    reader.raiseError(QStringLiteral("Entities can't be declared in a template."));
+                }
+                break;
+            default:
+                break;
+        }
+    }
+    return hasDocumentType;
+}
+
+QString invalidDocumentMessage(const QXmlStreamReader& reader) {
+    static const QRegularExpression markup(QStringLiteral("<[^>]*>"));
+    QString fault = reader.errorString();
+    fault.remove(markup);
+    if (fault.contains(QLatin1String("Premature"))) {
+        return QStringLiteral("XML document is invalid! Error type: \"") + fault;
+    }
+    if (!fault.contains(QLatin1String("maxLength"))) {
+        // The reader didn't see the first line.
+        return QStringLiteral(
+                   "XML document is invalid at line: %1, error type: \" %2 \"The tag mentioned may be a strange "
+                   "tag or even an existent one with wrong order, please refer to documentation to be able to "
+                   "fix the issue. ")
+            .arg(QString::number(reader.lineNumber() + 1), fault);
+    }
+    // The wording of a schema checker.
+    fault.remove(QLatin1String(" facet.."));
+    return QStringLiteral("XML document is invalid! Error type: \"") + fault + QStringLiteral(".\"");
+}
+
+/// Builds the document tree of a template. Null if the file can't be read or is no well-formed template.
+std::unique_ptr<QDomDocument> readDocument(const QString& xmlPath, bool& hasDocumentType) {
+    QFile file(withSingleBackslashes(xmlPath));
+    if (!file.open(QIODevice::ReadOnly)) {
+        return nullptr;
+    }
+    const QByteArray text = file.readAll();
+    if (hasOverlongTag(text)) {
+        return nullptr;
+    }
+    // A linked template has passed no validation, and validation doesn't see the first line.
+    QXmlStreamReader reader(text);
+    hasDocumentType = readThrough(reader);
+    if (reader.hasError()) {
+        return nullptr;
+    }
+    auto document = std::make_unique<QDomDocument>(QStringLiteral("XMLProto"));
+    return document->setContent(text) ? std::move(document) : nullptr;
+}
+
+std::uint32_t classifyRoot(const QDomDocument* document, bool hasDocumentType, QDomNode& root) {
+    if (document == nullptr) {
+        return Obkey::documentMissing;
+    }
+    // The root is expected right behind the declaration. The tree doesn't show a document type that stands between.
+    root = document->firstChild().nextSibling();
+    if (root.isNull()) {
+        return Obkey::documentEmpty;
+    }
+    const bool isRoot = !hasDocumentType && root.nodeName() == QLatin1String("Root");
+    return isRoot ? Obkey::documentRecognised : Obkey::documentForeign;
+}
+
+QDomNode firstChildPastComments(const QDomNode& node) {
+    QDomNode child = node.firstChild();
+    while (child.isComment()) {
+        child = child.nextSibling();
+    }
+    return child;
+}
+
+/// Takes the format from the first child of the root and gives that child.
+QDomNode contentNode(const Obkey& engine, std::uint32_t& format) {
+    if (engine.documentState != Obkey::documentRecognised) {
+        return QDomNode();
+    }
+    const QDomNode content = firstChildPastComments(engine.rootNode);
+    if (content.nodeName() == QLatin1String("Obdata")) {
+        format = Obkey::formatObdata;
+    } else if (content.nodeName() == QLatin1String("McubootFormat")) {
+        format = Obkey::formatMcuboot;
+    }
+    return content;
+}
+
+bool openDocument(Obkey& engine, const QString& xmlPath, QDomNode& content) {
+    bool hasDocumentType = false;
+    engine.rootNode.clear();
+    engine.document = readDocument(xmlPath, hasDocumentType);
+    engine.documentState = classifyRoot(engine.document.get(), hasDocumentType, engine.rootNode);
+    content = contentNode(engine, engine.templateFormat);
+    return engine.document != nullptr;
+}
+
+}  // namespace
+
+bool Obkey::validateTemplate(const QString& templatePath, const QString& xsdPath) {
+    if (!QFile(xsdPath).open(QIODevice::ReadOnly | QIODevice::Text)) {
+        return reportError(
+            "The XML Template file \"%s\" is missing! Please check your QVORA Seal Bundle Builder installation folder.",
+            qUtf8Printable(xsdPath));
+    }
+    QFile file(withSingleBackslashes(templatePath));
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+        return reportError("XML document is invalid! Please insert a valid one.");
+    }
+    if (!hasDeclaration(file.readLine())) {
+        return reportError("XML document is invalid! xml version is wrong or missing");
+    }
+    const QByteArray text = file.readAll();
+    QXmlStreamReader reader(text);
+    if (hasOverlongTag(text)) {
+        reader.raiseError(QStringLiteral("A tag is too long."));
+    }
+    readThrough(reader);
+    if (!reader.hasError()) {
+        return true;
+    }
+    return reportError("%s ", qUtf8Printable(invalidDocumentMessage(reader)));
+}
+
+bool Obkey::loadTemplate(const QString& templatePath) {
+    QDomNode content;
+    if (!openDocument(*this, templatePath, content)) {
+        return false;
+    }
+    const bool isMcuboot = templateFormat == formatMcuboot;
+    const QLatin1String name(isMcuboot ? "McubootFormat" : "Obdata");
+    // A root without content of a known name reads as an empty template.
+    const QDomNode known = content.nodeName() == name ? content : QDomNode();
+    return isMcuboot ? readMcuboot(known) : readObdata(known);
+}
+
+bool Obkey::loadLinkedTemplate(const QString& templatePath) {
+    QDomNode content;
+    linkedContent.clear();
+    if (!openDocument(*this, templatePath, content)) {
+        return false;
+    }
+    linkedContent = content.firstChild();
+    return true;
+}

@@ -97,15 +97,23 @@ sign_image() {
     output=$("$program" "$@" 2>&1)
     status=$?
     if [ "$status" -eq 0 ]; then
-        output=$(printf '%s\n' "$output" | sed '/^image\.py: sign the \(payload\|digest\)\r\{0,1\}$/d')
+        output=$(printf '%s\n' "$output" | sed -e '/^image\.py: sign the payload$/d' -e '/^image\.py: sign the digest$/d')
     fi
     [ -z "$output" ] || printf '%s\n' "$output"
     exit "$status"
 }
 
-case "${1-} $*" in
-    'keygen '*) make_key_pair "$@" ;;
-    'getpriv '*' --raw '*) print_raw_private_key "$@" ;;
-    'sign '*) sign_image "$@" ;;
+has_raw_option() {
+    for argument in "$@"; do
+        [ "$argument" != --raw ] || return 0
+    done
+    return 1
+}
+
+case ${1-} in
+    keygen) make_key_pair "$@" ;;
+    sign) sign_image "$@" ;;
+    getpriv) if has_raw_option "$@"; then print_raw_private_key "$@"; else exec "$program" "$@"; fi ;;
     *) exec "$program" "$@" ;;
 esac
+

@@ -1,1 +1,159 @@
 #include "images/BackupGenerator.h"
+
+#include "images/BackupImage.h"
+#include "images/itemDocument.h"
+#include "images/itemFiles.h"
+#include "images/writeImage.h"
+
+#include "files/ByteWriter.h"
+
+#include <QFileInfo>
+
+namespace {
+
+using WipeRecordsOnExit = WipeSegmentsOnExit<BackupSegment, &BackupSegment::record>;
+
+bool readItem(const QJsonObject& object, BackupItem& item) {
+    if (!hasKeys(object, {QLatin1String("Name"), QLatin1String("Path"), QLatin1String("Offset"),
+                          QLatin1String("Protection")})) {
+        return reportError("Invalid json item");
+    }
+    item.Name = object.value(QLatin1String("Name")).toString();
+    item.Path = object.value(QLatin1String("Path")).toString();
+    return readHex(object.value(QLatin1String("Offset")), item.Offset) &&
+           readProtection(object.value(QLatin1String("Protection")).toObject(), item);
+}
+
+/// A record: offset, protection word and size of the data as 32-bit little-endian numbers, then the data, which is
+/// the nonce, if any, and the file.
+bool buildSegment(const BackupItem& item, const QString& folder, BackupSegment& segment) {
+    QString noncePath;
+    if (!chooseNonce(item, item.Path, MessageKind::error, noncePath)) {
+        return false;
+    }
+    if (item.Offset % 4 != 0) {
+        return reportError("[%s]\nOffset value is not aligned with 32-bit.\n%s", qUtf8Printable(item.Name),
+                           qUtf8Printable(item.Path));
+    }
+    QByteArray nonce;
+    QByteArray data;
+    const WipeOnExit wipeData(data);
+    if (!noncePath.isEmpty() && !readNonce(item, resolvedPath(folder, noncePath), nonce)) {
+        return false;
+    }
+    if (!readItemData(item, resolvedPath(folder, item.Path), nonce, data)) {
+        return false;
+    }
+    segment.offset = item.Offset;
+    segment.protection = protectionWord(item);
+    segment.size = static_cast<std::uint32_t>(data.size());
+    segment.record.reserve(backupHeaderSize + data.size());
+    appendU32(segment.record, segment.offset);
+    appendU32(segment.record, segment.protection);
+    appendU32(segment.record, segment.size);
+    segment.record.append(data);
+    return true;
+}
+
+bool buildSegments(const QList<BackupItem>& items, const QString& jsonPath, QList<BackupSegment>& segments) {
+    const QString folder = QFileInfo(jsonPath).absolutePath();
+    for (const BackupItem& item : items) {
+        if (!buildSegment(item, folder, segments.emplaceBack())) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool writeSegments(const QString& path, const QList<BackupSegment>& segments) {
+    qsizetype size = 0;
+    for (const BackupSegment& segment : segments) {
+        size += segment.record.size();
+    }
+    QByteArray image;
+    const WipeOnExit wipeImage(image);
+    image.reserve(size);
+    for (const BackupSegment& segment : segments) {
+        image.append(segment.record);
+    }
+    return writeImage(path, image);
+}
+
+void listSegments(const QList<BackupSegment>& segments) {
+    std::uint8_t number = 0;
+    for (const BackupSegment& segment : segments) {
+        ++number;
+        displayMessage(MessageKind::normal, "  Segment %d/%d     ", int{number}, static_cast<int>(segments.size()));
+        displayMessage(MessageKind::normal, "       Offset         : 0x%08X", segment.offset);
+        displayMessage(MessageKind::normal, "       Protection     : 0x%08X", segment.protection);
+        displayMessage(MessageKind::normal, "       Data Size      : 0x%X\n", segment.size);
+    }
+}
+
+bool readBack(const QString& path, QList<BackupSegment>& segments) {
+    displayMessage(MessageKind::normal, "\nParse PVS Backup image:");
+    return parseBackupImage(path, segments) == 0;
+}
+
+void tellSuccess() {
+    displayMessage(MessageKind::success, "PVS Backup generation SUCCESS");
+}
+
+}  // namespace
+
+int parseBackupJson(const QString& jsonPath, QList<BackupItem>& items) {
+    QJsonArray files;
+    if (!readItemDocument(jsonPath, files)) {
+        return -1;
+    }
+    QList<BackupItem> found;
+    for (const QJsonValue element : qAsConst(files)) {
+        if (!readItem(element.toObject(), found.emplaceBack())) {
+            return -1;
+        }
+    }
+    items.swap(found);
+    int number = 0;
+    for (const BackupItem& item : qAsConst(items)) {
+        listItem(++number, item, item.Path, item.Nonce);
+    }
+    return 0;
+}
+
+int generateBackup(const QString& jsonPath, const QString& outputPath) {
+    QList<BackupItem> items;
+    if (parseBackupJson(jsonPath, items) != 0) {
+        return -2;
+    }
+    QList<BackupSegment> segments;
+    const WipeRecordsOnExit wipeSegments(segments);
+    if (!buildSegments(items, jsonPath, segments) || !writeSegments(outputPath, segments) ||
+        !checkBackupOverlap(segments)) {
+        return -1;
+    }
+    tellSuccess();
+    QList<BackupSegment> written;
+    if (!readBack(outputPath, written)) {
+        return -1;
+    }
+    listSegments(written);
+    return 0;
+}
+
+int generateBackupFromItems(const QList<BackupItem>& items, const QString& jsonPath, const QString& outputPath) {
+    if (items.isEmpty()) {
+        return -1;
+    }
+    QList<BackupSegment> segments;
+    const WipeRecordsOnExit wipeSegments(segments);
+    if (!buildSegments(items, jsonPath, segments) || !writeSegments(outputPath, segments)) {
+        return -1;
+    }
+    QList<BackupSegment> written;
+    if (!readBack(outputPath, written) || !checkBackupOverlap(written)) {
+        return -1;
+    }
+    listSegments(written);
+    tellSuccess();
+    return 0;
+}

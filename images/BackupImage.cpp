@@ -1,1 +1,65 @@
 #include "images/BackupImage.h"
+
+#include "images/ProtectedItem.h"
+
+#include "display/Display.h"
+#include "files/ByteReader.h"
+
+#include <QFile>
+
+#include <algorithm>
+
+namespace {
+
+bool readRecord(ByteReader& reader, BackupSegment& segment) {
+    const qsizetype start = reader.position();
+    segment.offset = reader.u32();
+    segment.protection = reader.u32();
+    segment.size = reader.u32();
+    if (!reader.ok()) {
+        return false;
+    }
+    reader.seek(start);
+    segment.record = reader.take(backupHeaderSize + qsizetype{segment.size}).toByteArray();
+    return reader.ok();
+}
+
+}  // namespace
+
+int parseBackupImage(const QString& path, QList<BackupSegment>& segments) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        reportError("Failed to open %s file in write mode.", qUtf8Printable(path));
+        return -1;
+    }
+    const QByteArray image = file.readAll();
+    ByteReader reader(image);
+    QList<BackupSegment> found;
+    while (!reader.atEnd()) {
+        BackupSegment segment;
+        if (!readRecord(reader, segment)) {
+            reportError("Input Backup file is not valid : %s", qUtf8Printable(path));
+            return -1;
+        }
+        found.append(segment);
+    }
+    segments.swap(found);
+    return 0;
+}
+
+bool checkBackupOverlap(const QList<BackupSegment>& segments) {
+    QList<BackupSegment> sorted = segments;
+    std::stable_sort(sorted.begin(), sorted.end(),
+                     [](const BackupSegment& a, const BackupSegment& b) { return a.offset < b.offset; });
+    bool apart = true;
+    for (qsizetype i = 1; i < sorted.size(); ++i) {
+        const BackupSegment& first = sorted.at(i - 1);
+        const BackupSegment& second = sorted.at(i);
+        const std::int64_t end = std::int64_t{first.offset} + first.size - nonceBytes(first.protection);
+        if (end > second.offset) {
+            apart = reportError("Overlap detected between files at offsets [0x%08X] and [0x%08X]", first.offset,
+                                second.offset);
+        }
+    }
+    return apart;
+}

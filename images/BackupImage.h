@@ -6,6 +6,9 @@
 
 #include <cstdint>
 
+/// A record's offset, protection word and size, 32 bits each, little-endian; the data follows.
+constexpr qsizetype backupHeaderSize = 12;
+
 /// One record of a backup image.
 struct BackupSegment {
     std::uint32_t offset = 0;

@@ -1,0 +1,15 @@
+#include "images/ProtectedItem.h"
+
+std::uint32_t protectionWord(const ProtectedItem& item) {
+    std::uint32_t word = 0;
+    for (const ProtectionField* field :
+         {&item.Lock, &item.CID, &item.EncWrap, &item.KeySel, &item.KeySize, &item.Algorithm, &item.HDPL}) {
+        word |= std::uint32_t{field->BitValue} << (field->BitOffset % 32);
+    }
+    return word;
+}
+
+std::uint32_t nonceBytes(std::uint32_t protection) {
+    const std::uint32_t algorithm = (protection >> 19) & 7;
+    return algorithm == algorithmCbc || algorithm == algorithmCtr ? nonceSize : 0;
+}

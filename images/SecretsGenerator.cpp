@@ -1,0 +1,315 @@
+#include "images/SecretsGenerator.h"
+
+#include "images/itemDocument.h"
+#include "images/itemFiles.h"
+#include "images/otpLayout.h"
+#include "images/writeImage.h"
+
+#include "files/ByteWriter.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <span>
+
+namespace {
+
+using WipeDataOnExit = WipeSegmentsOnExit<SecretSegment, &SecretSegment::data>;
+
+/// The part of the header word that holds protection bits; the index has the other half.
+constexpr std::uint32_t protectionMask = 0xFFFF0000;
+
+/// A word of zeros under this protection is one that nobody filled in.
+constexpr std::uint32_t unfilledProtection = 0x10000000;
+constexpr QLatin1String zeroWord("0x00000000");
+
+/// A key whose value is a string of decimal digits, and how the message about a bad value tells of it.
+struct DecimalRow {
+    QLatin1String key;
+    std::uint32_t least;
+    std::uint32_t greatest;
+    const char* shownName;
+    const char* shownValues = "0/1";
+};
+
+constexpr DecimalRow mandatoryRow = {QLatin1String("isMandatory"), 0, 1, "Mandatory"};
+constexpr DecimalRow ownerRow = {QLatin1String("isVXOwner"), 0, 1, "isVXOwner"};
+constexpr DecimalRow isFileRow = {QLatin1String("isFile"), 0, 1, "isFile"};
+constexpr DecimalRow expectedSizeRow = {QLatin1String("expectedSize"), 0, 0x7FFFFFFF, "expectedSize"};
+constexpr DecimalRow formatRow = {QLatin1String("Format"), 1, 2, "isFile", "1/2"};
+
+template <typename Number>
+bool readDecimal(const QJsonObject& object, const DecimalRow& row, Number& number) {
+    const QString text = object.value(row.key).toString();
+    std::uint32_t value = 0;
+    if (!parseNumber(text, 10, value) || value < row.least || value > row.greatest) {
+        return reportError("Invalid %s item value : %s \nPossible values: %s", row.shownName, qUtf8Printable(text),
+                           row.shownValues);
+    }
+    number = static_cast<Number>(value);
+    return true;
+}
+
+template <typename Number>
+bool readOptional(const QJsonObject& object, const DecimalRow& row, Number& number) {
+    return !object.contains(row.key) || readDecimal(object, row, number);
+}
+
+bool readExpectedSize(const QJsonObject& object, SecretItem& item) {
+    if (item.isVXOwner && !object.contains(expectedSizeRow.key)) {
+        return reportError("Invalid json item [expectedSize field does not exist, it is mandatory for VX Owner Items]");
+    }
+    return readOptional(object, expectedSizeRow, item.expectedSize);
+}
+
+bool readItem(const QJsonObject& object, SecretItem& item) {
+    if (!hasKeys(object, {QLatin1String("Name"), QLatin1String("PathOrWord"), QLatin1String("Offset")})) {
+        return reportError("Invalid json item");
+    }
+    item.Name = object.value(QLatin1String("Name")).toString();
+    item.PathOrWord = object.value(QLatin1String("PathOrWord")).toString();
+    if (!readHex(object.value(QLatin1String("Offset")), item.Offset) ||
+        !readOptional(object, mandatoryRow, item.isMandatory) || !readOptional(object, ownerRow, item.isVXOwner)) {
+        return false;
+    }
+    if (!object.contains(isFileRow.key)) {
+        return reportError("Invalid json item [isFile field does not exist]");
+    }
+    if (!readDecimal(object, isFileRow, item.isFile) || !readExpectedSize(object, item)) {
+        return false;
+    }
+    if (!object.contains(formatRow.key)) {
+        return reportError("Invalid json item [Format field does not exist]");
+    }
+    if (!readDecimal(object, formatRow, item.Format)) {
+        return false;
+    }
+    if (!object.contains(QLatin1String("Protection"))) {
+        return reportError("Invalid json item");
+    }
+    return readProtection(object.value(QLatin1String("Protection")).toObject(), item);
+}
+
+void reverseWords(QByteArray& data) {
+    const qsizetype wholeWords = data.size() - data.size() % otpWordSize;
+    for (qsizetype i = 0; i < wholeWords; i += otpWordSize) {
+        std::reverse(data.begin() + i, data.begin() + i + otpWordSize);
+    }
+}
+
+/// The folder that contains the program's folder.
+QString programRoot() {
+    return QFileInfo(QCoreApplication::applicationDirPath()).absolutePath();
+}
+
+bool readFile(const SecretItem& item, const QString& noncePath, SecretSegment& segment) {
+    const QString folder = programRoot();
+    QByteArray nonce;
+    if (!noncePath.isEmpty() && !readNonce(item, resolvedPath(folder, noncePath), nonce)) {
+        return false;
+    }
+    if (!item.PathOrWord.isEmpty() && !readItemData(item, resolvedPath(folder, item.PathOrWord), nonce, segment.data)) {
+        return false;
+    }
+    segment.size = static_cast<std::uint32_t>(segment.data.size());
+    return true;
+}
+
+bool isHexDigit(QChar character) {
+    const char16_t c = character.unicode();
+    return (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F');
+}
+
+/// The digits stand behind a prefix of two characters, whatever these are. Their number decides how many bytes there
+/// are, while the size is always that of one word.
+bool readWord(const QString& text, SecretSegment& segment) {
+    const QStringView digits = QStringView(text).mid(2);
+    if (!std::all_of(digits.begin(), digits.end(), isHexDigit)) {
+        return reportError("Invalid hexadecimal value : %s", qUtf8Printable(text));
+    }
+    segment.data = QByteArray::fromHex(digits.toLatin1());
+    segment.size = otpWordSize;
+    return true;
+}
+
+bool isUnfilled(const SecretItem& item, const QString& word, std::uint32_t headerWord) {
+    return !item.isFile && word == zeroWord && (headerWord & protectionMask) == unfilledProtection;
+}
+
+bool buildSegment(const SecretItem& item, bool forPreview, QList<SecretSegment>& segments) {
+    QString noncePath;
+    if (!chooseNonce(item, item.PathOrWord, MessageKind::warning, noncePath)) {
+        return false;
+    }
+    const std::uint32_t headerWord = item.Offset | (protectionWord(item) & protectionMask);
+    const QString word = item.PathOrWord.isEmpty() ? QString(zeroWord) : item.PathOrWord;
+    if (isUnfilled(item, word, headerWord)) {
+        return forPreview || reportError("[%s]\nSecret word is not filled/configured.", qUtf8Printable(item.Name));
+    }
+    SecretSegment& segment = segments.emplaceBack();
+    segment.offset = item.Offset;
+    segment.word = headerWord;
+    if (!(item.isFile ? readFile(item, noncePath, segment) : readWord(word, segment))) {
+        return false;
+    }
+    if (!forPreview && (!item.isFile || item.Format == 1)) {
+        reverseWords(segment.data);
+    }
+    return true;
+}
+
+struct WordRange {
+    std::uint32_t first;
+    std::uint32_t last;
+};
+
+constexpr WordRange fixedRanges[] = {{fixedLayoutHeadWord, fixedLayoutHeadWord},
+                                     {fixedLayoutFirstWord, fixedLayoutLastWord}};
+constexpr WordRange recordsRanges[] = {{12, 12},   {17, 19},   {22, 22},   {144, 144},
+                                       {152, 152}, {176, 254}, {256, 256}, {260, 367}};
+
+bool isInside(std::span<const WordRange> ranges, std::uint32_t index) {
+    return std::any_of(ranges.begin(), ranges.end(),
+                       [index](const WordRange& range) { return index >= range.first && index <= range.last; });
+}
+
+bool checkIndex(std::uint32_t deviceId, const SecretItem& item) {
+    if (hasFixedLayout(deviceId)) {
+        return isInside(fixedRanges, item.Offset) ||
+               reportError("OTP offset value does not respect the OTP range [59, 95], or 56");
+    }
+    if (deviceId == recordsDevice) {
+        return isInside(recordsRanges, item.Offset) ||
+               reportError(
+                   "OTP [%s] : index does not respect the OTP range.\nPossible values :  12, 17, 18, 19, 22, "
+                   "144, 152, [176, 254], 256 and [260, 367]",
+                   qUtf8Printable(item.Name));
+    }
+    return reportError("%s", "");
+}
+
+/// Copies as much of `data` to `position` as the fixed layout has room for.
+void place(const QByteArray& data, qsizetype position, QByteArray& image) {
+    const qsizetype size = std::min(data.size(), image.size() - position);
+    std::copy_n(data.constData(), size, image.data() + position);
+}
+
+/// The first segment stands at the head, whatever its index; one for word 56 in another place is not in the image.
+QByteArray fixedLayoutImage(const QList<SecretSegment>& segments) {
+    QByteArray image(fixedLayoutSize, '\0');
+    place(segments.constFirst().data, 0, image);
+    for (const SecretSegment& segment : segments) {
+        if (segment.offset >= fixedLayoutFirstWord && segment.offset <= fixedLayoutLastWord) {
+            place(segment.data, (segment.offset - fixedLayoutFirstWord) * otpWordSize + otpWordSize, image);
+        }
+    }
+    return image;
+}
+
+QByteArray recordsImage(const QList<SecretSegment>& segments) {
+    qsizetype size = 0;
+    for (const SecretSegment& segment : segments) {
+        size += secretHeaderSize + segment.data.size();
+    }
+    QByteArray image;
+    image.reserve(size);
+    for (const SecretSegment& segment : segments) {
+        appendU32(image, segment.word);
+        appendU32(image, segment.size);
+        image.append(segment.data);
+    }
+    return image;
+}
+
+/// A nonce takes no OTP words; a segment too small to hold one holds none, whatever its algorithm.
+std::int64_t countWords(const QList<SecretSegment>& segments) {
+    std::int64_t words = 0;
+    for (const SecretSegment& segment : segments) {
+        const std::uint32_t nonce = nonceBytes(segment.word);
+        const std::int64_t size = segment.size < nonce ? segment.size : segment.size - nonce;
+        words += (size + otpWordSize - 1) / otpWordSize;
+    }
+    return words;
+}
+
+void listSegments(const QList<SecretSegment>& segments) {
+    for (const SecretSegment& segment : segments) {
+        displayMessage(MessageKind::normal, "  OTP AREAS     ");
+        displayMessage(MessageKind::normal, "       Offset         : %d", static_cast<int>(segment.offset));
+        displayMessage(MessageKind::normal, "       Protection     : 0x%08X", segment.word & protectionMask);
+        displayMessage(MessageKind::normal, "       Data Size      : 0x%X\n", segment.size);
+    }
+}
+
+bool readBack(std::uint32_t deviceId, const QString& path) {
+    displayMessage(MessageKind::normal, "\nParse PVS secrets image:");
+    QList<SecretSegment> segments;
+    const WipeDataOnExit wipeSegments(segments);
+    if (parseSecretsImage(deviceId, path, segments) != 0 || !checkSecretsOverlap(segments, deviceId)) {
+        return false;
+    }
+    listSegments(segments);
+    displayMessage(MessageKind::success, "PVS Secrets generation SUCCESS");
+    return true;
+}
+
+}  // namespace
+
+int parseSecretsJson(const QString& jsonPath, QList<SecretItem>& items) {
+    QJsonArray files;
+    if (!readItemDocument(jsonPath, files)) {
+        return -1;
+    }
+    QList<SecretItem> found;
+    for (const QJsonValue element : qAsConst(files)) {
+        if (!readItem(element.toObject(), found.emplaceBack())) {
+            return -1;
+        }
+    }
+    items.swap(found);
+    int number = 0;
+    for (const SecretItem& item : qAsConst(items)) {
+        listItem(++number, item, item.PathOrWord, QString());
+    }
+    return 0;
+}
+
+int buildSecretSegments(const QList<SecretItem>& items, QList<SecretSegment>& segments, bool forPreview,
+                        std::uint32_t deviceId) {
+    QList<SecretSegment> built;
+    const WipeDataOnExit wipeBuilt(built);
+    for (const SecretItem& item : items) {
+        if (!buildSegment(item, forPreview, built)) {
+            return -1;
+        }
+    }
+    if (!checkSecretsOverlap(built, deviceId)) {
+        return -1;
+    }
+    segments.swap(built);  // what stood in it before is wiped
+    return 0;
+}
+
+int generateSecrets(std::uint32_t deviceId, const QList<SecretItem>& items, const QString& outputPath) {
+    if (items.isEmpty()) {
+        return -1;
+    }
+    for (const SecretItem& item : items) {
+        if (!checkIndex(deviceId, item)) {
+            return -1;
+        }
+    }
+    QList<SecretSegment> segments;
+    const WipeDataOnExit wipeSegments(segments);
+    if (buildSecretSegments(items, segments, false, deviceId) != 0) {
+        return -1;
+    }
+    const bool fixed = hasFixedLayout(deviceId);
+    QByteArray image = fixed ? fixedLayoutImage(segments) : recordsImage(segments);
+    const WipeOnExit wipeImage(image);
+    if (!writeImage(outputPath, image) || !readBack(deviceId, outputPath)) {
+        return -1;
+    }
+    return fixed ? static_cast<int>(fixedLayoutSize / otpWordSize) : static_cast<int>(countWords(segments));
+}

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "images/ProtectedItem.h"
+#include "images/SecretsImage.h"
+
+#include <QList>
+
+/// One secret: a file or a literal word for the OTP memory. `Offset` is the index of its first OTP word.
+struct SecretItem : ProtectedItem {
+    QString PathOrWord;  ///< the path, or a word such as "0x12345678"
+    bool isFile = false;
+    bool isMandatory = false;        ///< for a front end; no effect on the image
+    bool isVXOwner = false;          ///< for a front end; no effect on the image
+    std::uint8_t Format = 0;         ///< 1: a file of numbers, stored little-endian; 2: a file stored as it is
+    std::int32_t expectedSize = -1;  ///< for a front end; no effect on the image; -1: none
+};
+
+/// Reads the secrets document at `jsonPath` and prints what it lists. 0 on success, when `items` is replaced by the
+/// secrets in document order; -1 with a message otherwise.
+[[nodiscard]] int parseSecretsJson(const QString& jsonPath, QList<SecretItem>& items);
+
+/// Turns items into segments and checks them against each other and the device's OTP memory. 0 on success, when
+/// `segments` is replaced; -1 with a message otherwise. With `forPreview` the data keeps the byte order of its source,
+/// and a word that is still to be filled in is left out. Paths that begin with "." count from the folder that contains
+/// the program's folder. The caller wipes the segments.
+[[nodiscard]] int buildSecretSegments(const QList<SecretItem>& items, QList<SecretSegment>& segments, bool forPreview,
+                                      std::uint32_t deviceId);
+
+/// Makes the secrets image for device `deviceId` (0x500, 0x501 or 0x505), writes it to `outputPath` in the place of
+/// whatever stands there, reads it back and lists it. Gives the number of OTP words, or -1; every fault but an empty
+/// list is reported. A fault that the reading back finds leaves the image on disk.
+[[nodiscard]] int generateSecrets(std::uint32_t deviceId, const QList<SecretItem>& items, const QString& outputPath);

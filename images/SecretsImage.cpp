@@ -1,0 +1,93 @@
+#include "images/SecretsImage.h"
+
+#include "images/otpLayout.h"
+
+#include "display/Display.h"
+#include "files/ByteReader.h"
+
+#include <QFile>
+
+#include <algorithm>
+
+namespace {
+
+bool readFixedLayout(const QByteArray& image, QList<SecretSegment>& segments) {
+    if (image.size() != fixedLayoutSize) {
+        return reportError(
+            "Secrets file size is not valid.\nThe expected total size is 152 Bytes (38 OTP words) "
+            "corresponding to [56] and [59, 95] OTP regions");
+    }
+    ByteReader reader(image);
+    segments.append({fixedLayoutHeadWord, 0, otpWordSize, reader.take(otpWordSize).toByteArray()});
+    for (std::uint32_t index = fixedLayoutFirstWord; index <= fixedLayoutLastWord; ++index) {
+        segments.append({index, 0, otpWordSize, reader.take(otpWordSize).toByteArray()});
+    }
+    return true;
+}
+
+/// Records of the header word, the size of the data and the data. Data that is cut off is a broken record; anything
+/// too short for a header is a file of the wrong size.
+bool readRecords(const QByteArray& image, const QString& path, QList<SecretSegment>& segments) {
+    ByteReader reader(image);
+    while (!reader.atEnd()) {
+        SecretSegment segment;
+        segment.word = reader.u32();
+        segment.offset = segment.word & 0xFFFF;
+        segment.size = reader.u32();
+        if (!reader.ok()) {
+            return reportError("Secrets file size is not correct: %s", qUtf8Printable(path));
+        }
+        segment.data = reader.take(qsizetype{segment.size}).toByteArray();
+        if (!reader.ok()) {
+            return reportError("Secrets file is not valid : %s", qUtf8Printable(path));
+        }
+        segments.append(segment);
+    }
+    return true;
+}
+
+/// The word behind the last complete word of a segment.
+std::int64_t endWord(const SecretSegment& segment) {
+    return std::int64_t{segment.offset} + segment.size / otpWordSize;
+}
+
+}  // namespace
+
+int parseSecretsImage(std::uint32_t deviceId, const QString& path, QList<SecretSegment>& segments) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        reportError("Failed to open %s file in write mode.", qUtf8Printable(path));
+        return -1;
+    }
+    const QByteArray image = file.readAll();
+    QList<SecretSegment> found;
+    if (!(hasFixedLayout(deviceId) ? readFixedLayout(image, found) : readRecords(image, path, found))) {
+        return -1;
+    }
+    segments.swap(found);
+    return 0;
+}
+
+bool checkSecretsOverlap(const QList<SecretSegment>& segments, std::uint32_t deviceId) {
+    if (segments.isEmpty()) {
+        return true;
+    }
+    QList<SecretSegment> sorted = segments;
+    std::stable_sort(sorted.begin(), sorted.end(),
+                     [](const SecretSegment& a, const SecretSegment& b) { return a.offset < b.offset; });
+    for (qsizetype i = 1; i < sorted.size(); ++i) {
+        const SecretSegment& first = sorted.at(i - 1);
+        const SecretSegment& second = sorted.at(i);
+        if (endWord(first) > second.offset) {
+            const int index = static_cast<int>(first.offset);
+            return reportError(
+                "Overlap detected between secrets at indexes [%d] and [%d]\nPlease check the size of "
+                "the secret binary corresponding to the OTP %d",
+                index, static_cast<int>(second.offset), index);
+        }
+    }
+    const SecretSegment& last = sorted.constLast();
+    return endWord(last) - 1 <= highestOtpWord(deviceId) ||
+           reportError("The last secret binary [OTP%d] exceeds the maximum allowed memory",
+                       static_cast<int>(last.offset));
+}

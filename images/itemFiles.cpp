@@ -1,0 +1,98 @@
+#include "images/itemFiles.h"
+
+#include <QFile>
+
+#include <limits>
+
+namespace {
+
+/// The size field of a record has 32 bits and counts the nonce.
+constexpr qint64 maxFileSize = std::numeric_limits<std::uint32_t>::max() - nonceSize;
+
+bool checkSizeUnderWrapping(const ProtectedItem& item, const QString& path, qint64 size) {
+    if (item.KeySize.BitValue == keySize128 && size != 16) {
+        return reportError("[%s]\nWrapping is activated with KeySize 128-bit, file must have the size 16 Bytes.\n%s ",
+                           qUtf8Printable(item.Name), qUtf8Printable(path));
+    }
+    if (item.KeySize.BitValue == keySize256 && size != 32) {
+        return reportError("[%s]\nWrapping is activated with KeySize 256-bit, file must have the size 32 Bytes.\n%s ",
+                           qUtf8Printable(item.Name), qUtf8Printable(path));
+    }
+    if (item.Algorithm.BitValue == algorithmCtr) {
+        return reportError("[%s]\nAlgorithm AES CTR is not supported with Wrapping option.", qUtf8Printable(item.Name));
+    }
+    return true;
+}
+
+bool checkSize(const ProtectedItem& item, const QString& path, qint64 size) {
+    switch (item.EncWrap.BitValue) {
+        case encWrapNone:
+            return size % 4 == 0 || reportError("[%s]\nNo enryption is activated, file is not 32-bit aligned.\n%s ",
+                                                qUtf8Printable(item.Name), qUtf8Printable(path));
+        case encWrapEncryption:
+            return size % 16 == 0 || reportError("[%s]\nEnryption is activated, file is not 128-bit aligned.\n%s ",
+                                                 qUtf8Printable(item.Name), qUtf8Printable(path));
+        case encWrapWrapping:
+            return checkSizeUnderWrapping(item, path, size);
+        default:
+            return true;
+    }
+}
+
+/// Opens without a buffer, which would keep a copy of the secret.
+bool openItemFile(QFile& file) {
+    return file.open(QIODevice::ReadOnly | QIODevice::Unbuffered) ||
+           reportError("Failed to open %s file.", qUtf8Printable(file.fileName()));
+}
+
+}  // namespace
+
+bool chooseNonce(const ProtectedItem& item, const QString& path, MessageKind missingKind, QString& noncePath) {
+    const std::uint16_t algorithm = item.Algorithm.BitValue;
+    noncePath = item.Nonce;
+    if ((algorithm == algorithmCbc || algorithm == algorithmCtr) && noncePath.isEmpty()) {
+        displayMessage(missingKind, "[%s]\nNonce file is mandatory with AES-CBC and AES-CTR algorithm.\n%s",
+                       qUtf8Printable(item.Name), qUtf8Printable(path));
+        return false;
+    }
+    if (algorithm == algorithmEcb && !noncePath.isEmpty()) {
+        displayMessage(MessageKind::warning,
+                       "[%s]\nNonce file is not empty, it will be ignored with AES-ECB algorithm.\n%s",
+                       qUtf8Printable(item.Name), qUtf8Printable(noncePath));
+        noncePath.clear();
+    }
+    return true;
+}
+
+QString resolvedPath(const QString& folder, const QString& path) {
+    return path.startsWith(u'.') ? folder + u'/' + path : path;
+}
+
+bool readNonce(const ProtectedItem& item, const QString& path, QByteArray& nonce) {
+    QFile file(path);
+    if (!openItemFile(file)) {
+        return false;
+    }
+    nonce = file.read(nonceSize + 1);  // one more byte tells a longer file
+    return nonce.size() == nonceSize || reportError("[%s]\nNonce binary size must be 16 Bytes.\n%s",
+                                                    qUtf8Printable(item.Name), qUtf8Printable(path));
+}
+
+bool readItemData(const ProtectedItem& item, const QString& path, const QByteArray& nonce, QByteArray& data) {
+    QFile file(path);
+    if (!openItemFile(file)) {
+        return false;
+    }
+    if (file.size() > maxFileSize) {
+        return reportError("[%s]\nThe file is too large for a 32-bit size field.\n%s", qUtf8Printable(item.Name),
+                           qUtf8Printable(path));
+    }
+    QByteArray content = file.readAll();
+    const WipeOnExit wipeContent(content);
+    if (!checkSize(item, path, content.size())) {
+        return false;
+    }
+    data.reserve(nonce.size() + content.size());
+    data.append(nonce).append(content);
+    return true;
+}

@@ -1,0 +1,204 @@
+#include "preparation-interface/Preparation.h"
+#include "tests/preparation/OutsideTool.h"
+#include "tests/support/MessageCapture.h"
+#include "tests/support/TempFolder.h"
+
+#include <QFile>
+
+#include <gmock/gmock.h>
+
+#include <array>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+const QByteArray key("0123456789abcdef");
+const QByteArray nonce("nonce-12byte");
+const QByteArray perso(108, 'p');
+const QByteArray readData("--read-object --type data --label ");
+const QByteArray version1Info = QByteArray::fromHex(
+    "0117414243000000"
+    "05000000"
+    "30313233343536373839414243444546");
+
+/// A SoftHSM token of its own for each test, in slot 0.
+class Card : public testing::Test {
+  protected:
+    void SetUp() override {
+        for (const char* path :
+             {"/usr/lib/softhsm/libsofthsm2.so", "/usr/lib/x86_64-linux-gnu/softhsm/libsofthsm2.so"}) {
+            driver = QFile::exists(QLatin1String(path)) ? QByteArray(path) : driver;
+        }
+        if (driver.isEmpty()) {
+            GTEST_SKIP() << "SoftHSM (package softhsm2) is not installed";
+        }
+        const QByteArray config = "directories.tokendir = " + folder.path("").toUtf8() + "\nlog.level = ERROR\n";
+        qputenv("SOFTHSM2_CONF", folder.write("softhsm2.conf", config).toUtf8());
+        qputenv("QVORA_HSM_MODULE", driver);
+        qputenv("QVORA_HSM_PIN", "1234");
+        outsideTool("softhsm2-util --init-token --free --label card --pin 1234 --so-pin 5678");
+    }
+    void replaceToken() {
+        outsideTool("softhsm2-util --delete-token --token card");
+        outsideTool("softhsm2-util --init-token --free --label card --pin 1234 --so-pin 5678");
+        writeData("vx-card-info", version1Info);
+    }
+    QByteArray pkcs11Tool(const QByteArray& arguments, const char* login = "--login --pin 1234 ") {
+        return outsideTool("pkcs11-tool --module " + driver + " --slot-index 0 " + login + arguments);
+    }
+    void writeData(const QByteArray& label, const QByteArray& content) {
+        const QByteArray path = folder.write("object", content).toUtf8();
+        pkcs11Tool("--write-object " + path + " --type data --label " + label);
+    }
+    std::vector<std::string> labels(const char* login = "--login --pin 1234 ") {
+        std::vector<std::string> result;
+        for (const QByteArray& line : pkcs11Tool("--list-objects", login).split('\n')) {
+            if (line.trimmed().startsWith("label:")) {
+                result.push_back(line.mid(line.indexOf(':') + 1).trimmed().replace('\'', "").toStdString());
+            }
+        }
+        return result;
+    }
+    /// Version, state, type, counter and identifier.
+    std::string info() {
+        std::array<unsigned char, 17> identifier{};
+        std::array<unsigned char, 4> type{};
+        identifier.fill('?');
+        unsigned int counter = 0;
+        unsigned char state = 0;
+        unsigned char version = 0;
+        if (!preparation.getHSMInfo(0, identifier.data(), counter, state, type.data(), &version)) {
+            return "unreadable";
+        }
+        return QString::asprintf("%d %d %s %u %s", version, state, type.data(), counter, identifier.data())
+            .toStdString();
+    }
+    bool provision(const QByteArray& persoData = perso) {
+        return preparation.HSMProvisioning(0, key, nonce, 1000000, QStringLiteral("Gerät 01"), true, persoData);
+    }
+
+    QByteArray driver;
+    TempFolder folder;
+    Preparation preparation;
+    MessageCapture messages;
+};
+
+TEST_F(Card, HoldsWhatItWasProgrammedWith) {
+    EXPECT_EQ(info(), "2 7 SWT 0 ");
+    ASSERT_TRUE(provision());
+    EXPECT_EQ(info(), "2 39 SWT 1000000 Gerät 01");
+    EXPECT_THAT(messages.texts(), IsEmpty());
+    EXPECT_EQ(pkcs11Tool(readData + "vx-card-info", "").toHex(),
+              "022753575400000040420f00476572c3a47420303100000000000000");
+    EXPECT_EQ(pkcs11Tool(readData + "vx-card-nonce"), nonce);
+    EXPECT_EQ(pkcs11Tool(readData + "vx-card-perso"), perso);
+    EXPECT_THAT(labels(), UnorderedElementsAre("vx-card-info", "vx-card-key", "vx-card-nonce", "vx-card-perso"));
+    EXPECT_THAT(labels(""), ElementsAre("vx-card-info"));  // the rest asks for the PIN
+    // The key can be proved, but not read.
+    const QByteArray block = folder.write("block", "sixteen bytes ..").toUtf8();
+    const QByteArray result = folder.path("result").toUtf8();
+    pkcs11Tool("--encrypt -m AES-ECB --label vx-card-key --input-file " + block + " --output-file " + result);
+    EXPECT_EQ(folder.read("result"),
+              outsideTool("openssl enc -aes-128-ecb -nopad -K " + key.toHex() + " -in " + block));
+    EXPECT_THAT(pkcs11Tool("--list-objects --type secrkey").toStdString(),
+                testing::AllOf(HasSubstr("sensitive"), testing::Not(HasSubstr(" extractable"))));
+    EXPECT_FALSE(provision());
+    EXPECT_THAT(messages.texts(), ElementsAre("Error: The card in slot 0 is programmed already, it is left as it is"));
+}
+
+TEST_F(Card, KeepsVersionAndTypeAndClearsLeftovers) {
+    writeData("vx-card-info", version1Info);
+    writeData("vx-card-nonce", "of an attempt that broke off");
+    writeData("vx-card-perso", "likewise");
+    EXPECT_EQ(info(), "1 23 ABC 5 0123456789ABCDEF");
+    EXPECT_FALSE(provision());
+    EXPECT_THAT(messages.texts(),
+                ElementsAre("Error: The card in slot 0 is of version 1, it takes no personalization data"));
+    ASSERT_TRUE(provision({}));
+    EXPECT_THAT(labels(), UnorderedElementsAre("vx-card-info", "vx-card-key", "vx-card-nonce"));
+    EXPECT_EQ(pkcs11Tool(readData + "vx-card-nonce"), nonce);
+    unsigned char version = 0;
+    EXPECT_TRUE(preparation.getHSMVersionAPI(0, &version));
+    EXPECT_EQ(version, 1);
+    writeData("vx-card-info", version1Info);  // as if the power had gone before the older one was removed
+    EXPECT_EQ(info(), "1 39 ABC 1000000 Gerät 01");
+}
+
+TEST_F(Card, SaysWhyItCantBeProgrammed) {
+    const struct {
+        int slot;
+        QByteArray key, nonce;
+        const char* identifier;
+        QByteArray pin, driver;
+        const char* message;
+    } rows[]{
+        {0, "short", nonce, "id", "1234", driver, "The card takes a key of 16 bytes, not of 5"},
+        {0, key, "", "id", "1234", driver, "The card takes no empty nonce"},
+        {0, key, nonce, "ääääääää", "1234", driver,
+         "The firmware identifier takes 16 bytes in UTF-8, a card has room for 15"},
+        {0, key, nonce, "id", "", driver,
+         "The user PIN of the card is missing, it is taken from the environment : QVORA_HSM_PIN"},
+        {0, key, nonce, "id", "4321", driver,
+         "The card answered C_Login for the user PIN with CKR_PIN_INCORRECT (0x000000A0)"},
+        {2, key, nonce, "id", "1234", driver, "There is no card in slot 2 : 2 slots hold one, counted from 0"},
+        {-1, key, nonce, "id", "1234", driver, "There is no card in slot -1 : 2 slots hold one, counted from 0"},
+        {0, key, nonce, "id", "1234", "none.so",
+         "The card driver none.so can't be loaded (QVORA_HSM_MODULE names another one) : none.so: cannot open shared "
+         "object file: No such file or directory"},
+    };
+    for (const auto& row : rows) {
+        messages.clear();
+        qputenv("QVORA_HSM_PIN", row.pin);
+        qputenv("QVORA_HSM_MODULE", row.driver);
+        const QString identifier = QString::fromUtf8(row.identifier);
+        EXPECT_FALSE(preparation.HSMProvisioning(row.slot, row.key, row.nonce, 1, identifier, true, {}));
+        EXPECT_THAT(messages.texts(), ElementsAre(std::string("Error: ") + row.message));
+    }
+    EXPECT_THAT(labels(), IsEmpty());
+    qputenv("QVORA_HSM_MODULE", driver);
+    for (const int size : {0, 27, 29, 70000}) {
+        messages.clear();
+        writeData("vx-card-info", QByteArray(size, '\x07'));
+        EXPECT_FALSE(provision());
+        EXPECT_THAT(messages.texts(), ElementsAre("Error: The object vx-card-info on the card doesn't have 28 bytes"));
+        pkcs11Tool("--delete-object --type data --label vx-card-info");
+    }
+}
+
+// Each call of a provisioning fails in turn, once or from there on, as when the card is pulled out.
+TEST_F(Card, SurvivesAFaultInAnyCall) {
+    const auto complete = UnorderedElementsAre("vx-card-info", "vx-card-key", "vx-card-nonce");
+    qputenv("FAILING_DRIVER_REAL", driver);
+    for (const char* gone : {"", "1"}) {
+        bool done = false;
+        int call = 0;
+        while (!done && call < 100) {
+            replaceToken();
+            messages.clear();
+            qputenv("FAILING_DRIVER_GONE", gone);
+            qputenv("FAILING_DRIVER_CALL", QByteArray::number(++call));
+            qputenv("QVORA_HSM_MODULE", FAILING_DRIVER);
+            done = provision({});
+            qputenv("QVORA_HSM_MODULE", driver);
+            if (!done) {
+                EXPECT_THAT(messages.texts().front(), HasSubstr("CKR_DEVICE_REMOVED (0x00000032)"));
+            }
+            if (!done && *gone == '\0') {
+                EXPECT_THAT(labels(), ElementsAre("vx-card-info")) << call;
+            }
+            if (info() == "1 23 ABC 5 0123456789ABCDEF") {
+                EXPECT_TRUE(provision({})) << call;  // clears what the attempt left
+                EXPECT_THAT(labels(), complete) << call;
+            } else {  // all is written; at worst the older information couldn't be removed
+                EXPECT_EQ(labels().size(), done ? 3u : 4u) << call;
+            }
+        }
+        EXPECT_TRUE(done && call > 20);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,70 @@
+#include "preparation-interface/Preparation.h"
+#include "tests/preparation/OutsideTool.h"
+#include "tests/support/MessageCapture.h"
+#include "tests/support/TempFolder.h"
+
+#include <QCoreApplication>
+#include <QCryptographicHash>
+#include <QDir>
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+QByteArray derive(Preparation& preparation) {
+    QByteArray secret(32, '\0');
+    unsigned char* table[]{reinterpret_cast<unsigned char*>(secret.data())};
+    return preparation.SignECDH_KDF2(table) ? secret : QByteArray("none");
+}
+
+// The folder beside the test program serves all of it, so it is one test.
+TEST(PersonalizationData, DerivesTheSecretFromTheKeysBesideTheTool) {
+    const QString folder = QCoreApplication::applicationDirPath() + QStringLiteral("/Keys");
+    const QByteArray keys = folder.toUtf8() + '/';
+    QDir(folder).removeRecursively();
+    Preparation preparation;
+    MessageCapture messages;
+    // Computed by openssl pkeyutl and openssl kdf.
+    EXPECT_EQ(derive(preparation).toHex(), "0963e5379da02b15148c86f014ffc36b9e7f251a33dd6a0c25b44c3adfc4fe58");
+    QDir().mkpath(folder);
+    outsideTool("openssl ecparam -name prime256v1 -genkey -noout -out " + keys + "perso_private.pem");
+    EXPECT_EQ(derive(preparation).toHex().left(8), "0963e537");  // one key alone doesn't count
+    const std::string warning = "Warning: There is no perso_private.pem with a card_public.pem in " +
+                                folder.toStdString() +
+                                ", the built-in development key pair is used : it is public and protects nothing";
+    EXPECT_THAT(messages.texts(), ElementsAre(warning, warning));
+
+    messages.clear();
+    outsideTool("openssl ecparam -name prime256v1 -genkey -noout -out " + keys + "card.pem");
+    outsideTool("openssl pkey -in " + keys + "card.pem -pubout -out " + keys + "card_public.pem");
+    const QByteArray shared = outsideTool("openssl pkeyutl -derive -inkey " + keys + "perso_private.pem -peerkey " +
+                                          keys + "card_public.pem");
+    // ANSI X9.63: one block of SHA-256(Z || 00000001).
+    EXPECT_EQ(derive(preparation),
+              QCryptographicHash::hash(shared + QByteArray::fromHex("00000001"), QCryptographicHash::Sha256));
+    EXPECT_THAT(messages.texts(), IsEmpty());
+
+    outsideTool("openssl pkey -in " + keys + "card.pem -out " + keys + "card_public.pem");
+    EXPECT_EQ(derive(preparation), "none");  // a faulty key isn't replaced by the development pair
+    EXPECT_THAT(messages.texts(), ElementsAre("Error: " + folder.toStdString() +
+                                              "/card_public.pem is not a valid P-256 public key in PEM form"));
+    QDir(folder).removeRecursively();
+}
+
+TEST(PersonalizationData, Encrypts) {
+    // McGrew and Viega, The Galois/Counter Mode of Operation, test case 2.
+    unsigned char zeros[16]{};
+    QByteArray output(32, '\0');
+    auto* const bytes = reinterpret_cast<unsigned char*>(output.data());
+    Preparation preparation;
+    MessageCapture messages;
+    EXPECT_EQ(preparation.encryptPersoData(zeros, 16, zeros, zeros, bytes, bytes + 16), 16);
+    EXPECT_EQ(output.toHex(), "0388dace60b6a392f328c2b971b2fe78ab6e47d42cec13bdf53a67b21257bddf");
+    EXPECT_EQ(preparation.encryptPersoData(zeros, -1, zeros, zeros, bytes, bytes + 16), -1);
+    EXPECT_THAT(messages.texts(), ElementsAre("Error: Personalization data of -1 bytes can't be encrypted"));
+}
+
+}  // namespace

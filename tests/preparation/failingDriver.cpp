@@ -1,0 +1,51 @@
+// A card driver that hands on to the one in FAILING_DRIVER_REAL, but answers call number FAILING_DRIVER_CALL (from 1)
+// with CKR_DEVICE_REMOVED, and every call behind it too if FAILING_DRIVER_GONE is not empty.
+
+#include <p11-kit/pkcs11.h>
+
+#include <cstdlib>
+
+#include <dlfcn.h>
+
+namespace {
+
+CK_FUNCTION_LIST* real = nullptr;
+CK_FUNCTION_LIST failing{};
+int calls = 0;
+
+const char* setting(const char* name) {
+    const char* value = std::getenv(name);
+    return value == nullptr ? "" : value;
+}
+
+bool fails() {
+    const int failingCall = std::atoi(setting("FAILING_DRIVER_CALL"));
+    ++calls;
+    return *setting("FAILING_DRIVER_GONE") != 0 ? calls >= failingCall : calls == failingCall;
+}
+
+template <auto function, typename... Arguments>
+CK_RV handOn(Arguments... arguments) {
+    return fails() ? CKR_DEVICE_REMOVED : (real->*function)(arguments...);
+}
+
+}  // namespace
+
+extern "C" CK_RV C_GetFunctionList(CK_FUNCTION_LIST** list) {
+    void* library = dlopen(setting("FAILING_DRIVER_REAL"), RTLD_NOW);
+    reinterpret_cast<CK_C_GetFunctionList>(dlsym(library, "C_GetFunctionList"))(&real);
+    failing = *real;
+    failing.C_Initialize = handOn<&CK_FUNCTION_LIST::C_Initialize>;
+    failing.C_GetSlotList = handOn<&CK_FUNCTION_LIST::C_GetSlotList>;
+    failing.C_OpenSession = handOn<&CK_FUNCTION_LIST::C_OpenSession>;
+    failing.C_Login = handOn<&CK_FUNCTION_LIST::C_Login>;
+    failing.C_FindObjectsInit = handOn<&CK_FUNCTION_LIST::C_FindObjectsInit>;
+    failing.C_FindObjects = handOn<&CK_FUNCTION_LIST::C_FindObjects>;
+    failing.C_FindObjectsFinal = handOn<&CK_FUNCTION_LIST::C_FindObjectsFinal>;
+    failing.C_GetAttributeValue = handOn<&CK_FUNCTION_LIST::C_GetAttributeValue>;
+    failing.C_CreateObject = handOn<&CK_FUNCTION_LIST::C_CreateObject>;
+    failing.C_DestroyObject = handOn<&CK_FUNCTION_LIST::C_DestroyObject>;
+    calls = 0;
+    *list = &failing;
+    return CKR_OK;
+}

@@ -8,31 +8,35 @@
 
 namespace {
 
-ReplaceResult writeThrough(QFileDevice& file, QByteArrayView bytes) {
+ReplaceResult writeThrough(QFileDevice& file, const ContentWriter& writeContent) {
     if (!file.open(QIODevice::WriteOnly)) {
         return ReplaceResult::cannotOpen;
     }
-    const bool written = file.write(bytes.data(), bytes.size()) == bytes.size() && file.flush();
-    return written ? ReplaceResult::done : ReplaceResult::cannotWrite;
+    return writeContent(file) && file.flush() ? ReplaceResult::done : ReplaceResult::cannotWrite;
 }
 
 }  // namespace
 
-ReplaceResult replaceFile(const QString& path, QByteArrayView bytes) {
+ReplaceResult replaceFileBy(const QString& path, const ContentWriter& writeContent) {
     const QFileInfo old(path);
     if (old.isFile()) {
+        // Never in place, not even in a folder that takes no new file: a write that fails halfway would cost the old.
         QSaveFile file(path);
-        file.setDirectWriteFallback(true);  // in a folder that takes no new file
-        const ReplaceResult result = writeThrough(file, bytes);
+        const ReplaceResult result = writeThrough(file, writeContent);
         return result == ReplaceResult::done && !file.commit() ? ReplaceResult::cannotWrite : result;
     }
     // A new file, or a device or pipe, which can't be replaced but takes bytes.
     QFile file(path);
-    const ReplaceResult result = writeThrough(file, bytes);
+    const ReplaceResult result = writeThrough(file, writeContent);
     if (result == ReplaceResult::cannotWrite && !old.exists()) {
         file.remove();
     }
     return result;
+}
+
+ReplaceResult replaceFile(const QString& path, QByteArrayView bytes) {
+    return replaceFileBy(path,
+                         [bytes](QFileDevice& file) { return file.write(bytes.data(), bytes.size()) == bytes.size(); });
 }
 
 bool writeOutputFile(const QString& path, QByteArrayView bytes, const char* writeError) {

@@ -1,5 +1,7 @@
 #include "files/parseNumber.h"
 
+#include <QString>
+
 #include <limits>
 
 namespace {

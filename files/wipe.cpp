@@ -4,7 +4,9 @@
 
 void wipe(QByteArray& secret) {
     if (secret.isDetached()) {
-        explicit_bzero(secret.data(), static_cast<std::size_t>(secret.capacity()));
+        // The whole allocation: bytes that were taken off the front or the end still stand in it.
+        char* const start = secret.data() - secret.data_ptr().freeSpaceAtBegin();
+        explicit_bzero(start, static_cast<std::size_t>(secret.capacity()));
     }
     secret = QByteArray();
 }

@@ -1,0 +1,400 @@
+#include "files/ElfReader.h"
+
+#include "display/Display.h"
+#include "files/ByteReader.h"
+#include "files/FileELF.h"
+#include "files/readExactly.h"
+#include "files/segments.h"
+
+#include <gelf.h>
+
+#include <algorithm>
+#include <limits>
+
+// libelf decodes the tables in either byte order. What they say is only a claim: every offset and size is held against
+// the file's length, and everything that is copied is charged to an allowance, because a small file can point at its
+// own bytes again and again. libelf reads piece by piece what it is asked for; the file is never mapped or held whole.
+
+namespace {
+
+constexpr qint64 headerSize = 52;
+
+// How often the file's length may be copied into the record, all tables, names and segments together.
+constexpr qint64 allowanceFactor = 16;
+
+enum class ElfStatus { good, invalid, wide, noMemory };
+
+struct ElfCloser {
+    void operator()(Elf* elf) const { elf_end(elf); }
+};
+
+struct ElfSource {
+    QFile& device;
+    std::unique_ptr<Elf, ElfCloser> elf;
+    qint64 length = 0;
+    qint64 allowance = 0;
+
+    /// Whether `count` pieces of `size` bytes may still be copied.
+    [[nodiscard]] bool charge(std::uint64_t count, std::uint64_t size) {
+        if (size != 0 && count > static_cast<std::uint64_t>(allowance) / size) {
+            return false;
+        }
+        allowance -= static_cast<qint64>(count * size);
+        return true;
+    }
+    [[nodiscard]] bool holds(std::uint64_t offset, std::uint64_t size) const {
+        const auto end = static_cast<std::uint64_t>(length);
+        return offset <= end && size <= end - offset;
+    }
+};
+
+// The file bytes of a section or table as entries of `type`, decoded; null if they aren't there or are too many.
+Elf_Data* decodedData(ElfSource& source, std::uint64_t offset, std::uint64_t size, Elf_Type type) {
+    if (!source.holds(offset, size) || !source.charge(1, size)) {
+        return nullptr;
+    }
+    return elf_getdata_rawchunk(source.elf.get(), static_cast<std::int64_t>(offset), size, type);
+}
+
+/// The content of a string section.
+struct StringTable {
+    QByteArrayView bytes;
+
+    /// Gives the text at `offset`, up to its NUL or the table's end; empty if the offset is beyond the table.
+    [[nodiscard]] bool text(ElfSource& source, std::uint64_t offset, std::string& result) const {
+        if (offset >= static_cast<std::uint64_t>(bytes.size())) {
+            result.clear();
+            return true;
+        }
+        const QByteArrayView rest = bytes.sliced(static_cast<qsizetype>(offset));
+        const qsizetype end = rest.indexOf('\0');
+        const auto size = static_cast<std::size_t>(end < 0 ? rest.size() : end);
+        if (!source.charge(1, size)) {
+            return false;
+        }
+        result.assign(rest.data(), size);
+        return true;
+    }
+};
+
+// A section that isn't there or has no file bytes is an empty table.
+bool readStringTable(ElfSource& source, std::size_t index, StringTable& table) {
+    GElf_Shdr header{};
+    Elf_Scn* const section = elf_getscn(source.elf.get(), index);
+    if (section == nullptr || gelf_getshdr(section, &header) == nullptr || header.sh_type == SHT_NOBITS ||
+        header.sh_size == 0) {
+        table = {};
+        return true;
+    }
+    const Elf_Data* const data = decodedData(source, header.sh_offset, header.sh_size, ELF_T_BYTE);
+    if (data == nullptr) {
+        return false;
+    }
+    table.bytes = QByteArrayView(static_cast<const char*>(data->d_buf), static_cast<qsizetype>(data->d_size));
+    return true;
+}
+
+// The offsets of the sections as their table has them, read as little-endian numbers whatever the file's encoding says:
+// those who receive the record count on that. An entry that lies outside the file gives 0.
+std::uint32_t rawSectionOffset(QFile& device, std::uint16_t index) {
+    constexpr qint64 entrySize = 40;
+    constexpr qsizetype tableOffsetField = 32;
+    constexpr qsizetype entrySizeField = 46;
+    constexpr qsizetype offsetField = 16;
+    const QByteArray header = device.seek(0) ? device.read(headerSize) : QByteArray();
+    ByteReader fields(header);
+    fields.seek(tableOffsetField);
+    const qint64 table = fields.u32();
+    fields.seek(entrySizeField);
+    const qint64 stride = fields.u16();
+    const std::uint16_t count = fields.u16();
+    if (!fields.ok() || index >= count || !device.seek(table + index * stride)) {
+        return 0;
+    }
+    const QByteArray entry = device.read(entrySize);
+    ByteReader entryFields(entry);
+    entryFields.seek(offsetField);
+    return entryFields.u32();
+}
+
+bool readHeader(ElfSource& source, FileELF& file) {
+    GElf_Ehdr header{};
+    std::size_t sections = 0;
+    std::size_t segments = 0;
+    std::size_t names = 0;
+    if (gelf_getehdr(source.elf.get(), &header) == nullptr || elf_getshdrnum(source.elf.get(), &sections) != 0 ||
+        elf_getphdrnum(source.elf.get(), &segments) != 0) {
+        return false;
+    }
+    // A file without sections has no section of names, whatever the header says.
+    if (sections != 0 && elf_getshdrstrndx(source.elf.get(), &names) != 0) {
+        return false;
+    }
+    constexpr std::size_t maxEntries = std::numeric_limits<std::uint16_t>::max();
+    const bool sectionsFit = sections == 0 || (header.e_shentsize == sizeof(Elf32_Shdr) && sections <= maxEntries &&
+                                               source.holds(header.e_shoff, sections * sizeof(Elf32_Shdr)));
+    const bool segmentsFit = segments == 0 || (header.e_phentsize == sizeof(Elf32_Phdr) && segments <= maxEntries &&
+                                               source.holds(header.e_phoff, segments * sizeof(Elf32_Phdr)));
+    // libelf drops a section table that the file has no room for.
+    const bool counted = header.e_shnum == 0 || header.e_shnum == sections;
+    if (header.e_ehsize != headerSize || !sectionsFit || !segmentsFit || !counted) {
+        return false;
+    }
+    file.elfClass = header.e_ident[EI_CLASS];
+    file.elfIdentVersion = header.e_ident[EI_VERSION];
+    file.encoding = header.e_ident[EI_DATA];
+    file.version = header.e_version;
+    file.headerSize = header.e_ehsize;
+    file.sectionEntrySize = header.e_shentsize;
+    file.sectionCount = static_cast<std::uint16_t>(sections);
+    file.segmentEntrySize = header.e_phentsize;
+    file.programHeaderCount = static_cast<std::uint16_t>(segments);
+    file.osAbi = header.e_ident[EI_OSABI];
+    file.abiVersion = header.e_ident[EI_ABIVERSION];
+    file.type = header.e_type;
+    file.machine = header.e_machine;
+    file.flags = header.e_flags;
+    file.entry = header.e_entry;
+    file.sectionsOffset = header.e_shoff;
+    file.segmentsOffset = header.e_phoff;
+    file.sectionNameStringIndex = header.e_shstrndx;
+    return true;
+}
+
+bool readSections(ElfSource& source, FileELF& file) {
+    StringTable names;
+    if (!readStringTable(source, file.sectionNameStringIndex, names)) {
+        return false;
+    }
+    for (std::uint16_t i = 0; i < file.sectionCount; ++i) {
+        GElf_Shdr header{};
+        Elf_Scn* const section = elf_getscn(source.elf.get(), i);
+        if (section == nullptr || gelf_getshdr(section, &header) == nullptr) {
+            return false;
+        }
+        const bool hasBytes = header.sh_type != SHT_NOBITS && header.sh_type != SHT_NULL;
+        if (hasBytes && !source.holds(header.sh_offset, header.sh_size)) {
+            return false;
+        }
+        ElfSectionRecord record;
+        if (!source.charge(1, sizeof record) || !names.text(source, header.sh_name, record.name)) {
+            return false;
+        }
+        record.index = i;
+        record.offset = rawSectionOffset(source.device, i);
+        record.type = header.sh_type;
+        record.flags = header.sh_flags;
+        record.info = header.sh_info;
+        record.link = header.sh_link;
+        record.addressAlign = header.sh_addralign;
+        record.entrySize = header.sh_entsize;
+        record.address = header.sh_addr;
+        record.size = header.sh_size;
+        record.nameStringOffset = header.sh_name;
+        file.sections.push_back(std::move(record));
+    }
+    return true;
+}
+
+ElfStatus addLoadSegment(ElfSource& source, const GElf_Phdr& header, FileELF& file) {
+    FileSegment segment;
+    segment.address = static_cast<std::uint32_t>(header.p_paddr);
+    segment.size = static_cast<std::uint32_t>(header.p_filesz);
+    if (segment.size != 0) {
+        if (!source.holds(header.p_offset, header.p_filesz) || !source.charge(1, header.p_filesz) ||
+            !source.device.seek(static_cast<qint64>(header.p_offset))) {
+            return ElfStatus::invalid;
+        }
+        const ReadStatus status = readExactly(source.device, segment.size, segment.data);
+        if (status != ReadStatus::done) {
+            return status == ReadStatus::noMemory ? ElfStatus::noMemory : ElfStatus::invalid;
+        }
+    }
+    file.segments.push_back(std::move(segment));
+    ++file.segmentCount;
+    return ElfStatus::good;
+}
+
+ElfStatus readSegments(ElfSource& source, FileELF& file) {
+    for (int i = 0; i < file.programHeaderCount; ++i) {
+        GElf_Phdr header{};
+        if (gelf_getphdr(source.elf.get(), i, &header) == nullptr) {
+            return ElfStatus::invalid;
+        }
+        ElfSegmentRecord record;
+        record.type = header.p_type;
+        record.flags = header.p_flags;
+        record.align = header.p_align;
+        record.virtualAddress = header.p_vaddr;
+        record.physicalAddress = header.p_paddr;
+        record.fileSize = header.p_filesz;
+        record.memorySize = header.p_memsz;
+        file.programHeaders.push_back(record);
+        if (header.p_type == PT_LOAD) {
+            const ElfStatus status = addLoadSegment(source, header, file);
+            if (status != ElfStatus::good) {
+                return status;
+            }
+        }
+    }
+    return ElfStatus::good;
+}
+
+// The entries of a section, decoded. A section without entries gives null data and true.
+bool entriesOf(ElfSource& source, const ElfSectionRecord& section, Elf_Type type, std::size_t entrySize,
+               std::size_t recordSize, Elf_Data*& data, int& count) {
+    data = nullptr;
+    count = 0;
+    const std::uint64_t entries = section.entrySize == 0 ? 0 : section.size / entrySize;
+    if (entries == 0) {
+        return true;
+    }
+    GElf_Shdr header{};
+    if (section.entrySize != entrySize || entries > std::numeric_limits<int>::max() ||
+        !source.charge(entries, recordSize) ||
+        gelf_getshdr(elf_getscn(source.elf.get(), section.index), &header) == nullptr) {
+        return false;
+    }
+    data = decodedData(source, header.sh_offset, entries * entrySize, type);
+    count = static_cast<int>(entries);
+    return data != nullptr;
+}
+
+bool readSymbols(ElfSource& source, const ElfSectionRecord& section, FileELF& file) {
+    Elf_Data* data = nullptr;
+    int count = 0;
+    StringTable names;
+    if (!entriesOf(source, section, ELF_T_SYM, sizeof(Elf32_Sym), sizeof(ElfSymbolRecord), data, count) ||
+        !readStringTable(source, section.link, names)) {
+        return false;
+    }
+    for (int i = 0; i < count; ++i) {
+        GElf_Sym symbol{};
+        ElfSymbolRecord record;
+        if (gelf_getsym(data, i, &symbol) == nullptr || !names.text(source, symbol.st_name, record.name)) {
+            return false;
+        }
+        record.value = symbol.st_value;
+        record.size = symbol.st_size;
+        record.bind = static_cast<std::uint8_t>(symbol.st_info >> 4);
+        record.type = symbol.st_info & 0xF;
+        record.sectionIndex = symbol.st_shndx;
+        record.other = symbol.st_other;
+        file.symbols.push_back(std::move(record));
+    }
+    return true;
+}
+
+bool readRelocations(ElfSource& source, const ElfSectionRecord& section, FileELF& file) {
+    Elf_Data* data = nullptr;
+    int count = 0;
+    if (!entriesOf(source, section, ELF_T_RELA, sizeof(Elf32_Rela), sizeof(ElfRelocationRecord), data, count)) {
+        return false;
+    }
+    for (int i = 0; i < count; ++i) {
+        GElf_Rela relocation{};
+        if (gelf_getrela(data, i, &relocation) == nullptr) {
+            return false;
+        }
+        file.relocations.push_back({relocation.r_offset, static_cast<std::uint32_t>(GELF_R_SYM(relocation.r_info)),
+                                    static_cast<std::uint32_t>(GELF_R_TYPE(relocation.r_info)), relocation.r_addend});
+    }
+    return true;
+}
+
+// A note that its section cuts off ends the walk: compilers give the type of a note to sections that hold none.
+bool readNotes(ElfSource& source, const ElfSectionRecord& section, FileELF& file) {
+    GElf_Shdr header{};
+    if (gelf_getshdr(elf_getscn(source.elf.get(), section.index), &header) == nullptr) {
+        return false;
+    }
+    if (header.sh_size == 0) {
+        return true;
+    }
+    Elf_Data* const data = decodedData(source, header.sh_offset, header.sh_size, ELF_T_NHDR);
+    if (data == nullptr) {
+        return false;
+    }
+    const QByteArrayView bytes(static_cast<const char*>(data->d_buf), static_cast<qsizetype>(data->d_size));
+    GElf_Nhdr note{};
+    std::size_t nameAt = 0;
+    std::size_t descriptionAt = 0;
+    std::size_t at = 0;
+    while ((at = gelf_getnote(data, at, &note, &nameAt, &descriptionAt)) != 0) {
+        if (!source.charge(1, sizeof(ElfNoteRecord) + note.n_namesz + note.n_descsz)) {
+            return false;
+        }
+        ElfNoteRecord record;
+        record.type = note.n_type;
+        const QByteArrayView name = bytes.sliced(static_cast<qsizetype>(nameAt), note.n_namesz);
+        record.name.assign(name.data(), qstrnlen(name.data(), static_cast<qsizetype>(name.size())));
+        record.description = note.n_descsz == 0
+                                 ? QByteArray()
+                                 : bytes.sliced(static_cast<qsizetype>(descriptionAt), note.n_descsz).toByteArray();
+        record.descriptionSize = note.n_descsz;
+        file.notes.push_back(std::move(record));
+    }
+    return true;
+}
+
+bool readTables(ElfSource& source, FileELF& file) {
+    struct Table {
+        std::uint32_t type;
+        bool (*read)(ElfSource& source, const ElfSectionRecord& section, FileELF& file);
+    };
+    constexpr Table tables[] = {{SHT_SYMTAB, readSymbols}, {SHT_RELA, readRelocations}, {SHT_NOTE, readNotes}};
+    for (const Table& table : tables) {
+        for (const ElfSectionRecord& section : file.sections) {
+            if (section.type == table.type && !table.read(source, section, file)) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+ElfStatus readElf(QFile& device, FileELF& file) {
+    ElfSource source{device, nullptr, device.size(), allowanceFactor * device.size()};
+    if (elf_version(EV_CURRENT) == EV_NONE) {
+        return ElfStatus::invalid;
+    }
+    source.elf.reset(elf_begin(device.handle(), ELF_C_READ, nullptr));
+    if (source.elf == nullptr || elf_kind(source.elf.get()) != ELF_K_ELF) {
+        return ElfStatus::invalid;
+    }
+    if (gelf_getclass(source.elf.get()) == ELFCLASS64) {
+        return ElfStatus::wide;
+    }
+    if (!readHeader(source, file) || !readSections(source, file)) {
+        return ElfStatus::invalid;
+    }
+    const ElfStatus status = readSegments(source, file);
+    if (status != ElfStatus::good) {
+        return status;
+    }
+    return readTables(source, file) && file.segmentCount != 0 ? ElfStatus::good : ElfStatus::invalid;
+}
+
+}  // namespace
+
+bool readElfFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record) {
+    auto file = std::make_shared<FileELF>();
+    file->fileType = fileTypeElf;
+    switch (readElf(device, *file)) {
+        case ElfStatus::good:
+            break;
+        case ElfStatus::invalid:
+            return reportError("%s is an invalid ELF file", qUtf8Printable(device.fileName()));
+        case ElfStatus::wide:
+            return reportError("64-bit ELF files are not supported");
+        case ElfStatus::noMemory:
+            return reportError("Unable to allocate memory");
+    }
+    sortSegments(*file);
+    if (compactSegments(context, *file)) {
+        displayMessage(MessageKind::warning,
+                       "File corrupted. Two or more segments define the same memory zone or wrong order of segments");
+    }
+    record = std::move(file);
+    return true;
+}

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+/// Answers whether an address range clashes with any of a growing set of ranges, in log n steps.
+///
+/// The rule, rangesOverlap(), compares two ranges by their order on the address line and by their ends. Asked of many
+/// second ranges at once, it comes down to a few questions of one form: what is the lowest, what the highest end among
+/// those that start between two addresses? A segment tree over the start addresses answers each.
+class LaterRanges {
+  public:
+    /// `addresses`: the start of every range that will be added; any order, repeats allowed.
+    explicit LaterRanges(std::vector<std::uint32_t> addresses);
+
+    void add(std::uint32_t address, std::uint32_t end);
+
+    /// Whether rangesOverlap(address, end, ...) holds for any range added so far.
+    [[nodiscard]] bool clashWith(std::uint32_t address, std::uint32_t end) const;
+
+  private:
+    /// The lowest and the highest of a set of ends. Of an empty set, no end is above the highest nor below the lowest.
+    struct Ends {
+        std::uint32_t lowest = UINT32_MAX;
+        std::uint32_t highest = 0;
+
+        void add(const Ends& other);
+    };
+
+    [[nodiscard]] std::size_t firstFrom(std::uint32_t address) const;
+    [[nodiscard]] std::size_t firstAbove(std::uint32_t address) const;
+    [[nodiscard]] Ends endsAmong(std::size_t first, std::size_t last) const;
+
+    std::vector<std::uint32_t> addresses_;  ///< ascending
+    std::vector<Ends> nodes_;               ///< leaves from addresses_.size() on; the parent of node n is node n / 2
+};

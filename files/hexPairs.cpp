@@ -1,0 +1,106 @@
+#include "files/hexPairs.h"
+
+#include <array>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
+namespace {
+
+constexpr std::array<std::int8_t, 256> digitValues = [] {
+    std::array<std::int8_t, 256> values{};
+    values.fill(-1);
+    for (std::int8_t i = 0; i < 10; ++i) {
+        values['0' + static_cast<std::size_t>(i)] = i;
+    }
+    for (std::int8_t i = 0; i < 6; ++i) {
+        values['A' + static_cast<std::size_t>(i)] = static_cast<std::int8_t>(10 + i);
+        values['a' + static_cast<std::size_t>(i)] = static_cast<std::int8_t>(10 + i);
+    }
+    return values;
+}();
+
+}  // namespace
+
+int hexDigitValue(char digit) {
+    return digitValues[static_cast<std::uint8_t>(digit)];
+}
+
+HexDecoding decodeHexPairsPortable(const char* text, std::size_t pairs, std::uint8_t* bytes) {
+    int invalid = 0;
+    unsigned sum = 0;
+    for (std::size_t i = 0; i < pairs; ++i) {
+        const int high = hexDigitValue(text[2 * i]);
+        const int low = hexDigitValue(text[2 * i + 1]);
+        invalid |= high | low;  // negative if either is
+        bytes[i] = static_cast<std::uint8_t>((high & 0xF) << 4 | (low & 0xF));
+        sum += bytes[i];
+    }
+    return {invalid >= 0, static_cast<std::uint8_t>(sum)};
+}
+
+#ifdef __SSE2__
+
+namespace {
+
+// SSE2 is part of every x86-64 processor, so there is nothing to choose at run time.
+constexpr std::size_t vectorSize = 16;
+
+// Read from position 16 - n on: n bytes of ones, then zeros.
+constexpr std::array<std::uint8_t, 2 * vectorSize> onesThenZeros = [] {
+    std::array<std::uint8_t, 2 * vectorSize> mask{};
+    for (std::size_t i = 0; i < vectorSize; ++i) {
+        mask[i] = 0xFF;
+    }
+    return mask;
+}();
+
+__m128i load(const void* bytes) {
+    return _mm_loadu_si128(static_cast<const __m128i*>(bytes));
+}
+
+__m128i firstBytes(std::size_t count) {
+    return load(onesThenZeros.data() + vectorSize - (count < vectorSize ? count : vectorSize));
+}
+
+// Eight pairs of digits to eight 16-bit bytes; `invalid` gathers all characters that are no digits.
+__m128i decodeEight(__m128i text, __m128i used, __m128i& invalid) {
+    const __m128i number = _mm_sub_epi8(text, _mm_set1_epi8('0'));
+    const __m128i isNumber = _mm_cmpeq_epi8(_mm_min_epu8(number, _mm_set1_epi8(9)), number);
+    const __m128i letter = _mm_sub_epi8(_mm_or_si128(text, _mm_set1_epi8(0x20)), _mm_set1_epi8('a'));
+    const __m128i isLetter = _mm_cmpeq_epi8(_mm_min_epu8(letter, _mm_set1_epi8(5)), letter);
+    invalid = _mm_or_si128(invalid, _mm_andnot_si128(_mm_or_si128(isNumber, isLetter), used));
+    const __m128i digits =
+        _mm_or_si128(_mm_and_si128(isNumber, number), _mm_and_si128(isLetter, _mm_add_epi8(letter, _mm_set1_epi8(10))));
+    const __m128i joined = _mm_or_si128(_mm_slli_epi16(digits, 4), _mm_srli_epi16(digits, 8));
+    return _mm_and_si128(joined, _mm_set1_epi16(0xFF));
+}
+
+}  // namespace
+
+HexDecoding decodeHexPairs(const char* text, std::size_t pairs, std::uint8_t* bytes) {
+    const __m128i zero = _mm_setzero_si128();
+    __m128i invalid = zero;
+    __m128i sums = zero;
+    for (std::size_t done = 0; done < pairs; done += vectorSize) {
+        const std::size_t left = pairs - done;
+        const char* const source = text + 2 * done;
+        const __m128i low = decodeEight(load(source), firstBytes(2 * left), invalid);
+        const __m128i high = decodeEight(load(source + vectorSize),
+                                         firstBytes(left > vectorSize / 2 ? 2 * left - vectorSize : 0), invalid);
+        const __m128i decoded = _mm_packus_epi16(low, high);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes + done), decoded);
+        sums = _mm_add_epi64(sums, _mm_sad_epu8(_mm_and_si128(decoded, firstBytes(left)), zero));
+    }
+    const int sum = _mm_cvtsi128_si32(sums) + _mm_cvtsi128_si32(_mm_srli_si128(sums, 8));
+    return {_mm_movemask_epi8(_mm_cmpeq_epi8(invalid, zero)) == 0xFFFF, static_cast<std::uint8_t>(sum)};
+}
+
+#else
+
+HexDecoding decodeHexPairs(const char* text, std::size_t pairs, std::uint8_t* bytes) {
+    return decodeHexPairsPortable(text, pairs, bytes);
+}
+
+#endif

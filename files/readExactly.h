@@ -1,0 +1,14 @@
+#pragma once
+
+#include <QByteArray>
+#include <QFile>
+
+/// Whether `size` bytes fit the 32-bit sizes of our records and can be had. Qt's containers end the process when
+/// memory runs out, so whatever a file makes large is asked for here first.
+[[nodiscard]] bool memoryAvailable(qint64 size);
+
+enum class ReadStatus { done, noMemory, cutShort };
+
+/// Reads the next `size` bytes of `device` into `bytes`, which is touched only if all of them came. Nothing is
+/// allocated for bytes that the file doesn't have.
+[[nodiscard]] ReadStatus readExactly(QFile& device, qint64 size, QByteArray& bytes);

@@ -1,0 +1,54 @@
+#include "display/Display.h"
+#include "files/RecordParser.h"
+#include "files/readExactly.h"
+#include "files/recordFiles.h"
+#include "files/segments.h"
+
+namespace {
+
+void beginSegment(FileData& file, std::uint32_t address) {
+    file.segments.push_back({address, 0, {}});
+}
+
+bool addData(FileData& file, const RecordBlock& current) {
+    FileSegment& segment = file.segments.back();
+    const qsizetype size = segment.data.size() + current.bytes.size();
+    if (size > segment.data.capacity() && !memoryAvailable(size)) {
+        return reportError("Unable to allocate memory");
+    }
+    segment.data.append(current.bytes);
+    segment.size = static_cast<std::uint32_t>(size);
+    return true;
+}
+
+void endSegment(FileData& file) {
+    ++file.segmentCount;
+}
+
+void reportParseError(FileData& file, int lineNumber, const char* text) {
+    displayMessage(MessageKind::error, "\nParsing fail");
+    displayMessage(MessageKind::error, "In line %d :", lineNumber);
+    displayMessage(MessageKind::error, "%s", text);
+    file.segments.clear();
+    file.segmentCount = 0;
+}
+
+}  // namespace
+
+bool readRecordFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record) {
+    auto file = std::make_shared<FileData>();
+    const bool namedHex = device.fileName().endsWith(QLatin1String(".hex"), Qt::CaseInsensitive);
+    file->fileType = namedHex ? fileTypeHex : fileTypeSrec;
+    if (!parseRecords(device, {file.get(), beginSegment, addData, endSegment, reportParseError, sortSegments})) {
+        return false;
+    }
+    if (file->segmentCount == 0) {
+        return reportError("The file %s is invalid", qUtf8Printable(device.fileName()));
+    }
+    if (compactSegments(context, *file)) {
+        displayMessage(MessageKind::warning,
+                       "File corrupted. Two or more segments define the same memory zone or wrong order of segments");
+    }
+    record = std::move(file);
+    return true;
+}

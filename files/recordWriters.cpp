@@ -1,0 +1,221 @@
+#include "display/Display.h"
+#include "files/openFile.h"
+#include "files/outputFile.h"
+#include "files/recordFiles.h"
+
+#include <QFileInfo>
+
+#include <algorithm>
+#include <array>
+
+namespace {
+
+constexpr std::uint32_t maxRecordData = 32;
+
+constexpr std::uint32_t maxBinarySpan = 0x1FFFFFFF;
+
+/// The bytes of a segment that are still to be written.
+struct Remainder {
+    std::uint32_t address = 0;
+    QByteArrayView bytes;
+
+    /// Cuts off what the next record holds.
+    QByteArrayView takeRecord() {
+        const QByteArrayView taken = bytes.first(std::min<qsizetype>(bytes.size(), maxRecordData));
+        bytes = bytes.sliced(taken.size());
+        address += static_cast<std::uint32_t>(taken.size());
+        return taken;
+    }
+};
+
+Remainder wholeOf(const FileSegment& segment) {
+    return {segment.address, QByteArrayView(segment.data).first(segment.size)};
+}
+
+constexpr char upperDigits[] = "0123456789ABCDEF";
+constexpr char lowerDigits[] = "0123456789abcdef";
+
+void appendHex(QByteArray& text, std::uint32_t value, int width, const char* digits = upperDigits) {
+    while (width-- > 0) {
+        text.append(digits[value >> (4 * width) & 0xF]);
+    }
+}
+
+unsigned sumOf(std::uint32_t number) {
+    return (number >> 24) + ((number >> 16) & 0xFF) + ((number >> 8) & 0xFF) + (number & 0xFF);
+}
+
+unsigned appendData(QByteArray& text, QByteArrayView data) {
+    unsigned sum = 0;
+    for (const char byte : data) {
+        const auto value = static_cast<std::uint8_t>(byte);
+        appendHex(text, value, 2);
+        sum += value;
+    }
+    return sum;
+}
+
+bool write(QFileDevice& file, const QByteArray& bytes) {
+    return file.write(bytes) == bytes.size();
+}
+
+// The upper half of the addresses that follow.
+void appendLinearAddress(QByteArray& text, std::uint32_t address) {
+    const std::uint32_t upper = address >> 16;
+    text.append(":02000004");
+    appendHex(text, upper, 4);
+    appendHex(text, 0U - 6U - sumOf(upper), 2);
+    text.append('\n');
+}
+
+// Up to 256 records, or up to the end of a 64 KiB page. A run that the segment's bytes don't fill goes on with records
+// of no data: the form that the receiving programmers were built with.
+void appendHexRun(QByteArray& text, Remainder& rest) {
+    constexpr int maxRecords = 256;
+    constexpr std::uint32_t pageEnd = 0xFFE0;
+    bool atPageEnd = false;
+    for (int i = 0; i < maxRecords && !atPageEnd; ++i) {
+        const std::uint32_t low = rest.address & 0xFFFF;
+        atPageEnd = (low & pageEnd) == pageEnd;
+        const QByteArrayView data = rest.takeRecord();
+        const auto length = static_cast<unsigned>(data.size());
+        text.append(':');
+        appendHex(text, length, 2);
+        appendHex(text, low, 4);
+        appendHex(text, 0, 2);
+        const unsigned sum = length + sumOf(low) + appendData(text, data);
+        appendHex(text, 0U - sum, 2);
+        text.append('\n');
+    }
+}
+
+bool writeHexSegment(QFileDevice& file, const FileSegment& segment) {
+    Remainder rest = wholeOf(segment);
+    bool first = true;
+    while (!rest.bytes.isEmpty() || first) {
+        QByteArray text;
+        if (rest.address > 0xFFFF) {
+            appendLinearAddress(text, rest.address);
+        }
+        appendHexRun(text, rest);
+        if (!write(file, text)) {
+            return false;
+        }
+        first = false;
+    }
+    return true;
+}
+
+/// One of the three widths of S-Records.
+struct SrecForm {
+    std::uint32_t aboveTop;  ///< taken when the image's last address is above this
+    const char* type;
+    int addressDigits;
+    const char* termination;
+};
+
+constexpr std::array srecForms = {
+    SrecForm{0xFFFFFF, "S3", 8, "S70500000000FA\n"},
+    SrecForm{0xFFFF, "S2", 6, "S804000000FB\n"},
+    SrecForm{0, "S1", 4, "S9030000FC\n"},
+};
+
+const SrecForm& srecFormOf(const FileData& file) {
+    const FileSegment last = file.segments.empty() ? FileSegment{} : file.segments.back();
+    const std::uint32_t top = last.size == 0 ? last.address : last.address + last.size - 1;
+    return top > srecForms[0].aboveTop ? srecForms[0] : top > srecForms[1].aboveTop ? srecForms[1] : srecForms[2];
+}
+
+bool writeSrecSegment(QFileDevice& file, const SrecForm& form, const FileSegment& segment) {
+    Remainder rest = wholeOf(segment);
+    while (!rest.bytes.isEmpty()) {
+        QByteArray text;
+        const std::uint32_t address = rest.address & (UINT32_MAX >> (32 - 4 * form.addressDigits));
+        const QByteArrayView data = rest.takeRecord();
+        const auto count = static_cast<unsigned>(data.size() + form.addressDigits / 2 + 1);
+        text.append(form.type);
+        appendHex(text, count, 2, lowerDigits);
+        appendHex(text, address, form.addressDigits, lowerDigits);
+        const unsigned sum = count + sumOf(address) + appendData(text, data);
+        appendHex(text, ~sum, 2);
+        text.append('\n');
+        if (!write(file, text)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Writes the segment at `start` of the file, of which `written` bytes stand, and fills up to there.
+bool writeBinSegment(QFileDevice& file, const FileSegment& segment, std::uint32_t start, std::uint8_t fillByte,
+                     qint64& written) {
+    constexpr qint64 pieceSize = 64 * 1024;
+    while (written < start) {
+        const QByteArray fill(std::min(pieceSize, start - written), static_cast<char>(fillByte));
+        if (!write(file, fill)) {
+            return false;
+        }
+        written += fill.size();
+    }
+    written += segment.size;
+    return file.write(segment.data.constData(), segment.size) == segment.size;
+}
+
+void warnOfOldFile(const QString& path) {
+    if (QFile::exists(path)) {
+        displayMessage(MessageKind::warning, "The file %s already exists, it will be overwritten",
+                       qUtf8Printable(QFileInfo(path).fileName()));
+    }
+}
+
+bool writeReported(const QString& path, const ContentWriter& writeContent) {
+    switch (replaceFileBy(path, writeContent)) {
+        case ReplaceResult::done:
+            return true;
+        case ReplaceResult::cannotOpen:
+            return reportError("Unable to create the file %s", qUtf8Printable(QFileInfo(path).fileName()));
+        case ReplaceResult::cannotWrite:
+            break;
+    }
+    return reportError("Error occured while writing in the file");
+}
+
+}  // namespace
+
+bool writeHexFile(const FileLoadContext& /*context*/, const FileData& file, const QString& path) {
+    warnOfOldFile(path);
+    return writeReported(path, [&file](QFileDevice& out) {
+        return std::all_of(file.segments.begin(), file.segments.end(),
+                           [&out](const FileSegment& segment) { return writeHexSegment(out, segment); }) &&
+               write(out, QByteArrayLiteral(":00000001FF\n"));
+    });
+}
+
+bool writeSrecFile(const FileLoadContext& /*context*/, const FileData& file, const QString& path) {
+    const SrecForm& form = srecFormOf(file);
+    warnOfOldFile(path);
+    return writeReported(path, [&file, &form](QFileDevice& out) {
+        return std::all_of(file.segments.begin(), file.segments.end(),
+                           [&](const FileSegment& segment) { return writeSrecSegment(out, form, segment); }) &&
+               write(out, QByteArray(form.termination));
+    });
+}
+
+qint64 writeBinFile(const FileLoadContext& context, const FileData& file, const QString& path) {
+    const std::uint32_t first = file.segments.empty() ? 0 : file.segments.front().address;
+    const bool wide = std::any_of(file.segments.begin(), file.segments.end(), [first](const FileSegment& segment) {
+        return segment.address - first > maxBinarySpan;
+    });
+    warnOfOldFile(path);
+    if (wide) {
+        static_cast<void>(reportError("Segments are widely spaced. Unable to create a binary file"));
+        return -1;
+    }
+    qint64 size = 0;
+    const bool written = writeReported(path, [&](QFileDevice& out) {
+        return std::all_of(file.segments.begin(), file.segments.end(), [&](const FileSegment& segment) {
+            return writeBinSegment(out, segment, segment.address - first, context.fillByte, size);
+        });
+    });
+    return written ? size : -1;
+}

@@ -1,6 +1,7 @@
 #include "Preparation/src/crypto.h"
 
 #include "Preparation/src/keyFiles.h"
+#include "Preparation/src/keyMessages.h"
 #include "Preparation/src/opensslObjects.h"
 #include "display/Display.h"
 #include "files/wipe.h"
@@ -18,15 +19,6 @@
 namespace {
 
 constexpr int rsaKeyBits = 4096;
-
-int failWith(const char* message) {
-    static_cast<void>(reportError("%s", message));
-    return -1;
-}
-
-void tell(const char* message) {
-    displayMessage(MessageKind::normal, "%s", message);
-}
 
 // One line "name = 0x..." of a key's part.
 void printPart(const evp_pkey_st* pkey, const char* name, const char* parameter) {

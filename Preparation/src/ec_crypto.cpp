@@ -1,5 +1,6 @@
 #include "Preparation/src/ec_crypto.h"
 
+#include "Preparation/src/keyMessages.h"
 #include "Preparation/src/opensslObjects.h"
 #include "display/Display.h"
 
@@ -17,15 +18,6 @@ constexpr qsizetype coordinateSize = 32;
 constexpr qsizetype pointSize = 2 * coordinateSize;
 
 using EcdsaSignature = std::unique_ptr<ECDSA_SIG, OpensslRelease<ECDSA_SIG_free>>;
-
-int failWith(const char* message) {
-    static_cast<void>(reportError("%s", message));
-    return -1;
-}
-
-void tell(const char* message) {
-    displayMessage(MessageKind::normal, "%s", message);
-}
 
 void printDer(const QByteArray& der) {
     constexpr qsizetype bytesPerLine = 16;

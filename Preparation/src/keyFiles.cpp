@@ -125,19 +125,24 @@ bool readKeyFile(const QString& path, QByteArray& content) {
 }
 
 ReplaceResult replaceKeyFile(const QString& path, QByteArrayView bytes, KeyFileAccess access) {
-    const QFileInfo old(path);
-    if (path.isEmpty() || old.isDir()) {
+    // QFileInfo is no judge here: it takes a pipe behind a link, such as /dev/stdout, for something that isn't there.
+    QByteArray target = QFile::encodeName(path);
+    struct stat old {};
+    const bool exists = stat(target.constData(), &old) == 0;
+    if (path.isEmpty() || (exists && S_ISDIR(old.st_mode))) {
         return ReplaceResult::cannotOpen;
     }
-    const QString behindLinks = old.canonicalFilePath();
-    const QByteArray target = QFile::encodeName(behindLinks.isEmpty() ? path : behindLinks);
-    if (old.exists() && !old.isFile()) {
+    if (exists && !S_ISREG(old.st_mode)) {
         return overwrite(target, bytes, modeOf(access), false);
+    }
+    const QString behindLinks = exists ? QFileInfo(path).canonicalFilePath() : QString();
+    if (!behindLinks.isEmpty()) {
+        target = QFile::encodeName(behindLinks);
     }
     QByteArray temporary = target + ".XXXXXX";
     FileHandle file(mkostemp(temporary.data(), O_CLOEXEC));
     if (file.isOpen()) {
         return writeAndRename(file, temporary, target, bytes, modeOf(access));
     }
-    return old.exists() ? overwrite(target, bytes, modeOf(access), true) : ReplaceResult::cannotOpen;
+    return exists ? overwrite(target, bytes, modeOf(access), true) : ReplaceResult::cannotOpen;
 }

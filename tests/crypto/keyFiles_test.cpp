@@ -43,6 +43,9 @@ TEST(KeyFiles, FailuresLeaveWhatStoodThereAndNothingElse) {
     EXPECT_EQ(Crypto::writePrivateKeyEncrypted(path, key.get(), tooLong, KeyCipher::aes128Cbc), -1);
     EXPECT_EQ(Crypto::writePrivateKeyPlain(path, nullptr), -1);
     EXPECT_EQ(Crypto::writePublicKey(folder.path(""), key.get()), -1);
+    QFile::link(QStringLiteral("/dev/full"), folder.path("device"));
+    EXPECT_EQ(replaceKeyFile(folder.path("device"), "key", KeyFileAccess::ownerReads), ReplaceResult::cannotWrite);
+    EXPECT_TRUE(QFile::remove(folder.path("device")));
     EXPECT_EQ(folder.read("key"), "old");
     EXPECT_EQ(QDir(folder.path("")).entryList(QDir::Files), QStringList(QStringLiteral("key")));
 }

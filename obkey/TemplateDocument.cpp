@@ -19,8 +19,9 @@ bool hasDeclaration(const QByteArray& line) {
            line.contains("<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>");
 }
 
-/// Whether some tag of `text` is longer than longestTag. Comments, character data and instructions are no tags.
-bool hasOverlongTag(const QByteArray& text) {
+/// The line of the first tag of `text` that is longer than longestTag, from 1; 0 if there is none. Comments, character
+/// data and instructions are no tags.
+qint64 overlongTagLine(const QByteArray& text) {
     qsizetype position = text.indexOf('<');
     while (position >= 0) {
         const QByteArrayView rest = QByteArrayView(text).sliced(position);
@@ -30,11 +31,11 @@ bool hasOverlongTag(const QByteArray& text) {
                                                                : ">";
         const qsizetype close = text.indexOf(end, position);
         if (qstrlen(end) == 1 && (close < 0 ? text.size() : close) - position > longestTag) {
-            return true;
+            return 1 + text.first(position).count('\n');
         }
         position = close < 0 ? -1 : text.indexOf('<', close);
     }
-    return false;
+    return 0;
 }
 
 /// Reads all of `reader`. What is well-formed but out of bounds becomes an error of the reader, which knows the line.
@@ -65,9 +66,8 @@ bool readThrough(QXmlStreamReader& reader) {
     return hasDocumentType;
 }
 
-QString invalidDocumentMessage(const QXmlStreamReader& reader) {
+QString invalidDocumentMessage(QString fault, qint64 line) {
     static const QRegularExpression markup(QStringLiteral("<[^>]*>"));
-    QString fault = reader.errorString();
     fault.remove(markup);
     if (fault.contains(QLatin1String("Premature"))) {
         return QStringLiteral("XML document is invalid! Error type: \"") + fault;
@@ -78,11 +78,15 @@ QString invalidDocumentMessage(const QXmlStreamReader& reader) {
                    "XML document is invalid at line: %1, error type: \" %2 \"The tag mentioned may be a strange "
                    "tag or even an existent one with wrong order, please refer to documentation to be able to "
                    "fix the issue. ")
-            .arg(QString::number(reader.lineNumber() + 1), fault);
+            .arg(QString::number(line + 1), fault);
     }
     // The wording of a schema checker.
     fault.remove(QLatin1String(" facet.."));
     return QStringLiteral("XML document is invalid! Error type: \"") + fault + QStringLiteral(".\"");
+}
+
+bool reportInvalid(const QString& fault, qint64 line) {
+    return reportError("%s ", qUtf8Printable(invalidDocumentMessage(fault, line)));
 }
 
 /// Builds the document tree of a template. Null if the file can't be read or is no well-formed template.
@@ -92,7 +96,7 @@ std::unique_ptr<QDomDocument> readDocument(const QString& xmlPath, bool& hasDocu
         return nullptr;
     }
     const QByteArray text = file.readAll();
-    if (hasOverlongTag(text)) {
+    if (overlongTagLine(text) != 0) {
         return nullptr;
     }
     // A linked template has passed no validation, and validation doesn't see the first line.
@@ -165,15 +169,13 @@ bool Obkey::validateTemplate(const QString& templatePath, const QString& xsdPath
         return reportError("XML document is invalid! xml version is wrong or missing");
     }
     const QByteArray text = file.readAll();
+    const qint64 longLine = overlongTagLine(text);
+    if (longLine != 0) {
+        return reportInvalid(QStringLiteral("A tag is too long."), longLine);
+    }
     QXmlStreamReader reader(text);
-    if (hasOverlongTag(text)) {
-        reader.raiseError(QStringLiteral("A tag is too long."));
-    }
     readThrough(reader);
-    if (!reader.hasError()) {
-        return true;
-    }
-    return reportError("%s ", qUtf8Printable(invalidDocumentMessage(reader)));
+    return !reader.hasError() || reportInvalid(reader.errorString(), reader.lineNumber());
 }
 
 bool Obkey::loadTemplate(const QString& templatePath) {

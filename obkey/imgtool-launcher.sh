@@ -97,7 +97,8 @@ sign_image() {
     output=$("$program" "$@" 2>&1)
     status=$?
     if [ "$status" -eq 0 ]; then
-        output=$(printf '%s\n' "$output" | sed -e '/^image\.py: sign the payload$/d' -e '/^image\.py: sign the digest$/d')
+        output=$(printf '%s\n' "$output" |
+            sed -e '/^image\.py: sign the payload$/d' -e '/^image\.py: sign the digest$/d')
     fi
     [ -z "$output" ] || printf '%s\n' "$output"
     exit "$status"

@@ -1,0 +1,118 @@
+#include "obkey/Imgtool.h"
+#include "tests/obkey/TemplateRun.h"
+
+#include <QDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+/// The launcher with an imgtool on a PATH of its own.
+struct LauncherRun {
+    TempFolder folder;
+    QByteArray path = qgetenv("PATH");
+    Obkey engine;
+
+    LauncherRun() {
+        engine.imgtoolPath = QStringLiteral(IMGTOOL_LAUNCHER);
+        QFile::link(QStringLiteral(IMGTOOL_STAND_IN), folder.path("imgtool"));
+        qputenv("PATH", folder.path("").toUtf8() + ":" + path);
+        qputenv("IMGTOOL_RECORD", folder.path("arguments").toUtf8());
+        qputenv("IMGTOOL_STATUS", "0");
+        qputenv("IMGTOOL_ANSWER", "");
+    }
+    ~LauncherRun() { qputenv("PATH", path); }
+
+    ImgtoolAnswer run(const QStringList& arguments) {
+        return runImgtool(engine.imgtool, engine.imgtoolPath, arguments);
+    }
+};
+
+QStringList words(const char* text) {
+    return QString::fromLatin1(text).split(QLatin1Char(' '));
+}
+
+}  // namespace
+
+TEST(ImgtoolLauncher, SignLeavesOutTheOneNoticeOfASuccess) {
+    struct Row {
+        const char* answer;
+        const char* status;
+        const char* output;
+    };
+    const Row rows[] = {
+        {"", "0", ""},
+        {"image.py: sign the payload\\n", "0", ""},
+        {"image.py: sign the digest\\n", "0", ""},
+        {"warning\\nimage.py: sign the payload\\n", "0", "warning\n"},
+        {"image.py: sign the payload\\nError: x\\n", "2", "image.py: sign the payload\nError: x\n"},
+    };
+    for (const Row& row : rows) {
+        LauncherRun run;
+        qputenv("IMGTOOL_ANSWER", row.answer);
+        qputenv("IMGTOOL_STATUS", row.status);
+        const ImgtoolAnswer answer = run.run(words("sign -k key --pad a\\ b"));
+        EXPECT_EQ(answer.output, row.output);
+        EXPECT_EQ(answer.failed, QByteArray(row.status) != "0");
+        EXPECT_EQ(run.folder.read("arguments"), "sign\n-k\nkey\n--pad\na\\\nb\n");
+    }
+}
+
+TEST(ImgtoolLauncher, KeyPairAndRawKey) {
+    LauncherRun run;
+    const QString key = run.folder.write("root.pem", "old");
+    MessageCapture capture;
+    run.engine.generateKeyPair(key, QStringLiteral("ecdsa-p256"));
+    EXPECT_EQ(capture.texts(), (std::vector<std::string>{"Rename file is succeeded \n", "SUCCESS Key Generation \n"}));
+    EXPECT_EQ(run.folder.read("arguments").replace(key.toUtf8(), "@"), "getpub\n-k\n@\n-e\npem\n");
+    EXPECT_TRUE(run.folder.read("root_pub.pem").startsWith("-----BEGIN PUBLIC KEY-----\n"));
+    const QStringList kept =
+        QDir(run.folder.path("")).entryList({QStringLiteral("root.pem_??.??.????_??_??_??.bak")}, QDir::Files);
+    ASSERT_EQ(kept.size(), 1);
+    EXPECT_EQ(fileContent(run.folder.path(qUtf8Printable(kept.first()))), "old");
+
+    // The private number, held against the DER form of the key (RFC 5915: it stands behind 7 bytes).
+    const ImgtoolAnswer answer = run.run(
+        {QStringLiteral("getpriv"), QStringLiteral("--minimal"), QStringLiteral("--raw"), QStringLiteral("-k"), key});
+    QProcess openssl;
+    openssl.start(QStringLiteral("openssl"), {QStringLiteral("ec"), QStringLiteral("-outform"), QStringLiteral("DER"),
+                                              QStringLiteral("-in"), key});
+    ASSERT_TRUE(openssl.waitForFinished());
+    EXPECT_EQ(imgtoolArrayBytes(answer.output).toHex(), openssl.readAllStandardOutput().mid(7, 32).toHex());
+    EXPECT_EQ(imgtoolArrayBytes(QByteArray(answer.output).replace("\n", "\r\n")), imgtoolArrayBytes(answer.output));
+
+    capture.clear();
+    qputenv("IMGTOOL_ANSWER", "Error: Invalid value");
+    run.engine.generateKeyPair(run.folder.path("new.pem"), QStringLiteral("nonsense"));
+    EXPECT_EQ(capture.texts(), (std::vector<std::string>{"Imgtool : Error: Invalid value",
+                                                         "Error: Fail Key Generation Check Input Param\n"}));
+    capture.clear();
+    run.engine.imgtoolPath = run.folder.path("none");
+    run.engine.generateKeyPair(run.folder.path("new2.pem"), QString());
+    EXPECT_EQ(capture.texts(), std::vector<std::string>{"Error: Key Generation Failed \n"});
+}
+
+TEST(ImgtoolLauncher, SaysWhatIsMissing) {
+    LauncherRun run;
+    EXPECT_TRUE(
+        run.run(words("getpriv --minimal --raw -k nowhere.pem")).output.startsWith("Error: nowhere.pem can't be read"));
+    QFile::remove(run.folder.path("imgtool"));
+    const ImgtoolAnswer answer = run.run(words("getpub -k a.pem"));
+    EXPECT_TRUE(answer.failed);
+    EXPECT_EQ(answer.output,
+              "Error: there is no imgtool on the PATH. Install the MCUboot image tool, for example with: pip install "
+              "imgtool\n");
+    EXPECT_TRUE(imgtoolArrayBytes(answer.output).isEmpty());
+    EXPECT_TRUE(imgtoolArrayBytes("\n\n").isEmpty());
+}
+
+TEST(ExtendedArgument, LongArgumentsBecomeExtendedLengthPaths) {
+    TempFolder folder;
+    QString argument = folder.path("") + QString(250, QLatin1Char('/')) + QStringLiteral("a");
+    const QString doubled = QString(argument).replace(QLatin1Char('/'), QLatin1String("\\\\"));
+    QString shorter = argument.left(254);
+    extendedArgument(shorter);
+    EXPECT_EQ(shorter, argument.left(254));
+    extendedArgument(argument);
+    EXPECT_EQ(argument, doubled);
+}

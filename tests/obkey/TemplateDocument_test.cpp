@@ -1,0 +1,112 @@
+#include "tests/obkey/TemplateRun.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+const QByteArray declaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+constexpr char strangeTag[] =
+    "The tag mentioned may be a strange tag or even an existent one with wrong order, please refer to documentation to "
+    "be able to fix the issue. ";
+
+std::string atLine(int line, const std::string& fault) {
+    return "Error: XML document is invalid at line: " + std::to_string(line) + ", error type: \" " + fault + " \"" +
+           strangeTag + " ";
+}
+
+}  // namespace
+
+TEST(TemplateDocument, WhatIsNoTemplateIsRefused) {
+    QByteArray nested = declaration;
+    nested.append(QByteArray("<a>").repeated(100000));
+    const QByteArray entities = declaration +
+                                "<!DOCTYPE Root [<!ENTITY a \"aaaaaaaaaa\">\n<!ENTITY b \"&a;&a;&a;&a;&a;&a;\">]>\n"
+                                "<Root>&b;</Root>";
+    QByteArray attributes = declaration + "\n<Root";
+    for (int i = 0; i < 100000; ++i) {
+        attributes.append(" a" + QByteArray::number(i) + "=\"\"");
+    }
+    struct Row {
+        const char* name;
+        QByteArray text;
+        std::string message;
+    };
+    const Row rows[] = {
+        {"declaration missing", "<Root/>\n", "Error: XML document is invalid! xml version is wrong or missing"},
+        {"declaration late", "\n" + declaration + "<Root/>",
+         "Error: XML document is invalid! xml version is wrong or missing"},
+        {"declaration alone", declaration, "Error: XML document is invalid! Error type: \"Premature end of document. "},
+        {"everything on one line", declaration.trimmed() + "<Root/>",
+         "Error: XML document is invalid! Error type: \"Premature end of document. "},
+        {"wrong end", declaration + "<Root>\n<A></B></Root>", atLine(3, "Opening and ending tag mismatch.")},
+        {"deep nesting", nested, atLine(2, "Elements are nested too deep.")},
+        {"entities", entities, atLine(3, "Entities can't be declared in a template.")},
+        {"long tag", attributes + "/>", atLine(3, "A tag is too long.")},
+    };
+    for (const Row& row : rows) {
+        TemplateRun run;
+        const MessageCapture capture;
+        EXPECT_FALSE(run.generate(row.text)) << row.name;
+        EXPECT_EQ(capture.texts(), std::vector<std::string>{row.message}) << row.name;
+    }
+    TemplateRun run;
+    const MessageCapture capture;
+    EXPECT_FALSE(run.engine.validateTemplate(run.folder.path("none.xml"), run.schema));
+    EXPECT_FALSE(run.engine.validateTemplate(run.schema, QStringLiteral("no.xsd")));
+    EXPECT_EQ(capture.texts(), (std::vector<std::string>{
+                                   "Error: XML document is invalid! Please insert a valid one.",
+                                   "Error: The XML Template file \"no.xsd\" is missing! Please check your QVORA Seal "
+                                   "Bundle Builder installation folder."}));
+}
+
+TEST(TemplateDocument, TheRootIsFoundBehindTheDeclarationOnly) {
+    struct Row {
+        QByteArray text;
+        bool loads;
+        std::uint32_t state;
+        std::uint32_t format;
+    };
+    const Row rows[] = {
+        {declaration + "<Root><!-- c --><Obdata><!-- c --></Obdata><Other/></Root>", true, 4, 0},
+        {declaration + "<Root><McubootFormat/></Root>", true, 4, 1},
+        {declaration + "<Root><Hash/></Root>", true, 4, 0},
+        {declaration + "<!-- c --><Root><McubootFormat/></Root>", true, 3, 0},
+        {declaration + "<!DOCTYPE Root><Root><McubootFormat/></Root>", true, 3, 0},
+        {declaration + "<root/>", true, 3, 0},
+        {"<Root><McubootFormat/></Root>", true, 2, 0},
+        {declaration + "<Root>", false, 1, 0},
+        {declaration + "<Root><Obdata><Strange/></Obdata></Root>", false, 4, 0},
+        {declaration + "<Root><McubootFormat><Data/></McubootFormat></Root>", false, 4, 1},
+        {QByteArray(declaration).replace('\n', "<a>").append(QByteArray("<a>").repeated(300)), false, 1, 0},
+    };
+    for (const Row& row : rows) {
+        TemplateRun run;
+        const MessageCapture capture;
+        EXPECT_EQ(run.engine.loadTemplate(run.folder.write("t.xml", row.text)), row.loads) << row.text.constData();
+        EXPECT_EQ(run.engine.documentState, row.state) << row.text.constData();
+        EXPECT_EQ(run.engine.templateFormat, row.format) << row.text.constData();
+        EXPECT_EQ(run.engine.document != nullptr, row.state != 1);
+        EXPECT_TRUE(capture.texts().empty());
+    }
+}
+
+TEST(TemplateDocument, InfoNumbers) {
+    TemplateRun run;
+    const QByteArray info =
+        "<Info><Title>t</Title><ObDestAddress>%</ObDestAddress><GlobalAlign>256</GlobalAlign>"
+        "<OBKStart>0x10</OBKStart><FlashSize>17</FlashSize><FlashStart></FlashStart></Info>";
+    const std::pair<const char*, std::uint32_t> rows[] = {
+        {"0x08000000", 0x8000000}, {"0x90000000", 0}, {"08000000", 0}, {"--7FFFFFFF", 0x7FFFFFFF}};
+    for (const auto& [text, address] : rows) {
+        run.engine.startObkeyJob(QString());
+        const QByteArray document = obdata(QByteArray(info).replace("%", text));
+        ASSERT_TRUE(run.engine.loadTemplate(run.folder.write("t.xml", document)));
+        EXPECT_EQ(run.engine.info.obDestAddress, address) << text;
+        EXPECT_EQ(run.engine.info.doEncryption, ABSENT_VALUE);
+        EXPECT_EQ(run.engine.info.globalAlign, 0);
+        EXPECT_EQ(run.engine.info.OBKStart, 0x10U);
+        EXPECT_EQ(run.engine.info.FlashSize, 17U);
+        EXPECT_EQ(run.engine.info.FlashStart, 0U);
+        EXPECT_EQ(run.engine.infoTags.first(), nameTagMarker);
+    }
+}

@@ -1,0 +1,61 @@
+#include "obkey/TemplateWriteBack.h"
+
+#include "tests/obkey/TemplateRun.h"
+
+#include <gtest/gtest.h>
+
+TEST(TemplateWriteBack, ValueStandsDirectlyBehindTheName) {
+    struct Row {
+        const char* before;
+        const char* after;
+    };
+    const Row rows[] = {
+        {"<D>\r\n\t\t<Name>a</Name>\r\n\t\t<Width>1</Width></D>",
+         "<D>\r\n\t\t<Name>a</Name>\r\n\t\t<Value>7</Value>\r\n\t\t<Width>1</Width></D>"},
+        {"<D><Name>a</Name></D>", "<D><Name>a</Name><Value>7</Value>\r\n\t\t</D>"},
+        {"<D><Name>a</Name>\n  <Value>1</Value>\n <!--v--><B/></D>",
+         "<D><Name>a</Name>\n  <Value>7</Value>\n <!--v--><B/></D>"},
+        {"<D><Name>a</Name><Value/><B/></D>", "<D><Name>a</Name><Value>7</Value><B/></D>"},
+        {"<D><Name>a</Name>\n<!-- <Value>0</Value> "
+         "--><B/>\n<Value>1</Value>\n<Value>2</Value></D><D><Value>3</Value></D>",
+         "<D><Name>a</Name>\n<Value>7</Value>\r\n\t\t<!-- <Value>0</Value> --><B/></D><D><Value>3</Value></D>"},
+        {"<D>\n<Value>1</Value><C>></C><!-- <D> -->\n<Name>a</Name><C/></D>",
+         "<D><C>></C><!-- <D> -->\n<Name>a</Name><Value>7</Value>\r\n\t\t<C/></D>"},
+        {"<!-- <D><Name>a</Name></D> --><D><Name>a</Name><B>1</B></D>",
+         "<!-- <D><Name>a</Name></D> --><D><Name>a</Name><Value>7</Value>\r\n\t\t<B>1</B></D>"},
+        {"<D><Name>b</Name><B>1</B></D>", "<D><Name>b</Name><B>1</B></D>"},
+        {"<D><Name>a</Name>", "<D><Name>a</Name>"},
+        {"<Name>a</Name><", "<Name>a</Name><"},
+    };
+    for (const Row& row : rows) {
+        QByteArray bytes = row.before;
+        setTemplateValue(QStringLiteral("a"), QStringLiteral("7"), bytes);
+        EXPECT_EQ(bytes.toStdString(), row.after);
+        setTemplateValue(QStringLiteral("a"), std::nullopt, bytes);
+        EXPECT_EQ(bytes.toStdString(), row.after);
+        setTemplateValue(QStringLiteral("a"), QStringLiteral("7"), bytes);
+        EXPECT_EQ(bytes.toStdString(), row.after) << "a second time";
+    }
+    QByteArray bytes = "<D><Name>a&amp;b</Name><B>1</B></D>";
+    setTemplateValue(QStringLiteral("a&b"), QStringLiteral("<x> & \r"), bytes);
+    EXPECT_EQ(bytes, "<D><Name>a&amp;b</Name><Value>&lt;x&gt; &amp; &#13;</Value>\r\n\t\t<B>1</B></D>");
+}
+
+TEST(TemplateWriteBack, EveryKindStoresWhatWasUsed) {
+    TemplateRun run;
+    run.folder.write("k.bin", "k");
+    const QByteArray before = obdata(
+        "<Info><GlobalAlign>1</GlobalAlign></Info>\n"
+        "<Data><Name>d</Name><!-- kept --><Width>1</Width><Default>1</Default></Data>\n"
+        "<List><Name>l</Name><Width>1</Width><Default>0x 2</Default></List>\n"
+        "<List><Name>h</Name><Width>1</Width><Default>3</Default><Hidden>1</Hidden></List>\n"
+        "<File><Name>f</Name><Align>1</Align><KeyType>k</KeyType><Default>k.bin</Default></File>\n"
+        "<Output><Name>o</Name><Default>o.bin</Default></Output>");
+    ASSERT_TRUE(run.generate(before));
+    QByteArray after = before;
+    after.replace("<Name>d</Name>", "<Name>d</Name><Value>1</Value>\r\n\t\t");
+    after.replace("<Name>l</Name>", "<Name>l</Name><Value>0x2</Value>\r\n\t\t");
+    after.replace("<Name>f</Name>", "<Name>f</Name><Value>k.bin</Value>\r\n\t\t");
+    EXPECT_EQ(run.folder.read("template.xml"), after);
+    EXPECT_EQ(run.folder.read("o.bin"), "\1\2\3k");
+}

@@ -1,0 +1,224 @@
+#include "Preparation/src/library/InstallImage.h"
+#include "files/ByteWriter.h"
+#include "formats/readers.h"
+#include "preparation-interface/Preparation.h"
+#include "tests/support/ImageDecryptor.h"
+#include "tests/support/MessageCapture.h"
+#include "tests/support/TempFolder.h"
+
+#include <QCryptographicHash>
+#include <QMessageAuthenticationCode>
+
+#include <gmock/gmock.h>
+
+#include <functional>
+
+namespace {
+
+using testing::ElementsAre;
+
+const QByteArray imageKey = "sixteen byte key";
+const QByteArray imageNonce = "twelve bytes";
+
+QByteArray words(std::initializer_list<std::uint32_t> values) {
+    QByteArray bytes;
+    std::for_each(values.begin(), values.end(), [&bytes](std::uint32_t value) { appendU32(bytes, value); });
+    return bytes;
+}
+
+FileSegment segment(std::uint32_t address, const QByteArray& bytes) {
+    return {address, static_cast<std::uint32_t>(bytes.size()), bytes};
+}
+
+FileTBI moduleOf(const std::vector<TbiArea>& areas) {
+    return {{fileTypeXtbi, 2, {}}, "header,", 0, 1, 1, {}, 0, areas};
+}
+
+/// One of everything, and how to hand it over.
+struct Everything {
+    QByteArray key = imageKey;
+    QByteArray nonce = imageNonce;
+    FileTBI xtbi = moduleOf({{0, 0, "payload,", 0, "first,", 0, {}, 0}, {0, 0, {}, 0, "last", 0, {}, 0}});
+    FileOBK obk{{fileTypeObk, 1, {segment(0, "obk data")}}, {0x00, 0x10, 0x00, 0x0C, 8, 0, 0, 0, 1, 0, 0, 0}};
+    FileData keyArea{0, 1, {segment(0, words({1, 2}))}};
+    FileData diversification{0, 1, {segment(0, words({3}))}};
+    FileData module{0, 1, {segment(0x99, QByteArray("KMDMAGIC") + words({0x08100000}) + "code")}};
+    FileData relocatable{0, 1, {segment(0x08200000, "KMDMAGIC")}};
+    FileMCSV mcsv{{}, {{1, 0x08300000, 3, 3, 2, "lic", "id", "mod", {}}}};
+    FileData firmware{0, 3, {segment(0x08001000, "second"), segment(0x08000000, "first"), segment(0x08000800, "")}};
+    FileData external{0, 1, {segment(0x70000100, "external")}};
+    FileECSV ecsv{{}, {{0, 0x90000000, 3, 0, 2, 4, 1, 0x08003000, {}, "id", "ext", {}}}};
+    FileData optionBytes{0, 1, {segment(0, words({4}))}};
+    InstallImageContent content{&xtbi,
+                                {nullptr, &obk},
+                                &keyArea,
+                                &diversification,
+                                {&module, nullptr, &relocatable},
+                                &mcsv,
+                                &firmware,
+                                &external,
+                                {{0x70000100, 3, 7, 0x08002000}, {0x70000100, 9, 9, 9}},
+                                &ecsv,
+                                &optionBytes,
+                                0xA5,
+                                true};
+};
+
+/// The areas as "letter address:size", those of the kind P with their two numbers. The hash area must fit.
+std::string layoutOf(const InstallImageContent& content, const QByteArray& nonce = imageNonce) {
+    std::string text;
+    QCryptographicHash hash(QCryptographicHash::Sha256);
+    for (const DecryptedArea& area :
+         decryptAreas(makeInstallImage(content, imageKey, nonce), imageKey, nonce).value_or(DecryptedAreas())) {
+        EXPECT_TRUE(area.letter != 'H' || area.payload == hash.result());
+        hash.addData(area.payload);
+        text += std::string(text.empty() ? "" : " ") + area.letter;
+        text += area.letter == 'P'
+                    ? std::to_string(area.payload.at(0)) + ',' + std::to_string(area.payload.at(4))
+                    : QByteArray::number(area.address, 16).toStdString() + ':' + std::to_string(area.payload.size());
+    }
+    return text;
+}
+
+TEST(InstallImage, HoldsEveryAreaInOrder) {
+    Everything all;
+    const QByteArray image = Preparation().TBIPreparation(
+        &all.firmware, true, all.content.provisioningData, &all.optionBytes, imageKey, imageNonce, 0xA5, true,
+        all.content.modules, 0, 0, &all.xtbi, &all.mcsv, &all.ecsv, 0x450, &all.external, &all.keyArea,
+        &all.diversification, all.content.externalRegions);
+    EXPECT_EQ(image.first(42), "TBIMAGIC" + QByteArray::fromHex("02001000") + imageNonce +
+                                   QByteArray::fromHex("0000000053a5010019000000000000001000"));
+    const auto regionKey = [](char region) {
+        const QByteArray message = QByteArray("region") + region + imageNonce;
+        return QMessageAuthenticationCode::hash(message, imageKey, QCryptographicHash::Sha256).first(16);
+    };
+    const DecryptedAreas expected{
+        {'S', 0, {}, "header,first,payload,last"},
+        {'O', 0x0C001000, {}, words({0x0C001000, 8, 1}) + "obk data"},
+        {'K', 0, {}, words({1, 2})},
+        {'R', 0, {}, words({3})},
+        {'M', 0x08100000, {}, QByteArray("KMDMAGIC") + words({0x08100000}) + "code"},
+        {'M', 0x08200000, {}, "KMDMAGIC"},
+        {'m', 0x08300000, {}, words({1}) + "lic"},
+        {'m', 0x08300000, {}, words({2}) + "id"},
+        {'M', 0x08300000, {}, "mod"},
+        {'F', 0x08000000, {}, "first"},
+        {'F', 0x08001000, {}, "second"},
+        {'E', 0x70000100, words({0x70000100, 3, 7, 0x08002000}), "external" + regionKey(7)},
+        {'m', 0x90000000, {}, words({2}) + "id"},
+        {'e', 0x90000000, words({0x90000000, 1, 4, 0x08003000}), "ext" + regionKey(4)},
+        {'H', 0, {}, {}},
+        {'C', 0, {}, words({4})},
+    };
+    const auto areas = decryptAreas(image, imageKey, imageNonce);
+    ASSERT_TRUE(areas && areas->size() == expected.size());
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        const DecryptedArea& area = (*areas)[i];
+        EXPECT_TRUE(area.letter == expected[i].letter && area.address == expected[i].address) << i;
+        EXPECT_EQ(area.secondBlock, expected[i].secondBlock.leftJustified(16, '\0')) << i;
+        EXPECT_TRUE(area.letter == 'H' || area.payload == expected[i].payload) << i;
+    }
+    EXPECT_EQ(makeInstallImage(all.content, imageKey, imageNonce), image) << "the same inputs give the same bytes";
+    EXPECT_FALSE(layoutOf(all.content).empty()) << "its hash fits";
+}
+
+TEST(InstallImage, ShowsEveryChangedByteAndSatisfiesItsReader) {
+    Everything all;
+    for (const InstallImageContent& content : {all.content, InstallImageContent()}) {
+        QByteArray image = makeInstallImage(content, imageKey, imageNonce);
+        for (char& byte : image) {
+            byte = static_cast<char>(byte ^ 1);
+            EXPECT_FALSE(decryptAreas(image, imageKey, imageNonce));
+            byte = static_cast<char>(byte ^ 1);
+        }
+        TempFolder folder;
+        QFile file(folder.write("image.tbi", image));
+        FileLoadContext context;
+        std::shared_ptr<FileData> record;
+        EXPECT_TRUE(file.open(QIODevice::ReadOnly) && readTbiFile(context, file, record));
+    }
+    all.xtbi.fileType = fileTypeBinary;  // then only its segments count
+    all.xtbi.segments = {segment(0, "ab"), segment(9, "c")};
+    for (const qsizetype size : {1, 11, 13, 64}) {
+        EXPECT_EQ(layoutOf({.packagedModule = &all.xtbi}, QByteArray(size, 'n')), "S0:3 C0:0");
+    }
+}
+
+// With 30-byte headers and a token, 38 bytes of each part are kept for the P area that may end it.
+TEST(InstallImage, CutsToTheRamSize) {
+    const struct {
+        std::uint32_t ramSize, token;
+        int keyArea, firmware, optionBytes;
+        const char* layout;
+    } rows[]{
+        {0, 1, 0, 400, 0, "K0:0 F8000000:400 H0:32 C0:0"},
+        {128, 0, 98, 98, 98, "K0:98 F8000000:98 H0:32 C0:98"},
+        {128, 0, 0, 99, 0, "K0:0 F8000000:96 F8000060:3 H0:32 C0:0"},
+        {128, 0, 0, 200, 0, "K0:0 F8000000:96 F8000060:96 F80000c0:8 H0:32 C0:0"},
+        {256, 1, 0, 300, 0, "K0:0 F8000000:128 P1,4 F8000080:172 P2,2 H0:32 C0:0"},
+        {256, 1, 100, 100, 0, "K0:100 F8000000:32 P1,3 F8000020:68 H0:32 C0:0"},
+        {256, 1, 126, 100, 0, "K0:126 F8000000:32 P1,3 F8000020:68 H0:32 C0:0"},
+        {256, 1, 127, 100, 0, "K0:127 P1,4 F8000000:100 H0:32 P2,1 C0:0"},
+        {256, 1, 188, 28, 68, "K0:188 P1,3 F8000000:28 H0:32 C0:68"},
+        {256, 1, 188, 28, 69, "K0:188 P1,4 F8000000:28 H0:32 P2,1 C0:69"},
+    };
+    for (const auto& row : rows) {
+        const FileData keyArea{0, 1, {segment(0, QByteArray(row.keyArea, 'k'))}};
+        const FileData firmware{0, 1, {segment(0x08000000, QByteArray(row.firmware, 'f'))}};
+        const FileData optionBytes{0, 1, {segment(0, QByteArray(row.optionBytes, 'c'))}};
+        EXPECT_EQ(layoutOf({.keyArea = &keyArea,
+                            .firmware = &firmware,
+                            .optionBytes = &optionBytes,
+                            .hash = true,
+                            .ramSize = row.ramSize,
+                            .continuationToken = row.token}),
+                  row.layout);
+    }
+}
+
+TEST(InstallImage, RefusesWithOneMessage) {
+    constexpr qsizetype most = qsizetype{65533} * 96;  // with hash and option bytes, 65535 areas for 128 bytes of RAM
+    FileData large{0, 1, {segment(0x08000000, QByteArray(most, 'f'))}};
+    EXPECT_FALSE(makeInstallImage({.firmware = &large, .hash = true, .ramSize = 128}, imageKey, imageNonce).isEmpty());
+    large.segments[0] = segment(0x08000000, QByteArray(most + 3, 'f'));
+    const FileData small{0, 1, {segment(0x08000000, QByteArray(29, 'f'))}};
+    const QByteArray quarterGib(qsizetype{1} << 28, Qt::Uninitialized);
+    const struct {
+        const char* message;
+        std::function<void(Everything&)> spoil;
+    } rows[]{
+        {"The image key has 15 bytes, 16 are needed", [](auto& all) { all.key.chop(1); }},
+        {"The nonce is empty", [](auto& all) { all.nonce.clear(); }},
+        {"There are no region settings for the external firmware at address 0x70000200",
+         [](auto& all) { all.external.segments.push_back(segment(0x70000200, "x")); }},
+        {"The region mode 4 for address 0x70000100 is invalid, it must be between 0 and 3",
+         [](auto& all) { all.content.externalRegions[0].regionMode = 4; }},
+        {"The region number 8 for address 0x90000000 is invalid, it must be between 0 and 7",
+         [](auto& all) { all.ecsv.modules[0].regionNumber = 8; }},
+        {"A RAM size of 127 is too small, at least 128 are needed", [](auto& all) { all.content.ramSize = 127; }},
+        {"The C area for address 0x00000000 has 83 bytes, with a RAM size of 128 it can have 82",
+         [](auto& all) {
+             all.content.ramSize = 128;
+             all.optionBytes.segments = {segment(0, QByteArray(83, 'c'))};
+         }},
+        {"The firmware segment at address 0x08000000 can't be cut to a RAM size of 128",
+         [&small](auto& all) {
+             all.ecsv.modules.clear();
+             all.content = {
+                 .firmware = &small, .externalModuleList = &all.ecsv, .ramSize = 128, .continuationToken = 1};
+         }},
+        {"The image needs more than 65535 areas",
+         [&large](auto& all) { all.content = {.firmware = &large, .hash = true, .ramSize = 128}; }},
+        {"The O area for address 0x0C001000 has 4 GiB or more",
+         [&quarterGib](auto& all) { all.obk.segments.assign(16, segment(0, quarterGib)); }},
+    };
+    for (const auto& row : rows) {
+        Everything all;
+        row.spoil(all);
+        const MessageCapture messages;
+        EXPECT_TRUE(makeInstallImage(all.content, all.key, all.nonce).isEmpty());
+        EXPECT_THAT(messages.texts(5), ElementsAre(std::string("Error: ") + row.message));
+    }
+}
+
+}  // namespace

@@ -1,0 +1,129 @@
+#include "preparation-interface/Preparation.h"
+#include "tests/preparation/OutsideTool.h"
+#include "tests/support/ImageDecryptor.h"
+#include "tests/support/MessageCapture.h"
+#include "tests/support/TempFolder.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using testing::ElementsAre;
+
+const QByteArray key = "sixteen byte key";
+const QByteArray nonce = "twelve bytes";
+
+template <typename Decrypt>
+void expectEveryChangeShows(QByteArray image, Decrypt decrypt) {
+    for (char& byte : image) {
+        byte = static_cast<char>(byte ^ 0x80);
+        EXPECT_FALSE(decrypt(image));
+        byte = static_cast<char>(byte ^ 0x80);
+    }
+}
+
+TEST(UpdateImage, HasItsHeaderAndDecrypts) {
+    FileData firmware;
+    firmware.segments = {{0x08040000, 5, "bytes and more"}};
+    const QByteArray image = Preparation().TBUPreparation(&firmware, key, nonce, 0x0102);
+    EXPECT_EQ(image.first(32), "TBUMAGIC" + QByteArray::fromHex("010002010500000000000408") + nonce);
+    EXPECT_EQ(image.sliced(48, 16), QByteArray(16, '\0'));
+    EXPECT_EQ(decryptUpdate(image, key, nonce), "bytes");
+    expectEveryChangeShows(image, [](const QByteArray& changed) { return decryptUpdate(changed, key, nonce); });
+
+    const MessageCapture messages;
+    firmware.segments.resize(2);
+    for (FileData* const file : {static_cast<FileData*>(nullptr), &firmware}) {
+        EXPECT_TRUE(Preparation().TBUPreparation(file, key, nonce, 1).isEmpty());
+        EXPECT_EQ(messages.texts(5).back(), "Error: An update image needs a firmware of one segment");
+    }
+}
+
+TEST(ProvisioningPayload, IsBoundToTheKeyAndDecrypts) {
+    const TempFolder folder;
+    const QByteArray path = folder.path("").toUtf8() + '/';
+    for (const QByteArray curve : {"P-256", "P-384"}) {
+        outsideTool("openssl genpkey -algorithm EC -pkeyopt ec_paramgen_curve:" + curve + " -out " + path + "private");
+        outsideTool("openssl pkey -pubout -in " + path + "private -out " + path + curve + ".PEM");
+    }
+    outsideTool("openssl pkey -pubin -in " + path + "P-256.PEM -outform DER -out " + path + "der");
+    const QByteArray keyHash = outsideTool("openssl dgst -sha256 -binary " + path + "der");
+    const QByteArray tableHash(32, 't');
+    folder.write("table", tableHash);
+    folder.write("longer", tableHash + 't');
+    const QByteArray blob(152, 'b');
+    const QByteArray iv = "a sixteen-b nonc";
+    const auto make = [&path](const QByteArray& secrets, const QByteArray& withNonce, const QByteArray& oemKey) {
+        QByteArray file = path + oemKey;
+        auto* const name = oemKey.isEmpty() ? nullptr : reinterpret_cast<unsigned char*>(file.data());
+        return Preparation().PVSPayloadPreparation(secrets, key, withNonce, name, 152);
+    };
+    for (const bool withKey : {true, false}) {
+        const QByteArray payload = make(blob, iv, withKey ? "P-256.PEM" : "table");
+        EXPECT_EQ(payload.first(64), "PVSPAYLD" + QByteArray::fromHex(withKey ? "0100" : "0200") +
+                                         QByteArray::fromHex("600098000000") + iv + (withKey ? keyHash : tableHash));
+        EXPECT_EQ(payload.sliced(80, 16), QByteArray(16, '\0'));
+        EXPECT_EQ(decryptPayload(payload, key), blob);
+        expectEveryChangeShows(payload, [](const QByteArray& changed) { return decryptPayload(changed, key); });
+    }
+    const struct {
+        QByteArray blob, nonce, oemKey, message;
+    } rows[]{
+        {{}, iv, "table", "The blob has 0 bytes, 152 are needed"},
+        {blob, nonce, "table", "The nonce has 12 bytes, 16 are needed"},
+        {blob, iv, {}, "There is no OEM key file"},
+        {blob, iv, "longer", "The root key table hash file " + path + "longer doesn't have 32 bytes"},
+        {blob, iv, "no", "Failed to open the root key table hash file " + path + "no : No such file or directory"},
+        {blob, iv, "P-384.PEM", path + "P-384.PEM is not a valid P-256 public key in PEM form"},
+    };
+    for (const auto& row : rows) {
+        const MessageCapture messages;
+        EXPECT_TRUE(make(row.blob, row.nonce, row.oemKey).isEmpty());
+        EXPECT_THAT(messages.texts(5), ElementsAre("Error: " + row.message.toStdString()));
+    }
+}
+
+TEST(ProvisioningImage, HoldsBlobFirmwareAndBackup) {
+    FileData firmware;
+    firmware.segments = {{0x2000, 4, "code"}, {0x3000, 0, {}}};
+    pvsTbiParameters parameters{
+        "secrets", {{0x40000000, {{0x10, 1, 4, "one"}, {0x20, 2, 20, "two"}}}}, key, nonce, 9, {nullptr, &firmware}};
+    const QByteArray image = Preparation().pvsTbiPreparation(parameters);
+    EXPECT_EQ(image.first(42), "PVSMAGIC" + QByteArray::fromHex("01000400") + nonce +
+                                   QByteArray::fromHex("000000005309010007000000000000000400"));
+    QByteArray listed;
+    for (const DecryptedArea& area : decryptAreas(image, key, nonce).value_or(DecryptedAreas())) {
+        listed += area.letter + QByteArray::number(area.address, 16) + '=' + area.payload + ' ';
+    }
+    EXPECT_EQ(listed, "S0=secrets F2000=code B40000010=one B40000020=two ");
+    expectEveryChangeShows(image, [](const QByteArray& changed) { return decryptAreas(changed, key, nonce); });
+    EXPECT_EQ(key, "sixteen byte key") << "a shared key is left alone";
+
+    const MessageCapture messages;
+    parameters.backupSections[0].address = 0xFFFFFFF0;
+    EXPECT_TRUE(Preparation().pvsTbiPreparation(parameters).isEmpty());
+    parameters.blob.clear();
+    EXPECT_TRUE(Preparation().pvsTbiPreparation(parameters).isEmpty());
+    EXPECT_THAT(messages.texts(5),
+                ElementsAre("Error: The backup section at offset 0x00000010 lies beyond the end of the address space",
+                            "Error: The blob is empty"));
+}
+
+TEST(ModuleFile, HoldsMagicAddressAndLoadImage) {
+    const TempFolder folder;
+    const MessageCapture messages;
+    FileELF elf;
+    elf.segments = {{0x105, 2, "yz"}, {0x100, 3, "abc"}};
+    for (const std::uint32_t address : {0x105U, 0x102U, 0x01000104U}) {
+        elf.segments[0].address = address;
+        const bool made = Preparation().KMDPreparation(folder.path("module.kmd").toStdString(), &elf, nullptr, false,
+                                                       0x08040000, {}, {}, {}, {});
+        EXPECT_EQ(made, address == 0x105);
+    }
+    EXPECT_EQ(folder.read("module.kmd"), "KMDMAGIC" + QByteArray::fromHex("00000408") + "abc\xFF\xFFyz");
+    EXPECT_THAT(messages.texts(5),
+                ElementsAre("Error: The ELF file has overlapping segments at address 0x00000102",
+                            "Error: The segments of the ELF file lie too far apart, at address 0x01000104"));
+}
+
+}  // namespace

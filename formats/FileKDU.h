@@ -4,11 +4,12 @@
 
 #include <string>
 
+/// One entry of a TLV block.
 struct TlvEntry {
-    std::string name;
+    std::string name;  ///< of the type; an unknown type bears the name of the entry before it
     std::uint16_t type = 0;
     std::uint16_t length = 0;
-    QByteArray value;
+    QByteArray value;  ///< `length` bytes and a zero
 };
 
 /// A module update in the MCUboot image format; the one segment holds the whole file.
@@ -23,7 +24,7 @@ struct FileKDU : FileData {
     std::uint8_t versionMinor = 0;
     std::uint16_t versionRevision = 0;
     std::uint32_t versionBuild = 0;
-    std::vector<TlvEntry> protectedTlvs;
-    std::vector<TlvEntry> tlvs;
-    bool moduleFlag = false;  ///< bit 30 of `imageFlags`
+    std::vector<TlvEntry> protectedTlvs;  ///< the first block behind the image, protected or not
+    std::vector<TlvEntry> tlvs;           ///< the second block
+    bool moduleFlag = false;              ///< bit 30 of `imageFlags`
 };

@@ -14,5 +14,6 @@ enum class CsvKind : int {
 };
 
 /// Reads the table at `path`, whose name must end in "csv", in the grammar of `kind`. `result` receives the new
-/// record, which the context owns; on failure it is untouched and the fault has been reported.
+/// record, which the context owns; on failure it is untouched and the fault has been reported. A kind that has no
+/// grammar fails without a word.
 [[nodiscard]] bool openCsvFile(FileLoadContext& context, const QString& path, CsvKind kind, FileData*& result);

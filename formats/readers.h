@@ -2,20 +2,39 @@
 
 #include "files/FileLoadContext.h"
 
-// Each of these is a FileReader; the record it makes is named behind it.
+// Each of these is a FileReader: the record it makes is named with it, docs/formats.md tells the layouts. A fault in
+// the file is reported where it is found, and only the first one.
 
-[[nodiscard]] bool readTbiFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);   // FileTBI
-[[nodiscard]] bool readXtbiFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);  // FileTBI
-[[nodiscard]] bool readPvsTbiFile(FileLoadContext& context, QFile& device,
-                                  std::shared_ptr<FileData>& record);                                        // FileTBI
-[[nodiscard]] bool readKmdFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);  // FileData
-[[nodiscard]] bool readKduFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);  // FileKDU
-[[nodiscard]] bool readTsvFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);  // FileTSV
-[[nodiscard]] bool readMcsvFile(FileLoadContext& context, QFile& device,
-                                std::shared_ptr<FileData>& record);  // FileMCSV
-[[nodiscard]] bool readEcsvFile(FileLoadContext& context, QFile& device,
-                                std::shared_ptr<FileData>& record);  // FileECSV
+/// Reads a secure install image into a FileTBI. No tag is verified and nothing is decrypted: the chain of areas is
+/// walked up to its option bytes area, and like areas must not overlap.
+[[nodiscard]] bool readTbiFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
 
-/// Reads a table of 32-bit words. With `pairs` every second field of a line is a number, told by its form; without,
-/// every field is one, in hexadecimal.
-[[nodiscard]] bool readWordFile(QFile& device, bool pairs, std::shared_ptr<FileData>& record);
+/// Reads a packaged module (an image with the extended header) into a FileTBI; as readTbiFile.
+[[nodiscard]] bool readXtbiFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
+
+/// Reads a provisioning image into a FileTBI. All areas that its header counts are taken, and none is compared.
+[[nodiscard]] bool readPvsTbiFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
+
+/// Reads a prepared module into a FileData whose one segment, at address 0, holds the whole file.
+[[nodiscard]] bool readKmdFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
+
+/// Reads a module update, an image of the MCUboot format, into a FileKDU whose one segment, at address 0, holds the
+/// whole file. Any content is taken: fields that the file doesn't hold are 0, and entries that it cuts off are left
+/// out.
+[[nodiscard]] bool readKduFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
+
+/// Reads a table of option bytes into a FileData whose one segment, at address 0, holds 32-bit little-endian words.
+/// Every second field of a line is a number: "0x" hexadecimal, a leading 0 octal, else decimal.
+[[nodiscard]] bool readOptionBytesFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
+
+/// Reads a table of key area words; as readOptionBytesFile, but every field is a number, and hexadecimal.
+[[nodiscard]] bool readKeyAreaFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
+
+/// Reads a partition table into a FileTSV.
+[[nodiscard]] bool readTsvFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
+
+/// Reads a module list into a FileMCSV, with the content of every file that it names.
+[[nodiscard]] bool readMcsvFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
+
+/// Reads a list of modules for external memory into a FileECSV; as readMcsvFile.
+[[nodiscard]] bool readEcsvFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);

@@ -1,0 +1,275 @@
+#include "display/Display.h"
+#include "files/ByteReader.h"
+#include "files/readExactly.h"
+#include "formats/FileTBI.h"
+#include "formats/firstOverlap.h"
+#include "formats/readers.h"
+
+#include <algorithm>
+#include <string_view>
+
+// A secure image is a file header and a chain of areas, each a plain header, a tag and a payload. The three kinds share
+// that form; ImageForm holds what they differ in. All numbers are little-endian.
+//
+//   File header                 Area header                       TBI, PVS TBI   XTBI
+//     magic             8         type letter                   1
+//     protocol version  2         image version                 1                 not read
+//     image version     4 (XTBI)  area index, from 1            2
+//     number of areas   2         size of the payload           4
+//     nonce            16         destination address           4
+//     rest             96 (XTBI,  number of areas, as above     2
+//       protocol version 65001)   tag, then a second block  16+16   tag first      tag last
+//
+// An area header of a TBI image with protocol version 1 has no second block.
+//
+// Areas are read one at a time, straight into the buffers they stay in: a payload takes the memory that the file really
+// holds of it, whatever its size field claims.
+
+namespace {
+
+constexpr qsizetype magicSize = 8;
+constexpr qsizetype nonceSize = 16;
+constexpr qsizetype tagSize = 16;
+constexpr qsizetype shortAreaHeader = 30;
+constexpr qsizetype longAreaHeader = 46;
+constexpr std::uint16_t longFileHeaderVersion = 65001;
+constexpr qsizetype longFileHeaderRest = 96;
+constexpr std::uint8_t optionBytesArea = 'C';
+constexpr std::uint8_t moduleArea = 'M';
+constexpr std::uint8_t externalArea = 'E';
+constexpr std::uint32_t regionKeySize = 16;  ///< at the end of an external area, not part of its address range
+constexpr std::uint64_t flashWordSize = 32;
+
+struct ImageForm {
+    FileType fileType;
+    const char* kind;  ///< as messages name it
+    QByteArrayView magic;
+    qsizetype fileHeaderSize;
+    std::string_view letters;           ///< the area types that are accepted
+    bool versionInFileHeader;           ///< the image version stands there, else in every area
+    bool areaHeaderByVersion;           ///< the protocol version tells the length of area headers, else they are long
+    qsizetype tagOffset;                ///< inside the area header
+    bool endsAtOptionBytes;             ///< the walk ends at the option bytes area, and there must be one
+    std::string_view exclusiveLetters;  ///< the types whose areas must not overlap areas of the same type
+    bool keepsFlashWords;               ///< no area may start in the last Flash word of a module area
+};
+
+constexpr ImageForm tbiForm{.fileType = fileTypeTbi,
+                            .kind = "an TBI",
+                            .magic = "TBIMAGIC",
+                            .fileHeaderSize = 28,
+                            .letters = "CEFHKMOPRSem",
+                            .versionInFileHeader = false,
+                            .areaHeaderByVersion = true,
+                            .tagOffset = 14,
+                            .endsAtOptionBytes = true,
+                            .exclusiveLetters = "FE",
+                            .keepsFlashWords = true};
+
+constexpr ImageForm xtbiForm{.fileType = fileTypeXtbi,
+                             .kind = "an TBI",
+                             .magic = "TBIMAGIC",
+                             .fileHeaderSize = 32,
+                             .letters = "ACEFHKMOPRSm",
+                             .versionInFileHeader = true,
+                             .areaHeaderByVersion = false,
+                             .tagOffset = 30,
+                             .endsAtOptionBytes = true,
+                             .exclusiveLetters = "F",
+                             .keepsFlashWords = false};
+
+constexpr ImageForm pvsTbiForm{.fileType = fileTypeTbi,
+                               .kind = "a PVS TBI",
+                               .magic = "PVSMAGIC",
+                               .fileHeaderSize = 28,
+                               .letters = "BCEFHKMOPRSm",
+                               .versionInFileHeader = false,
+                               .areaHeaderByVersion = false,
+                               .tagOffset = 14,
+                               .endsAtOptionBytes = false,
+                               .exclusiveLetters = "",
+                               .keepsFlashWords = false};
+
+bool readFileHeader(QFile& device, const ImageForm& form, FileTBI& image) {
+    image.header = device.read(form.fileHeaderSize);
+    ByteReader fields(image.header);
+    const bool magicFits = fields.take(magicSize) == form.magic;
+    image.protocolVersion = fields.u16();
+    image.imageVersion = form.versionInFileHeader ? fields.u32() : 0;
+    image.segmentCount = fields.u16();
+    image.nonce = fields.take(nonceSize).toByteArray();
+    // A number of areas that the file doesn't hold counts as 0, which fails wherever an option bytes area must be
+    // found.
+    const bool cutOff = !fields.ok() && !form.endsAtOptionBytes;
+    if (!magicFits || cutOff) {
+        return reportError("The file %s is not %s image", qUtf8Printable(device.fileName()), form.kind);
+    }
+    if (form.fileType == fileTypeXtbi && image.protocolVersion == longFileHeaderVersion) {
+        image.header += device.read(longFileHeaderRest);
+    }
+    image.headerSize = static_cast<std::uint32_t>(image.header.size());
+    image.nonceSize = static_cast<std::uint32_t>(image.nonce.size());
+    return true;
+}
+
+/// The length of every area header, or 0 for a protocol version that has none.
+qsizetype areaHeaderSize(const ImageForm& form, std::uint16_t protocolVersion) {
+    if (!form.areaHeaderByVersion) {
+        return longAreaHeader;
+    }
+    switch (protocolVersion) {
+        case 1:
+            return shortAreaHeader;
+        case 2:
+        case 3:
+            return longAreaHeader;
+        default:
+            return 0;
+    }
+}
+
+/// Reads and checks the header of area `number`, counted from 1. Bytes that the file doesn't hold fail the check that
+/// reads them; behind the last field that is the check of the number of areas.
+bool readAreaHeader(QFile& device, const ImageForm& form, qsizetype headerSize, std::uint32_t number, FileTBI& image,
+                    TbiArea& area) {
+    area.header = device.read(headerSize);
+    area.headerSize = static_cast<std::uint32_t>(area.header.size());
+    ByteReader fields(area.header);
+    area.type = fields.u8();
+    if (form.letters.find(static_cast<char>(area.type)) == std::string_view::npos) {
+        return reportError("Unknown area type at area %d", static_cast<int>(number));
+    }
+    const std::uint8_t version = fields.u8();
+    if (!form.versionInFileHeader) {
+        if (number == 1) {
+            image.imageVersion = version;
+        }
+        if (!fields.ok() || version != image.imageVersion) {
+            return reportError("Image version check failed at area %d", static_cast<int>(number));
+        }
+    }
+    if (fields.u16() != number) {
+        return reportError("Area index check failed at area %d", static_cast<int>(number));
+    }
+    area.size = fields.u32();
+    area.address = fields.u32();
+    if (fields.u16() != image.segmentCount || area.header.size() < headerSize) {
+        return reportError("Area number check failed at area %d", static_cast<int>(number));
+    }
+    area.tag = area.header.sliced(form.tagOffset, tagSize);
+    area.tagSize = tagSize;
+    return true;
+}
+
+bool readPayload(QFile& device, qint64 fileSize, TbiArea& area) {
+    const qint64 held = std::clamp<qint64>(fileSize - device.pos(), 0, area.size);
+    switch (readExactly(device, held, area.data)) {
+        case ReadStatus::done:
+            return true;
+        case ReadStatus::noMemory:
+            return reportError("Unable to allocate memory");
+        case ReadStatus::cutShort:
+            break;
+    }
+    return reportError("Error while reading the file");
+}
+
+bool readAreas(QFile& device, const ImageForm& form, FileTBI& image) {
+    const qsizetype headerSize = areaHeaderSize(form, image.protocolVersion);
+    if (headerSize == 0 && image.segmentCount > 0) {
+        return reportError("The file %s has the TBI protocol version %d, only 1, 2 and 3 can be read",
+                           qUtf8Printable(device.fileName()), image.protocolVersion);
+    }
+    const qint64 fileSize = device.size();
+    for (std::uint32_t number = 1; number <= image.segmentCount; ++number) {
+        TbiArea area;
+        if (!readAreaHeader(device, form, headerSize, number, image, area) || !readPayload(device, fileSize, area)) {
+            return false;
+        }
+        image.areas.push_back(std::move(area));
+        if (form.endsAtOptionBytes && image.areas.back().type == optionBytesArea) {
+            image.segmentCount = number;
+            return true;
+        }
+    }
+    if (form.endsAtOptionBytes) {
+        displayMessage(MessageKind::warning, "Failed to locate an option bytes area");
+        return false;
+    }
+    return true;
+}
+
+/// Checks all areas of one type but the last of the file. `first` and `second` receive the numbers, counted from 1, of
+/// the first pair that overlaps, unless an earlier pair stands there.
+void findOverlap(const std::vector<TbiArea>& areas, std::uint8_t type, std::size_t& first, std::size_t& second) {
+    const std::uint32_t tail = type == externalArea ? regionKeySize : 0;
+    std::vector<AddressRange> ranges;
+    std::vector<std::size_t> numbers;
+    for (std::size_t i = 0; i + 1 < areas.size(); ++i) {
+        if (areas[i].type == type) {
+            ranges.push_back({areas[i].address, areas[i].address + areas[i].size - tail});
+            numbers.push_back(i + 1);
+        }
+    }
+    const auto pair = firstOverlap(ranges);
+    if (pair && (first == 0 || numbers[pair->first] < first)) {
+        first = numbers[pair->first];
+        second = numbers[pair->second];
+    }
+}
+
+bool checkOverlaps(const ImageForm& form, const std::vector<TbiArea>& areas) {
+    std::size_t first = 0;
+    std::size_t second = 0;
+    for (const char letter : form.exclusiveLetters) {
+        findOverlap(areas, static_cast<std::uint8_t>(letter), first, second);
+    }
+    if (first != 0) {
+        return reportError("Overlap between TBI areas %d and %d", static_cast<int>(first), static_cast<int>(second));
+    }
+    return true;
+}
+
+/// A Flash word is written as a whole, so nothing may start in the one that a module only partly fills.
+bool checkFlashWords(const std::vector<TbiArea>& areas) {
+    std::vector<std::uint32_t> addresses;
+    addresses.reserve(areas.size());
+    std::transform(areas.begin(), areas.end(), std::back_inserter(addresses),
+                   [](const TbiArea& area) { return area.address; });
+    std::sort(addresses.begin(), addresses.end());
+    return std::all_of(areas.begin(), areas.end(), [&addresses](const TbiArea& area) {
+        const std::uint32_t end = area.address + area.size;
+        if (area.type != moduleArea || end % flashWordSize == 0) {
+            return true;
+        }
+        const std::uint64_t limit = (end / flashWordSize + 1) * flashWordSize;
+        const auto next = std::upper_bound(addresses.begin(), addresses.end(), area.address);
+        return next == addresses.end() || *next >= limit ||
+               reportError("The area immediately following a module area starts in its last Flash word");
+    });
+}
+
+bool readImage(QFile& device, const ImageForm& form, std::shared_ptr<FileData>& record) {
+    auto image = std::make_shared<FileTBI>();
+    image->fileType = form.fileType;
+    if (!readFileHeader(device, form, *image) || !readAreas(device, form, *image) ||
+        !checkOverlaps(form, image->areas) || (form.keepsFlashWords && !checkFlashWords(image->areas))) {
+        return false;
+    }
+    record = std::move(image);
+    return true;
+}
+
+}  // namespace
+
+bool readTbiFile(FileLoadContext& /*context*/, QFile& device, std::shared_ptr<FileData>& record) {
+    return readImage(device, tbiForm, record);
+}
+
+bool readXtbiFile(FileLoadContext& /*context*/, QFile& device, std::shared_ptr<FileData>& record) {
+    return readImage(device, xtbiForm, record);
+}
+
+bool readPvsTbiFile(FileLoadContext& /*context*/, QFile& device, std::shared_ptr<FileData>& record) {
+    return readImage(device, pvsTbiForm, record);
+}

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <utility>
+#include <vector>
+
+/// An address range of an image. `end` is 32-bit arithmetic and may have wrapped.
+struct AddressRange {
+    std::uint32_t address = 0;
+    std::uint32_t end = 0;
+};
+
+/// The positions of the first pair that rangesOverlap() refuses: of all such pairs the one whose first member stands
+/// first, and of its partners, all behind it, the first. Takes n log n steps, since an image may hold 65,535 areas.
+[[nodiscard]] std::optional<std::pair<std::size_t, std::size_t>> firstOverlap(const std::vector<AddressRange>& ranges);

@@ -18,7 +18,7 @@ namespace {
 // A longer physical line is taken in pieces of this size. No record is as long: the longest has 521 characters.
 constexpr qsizetype maxLineLength = 1024;
 
-constexpr qsizetype windowSize = 256 * 1024;
+constexpr qsizetype windowSize = qsizetype{256} * 1024;
 
 constexpr std::size_t maxRecordPairs = 255 + 5;
 
@@ -83,6 +83,20 @@ class TextWindow {
     bool complete_ = false;
     bool failed_ = false;
 };
+
+constexpr qsizetype digitsOf(std::size_t pairs) {
+    return 2 * static_cast<qsizetype>(pairs);
+}
+
+// The value of the pair at `offset` of the line; 0 if it is none, which decoding the record then finds.
+inline std::size_t countAt(const TextWindow& text, qsizetype offset) {
+    if (text.size() < offset + 2) {
+        return 0;
+    }
+    const int high = hexDigitValue(text.data()[offset]);
+    const int low = hexDigitValue(text.data()[offset + 1]);
+    return high < 0 || low < 0 ? 0 : static_cast<std::size_t>(high * 16 + low);
+}
 
 class RecordParser {
   public:
@@ -155,22 +169,11 @@ bool RecordParser::parseLine() {
 // Decodes the record whose digits begin at `textOffset` of the line. Its sum, checksum included, has to come out as
 // told.
 bool RecordParser::decode(qsizetype textOffset, std::size_t pairs, std::uint8_t checkedSum) {
-    const auto digits = static_cast<qsizetype>(2 * pairs);
-    if (digits > text_.size() - textOffset) {
+    if (digitsOf(pairs) > text_.size() - textOffset) {
         return false;
     }
     const HexDecoding decoding = decodeHexPairs(text_.data() + textOffset, pairs, record_.data());
     return decoding.valid && decoding.sum == checkedSum;
-}
-
-// The value of the pair at `offset` of the line; 0 if it is none, which decoding the record then finds.
-std::size_t countAt(const TextWindow& text, qsizetype offset) {
-    if (text.size() < offset + 2) {
-        return 0;
-    }
-    const int high = hexDigitValue(text.data()[offset]);
-    const int low = hexDigitValue(text.data()[offset + 1]);
-    return high < 0 || low < 0 ? 0 : static_cast<std::size_t>(high * 16 + low);
 }
 
 // ":", then count, address (2), type, data, checksum.
@@ -181,7 +184,7 @@ bool RecordParser::parseHexLine() {
     if (!decode(prefix, pairs, 0)) {
         return refuseHexLine();
     }
-    text_.skipRecord(prefix + static_cast<qsizetype>(2 * pairs));
+    text_.skipRecord(prefix + digitsOf(pairs));
     return applyHexRecord(count);
 }
 
@@ -223,7 +226,7 @@ bool RecordParser::parseSrecLine() {
         return refuseSrecLine();
     }
     const char type = text_.data()[1];
-    text_.skipRecord(prefix + static_cast<qsizetype>(2 * pairs));
+    text_.skipRecord(prefix + digitsOf(pairs));
     return applySrecRecord(type, count);
 }
 
@@ -277,7 +280,7 @@ std::uint32_t RecordParser::bigEndian(std::size_t offset, std::size_t width) con
 
 // Tests `pairs` pairs of the digits from position `at` on, which moves behind them.
 bool RecordParser::walkPairs(QByteArrayView digits, const char* field, std::size_t pairs, qsizetype& at) {
-    for (const qsizetype end = at + static_cast<qsizetype>(2 * pairs); at < end; ++at) {
+    for (const qsizetype end = at + digitsOf(pairs); at < end; ++at) {
         const char found = at < digits.size() ? digits.at(at) : '\0';
         if (hexDigitValue(found) < 0) {
             return fail("parsing %s, expecting hex digit, found '%c'", field, found);

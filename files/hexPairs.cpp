@@ -1,31 +1,10 @@
 #include "files/hexPairs.h"
 
-#include <array>
+#include <algorithm>
 
 #ifdef __SSE2__
 #include <emmintrin.h>
 #endif
-
-namespace {
-
-constexpr std::array<std::int8_t, 256> digitValues = [] {
-    std::array<std::int8_t, 256> values{};
-    values.fill(-1);
-    for (std::int8_t i = 0; i < 10; ++i) {
-        values['0' + static_cast<std::size_t>(i)] = i;
-    }
-    for (std::int8_t i = 0; i < 6; ++i) {
-        values['A' + static_cast<std::size_t>(i)] = static_cast<std::int8_t>(10 + i);
-        values['a' + static_cast<std::size_t>(i)] = static_cast<std::int8_t>(10 + i);
-    }
-    return values;
-}();
-
-}  // namespace
-
-int hexDigitValue(char digit) {
-    return digitValues[static_cast<std::uint8_t>(digit)];
-}
 
 HexDecoding decodeHexPairsPortable(const char* text, std::size_t pairs, std::uint8_t* bytes) {
     int invalid = 0;
@@ -61,16 +40,16 @@ __m128i load(const void* bytes) {
 }
 
 __m128i firstBytes(std::size_t count) {
-    return load(onesThenZeros.data() + vectorSize - (count < vectorSize ? count : vectorSize));
+    return load(onesThenZeros.data() + vectorSize - count);
 }
 
-// Eight pairs of digits to eight 16-bit bytes; `invalid` gathers all characters that are no digits.
-__m128i decodeEight(__m128i text, __m128i used, __m128i& invalid) {
+// Eight pairs of digits to eight 16-bit bytes. `invalid` gets ones in place of every character that is no digit.
+inline __m128i decodeEight(__m128i text, __m128i& invalid) {
     const __m128i number = _mm_sub_epi8(text, _mm_set1_epi8('0'));
     const __m128i isNumber = _mm_cmpeq_epi8(_mm_min_epu8(number, _mm_set1_epi8(9)), number);
     const __m128i letter = _mm_sub_epi8(_mm_or_si128(text, _mm_set1_epi8(0x20)), _mm_set1_epi8('a'));
     const __m128i isLetter = _mm_cmpeq_epi8(_mm_min_epu8(letter, _mm_set1_epi8(5)), letter);
-    invalid = _mm_or_si128(invalid, _mm_andnot_si128(_mm_or_si128(isNumber, isLetter), used));
+    invalid = _mm_cmpeq_epi8(_mm_or_si128(isNumber, isLetter), _mm_setzero_si128());
     const __m128i digits =
         _mm_or_si128(_mm_and_si128(isNumber, number), _mm_and_si128(isLetter, _mm_add_epi8(letter, _mm_set1_epi8(10))));
     const __m128i joined = _mm_or_si128(_mm_slli_epi16(digits, 4), _mm_srli_epi16(digits, 8));
@@ -84,17 +63,23 @@ HexDecoding decodeHexPairs(const char* text, std::size_t pairs, std::uint8_t* by
     __m128i invalid = zero;
     __m128i sums = zero;
     for (std::size_t done = 0; done < pairs; done += vectorSize) {
+        __m128i invalidLow;
+        __m128i invalidHigh;
+        const __m128i low = decodeEight(load(text + 2 * done), invalidLow);
+        const __m128i high = decodeEight(load(text + 2 * done + vectorSize), invalidHigh);
+        __m128i decoded = _mm_packus_epi16(low, high);
         const std::size_t left = pairs - done;
-        const char* const source = text + 2 * done;
-        const __m128i low = decodeEight(load(source), firstBytes(2 * left), invalid);
-        const __m128i high = decodeEight(load(source + vectorSize),
-                                         firstBytes(left > vectorSize / 2 ? 2 * left - vectorSize : 0), invalid);
-        const __m128i decoded = _mm_packus_epi16(low, high);
+        if (left < vectorSize) {  // what lies behind the last pair counts for nothing
+            decoded = _mm_and_si128(decoded, firstBytes(left));
+            invalidLow = _mm_and_si128(invalidLow, firstBytes(std::min(2 * left, vectorSize)));
+            invalidHigh = _mm_and_si128(invalidHigh, firstBytes(std::max(2 * left, vectorSize) - vectorSize));
+        }
         _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes + done), decoded);
-        sums = _mm_add_epi64(sums, _mm_sad_epu8(_mm_and_si128(decoded, firstBytes(left)), zero));
+        invalid = _mm_or_si128(invalid, _mm_or_si128(invalidLow, invalidHigh));
+        sums = _mm_add_epi64(sums, _mm_sad_epu8(decoded, zero));
     }
     const int sum = _mm_cvtsi128_si32(sums) + _mm_cvtsi128_si32(_mm_srli_si128(sums, 8));
-    return {_mm_movemask_epi8(_mm_cmpeq_epi8(invalid, zero)) == 0xFFFF, static_cast<std::uint8_t>(sum)};
+    return {_mm_movemask_epi8(invalid) == 0, static_cast<std::uint8_t>(sum)};
 }
 
 #else

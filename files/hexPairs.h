@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
@@ -19,5 +20,20 @@ struct HexDecoding {
 /// The same, one digit at a time: for processors without the vector form, and to test that form against.
 [[nodiscard]] HexDecoding decodeHexPairsPortable(const char* text, std::size_t pairs, std::uint8_t* bytes);
 
-/// The value of one hex digit, or -1.
-[[nodiscard]] int hexDigitValue(char digit);
+/// The value of every character as a hex digit, or -1.
+constexpr std::array<std::int8_t, 256> hexDigitValues = [] {
+    std::array<std::int8_t, 256> values{};
+    values.fill(-1);
+    for (std::int8_t i = 0; i < 10; ++i) {
+        values['0' + static_cast<std::size_t>(i)] = i;
+    }
+    for (std::int8_t i = 0; i < 6; ++i) {
+        values['A' + static_cast<std::size_t>(i)] = static_cast<std::int8_t>(10 + i);
+        values['a' + static_cast<std::size_t>(i)] = static_cast<std::int8_t>(10 + i);
+    }
+    return values;
+}();
+
+[[nodiscard]] inline int hexDigitValue(char digit) {
+    return hexDigitValues[static_cast<std::uint8_t>(digit)];
+}

@@ -4,24 +4,34 @@
 #include "files/recordFiles.h"
 #include "files/segments.h"
 
+#include <algorithm>
+#include <cstring>
+
 namespace {
 
 void beginSegment(FileData& file, std::uint32_t address) {
     file.segments.push_back({address, 0, {}});
 }
 
+// While a segment is open, its array has room behind the bytes that count. The room is neither filled nor touched.
 bool addData(FileData& file, const RecordBlock& current) {
     FileSegment& segment = file.segments.back();
-    const qsizetype size = segment.data.size() + current.bytes.size();
-    if (size > segment.data.capacity() && !memoryAvailable(size)) {
-        return reportError("Unable to allocate memory");
+    const qint64 size = qint64{segment.size} + current.bytes.size();
+    if (size > segment.data.size()) {
+        if (!memoryAvailable(size)) {
+            return reportError("Unable to allocate memory");
+        }
+        segment.data.resize(std::max<qint64>(size, segment.data.size() * 2));
     }
-    segment.data.append(current.bytes);
+    std::memcpy(segment.data.data() + segment.size, current.bytes.data(),
+                static_cast<std::size_t>(current.bytes.size()));
     segment.size = static_cast<std::uint32_t>(size);
     return true;
 }
 
 void endSegment(FileData& file) {
+    FileSegment& segment = file.segments.back();
+    segment.data.resize(segment.size);
     ++file.segmentCount;
 }
 

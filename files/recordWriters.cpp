@@ -149,7 +149,7 @@ bool writeSrecSegment(QFileDevice& file, const SrecForm& form, const FileSegment
 // Writes the segment at `start` of the file, of which `written` bytes stand, and fills up to there.
 bool writeBinSegment(QFileDevice& file, const FileSegment& segment, std::uint32_t start, std::uint8_t fillByte,
                      qint64& written) {
-    constexpr qint64 pieceSize = 64 * 1024;
+    constexpr qint64 pieceSize = 65536;
     while (written < start) {
         const QByteArray fill(std::min(pieceSize, start - written), static_cast<char>(fillByte));
         if (!write(file, fill)) {

@@ -1,1 +1,165 @@
-#include "display/Display.h"
+#include "Preparation/src/DCU/DcuEncryption.h"
+
+#include "Preparation/src/DCU/MemoryCipherFast.h"
+#include "files/outputFile.h"
+#include "files/wipe.h"
+
+#include <QFile>
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+namespace {
+
+constexpr qsizetype masterKeySize = 16;
+
+std::span<const std::uint8_t> bytesOf(const QByteArray& bytes) {
+    return {reinterpret_cast<const std::uint8_t*>(bytes.constData()), static_cast<std::size_t>(bytes.size())};
+}
+
+const char* announcement(std::uint32_t mode) {
+    switch (mode) {
+        case memoryCipherBlockNormal:
+            return "Encrypting data using block normal mode...";
+        case memoryCipherBlockFast:
+            return "Encrypting data using block fast mode";
+        default:
+            return "Encrypting data using Noekeon mode";
+    }
+}
+
+}  // namespace
+
+DcuEncryption::~DcuEncryption() {
+    wipe(key);
+    explicit_bzero(derivedKeys.data(), derivedKeys.size());
+}
+
+bool DcuEncryption::encryptBinary(const QString& appPathGiven, const QString& keyPathGiven,
+                                  const QString& directoryGiven, std::uint32_t startAddressGiven,
+                                  std::uint32_t modeGiven) {
+    display->displayMessage(MessageKind::normal, "Starting DCU Encryption of the following file: %s",
+                            qUtf8Printable(appPathGiven));
+    display->displayMessage(MessageKind::normal, "Setting Encryption parameters...");
+    if (appPathGiven.isEmpty() || keyPathGiven.isEmpty() || directoryGiven.isEmpty() || startAddressGiven == 0) {
+        display->displayMessage(MessageKind::error, "-dcu command is missing some parameters.");
+        display->displayMessage(MessageKind::error, "Encryption aborted.");
+        return false;
+    }
+    appPath = appPathGiven;
+    keyPath = keyPathGiven;
+    directory = directoryGiven;
+    startAddress = startAddressGiven;
+    mode = modeGiven;
+    if (!readInputs()) {
+        return false;
+    }
+    encrypt();
+    return writeImage();
+}
+
+// The image is opened for its size before either read; one that can't be opened is reported each time.
+bool DcuEncryption::readInputs() {
+    if (!learnDataSize()) {
+        return false;
+    }
+    data = readFile(appPath, dataSize);
+    if (!learnDataSize()) {
+        return false;
+    }
+    key = readFile(keyPath, masterKeySize);
+    if (key.size() < masterKeySize) {
+        display->displayMessage(MessageKind::error, "The key file %s must hold at least 16 bytes",
+                                qUtf8Printable(keyPath));
+        return false;
+    }
+    if (data.size() != dataSize) {
+        display->displayMessage(MessageKind::error, "Error while reading the file %s", qUtf8Printable(appPath));
+        return false;
+    }
+    return true;
+}
+
+bool DcuEncryption::learnDataSize() {
+    dataSize = 0;
+    QFile application(appPath);
+    if (!application.open(QIODevice::ReadOnly)) {
+        display->displayMessage(MessageKind::error, "Failed to open file.");
+        return true;
+    }
+    if (application.size() > std::numeric_limits<std::int32_t>::max()) {
+        display->displayMessage(MessageKind::error, "The file %s is too large", qUtf8Printable(appPath));
+        return false;
+    }
+    dataSize = static_cast<std::int32_t>(application.size());
+    return true;
+}
+
+QByteArray DcuEncryption::readFile(const QString& path, qint64 size) const {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        display->displayMessage(MessageKind::error, "Failed to open file");
+        return QByteArray();
+    }
+    return file.read(size);
+}
+
+void DcuEncryption::encrypt() {
+    display->displayMessage(MessageKind::normal, "%s", announcement(mode));
+    const qsizetype groups = dataSize / qsizetype{memoryCipherGroupSize};
+    const qsizetype whole = groups * qsizetype{memoryCipherGroupSize};
+    encrypted = QByteArray(dataSize, Qt::Uninitialized);
+    char* const result = encrypted.data();
+    std::fill(result + whole, result + dataSize, '\0');
+    if (groups == 0) {
+        return;
+    }
+    const MasterKey masterKey = bytesOf(key).first<masterKeySize>();
+    encryptGroups(mode, masterKey, startAddress, bytesOf(data),
+                  {reinterpret_cast<std::uint8_t*>(result), static_cast<std::size_t>(dataSize)});
+    currentAddress = startAddress + static_cast<std::uint32_t>(whole - qsizetype{memoryCipherGroupSize});
+    derivedKeys = deriveKeys(mode, masterKey, currentAddress);
+}
+
+bool DcuEncryption::writeImage() {
+    const QString path = directory + QStringLiteral("/Encrypted_Image.bin");
+    if (QFile::exists(path) && !takeTailOf(path)) {
+        return false;
+    }
+    const ReplaceResult written = replaceFile(path, encrypted);
+    encrypted.truncate(dataSize);
+    switch (written) {
+        case ReplaceResult::done:
+            display->displayMessage(MessageKind::normal, "Image generated in the following path: %s",
+                                    qUtf8Printable(path));
+            return true;
+        case ReplaceResult::cannotOpen:
+            display->displayMessage(MessageKind::error, "Failed to open file");
+            return false;
+        case ReplaceResult::cannotWrite:
+            break;
+    }
+    display->displayMessage(MessageKind::error, "Error while writing the file %s", qUtf8Printable(path));
+    return false;
+}
+
+// The new file is put in the old one's place as a whole, so that a failure costs nothing of the old one. Whatever the
+// old one has behind the end of the image therefore joins the image for the time of writing.
+bool DcuEncryption::takeTailOf(const QString& oldPath) {
+    QFile old(oldPath);
+    if (!old.open(QIODevice::ReadWrite | QIODevice::ExistingOnly)) {
+        display->displayMessage(MessageKind::error, "Failed to open file");
+        return false;
+    }
+    const qint64 tailSize = old.size() - dataSize;
+    if (tailSize <= 0) {
+        return true;
+    }
+    encrypted.resize(old.size());
+    if (!old.seek(dataSize) || old.read(encrypted.data() + dataSize, tailSize) != tailSize) {
+        display->displayMessage(MessageKind::error, "Error while reading the file %s", qUtf8Printable(oldPath));
+        return false;
+    }
+    return true;
+}

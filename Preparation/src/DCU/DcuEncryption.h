@@ -1,0 +1,50 @@
+#pragma once
+
+#include "Preparation/src/DCU/MemoryCipher.h"
+#include "display/Display.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <cstdint>
+
+/// Prepares an encrypted image for memory that a device reads through its memory cipher engine: reads a plain binary
+/// and a key file, encrypts each whole group of 32 bytes for the address that it will be programmed at, and writes
+/// "Encrypted_Image.bin". One object serves one call.
+class DcuEncryption {
+  public:
+    DcuEncryption() = default;
+    ~DcuEncryption();
+    DcuEncryption(const DcuEncryption&) = delete;
+    DcuEncryption& operator=(const DcuEncryption&) = delete;
+
+    /// Encrypts the file `appPath` under the first 16 bytes of the file `keyPath` into the folder `directory`.
+    /// `startAddress` is where the first byte will lie; 0 counts as not given. `mode` is a MemoryCipherMode.
+    ///
+    /// The result is as long as the image. Bytes behind the last whole group are zero; bytes of an older, longer output
+    /// file stay behind the new ones. The output may replace either input. An image that can't be opened is reported
+    /// and counts as empty. True when the output was written; otherwise the fault was reported.
+    [[nodiscard]] bool encryptBinary(const QString& appPath, const QString& keyPath, const QString& directory,
+                                     std::uint32_t startAddress, std::uint32_t mode);
+
+    Display* display = Display::getInstance();
+    QByteArray data;                   ///< plain image
+    QByteArray key;                    ///< master key, from the key file
+    QByteArray encrypted;              ///< result, as long as the image
+    DerivedKeys derivedKeys{};         ///< block keys of the group at `currentAddress`
+    std::uint32_t currentAddress = 0;  ///< the last group that was encrypted
+    std::int32_t dataSize = 0;         ///< size of the image file in bytes
+    std::uint32_t startAddress = 0;
+    QString keyPath;
+    QString appPath;
+    QString directory;
+    std::uint32_t mode = memoryCipherBlockNormal;
+
+  private:
+    [[nodiscard]] bool readInputs();
+    [[nodiscard]] bool learnDataSize();
+    [[nodiscard]] QByteArray readFile(const QString& path, qint64 size) const;
+    void encrypt();
+    [[nodiscard]] bool writeImage();
+    [[nodiscard]] bool takeTailOf(const QString& oldPath);
+};

@@ -1,0 +1,82 @@
+#pragma once
+
+#include "Preparation/src/DCU/keccakf400.h"
+
+#include <array>
+#include <cstdint>
+#include <span>
+
+/// The cipher of the external-memory cipher engine, in the encryption direction, one group at a time and in plain C++:
+/// the definition that every faster way is held against.
+///
+/// Memory is encrypted in groups of 32 bytes. Each group has two 128-bit block keys, derived from the master key and
+/// the group's address; each 16-byte half is encrypted by itself under its own block key.
+
+/// How keys are derived and halves are encrypted. Any other number counts as noekeon.
+enum MemoryCipherMode : std::uint32_t {
+    memoryCipherBlockNormal = 0,  ///< deriveKeysNormal, AES
+    memoryCipherBlockFast = 1,    ///< deriveKeysFast, AES
+    memoryCipherNoekeon = 2,      ///< deriveKeysNormal, Noekeon
+};
+
+inline constexpr std::size_t memoryCipherGroupSize = 32;
+
+using CipherBlock = std::array<std::uint8_t, 16>;
+
+/// The block keys of a group: the first half's, then the second half's.
+using DerivedKeys = std::array<std::uint8_t, 32>;
+
+using MasterKey = std::span<const std::uint8_t, 16>;
+
+/// The block keys of the group at `address`, every bit of which counts.
+[[nodiscard]] DerivedKeys deriveKeysFast(MasterKey key, std::uint32_t address);
+
+/// The block keys of the group at `address`, of which bits 5 to 28 count.
+[[nodiscard]] DerivedKeys deriveKeysNormal(MasterKey key, std::uint32_t address);
+
+/// The block keys in the way of `mode`.
+[[nodiscard]] DerivedKeys deriveKeys(std::uint32_t mode, MasterKey key, std::uint32_t address);
+
+/// AES-128 (FIPS 197) on the block read backward. The block key, read backward as well, is the last round key.
+[[nodiscard]] CipherBlock aesEncryptLastRoundKey(const CipherBlock& blockKey, const CipherBlock& in);
+
+/// Twelve rounds of Noekeon in direct-key mode on key and block read backward, without the closing transformation.
+[[nodiscard]] CipherBlock noekeonEncrypt12(const CipherBlock& blockKey, const CipherBlock& in);
+
+/// Encrypts one group. `plain` and `out` may be the same bytes.
+void encryptGroup(std::uint32_t mode, MasterKey key, std::uint32_t address,
+                  std::span<const std::uint8_t, memoryCipherGroupSize> plain,
+                  std::span<std::uint8_t, memoryCipherGroupSize> out);
+
+/// The three stretches of deriveKeysNormal, for whoever derives many keys: the start, which knows the master key alone;
+/// the step for each of the six nibbles of memoryCipherGroupNumber, the highest first; and the end.
+[[nodiscard]] KeccakF400State startNormalDerivation(MasterKey key);
+void absorbAddressNibble(KeccakF400State& state, std::uint32_t nibble);
+[[nodiscard]] DerivedKeys finishNormalDerivation(KeccakF400State state);
+
+/// The 24 bits of an address that deriveKeysNormal looks at.
+[[nodiscard]] constexpr std::uint32_t memoryCipherGroupNumber(std::uint32_t address) {
+    return (address >> 5) & 0xFFFFFF;
+}
+
+/// Constants of the AES key schedule (FIPS 197, section 5.2), that of the first step first.
+inline constexpr std::array<std::uint8_t, 10> aesRoundConstants = {
+    0x01, 0x02, 0x04, 0x08, 0x10, 0x20, 0x40, 0x80, 0x1B, 0x36,
+};
+
+/// Rounds of Noekeon that the cipher runs.
+inline constexpr std::size_t noekeonRoundCount = 12;
+
+/// Words of a Noekeon key or block, word 0 first.
+using NoekeonWords = std::array<std::uint32_t, 4>;
+
+/// Noekeon's round constants; it ends with the one of the published cipher's closing transformation.
+inline constexpr std::array<std::uint8_t, 17> noekeonRoundConstants = {
+    0x80, 0x1B, 0x36, 0x6C, 0xD8, 0xAB, 0x4D, 0x9A, 0x2F, 0x5E, 0xBC, 0x63, 0xC6, 0x97, 0x35, 0x6A, 0xD4,
+};
+
+/// Noekeon's linear step.
+void noekeonTheta(const NoekeonWords& key, NoekeonWords& state);
+
+/// The first `count` rounds of Noekeon.
+void noekeonRounds(const NoekeonWords& key, NoekeonWords& state, std::size_t count);

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "Preparation/src/DCU/MemoryCipher.h"
+
+/// The memory cipher over whole images, on whatever this processor does fastest. The result is that of encryptGroup for
+/// each group.
+
+/// Encrypts the whole groups of `plain`; the first one lies at `address`, the others follow modulo 2 to the 32nd. `out`
+/// is as long as `plain`, at another place; its bytes behind the last whole group stay as they are.
+void encryptGroups(std::uint32_t mode, MasterKey key, std::uint32_t address, std::span<const std::uint8_t> plain,
+                   std::span<std::uint8_t> out);
+
+/// The same by encryptGroup alone.
+void encryptGroupsPortable(std::uint32_t mode, MasterKey key, std::uint32_t address,
+                           std::span<const std::uint8_t> plain, std::span<std::uint8_t> out);
+
+/// The same by vectors of 256 bits and AES instructions. Only where hasVectorMemoryCipher.
+void encryptGroupsVector(std::uint32_t mode, MasterKey key, std::uint32_t address, std::span<const std::uint8_t> plain,
+                         std::span<std::uint8_t> out);
+
+/// Whether this processor has what encryptGroupsVector takes.
+[[nodiscard]] bool hasVectorMemoryCipher();

@@ -135,7 +135,8 @@ bool appendKeyFile(const KeyFileSource& source, ObkeyParam& param, ObkeyBodies& 
         bodies.count(content.size());
         return true;
     }
-    const QByteArray firstLine = content.left(content.indexOf('\n'));
+    const qsizetype lineEnd = content.indexOf('\n');
+    const QByteArrayView firstLine = QByteArrayView(content).first(lineEnd < 0 ? content.size() : lineEnd);
     alignBody(param, bodies);
     if (firstLine.contains("PUBLIC")) {
         return appendPublicKey(source, param, path, bodies);

@@ -15,7 +15,7 @@ struct LauncherRun {
 
     LauncherRun() {
         engine.imgtoolPath = QStringLiteral(IMGTOOL_LAUNCHER);
-        QFile::link(QStringLiteral(IMGTOOL_STAND_IN), folder.path("imgtool"));
+        QFile::link(QStringLiteral(TEST_FILES "imgtool-stand-in.sh"), folder.path("imgtool"));
         qputenv("PATH", folder.path("").toUtf8() + ":" + path);
         qputenv("IMGTOOL_RECORD", folder.path("arguments").toUtf8());
         qputenv("IMGTOOL_STATUS", "0");

@@ -15,13 +15,72 @@ inline QByteArray obdata(const QByteArray& elements) {
     return templateText("<Obdata>" + elements + "</Obdata>");
 }
 
+/// Elements in short, one a line: "kind;tag=text;tag=text".
+inline QByteArray elements(const QByteArray& lines) {
+    QByteArray xml;
+    for (const QByteArray& line : lines.trimmed().split('\n')) {
+        const QList<QByteArray> pieces = line.split(';');
+        xml += "<" + pieces.first() + ">";
+        for (const QByteArray& piece : pieces.sliced(1)) {
+            const QByteArray name = piece.left(piece.indexOf('='));
+            xml += "<" + name + ">" + piece.mid(name.size() + 1) + "</" + name + ">";
+        }
+        xml += "</" + pieces.first() + ">";
+    }
+    return xml;
+}
+
+/// One paragraph of a file of cases: the elements in short, and the lines that begin with a sign, by that sign.
+struct TemplateCase {
+    QByteArray elements;
+    QMap<char, QByteArray> signedLines;
+
+    /// The message between bars as an error; nothing if it is empty.
+    [[nodiscard]] std::vector<std::string> errors() const {
+        const QByteArray text = signedLines['!'].split('|').value(1).replace("\\n", "\n");
+        return text.isEmpty() ? std::vector<std::string>() : std::vector<std::string>{"Error: " + text.toStdString()};
+    }
+};
+
+/// The cases of a file in the tests' folder. An element named `first` or `last` is added where a case has none.
+inline QList<TemplateCase> readCases(const char* file, const QByteArray& first, const QByteArray& last) {
+    QList<TemplateCase> cases;
+    for (const QByteArray& paragraph :
+         fileContent(QLatin1String(TEST_FILES) + QLatin1String(file)).replace("\n\n", "\f").split('\f')) {
+        TemplateCase templateCase;
+        QByteArrayList lines;
+        for (const QByteArray& line : paragraph.trimmed().split('\n')) {
+            if (QByteArrayView("!=<#").contains(line.at(0))) {
+                templateCase.signedLines[line.at(0)] = line.mid(2);
+            } else {
+                lines.append(line);
+            }
+        }
+        const QByteArray given = "\n" + lines.join("\n");
+        const auto lacks = [&](const QByteArray& element) {
+            return !given.contains("\n" + element.split(';').first());
+        };
+        if (lacks(first)) {
+            lines.prepend(first);
+        }
+        if (lacks(last)) {
+            lines.append(last);
+        }
+        templateCase.elements = elements(lines.join("\n"));
+        if (!templateCase.signedLines.contains('#')) {
+            cases.append(templateCase);
+        }
+    }
+    return cases;
+}
+
 /// One run of the steps for provisioning files, on a template in a folder of its own.
 struct TemplateRun {
     TempFolder folder;
     Obkey engine;
     QString schema = folder.write("schema.xsd", "");
 
-    TemplateRun() { engine.imgtoolPath = QStringLiteral(IMGTOOL_STAND_IN); }
+    TemplateRun() { engine.imgtoolPath = QStringLiteral(TEST_FILES "imgtool-stand-in.sh"); }
 
     /// Writes the template and runs until a step fails. True if the file was made.
     bool generate(const QByteArray& text) {

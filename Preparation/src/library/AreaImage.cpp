@@ -36,9 +36,6 @@ constexpr qsizetype baseIvOffset = 12;
 constexpr qsizetype tagOffset = 14;
 constexpr qsizetype secondBlockOffset = 30;
 
-// Hashed and encrypted while it is in the processor's cache.
-constexpr qsizetype blockSize = 32768;
-
 using DigestContext = OpensslPointer<EVP_MD_CTX, EVP_MD_CTX_free>;
 
 struct ImageWriter {
@@ -89,16 +86,12 @@ bool ImageWriter::writeArea(const PlannedArea& area, std::uint16_t number) {
 }
 
 bool ImageWriter::encryptPiece(QByteArrayView piece) {
-    for (qsizetype done = 0; done < piece.size(); done += blockSize) {
-        const QByteArrayView block = piece.sliced(done, std::min(blockSize, piece.size() - done));
-        if ((contentHash &&
-             EVP_DigestUpdate(contentHash.get(), block.data(), static_cast<std::size_t>(block.size())) != 1) ||
-            !cipher.encrypt(block, next)) {
-            return false;
-        }
-        next += block.size();
+    if (contentHash && EVP_DigestUpdate(contentHash.get(), piece.data(), static_cast<std::size_t>(piece.size())) != 1) {
+        return false;
     }
-    return true;
+    char* const out = next;
+    next += piece.size();
+    return cipher.encrypt(piece, out);
 }
 
 bool ImageWriter::encryptContentHash() {

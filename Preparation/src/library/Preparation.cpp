@@ -3,13 +3,19 @@
 #include "Preparation/src/library/InstallImage.h"
 #include "images/BackupGenerator.h"
 
+#include <utility>
+
 // Nothing is set up here: most runs of the tool never ask the library for anything.
 Preparation::Preparation() = default;
-Preparation::~Preparation() = default;
+Preparation::~Preparation() {
+}  // not defaulted: a library in this one's place may have something to release here
 
 void Preparation::setDisplayCallback(DisplayCallback callback) {
     Display::getInstance()->callback = callback;
 }
+
+// The interface takes its lists and texts by value, whatever is done with them.
+// NOLINTBEGIN(performance-unnecessary-value-param)
 
 // Whether a device takes its image in parts is told by the continuation token alone, so neither the device's number
 // nor its flag has a say in what is made.
@@ -41,3 +47,5 @@ QByteArray Preparation::TBIPreparation(FileData* firmware, bool /*multiImageDevi
 std::int32_t Preparation::backupPreparation(QString jsonPath, QString outputPath) {
     return generateBackup(jsonPath, outputPath);
 }
+
+// NOLINTEND(performance-unnecessary-value-param)

@@ -14,9 +14,14 @@ void encryptGroups(std::uint32_t mode, MasterKey key, std::uint32_t address, std
 void encryptGroupsPortable(std::uint32_t mode, MasterKey key, std::uint32_t address,
                            std::span<const std::uint8_t> plain, std::span<std::uint8_t> out);
 
-/// The same by vectors of 256 bits and AES instructions. Only where hasVectorMemoryCipher.
+/// The same by vectors of 256 bits and AES instructions: AVX2 and AES-NI, or AVX2 and VAES. Only where the processor
+/// has them.
 void encryptGroupsVector(std::uint32_t mode, MasterKey key, std::uint32_t address, std::span<const std::uint8_t> plain,
                          std::span<std::uint8_t> out);
+void encryptGroupsWideAes(std::uint32_t mode, MasterKey key, std::uint32_t address, std::span<const std::uint8_t> plain,
+                          std::span<std::uint8_t> out);
 
-/// Whether this processor has what encryptGroupsVector takes.
-[[nodiscard]] bool hasVectorMemoryCipher();
+using EncryptGroups = decltype(&encryptGroups);
+
+/// The ways that this processor has, the fastest first; encryptGroupsPortable is always the last.
+[[nodiscard]] std::span<const EncryptGroups> memoryCipherWays();

@@ -42,6 +42,11 @@ constexpr std::array chain = {
     ChainStep{{"-backupgen", "--backup-gen"}, &CommandLineTool::runBackupImage},
 };
 
+/// What Qt has to say is for whoever reads the log; the user gets the tool's own message.
+void logQtMessage(QtMsgType /*type*/, const QMessageLogContext& /*context*/, const QString& text) {
+    displayMessage(MessageKind::verbose2, "%s", qUtf8Printable(text));
+}
+
 void printBanner() {
     displayMessage(MessageKind::title, "      -------------------------------------------------------------------");
     displayMessage(MessageKind::title, "                       QVORA Sealed Bundle Builder v%s                  ",
@@ -68,6 +73,7 @@ int CommandLineTool::run(int argc, char** argv) {
     QCoreApplication::setOrganizationName(QStringLiteral("Veltrane"));
     Display::getInstance()->callback = displayCallback;
     preparation.setDisplayCallback(displayCallback);
+    qInstallMessageHandler(logQtMessage);
     printBanner();
     const int status = runArguments(QCoreApplication::arguments());
     Display::getInstance()->closeLog();

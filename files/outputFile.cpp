@@ -4,15 +4,27 @@
 
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
+#include <QTemporaryFile>
+
+#include <cstdio>
 
 namespace {
 
-ReplaceResult writeThrough(QFileDevice& file, const ContentWriter& writeContent) {
-    if (!file.open(QIODevice::WriteOnly)) {
+// Never in place, not even in a folder that takes no new file: a write that fails halfway would cost the old file. The
+// new one isn't forced to the disk, which takes longer than all the rest of a run.
+ReplaceResult replaceOldFile(const QFileInfo& old, const ContentWriter& writeContent) {
+    const QString target = old.canonicalFilePath();  // a link stays one
+    QTemporaryFile file(target + QStringLiteral(".XXXXXX"));
+    if (!old.isWritable() || !file.open()) {
         return ReplaceResult::cannotOpen;
     }
-    return writeContent(file) && file.flush() ? ReplaceResult::done : ReplaceResult::cannotWrite;
+    const bool complete = writeContent(file) && file.flush() && file.setPermissions(old.permissions());
+    const QByteArray from = QFile::encodeName(file.fileName());
+    if (!complete || std::rename(from.constData(), QFile::encodeName(target).constData()) != 0) {
+        return ReplaceResult::cannotWrite;
+    }
+    file.setAutoRemove(false);
+    return ReplaceResult::done;
 }
 
 }  // namespace
@@ -20,18 +32,20 @@ ReplaceResult writeThrough(QFileDevice& file, const ContentWriter& writeContent)
 ReplaceResult replaceFileBy(const QString& path, const ContentWriter& writeContent) {
     const QFileInfo old(path);
     if (old.isFile()) {
-        // Never in place, not even in a folder that takes no new file: a write that fails halfway would cost the old.
-        QSaveFile file(path);
-        const ReplaceResult result = writeThrough(file, writeContent);
-        return result == ReplaceResult::done && !file.commit() ? ReplaceResult::cannotWrite : result;
+        return replaceOldFile(old, writeContent);
     }
     // A new file, or a device or pipe, which can't be replaced but takes bytes.
     QFile file(path);
-    const ReplaceResult result = writeThrough(file, writeContent);
-    if (result == ReplaceResult::cannotWrite && !old.exists()) {
+    if (!file.open(QIODevice::WriteOnly)) {
+        return ReplaceResult::cannotOpen;
+    }
+    if (writeContent(file) && file.flush()) {
+        return ReplaceResult::done;
+    }
+    if (!old.exists()) {
         file.remove();
     }
-    return result;
+    return ReplaceResult::cannotWrite;
 }
 
 ReplaceResult replaceFile(const QString& path, QByteArrayView bytes) {

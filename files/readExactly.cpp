@@ -1,5 +1,7 @@
 #include "files/readExactly.h"
 
+#include "files/largePages.h"
+
 #include <cstdlib>
 #include <limits>
 
@@ -22,6 +24,7 @@ ReadStatus readExactly(QFile& device, qint64 size, QByteArray& bytes) {
         return ReadStatus::noMemory;
     }
     QByteArray content(size, Qt::Uninitialized);
+    preferLargePages(content);
     if (device.read(content.data(), size) != size) {
         return ReadStatus::cutShort;
     }

@@ -1,5 +1,6 @@
 #include "display/Display.h"
 #include "files/RecordParser.h"
+#include "files/largePages.h"
 #include "files/readExactly.h"
 #include "files/recordFiles.h"
 #include "files/segments.h"
@@ -22,6 +23,7 @@ bool addData(FileData& file, const RecordBlock& current) {
             return reportError("Unable to allocate memory");
         }
         segment.data.resize(std::max<qint64>(size, segment.data.size() * 2));
+        preferLargePages(segment.data);
     }
     std::memcpy(segment.data.data() + segment.size, current.bytes.data(),
                 static_cast<std::size_t>(current.bytes.size()));

@@ -25,7 +25,8 @@ QString folder() {
     return made;
 }
 
-void swallow(std::int32_t /*kind*/, const wchar_t* /*text*/) {}
+void swallow(std::int32_t /*kind*/, const wchar_t* /*text*/) {
+}
 
 }  // namespace
 

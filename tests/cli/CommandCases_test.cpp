@@ -5,10 +5,8 @@
 
 namespace {
 
-constexpr char hexFirmware[] =
-    ":020000040800F2\n:10000000000102030405060708090A0B0C0D0E0F78\n:00000001FF\n";
-constexpr char twoSegments[] =
-    ":020000040800F2\n:0400000001020304F2\n:0401000005060708E1\n:00000001FF\n";
+constexpr char hexFirmware[] = ":020000040800F2\n:10000000000102030405060708090A0B0C0D0E0F78\n:00000001FF\n";
+constexpr char twoSegments[] = ":020000040800F2\n:0400000001020304F2\n:0401000005060708E1\n:00000001FF\n";
 constexpr char publicKey[] =
     "-----BEGIN PUBLIC KEY-----\n"
     "MFkwEwYHKoZIzj0CAQYIKoZIzj0DAQcDQgAEaxfR8uEsQkf4vOblY6RA8ncDfYEt\n"
@@ -26,15 +24,23 @@ void makeFiles(const TempFolder& folder) {
     folder.write("fw.bin", QByteArray(64, 'f'));
     folder.write("fw.hex", hexFirmware);
     folder.write("fw2.hex", twoSegments);
-    folder.write("fixed.kmd", QByteArray::fromHex("4b4d444d41474943" "00000108" "aabb"));
-    folder.write("loose.kmd", QByteArray::fromHex("4b4d444d41474943" "00000000" "aabb"));
-    folder.write("short.kmd", QByteArray::fromHex("4b4d444d41474943" "0000"));
+    folder.write("fixed.kmd", QByteArray::fromHex("4b4d444d41474943"
+                                                  "00000108"
+                                                  "aabb"));
+    folder.write("loose.kmd", QByteArray::fromHex("4b4d444d41474943"
+                                                  "00000000"
+                                                  "aabb"));
+    folder.write("short.kmd", QByteArray::fromHex("4b4d444d41474943"
+                                                  "0000"));
     folder.write("ob.csv", "RDP,0xAA,USER,0x1\n");
     folder.write("area.csv", "10,FF,0x20\n");
     folder.write("short.PEM", "pem");
     folder.write("public.pem", publicKey);
     folder.write("large.pem", QByteArray(1680, 'x'));
-    folder.write("backup.bin", QByteArray::fromHex("00000000" "00000000" "04000000" "01020304"));
+    folder.write("backup.bin", QByteArray::fromHex("00000000"
+                                                   "00000000"
+                                                   "04000000"
+                                                   "01020304"));
     folder.write("empty.json", "{\"Title\": \"none\", \"Files\": []}");
 }
 

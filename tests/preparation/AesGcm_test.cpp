@@ -1,5 +1,7 @@
 #include "Preparation/src/library/AesGcm.h"
 
+#include <QByteArray>
+
 #include <gtest/gtest.h>
 
 namespace {

@@ -1,6 +1,7 @@
 #include "Preparation/src/DCU/DcuEncryption.h"
 
 #include "Preparation/src/DCU/MemoryCipherFast.h"
+#include "files/largePages.h"
 #include "files/outputFile.h"
 #include "files/wipe.h"
 
@@ -102,7 +103,10 @@ QByteArray DcuEncryption::readFile(const QString& path, qint64 size) const {
         display->displayMessage(MessageKind::error, "Failed to open file");
         return QByteArray();
     }
-    return file.read(size);
+    QByteArray content(std::min(size, file.size()), Qt::Uninitialized);
+    preferLargePages(content);
+    content.truncate(std::max<qint64>(file.read(content.data(), content.size()), 0));
+    return content;
 }
 
 void DcuEncryption::encrypt() {
@@ -110,6 +114,7 @@ void DcuEncryption::encrypt() {
     const qsizetype groups = dataSize / qsizetype{memoryCipherGroupSize};
     const qsizetype whole = groups * qsizetype{memoryCipherGroupSize};
     encrypted = QByteArray(dataSize, Qt::Uninitialized);
+    preferLargePages(encrypted);
     char* const result = encrypted.data();
     std::fill(result + whole, result + dataSize, '\0');
     if (groups == 0) {

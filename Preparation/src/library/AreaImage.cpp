@@ -2,6 +2,7 @@
 
 #include "Preparation/src/library/OpensslPointer.h"
 #include "display/Display.h"
+#include "files/largePages.h"
 
 #include <QtEndian>
 
@@ -138,6 +139,7 @@ QByteArray encryptAreas(const AreaImageForm& form, const AreaPlan& plan, AesGcm&
         }
     }
     writer.image = QByteArray(size, Qt::Uninitialized);
+    preferLargePages(writer.image);
     writer.next = writer.image.data();
     writer.writeFileHeader();
     std::uint16_t number = 0;

@@ -1,6 +1,7 @@
 #include "Preparation/src/library/ImageCipher.h"
 #include "Preparation/src/library/segmentView.h"
 #include "display/Display.h"
+#include "files/largePages.h"
 #include "preparation-interface/Preparation.h"
 
 #include <QtEndian>
@@ -39,6 +40,7 @@ QByteArray Preparation::TBUPreparation(FileData* firmware, const QByteArray& key
     const FileSegment& segment = firmware->segments.front();
     const QByteArrayView plain = segmentBytes(segment);
     QByteArray image(headerSize + plain.size(), Qt::Uninitialized);
+    preferLargePages(image);
     char* const header = image.data();
     std::fill_n(header, headerSize, '\0');
     std::copy_n(updateMagic, sizeof(updateMagic) - 1, header);

@@ -1,0 +1,144 @@
+// make_seeds FOLDER: writes a few valid inputs for each fuzz target, made by the tests' own builders.
+
+#include "tests/support/ImageBuilder.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <cstdio>
+
+namespace {
+
+constexpr char obdataTemplate[] = R"(<?xml version="1.0" encoding="UTF-8"?>
+<Root><Obdata>
+<Info><Title>t</Title><ObDestAddress>0x0FFD0100</ObDestAddress><DoEncryption>1</DoEncryption><GlobalAlign>16</GlobalAlign>
+<FlashStart>0x8000000</FlashStart><FlashSize>0x100000</FlashSize><FlashSectorSize>0x2000</FlashSectorSize></Info>
+<Data><Name>Slot offset</Name><Width>4</Width><Default>0x2000</Default><TypeSlot>Execution</TypeSlot><SlotCli>start#1</SlotCli></Data>
+<Data><Name>Slot size</Name><Width>4</Width><Default>8192</Default><SlotCli>size#1</SlotCli></Data>
+<Bool><Name>b</Name><Width>1</Width><Default>0</Default><True>1</True><False>0</False></Bool>
+<List><Name>l</Name><Width>1</Width><Default>3</Default><Val>3,x</Val></List>
+<Text><Name>p</Name><MinWidth>1</MinWidth><Width>16</Width><Default>word</Default></Text>
+<Permission><Name>m</Name><Width>16</Width><Default>0x5057</Default></Permission>
+<File><Name>Key</Name><Align>4</Align><KeyType>ecc</KeyType><Default>./keys/a.pem</Default></File>
+<Output><Name>o</Name><Default>./out.obk</Default></Output>
+</Obdata></Root>
+)";
+
+constexpr char mcubootTemplate[] = R"(<?xml version="1.0" encoding="UTF-8" standalone="yes"?>
+<Root><McubootFormat>
+<GlobalParam><Title>t</Title><LinkedXML>#1#./a.xml</LinkedXML><LinkedXML>#2#./b.xml</LinkedXML><Command>sign</Command></GlobalParam>
+<Param><Name>Key</Name><Link>#1#GetPublic</Link><Type>File</Type><Command>-k</Command><Enable>1</Enable><Default>k.pem</Default></Param>
+<Param><Name>Version</Name><Type>Data</Type><Command>-v</Command><Default>1.0.0</Default><Value>1.2.3</Value></Param>
+<Output><Name>Image</Name><Default>./a.bin</Default><Value>./b.bin</Value></Output>
+</McubootFormat></Root>
+)";
+
+constexpr char protectedFields[] = R"("Protection": {
+"Lock": {"BitOffset": "10", "BitWidth": "1", "BitValue": "0", "PossibleValues": {"0": "no"}},
+"CID": {"BitOffset": "11", "BitWidth": "1", "BitValue": "0", "PossibleValues": {}},
+"EncWrap": {"BitOffset": "0x12", "BitWidth": "2", "BitValue": "2", "PossibleValues": {}},
+"KeySel": {"BitOffset": "14", "BitWidth": "1", "BitValue": "0", "PossibleValues": {}},
+"KeySize": {"BitOffset": "15", "BitWidth": "1", "BitValue": "0", "PossibleValues": {}},
+"Algorithm": {"BitOffset": "13", "BitWidth": "3", "BitValue": "0", "PossibleValues": {}}}}]})";
+
+void write(const QDir& root, const char* target, const char* name, const QByteArray& bytes) {
+    const QString folder = QString::fromLatin1(target);
+    QFile file(root.filePath(folder + u'/' + QString::fromLatin1(name)));
+    if (!root.mkpath(folder) || !file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size()) {
+        std::fprintf(stderr, "cannot write %s\n", qUtf8Printable(file.fileName()));
+    }
+}
+
+void writeImages(const QDir& root) {
+    const std::vector<ImageArea> areas = {{'M', 0x20000, QByteArray(16, 'm')},
+                                          {'F', 0x8000000, QByteArray(64, 'f')},
+                                          {'E', 0x9000000, QByteArray(48, 'e')},
+                                          {'C', 0, QByteArray(8, 'c')}};
+    write(root, "tbi", "version1", buildImage(ImageKind::tbi, 1, areas));
+    write(root, "tbi", "version2", buildImage(ImageKind::tbi, 2, areas));
+    write(root, "xtbi", "short", buildImage(ImageKind::xtbi, 1, areas));
+    write(root, "xtbi", "long", buildImage(ImageKind::xtbi, 65001, areas));
+    write(root, "pvs", "image", buildImage(ImageKind::pvsTbi, 1, areas));
+}
+
+void writeFirmware(const QDir& root) {
+    write(root, "hex", "hex", ":020000040800F2\n:10000000000102030405060708090A0B0C0D0E0F78\n:00000001FF\n");
+    write(root, "srec", "srec", "S0030000FC\nS1071000010203049E\nS9030000FC\n");
+    QByteArray elf = QByteArray::fromHex(
+        "7f454c460101010000000000000000000200280001000000000000083400000000000000000000003400200001002800000000000100"
+        "0000540000000000000800000008080000000800000005000000040000000011223344556677");
+    write(root, "elf", "elf", elf);
+    const QByteArray module = QByteArray("KMDMAGIC") + QByteArray(24, '\1');
+    write(root, "kmd", "kmd", module);
+    QByteArray update;
+    appendU32(update, 0x96F3B83D);
+    appendU32(update, 0);
+    appendU32(update, 0x000C0020);
+    appendU32(update, 4);
+    appendU32(update, 0);
+    update += QByteArray(12, '\0') + "code";
+    update += QByteArray::fromHex(
+        "08690c00"
+        "a0000400"
+        "01020304"
+        "07690c00"
+        "10000400"
+        "05060708");
+    write(root, "kdu", "kdu", update);
+    write(root, "obk", "obk", QByteArray(44, 'o'));
+}
+
+void writeTables(const QDir& root) {
+    write(root, "csv", "csv", "RDP,0xAA,USER,020\n");
+    write(root, "kcsv", "kcsv", "10,FF,0x20\n");
+    write(root, "tsv", "tsv", "#a\nP\t0x1\tfsbl\tBinary\tnone\t0x0\tfile.bin\n");
+    write(root, "mcsv", "mcsv", "./input.mcsv.bin,none,0x08100000\n");
+    write(root, "ecsv", "ecsv", "./input.ecsv.bin,Chip,0x90000000,1,2,0x08001000\n");
+}
+
+void writeDocuments(const QDir& root) {
+    write(root, "obdata", "template", obdataTemplate);
+    write(root, "mcuboot", "template", mcubootTemplate);
+    const QByteArray backup = QByteArray(
+                                  "{\"Title\": \"t\", \"Files\": [{\"Name\": \"n\", \"Path\": \"./x\", "
+                                  "\"Offset\": \"0x10\", ") +
+                              protectedFields;
+    write(root, "backupJson", "document", backup);
+    const QByteArray secrets = QByteArray(
+                                   "{\"Title\": \"t\", \"Files\": [{\"Name\": \"n\", \"PathOrWord\": "
+                                   "\"0x12345678\", \"Offset\": \"3C\", \"isFile\": \"0\", \"Format\": \"1\", ") +
+                               protectedFields;
+    write(root, "secretsJson", "document", secrets);
+    const QByteArray record = QByteArray::fromHex(
+        "10000000"
+        "00000000"
+        "04000000"
+        "01020304");
+    write(root, "backupImage", "image", record + record);
+    write(root, "secretsImage", "fixed", QByteArray(1, '\0') + QByteArray(152, 's'));
+    write(root, "secretsImage", "records",
+          QByteArray(1, '\1') + QByteArray::fromHex("0c000000"
+                                                    "04000000"
+                                                    "01020304"));
+    write(
+        root, "imgtoolOutput", "array",
+        "/* made by imgtool */\r\nconst unsigned char key[] = {\r\n    0x30, 0x59, 0x30,\r\n    0x13, 0x06,\r\n};\r\n");
+    write(root, "publicKeyText", "text",
+          "Public-Key: (32 bit)\nModulus:\n    00:c3:5a:\n    11:22\nExponent: 65537 (0x10001)\n");
+    write(root, "commandLine", "tbi", QByteArray::fromHex("0312391341421512164a1744"));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 2) {
+        std::fprintf(stderr, "make_seeds FOLDER\n");
+        return 2;
+    }
+    const QDir root(QString::fromLocal8Bit(argv[1]));
+    writeImages(root);
+    writeFirmware(root);
+    writeTables(root);
+    writeDocuments(root);
+    return 0;
+}

@@ -82,21 +82,12 @@ ReplaceResult writeAndRename(FileHandle& file, const QByteArray& temporary, cons
     return ReplaceResult::done;
 }
 
-// For a file in a folder that takes no new one, and for a device or a pipe.
-ReplaceResult overwrite(const QByteArray& target, QByteArrayView bytes, mode_t mode, bool regular) {
-    if (regular) {
-        static_cast<void>(chmod(target.constData(), S_IRUSR | S_IWUSR));  // the open tells if that didn't help
-    }
+ReplaceResult writeToDevice(const QByteArray& target, QByteArrayView bytes) {
     FileHandle file(open(target.constData(), O_WRONLY | O_CLOEXEC));
     if (!file.isOpen()) {
         return ReplaceResult::cannotOpen;
     }
-    if (!regular) {
-        return file.write(bytes) && file.close() ? ReplaceResult::done : ReplaceResult::cannotWrite;
-    }
-    const bool complete = fchmod(file.get(), S_IRUSR | S_IWUSR) == 0 && file.write(bytes) &&
-                          ftruncate(file.get(), bytes.size()) == 0 && fchmod(file.get(), mode) == 0 && file.close();
-    return complete ? ReplaceResult::done : ReplaceResult::cannotWrite;
+    return file.write(bytes) && file.close() ? ReplaceResult::done : ReplaceResult::cannotWrite;
 }
 
 }  // namespace
@@ -133,7 +124,7 @@ ReplaceResult replaceKeyFile(const QString& path, QByteArrayView bytes, KeyFileA
         return ReplaceResult::cannotOpen;
     }
     if (exists && !S_ISREG(old.st_mode)) {
-        return overwrite(target, bytes, modeOf(access), false);
+        return writeToDevice(target, bytes);
     }
     const QString behindLinks = exists ? QFileInfo(path).canonicalFilePath() : QString();
     if (!behindLinks.isEmpty()) {
@@ -141,8 +132,6 @@ ReplaceResult replaceKeyFile(const QString& path, QByteArrayView bytes, KeyFileA
     }
     QByteArray temporary = target + ".XXXXXX";
     FileHandle file(mkostemp(temporary.data(), O_CLOEXEC));
-    if (file.isOpen()) {
-        return writeAndRename(file, temporary, target, bytes, modeOf(access));
-    }
-    return exists ? overwrite(target, bytes, modeOf(access), true) : ReplaceResult::cannotOpen;
+    // Never in place, not even in a folder that takes no new file: a write that fails halfway would cost the old key.
+    return file.isOpen() ? writeAndRename(file, temporary, target, bytes, modeOf(access)) : ReplaceResult::cannotOpen;
 }

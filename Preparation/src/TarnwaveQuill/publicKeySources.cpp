@@ -33,18 +33,14 @@ QByteArray exponentBytes(std::uint32_t exponent) {
     return text;
 }
 
-bool openSource(QSaveFile& file) {
-    file.setDirectWriteFallback(true);  // in a folder that takes no new file
-    return file.open(QIODevice::WriteOnly | QIODevice::Text);
-}
-
 }  // namespace
 
 bool writePublicKeySources(const QList<std::int32_t>& modulusBytes, std::uint32_t exponent, const QByteArray& r2,
                            const QString& cPath, const QString& pyPath) {
     QSaveFile cFile(cPath);
     QSaveFile pyFile(pyPath);
-    if (!openSource(cFile) || !openSource(pyFile)) {
+    constexpr auto asText = QIODevice::WriteOnly | QIODevice::Text;
+    if (!cFile.open(asText) || !pyFile.open(asText)) {
         return false;
     }
     const QByteArray modulus = joinedDecimals(modulusBytes);

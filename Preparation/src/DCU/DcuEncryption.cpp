@@ -30,6 +30,23 @@ const char* announcement(std::uint32_t mode) {
     }
 }
 
+// Appends what `from` has behind `offset`, in pieces: the file may be of any size.
+bool copyTail(QFile& from, qint64 offset, QFileDevice& to) {
+    constexpr qint64 pieceSize = qint64{1} << 20;
+    const qint64 size = from.size();
+    if (size > offset && !from.seek(offset)) {
+        return false;
+    }
+    while (offset < size) {
+        const QByteArray piece = from.read(std::min(pieceSize, size - offset));
+        if (piece.isEmpty() || to.write(piece) != piece.size()) {
+            return false;
+        }
+        offset += piece.size();
+    }
+    return true;
+}
+
 }  // namespace
 
 DcuEncryption::~DcuEncryption() {
@@ -129,12 +146,17 @@ void DcuEncryption::encrypt() {
 
 bool DcuEncryption::writeImage() {
     const QString path = directory + QStringLiteral("/Encrypted_Image.bin");
-    if (QFile::exists(path) && !takeTailOf(path)) {
+    QFile old(path);
+    if (old.exists() && !old.open(QIODevice::ReadWrite | QIODevice::ExistingOnly)) {
+        display->displayMessage(MessageKind::error, "Failed to open file");
         return false;
     }
-    const ReplaceResult written = replaceFile(path, encrypted);
-    encrypted.truncate(dataSize);
-    switch (written) {
+    // The old file is replaced as a whole, so that a failure costs nothing of it; what it has behind the end of the
+    // image goes along.
+    const auto writeContent = [this, &old](QFileDevice& file) {
+        return file.write(encrypted) == dataSize && (!old.isOpen() || copyTail(old, dataSize, file));
+    };
+    switch (replaceFileBy(path, writeContent)) {
         case ReplaceResult::done:
             display->displayMessage(MessageKind::normal, "Image generated in the following path: %s",
                                     qUtf8Printable(path));
@@ -147,24 +169,4 @@ bool DcuEncryption::writeImage() {
     }
     display->displayMessage(MessageKind::error, "Error while writing the file %s", qUtf8Printable(path));
     return false;
-}
-
-// The new file is put in the old one's place as a whole, so that a failure costs nothing of the old one. Whatever the
-// old one has behind the end of the image therefore joins the image for the time of writing.
-bool DcuEncryption::takeTailOf(const QString& oldPath) {
-    QFile old(oldPath);
-    if (!old.open(QIODevice::ReadWrite | QIODevice::ExistingOnly)) {
-        display->displayMessage(MessageKind::error, "Failed to open file");
-        return false;
-    }
-    const qint64 tailSize = old.size() - dataSize;
-    if (tailSize <= 0) {
-        return true;
-    }
-    encrypted.resize(old.size());
-    if (!old.seek(dataSize) || old.read(encrypted.data() + dataSize, tailSize) != tailSize) {
-        display->displayMessage(MessageKind::error, "Error while reading the file %s", qUtf8Printable(oldPath));
-        return false;
-    }
-    return true;
 }

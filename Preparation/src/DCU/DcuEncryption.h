@@ -46,5 +46,4 @@ class DcuEncryption {
     [[nodiscard]] QByteArray readFile(const QString& path, qint64 size) const;
     void encrypt();
     [[nodiscard]] bool writeImage();
-    [[nodiscard]] bool takeTailOf(const QString& oldPath);
 };

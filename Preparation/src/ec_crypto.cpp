@@ -2,10 +2,10 @@
 
 #include "Preparation/src/keyMessages.h"
 #include "Preparation/src/opensslObjects.h"
+#include "Preparation/src/rawSignature.h"
 #include "display/Display.h"
 
 #include <openssl/ec.h>
-#include <openssl/ecdsa.h>
 #include <openssl/obj_mac.h>
 
 #include <algorithm>
@@ -14,10 +14,7 @@ static_assert(prime256v1Nid == NID_X9_62_prime256v1 && brainpoolP256t1Nid == NID
 
 namespace {
 
-constexpr qsizetype coordinateSize = 32;
-constexpr qsizetype pointSize = 2 * coordinateSize;
-
-using EcdsaSignature = std::unique_ptr<ECDSA_SIG, OpensslRelease<ECDSA_SIG_free>>;
+constexpr qsizetype pointSize = 64;
 
 void printDer(const QByteArray& der) {
     constexpr qsizetype bytesPerLine = 16;
@@ -60,42 +57,6 @@ void tellVerification(int result) {
             static_cast<void>(reportError("Error occured during signature verification!\n"));
             break;
     }
-}
-
-// DER to r then s, each padded with zeros at its front; false if one is longer than a coordinate.
-bool toRawSignature(QByteArrayView derSignature, QByteArray& raw) {
-    const unsigned char* in = unsignedBytes(derSignature);
-    const EcdsaSignature signature(d2i_ECDSA_SIG(nullptr, &in, static_cast<long>(derSignature.size())));
-    QByteArray made(pointSize, '\0');
-    auto* const out = reinterpret_cast<unsigned char*>(made.data());
-    if (!signature || BN_bn2binpad(ECDSA_SIG_get0_r(signature.get()), out, coordinateSize) != coordinateSize ||
-        BN_bn2binpad(ECDSA_SIG_get0_s(signature.get()), out + coordinateSize, coordinateSize) != coordinateSize) {
-        return false;
-    }
-    raw = made;
-    return true;
-}
-
-bool toDerSignature(QByteArrayView raw, QByteArray& derSignature) {
-    const EcdsaSignature signature(ECDSA_SIG_new());
-    NumberPointer r(BN_bin2bn(unsignedBytes(raw), coordinateSize, nullptr));
-    NumberPointer s(BN_bin2bn(unsignedBytes(raw) + coordinateSize, coordinateSize, nullptr));
-    if (!signature || !r || !s || ECDSA_SIG_set0(signature.get(), r.get(), s.get()) != 1) {
-        return false;
-    }
-    static_cast<void>(r.release());
-    static_cast<void>(s.release());
-    const int size = i2d_ECDSA_SIG(signature.get(), nullptr);
-    if (size <= 0) {
-        return false;
-    }
-    QByteArray made(size, '\0');
-    auto* out = reinterpret_cast<unsigned char*>(made.data());
-    if (i2d_ECDSA_SIG(signature.get(), &out) != size) {
-        return false;
-    }
-    derSignature = made;
-    return true;
 }
 
 }  // namespace

@@ -18,11 +18,14 @@ struct OpensslRelease {
     }
 };
 
-using BioPointer = std::unique_ptr<BIO, OpensslRelease<BIO_free_all>>;
-using KeyContext = std::unique_ptr<EVP_PKEY_CTX, OpensslRelease<EVP_PKEY_CTX_free>>;
-using DigestContext = std::unique_ptr<EVP_MD_CTX, OpensslRelease<EVP_MD_CTX_free>>;
-using NumberContext = std::unique_ptr<BN_CTX, OpensslRelease<BN_CTX_free>>;
-using NumberPointer = std::unique_ptr<BIGNUM, OpensslRelease<BN_clear_free>>;
+template <typename Object, auto release>
+using OpensslPointer = std::unique_ptr<Object, OpensslRelease<release>>;
+
+using BioPointer = OpensslPointer<BIO, BIO_free_all>;
+using KeyContext = OpensslPointer<EVP_PKEY_CTX, EVP_PKEY_CTX_free>;
+using DigestContext = OpensslPointer<EVP_MD_CTX, EVP_MD_CTX_free>;
+using NumberContext = OpensslPointer<BN_CTX, BN_CTX_free>;
+using NumberPointer = OpensslPointer<BIGNUM, BN_clear_free>;
 
 /// A growing buffer that wipes what it held.
 inline BioPointer makeMemoryBio() {

@@ -1,6 +1,6 @@
 #include "Preparation/src/library/AesGcm.h"
 
-#include "Preparation/src/library/OpensslPointer.h"
+#include "Preparation/src/opensslObjects.h"
 
 #include <openssl/core_names.h>
 #include <openssl/err.h>
@@ -14,10 +14,6 @@ namespace {
 
 // EVP counts in `int`; whole cipher blocks keep every call but the last aligned.
 constexpr qsizetype maxUpdate = qsizetype{1} << 30;
-
-const unsigned char* bytesOf(QByteArrayView view) {
-    return reinterpret_cast<const unsigned char*>(view.data());
-}
 
 }  // namespace
 
@@ -33,7 +29,7 @@ bool AesGcm::setKey(QByteArrayView key) {
     context_.reset(EVP_CIPHER_CTX_new());
     const OpensslPointer<EVP_CIPHER, EVP_CIPHER_free> cipher(EVP_CIPHER_fetch(nullptr, "AES-128-GCM", nullptr));
     if (!context_ || !cipher ||
-        EVP_EncryptInit_ex2(context_.get(), cipher.get(), bytesOf(key), nullptr, nullptr) != 1) {
+        EVP_EncryptInit_ex2(context_.get(), cipher.get(), unsignedBytes(key), nullptr, nullptr) != 1) {
         ERR_clear_error();
         return false;
     }
@@ -53,7 +49,7 @@ bool AesGcm::start(QByteArrayView iv, std::initializer_list<QByteArrayView> addi
     const std::array<OSSL_PARAM, 2> parameters{OSSL_PARAM_construct_size_t(OSSL_CIPHER_PARAM_AEAD_IVLEN, &ivSize),
                                                OSSL_PARAM_construct_end()};
     if (EVP_CIPHER_CTX_set_params(context_.get(), parameters.data()) != 1 ||
-        EVP_EncryptInit_ex2(context_.get(), nullptr, nullptr, bytesOf(iv), nullptr) != 1) {
+        EVP_EncryptInit_ex2(context_.get(), nullptr, nullptr, unsignedBytes(iv), nullptr) != 1) {
         ERR_clear_error();
         return false;
     }
@@ -72,7 +68,8 @@ bool AesGcm::update(QByteArrayView bytes, char* out) {
         const int size = static_cast<int>(piece.size());
         int written = 0;
         auto* const destination = out == nullptr ? nullptr : reinterpret_cast<unsigned char*>(out + done);
-        if (EVP_EncryptUpdate(context_.get(), destination, &written, bytesOf(piece), size) != 1 || written != size) {
+        if (EVP_EncryptUpdate(context_.get(), destination, &written, unsignedBytes(piece), size) != 1 ||
+            written != size) {
             ERR_clear_error();
             step_ = Step::ready;
         }

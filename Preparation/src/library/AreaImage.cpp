@@ -1,6 +1,6 @@
 #include "Preparation/src/library/AreaImage.h"
 
-#include "Preparation/src/library/OpensslPointer.h"
+#include "Preparation/src/opensslObjects.h"
 #include "display/Display.h"
 #include "files/largePages.h"
 
@@ -36,8 +36,6 @@ constexpr qsizetype fileHeaderSize = 28;
 constexpr qsizetype baseIvOffset = 12;
 constexpr qsizetype tagOffset = 14;
 constexpr qsizetype secondBlockOffset = 30;
-
-using DigestContext = OpensslPointer<EVP_MD_CTX, EVP_MD_CTX_free>;
 
 struct ImageWriter {
     const AreaImageForm& form;

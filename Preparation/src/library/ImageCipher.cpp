@@ -1,5 +1,6 @@
 #include "Preparation/src/library/ImageCipher.h"
 
+#include "Preparation/src/opensslObjects.h"
 #include "display/Display.h"
 
 #include <QtEndian>
@@ -15,10 +16,6 @@ namespace {
 
 constexpr int digestSize = 32;  // SHA-256
 constexpr qsizetype regionKeySize = 16;
-
-const unsigned char* bytesOf(const QByteArray& bytes) {
-    return reinterpret_cast<const unsigned char*>(bytes.constData());
-}
 
 }  // namespace
 
@@ -64,7 +61,7 @@ QByteArray deriveRegionKey(const QByteArray& key, std::uint8_t regionNumber, con
     message.append(static_cast<char>(regionNumber));
     message.append(baseIv.data(), ivSize);
     std::array<unsigned char, digestSize> mac{};
-    const bool derived = HMAC(EVP_sha256(), key.constData(), static_cast<int>(key.size()), bytesOf(message),
+    const bool derived = HMAC(EVP_sha256(), key.constData(), static_cast<int>(key.size()), unsignedBytes(message),
                               static_cast<std::size_t>(message.size()), mac.data(), nullptr) != nullptr;
     QByteArray regionKey;
     if (derived) {

@@ -1,6 +1,6 @@
 #include "Preparation/src/library/P256Key.h"
 
-#include "Preparation/src/library/OpensslPointer.h"
+#include "Preparation/src/opensslObjects.h"
 #include "display/Display.h"
 #include "files/wipe.h"
 
@@ -22,10 +22,8 @@ namespace {
 constexpr qsizetype maxKeyFileSize = 65536;  // a P-256 key takes a few hundred bytes
 constexpr qsizetype encodedPointSize = 65;   // SEC 1, 2.3.3: 4, X, Y
 
-using Bio = OpensslPointer<BIO, BIO_free>;
 using Group = OpensslPointer<EC_GROUP, EC_GROUP_free>;
 using Point = OpensslPointer<EC_POINT, EC_POINT_free>;
-using Context = OpensslPointer<EVP_PKEY_CTX, EVP_PKEY_CTX_free>;
 
 enum class KeyPart { privateKey, publicKey };
 
@@ -47,7 +45,7 @@ bool isValidP256(const P256Key& key, KeyPart part) {
         OBJ_txt2nid(curve.data()) != NID_X9_62_prime256v1) {
         return false;
     }
-    const Context context(EVP_PKEY_CTX_new(key.get(), nullptr));
+    const KeyContext context = makeKeyContext(key.get());
     return context &&
            (part == KeyPart::privateKey ? EVP_PKEY_check(context.get()) : EVP_PKEY_public_check(context.get())) == 1;
 }
@@ -55,7 +53,8 @@ bool isValidP256(const P256Key& key, KeyPart part) {
 P256Key parseKey(QByteArrayView pem, const QString& name, KeyPart part) {
     bool passphraseWanted = false;
     P256Key key;
-    const Bio bio(pem.size() <= maxKeyFileSize ? BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())) : nullptr);
+    const BioPointer bio(pem.size() <= maxKeyFileSize ? BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size()))
+                                                      : nullptr);
     if (bio) {
         key.reset(part == KeyPart::privateKey
                       ? PEM_read_bio_PrivateKey(bio.get(), nullptr, refusePassphrase, &passphraseWanted)

@@ -1,6 +1,6 @@
 #include "Preparation/src/library/AesGcm.h"
-#include "Preparation/src/library/OpensslPointer.h"
 #include "Preparation/src/library/P256Key.h"
+#include "Preparation/src/opensslObjects.h"
 #include "display/Display.h"
 #include "preparation-interface/Preparation.h"
 
@@ -66,8 +66,7 @@ AgreementKeys readKeys() {
 // ECDH with the X9.63 key derivation (SEC 1, 3.3.1 and 3.6.1). No random number takes part: the file that is encrypted
 // under the secret carries no public key, so the card has to come to the same secret from fixed keys.
 bool deriveSecret(const AgreementKeys& keys, std::array<unsigned char, secretSize>& secret) {
-    using Context = OpensslPointer<EVP_PKEY_CTX, EVP_PKEY_CTX_free>;
-    const Context context(EVP_PKEY_CTX_new(keys.tool.get(), nullptr));
+    const KeyContext context = makeKeyContext(keys.tool.get());
     char kdf[] = OSSL_KDF_NAME_X963KDF;
     char digest[] = "SHA256";
     std::size_t size = secretSize;

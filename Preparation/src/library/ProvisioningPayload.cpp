@@ -1,6 +1,6 @@
 #include "Preparation/src/library/ImageCipher.h"
-#include "Preparation/src/library/OpensslPointer.h"
 #include "Preparation/src/library/P256Key.h"
+#include "Preparation/src/opensslObjects.h"
 #include "display/Display.h"
 #include "preparation-interface/Preparation.h"
 

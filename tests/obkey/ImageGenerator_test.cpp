@@ -75,10 +75,7 @@ TEST(ImageGenerator, LinkedTemplates) {
                         "Permission;Name=mask;defaultValue=0x7\n"
                         "Permission;Name=far;Width=1;Value=0x9"));
     struct Row {
-        const char* name;
-        const char* type;
-        const char* link;
-        const char* arguments;
+        const char *name, *type, *link, *arguments;
     };
     const Row rows[] = {
         {"key", "File", "#2#GetPublic", " @/./sub/./root_pub.pem"},
@@ -140,8 +137,7 @@ TEST(ImageGenerator, TagChecksOfTheFormat) {
         "XML document is invalid : Mandatory Tags under GlobalParam are missing, please update your xml file.";
     struct Row {
         QByteArray elements;
-        std::string duplicates;
-        std::string mandatory;
+        std::string duplicates, mandatory;
     };
     const Row rows[] = {
         {global + good + output, "", ""},

@@ -36,9 +36,7 @@ QStringList words(const char* text) {
 
 TEST(ImgtoolLauncher, SignLeavesOutTheOneNoticeOfASuccess) {
     struct Row {
-        const char* answer;
-        const char* status;
-        const char* output;
+        const char *answer, *status, *output;
     };
     const Row rows[] = {
         {"", "0", ""},

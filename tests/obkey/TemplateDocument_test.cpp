@@ -63,8 +63,7 @@ TEST(TemplateDocument, TheRootIsFoundBehindTheDeclarationOnly) {
     struct Row {
         QByteArray text;
         bool loads;
-        std::uint32_t state;
-        std::uint32_t format;
+        std::uint32_t state, format;
     };
     const Row rows[] = {
         {declaration + "<Root><!-- c --><Obdata><!-- c --></Obdata><Other/></Root>", true, 4, 0},

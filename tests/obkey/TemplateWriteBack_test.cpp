@@ -6,8 +6,7 @@
 
 TEST(TemplateWriteBack, ValueStandsDirectlyBehindTheName) {
     struct Row {
-        const char* before;
-        const char* after;
+        const char *before, *after;
     };
     const Row rows[] = {
         {"<D>\r\n\t\t<Name>a</Name>\r\n\t\t<Width>1</Width></D>",

@@ -66,9 +66,7 @@ TEST(TemplateNumbers, References) {
 
 TEST(TemplatePaths, EachFormatHasItsRule) {
     struct Row {
-        const char* path;
-        const char* inObkey;
-        const char* inMcuboot;
+        const char *path, *inObkey, *inMcuboot;
     };
     const Row rows[] = {
         {"a.pem", "f/a.pem", "a.pem"},

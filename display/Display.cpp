@@ -19,23 +19,25 @@ constexpr int maxCharacters = 30719;
 // A UTF-8 character has at most four bytes, so that this many bytes always hold the characters that are kept.
 constexpr std::size_t formatBytes = std::size_t{maxCharacters} * 4 + 1;
 
-struct Look {
-    std::int32_t kind;
-    int attribute;       // of the Windows console; 15 is bright white
-    const char* escape;  // the same colour as a terminal sequence
-};
+// The colour of a kind is an attribute of the Windows console: blue 1, green 2, red 4, bright 8.
+constexpr int plainAttribute = 15;
+constexpr std::array kindAttributes = {plainAttribute, 7, 10, 11, 14, 12, 3, 3, 3, 10, 14, 12};
 
-constexpr Look defaultLook = {0, 15, "\x1b[97m"};
-constexpr std::array looks = {
-    Look{1, 7, "\x1b[37m"},  Look{2, 10, "\x1b[92m"},  Look{3, 11, "\x1b[96m"},  Look{4, 14, "\x1b[93m"},
-    Look{5, 12, "\x1b[91m"}, Look{6, 3, "\x1b[36m"},   Look{7, 3, "\x1b[36m"},   Look{8, 3, "\x1b[36m"},
-    Look{9, 10, "\x1b[92m"}, Look{10, 14, "\x1b[93m"}, Look{11, 12, "\x1b[91m"},
-};
+constexpr char plainEscape[] = "\x1b[0m";
 
-const Look& lookOf(std::int32_t kind) {
-    const auto* const found =
-        std::find_if(looks.begin(), looks.end(), [kind](const Look& look) { return look.kind == kind; });
-    return found == looks.end() ? defaultLook : *found;
+int attributeOf(std::int32_t kind) {
+    const auto index = static_cast<std::uint32_t>(kind);
+    return index < kindAttributes.size() ? kindAttributes[index] : plainAttribute;
+}
+
+// The terminal sequence for the same colour, where red is 1 and blue 4. Plain text takes the terminal's own colour: the
+// bright white of the attribute can't be read on a light background.
+std::string escapeOf(int attribute) {
+    if (attribute == plainAttribute) {
+        return plainEscape;
+    }
+    const int colour = (attribute & 4) >> 2 | (attribute & 2) | (attribute & 1) << 2;
+    return "\x1b[" + std::to_string(colour + ((attribute & 8) != 0 ? 90 : 30)) + 'm';
 }
 
 // Length of the well-formed UTF-8 sequence at `text`, or 0. The text is NUL-terminated, so a sequence that the end
@@ -124,13 +126,12 @@ std::string logTextOf(const wchar_t* text) {
 }
 
 bool isTerminal() {
-    static const bool terminal = isatty(STDOUT_FILENO) == 1;
-    return terminal;
+    return isatty(STDOUT_FILENO) == 1;
 }
 
-bool hasColours() {
-    static const bool colours = isTerminal() && std::getenv("NO_COLOR") == nullptr;
-    return colours;
+bool coloursWanted() {
+    const char* const refused = std::getenv("NO_COLOR");  // set, but empty, means nothing
+    return refused == nullptr || *refused == '\0';
 }
 
 void writeAll(std::FILE* file, const std::string& text) {
@@ -239,9 +240,10 @@ void displayCallback(std::int32_t kind, const wchar_t* text) {
     if (!shownOnConsole(kind, display->verbosity)) {
         return;
     }
-    std::string line = utf8Of(text, isTerminal()) + '\n';
-    if (display->consoleOff == 0 && hasColours()) {
-        line = lookOf(kind).escape + line + defaultLook.escape;
+    const bool forTerminal = isTerminal();
+    std::string line = utf8Of(text, forTerminal) + '\n';
+    if (forTerminal && display->consoleOff == 0 && coloursWanted()) {
+        line = escapeOf(attributeOf(kind)) + line + plainEscape;
     }
     writeAll(stdout, line);
 }

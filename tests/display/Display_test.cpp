@@ -5,6 +5,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 namespace {
 
 using testing::HasSubstr;
@@ -79,6 +83,44 @@ TEST_F(DisplayTest, LogHoldsEveryMessage) {
     EXPECT_THAT(folder.read("trace.log").toStdString(),
                 MatchesRegex(stamp + "shown\n" + stamp + "hidden\n" + stamp + "shown too\n" + stamp + "deep\n" + stamp +
                              "Error: 100% of %s %n 5%\x1b.0m\n"));
+}
+
+/// What a terminal gets for a few messages; `noColor` is the value of the variable, if there is one.
+std::string onTerminal(const char* noColor) {
+    int terminal = -1;
+    std::fflush(stdout);
+    const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+    if (child == 0) {
+        noColor == nullptr ? unsetenv("NO_COLOR") : setenv("NO_COLOR", noColor, 1);
+        Display::getInstance()->callback = displayCallback;
+        displayMessage(MessageKind::normal, "a\tb");
+        displayMessage(MessageKind::warning, "%s", "\x1b[2J\r\x7F\xC2\x9B");
+        displayMessage(MessageKind::verbose1, "c");
+        std::fflush(stdout);
+        _exit(0);
+    }
+    std::string text;
+    std::array<char, 256> part{};
+    for (ssize_t size = 0; (size = read(terminal, part.data(), part.size())) > 0;) {
+        text.append(part.data(), static_cast<std::size_t>(size));
+    }
+    close(terminal);
+    waitpid(child, nullptr, 0);
+    return QString::fromStdString(text)
+        .remove(QLatin1Char('\r'))
+        .replace(QLatin1Char('\x1b'), QLatin1Char('^'))
+        .toStdString();
+}
+
+TEST_F(DisplayTest, TerminalGetsColoursAndNoControlCharacters) {
+    const std::string coloured = "^[0ma\tb\n^[0m^[93mWarning: \\x1B[2J\\x0D\\x7F\\x9B\n^[0m^[36mc\n^[0m";
+    const std::string found = onTerminal(nullptr);
+    if (found.empty()) {
+        GTEST_SKIP() << "no terminal to be had";
+    }
+    EXPECT_EQ(found, coloured);
+    EXPECT_EQ(onTerminal(""), coloured);
+    EXPECT_EQ(onTerminal("1"), "a\tb\nWarning: \\x1B[2J\\x0D\\x7F\\x9B\nc\n");
 }
 
 TEST_F(DisplayTest, LogThatCannotBeOpenedStopsNothing) {

@@ -1,12 +1,13 @@
 #include "display/Display.h"
 #include "files/ByteWriter.h"
-#include "files/parseNumber.h"
+#include "files/hexPairs.h"
 #include "files/readExactly.h"
 #include "formats/FileTSV.h"
 #include "formats/readers.h"
 
 #include <QList>
 
+#include <algorithm>
 #include <numeric>
 
 namespace {
@@ -41,13 +42,20 @@ std::uint32_t leadingHexNumber(QByteArrayView text) {
     }
     std::uint32_t number = 0;
     for (const char character : text) {
-        std::uint32_t digit = 0;
-        if (!parseNumber(QString(QLatin1Char(character)), 16, digit)) {
+        const int digit = hexDigitValue(character);
+        if (digit < 0) {
             break;
         }
-        number = number << 4 | digit;
+        number = number << 4 | static_cast<std::uint32_t>(digit);
     }
     return number;
+}
+
+/// Whether digits of any number follow the "0x": an offset on a large medium doesn't fit 32 bits.
+bool isHexOffset(QByteArrayView offset) {
+    const QByteArrayView digits = offset.trimmed().sliced(2);
+    return !digits.isEmpty() &&
+           std::all_of(digits.begin(), digits.end(), [](char digit) { return hexDigitValue(digit) >= 0; });
 }
 
 QByteArray cutAt(char character, const QByteArray& text) {
@@ -65,8 +73,7 @@ bool takeLine(const QString& path, const QByteArray& line, FileTSV& file, QByteA
         return reportError("TSV file %s not conform: it may miss some columns or fields", qUtf8Printable(path));
     }
     const QByteArray& offset = columns.at(offsetColumn);
-    std::uint32_t ignored = 0;
-    if (offset.startsWith("0x") && !parseNumber(QString::fromLatin1(offset.trimmed()), 16, ignored)) {
+    if (offset.startsWith("0x") && !isHexOffset(offset)) {
         return reportError("TSV file %s is not conform. Wrong Offset value : %s", qUtf8Printable(path),
                            offset.constData());
     }

@@ -61,10 +61,7 @@ bool seekTo(QFile& device, qint64 offset) {
 
 }  // namespace
 
-bool openFile(FileLoadContext& context, const QString& path, FileData*& result, std::uint8_t fillByte, qint64 offset,
-              std::uint32_t size, bool allowPvs) {
-    context.fillByte = fillByte;
-    QFile device(path);
+bool openInputFile(QFile& device) {
     const QString name = bareFileName(device);
     if (!device.exists()) {
         return reportError("The file %s does not exist, please check the file's path", qUtf8Printable(name));
@@ -75,11 +72,21 @@ bool openFile(FileLoadContext& context, const QString& path, FileData*& result, 
     if (device.size() == 0) {
         return reportError("The file %s is empty", qUtf8Printable(name));
     }
+    return true;
+}
+
+bool openFile(FileLoadContext& context, const QString& path, FileData*& result, std::uint8_t fillByte, qint64 offset,
+              std::uint32_t size, bool allowPvs) {
+    context.fillByte = fillByte;
+    QFile device(path);
+    if (!openInputFile(device)) {
+        return false;
+    }
 
     const bool binary = hasBinarySuffix(path);
     const FormatRow* const row = binary ? nullptr : rowOf(context, path, allowPvs);
     if (!binary && row == nullptr) {
-        announceBinary(name);
+        announceBinary(bareFileName(device));
     }
     std::shared_ptr<FileData> record;
     if (!(row != nullptr ? row->read(context, device, record) : readBinaryImage(device, offset, size, record))) {

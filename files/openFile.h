@@ -19,5 +19,8 @@
 /// Reads a provisioning data file; a FileReader.
 [[nodiscard]] bool readObkFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
 
+/// Opens an input file for reading. False, with a message, if it doesn't exist, can't be opened or is empty.
+[[nodiscard]] bool openInputFile(QFile& device);
+
 /// The name of `device`'s file without its folder.
 [[nodiscard]] QString bareFileName(const QFile& device);

@@ -25,19 +25,12 @@ FileReader readerFor(CsvKind kind) {
 
 bool openCsvFile(FileLoadContext& context, const QString& path, CsvKind kind, FileData*& result) {
     QFile device(path);
-    const QString name = bareFileName(device);
     if (!path.endsWith(QLatin1String("csv"), Qt::CaseInsensitive)) {
         return reportError("The file %s does not have .csv extension, please check the file's path",
-                           qUtf8Printable(name));
+                           qUtf8Printable(bareFileName(device)));
     }
-    if (!device.exists()) {
-        return reportError("The file %s does not exist, please check the file's path", qUtf8Printable(name));
-    }
-    if (!device.open(QIODevice::ReadOnly)) {
-        return reportError("Unable to open the file %s", qUtf8Printable(name));
-    }
-    if (device.size() == 0) {
-        return reportError("The file %s is empty", qUtf8Printable(name));
+    if (!openInputFile(device)) {
+        return false;
     }
     const FileReader read = readerFor(kind);
     std::shared_ptr<FileData> record;

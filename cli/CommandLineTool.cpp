@@ -2,6 +2,7 @@
 
 #include "cli/usageText.h"
 #include "display/Display.h"
+#include "files/readExactly.h"
 #include "files/wipe.h"
 #include "formats/formatTable.h"
 #include "obkey/Obkey.h"
@@ -142,15 +143,20 @@ bool CommandLineTool::readBinaryFile(const QString& path, QByteArray& outBytes, 
     if (!file.exists()) {
         return reportError("The file %s does not exist, please check the file's path", qUtf8Printable(path));
     }
-    if (!file.open(QIODevice::ReadOnly)) {
+    // Unbuffered: no key is left behind in a buffer that nobody wipes.
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
         return reportError("Unable to open the file %s", qUtf8Printable(path));
     }
     if (expectedSize != 0 && file.size() != expectedSize) {
         return reportError("Size of %s is expected to be %d (found %d)", qUtf8Printable(path),
                            static_cast<int>(expectedSize), static_cast<int>(file.size()));
     }
+    QByteArray bytes;
+    if (readExactly(file, file.size(), bytes) != ReadStatus::done) {
+        return reportError("Unable to read the file %s", qUtf8Printable(path));
+    }
     wipe(outBytes);
-    outBytes = file.readAll();
+    outBytes = std::move(bytes);
     return true;
 }
 

@@ -1,14 +1,13 @@
 #include "cli/CommandBase.h"
 #include "files/outputFile.h"
 #include "files/parseNumber.h"
+#include "files/readExactly.h"
 #include "files/wipe.h"
 
 #include <QFileInfo>
 
 #include <array>
 #include <limits>
-#include <memory>
-#include <new>
 
 namespace {
 
@@ -187,12 +186,13 @@ Flow HsmCommand::run() {
     return provision();
 }
 
-// Encrypts the input's first segment and gives the 16-byte tag followed by the encrypted data.
-Flow encryptPersonalizationData(Preparation& preparation, const FileSegment& content, QByteArray& output) {
+// Encrypts `content`, which it wipes, and gives the 16-byte tag followed by the encrypted data.
+Flow encryptPersonalizationData(Preparation& preparation, FileSegment& content, QByteArray& output) {
     constexpr qsizetype ivOffset = 16;
     constexpr qsizetype tagSize = 16;
     QByteArray secret(32, '\0');
     const WipeOnExit wipeSecret(secret);
+    const WipeOnExit wipePlain(content.data);
     auto* const secretBytes = reinterpret_cast<unsigned char*>(secret.data());
     std::array<unsigned char*, 2> table = {secretBytes, nullptr};
     if (!preparation.SignECDH_KDF2(table.data())) {
@@ -202,23 +202,16 @@ Flow encryptPersonalizationData(Preparation& preparation, const FileSegment& con
         return failWith("Encryption failed %d", -1);
     }
     const auto length = static_cast<std::int32_t>(content.size);
-    const std::unique_ptr<unsigned char[]> encrypted(new (std::nothrow) unsigned char[content.size + std::size_t{1}]);
-    if (encrypted == nullptr) {
+    if (!memoryAvailable(tagSize + length)) {
         reportError("Memory allocation failed");
         return Flow::end(0);
     }
-    QByteArray plain = content.data;
-    std::array<unsigned char, tagSize> tag{};
+    output = QByteArray(tagSize + length, '\0');
+    auto* const tag = reinterpret_cast<unsigned char*>(output.data());
     const std::int32_t count =
-        preparation.encryptPersoData(reinterpret_cast<unsigned char*>(plain.data()), length, secretBytes,
-                                     secretBytes + ivOffset, encrypted.get(), tag.data());
-    wipe(plain);
-    if (count != length) {
-        return failWith("Encryption failed %d", count);
-    }
-    output.append(textOf(tag.data()), tagSize);
-    output.append(textOf(encrypted.get()), length);
-    return Flow::goOn();
+        preparation.encryptPersoData(reinterpret_cast<unsigned char*>(content.data.data()), length, secretBytes,
+                                     secretBytes + ivOffset, tag + tagSize, tag);
+    return count == length ? Flow::goOn() : failWith("Encryption failed %d", count);
 }
 
 }  // namespace

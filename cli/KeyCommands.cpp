@@ -165,7 +165,12 @@ Flow BinarySigningCommand::run() {
     if (QFileInfo(keyPath).size() > maxKeyFileSize) {
         return failWith("Error in private key size !");
     }
-    if (signTarnwaveBinary(keyPath, inputPath, signedPath) == 0) {
+    constexpr int outOfMemory = 2;  // told of already, and the one failure that ends the run
+    const int result = signTarnwaveBinary(keyPath, inputPath, signedPath);
+    if (result == outOfMemory) {
+        return Flow::end(outOfMemory);
+    }
+    if (result == 0) {
         displayMessage(MessageKind::success, "\nSigned file generated succesfully.\n");
     } else {
         reportError("Error while generating signed binary");

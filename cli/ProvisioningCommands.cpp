@@ -76,6 +76,7 @@ struct ProvisioningImageCommand : CommandBase {
     using CommandBase::CommandBase;
 
     QByteArray blob;
+    WipeOnExit wipeBlob{blob};
 
     Flow run();
     Flow readBlob(const QStringList& params);

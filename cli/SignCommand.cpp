@@ -1,5 +1,6 @@
 #include "cli/CommandBase.h"
 #include "files/parseNumber.h"
+#include "files/readExactly.h"
 
 #include <QByteArrayView>
 
@@ -94,6 +95,10 @@ Flow SignCommand::detectSignedImage(SignedImage& image, FileData& part) const {
             }
             // An LVM mark within the first 28 bytes leaves nothing in front of it to sign.
             const qsizetype length = std::max<qsizetype>(i + mark.lengthFromMark, 0);
+            if (!memoryAvailable(length)) {
+                displayMessage(MessageKind::normal, "%s", "");
+                return failWith("Failed to allocate memory");
+            }
             part.segmentCount = 1;
             part.segments.push_back({0, static_cast<std::uint32_t>(length), bytes.first(length).toByteArray()});
             FileData* pointer = &part;
@@ -130,7 +135,7 @@ Flow SignCommand::run() {
         return failWith("Error occured when signing the binary image");
     }
     const FileSegment& content = input->segments.front();
-    if (!image.createSignedImage(tool.outputPath, content.data.first(content.size))) {
+    if (!image.createSignedImage(tool.outputPath, content.data.left(content.size))) {
         return failWith("an error occured while preparing signed image\n");
     }
     displayMessage(MessageKind::success, "Writing signed image to file %s finished successfully",

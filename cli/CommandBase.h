@@ -11,7 +11,7 @@
 /// Reports an error and ends the run with status 1.
 Flow failWith(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
-/// The first file's texts of options that several commands share.
+/// What several commands say of an option without its parameter.
 inline constexpr char missingKeyFile[] = "You need to specify a file with the key option";
 inline constexpr char missingNonceFile[] = "You need to specify a file with the nonce option";
 inline constexpr char missingFirmwareFile[] = "You need to specify a file with the firmware option";

@@ -67,6 +67,8 @@ struct InstallImageCommand : CommandBase {
     Flow readExternalModuleList(const QStringList& params);
 
     Flow readTable(const QString& path, CsvKind kind, FileData*& table);
+    template <class List>
+    Flow readList(const QString& path, CsvKind kind, FileType type, List*& list);
     Flow checkOptions();
     Flow mergeFirmware();
     Flow writeImage();
@@ -296,39 +298,41 @@ Flow InstallImageCommand::readXtbi(const QStringList& params) {
     if (file->fileType != fileTypeBinary && file->fileType != fileTypeXtbi) {
         return failWith(wrongFormat, qUtf8Printable(params.constFirst()));
     }
-    // A plain file has no areas and is only ever looked at as FileData.
-    tool.xtbiFile = static_cast<FileTBI*>(file);
-    if (file->fileType == fileTypeXtbi) {
-        for (const TbiArea& area : tool.xtbiFile->areas) {
-            file->segments.push_back({area.address, area.size, area.data});
-        }
-        file->segmentCount = static_cast<std::uint32_t>(tool.xtbiFile->areas.size());
+    if (file->fileType == fileTypeBinary) {
+        // A plain file goes on as an image without areas.
+        auto plain = std::make_shared<FileTBI>();
+        static_cast<FileData&>(*plain) = *file;
+        tool.xtbiFile = plain.get();
+        tool.fileContext.records.push_back(std::move(plain));
+        return Flow::goOn();
     }
+    tool.xtbiFile = static_cast<FileTBI*>(file);
+    for (const TbiArea& area : tool.xtbiFile->areas) {
+        file->segments.push_back({area.address, area.size, area.data});
+    }
+    file->segmentCount = static_cast<std::uint32_t>(tool.xtbiFile->areas.size());
+    return Flow::goOn();
+}
+
+template <class List>
+Flow InstallImageCommand::readList(const QString& path, CsvKind kind, FileType type, List*& list) {
+    FileData* read = nullptr;
+    if (!openCsvFile(tool.fileContext, path, kind, read)) {
+        return Flow::end(1);
+    }
+    if (read->fileType != type) {
+        return failWith(wrongFormat, qUtf8Printable(path));
+    }
+    list = static_cast<List*>(read);
     return Flow::goOn();
 }
 
 Flow InstallImageCommand::readModuleList(const QStringList& params) {
-    FileData* list = nullptr;
-    if (!openCsvFile(tool.fileContext, params.constFirst(), CsvKind::moduleList, list)) {
-        return Flow::end(1);
-    }
-    if (list->fileType != fileTypeMcsv) {
-        return failWith(wrongFormat, qUtf8Printable(params.constFirst()));
-    }
-    tool.mcsvFile = static_cast<FileMCSV*>(list);
-    return Flow::goOn();
+    return readList(params.constFirst(), CsvKind::moduleList, fileTypeMcsv, tool.mcsvFile);
 }
 
 Flow InstallImageCommand::readExternalModuleList(const QStringList& params) {
-    FileData* list = nullptr;
-    if (!openCsvFile(tool.fileContext, params.constFirst(), CsvKind::externalModuleList, list)) {
-        return Flow::end(1);
-    }
-    if (list->fileType != fileTypeEcsv) {
-        return failWith(wrongFormat, qUtf8Printable(params.constFirst()));
-    }
-    tool.ecsvFile = static_cast<FileECSV*>(list);
-    return Flow::goOn();
+    return readList(params.constFirst(), CsvKind::externalModuleList, fileTypeEcsv, tool.ecsvFile);
 }
 
 Flow InstallImageCommand::checkOptions() {

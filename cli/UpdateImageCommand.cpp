@@ -64,7 +64,7 @@ Flow UpdateImageCommand::run() {
     }
     const QByteArray image = tool.preparation.TBUPreparation(tool.firmware, tool.key, tool.nonce,
                                                              static_cast<std::uint16_t>(tool.imageVersion));
-    if (image.isEmpty()) {
+    if (image.size() < headerSize) {
         return failWith("Error occured when preparing an TBU image");
     }
     const QByteArrayView bytes(image);

@@ -1,6 +1,8 @@
 #include "tests/cli/CommandRun.h"
 #include "tests/support/TempFolder.h"
 
+#include <QFile>
+
 #include <gtest/gtest.h>
 
 namespace {
@@ -41,6 +43,11 @@ void makeFiles(const TempFolder& folder) {
                                                    "00000000"
                                                    "04000000"
                                                    "01020304"));
+    folder.write("stack.bin", QByteArray::fromHex("1198769129372311987642"));  // a cut mark, then two whole ones
+    folder.write("lvm.bin", QByteArray::fromHex("2192273200"));
+    folder.write("other.bin", QByteArray::fromHex("0011987642912937"));  // ends in a cut mark
+    folder.write("huge.bin", {});
+    EXPECT_TRUE(QFile::resize(folder.path("huge.bin"), qint64{5} << 30));  // without taking room on the disk
     folder.write("empty.json", "{\"Title\": \"none\", \"Files\": []}");
 }
 

@@ -1,6 +1,7 @@
 #include "Preparation/src/TarnwaveQuill/signatureprep.h"
 #include "cli/CommandBase.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QSet>
@@ -89,10 +90,12 @@ Flow KeyGenerationCommand::run() {
     QSet<QString> places;
     for (const QString& path : paths) {
         const QFileInfo file(path);
-        if (file.exists() || places.contains(file.absoluteFilePath())) {
+        // A folder may be named in two ways, through a link or by its own path.
+        const QString place = file.absoluteDir().canonicalPath() + u'/' + file.fileName();
+        if (file.exists() || places.contains(place)) {
             return failWith(overwriteRisk);
         }
-        places.insert(file.absoluteFilePath());
+        places.insert(place);
     }
     if (generateTarnwaveKeys(paths.at(0), paths.at(1), paths.at(2), paths.at(3), paths.at(4)) != 0) {
         return failWith("Error path does not exist.");

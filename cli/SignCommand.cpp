@@ -115,8 +115,8 @@ Flow SignCommand::run() {
     if (flow.ends()) {
         return flow;
     }
-    for (const char* const name : {"-bin", "-prvk", "-v", "-o"}) {
-        if (!wasGiven(optionRows, given, name)) {
+    for (const char* const name : {"-prvk", "-v", "-o"}) {
+        if (input == nullptr || !wasGiven(optionRows, given, name)) {
             return failWith("One or more mandatory options are missing, please refer to help menu");
         }
     }

@@ -8,7 +8,6 @@
 
 #include <gelf.h>
 
-#include <algorithm>
 #include <limits>
 
 // libelf decodes the tables in either byte order. What they say is only a claim: every offset and size is held against
@@ -94,28 +93,36 @@ bool readStringTable(ElfSource& source, std::size_t index, StringTable& table) {
     return true;
 }
 
-// The offsets of the sections as their table has them, read as little-endian numbers whatever the file's encoding says:
-// those who receive the record count on that. An entry that lies outside the file gives 0.
-std::uint32_t rawSectionOffset(QFile& device, std::uint16_t index) {
-    constexpr qint64 entrySize = 40;
-    constexpr qsizetype tableOffsetField = 32;
-    constexpr qsizetype entrySizeField = 46;
-    constexpr qsizetype offsetField = 16;
-    const QByteArray header = device.seek(0) ? device.read(headerSize) : QByteArray();
-    ByteReader fields(header);
-    fields.seek(tableOffsetField);
-    const qint64 table = fields.u32();
-    fields.seek(entrySizeField);
-    const qint64 stride = fields.u16();
-    const std::uint16_t count = fields.u16();
-    if (!fields.ok() || index >= count || !device.seek(table + index * stride)) {
-        return 0;
+/// The section table as the file's header has it, read as little-endian numbers whatever the file's encoding says:
+/// those who receive the record count on that.
+struct RawSectionTable {
+    QFile& device;
+    qint64 offset = 0;
+    qint64 stride = 0;
+    std::uint16_t count = 0;
+
+    explicit RawSectionTable(QFile& file) : device(file) {
+        const QByteArray header = device.seek(0) ? device.read(headerSize) : QByteArray();
+        ByteReader fields(header);
+        fields.seek(32);
+        offset = fields.u32();
+        fields.seek(46);
+        stride = fields.u16();
+        count = fields.u16();
     }
-    const QByteArray entry = device.read(entrySize);
-    ByteReader entryFields(entry);
-    entryFields.seek(offsetField);
-    return entryFields.u32();
-}
+
+    /// The offset of a section; 0 if its entry lies outside the file.
+    [[nodiscard]] std::uint32_t sectionOffset(std::uint16_t index) const {
+        constexpr qint64 entrySize = 40;
+        if (index >= count || !device.seek(offset + index * stride)) {
+            return 0;
+        }
+        const QByteArray entry = device.read(entrySize);
+        ByteReader fields(entry);
+        fields.seek(16);
+        return fields.u32();
+    }
+};
 
 bool readHeader(ElfSource& source, FileELF& file) {
     GElf_Ehdr header{};
@@ -166,6 +173,7 @@ bool readSections(ElfSource& source, FileELF& file) {
     if (!readStringTable(source, file.sectionNameStringIndex, names)) {
         return false;
     }
+    const RawSectionTable table(source.device);
     for (std::uint16_t i = 0; i < file.sectionCount; ++i) {
         GElf_Shdr header{};
         Elf_Scn* const section = elf_getscn(source.elf.get(), i);
@@ -181,7 +189,7 @@ bool readSections(ElfSource& source, FileELF& file) {
             return false;
         }
         record.index = i;
-        record.offset = rawSectionOffset(source.device, i);
+        record.offset = table.sectionOffset(i);
         record.type = header.sh_type;
         record.flags = header.sh_flags;
         record.info = header.sh_info;

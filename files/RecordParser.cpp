@@ -124,7 +124,7 @@ class RecordParser {
 
     TextWindow text_;
     const RecordCallbacks& callbacks_;
-    int lineNumber_ = 0;
+    std::uint32_t lineNumber_ = 0;
     bool isHex_ = false;
     bool isSrec_ = false;
     std::array<std::uint8_t, maxRecordPairs + hexBytesSlack> record_{};
@@ -331,7 +331,7 @@ bool RecordParser::fail(const char* format, ...) {
     va_start(arguments, format);
     std::vsnprintf(text.data(), text.size(), format, arguments);
     va_end(arguments);
-    callbacks_.reportError(*callbacks_.context, lineNumber_, text.data());
+    callbacks_.reportError(*callbacks_.context, static_cast<int>(lineNumber_), text.data());
     return false;
 }
 

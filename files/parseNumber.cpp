@@ -1,25 +1,16 @@
 #include "files/parseNumber.h"
 
+#include "files/hexPairs.h"
+
 #include <QString>
 
 #include <limits>
 
 namespace {
 
-constexpr int notADigit = 99;
-
 int digitValue(QChar character) {
     const char16_t c = character.unicode();
-    if (c >= u'0' && c <= u'9') {
-        return c - u'0';
-    }
-    if (c >= u'a' && c <= u'f') {
-        return c - u'a' + 10;
-    }
-    if (c >= u'A' && c <= u'F') {
-        return c - u'A' + 10;
-    }
-    return notADigit;
+    return c < 0x80 ? hexDigitValue(static_cast<char>(c)) : -1;
 }
 
 bool hasHexPrefix(QStringView text) {
@@ -41,7 +32,7 @@ bool parseNumber(QStringView text, int base, std::uint32_t& value) {
     std::uint64_t number = 0;
     for (const QChar character : text) {
         const int digit = digitValue(character);
-        if (digit >= base) {
+        if (digit < 0 || digit >= base) {
             return false;
         }
         number = number * static_cast<unsigned>(base) + static_cast<unsigned>(digit);

@@ -28,6 +28,8 @@ TEST(RecordWriters, WriteTheirForms) {
     ASSERT_TRUE(writeHexFile({}, image({{0x1FFC0, 65}}), folder.path("a.hex")));
     EXPECT_EQ(folder.read("a.hex").count('\n'), 1 + 2 + 1 + 256 + 1);
     EXPECT_EQ(folder.read("a.hex").split('\n')[3], ":020000040002F8");
+    ASSERT_TRUE(writeHexFile({}, image({{0x20000, 8193}}), folder.path("a.hex")));
+    EXPECT_EQ(folder.read("a.hex").split('\n')[257], ":020000040002F8");
 
     const std::pair<std::uint32_t, const char*> records[] = {
         {0xFFFE, "S105fffe0A0AE9\nS9030000FC\n"},
@@ -58,16 +60,18 @@ TEST(RecordWriters, WhatIsWrittenReadsBack) {
     }
     FileData file = image(pieces);
     const TempFolder folder;
-    ASSERT_TRUE(writeHexFile({}, image({pieces.begin(), pieces.begin() + 1000}), folder.path("a.hex")));
+    FileData part = image({pieces.begin(), pieces.begin() + 1000});
+    ASSERT_TRUE(writeHexFile({}, part, folder.path("a.hex")));
     ASSERT_TRUE(writeSrecFile({}, file, folder.path("a.srec")));
     sortSegments(file);
+    sortSegments(part);
     FileLoadContext context;
     context.formats = formats;
     FileData* back = nullptr;
     ASSERT_TRUE(openFile(context, folder.path("a.srec"), back));
     EXPECT_TRUE(segmentText(*back) == segmentText(file));
     ASSERT_TRUE(openFile(context, folder.path("a.hex"), back));
-    EXPECT_EQ(back->segmentCount, 1000U);
+    EXPECT_TRUE(segmentText(*back) == segmentText(part));
 }
 
 TEST(RecordWriters, FailuresKeepWhatWasThere) {

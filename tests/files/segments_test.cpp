@@ -29,8 +29,8 @@ FileData randomFile(std::mt19937& generator, std::uint32_t base, std::uint32_t s
     return fileOf(pieces);
 }
 
-/// The joining rules word for word, one neighbour at a time. Gives whether an overlap was met.
-bool compactByTheLetter(FileData& file) {
+/// The joining rules, one neighbour at a time. Gives whether an overlap was met.
+bool compactOneByOne(FileData& file) {
     bool overlap = false;
     for (std::size_t i = 0; i + 1 < file.segments.size();) {
         FileSegment& a = file.segments[i];
@@ -76,7 +76,7 @@ TEST(Segments, CompactingFollowsTheRules) {
         FileData file = randomFile(generator, round % 2 == 0 ? 0x1000 : 0xFFFFFF80, 0x100);
         sortSegments(file);
         FileData expected = file;
-        EXPECT_EQ(compactSegments({}, file), compactByTheLetter(expected));
+        EXPECT_EQ(compactSegments({}, file), compactOneByOne(expected));
         ASSERT_EQ(segmentText(file), segmentText(expected));
     }
 }

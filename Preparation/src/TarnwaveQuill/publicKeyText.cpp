@@ -66,6 +66,9 @@ PublicKeyText parsePublicKeyText(QIODevice& text) {
     PublicKeyText result;
     QByteArray line = nextLine(text);
     while (!line.isEmpty() && !line.contains("Modulus:")) {
+        if (line.contains("Exponent:")) {
+            return result;
+        }
         line = nextLine(text);
     }
     bool first = true;

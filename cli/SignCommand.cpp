@@ -115,10 +115,9 @@ Flow SignCommand::run() {
     if (flow.ends()) {
         return flow;
     }
-    for (const char* const name : {"-prvk", "-v", "-o"}) {
-        if (input == nullptr || !wasGiven(optionRows, given, name)) {
-            return failWith("One or more mandatory options are missing, please refer to help menu");
-        }
+    const auto has = [this](const char* name) { return wasGiven(optionRows, given, name); };
+    if (input == nullptr || !has("-prvk") || !has("-v") || !has("-o")) {
+        return failWith("One or more mandatory options are missing, please refer to help menu");
     }
     SignedImage image;
     image.setSigSize(tool.signatureSize);

@@ -100,7 +100,7 @@ std::string utf8Of(const wchar_t* text, bool forTerminal) {
     std::string out;
     out.reserve(std::wcslen(text) + 16);
     for (; *text != 0; ++text) {
-        const std::uint32_t character = static_cast<std::wint_t>(*text);
+        const std::uint32_t character = std::char_traits<wchar_t>::to_int_type(*text);
         const bool control =
             (character < 0x20 && character != '\n' && character != '\t') || (character >= 0x7F && character < 0xA0);
         if (forTerminal && control) {

@@ -15,9 +15,8 @@ TEST(PublicKeyText, ModulusEndsWhereItsLinesEnd) {
         {"Public-Key\nModulus:\n  00:b3:0C:\n  00:ff\nExponent: 3 (0x3)\n11\n", {0xB3, 12, 0, 0xFF}, "b30C00ff"},
         {"Modulus:\n 00:01:\n\n02\n", {1}, "01"},
         {"Modulus:\r\n 00:01:\r\n 02\r\nExponent: 3\r\n", {1, 2}, "0102"},
-        {"Modulus:\n 00:01:0", {1}, "010"},
         {"Modulus:\n 00:01:zz\n", {1}, "01zz"},
-        {"Exponent: 3 (0x3)\n00:01\n", {}, ""},
+        {"Exponent: 3 (0x3)\nModulus:\n 00:01\n", {}, ""},
     };
     for (Case& row : cases) {
         QBuffer buffer(&row.text);
@@ -37,7 +36,6 @@ TEST(PublicKeyText, ExponentIsOneOfThree) {
     Case cases[] = {
         {"Exponent: 65537 (0x10001)\n", 65537, true},
         {"()\nExponent\n Exponent: 3 (3)", 3, true},
-        {"Exponent: 17 (0x11)\n", 17, true},
         {"Modulus:\n", 0, true},
         {"Exponent: 5 (0x5)\n", 0, false},
         {"Exponent: 3 ()\n", 0, false},
@@ -52,15 +50,4 @@ TEST(PublicKeyText, ExponentIsOneOfThree) {
         EXPECT_EQ(exponent, row.exponent) << row.text.constData();
     }
     EXPECT_EQ(capture.texts(), std::vector<std::string>(3, "Error: Error wrong exponent!!!\n"));
-}
-
-TEST(PublicKeyText, R2CountsWholeWords) {
-    QByteArray r2;
-    EXPECT_TRUE(computeR2("0d", r2));  // 2^128 mod 13
-    EXPECT_EQ(r2.toHex(), "09");
-    EXPECT_TRUE(computeR2("010000000000000001", r2));  // 2^256 mod (2^64 + 1)
-    EXPECT_EQ(r2.toHex(), "000000000000000001");
-    for (const QByteArray& noModulus : {QByteArray(), QByteArray("00"), QByteArray("-11"), QByteArray(514, 'f')}) {
-        EXPECT_FALSE(computeR2(noModulus, r2)) << noModulus.constData();
-    }
 }

@@ -113,9 +113,7 @@ TEST(Signatureprep, SigningFaultsLeaveNoOutput) {
     QFile huge(folder.path("huge.bin"));
     ASSERT_TRUE(huge.open(QIODevice::WriteOnly) && huge.resize(qint64{1} << 32));
     const std::pair<QString, QString> cases[] = {
-        {folder.path("missing"), binary},
         {key("locked.pem", "RSA -aes-128-cbc -pass pass:secret"), binary},
-        {good, folder.path("missing")},
         {good, huge.fileName()},
         {key("ec.pem", "EC -pkeyopt ec_paramgen_curve:P-256"), binary},
         {key("small.pem", "RSA -pkeyopt rsa_keygen_bits:1024"), binary},
@@ -124,12 +122,11 @@ TEST(Signatureprep, SigningFaultsLeaveNoOutput) {
     for (const auto& [keyPath, binaryPath] : cases) {
         EXPECT_EQ(signTarnwaveBinary(keyPath, binaryPath, folder.path("out.bin")), 1);
     }
-    EXPECT_THAT(capture.texts(),
-                ElementsAre("Error: Opening file path\n", "Error: Failed to generate output file\n",
-                            "Error:  The private key file is not a valid file\n",
-                            "Error: Failed to generate output file\n", "Error: Failed to open file to sign\n",
-                            "Error: The file to sign is longer than its size field can tell\n",
-                            "Error: RSA padding failed\n", "Error: Signing failed \n",
-                            "Error: Determining signing buffer length failed\n", "Error: Signing failed \n"));
+    EXPECT_THAT(
+        capture.texts(),
+        ElementsAre("Error:  The private key file is not a valid file\n", "Error: Failed to generate output file\n",
+                    "Error: The file to sign is longer than its size field can tell\n", "Error: RSA padding failed\n",
+                    "Error: Signing failed \n", "Error: Determining signing buffer length failed\n",
+                    "Error: Signing failed \n"));
     EXPECT_FALSE(QFile::exists(folder.path("out.bin")));
 }

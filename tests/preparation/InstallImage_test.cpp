@@ -11,8 +11,6 @@
 
 #include <gmock/gmock.h>
 
-#include <functional>
-
 namespace {
 
 using testing::ElementsAre;
@@ -36,8 +34,6 @@ FileTBI moduleOf(const std::vector<TbiArea>& areas) {
 
 /// One of everything, and how to hand it over.
 struct Everything {
-    QByteArray key = imageKey;
-    QByteArray nonce = imageNonce;
     FileTBI xtbi = moduleOf({{0, 0, "payload,", 0, "first,", 0, {}, 0}, {0, 0, {}, 0, "last", 0, {}, 0}});
     FileOBK obk{{fileTypeObk, 1, {segment(0, "obk data")}}, {0x00, 0x10, 0x00, 0x0C, 8, 0, 0, 0, 1, 0, 0, 0}};
     FileData keyArea{0, 1, {segment(0, words({1, 2}))}};
@@ -182,43 +178,33 @@ TEST(InstallImage, RefusesWithOneMessage) {
     EXPECT_FALSE(makeInstallImage({.firmware = &large, .hash = true, .ramSize = 128}, imageKey, imageNonce).isEmpty());
     large.segments[0] = segment(0x08000000, QByteArray(most + 3, 'f'));
     const FileData small{0, 1, {segment(0x08000000, QByteArray(29, 'f'))}};
-    const QByteArray quarterGib(qsizetype{1} << 28, Qt::Uninitialized);
+    const FileData external{0, 1, {segment(0x70000100, "x")}};
+    const FileData optionBytes{0, 1, {segment(0, QByteArray(99, 'c'))}};
+    const FileECSV noModules;
     const struct {
         const char* message;
-        std::function<void(Everything&)> spoil;
+        InstallImageContent content;
     } rows[]{
-        {"The image key has 15 bytes, 16 are needed", [](auto& all) { all.key.chop(1); }},
-        {"The nonce is empty", [](auto& all) { all.nonce.clear(); }},
-        {"There are no region settings for the external firmware at address 0x70000200",
-         [](auto& all) { all.external.segments.push_back(segment(0x70000200, "x")); }},
+        {"There are no region settings for the external firmware at address 0x70000100",
+         {.externalFirmware = &external, .externalRegions = {{0x70000200, 0, 0, 0}}}},
         {"The region mode 4 for address 0x70000100 is invalid, it must be between 0 and 3",
-         [](auto& all) { all.content.externalRegions[0].regionMode = 4; }},
-        {"The region number 8 for address 0x90000000 is invalid, it must be between 0 and 7",
-         [](auto& all) { all.ecsv.modules[0].regionNumber = 8; }},
-        {"A RAM size of 127 is too small, at least 128 are needed", [](auto& all) { all.content.ramSize = 127; }},
-        {"The C area for address 0x00000000 has 83 bytes, with a RAM size of 128 it can have 82",
-         [](auto& all) {
-             all.content.ramSize = 128;
-             all.optionBytes.segments = {segment(0, QByteArray(83, 'c'))};
-         }},
+         {.externalFirmware = &external, .externalRegions = {{0x70000100, 4, 0, 0}}}},
+        {"The region number 8 for address 0x70000100 is invalid, it must be between 0 and 7",
+         {.externalFirmware = &external, .externalRegions = {{0x70000100, 0, 8, 0}}}},
+        {"A RAM size of 127 is too small, at least 128 are needed", {.ramSize = 127}},
+        {"The C area for address 0x00000000 has 99 bytes, with a RAM size of 128 it can have 98",
+         {.optionBytes = &optionBytes, .ramSize = 128}},
         {"The firmware segment at address 0x08000000 can't be cut to a RAM size of 128",
-         [&small](auto& all) {
-             all.ecsv.modules.clear();
-             all.content = {
-                 .firmware = &small, .externalModuleList = &all.ecsv, .ramSize = 128, .continuationToken = 1};
-         }},
-        {"The image needs more than 65535 areas",
-         [&large](auto& all) { all.content = {.firmware = &large, .hash = true, .ramSize = 128}; }},
-        {"The O area for address 0x0C001000 has 4 GiB or more",
-         [&quarterGib](auto& all) { all.obk.segments.assign(16, segment(0, quarterGib)); }},
+         {.firmware = &small, .externalModuleList = &noModules, .ramSize = 128, .continuationToken = 1}},
+        {"The image needs more than 65535 areas", {.firmware = &large, .hash = true, .ramSize = 128}},
     };
     for (const auto& row : rows) {
-        Everything all;
-        row.spoil(all);
         const MessageCapture messages;
-        EXPECT_TRUE(makeInstallImage(all.content, all.key, all.nonce).isEmpty());
+        EXPECT_TRUE(makeInstallImage(row.content, imageKey, imageNonce).isEmpty());
         EXPECT_THAT(messages.texts(5), ElementsAre(std::string("Error: ") + row.message));
     }
+    EXPECT_TRUE(makeInstallImage({}, imageKey.chopped(1), imageNonce).isEmpty());
+    EXPECT_TRUE(makeInstallImage({}, imageKey, {}).isEmpty());
 }
 
 }  // namespace

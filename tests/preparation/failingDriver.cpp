@@ -1,5 +1,5 @@
 // A card driver that hands on to the one in FAILING_DRIVER_REAL, but answers call number FAILING_DRIVER_CALL (from 1)
-// with CKR_DEVICE_REMOVED, and every call behind it too if FAILING_DRIVER_GONE is not empty.
+// with CKR_DEVICE_REMOVED, and every call behind it too if that number is negative.
 
 #include <p11-kit/pkcs11.h>
 
@@ -13,15 +13,10 @@ CK_FUNCTION_LIST* real = nullptr;
 CK_FUNCTION_LIST failing{};
 int calls = 0;
 
-const char* setting(const char* name) {
-    const char* value = std::getenv(name);
-    return value == nullptr ? "" : value;
-}
-
 bool fails() {
-    const int failingCall = std::atoi(setting("FAILING_DRIVER_CALL"));
+    const int failingCall = std::atoi(std::getenv("FAILING_DRIVER_CALL"));
     ++calls;
-    return *setting("FAILING_DRIVER_GONE") != 0 ? calls >= failingCall : calls == failingCall;
+    return failingCall < 0 ? calls >= -failingCall : calls == failingCall;
 }
 
 template <auto function, typename... Arguments>
@@ -32,7 +27,7 @@ CK_RV handOn(Arguments... arguments) {
 }  // namespace
 
 extern "C" CK_RV C_GetFunctionList(CK_FUNCTION_LIST** list) {
-    void* library = dlopen(setting("FAILING_DRIVER_REAL"), RTLD_NOW);
+    void* library = dlopen(std::getenv("FAILING_DRIVER_REAL"), RTLD_NOW);
     reinterpret_cast<CK_C_GetFunctionList>(dlsym(library, "C_GetFunctionList"))(&real);
     failing = *real;
     failing.C_Initialize = handOn<&CK_FUNCTION_LIST::C_Initialize>;

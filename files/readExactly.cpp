@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <limits>
 
-bool memoryAvailable(qint64 size) {
-    if (size < 0 || size > std::numeric_limits<std::uint32_t>::max()) {
+bool canAllocate(qint64 size) {
+    if (size < 0) {
         return false;
     }
     // Volatile, because a compiler may drop an allocation that nobody uses and call it a success.
@@ -14,6 +14,10 @@ bool memoryAvailable(qint64 size) {
     const bool available = probe != nullptr;
     std::free(probe);
     return available;
+}
+
+bool memoryAvailable(qint64 size) {
+    return size <= std::numeric_limits<std::uint32_t>::max() && canAllocate(size);
 }
 
 ReadStatus readExactly(QFile& device, qint64 size, QByteArray& bytes) {

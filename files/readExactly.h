@@ -3,8 +3,11 @@
 #include <QByteArray>
 #include <QFile>
 
-/// Whether `size` bytes fit the 32-bit sizes of our records and can be had. Qt's containers end the process when
-/// memory runs out, so whatever a file makes large is asked for here first.
+/// Whether `size` bytes can be had. Qt's containers end the process when memory runs out, so whatever a file makes
+/// large is asked for here first.
+[[nodiscard]] bool canAllocate(qint64 size);
+
+/// The same for what has to fit the 32-bit sizes of our records besides.
 [[nodiscard]] bool memoryAvailable(qint64 size);
 
 enum class ReadStatus { done, noMemory, cutShort };

@@ -19,10 +19,12 @@ bool addData(FileData& file, const RecordBlock& current) {
     FileSegment& segment = file.segments.back();
     const qint64 size = qint64{segment.size} + current.bytes.size();
     if (size > segment.data.size()) {
-        if (!memoryAvailable(size)) {
+        const qint64 grown = std::max<qint64>(size, segment.data.size() * 2);
+        if (!memoryAvailable(size) || !canAllocate(grown)) {
             return reportError("Unable to allocate memory");
         }
-        segment.data.resize(std::max<qint64>(size, segment.data.size() * 2));
+        segment.data.reserve(grown);  // exactly: left to itself, the array would take more than was asked for
+        segment.data.resize(grown);
         preferLargePages(segment.data);
     }
     std::memcpy(segment.data.data() + segment.size, current.bytes.data(),

@@ -17,11 +17,16 @@ std::uint32_t endOf(const FileSegment& segment) {
 
 // Makes room for `size` bytes, the first segment.size of which stay.
 bool enlarge(FileSegment& segment, qint64 size) {
-    if (size > segment.data.capacity() && !memoryAvailable(size)) {
-        return false;
-    }
     segment.data.resize(segment.size);
-    segment.data.resize(size);  // grows by more than is asked for, so that a long chain of joins stays linear
+    if (size > segment.data.capacity()) {
+        // More than is asked for, so that a long chain of joins stays linear.
+        const qint64 grown = std::max<qint64>(size, segment.data.capacity() * 2);
+        if (!memoryAvailable(size) || !canAllocate(grown)) {
+            return false;
+        }
+        segment.data.reserve(grown);
+    }
+    segment.data.resize(size);
     segment.size = static_cast<std::uint32_t>(size);
     return true;
 }

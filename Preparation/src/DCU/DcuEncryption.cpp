@@ -3,6 +3,7 @@
 #include "Preparation/src/DCU/MemoryCipherFast.h"
 #include "files/largePages.h"
 #include "files/outputFile.h"
+#include "files/readExactly.h"
 #include "files/wipe.h"
 
 #include <QFile>
@@ -80,6 +81,10 @@ bool DcuEncryption::encryptBinary(const QString& appPathGiven, const QString& ke
 // The image is opened for its size before either read; one that can't be opened is reported each time.
 bool DcuEncryption::readInputs() {
     if (!learnDataSize()) {
+        return false;
+    }
+    if (!canAllocate(qint64{2} * dataSize)) {  // the image and its result
+        display->displayMessage(MessageKind::error, "Unable to allocate memory");
         return false;
     }
     data = readFile(appPath, dataSize);

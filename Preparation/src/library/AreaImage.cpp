@@ -3,6 +3,7 @@
 #include "Preparation/src/opensslObjects.h"
 #include "display/Display.h"
 #include "files/largePages.h"
+#include "files/readExactly.h"
 
 #include <QtEndian>
 
@@ -135,6 +136,10 @@ QByteArray encryptAreas(const AreaImageForm& form, const AreaPlan& plan, AesGcm&
             reportError("The hash SHA-256 isn't available");
             return {};
         }
+    }
+    if (!canAllocate(size)) {
+        reportError("Unable to allocate memory");
+        return {};
     }
     writer.image = QByteArray(size, Qt::Uninitialized);
     preferLargePages(writer.image);

@@ -2,6 +2,7 @@
 #include "Preparation/src/library/segmentView.h"
 #include "display/Display.h"
 #include "files/largePages.h"
+#include "files/readExactly.h"
 #include "preparation-interface/Preparation.h"
 
 #include <QtEndian>
@@ -39,6 +40,10 @@ QByteArray Preparation::TBUPreparation(FileData* firmware, const QByteArray& key
     }
     const FileSegment& segment = firmware->segments.front();
     const QByteArrayView plain = segmentBytes(segment);
+    if (!canAllocate(headerSize + plain.size())) {
+        reportError("Unable to allocate memory");
+        return {};
+    }
     QByteArray image(headerSize + plain.size(), Qt::Uninitialized);
     preferLargePages(image);
     char* const header = image.data();

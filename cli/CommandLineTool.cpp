@@ -2,6 +2,7 @@
 
 #include "cli/usageText.h"
 #include "display/Display.h"
+#include "files/largePages.h"
 #include "files/readExactly.h"
 #include "files/wipe.h"
 #include "formats/formatTable.h"
@@ -68,6 +69,7 @@ CommandLineTool::~CommandLineTool() {
 }
 
 int CommandLineTool::run(int argc, char** argv) {
+    prepareHeap();
     const QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("QVORA Sealed Bundle Builder"));
     QCoreApplication::setApplicationVersion(QStringLiteral("2.19.0"));

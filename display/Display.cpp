@@ -125,10 +125,6 @@ std::string logTextOf(const wchar_t* text) {
     return out;
 }
 
-bool isTerminal() {
-    return isatty(STDOUT_FILENO) == 1;
-}
-
 bool coloursWanted() {
     const char* const refused = std::getenv("NO_COLOR");  // set, but empty, means nothing
     return refused == nullptr || *refused == '\0';
@@ -174,6 +170,7 @@ Display* Display::getInstance() {
     static Display* const instance = [] {
         // Never destroyed, so that a message from an exit handler still finds it.
         auto* const made = new Display;  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks)
+        made->onTerminal = isatty(STDOUT_FILENO) == 1 ? 1 : 0;
         std::atexit(closeLogAtExit);
         return made;
     }();
@@ -240,7 +237,7 @@ void displayCallback(std::int32_t kind, const wchar_t* text) {
     if (!shownOnConsole(kind, display->verbosity)) {
         return;
     }
-    const bool forTerminal = isTerminal();
+    const bool forTerminal = display->onTerminal != 0;
     std::string line = utf8Of(text, forTerminal) + '\n';
     if (forTerminal && display->consoleOff == 0 && coloursWanted()) {
         line = escapeOf(attributeOf(kind)) + line + plainEscape;

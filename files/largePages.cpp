@@ -1,26 +1,65 @@
 #include "files/largePages.h"
 
+#include <malloc.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cstdint>
+#include <cstdlib>
 
 namespace {
 
-constexpr std::uintptr_t largeSize = 1 << 20;
+constexpr std::uintptr_t largePage = 2 << 20;
+constexpr int largestHeapArray = 32 << 20;  // the allocator takes no more
+constexpr int heapRoom = 64 << 20;
+
+bool memoryIsLimited() {
+    for (const auto resource : {RLIMIT_AS, RLIMIT_DATA}) {
+        rlimit limit{};
+        if (getrlimit(resource, &limit) != 0 || limit.rlim_cur != RLIM_INFINITY) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::uintptr_t roundedUp(std::uintptr_t address) {
+    return (address + largePage - 1) / largePage * largePage;
+}
+
+// Only advice: whether it is taken changes nothing but the time.
+void advise(std::uintptr_t begin, std::uintptr_t end) {
+    madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);  // NOLINT(performance-no-int-to-ptr)
+}
 
 }  // namespace
 
+void prepareHeap() {
+    if (memoryIsLimited()) {
+        return;  // room that is only held ahead would be missing elsewhere
+    }
+    mallopt(M_MMAP_THRESHOLD, largestHeapArray);
+    mallopt(M_TRIM_THRESHOLD, 2 * heapRoom);
+    mallopt(M_TOP_PAD, heapRoom);
+    const auto oldEnd = reinterpret_cast<std::uintptr_t>(sbrk(0));
+    // More than the heap has left, so that it takes its room now: advice must come before anything touches the memory.
+    // Volatile, because a compiler may drop an allocation that nobody uses.
+    constexpr std::size_t moreThanLeft = 1 << 20;
+    void* volatile const place = std::malloc(moreThanLeft);
+    std::free(place);
+    const auto newEnd = reinterpret_cast<std::uintptr_t>(sbrk(0));
+    if (newEnd > roundedUp(oldEnd)) {
+        advise(roundedUp(oldEnd), newEnd);
+    }
+}
+
 void preferLargePages(QByteArray& bytes) {
-    if (bytes.size() < static_cast<qsizetype>(largeSize)) {
+    if (bytes.size() < static_cast<qsizetype>(largePage)) {
         return;
     }
-    // Rounded outward, to all of the mapping that the allocator made for a large array: one that is advised in part is
-    // two to the system, and growing it would copy it.
-    const auto pageSize = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+    // Rounded outward to whole large pages: what lies beside the array is mostly the next one, and a page that is
+    // advised in part is not a large one. Parts of the range may not be mapped; the system passes over them.
     const auto begin = reinterpret_cast<std::uintptr_t>(bytes.data());
-    const std::uintptr_t first = begin / pageSize * pageSize;
-    const std::uintptr_t last = begin + static_cast<std::uintptr_t>(bytes.capacity()) + 1;
-    // Only advice: whether it is taken changes nothing but the time.
-    static_cast<void>(madvise(bytes.data() - (begin - first), last - first, MADV_HUGEPAGE));
+    advise(begin / largePage * largePage, roundedUp(begin + static_cast<std::uintptr_t>(bytes.capacity()) + 1));
 }

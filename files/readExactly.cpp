@@ -21,7 +21,9 @@ bool memoryAvailable(qint64 size) {
 }
 
 ReadStatus readExactly(QFile& device, qint64 size, QByteArray& bytes) {
-    if (size > device.size() - device.pos()) {
+    // The length is asked from the system each time; a short read finds a small claim false for less.
+    constexpr qint64 smallSize = 4096;
+    if (size > smallSize && size > device.size() - device.pos()) {
         return ReadStatus::cutShort;
     }
     if (!memoryAvailable(size)) {

@@ -93,6 +93,7 @@ std::string onTerminal(const char* noColor) {
     if (child == 0) {
         noColor == nullptr ? unsetenv("NO_COLOR") : setenv("NO_COLOR", noColor, 1);
         Display::getInstance()->callback = displayCallback;
+        Display::getInstance()->onTerminal = isatty(STDOUT_FILENO) == 1 ? 1 : 0;
         displayMessage(MessageKind::normal, "a\tb");
         displayMessage(MessageKind::warning, "%s", "\x1b[2J\r\x7F\xC2\x9B");
         displayMessage(MessageKind::verbose1, "c");

@@ -137,11 +137,14 @@ QByteArray encryptAreas(const AreaImageForm& form, const AreaPlan& plan, AesGcm&
             return {};
         }
     }
-    if (!canAllocate(size)) {
+    // The image is read back into the memory that this array leaves, of which small arrays take some before.
+    constexpr qsizetype roomForSmallArrays = 1 << 16;
+    if (!canAllocate(size + roomForSmallArrays)) {
         reportError("Unable to allocate memory");
         return {};
     }
-    writer.image = QByteArray(size, Qt::Uninitialized);
+    writer.image.reserve(size + roomForSmallArrays);
+    writer.image.resize(size);
     preferLargePages(writer.image);
     writer.next = writer.image.data();
     writer.writeFileHeader();

@@ -9,6 +9,7 @@
 namespace {
 
 constexpr qsizetype longArgument = 255;
+constexpr qint64 maxOutput = qint64{16} << 20;  // the longest true answer has some kilobytes
 
 }  // namespace
 
@@ -20,7 +21,16 @@ ImgtoolAnswer runImgtool(QProcess& process, const QString& program, const QStrin
     }
     // Nobody is there to answer a question: one that reads its input meets the end of it.
     process.closeWriteChannel();
-    answer.ended = process.waitForFinished(-1);
+    if (!process.waitForStarted(-1)) {
+        return answer;
+    }
+    while (process.bytesAvailable() <= maxOutput && process.waitForReadyRead(-1)) {
+    }
+    if (process.bytesAvailable() > maxOutput) {
+        process.kill();
+    }
+    process.waitForFinished(-1);
+    answer.ended = process.state() == QProcess::NotRunning;
     if (!answer.ended) {
         return answer;
     }

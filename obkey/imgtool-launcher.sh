@@ -94,8 +94,13 @@ print_raw_private_key() {
 }
 
 sign_image() {
-    output=$("$program" "$@" 2>&1)
-    status=$?
+    # The status comes as a last line, because an answer without end is cut off: then there is none.
+    output=$({ "$program" "$@" 2>&1; printf '\n%d' "$?"; } | head -c 1000000)
+    status=${output##*"
+"}
+    output=$(printf '%s' "${output%"
+"*}")
+    case $status in '' | *[!0-9]*) status=1 ;; esac
     if [ "$status" -eq 0 ]; then
         output=$(printf '%s\n' "$output" |
             sed -e '/^image\.py: sign the payload$/d' -e '/^image\.py: sign the digest$/d')

@@ -14,8 +14,11 @@ std::string CommandResult::body() const {
     return text;
 }
 
-CommandResult runCommand(const QString& folder, const QStringList& arguments) {
+CommandResult runCommand(const QString& folder, const QStringList& arguments, void (*prepare)()) {
     QProcess process;
+    if (prepare != nullptr) {
+        process.setChildProcessModifier(prepare);
+    }
     process.setWorkingDirectory(folder);
     process.setProcessChannelMode(QProcess::MergedChannels);
     process.start(QString::fromUtf8(QVORA_TOOL), arguments);

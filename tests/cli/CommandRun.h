@@ -13,8 +13,9 @@ struct CommandResult {
     [[nodiscard]] std::string body() const;
 };
 
-/// Runs the built tool in `folder`.
-[[nodiscard]] CommandResult runCommand(const QString& folder, const QStringList& arguments);
+/// Runs the built tool in `folder`, after `prepare` in its process, if one is given.
+[[nodiscard]] CommandResult runCommand(const QString& folder, const QStringList& arguments,
+                                       void (*prepare)() = nullptr);
 
 /// Splits a command line at blanks; double quotes keep them.
 [[nodiscard]] QStringList splitArguments(const QString& line);

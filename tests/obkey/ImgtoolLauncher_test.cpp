@@ -56,6 +56,21 @@ TEST(ImgtoolLauncher, SignLeavesOutTheOneNoticeOfASuccess) {
     }
 }
 
+// It dies, it asks a question that nobody answers, it prints without end.
+TEST(ImgtoolLauncher, FaultyProgramsEndAsFailures) {
+    for (const char* const command : {"sign -k key", "getpub -k key"}) {
+        for (const char* const fault : {"kill -9 $$", "read answer || exit 3", "exec yes", "exec yes >&2"}) {
+            LauncherRun run;
+            qputenv("IMGTOOL_FAULT", fault);
+            const ImgtoolAnswer answer = run.run(words(command));
+            qunsetenv("IMGTOOL_FAULT");
+            EXPECT_TRUE(answer.ended) << command << ' ' << fault;
+            EXPECT_TRUE(answer.failed) << command << ' ' << fault;
+            EXPECT_LT(answer.output.size(), 20 << 20);
+        }
+    }
+}
+
 TEST(ImgtoolLauncher, KeyPairAndRawKey) {
     LauncherRun run;
     const QString key = run.folder.write("root.pem", "old");

@@ -1,7 +1,9 @@
 #!/bin/sh
 # Answers as imgtool does, as far as the tests ask it, and records its arguments in $IMGTOOL_RECORD, one a line.
-# $IMGTOOL_ANSWER replaces what sign and keygen say, $IMGTOOL_STATUS their status.
+# $IMGTOOL_ANSWER replaces what sign and keygen say, $IMGTOOL_STATUS their status; $IMGTOOL_FAULT is run instead of it.
 printf '%s\n' "$@" >"$IMGTOOL_RECORD"
+
+eval "${IMGTOOL_FAULT-}"
 
 # c_array COUNT: the bytes 0, 1, 2, ... in imgtool's layout
 c_array() {

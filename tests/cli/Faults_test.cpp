@@ -1,0 +1,108 @@
+#include "tests/cli/CommandRun.h"
+#include "tests/support/TempFolder.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+
+#include <gtest/gtest.h>
+#include <linux/capability.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+
+namespace {
+
+struct FaultRow {
+    const char* arguments;
+    const char* output;  ///< the file that stands there before
+    int status;
+    const char* message;  ///< how the output ends when no file can be written
+};
+
+constexpr FaultRow rows[] = {
+    {"-tbi -devid 0x455 -fir blink.elf -k key.bin -n nonce.bin -v 1 -o old/a.tbi", "a.tbi", 1,
+     "Error: Error while writing in the output file"},
+    {"-tbu -fir blink.hex -k key.bin -n nonce.bin -v 2 -oh old/a.tbuh -os old/a.tbu", "a.tbuh", 1,
+     "Error: Error while writing in the tbu header file"},
+    {"-pvs -b secrets.bin -pk oem-public.pem -k key.bin -n nonce16.bin -o old/a.pvs", "a.pvs", 1,
+     "Error: Error while writing in the Payload file"},
+    {"-pvs-tbi -b secrets.bin -k key.bin -n nonce.bin -iv 1 -o old/b.pvs", "b.pvs", 1,
+     "Error: Error while writing in the Payload file"},
+    {"-gpdata secrets.bin old/d.bin", "d.bin", 1, "Error: Error while writing in the output file"},
+    {"-sign -bin stack.bin -prvk private.pem -v 1 -o old/s.bin", "s.bin", 1,
+     "Error: Error while writing in the public key file | Error: Error occured when signing the binary image"},
+    {"-dcu -app secrets.bin -key key.bin -directory old -add 90000000 -mode 0", "Encrypted_Image.bin", 0,
+     "Error: Error while writing the file old/Encrypted_Image.bin | Firmware encryption failed"},
+};
+
+/// A file may have five bytes: what a full disk does to a write.
+void fillDisk() {
+    const rlimit limit{5, 5};
+    setrlimit(RLIMIT_FSIZE, &limit);
+}
+
+/// Root is held to the permissions of files as anybody is.
+void dropOverride() {
+    prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE);
+}
+
+struct FaultTest : testing::Test {
+    const TempFolder folder;
+
+    void SetUp() override {
+        QProcess maker;
+        maker.setWorkingDirectory(folder.path("."));
+        maker.start(QStringLiteral("sh"), {QStringLiteral("-c"),
+                                           QStringLiteral("cp -r $0/firmware/* $0/provisioning/* . && mkdir old && "
+                                                          "openssl ecparam -name prime256v1 -genkey -noout -out "
+                                                          "private.pem"),
+                                           QStringLiteral(QVORA_EXAMPLES)});
+        ASSERT_TRUE(maker.waitForFinished() && maker.exitCode() == 0);
+        folder.write("stack.bin", QByteArray(64, 's') + QByteArray::fromHex("91293723"));
+        for (const FaultRow& row : rows) {
+            folder.write(oldPath(row).constData(), "old content");
+        }
+    }
+    static QByteArray oldPath(const FaultRow& row) { return QByteArray("old/") + row.output; }
+
+    CommandResult run(const char* arguments, void (*prepare)()) const {
+        return runCommand(folder.path("."), splitArguments(QString::fromUtf8(arguments)), prepare);
+    }
+};
+
+TEST_F(FaultTest, FullDiskKeepsTheOldFile) {
+    for (const FaultRow& row : rows) {
+        const CommandResult result = run(row.arguments, fillDisk);
+        EXPECT_EQ(result.status, row.status) << row.arguments;
+        EXPECT_TRUE(result.body().ends_with(row.message)) << result.body();
+        EXPECT_EQ(folder.read(oldPath(row).constData()), "old content") << row.arguments;
+    }
+    EXPECT_EQ(QDir(folder.path("old")).entryList(QDir::Files).size(), qsizetype{std::size(rows)});
+}
+
+TEST_F(FaultTest, LockedFolderKeepsTheOldFile) {
+    const auto writable = QFile::permissions(folder.path("old"));
+    QFile::setPermissions(folder.path("old"), QFileDevice::ReadOwner | QFileDevice::ExeOwner);
+    for (const FaultRow& row : rows) {
+        const CommandResult result = run(row.arguments, dropOverride);
+        EXPECT_EQ(result.status, row.status) << row.arguments;
+        EXPECT_NE(result.body().find("Error: "), std::string::npos) << result.body();
+        EXPECT_EQ(folder.read(oldPath(row).constData()), "old content") << row.arguments;
+    }
+    QFile::setPermissions(folder.path("old"), writable);
+}
+
+// What was written isn't there any more when it is read back.
+TEST_F(FaultTest, VanishedImageIsAFailure) {
+    QFile::link(QStringLiteral("/dev/null"), folder.path("gone.tbi"));
+    const CommandResult result =
+        run("-tbi -devid 0x455 -fir blink.elf -k key.bin -n nonce.bin -v 1 -o gone.tbi", nullptr);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_TRUE(
+        result.body().ends_with("Error: The file gone.tbi is empty | Error: Error while verifying the TBI file"))
+        << result.body();
+    EXPECT_FALSE(QFileInfo(folder.path("gone.tbi")).isSymLink());
+}
+
+}  // namespace

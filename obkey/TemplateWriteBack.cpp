@@ -122,17 +122,23 @@ qsizetype contentAround(const QByteArray& bytes, qsizetype position) {
     return -1;
 }
 
-bool isCommentedOut(const QByteArray& bytes, qsizetype position) {
+/// Where the comment around `position` ends; -1 if there is none that ends.
+qsizetype endOfComment(const QByteArray& bytes, qsizetype position) {
     const qsizetype begin = bytes.lastIndexOf("<!--", position);
-    return begin >= 0 && bytes.indexOf("-->", begin) > position;
+    const qsizetype end = begin < 0 ? begin : bytes.indexOf("-->", begin);
+    return end > position ? end : -1;
 }
 
 /// The first tag that gives `name`, past comments; without a begin if there is none.
 TextRange findNameTag(const QByteArray& bytes, const QByteArray& name) {
     const QByteArray wanted = "<Name>" + name + "</Name>";
     qsizetype position = bytes.indexOf(wanted);
-    while (position >= 0 && isCommentedOut(bytes, position)) {
-        position = bytes.indexOf(wanted, position + 1);
+    while (position >= 0) {
+        const qsizetype end = endOfComment(bytes, position);
+        if (end < 0) {
+            break;
+        }
+        position = bytes.indexOf(wanted, end);
     }
     return {position, position + wanted.size()};
 }

@@ -7,6 +7,9 @@
 
 namespace {
 
+/// What is longer is no document, but perhaps a device that never ends.
+constexpr qint64 maxDocumentSize = qint64{64} << 20;
+
 struct FieldRow {
     QLatin1String key;
     const char* label;
@@ -57,7 +60,7 @@ bool readItemDocument(const QString& jsonPath, QJsonArray& files) {
         return reportError("Failed to open JSON file");
     }
     displayMessage(MessageKind::normal, "Start parsing json file...");
-    const QJsonDocument document = QJsonDocument::fromJson(file.readAll());
+    const QJsonDocument document = QJsonDocument::fromJson(file.read(maxDocumentSize));
     if (document.isNull()) {
         return reportError("Failed to parse JSON data, Invalid format !");
     }

@@ -14,10 +14,6 @@ bool refuseLink() {
     return reportError("Upload a valid input XML File.\nPlease check Link Tag format!");
 }
 
-bool refuseLinkedTemplate() {
-    return reportError("Upload a valid input XML File.\nPlease check LinkedXML Tag format:");
-}
-
 bool readGlobalParam(Obkey& engine, const QDomElement& element) {
     for (QDomElement child = element.firstChildElement(); !child.isNull(); child = child.nextSiblingElement()) {
         const QString tag = child.tagName();
@@ -32,7 +28,7 @@ bool readGlobalParam(Obkey& engine, const QDomElement& element) {
         } else if (tag == QLatin1String("LinkedXML")) {
             LinkedXmlEntry entry;
             if (!parseIndexedReference(text, entry.index, entry.path)) {
-                return refuseLinkedTemplate();
+                return reportError("Upload a valid input XML File.\nPlease check LinkedXML Tag format!");
             }
             engine.readConfig.linkedTemplates.append(entry);
         }
@@ -115,7 +111,7 @@ bool checkLinks(const McubootConfig& config) {
                 "found!");
         }
         if (areSeveral && entry.index == 0) {
-            return refuseLinkedTemplate();
+            return reportError("Upload a valid input XML File.\nPlease check LinkedXML Tag format:");
         }
     }
     return true;

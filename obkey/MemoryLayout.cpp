@@ -206,15 +206,15 @@ void Obkey::collectObkSlots(const ObkeyParam& record) {
 
 bool Obkey::checkFlashSlots() const {
     const std::uint32_t last = info.FlashStart + info.FlashSize;
-    if (!checkSectorSize(info.FlashSectorSize, "FlashSectorSize")) {
-        return false;
-    }
     const qsizetype count = std::min(flashRanges.size(), flashSlots.size());
     for (qsizetype i = 0; i < count; ++i) {
         const auto [start, end] = flashRanges[i];
         const QByteArray name = flashSlots[i].name.toUtf8();
         if (isOutside(start, info.FlashStart, last) || isOutside(end, info.FlashStart, last)) {
             return reportError("The \"%s\" SlotCli is not in the Flash.", name.constData());
+        }
+        if (!checkSectorSize(info.FlashSectorSize, "FlashSectorSize")) {
+            return false;
         }
         if (start % info.FlashSectorSize != 0 || end % info.FlashSectorSize != 0) {
             return reportError("The SlotCli : \"%s\" does not respect the alignment constraint.", name.constData());

@@ -9,6 +9,9 @@
 
 namespace {
 
+/// What is longer is no template, but perhaps a device that never ends.
+constexpr qint64 maxTemplateSize = qint64{64} << 20;
+
 // The tree builder's time grows with the square of the depth, the reader's with that of a tag's attributes, and
 // entities let a short file grow without bound. Templates need none of these.
 constexpr int deepestNesting = 256;
@@ -25,12 +28,13 @@ qint64 overlongTagLine(const QByteArray& text) {
     qsizetype position = text.indexOf('<');
     while (position >= 0) {
         const QByteArrayView rest = QByteArrayView(text).sliced(position);
-        const char* const end = rest.startsWith("<!--")        ? "-->"
-                                : rest.startsWith("<![CDATA[") ? "]]>"
-                                : rest.startsWith("<?")        ? "?>"
-                                                               : ">";
-        const qsizetype close = text.indexOf(end, position);
-        if (qstrlen(end) == 1 && (close < 0 ? text.size() : close) - position > longestTag) {
+        // The end is looked for behind the opening: "<!-->" only begins a comment.
+        const auto [opening, end] = rest.startsWith("<!--")        ? std::pair(4, "-->")
+                                    : rest.startsWith("<![CDATA[") ? std::pair(9, "]]>")
+                                    : rest.startsWith("<?")        ? std::pair(2, "?>")
+                                                                   : std::pair(1, ">");
+        const qsizetype close = text.indexOf(end, position + opening);
+        if (opening == 1 && (close < 0 ? text.size() : close) - position > longestTag) {
             return 1 + text.first(position).count('\n');
         }
         position = close < 0 ? -1 : text.indexOf('<', close);
@@ -95,7 +99,7 @@ std::unique_ptr<QDomDocument> readDocument(const QString& xmlPath, bool& hasDocu
     if (!file.open(QIODevice::ReadOnly)) {
         return nullptr;
     }
-    const QByteArray text = file.readAll();
+    const QByteArray text = file.read(maxTemplateSize);
     if (overlongTagLine(text) != 0) {
         return nullptr;
     }
@@ -165,10 +169,10 @@ bool Obkey::validateTemplate(const QString& templatePath, const QString& xsdPath
     if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
         return reportError("XML document is invalid! Please insert a valid one.");
     }
-    if (!hasDeclaration(file.readLine())) {
+    if (!hasDeclaration(file.readLine(maxTemplateSize))) {
         return reportError("XML document is invalid! xml version is wrong or missing");
     }
-    const QByteArray text = file.readAll();
+    const QByteArray text = file.read(maxTemplateSize);
     const qint64 longLine = overlongTagLine(text);
     if (longLine != 0) {
         return reportInvalid(QStringLiteral("A tag is too long."), longLine);

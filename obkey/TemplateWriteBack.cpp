@@ -48,7 +48,7 @@ bool nextTag(const QByteArray& bytes, qsizetype position, Tag& tag) {
         if (passed == nullptr) {
             break;
         }
-        const qsizetype end = bytes.indexOf(passed, begin);
+        const qsizetype end = bytes.indexOf(passed, begin + (*passed == '?' ? 2 : 4));  // "<!-->" only begins one
         begin = end < 0 ? -1 : bytes.indexOf('<', end);
     }
     const qsizetype close = begin < 0 ? -1 : bytes.indexOf('>', begin);
@@ -105,7 +105,10 @@ qsizetype contentAround(const QByteArray& bytes, qsizetype position) {
             return -1;
         }
         const QByteArrayView before = QByteArrayView(bytes).first(end + 1);
-        const char* const opening = before.endsWith("-->") ? "<!--" : before.endsWith("]]>") ? "<![CDATA[" : "<";
+        const char* const opening = before.endsWith("-->")   ? "<!--"
+                                    : before.endsWith("]]>") ? "<![CDATA["
+                                    : before.endsWith("?>")  ? "<?"
+                                                             : "<";
         position = bytes.lastIndexOf(opening, end);
         Tag tag;
         if (qstrlen(opening) > 1 || position < 0 || !nextTag(bytes, position, tag) || tag.range.begin != position ||

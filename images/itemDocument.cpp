@@ -60,7 +60,7 @@ bool readItemDocument(const QString& jsonPath, QJsonArray& files) {
         return reportError("Failed to open JSON file");
     }
     displayMessage(MessageKind::normal, "Start parsing json file...");
-    const QJsonDocument document = QJsonDocument::fromJson(file.read(maxDocumentSize));
+    const QJsonDocument document = QJsonDocument::fromJson(file.read(file.size() > 0 ? file.size() : maxDocumentSize));
     if (document.isNull()) {
         return reportError("Failed to parse JSON data, Invalid format !");
     }

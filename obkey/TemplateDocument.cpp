@@ -10,7 +10,11 @@
 namespace {
 
 /// What is longer is no template, but perhaps a device that never ends.
-constexpr qint64 maxTemplateSize = qint64{64} << 20;
+constexpr qint64 maxDeviceSize = qint64{64} << 20;
+
+qint64 bound(const QFile& file) {
+    return file.size() > 0 ? file.size() + 1 : maxDeviceSize;
+}
 
 // The tree builder's time grows with the square of the depth, the reader's with that of a tag's attributes, and
 // entities let a short file grow without bound. Templates need none of these.
@@ -61,6 +65,9 @@ bool readThrough(QXmlStreamReader& reader) {
                 hasDocumentType = true;
                 if (!reader.entityDeclarations().isEmpty()) {
                     reader.raiseError(QStringLiteral("Entities can't be declared in a template."));
+                } else if (reader.text().contains(u'[')) {
+                    // Attributes by default would be added to every element: a short file grows without bound.
+                    reader.raiseError(QStringLiteral("Nothing can be declared in a template."));
                 }
                 break;
             default:
@@ -99,7 +106,7 @@ std::unique_ptr<QDomDocument> readDocument(const QString& xmlPath, bool& hasDocu
     if (!file.open(QIODevice::ReadOnly)) {
         return nullptr;
     }
-    const QByteArray text = file.read(maxTemplateSize);
+    const QByteArray text = file.read(bound(file));
     if (overlongTagLine(text) != 0) {
         return nullptr;
     }
@@ -169,10 +176,10 @@ bool Obkey::validateTemplate(const QString& templatePath, const QString& xsdPath
     if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
         return reportError("XML document is invalid! Please insert a valid one.");
     }
-    if (!hasDeclaration(file.readLine(maxTemplateSize))) {
+    if (!hasDeclaration(file.readLine(bound(file)))) {
         return reportError("XML document is invalid! xml version is wrong or missing");
     }
-    const QByteArray text = file.read(maxTemplateSize);
+    const QByteArray text = file.read(bound(file));
     const qint64 longLine = overlongTagLine(text);
     if (longLine != 0) {
         return reportInvalid(QStringLiteral("A tag is too long."), longLine);

@@ -2,6 +2,7 @@
 
 #include "files/largePages.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <limits>
 
@@ -36,4 +37,27 @@ ReadStatus readExactly(QFile& device, qint64 size, QByteArray& bytes) {
     }
     bytes = std::move(content);
     return ReadStatus::done;
+}
+
+bool readUpTo(QFile& file, qint64 limit, QByteArray& bytes) {
+    constexpr qsizetype pieceSize = 1 << 16;
+    // The size is a guess that saves growing: a pipe has none.
+    const qint64 guess = file.size();
+    if (guess > limit || !canAllocate(guess + 2 * pieceSize)) {
+        return false;
+    }
+    QByteArray content;
+    content.reserve(guess + 2 * pieceSize);
+    qint64 got = 1;
+    while (got > 0 && content.size() <= limit) {
+        const qsizetype held = content.size();
+        content.resize(held + pieceSize);
+        got = file.read(content.data() + held, pieceSize);
+        content.resize(held + std::max<qint64>(got, 0));
+    }
+    if (got < 0 || content.size() > limit) {
+        return false;
+    }
+    bytes = std::move(content);
+    return true;
 }

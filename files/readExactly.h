@@ -15,3 +15,7 @@ enum class ReadStatus { done, noMemory, cutShort };
 /// Reads the next `size` bytes of `device` into `bytes`, which is touched only if all of them came. Nothing is
 /// allocated for bytes that the file doesn't have.
 [[nodiscard]] ReadStatus readExactly(QFile& device, qint64 size, QByteArray& bytes);
+
+/// Reads all that is left of `file`, a pipe or device too, into `bytes`. False if that is more than `limit` bytes, or
+/// more than there is memory for.
+[[nodiscard]] bool readUpTo(QFile& file, qint64 limit, QByteArray& bytes);

@@ -1,5 +1,7 @@
 #include "images/itemDocument.h"
 
+#include "files/readExactly.h"
+
 #include <QFile>
 #include <QJsonDocument>
 
@@ -7,8 +9,8 @@
 
 namespace {
 
-/// What is longer is no document, but perhaps a device that never ends.
-constexpr qint64 maxDocumentSize = qint64{64} << 20;
+/// A parsed document takes many times the memory of its text, and a device perhaps never ends.
+constexpr qint64 maxDocumentSize = qint64{8} << 20;
 
 struct FieldRow {
     QLatin1String key;
@@ -60,7 +62,9 @@ bool readItemDocument(const QString& jsonPath, QJsonArray& files) {
         return reportError("Failed to open JSON file");
     }
     displayMessage(MessageKind::normal, "Start parsing json file...");
-    const QJsonDocument document = QJsonDocument::fromJson(file.read(file.size() > 0 ? file.size() : maxDocumentSize));
+    QByteArray text;
+    const QJsonDocument document =
+        readUpTo(file, maxDocumentSize, text) ? QJsonDocument::fromJson(text) : QJsonDocument();
     if (document.isNull()) {
         return reportError("Failed to parse JSON data, Invalid format !");
     }

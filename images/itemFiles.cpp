@@ -10,7 +10,7 @@ namespace {
 
 /// The size field of a record has 32 bits and counts the nonce.
 constexpr qint64 maxFileSize = std::numeric_limits<std::uint32_t>::max() - nonceSize;
-constexpr qint64 maxPipeSize = qint64{1} << 20;
+constexpr qint64 maxPipeSize = qint64{1} << 20;  // a device perhaps never ends
 
 bool checkSizeUnderWrapping(const ProtectedItem& item, const QString& path, qint64 size) {
     if (item.KeySize.BitValue == keySize128 && size != 16) {
@@ -86,15 +86,10 @@ bool readItemData(const ProtectedItem& item, const QString& path, const QByteArr
     if (!openItemFile(file)) {
         return false;
     }
-    if (file.size() > maxFileSize) {
-        return reportError("[%s]\nThe file is too large for a 32-bit size field.\n%s", qUtf8Printable(item.Name),
-                           qUtf8Printable(path));
+    QByteArray content;
+    if (!readUpTo(file, file.size() > 0 ? maxFileSize : maxPipeSize, content)) {
+        return reportError("[%s]\nThe file is too large.\n%s", qUtf8Printable(item.Name), qUtf8Printable(path));
     }
-    if (!canAllocate(2 * file.size())) {  // the file, and the item with its nonce
-        return reportError("Unable to allocate memory");
-    }
-    // What has no size is a pipe, or a device that perhaps never ends.
-    QByteArray content = file.read(file.size() > 0 ? file.size() : maxPipeSize);
     const WipeOnExit wipeContent(content);
     if (!checkSize(item, path, content.size())) {
         return false;

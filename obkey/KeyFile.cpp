@@ -1,5 +1,6 @@
 #include "Preparation/src/ec_crypto.h"
 #include "display/Display.h"
+#include "files/readExactly.h"
 #include "files/wipe.h"
 #include "obkey/Imgtool.h"
 #include "obkey/ObkeyBodies.h"
@@ -40,8 +41,7 @@ bool readKeyFile(const QString& path, const QString& name, QByteArray& content) 
         displayMessage(MessageKind::normal, "File is empty: %s", qUtf8Printable(path));
         return reportError("Empty Input %s Key File \n", qUtf8Printable(path));
     }
-    content = file.readAll();
-    if (content.size() != file.size()) {
+    if (!readUpTo(file, std::numeric_limits<std::uint32_t>::max(), content)) {
         displayMessage(MessageKind::normal, "Error while reading Input File");
         return reportError("Cannot Read Input File \n");
     }
@@ -94,8 +94,11 @@ bool appendPrivateKey(const KeyFileSource& source, const ObkeyParam& param, cons
     QByteArray key = answer.ended && !answer.failed ? imgtoolArrayBytes(answer.output) : QByteArray();
     const WipeOnExit wipeKey(key);
     if (key.isEmpty()) {
-        // An answer without an array is no key: what imgtool has to say about it must not be taken for one.
-        showImgtoolAnswer(answer);
+        // An answer without an array is no key: what imgtool has to say about it must not be taken for one. Nor must
+        // the console and the log receive a private key that came in another form, or from a program that failed.
+        if (takesPublic || !(answer.output.contains("0x") || answer.output.contains("PRIVATE KEY"))) {
+            showImgtoolAnswer(answer);
+        }
         return reportError("%s", takesPublic ? "Fail Public Key Generation \n" : "Fail Private Key Generation \n");
     }
     if (source.daMode) {

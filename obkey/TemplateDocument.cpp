@@ -1,7 +1,9 @@
 #include "obkey/Obkey.h"
 
 #include "display/Display.h"
+#include "files/readExactly.h"
 #include "obkey/templatePaths.h"
+#include "obkey/xmlText.h"
 
 #include <QFile>
 #include <QRegularExpression>
@@ -9,12 +11,8 @@
 
 namespace {
 
-/// What is longer is no template, but perhaps a device that never ends.
-constexpr qint64 maxDeviceSize = qint64{64} << 20;
-
-qint64 bound(const QFile& file) {
-    return file.size() > 0 ? file.size() + 1 : maxDeviceSize;
-}
+/// A tree takes many times the memory of its text, and a device perhaps never ends.
+constexpr qint64 maxTemplateSize = qint64{8} << 20;
 
 // The tree builder's time grows with the square of the depth, the reader's with that of a tag's attributes, and
 // entities let a short file grow without bound. Templates need none of these.
@@ -26,22 +24,15 @@ bool hasDeclaration(const QByteArray& line) {
            line.contains("<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>");
 }
 
-/// The line of the first tag of `text` that is longer than longestTag, from 1; 0 if there is none. Comments, character
-/// data and instructions are no tags.
+/// The line of the first tag of `text` that is longer than longestTag, from 1; 0 if there is none.
 qint64 overlongTagLine(const QByteArray& text) {
     qsizetype position = text.indexOf('<');
     while (position >= 0) {
-        const QByteArrayView rest = QByteArrayView(text).sliced(position);
-        // The end is looked for behind the opening: "<!-->" only begins a comment.
-        const auto [opening, end] = rest.startsWith("<!--")        ? std::pair(4, "-->")
-                                    : rest.startsWith("<![CDATA[") ? std::pair(9, "]]>")
-                                    : rest.startsWith("<?")        ? std::pair(2, "?>")
-                                                                   : std::pair(1, ">");
-        const qsizetype close = text.indexOf(end, position + opening);
-        if (opening == 1 && (close < 0 ? text.size() : close) - position > longestTag) {
+        const Markup markup = markupAt(text, position);
+        if (markup.isTag && (markup.end < 0 ? text.size() : markup.end) - position > longestTag) {
             return 1 + text.first(position).count('\n');
         }
-        position = close < 0 ? -1 : text.indexOf('<', close);
+        position = markup.end < 0 ? -1 : text.indexOf('<', markup.end);
     }
     return 0;
 }
@@ -106,8 +97,8 @@ std::unique_ptr<QDomDocument> readDocument(const QString& xmlPath, bool& hasDocu
     if (!file.open(QIODevice::ReadOnly)) {
         return nullptr;
     }
-    const QByteArray text = file.read(bound(file));
-    if (overlongTagLine(text) != 0) {
+    QByteArray text;
+    if (!readUpTo(file, maxTemplateSize, text) || overlongTagLine(text) != 0) {
         return nullptr;
     }
     // A linked template has passed no validation, and validation doesn't see the first line.
@@ -173,13 +164,15 @@ bool Obkey::validateTemplate(const QString& templatePath, const QString& xsdPath
             qUtf8Printable(xsdPath));
     }
     QFile file(withSingleBackslashes(templatePath));
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+    QByteArray text;
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text) || !readUpTo(file, maxTemplateSize, text)) {
         return reportError("XML document is invalid! Please insert a valid one.");
     }
-    if (!hasDeclaration(file.readLine(bound(file)))) {
+    const qsizetype firstBreak = text.indexOf('\n');
+    if (!hasDeclaration(text.first(firstBreak < 0 ? text.size() : firstBreak))) {
         return reportError("XML document is invalid! xml version is wrong or missing");
     }
-    const QByteArray text = file.read(bound(file));
+    text.remove(0, firstBreak < 0 ? text.size() : firstBreak + 1);
     const qint64 longLine = overlongTagLine(text);
     if (longLine != 0) {
         return reportInvalid(QStringLiteral("A tag is too long."), longLine);

@@ -2,9 +2,14 @@
 
 #include "display/Display.h"
 #include "files/outputFile.h"
+#include "files/readExactly.h"
 #include "obkey/Obkey.h"
+#include "obkey/xmlText.h"
 
 #include <QFile>
+
+#include <array>
+#include <limits>
 
 // Values are written by text search, not through the document tree, so that the author's layout and comments stay.
 
@@ -36,27 +41,22 @@ bool isSpace(char character) {
     return character == ' ' || character == '\t' || character == '\r' || character == '\n';
 }
 
-/// Finds the next tag at or behind `position`, past comments and character data.
+/// Finds the next tag at or behind `position`, past comments, character data and instructions.
 bool nextTag(const QByteArray& bytes, qsizetype position, Tag& tag) {
-    qsizetype begin = bytes.indexOf('<', position);
-    while (begin >= 0) {
-        const QByteArrayView rest = QByteArrayView(bytes).sliced(begin);
-        const char* const passed = rest.startsWith("<!--")        ? "-->"
-                                   : rest.startsWith("<![CDATA[") ? "]]>"
-                                   : rest.startsWith("<?")        ? "?>"
-                                                                  : nullptr;
-        if (passed == nullptr) {
-            break;
+    Markup markup;
+    do {
+        tag.range.begin = position < 0 ? -1 : bytes.indexOf('<', position);
+        if (tag.range.begin < 0) {
+            return false;
         }
-        const qsizetype end = bytes.indexOf(passed, begin + (*passed == '?' ? 2 : 4));  // "<!-->" only begins one
-        begin = end < 0 ? -1 : bytes.indexOf('<', end);
-    }
-    const qsizetype close = begin < 0 ? -1 : bytes.indexOf('>', begin);
-    if (close < 0) {
+        markup = markupAt(bytes, tag.range.begin);
+        position = markup.end;
+    } while (!markup.isTag);
+    tag.range.end = markup.end;
+    if (markup.end < 0) {
         return false;
     }
-    tag.range = {begin, close + 1};
-    const QByteArrayView inner = QByteArrayView(bytes).sliced(begin + 1, close - begin - 1);
+    const QByteArrayView inner = QByteArrayView(bytes).sliced(tag.range.begin + 1, tag.range.size() - 2);
     tag.kind = inner.startsWith('/') ? TagKind::close : inner.endsWith('/') ? TagKind::selfClosed : TagKind::open;
     const qsizetype nameBegin = tag.kind == TagKind::close ? 1 : 0;
     qsizetype nameEnd = nameBegin;
@@ -96,59 +96,31 @@ QList<TextRange> childrenOf(const QByteArray& bytes, qsizetype position, QByteAr
     return {};
 }
 
-/// Where the content of the element begins that the tag at `position` is a child of; -1 if there is none.
-qsizetype contentAround(const QByteArray& bytes, qsizetype position) {
-    qsizetype depth = 0;
-    while (position > 0) {
-        const qsizetype end = bytes.lastIndexOf('>', position - 1);
-        if (end < 0) {
-            return -1;
+/// Where an element stands: its `Name` tag with its text, and the beginning of the content around that.
+struct NamePlace {
+    TextRange nameTag;
+    qsizetype content = -1;
+};
+
+/// Finds the first element that is named `name`; its content is -1 if there is none.
+NamePlace findName(const QByteArray& bytes, const QString& name) {
+    const std::array wanted = {"<Name>" + name.toUtf8() + "</Name>", "<Name>" + escapedText(name) + "</Name>"};
+    QList<qsizetype> contents;  // of the elements that are open, the outermost first
+    Tag tag;
+    for (qsizetype position = 0; nextTag(bytes, position, tag); position = tag.range.end) {
+        const QByteArrayView rest = QByteArrayView(bytes).sliced(tag.range.begin);
+        for (const QByteArray& text : wanted) {
+            if (!contents.isEmpty() && rest.startsWith(text)) {
+                return {{tag.range.begin, tag.range.begin + text.size()}, contents.constLast()};
+            }
         }
-        const QByteArrayView before = QByteArrayView(bytes).first(end + 1);
-        const char* const opening = before.endsWith("-->")   ? "<!--"
-                                    : before.endsWith("]]>") ? "<![CDATA["
-                                    : before.endsWith("?>")  ? "<?"
-                                                             : "<";
-        position = bytes.lastIndexOf(opening, end);
-        Tag tag;
-        if (qstrlen(opening) > 1 || position < 0 || !nextTag(bytes, position, tag) || tag.range.begin != position ||
-            tag.kind == TagKind::selfClosed) {
-            continue;
-        }
-        if (tag.kind == TagKind::open && depth-- == 0) {
-            return tag.range.end;
-        }
-        if (tag.kind == TagKind::close) {
-            ++depth;
+        if (tag.kind == TagKind::open) {
+            contents.append(tag.range.end);
+        } else if (tag.kind == TagKind::close && !contents.isEmpty()) {
+            contents.removeLast();
         }
     }
-    return -1;
-}
-
-/// Where the comment around `position` ends; -1 if there is none that ends.
-qsizetype endOfComment(const QByteArray& bytes, qsizetype position) {
-    const qsizetype begin = bytes.lastIndexOf("<!--", position);
-    const qsizetype end = begin < 0 ? begin : bytes.indexOf("-->", begin);
-    return end > position ? end : -1;
-}
-
-/// The first tag that gives `name`, past comments; without a begin if there is none.
-TextRange findNameTag(const QByteArray& bytes, const QByteArray& name) {
-    const QByteArray wanted = "<Name>" + name + "</Name>";
-    qsizetype position = bytes.indexOf(wanted);
-    while (position >= 0) {
-        const qsizetype end = endOfComment(bytes, position);
-        if (end < 0) {
-            break;
-        }
-        position = bytes.indexOf(wanted, end);
-    }
-    return {position, position + wanted.size()};
-}
-
-TextRange findNameTag(const QByteArray& bytes, const QString& name) {
-    const TextRange plain = findNameTag(bytes, name.toUtf8());
-    return plain.begin >= 0 ? plain : findNameTag(bytes, escapedText(name));
+    return {};
 }
 
 /// A range together with the blanks and line ends in front of it.
@@ -164,17 +136,18 @@ bool readTemplate(const QString& path, QByteArray& bytes) {
     if (!file.open(QIODevice::ReadOnly)) {
         return false;
     }
-    bytes = file.readAll();
-    return bytes.size() == file.size();
+    return readUpTo(file, std::numeric_limits<std::uint32_t>::max(), bytes);
 }
 
 }  // namespace
 
-void setTemplateValue(const QString& name, const TagText& value, QByteArray& bytes) {
-    const TextRange nameTag = findNameTag(bytes, name);
-    const qsizetype next = nameTag.begin < 0 ? -1 : bytes.indexOf('<', nameTag.end);
-    const qsizetype content = next < 0 ? -1 : contentAround(bytes, nameTag.begin);
-    if (content < 0 || !value) {
+void setTemplateValue(const TagText& name, const TagText& value, QByteArray& bytes) {
+    if (!name || !value) {
+        return;
+    }
+    const auto [nameTag, content] = findName(bytes, *name);
+    const qsizetype next = content < 0 ? -1 : bytes.indexOf('<', nameTag.end);
+    if (next < 0) {
         return;
     }
     const QByteArray text = "<Value>" + escapedText(*value) + "</Value>";
@@ -200,9 +173,8 @@ void setTemplateValue(const QString& name, const TagText& value, QByteArray& byt
     }
 }
 
-void setTemplateEnable(const QString& name, std::uint32_t enable, QByteArray& bytes) {
-    const TextRange nameTag = findNameTag(bytes, name);
-    const qsizetype content = nameTag.begin < 0 ? -1 : contentAround(bytes, nameTag.begin);
+void setTemplateEnable(const TagText& name, std::uint32_t enable, QByteArray& bytes) {
+    const qsizetype content = name ? findName(bytes, *name).content : -1;
     const QList<TextRange> tags = content < 0 ? QList<TextRange>() : childrenOf(bytes, content, "Enable");
     if (!tags.isEmpty()) {
         bytes.replace(tags.first().begin, tags.first().size(),
@@ -216,7 +188,7 @@ void Obkey::rewriteTemplateValues() const {
         return;
     }
     for (const ObkeyParam& param : params) {
-        setTemplateValue(param.name.value_or(QString()), param.value, bytes);
+        setTemplateValue(param.name, param.value, bytes);
     }
     switch (replaceFile(xmlPath, bytes)) {
         case ReplaceResult::done:
@@ -238,13 +210,12 @@ bool Obkey::saveConfiguration() const {
     const McubootConfig& config = configs.last();
     for (const McubootParam& param : config.params) {
         if (param.kind == QLatin1String("Output")) {
-            setTemplateValue(param.outputName.value_or(QString()), param.outputValue, bytes);
+            setTemplateValue(param.outputName, param.outputValue, bytes);
             continue;
         }
-        const QString name = param.name.value_or(QString());
-        setTemplateValue(name, param.value, bytes);
+        setTemplateValue(param.name, param.value, bytes);
         if (param.enable != 2) {
-            setTemplateEnable(name, param.enable, bytes);
+            setTemplateEnable(param.name, param.enable, bytes);
         }
     }
     switch (replaceFile(config.xmlPath, bytes)) {

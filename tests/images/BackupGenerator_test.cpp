@@ -66,11 +66,14 @@ TEST(BackupGenerator, ListDrivenFlowChecksBeforeItLists) {
     EXPECT_EQ(generateBackupFromItems(items, {}, QStringLiteral("/dev/full")), -1);
     ASSERT_TRUE(QFile::resize(item.Path, 0xFFFFFFFF));
     EXPECT_EQ(generateBackupFromItems(items, {}, output), -1);
+    items[0].Path = QStringLiteral("/dev/zero");
+    EXPECT_EQ(generateBackupFromItems(items, {}, output), -1);
     EXPECT_THAT(
         messages.texts(5),
         ElementsAre("Error: Overlap detected between files at offsets [0x00000000] and [0x00000000]",
                     "Error: Failed to open no/out.bin file in write mode.", "Error: Failed to write /dev/full file.",
-                    "Error: []\nThe file is too large for a 32-bit size field.\n" + item.Path.toStdString()));
+                    "Error: []\nThe file is too large.\n" + item.Path.toStdString(),
+                    "Error: []\nThe file is too large.\n/dev/zero"));
 }
 
 }  // namespace

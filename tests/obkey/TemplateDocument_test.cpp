@@ -42,6 +42,10 @@ TEST(TemplateDocument, WhatIsNoTemplateIsRefused) {
         {"deep nesting", nested, atLine(2, "Elements are nested too deep.")},
         {"entities", entities, atLine(3, "Entities can't be declared in a template.")},
         {"long tag", attributes + "/>", atLine(3, "A tag is too long.")},
+        {"long tag behind a quoted end", QByteArray(attributes).replace(" a0=", " q='>' a0=") + "/>",
+         atLine(3, "A tag is too long.")},
+        {"default attributes", declaration + "<!DOCTYPE Root [<!ATTLIST b a CDATA 'x'>]><Root/>",
+         atLine(2, "Nothing can be declared in a template.")},
     };
     for (const Row& row : rows) {
         TemplateRun run;
@@ -52,8 +56,10 @@ TEST(TemplateDocument, WhatIsNoTemplateIsRefused) {
     TemplateRun run;
     const MessageCapture capture;
     EXPECT_FALSE(run.engine.validateTemplate(run.folder.path("none.xml"), run.schema));
+    EXPECT_FALSE(run.engine.validateTemplate(QStringLiteral("/dev/zero"), run.schema));
     EXPECT_FALSE(run.engine.validateTemplate(run.schema, QStringLiteral("no.xsd")));
     EXPECT_EQ(capture.texts(), (std::vector<std::string>{
+                                   "Error: XML document is invalid! Please insert a valid one.",
                                    "Error: XML document is invalid! Please insert a valid one.",
                                    "Error: The XML Template file \"no.xsd\" is missing! Please check your QVORA Seal "
                                    "Bundle Builder installation folder."}));

@@ -22,6 +22,14 @@ TEST(TemplateWriteBack, ValueStandsDirectlyBehindTheName) {
          "<D><C>></C><!-- <D> -->\n<Name>a</Name><Value>7</Value>\r\n\t\t<C/></D>"},
         {"<!-- <D><Name>a</Name></D> --><D><Name>a</Name><B>1</B></D>",
          "<!-- <D><Name>a</Name></D> --><D><Name>a</Name><Value>7</Value>\r\n\t\t<B>1</B></D>"},
+        {"<?x?><!-- 1 --><D><T>a --> ?> ]]</T><Name>a</Name><B/></D>",
+         "<?x?><!-- 1 --><D><T>a --> ?> ]]</T><Name>a</Name><Value>7</Value>\r\n\t\t<B/></D>"},
+        {"<D t=\"x/>y\"><T t='a/>b'/><Name>a</Name><Value unit=\"a/>b\">1</Value></D>",
+         "<D t=\"x/>y\"><T t='a/>b'/><Name>a</Name><Value>7</Value></D>"},
+        {"<D><![CDATA[<!--]]><Name>a</Name><B/><!----></D>",
+         "<D><![CDATA[<!--]]><Name>a</Name><Value>7</Value>\r\n\t\t<B/><!----></D>"},
+        {"<!--><Name>a</Name>--><D><Name>a</Name><B/></D>",
+         "<!--><Name>a</Name>--><D><Name>a</Name><Value>7</Value>\r\n\t\t<B/></D>"},
         {"<D><Name>b</Name><B>1</B></D>", "<D><Name>b</Name><B>1</B></D>"},
         {"<D><Name>a</Name>", "<D><Name>a</Name>"},
         {"<Name>a</Name><", "<Name>a</Name><"},
@@ -38,6 +46,13 @@ TEST(TemplateWriteBack, ValueStandsDirectlyBehindTheName) {
     QByteArray bytes = "<D><Name>a&amp;b</Name><B>1</B></D>";
     setTemplateValue(QStringLiteral("a&b"), QStringLiteral("<x> & \r"), bytes);
     EXPECT_EQ(bytes, "<D><Name>a&amp;b</Name><Value>&lt;x&gt; &amp; &#13;</Value>\r\n\t\t<B>1</B></D>");
+}
+
+TEST(TemplateWriteBack, WithoutANameNothingChanges) {
+    QByteArray bytes = "<D><Name></Name><B/></D>";
+    setTemplateValue(std::nullopt, QStringLiteral("7"), bytes);
+    setTemplateEnable(std::nullopt, 1, bytes);
+    EXPECT_EQ(bytes, "<D><Name></Name><B/></D>");
 }
 
 TEST(TemplateWriteBack, EveryKindStoresWhatWasUsed) {

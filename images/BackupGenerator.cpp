@@ -1,11 +1,12 @@
 #include "images/BackupGenerator.h"
 
 #include "images/BackupImage.h"
+#include "images/imageFile.h"
 #include "images/itemDocument.h"
 #include "images/itemFiles.h"
-#include "images/writeImage.h"
 
 #include "files/ByteWriter.h"
+#include "files/readExactly.h"
 
 #include <QFileInfo>
 
@@ -70,6 +71,9 @@ bool writeSegments(const QString& path, const QList<BackupSegment>& segments) {
     for (const BackupSegment& segment : segments) {
         size += segment.record.size();
     }
+    if (!canAllocate(size)) {
+        return reportError("The files are too large.");
+    }
     QByteArray image;
     const WipeOnExit wipeImage(image);
     image.reserve(size);
@@ -133,6 +137,7 @@ int generateBackup(const QString& jsonPath, const QString& outputPath) {
     }
     tellSuccess();
     QList<BackupSegment> written;
+    const WipeRecordsOnExit wipeWritten(written);
     if (!readBack(outputPath, written)) {
         return -1;
     }
@@ -150,6 +155,7 @@ int generateBackupFromItems(const QList<BackupItem>& items, const QString& jsonP
         return -1;
     }
     QList<BackupSegment> written;
+    const WipeRecordsOnExit wipeWritten(written);
     if (!readBack(outputPath, written) || !checkBackupOverlap(written)) {
         return -1;
     }

@@ -1,11 +1,11 @@
 #include "images/BackupImage.h"
 
 #include "images/ProtectedItem.h"
+#include "images/imageFile.h"
 
 #include "display/Display.h"
 #include "files/ByteReader.h"
-
-#include <QFile>
+#include "files/wipe.h"
 
 #include <algorithm>
 
@@ -27,12 +27,11 @@ bool readRecord(ByteReader& reader, BackupSegment& segment) {
 }  // namespace
 
 int parseBackupImage(const QString& path, QList<BackupSegment>& segments) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        reportError("Failed to open %s file in write mode.", qUtf8Printable(path));
+    QByteArray image;
+    const WipeOnExit wipeImage(image);
+    if (!readImage(path, image)) {
         return -1;
     }
-    const QByteArray image = file.readAll();
     ByteReader reader(image);
     QList<BackupSegment> found;
     while (!reader.atEnd()) {

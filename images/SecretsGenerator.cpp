@@ -1,9 +1,9 @@
 #include "images/SecretsGenerator.h"
 
+#include "images/imageFile.h"
 #include "images/itemDocument.h"
 #include "images/itemFiles.h"
 #include "images/otpLayout.h"
-#include "images/writeImage.h"
 
 #include "files/ByteWriter.h"
 

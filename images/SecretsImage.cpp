@@ -1,11 +1,11 @@
 #include "images/SecretsImage.h"
 
+#include "images/imageFile.h"
 #include "images/otpLayout.h"
 
 #include "display/Display.h"
 #include "files/ByteReader.h"
-
-#include <QFile>
+#include "files/wipe.h"
 
 #include <algorithm>
 
@@ -54,12 +54,11 @@ std::int64_t endWord(const SecretSegment& segment) {
 }  // namespace
 
 int parseSecretsImage(std::uint32_t deviceId, const QString& path, QList<SecretSegment>& segments) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        reportError("Failed to open %s file in write mode.", qUtf8Printable(path));
+    QByteArray image;
+    const WipeOnExit wipeImage(image);
+    if (!readImage(path, image)) {
         return -1;
     }
-    const QByteArray image = file.readAll();
     QList<SecretSegment> found;
     if (!(hasFixedLayout(deviceId) ? readFixedLayout(image, found) : readRecords(image, path, found))) {
         return -1;

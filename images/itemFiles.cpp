@@ -11,6 +11,7 @@ namespace {
 /// The size field of a record has 32 bits and counts the nonce.
 constexpr qint64 maxFileSize = std::numeric_limits<std::uint32_t>::max() - nonceSize;
 constexpr qint64 maxPipeSize = qint64{1} << 20;  // a device perhaps never ends
+constexpr qint64 roomForHeaders = 4096;          ///< around the copies of a file in its segment and its record
 
 bool checkSizeUnderWrapping(const ProtectedItem& item, const QString& path, qint64 size) {
     if (item.KeySize.BitValue == keySize128 && size != 16) {
@@ -87,10 +88,11 @@ bool readItemData(const ProtectedItem& item, const QString& path, const QByteArr
         return false;
     }
     QByteArray content;
-    if (!readUpTo(file, file.size() > 0 ? maxFileSize : maxPipeSize, content)) {
+    const bool isComplete = readUpTo(file, file.size() > 0 ? maxFileSize : maxPipeSize, content);
+    const WipeOnExit wipeContent(content);
+    if (!isComplete || !canAllocate(2 * content.size() + roomForHeaders)) {
         return reportError("[%s]\nThe file is too large.\n%s", qUtf8Printable(item.Name), qUtf8Printable(path));
     }
-    const WipeOnExit wipeContent(content);
     if (!checkSize(item, path, content.size())) {
         return false;
     }

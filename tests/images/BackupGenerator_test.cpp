@@ -64,6 +64,7 @@ TEST(BackupGenerator, ListDrivenFlowChecksBeforeItLists) {
     EXPECT_EQ(folder.read("out.bin").size(), 32);
     EXPECT_EQ(generateBackupFromItems(items, {}, QStringLiteral("no/out.bin")), -1);
     EXPECT_EQ(generateBackupFromItems(items, {}, QStringLiteral("/dev/full")), -1);
+    EXPECT_EQ(generateBackupFromItems(items, {}, QStringLiteral("/dev/zero")), -1);
     ASSERT_TRUE(QFile::resize(item.Path, 0xFFFFFFFF));
     EXPECT_EQ(generateBackupFromItems(items, {}, output), -1);
     items[0].Path = QStringLiteral("/dev/zero");
@@ -72,6 +73,7 @@ TEST(BackupGenerator, ListDrivenFlowChecksBeforeItLists) {
         messages.texts(5),
         ElementsAre("Error: Overlap detected between files at offsets [0x00000000] and [0x00000000]",
                     "Error: Failed to open no/out.bin file in write mode.", "Error: Failed to write /dev/full file.",
+                    "Error: Failed to open /dev/zero file in write mode.",
                     "Error: []\nThe file is too large.\n" + item.Path.toStdString(),
                     "Error: []\nThe file is too large.\n/dev/zero"));
 }

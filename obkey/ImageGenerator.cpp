@@ -272,12 +272,12 @@ int Obkey::generateImage() {
         return composed;
     }
     const ImgtoolAnswer answer = runLogged(*this, arguments);
+    if (answer.ended && !checkVersions(config)) {
+        return imgtoolFault;
+    }
     if (!answer.ended || (answer.failed && answer.output.isEmpty())) {
         static_cast<void>(reportError("Image Generation Process Failed \n"));
         return processFault;
-    }
-    if (!checkVersions(config)) {
-        return imgtoolFault;
     }
     if (!answer.output.isEmpty()) {
         static_cast<void>(reportError("Fail to Generate Image\n\nImgtool :%s ",

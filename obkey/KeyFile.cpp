@@ -27,7 +27,7 @@ void alignBody(ObkeyParam& param, ObkeyBodies& bodies) {
     }
 }
 
-bool readKeyFile(const QString& path, const QString& name, QByteArray& content) {
+bool readKeyFile(const QString& path, const QString& name, const ObkeyBodies& bodies, QByteArray& content) {
     QFile file(path);
     if (!file.exists()) {
         displayMessage(MessageKind::normal, "file does not exist: %s", qUtf8Printable(path));
@@ -41,7 +41,7 @@ bool readKeyFile(const QString& path, const QString& name, QByteArray& content) 
         displayMessage(MessageKind::normal, "File is empty: %s", qUtf8Printable(path));
         return reportError("Empty Input %s Key File \n", qUtf8Printable(path));
     }
-    if (!readUpTo(file, std::numeric_limits<std::uint32_t>::max(), content)) {
+    if (!readUpTo(file, std::numeric_limits<std::uint32_t>::max(), content) || !bodies.hasRoomFor(content.size())) {
         displayMessage(MessageKind::normal, "Error while reading Input File");
         return reportError("Cannot Read Input File \n");
     }
@@ -129,7 +129,7 @@ bool appendKeyFile(const KeyFileSource& source, ObkeyParam& param, ObkeyBodies& 
 
     QByteArray content;
     const WipeOnExit wipeContent(content);
-    if (!readKeyFile(path, name, content)) {
+    if (!readKeyFile(path, name, bodies, content)) {
         return false;
     }
     alignBody(param, bodies);

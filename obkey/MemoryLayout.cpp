@@ -31,10 +31,10 @@ std::uint32_t recordNumber(const ObkeyParam& record) {
         templateNumber(record.value ? *record.value : record.defaultValue.value_or(QString())));
 }
 
-void setSize(QList<SlotRecord>& slotList, std::int32_t index, std::uint32_t size) {
+void setSize(QList<SlotRecord>& slotList, std::int32_t index, const QString& size) {
     for (SlotRecord& slot : slotList) {
         if (slot.index == index) {
-            slot.size = hexText(size);
+            slot.size = size;
         }
     }
 }
@@ -179,9 +179,10 @@ void Obkey::collectFlashSlots(const ObkeyParam& record) {
     for (const QString& reference : record.flashSlotRefs) {
         const std::int32_t index = slotIndex(reference);
         if (!record.flashSlotIsStart) {
-            setSize(flashSlots, index, number);
-            setSize(executionSlots, index, number);
-            setSize(downloadSlots, index, number);
+            const QString size = hexText(number);
+            setSize(flashSlots, index, size);
+            setSize(executionSlots, index, size);
+            setSize(downloadSlots, index, size);
             continue;
         }
         const SlotRecord slot{slotName(record), index, hexText(number + info.FlashStart), std::nullopt};
@@ -199,7 +200,7 @@ void Obkey::collectObkSlots(const ObkeyParam& record) {
         if (record.obkSlotIsStart) {
             obkSlots.append({slotName(record), index, hexText(number + info.OBKStart), std::nullopt});
         } else {
-            setSize(obkSlots, index, number);
+            setSize(obkSlots, index, hexText(number));
         }
     }
 }

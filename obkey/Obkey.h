@@ -51,6 +51,7 @@ class Obkey {
     /// no well-formed XML or has an element that the format doesn't know.
     [[nodiscard]] bool loadTemplate(const QString& templatePath);
     /// Reads a template as far as its content node, whose first child goes to `linkedContent`. False without a message.
+    /// The template that was read last isn't read again.
     [[nodiscard]] bool loadLinkedTemplate(const QString& templatePath);
 
     /// The tag checks of `Obdata` templates: no tag twice that may stand once, and every mandatory tag present.
@@ -110,6 +111,7 @@ class Obkey {
     std::uint32_t documentState = documentMissing;
     QDomNode rootNode;
     std::uint32_t templateFormat = formatObdata;
+    QString linkedPath;
     QDomNode linkedContent;
 
     static constexpr std::uint32_t documentMissing = 1;

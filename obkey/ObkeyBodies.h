@@ -1,5 +1,6 @@
 #pragma once
 
+#include "files/readExactly.h"
 #include "obkey/ObkeyParam.h"
 
 #include <QByteArray>
@@ -15,6 +16,11 @@ struct ObkeyBodies {
     /// What alignment counts with. It wraps, and isn't the size of mainBody: text, for one, doesn't move it.
     std::uint16_t runningSize = 0;
     QString outputPath;
+
+    /// Whether `size` bytes more can be had: an array that grows needs room beside itself.
+    [[nodiscard]] bool hasRoomFor(qsizetype size) const {
+        return canAllocate(3 * (mainBody.size() + daBody.size() + size));
+    }
 
     /// Counts `bytes`, which may be negative, modulo 65536.
     void count(qsizetype bytes) {

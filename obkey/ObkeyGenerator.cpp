@@ -254,6 +254,9 @@ bool Obkey::generateObkey() {
     ObkeyBodies bodies;
     const WipeOnExit wipeMain(bodies.mainBody);
     for (ObkeyParam& param : params) {
+        if (!bodies.hasRoomFor(widestField)) {
+            return reportError("Fail OBkey Generation: the fields of the template are too large together");
+        }
         if (!appendParam(*this, imgtool, param, bodies)) {
             return false;
         }

@@ -336,7 +336,7 @@ bool Obkey::readObdata(const QDomNode& content) {
         if (node.isComment()) {
             continue;
         }
-        const QString name = node.nodeName();
+        const QString name = node.toElement().tagName();  // an instruction has a node name too
         if (name == QLatin1String("Hash")) {
             hashMode = true;
         } else if (name == QLatin1String("DA")) {

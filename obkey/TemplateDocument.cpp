@@ -14,9 +14,11 @@ namespace {
 /// A tree takes many times the memory of its text, and a device perhaps never ends.
 constexpr qint64 maxTemplateSize = qint64{8} << 20;
 
-// The tree builder's time grows with the square of the depth, the reader's with that of a tag's attributes, and
-// entities let a short file grow without bound. Templates need none of these.
+// The tree builder's time grows with the square of the depth, the reader's with that of a tag's attributes, the
+// write-back's with that of the records, and entities let a short file grow without bound. Templates need none of
+// these.
 constexpr int deepestNesting = 256;
+constexpr int mostElements = 20000;
 constexpr qsizetype longestTag = 2048;
 
 bool hasDeclaration(const QByteArray& line) {
@@ -41,12 +43,15 @@ qint64 overlongTagLine(const QByteArray& text) {
 /// Gives whether a document type was met.
 bool readThrough(QXmlStreamReader& reader) {
     int depth = 0;
+    int count = 0;
     bool hasDocumentType = false;
     while (!reader.atEnd()) {
         switch (reader.readNext()) {
             case QXmlStreamReader::StartElement:
                 if (++depth > deepestNesting) {
                     reader.raiseError(QStringLiteral("Elements are nested too deep."));
+                } else if (++count > mostElements) {
+                    reader.raiseError(QStringLiteral("There are too many elements."));
                 }
                 break;
             case QXmlStreamReader::EndElement:
@@ -195,8 +200,12 @@ bool Obkey::loadTemplate(const QString& templatePath) {
 }
 
 bool Obkey::loadLinkedTemplate(const QString& templatePath) {
+    if (!linkedContent.isNull() && templatePath == linkedPath) {
+        return true;  // most parameters refer to the same one
+    }
     QDomNode content;
     linkedContent.clear();
+    linkedPath = templatePath;
     if (!openDocument(*this, templatePath, content)) {
         return false;
     }

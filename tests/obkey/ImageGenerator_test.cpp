@@ -61,10 +61,14 @@ TEST(ImageGenerator, ArgumentsAndFaults) {
     EXPECT_EQ(run.generate(elements("GlobalParam;LinkedXML=./linked.xml\nParam;Name=n;Type=File;Link=x;Default=d")), 7);
     qputenv("IMGTOOL_STATUS", "3");
     EXPECT_EQ(run.generate(elements(output)), 5);
+    EXPECT_EQ(run.generate(elements("Param;Name=Version;Type=Text;Default=1\n" + QByteArray(output))), 6);
     run.engine.imgtoolPath = run.folder.path("none");
     EXPECT_EQ(run.generate(elements(output)), 5);
     EXPECT_EQ(capture.texts(), (std::vector<std::string>{"Error: key File a.pem not exist \n",
                                                          "Error: Image Generation Process Failed \n",
+                                                         "Error: Fail to Generate Image\n\nImgtool :Error: Invalid "
+                                                         "value for '-v' / '--version': Invalid version number, "
+                                                         "should be maj.min.rev+build with later parts optional ",
                                                          "Error: Image Generation Process Failed \n"}));
 }
 

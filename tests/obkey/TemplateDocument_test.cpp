@@ -40,6 +40,8 @@ TEST(TemplateDocument, WhatIsNoTemplateIsRefused) {
          "Error: XML document is invalid! Error type: \"Premature end of document. "},
         {"wrong end", declaration + "<Root>\n<A></B></Root>", atLine(3, "Opening and ending tag mismatch.")},
         {"deep nesting", nested, atLine(2, "Elements are nested too deep.")},
+        {"many elements", declaration + "<Root>" + QByteArray("<a/>").repeated(20000),
+         atLine(2, "There are too many elements.")},
         {"entities", entities, atLine(3, "Entities can't be declared in a template.")},
         {"long tag", attributes + "/>", atLine(3, "A tag is too long.")},
         {"long tag behind a quoted end", QByteArray(attributes).replace(" a0=", " q='>' a0=") + "/>",
@@ -81,6 +83,7 @@ TEST(TemplateDocument, TheRootIsFoundBehindTheDeclarationOnly) {
         {"<Root><McubootFormat/></Root>", true, 2, 0},
         {declaration + "<Root>", false, 1, 0},
         {declaration + "<Root><Obdata><Strange/></Obdata></Root>", false, 4, 0},
+        {declaration + "<Root><Obdata><?Hash?></Obdata></Root>", false, 4, 0},
         {declaration + "<Root><McubootFormat><Data/></McubootFormat></Root>", false, 4, 1},
         {QByteArray(declaration).replace('\n', "<a>").append(QByteArray("<a>").repeated(300)), false, 1, 0},
     };

@@ -1,7 +1,7 @@
 #include "Preparation/src/crypto.h"
-#include "tests/crypto/opensslTool.h"
 #include "tests/support/MessageCapture.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/outsideTool.h"
 
 #include <QFile>
 

@@ -1,6 +1,6 @@
 #include "Preparation/src/ec_crypto.h"
-#include "tests/crypto/opensslTool.h"
 #include "tests/support/MessageCapture.h"
+#include "tests/support/outsideTool.h"
 
 #include <QCryptographicHash>
 

@@ -1,5 +1,6 @@
 #include "obkey/Imgtool.h"
 #include "tests/obkey/TemplateRun.h"
+#include "tests/support/outsideTool.h"
 
 #include <QDir>
 
@@ -87,11 +88,8 @@ TEST(ImgtoolLauncher, KeyPairAndRawKey) {
     // The private number, held against the DER form of the key (RFC 5915: it stands behind 7 bytes).
     const ImgtoolAnswer answer = run.run(
         {QStringLiteral("getpriv"), QStringLiteral("--minimal"), QStringLiteral("--raw"), QStringLiteral("-k"), key});
-    QProcess openssl;
-    openssl.start(QStringLiteral("openssl"), {QStringLiteral("ec"), QStringLiteral("-outform"), QStringLiteral("DER"),
-                                              QStringLiteral("-in"), key});
-    ASSERT_TRUE(openssl.waitForFinished());
-    EXPECT_EQ(imgtoolArrayBytes(answer.output).toHex(), openssl.readAllStandardOutput().mid(7, 32).toHex());
+    const QByteArray der = openssl(QStringLiteral("ec -outform DER -in ") + key);
+    EXPECT_EQ(imgtoolArrayBytes(answer.output).toHex(), der.mid(7, 32).toHex());
     EXPECT_EQ(imgtoolArrayBytes(QByteArray(answer.output).replace("\n", "\r\n")), imgtoolArrayBytes(answer.output));
 
     capture.clear();

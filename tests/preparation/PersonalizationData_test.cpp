@@ -1,7 +1,7 @@
 #include "preparation-interface/Preparation.h"
-#include "tests/preparation/OutsideTool.h"
 #include "tests/support/MessageCapture.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/outsideTool.h"
 
 #include <QCoreApplication>
 #include <QCryptographicHash>

@@ -1,8 +1,8 @@
 #include "preparation-interface/Preparation.h"
-#include "tests/preparation/OutsideTool.h"
 #include "tests/support/ImageDecryptor.h"
 #include "tests/support/MessageCapture.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/outsideTool.h"
 
 #include <gmock/gmock.h>
 

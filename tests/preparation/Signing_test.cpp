@@ -1,9 +1,9 @@
 #include "Preparation/src/rawSignature.h"
 #include "files/ByteWriter.h"
 #include "preparation-interface/Preparation.h"
-#include "tests/preparation/OutsideTool.h"
 #include "tests/support/MessageCapture.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/outsideTool.h"
 
 #include <QDir>
 

@@ -1,7 +1,7 @@
 #include "Preparation/src/TarnwaveQuill/signatureprep.h"
 #include "files/ByteWriter.h"
-#include "tests/crypto/opensslTool.h"
 #include "tests/support/MessageCapture.h"
+#include "tests/support/outsideTool.h"
 
 #include <QDir>
 #include <QFile>

@@ -5,13 +5,22 @@
 #include <QProcess>
 #include <QStringList>
 
-/// What the `openssl` command line answers to the blank-separated `arguments` on its standard output.
-inline QByteArray openssl(const QString& arguments) {
+#include <gtest/gtest.h>
+
+/// Runs another program and gives its standard output. Blanks stand between the program and its arguments. A status
+/// other than 0 fails the test.
+inline QByteArray outsideTool(const QByteArray& command) {
+    QStringList arguments = QString::fromUtf8(command).split(QLatin1Char(' '), Qt::SkipEmptyParts);
     QProcess process;
-    process.start(QStringLiteral("openssl"), arguments.split(QLatin1Char(' '), Qt::SkipEmptyParts));
+    process.start(arguments.takeFirst(), arguments);
     process.closeWriteChannel();
-    process.waitForFinished(-1);
+    EXPECT_TRUE(process.waitForFinished(-1)) << command.constData();
+    EXPECT_EQ(process.exitCode(), 0) << command.constData() << ": " << process.readAllStandardError().constData();
     return process.readAllStandardOutput();
+}
+
+inline QByteArray openssl(const QString& arguments) {
+    return outsideTool("openssl " + arguments.toUtf8());
 }
 
 /// A new private key of an algorithm with its options.

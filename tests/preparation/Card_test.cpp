@@ -1,9 +1,6 @@
 #include "preparation-interface/Preparation.h"
+#include "tests/support/CardTest.h"
 #include "tests/support/MessageCapture.h"
-#include "tests/support/TempFolder.h"
-#include "tests/support/outsideTool.h"
-
-#include <QFile>
 
 #include <gmock/gmock.h>
 
@@ -25,31 +22,8 @@ const QByteArray version1Info = QByteArray::fromHex(
     "05000000"
     "30313233343536373839414243444546");
 
-/// A SoftHSM token of its own for each test, in slot 0.
-class Card : public testing::Test {
+class Card : public CardTest {
   protected:
-    void SetUp() override {
-        for (const char* path :
-             {"/usr/lib/softhsm/libsofthsm2.so", "/usr/lib/x86_64-linux-gnu/softhsm/libsofthsm2.so"}) {
-            driver = QFile::exists(QLatin1String(path)) ? QByteArray(path) : driver;
-        }
-        if (driver.isEmpty()) {
-            GTEST_SKIP() << "SoftHSM (package softhsm2) is not installed";
-        }
-        const QByteArray config = "directories.tokendir = " + folder.path("").toUtf8() + "\nlog.level = ERROR\n";
-        qputenv("SOFTHSM2_CONF", folder.write("softhsm2.conf", config).toUtf8());
-        qputenv("QVORA_HSM_MODULE", driver);
-        qputenv("QVORA_HSM_PIN", "1234");
-        makeToken();
-    }
-    static void makeToken() { outsideTool("softhsm2-util --init-token --free --label card --pin 1234 --so-pin 5678"); }
-    QByteArray pkcs11Tool(const QByteArray& arguments, const char* login = "--login --pin 1234 ") {
-        return outsideTool("pkcs11-tool --module " + driver + " --slot-index 0 " + login + arguments);
-    }
-    void writeData(const QByteArray& label, const QByteArray& content) {
-        const QByteArray path = folder.write("object", content).toUtf8();
-        pkcs11Tool("--write-object " + path + " --type data --label " + label);
-    }
     std::vector<std::string> labels(const char* login = "--login --pin 1234 ") {
         std::vector<std::string> result;
         for (const QByteArray& line : pkcs11Tool("--list-objects", login).split('\n')) {
@@ -77,8 +51,6 @@ class Card : public testing::Test {
         return preparation.HSMProvisioning(0, key, nonce, 1000000, QStringLiteral("Gerät 01"), true, persoData);
     }
 
-    QByteArray driver;
-    TempFolder folder;
     Preparation preparation;
     MessageCapture messages;
 };

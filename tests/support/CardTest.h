@@ -1,0 +1,36 @@
+#pragma once
+
+#include "tests/support/TempFolder.h"
+#include "tests/support/outsideTool.h"
+
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+/// A SoftHSM token of its own for each test, in slot 0, for this process and those it starts.
+class CardTest : public testing::Test {
+  protected:
+    void SetUp() override {
+        for (const char* path :
+             {"/usr/lib/softhsm/libsofthsm2.so", "/usr/lib/x86_64-linux-gnu/softhsm/libsofthsm2.so"}) {
+            driver = QFile::exists(QLatin1String(path)) ? QByteArray(path) : driver;
+        }
+        ASSERT_FALSE(driver.isEmpty()) << "SoftHSM (package softhsm2) is not installed";
+        const QByteArray config = "directories.tokendir = " + folder.path("").toUtf8() + "\nlog.level = ERROR\n";
+        qputenv("SOFTHSM2_CONF", folder.write("softhsm2.conf", config).toUtf8());
+        qputenv("QVORA_HSM_MODULE", driver);
+        qputenv("QVORA_HSM_PIN", "1234");
+        makeToken();
+    }
+    static void makeToken() { outsideTool("softhsm2-util --init-token --free --label card --pin 1234 --so-pin 5678"); }
+    QByteArray pkcs11Tool(const QByteArray& arguments, const char* login = "--login --pin 1234 ") {
+        return outsideTool("pkcs11-tool --module " + driver + " --slot-index 0 " + login + arguments);
+    }
+    void writeData(const QByteArray& label, const QByteArray& content) {
+        const QByteArray path = folder.write("object", content).toUtf8();
+        pkcs11Tool("--write-object " + path + " --type data --label " + label);
+    }
+
+    QByteArray driver;
+    TempFolder folder;
+};

@@ -34,7 +34,15 @@ constexpr FaultRow rows[] = {
      "Error: Error while writing in the public key file | Error: Error occured when signing the binary image"},
     {"-dcu -app secrets.bin -key key.bin -directory old -add 90000000 -mode 0", "Encrypted_Image.bin", 0,
      "Error: Error while writing the file old/Encrypted_Image.bin | Firmware encryption failed"},
+    {"-obk ./t.xml", "o.bin", 0, "Error:  OBkey Generation Failed ././old/o.bin is already opened or save error"},
+    {"-backupgen -in backup/backup.json -o old/b.bin", "b.bin", 1, "Error: Failed to write old/b.bin file."},
 };
+
+constexpr char obkeyTemplate[] =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+    "<Root><Obdata><Info><GlobalAlign>1</GlobalAlign></Info>"
+    "<Bool><Name>n</Name><Width>16</Width><Default>1</Default><True>1</True><False>0</False></Bool>"
+    "<Output><Default>./old/o.obk</Default></Output></Obdata></Root>";
 
 /// A file may have five bytes: what a full disk does to a write.
 void fillDisk() {
@@ -53,13 +61,15 @@ struct FaultTest : testing::Test {
     void SetUp() override {
         QProcess maker;
         maker.setWorkingDirectory(folder.path("."));
-        maker.start(QStringLiteral("sh"), {QStringLiteral("-c"),
-                                           QStringLiteral("cp -r $0/firmware/* $0/provisioning/* . && mkdir old && "
-                                                          "openssl ecparam -name prime256v1 -genkey -noout -out "
-                                                          "private.pem"),
-                                           QStringLiteral(QVORA_EXAMPLES)});
+        maker.start(QStringLiteral("sh"),
+                    {QStringLiteral("-c"),
+                     QStringLiteral("cp -r $0/firmware/* $0/provisioning/* $0/backup . && mkdir old && "
+                                    "openssl ecparam -name prime256v1 -genkey -noout -out "
+                                    "private.pem"),
+                     QStringLiteral(QVORA_EXAMPLES)});
         ASSERT_TRUE(maker.waitForFinished() && maker.exitCode() == 0);
         folder.write("stack.bin", QByteArray(64, 's') + QByteArray::fromHex("91293723"));
+        folder.write("t.xml", obkeyTemplate);
         for (const FaultRow& row : rows) {
             folder.write(oldPath(row).constData(), "old content");
         }
@@ -91,6 +101,18 @@ TEST_F(FaultTest, LockedFolderKeepsTheOldFile) {
         EXPECT_EQ(folder.read(oldPath(row).constData()), "old content") << row.arguments;
     }
     QFile::setPermissions(folder.path("old"), writable);
+}
+
+TEST_F(FaultTest, TemplateThatCantBeRewrittenStays) {
+    folder.write("t.xml", QByteArray(obkeyTemplate).replace("<Width>16", "<Width>5"));
+    CommandResult result = run("-obk ./t.xml", fillDisk);
+    EXPECT_TRUE(
+        result.body().ends_with("SUCCESS OBKey File Generation  |  | Error:  OBKey XML Generation Failed ./t.xml"));
+    QFile::setPermissions(folder.path("t.xml"), QFileDevice::ReadOwner);
+    result = run("-obk ./t.xml", dropOverride);
+    EXPECT_TRUE(result.body().ends_with("Error: Fail OBkey XML Generation The File ./t.xml is already Opened"));
+    EXPECT_EQ(folder.read("old/o.bin"), QByteArray("\1\0\0\0\0", 5));
+    EXPECT_FALSE(folder.read("t.xml").contains("<Value>"));
 }
 
 // What was written isn't there any more when it is read back.

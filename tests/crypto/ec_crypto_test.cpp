@@ -25,10 +25,11 @@ TEST(EcCrypto, MakesKeyFilesTwiceInTheSamePlace) {
     const QString publicPath = folder.path("public.pem");
     for (const std::int32_t nid : {prime256v1Nid, brainpoolP256t1Nid}) {
         const bool prime = nid == prime256v1Nid;
-        const EC_Crypto crypto(nid);
         const MessageCapture capture;
+        EC_Crypto crypto;
+        EXPECT_EQ(crypto.setCurve(nid), 1);
         ASSERT_EQ(crypto.generateKeyFiles(privatePath, publicPath, folder.path("hash.bin"), "", prime ? 0 : 1), 1);
-        EXPECT_EQ(capture.texts().at(1),
+        EXPECT_EQ(capture.texts().at(2),
                   prime ? "Generating Prime256v1 keys... \n" : "Generating brainpoolP256t1 keys... \n");
         const QByteArray check = openssl(QStringLiteral("pkey -check -noout -text -passin pass: -in ") + privatePath);
         EXPECT_TRUE(check.contains("Key is valid")) << check.constData();
@@ -55,6 +56,7 @@ TEST(EcCrypto, KeyFileFaultsEndWhereTheyHappen) {
     const MessageCapture capture;
     EXPECT_EQ(crypto.generateKeyFiles(good, good, good, "pass", 2), -1);
     EXPECT_THAT(capture.texts(), ElementsAre("Unsupported algorithm selected for private key encription\n"));
+    EXPECT_EQ(EC_Crypto().setCurve(prime256v1Nid + 1), -1);
     EXPECT_EQ(EC_Crypto().generateKeyFiles(good, good, good, "pass", 0), -1);
     EXPECT_EQ(crypto.generateKeyFiles(nowhere, good, good, "pass", 0), -1);
     EXPECT_EQ(crypto.generateKeyFiles(QStringLiteral("/dev/full"), good, good, "pass", 0), -1);
@@ -62,8 +64,8 @@ TEST(EcCrypto, KeyFileFaultsEndWhereTheyHappen) {
     EXPECT_EQ(crypto.generateKeyFiles(good, good, nowhere, "pass", 0), -1);
     EXPECT_THAT(
         capture.texts(5),
-        ElementsAre("Error: Unsupported curve NID!\n", "Error: Error: creating Key File fails\n",
-                    "Error: Error occured while creating PEM file!\n",
+        ElementsAre("Error: Unsupported curve NID!\n", "Error: Unsupported curve NID!\n",
+                    "Error: Error: creating Key File fails\n", "Error: Error occured while creating PEM file!\n",
                     "Error: Error: writing encrypted private Key fails\n",
                     "Error: Error occured while creating PEM file!\n", "Error: Error: creating key file fails\n",
                     "Error: Error occured while creating public key PEM file!\n",

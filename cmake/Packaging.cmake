@@ -12,14 +12,15 @@ file(RELATIVE_PATH link_target ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL
 file(CREATE_LINK ${link_target} ${made}/${tool} SYMBOLIC)
 install(FILES ${made}/${tool} DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES README.md CHANGELOG.md LICENSE docs/formats.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
-install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} PATTERN demo EXCLUDE)
+install(PROGRAMS examples/demo DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 
 if(NOT QVORA_SANITIZE)
   foreach(kind man completion)
     set(page ${made}/${tool}.${kind})
     add_custom_command(OUTPUT ${page}
       COMMAND ${PROJECT_SOURCE_DIR}/scripts/make-docs ${kind} $<TARGET_FILE:${tool}> > ${page}
-      DEPENDS ${tool} ${PROJECT_SOURCE_DIR}/scripts/make-docs ${PROJECT_SOURCE_DIR}/docs/commands.tsv VERBATIM)
+      DEPENDS ${tool} ${PROJECT_SOURCE_DIR}/scripts/make-docs ${PROJECT_SOURCE_DIR}/examples/commands.tsv VERBATIM)
     list(APPEND pages ${page})
   endforeach()
   add_custom_target(command-pages ALL DEPENDS ${pages})

@@ -106,8 +106,10 @@ std::unique_ptr<QDomDocument> readDocument(const QString& xmlPath, bool& hasDocu
     if (!readUpTo(file, maxTemplateSize, text) || overlongTagLine(text) != 0) {
         return nullptr;
     }
-    // A linked template has passed no validation, and validation doesn't see the first line.
+    // A linked template has passed no validation, and validation doesn't see the first line. Prefixes don't count, as
+    // they don't for the tree.
     QXmlStreamReader reader(text);
+    reader.setNamespaceProcessing(false);
     hasDocumentType = readThrough(reader);
     if (reader.hasError()) {
         return nullptr;

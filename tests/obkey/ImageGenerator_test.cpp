@@ -56,7 +56,8 @@ TEST(ImageGenerator, ArgumentsAndFaults) {
         }
     }
     ImageRun run;
-    run.folder.write("linked.xml", obdata(elements("File;Name=n;Default=a.pem")));
+    QByteArray linked = obdata(elements("File;Name=n;Default=a.pem"));
+    run.folder.write("linked.xml", linked.replace("</Obdata>", "<no:prefix/></Obdata>"));
     const MessageCapture capture;
     EXPECT_EQ(run.generate(elements("GlobalParam;LinkedXML=./linked.xml\nParam;Name=n;Type=File;Link=x;Default=d")), 7);
     qputenv("IMGTOOL_STATUS", "3");

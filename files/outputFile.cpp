@@ -6,22 +6,37 @@
 #include <QFileInfo>
 #include <QTemporaryFile>
 
+#include <sys/stat.h>
 #include <cstdio>
 
 namespace {
 
-// Never in place, not even in a folder that takes no new file: a write that fails halfway would cost the old file. The
-// new one isn't forced to the disk, which takes longer than all the rest of a run.
-ReplaceResult replaceOldFile(const QFileInfo& old, const ContentWriter& writeContent) {
-    const QString target = old.canonicalFilePath();  // a link stays one
-    QTemporaryFile file(target + QStringLiteral(".XXXXXX"));
-    if (!old.isWritable() || !file.open()) {
+/// The permissions of a file that is made in the plain way.
+mode_t newFileMode() {
+    const mode_t mask = umask(0);
+    umask(mask);
+    return 0666 & ~mask;
+}
+
+// Never in place, not even in a folder that takes no new file: a write that fails halfway would cost the old file, and
+// half of a new one could be taken for all of it. The file isn't forced to the disk, which takes longer than all the
+// rest of a run.
+ReplaceResult writeAndRename(const QFileInfo& place, const ContentWriter& writeContent) {
+    const bool isOld = place.exists();
+    const QString target = isOld ? place.canonicalFilePath() : place.filePath();  // a link stays one
+    QTemporaryFile file(QFileInfo(target).path() + QStringLiteral("/.XXXXXX"));
+    if ((isOld && !place.isWritable()) || place.fileName().isEmpty() || !file.open()) {
         return ReplaceResult::cannotOpen;
     }
-    const bool complete = writeContent(file) && file.flush() && file.setPermissions(old.permissions());
-    const QByteArray from = QFile::encodeName(file.fileName());
-    if (!complete || std::rename(from.constData(), QFile::encodeName(target).constData()) != 0) {
+    const bool complete =
+        writeContent(file) && file.flush() &&
+        (isOld ? file.setPermissions(place.permissions()) : fchmod(file.handle(), newFileMode()) == 0);
+    if (!complete) {
         return ReplaceResult::cannotWrite;
+    }
+    const QByteArray from = QFile::encodeName(file.fileName());
+    if (std::rename(from.constData(), QFile::encodeName(target).constData()) != 0) {
+        return ReplaceResult::cannotOpen;
     }
     file.setAutoRemove(false);
     return ReplaceResult::done;
@@ -30,22 +45,16 @@ ReplaceResult replaceOldFile(const QFileInfo& old, const ContentWriter& writeCon
 }  // namespace
 
 ReplaceResult replaceFileBy(const QString& path, const ContentWriter& writeContent) {
-    const QFileInfo old(path);
-    if (old.isFile()) {
-        return replaceOldFile(old, writeContent);
+    const QFileInfo place(path);
+    // A link that leads nowhere may be one to a pipe.
+    if (place.isFile() || (!place.exists() && !place.isSymLink())) {
+        return writeAndRename(place, writeContent);
     }
-    // A new file, or a device or pipe, which can't be replaced but takes bytes.
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly)) {
         return ReplaceResult::cannotOpen;
     }
-    if (writeContent(file) && file.flush()) {
-        return ReplaceResult::done;
-    }
-    if (!old.exists()) {
-        file.remove();
-    }
-    return ReplaceResult::cannotWrite;
+    return writeContent(file) && file.flush() ? ReplaceResult::done : ReplaceResult::cannotWrite;
 }
 
 ReplaceResult replaceFile(const QString& path, QByteArrayView bytes) {

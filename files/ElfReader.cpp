@@ -6,6 +6,8 @@
 #include "files/readExactly.h"
 #include "files/segments.h"
 
+#include <QtEndian>
+
 #include <gelf.h>
 
 #include <limits>
@@ -310,8 +312,10 @@ bool readRelocations(ElfSource& source, const ElfSectionRecord& section, FileELF
     return true;
 }
 
-// A note that its section cuts off ends the walk: compilers give the type of a note to sections that hold none.
+// A note that its section cuts off ends the walk: compilers give the type of a note to sections that hold none. The
+// last one needs no padding, which libelf's own walk asks for.
 bool readNotes(ElfSource& source, const ElfSectionRecord& section, FileELF& file) {
+    constexpr std::uint64_t headSize = 12;
     GElf_Shdr header{};
     if (gelf_getshdr(elf_getscn(source.elf.get(), section.index), &header) == nullptr) {
         return false;
@@ -319,28 +323,37 @@ bool readNotes(ElfSource& source, const ElfSectionRecord& section, FileELF& file
     if (header.sh_size == 0) {
         return true;
     }
-    Elf_Data* const data = decodedData(source, header.sh_offset, header.sh_size, ELF_T_NHDR);
+    const Elf_Data* const data = decodedData(source, header.sh_offset, header.sh_size, ELF_T_BYTE);
     if (data == nullptr) {
         return false;
     }
-    const QByteArrayView bytes(static_cast<const char*>(data->d_buf), static_cast<qsizetype>(data->d_size));
-    GElf_Nhdr note{};
-    std::size_t nameAt = 0;
-    std::size_t descriptionAt = 0;
-    std::size_t at = 0;
-    while ((at = gelf_getnote(data, at, &note, &nameAt, &descriptionAt)) != 0) {
-        if (!source.charge(1, sizeof(ElfNoteRecord) + note.n_namesz + note.n_descsz)) {
+    const auto* const bytes = static_cast<const char*>(data->d_buf);
+    const auto number = [&](std::uint64_t at) {
+        return file.encoding == ELFDATA2MSB ? qFromBigEndian<std::uint32_t>(bytes + at)
+                                            : qFromLittleEndian<std::uint32_t>(bytes + at);
+    };
+    const auto padded = [](std::uint64_t size) { return (size + 3) & ~std::uint64_t{3}; };
+    std::uint64_t at = 0;
+    while (at <= data->d_size && data->d_size - at >= headSize) {
+        const std::uint32_t nameSize = number(at);
+        const std::uint32_t descriptionSize = number(at + 4);
+        const std::uint64_t descriptionAt = at + headSize + padded(nameSize);
+        const std::uint64_t end = descriptionSize == 0 ? at + headSize + nameSize : descriptionAt + descriptionSize;
+        if (end > data->d_size) {
+            break;
+        }
+        if (!source.charge(1, sizeof(ElfNoteRecord) + nameSize + descriptionSize)) {
             return false;
         }
         ElfNoteRecord record;
-        record.type = note.n_type;
-        const QByteArrayView name = bytes.sliced(static_cast<qsizetype>(nameAt), note.n_namesz);
-        record.name.assign(name.data(), qstrnlen(name.data(), static_cast<qsizetype>(name.size())));
-        record.description = note.n_descsz == 0
-                                 ? QByteArray()
-                                 : bytes.sliced(static_cast<qsizetype>(descriptionAt), note.n_descsz).toByteArray();
-        record.descriptionSize = note.n_descsz;
+        record.type = number(at + 8);
+        record.name.assign(bytes + at + headSize, qstrnlen(bytes + at + headSize, nameSize));
+        record.descriptionSize = descriptionSize;
+        if (descriptionSize != 0) {
+            record.description = QByteArray(bytes + descriptionAt, descriptionSize);
+        }
         file.notes.push_back(std::move(record));
+        at = descriptionAt + padded(descriptionSize);
     }
     return true;
 }

@@ -168,7 +168,8 @@ void warnOfOldFile(const QString& path) {
     }
 }
 
-bool writeReported(const QString& path, const ContentWriter& writeContent) {
+bool writeReported(const QString& path, const ContentWriter& writeContent,
+                   const char* writeError = "Error occured while writing in the file") {
     switch (replaceFileBy(path, writeContent)) {
         case ReplaceResult::done:
             return true;
@@ -177,7 +178,7 @@ bool writeReported(const QString& path, const ContentWriter& writeContent) {
         case ReplaceResult::cannotWrite:
             break;
     }
-    return reportError("Error occured while writing in the file");
+    return reportError("%s", writeError);
 }
 
 }  // namespace
@@ -206,16 +207,15 @@ qint64 writeBinFile(const FileLoadContext& context, const FileData& file, const 
     const bool wide = std::any_of(file.segments.begin(), file.segments.end(), [first](const FileSegment& segment) {
         return segment.address - first > maxBinarySpan;
     });
-    warnOfOldFile(path);
-    if (wide) {
-        static_cast<void>(reportError("Segments are widely spaced. Unable to create a binary file"));
-        return -1;
-    }
     qint64 size = 0;
-    const bool written = writeReported(path, [&](QFileDevice& out) {
-        return std::all_of(file.segments.begin(), file.segments.end(), [&](const FileSegment& segment) {
+    const auto writeContent = [&](QFileDevice& out) {
+        return !wide && std::all_of(file.segments.begin(), file.segments.end(), [&](const FileSegment& segment) {
             return writeBinSegment(out, segment, segment.address - first, context.fillByte, size);
         });
-    });
+    };
+    warnOfOldFile(path);
+    const bool written =
+        wide ? writeReported(path, writeContent, "Segments are widely spaced. Unable to create a binary file")
+             : writeReported(path, writeContent);
     return written ? size : -1;
 }

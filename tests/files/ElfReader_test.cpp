@@ -37,7 +37,9 @@ ElfBuilder sample(bool bigEndian) {
         {1, symbolTable, symbols, 2, 16},
         {9, 3, QByteArray("\0main\0cut", 9)},
         {17, relocations, elf.numbers({0x10, 0x0102, 0xFFFFFFFC}), 1, 12},
-        {28, notes, elf.numbers({4, 3, 9}) + QByteArray("GNU\0abc\0", 8) + elf.numbers({0, 0, 5, 1000, 1000, 6})},
+        {28, notes,
+         elf.numbers({4, 3, 9}) + QByteArray("GNU\0abc\0", 8) + elf.numbers({0, 0, 5, 2, 3, 6}) +
+             QByteArray("AB\0\0xyz", 7)},
         {34, 3, QByteArray("\0.symtab\0.strtab\0.rela.text\0.note\0.shstrtab\0", 45)},
     };
     return elf;
@@ -77,14 +79,14 @@ std::string textOf(const FileELF& f) {
     return result;
 }
 
-// The third note runs off its section.
+// The third note has no padding behind it.
 constexpr char sampleText[] = R"(
  4 1 1 %1 1 52 40 6 32 3 3 4 2 40 83886592 134217985 52 5
 section  0 0 0 0 0 0 0 0 0
 section .symtab 1 2 2 7 2 4 16 805306368 48
 section .strtab 2 3 2 7 0 4 0 805306368 9
 section .rela.text 3 4 2 7 1 4 12 805306368 12
-section .note 4 7 2 7 0 4 0 805306368 44
+section .note 4 7 2 7 0 4 0 805306368 51
 section .shstrtab 5 3 2 7 0 4 0 805306368 45
 segment 1 5 4 536870912 134217761 6 22
 segment 4 5 4 536870912 0 4 20
@@ -94,7 +96,8 @@ symbol main 4660 8 1 2 5 3
 symbol  153 0 0 0 0 0
 relocation 16 1 2 -4
 note GNU 9 3 abc
-note  5 0 )";
+note  5 0 
+note AB 6 3 xyz)";
 
 TEST(ElfReader, CopiesTheLoadImageAndTheTables) {
     const TempFolder folder;

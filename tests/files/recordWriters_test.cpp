@@ -81,16 +81,17 @@ TEST(RecordWriters, FailuresKeepWhatWasThere) {
     const MessageCapture capture;
     EXPECT_EQ(writeBinFile({}, image({{0, 1}, {0x20000000, 1}}), folder.write("old.bin", "old")), -1);
     EXPECT_EQ(folder.read("old.bin"), "old");
+    EXPECT_EQ(writeBinFile({}, image({{0, 1}, {0x20000000, 1}}), folder.path("none/a.bin")), -1);
     EXPECT_FALSE(writeHexFile({}, small, folder.path("none/a.hex")));
     EXPECT_FALSE(writeSrecFile({}, small, full));
     EXPECT_EQ(writeBinFile({}, small, full), -1);
     const std::string fullExists = "Warning: The file full already exists, it will be overwritten";
     const std::string notWritten = "Error: Error occured while writing in the file";
-    EXPECT_EQ(capture.texts(),
-              (std::vector<std::string>{"Warning: The file old.bin already exists, it will be overwritten",
-                                        "Error: Segments are widely spaced. Unable to create a binary file",
-                                        "Error: Unable to create the file a.hex", fullExists, notWritten, fullExists,
-                                        notWritten}));
+    EXPECT_EQ(capture.texts(), (std::vector<std::string>{
+                                   "Warning: The file old.bin already exists, it will be overwritten",
+                                   "Error: Segments are widely spaced. Unable to create a binary file",
+                                   "Error: Unable to create the file a.bin", "Error: Unable to create the file a.hex",
+                                   fullExists, notWritten, fullExists, notWritten}));
 }
 
 }  // namespace

@@ -84,7 +84,7 @@ class Preparation {
     [[nodiscard]] bool SignECDH_KDF2(unsigned char** table);
 
     /// Encrypts `length` bytes with AES-128-GCM without additional data: 16-byte key, 12-byte IV, 16-byte tag. Gives
-    /// the number of bytes encrypted, or -1.
+    /// the number of bytes encrypted, or -1. A key of zeros, as a failed derivation leaves it, is refused.
     [[nodiscard]] std::int32_t encryptPersoData(unsigned char* input, std::int32_t length, unsigned char* key,
                                                 unsigned char* iv, unsigned char* output, unsigned char* tag);
 

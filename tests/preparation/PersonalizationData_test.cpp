@@ -55,13 +55,28 @@ TEST(PersonalizationData, DerivesTheSecretFromTheKeysBesideTheTool) {
 }
 
 TEST(PersonalizationData, Encrypts) {
-    // McGrew and Viega, The Galois/Counter Mode of Operation, test case 2.
-    unsigned char zeros[16]{};
-    QByteArray output(32, '\0');
-    auto* const bytes = reinterpret_cast<unsigned char*>(output.data());
+    // McGrew and Viega, The Galois/Counter Mode of Operation, test case 3.
+    const auto bytesOf = [](QByteArray& bytes) { return reinterpret_cast<unsigned char*>(bytes.data()); };
+    QByteArray key = QByteArray::fromHex("feffe9928665731c6d6a8f9467308308");
+    QByteArray iv = QByteArray::fromHex("cafebabefacedbaddecaf888");
+    QByteArray plain = QByteArray::fromHex(
+        "d9313225f88406e5a55909c5aff5269a86a7a9531534f7da2e4c303d8a318a72"
+        "1c3c0c95956809532fcf0e2449a6b525b16aedf5aa0de657ba637b391aafd255");
+    QByteArray output(64 + 16, '\0');
     Preparation preparation;
-    EXPECT_EQ(preparation.encryptPersoData(zeros, 16, zeros, zeros, bytes, bytes + 16), 16);
-    EXPECT_EQ(output.toHex(), "0388dace60b6a392f328c2b971b2fe78ab6e47d42cec13bdf53a67b21257bddf");
+    EXPECT_EQ(preparation.encryptPersoData(bytesOf(plain), 64, bytesOf(key), bytesOf(iv), bytesOf(output),
+                                           bytesOf(output) + 64),
+              64);
+    EXPECT_EQ(output.toHex(),
+              "42831ec2217774244b7221b784d0d49ce3aa212f2c02a4e035c17e2329aca12e"
+              "21d514b25466931c7d8f6a5aac84aa051ba30b396a0aac973d58e091473f5985"
+              "4d5c2af327cd64a62cf35abd2ba6fab4");
+    const MessageCapture messages;
+    key.fill('\0');  // what a derivation that failed leaves behind
+    EXPECT_EQ(preparation.encryptPersoData(bytesOf(plain), 64, bytesOf(key), bytesOf(iv), bytesOf(output),
+                                           bytesOf(output) + 64),
+              -1);
+    EXPECT_THAT(messages.texts(), ElementsAre("Error: Personalization data can't be encrypted without a key"));
 }
 
 }  // namespace

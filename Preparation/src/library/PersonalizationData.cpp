@@ -13,6 +13,7 @@
 #include <openssl/evp.h>
 #include <openssl/params.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 
@@ -106,6 +107,11 @@ bool Preparation::SignECDH_KDF2(unsigned char** table) {
 
 std::int32_t Preparation::encryptPersoData(unsigned char* input, std::int32_t length, unsigned char* key,
                                            unsigned char* iv, unsigned char* output, unsigned char* tag) {
+    if (std::all_of(key, key + AesGcm::keySize, [](unsigned char byte) { return byte == 0; })) {
+        // A derivation that failed leaves this key behind, which everybody knows.
+        reportError("Personalization data can't be encrypted without a key");
+        return -1;
+    }
     AesGcm cipher;
     const bool encrypted = length >= 0 && cipher.setKey(QByteArrayView(key, AesGcm::keySize)) &&
                            cipher.start(QByteArrayView(iv, ivSize)) &&

@@ -91,7 +91,8 @@ Flow KeyGenerationCommand::run() {
     for (const QString& path : paths) {
         const QFileInfo file(path);
         // A folder may be named in two ways, through a link or by its own path.
-        const QString place = file.absoluteDir().canonicalPath() + u'/' + file.fileName();
+        const QString folder = file.absoluteDir().canonicalPath();
+        const QString place = (folder.isEmpty() ? file.absolutePath() : folder) + u'/' + file.fileName();
         if (file.exists() || places.contains(place)) {
             return failWith(overwriteRisk);
         }

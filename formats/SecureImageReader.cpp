@@ -97,10 +97,10 @@ bool readFileHeader(QFile& device, const ImageForm& form, FileTBI& image) {
     image.protocolVersion = fields.u16();
     image.imageVersion = form.versionInFileHeader ? fields.u32() : 0;
     image.segmentCount = fields.u16();
-    image.nonce = fields.take(nonceSize).toByteArray();
     // A number of areas that the file doesn't hold counts as 0, which fails wherever an option bytes area must be
     // found.
     const bool cutOff = !fields.ok() && !form.endsAtOptionBytes;
+    image.nonce = fields.take(nonceSize).toByteArray();
     if (!magicFits || cutOff) {
         return reportError("The file %s is not %s image", qUtf8Printable(device.fileName()), form.kind);
     }

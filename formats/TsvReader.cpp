@@ -8,6 +8,7 @@
 #include <QList>
 
 #include <algorithm>
+#include <array>
 #include <numeric>
 
 namespace {
@@ -116,8 +117,9 @@ bool readTsvFile(FileLoadContext& /*context*/, QFile& device, std::shared_ptr<Fi
     auto file = std::make_shared<FileTSV>();
     file->fileType = fileTypeTsv;
     QByteArray text;
+    std::array<char, longestLine + 1> buffer{};
     while (!device.atEnd()) {
-        const QByteArray line = device.readLine(longestLine);
+        const QByteArray line(buffer.data(), std::max<qint64>(device.readLine(buffer.data(), buffer.size()), 0));
         if (!line.startsWith('#') && !takeLine(device.fileName(), line, *file, text)) {
             return false;
         }

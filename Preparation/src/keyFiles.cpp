@@ -130,7 +130,7 @@ ReplaceResult replaceKeyFile(const QString& path, QByteArrayView bytes, KeyFileA
     if (!behindLinks.isEmpty()) {
         target = QFile::encodeName(behindLinks);
     }
-    QByteArray temporary = target + ".XXXXXX";
+    QByteArray temporary = target.left(target.lastIndexOf('/') + 1) + ".XXXXXX";
     FileHandle file(mkostemp(temporary.data(), O_CLOEXEC));
     // Never in place, not even in a folder that takes no new file: a write that fails halfway would cost the old key.
     return file.isOpen() ? writeAndRename(file, temporary, target, bytes, modeOf(access)) : ReplaceResult::cannotOpen;

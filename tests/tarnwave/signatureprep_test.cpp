@@ -115,6 +115,7 @@ TEST(Signatureprep, SigningFaultsLeaveNoOutput) {
     const std::pair<QString, QString> cases[] = {
         {key("locked.pem", "RSA -aes-128-cbc -pass pass:secret"), binary},
         {good, huge.fileName()},
+        {good, QStringLiteral("/dev/zero")},
         {key("ec.pem", "EC -pkeyopt ec_paramgen_curve:P-256"), binary},
         {key("small.pem", "RSA -pkeyopt rsa_keygen_bits:1024"), binary},
     };
@@ -125,8 +126,8 @@ TEST(Signatureprep, SigningFaultsLeaveNoOutput) {
     EXPECT_THAT(
         capture.texts(),
         ElementsAre("Error:  The private key file is not a valid file\n", "Error: Failed to generate output file\n",
-                    "Error: The file to sign is longer than its size field can tell\n", "Error: RSA padding failed\n",
-                    "Error: Signing failed \n", "Error: Determining signing buffer length failed\n",
-                    "Error: Signing failed \n"));
+                    "Error: The file to sign is longer than its size field can tell\n",
+                    "Error: Failed to open file to sign\n", "Error: RSA padding failed\n", "Error: Signing failed \n",
+                    "Error: Determining signing buffer length failed\n", "Error: Signing failed \n"));
     EXPECT_FALSE(QFile::exists(folder.path("out.bin")));
 }

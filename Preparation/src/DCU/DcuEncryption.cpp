@@ -125,7 +125,8 @@ QByteArray DcuEncryption::readFile(const QString& path, qint64 size) const {
         display->displayMessage(MessageKind::error, "Failed to open file");
         return QByteArray();
     }
-    QByteArray content(std::min(size, file.size()), Qt::Uninitialized);
+    const qint64 there = file.isSequential() ? size : file.size();  // a pipe has no size
+    QByteArray content(std::min(size, there), Qt::Uninitialized);
     preferLargePages(content);
     content.truncate(std::max<qint64>(file.read(content.data(), content.size()), 0));
     return content;
@@ -152,7 +153,7 @@ void DcuEncryption::encrypt() {
 bool DcuEncryption::writeImage() {
     const QString path = directory + QStringLiteral("/Encrypted_Image.bin");
     QFile old(path);
-    if (old.exists() && !old.open(QIODevice::ReadWrite | QIODevice::ExistingOnly)) {
+    if (QFile::exists(path) && !old.open(QIODevice::ReadWrite | QIODevice::ExistingOnly)) {
         display->displayMessage(MessageKind::error, "Failed to open file");
         return false;
     }

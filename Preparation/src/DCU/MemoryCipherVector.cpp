@@ -161,7 +161,7 @@ class NormalDerivation {
         }
         States start[2];
         for (std::size_t vector = 0; vector < 2; ++vector) {
-            const std::size_t place = order[2 * (batch & 7) + vector];
+            const std::size_t place = order[2 * std::size_t{batch & 7} + vector];
             for (std::size_t i = 0; i < 25; ++i) {
                 start[vector].lanes[i] = broadcast(fifth_.lanes[i][place]);
             }

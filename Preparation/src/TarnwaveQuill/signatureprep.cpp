@@ -12,6 +12,7 @@
 #include "files/wipe.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 #include <openssl/rsa.h>
 
@@ -113,7 +114,8 @@ int signTarnwaveBinary(const QString& privateKeyPath, const QString& binaryPath,
         return failWith("Failed to generate output file\n");
     }
     QFile binary(binaryPath);
-    if (!binary.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+    // A pipe has no size that could be signed.
+    if (!QFileInfo(binaryPath).isFile() || !binary.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
         return failWith("Failed to open file to sign\n");
     }
     const DigestContext context(EVP_MD_CTX_new());

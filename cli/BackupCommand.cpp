@@ -1,4 +1,5 @@
 #include "cli/CommandBase.h"
+#include "files/outputFile.h"
 
 #include <QFileInfo>
 
@@ -34,6 +35,9 @@ Flow BackupCommand::setOutput(const QStringList& params) {
 
 Flow BackupCommand::run() {
     const Flow flow = walkOptions(tool, *this, optionRows, nullptr, given);
+    if (!flow.ends() && isSameFile(input, output)) {
+        return failWith("The output file %s is the input file", qUtf8Printable(output));
+    }
     return flow.ends() ? flow : continueIf(tool.preparation.backupPreparation(input, output) == 0);
 }
 

@@ -1,8 +1,10 @@
 #include "cli/CommandLineTool.h"
 
+#include "cli/CommandBase.h"
 #include "cli/usageText.h"
 #include "display/Display.h"
 #include "files/largePages.h"
+#include "files/outputFile.h"
 #include "files/readExactly.h"
 #include "files/wipe.h"
 #include "formats/formatTable.h"
@@ -49,6 +51,16 @@ void logQtMessage(QtMsgType /*type*/, const QMessageLogContext& /*context*/, con
     displayMessage(MessageKind::verbose2, "%s", qUtf8Printable(text));
 }
 
+/// A name in another encoding would come out as the name of another file.
+bool checkEncoding(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+        if (QString::fromUtf8(argv[i]).toUtf8() != argv[i]) {
+            return reportError("Argument %d is not in UTF-8", i);
+        }
+    }
+    return true;
+}
+
 void printBanner() {
     displayMessage(MessageKind::title, "      -------------------------------------------------------------------");
     displayMessage(MessageKind::title, "                       QVORA Sealed Bundle Builder v%s                  ",
@@ -78,7 +90,7 @@ int CommandLineTool::run(int argc, char** argv) {
     preparation.setDisplayCallback(displayCallback);
     qInstallMessageHandler(logQtMessage);
     printBanner();
-    const int status = runArguments(QCoreApplication::arguments());
+    const int status = checkEncoding(argc, argv) ? runArguments(QCoreApplication::arguments()) : 1;
     Display::getInstance()->closeLog();
     return status;
 }
@@ -188,6 +200,14 @@ Flow CommandLineTool::runHelp() {
     return Flow::end(0);
 }
 
+bool CommandLineTool::isUsedBesideLog(const QString& path) const {
+    const auto isLog = [&path](const QString& param) { return isSameFile(path, param); };
+    return std::any_of(options.begin(), options.end(), [&isLog](const CliOption& option) {
+        return option.name != QLatin1String("-l") && option.name != QLatin1String("--log") &&
+               std::any_of(option.params.begin(), option.params.end(), isLog);
+    });
+}
+
 Flow CommandLineTool::runLog() {
     QString path = QCoreApplication::applicationDirPath() + QStringLiteral("/trace.log");
     if (currentParams.isEmpty()) {
@@ -198,6 +218,9 @@ Flow CommandLineTool::runLog() {
     if (currentParams.size() > 1) {
         displayMessage(MessageKind::warning,
                        "Only one parameter must be given with the log option, others are ignored");
+    }
+    if (isUsedBesideLog(path)) {
+        return failWith("The log file %s is named by another option as well", qUtf8Printable(path));
     }
     Display::getInstance()->openLog(path);
     return Flow::goOn();

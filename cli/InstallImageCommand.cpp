@@ -9,6 +9,7 @@
 #include "formats/openCsvFile.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 #include <algorithm>
 #include <array>
@@ -381,11 +382,14 @@ Flow InstallImageCommand::writeImage() {
 }
 
 Flow InstallImageCommand::verifyImage() {
+    constexpr char notVerified[] = "Error while verifying the TBI file";
+    if (!QFileInfo(tool.outputPath).isFile()) {
+        return failWith(notVerified);  // a pipe or device doesn't give back what was written to it
+    }
     FileData* image = nullptr;
     if (!openInput(tool.outputPath, image)) {
-        reportError("Error while verifying the TBI file");
         QFile::remove(tool.outputPath);
-        return Flow::end(1);
+        return failWith(notVerified);
     }
     displayMessage(MessageKind::success, "%s generation SUCCESS",
                    tool.externalFirmwareFiles.isEmpty() ? "TBI" : "TBIx");

@@ -69,8 +69,8 @@ Flow UpdateImageCommand::run() {
     }
     const QByteArrayView bytes(image);
     const bool written =
-        writeOutputFile(tool.outputPath, bytes.first(headerSize), "Error while writing in the tbu header file") &&
-        writeOutputFile(tool.outputImagePath, bytes.sliced(headerSize), "Error while writing in the tbu file");
+        writeOutputFiles({{tool.outputPath, bytes.first(headerSize), "Error while writing in the tbu header file"},
+                          {tool.outputImagePath, bytes.sliced(headerSize), "Error while writing in the tbu file"}});
     if (!written) {
         return Flow::end(1);
     }

@@ -7,48 +7,44 @@
 #include <QTemporaryFile>
 
 #include <sys/stat.h>
+#include <algorithm>
 #include <cstdio>
+#include <memory>
+#include <vector>
 
 namespace {
 
-/// The permissions of a file that is made in the plain way.
-mode_t newFileMode() {
+mode_t newFileMode(NewFileAccess access) {
+    if (access == NewFileAccess::ownerOnly) {
+        return 0600;
+    }
     const mode_t mask = umask(0);
     umask(mask);
     return 0666 & ~mask;
 }
 
+/// A content on its way to its place.
+//
 // Never in place, not even in a folder that takes no new file: a write that fails halfway would cost the old file, and
 // half of a new one could be taken for all of it. The file isn't forced to the disk, which takes longer than all the
 // rest of a run.
-ReplaceResult writeAndRename(const QFileInfo& place, const ContentWriter& writeContent) {
-    const bool isOld = place.exists();
-    const QString target = isOld ? place.canonicalFilePath() : place.filePath();  // a link stays one
-    QTemporaryFile file(QFileInfo(target).path() + QStringLiteral("/.XXXXXX"));
-    if ((isOld && !place.isWritable()) || place.fileName().isEmpty() || !file.open()) {
-        return ReplaceResult::cannotOpen;
-    }
-    const bool complete =
-        writeContent(file) && file.flush() &&
-        (isOld ? file.setPermissions(place.permissions()) : fchmod(file.handle(), newFileMode()) == 0);
-    if (!complete) {
-        return ReplaceResult::cannotWrite;
-    }
-    const QByteArray from = QFile::encodeName(file.fileName());
-    if (std::rename(from.constData(), QFile::encodeName(target).constData()) != 0) {
-        return ReplaceResult::cannotOpen;
-    }
-    file.setAutoRemove(false);
-    return ReplaceResult::done;
-}
+class PendingFile {
+  public:
+    ReplaceResult write(const QString& path, const ContentWriter& writeContent, NewFileAccess access);
+    ReplaceResult commit();
 
-}  // namespace
+  private:
+    ReplaceResult writeBeside(const QFileInfo& place, const ContentWriter& writeContent, NewFileAccess access);
 
-ReplaceResult replaceFileBy(const QString& path, const ContentWriter& writeContent) {
+    std::unique_ptr<QTemporaryFile> file_;  ///< null for a pipe or device, which has the content at once
+    QString target_;
+};
+
+ReplaceResult PendingFile::write(const QString& path, const ContentWriter& writeContent, NewFileAccess access) {
     const QFileInfo place(path);
     // A link that leads nowhere may be one to a pipe.
     if (place.isFile() || (!place.exists() && !place.isSymLink())) {
-        return writeAndRename(place, writeContent);
+        return writeBeside(place, writeContent, access);
     }
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly)) {
@@ -57,23 +53,81 @@ ReplaceResult replaceFileBy(const QString& path, const ContentWriter& writeConte
     return writeContent(file) && file.flush() ? ReplaceResult::done : ReplaceResult::cannotWrite;
 }
 
-ReplaceResult replaceFile(const QString& path, QByteArrayView bytes) {
-    return replaceFileBy(path,
-                         [bytes](QFileDevice& file) { return file.write(bytes.data(), bytes.size()) == bytes.size(); });
+ReplaceResult PendingFile::writeBeside(const QFileInfo& place, const ContentWriter& writeContent,
+                                       NewFileAccess access) {
+    const bool isOld = place.exists();
+    target_ = isOld ? place.canonicalFilePath() : place.filePath();  // a link stays one
+    file_ = std::make_unique<QTemporaryFile>(QFileInfo(target_).path() + QStringLiteral("/.XXXXXX"));
+    if ((isOld && !place.isWritable()) || place.fileName().isEmpty() || !file_->open()) {
+        return ReplaceResult::cannotOpen;
+    }
+    const bool complete =
+        writeContent(*file_) && file_->flush() &&
+        (isOld ? file_->setPermissions(place.permissions()) : fchmod(file_->handle(), newFileMode(access)) == 0);
+    return complete ? ReplaceResult::done : ReplaceResult::cannotWrite;
 }
 
-bool writeOutputFile(const QString& path, QByteArrayView bytes, const char* writeError) {
-    if (QFile::exists(path)) {
-        displayMessage(MessageKind::warning, "The file %s already exists, it will be overwritten",
-                       qUtf8Printable(path));
+ReplaceResult PendingFile::commit() {
+    if (file_ != nullptr) {
+        const QByteArray from = QFile::encodeName(file_->fileName());
+        if (std::rename(from.constData(), QFile::encodeName(target_).constData()) != 0) {
+            return ReplaceResult::cannotOpen;
+        }
+        file_->setAutoRemove(false);
     }
-    switch (replaceFile(path, bytes)) {
+    return ReplaceResult::done;
+}
+
+ContentWriter writerOf(QByteArrayView bytes) {
+    return [bytes](QFileDevice& file) { return file.write(bytes.data(), bytes.size()) == bytes.size(); };
+}
+
+bool report(const OutputFile& output, ReplaceResult result) {
+    switch (result) {
         case ReplaceResult::done:
             return true;
         case ReplaceResult::cannotOpen:
-            return reportError("Failed to create output file %s", qUtf8Printable(path));
+            return reportError("Failed to create output file %s", qUtf8Printable(output.path));
         case ReplaceResult::cannotWrite:
             break;
     }
-    return reportError("%s", writeError);
+    return reportError("%s", output.writeError);
+}
+
+}  // namespace
+
+ReplaceResult replaceFileBy(const QString& path, const ContentWriter& writeContent, NewFileAccess access) {
+    PendingFile file;
+    const ReplaceResult result = file.write(path, writeContent, access);
+    return result == ReplaceResult::done ? file.commit() : result;
+}
+
+ReplaceResult replaceFile(const QString& path, QByteArrayView bytes, NewFileAccess access) {
+    return replaceFileBy(path, writerOf(bytes), access);
+}
+
+bool isSameFile(const QString& path, const QString& other) {
+    const QString place = QFileInfo(path).canonicalFilePath();
+    return !place.isEmpty() && QFileInfo(other).canonicalFilePath() == place;
+}
+
+bool writeOutputFiles(std::initializer_list<OutputFile> outputs) {
+    std::vector<PendingFile> files(outputs.size());
+    auto file = files.begin();
+    for (const OutputFile& output : outputs) {
+        if (QFile::exists(output.path)) {
+            displayMessage(MessageKind::warning, "The file %s already exists, it will be overwritten",
+                           qUtf8Printable(output.path));
+        }
+        if (!report(output, (file++)->write(output.path, writerOf(output.bytes), NewFileAccess::asUsual))) {
+            return false;
+        }
+    }
+    file = files.begin();
+    return std::all_of(outputs.begin(), outputs.end(),
+                       [&file](const OutputFile& output) { return report(output, (file++)->commit()); });
+}
+
+bool writeOutputFile(const QString& path, QByteArrayView bytes, const char* writeError) {
+    return writeOutputFiles({{path, bytes, writeError}});
 }

@@ -39,9 +39,9 @@ ImgtoolAnswer runImgtool(QProcess& process, const QString& program, const QStrin
     return answer;
 }
 
-void showImgtoolAnswer(const ImgtoolAnswer& answer) {
-    if (!answer.output.isEmpty()) {
-        displayMessage(MessageKind::normal, "Imgtool : %s", answer.output.trimmed().constData());
+void showImgtoolAnswer(const QByteArray& output) {
+    if (!output.isEmpty()) {
+        displayMessage(MessageKind::normal, "Imgtool : %s", output.trimmed().constData());
     }
 }
 

@@ -16,7 +16,7 @@ struct ImgtoolAnswer {
 [[nodiscard]] ImgtoolAnswer runImgtool(QProcess& process, const QString& program, const QStringList& arguments);
 
 /// Shows what imgtool said, beside an error whose text doesn't tell it.
-void showImgtoolAnswer(const ImgtoolAnswer& answer);
+void showImgtoolAnswer(const QByteArray& output);
 
 /// The bytes of the C array that imgtool prints for a key. `output` may end its lines with LF or CRLF. Empty if there
 /// is no array.

@@ -76,6 +76,22 @@ bool appendPublicKey(const KeyFileSource& source, const ObkeyParam& param, const
     return true;
 }
 
+/// The lines that tell of a fault. Nothing else of an answer about a private key may reach the console and the log: it
+/// may be the key in a form that nobody expected.
+QByteArray faultLines(const QByteArray& output) {
+    QByteArray lines;
+    qsizetype end = 0;
+    for (qsizetype begin = 0; begin < output.size(); begin = end + 1) {
+        end = output.indexOf('\n', begin);
+        end = end < 0 ? output.size() : end;
+        const QByteArrayView line = QByteArrayView(output).sliced(begin, end - begin);
+        if (line.startsWith("Error")) {
+            lines.append(line).append('\n');
+        }
+    }
+    return lines;
+}
+
 bool appendPrivateKey(const KeyFileSource& source, const ObkeyParam& param, const QString& path, ObkeyBodies& bodies) {
     const bool takesPublic = isType(param, QLatin1String("Public"));
     QStringList arguments;
@@ -94,13 +110,11 @@ bool appendPrivateKey(const KeyFileSource& source, const ObkeyParam& param, cons
     QByteArray key = answer.ended && !answer.failed ? imgtoolArrayBytes(answer.output) : QByteArray();
     const WipeOnExit wipeKey(key);
     if (key.isEmpty()) {
-        // An answer without an array is no key: what imgtool has to say about it must not be taken for one. Nor must
-        // the console and the log receive a private key that came in another form, or from a program that failed.
-        if (takesPublic || !(answer.output.contains("0x") || answer.output.contains("PRIVATE KEY"))) {
-            showImgtoolAnswer(answer);
-        }
+        // An answer without an array is no key: what imgtool has to say about it must not be taken for one.
+        showImgtoolAnswer(takesPublic ? answer.output : faultLines(answer.output));
         return reportError("%s", takesPublic ? "Fail Public Key Generation \n" : "Fail Private Key Generation \n");
     }
+    bodies.hasPrivateKey = bodies.hasPrivateKey || !takesPublic;
     if (source.daMode) {
         if (key.size() > pointHeaderSize) {
             bodies.mainBody.append(QByteArrayView(key).sliced(pointHeaderSize));
@@ -127,6 +141,7 @@ bool appendKeyFile(const KeyFileSource& source, ObkeyParam& param, ObkeyBodies& 
     QString path = *param.defaultValue;
     resolveObkeyPath(path, source.xmlFolder);
 
+    bodies.inputPaths.append(path);
     QByteArray content;
     const WipeOnExit wipeContent(content);
     if (!readKeyFile(path, name, bodies, content)) {

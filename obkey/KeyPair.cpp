@@ -9,26 +9,26 @@
 
 namespace {
 
-/// Moves an older key out of the way of a new one, under a name that is free.
-void keepOldKey(const QString& path) {
+/// Moves an older key out of the way of a new one, under a name that is free. Gives that name, empty if it stays.
+QString keepOldKey(const QString& path) {
     const QString stamp = QDateTime::currentDateTime().toString(QStringLiteral("_dd.MM.yyyy_hh_mm_ss"));
     const QString stem = path + stamp;
     QString kept = stem + QStringLiteral(".bak");
     for (int count = 2; QFile::exists(kept); ++count) {
         kept = stem + QLatin1Char('_') + QString::number(count) + QStringLiteral(".bak");
     }
-    if (QFile::rename(path, kept)) {
-        displayMessage(MessageKind::grey, "Rename file is succeeded \n");
+    if (!QFile::rename(path, kept)) {
+        return QString();
     }
+    displayMessage(MessageKind::grey, "Rename file is succeeded \n");
+    return kept;
 }
 
 }  // namespace
 
 void Obkey::generateKeyPair(const QString& keyPath, const QString& keyType) {
     const QString path = QString(keyPath).replace(QLatin1Char('\\'), QLatin1Char('/'));
-    if (QFileInfo(path).isFile()) {
-        keepOldKey(path);
-    }
+    const QString kept = QFileInfo(path).isFile() ? keepOldKey(path) : QString();
     const QString publicPath = path.chopped(std::min<qsizetype>(4, path.size())) + QStringLiteral("_pub.pem");
     const QStringList arguments = {QStringLiteral("keygen"),
                                    QStringLiteral("-k"),
@@ -43,7 +43,10 @@ void Obkey::generateKeyPair(const QString& keyPath, const QString& keyType) {
     } else if (answer.output.isEmpty()) {
         displayMessage(MessageKind::grey, "SUCCESS Key Generation \n");
     } else {
-        showImgtoolAnswer(answer);
+        showImgtoolAnswer(answer.output);
         static_cast<void>(reportError("Fail Key Generation Check Input Param\n"));
+    }
+    if (!kept.isEmpty() && !QFile::exists(path)) {
+        QFile::rename(kept, path);  // no new key has come
     }
 }

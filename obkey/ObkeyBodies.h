@@ -16,6 +16,8 @@ struct ObkeyBodies {
     /// What alignment counts with. It wraps, and isn't the size of mainBody: text, for one, doesn't move it.
     std::uint16_t runningSize = 0;
     QString outputPath;
+    QStringList inputPaths;
+    bool hasPrivateKey = false;
 
     /// Whether `size` bytes more can be had: an array that grows needs room beside itself.
     [[nodiscard]] bool hasRoomFor(qsizetype size) const {

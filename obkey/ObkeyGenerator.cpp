@@ -217,8 +217,13 @@ void closePayload(const Obkey& engine, ObkeyBodies& bodies) {
     }
 }
 
-bool writeObkey(const QString& path, const QByteArray& bytes) {
-    switch (replaceFile(path, bytes)) {
+bool writeObkey(const ObkeyBodies& bodies, const QByteArray& bytes) {
+    const QString& path = bodies.outputPath;
+    const auto isOutput = [&path](const QString& input) { return isSameFile(path, input); };
+    if (std::any_of(bodies.inputPaths.begin(), bodies.inputPaths.end(), isOutput)) {
+        return reportError("Fail OBkey Generation: the output %s is an input of the template", qUtf8Printable(path));
+    }
+    switch (replaceFile(path, bytes, bodies.hasPrivateKey ? NewFileAccess::ownerOnly : NewFileAccess::asUsual)) {
         case ReplaceResult::done:
             return true;
         case ReplaceResult::cannotOpen:
@@ -252,6 +257,7 @@ bool Obkey::generateObkey() {
     }
 
     ObkeyBodies bodies;
+    bodies.inputPaths.append(xmlPath);
     const WipeOnExit wipeMain(bodies.mainBody);
     for (ObkeyParam& param : params) {
         if (!bodies.hasRoomFor(widestField)) {
@@ -280,7 +286,7 @@ bool Obkey::generateObkey() {
         file.append(sha256(bodies.mainBody));
     }
     file.append(bodies.mainBody);
-    if (!writeObkey(bodies.outputPath, file)) {
+    if (!writeObkey(bodies, file)) {
         return false;
     }
     displayMessage(MessageKind::grey, "SUCCESS OBKey File Generation \n");

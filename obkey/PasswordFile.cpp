@@ -30,7 +30,7 @@ bool savePassword(const QString& path, const QByteArray& bytes) {
         displayMessage(MessageKind::warning, "The file %s already exists, it will be overwritten",
                        qUtf8Printable(path));
     }
-    switch (replaceFile(path, bytes)) {
+    switch (replaceFile(path, bytes, NewFileAccess::ownerOnly)) {
         case ReplaceResult::done:
             return true;
         case ReplaceResult::cannotOpen:

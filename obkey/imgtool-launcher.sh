@@ -56,7 +56,7 @@ make_key_pair() {
         fi
         previous=$argument
     done
-    "$program" "$@" || exit
+    (umask 077 && exec "$program" "$@") || exit
     if [ -n "$public" ]; then
         write_public_key "$key" "$public"
     fi

@@ -115,16 +115,35 @@ TEST_F(FaultTest, TemplateThatCantBeRewrittenStays) {
     EXPECT_FALSE(folder.read("t.xml").contains("<Value>"));
 }
 
-// What was written isn't there any more when it is read back.
-TEST_F(FaultTest, VanishedImageIsAFailure) {
+// A device doesn't give back what was written to it, and isn't removed for that.
+TEST_F(FaultTest, OutputThatCantBeVerifiedIsAFailure) {
     QFile::link(QStringLiteral("/dev/null"), folder.path("gone.tbi"));
     const CommandResult result =
         run("-tbi -devid 0x455 -fir blink.elf -k key.bin -n nonce.bin -v 1 -o gone.tbi", nullptr);
     EXPECT_EQ(result.status, 1);
-    EXPECT_TRUE(
-        result.body().ends_with("Error: The file gone.tbi is empty | Error: Error while verifying the TBI file"))
-        << result.body();
-    EXPECT_FALSE(QFileInfo(folder.path("gone.tbi")).isSymLink());
+    EXPECT_TRUE(result.body().ends_with("overwritten | Error: Error while verifying the TBI file")) << result.body();
+    EXPECT_TRUE(QFileInfo(folder.path("gone.tbi")).isSymLink());
+}
+
+TEST_F(FaultTest, UpdateImageTakesBothPlacesOrNone) {
+    QDir(folder.path("old")).mkdir(QStringLiteral("folder.tbu"));
+    const CommandResult result =
+        run("-tbu -fir blink.hex -k key.bin -n nonce.bin -v 2 -oh old/a.tbuh -os old/folder.tbu", nullptr);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_TRUE(result.body().ends_with("Error: Failed to create output file old/folder.tbu")) << result.body();
+    EXPECT_EQ(folder.read("old/a.tbuh"), "old content");
+}
+
+TEST_F(FaultTest, NobodyLosesAFileTheyDidntName) {
+    folder.write("private_pub.bin", "something else");
+    CommandResult result = run("-sign -bin stack.bin -prvk private.pem -v 1 -o s.bin", nullptr);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.body().find("private_pub.bin is no public key, it is left as it is"), std::string::npos);
+    EXPECT_EQ(folder.read("private_pub.bin"), "something else");
+    result = run("-l key.bin -tbu -k ./key.bin", nullptr);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.body(), "Error: The log file key.bin is named by another option as well");
+    EXPECT_EQ(folder.read("key.bin").size(), 16);
 }
 
 }  // namespace

@@ -79,6 +79,7 @@ TEST(ImgtoolLauncher, KeyPairAndRawKey) {
     run.engine.generateKeyPair(key, QStringLiteral("ecdsa-p256"));
     EXPECT_EQ(capture.texts(), (std::vector<std::string>{"Rename file is succeeded \n", "SUCCESS Key Generation \n"}));
     EXPECT_EQ(run.folder.read("arguments").replace(key.toUtf8(), "@"), "getpub\n-k\n@\n-e\npem\n");
+    EXPECT_EQ(QFile::permissions(key) & QFile::Permissions(0x0077), QFile::Permissions());
     EXPECT_TRUE(run.folder.read("root_pub.pem").startsWith("-----BEGIN PUBLIC KEY-----\n"));
     const QStringList kept =
         QDir(run.folder.path("")).entryList({QStringLiteral("root.pem_??.??.????_??_??_??.bak")}, QDir::Files);
@@ -94,9 +95,12 @@ TEST(ImgtoolLauncher, KeyPairAndRawKey) {
 
     capture.clear();
     qputenv("IMGTOOL_ANSWER", "Error: Invalid value");
-    run.engine.generateKeyPair(run.folder.path("new.pem"), QStringLiteral("nonsense"));
-    EXPECT_EQ(capture.texts(), (std::vector<std::string>{"Imgtool : Error: Invalid value",
-                                                         "Error: Fail Key Generation Check Input Param\n"}));
+    qputenv("IMGTOOL_STATUS", "2");
+    run.engine.generateKeyPair(run.folder.write("new.pem", "old"), QStringLiteral("nonsense"));
+    EXPECT_EQ(run.folder.read("new.pem"), "old");
+    EXPECT_EQ(capture.texts(),
+              (std::vector<std::string>{"Rename file is succeeded \n", "Imgtool : Error: Invalid value",
+                                        "Error: Fail Key Generation Check Input Param\n"}));
     capture.clear();
     run.engine.imgtoolPath = run.folder.path("none");
     run.engine.generateKeyPair(run.folder.path("new2.pem"), QString());

@@ -21,7 +21,7 @@ case "$*" in
     getpub*) c_array 91 ;;
     getpriv*) c_array 40 ;;
     keygen*)
-        openssl genpkey -algorithm EC -pkeyopt ec_paramgen_curve:P-256 -out "$3" 2>/dev/null
+        [ -n "${IMGTOOL_ANSWER-}" ] || openssl genpkey -algorithm EC -pkeyopt ec_paramgen_curve:P-256 2>/dev/null >"$3"
         printf '%s' "${IMGTOOL_ANSWER-}"
         exit "${IMGTOOL_STATUS-0}" ;;
     *) printf '%b' "${IMGTOOL_ANSWER-}"; exit "${IMGTOOL_STATUS-0}" ;;

@@ -96,6 +96,7 @@ TEST_F(Card, SaysWhyItCantBeProgrammed) {
         EXPECT_EQ(messages.texts().back(), "Error: " + message);
     };
     expectRefusal("The firmware identifier takes 16 bytes in UTF-8, a card has room for 15", 0, "ääääääää");
+    expectRefusal("The card takes no empty firmware identifier", 0, "");
     expectRefusal("There is no card in slot 2 : 2 slots hold one, counted from 0", 2);
     for (const int size : {27, 70000}) {
         writeData("vx-card-info", QByteArray(size, '\x07'));
@@ -109,7 +110,7 @@ TEST_F(Card, SaysWhyItCantBeProgrammed) {
     expectRefusal(
         "The card driver none.so can't be loaded (QVORA_HSM_MODULE names another one) : none.so: cannot open shared "
         "object file: No such file or directory");
-    EXPECT_EQ(messages.texts().size(), 6u);
+    EXPECT_EQ(messages.texts().size(), 7u);
 }
 
 // Each call of a provisioning fails in turn, once or from there on, as when the card is pulled out.

@@ -185,6 +185,9 @@ bool Preparation::HSMProvisioning(std::int32_t slot, const QByteArray& key, cons
     if (nonce.isEmpty()) {
         return reportError("The card takes no empty nonce");
     }
+    if (identifier.isEmpty()) {
+        return reportError("The card takes no empty firmware identifier");
+    }
     if (identifier.size() >= identifierSize) {
         return reportError("The firmware identifier takes %lld bytes in UTF-8, a card has room for %lld",
                            qint64{identifier.size()}, qint64{identifierSize - 1});

@@ -46,7 +46,7 @@ QString publicKeyPath(const QString& privateKeyPath) {
     return stem + QStringLiteral("_pub.bin");
 }
 
-// A key signs many images: only its first one writes the public key.
+// A key signs many images: only its first one writes the public key. Nobody named the file, so it may be anything.
 bool writePublicKeyFile(const P256Key& key, const QString& path) {
     const QByteArray point = p256PublicPoint(key);
     if (point.isEmpty()) {
@@ -55,6 +55,9 @@ bool writePublicKeyFile(const P256Key& key, const QString& path) {
     QFile file(path);
     if (file.size() == point.size() && file.open(QIODevice::ReadOnly) && file.readAll() == point) {
         return true;
+    }
+    if (file.size() != 0 && file.size() != point.size()) {
+        return reportError("The file %s is no public key, it is left as it is", qUtf8Printable(path));
     }
     file.close();
     return writeOutputFile(path, point, "Error while writing in the public key file");

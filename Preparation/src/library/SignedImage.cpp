@@ -4,6 +4,7 @@
 #include "display/Display.h"
 #include "files/ByteWriter.h"
 #include "files/outputFile.h"
+#include "files/readExactly.h"
 
 SignedImage::SignedImage() : content_(std::make_unique<Content>()) {
 }
@@ -45,6 +46,9 @@ bool SignedImage::createSignedImage(const QString& path, const QByteArray& image
     }
     if (!image.startsWith(content_->signedPart)) {
         return reportError("The image doesn't begin with the part that was signed");
+    }
+    if (!canAllocate(image.size() + content_->footerHead.size() + content_->signature.size())) {
+        return reportError("Unable to allocate memory");
     }
     return writeOutputFile(path, image + content_->footerHead + content_->signature,
                            "Error while writing in the signed image file");

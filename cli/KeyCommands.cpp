@@ -54,10 +54,12 @@ Flow KeyGenerationCommand::setSourcePaths(const QStringList& params) {
         return failWith("You need three paths for .c , .py and .txt files.");
     }
     sourcePaths = params.first(3);
-    for (qsizetype i = 0; i < sourcePaths.size(); ++i) {
-        if (!sourcePaths.at(i).endsWith(QLatin1String(extensions[i].suffix))) {
-            return failWithPaths({sourcePaths.at(i)}, extensions[i].error);
+    auto path = sourcePaths.constBegin();
+    for (const Extension& extension : extensions) {
+        if (!path->endsWith(QLatin1String(extension.suffix))) {
+            return failWithPaths({*path}, extension.error);
         }
+        ++path;
     }
     return Flow::goOn();
 }

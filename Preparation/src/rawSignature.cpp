@@ -7,6 +7,7 @@
 namespace {
 
 constexpr int numberSize = 32;
+constexpr qsizetype rawSize = qsizetype{2} * numberSize;
 
 using EcdsaSignature = OpensslPointer<ECDSA_SIG, ECDSA_SIG_free>;
 
@@ -15,7 +16,7 @@ using EcdsaSignature = OpensslPointer<ECDSA_SIG, ECDSA_SIG_free>;
 bool toRawSignature(QByteArrayView derSignature, QByteArray& raw) {
     const unsigned char* in = unsignedBytes(derSignature);
     const EcdsaSignature signature(d2i_ECDSA_SIG(nullptr, &in, static_cast<long>(derSignature.size())));
-    QByteArray made(2 * numberSize, '\0');
+    QByteArray made(rawSize, '\0');
     auto* const out = reinterpret_cast<unsigned char*>(made.data());
     if (!signature || BN_bn2binpad(ECDSA_SIG_get0_r(signature.get()), out, numberSize) != numberSize ||
         BN_bn2binpad(ECDSA_SIG_get0_s(signature.get()), out + numberSize, numberSize) != numberSize) {
@@ -26,7 +27,7 @@ bool toRawSignature(QByteArrayView derSignature, QByteArray& raw) {
 }
 
 bool toDerSignature(QByteArrayView raw, QByteArray& derSignature) {
-    if (raw.size() != 2 * numberSize) {
+    if (raw.size() != rawSize) {
         return false;
     }
     const EcdsaSignature signature(ECDSA_SIG_new());

@@ -47,9 +47,12 @@ bool SignedImage::createSignedImage(const QString& path, const QByteArray& image
     if (!image.startsWith(content_->signedPart)) {
         return reportError("The image doesn't begin with the part that was signed");
     }
-    if (!canAllocate(image.size() + content_->footerHead.size() + content_->signature.size())) {
+    const qsizetype size = image.size() + content_->footerHead.size() + content_->signature.size();
+    if (!canAllocate(size)) {
         return reportError("Unable to allocate memory");
     }
-    return writeOutputFile(path, image + content_->footerHead + content_->signature,
-                           "Error while writing in the signed image file");
+    QByteArray signedImage;
+    signedImage.reserve(size);
+    signedImage.append(image).append(content_->footerHead).append(content_->signature);
+    return writeOutputFile(path, signedImage, "Error while writing in the signed image file");
 }

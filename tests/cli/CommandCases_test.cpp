@@ -3,6 +3,7 @@
 #include "tests/support/TempFolder.h"
 
 #include <QFile>
+#include <QProcess>
 
 #include <gtest/gtest.h>
 
@@ -91,6 +92,16 @@ TEST(CommandCases, endAsTheirLinesSay) {
     EXPECT_GT(cases, 100);
     EXPECT_EQ(folder.read("key.bin"), QByteArray(16, 'k'));
     EXPECT_TRUE(folder.read("a.tbi").isEmpty());
+}
+
+TEST(CommandCases, ArgumentsAreInUtf8) {
+    QProcess shell;
+    shell.start(QStringLiteral("sh"),
+                {QStringLiteral("-c"), QStringLiteral("exec \"$0\" -ptbi \"$(printf 'a\\377.tbi')\""),
+                 QStringLiteral(QVORA_TOOL)});
+    ASSERT_TRUE(shell.waitForFinished());
+    EXPECT_EQ(shell.exitCode(), 1);
+    EXPECT_TRUE(shell.readAllStandardOutput().trimmed().endsWith("Error: Argument 2 is not in UTF-8"));
 }
 
 // imgtool is whichever one the PATH has.

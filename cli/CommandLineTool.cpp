@@ -51,6 +51,15 @@ void logQtMessage(QtMsgType /*type*/, const QMessageLogContext& /*context*/, con
     displayMessage(MessageKind::verbose2, "%s", qUtf8Printable(text));
 }
 
+/// Whether the file at `path`, which a log empties, is one that another option names.
+bool isNamedBesideLog(const QList<CliOption>& options, const QString& path) {
+    const auto isLog = [&path](const QString& param) { return isSameFile(path, param); };
+    return std::any_of(options.begin(), options.end(), [&isLog](const CliOption& option) {
+        return option.name != QLatin1String("-l") && option.name != QLatin1String("--log") &&
+               std::any_of(option.params.begin(), option.params.end(), isLog);
+    });
+}
+
 /// A name in another encoding would come out as the name of another file.
 bool checkEncoding(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
@@ -200,14 +209,6 @@ Flow CommandLineTool::runHelp() {
     return Flow::end(0);
 }
 
-bool CommandLineTool::isUsedBesideLog(const QString& path) const {
-    const auto isLog = [&path](const QString& param) { return isSameFile(path, param); };
-    return std::any_of(options.begin(), options.end(), [&isLog](const CliOption& option) {
-        return option.name != QLatin1String("-l") && option.name != QLatin1String("--log") &&
-               std::any_of(option.params.begin(), option.params.end(), isLog);
-    });
-}
-
 Flow CommandLineTool::runLog() {
     QString path = QCoreApplication::applicationDirPath() + QStringLiteral("/trace.log");
     if (currentParams.isEmpty()) {
@@ -219,7 +220,7 @@ Flow CommandLineTool::runLog() {
         displayMessage(MessageKind::warning,
                        "Only one parameter must be given with the log option, others are ignored");
     }
-    if (isUsedBesideLog(path)) {
+    if (isNamedBesideLog(options, path)) {
         return failWith("The log file %s is named by another option as well", qUtf8Printable(path));
     }
     Display::getInstance()->openLog(path);

@@ -44,8 +44,6 @@ class CommandLineTool {
     // One member function a step of the chain, in the source of its command.
     Flow runHelp();
     Flow runLog();
-    /// Whether the file at `path`, which a log empties, is one that another option names.
-    [[nodiscard]] bool isUsedBesideLog(const QString& path) const;
     Flow runPersonalizationData();
     Flow runInstallImage();
     Flow runSign();

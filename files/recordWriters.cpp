@@ -168,8 +168,9 @@ void warnOfOldFile(const QString& path) {
     }
 }
 
-bool writeReported(const QString& path, const ContentWriter& writeContent,
-                   const char* writeError = "Error occured while writing in the file") {
+constexpr char notWritten[] = "Error occured while writing in the file";
+
+bool writeReported(const QString& path, const ContentWriter& writeContent, const char* writeError = notWritten) {
     switch (replaceFileBy(path, writeContent)) {
         case ReplaceResult::done:
             return true;
@@ -214,8 +215,6 @@ qint64 writeBinFile(const FileLoadContext& context, const FileData& file, const 
         });
     };
     warnOfOldFile(path);
-    const bool written =
-        wide ? writeReported(path, writeContent, "Segments are widely spaced. Unable to create a binary file")
-             : writeReported(path, writeContent);
-    return written ? size : -1;
+    constexpr char tooWide[] = "Segments are widely spaced. Unable to create a binary file";
+    return writeReported(path, writeContent, wide ? tooWide : notWritten) ? size : -1;
 }

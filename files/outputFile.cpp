@@ -8,6 +8,7 @@
 
 #include <sys/stat.h>
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <memory>
 #include <vector>
@@ -71,7 +72,9 @@ ReplaceResult PendingFile::commit() {
     if (file_ != nullptr) {
         const QByteArray from = QFile::encodeName(file_->fileName());
         if (std::rename(from.constData(), QFile::encodeName(target_).constData()) != 0) {
-            return ReplaceResult::cannotOpen;
+            // A path that leads nowhere would not have been opened either.
+            const bool isNoPath = errno == ENAMETOOLONG || errno == ENOENT || errno == ENOTDIR;
+            return isNoPath ? ReplaceResult::cannotOpen : ReplaceResult::cannotWrite;
         }
         file_->setAutoRemove(false);
     }

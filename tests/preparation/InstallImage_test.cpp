@@ -11,12 +11,15 @@
 
 #include <gmock/gmock.h>
 
+#include <set>
+
 namespace {
 
 using testing::ElementsAre;
 
 const QByteArray imageKey = "sixteen byte key";
 const QByteArray imageNonce = "twelve bytes";
+const QByteArray imageBaseIv = QCryptographicHash::hash(imageNonce, QCryptographicHash::Sha256).first(12);
 
 QByteArray words(std::initializer_list<std::uint32_t> values) {
     QByteArray bytes;
@@ -82,10 +85,10 @@ TEST(InstallImage, HoldsEveryAreaInOrder) {
         &all.firmware, true, all.content.provisioningData, &all.optionBytes, imageKey, imageNonce, 0xA5, true,
         all.content.modules, 0, 0, &all.xtbi, &all.mcsv, &all.ecsv, 0x450, &all.external, &all.keyArea,
         &all.diversification, all.content.externalRegions);
-    EXPECT_EQ(image.first(42), "TBIMAGIC" + QByteArray::fromHex("02001000") + imageNonce +
+    EXPECT_EQ(image.first(42), "TBIMAGIC" + QByteArray::fromHex("02001000") + imageBaseIv +
                                    QByteArray::fromHex("0000000053a5010019000000000000001000"));
     const auto regionKey = [](char region) {
-        const QByteArray message = QByteArray("region") + region + imageNonce;
+        const QByteArray message = QByteArray("region") + region + imageBaseIv;
         return QMessageAuthenticationCode::hash(message, imageKey, QCryptographicHash::Sha256).first(16);
     };
     const DecryptedAreas expected{
@@ -135,8 +138,26 @@ TEST(InstallImage, ShowsEveryChangedByteAndSatisfiesItsReader) {
     }
     all.xtbi.fileType = fileTypeBinary;  // then only its segments count
     all.xtbi.segments = {segment(0, "ab"), segment(9, "c")};
-    for (const qsizetype size : {1, 11, 13, 64}) {
+    for (const qsizetype size : {1, 11, 12, 13, 64}) {
         EXPECT_EQ(layoutOf({.packagedModule = &all.xtbi}, QByteArray(size, 'n')), "S0:3 C0:0");
+    }
+}
+
+// Nonces that count up must not meet the area numbers, which count up in the same four bytes.
+TEST(InstallImage, SharesNoIvWithItsNeighbours) {
+    const FileData firmware{0, 2, {segment(0x08000000, "first"), segment(0x08001000, "second")}};
+    for (const qsizetype nonceSize : {4, 12, 16}) {
+        std::set<QByteArray> ivs;
+        for (int count = 0; count < 256; ++count) {
+            const QByteArray nonce = QByteArray(nonceSize - 1, 'n') + static_cast<char>(count);
+            const QByteArray image = makeInstallImage({.firmware = &firmware, .hash = true}, imageKey, nonce);
+            for (int number = 1; number <= image.at(10); ++number) {
+                QByteArray iv = image.sliced(12, 12);
+                iv[11] = static_cast<char>(iv.at(11) ^ number);
+                EXPECT_TRUE(ivs.insert(iv).second) << "nonce " << count << ", area " << number;
+            }
+        }
+        EXPECT_EQ(ivs.size(), 256 * 4);
     }
 }
 

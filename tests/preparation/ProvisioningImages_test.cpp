@@ -4,6 +4,8 @@
 #include "tests/support/TempFolder.h"
 #include "tests/support/outsideTool.h"
 
+#include <QCryptographicHash>
+
 #include <gmock/gmock.h>
 
 namespace {
@@ -12,6 +14,7 @@ using testing::ElementsAre;
 
 const QByteArray key = "sixteen byte key";
 const QByteArray nonce = "twelve bytes";
+const QByteArray baseIv = QCryptographicHash::hash(nonce, QCryptographicHash::Sha256).first(12);
 
 template <typename Decrypt>
 void expectEveryChangeShows(QByteArray image, Decrypt decrypt) {
@@ -26,7 +29,7 @@ TEST(UpdateImage, HasItsHeaderAndDecrypts) {
     FileData firmware;
     firmware.segments = {{0x08040000, 5, "bytes and more"}};
     const QByteArray image = Preparation().TBUPreparation(&firmware, key, nonce, 0x0102);
-    EXPECT_EQ(image.first(32), "TBUMAGIC" + QByteArray::fromHex("010002010500000000000408") + nonce);
+    EXPECT_EQ(image.first(32), "TBUMAGIC" + QByteArray::fromHex("010002010500000000000408") + baseIv);
     EXPECT_EQ(image.sliced(48, 16), QByteArray(16, '\0'));
     EXPECT_EQ(decryptUpdate(image, key, nonce), "bytes");
     expectEveryChangeShows(image, [](const QByteArray& changed) { return decryptUpdate(changed, key, nonce); });
@@ -83,7 +86,7 @@ TEST(ProvisioningImage, HoldsBlobFirmwareAndBackup) {
     pvsTbiParameters parameters{
         "secrets", {{0x40000000, {{0x10, 1, 4, "one"}, {0x20, 2, 20, "two"}}}}, key, nonce, 9, {nullptr, &firmware}};
     const QByteArray image = Preparation().pvsTbiPreparation(parameters);
-    EXPECT_EQ(image.first(42), "PVSMAGIC" + QByteArray::fromHex("01000400") + nonce +
+    EXPECT_EQ(image.first(42), "PVSMAGIC" + QByteArray::fromHex("01000400") + baseIv +
                                    QByteArray::fromHex("000000005309010007000000000000000400"));
     QByteArray listed;
     for (const DecryptedArea& area : decryptAreas(image, key, nonce).value_or(DecryptedAreas())) {

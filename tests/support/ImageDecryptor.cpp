@@ -40,7 +40,7 @@ std::optional<QByteArray> decrypt(const QByteArray& key, const QByteArray& iv, c
 }
 
 QByteArray baseIvOf(const QByteArray& nonce) {
-    return nonce.size() == 12 ? nonce : QCryptographicHash::hash(nonce, QCryptographicHash::Sha256).first(12);
+    return QCryptographicHash::hash(nonce, QCryptographicHash::Sha256).first(12);
 }
 
 QByteArray ivOf(QByteArray base, int kind, int version, std::uint32_t index) {

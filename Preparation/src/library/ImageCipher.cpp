@@ -31,10 +31,6 @@ bool deriveBaseIv(const QByteArray& nonce, ImageIv& baseIv) {
     if (nonce.isEmpty()) {
         return reportError("The nonce is empty");
     }
-    if (nonce.size() == ivSize) {
-        std::copy_n(nonce.constData(), ivSize, baseIv.begin());
-        return true;
-    }
     std::array<unsigned char, digestSize> digest{};
     if (EVP_Digest(nonce.constData(), static_cast<std::size_t>(nonce.size()), digest.data(), nullptr, EVP_sha256(),
                    nullptr) != 1) {

@@ -18,8 +18,10 @@ enum class ImageKind : std::uint8_t { install = 0, provisioning = 1, update = 2 
 /// Hands the image key to `cipher`; false, with a message, unless it has 16 bytes.
 [[nodiscard]] bool takeImageKey(const QByteArray& key, AesGcm& cipher);
 
-/// The base IV of an image: a nonce of 12 bytes itself, else the first 12 bytes of its SHA-256 digest. False, with a
-/// message, for an empty nonce.
+/// The base IV of an image: the first 12 bytes of the nonce's SHA-256 digest. False, with a message, for an empty nonce.
+///
+/// A nonce of 12 bytes is hashed too. Taken as it is, nonces that count up would meet the area numbers: area 2 under the
+/// nonce ..01 and area 1 under ..02 would have one IV.
 [[nodiscard]] bool deriveBaseIv(const QByteArray& nonce, ImageIv& baseIv);
 
 /// The IV of one area: the base IV, its last four bytes exclusive-ored with kind, version and number.

@@ -12,6 +12,7 @@
 
 #include <QCoreApplication>
 #include <QFile>
+#include <QStringDecoder>
 
 #include <algorithm>
 #include <array>
@@ -60,12 +61,16 @@ bool isNamedBesideLog(const QList<CliOption>& options, const QString& path) {
     });
 }
 
-/// A name in another encoding would come out as the name of another file.
-bool checkEncoding(int argc, char** argv) {
-    for (int i = 1; i < argc; ++i) {
-        if (QString::fromUtf8(argv[i]).toUtf8() != argv[i]) {
+/// Takes the arguments as they were given, a byte order mark at the start of a name too. One in another encoding would
+/// come out as the name of another file: false, with a message.
+bool decodeArguments(int argc, char** argv, QStringList& arguments) {
+    for (int i = 0; i < argc; ++i) {
+        QStringDecoder decoder(QStringConverter::Utf8, QStringConverter::Flag::ConvertInitialBom);
+        const QString argument = decoder(QByteArrayView(argv[i]));
+        if (i > 0 && argument.toUtf8() != argv[i]) {
             return reportError("Argument %d is not in UTF-8", i);
         }
+        arguments.append(argument);
     }
     return true;
 }
@@ -99,7 +104,8 @@ int CommandLineTool::run(int argc, char** argv) {
     preparation.setDisplayCallback(displayCallback);
     qInstallMessageHandler(logQtMessage);
     printBanner();
-    const int status = checkEncoding(argc, argv) ? runArguments(QCoreApplication::arguments()) : 1;
+    QStringList arguments;
+    const int status = decodeArguments(argc, argv, arguments) ? runArguments(arguments) : 1;
     Display::getInstance()->closeLog();
     return status;
 }

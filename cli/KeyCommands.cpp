@@ -37,6 +37,7 @@ struct KeyGenerationCommand : CommandBase {
 
 constexpr OptionRow<KeyGenerationCommand> generationRows[] = {
     {"-k", "--k", nullptr, missingKeysPaths, &KeyGenerationCommand::setKeyPaths},
+    {"-k", "--key", nullptr, missingKeysPaths, &KeyGenerationCommand::setKeyPaths},
     {"-f", "--f", nullptr, missingFilesPaths, &KeyGenerationCommand::setSourcePaths},
 };
 
@@ -100,7 +101,11 @@ Flow KeyGenerationCommand::run() {
         }
         places.insert(place);
     }
-    if (generateTarnwaveKeys(paths.at(0), paths.at(1), paths.at(2), paths.at(3), paths.at(4)) != 0) {
+    const int result = generateTarnwaveKeys(paths.at(0), paths.at(1), paths.at(2), paths.at(3), paths.at(4));
+    if (result == tarnwaveWrongExponent) {
+        return Flow::end(result);
+    }
+    if (result != tarnwaveDone) {
         return failWith("Error path does not exist.");
     }
     displayMessage(MessageKind::success, "\nkeys generated succesfully.\n");
@@ -122,6 +127,7 @@ struct BinarySigningCommand : CommandBase {
 
 constexpr OptionRow<BinarySigningCommand> signingRows[] = {
     {"-k", "--k", nullptr, missingPrivateKeyPath, &BinarySigningCommand::setKey},
+    {"-k", "--key", nullptr, missingPrivateKeyPath, &BinarySigningCommand::setKey},
     {"-f", "--f", nullptr, missingBinaryPath, &BinarySigningCommand::setInput},
     {"-o", "--o", nullptr, missingSignedPath, &BinarySigningCommand::setOutput},
 };
@@ -171,12 +177,11 @@ Flow BinarySigningCommand::run() {
     if (QFileInfo(keyPath).size() > maxKeyFileSize) {
         return failWith("Error in private key size !");
     }
-    constexpr int outOfMemory = 2;  // told of already, and the one failure that ends the run
     const int result = signTarnwaveBinary(keyPath, inputPath, signedPath);
-    if (result == outOfMemory) {
-        return Flow::end(outOfMemory);
+    if (result == tarnwaveOutOfMemory) {
+        return Flow::end(result);  // told of already
     }
-    if (result == 0) {
+    if (result == tarnwaveDone) {
         displayMessage(MessageKind::success, "\nSigned file generated succesfully.\n");
     } else {
         reportError("Error while generating signed binary");

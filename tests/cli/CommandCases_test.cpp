@@ -95,13 +95,25 @@ TEST(CommandCases, endAsTheirLinesSay) {
 }
 
 TEST(CommandCases, ArgumentsAreInUtf8) {
-    QProcess shell;
-    shell.start(QStringLiteral("sh"),
-                {QStringLiteral("-c"), QStringLiteral("exec \"$0\" -ptbi \"$(printf 'a\\377.tbi')\""),
-                 QStringLiteral(QVORA_TOOL)});
-    ASSERT_TRUE(shell.waitForFinished());
-    EXPECT_EQ(shell.exitCode(), 1);
-    EXPECT_TRUE(shell.readAllStandardOutput().trimmed().endsWith("Error: Argument 2 is not in UTF-8"));
+    struct Row {
+        const char* bytes;  // for printf
+        const char* message;
+    };
+    constexpr Row rows[] = {
+        {"a\\377.tbi", "Error: Argument 2 is not in UTF-8"},
+        {"\\357\\273\\277a.tbi",
+         "Error: The file \xEF\xBB\xBF"
+         "a.tbi does not exist, please check the file's path"},
+    };
+    for (const Row& row : rows) {
+        QProcess shell;
+        shell.start(QStringLiteral("sh"),
+                    {QStringLiteral("-c"), QStringLiteral("exec \"$0\" -ptbi \"$(printf \"$1\")\""),
+                     QStringLiteral(QVORA_TOOL), QString::fromLatin1(row.bytes)});
+        ASSERT_TRUE(shell.waitForFinished());
+        EXPECT_EQ(shell.exitCode(), 1);
+        EXPECT_TRUE(shell.readAllStandardOutput().trimmed().endsWith(row.message)) << row.message;
+    }
 }
 
 // imgtool is whichever one the PATH has.

@@ -27,9 +27,9 @@ namespace {
 constexpr unsigned keyBits = 2048;
 constexpr qsizetype sizeFieldOffset = 24;  // in the header of the chip's firmware
 
-int failWith(const char* message) {
-    static_cast<void>(reportError("%s", message));
-    return 1;
+int failSigning(const char* message) {
+    reportError("%s", message);
+    return tarnwaveFailed;
 }
 
 // The key that goes on is the one in the file: what can't be read back must not be handed out as a key pair.
@@ -48,26 +48,28 @@ KeyPointer writtenPrivateKey(const QString& path) {
     }
     KeyPointer key = privateKeyFromPem(pem);
     if (!key) {
-        static_cast<void>(reportError("Error reading private key\n"));
+        reportError("Error reading private key\n");
     }
     return key;
 }
 
-bool writePublicKeyPem(const evp_pkey_st* pkey, const QString& path) {
+void writePublicKeyPem(const evp_pkey_st* pkey, const QString& path) {
     QByteArray pem;
-    return publicKeyToPem(pkey, pem) && replaceFile(path, pem) == ReplaceResult::done;
+    if (publicKeyToPem(pkey, pem)) {
+        static_cast<void>(replaceFile(path, pem));  // the text is made from this file, and tells when it isn't there
+    }
 }
 
 KeyPointer readSigningKey(const QString& path) {
     QByteArray pem;
     const WipeOnExit wiped(pem);
     if (!readKeyFile(path, pem)) {
-        static_cast<void>(reportError("Opening file path\n"));
+        reportError("Opening file path\n");
         return nullptr;
     }
     KeyPointer key = privateKeyFromPem(pem);
     if (!key) {
-        static_cast<void>(reportError(" The private key file is not a valid file\n"));
+        reportError(" The private key file is not a valid file\n");
     }
     return key;
 }
@@ -88,56 +90,63 @@ bool finishDigest(EVP_MD_CTX* context, QByteArrayView bytes, std::array<char, EV
 int generateTarnwaveKeys(const QString& privatePath, const QString& publicPath, const QString& cPath,
                          const QString& pyPath, const QString& txtPath) {
     const KeyPointer key = writtenPrivateKey(privatePath);
-    if (!key || !writePublicKeyPem(key.get(), publicPath)) {
-        return 1;
+    if (!key) {
+        return tarnwaveFailed;
     }
+    writePublicKeyPem(key.get(), publicPath);
     // A text that isn't there shows itself when it is read.
     static_cast<void>(writePublicKeyText(publicPath, txtPath));
     QFile text(txtPath);
     if (!text.open(QIODevice::ReadOnly)) {
-        return 1;
+        return tarnwaveFailed;
     }
     const PublicKeyText parsed = parsePublicKeyText(text);
     std::uint32_t exponent = 0;
+    if (!text.seek(0)) {
+        return tarnwaveFailed;
+    }
+    if (!readExponent(text, exponent)) {
+        return tarnwaveWrongExponent;
+    }
     QByteArray r2;
-    if (!text.seek(0) || !readExponent(text, exponent) || !computeR2(parsed.modulusHex, r2)) {
-        return 1;
+    if (!computeR2(parsed.modulusHex, r2)) {
+        return tarnwaveFailed;
     }
     // The sources repeat what the text file holds: without them the key pair is complete all the same.
     static_cast<void>(writePublicKeySources(parsed.modulusBytes, exponent, r2, cPath, pyPath));
-    return 0;
+    return tarnwaveDone;
 }
 
 int signTarnwaveBinary(const QString& privateKeyPath, const QString& binaryPath, const QString& outputPath) {
     const KeyPointer key = readSigningKey(privateKeyPath);
     if (!key) {
-        return failWith("Failed to generate output file\n");
+        return failSigning("Failed to generate output file\n");
     }
     QFile binary(binaryPath);
     // A pipe has no size that could be signed.
     if (!QFileInfo(binaryPath).isFile() || !binary.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
-        return failWith("Failed to open file to sign\n");
+        return failSigning("Failed to open file to sign\n");
     }
     const DigestContext context(EVP_MD_CTX_new());
     if (!context) {
-        return failWith("Failed to create message digest context\n");
+        return failSigning("Failed to create message digest context\n");
     }
     if (EVP_DigestInit_ex(context.get(), EVP_sha256(), nullptr) != 1) {
-        return failWith("Failed to initialize message digest\n");
+        return failSigning("Failed to initialize message digest\n");
     }
 
     const qint64 size = binary.size();
     if (size > std::numeric_limits<std::uint32_t>::max()) {
-        return failWith("The file to sign is longer than its size field can tell\n");
+        return failSigning("The file to sign is longer than its size field can tell\n");
     }
     const qint64 signedSize = size + binarySignatureSize;
     const std::unique_ptr<char[]> buffer(new (std::nothrow) char[static_cast<std::size_t>(signedSize)]);
     if (!buffer) {
         std::fputs("Memory error", stderr);
-        return 2;
+        return tarnwaveOutOfMemory;
     }
     if (binary.read(buffer.get(), size) != size) {
-        return failWith("Failed to open file to sign\n");
+        return failSigning("Failed to open file to sign\n");
     }
     // In a binary that ends before or inside the field, the signature lies over what of it stands behind the end.
     QByteArray sizeField;
@@ -147,11 +156,12 @@ int signTarnwaveBinary(const QString& privateKeyPath, const QString& binaryPath,
     std::array<char, EVP_MAX_MD_SIZE> digest{};
     unsigned digestSize = 0;
     if (!finishDigest(context.get(), QByteArrayView(buffer.get(), size), digest, digestSize)) {
-        return 1;
+        return tarnwaveFailed;
     }
     if (!signBinaryDigest(key.get(), QByteArrayView(digest.data(), static_cast<qsizetype>(digestSize)),
                           buffer.get() + size)) {
-        return failWith("Signing failed \n");
+        return failSigning("Signing failed \n");
     }
-    return replaceFile(outputPath, QByteArrayView(buffer.get(), signedSize)) == ReplaceResult::done ? 0 : 1;
+    const QByteArrayView signedBinary(buffer.get(), signedSize);
+    return replaceFile(outputPath, signedBinary) == ReplaceResult::done ? tarnwaveDone : tarnwaveFailed;
 }

@@ -6,6 +6,10 @@
 #include <cstddef>
 #include <cstdint>
 
+/// The target that this program is: what stands before "_fuzz" in its name, or what a replay was told to be.
+[[nodiscard]] QByteArray fuzzTarget();
+void setFuzzTarget(const QByteArray& name);
+
 /// A file in memory that holds one fuzzer input, under a path that ends as the reader asks for. All messages are
 /// swallowed while it lives.
 class FuzzFile {

@@ -1,4 +1,4 @@
-// One program for each format: any file that openFile takes by the end of its name.
+// One target for each format, named after its suffix: any file that openFile takes by the end of its name.
 
 #include "files/openFile.h"
 #include "files/recordFiles.h"
@@ -25,7 +25,8 @@ bool hasRecords(const FileData& file) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const FuzzFile file(data, size, QVORA_FUZZ_SUFFIX);
+    static const QByteArray suffix = '.' + fuzzTarget();
+    const FuzzFile file(data, size, suffix.constData());
     FileLoadContext context;
     context.formats = formatTable();
     FileData* read = nullptr;

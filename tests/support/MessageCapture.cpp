@@ -4,6 +4,7 @@
 
 namespace {
 
+// A callback is a plain function: what it fills can't be handed to it. Captures nest, so each keeps what it interrupts.
 std::vector<std::pair<int, std::string>> captured;
 
 void capture(std::int32_t kind, const wchar_t* text) {
@@ -12,13 +13,14 @@ void capture(std::int32_t kind, const wchar_t* text) {
 
 }  // namespace
 
-MessageCapture::MessageCapture() {
+MessageCapture::MessageCapture() : before_(Display::getInstance()->callback), capturedBefore_(std::move(captured)) {
     captured.clear();
     Display::getInstance()->callback = capture;
 }
 
 MessageCapture::~MessageCapture() {
-    Display::getInstance()->callback = nullptr;
+    captured = std::move(capturedBefore_);
+    Display::getInstance()->callback = before_;
 }
 
 std::vector<std::string> MessageCapture::texts() const {

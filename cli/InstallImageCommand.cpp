@@ -6,6 +6,7 @@
 #include "files/outputFile.h"
 #include "files/parseNumber.h"
 #include "files/segments.h"
+#include "formats/moduleLayout.h"
 #include "formats/openCsvFile.h"
 
 #include <QFile>
@@ -228,7 +229,6 @@ Flow InstallImageCommand::readDiversification(const QStringList& params) {
 }
 
 Flow InstallImageCommand::addModule(const QStringList& params) {
-    constexpr qsizetype loadAddressOffset = 8;
     FileData* module = nullptr;
     if (!openInput(params.constFirst(), module)) {
         return Flow::end(1);
@@ -238,7 +238,7 @@ Flow InstallImageCommand::addModule(const QStringList& params) {
     }
     FileSegment& content = module->segments.front();
     ByteReader reader(content.data);
-    reader.seek(loadAddressOffset);
+    reader.seek(preparedModule::loadAddressOffset);
     content.address = reader.u32();
     if (content.address == 0) {
         if (params.size() < 2) {
@@ -250,7 +250,7 @@ Flow InstallImageCommand::addModule(const QStringList& params) {
         if (reader.ok()) {
             QByteArray field;
             appendU32(field, content.address);
-            content.data.replace(loadAddressOffset, field.size(), field);
+            content.data.replace(preparedModule::loadAddressOffset, field.size(), field);
         }
     }
     tool.modules.append(module);

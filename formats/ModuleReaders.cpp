@@ -3,6 +3,7 @@
 #include "files/openFile.h"
 #include "files/readExactly.h"
 #include "formats/FileKDU.h"
+#include "formats/moduleLayout.h"
 #include "formats/readers.h"
 
 // Both kinds of module file are carried unchanged, so the whole file becomes one segment. A prepared module (KMD) is
@@ -16,7 +17,6 @@
 
 namespace {
 
-constexpr char kmdMagic[] = "KMDMAGIC";
 constexpr std::uint16_t protectedTlvMagic = 0x6908;
 constexpr std::uint32_t tlvHeadSize = 4;  ///< of a block and of an entry alike
 constexpr std::uint32_t moduleFlagBit = 1U << 30;
@@ -118,12 +118,11 @@ void readKduBlocks(QByteArrayView content, FileKDU& file) {
 }  // namespace
 
 bool readKmdFile(FileLoadContext& /*context*/, QFile& device, std::shared_ptr<FileData>& record) {
-    const QByteArray expected(kmdMagic);
-    const QByteArray magic = device.read(expected.size());
-    if (magic.size() < expected.size()) {
+    const QByteArray magic = device.read(preparedModule::magic.size());
+    if (magic.size() < preparedModule::magic.size()) {
         return reportError("Error while reading KMD magic header");
     }
-    if (magic != expected) {
+    if (magic != preparedModule::magic) {
         return reportError("The file %s is not an KMD image", qUtf8Printable(bareFileName(device)));
     }
     auto file = std::make_shared<FileData>();

@@ -4,41 +4,17 @@
 #include "formats/FileTBI.h"
 #include "formats/firstOverlap.h"
 #include "formats/readers.h"
+#include "formats/secureImageLayout.h"
 
 #include <algorithm>
 #include <string_view>
 
-// A secure image is a file header and a chain of areas, each a plain header, a tag and a payload. The three kinds share
-// that form; ImageForm holds what they differ in. All numbers are little-endian.
-//
-//   File header                 Area header                       TBI, PVS TBI   XTBI
-//     magic             8         type letter                   1
-//     protocol version  2         image version                 1                 not read
-//     image version     4 (XTBI)  area index, from 1            2
-//     number of areas   2         size of the payload           4
-//     nonce            16         destination address           4
-//     rest             96 (XTBI,  number of areas, as above     2
-//       protocol version 65001)   tag, then a second block  16+16   tag first      tag last
-//
-// An area header of a TBI image with protocol version 1 has no second block.
+// The three kinds of image share one layout; ImageForm holds what they differ in.
 //
 // Areas are read one at a time, straight into the buffers they stay in: a payload takes the memory that the file really
 // holds of it, whatever its size field claims.
 
 namespace {
-
-constexpr qsizetype magicSize = 8;
-constexpr qsizetype nonceSize = 16;
-constexpr qsizetype tagSize = 16;
-constexpr qsizetype shortAreaHeader = 30;
-constexpr qsizetype longAreaHeader = 46;
-constexpr std::uint16_t longFileHeaderVersion = 65001;
-constexpr qsizetype longFileHeaderRest = 96;
-constexpr std::uint8_t optionBytesArea = 'C';
-constexpr std::uint8_t moduleArea = 'M';
-constexpr std::uint8_t externalArea = 'E';
-constexpr std::uint32_t regionKeySize = 16;  ///< at the end of an external area, not part of its address range
-constexpr std::uint64_t flashWordSize = 32;
 
 struct ImageForm {
     FileType fileType;
@@ -56,36 +32,36 @@ struct ImageForm {
 
 constexpr ImageForm tbiForm{.fileType = fileTypeTbi,
                             .kind = "an TBI",
-                            .magic = "TBIMAGIC",
-                            .fileHeaderSize = 28,
+                            .magic = secureImage::installMagic,
+                            .fileHeaderSize = secureImage::fileHeaderSize,
                             .letters = "CEFHKMOPRSem",
                             .versionInFileHeader = false,
                             .areaHeaderByVersion = true,
-                            .tagOffset = 14,
+                            .tagOffset = areaHeader::tagOffset,
                             .endsAtOptionBytes = true,
                             .exclusiveLetters = "FE",
                             .keepsFlashWords = true};
 
 constexpr ImageForm xtbiForm{.fileType = fileTypeXtbi,
                              .kind = "an TBI",
-                             .magic = "TBIMAGIC",
-                             .fileHeaderSize = 32,
+                             .magic = secureImage::installMagic,
+                             .fileHeaderSize = secureImage::packagedFileHeaderSize,
                              .letters = "ACEFHKMOPRSm",
                              .versionInFileHeader = true,
                              .areaHeaderByVersion = false,
-                             .tagOffset = 30,
+                             .tagOffset = areaHeader::packagedTagOffset,
                              .endsAtOptionBytes = true,
                              .exclusiveLetters = "F",
                              .keepsFlashWords = false};
 
 constexpr ImageForm pvsTbiForm{.fileType = fileTypeTbi,
                                .kind = "a PVS TBI",
-                               .magic = "PVSMAGIC",
-                               .fileHeaderSize = 28,
+                               .magic = secureImage::provisioningMagic,
+                               .fileHeaderSize = secureImage::fileHeaderSize,
                                .letters = "BCEFHKMOPRSm",
                                .versionInFileHeader = false,
                                .areaHeaderByVersion = false,
-                               .tagOffset = 14,
+                               .tagOffset = areaHeader::tagOffset,
                                .endsAtOptionBytes = false,
                                .exclusiveLetters = "",
                                .keepsFlashWords = false};
@@ -93,19 +69,19 @@ constexpr ImageForm pvsTbiForm{.fileType = fileTypeTbi,
 bool readFileHeader(QFile& device, const ImageForm& form, FileTBI& image) {
     image.header = device.read(form.fileHeaderSize);
     ByteReader fields(image.header);
-    const bool magicFits = fields.take(magicSize) == form.magic;
+    const bool magicFits = fields.take(secureImage::magicSize) == form.magic;
     image.protocolVersion = fields.u16();
     image.imageVersion = form.versionInFileHeader ? fields.u32() : 0;
     image.segmentCount = fields.u16();
     // A number of areas that the file doesn't hold counts as 0, which fails wherever an option bytes area must be
     // found.
     const bool cutOff = !fields.ok() && !form.endsAtOptionBytes;
-    image.nonce = fields.take(nonceSize).toByteArray();
+    image.nonce = fields.take(secureImage::nonceSize).toByteArray();
     if (!magicFits || cutOff) {
         return reportError("The file %s is not %s image", qUtf8Printable(device.fileName()), form.kind);
     }
-    if (form.fileType == fileTypeXtbi && image.protocolVersion == longFileHeaderVersion) {
-        image.header += device.read(longFileHeaderRest);
+    if (form.fileType == fileTypeXtbi && image.protocolVersion == secureImage::longFileHeaderProtocol) {
+        image.header += device.read(secureImage::packagedFileHeaderRest);
     }
     image.headerSize = static_cast<std::uint32_t>(image.header.size());
     image.nonceSize = static_cast<std::uint32_t>(image.nonce.size());
@@ -115,14 +91,14 @@ bool readFileHeader(QFile& device, const ImageForm& form, FileTBI& image) {
 /// The length of every area header, or 0 for a protocol version that has none.
 qsizetype areaHeaderSize(const ImageForm& form, std::uint16_t protocolVersion) {
     if (!form.areaHeaderByVersion) {
-        return longAreaHeader;
+        return areaHeader::longHeaderSize;
     }
     switch (protocolVersion) {
-        case 1:
-            return shortAreaHeader;
-        case 2:
-        case 3:
-            return longAreaHeader;
+        case secureImage::shortHeaderProtocol:
+            return areaHeader::shortHeaderSize;
+        case secureImage::longHeaderProtocol:
+        case secureImage::laterLongHeaderProtocol:
+            return areaHeader::longHeaderSize;
         default:
             return 0;
     }
@@ -156,8 +132,8 @@ bool readAreaHeader(QFile& device, const ImageForm& form, qsizetype headerSize, 
     if (fields.u16() != image.segmentCount || area.header.size() < headerSize) {
         return reportError("Area number check failed at area %d", static_cast<int>(number));
     }
-    area.tag = area.header.sliced(form.tagOffset, tagSize);
-    area.tagSize = tagSize;
+    area.tag = area.header.sliced(form.tagOffset, secureImage::tagSize);
+    area.tagSize = secureImage::tagSize;
     return true;
 }
 
@@ -187,7 +163,7 @@ bool readAreas(QFile& device, const ImageForm& form, FileTBI& image) {
             return false;
         }
         image.areas.push_back(std::move(area));
-        if (form.endsAtOptionBytes && image.areas.back().type == optionBytesArea) {
+        if (form.endsAtOptionBytes && image.areas.back().type == areaLetter::optionBytes) {
             image.segmentCount = number;
             return true;
         }
@@ -202,7 +178,7 @@ bool readAreas(QFile& device, const ImageForm& form, FileTBI& image) {
 /// Checks all areas of one type but the last of the file. `first` and `second` receive the numbers, counted from 1, of
 /// the first pair that overlaps, unless an earlier pair stands there.
 void findOverlap(const std::vector<TbiArea>& areas, std::uint8_t type, std::size_t& first, std::size_t& second) {
-    const std::uint32_t tail = type == externalArea ? regionKeySize : 0;
+    const std::uint32_t tail = type == areaLetter::external ? std::uint32_t{regionDescriptor::keySize} : 0;
     std::vector<AddressRange> ranges;
     std::vector<std::size_t> numbers;
     for (std::size_t i = 0; i + 1 < areas.size(); ++i) {
@@ -239,10 +215,10 @@ bool checkFlashWords(const std::vector<TbiArea>& areas) {
     std::sort(addresses.begin(), addresses.end());
     return std::all_of(areas.begin(), areas.end(), [&addresses](const TbiArea& area) {
         const std::uint32_t end = area.address + area.size;
-        if (area.type != moduleArea || end % flashWordSize == 0) {
+        if (area.type != areaLetter::module || end % secureImage::flashWordSize == 0) {
             return true;
         }
-        const std::uint64_t limit = (end / flashWordSize + 1) * flashWordSize;
+        const std::uint64_t limit = (end / secureImage::flashWordSize + 1) * secureImage::flashWordSize;
         const auto next = std::upper_bound(addresses.begin(), addresses.end(), area.address);
         return next == addresses.end() || *next >= limit ||
                reportError("The area immediately following a module area starts in its last Flash word");

@@ -1,8 +1,8 @@
 #include "Preparation/src/crypto.h"
 
-#include "Preparation/src/keyFiles.h"
+#include "Preparation/primitives/keyFiles.h"
+#include "Preparation/primitives/opensslObjects.h"
 #include "Preparation/src/keyMessages.h"
-#include "Preparation/src/opensslObjects.h"
 #include "display/Display.h"
 #include "files/wipe.h"
 

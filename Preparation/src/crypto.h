@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Preparation/src/keyPem.h"
+#include "Preparation/primitives/keyPem.h"
 
 #include <QByteArray>
 #include <QByteArrayView>

@@ -1,8 +1,8 @@
 #include "Preparation/src/ec_crypto.h"
 
+#include "Preparation/primitives/opensslObjects.h"
+#include "Preparation/primitives/rawSignature.h"
 #include "Preparation/src/keyMessages.h"
-#include "Preparation/src/opensslObjects.h"
-#include "Preparation/src/rawSignature.h"
 #include "display/Display.h"
 
 #include <openssl/ec.h>

@@ -1,7 +1,7 @@
 #include "Preparation/src/ecdh.h"
 
+#include "Preparation/primitives/opensslObjects.h"
 #include "Preparation/src/ec_crypto.h"
-#include "Preparation/src/opensslObjects.h"
 #include "display/Display.h"
 #include "files/wipe.h"
 

@@ -1,4 +1,4 @@
-#include "Preparation/src/keyFiles.h"
+#include "Preparation/primitives/keyFiles.h"
 #include "Preparation/src/crypto.h"
 #include "tests/support/TempFolder.h"
 

@@ -1,4 +1,4 @@
-#include "Preparation/src/library/InstallImage.h"
+#include "Preparation/secureImages/installImage.h"
 #include "files/ByteWriter.h"
 #include "formats/readers.h"
 #include "preparation-interface/Preparation.h"

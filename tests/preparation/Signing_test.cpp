@@ -1,4 +1,4 @@
-#include "Preparation/src/rawSignature.h"
+#include "Preparation/primitives/rawSignature.h"
 #include "files/ByteWriter.h"
 #include "preparation-interface/Preparation.h"
 #include "tests/support/MessageCapture.h"

@@ -1,6 +1,6 @@
 #include "Preparation/src/TarnwaveQuill/binarySignature.h"
 
-#include "Preparation/src/opensslObjects.h"
+#include "Preparation/primitives/opensslObjects.h"
 #include "display/Display.h"
 
 #include <openssl/rsa.h>

@@ -1,8 +1,8 @@
 #include "Preparation/src/TarnwaveQuill/publicKeyText.h"
 
-#include "Preparation/src/keyFiles.h"
-#include "Preparation/src/keyPem.h"
-#include "Preparation/src/opensslObjects.h"
+#include "Preparation/primitives/keyFiles.h"
+#include "Preparation/primitives/keyPem.h"
+#include "Preparation/primitives/opensslObjects.h"
 #include "display/Display.h"
 #include "files/outputFile.h"
 

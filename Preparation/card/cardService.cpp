@@ -1,0 +1,243 @@
+#include "Preparation/card/Pkcs11Module.h"
+#include "display/Display.h"
+#include "files/ByteReader.h"
+#include "files/ByteWriter.h"
+#include "files/wipe.h"
+#include "preparation-interface/Preparation.h"
+
+#include <cstring>
+
+// The card is any PKCS #11 token. Its objects, found by their labels:
+//
+//     vx-card-info   data, public                     the 28 bytes of CardInfo
+//     vx-card-key    AES key, sensitive, not extractable, private
+//     vx-card-nonce  data, private
+//     vx-card-perso  data, private                    only with personalization data
+//
+// A token without vx-card-info is a fresh card. State 39 in vx-card-info says that all of them are there: it is written
+// last, and what an attempt that broke off left under the other labels is removed just before it, so that a card in
+// state 39 never has two objects of one label. Should a power cut leave an older vx-card-info beside the new one, the
+// one with state 39 counts.
+
+namespace {
+
+constexpr const char* infoLabel = "vx-card-info";
+constexpr const char* keyLabel = "vx-card-key";
+constexpr const char* nonceLabel = "vx-card-nonce";
+constexpr const char* persoLabel = "vx-card-perso";
+
+constexpr qsizetype infoSize = 28;
+constexpr qsizetype typeSize = 3;
+constexpr qsizetype identifierSize = 16;
+constexpr qsizetype keySize = 16;
+
+constexpr std::uint8_t firstGeneration = 1;
+constexpr std::uint8_t operationalState = 39;
+
+/// The content of vx-card-info, in its order; a fresh card's to begin with. Three zero bytes stand behind the type.
+struct CardInfo {
+    std::uint8_t version = 2;
+    std::uint8_t state = 7;
+    QByteArray type = QByteArray("SWT");
+    std::uint32_t counter = 0;
+    QByteArray identifier = QByteArray(identifierSize, '\0');
+};
+
+CardInfo parseInfo(const QByteArray& bytes) {
+    CardInfo info;
+    ByteReader reader(bytes);
+    info.version = reader.u8();
+    info.state = reader.u8();
+    info.type = reader.take(typeSize).toByteArray();
+    reader.skip(3);
+    info.counter = reader.u32();
+    info.identifier = reader.take(identifierSize).toByteArray();
+    return info;
+}
+
+QByteArray infoBytes(const CardInfo& info) {
+    QByteArray bytes;
+    bytes.append(static_cast<char>(info.version));
+    bytes.append(static_cast<char>(info.state));
+    bytes.append(info.type);
+    bytes.append(3, '\0');
+    appendU32(bytes, info.counter);
+    bytes.append(info.identifier.leftJustified(identifierSize, '\0'));
+    return bytes;
+}
+
+/// What a card holds under vx-card-info, and the objects that it was read from.
+struct CardState {
+    CardInfo info;
+    Pkcs11Session::Handles infoObjects;
+};
+
+bool readCard(const Pkcs11Session& session, CardState& card) {
+    if (!session.find(infoLabel, card.infoObjects)) {
+        return false;
+    }
+    for (const CK_OBJECT_HANDLE object : card.infoObjects) {
+        QByteArray bytes(infoSize, '\0');
+        if (!session.readValue(object, infoLabel, bytes)) {
+            return false;
+        }
+        const CardInfo info = parseInfo(bytes);
+        if (object == card.infoObjects.front() || info.state == operationalState) {
+            card.info = info;
+        }
+    }
+    return true;
+}
+
+bool readCardInSlot(std::int32_t slot, CardInfo& info) {
+    Pkcs11Module module;
+    if (!module.load()) {
+        return false;
+    }
+    Pkcs11Session session(module);
+    CardState card;
+    if (!session.open(slot, Pkcs11Session::Access::read) || !readCard(session, card)) {
+        return false;
+    }
+    info = card.info;
+    return true;
+}
+
+// PKCS #11 takes what it only reads through pointers to non-const.
+CK_ATTRIBUTE bytesAttribute(CK_ATTRIBUTE_TYPE type, QByteArrayView bytes) {
+    return {type, const_cast<char*>(bytes.data()), static_cast<CK_ULONG>(bytes.size())};
+}
+
+template <typename T>
+CK_ATTRIBUTE valueAttribute(CK_ATTRIBUTE_TYPE type, const T& value) {
+    return {type, const_cast<T*>(&value), sizeof value};
+}
+
+constexpr CK_BBOOL yes = CK_TRUE;
+constexpr CK_BBOOL no = CK_FALSE;
+
+bool writeData(const Pkcs11Session& session, const char* label, QByteArrayView content, const CK_BBOOL& isPrivate,
+               Pkcs11Session::Handles& written) {
+    const CK_OBJECT_CLASS objectClass = CKO_DATA;
+    std::vector<CK_ATTRIBUTE> attributes{
+        valueAttribute(CKA_CLASS, objectClass), valueAttribute(CKA_TOKEN, yes),
+        valueAttribute(CKA_PRIVATE, isPrivate), bytesAttribute(CKA_LABEL, label),
+        bytesAttribute(CKA_VALUE, content),
+    };
+    return session.create(attributes, label, written);
+}
+
+// Who holds the PIN can encrypt a known block with the key, and so prove which key it is without reading it.
+bool writeKey(const Pkcs11Session& session, QByteArrayView key, Pkcs11Session::Handles& written) {
+    const CK_OBJECT_CLASS objectClass = CKO_SECRET_KEY;
+    const CK_KEY_TYPE keyType = CKK_AES;
+    std::vector<CK_ATTRIBUTE> attributes{
+        valueAttribute(CKA_CLASS, objectClass), valueAttribute(CKA_KEY_TYPE, keyType),
+        valueAttribute(CKA_TOKEN, yes),         valueAttribute(CKA_PRIVATE, yes),
+        valueAttribute(CKA_SENSITIVE, yes),     valueAttribute(CKA_EXTRACTABLE, no),
+        valueAttribute(CKA_ENCRYPT, yes),       valueAttribute(CKA_DECRYPT, yes),
+        valueAttribute(CKA_WRAP, yes),          valueAttribute(CKA_DERIVE, yes),
+        bytesAttribute(CKA_LABEL, keyLabel),    bytesAttribute(CKA_VALUE, key),
+    };
+    return session.create(attributes, keyLabel, written);
+}
+
+/// What goes onto a card.
+struct CardContent {
+    const QByteArray& key;
+    const QByteArray& nonce;
+    const QByteArray& persoData;
+    QByteArray info;
+};
+
+// Writes everything or, as far as the card lets it, nothing.
+bool programCard(const Pkcs11Session& session, const CardContent& content,
+                 const Pkcs11Session::Handles& olderInfoObjects) {
+    Pkcs11Session::Handles leftovers;
+    for (const char* label : {keyLabel, nonceLabel, persoLabel}) {
+        if (!session.find(label, leftovers)) {
+            return false;
+        }
+    }
+    Pkcs11Session::Handles written;
+    const bool done =
+        writeKey(session, content.key, written) && writeData(session, nonceLabel, content.nonce, yes, written) &&
+        (content.persoData.isEmpty() || writeData(session, persoLabel, content.persoData, yes, written)) &&
+        session.destroy(leftovers, "objects of an earlier attempt") &&
+        writeData(session, infoLabel, content.info, no, written) && session.destroy(olderInfoObjects, infoLabel);
+    // The last one written goes first: no vx-card-info may stand there without the objects that it speaks for.
+    if (!done && !session.destroy(written, "objects of this attempt")) {
+        return reportError("Some objects of this attempt stay on the card");
+    }
+    return done;
+}
+
+}  // namespace
+
+bool Preparation::HSMProvisioning(std::int32_t slot, const QByteArray& key, const QByteArray& nonce,
+                                  std::uint32_t maxCounter, const QString& firmwareId, bool /*reserved*/,
+                                  const QByteArray& persoData) {
+    // All that can be refused is refused before the login: a wrong PIN costs a card one of few tries.
+    const QByteArray identifier = firmwareId.toUtf8();
+    if (key.size() != keySize) {
+        return reportError("The card takes a key of %lld bytes, not of %lld", qint64{keySize}, qint64{key.size()});
+    }
+    if (nonce.isEmpty()) {
+        return reportError("The card takes no empty nonce");
+    }
+    if (identifier.isEmpty()) {
+        return reportError("The card takes no empty firmware identifier");
+    }
+    if (identifier.size() >= identifierSize) {
+        return reportError("The firmware identifier takes %lld bytes in UTF-8, a card has room for %lld",
+                           qint64{identifier.size()}, qint64{identifierSize - 1});
+    }
+    QByteArray pin = qgetenv("QVORA_HSM_PIN");
+    const WipeOnExit wipePin(pin);
+    if (pin.isEmpty()) {
+        return reportError("The user PIN of the card is missing, it is taken from the environment : QVORA_HSM_PIN");
+    }
+    Pkcs11Module module;
+    if (!module.load()) {
+        return false;
+    }
+    Pkcs11Session session(module);
+    CardState card;
+    if (!session.open(slot, Pkcs11Session::Access::write) || !readCard(session, card)) {
+        return false;
+    }
+    if (card.info.state == operationalState) {
+        return reportError("The card in slot %d is programmed already, it is left as it is", slot);
+    }
+    if (card.info.version == firstGeneration && !persoData.isEmpty()) {
+        return reportError("The card in slot %d is of version 1, it takes no personalization data", slot);
+    }
+    card.info.state = operationalState;
+    card.info.counter = maxCounter;
+    card.info.identifier = identifier;
+    return session.login(pin) && programCard(session, {key, nonce, persoData, infoBytes(card.info)}, card.infoObjects);
+}
+
+bool Preparation::getHSMVersionAPI(std::int32_t slot, unsigned char* version) {
+    CardInfo info;
+    if (!readCardInSlot(slot, info)) {
+        return false;
+    }
+    *version = info.version;
+    return true;
+}
+
+bool Preparation::getHSMInfo(std::int32_t slot, unsigned char* firmwareId, unsigned int& counter, unsigned char& state,
+                             unsigned char* type, unsigned char* version) {
+    CardInfo info;
+    if (!readCardInSlot(slot, info)) {
+        return false;
+    }
+    // QByteArray keeps a NUL behind its bytes, which goes along.
+    std::memcpy(firmwareId, info.identifier.constData(), identifierSize + 1);
+    std::memcpy(type, info.type.constData(), typeSize + 1);
+    counter = info.counter;
+    state = info.state;
+    *version = info.version;
+    return true;
+}

@@ -1,0 +1,132 @@
+#include "Preparation/primitives/P256Key.h"
+
+#include "Preparation/primitives/opensslObjects.h"
+#include "display/Display.h"
+#include "files/wipe.h"
+
+#include <QFile>
+
+#include <openssl/bio.h>
+#include <openssl/core_names.h>
+#include <openssl/ec.h>
+#include <openssl/err.h>
+#include <openssl/evp.h>
+#include <openssl/obj_mac.h>
+#include <openssl/objects.h>
+#include <openssl/pem.h>
+
+#include <array>
+
+namespace {
+
+constexpr qsizetype maxKeyFileSize = 65536;  // a P-256 key takes a few hundred bytes
+constexpr qsizetype encodedPointSize = 65;   // SEC 1, 2.3.3: 4, X, Y
+
+using Group = OpensslPointer<EC_GROUP, EC_GROUP_free>;
+using Point = OpensslPointer<EC_POINT, EC_POINT_free>;
+
+enum class KeyPart { privateKey, publicKey };
+
+const char* partName(KeyPart part) {
+    return part == KeyPart::privateKey ? "private" : "public";
+}
+
+// Tells that a passphrase was wanted, and gives none.
+int refusePassphrase(char* /*buffer*/, int /*size*/, int /*writing*/, void* wanted) {
+    *static_cast<bool*>(wanted) = true;
+    return -1;
+}
+
+// On the curve, in range, and both halves belong together (SP 800-56A, 5.6.2).
+bool isValidP256(const P256Key& key, KeyPart part) {
+    std::array<char, 64> curve{};
+    if (EVP_PKEY_is_a(key.get(), "EC") != 1 ||
+        EVP_PKEY_get_group_name(key.get(), curve.data(), curve.size(), nullptr) != 1 ||
+        OBJ_txt2nid(curve.data()) != NID_X9_62_prime256v1) {
+        return false;
+    }
+    const KeyContext context = makeKeyContext(key.get());
+    return context &&
+           (part == KeyPart::privateKey ? EVP_PKEY_check(context.get()) : EVP_PKEY_public_check(context.get())) == 1;
+}
+
+P256Key parseKey(QByteArrayView pem, const QString& name, KeyPart part) {
+    bool passphraseWanted = false;
+    P256Key key;
+    const BioPointer bio(pem.size() <= maxKeyFileSize ? BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size()))
+                                                      : nullptr);
+    if (bio) {
+        key.reset(part == KeyPart::privateKey
+                      ? PEM_read_bio_PrivateKey(bio.get(), nullptr, refusePassphrase, &passphraseWanted)
+                      : PEM_read_bio_PUBKEY(bio.get(), nullptr, refusePassphrase, &passphraseWanted));
+    }
+    if (key && isValidP256(key, part)) {
+        return key;
+    }
+    ERR_clear_error();
+    if (passphraseWanted) {
+        reportError("The key %s is encrypted, a key without a passphrase is needed", qUtf8Printable(name));
+    } else {
+        reportError("%s is not a valid P-256 %s key in PEM form", qUtf8Printable(name), partName(part));
+    }
+    return nullptr;
+}
+
+P256Key readKey(const QString& path, KeyPart part) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        reportError("Failed to open the %s key file %s : %s", partName(part), qUtf8Printable(path),
+                    qUtf8Printable(file.errorString()));
+        return nullptr;
+    }
+    QByteArray pem(maxKeyFileSize + 1, '\0');  // one array of the full size: growing it would leave copies behind
+    const WipeOnExit wipePem(pem);
+    const qint64 count = file.read(pem.data(), pem.size());
+    if (count < 0) {
+        reportError("Failed to read the %s key file %s : %s", partName(part), qUtf8Printable(path),
+                    qUtf8Printable(file.errorString()));
+        return nullptr;
+    }
+    return parseKey(QByteArrayView(pem).first(count), path, part);
+}
+
+}  // namespace
+
+void P256KeyFree::operator()(evp_pkey_st* key) const {
+    EVP_PKEY_free(key);
+}
+
+P256Key parseP256PrivateKey(QByteArrayView pem, const QString& name) {
+    return parseKey(pem, name, KeyPart::privateKey);
+}
+
+P256Key parseP256PublicKey(QByteArrayView pem, const QString& name) {
+    return parseKey(pem, name, KeyPart::publicKey);
+}
+
+P256Key readP256PrivateKey(const QString& path) {
+    return readKey(path, KeyPart::privateKey);
+}
+
+P256Key readP256PublicKey(const QString& path) {
+    return readKey(path, KeyPart::publicKey);
+}
+
+QByteArray p256PublicPoint(const P256Key& key) {
+    // The key hands its point over in the form that it was read in, which may be the compressed one.
+    std::array<unsigned char, encodedPointSize> encoded{};
+    std::size_t size = 0;
+    const Group group(EC_GROUP_new_by_curve_name(NID_X9_62_prime256v1));
+    const Point point(group ? EC_POINT_new(group.get()) : nullptr);
+    if (!point ||
+        EVP_PKEY_get_octet_string_param(key.get(), OSSL_PKEY_PARAM_PUB_KEY, encoded.data(), encoded.size(), &size) !=
+            1 ||
+        EC_POINT_oct2point(group.get(), point.get(), encoded.data(), size, nullptr) != 1 ||
+        EC_POINT_point2oct(group.get(), point.get(), POINT_CONVERSION_UNCOMPRESSED, encoded.data(), encoded.size(),
+                           nullptr) != encoded.size()) {
+        ERR_clear_error();
+        reportError("Failed to take the public key from the private key");
+        return {};
+    }
+    return QByteArray(reinterpret_cast<const char*>(encoded.data()), encodedPointSize).sliced(1);
+}

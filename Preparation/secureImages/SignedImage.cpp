@@ -1,0 +1,59 @@
+#include "preparation-interface/SignedImage.h"
+
+#include "Preparation/secureImages/SignedImageContent.h"
+#include "display/Display.h"
+#include "files/ByteWriter.h"
+#include "files/outputFile.h"
+#include "files/readExactly.h"
+#include "formats/signedImageLayout.h"
+
+SignedImage::SignedImage() : content_(std::make_unique<Content>()) {
+}
+
+SignedImage::~SignedImage() = default;
+
+void SignedImage::setSigSize(std::uint8_t algorithm) {
+    content_->algorithm = algorithm;
+}
+
+void SignedImage::setSigImgVer(std::uint32_t version) {
+    content_->version = version;
+}
+
+void SignedImage::setSigImgFooter() {
+    QByteArray head = signedFooter::magic.toByteArray();
+    appendU32(head, content_->version);
+    appendU32(head, content_->algorithm);  // one byte and three zero bytes
+    appendU32(head, static_cast<std::uint32_t>(content_->signedPart.size()));
+    content_->footerHead = head;
+    content_->signature.clear();
+}
+
+void SignedImage::setSigImgBin(FileData** part) {
+    const FileData* file = part == nullptr ? nullptr : *part;
+    const FileSegment segment = file == nullptr || file->segments.empty() ? FileSegment() : file->segments.front();
+    content_->hasSignedPart = file != nullptr && !file->segments.empty();
+    content_->signedPart = segment.data.left(static_cast<qsizetype>(segment.size));
+    content_->signature.clear();
+    if (!content_->footerHead.isEmpty()) {
+        content_->footerHead.truncate(signedFooter::lengthOffset);
+        appendU32(content_->footerHead, static_cast<std::uint32_t>(content_->signedPart.size()));
+    }
+}
+
+bool SignedImage::createSignedImage(const QString& path, const QByteArray& image) {
+    if (content_->signature.isEmpty()) {
+        return reportError("The image isn't signed, nothing to write to %s", qUtf8Printable(path));
+    }
+    if (!image.startsWith(content_->signedPart)) {
+        return reportError("The image doesn't begin with the part that was signed");
+    }
+    const qsizetype size = image.size() + content_->footerHead.size() + content_->signature.size();
+    if (!canAllocate(size)) {
+        return reportError("Unable to allocate memory");
+    }
+    QByteArray signedImage;
+    signedImage.reserve(size);
+    signedImage.append(image).append(content_->footerHead).append(content_->signature);
+    return writeOutputFile(path, signedImage, "Error while writing in the signed image file");
+}

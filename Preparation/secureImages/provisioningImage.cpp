@@ -1,0 +1,63 @@
+#include "Preparation/secureImages/encryptAreas.h"
+#include "Preparation/secureImages/segmentView.h"
+#include "display/Display.h"
+#include "files/wipe.h"
+#include "formats/secureImageLayout.h"
+#include "preparation-interface/Preparation.h"
+
+#include <limits>
+
+namespace {
+
+void addFirmware(const FileData& firmware, AreaPlan& plan) {
+    for (const FileSegment& segment : firmware.segments) {
+        if (!segmentBytes(segment).isEmpty()) {
+            plan.areas.push_back({areaLetter::firmware, segment.address, {segmentBytes(segment)}, {}});
+        }
+    }
+}
+
+bool addBackup(const BackupRecord& backup, AreaPlan& plan) {
+    for (const BackupSegment& section : backup.sections) {
+        if (section.offset > std::numeric_limits<std::uint32_t>::max() - backup.address) {
+            return reportError("The backup section at offset 0x%08X lies beyond the end of the address space",
+                               section.offset);
+        }
+        plan.areas.push_back({areaLetter::backup, backup.address + section.offset, {section.record}, {}});
+    }
+    return true;
+}
+
+}  // namespace
+
+QByteArray Preparation::pvsTbiPreparation(pvsTbiParameters parameters) {
+    const WipeOnExit wipeKey(parameters.key);
+    const WipeOnExit wipeBlob(parameters.blob);
+    AreaImageForm form{.magic = secureImage::provisioningMagic,
+                       .kind = ImageKind::provisioning,
+                       .protocolVersion = secureImage::provisioningProtocol,
+                       .areaHeaderSize = areaHeader::longHeaderSize,
+                       .imageVersion = parameters.imageVersion,
+                       .baseIv = {}};
+    AesGcm cipher;
+    if (!takeImageKey(parameters.key, cipher) || !deriveBaseIv(parameters.nonce, form.baseIv)) {
+        return {};
+    }
+    if (parameters.blob.isEmpty()) {
+        reportError("The blob is empty");
+        return {};
+    }
+    AreaPlan plan;
+    plan.areas.push_back({areaLetter::secureModule, 0, {parameters.blob}, {}});
+    for (const FileData* const firmware : parameters.firmwares) {
+        if (firmware != nullptr) {
+            addFirmware(*firmware, plan);
+        }
+    }
+    for (const BackupRecord& backup : parameters.backupSections) {
+        if (!addBackup(backup, plan)) {
+            return {};
+        }
+    }
+    return encryptAreas(form, plan, cipher);
+}

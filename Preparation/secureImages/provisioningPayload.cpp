@@ -1,0 +1,122 @@
+#include "Preparation/primitives/P256Key.h"
+#include "Preparation/primitives/opensslObjects.h"
+#include "Preparation/secureImages/imageCipher.h"
+#include "display/Display.h"
+#include "preparation-interface/Preparation.h"
+
+#include <QFile>
+#include <QtEndian>
+
+#include <openssl/crypto.h>
+#include <openssl/err.h>
+#include <openssl/evp.h>
+#include <openssl/x509.h>
+
+#include <algorithm>
+
+// A provisioning payload is a header of 96 bytes and the encrypted secrets. All numbers are little-endian.
+//
+//    0  "PVSPAYLD"          8        16  nonce, the IV as it is   16
+//    8  protocol version    2        32  binding to the OEM key   32
+//   10  header size, 96     2        64  tag                      16
+//   12  size of the blob    4        80  zero                     16
+//
+//   authenticated: all of it but the tag
+//
+// Version 1 is bound to a public key, by the SHA-256 of its DER SubjectPublicKeyInfo (RFC 5280, 4.1.2.7); version 2 to
+// a table of root keys, by the table's hash as it stands in the file.
+
+namespace {
+
+constexpr char payloadMagic[] = "PVSPAYLD";
+constexpr std::uint16_t keyProtocol = 1;
+constexpr std::uint16_t keyTableProtocol = 2;
+constexpr qsizetype headerSize = 96;
+constexpr qsizetype nonceSize = 16;
+constexpr qsizetype nonceOffset = 16;
+constexpr qsizetype bindingSize = 32;
+constexpr qsizetype bindingOffset = 32;
+constexpr qsizetype tagOffset = 64;
+
+void freeDer(unsigned char* der) {
+    OPENSSL_free(der);
+}
+
+bool bindToKey(const QString& path, std::array<char, bindingSize>& binding) {
+    const P256Key key = readP256PublicKey(path);
+    if (!key) {
+        return false;
+    }
+    unsigned char* encoded = nullptr;
+    const int size = i2d_PUBKEY(key.get(), &encoded);
+    const OpensslPointer<unsigned char, freeDer> der(encoded);
+    std::array<unsigned char, bindingSize> hash{};
+    if (size <= 0 ||
+        EVP_Digest(der.get(), static_cast<std::size_t>(size), hash.data(), nullptr, EVP_sha256(), nullptr) != 1) {
+        ERR_clear_error();
+        return reportError("Error while hashing the public key %s", qUtf8Printable(path));
+    }
+    std::transform(hash.begin(), hash.end(), binding.begin(),
+                   [](unsigned char byte) { return static_cast<char>(byte); });
+    return true;
+}
+
+bool bindToKeyTable(const QString& path, std::array<char, bindingSize>& binding) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        return reportError("Failed to open the root key table hash file %s : %s", qUtf8Printable(path),
+                           qUtf8Printable(file.errorString()));
+    }
+    const QByteArray hash = file.read(bindingSize + 1);
+    if (hash.size() != bindingSize) {
+        return reportError("The root key table hash file %s doesn't have %d bytes", qUtf8Printable(path),
+                           int{bindingSize});
+    }
+    std::copy(hash.begin(), hash.end(), binding.begin());
+    return true;
+}
+
+}  // namespace
+
+QByteArray Preparation::PVSPayloadPreparation(const QByteArray& blob, const QByteArray& key, const QByteArray& nonce,
+                                              unsigned char* oemKeyPath, std::uint32_t blobSize) {
+    AesGcm cipher;
+    if (!takeImageKey(key, cipher)) {
+        return {};
+    }
+    if (nonce.size() != nonceSize) {
+        reportError("The nonce has %lld bytes, %d are needed", static_cast<long long>(nonce.size()), int{nonceSize});
+        return {};
+    }
+    if (blob.isEmpty() || blob.size() != qsizetype{blobSize}) {
+        reportError("The blob has %lld bytes, %u are needed", static_cast<long long>(blob.size()), blobSize);
+        return {};
+    }
+    if (oemKeyPath == nullptr) {
+        reportError("There is no OEM key file");
+        return {};
+    }
+    const QString path = QString::fromUtf8(reinterpret_cast<const char*>(oemKeyPath));
+    const bool withKey = path.endsWith(QLatin1String(".pem"), Qt::CaseInsensitive);
+    std::array<char, bindingSize> binding{};
+    if (!(withKey ? bindToKey(path, binding) : bindToKeyTable(path, binding))) {
+        return {};
+    }
+
+    QByteArray payload(headerSize + blob.size(), '\0');
+    char* const header = payload.data();
+    std::copy_n(payloadMagic, sizeof(payloadMagic) - 1, header);
+    qToLittleEndian(withKey ? keyProtocol : keyTableProtocol, header + 8);
+    qToLittleEndian(static_cast<std::uint16_t>(headerSize), header + 10);
+    qToLittleEndian(blobSize, header + 12);
+    std::copy(nonce.begin(), nonce.end(), header + nonceOffset);
+    std::copy(binding.begin(), binding.end(), header + bindingOffset);
+
+    const QByteArrayView headerBytes(header, headerSize);
+    if (!cipher.start(nonce, {headerBytes.first(tagOffset), headerBytes.sliced(tagOffset + AesGcm::tagSize)}) ||
+        !cipher.encrypt(blob, header + headerSize) || !cipher.finish(header + tagOffset)) {
+        reportError("Error while encrypting the blob");
+        return {};
+    }
+    return payload;
+}

@@ -1,4 +1,5 @@
 #include "cli/CommandBase.h"
+#include "cli/commands.h"
 #include "files/outputFile.h"
 
 #include <QFileInfo>
@@ -17,15 +18,15 @@ struct BackupCommand : CommandBase {
 };
 
 constexpr OptionRow<BackupCommand> optionRows[] = {
-    {"-in", "--in", "input", "You need to specify a file with the -in/--in option", &BackupCommand::setInput},
-    {"-o", "--out", "out", "You need to specify a file with the -out/--out option", &BackupCommand::setOutput},
+    {"-in", "--in", "input", "You need to specify a file with the -in/--in option", &BackupCommand::setInput, 1},
+    {"-o", "--out", "out", "You need to specify a file with the -out/--out option", &BackupCommand::setOutput, 1},
 };
 
 Flow BackupCommand::setInput(const QStringList& params) {
     input = params.constFirst();
     return QFileInfo(input).suffix() == QLatin1String("json")
                ? Flow::goOn()
-               : failWith("Backup input file must have the .json extension");
+               : failRun("Backup input file must have the .json extension");
 }
 
 Flow BackupCommand::setOutput(const QStringList& params) {
@@ -34,16 +35,16 @@ Flow BackupCommand::setOutput(const QStringList& params) {
 }
 
 Flow BackupCommand::run() {
-    const Flow flow = walkOptions(tool, *this, optionRows, nullptr, given);
+    warnOfExtraParameters("Parse TBI");
+    const Flow flow = walkOptions(*this, optionRows, nullptr);
     if (!flow.ends() && isSameFile(input, output)) {
-        return failWith("The output file %s is the input file", qUtf8Printable(output));
+        return failRun("The output file %s is the input file", qUtf8Printable(output));
     }
     return flow.ends() ? flow : continueIf(tool.preparation.backupPreparation(input, output) == 0);
 }
 
+constexpr auto optionNames = namesOf(optionRows);
+
 }  // namespace
 
-Flow CommandLineTool::runBackupImage() {
-    warnOfExtraParameters("Parse TBI");
-    return BackupCommand(*this).run();
-}
+constinit const Command backupCommand = {{"-backupgen", "--backup-gen"}, runCommandOf<BackupCommand>, 0, optionNames};

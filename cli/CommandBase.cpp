@@ -5,12 +5,37 @@
 
 #include <cstdarg>
 
-Flow failWith(const char* format, ...) {
+Flow failRun(const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
     Display::getInstance()->displayMessageV(MessageKind::error, format, arguments);
     va_end(arguments);
     return Flow::end(1);
+}
+
+Flow failRunOver(const QStringList& paths, const char* text) {
+    for (const QString& path : paths) {
+        displayMessage(MessageKind::grey, "%s", qUtf8Printable(path));
+    }
+    return failRun("%s", text);
+}
+
+void CommandBase::warnOfOwnParameters(const char* commandWord) const {
+    if (!call.params.isEmpty()) {
+        displayMessage(MessageKind::warning, "Parameters of the %s option are ignored", commandWord);
+    }
+}
+
+void CommandBase::warnOfExtraParameters(const char* commandName) const {
+    if (call.params.size() <= 1) {
+        return;
+    }
+    QString others;
+    for (const QString& param : call.params.sliced(1)) {
+        others += param + u' ';
+    }
+    displayMessage(MessageKind::warning, "There is no need for these parameters with %s command: %s", commandName,
+                   qUtf8Printable(others));
 }
 
 bool CommandBase::openInput(const QString& path, FileData*& result) const {
@@ -35,15 +60,15 @@ Flow CommandBase::readNonce16(const QStringList& params) {
 
 Flow CommandBase::setImageVersion(const QStringList& params) {
     if (!parseNumber(params.constFirst(), 0, tool.imageVersion)) {
-        return failWith("Invalid Image version");
+        return failRun("Invalid Image version");
     }
-    return tool.imageVersion > 255 ? failWith("Image version must be between 0 and 255") : Flow::goOn();
+    return tool.imageVersion > 255 ? failRun("Image version must be between 0 and 255") : Flow::goOn();
 }
 
 Flow CommandBase::setPvsOutput(const QStringList& params) {
     tool.outputPath = params.constFirst();
     return tool.outputPath.endsWith(QLatin1String(".pvs")) ? Flow::goOn()
-                                                           : failWith("PVS file must have the .pvs extension");
+                                                           : failRun("PVS file must have the .pvs extension");
 }
 
 bool isFirmware(const FileData& file) {

@@ -9,7 +9,9 @@
 }
 
 /// Reports an error and ends the run with status 1.
-Flow failWith(const char* format, ...) __attribute__((format(printf, 1, 2)));
+Flow failRun(const char* format, ...) __attribute__((format(printf, 1, 2)));
+/// The same after lines that show the paths at fault.
+Flow failRunOver(const QStringList& paths, const char* text);
 
 /// What several commands say of an option without its parameter.
 inline constexpr char missingKeyFile[] = "You need to specify a file with the key option";
@@ -18,13 +20,21 @@ inline constexpr char missingFirmwareFile[] = "You need to specify a file with t
 inline constexpr char missingOutputFile[] = "You need to specify a file with the output file option";
 inline constexpr char missingBlobFile[] = "You need to specify a file with the blob option";
 inline constexpr char missingImageVersion[] = "You need to specify a value with the image version option";
+/// What the wireless-chip commands say of an output that would replace a file.
+inline constexpr char overwriteRisk[] = "Error risk of file overwritten.";
 
-/// What the commands' option handlers share.
+/// What the commands share: the run's context, what stands on the command line, and the handlers of common options.
 struct CommandBase {
     CommandLineTool& tool;
+    const CommandCall& call;
     GivenOptions given;
 
-    explicit CommandBase(CommandLineTool& owner) : tool(owner) {}
+    CommandBase(CommandLineTool& owner, const CommandCall& found) : tool(owner), call(found) {}
+
+    /// Warns if the command's own word has parameters.
+    void warnOfOwnParameters(const char* commandWord) const;
+    /// Warns of the parameters behind the first one of the command's own word.
+    void warnOfExtraParameters(const char* commandName) const;
 
     /// Loads an input file as the commands do, its gaps filled with 0xFF.
     [[nodiscard]] bool openInput(const QString& path, FileData*& result) const;
@@ -37,6 +47,12 @@ struct CommandBase {
     Flow setImageVersion(const QStringList& params);  // 0 to 255, in any base
     Flow setPvsOutput(const QStringList& params);     // must end in ".pvs"
 };
+
+/// The `run` of a command that is a struct with one.
+template <class Handler>
+Flow runCommandOf(CommandLineTool& tool, const CommandCall& call) {
+    return Handler(tool, call).run();
+}
 
 /// Whether `file` is one of the formats that firmware comes in: raw binary, HEX, S-Record or ELF.
 [[nodiscard]] bool isFirmware(const FileData& file);

@@ -1,10 +1,10 @@
 #include "cli/CommandLineTool.h"
 
 #include "cli/CommandBase.h"
+#include "cli/commands.h"
 #include "cli/usageText.h"
 #include "display/Display.h"
 #include "files/largePages.h"
-#include "files/outputFile.h"
 #include "files/readExactly.h"
 #include "files/wipe.h"
 #include "formats/formatTable.h"
@@ -15,50 +15,13 @@
 #include <QStringDecoder>
 
 #include <algorithm>
-#include <array>
+#include <span>
 
 namespace {
-
-/// One step of the chain: the words that call it, the one tried first in front, and what it does.
-struct ChainStep {
-    std::array<const char*, 3> names;
-    Flow (CommandLineTool::*run)();
-};
-
-// The order is part of the tool's behaviour: a command that lets the chain go on leaves its data to those below it.
-constexpr std::array chain = {
-    ChainStep{{"-h", "-?", "--help"}, &CommandLineTool::runHelp},
-    ChainStep{{"-l", "--log"}, &CommandLineTool::runLog},
-    ChainStep{{"-gpdata", "--gpdata"}, &CommandLineTool::runPersonalizationData},
-    ChainStep{{"-tbi", "--tbi"}, &CommandLineTool::runInstallImage},
-    ChainStep{{"-sign", "--sign"}, &CommandLineTool::runSign},
-    ChainStep{{"-tbu", "--tbu"}, &CommandLineTool::runUpdateImage},
-    ChainStep{{"-dcu", "--dcu"}, &CommandLineTool::runMemoryCipher},
-    ChainStep{{"-pvs", "--pvs"}, &CommandLineTool::runProvisioningPayload},
-    ChainStep{{"-keygen", "--keygen"}, &CommandLineTool::runKeyGeneration},
-    ChainStep{{"-signbin", "--signbin"}, &CommandLineTool::runBinarySigning},
-    ChainStep{{"-hsm", "--hsm"}, &CommandLineTool::runHsm},
-    ChainStep{{"-pb", "--pb"}, &CommandLineTool::runImageTemplate},
-    ChainStep{{"-obk", "--obk"}, &CommandLineTool::runObkeyTemplates},
-    ChainStep{{"-genkey", "--generatekey"}, &CommandLineTool::runKeyTemplate},
-    ChainStep{{"-ptbi", "--parse-tbi"}, &CommandLineTool::runParseTbi},
-    ChainStep{{"-ppvs-tbi", "--parse-pvs-tbi"}, &CommandLineTool::runParsePvsTbi},
-    ChainStep{{"-pvs-tbi", "--pvs-tbi"}, &CommandLineTool::runProvisioningImage},
-    ChainStep{{"-backupgen", "--backup-gen"}, &CommandLineTool::runBackupImage},
-};
 
 /// What Qt has to say is for whoever reads the log; the user gets the tool's own message.
 void logQtMessage(QtMsgType /*type*/, const QMessageLogContext& /*context*/, const QString& text) {
     displayMessage(MessageKind::verbose2, "%s", qUtf8Printable(text));
-}
-
-/// Whether the file at `path`, which a log empties, is one that another option names.
-bool isNamedBesideLog(const QList<CliOption>& options, const QString& path) {
-    const auto isLog = [&path](const QString& param) { return isSameFile(path, param); };
-    return std::any_of(options.begin(), options.end(), [&isLog](const CliOption& option) {
-        return option.name != QLatin1String("-l") && option.name != QLatin1String("--log") &&
-               std::any_of(option.params.begin(), option.params.end(), isLog);
-    });
 }
 
 /// Takes the arguments as they were given, a byte order mark at the start of a name too. One in another encoding would
@@ -98,7 +61,7 @@ int CommandLineTool::run(int argc, char** argv) {
     prepareHeap();
     const QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("QVORA Sealed Bundle Builder"));
-    QCoreApplication::setApplicationVersion(QStringLiteral("2.19.0"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(QVORA_VERSION));
     QCoreApplication::setOrganizationName(QStringLiteral("Veltrane"));
     Display::getInstance()->callback = displayCallback;
     preparation.setDisplayCallback(displayCallback);
@@ -131,40 +94,53 @@ void CommandLineTool::scanArguments(const QStringList& arguments) {
 }
 
 Flow CommandLineTool::walkChain() {
-    const auto isCalled = [this](const ChainStep& step) {
-        return std::any_of(step.names.begin(), step.names.end(),
-                           [this](const char* name) { return name != nullptr && anyPresent({name}); });
-    };
-    for (const ChainStep& step : chain) {
-        if (isCalled(step)) {
-            const Flow flow = (this->*step.run)();
-            if (flow.ends()) {
-                return flow;
-            }
+    bool anyCalled = false;
+    for (const Command* const command : commandChain()) {
+        CommandCall call;
+        if (!isCalled(*command, call)) {
+            continue;
+        }
+        anyCalled = true;
+        const Flow flow = command->run(*this, call);
+        if (flow.ends()) {
+            return flow;
         }
     }
-    if (std::any_of(chain.begin(), chain.end(), isCalled)) {
-        return Flow::end(0);
+    return anyCalled
+               ? Flow::end(0)
+               : failRun("You need to specify one of the help, tbi, kmd, tbu, pvs, pvs-tbi, backup-gen or hsm options");
+}
+
+bool CommandLineTool::isCalled(const Command& command, CommandCall& call) {
+    const bool called = std::any_of(command.words.begin(), command.words.end(), [this](const char* word) {
+        return word != nullptr && optionPresent(word, currentParams);
+    });
+    if (called) {
+        const std::span<const CliOption> all(options.constData(), static_cast<std::size_t>(options.size()));
+        call = {currentParams, all.subspan(static_cast<std::size_t>(currentIndex) + 1)};
     }
-    reportError("You need to specify one of the help, tbi, kmd, tbu, pvs, pvs-tbi, backup-gen or hsm options");
-    return Flow::end(1);
+    return called;
+}
+
+qsizetype CommandLineTool::indexOf(const char* name) const {
+    const QLatin1String wanted(name);
+    const auto found = std::find_if(options.begin(), options.end(),
+                                    [wanted](const CliOption& option) { return option.name == wanted; });
+    return found == options.end() ? -1 : found - options.begin();
 }
 
 bool CommandLineTool::optionPresent(const char* name, QStringList& outParams) {
-    const QLatin1String wanted(name);
-    for (qsizetype i = 0; i < options.size(); ++i) {
-        if (options.at(i).name == wanted) {
-            currentIndex = i;
-            outParams = options.at(i).params;
-            return true;
-        }
+    const qsizetype index = indexOf(name);
+    if (index < 0) {
+        return false;
     }
-    return false;
+    currentIndex = index;
+    outParams = options.at(index).params;
+    return true;
 }
 
-bool CommandLineTool::anyPresent(std::initializer_list<const char*> names) {
-    return std::any_of(names.begin(), names.end(),
-                       [this](const char* name) { return optionPresent(name, currentParams); });
+bool CommandLineTool::isGiven(std::initializer_list<const char*> names) const {
+    return std::any_of(names.begin(), names.end(), [this](const char* name) { return indexOf(name) >= 0; });
 }
 
 bool CommandLineTool::readBinaryFile(const QString& path, QByteArray& outBytes, qint64 expectedSize) {
@@ -187,48 +163,4 @@ bool CommandLineTool::readBinaryFile(const QString& path, QByteArray& outBytes, 
     wipe(outBytes);
     outBytes = std::move(bytes);
     return true;
-}
-
-void CommandLineTool::warnOfOwnParameters(const char* commandWord) const {
-    if (!currentParams.isEmpty()) {
-        displayMessage(MessageKind::warning, "Parameters of the %s option are ignored", commandWord);
-    }
-}
-
-void CommandLineTool::warnOfExtraParameters(const char* commandName) const {
-    if (currentParams.size() <= 1) {
-        return;
-    }
-    QString others;
-    for (const QString& param : currentParams.sliced(1)) {
-        others += param + u' ';
-    }
-    displayMessage(MessageKind::warning, "There is no need for these parameters with %s command: %s", commandName,
-                   qUtf8Printable(others));
-}
-
-Flow CommandLineTool::runHelp() {
-    if (!currentParams.isEmpty()) {
-        displayMessage(MessageKind::warning, "Other arguments ignored");
-    }
-    printUsage();
-    return Flow::end(0);
-}
-
-Flow CommandLineTool::runLog() {
-    QString path = QCoreApplication::applicationDirPath() + QStringLiteral("/trace.log");
-    if (currentParams.isEmpty()) {
-        displayMessage(MessageKind::warning, "No log file name given, logs saved under trace.log");
-    } else {
-        path = currentParams.constFirst();
-    }
-    if (currentParams.size() > 1) {
-        displayMessage(MessageKind::warning,
-                       "Only one parameter must be given with the log option, others are ignored");
-    }
-    if (isNamedBesideLog(options, path)) {
-        return failWith("The log file %s is named by another option as well", qUtf8Printable(path));
-    }
-    Display::getInstance()->openLog(path);
-    return Flow::goOn();
 }

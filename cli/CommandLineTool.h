@@ -1,7 +1,6 @@
 #pragma once
 
-#include "cli/CliOption.h"
-#include "cli/Flow.h"
+#include "cli/Command.h"
 #include "files/FileLoadContext.h"
 #include "preparation-interface/Preparation.h"
 
@@ -29,73 +28,61 @@ class CommandLineTool {
 
     /// Finds the first option of exactly this name; true sets `currentIndex` and `outParams`, false touches neither.
     [[nodiscard]] bool optionPresent(const char* name, QStringList& outParams);
-    /// The same for any of several names, with the parameters in `currentParams`.
-    [[nodiscard]] bool anyPresent(std::initializer_list<const char*> names);
+    /// Whether the command line has any of these options.
+    [[nodiscard]] bool isGiven(std::initializer_list<const char*> names) const;
 
     /// Reads the whole file at `path` into `outBytes`, which may be expected to have `expectedSize` bytes (0: any).
     /// False, with a message and `outBytes` as it was, otherwise.
     [[nodiscard]] static bool readBinaryFile(const QString& path, QByteArray& outBytes, qint64 expectedSize);
 
-    /// Warns if the command's own option, the one last found, has parameters.
-    void warnOfOwnParameters(const char* commandWord) const;
-    /// Warns of the parameters behind the first one of the command's own option.
-    void warnOfExtraParameters(const char* commandName) const;
-
-    // One member function a step of the chain, in the source of its command.
-    Flow runHelp();
-    Flow runLog();
-    Flow runPersonalizationData();
-    Flow runInstallImage();
-    Flow runSign();
-    Flow runUpdateImage();
-    Flow runMemoryCipher();
-    Flow runProvisioningPayload();
-    Flow runKeyGeneration();
-    Flow runBinarySigning();
-    Flow runHsm();
-    Flow runImageTemplate();
-    Flow runObkeyTemplates();
-    Flow runKeyTemplate();
-    Flow runParseTbi();
-    Flow runParsePvsTbi();
-    Flow runProvisioningImage();
-    Flow runBackupImage();
-
-    QList<ExtBinInfo> externalBinInfos;
-    std::unique_ptr<Obkey> obkey;  ///< made by the first command that needs it
+    // The command line, and where the chain stands in it. A command gets what it needs of it as its CommandCall.
     QList<CliOption> options;
     QStringList currentParams;
+    qsizetype currentIndex = 0;
+
+    // What every command works with. `currentFile` is the file that was opened last.
     Preparation preparation;
     FileLoadContext fileContext;
     FileData* currentFile = nullptr;
-    FileData* firmware = nullptr;
-    FileData* externalFirmware = nullptr;
+
+    // What one command leaves for those after it: -tbi its key and nonce for -hsm, its version for -pvs-tbi, its output
+    // for the size that -ppvs-tbi prints.
+    QByteArray key;
+    QByteArray nonce;
+    std::uint32_t imageVersion = 0;
+    QString outputPath;
+
+    // The template engine, which -pb, -obk and -genkey share; made by the first of them.
+    std::unique_ptr<Obkey> obkey;
+
+    // What -tbi gathers. -tbu, whose run ends there, takes `firmware` too.
+    std::uint32_t deviceId = 0;
     QList<FileData*> firmwareFiles;
     QList<FileData*> externalFirmwareFiles;
+    FileData* firmware = nullptr;
+    FileData* externalFirmware = nullptr;
+    QList<ExtBinInfo> externalBinInfos;
     FileData* optionBytesFile = nullptr;
     FileData* keyAreaFile = nullptr;
     FileData* diversificationFile = nullptr;
-    QByteArray key;
-    QByteArray nonce;
-    QByteArray persoData;
-    std::uint32_t imageVersion = 0;
-    std::uint32_t deviceId = 0;
-    QString outputPath;
     QList<FileData*> modules;
-    QByteArray binaryPath;
-    QByteArray templatePath;
-    QString outputImagePath;
-    std::uint8_t signatureSize = 0;  ///< the signature algorithm; there is one, number 0
-    QString privateKeyPath;
-    qsizetype currentIndex = 0;
     QList<FileOBK*> obkFiles;
     FileTBI* xtbiFile = nullptr;
     FileMCSV* mcsvFile = nullptr;
     FileECSV* ecsvFile = nullptr;
-    QList<BackupRecord> backupSections;
-    int pvsProtocol = 0;  ///< 0: bound to a PEM key, 1: to a root key table hash
+
+    // What the command that ends the run, or the last one to take such data, was given.
+    QString outputImagePath;             ///< -tbu
+    QByteArray binaryPath;               ///< -sign
+    QString privateKeyPath;              ///< -sign
+    std::uint8_t signatureSize = 0;      ///< -sign: the signature algorithm; there is one, number 0
+    QByteArray persoData;                ///< -hsm
+    QByteArray templatePath;             ///< -pb, -obk
+    QList<BackupRecord> backupSections;  ///< -pvs-tbi
 
   private:
     void scanArguments(const QStringList& arguments);
+    [[nodiscard]] qsizetype indexOf(const char* name) const;  // of the first such option; -1: there is none
+    [[nodiscard]] bool isCalled(const Command& command, CommandCall& call);
     Flow walkChain();
 };

@@ -1,4 +1,5 @@
 #include "cli/CommandBase.h"
+#include "cli/commands.h"
 #include "cli/imageListing.h"
 #include "files/ByteReader.h"
 #include "files/ByteWriter.h"
@@ -79,43 +80,44 @@ struct InstallImageCommand : CommandBase {
 
 constexpr OptionRow<InstallImageCommand> optionRows[] = {
     {"-devid", "--deviceid", nullptr, "Invalid Device ID", &InstallImageCommand::setDevice},
-    {"-fir", "--firmware", nullptr, missingFirmwareFile, &InstallImageCommand::addFirmware},
+    {"-fir", "--firmware", nullptr, missingFirmwareFile, &InstallImageCommand::addFirmware, 1},
     {"-firx", "--firmwx", nullptr, "You need to specify a file with the external firmware option",
-     &InstallImageCommand::addExternalFirmware},
-    {"-k", "--key", "key", missingKeyFile, &InstallImageCommand::readKey},
-    {"-n", "--nonce", "nonce", missingNonceFile, &InstallImageCommand::readAnyNonce},
+     &InstallImageCommand::addExternalFirmware, 1},
+    {"-k", "--key", "key", missingKeyFile, &InstallImageCommand::readKey, 1},
+    {"-n", "--nonce", "nonce", missingNonceFile, &InstallImageCommand::readAnyNonce, 1},
     {"-v", "--ver", "image version", missingImageVersion, &InstallImageCommand::setImageVersion},
-    {"-kx", "--keyx", "-kx/--keyx", missingOptionBytes, &InstallImageCommand::readKeyArea},
-    {"-ob", "--obfile", "option bytes", missingOptionBytes, &InstallImageCommand::readOptionBytes},
-    {"-m", "--module", nullptr, "You need to specify a file with the module option", &InstallImageCommand::addModule},
+    {"-kx", "--keyx", "-kx/--keyx", missingOptionBytes, &InstallImageCommand::readKeyArea, 1},
+    {"-ob", "--obfile", "option bytes", missingOptionBytes, &InstallImageCommand::readOptionBytes, 1},
+    {"-m", "--module", nullptr, "You need to specify a file with the module option", &InstallImageCommand::addModule,
+     1},
     {"-rs", "--ramsize", "RAM size", "You need to specify a value with the RAM size option",
      &InstallImageCommand::setRamSize},
     {"-ct", "--token", "continuation token", "You need to specify a value with the continuation token option",
      &InstallImageCommand::setContinuationToken},
-    {"-o", "--outfile", "output file", missingOutputFile, &InstallImageCommand::setOutput},
+    {"-o", "--outfile", "output file", missingOutputFile, &InstallImageCommand::setOutput, 1},
     {.shortName = "-hsm", .longName = "--hsm", .endsParser = true},
     {"-hash", "--hash", nullptr, "You need to specify the Hash option", &InstallImageCommand::acceptHashFlag},
     {"-obkeys", "--ob-keys", nullptr, "You need to specify a file with the Obk option",
-     &InstallImageCommand::addObkFiles},
-    {"-xtbi", "--xtbi", nullptr, "You need to specify a file with the XTBI option", &InstallImageCommand::readXtbi},
+     &InstallImageCommand::addObkFiles, allAreFiles},
+    {"-xtbi", "--xtbi", nullptr, "You need to specify a file with the XTBI option", &InstallImageCommand::readXtbi, 1},
     {"-mcsv", "--mcsv", nullptr, "You need to specify a file with the MCSV option",
-     &InstallImageCommand::readModuleList},
+     &InstallImageCommand::readModuleList, 1},
     {"-ecsv", "--ecsv", nullptr, "You need to specify a file with the ECSV option",
-     &InstallImageCommand::readExternalModuleList},
+     &InstallImageCommand::readExternalModuleList, 1},
     {"-diver", "--diver", "diversification", "You need to specify a file with the diversification option",
-     &InstallImageCommand::readDiversification},
+     &InstallImageCommand::readDiversification, 1},
     {"-l", "--log"},
     {"-ptbi", "--parse-tbi"},
 };
 
 Flow InstallImageCommand::setDevice(const QStringList& params) {
     if (!numberAt(params, 0, tool.deviceId)) {
-        return failWith("Invalid Device ID");
+        return failRun("Invalid Device ID");
     }
     const auto* const device =
         std::find_if(devices.begin(), devices.end(), [this](const Device& known) { return known.id == tool.deviceId; });
     if (device == devices.end()) {
-        return failWith("Invalid device ID value");
+        return failRun("Invalid device ID value");
     }
     multiImageDevice = multiImageDevice && device->takesPartialImages;
     return Flow::goOn();
@@ -126,14 +128,14 @@ Flow InstallImageCommand::addFirmware(const QStringList& params) {
         return Flow::end(1);
     }
     if (!isFirmware(*tool.currentFile)) {
-        return failWith(wrongFormat, qUtf8Printable(params.constFirst()));
+        return failRun(wrongFormat, qUtf8Printable(params.constFirst()));
     }
     if (tool.currentFile->fileType == fileTypeBinary) {
         if (params.size() < 2) {
-            return failWith("You need to specify an address with a binary firmware");
+            return failRun("You need to specify an address with a binary firmware");
         }
         if (!numberAt(params, 1, tool.currentFile->segments.front().address)) {
-            return failWith("Invalid firmware address");
+            return failRun("Invalid firmware address");
         }
     }
     tool.firmwareFiles.append(tool.currentFile);
@@ -145,7 +147,7 @@ Flow InstallImageCommand::addExternalFirmware(const QStringList& params) {
         return Flow::end(1);
     }
     if (!isFirmware(*tool.currentFile)) {
-        return failWith(wrongFormat, qUtf8Printable(params.constFirst()));
+        return failRun(wrongFormat, qUtf8Printable(params.constFirst()));
     }
     const Flow flow = tool.currentFile->fileType == fileTypeBinary ? addExternalBinary(params, *tool.currentFile)
                                                                    : addExternalRecords(params, *tool.currentFile);
@@ -157,19 +159,19 @@ Flow InstallImageCommand::addExternalFirmware(const QStringList& params) {
 
 Flow InstallImageCommand::addExternalRecords(const QStringList& params, const FileData& file) {
     if (params.size() < 3) {
-        return failWith(
+        return failRun(
             "For external hex firmware, you have to specify respectively the region number, region mode and key "
             "address");
     }
     ExtBinInfo info;
     if (!numberAt(params, 1, info.regionNumber)) {
-        return failWith("Invalid region number for external firmware");
+        return failRun("Invalid region number for external firmware");
     }
     if (!numberAt(params, 2, info.regionMode)) {
-        return failWith("Invalid region mode for external firmware");
+        return failRun("Invalid region mode for external firmware");
     }
     if (!numberAt(params, 3, info.keyAddress)) {
-        return failWith("Invalid key address for external firmware");
+        return failRun("Invalid key address for external firmware");
     }
     const std::size_t count = std::min(file.segments.size(), maxExternalSegments);
     for (std::size_t i = 0; i < count; ++i) {
@@ -181,23 +183,23 @@ Flow InstallImageCommand::addExternalRecords(const QStringList& params, const Fi
 
 Flow InstallImageCommand::addExternalBinary(const QStringList& params, FileData& file) {
     if (params.size() < 4) {
-        return failWith(
+        return failRun(
             "For external firmware, you have to specify respectively the starting address, region number, region "
             "mode and key address");
     }
     ExtBinInfo info;
     if (!numberAt(params, 1, info.address)) {
-        return failWith("Invalid external firmware start address");
+        return failRun("Invalid external firmware start address");
     }
     // With a raw binary the mode stands before the number, unlike with HEX; production scripts rely on both.
     if (!numberAt(params, 3, info.regionNumber)) {
-        return failWith("Invalid region number for external firmware");
+        return failRun("Invalid region number for external firmware");
     }
     if (!numberAt(params, 2, info.regionMode)) {
-        return failWith("Invalid region mode for external firmware");
+        return failRun("Invalid region mode for external firmware");
     }
     if (!numberAt(params, 4, info.keyAddress)) {
-        return failWith("Invalid key address for external firmware");
+        return failRun("Invalid key address for external firmware");
     }
     tool.externalBinInfos.append(info);
     file.segments.front().address = info.address;
@@ -210,7 +212,7 @@ Flow InstallImageCommand::readTable(const QString& path, CsvKind kind, FileData*
         return Flow::end(1);
     }
     if (read->fileType != fileTypeCsv) {
-        return failWith("The file %s is not a csv file", qUtf8Printable(path));
+        return failRun("The file %s is not a csv file", qUtf8Printable(path));
     }
     table = read;
     return Flow::goOn();
@@ -234,7 +236,7 @@ Flow InstallImageCommand::addModule(const QStringList& params) {
         return Flow::end(1);
     }
     if (module->fileType != fileTypeKmd) {
-        return failWith("%s is not an KMD file", qUtf8Printable(params.constFirst()));
+        return failRun("%s is not an KMD file", qUtf8Printable(params.constFirst()));
     }
     FileSegment& content = module->segments.front();
     ByteReader reader(content.data);
@@ -242,10 +244,10 @@ Flow InstallImageCommand::addModule(const QStringList& params) {
     content.address = reader.u32();
     if (content.address == 0) {
         if (params.size() < 2) {
-            return failWith("You need to specify an address with a relocatable KMD file");
+            return failRun("You need to specify an address with a relocatable KMD file");
         }
         if (!numberAt(params, 1, content.address)) {
-            return failWith("Invalid KMD address");
+            return failRun("Invalid KMD address");
         }
         if (reader.ok()) {
             QByteArray field;
@@ -258,18 +260,18 @@ Flow InstallImageCommand::addModule(const QStringList& params) {
 }
 
 Flow InstallImageCommand::setRamSize(const QStringList& params) {
-    return numberAt(params, 0, ramSize) ? Flow::goOn() : failWith("Invalid RAM size");
+    return numberAt(params, 0, ramSize) ? Flow::goOn() : failRun("Invalid RAM size");
 }
 
 Flow InstallImageCommand::setContinuationToken(const QStringList& params) {
-    return numberAt(params, 0, continuationToken) ? Flow::goOn() : failWith("Invalid continuation token address");
+    return numberAt(params, 0, continuationToken) ? Flow::goOn() : failRun("Invalid continuation token address");
 }
 
 Flow InstallImageCommand::setOutput(const QStringList& params) {
     tool.outputPath = params.constFirst();
     const bool fits =
         tool.outputPath.endsWith(QLatin1String(".tbi")) || tool.outputPath.endsWith(QLatin1String(".tbix"));
-    return fits ? Flow::goOn() : failWith("An TBI/TBIx file must have the .tbi or tbix extension");
+    return fits ? Flow::goOn() : failRun("An TBI/TBIx file must have the .tbi or tbix extension");
 }
 
 Flow InstallImageCommand::acceptHashFlag(const QStringList& /*params*/) {
@@ -284,7 +286,7 @@ Flow InstallImageCommand::addObkFiles(const QStringList& params) {
             return Flow::end(1);
         }
         if (file->fileType != fileTypeObk) {
-            return failWith(wrongFormat, qUtf8Printable(path));
+            return failRun(wrongFormat, qUtf8Printable(path));
         }
         tool.obkFiles.append(static_cast<FileOBK*>(file));
     }
@@ -297,7 +299,7 @@ Flow InstallImageCommand::readXtbi(const QStringList& params) {
         return Flow::end(1);
     }
     if (file->fileType != fileTypeBinary && file->fileType != fileTypeXtbi) {
-        return failWith(wrongFormat, qUtf8Printable(params.constFirst()));
+        return failRun(wrongFormat, qUtf8Printable(params.constFirst()));
     }
     if (file->fileType == fileTypeBinary) {
         // A plain file goes on as an image without areas.
@@ -322,7 +324,7 @@ Flow InstallImageCommand::readList(const QString& path, CsvKind kind, FileType t
         return Flow::end(1);
     }
     if (read->fileType != type) {
-        return failWith(wrongFormat, qUtf8Printable(path));
+        return failRun(wrongFormat, qUtf8Printable(path));
     }
     list = static_cast<List*>(read);
     return Flow::goOn();
@@ -339,17 +341,17 @@ Flow InstallImageCommand::readExternalModuleList(const QStringList& params) {
 Flow InstallImageCommand::checkOptions() {
     const auto has = [this](const char* name) { return wasGiven(optionRows, given, name); };
     if (tool.deviceId == 0) {
-        return failWith("Missing device ID");
+        return failRun("Missing device ID");
     }
     const bool complete = has("-k") && has("-fir") && has("-n") && has("-v") && has("-o");
     if (!complete && tool.externalFirmwareFiles.isEmpty()) {
-        return failWith("One or more mandatory options are missing");
+        return failRun("One or more mandatory options are missing");
     }
     if (has("-rs") && !has("-ct") && multiImageDevice) {
-        return failWith("Missing continuation token");
+        return failRun("Missing continuation token");
     }
     if (has("-ct") && !has("-rs")) {
-        return failWith("Missing ram size");
+        return failRun("Missing ram size");
     }
     return Flow::goOn();
 }
@@ -363,7 +365,7 @@ Flow InstallImageCommand::mergeFirmware() {
         return Flow::end(1);
     }
     if (tool.diversificationFile != nullptr && tool.deviceId != diversificationDevice) {
-        return failWith("TBI Diversification option is not supported with this device so far.");
+        return failRun("TBI Diversification option is not supported with this device so far.");
     }
     return Flow::goOn();
 }
@@ -376,7 +378,7 @@ Flow InstallImageCommand::writeImage() {
         tool.xtbiFile, tool.mcsvFile, tool.ecsvFile, tool.deviceId, tool.externalFirmware, tool.keyAreaFile,
         tool.diversificationFile, tool.externalBinInfos);
     if (image.isEmpty()) {
-        return failWith("Error occured when preparing an TBI image");
+        return failRun("Error occured when preparing an TBI image");
     }
     return continueIf(writeOutputFile(tool.outputPath, image, "Error while writing in the output file"));
 }
@@ -384,25 +386,29 @@ Flow InstallImageCommand::writeImage() {
 Flow InstallImageCommand::verifyImage() {
     constexpr char notVerified[] = "Error while verifying the TBI file";
     if (!QFileInfo(tool.outputPath).isFile()) {
-        return failWith(notVerified);  // a pipe or device doesn't give back what was written to it
+        return failRun(notVerified);  // a pipe or device doesn't give back what was written to it
     }
     FileData* image = nullptr;
     if (!openInput(tool.outputPath, image)) {
         QFile::remove(tool.outputPath);
-        return failWith(notVerified);
+        return failRun(notVerified);
     }
     displayMessage(MessageKind::success, "%s generation SUCCESS",
                    tool.externalFirmwareFiles.isEmpty() ? "TBI" : "TBIx");
     if (image->fileType != fileTypeTbi && image->fileType != fileTypeXtbi) {
-        return failWith("Unable to parse an TBI/TBIx image from this file's format : %s",
-                        qUtf8Printable(tool.outputPath));
+        return failRun("Unable to parse an TBI/TBIx image from this file's format : %s",
+                       qUtf8Printable(tool.outputPath));
     }
     parseTbiDisplay(*static_cast<FileTBI*>(image), tool.outputPath);
     return Flow::goOn();
 }
 
 Flow InstallImageCommand::run() {
-    Flow flow = walkOptions(tool, *this, optionRows, "tbi", given);
+    if (tool.isGiven({"-tbu", "--tbu"})) {
+        return failRun("You need to specify which of tbi or tbu you want to create");
+    }
+    warnOfOwnParameters("tbi");
+    Flow flow = walkOptions(*this, optionRows, "tbi");
     for (const auto step : {&InstallImageCommand::checkOptions, &InstallImageCommand::mergeFirmware,
                             &InstallImageCommand::writeImage, &InstallImageCommand::verifyImage}) {
         if (flow.ends()) {
@@ -413,12 +419,8 @@ Flow InstallImageCommand::run() {
     return flow;
 }
 
+constexpr auto optionNames = namesOf(optionRows);
+
 }  // namespace
 
-Flow CommandLineTool::runInstallImage() {
-    if (anyPresent({"-tbu", "--tbu"})) {
-        return failWith("You need to specify which of tbi or tbu you want to create");
-    }
-    warnOfOwnParameters("tbi");
-    return InstallImageCommand(*this).run();
-}
+constinit const Command installImageCommand = {{"-tbi", "--tbi"}, runCommandOf<InstallImageCommand>, 0, optionNames};

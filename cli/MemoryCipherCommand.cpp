@@ -1,5 +1,6 @@
 #include "Preparation/src/DCU/DcuEncryption.h"
 #include "cli/CommandBase.h"
+#include "cli/commands.h"
 #include "files/parseNumber.h"
 
 namespace {
@@ -25,16 +26,16 @@ struct MemoryCipherCommand : CommandBase {
 };
 
 constexpr OptionRow<MemoryCipherCommand> optionRows[] = {
-    {"-app", "--app", nullptr, "You need to specify the application binary file path", &MemoryCipherCommand::setApp},
-    {"-key", "--key", nullptr, missingKeyPath, &MemoryCipherCommand::setKey},
-    {"-directory", "--Directory", nullptr, missingKeyPath, &MemoryCipherCommand::setDirectory},
+    {"-app", "--app", nullptr, "You need to specify the application binary file path", &MemoryCipherCommand::setApp, 1},
+    {"-key", "--key", nullptr, missingKeyPath, &MemoryCipherCommand::setKey, 1},
+    {"-directory", "--Directory", nullptr, missingKeyPath, &MemoryCipherCommand::setDirectory, 1},
     {"-add", "--add", nullptr, "You need to specify a start address", &MemoryCipherCommand::setStartAddress},
     {"-mode", "--mode", nullptr, "You need to specify the encryption mode", &MemoryCipherCommand::setMode},
 };
 
 Flow setBinaryPath(const QStringList& params, QString& path) {
     path = params.constFirst();
-    return path.endsWith(QLatin1String(".bin")) ? Flow::goOn() : failWith("The file type must be a binary (.bin)");
+    return path.endsWith(QLatin1String(".bin")) ? Flow::goOn() : failRun("The file type must be a binary (.bin)");
 }
 
 // A text that is no number counts as 0.
@@ -68,7 +69,7 @@ Flow MemoryCipherCommand::setMode(const QStringList& params) {
 }
 
 Flow MemoryCipherCommand::run() {
-    const Flow flow = walkOptions(tool, *this, optionRows, nullptr, given);
+    const Flow flow = walkOptions(*this, optionRows, nullptr);
     if (flow.ends()) {
         return flow;
     }
@@ -79,8 +80,8 @@ Flow MemoryCipherCommand::run() {
     return Flow::goOn();
 }
 
+constexpr auto optionNames = namesOf(optionRows);
+
 }  // namespace
 
-Flow CommandLineTool::runMemoryCipher() {
-    return MemoryCipherCommand(*this).run();
-}
+constinit const Command memoryCipherCommand = {{"-dcu", "--dcu"}, runCommandOf<MemoryCipherCommand>, 0, optionNames};

@@ -1,34 +1,44 @@
 #pragma once
 
-#include "cli/CommandLineTool.h"
+#include "cli/Command.h"
 #include "display/Display.h"
 
+#include <array>
 #include <bitset>
 #include <cstddef>
 
 /// One option of a command. A row without a handler is passed over.
-template <class Command>
+template <class Handler>
 struct OptionRow {
     const char* shortName;
     const char* longName;
     const char* onceWord = nullptr;     ///< names the option in the warning at its second occurrence; null: may repeat
     const char* missingText = nullptr;  ///< the error if the option has no parameter; null: the handler sees to it
-    Flow (Command::*handle)(const QStringList& params) = nullptr;
+    Flow (Handler::*handle)(const QStringList& params) = nullptr;
+    int files = 0;            ///< how many of its first parameters name files
     bool endsParser = false;  ///< the options behind this one belong to another command
 };
 
 /// Which rows of a command's table its command line has used.
 using GivenOptions = std::bitset<32>;
 
-/// Walks the options behind the command word that was found last, in order: for each the first row of that name, its
-/// once-only warning, its missing value, its handler. Names that no row has bring a warning if `unknownCommand`
-/// names the command, and are passed over otherwise. An end is handed up at once.
-template <class Command, std::size_t rowCount>
-Flow walkOptions(CommandLineTool& tool, Command& command, const OptionRow<Command> (&rows)[rowCount],
-                 const char* unknownCommand, GivenOptions& given) {
+/// The names in a command's table.
+template <class Handler, std::size_t rowCount>
+constexpr std::array<OptionNames, rowCount> namesOf(const OptionRow<Handler> (&rows)[rowCount]) {
+    std::array<OptionNames, rowCount> names{};
+    for (std::size_t i = 0; i < rowCount; ++i) {
+        names[i] = {rows[i].shortName, rows[i].longName, rows[i].files};
+    }
+    return names;
+}
+
+/// Walks the options behind the command word, in order: for each the first row of that name, its once-only warning, its
+/// missing value, its handler. Names that no row has bring a warning if `unknownCommand` names the command, and are
+/// passed over otherwise. An end is handed up at once.
+template <class Handler, std::size_t rowCount>
+Flow walkOptions(Handler& command, const OptionRow<Handler> (&rows)[rowCount], const char* unknownCommand) {
     static_assert(rowCount <= GivenOptions{}.size());
-    for (qsizetype i = tool.currentIndex + 1; i < tool.options.size(); ++i) {
-        const CliOption& option = tool.options.at(i);
+    for (const CliOption& option : command.call.options) {
         std::size_t found = 0;
         while (found < rowCount && option.name != QLatin1String(rows[found].shortName) &&
                option.name != QLatin1String(rows[found].longName)) {
@@ -41,18 +51,18 @@ Flow walkOptions(CommandLineTool& tool, Command& command, const OptionRow<Comman
             }
             continue;
         }
-        const OptionRow<Command>& row = rows[found];
+        const OptionRow<Handler>& row = rows[found];
         if (row.endsParser) {
             break;
         }
         if (row.handle == nullptr) {
             continue;
         }
-        if (row.onceWord != nullptr && given.test(found)) {
+        if (row.onceWord != nullptr && command.given.test(found)) {
             displayMessage(MessageKind::warning, "The %s option is only needed once, the first one is ignored",
                            row.onceWord);
         }
-        given.set(found);
+        command.given.set(found);
         if (row.missingText != nullptr && option.params.isEmpty()) {
             reportError("%s", row.missingText);
             return Flow::end(1);
@@ -66,8 +76,8 @@ Flow walkOptions(CommandLineTool& tool, Command& command, const OptionRow<Comman
 }
 
 /// Whether the command line has used the row of this short name.
-template <class Command, std::size_t rowCount>
-[[nodiscard]] bool wasGiven(const OptionRow<Command> (&rows)[rowCount], const GivenOptions& given,
+template <class Handler, std::size_t rowCount>
+[[nodiscard]] bool wasGiven(const OptionRow<Handler> (&rows)[rowCount], const GivenOptions& given,
                             const char* shortName) {
     for (std::size_t i = 0; i < rowCount; ++i) {
         if (QLatin1String(rows[i].shortName) == QLatin1String(shortName)) {

@@ -1,4 +1,5 @@
 #include "cli/CommandBase.h"
+#include "cli/commands.h"
 #include "files/parseNumber.h"
 #include "files/readExactly.h"
 
@@ -41,12 +42,12 @@ struct SignCommand : CommandBase {
 
 constexpr OptionRow<SignCommand> optionRows[] = {
     {"-bin", "--binary", "bin file", "You need to specify a file path for the binary input file option",
-     &SignCommand::readBinary},
+     &SignCommand::readBinary, 1},
     {"-a", "--algo", "algo name", nullptr, &SignCommand::checkAlgorithm},
     {"-prvk", "--privatekey", "private key", "You need to specify a file with the private key option",
-     &SignCommand::setPrivateKey},
+     &SignCommand::setPrivateKey, 1},
     {"-v", "--version", "image version", missingImageVersion, &SignCommand::setImageVersion},
-    {"-o", "--outfile", "output file", missingOutputFile, &SignCommand::setOutput},
+    {"-o", "--outfile", "output file", missingOutputFile, &SignCommand::setOutput, 1},
 };
 
 Flow SignCommand::readBinary(const QStringList& params) {
@@ -57,7 +58,7 @@ Flow SignCommand::readBinary(const QStringList& params) {
     input = tool.currentFile;
     return input->fileType == fileTypeBinary
                ? Flow::goOn()
-               : failWith("Bad file format, ECDSA signature is performed from binary format");
+               : failRun("Bad file format, ECDSA signature is performed from binary format");
 }
 
 Flow SignCommand::checkAlgorithm(const QStringList& params) {
@@ -77,7 +78,7 @@ Flow SignCommand::setPrivateKey(const QStringList& params) {
 Flow SignCommand::setOutput(const QStringList& params) {
     tool.outputPath = params.constFirst();
     return tool.outputPath.endsWith(QLatin1String(".bin")) ? Flow::goOn()
-                                                           : failWith("output file must have the .bin extension");
+                                                           : failRun("output file must have the .bin extension");
 }
 
 Flow SignCommand::detectSignedImage(SignedImage& image, FileData& part) const {
@@ -97,7 +98,7 @@ Flow SignCommand::detectSignedImage(SignedImage& image, FileData& part) const {
             const qsizetype length = std::max<qsizetype>(i + mark.lengthFromMark, 0);
             if (!memoryAvailable(length)) {
                 displayMessage(MessageKind::normal, "%s", "");
-                return failWith("Failed to allocate memory");
+                return failRun("Failed to allocate memory");
             }
             part.segmentCount = 1;
             part.segments.push_back({0, static_cast<std::uint32_t>(length), bytes.first(length).toByteArray()});
@@ -111,13 +112,14 @@ Flow SignCommand::detectSignedImage(SignedImage& image, FileData& part) const {
 }
 
 Flow SignCommand::run() {
-    const Flow flow = walkOptions(tool, *this, optionRows, nullptr, given);
+    warnOfOwnParameters("sign");
+    const Flow flow = walkOptions(*this, optionRows, nullptr);
     if (flow.ends()) {
         return flow;
     }
     const auto has = [this](const char* name) { return wasGiven(optionRows, given, name); };
     if (input == nullptr || !has("-prvk") || !has("-v") || !has("-o")) {
-        return failWith("One or more mandatory options are missing, please refer to help menu");
+        return failRun("One or more mandatory options are missing, please refer to help menu");
     }
     SignedImage image;
     image.setSigSize(tool.signatureSize);
@@ -131,20 +133,19 @@ Flow SignCommand::run() {
     QByteArray keyPath = tool.privateKeyPath.toUtf8();
     SignedImage* pointer = &image;
     if (!tool.preparation.signECDSA(reinterpret_cast<unsigned char*>(keyPath.data()), &pointer, true, nullptr)) {
-        return failWith("Error occured when signing the binary image");
+        return failRun("Error occured when signing the binary image");
     }
     const FileSegment& content = input->segments.front();
     if (!image.createSignedImage(tool.outputPath, content.data.left(content.size))) {
-        return failWith("an error occured while preparing signed image\n");
+        return failRun("an error occured while preparing signed image\n");
     }
     displayMessage(MessageKind::success, "Writing signed image to file %s finished successfully",
                    qUtf8Printable(tool.outputPath));
     return Flow::end(0);
 }
 
+constexpr auto optionNames = namesOf(optionRows);
+
 }  // namespace
 
-Flow CommandLineTool::runSign() {
-    warnOfOwnParameters("sign");
-    return SignCommand(*this).run();
-}
+constinit const Command signCommand = {{"-sign", "--sign"}, runCommandOf<SignCommand>, 0, optionNames};

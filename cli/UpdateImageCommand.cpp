@@ -1,4 +1,5 @@
 #include "cli/CommandBase.h"
+#include "cli/commands.h"
 #include "files/outputFile.h"
 
 namespace {
@@ -15,14 +16,14 @@ struct UpdateImageCommand : CommandBase {
 };
 
 constexpr OptionRow<UpdateImageCommand> optionRows[] = {
-    {"-fir", "--firmware", "firmware", missingFirmwareFile, &UpdateImageCommand::readFirmware},
-    {"-k", "--key", "key", missingKeyFile, &UpdateImageCommand::readKey},
-    {"-n", "--nonce", "nonce", missingNonceFile, &UpdateImageCommand::readNonce12},
+    {"-fir", "--firmware", "firmware", missingFirmwareFile, &UpdateImageCommand::readFirmware, 1},
+    {"-k", "--key", "key", missingKeyFile, &UpdateImageCommand::readKey, 1},
+    {"-n", "--nonce", "nonce", missingNonceFile, &UpdateImageCommand::readNonce12, 1},
     {"-v", "--ver", "image version", missingImageVersion, &UpdateImageCommand::setImageVersion},
     {"-oh", "--outheader", "output header file", "You need to specify a file with the output header file option",
-     &UpdateImageCommand::setHeaderOutput},
+     &UpdateImageCommand::setHeaderOutput, 1},
     {"-os", "--outtbu", "output tbu file", "You need to specify a file with the output tbu file option",
-     &UpdateImageCommand::setImageOutput},
+     &UpdateImageCommand::setImageOutput, 1},
     {"-l", "--log"},
 };
 
@@ -31,41 +32,46 @@ Flow UpdateImageCommand::readFirmware(const QStringList& params) {
         return Flow::end(1);
     }
     if (!isFirmware(*tool.currentFile)) {
-        return failWith("Unable to create an TBU image from this file's format : %s",
-                        qUtf8Printable(params.constFirst()));
+        return failRun("Unable to create an TBU image from this file's format : %s",
+                       qUtf8Printable(params.constFirst()));
     }
     tool.firmware = tool.currentFile;
     return tool.firmware->segmentCount == 1 ? Flow::goOn()
-                                            : failWith("The firmware file contains more than one segment");
+                                            : failRun("The firmware file contains more than one segment");
 }
 
 Flow UpdateImageCommand::setHeaderOutput(const QStringList& params) {
     tool.outputPath = params.constFirst();
     return tool.outputPath.endsWith(QLatin1String(".tbuh"))
                ? Flow::goOn()
-               : failWith("An TBU header file must have the .tbuh extension");
+               : failRun("An TBU header file must have the .tbuh extension");
 }
 
 Flow UpdateImageCommand::setImageOutput(const QStringList& params) {
     tool.outputImagePath = params.constFirst();
     return tool.outputImagePath.endsWith(QLatin1String(".tbu")) ? Flow::goOn()
-                                                                : failWith("An TBU file must have the .tbu extension");
+                                                                : failRun("An TBU file must have the .tbu extension");
 }
 
 Flow UpdateImageCommand::run() {
-    const Flow flow = walkOptions(tool, *this, optionRows, "tbu", given);
+    // The chain has ended a run with both words before; a changed order of steps must not let one through.
+    if (tool.isGiven({"-tbi", "--tbi"})) {
+        return failRun("You need to specify which of tbi, kmd or tbu you want to create");
+    }
+    warnOfOwnParameters("tbu");
+    const Flow flow = walkOptions(*this, optionRows, "tbu");
     if (flow.ends()) {
         return flow;
     }
     for (const char* const name : {"-fir", "-k", "-n", "-v", "-oh", "-os"}) {
         if (!wasGiven(optionRows, given, name)) {
-            return failWith("One or more mandatory options are missing");
+            return failRun("One or more mandatory options are missing");
         }
     }
     const QByteArray image = tool.preparation.TBUPreparation(tool.firmware, tool.key, tool.nonce,
                                                              static_cast<std::uint16_t>(tool.imageVersion));
     if (image.size() < headerSize) {
-        return failWith("Error occured when preparing an TBU image");
+        return failRun("Error occured when preparing an TBU image");
     }
     const QByteArrayView bytes(image);
     const bool written =
@@ -78,13 +84,8 @@ Flow UpdateImageCommand::run() {
     return Flow::end(0);
 }
 
+constexpr auto optionNames = namesOf(optionRows);
+
 }  // namespace
 
-Flow CommandLineTool::runUpdateImage() {
-    // The chain has ended a run with both words before; a changed order of steps must not let one through.
-    if (anyPresent({"-tbi", "--tbi"})) {
-        return failWith("You need to specify which of tbi, kmd or tbu you want to create");
-    }
-    warnOfOwnParameters("tbu");
-    return UpdateImageCommand(*this).run();
-}
+constinit const Command updateImageCommand = {{"-tbu", "--tbu"}, runCommandOf<UpdateImageCommand>, 0, optionNames};

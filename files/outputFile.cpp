@@ -2,6 +2,7 @@
 
 #include "display/Display.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QTemporaryFile>
@@ -81,6 +82,18 @@ ReplaceResult PendingFile::commit() {
     return ReplaceResult::done;
 }
 
+/// Where a file would come to stand that isn't there yet: its folder may be named in several ways, and a link may lead
+/// to where nothing is.
+QString placeOf(const QString& path) {
+    constexpr int maxLinks = 40;  // as many as the system follows
+    QFileInfo file(path);
+    for (int i = 0; i < maxLinks && file.isSymLink(); ++i) {
+        file.setFile(file.symLinkTarget());
+    }
+    const QString folder = file.dir().canonicalPath();
+    return (folder.isEmpty() ? file.absolutePath() : folder) + u'/' + file.fileName();
+}
+
 ContentWriter writerOf(QByteArrayView bytes) {
     return [bytes](QFileDevice& file) { return file.write(bytes.data(), bytes.size()) == bytes.size(); };
 }
@@ -110,8 +123,14 @@ ReplaceResult replaceFile(const QString& path, QByteArrayView bytes, NewFileAcce
 }
 
 bool isSameFile(const QString& path, const QString& other) {
-    const QString place = QFileInfo(path).canonicalFilePath();
-    return !place.isEmpty() && QFileInfo(other).canonicalFilePath() == place;
+    struct stat first {};
+    struct stat second {};
+    const bool isThere = stat(QFile::encodeName(path).constData(), &first) == 0;
+    if (isThere != (stat(QFile::encodeName(other).constData(), &second) == 0)) {
+        return false;
+    }
+    return isThere ? first.st_dev == second.st_dev && first.st_ino == second.st_ino
+                   : !path.isEmpty() && !other.isEmpty() && placeOf(path) == placeOf(other);
 }
 
 bool writeOutputFiles(std::initializer_list<OutputFile> outputs) {

@@ -34,5 +34,5 @@ using ContentWriter = std::function<bool(QFileDevice& file)>;
 [[nodiscard]] ReplaceResult replaceFileBy(const QString& path, const ContentWriter& writeContent,
                                           NewFileAccess access = NewFileAccess::asUsual);
 
-/// Whether both paths lead to one file that is there.
+/// Whether both paths lead to one file (by its device and inode), or would if it were there.
 [[nodiscard]] bool isSameFile(const QString& path, const QString& other);

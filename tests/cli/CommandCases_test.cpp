@@ -6,6 +6,7 @@
 #include <QProcess>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace {
 
@@ -20,6 +21,7 @@ constexpr char publicKey[] =
 
 void makeFiles(const TempFolder& folder) {
     folder.write("key.bin", QByteArray(16, 'k'));
+    ASSERT_EQ(link(folder.path("key.bin").toUtf8().constData(), folder.path("hard-link.bin").toUtf8().constData()), 0);
     folder.write("key15.bin", QByteArray(15, 'k'));
     folder.write("nonce.bin", QByteArray(12, 'n'));
     folder.write("nonce16.bin", QByteArray(16, 'n'));

@@ -1,4 +1,5 @@
 #include "cli/CommandBase.h"
+#include "cli/commands.h"
 #include "obkey/Obkey.h"
 
 #include <QCoreApplication>
@@ -40,6 +41,7 @@ struct KeyTemplateCommand : CommandBase {
     QString keyPath;
     QString keyType;
 
+    Flow run();
     Flow setKeyPath(const QStringList& params) {
         keyPath = params.constFirst();
         return Flow::goOn();
@@ -51,21 +53,29 @@ struct KeyTemplateCommand : CommandBase {
 };
 
 constexpr OptionRow<KeyTemplateCommand> keyRows[] = {
-    {"-inkey", "--inputkey", nullptr, "You need to enter an input key", &KeyTemplateCommand::setKeyPath},
+    {"-inkey", "--inputkey", nullptr, "You need to enter an input key", &KeyTemplateCommand::setKeyPath, 1},
     {"-keytype", "--keytype", nullptr, "You need to enter a key type", &KeyTemplateCommand::setKeyType},
 };
 
-}  // namespace
+constexpr auto keyNames = namesOf(keyRows);
 
-Flow CommandLineTool::runImageTemplate() {
-    if (currentParams.isEmpty()) {
+Flow KeyTemplateCommand::run() {
+    const Flow flow = walkOptions(*this, keyRows, nullptr);
+    if (!flow.ends()) {
+        engineOf(tool).generateKeyPair(keyPath, keyType);
+    }
+    return flow;
+}
+
+Flow makeTemplateImage(CommandLineTool& tool, const CommandCall& call) {
+    if (call.params.isEmpty()) {
         reportError("%s", missingTemplate);
         return Flow::end(2);
     }
-    const QString path = currentParams.constFirst();
-    templatePath = path.toUtf8();
-    displayMessage(MessageKind::grey, "-pb %s \n ", templatePath.constData());
-    Obkey& engine = engineOf(*this);
+    const QString path = call.params.constFirst();
+    tool.templatePath = path.toUtf8();
+    displayMessage(MessageKind::grey, "-pb %s \n ", tool.templatePath.constData());
+    Obkey& engine = engineOf(tool);
     engine.startImageJob();
     if (!engine.validateTemplate(path, schemaPath("/Template/McuBootPrototype.xsd"))) {
         return Flow::end(3);
@@ -77,30 +87,32 @@ Flow CommandLineTool::runImageTemplate() {
     return Flow::end(engine.generateImage());
 }
 
-Flow CommandLineTool::runObkeyTemplates() {
-    for (const CliOption& option : options.sliced(currentIndex)) {
-        if (option.name != QLatin1String("-obk") && option.name != QLatin1String("--obk")) {
-            continue;
-        }
-        if (option.params.isEmpty()) {
-            return failWith(missingTemplate);
-        }
-        const QString& path = option.params.constFirst();
-        templatePath = path.toUtf8();
-        displayMessage(MessageKind::grey, "-obk %s \n ", templatePath.constData());
-        const Flow flow = generateObkeyFile(*this, path);
-        if (flow.ends()) {
-            return flow;
-        }
+Flow makeObkeyFile(CommandLineTool& tool, const QStringList& params) {
+    if (params.isEmpty()) {
+        return failRun(missingTemplate);
     }
-    return Flow::goOn();
+    const QString& path = params.constFirst();
+    tool.templatePath = path.toUtf8();
+    displayMessage(MessageKind::grey, "-obk %s \n ", tool.templatePath.constData());
+    return generateObkeyFile(tool, path);
 }
 
-Flow CommandLineTool::runKeyTemplate() {
-    KeyTemplateCommand command(*this);
-    const Flow flow = walkOptions(*this, command, keyRows, nullptr, command.given);
-    if (!flow.ends()) {
-        engineOf(*this).generateKeyPair(command.keyPath, command.keyType);
+Flow makeObkeyFiles(CommandLineTool& tool, const CommandCall& call) {
+    Flow flow = makeObkeyFile(tool, call.params);
+    for (const CliOption& option : call.options) {
+        if (flow.ends()) {
+            break;
+        }
+        if (option.name == QLatin1String("-obk") || option.name == QLatin1String("--obk")) {
+            flow = makeObkeyFile(tool, option.params);
+        }
     }
     return flow;
 }
+
+}  // namespace
+
+constinit const Command imageTemplateCommand = {{"-pb", "--pb"}, makeTemplateImage, 1};
+constinit const Command obkeyTemplatesCommand = {{"-obk", "--obk"}, makeObkeyFiles, 1};
+constinit const Command keyTemplateCommand = {
+    {"-genkey", "--generatekey"}, runCommandOf<KeyTemplateCommand>, 0, keyNames};

@@ -1,7 +1,6 @@
 #include "cli/CommandBase.h"
-#include "files/outputFile.h"
+#include "cli/commands.h"
 #include "files/parseNumber.h"
-#include "files/readExactly.h"
 #include "files/wipe.h"
 
 #include <QFileInfo>
@@ -67,15 +66,15 @@ struct HsmCommand : CommandBase {
 
 constexpr OptionRow<HsmCommand> optionRows[] = {
     {"-info", "--info", nullptr, nullptr, &HsmCommand::requestInfo},
-    {"-k", "--key", "key", missingKeyFile, &HsmCommand::readKey},
-    {"-n", "--nonce", "nonce", missingNonceFile, &HsmCommand::readNonce},
+    {"-k", "--key", "key", missingKeyFile, &HsmCommand::readKey, 1},
+    {"-n", "--nonce", "nonce", missingNonceFile, &HsmCommand::readNonce, 1},
     {"-mc", "--maxcounter", "maxcounter", "You need to specify a value with the maxcounter option",
      &HsmCommand::setCounter},
     {"-id", "--id", "firmware id", "You need to specify a value with the firmware id option",
      &HsmCommand::setFirmwareId},
     {"-i", "--index", "index", "Invalid index", &HsmCommand::setSlot},
     // The card decides whether this option counts at all, so its warning and missing value wait for the handler.
-    {"-pd", "--persodata", nullptr, nullptr, &HsmCommand::readPersoData},
+    {"-pd", "--persodata", nullptr, nullptr, &HsmCommand::readPersoData, 1},
     {"-l", "--log"},
 };
 
@@ -87,29 +86,28 @@ Flow HsmCommand::requestInfo(const QStringList& /*params*/) {
 Flow HsmCommand::readNonce(const QStringList& params) {
     const QFileInfo file(params.constFirst());
     if (file.exists() && file.size() != 12 && file.size() != 16) {
-        return failWith("Error: The size of nonce file is expected to be 12 or 16 bytes");
+        return failRun("Error: The size of nonce file is expected to be 12 or 16 bytes");
     }
     return readAnyNonce(params);
 }
 
 Flow HsmCommand::setCounter(const QStringList& params) {
     if (!parseNumber(params.constFirst(), 0, maxCounter)) {
-        return failWith("Invalid counter");
+        return failRun("Invalid counter");
     }
-    return maxCounter > maxLicences ? failWith("maximum counter must not exceed 1000000") : Flow::goOn();
+    return maxCounter > maxLicences ? failRun("maximum counter must not exceed 1000000") : Flow::goOn();
 }
 
 Flow HsmCommand::setFirmwareId(const QStringList& params) {
     firmwareId = params.constFirst();
-    return firmwareId.size() > maxFirmwareIdLength
-               ? failWith("The firmware id lenght should be less than 16 characters")
-               : Flow::goOn();
+    return firmwareId.size() > maxFirmwareIdLength ? failRun("The firmware id lenght should be less than 16 characters")
+                                                   : Flow::goOn();
 }
 
 Flow HsmCommand::setSlot(const QStringList& params) {
     std::uint32_t index = 0;
     if (!parseNumber(params.constFirst(), 0, index) || index > std::numeric_limits<std::int32_t>::max()) {
-        return failWith("Invalid index");
+        return failRun("Invalid index");
     }
     slot = static_cast<std::int32_t>(index);
     return Flow::goOn();
@@ -133,12 +131,12 @@ Flow HsmCommand::readPersoData(const QStringList& params) {
     }
     persoDataGiven = true;
     if (params.isEmpty()) {
-        return failWith("You need to specify a file with the perso data option");
+        return failRun("You need to specify a file with the perso data option");
     }
     if (!CommandLineTool::readBinaryFile(params.constFirst(), tool.persoData, persoDataSize)) {
-        return failWith("failed to open the perso data file !");
+        return failRun("failed to open the perso data file !");
     }
-    return tool.persoData.isEmpty() ? failWith("The perso data file is empty !") : Flow::goOn();
+    return tool.persoData.isEmpty() ? failRun("The perso data file is empty !") : Flow::goOn();
 }
 
 void HsmCommand::printCard(const CardInfo& info) const {
@@ -158,14 +156,15 @@ bool HsmCommand::provisioningComplete() const {
 
 Flow HsmCommand::provision() {
     if (!tool.preparation.HSMProvisioning(slot, tool.key, tool.nonce, maxCounter, firmwareId, true, tool.persoData)) {
-        return failWith("HSM programming failed");
+        return failRun("HSM programming failed");
     }
     displayMessage(MessageKind::success, "HSM programming success");
     return Flow::end(0);
 }
 
 Flow HsmCommand::run() {
-    const Flow flow = walkOptions(tool, *this, optionRows, "hsm", given);
+    warnOfOwnParameters("hsm");
+    const Flow flow = walkOptions(*this, optionRows, "hsm");
     if (flow.ends()) {
         return flow;
     }
@@ -177,78 +176,17 @@ Flow HsmCommand::run() {
         return provisioningComplete() ? provision() : Flow::end(1);
     }
     if (!provisioningComplete()) {
-        return failWith("One or more mandatory options are missing");
+        return failRun("One or more mandatory options are missing");
     }
     unsigned char version = 0;
     if (!tool.preparation.getHSMVersionAPI(slot, &version)) {
-        return failWith("HSM Get informations failed");
+        return failRun("HSM Get informations failed");
     }
     return provision();
 }
 
-// Encrypts `content`, which it wipes, and gives the 16-byte tag followed by the encrypted data.
-Flow encryptPersonalizationData(Preparation& preparation, FileSegment& content, QByteArray& output) {
-    constexpr qsizetype ivOffset = 16;
-    constexpr qsizetype tagSize = 16;
-    QByteArray secret(32, '\0');
-    const WipeOnExit wipeSecret(secret);
-    const WipeOnExit wipePlain(content.data);
-    auto* const secretBytes = reinterpret_cast<unsigned char*>(secret.data());
-    std::array<unsigned char*, 2> table = {secretBytes, nullptr};
-    if (!preparation.SignECDH_KDF2(table.data())) {
-        reportError("fail to generete the secret");
-    }
-    if (content.size > std::numeric_limits<std::int32_t>::max()) {
-        return failWith("Encryption failed %d", -1);
-    }
-    const auto length = static_cast<std::int32_t>(content.size);
-    if (!memoryAvailable(tagSize + length)) {
-        reportError("Memory allocation failed");
-        return Flow::end(0);
-    }
-    output = QByteArray(tagSize + length, '\0');
-    auto* const tag = reinterpret_cast<unsigned char*>(output.data());
-    const std::int32_t count =
-        preparation.encryptPersoData(reinterpret_cast<unsigned char*>(content.data.data()), length, secretBytes,
-                                     secretBytes + ivOffset, tag + tagSize, tag);
-    return count == length ? Flow::goOn() : failWith("Encryption failed %d", count);
-}
+constexpr auto optionNames = namesOf(optionRows);
 
 }  // namespace
 
-Flow CommandLineTool::runHsm() {
-    warnOfOwnParameters("hsm");
-    return HsmCommand(*this).run();
-}
-
-Flow CommandLineTool::runPersonalizationData() {
-    CommandBase command(*this);
-    for (const CliOption& option : options) {
-        if (option.name != QLatin1String("-gpdata") && option.name != QLatin1String("--gpdata")) {
-            continue;
-        }
-        if (option.params.size() < 2) {
-            return failWith("You need to specify the input perso data file and the output file");
-        }
-        if (!command.openInput(option.params.at(0), currentFile)) {
-            return Flow::end(1);
-        }
-        if (!isFirmware(*currentFile)) {
-            return failWith("Unable to create a personalization data file from this file's format : %s",
-                            qUtf8Printable(option.params.at(0)));
-        }
-        outputPath = option.params.at(1);
-    }
-    displayMessage(MessageKind::success, "Encryption of Personalization Data Process started ... ");
-    QByteArray output;
-    const Flow flow = encryptPersonalizationData(preparation, currentFile->segments.front(), output);
-    if (flow.ends()) {
-        return flow;
-    }
-    if (!writeOutputFile(outputPath, output, "Error while writing in the output file")) {
-        return Flow::end(1);
-    }
-    displayMessage(MessageKind::success, "Encrypted VX personalization data file generated successfully : %s",
-                   qUtf8Printable(outputPath));
-    return Flow::end(0);
-}
+constinit const Command hsmCommand = {{"-hsm", "--hsm"}, runCommandOf<HsmCommand>, 0, optionNames};

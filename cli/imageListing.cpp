@@ -1,15 +1,11 @@
-#include "cli/CommandBase.h"
 #include "cli/imageListing.h"
+
+#include "cli/CommandBase.h"
 #include "files/openFile.h"
 
 #include <QFileInfo>
 
 namespace {
-
-/// The command's file; a path that isn't there is an empty one, which opening refuses.
-QString pathOf(const QStringList& params) {
-    return params.isEmpty() ? QString() : params.constFirst();
-}
 
 void listArea(const TbiArea& area, const char* indent) {
     displayMessage(MessageKind::normal, "%s    Area type                   : %c", indent, area.type);
@@ -43,8 +39,8 @@ Flow parsePvsTbiDisplay(CommandLineTool& tool, const QString& path) {
         return Flow::end(1);
     }
     if (file->fileType != fileTypeTbi) {
-        return failWith("Unable to parse an PVS TBI image from this file's format : %s",
-                        qUtf8Printable(tool.outputPath));
+        return failRun("Unable to parse an PVS TBI image from this file's format : %s",
+                       qUtf8Printable(tool.outputPath));
     }
     const auto& image = *static_cast<const FileTBI*>(file);
     const auto total = static_cast<int>(image.segmentCount);
@@ -65,22 +61,4 @@ Flow parsePvsTbiDisplay(CommandLineTool& tool, const QString& path) {
         listArea(area, "     ");
     }
     return Flow::goOn();
-}
-
-Flow CommandLineTool::runParseTbi() {
-    const QString path = pathOf(currentParams);
-    warnOfExtraParameters("Parse TBI");
-    if (!openFile(fileContext, path, currentFile)) {
-        return Flow::end(1);
-    }
-    if (currentFile->fileType != fileTypeTbi && currentFile->fileType != fileTypeXtbi) {
-        return failWith("Unable to parse an TBI/TBIx/XTBI image from this file's format : %s", qUtf8Printable(path));
-    }
-    parseTbiDisplay(*static_cast<FileTBI*>(currentFile), path);
-    return Flow::goOn();
-}
-
-Flow CommandLineTool::runParsePvsTbi() {
-    warnOfExtraParameters("Parse PVS TBI");
-    return parsePvsTbiDisplay(*this, pathOf(currentParams));
 }

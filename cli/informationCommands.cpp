@@ -1,0 +1,68 @@
+#include "cli/CommandBase.h"
+#include "cli/commands.h"
+#include "cli/usageText.h"
+#include "files/outputFile.h"
+
+#include <QCoreApplication>
+
+#include <algorithm>
+
+namespace {
+
+Flow showHelp(CommandLineTool& /*tool*/, const CommandCall& call) {
+    if (!call.params.isEmpty()) {
+        displayMessage(MessageKind::warning, "Other arguments ignored");
+    }
+    printUsage();
+    return Flow::end(0);
+}
+
+/// How many of the first parameters of an option of this name are files, in whichever command takes the most.
+int filesOf(const QString& name) {
+    const auto isName = [&name](const char* word) { return word != nullptr && name == QLatin1String(word); };
+    int files = 0;
+    for (const Command* const command : commandChain()) {
+        if (std::any_of(command->words.begin(), command->words.end(), isName)) {
+            files = std::max(files, command->files);
+        }
+        for (const OptionNames& option : command->options) {
+            if (isName(option.shortName) || isName(option.longName)) {
+                files = std::max(files, option.files);
+            }
+        }
+    }
+    return files;
+}
+
+/// Whether the file at `path`, which a log empties, is one that another option names: an input or an output, also one
+/// that isn't there yet, and wherever in the line it stands.
+bool isNamedBesideLog(const QList<CliOption>& options, const QString& path) {
+    return std::any_of(options.begin(), options.end(), [&path](const CliOption& option) {
+        const qsizetype files = std::min<qsizetype>(filesOf(option.name), option.params.size());
+        return std::any_of(option.params.begin(), option.params.begin() + files,
+                           [&path](const QString& param) { return isSameFile(path, param); });
+    });
+}
+
+Flow openLog(CommandLineTool& tool, const CommandCall& call) {
+    QString path = QCoreApplication::applicationDirPath() + QStringLiteral("/trace.log");
+    if (call.params.isEmpty()) {
+        displayMessage(MessageKind::warning, "No log file name given, logs saved under trace.log");
+    } else {
+        path = call.params.constFirst();
+    }
+    if (call.params.size() > 1) {
+        displayMessage(MessageKind::warning,
+                       "Only one parameter must be given with the log option, others are ignored");
+    }
+    if (isNamedBesideLog(tool.options, path)) {
+        return failRun("The log file %s is named by another option as well", qUtf8Printable(path));
+    }
+    Display::getInstance()->openLog(path);
+    return Flow::goOn();
+}
+
+}  // namespace
+
+constinit const Command helpCommand = {{"-h", "-?", "--help"}, showHelp};
+constinit const Command logCommand = {{"-l", "--log"}, openLog};

@@ -1,0 +1,83 @@
+#include "inspect/Description.h"
+
+namespace inspect {
+
+Field numberField(const char* name, std::uint64_t value) {
+    Field field;
+    field.name = name;
+    field.number = value;
+    return field;
+}
+
+Field addressField(const char* name, std::uint64_t value) {
+    Field field = numberField(name, value);
+    field.kind = FieldKind::address;
+    return field;
+}
+
+Field textField(const char* name, QByteArrayView value) {
+    Field field;
+    field.name = name;
+    field.kind = FieldKind::text;
+    field.bytes = value.toByteArray();
+    return field;
+}
+
+Field bytesField(const char* name, QByteArrayView value) {
+    Field field = textField(name, value);
+    field.kind = FieldKind::bytes;
+    return field;
+}
+
+void Description::addNumber(const char* name, std::uint64_t value, qint64 at, qint64 width) {
+    fields.push_back(numberField(name, value));
+    fields.back().offset = at;
+    fields.back().size = width;
+}
+
+void Description::addBytes(const char* name, QByteArrayView value, qint64 at) {
+    fields.push_back(bytesField(name, value));
+    fields.back().offset = at;
+    fields.back().size = value.size();
+}
+
+void Description::addRange(qint64 length, Role role, Cover cover, int part) {
+    if (length > 0) {
+        ranges.push_back({rangesEnd(), length, role, cover, part});
+    }
+}
+
+void Description::addFinding(FindingCode code, int part, qint64 at, std::vector<Field> arguments) {
+    findings.push_back({code, part, at, std::move(arguments)});
+}
+
+void Description::addCheck(CheckCode code, bool good, int part, std::vector<Field> arguments) {
+    checks.push_back(
+        {code, good ? CheckResult::good : CheckResult::bad, Reason::none, part, true, std::move(arguments)});
+}
+
+void Description::addUnchecked(CheckCode code, Reason reason, int part, bool needed) {
+    checks.push_back({code, CheckResult::unchecked, reason, part, needed, {}});
+}
+
+qint64 Description::rangesEnd() const {
+    return ranges.empty() ? 0 : ranges.back().offset + ranges.back().size;
+}
+
+bool isTiled(const Description& description) {
+    qint64 end = 0;
+    for (const Range& range : description.ranges) {
+        if (range.offset != end || range.size <= 0) {
+            return false;
+        }
+        end += range.size;
+    }
+    for (const Description& inner : description.inner) {
+        if (!isTiled(inner)) {
+            return false;
+        }
+    }
+    return end == description.size;
+}
+
+}  // namespace inspect

@@ -1,0 +1,124 @@
+// Secure install image: `.tbi`, `.tbix`.
+
+#include "inspect/areaImage.h"
+
+#include <algorithm>
+#include <array>
+#include <numeric>
+
+namespace inspect {
+
+namespace {
+
+// In the order in which they stand in an image; `m` and `P` have places of their own.
+constexpr std::array letters = {
+    AreaLetter{'S', "packagedModule"},
+    AreaLetter{'O', "provisioningData"},
+    AreaLetter{'K', "keyArea"},
+    AreaLetter{'R', "diversification"},
+    AreaLetter{'M', "module", ContentKind::module, true},
+    AreaLetter{'F', "firmware", ContentKind::firmware, true},
+    AreaLetter{'E', "externalFirmware", ContentKind::firmware, true, true},
+    AreaLetter{'e', "externalModule", ContentKind::module, true, true},
+    AreaLetter{'H', "hash"},
+    AreaLetter{'C', "optionBytes", ContentKind::optionBytes},
+    AreaLetter{'m', "moduleRecord"},
+    AreaLetter{'P', "partEnd"},
+};
+
+constexpr AreaLayout layout = {"TBIMAGIC", letters, false, SecondBlock::byProtocol, true, 0};
+
+constexpr std::uint64_t wordSize = 32;  // of Flash memory
+constexpr std::uint64_t addressLimit = std::uint64_t{1} << 32;
+
+/// The parts of one letter, or of all, by address.
+std::vector<const Part*> byAddress(const Description& description, char letter) {
+    std::vector<const Part*> parts;
+    for (const Part& part : description.parts) {
+        if (letter == 0 || part.letter == letter) {
+            parts.push_back(&part);
+        }
+    }
+    std::stable_sort(parts.begin(), parts.end(), [](const Part* a, const Part* b) { return a->address < b->address; });
+    return parts;
+}
+
+void findOverlaps(char letter, Description& description) {
+    const Part* furthest = nullptr;
+    for (const Part* const part : byAddress(description, letter)) {
+        if (part->memorySize == 0) {
+            continue;
+        }
+        if (part->memorySize > addressLimit - part->address) {
+            description.addFinding(FindingCode::addressWraps, part->index, part->offset);
+        }
+        if (furthest != nullptr && part->address - furthest->address < furthest->memorySize) {
+            description.addFinding(FindingCode::overlap, part->index, part->offset,
+                                   {numberField("other", static_cast<std::uint64_t>(furthest->index)),
+                                    addressField("address", part->address)});
+        }
+        if (furthest == nullptr || part->address + part->memorySize > furthest->address + furthest->memorySize) {
+            furthest = part;
+        }
+    }
+}
+
+// The Flash word that a module ends in belongs to it alone.
+void findModuleTails(Description& description) {
+    const std::vector<const Part*> parts = byAddress(description, 0);
+    for (const Part* const module : byAddress(description, 'M')) {
+        const std::uint64_t end = module->address + module->memorySize;
+        const std::uint64_t wordEnd = (end + wordSize - 1) / wordSize * wordSize;
+        const auto next =
+            std::upper_bound(parts.begin(), parts.end(), module->address,
+                             [](std::uint64_t address, const Part* part) { return address < part->address; });
+        if (end != wordEnd && next != parts.end() && (*next)->address < wordEnd) {
+            description.addFinding(FindingCode::moduleTail, module->index, module->offset,
+                                   {numberField("other", static_cast<std::uint64_t>((*next)->index)),
+                                    addressField("address", (*next)->address)});
+        }
+    }
+}
+
+// A licence or identity stands directly before its module, and the letters of the rest in the order of the table. `P`
+// may stand between any two.
+void checkOrder(Description& description) {
+    const Part* record = nullptr;
+    std::ptrdiff_t last = 0;
+    for (const Part& part : description.parts) {
+        const AreaLetter* const letter = letterOf(layout, part.letter);
+        if (letter == nullptr || part.letter == 'P') {
+            continue;
+        }
+        const bool isRecord = part.letter == 'm';
+        const bool isModule = part.letter == 'M' || part.letter == 'e';
+        const std::ptrdiff_t place = isRecord ? last : letter - letters.data();
+        const bool isSingle = part.letter == 'H' || part.letter == 'C';
+        const bool fitsRecord = record == nullptr || ((isRecord || isModule) && part.address == record->address);
+        if (place < last || (isSingle && place == last) || !fitsRecord) {
+            description.addFinding(FindingCode::wrongOrder, part.index, part.offset);
+        }
+        last = std::max(last, place);
+        record = isRecord ? &part : nullptr;
+    }
+}
+
+}  // namespace
+
+Match matchInstallImage(QByteArrayView bytes) {
+    return matchAreas(bytes, layout);
+}
+
+void describeInstallImage(const Source& source, Description& description) {
+    describeAreas(source.bytes, walkAreas(source.bytes, layout), layout, description);
+    findOverlaps('F', description);
+    findOverlaps('E', description);
+    findModuleTails(description);
+    checkOrder(description);
+}
+
+void proveInstallImage(const Source& source, const Evidence& evidence, Description& description, Contents* contents) {
+    proveAreas(walkAreas(source.bytes, layout), layout, evidence, description, contents);
+}
+
+}  // namespace inspect

@@ -1,0 +1,250 @@
+#include "inspect/Report.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QStringDecoder>
+
+#include <array>
+
+namespace inspect {
+
+namespace {
+
+constexpr int schemaVersion = 1;
+
+QString latin(const char* text) {
+    return QString::fromLatin1(text);
+}
+
+QJsonValue addressValue(std::uint64_t address) {
+    return QStringLiteral("0x%1").arg(QString::number(address, 16).toUpper(), 8, u'0');
+}
+
+QJsonValue numberValue(std::uint64_t number) {
+    return QJsonValue(static_cast<qint64>(number));
+}
+
+// Text that isn't UTF-8 goes into a member of its own as it stands.
+void addText(QJsonObject& object, const QString& name, QByteArrayView bytes) {
+    QStringDecoder decoder(QStringDecoder::Utf8);
+    const QString text = decoder(bytes);
+    object[name] = text;
+    if (decoder.hasError()) {
+        object[name + QStringLiteral("Bytes")] = QString::fromLatin1(bytes.toByteArray().toHex());
+    }
+}
+
+void addValue(QJsonObject& object, const QString& name, const Field& field) {
+    switch (field.kind) {
+        case FieldKind::number:
+            object[name] = numberValue(field.number);
+            break;
+        case FieldKind::address:
+            object[name] = addressValue(field.number);
+            break;
+        case FieldKind::bytes:
+            object[name] = QString::fromLatin1(field.bytes.toHex());
+            break;
+        case FieldKind::text:
+            addText(object, name, field.bytes);
+            break;
+    }
+}
+
+QJsonObject toJson(const Field& field) {
+    constexpr std::array kinds = {"number", "address", "bytes", "text"};
+    constexpr std::array states = {"read", "cut", "derived"};
+    QJsonObject object{{QStringLiteral("name"), latin(field.name)},
+                       {QStringLiteral("kind"), latin(kinds[static_cast<std::size_t>(field.kind)])}};
+    if (!field.secret) {
+        addValue(object, QStringLiteral("value"), field);
+    }
+    if (field.meaning != nullptr) {
+        object[QStringLiteral("meaning")] = latin(field.meaning);
+    }
+    if (field.offset >= 0) {
+        object[QStringLiteral("offset")] = field.offset;
+        object[QStringLiteral("size")] = field.size;
+    }
+    object[QStringLiteral("state")] = latin(states[static_cast<std::size_t>(field.state)]);
+    return object;
+}
+
+QJsonObject toJson(const Part& part);
+QJsonObject toJson(const Range& range);
+QJsonObject toJson(const Finding& finding);
+QJsonObject toJson(const Check& check);
+QJsonObject toJson(const Description& description);
+QJsonObject toJson(const Failure& failure);
+
+template <typename Item>
+QJsonArray toArray(const std::vector<Item>& items) {
+    QJsonArray array;
+    for (const Item& item : items) {
+        array.append(toJson(item));
+    }
+    return array;
+}
+
+QJsonObject argumentsOf(const std::vector<Field>& arguments) {
+    QJsonObject object;
+    for (const Field& argument : arguments) {
+        addValue(object, latin(argument.name), argument);
+    }
+    return object;
+}
+
+QJsonObject toJson(const Part& part) {
+    QJsonObject object{{QStringLiteral("name"), latin(part.name)},
+                       {QStringLiteral("index"), part.index},
+                       {QStringLiteral("offset"), part.offset},
+                       {QStringLiteral("size"), part.size},
+                       {QStringLiteral("payload"), QJsonObject{{QStringLiteral("offset"), part.payloadOffset},
+                                                               {QStringLiteral("size"), part.payloadSize}}}};
+    if (part.letter != 0) {
+        object[QStringLiteral("letter")] = QString(QLatin1Char(part.letter));
+    }
+    if (part.letterName != nullptr) {
+        object[QStringLiteral("letterName")] = latin(part.letterName);
+    }
+    if (part.hasAddress) {
+        object[QStringLiteral("address")] = addressValue(part.address);
+        object[QStringLiteral("memorySize")] = numberValue(part.memorySize);
+    }
+    if (!part.fields.empty()) {
+        object[QStringLiteral("fields")] = toArray(part.fields);
+    }
+    return object;
+}
+
+QJsonObject toJson(const Range& range) {
+    constexpr std::array roles = {"header", "tag", "payload", "unused", "unread"};
+    constexpr std::array covers = {"none", "structure", "digest", "signature", "tag"};
+    QJsonObject object{{QStringLiteral("offset"), range.offset},
+                       {QStringLiteral("size"), range.size},
+                       {QStringLiteral("role"), latin(roles[static_cast<std::size_t>(range.role)])},
+                       {QStringLiteral("cover"), latin(covers[static_cast<std::size_t>(range.cover)])}};
+    if (range.part != 0) {
+        object[QStringLiteral("part")] = range.part;
+    }
+    return object;
+}
+
+QJsonObject toJson(const Finding& finding) {
+    const FindingRow& row = rowOf(finding.code);
+    QJsonObject object{{QStringLiteral("code"), latin(row.name)},
+                       {QStringLiteral("severity"),
+                        row.severity == Severity::error ? QStringLiteral("error") : QStringLiteral("note")},
+                       {QStringLiteral("arguments"), argumentsOf(finding.arguments)}};
+    if (finding.offset >= 0) {
+        object[QStringLiteral("offset")] = finding.offset;
+    }
+    if (finding.part != 0) {
+        object[QStringLiteral("part")] = finding.part;
+    }
+    return object;
+}
+
+QJsonObject toJson(const Check& check) {
+    constexpr std::array results = {"good", "bad", "unchecked"};
+    QJsonObject object{{QStringLiteral("code"), latin(rowOf(check.code).name)},
+                       {QStringLiteral("result"), latin(results[static_cast<std::size_t>(check.result)])}};
+    if (check.part != 0) {
+        object[QStringLiteral("part")] = check.part;
+    }
+    if (check.result == CheckResult::unchecked) {
+        object[QStringLiteral("reason")] = latin(rowOf(check.reason).name);
+        object[QStringLiteral("needed")] = check.needed;
+    }
+    if (!check.arguments.empty()) {
+        object[QStringLiteral("arguments")] = argumentsOf(check.arguments);
+    }
+    return object;
+}
+
+void addJudgement(QJsonObject& object, const Description& description) {
+    const Judgement judgement = judge(description);
+    QJsonArray proofs;
+    for (const Proof proof : judgement.proofs) {
+        proofs.append(latin(nameOf(proof)));
+    }
+    object[QStringLiteral("verdict")] = latin(nameOf(judgement.verdict));
+    object[QStringLiteral("proof")] = proofs;
+    if (judgement.verdict == Verdict::undecided) {
+        object[QStringLiteral("reason")] = latin(rowOf(judgement.reason).name);
+    }
+}
+
+QJsonObject toJson(const Description& description) {
+    constexpr std::array grounds = {"content", "suffix", "option"};
+    QJsonObject object{{QStringLiteral("file"), description.file},
+                       {QStringLiteral("size"), description.size},
+                       {QStringLiteral("fields"), toArray(description.fields)},
+                       {QStringLiteral("parts"), toArray(description.parts)},
+                       {QStringLiteral("ranges"), toArray(description.ranges)},
+                       {QStringLiteral("findings"), toArray(description.findings)}};
+    if (description.format != nullptr) {
+        object[QStringLiteral("format")] = latin(description.format->name);
+        object[QStringLiteral("by")] = latin(grounds[static_cast<std::size_t>(description.by)]);
+    }
+    if (!description.checks.empty()) {
+        object[QStringLiteral("checks")] = toArray(description.checks);
+    }
+    if (!description.inner.empty()) {
+        object[QStringLiteral("inner")] = toArray(description.inner);
+    }
+    if (description.offset > 0) {
+        object[QStringLiteral("offset")] = description.offset;
+    }
+    return object;
+}
+
+QJsonObject toJson(const Failure& failure) {
+    QJsonObject object{{QStringLiteral("code"), latin(failure.code)}, {QStringLiteral("text"), failure.text}};
+    if (!failure.file.isEmpty()) {
+        object[QStringLiteral("file")] = failure.file;
+    }
+    return object;
+}
+
+QJsonArray filesOf(const Report& report) {
+    QJsonArray files;
+    for (const Description& description : report.files) {
+        QJsonObject object = toJson(description);
+        if (report.command == QLatin1String("verify")) {
+            addJudgement(object, description);
+        }
+        files.append(object);
+    }
+    return files;
+}
+
+// Characters beyond ASCII stand in strings only, where their number means the same: so no control character and no
+// change of the reading order reaches a terminal.
+QByteArray asciiOnly(const QByteArray& json) {
+    QByteArray result;
+    result.reserve(json.size() + 1);
+    for (const QChar character : QString::fromUtf8(json)) {
+        const char16_t code = character.unicode();
+        if (code < 0x7F) {
+            result.append(static_cast<char>(code));
+        } else {
+            result.append("\\u" + QByteArray::number(static_cast<uint>(code), 16).rightJustified(4, '0'));
+        }
+    }
+    return result;
+}
+
+}  // namespace
+
+QByteArray printJson(const Report& report) {
+    QJsonObject document{{QStringLiteral("schema"), schemaVersion},
+                         {QStringLiteral("command"), report.command},
+                         {QStringLiteral("status"), report.status},
+                         {QStringLiteral("files"), filesOf(report)},
+                         {QStringLiteral("failures"), toArray(report.failures)}};
+    return asciiOnly(QJsonDocument(document).toJson(QJsonDocument::Indented));
+}
+
+}  // namespace inspect

@@ -1,0 +1,313 @@
+#include "inspect/Report.h"
+
+#include <algorithm>
+
+namespace inspect {
+
+namespace {
+
+/// A stable name as words: "imageVersion" is "image version".
+QString wordsOf(const char* name) {
+    QString words;
+    for (const char* at = name; *at != '\0'; ++at) {
+        if (*at >= 'A' && *at <= 'Z') {
+            words += u' ';
+            words += QLatin1Char(static_cast<char>(*at - 'A' + 'a'));
+        } else {
+            words += QLatin1Char(*at);
+        }
+    }
+    for (const char* const shortForm : {"iv", "tlv", "id"}) {
+        const QString lower = QString::fromLatin1(shortForm);
+        if (words == lower || words.endsWith(u' ' + lower)) {
+            words.replace(words.size() - lower.size(), lower.size(), lower.toUpper());
+        }
+    }
+    return words;
+}
+
+QString addressText(std::uint64_t address) {
+    return QStringLiteral("0x%1").arg(QString::number(address, 16).toUpper(), 8, u'0');
+}
+
+QString bytesText(std::uint64_t count) {
+    return QStringLiteral("%1 %2").arg(count).arg(count == 1 ? QStringLiteral("byte") : QStringLiteral("bytes"));
+}
+
+QString valueText(const Field& field) {
+    if (field.secret) {
+        return QStringLiteral("(%1)").arg(bytesText(static_cast<std::uint64_t>(field.size)));
+    }
+    if (field.meaning != nullptr) {
+        return wordsOf(field.meaning);
+    }
+    switch (field.kind) {
+        case FieldKind::number:
+            return QString::number(field.number);
+        case FieldKind::address:
+            return addressText(field.number);
+        case FieldKind::bytes:
+            return QString::fromLatin1(field.bytes.toHex());
+        case FieldKind::text:
+            break;
+    }
+    return printable(QString::fromUtf8(field.bytes));
+}
+
+QString fieldText(const Field& field) {
+    return wordsOf(field.name) + u' ' + valueText(field);
+}
+
+QString fill(const char* words, const std::vector<Field>& arguments) {
+    QString text = QString::fromLatin1(words);
+    for (const Field& argument : arguments) {
+        text.replace(QStringLiteral("{%1}").arg(QLatin1String(argument.name)), valueText(argument));
+    }
+    return text;
+}
+
+QString joined(const QStringList& items) {
+    return items.join(QStringLiteral(", "));
+}
+
+const Part* partOf(const Description& description, int index) {
+    const bool isThere = index > 0 && static_cast<std::size_t>(index) <= description.parts.size();
+    return isThere ? &description.parts[static_cast<std::size_t>(index - 1)] : nullptr;
+}
+
+QString partName(const Part& part) {
+    QString name = QStringLiteral("%1 %2").arg(wordsOf(part.name)).arg(part.index);
+    if (part.letter != 0) {
+        name += u' ' + printable(QString(QLatin1Char(part.letter)));
+    }
+    return name;
+}
+
+QString memoryText(const Part& part) {
+    if (!part.hasAddress) {
+        return {};
+    }
+    return part.memorySize == 0 ? addressText(part.address)
+                                : addressText(part.address) + u'-' + addressText(part.address + part.memorySize - 1);
+}
+
+class Printer {
+  public:
+    explicit Printer(const Report& report) : report_(report) {}
+    QByteArray print();
+
+  private:
+    void line(const QString& text) { text_ += text + u'\n'; }
+    void printFile(const Description& description);
+    void printHead(const Description& description);
+    void printParts(const Description& description);
+    void printMemory(const Description& description);
+    void printFindings(const Description& description);
+    void printChecks(const Description& description);
+    void printVerdict(const Description& description);
+
+    const Report& report_;
+    QString text_;
+};
+
+void Printer::printHead(const Description& description) {
+    QStringList items;
+    if (description.format == nullptr) {
+        items << QStringLiteral("unknown format");
+    } else {
+        constexpr std::array grounds = {"content", "suffix", "--as"};
+        items << QStringLiteral("%1 by %2")
+                     .arg(QLatin1String(description.format->title),
+                          QLatin1String(grounds[static_cast<std::size_t>(description.by)]));
+    }
+    items << bytesText(static_cast<std::uint64_t>(description.size));
+    for (const Field& field : description.fields) {
+        items << fieldText(field);
+    }
+    line(printable(description.file) + QStringLiteral(": ") + joined(items));
+}
+
+void Printer::printParts(const Description& description) {
+    std::vector<QStringList> rows;
+    QList<qsizetype> widths;
+    for (const Part& part : description.parts) {
+        const QString name =
+            part.letterName != nullptr ? partName(part) + u' ' + wordsOf(part.letterName) : partName(part);
+        rows.push_back({name, QStringLiteral("at %1").arg(part.offset), memoryText(part),
+                        bytesText(static_cast<std::uint64_t>(part.payloadSize))});
+        const QStringList& row = rows.back();
+        widths.resize(std::max(widths.size(), row.size()));
+        for (qsizetype i = 0; i < row.size(); ++i) {
+            widths[i] = std::max(widths.at(i), row.at(i).size());
+        }
+    }
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        QString text;
+        for (qsizetype column = 0; column + 1 < rows[i].size(); ++column) {
+            if (widths.at(column) > 0) {
+                text += rows[i].at(column).leftJustified(widths.at(column) + 2);
+            }
+        }
+        text += rows[i].constLast().rightJustified(widths.constLast());
+        for (const Field& field : description.parts[i].fields) {
+            text += QStringLiteral(", ") + fieldText(field);
+        }
+        line(text);
+    }
+}
+
+// Where the plain bytes lie, neighbours of one kind joined.
+void Printer::printMemory(const Description& description) {
+    std::vector<const Part*> parts;
+    for (const Part& part : description.parts) {
+        if (part.memorySize > 0) {
+            parts.push_back(&part);
+        }
+    }
+    if (parts.size() < 2) {
+        return;
+    }
+    std::stable_sort(parts.begin(), parts.end(), [](const Part* a, const Part* b) { return a->address < b->address; });
+    for (std::size_t i = 0; i < parts.size();) {
+        Part run = *parts[i];
+        std::size_t next = i + 1;
+        while (next < parts.size() && parts[next]->letter == run.letter &&
+               parts[next]->address == run.address + run.memorySize) {
+            run.memorySize += parts[next++]->memorySize;
+        }
+        i = next;
+        QString text = QStringLiteral("memory ") + memoryText(run);
+        if (run.letterName != nullptr) {
+            text += u' ' + wordsOf(run.letterName);
+        }
+        line(text);
+    }
+}
+
+// A fault that repeats is told once, with how often it comes.
+void Printer::printFindings(const Description& description) {
+    QList<FindingCode> told;
+    for (const Finding& finding : description.findings) {
+        if (told.contains(finding.code)) {
+            continue;
+        }
+        told << finding.code;
+        const FindingRow& row = rowOf(finding.code);
+        QString place;
+        if (const Part* const part = partOf(description, finding.part)) {
+            place = partName(*part) + u' ';
+        }
+        if (finding.offset >= 0) {
+            place += QStringLiteral("at byte %1: ").arg(finding.offset);
+        }
+        const auto count = std::count_if(description.findings.begin(), description.findings.end(),
+                                         [&](const Finding& other) { return other.code == finding.code; });
+        line((row.severity == Severity::error ? QStringLiteral("error: ") : QStringLiteral("note: ")) + place +
+             fill(row.words, finding.arguments) +
+             (count > 1 ? QStringLiteral(" (and %1 more of the kind)").arg(count - 1) : QString()));
+    }
+}
+
+QString resultText(const Check& check) {
+    const CheckRow& row = rowOf(check.code);
+    const QString words = QString::fromLatin1(row.words) + u' ';
+    switch (check.result) {
+        case CheckResult::good:
+            return words + QStringLiteral("good");
+        case CheckResult::bad:
+            return words + fill(row.badWords, check.arguments);
+        case CheckResult::unchecked:
+            break;
+    }
+    return words + QStringLiteral("unchecked (%1)").arg(QLatin1String(rowOf(check.reason).words));
+}
+
+void Printer::printChecks(const Description& description) {
+    QStringList ofFile;
+    for (auto check = description.checks.begin(); check != description.checks.end();) {
+        const Part* const part = partOf(description, check->part);
+        if (part == nullptr) {
+            ofFile << resultText(*check++);
+            continue;
+        }
+        QStringList results;
+        for (; check != description.checks.end() && check->part == part->index; ++check) {
+            results << resultText(*check);
+        }
+        const QString address = part->hasAddress ? addressText(part->address) + u' ' : QString();
+        line(partName(*part) + u' ' + address + bytesText(static_cast<std::uint64_t>(part->payloadSize)) +
+             QStringLiteral(": ") + joined(results));
+    }
+    if (!ofFile.isEmpty()) {
+        line(printable(description.file) + QStringLiteral(": ") + joined(ofFile));
+    }
+    for (const Description& inner : description.inner) {
+        printHead(inner);
+        printFindings(inner);
+        printChecks(inner);
+    }
+}
+
+void Printer::printVerdict(const Description& description) {
+    const Judgement judgement = judge(description);
+    const QString name = printable(description.file);
+    QString text = QString::fromLatin1(nameOf(judgement.verdict));
+    switch (judgement.verdict) {
+        case Verdict::proven: {
+            QStringList proofs;
+            for (const Proof proof : judgement.proofs) {
+                proofs << QString::fromLatin1(nameOf(proof));
+            }
+            text += QStringLiteral(" by %1: %2 of %3")
+                        .arg(proofs.join(QStringLiteral(" and ")),
+                             bytesText(static_cast<std::uint64_t>(description.size)), name);
+            for (const Range& range : judgement.uncovered) {
+                text += QStringLiteral("; nothing covers bytes %1 to %2")
+                            .arg(range.offset)
+                            .arg(range.offset + range.size - 1);
+            }
+            break;
+        }
+        case Verdict::wrong:
+            text += QStringLiteral(": %1 of %2 checks of %3 are bad").arg(judgement.bad).arg(judgement.made).arg(name);
+            if (judgement.isKeyDoubtful) {
+                text += QStringLiteral("; no tag is right: another key or a changed file header");
+            }
+            break;
+        case Verdict::undecided:
+            text += QStringLiteral(": %1, %2").arg(name, QLatin1String(rowOf(judgement.reason).words));
+            break;
+    }
+    line(text);
+}
+
+void Printer::printFile(const Description& description) {
+    printHead(description);
+    if (report_.command == QLatin1String("show")) {
+        printParts(description);
+        printMemory(description);
+        printFindings(description);
+        for (const Description& inner : description.inner) {
+            printFile(inner);
+        }
+    } else {
+        printFindings(description);
+        printChecks(description);
+        printVerdict(description);
+    }
+}
+
+QByteArray Printer::print() {
+    for (const Description& file : report_.files) {
+        printFile(file);
+    }
+    return text_.toUtf8();
+}
+
+}  // namespace
+
+QByteArray printText(const Report& report) {
+    return Printer(report).print();
+}
+
+}  // namespace inspect

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <QByteArray>
+
+#include <functional>
+#include <memory>
+
+struct evp_cipher_ctx_st;
+struct evp_md_ctx_st;
+
+namespace inspect {
+
+/// Takes plain bytes piece by piece. They are authentic only if the whole comes out good.
+using PieceSink = std::function<void(QByteArrayView piece)>;
+
+/// Opens what one AES-128-GCM key sealed (NIST SP 800-38D). The pieces go through one buffer, which is wiped.
+class GcmOpener {
+  public:
+    explicit GcmOpener(QByteArrayView key);
+    ~GcmOpener();
+    GcmOpener(const GcmOpener&) = delete;
+    GcmOpener& operator=(const GcmOpener&) = delete;
+
+    /// Whether `tag` (16 bytes) is right for `sealed`, given its IV (12 or 16 bytes) and what was authenticated
+    /// besides.
+    [[nodiscard]] bool open(QByteArrayView iv, std::initializer_list<QByteArrayView> additional, QByteArrayView sealed,
+                            QByteArrayView tag, const PieceSink& sink);
+
+  private:
+    struct Free {
+        void operator()(evp_cipher_ctx_st* context) const;
+    };
+    std::unique_ptr<evp_cipher_ctx_st, Free> context_;
+    QByteArray buffer_;
+    bool usable_ = false;
+};
+
+/// SHA-256 over pieces (FIPS 180-4).
+class Sha256 {
+  public:
+    Sha256();
+    void add(QByteArrayView piece);
+    [[nodiscard]] QByteArray finish();
+
+  private:
+    struct Free {
+        void operator()(evp_md_ctx_st* context) const;
+    };
+    std::unique_ptr<evp_md_ctx_st, Free> context_;
+    bool usable_ = false;
+};
+
+[[nodiscard]] QByteArray sha256(QByteArrayView bytes);
+
+/// HMAC-SHA256 (RFC 2104); the caller wipes it.
+[[nodiscard]] QByteArray hmacSha256(QByteArrayView key, QByteArrayView message);
+
+/// Compares in a time that tells nothing but the sizes.
+[[nodiscard]] bool sameBytes(QByteArrayView a, QByteArrayView b);
+
+}  // namespace inspect

@@ -1,0 +1,89 @@
+#include "inspect/codes.h"
+
+#include <array>
+#include <cstddef>
+
+namespace inspect {
+
+namespace {
+
+constexpr std::array findingRows = {
+    FindingRow{FindingCode::cutOff, "cutOff", Severity::error, "cut off, {missing} of {wanted} bytes are missing"},
+    FindingRow{FindingCode::badMagic, "badMagic", Severity::error, "the magic should be \"{expected}\""},
+    FindingRow{FindingCode::unknownProtocol, "unknownProtocol", Severity::error, "unknown protocol version {value}"},
+    FindingRow{FindingCode::unknownLetter, "unknownLetter", Severity::error, "unknown letter '{value}'"},
+    FindingRow{FindingCode::wrongIndex, "wrongIndex", Severity::error, "number {value} where {expected} is due"},
+    FindingRow{FindingCode::wrongVersion, "wrongVersion", Severity::error,
+               "image version {value}, but {expected} in the first area"},
+    FindingRow{FindingCode::wrongCount, "wrongCount", Severity::error, "says {value} areas, the image {expected}"},
+    FindingRow{FindingCode::notZero, "notZero", Severity::error, "bytes that should be zero aren't"},
+    FindingRow{FindingCode::noEndArea, "noEndArea", Severity::error, "no option bytes area ends the image"},
+    FindingRow{FindingCode::bytesBehindEnd, "bytesBehindEnd", Severity::error, "{size} bytes behind the end"},
+    FindingRow{FindingCode::overlap, "overlap", Severity::error, "overlaps area {other} from {address} on"},
+    FindingRow{FindingCode::moduleTail, "moduleTail", Severity::error,
+               "area {other} starts at {address}, in the last Flash word of this module"},
+    FindingRow{FindingCode::addressWraps, "addressWraps", Severity::error, "goes beyond 32-bit addresses"},
+    FindingRow{FindingCode::wrongOrder, "wrongOrder", Severity::error, "out of the order of the letters"},
+    FindingRow{FindingCode::wrongDescriptor, "wrongDescriptor", Severity::error, "region {field} {value} can't be"},
+    FindingRow{FindingCode::otherFormatFits, "otherFormatFits", Severity::note,
+               "the content also fits {other}; the suffix decided"},
+    FindingRow{FindingCode::assumedFormat, "assumedFormat", Severity::note,
+               "nothing in the content tells the format; the suffix decided"},
+};
+
+constexpr std::array checkRows = {
+    CheckRow{CheckCode::rules, "rules", "rules of the format", "broken", Proof::structure},
+    CheckRow{CheckCode::tag, "tag", "tag", "wrong", Proof::tag},
+    CheckRow{CheckCode::digest, "digest", "digest", "wrong", Proof::digest},
+    CheckRow{CheckCode::regionKey, "regionKey", "region key", "wrong", Proof::structure},
+    CheckRow{CheckCode::continuation, "continuation", "part and area count", "wrong", Proof::structure},
+    CheckRow{CheckCode::payloadForm, "payloadForm", "form of the content", "wrong", Proof::structure},
+    CheckRow{CheckCode::ivs, "ivs", "IVs all different", "no: area {other} of {file} has the same", Proof::structure},
+    CheckRow{CheckCode::unused, "unused", "no byte unused", "no", Proof::structure},
+    CheckRow{CheckCode::nonce, "nonce", "base IV from the nonce", "no", Proof::structure},
+    CheckRow{CheckCode::against, "against", "content as its sources", "no", Proof::comparison},
+};
+
+constexpr std::array reasonRows = {
+    ReasonRow{Reason::none, "none", ""},
+    ReasonRow{Reason::noKey, "noKey", "no key given"},
+    ReasonRow{Reason::cutOff, "cutOff", "cut off"},
+    ReasonRow{Reason::notAuthentic, "notAuthentic", "its content isn't authentic"},
+    ReasonRow{Reason::notAsked, "notAsked", "not asked for"},
+    ReasonRow{Reason::noProtection, "noProtection", "nothing in the format protects it"},
+    ReasonRow{Reason::unknownCipher, "unknownCipher", "only its maker can open it"},
+    ReasonRow{Reason::noMemory, "noMemory", "not enough memory"},
+};
+
+/// A row stands at the place of its code, so that a code without a row can't be built.
+template <typename Table, typename Member>
+constexpr bool isInOrder(const Table& table, Member member) {
+    for (std::size_t i = 0; i < table.size(); ++i) {
+        if (static_cast<std::size_t>(table[i].*member) != i) {
+            return false;
+        }
+    }
+    return true;
+}
+static_assert(isInOrder(findingRows, &FindingRow::code));
+static_assert(isInOrder(checkRows, &CheckRow::code));
+static_assert(isInOrder(reasonRows, &ReasonRow::reason));
+static_assert(findingRows.size() == static_cast<std::size_t>(FindingCode::assumedFormat) + 1);
+static_assert(checkRows.size() == static_cast<std::size_t>(CheckCode::against) + 1);
+static_assert(reasonRows.size() == static_cast<std::size_t>(Reason::noMemory) + 1);
+
+}  // namespace
+
+const FindingRow& rowOf(FindingCode code) {
+    return findingRows[static_cast<std::size_t>(code)];
+}
+
+const CheckRow& rowOf(CheckCode code) {
+    return checkRows[static_cast<std::size_t>(code)];
+}
+
+const ReasonRow& rowOf(Reason reason) {
+    return reasonRows[static_cast<std::size_t>(reason)];
+}
+
+}  // namespace inspect

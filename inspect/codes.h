@@ -1,0 +1,75 @@
+#pragma once
+
+#include <cstdint>
+
+namespace inspect {
+
+/// What can be found in a file. Each has one row in codes.cpp: its stable name, its severity and its words.
+enum class FindingCode : std::uint8_t {
+    cutOff,
+    badMagic,
+    unknownProtocol,
+    unknownLetter,
+    wrongIndex,
+    wrongVersion,
+    wrongCount,
+    notZero,
+    noEndArea,
+    bytesBehindEnd,
+    overlap,
+    moduleTail,
+    addressWraps,
+    wrongOrder,
+    wrongDescriptor,
+    otherFormatFits,
+    assumedFormat,
+};
+
+enum class Severity : std::uint8_t { note, error };
+
+struct FindingRow {
+    FindingCode code;
+    const char* name;
+    Severity severity;
+    const char* words;  ///< "{name}" stands for the argument of that name
+};
+
+/// What can be proven.
+enum class CheckCode : std::uint8_t {
+    rules,
+    tag,
+    digest,
+    regionKey,
+    continuation,
+    payloadForm,
+    ivs,
+    unused,
+    nonce,
+    against,
+};
+
+/// What a good check proves its bytes by.
+enum class Proof : std::uint8_t { none, structure, digest, signature, tag, comparison };
+
+struct CheckRow {
+    CheckCode code;
+    const char* name;
+    const char* words;
+    const char* badWords;
+    Proof proof;
+};
+
+/// Why a check wasn't made.
+enum class Reason : std::uint8_t { none, noKey, cutOff, notAuthentic, notAsked, noProtection, unknownCipher, noMemory };
+
+struct ReasonRow {
+    Reason reason;
+    const char* name;
+    const char* words;
+};
+
+[[nodiscard]] const FindingRow& rowOf(FindingCode code);
+[[nodiscard]] const CheckRow& rowOf(CheckCode code);
+[[nodiscard]] const ReasonRow& rowOf(Reason reason);
+
+}  // namespace inspect

@@ -1,0 +1,89 @@
+#include "inspect/input.h"
+
+#include "files/largePages.h"
+#include "files/readExactly.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <sys/stat.h>
+
+#include <limits>
+
+namespace inspect {
+
+namespace {
+
+constexpr qsizetype keySize = 16;
+
+// Unbuffered, so that no second copy of a key stays behind.
+bool openInput(const QString& path, QFile& file, QString& fault) {
+    const bool isOpen = path == QLatin1String("-") ? file.open(0, QIODevice::ReadOnly | QIODevice::Unbuffered)
+                                                   : file.open(QIODevice::ReadOnly | QIODevice::Unbuffered);
+    if (!isOpen) {
+        fault = file.errorString();
+    }
+    return isOpen;
+}
+
+// One read into memory of the right size where the size is known.
+bool readRegular(QFile& file, QByteArray& bytes) {
+    const qint64 size = file.size();
+    if (!canAllocate(size)) {
+        return false;
+    }
+    QByteArray content(size, Qt::Uninitialized);
+    preferLargePages(content);
+    if (file.read(content.data(), size) != size) {
+        return false;
+    }
+    bytes = std::move(content);
+    return true;
+}
+
+}  // namespace
+
+bool readInput(const QString& path, QByteArray& bytes, QString& fault) {
+    QFile file(path);
+    if (!openInput(path, file, fault)) {
+        return false;
+    }
+    const bool isRegular = !file.isSequential() && QFileInfo(path).isFile();
+    const bool isRead =
+        isRegular ? readRegular(file, bytes) : readUpTo(file, std::numeric_limits<qint64>::max() / 2, bytes);
+    if (!isRead) {
+        fault = QStringLiteral("not readable to its end, or larger than the memory");
+    }
+    return isRead;
+}
+
+bool readKey(const QString& path, QByteArray& key, QString& fault, QString& warning) {
+    QFile file(path);
+    if (!openInput(path, file, fault)) {
+        return false;
+    }
+    // One byte more than a key has, to see that there is none. Never more: a wrong path can be a whole firmware.
+    QByteArray content(keySize + 1, '\0');
+    const WipeOnExit wiped(content);
+    qsizetype got = 0;
+    qint64 piece = 1;
+    while (piece > 0 && got < content.size()) {
+        piece = file.read(content.data() + got, content.size() - got);
+        got += std::max<qint64>(piece, 0);
+    }
+    if (got != keySize) {
+        const bool endsInLineFeed = got == keySize + 1 && content.at(keySize) == '\n';
+        fault = got < keySize ? QStringLiteral("a key has 16 bytes, not %1").arg(got)
+                              : QStringLiteral("a key has 16 bytes; there are more%1")
+                                    .arg(endsInLineFeed ? QStringLiteral(", the 17th a line feed") : QString());
+        return false;
+    }
+    key = QByteArray(content.constData(), keySize);
+    struct stat status = {};
+    if (fstat(file.handle(), &status) == 0 && S_ISREG(status.st_mode) && (status.st_mode & S_IROTH) != 0) {
+        warning = QStringLiteral("the key file may be read by everybody");
+    }
+    return true;
+}
+
+}  // namespace inspect

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "inspect/Evidence.h"
+
+#include <QString>
+
+namespace inspect {
+
+/// Reads all of the file at `path`, a pipe too; "-" is standard input. On failure `fault` says why.
+[[nodiscard]] bool readInput(const QString& path, QByteArray& bytes, QString& fault);
+
+/// Reads a key of exactly 16 bytes likewise. `warning` tells of a file that everybody may read.
+[[nodiscard]] bool readKey(const QString& path, QByteArray& key, QString& fault, QString& warning);
+
+}  // namespace inspect

@@ -1,0 +1,81 @@
+#include "tests/inspect/Inspection.h"
+
+#include <algorithm>
+#include <set>
+
+namespace {
+
+inspect::Report reportOf(const Inspection& inspection, const char* command) {
+    inspect::Report report;
+    report.command = QString::fromLatin1(command);
+    report.files.push_back(inspection.description);
+    return report;
+}
+
+bool isPrintable(char character) {
+    return character == '\n' || (static_cast<unsigned char>(character) >= 0x20 && character != 0x7F);
+}
+
+void collectFaults(const inspect::Description& description, std::set<std::string>& names) {
+    for (const inspect::Finding& finding : description.findings) {
+        const inspect::FindingRow& row = inspect::rowOf(finding.code);
+        if (row.severity == inspect::Severity::error) {
+            names.insert(row.name);
+        }
+    }
+    for (const inspect::Check& check : description.checks) {
+        const std::string name = inspect::rowOf(check.code).name;
+        if (check.result == inspect::CheckResult::bad && check.code != inspect::CheckCode::rules) {
+            names.insert(name);
+        } else if (check.result == inspect::CheckResult::unchecked && check.needed) {
+            names.insert("?" + name);
+        }
+    }
+    for (const inspect::Description& inner : description.inner) {
+        collectFaults(inner, names);
+    }
+}
+
+}  // namespace
+
+std::string Inspection::faults() const {
+    std::set<std::string> names;
+    collectFaults(description, names);
+    std::string text;
+    for (const std::string& name : names) {
+        text += (text.empty() ? "" : " ") + name;
+    }
+    return text;
+}
+
+std::string Inspection::text(const char* command) const {
+    return inspect::printText(reportOf(*this, command)).toStdString();
+}
+
+QByteArray Inspection::json(const char* command) const {
+    return inspect::printJson(reportOf(*this, command));
+}
+
+Inspection inspectBytes(const QByteArray& bytes, const char* name, const QByteArray& key, const char* as) {
+    const inspect::FormatRow* const row = as == nullptr ? nullptr : inspect::formatByName(QString::fromLatin1(as));
+    inspect::Source source;
+    source.path = QString::fromUtf8(name);
+    source.bytes = bytes;
+    inspect::Evidence evidence;
+    evidence.key = QByteArray(key.constData(), key.size());
+    Inspection inspection{inspect::describe(source, row), {}};
+    inspect::prove(source, evidence, inspection.description);
+    std::vector<inspect::Description> files = {inspection.description};
+    inspect::proveIvs(files);
+    inspection.description = files.front();
+    inspection.judgement = inspect::judge(inspection.description);
+    EXPECT_TRUE(inspect::isTiled(inspection.description)) << name;
+    for (const QByteArray& output : {QByteArray::fromStdString(inspection.text("show")),
+                                     QByteArray::fromStdString(inspection.text("verify")), inspection.json("verify")}) {
+        EXPECT_TRUE(std::all_of(output.begin(), output.end(), isPrintable)) << output.constData();
+        if (!key.isEmpty()) {
+            EXPECT_FALSE(output.contains(key) || output.contains(key.toHex()) || output.contains(key.toBase64()));
+        }
+    }
+    return inspection;
+}

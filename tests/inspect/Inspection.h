@@ -1,0 +1,23 @@
+#pragma once
+
+#include "inspect/Report.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+/// What the opener makes of bytes under a name.
+struct Inspection {
+    inspect::Description description;
+    inspect::Judgement judgement;
+
+    /// The names of broken rules, bad checks and, behind "?", needed checks that weren't made.
+    [[nodiscard]] std::string faults() const;
+    [[nodiscard]] std::string text(const char* command) const;
+    [[nodiscard]] QByteArray json(const char* command) const;
+};
+
+/// Shows and proves, and asserts what holds for any bytes: the ranges tile them, both printers say the same twice and
+/// print no control character and nothing of the key.
+[[nodiscard]] Inspection inspectBytes(const QByteArray& bytes, const char* name, const QByteArray& key,
+                                      const char* as = nullptr);

@@ -1,0 +1,134 @@
+#include "tests/inspect/Inspection.h"
+#include "tests/inspect/SealingKit.h"
+
+namespace {
+
+TEST(InspectInstallImage, IsShown) {
+    const Inspection plain = inspectBytes(kitMake(kitInstallImage()), "a.tbi", {});
+    EXPECT_EQ(plain.text("show"),
+              "a.tbi: install image by content, 253 bytes, protocol version 1, image version 1, area count 4, base IV "
+              "19937636ac35ca34e8608bfd\n"
+              "area 1 F firmware      at 28   0x08000000-0x0800002F  48 bytes\n"
+              "area 2 F firmware      at 106  0x08000100-0x08000110  17 bytes\n"
+              "area 3 H hash          at 153  0x00000000             32 bytes\n"
+              "area 4 C option bytes  at 215  0x00000000              8 bytes\n"
+              "memory 0x08000000-0x0800002F firmware\n"
+              "memory 0x08000100-0x08000110 firmware\n");
+    const Inspection external = inspectBytes(kitMake(kitExternalImage()), "\x1b[31m\xe2\x80\xae.tbi", {});
+    EXPECT_EQ(external.text("show").substr(0, 24), "\\u{1b}[31m\\u{202e}.tbi: ");
+    EXPECT_NE(external.text("show").find(
+                  "0x90000000-0x9000001F  48 bytes, region mode 2, region number 5, key address 0x08001000\n"),
+              std::string::npos);
+}
+
+TEST(InspectInstallImage, IsProvenByItsKey) {
+    const Inspection inspection = inspectBytes(kitMake(kitExternalImage()), "a.tbi", kitKey);
+    EXPECT_EQ(inspection.faults(), "");
+    const std::string text = inspection.text("verify");
+    EXPECT_EQ(text.substr(text.find('\n') + 1),
+              "area 1 O 0x0FFD0100 16 bytes: tag good, form of the content good\n"
+              "area 2 m 0x08010000 11 bytes: tag good, form of the content good\n"
+              "area 3 M 0x08010000 40 bytes: tag good\n"
+              "area 4 E 0x90000000 48 bytes: tag good, region key good\n"
+              "area 5 P 0x0800F000 8 bytes: tag good, part and area count good\n"
+              "area 6 e 0x90000000 32 bytes: tag good, region key good\n"
+              "area 7 H 0x00000000 32 bytes: tag good, digest good\n"
+              "area 8 C 0x00000000 0 bytes: tag good\n"
+              "a.tbi: rules of the format good, IVs all different good\n"
+              "proven by tag and digest: 583 bytes of a.tbi\n");
+    EXPECT_EQ(inspectBytes(kitMake(kitExternalImage()), "a.tbi", {}).judgement.verdict, inspect::Verdict::undecided);
+}
+
+// Every part of the file is covered by a tag, so no change of a bit may pass, and none may be taken for a missing key.
+TEST(InspectInstallImage, EveryChangedBitAndEveryCutIsWrong) {
+    for (const KitImage& image : {kitInstallImage(), kitExternalImage()}) {
+        const QByteArray good = kitMake(image);
+        for (const inspect::Range& range : inspectBytes(good, "a.tbi", kitKey).description.ranges) {
+            EXPECT_EQ(range.cover, inspect::Cover::tag) << range.offset;
+        }
+        for (qsizetype i = 0; i < good.size(); ++i) {
+            QByteArray changed = good;
+            changed[i] = static_cast<char>(changed.at(i) ^ (1 << (i % 8)));
+            EXPECT_EQ(inspectBytes(changed, "a.tbi", kitKey).judgement.verdict, inspect::Verdict::wrong) << i;
+            EXPECT_EQ(inspectBytes(good.first(i), "a.tbi", kitKey).judgement.verdict, inspect::Verdict::wrong) << i;
+        }
+    }
+}
+
+KitImage changed(KitImage image, void (*change)(KitImage& image)) {
+    change(image);
+    return image;
+}
+
+// Each with right tags, so that the check behind them is reached, and each seen by one check alone.
+TEST(InspectInstallImage, NamesTheOneRuleThatIsBroken) {
+    struct Row {
+        const char* faults;
+        KitImage base;
+        void (*change)(KitImage& image);
+    };
+    const Row rows[] = {
+        {"badMagic", kitInstallImage(), [](KitImage& image) { image.magic = "TBIMAGIK"; }},
+        {"unknownProtocol", kitExternalImage(), [](KitImage& image) { image.protocol = 4; }},
+        {"notZero", kitInstallImage(), [](KitImage& image) { image.headerEnd[3] = 1; }},
+        {"notZero", kitExternalImage(), [](KitImage& image) { image.areas[0].second = QByteArray(16, 'x'); }},
+        {"unknownLetter", kitInstallImage(), [](KitImage& image) { image.areas[0].letter = 'X'; }},
+        {"wrongIndex", kitInstallImage(), [](KitImage& image) { image.areas[1].index = 9; }},
+        {"ivs wrongIndex", kitInstallImage(), [](KitImage& image) { image.areas[1].index = 1; }},
+        {"wrongVersion", kitInstallImage(), [](KitImage& image) { image.areas[2].version = 2; }},
+        {"wrongCount", kitInstallImage(), [](KitImage& image) { image.areas[2].count = 5; }},
+        {"wrongCount", kitInstallImage(), [](KitImage& image) { image.count = 5; }},
+        {"noEndArea", kitInstallImage(), [](KitImage& image) { image.areas.pop_back(); }},
+        {"overlap", kitInstallImage(), [](KitImage& image) { image.areas[1].address = 0x0800002F; }},
+        {"addressWraps", kitInstallImage(), [](KitImage& image) { image.areas[1].address = 0xFFFFFFF0; }},
+        {"moduleTail", kitExternalImage(), [](KitImage& image) { image.areas[4].address = 0x08010028; }},
+        {"wrongOrder", kitExternalImage(), [](KitImage& image) { image.areas[1].address = 0; }},
+        {"wrongDescriptor", kitExternalImage(), [](KitImage& image) { image.areas[3].second[4] = 4; }},
+        {"wrongDescriptor", kitExternalImage(), [](KitImage& image) { image.areas[5].second[0] = 1; }},
+        {"digest", kitInstallImage(), [](KitImage& image) { image.areas[2].payload[31] ^= 1; }},
+        {"regionKey", kitExternalImage(),
+         [](KitImage& image) {
+             image.areas[3].regionKeyOf = "another";
+             image.areas[6] = kitHash({image.areas.begin(), image.areas.begin() + 6});
+         }},
+        {"continuation", kitExternalImage(),
+         [](KitImage& image) {
+             image.areas[4].payload[0] = 2;
+             image.areas[6] = kitHash({image.areas.begin(), image.areas.begin() + 6});
+         }},
+        {"payloadForm", kitExternalImage(),
+         [](KitImage& image) {
+             image.areas[0].payload[4] = 5;
+             image.areas[6] = kitHash({image.areas.begin(), image.areas.begin() + 6});
+         }},
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ(inspectBytes(kitMake(changed(row.base, row.change)), "a.tbi", kitKey).faults(), row.faults);
+    }
+    EXPECT_EQ(inspectBytes(kitMake(kitInstallImage()) + "x", "a.tbi", kitKey).faults(), "bytesBehindEnd");
+    EXPECT_EQ(inspectBytes(kitMake(kitInstallImage()), "a.tbi", QByteArray(16, 'k')).faults(), "tag");
+}
+
+// No key is needed to see that two images share an IV; one image in two files shares nothing but itself.
+TEST(InspectInstallImage, IvsDifferOverAllFiles) {
+    KitImage other = kitInstallImage();
+    other.areas[0].payload[0] = 'x';
+    KitImage fresh = other;
+    fresh.nonce = "fresh";
+    struct Row {
+        KitImage image;
+        bool isGood;
+    };
+    for (const Row& row : {Row{kitInstallImage(), true}, Row{other, false}, Row{fresh, true}}) {
+        std::vector<inspect::Description> files;
+        for (const QByteArray& bytes : {kitMake(kitInstallImage()), kitMake(row.image)}) {
+            files.push_back(inspectBytes(bytes, "a.tbi", {}).description);
+            files.back().checks.clear();
+        }
+        inspect::proveIvs(files);
+        const bool isGood = inspect::judge(files[0]).bad + inspect::judge(files[1]).bad == 0;
+        EXPECT_EQ(isGood, row.isGood);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <QByteArray>
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+/// Makes sealed images from docs/formats.md, right ones and wrong ones with right tags: the opener's tests need both,
+/// and the tool itself makes no wrong ones.
+
+struct KitArea {
+    char letter = 'F';
+    std::uint32_t address = 0;
+    QByteArray payload;
+    QByteArray second;  ///< empty: zero
+    std::optional<std::uint8_t> version;
+    std::optional<std::uint16_t> index;
+    std::optional<std::uint16_t> count;
+    QByteArray regionKeyOf;  ///< not empty: the region key for this key is put behind the payload
+};
+
+struct KitImage {
+    QByteArray magic = "TBIMAGIC";
+    std::uint16_t protocol = 1;
+    std::optional<std::uint16_t> count;
+    std::uint8_t version = 1;
+    std::uint32_t ivKind = 0;
+    bool hasSecond = false;
+    QByteArray nonce = QByteArray(12, 'n');
+    QByteArray headerEnd = QByteArray(4, '\0');
+    std::vector<KitArea> areas;
+};
+
+inline const QByteArray kitKey = QByteArrayLiteral("sentinel-key-16b");
+
+[[nodiscard]] QByteArray kitSha256(const QByteArray& bytes);
+[[nodiscard]] QByteArray kitBaseIv(const QByteArray& nonce);
+
+/// The ciphertext of `plain`, and its tag.
+struct Sealed {
+    QByteArray bytes;
+    QByteArray tag;
+};
+[[nodiscard]] Sealed kitSeal(const QByteArray& iv, const QByteArray& additional, const QByteArray& plain);
+[[nodiscard]] QByteArray kitAreaIv(const QByteArray& nonce, std::uint32_t kind, std::uint8_t version,
+                                   std::uint16_t number);
+
+[[nodiscard]] QByteArray kitMake(const KitImage& image);
+
+/// The hash area for what stands in `areas`.
+[[nodiscard]] KitArea kitHash(const std::vector<KitArea>& areas);
+
+/// Firmware in two segments, hash and option bytes.
+[[nodiscard]] KitImage kitInstallImage();
+/// External firmware and modules besides.
+[[nodiscard]] KitImage kitExternalImage();

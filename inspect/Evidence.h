@@ -5,20 +5,34 @@
 #include <QByteArray>
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace inspect {
 
+/// Where a memory cipher image lies, and how it was encrypted.
+struct MemoryUse {
+    std::uint32_t address = 0;
+    std::uint32_t mode = 0;
+};
+
 /// What the user gives to prove a file with. Keys are wiped with it.
 struct Evidence {
     Evidence() = default;
-    ~Evidence() { wipe(key); }
+    ~Evidence() {
+        wipe(key);
+        wipe(privateKey);
+    }
     Evidence(const Evidence&) = delete;
     Evidence& operator=(const Evidence&) = delete;
 
     QByteArray key;  ///< 16 bytes; empty if none was given
     bool hasNonce = false;
     QByteArray nonce;
+    QByteArray publicKey;   ///< PEM, or the 64 bytes of a P-256 point; empty if none was given
+    QByteArray privateKey;  ///< PEM; empty if none was given
+    std::optional<MemoryUse> memory;
+    std::optional<QByteArray> app;  ///< what a memory cipher image should decrypt to
 };
 
 /// What the plain bytes of a part are for.

@@ -42,6 +42,8 @@ constexpr std::array checkRows = {
     CheckRow{CheckCode::unused, "unused", "no byte unused", "no", Proof::structure},
     CheckRow{CheckCode::nonce, "nonce", "base IV from the nonce", "no", Proof::structure},
     CheckRow{CheckCode::against, "against", "content as its sources", "no", Proof::comparison},
+    CheckRow{CheckCode::signature, "signature", "signature", "wrong", Proof::signature},
+    CheckRow{CheckCode::sameKey, "sameKey", "of the given key", "no", Proof::comparison},
 };
 
 constexpr std::array reasonRows = {
@@ -53,6 +55,8 @@ constexpr std::array reasonRows = {
     ReasonRow{Reason::noProtection, "noProtection", "nothing in the format protects it"},
     ReasonRow{Reason::unknownCipher, "unknownCipher", "only its maker can open it"},
     ReasonRow{Reason::noMemory, "noMemory", "not enough memory"},
+    ReasonRow{Reason::noPublicKey, "noPublicKey", "no public key given"},
+    ReasonRow{Reason::unusableKey, "unusableKey", "the given key is none of its kind"},
 };
 
 /// A row stands at the place of its code, so that a code without a row can't be built.
@@ -69,8 +73,8 @@ static_assert(isInOrder(findingRows, &FindingRow::code));
 static_assert(isInOrder(checkRows, &CheckRow::code));
 static_assert(isInOrder(reasonRows, &ReasonRow::reason));
 static_assert(findingRows.size() == static_cast<std::size_t>(FindingCode::assumedFormat) + 1);
-static_assert(checkRows.size() == static_cast<std::size_t>(CheckCode::against) + 1);
-static_assert(reasonRows.size() == static_cast<std::size_t>(Reason::noMemory) + 1);
+static_assert(checkRows.size() == static_cast<std::size_t>(CheckCode::sameKey) + 1);
+static_assert(reasonRows.size() == static_cast<std::size_t>(Reason::unusableKey) + 1);
 
 }  // namespace
 

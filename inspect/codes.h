@@ -46,6 +46,8 @@ enum class CheckCode : std::uint8_t {
     unused,
     nonce,
     against,
+    signature,
+    sameKey,
 };
 
 /// What a good check proves its bytes by.
@@ -60,7 +62,18 @@ struct CheckRow {
 };
 
 /// Why a check wasn't made.
-enum class Reason : std::uint8_t { none, noKey, cutOff, notAuthentic, notAsked, noProtection, unknownCipher, noMemory };
+enum class Reason : std::uint8_t {
+    none,
+    noKey,
+    cutOff,
+    notAuthentic,
+    notAsked,
+    noProtection,
+    unknownCipher,
+    noMemory,
+    noPublicKey,
+    unusableKey
+};
 
 struct ReasonRow {
     Reason reason;

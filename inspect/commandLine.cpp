@@ -1,5 +1,6 @@
 #include "inspect/commandLine.h"
 
+#include "files/parseNumber.h"
 #include "inspect/Report.h"
 #include "inspect/input.h"
 
@@ -9,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <optional>
 
 namespace inspect {
 
@@ -42,7 +44,12 @@ class Call {
     [[nodiscard]] Report& report() { return report_; }
 
   private:
+    using SecretReader = bool (*)(const QString& path, QByteArray& key, QString& fault, QString& warning);
+
     bool claimStandardInput(const QString& path);
+    bool readSecret(const char* option, SecretReader read, QByteArray& secret);
+    bool readWhole(const char* option, std::optional<QByteArray>& bytes);
+    bool readMemoryUse();
 
     const QCommandLineParser& parser_;
     Report& report_;
@@ -60,33 +67,67 @@ bool Call::claimStandardInput(const QString& path) {
     return isStandardInputTaken_ = true;
 }
 
-bool Call::readEvidence() {
-    QString fault;
-    if (parser_.isSet(QStringLiteral("key"))) {
-        const QString path = parser_.value(QStringLiteral("key"));
-        QString warning;
-        if (!claimStandardInput(path)) {
-            return false;
-        }
-        if (!readKey(path, evidence_.key, fault, warning)) {
-            return fail("badKey", path, fault);
-        }
-        if (!warning.isEmpty()) {
-            std::fprintf(stderr, "qvora-inspect: warning: %s: %s\n", qUtf8Printable(printable(path)),
-                         qUtf8Printable(warning));
-        }
+bool Call::readSecret(const char* option, SecretReader read, QByteArray& secret) {
+    const QString name = QString::fromLatin1(option);
+    if (!parser_.isSet(name)) {
+        return true;
     }
-    if (parser_.isSet(QStringLiteral("nonce"))) {
-        const QString path = parser_.value(QStringLiteral("nonce"));
-        if (!claimStandardInput(path)) {
-            return false;
-        }
-        if (!readInput(path, evidence_.nonce, fault)) {
-            return fail("unreadable", path, fault);
-        }
-        evidence_.hasNonce = true;
+    const QString path = parser_.value(name);
+    QString fault;
+    QString warning;
+    if (!claimStandardInput(path)) {
+        return false;
+    }
+    if (!read(path, secret, fault, warning)) {
+        return fail("badKey", path, fault);
+    }
+    if (!warning.isEmpty() && name != QLatin1String("public")) {
+        std::fprintf(stderr, "qvora-inspect: warning: %s: %s\n", qUtf8Printable(printable(path)),
+                     qUtf8Printable(warning));
     }
     return true;
+}
+
+bool Call::readWhole(const char* option, std::optional<QByteArray>& bytes) {
+    const QString name = QString::fromLatin1(option);
+    if (!parser_.isSet(name)) {
+        return true;
+    }
+    const QString path = parser_.value(name);
+    QString fault;
+    if (!claimStandardInput(path)) {
+        return false;
+    }
+    if (!readInput(path, bytes.emplace(), fault)) {
+        return fail("unreadable", path, fault);
+    }
+    return true;
+}
+
+bool Call::readMemoryUse() {
+    const QString address = parser_.value(QStringLiteral("address"));
+    const QString mode = parser_.value(QStringLiteral("mode"));
+    if (address.isEmpty() && mode.isEmpty()) {
+        return !evidence_.app || fail("usage", {}, QStringLiteral("--app needs --address and --mode"));
+    }
+    MemoryUse use;
+    if (!parseNumber(address, 16, use.address) || !parseNumber(mode, 10, use.mode)) {
+        return fail("usage", {}, QStringLiteral("--address takes a hexadecimal and --mode a decimal number"));
+    }
+    evidence_.memory = use;
+    return true;
+}
+
+bool Call::readEvidence() {
+    std::optional<QByteArray> nonce;
+    if (!readSecret("key", readKey, evidence_.key) || !readWhole("nonce", nonce) ||
+        !readSecret("public", readKeyFile, evidence_.publicKey) ||
+        !readSecret("private", readKeyFile, evidence_.privateKey) || !readWhole("app", evidence_.app)) {
+        return false;
+    }
+    evidence_.hasNonce = nonce.has_value();
+    evidence_.nonce = nonce.value_or(QByteArray());
+    return readMemoryUse();
 }
 
 bool Call::open(const QString& path, Opened& opened) {
@@ -164,6 +205,11 @@ constexpr std::array options = {
     OptionRow{"as", "FORMAT", "take the file for this format, whatever it looks like", "show verify"},
     OptionRow{"key", "KEY", "the image key, 16 bytes: a path, \"-\" or /proc/self/fd/N", "verify"},
     OptionRow{"nonce", "NONCE", "the nonce that the image was made with", "verify"},
+    OptionRow{"public", "FILE", "the public key: PEM, or X and Y as 64 bytes", "verify"},
+    OptionRow{"private", "PEM", "the private key that personalization data is opened with", "verify"},
+    OptionRow{"app", "FILE", "the application that a memory cipher image was made from", "verify"},
+    OptionRow{"address", "ADDRESS", "where a memory cipher image starts, hexadecimal", "verify"},
+    OptionRow{"mode", "MODE", "how it was encrypted: 0, 1 or 2", "verify"},
 };
 
 const CommandRow* commandOf(const QString& name) {

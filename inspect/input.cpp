@@ -8,6 +8,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <limits>
 
 namespace inspect {
@@ -41,6 +42,29 @@ bool readRegular(QFile& file, QByteArray& bytes) {
     return true;
 }
 
+// Never more than `limit` bytes: a wrong path can be a whole firmware, or a device without an end. No copy of what was
+// read stays behind.
+bool readSecret(const QString& path, qsizetype limit, QByteArray& secret, QString& fault, QString& warning) {
+    QFile file(path);
+    if (!openInput(path, file, fault)) {
+        return false;
+    }
+    QByteArray content(limit, '\0');
+    qsizetype got = 0;
+    qint64 piece = 1;
+    while (piece > 0 && got < limit) {
+        piece = file.read(content.data() + got, limit - got);
+        got += std::max<qint64>(piece, 0);
+    }
+    content.truncate(got);
+    secret = std::move(content);
+    struct stat status = {};
+    if (fstat(file.handle(), &status) == 0 && S_ISREG(status.st_mode) && (status.st_mode & S_IROTH) != 0) {
+        warning = QStringLiteral("the key file may be read by everybody");
+    }
+    return true;
+}
+
 }  // namespace
 
 bool readInput(const QString& path, QByteArray& bytes, QString& fault) {
@@ -58,31 +82,37 @@ bool readInput(const QString& path, QByteArray& bytes, QString& fault) {
 }
 
 bool readKey(const QString& path, QByteArray& key, QString& fault, QString& warning) {
-    QFile file(path);
-    if (!openInput(path, file, fault)) {
-        return false;
-    }
-    // One byte more than a key has, to see that there is none. Never more: a wrong path can be a whole firmware.
-    QByteArray content(keySize + 1, '\0');
+    // One byte more than a key has, to see that there is none.
+    QByteArray content;
     const WipeOnExit wiped(content);
-    qsizetype got = 0;
-    qint64 piece = 1;
-    while (piece > 0 && got < content.size()) {
-        piece = file.read(content.data() + got, content.size() - got);
-        got += std::max<qint64>(piece, 0);
-    }
-    if (got != keySize) {
-        const bool endsInLineFeed = got == keySize + 1 && content.at(keySize) == '\n';
-        fault = got < keySize ? QStringLiteral("a key has 16 bytes, not %1").arg(got)
-                              : QStringLiteral("a key has 16 bytes; there are more%1")
-                                    .arg(endsInLineFeed ? QStringLiteral(", the 17th a line feed") : QString());
+    if (!readSecret(path, keySize + 1, content, fault, warning)) {
         return false;
     }
-    key = QByteArray(content.constData(), keySize);
-    struct stat status = {};
-    if (fstat(file.handle(), &status) == 0 && S_ISREG(status.st_mode) && (status.st_mode & S_IROTH) != 0) {
-        warning = QStringLiteral("the key file may be read by everybody");
+    if (content.size() != keySize) {
+        const bool isLonger = content.size() > keySize;
+        const bool endsInLineFeed = isLonger && content.at(keySize) == '\n';
+        fault = isLonger ? QStringLiteral("a key has 16 bytes; there are more%1")
+                               .arg(endsInLineFeed ? QStringLiteral(", the 17th a line feed") : QString())
+                         : QStringLiteral("a key has 16 bytes, not %1").arg(content.size());
+        return false;
     }
+    key = std::move(content);
+    return true;
+}
+
+bool readKeyFile(const QString& path, QByteArray& key, QString& fault, QString& warning) {
+    constexpr qsizetype limit = 1 << 16;
+    QByteArray content;
+    const WipeOnExit wiped(content);
+    if (!readSecret(path, limit, content, fault, warning)) {
+        return false;
+    }
+    if (content.isEmpty() || content.size() == limit) {
+        fault = QStringLiteral("no key file: it has %1")
+                    .arg(content.isEmpty() ? QStringLiteral("no bytes") : QStringLiteral("64 KiB and more"));
+        return false;
+    }
+    key = std::move(content);
     return true;
 }
 

@@ -1,0 +1,172 @@
+#include "inspect/PublicKey.h"
+
+#include <openssl/bn.h>
+#include <openssl/core_names.h>
+#include <openssl/ecdsa.h>
+#include <openssl/err.h>
+#include <openssl/evp.h>
+#include <openssl/param_build.h>
+#include <openssl/pem.h>
+#include <openssl/rsa.h>
+#include <openssl/x509.h>
+
+#include <limits>
+
+namespace inspect {
+
+namespace {
+
+constexpr qsizetype coordinateSize = 32;
+
+template <auto free>
+struct Freeing {
+    template <typename Object>
+    void operator()(Object* object) const {
+        free(object);
+    }
+};
+template <typename Object, auto free>
+using Owned = std::unique_ptr<Object, Freeing<free>>;
+
+const unsigned char* bytesOf(QByteArrayView view) {
+    return reinterpret_cast<const unsigned char*>(view.data());
+}
+
+EVP_PKEY* readPem(QByteArrayView file) {
+    if (file.size() > std::numeric_limits<int>::max()) {
+        return nullptr;
+    }
+    const Owned<BIO, BIO_free> bio(BIO_new_mem_buf(file.data(), static_cast<int>(file.size())));
+    return bio != nullptr ? PEM_read_bio_PUBKEY(bio.get(), nullptr, nullptr, nullptr) : nullptr;
+}
+
+// A point that isn't on the curve is refused.
+EVP_PKEY* readPoint(QByteArrayView file) {
+    QByteArray point = '\x04' + file.toByteArray();
+    QByteArray group = QByteArrayLiteral("prime256v1");
+    OSSL_PARAM parameters[] = {OSSL_PARAM_construct_utf8_string(OSSL_PKEY_PARAM_GROUP_NAME, group.data(), 0),
+                               OSSL_PARAM_construct_octet_string(OSSL_PKEY_PARAM_PUB_KEY, point.data(),
+                                                                 static_cast<std::size_t>(point.size())),
+                               OSSL_PARAM_construct_end()};
+    const Owned<EVP_PKEY_CTX, EVP_PKEY_CTX_free> context(EVP_PKEY_CTX_new_from_name(nullptr, "EC", nullptr));
+    EVP_PKEY* key = nullptr;
+    if (context == nullptr || EVP_PKEY_fromdata_init(context.get()) != 1 ||
+        EVP_PKEY_fromdata(context.get(), &key, EVP_PKEY_PUBLIC_KEY, parameters) != 1) {
+        return nullptr;
+    }
+    return key;
+}
+
+PublicKey::Kind kindOf(const EVP_PKEY* key) {
+    switch (EVP_PKEY_get_base_id(key)) {
+        case EVP_PKEY_RSA:
+            return PublicKey::Kind::rsa;
+        case EVP_PKEY_ED25519:
+            return PublicKey::Kind::ed25519;
+        case EVP_PKEY_EC: {
+            char group[32] = {};
+            const bool isP256 =
+                EVP_PKEY_get_group_name(key, group, sizeof group, nullptr) == 1 && qstrcmp(group, "prime256v1") == 0;
+            return isP256 ? PublicKey::Kind::p256 : PublicKey::Kind::other;
+        }
+        default:
+            return PublicKey::Kind::other;
+    }
+}
+
+/// Verifies over the pieces; `padding` is 0 for anything but RSA.
+bool verify(EVP_PKEY* key, int padding, std::initializer_list<QByteArrayView> pieces, QByteArrayView signature) {
+    const Owned<EVP_MD_CTX, EVP_MD_CTX_free> context(EVP_MD_CTX_new());
+    EVP_PKEY_CTX* settings = nullptr;
+    if (context == nullptr || EVP_DigestVerifyInit(context.get(), &settings, EVP_sha256(), nullptr, key) != 1 ||
+        (padding != 0 && EVP_PKEY_CTX_set_rsa_padding(settings, padding) != 1) ||
+        (padding == RSA_PKCS1_PSS_PADDING && EVP_PKEY_CTX_set_rsa_pss_saltlen(settings, RSA_PSS_SALTLEN_DIGEST) != 1)) {
+        return false;
+    }
+    for (const QByteArrayView piece : pieces) {
+        if (EVP_DigestVerifyUpdate(context.get(), piece.data(), static_cast<std::size_t>(piece.size())) != 1) {
+            return false;
+        }
+    }
+    const bool isGood =
+        EVP_DigestVerifyFinal(context.get(), bytesOf(signature), static_cast<std::size_t>(signature.size())) == 1;
+    ERR_clear_error();
+    return isGood;
+}
+
+}  // namespace
+
+void PublicKey::Free::operator()(evp_pkey_st* key) const {
+    EVP_PKEY_free(key);
+}
+
+PublicKey::PublicKey(QByteArrayView file) : key_(file.size() == 2 * coordinateSize ? readPoint(file) : readPem(file)) {
+    kind_ = key_ != nullptr ? kindOf(key_.get()) : Kind::none;
+    ERR_clear_error();
+}
+
+int PublicKey::bits() const {
+    return key_ != nullptr ? EVP_PKEY_get_bits(key_.get()) : 0;
+}
+
+QByteArray PublicKey::der() const {
+    unsigned char* bytes = nullptr;
+    const int size = key_ != nullptr ? i2d_PUBKEY(key_.get(), &bytes) : 0;
+    const Owned<unsigned char, [](unsigned char* owned) { OPENSSL_free(owned); }> owned(bytes);
+    return size > 0 ? QByteArray(reinterpret_cast<const char*>(bytes), size) : QByteArray();
+}
+
+QByteArray PublicKey::modulus() const {
+    BIGNUM* number = nullptr;
+    if (kind_ != Kind::rsa || EVP_PKEY_get_bn_param(key_.get(), OSSL_PKEY_PARAM_RSA_N, &number) != 1) {
+        return {};
+    }
+    const Owned<BIGNUM, BN_free> owned(number);
+    QByteArray bytes(BN_num_bytes(number), '\0');
+    BN_bn2bin(number, reinterpret_cast<unsigned char*>(bytes.data()));
+    return bytes;
+}
+
+QByteArray PublicKey::rsaDer() const {
+    unsigned char* bytes = nullptr;
+    const int size = kind_ == Kind::rsa ? i2d_PublicKey(key_.get(), &bytes) : 0;
+    const Owned<unsigned char, [](unsigned char* owned) { OPENSSL_free(owned); }> owned(bytes);
+    return size > 0 ? QByteArray(reinterpret_cast<const char*>(bytes), size) : QByteArray();
+}
+
+bool PublicKey::verifyRsa(Padding padding, std::initializer_list<QByteArrayView> pieces,
+                          QByteArrayView signature) const {
+    return kind_ == Kind::rsa &&
+           verify(key_.get(), padding == Padding::pss ? RSA_PKCS1_PSS_PADDING : RSA_PKCS1_PADDING, pieces, signature);
+}
+
+bool PublicKey::verifyEcdsa(std::initializer_list<QByteArrayView> pieces, QByteArrayView r, QByteArrayView s) const {
+    const Owned<ECDSA_SIG, ECDSA_SIG_free> pair(ECDSA_SIG_new());
+    BIGNUM* const first = BN_bin2bn(bytesOf(r), static_cast<int>(r.size()), nullptr);
+    BIGNUM* const second = BN_bin2bn(bytesOf(s), static_cast<int>(s.size()), nullptr);
+    if (pair == nullptr || ECDSA_SIG_set0(pair.get(), first, second) != 1) {
+        BN_free(first);
+        BN_free(second);
+        return false;
+    }
+    unsigned char* bytes = nullptr;
+    const int size = i2d_ECDSA_SIG(pair.get(), &bytes);
+    const Owned<unsigned char, [](unsigned char* owned) { OPENSSL_free(owned); }> owned(bytes);
+    return size > 0 && verifyEcdsa(pieces, QByteArrayView(bytes, size));
+}
+
+bool PublicKey::verifyEcdsa(std::initializer_list<QByteArrayView> pieces, QByteArrayView signature) const {
+    return kind_ == Kind::p256 && verify(key_.get(), 0, pieces, signature);
+}
+
+bool PublicKey::verifyEd25519(QByteArrayView message, QByteArrayView signature) const {
+    const Owned<EVP_MD_CTX, EVP_MD_CTX_free> context(EVP_MD_CTX_new());
+    const bool isGood = kind_ == Kind::ed25519 && context != nullptr &&
+                        EVP_DigestVerifyInit(context.get(), nullptr, nullptr, nullptr, key_.get()) == 1 &&
+                        EVP_DigestVerify(context.get(), bytesOf(signature), static_cast<std::size_t>(signature.size()),
+                                         bytesOf(message), static_cast<std::size_t>(message.size())) == 1;
+    ERR_clear_error();
+    return isGood;
+}
+
+}  // namespace inspect

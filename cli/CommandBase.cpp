@@ -1,8 +1,10 @@
 #include "cli/CommandBase.h"
 
 #include "files/openFile.h"
+#include "files/outputFile.h"
 #include "files/parseNumber.h"
 
+#include <algorithm>
 #include <cstdarg>
 
 Flow failRun(const char* format, ...) {
@@ -42,20 +44,32 @@ bool CommandBase::openInput(const QString& path, FileData*& result) const {
     return openFile(tool.fileContext, path, result);
 }
 
+bool CommandBase::readSecret(const QString& path, QByteArray& bytes, qint64 expectedSize) {
+    secretPaths.append(path);
+    return CommandLineTool::readBinaryFile(path, bytes, expectedSize);
+}
+
+bool CommandBase::mayWrite(const QString& path) const {
+    const auto secret = std::find_if(secretPaths.begin(), secretPaths.end(),
+                                     [&path](const QString& candidate) { return isSameFile(path, candidate); });
+    return secret == secretPaths.end() ||
+           reportError("The output file %s would replace the file %s", qUtf8Printable(path), qUtf8Printable(*secret));
+}
+
 Flow CommandBase::readKey(const QStringList& params) {
-    return continueIf(CommandLineTool::readBinaryFile(params.constFirst(), tool.key, 16));
+    return continueIf(readSecret(params.constFirst(), tool.key, 16));
 }
 
 Flow CommandBase::readAnyNonce(const QStringList& params) {
-    return continueIf(CommandLineTool::readBinaryFile(params.constFirst(), tool.nonce, 0));
+    return continueIf(readSecret(params.constFirst(), tool.nonce, 0));
 }
 
 Flow CommandBase::readNonce12(const QStringList& params) {
-    return continueIf(CommandLineTool::readBinaryFile(params.constFirst(), tool.nonce, 12));
+    return continueIf(readSecret(params.constFirst(), tool.nonce, 12));
 }
 
 Flow CommandBase::readNonce16(const QStringList& params) {
-    return continueIf(CommandLineTool::readBinaryFile(params.constFirst(), tool.nonce, 16));
+    return continueIf(readSecret(params.constFirst(), tool.nonce, 16));
 }
 
 Flow CommandBase::setImageVersion(const QStringList& params) {

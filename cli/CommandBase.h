@@ -28,6 +28,7 @@ struct CommandBase {
     CommandLineTool& tool;
     const CommandCall& call;
     GivenOptions given;
+    QStringList secretPaths;  ///< of the keys, nonces and secrets that were read: no output may replace them
 
     CommandBase(CommandLineTool& owner, const CommandCall& found) : tool(owner), call(found) {}
 
@@ -38,6 +39,11 @@ struct CommandBase {
 
     /// Loads an input file as the commands do, its gaps filled with 0xFF.
     [[nodiscard]] bool openInput(const QString& path, FileData*& result) const;
+
+    /// Reads a key, a nonce or secrets as the tool's `readBinaryFile` does, and keeps the path in mind.
+    [[nodiscard]] bool readSecret(const QString& path, QByteArray& bytes, qint64 expectedSize);
+    /// Whether an output may be written at `path`. False, with a message, over one of the secrets that were read.
+    [[nodiscard]] bool mayWrite(const QString& path) const;
 
     // Handlers. Each stores into the tool's member of its name.
     Flow readKey(const QStringList& params);       // 16 bytes

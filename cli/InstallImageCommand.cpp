@@ -353,7 +353,7 @@ Flow InstallImageCommand::checkOptions() {
     if (has("-ct") && !has("-rs")) {
         return failRun("Missing ram size");
     }
-    return Flow::goOn();
+    return continueIf(mayWrite(tool.outputPath));
 }
 
 Flow InstallImageCommand::mergeFirmware() {

@@ -50,6 +50,7 @@ Flow MemoryCipherCommand::setApp(const QStringList& params) {
 }
 
 Flow MemoryCipherCommand::setKey(const QStringList& params) {
+    secretPaths = params.first(1);
     return setBinaryPath(params, keyPath);
 }
 
@@ -74,7 +75,8 @@ Flow MemoryCipherCommand::run() {
         return flow;
     }
     DcuEncryption engine;
-    const bool encrypted = engine.encryptBinary(appPath, keyPath, directory, startAddress, mode);
+    const bool encrypted = mayWrite(directory + QLatin1String("/Encrypted_Image.bin")) &&
+                           engine.encryptBinary(appPath, keyPath, directory, startAddress, mode);
     displayMessage(MessageKind::success, "%s",
                    encrypted ? "Firmware successfully Encrypted" : "Firmware encryption failed");
     return Flow::goOn();

@@ -30,7 +30,7 @@ constexpr OptionRow<PayloadCommand> optionRows[] = {
 };
 
 Flow PayloadCommand::readBlob(const QStringList& params) {
-    return continueIf(CommandLineTool::readBinaryFile(params.constFirst(), blob, blobSize));
+    return continueIf(readSecret(params.constFirst(), blob, blobSize));
 }
 
 Flow PayloadCommand::readOemKey(const QStringList& params) {
@@ -42,7 +42,7 @@ Flow PayloadCommand::readOemKey(const QStringList& params) {
     displayMessage(MessageKind::normal, "%s",
                    pem ? "OEM public key checking..." : "OEM Root public key table hash checking...");
     QByteArray oemKey;  // read for its size alone; the library takes the path
-    return continueIf(CommandLineTool::readBinaryFile(path, oemKey, pem ? 178 : 32));
+    return continueIf(readSecret(path, oemKey, pem ? 178 : 32));
 }
 
 Flow PayloadCommand::run() {
@@ -58,6 +58,9 @@ Flow PayloadCommand::run() {
         if (!wasGiven(optionRows, given, name)) {
             return failRun("One or more mandatory options are missing for %s PVS", pvsProtocol == 0 ? "RT51" : "RT31");
         }
+    }
+    if (!mayWrite(tool.outputPath)) {
+        return Flow::end(1);
     }
     auto* const path = reinterpret_cast<unsigned char*>(oemKeyPath.data());
     const QByteArray payload = tool.preparation.PVSPayloadPreparation(blob, tool.key, tool.nonce, path, blobSize);

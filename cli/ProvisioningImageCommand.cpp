@@ -29,7 +29,7 @@ constexpr OptionRow<ProvisioningImageCommand> optionRows[] = {
 };
 
 Flow ProvisioningImageCommand::readBlob(const QStringList& params) {
-    return continueIf(CommandLineTool::readBinaryFile(params.constFirst(), blob, 0));
+    return continueIf(readSecret(params.constFirst(), blob, 0));
 }
 
 Flow ProvisioningImageCommand::addBackup(const QStringList& params) {
@@ -70,6 +70,9 @@ Flow ProvisioningImageCommand::run() {
         if (!wasGiven(optionRows, given, name)) {
             return failRun("One or more mandatory options are missing for RT51 PVS");
         }
+    }
+    if (!mayWrite(tool.outputPath)) {
+        return Flow::end(1);
     }
     pvsTbiParameters parameters;
     parameters.blob = std::move(blob);

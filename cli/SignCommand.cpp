@@ -2,6 +2,7 @@
 #include "cli/commands.h"
 #include "files/parseNumber.h"
 #include "files/readExactly.h"
+#include "preparation-interface/publicKeyPath.h"
 
 #include <QByteArrayView>
 
@@ -72,6 +73,7 @@ Flow SignCommand::checkAlgorithm(const QStringList& params) {
 
 Flow SignCommand::setPrivateKey(const QStringList& params) {
     tool.privateKeyPath = params.constFirst();
+    secretPaths = {tool.privateKeyPath, publicKeyPath(tool.privateKeyPath)};
     return Flow::goOn();
 }
 
@@ -120,6 +122,9 @@ Flow SignCommand::run() {
     const auto has = [this](const char* name) { return wasGiven(optionRows, given, name); };
     if (input == nullptr || !has("-prvk") || !has("-v") || !has("-o")) {
         return failRun("One or more mandatory options are missing, please refer to help menu");
+    }
+    if (!mayWrite(tool.outputPath)) {
+        return Flow::end(1);
     }
     SignedImage image;
     image.setSigSize(tool.signatureSize);

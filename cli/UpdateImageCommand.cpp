@@ -68,6 +68,9 @@ Flow UpdateImageCommand::run() {
             return failRun("One or more mandatory options are missing");
         }
     }
+    if (!mayWrite(tool.outputPath) || !mayWrite(tool.outputImagePath)) {
+        return Flow::end(1);
+    }
     const QByteArray image = tool.preparation.TBUPreparation(tool.firmware, tool.key, tool.nonce,
                                                              static_cast<std::uint16_t>(tool.imageVersion));
     if (image.size() < headerSize) {

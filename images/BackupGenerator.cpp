@@ -6,6 +6,7 @@
 #include "images/itemFiles.h"
 
 #include "files/ByteWriter.h"
+#include "files/outputFile.h"
 #include "files/readExactly.h"
 
 #include <QFileInfo>
@@ -53,6 +54,20 @@ bool buildSegment(const BackupItem& item, const QString& folder, BackupSegment& 
     appendU32(segment.record, segment.protection);
     appendU32(segment.record, segment.size);
     segment.record.append(data);
+    return true;
+}
+
+/// What the items name must outlive the image that is made of it.
+bool checkOutput(const QList<BackupItem>& items, const QString& jsonPath, const QString& outputPath) {
+    const QString folder = QFileInfo(jsonPath).absolutePath();
+    for (const BackupItem& item : items) {
+        for (const QString& path : {item.Path, item.Nonce}) {
+            if (!path.isEmpty() && isSameFile(outputPath, resolvedPath(folder, path))) {
+                return reportError("[%s]\nThe output file would replace a file of this item.\n%s",
+                                   qUtf8Printable(item.Name), qUtf8Printable(outputPath));
+            }
+        }
+    }
     return true;
 }
 
@@ -131,8 +146,8 @@ int generateBackup(const QString& jsonPath, const QString& outputPath) {
     }
     QList<BackupSegment> segments;
     const WipeRecordsOnExit wipeSegments(segments);
-    if (!buildSegments(items, jsonPath, segments) || !writeSegments(outputPath, segments) ||
-        !checkBackupOverlap(segments)) {
+    if (!checkOutput(items, jsonPath, outputPath) || !buildSegments(items, jsonPath, segments) ||
+        !writeSegments(outputPath, segments) || !checkBackupOverlap(segments)) {
         return -1;
     }
     tellSuccess();
@@ -151,7 +166,8 @@ int generateBackupFromItems(const QList<BackupItem>& items, const QString& jsonP
     }
     QList<BackupSegment> segments;
     const WipeRecordsOnExit wipeSegments(segments);
-    if (!buildSegments(items, jsonPath, segments) || !writeSegments(outputPath, segments)) {
+    if (!checkOutput(items, jsonPath, outputPath) || !buildSegments(items, jsonPath, segments) ||
+        !writeSegments(outputPath, segments)) {
         return -1;
     }
     QList<BackupSegment> written;

@@ -5,8 +5,8 @@
 #include "display/Display.h"
 #include "files/outputFile.h"
 #include "preparation-interface/Preparation.h"
+#include "preparation-interface/publicKeyPath.h"
 
-#include <QDir>
 #include <QFile>
 
 #include <openssl/err.h>
@@ -36,14 +36,6 @@ bool verifyBytes(const P256Key& key, QByteArrayView part, QByteArrayView footerH
            EVP_DigestVerifyUpdate(context.get(), part.data(), unsignedSize(part)) == 1 &&
            EVP_DigestVerifyUpdate(context.get(), footerHead.data(), unsignedSize(footerHead)) == 1 &&
            EVP_DigestVerifyFinal(context.get(), unsignedBytes(der), unsignedSize(der)) == 1;
-}
-
-// The private key's path without the suffix of its file name, then "_pub.bin".
-QString publicKeyPath(const QString& privateKeyPath) {
-    const QString path = QDir::fromNativeSeparators(privateKeyPath);
-    const qsizetype dot = path.lastIndexOf(QLatin1Char('.'));
-    const QString stem = dot > path.lastIndexOf(QLatin1Char('/')) ? path.left(dot) : path;
-    return stem + QStringLiteral("_pub.bin");
 }
 
 // A key signs many images: only its first one writes the public key. Nobody named the file, so it may be anything.

@@ -22,6 +22,8 @@ constexpr char publicKey[] =
 void makeFiles(const TempFolder& folder) {
     folder.write("key.bin", QByteArray(16, 'k'));
     ASSERT_EQ(link(folder.path("key.bin").toUtf8().constData(), folder.path("hard-link.bin").toUtf8().constData()), 0);
+    folder.write("key.pvs", QByteArray(16, 'k'));
+    folder.write("Encrypted_Image.bin", QByteArray(16, 'k'));
     folder.write("key15.bin", QByteArray(15, 'k'));
     folder.write("nonce.bin", QByteArray(12, 'n'));
     folder.write("nonce16.bin", QByteArray(16, 'n'));
@@ -48,6 +50,7 @@ void makeFiles(const TempFolder& folder) {
                                                    "00000000"
                                                    "04000000"
                                                    "01020304"));
+    folder.write("key.x_pub.bin", {});
     folder.write("stack.bin", QByteArray::fromHex("1198769129372311987642"));  // a cut mark, then two whole ones
     folder.write("lvm.bin", QByteArray::fromHex("2192273200"));
     folder.write("other.bin", QByteArray::fromHex("0011987642912937"));  // ends in a cut mark

@@ -140,6 +140,15 @@ TEST_F(FaultTest, NobodyLosesAFileTheyDidntName) {
     EXPECT_EQ(result.status, 1);
     EXPECT_NE(result.body().find("private_pub.bin is no public key, it is left as it is"), std::string::npos);
     EXPECT_EQ(folder.read("private_pub.bin"), "something else");
+    for (const char* const itemFile : {"backup/key.bin", "backup/nonce.bin"}) {
+        const QByteArray old = folder.read(itemFile);
+        const QByteArray arguments = QByteArray("-backupgen -in backup/backup.json -o ./") + itemFile;
+        const CommandResult backup = run(arguments.constData(), nullptr);
+        EXPECT_EQ(backup.status, 1);
+        EXPECT_TRUE(backup.body().ends_with(std::string("would replace a file of this item. | ./") + itemFile))
+            << backup.body();
+        EXPECT_EQ(folder.read(itemFile), old);
+    }
 }
 
 }  // namespace

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <QDir>
+#include <QString>
+
+/// Where signing writes the public key: the private key's path without the suffix of its file name, then "_pub.bin".
+[[nodiscard]] inline QString publicKeyPath(const QString& privateKeyPath) {
+    const QString path = QDir::fromNativeSeparators(privateKeyPath);
+    const qsizetype dot = path.lastIndexOf(QLatin1Char('.'));
+    const QString stem = dot > path.lastIndexOf(QLatin1Char('/')) ? path.left(dot) : path;
+    return stem + QStringLiteral("_pub.bin");
+}

@@ -20,7 +20,8 @@ if(NOT QVORA_SANITIZE)
     set(page ${made}/${tool}.${kind})
     add_custom_command(OUTPUT ${page}
       COMMAND ${PROJECT_SOURCE_DIR}/scripts/make-docs ${kind} $<TARGET_FILE:${tool}> > ${page}
-      DEPENDS ${tool} ${PROJECT_SOURCE_DIR}/scripts/make-docs ${PROJECT_SOURCE_DIR}/examples/commands.tsv VERBATIM)
+      DEPENDS ${tool} ${PROJECT_SOURCE_DIR}/scripts/make-docs ${PROJECT_SOURCE_DIR}/examples/commands.tsv
+              ${PROJECT_SOURCE_DIR}/examples/more-options.tsv VERBATIM)
     list(APPEND pages ${page})
   endforeach()
   add_custom_target(command-pages ALL DEPENDS ${pages})

@@ -1,11 +1,49 @@
 #pragma once
 
 #include <QByteArrayView>
-#include <QFileDevice>
 #include <QString>
 
 #include <functional>
 #include <initializer_list>
+
+/// Who may do what with a file once it is complete. Until then it is nobody else's to read.
+enum class FileAccess {
+    asUsual,    ///< an older file keeps its permissions, a new one has what the process gives its files
+    ownerOnly,  ///< likewise, but a new one is for its owner alone
+
+    // Of key files, which are forced to the disk. Older ones get these permissions too, and may be read-only.
+    ownerReads,           ///< 0400
+    ownerReadsAndWrites,  ///< 0600
+    everybodyReads,       ///< 0444
+};
+
+enum class ReplaceResult { done, cannotOpen, cannotWrite };
+
+/// Puts `bytes` in the place of whatever stands at `path`, or leaves that as it was. Links are followed; a pipe or
+/// device takes the bytes as they come. Where the folder takes no new file, or none in the place of this one, an older
+/// file is written over in place.
+[[nodiscard]] ReplaceResult replaceFile(const QString& path, QByteArrayView bytes,
+                                        FileAccess access = FileAccess::asUsual);
+
+/// The same for a content that is written piece by piece: `writeContent` hands each to `write`, and gives false as soon
+/// as that does.
+using PieceWriter = std::function<bool(QByteArrayView piece)>;
+using ContentWriter = std::function<bool(const PieceWriter& write)>;
+[[nodiscard]] ReplaceResult replaceFileBy(const QString& path, const ContentWriter& writeContent,
+                                          FileAccess access = FileAccess::asUsual);
+
+/// What is said of a file that couldn't be replaced. A "%s" stands for the file's name.
+struct ReplaceErrors {
+    const char* cannotOpen;
+    const char* cannotWrite;
+};
+
+/// Whether `result` is "done"; if not, the error of `errors` for it is reported, with the file's name as it is `shown`.
+[[nodiscard]] bool reportReplacement(ReplaceResult result, const QString& shown, const ReplaceErrors& errors);
+
+/// Warns if something stands at `path` that an output will replace.
+void warnOfOverwriting(const QString& path);
+void warnOfOverwriting(const QString& path, const QString& shown);
 
 /// An output of a command, and the message for one that couldn't be written whole.
 struct OutputFile {
@@ -19,20 +57,6 @@ struct OutputFile {
 /// when all of them are written: a failure leaves older ones as they were, and no new one.
 [[nodiscard]] bool writeOutputFiles(std::initializer_list<OutputFile> outputs);
 [[nodiscard]] bool writeOutputFile(const QString& path, QByteArrayView bytes, const char* writeError);
-
-/// Who may read a new file: whoever the process lets read its files, or its owner alone. An older file keeps its
-/// permissions.
-enum class NewFileAccess { asUsual, ownerOnly };
-
-/// Puts `bytes` in the place of whatever stands at `path`, or leaves that as it was.
-enum class ReplaceResult { done, cannotOpen, cannotWrite };
-[[nodiscard]] ReplaceResult replaceFile(const QString& path, QByteArrayView bytes,
-                                        NewFileAccess access = NewFileAccess::asUsual);
-
-/// The same for a content that is written piece by piece. `writeContent` gives false when a write fails.
-using ContentWriter = std::function<bool(QFileDevice& file)>;
-[[nodiscard]] ReplaceResult replaceFileBy(const QString& path, const ContentWriter& writeContent,
-                                          NewFileAccess access = NewFileAccess::asUsual);
 
 /// Whether both paths lead to one file (by its device and inode), or would if it were there.
 [[nodiscard]] bool isSameFile(const QString& path, const QString& other);

@@ -14,6 +14,8 @@ constexpr std::uint32_t maxRecordData = 32;
 
 constexpr std::uint32_t maxBinarySpan = 0x1FFFFFFF;
 
+constexpr qint64 pieceSize = 65536;
+
 /// The bytes of a segment that are still to be written.
 struct Remainder {
     std::uint32_t address = 0;
@@ -55,10 +57,6 @@ unsigned appendData(QByteArray& text, QByteArrayView data) {
     return sum;
 }
 
-bool write(QFileDevice& file, const QByteArray& bytes) {
-    return file.write(bytes) == bytes.size();
-}
-
 // The upper half of the addresses that follow.
 void appendLinearAddress(QByteArray& text, std::uint32_t address) {
     const std::uint32_t upper = address >> 16;
@@ -89,7 +87,7 @@ void appendHexRun(QByteArray& text, Remainder& rest) {
     }
 }
 
-bool writeHexSegment(QFileDevice& file, const FileSegment& segment) {
+bool writeHexSegment(const PieceWriter& write, const FileSegment& segment) {
     Remainder rest = wholeOf(segment);
     bool first = true;
     while (!rest.bytes.isEmpty() || first) {
@@ -98,7 +96,7 @@ bool writeHexSegment(QFileDevice& file, const FileSegment& segment) {
             appendLinearAddress(text, rest.address);
         }
         appendHexRun(text, rest);
-        if (!write(file, text)) {
+        if (!write(text)) {
             return false;
         }
         first = false;
@@ -126,10 +124,10 @@ const SrecForm& srecFormOf(const FileData& file) {
     return top > srecForms[0].aboveTop ? srecForms[0] : top > srecForms[1].aboveTop ? srecForms[1] : srecForms[2];
 }
 
-bool writeSrecSegment(QFileDevice& file, const SrecForm& form, const FileSegment& segment) {
+bool writeSrecSegment(const PieceWriter& write, const SrecForm& form, const FileSegment& segment) {
     Remainder rest = wholeOf(segment);
+    QByteArray text;
     while (!rest.bytes.isEmpty()) {
-        QByteArray text;
         const std::uint32_t address = rest.address & (UINT32_MAX >> (32 - 4 * form.addressDigits));
         const QByteArrayView data = rest.takeRecord();
         const auto count = static_cast<unsigned>(data.size() + form.addressDigits / 2 + 1);
@@ -139,67 +137,54 @@ bool writeSrecSegment(QFileDevice& file, const SrecForm& form, const FileSegment
         const unsigned sum = count + sumOf(address) + appendData(text, data);
         appendHex(text, ~sum, 2);
         text.append('\n');
-        if (!write(file, text)) {
-            return false;
+        if (text.size() >= pieceSize || rest.bytes.isEmpty()) {
+            if (!write(text)) {
+                return false;
+            }
+            text.clear();
         }
     }
     return true;
 }
 
 // Writes the segment at `start` of the file, of which `written` bytes stand, and fills up to there.
-bool writeBinSegment(QFileDevice& file, const FileSegment& segment, std::uint32_t start, std::uint8_t fillByte,
+bool writeBinSegment(const PieceWriter& write, const FileSegment& segment, std::uint32_t start, std::uint8_t fillByte,
                      qint64& written) {
-    constexpr qint64 pieceSize = 65536;
     while (written < start) {
         const QByteArray fill(std::min(pieceSize, start - written), static_cast<char>(fillByte));
-        if (!write(file, fill)) {
+        if (!write(fill)) {
             return false;
         }
         written += fill.size();
     }
     written += segment.size;
-    return file.write(segment.data.constData(), segment.size) == segment.size;
-}
-
-void warnOfOldFile(const QString& path) {
-    if (QFile::exists(path)) {
-        displayMessage(MessageKind::warning, "The file %s already exists, it will be overwritten",
-                       qUtf8Printable(QFileInfo(path).fileName()));
-    }
+    return write(QByteArrayView(segment.data).first(segment.size));
 }
 
 constexpr char notWritten[] = "Error occured while writing in the file";
 
 bool writeReported(const QString& path, const ContentWriter& writeContent, const char* writeError = notWritten) {
-    switch (replaceFileBy(path, writeContent)) {
-        case ReplaceResult::done:
-            return true;
-        case ReplaceResult::cannotOpen:
-            return reportError("Unable to create the file %s", qUtf8Printable(QFileInfo(path).fileName()));
-        case ReplaceResult::cannotWrite:
-            break;
-    }
-    return reportError("%s", writeError);
+    const QString name = QFileInfo(path).fileName();
+    warnOfOverwriting(path, name);
+    return reportReplacement(replaceFileBy(path, writeContent), name, {"Unable to create the file %s", writeError});
 }
 
 }  // namespace
 
 bool writeHexFile(const FileLoadContext& /*context*/, const FileData& file, const QString& path) {
-    warnOfOldFile(path);
-    return writeReported(path, [&file](QFileDevice& out) {
+    return writeReported(path, [&file](const PieceWriter& write) {
         return std::all_of(file.segments.begin(), file.segments.end(),
-                           [&out](const FileSegment& segment) { return writeHexSegment(out, segment); }) &&
-               write(out, QByteArrayLiteral(":00000001FF\n"));
+                           [&write](const FileSegment& segment) { return writeHexSegment(write, segment); }) &&
+               write(":00000001FF\n");
     });
 }
 
 bool writeSrecFile(const FileLoadContext& /*context*/, const FileData& file, const QString& path) {
     const SrecForm& form = srecFormOf(file);
-    warnOfOldFile(path);
-    return writeReported(path, [&file, &form](QFileDevice& out) {
+    return writeReported(path, [&file, &form](const PieceWriter& write) {
         return std::all_of(file.segments.begin(), file.segments.end(),
-                           [&](const FileSegment& segment) { return writeSrecSegment(out, form, segment); }) &&
-               write(out, QByteArray(form.termination));
+                           [&](const FileSegment& segment) { return writeSrecSegment(write, form, segment); }) &&
+               write(form.termination);
     });
 }
 
@@ -209,12 +194,11 @@ qint64 writeBinFile(const FileLoadContext& context, const FileData& file, const 
         return segment.address - first > maxBinarySpan;
     });
     qint64 size = 0;
-    const auto writeContent = [&](QFileDevice& out) {
+    const auto writeContent = [&](const PieceWriter& write) {
         return !wide && std::all_of(file.segments.begin(), file.segments.end(), [&](const FileSegment& segment) {
-            return writeBinSegment(out, segment, segment.address - first, context.fillByte, size);
+            return writeBinSegment(write, segment, segment.address - first, context.fillByte, size);
         });
     };
-    warnOfOldFile(path);
     constexpr char tooWide[] = "Segments are widely spaced. Unable to create a binary file";
     return writeReported(path, writeContent, wide ? tooWide : notWritten) ? size : -1;
 }

@@ -8,15 +8,8 @@
 #include <QFileInfo>
 
 bool writeImage(const QString& path, QByteArrayView image) {
-    switch (replaceFile(path, image)) {
-        case ReplaceResult::done:
-            return true;
-        case ReplaceResult::cannotOpen:
-            return reportError("Failed to open %s file in write mode.", qUtf8Printable(path));
-        case ReplaceResult::cannotWrite:
-            break;
-    }
-    return reportError("Failed to write %s file.", qUtf8Printable(path));
+    return reportReplacement(replaceFile(path, image, FileAccess::ownerOnly), path,
+                             {"Failed to open %s file in write mode.", "Failed to write %s file."});
 }
 
 bool readImage(const QString& path, QByteArray& image) {

@@ -223,15 +223,10 @@ bool writeObkey(const ObkeyBodies& bodies, const QByteArray& bytes) {
     if (std::any_of(bodies.inputPaths.begin(), bodies.inputPaths.end(), isOutput)) {
         return reportError("Fail OBkey Generation: the output %s is an input of the template", qUtf8Printable(path));
     }
-    switch (replaceFile(path, bytes, bodies.hasPrivateKey ? NewFileAccess::ownerOnly : NewFileAccess::asUsual)) {
-        case ReplaceResult::done:
-            return true;
-        case ReplaceResult::cannotOpen:
-            return reportError("Fail OBkey Generation The %s already Opened \n", qUtf8Printable(path));
-        case ReplaceResult::cannotWrite:
-            break;
-    }
-    return reportError(" OBkey Generation Failed %s is already opened or save error \n", qUtf8Printable(path));
+    const FileAccess access = bodies.hasPrivateKey ? FileAccess::ownerOnly : FileAccess::asUsual;
+    return reportReplacement(replaceFile(path, bytes, access), path,
+                             {"Fail OBkey Generation The %s already Opened \n",
+                              " OBkey Generation Failed %s is already opened or save error \n"});
 }
 
 }  // namespace

@@ -26,19 +26,10 @@ QByteArray passwordBytes(const QByteArray& text) {
 }
 
 bool savePassword(const QString& path, const QByteArray& bytes) {
-    if (QFile::exists(path)) {
-        displayMessage(MessageKind::warning, "The file %s already exists, it will be overwritten",
-                       qUtf8Printable(path));
-    }
-    switch (replaceFile(path, bytes, NewFileAccess::ownerOnly)) {
-        case ReplaceResult::done:
-            return true;
-        case ReplaceResult::cannotOpen:
-            return reportError("Failed to create Password file\nThe %s already Opened \n", qUtf8Printable(path));
-        case ReplaceResult::cannotWrite:
-            break;
-    }
-    return reportError("Error while writing in file : %s file", qUtf8Printable(path));
+    warnOfOverwriting(path);
+    return reportReplacement(
+        replaceFile(path, bytes, FileAccess::ownerOnly), path,
+        {"Failed to create Password file\nThe %s already Opened \n", "Error while writing in file : %s file"});
 }
 
 }  // namespace

@@ -190,16 +190,10 @@ void Obkey::rewriteTemplateValues() const {
     for (const ObkeyParam& param : params) {
         setTemplateValue(param.name, param.value, bytes);
     }
-    switch (replaceFile(xmlPath, bytes)) {
-        case ReplaceResult::done:
-            return;
-        case ReplaceResult::cannotOpen:
-            static_cast<void>(
-                reportError("Fail OBkey XML Generation The File %s is already Opened \n", qUtf8Printable(xmlPath)));
-            return;
-        case ReplaceResult::cannotWrite:
-            static_cast<void>(reportError(" OBKey XML Generation Failed %s \n", qUtf8Printable(xmlPath)));
-    }
+    // The provisioning file stands whatever comes of its template.
+    static_cast<void>(reportReplacement(
+        replaceFile(xmlPath, bytes), xmlPath,
+        {"Fail OBkey XML Generation The File %s is already Opened \n", " OBKey XML Generation Failed %s \n"}));
 }
 
 bool Obkey::saveConfiguration() const {
@@ -218,14 +212,7 @@ bool Obkey::saveConfiguration() const {
             setTemplateEnable(param.name, param.enable, bytes);
         }
     }
-    switch (replaceFile(config.xmlPath, bytes)) {
-        case ReplaceResult::done:
-            return true;
-        case ReplaceResult::cannotOpen:
-            return reportError("Save Configuration File Failed %s is already Opened \n",
-                               qUtf8Printable(config.xmlPath));
-        case ReplaceResult::cannotWrite:
-            break;
-    }
-    return reportError(" Save Configuration XML File Failed %s \n", qUtf8Printable(config.xmlPath));
+    return reportReplacement(
+        replaceFile(config.xmlPath, bytes), config.xmlPath,
+        {"Save Configuration File Failed %s is already Opened \n", " Save Configuration XML File Failed %s \n"});
 }

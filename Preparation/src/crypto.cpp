@@ -4,6 +4,7 @@
 #include "Preparation/primitives/opensslObjects.h"
 #include "Preparation/src/keyMessages.h"
 #include "display/Display.h"
+#include "files/outputFile.h"
 #include "files/wipe.h"
 
 #include <openssl/core_names.h>
@@ -78,21 +79,8 @@ bool signatureHolds(EVP_PKEY_CTX* context, QByteArrayView digest, QByteArrayView
                            unsignedSize(digest)) == 1;
 }
 
-struct WriteMessages {
-    const char* cannotOpen;
-    const char* cannotWrite;
-};
-
-int resultOf(ReplaceResult written, const WriteMessages& messages) {
-    switch (written) {
-        case ReplaceResult::done:
-            return 1;
-        case ReplaceResult::cannotOpen:
-            return failWith(messages.cannotOpen);
-        case ReplaceResult::cannotWrite:
-            break;
-    }
-    return failWith(messages.cannotWrite);
+int replaceKeyFile(const QString& path, QByteArrayView bytes, FileAccess access, const ReplaceErrors& errors) {
+    return reportReplacement(replaceFile(path, bytes, access), path, errors) ? 1 : -1;
 }
 
 }  // namespace
@@ -191,42 +179,42 @@ int Crypto::sha256(QByteArrayView data, QByteArray& digest) {
 }
 
 int Crypto::writePrivateKeyPlain(const QString& path, const evp_pkey_st* pkey) {
-    constexpr WriteMessages messages = {"Error: creating Key File fails\n", "Error: writing Key fails\n"};
+    constexpr ReplaceErrors errors = {"Error: creating Key File fails\n", "Error: writing Key fails\n"};
     QByteArray pem;
     const WipeOnExit wiped(pem);
     if (!privateKeyToPem(pkey, pem)) {
-        return failWith(messages.cannotWrite);
+        return failWith(errors.cannotWrite);
     }
-    return resultOf(replaceKeyFile(path, pem, KeyFileAccess::ownerReadsAndWrites), messages);
+    return replaceKeyFile(path, pem, FileAccess::ownerReadsAndWrites, errors);
 }
 
 int Crypto::writePrivateKeyEncrypted(const QString& path, const evp_pkey_st* pkey, QByteArrayView passphrase,
                                      KeyCipher cipher) {
-    constexpr WriteMessages messages = {"Error: creating Key File fails\n",
-                                        "Error: writing encrypted private Key fails\n"};
+    constexpr ReplaceErrors errors = {"Error: creating Key File fails\n",
+                                      "Error: writing encrypted private Key fails\n"};
     QByteArray pem;
     if (!privateKeyToEncryptedPem(pkey, cipher, passphrase, pem)) {
-        return failWith(messages.cannotWrite);
+        return failWith(errors.cannotWrite);
     }
-    return resultOf(replaceKeyFile(path, pem, KeyFileAccess::ownerReads), messages);
+    return replaceKeyFile(path, pem, FileAccess::ownerReads, errors);
 }
 
 int Crypto::writePublicKey(const QString& path, const evp_pkey_st* pkey) {
-    constexpr WriteMessages messages = {"Error: creating key file fails\n", "Error: writing key fails\n"};
+    constexpr ReplaceErrors errors = {"Error: creating key file fails\n", "Error: writing key fails\n"};
     QByteArray pem;
     if (!publicKeyToPem(pkey, pem)) {
-        return failWith(messages.cannotWrite);
+        return failWith(errors.cannotWrite);
     }
-    return resultOf(replaceKeyFile(path, pem, KeyFileAccess::everybodyReads), messages);
+    return replaceKeyFile(path, pem, FileAccess::everybodyReads, errors);
 }
 
 int Crypto::writePublicKeyHash(const evp_pkey_st* pkey, const QString& path) const {
-    constexpr WriteMessages messages = {"Error: reading Device key file fails\n", "Error: writing key fails\n"};
+    constexpr ReplaceErrors errors = {"Error: reading Device key file fails\n", "Error: writing key fails\n"};
     QByteArray digest;
     if (publicKeyHash(pkey, digest) != 1) {
         return failWith("Error: calculating PubKey hash fails\n");
     }
-    return resultOf(replaceKeyFile(path, digest, KeyFileAccess::everybodyReads), messages);
+    return replaceKeyFile(path, digest, FileAccess::everybodyReads, errors);
 }
 
 int Crypto::publicKeyHash(const evp_pkey_st* pkey, QByteArray& digest) const {

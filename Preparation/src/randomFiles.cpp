@@ -1,10 +1,8 @@
 #include "Preparation/src/randomFiles.h"
 
-#include "display/Display.h"
 #include "files/outputFile.h"
 #include "files/wipe.h"
 
-#include <QFile>
 #include <QRandomGenerator>
 #include <QThread>
 #include <QTime>
@@ -22,27 +20,16 @@ char clockByte() {
 }  // namespace
 
 int generateRandomFile(const QString& path, qsizetype size) {
-    if (QFile::exists(path)) {
-        displayMessage(MessageKind::warning, "The file %s already exists, it will be overwritten",
-                       qUtf8Printable(path));
-    }
+    warnOfOverwriting(path);
     QByteArray bytes;
     const WipeOnExit wiped(bytes);
     bytes.reserve(size);
     for (qsizetype i = 0; i < size; ++i) {
         bytes.append(clockByte());
     }
-    switch (replaceFile(path, bytes)) {
-        case ReplaceResult::done:
-            return 0;
-        case ReplaceResult::cannotOpen:
-            static_cast<void>(reportError("Failed to create output file : %s", qUtf8Printable(path)));
-            return -1;
-        case ReplaceResult::cannotWrite:
-            break;
-    }
-    static_cast<void>(reportError("Error while writing in file : %s file", qUtf8Printable(path)));
-    return -1;
+    const bool isWritten = reportReplacement(
+        replaceFile(path, bytes), path, {"Failed to create output file : %s", "Error while writing in file : %s file"});
+    return isWritten ? 0 : -1;
 }
 
 int generateRandomFile16(const QString& path) {

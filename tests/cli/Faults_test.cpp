@@ -18,13 +18,14 @@ struct FaultRow {
     const char* output;  ///< the file that stands there before
     int status;
     const char* message;  ///< how the output ends when no file can be written
+    bool makesNewFile = false;
 };
 
 constexpr FaultRow rows[] = {
     {"-tbi -devid 0x455 -fir blink.elf -k key.bin -n nonce.bin -v 1 -o old/a.tbi", "a.tbi", 1,
      "Error: Error while writing in the output file"},
     {"-tbu -fir blink.hex -k key.bin -n nonce.bin -v 2 -oh old/a.tbuh -os old/a.tbu", "a.tbuh", 1,
-     "Error: Error while writing in the tbu header file"},
+     "Error: Error while writing in the tbu header file", true},
     {"-pvs -b secrets.bin -pk oem-public.pem -k key.bin -n nonce16.bin -o old/a.pvs", "a.pvs", 1,
      "Error: Error while writing in the Payload file"},
     {"-pvs-tbi -b secrets.bin -k key.bin -n nonce.bin -iv 1 -o old/b.pvs", "b.pvs", 1,
@@ -43,6 +44,9 @@ constexpr char obkeyTemplate[] =
     "<Root><Obdata><Info><GlobalAlign>1</GlobalAlign></Info>"
     "<Bool><Name>n</Name><Width>16</Width><Default>1</Default><True>1</True><False>0</False></Bool>"
     "<Output><Default>./old/o.obk</Default></Output></Obdata></Root>";
+
+// Longer than the encrypted memory image, which leaves the rest of an older file.
+const QByteArray oldContent(2000, 'o');
 
 /// A file may have five bytes: what a full disk does to a write.
 void fillDisk() {
@@ -71,7 +75,7 @@ struct FaultTest : testing::Test {
         folder.write("stack.bin", QByteArray(64, 's') + QByteArray::fromHex("91293723"));
         folder.write("t.xml", obkeyTemplate);
         for (const FaultRow& row : rows) {
-            folder.write(oldPath(row).constData(), "old content");
+            folder.write(oldPath(row).constData(), oldContent);
         }
     }
     static QByteArray oldPath(const FaultRow& row) { return QByteArray("old/") + row.output; }
@@ -86,20 +90,21 @@ TEST_F(FaultTest, FullDiskKeepsTheOldFile) {
         const CommandResult result = run(row.arguments, fillDisk);
         EXPECT_EQ(result.status, row.status) << row.arguments;
         EXPECT_TRUE(result.body().ends_with(row.message)) << result.body();
-        EXPECT_EQ(folder.read(oldPath(row).constData()), "old content") << row.arguments;
+        EXPECT_EQ(folder.read(oldPath(row).constData()), oldContent) << row.arguments;
     }
     EXPECT_EQ(QDir(folder.path("old")).entryList(QDir::Files).size(), qsizetype{std::size(rows)});
 }
 
-TEST_F(FaultTest, LockedFolderKeepsTheOldFile) {
+TEST_F(FaultTest, LockedFolderHasItsOldFilesWrittenOver) {
     const auto writable = QFile::permissions(folder.path("old"));
     QFile::setPermissions(folder.path("old"), QFileDevice::ReadOwner | QFileDevice::ExeOwner);
     for (const FaultRow& row : rows) {
         const CommandResult result = run(row.arguments, dropOverride);
-        EXPECT_EQ(result.status, row.status) << row.arguments;
-        EXPECT_NE(result.body().find("Error: "), std::string::npos) << result.body();
-        EXPECT_EQ(folder.read(oldPath(row).constData()), "old content") << row.arguments;
+        EXPECT_EQ(result.status, row.makesNewFile ? row.status : 0) << row.arguments;
+        EXPECT_EQ(result.body().find("Error: ") != std::string::npos, row.makesNewFile) << result.body();
+        EXPECT_EQ(folder.read(oldPath(row).constData()) == oldContent, row.makesNewFile) << row.arguments;
     }
+    EXPECT_EQ(folder.read("old/Encrypted_Image.bin").size(), oldContent.size());
     QFile::setPermissions(folder.path("old"), writable);
 }
 
@@ -131,7 +136,7 @@ TEST_F(FaultTest, UpdateImageTakesBothPlacesOrNone) {
         run("-tbu -fir blink.hex -k key.bin -n nonce.bin -v 2 -oh old/a.tbuh -os old/folder.tbu", nullptr);
     EXPECT_EQ(result.status, 1);
     EXPECT_TRUE(result.body().ends_with("Error: Failed to create output file old/folder.tbu")) << result.body();
-    EXPECT_EQ(folder.read("old/a.tbuh"), "old content");
+    EXPECT_EQ(folder.read("old/a.tbuh"), oldContent);
 }
 
 TEST_F(FaultTest, NobodyLosesAFileTheyDidntName) {

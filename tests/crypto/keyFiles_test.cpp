@@ -1,5 +1,6 @@
 #include "Preparation/primitives/keyFiles.h"
 #include "Preparation/src/crypto.h"
+#include "files/outputFile.h"
 #include "tests/support/TempFolder.h"
 
 #include <QDir>
@@ -48,7 +49,7 @@ TEST(KeyFiles, ReadsAreBoundedAndFailedWritesLeaveWhatStoodThere) {
     EXPECT_EQ(Crypto::writePrivateKeyPlain(path, nullptr), -1);
     EXPECT_EQ(Crypto::writePublicKey(folder.path(""), key.get()), -1);
     QFile::link(QStringLiteral("/dev/full"), folder.path("device"));
-    EXPECT_EQ(replaceKeyFile(folder.path("device"), "key", KeyFileAccess::ownerReads), ReplaceResult::cannotWrite);
+    EXPECT_EQ(replaceFile(folder.path("device"), "key", FileAccess::ownerReads), ReplaceResult::cannotWrite);
     EXPECT_TRUE(QFile::remove(folder.path("device")));
     EXPECT_EQ(folder.read("key"), "old");
     EXPECT_EQ(QDir(folder.path("")).entryList(QDir::Files), QStringList(QStringLiteral("key")));

@@ -7,6 +7,45 @@
 #include <QFileInfo>
 
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <functional>
+
+namespace {
+
+constexpr int skipped = 2;
+
+/// Runs a test in a child process, which may give up its rights. 0 if it passed.
+int inChild(const std::function<bool()>& passes) {
+    const pid_t child = fork();
+    if (child == 0) {
+        _exit(passes() ? 0 : 1);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+/// The rights that an ordinary user has: root may write everywhere.
+void becomeNobody() {
+    constexpr uid_t nobody = 65534;
+    if (geteuid() == 0 && setresuid(nobody, nobody, nobody) != 0) {
+        _exit(skipped);
+    }
+}
+
+/// From here on mounts are this process's own.
+void takeOwnMounts() {
+    if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
+        _exit(skipped);
+    }
+}
+
+}  // namespace
 
 TEST(OutputFile, ReplacesAllOrNothing) {
     const TempFolder folder;
@@ -36,11 +75,97 @@ TEST(OutputFile, ReplacesAllOrNothing) {
     EXPECT_TRUE(QFileInfo(folder.path("link")).isSymLink() && QFile::remove(folder.path("link")));
     EXPECT_TRUE(QFile::remove(folder.path("behind")));
 
-    const auto failHalfway = [](QFileDevice& file) { return file.write("part") != 4; };
+    const auto failHalfway = [](const PieceWriter& write) { return !write("part"); };
     EXPECT_EQ(replaceFileBy(path, failHalfway), ReplaceResult::cannotWrite);
     EXPECT_EQ(replaceFileBy(folder.path("new"), failHalfway), ReplaceResult::cannotWrite);
     EXPECT_EQ(folder.read("out"), "old");
     EXPECT_EQ(QDir(folder.path("")).entryList(QDir::Files | QDir::Hidden).size(), 1);
+}
+
+TEST(OutputFile, WritesOverWhatItsFolderKeeps) {
+    const struct {
+        const char* name;
+        mode_t folderMode;
+        mode_t fileMode;  ///< 0: there is no file
+        FileAccess access;
+        ReplaceResult result;
+        bool onlyAsRoot;  ///< needs a folder of somebody else
+    } rows[] = {
+        {"read-only folder", 0555, 0666, FileAccess::asUsual, ReplaceResult::done, false},
+        {"public key in it", 0555, 0666, FileAccess::everybodyReads, ReplaceResult::done, false},
+        {"private key in another's file", 0555, 0666, FileAccess::ownerReads, ReplaceResult::cannotOpen, true},
+        {"read-only file in it", 0555, 0444, FileAccess::asUsual, ReplaceResult::cannotOpen, false},
+        {"new file in it", 0555, 0, FileAccess::asUsual, ReplaceResult::cannotOpen, false},
+        {"another's file in a sticky folder", 01777, 0666, FileAccess::ownerOnly, ReplaceResult::done, true},
+        {"another's private file there", 01777, 0600, FileAccess::asUsual, ReplaceResult::cannotOpen, true},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        if (row.onlyAsRoot && geteuid() != 0) {
+            continue;
+        }
+        const TempFolder folder;
+        const QByteArray place = folder.path("").toUtf8();
+        const QByteArray path = folder.path("out").toUtf8();
+        if (row.fileMode != 0) {
+            folder.write("out", "what was there before");
+            ASSERT_EQ(chmod(path.constData(), row.fileMode), 0);
+        }
+        ASSERT_EQ(chmod(place.constData(), row.folderMode), 0);
+        EXPECT_EQ(inChild([&] {
+                      becomeNobody();
+                      return replaceFile(folder.path("out"), "new", row.access) == row.result;
+                  }),
+                  0);
+        chmod(place.constData(), 0700);
+        const bool isNew = row.result == ReplaceResult::done;
+        EXPECT_EQ(folder.read("out"), isNew ? "new" : row.fileMode != 0 ? "what was there before" : "");
+        EXPECT_EQ(QDir(folder.path("")).entryList(QDir::Files | QDir::Hidden).size(), row.fileMode != 0 ? 1 : 0);
+    }
+}
+
+TEST(OutputFile, WritesOverAMountedFileButNotWithoutRoom) {
+    const TempFolder folder;
+    const QByteArray path = folder.write("out", "old").toUtf8();
+    const int mounted = inChild([&] {
+        takeOwnMounts();
+        return mount(path.constData(), path.constData(), nullptr, MS_BIND, nullptr) == 0 &&
+               replaceFile(folder.path("out"), "new") == ReplaceResult::done;
+    });
+    const int full = inChild([&] {
+        takeOwnMounts();
+        const QByteArray place = folder.path("").toUtf8();
+        if (mount("none", place.constData(), "tmpfs", 0, "size=64k,mode=555") != 0) {
+            _exit(skipped);
+        }
+        const QByteArray old(40000, 'o');
+        folder.write("out", old);
+        chmod(path.constData(), 0666);
+        becomeNobody();
+        return replaceFile(folder.path("out"), QByteArray(80000, 'n')) == ReplaceResult::cannotWrite &&
+               folder.read("out") == old && replaceFile(folder.path("out"), "new") == ReplaceResult::done &&
+               folder.read("out") == "new";
+    });
+    if (mounted == skipped || full == skipped) {
+        GTEST_SKIP() << "nothing can be mounted here";
+    }
+    EXPECT_EQ(mounted, 0);
+    EXPECT_EQ(full, 0);
+    EXPECT_EQ(folder.read("out"), "new");
+}
+
+TEST(OutputFile, KnowsAFileByAnyName) {
+    const TempFolder folder;
+    const QString path = folder.write("one", "x");
+    folder.write("two", "x");
+    ASSERT_EQ(link(qUtf8Printable(path), qUtf8Printable(folder.path("hard"))), 0);
+    ASSERT_TRUE(QFile::link(path, folder.path("soft")) && QFile::link(folder.path("none"), folder.path("nowhere")));
+    EXPECT_TRUE(isSameFile(path, folder.path("hard")));
+    EXPECT_TRUE(isSameFile(path, folder.path("soft")));
+    EXPECT_TRUE(isSameFile(folder.path("nowhere"), folder.path("./none")));
+    EXPECT_FALSE(isSameFile(path, folder.path("two")));
+    EXPECT_FALSE(isSameFile(path, folder.path("none")));
+    EXPECT_FALSE(isSameFile({}, {}));
 }
 
 // Bytes that were cut off the front still stand in the allocation, before data(): they have to go, and no byte behind.

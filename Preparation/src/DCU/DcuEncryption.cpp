@@ -32,7 +32,7 @@ const char* announcement(std::uint32_t mode) {
 }
 
 // Appends what `from` has behind `offset`, in pieces: the file may be of any size.
-bool copyTail(QFile& from, qint64 offset, QFileDevice& to) {
+bool copyTail(QFile& from, qint64 offset, const PieceWriter& write) {
     constexpr qint64 pieceSize = qint64{1} << 20;
     const qint64 size = from.size();
     if (size > offset && !from.seek(offset)) {
@@ -40,7 +40,7 @@ bool copyTail(QFile& from, qint64 offset, QFileDevice& to) {
     }
     while (offset < size) {
         const QByteArray piece = from.read(std::min(pieceSize, size - offset));
-        if (piece.isEmpty() || to.write(piece) != piece.size()) {
+        if (piece.isEmpty() || !write(piece)) {
             return false;
         }
         offset += piece.size();
@@ -159,20 +159,13 @@ bool DcuEncryption::writeImage() {
     }
     // The old file is replaced as a whole, so that a failure costs nothing of it; what it has behind the end of the
     // image goes along.
-    const auto writeContent = [this, &old](QFileDevice& file) {
-        return file.write(encrypted) == dataSize && (!old.isOpen() || copyTail(old, dataSize, file));
+    const auto writeContent = [this, &old](const PieceWriter& write) {
+        return write(encrypted) && (!old.isOpen() || copyTail(old, dataSize, write));
     };
-    switch (replaceFileBy(path, writeContent)) {
-        case ReplaceResult::done:
-            display->displayMessage(MessageKind::normal, "Image generated in the following path: %s",
-                                    qUtf8Printable(path));
-            return true;
-        case ReplaceResult::cannotOpen:
-            display->displayMessage(MessageKind::error, "Failed to open file");
-            return false;
-        case ReplaceResult::cannotWrite:
-            break;
+    if (!reportReplacement(replaceFileBy(path, writeContent), path,
+                           {"Failed to open file", "Error while writing the file %s"})) {
+        return false;
     }
-    display->displayMessage(MessageKind::error, "Error while writing the file %s", qUtf8Printable(path));
-    return false;
+    display->displayMessage(MessageKind::normal, "Image generated in the following path: %s", qUtf8Printable(path));
+    return true;
 }

@@ -1,7 +1,8 @@
 #include "Preparation/src/TarnwaveQuill/publicKeySources.h"
 
+#include "files/outputFile.h"
+
 #include <QByteArrayView>
-#include <QSaveFile>
 
 namespace {
 
@@ -37,18 +38,13 @@ QByteArray exponentBytes(std::uint32_t exponent) {
 
 bool writePublicKeySources(const QList<std::int32_t>& modulusBytes, std::uint32_t exponent, const QByteArray& r2,
                            const QString& cPath, const QString& pyPath) {
-    QSaveFile cFile(cPath);
-    QSaveFile pyFile(pyPath);
-    constexpr auto asText = QIODevice::WriteOnly | QIODevice::Text;
-    if (!cFile.open(asText) || !pyFile.open(asText)) {
-        return false;
-    }
     const QByteArray modulus = joinedDecimals(modulusBytes);
     const QByteArray constant = r2Decimals(r2);
     const QByteArray exponentText = exponentBytes(exponent);
-    cFile.write("#include \"tarnwave_x_device.h\"\n\nconst uint8_t modulus[] = {" + modulus +
-                "};\n\nconst uint8_t r2[] = {" + constant + "};\n\nconst uint8_t exponent[] = {" + exponentText +
-                "};\n");
-    pyFile.write("modulus = [" + modulus + "]\n\nr2 = [" + constant + "]\n\nexponent = [" + exponentText + "]\n");
-    return cFile.commit() && pyFile.commit();
+    const QByteArray cSource = "#include \"tarnwave_x_device.h\"\n\nconst uint8_t modulus[] = {" + modulus +
+                               "};\n\nconst uint8_t r2[] = {" + constant + "};\n\nconst uint8_t exponent[] = {" +
+                               exponentText + "};\n";
+    const QByteArray pySource =
+        "modulus = [" + modulus + "]\n\nr2 = [" + constant + "]\n\nexponent = [" + exponentText + "]\n";
+    return replaceFile(cPath, cSource) == ReplaceResult::done && replaceFile(pyPath, pySource) == ReplaceResult::done;
 }

@@ -56,10 +56,8 @@ bool writePublicKeyText(const QString& publicPath, const QString& txtPath) {
     }
     QByteArray text = contentOf(bio.get()).toByteArray() + pem;
     unifyFirstLine(text);
-    if (replaceFile(txtPath, text) != ReplaceResult::done) {
-        return reportError("Error: Failed to open public key text file\n");
-    }
-    return true;
+    constexpr char notWritten[] = "Error: Failed to open public key text file\n";
+    return reportReplacement(replaceFile(txtPath, text), txtPath, {notWritten, notWritten});
 }
 
 PublicKeyText parsePublicKeyText(QIODevice& text) {

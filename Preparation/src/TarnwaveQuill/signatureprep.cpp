@@ -38,7 +38,7 @@ KeyPointer writtenPrivateKey(const QString& path) {
     QByteArray pem;
     const WipeOnExit wiped(pem);
     if (!privateKeyToTraditionalPem(made.get(), pem) ||
-        replaceKeyFile(path, pem, KeyFileAccess::ownerReadsAndWrites) != ReplaceResult::done) {
+        replaceFile(path, pem, FileAccess::ownerReadsAndWrites) != ReplaceResult::done) {
         return nullptr;
     }
     wipe(pem);

@@ -1,5 +1,7 @@
 #include "inspect/Description.h"
 
+#include <algorithm>
+
 namespace inspect {
 
 Field numberField(const char* name, std::uint64_t value) {
@@ -62,6 +64,38 @@ void Description::addUnchecked(CheckCode code, Reason reason, int part, bool nee
 
 qint64 Description::rangesEnd() const {
     return ranges.empty() ? 0 : ranges.back().offset + ranges.back().size;
+}
+
+std::vector<const Part*> partsByAddress(const Description& description, char letter) {
+    std::vector<const Part*> parts;
+    for (const Part& part : description.parts) {
+        if (letter == 0 || part.letter == letter) {
+            parts.push_back(&part);
+        }
+    }
+    std::stable_sort(parts.begin(), parts.end(), [](const Part* a, const Part* b) { return a->address < b->address; });
+    return parts;
+}
+
+void findOverlaps(Description& description, char letter) {
+    constexpr std::uint64_t addressLimit = std::uint64_t{1} << 32;
+    const Part* furthest = nullptr;
+    for (const Part* const part : partsByAddress(description, letter)) {
+        if (part->memorySize == 0) {
+            continue;
+        }
+        if (part->memorySize > addressLimit - part->address) {
+            description.addFinding(FindingCode::addressWraps, part->index, part->offset);
+        }
+        if (furthest != nullptr && part->address - furthest->address < furthest->memorySize) {
+            description.addFinding(FindingCode::overlap, part->index, part->offset,
+                                   {numberField("other", static_cast<std::uint64_t>(furthest->index)),
+                                    addressField("address", part->address)});
+        }
+        if (furthest == nullptr || part->address + part->memorySize > furthest->address + furthest->memorySize) {
+            furthest = part;
+        }
+    }
 }
 
 bool isTiled(const Description& description) {

@@ -131,6 +131,13 @@ struct Description {
 [[nodiscard]] Field textField(const char* name, QByteArrayView value);
 [[nodiscard]] Field bytesField(const char* name, QByteArrayView value);
 
+/// The parts of one letter, or of all if it is 0, by address; equal addresses keep their order.
+[[nodiscard]] std::vector<const Part*> partsByAddress(const Description& description, char letter = 0);
+
+/// Adds a finding for each part, of one letter or of all, whose bytes in memory overlap those of another or go beyond
+/// 32-bit addresses.
+void findOverlaps(Description& description, char letter = 0);
+
 /// Whether the ranges of `description` and of what is in it cover every byte once.
 [[nodiscard]] bool isTiled(const Description& description);
 

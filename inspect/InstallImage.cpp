@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <numeric>
 
 namespace inspect {
 
@@ -29,44 +28,11 @@ constexpr std::array letters = {
 constexpr AreaLayout layout = {"TBIMAGIC", letters, false, SecondBlock::byProtocol, true, 0};
 
 constexpr std::uint64_t wordSize = 32;  // of Flash memory
-constexpr std::uint64_t addressLimit = std::uint64_t{1} << 32;
-
-/// The parts of one letter, or of all, by address.
-std::vector<const Part*> byAddress(const Description& description, char letter) {
-    std::vector<const Part*> parts;
-    for (const Part& part : description.parts) {
-        if (letter == 0 || part.letter == letter) {
-            parts.push_back(&part);
-        }
-    }
-    std::stable_sort(parts.begin(), parts.end(), [](const Part* a, const Part* b) { return a->address < b->address; });
-    return parts;
-}
-
-void findOverlaps(char letter, Description& description) {
-    const Part* furthest = nullptr;
-    for (const Part* const part : byAddress(description, letter)) {
-        if (part->memorySize == 0) {
-            continue;
-        }
-        if (part->memorySize > addressLimit - part->address) {
-            description.addFinding(FindingCode::addressWraps, part->index, part->offset);
-        }
-        if (furthest != nullptr && part->address - furthest->address < furthest->memorySize) {
-            description.addFinding(FindingCode::overlap, part->index, part->offset,
-                                   {numberField("other", static_cast<std::uint64_t>(furthest->index)),
-                                    addressField("address", part->address)});
-        }
-        if (furthest == nullptr || part->address + part->memorySize > furthest->address + furthest->memorySize) {
-            furthest = part;
-        }
-    }
-}
 
 // The Flash word that a module ends in belongs to it alone.
 void findModuleTails(Description& description) {
-    const std::vector<const Part*> parts = byAddress(description, 0);
-    for (const Part* const module : byAddress(description, 'M')) {
+    const std::vector<const Part*> parts = partsByAddress(description);
+    for (const Part* const module : partsByAddress(description, 'M')) {
         const std::uint64_t end = module->address + module->memorySize;
         const std::uint64_t wordEnd = (end + wordSize - 1) / wordSize * wordSize;
         const auto next =
@@ -111,8 +77,8 @@ Match matchInstallImage(QByteArrayView bytes) {
 
 void describeInstallImage(const Source& source, Description& description) {
     describeAreas(source.bytes, walkAreas(source.bytes, layout), layout, description);
-    findOverlaps('F', description);
-    findOverlaps('E', description);
+    findOverlaps(description, 'F');
+    findOverlaps(description, 'E');
     findModuleTails(description);
     checkOrder(description);
 }

@@ -19,7 +19,7 @@ constexpr std::array findingRows = {
     FindingRow{FindingCode::notZero, "notZero", Severity::error, "bytes that should be zero aren't"},
     FindingRow{FindingCode::noEndArea, "noEndArea", Severity::error, "no option bytes area ends the image"},
     FindingRow{FindingCode::bytesBehindEnd, "bytesBehindEnd", Severity::error, "{size} bytes behind the end"},
-    FindingRow{FindingCode::overlap, "overlap", Severity::error, "overlaps area {other} from {address} on"},
+    FindingRow{FindingCode::overlap, "overlap", Severity::error, "overlaps number {other} from {address} on"},
     FindingRow{FindingCode::moduleTail, "moduleTail", Severity::error,
                "area {other} starts at {address}, in the last Flash word of this module"},
     FindingRow{FindingCode::addressWraps, "addressWraps", Severity::error, "goes beyond 32-bit addresses"},
@@ -29,6 +29,17 @@ constexpr std::array findingRows = {
                "the content also fits {other}; the suffix decided"},
     FindingRow{FindingCode::assumedFormat, "assumedFormat", Severity::note,
                "nothing in the content tells the format; the suffix decided"},
+    FindingRow{FindingCode::tooManyParts, "tooManyParts", Severity::error,
+               "more than {limit} records; the rest is unread"},
+    FindingRow{FindingCode::unaligned, "unaligned", Severity::error, "{field} {value} is no multiple of {expected}"},
+    FindingRow{FindingCode::noRoomForNonce, "noRoomForNonce", Severity::error,
+               "its protection promises a nonce, which {size} bytes don't hold"},
+    FindingRow{FindingCode::unknownIndex, "unknownIndex", Severity::error, "the device has no OTP {value} to fill"},
+    FindingRow{FindingCode::beyondLastIndex, "beyondLastIndex", Severity::error, "goes beyond OTP {limit}"},
+    FindingRow{FindingCode::sharedOtp, "sharedOtp", Severity::error,
+               "starts at OTP {value}, which record {other} fills"},
+    FindingRow{FindingCode::wrongSize, "wrongSize", Severity::error, "has {value} bytes, not {expected}"},
+    FindingRow{FindingCode::noDigest, "noDigest", Severity::note, "no digest of its content stands in it"},
 };
 
 constexpr std::array checkRows = {
@@ -72,7 +83,7 @@ constexpr bool isInOrder(const Table& table, Member member) {
 static_assert(isInOrder(findingRows, &FindingRow::code));
 static_assert(isInOrder(checkRows, &CheckRow::code));
 static_assert(isInOrder(reasonRows, &ReasonRow::reason));
-static_assert(findingRows.size() == static_cast<std::size_t>(FindingCode::assumedFormat) + 1);
+static_assert(findingRows.size() == static_cast<std::size_t>(FindingCode::noDigest) + 1);
 static_assert(checkRows.size() == static_cast<std::size_t>(CheckCode::sameKey) + 1);
 static_assert(reasonRows.size() == static_cast<std::size_t>(Reason::unusableKey) + 1);
 

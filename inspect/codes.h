@@ -23,6 +23,14 @@ enum class FindingCode : std::uint8_t {
     wrongDescriptor,
     otherFormatFits,
     assumedFormat,
+    tooManyParts,
+    unaligned,
+    noRoomForNonce,
+    unknownIndex,
+    beyondLastIndex,
+    sharedOtp,
+    wrongSize,
+    noDigest,
 };
 
 enum class Severity : std::uint8_t { note, error };

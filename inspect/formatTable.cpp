@@ -12,6 +12,14 @@ namespace {
 // The order means nothing.
 constexpr std::array rows = {
     FormatRow{"installImage", "install image", "tbi tbix", matchInstallImage, describeInstallImage, proveInstallImage},
+    FormatRow{"backupImage", "backup image", "", nullptr, describeBackupImage, nullptr},
+    FormatRow{"secretsWords", "secrets image of device 0x500 or 0x501", "", nullptr, describeSecretsWords, nullptr},
+    FormatRow{"secretsRecords", "secrets image of device 0x505", "", nullptr, describeSecretsRecords, nullptr},
+    FormatRow{"provisioningFile", "provisioning file", "obk", matchProvisioningFile, describeProvisioningFile,
+              proveProvisioningFile},
+    FormatRow{"hashedProvisioningFile", "provisioning file with a digest", "", nullptr, describeProvisioningFile,
+              proveHashedProvisioningFile},
+    FormatRow{"passwordFile", "password file", "", matchPasswordFile, describePasswordFile, nullptr},
 };
 
 bool hasSuffix(const FormatRow& row, const QString& path) {
@@ -104,6 +112,16 @@ Description describe(const Source& source, const FormatRow* as) {
     return description;
 }
 
+void keepPayloads(const Source& source, const Description& description, ContentKind kind, Contents* contents) {
+    if (contents == nullptr) {
+        return;
+    }
+    for (const Part& part : description.parts) {
+        contents->list.push_back(
+            {part.index, kind, part.address, source.bytes.sliced(part.payloadOffset, part.payloadSize).toByteArray()});
+    }
+}
+
 void prove(const Source& source, const Evidence& evidence, Description& description, Contents* contents) {
     if (description.format == nullptr) {
         return;
@@ -114,6 +132,7 @@ void prove(const Source& source, const Evidence& evidence, Description& descript
     description.addCheck(CheckCode::rules, keepsRules);
     if (description.format->prove == nullptr) {
         description.addUnchecked(CheckCode::tag, Reason::noProtection);
+        keepPayloads(source, description, description.format->plainKind, contents);
         return;
     }
     description.format->prove(source, evidence, description, contents);

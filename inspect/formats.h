@@ -29,6 +29,7 @@ struct FormatRow {
     Match (*match)(QByteArrayView bytes);
     void (*describe)(const Source& source, Description& description);
     void (*prove)(const Source& source, const Evidence& evidence, Description& description, Contents* contents);
+    ContentKind plainKind = ContentKind::other;  ///< without `prove`: what the payloads of its parts are
 };
 
 [[nodiscard]] std::span<const FormatRow> formatTable();
@@ -41,11 +42,30 @@ struct FormatRow {
 /// Finds the format of `source`, or takes `as` if it isn't null, and describes it.
 [[nodiscard]] Description describe(const Source& source, const FormatRow* as = nullptr);
 
+/// Gives the payloads of all parts as they stand in the file, for formats that encrypt nothing.
+void keepPayloads(const Source& source, const Description& description, ContentKind kind, Contents* contents);
+
 /// Adds the checks to what `describe` gave, and the plain contents if they are wanted.
 void prove(const Source& source, const Evidence& evidence, Description& description, Contents* contents = nullptr);
 
 [[nodiscard]] Match matchInstallImage(QByteArrayView bytes);
 void describeInstallImage(const Source& source, Description& description);
 void proveInstallImage(const Source& source, const Evidence& evidence, Description& description, Contents* contents);
+
+void describeBackupImage(const Source& source, Description& description);
+
+// Of devices 0x500 and 0x501, and of device 0x505.
+void describeSecretsWords(const Source& source, Description& description);
+void describeSecretsRecords(const Source& source, Description& description);
+
+[[nodiscard]] Match matchProvisioningFile(QByteArrayView bytes);
+void describeProvisioningFile(const Source& source, Description& description);
+void proveProvisioningFile(const Source& source, const Evidence& evidence, Description& description,
+                           Contents* contents);
+void proveHashedProvisioningFile(const Source& source, const Evidence& evidence, Description& description,
+                                 Contents* contents);
+
+[[nodiscard]] Match matchPasswordFile(QByteArrayView bytes);
+void describePasswordFile(const Source& source, Description& description);
 
 }  // namespace inspect

@@ -1,0 +1,80 @@
+// The password of a debug authentication, plain, beside its provisioning file.
+
+#include "files/ByteReader.h"
+#include "inspect/formats.h"
+
+#include <algorithm>
+
+namespace inspect {
+
+namespace {
+
+constexpr qsizetype headerSize = 8;
+constexpr std::uint32_t marker = 0x80000000;
+constexpr qsizetype longestLength = 255;  // that the length byte tells in full
+
+struct Header {
+    std::uint32_t marker = 0;
+    std::uint8_t length = 0;
+    QByteArrayView zeros;
+};
+
+Header readHeader(QByteArrayView bytes) {
+    ByteReader reader(bytes);
+    Header header;
+    header.marker = reader.u32();
+    header.length = reader.u8();
+    header.zeros = reader.take(3);
+    return header;
+}
+
+bool isZero(QByteArrayView bytes) {
+    return std::all_of(bytes.begin(), bytes.end(), [](char byte) { return byte == 0; });
+}
+
+}  // namespace
+
+// A vector table may begin alike, so that only a file that fits to the last byte counts.
+Match matchPasswordFile(QByteArrayView bytes) {
+    const Header header = readHeader(bytes);
+    const qsizetype length = bytes.size() - headerSize;
+    const bool isWhole = length >= 0 && length <= longestLength && header.marker == marker && header.length == length &&
+                         isZero(header.zeros);
+    return isWhole ? Match::whole : Match::no;
+}
+
+void describePasswordFile(const Source& source, Description& description) {
+    const QByteArrayView bytes = source.bytes;
+    if (bytes.size() < headerSize) {
+        description.addFinding(FindingCode::cutOff, 0, bytes.size(),
+                               {numberField("missing", static_cast<std::uint64_t>(headerSize - bytes.size())),
+                                numberField("wanted", headerSize)});
+        description.addRange(bytes.size(), Role::unread, Cover::none);
+        return;
+    }
+    const Header header = readHeader(bytes);
+    const qsizetype length = bytes.size() - headerSize;
+    if (header.marker != marker) {
+        description.addFinding(FindingCode::badMagic, 0, 0, {addressField("expected", marker)});
+    }
+    if (header.length != (length & 0xFF)) {
+        description.addFinding(
+            FindingCode::wrongSize, 1, 4,
+            {numberField("value", static_cast<std::uint64_t>(length)), numberField("expected", header.length)});
+    }
+    if (!isZero(header.zeros)) {
+        description.addFinding(FindingCode::notZero, 0, 5);
+    }
+    description.addRange(headerSize, Role::header, Cover::structure);
+    description.addRange(length, Role::payload, Cover::none, 1);
+    Part part;
+    part.name = "password";
+    part.index = 1;
+    part.offset = headerSize;
+    part.payloadOffset = headerSize;
+    part.payloadSize = length;
+    part.size = length;
+    description.parts.push_back(std::move(part));
+}
+
+}  // namespace inspect

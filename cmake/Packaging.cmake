@@ -11,7 +11,7 @@ install(PROGRAMS obkey/imgtool-launcher.sh DESTINATION ${home}/Utilities/Windows
 file(RELATIVE_PATH link_target ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR}/qvora-sealed-bundle-builder/${tool})
 file(CREATE_LINK ${link_target} ${made}/${tool} SYMBOLIC)
 install(FILES ${made}/${tool} DESTINATION ${CMAKE_INSTALL_BINDIR})
-install(FILES README.md CHANGELOG.md LICENSE docs/formats.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES README.md CHANGELOG.md LICENSE docs/formats.md docs/vectors.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} PATTERN demo EXCLUDE)
 install(PROGRAMS examples/demo DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 

@@ -9,26 +9,27 @@
 
 namespace {
 
-/// Moves an older key out of the way of a new one, under a name that is free. Gives that name, empty if it stays.
-QString keepOldKey(const QString& path) {
+/// Moves an older key out of the way of a new one, under a name that is free. There it stays whatever comes of the new
+/// one: a script that finds a key at the path must not take the older one for it.
+void keepOldKey(const QString& path) {
     const QString stamp = QDateTime::currentDateTime().toString(QStringLiteral("_dd.MM.yyyy_hh_mm_ss"));
     const QString stem = path + stamp;
     QString kept = stem + QStringLiteral(".bak");
     for (int count = 2; QFile::exists(kept); ++count) {
         kept = stem + QLatin1Char('_') + QString::number(count) + QStringLiteral(".bak");
     }
-    if (!QFile::rename(path, kept)) {
-        return QString();
+    if (QFile::rename(path, kept)) {
+        displayMessage(MessageKind::grey, "Rename file is succeeded \n");
     }
-    displayMessage(MessageKind::grey, "Rename file is succeeded \n");
-    return kept;
 }
 
 }  // namespace
 
 void Obkey::generateKeyPair(const QString& keyPath, const QString& keyType) {
     const QString path = QString(keyPath).replace(QLatin1Char('\\'), QLatin1Char('/'));
-    const QString kept = QFileInfo(path).isFile() ? keepOldKey(path) : QString();
+    if (QFileInfo(path).isFile()) {
+        keepOldKey(path);
+    }
     const QString publicPath = path.chopped(std::min<qsizetype>(4, path.size())) + QStringLiteral("_pub.pem");
     const QStringList arguments = {QStringLiteral("keygen"),
                                    QStringLiteral("-k"),
@@ -45,8 +46,5 @@ void Obkey::generateKeyPair(const QString& keyPath, const QString& keyType) {
     } else {
         showImgtoolAnswer(answer.output);
         static_cast<void>(reportError("Fail Key Generation Check Input Param\n"));
-    }
-    if (!kept.isEmpty() && !QFile::exists(path)) {
-        QFile::rename(kept, path);  // no new key has come
     }
 }

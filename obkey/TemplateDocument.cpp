@@ -14,29 +14,41 @@ namespace {
 /// A tree takes many times the memory of its text, and a device perhaps never ends.
 constexpr qint64 maxTemplateSize = qint64{8} << 20;
 
-// The tree builder's time grows with the square of the depth, the reader's with that of a tag's attributes, the
-// write-back's with that of the records, and entities let a short file grow without bound. Templates need none of
-// these.
+// The tree builder's time grows with the square of the depth, the reader's with that of a tag's attributes, and
+// entities let a short file grow without bound. Templates need none of these.
 constexpr int deepestNesting = 256;
 constexpr int mostElements = 20000;
 constexpr qsizetype longestTag = 2048;
+constexpr qint64 mostComparisons = 4'000'000;  ///< of attributes with each other, some hundredths of a second
 
 bool hasDeclaration(const QByteArray& line) {
     return line.contains("<?xml version=\"1.0\" encoding=\"UTF-8\"?>") ||
            line.contains("<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>");
 }
 
-/// The line of the first tag of `text` that is longer than longestTag, from 1; 0 if there is none.
-qint64 overlongTagLine(const QByteArray& text) {
+/// The tags of a text that are longer than longestTag.
+struct LongTags {
+    qint64 firstLine = 0;    ///< from 1; 0 if there are none
+    qint64 comparisons = 0;  ///< what they cost the reader at most
+};
+
+LongTags findLongTags(const QByteArray& text) {
+    LongTags found;
     qsizetype position = text.indexOf('<');
     while (position >= 0) {
         const Markup markup = markupAt(text, position);
-        if (markup.isTag && (markup.end < 0 ? text.size() : markup.end) - position > longestTag) {
-            return 1 + text.first(position).count('\n');
+        const QByteArrayView rest = QByteArrayView(text).sliced(position);
+        const QByteArrayView tag = markup.end < 0 ? rest : rest.first(markup.end - position);
+        if (markup.isTag && tag.size() > longestTag) {
+            if (found.firstLine == 0) {
+                found.firstLine = 1 + text.first(position).count('\n');
+            }
+            const qint64 attributeCount = tag.count('=');
+            found.comparisons += attributeCount * attributeCount;
         }
         position = markup.end < 0 ? -1 : text.indexOf('<', markup.end);
     }
-    return 0;
+    return found;
 }
 
 /// Reads all of `reader`. What is well-formed but out of bounds becomes an error of the reader, which knows the line.
@@ -103,7 +115,7 @@ std::unique_ptr<QDomDocument> readDocument(const QString& xmlPath, bool& hasDocu
         return nullptr;
     }
     QByteArray text;
-    if (!readUpTo(file, maxTemplateSize, text) || overlongTagLine(text) != 0) {
+    if (!readUpTo(file, maxTemplateSize, text) || findLongTags(text).firstLine != 0) {
         return nullptr;
     }
     // A linked template has passed no validation, and validation doesn't see the first line. Prefixes don't count, as
@@ -172,7 +184,11 @@ bool Obkey::validateTemplate(const QString& templatePath, const QString& xsdPath
     }
     QFile file(withSingleBackslashes(templatePath));
     QByteArray text;
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text) || !readUpTo(file, maxTemplateSize, text)) {
+    const bool isRead = file.open(QIODevice::ReadOnly | QIODevice::Text) && readUpTo(file, maxTemplateSize, text);
+    if (!isRead && file.error() == QFileDevice::NoError) {
+        return reportError("XML document is invalid! A template may have 8 MiB at most.");
+    }
+    if (!isRead) {
         return reportError("XML document is invalid! Please insert a valid one.");
     }
     const qsizetype firstBreak = text.indexOf('\n');
@@ -180,13 +196,15 @@ bool Obkey::validateTemplate(const QString& templatePath, const QString& xsdPath
         return reportError("XML document is invalid! xml version is wrong or missing");
     }
     text.remove(0, firstBreak < 0 ? text.size() : firstBreak + 1);
-    const qint64 longLine = overlongTagLine(text);
-    if (longLine != 0) {
-        return reportInvalid(QStringLiteral("A tag is too long."), longLine);
+    const LongTags longTags = findLongTags(text);
+    if (longTags.comparisons <= mostComparisons) {
+        QXmlStreamReader reader(text);
+        readThrough(reader);
+        if (reader.hasError()) {
+            return reportInvalid(reader.errorString(), reader.lineNumber());
+        }
     }
-    QXmlStreamReader reader(text);
-    readThrough(reader);
-    return !reader.hasError() || reportInvalid(reader.errorString(), reader.lineNumber());
+    return longTags.firstLine == 0 || reportInvalid(QStringLiteral("A tag is too long."), longTags.firstLine);
 }
 
 bool Obkey::loadTemplate(const QString& templatePath) {

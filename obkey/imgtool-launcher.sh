@@ -5,7 +5,7 @@
 #
 #   keygen -e FILE   isn't known: the public key is taken out of the private one afterwards, as PEM
 #   getpriv --raw    isn't known: the bare private number is printed, in the layout of imgtool's C arrays
-#   sign             says "image.py: sign the payload" (or "digest") though all went well; the tool takes any output
+#   sign, create     say "image.py: sign the payload" (or "digest") though all went well; the tool takes any output
 #                    for a failure, so that one line is left out of a successful run
 #
 # Everything else passes through as it is.
@@ -118,7 +118,7 @@ has_raw_option() {
 
 case ${1-} in
     keygen) make_key_pair "$@" ;;
-    sign) sign_image "$@" ;;
+    sign | create) sign_image "$@" ;;
     getpriv) if has_raw_option "$@"; then print_raw_private_key "$@"; else exec "$program" "$@"; fi ;;
     *) exec "$program" "$@" ;;
 esac

@@ -190,6 +190,6 @@ TEST(ImageGenerator, ExampleTemplatesWorkTogether) {
     run.engine.addImageConfig(image);
     EXPECT_EQ(run.engine.generateImage(), 0);
     EXPECT_EQ(run.arguments(),
-              "sign -k @/./keys/authentication.pem -S 0x00040000 -v 1.0.0 -H 0x400 --pad-header @/./firmware.bin "
-              "@/./firmware_signed.bin");
+              "sign -k @/./keys/authentication.pem -S 0x00040000 -v 1.0.0 -H 0x400 --pad-header --align 16 "
+              "@/./blink.hex @/./blink_signed.hex");
 }

@@ -29,7 +29,7 @@ struct LauncherRun {
     }
 };
 
-QStringList words(const char* text) {
+QStringList words(const QByteArray& text) {
     return QString::fromLatin1(text).split(QLatin1Char(' '));
 }
 
@@ -46,14 +46,16 @@ TEST(ImgtoolLauncher, SignLeavesOutTheOneNoticeOfASuccess) {
         {"warning\\nimage.py: sign the payload\\n", "0", "warning\n"},
         {"image.py: sign the payload\\nError: x\\n", "2", "image.py: sign the payload\nError: x\n"},
     };
-    for (const Row& row : rows) {
-        LauncherRun run;
-        qputenv("IMGTOOL_ANSWER", row.answer);
-        qputenv("IMGTOOL_STATUS", row.status);
-        const ImgtoolAnswer answer = run.run(words("sign -k key --pad a\\ b"));
-        EXPECT_EQ(answer.output, row.output);
-        EXPECT_EQ(answer.failed, QByteArray(row.status) != "0");
-        EXPECT_EQ(run.folder.read("arguments"), "sign\n-k\nkey\n--pad\na\\\nb\n");
+    for (const char* const command : {"sign", "create"}) {
+        for (const Row& row : rows) {
+            LauncherRun run;
+            qputenv("IMGTOOL_ANSWER", row.answer);
+            qputenv("IMGTOOL_STATUS", row.status);
+            const ImgtoolAnswer answer = run.run(words(QByteArray(command) + " -k key --pad a\\ b"));
+            EXPECT_EQ(answer.output, row.output);
+            EXPECT_EQ(answer.failed, QByteArray(row.status) != "0");
+            EXPECT_EQ(run.folder.read("arguments"), QByteArray(command) + "\n-k\nkey\n--pad\na\\\nb\n");
+        }
     }
 }
 
@@ -97,7 +99,10 @@ TEST(ImgtoolLauncher, KeyPairAndRawKey) {
     qputenv("IMGTOOL_ANSWER", "Error: Invalid value");
     qputenv("IMGTOOL_STATUS", "2");
     run.engine.generateKeyPair(run.folder.write("new.pem", "old"), QStringLiteral("nonsense"));
-    EXPECT_EQ(run.folder.read("new.pem"), "old");
+    EXPECT_FALSE(QFile::exists(run.folder.path("new.pem"))) << "an older key in the place of the new one";
+    const QStringList aside = QDir(run.folder.path("")).entryList({QStringLiteral("new.pem_*.bak")}, QDir::Files);
+    ASSERT_EQ(aside.size(), 1);
+    EXPECT_EQ(fileContent(run.folder.path(qUtf8Printable(aside.first()))), "old");
     EXPECT_EQ(capture.texts(),
               (std::vector<std::string>{"Rename file is succeeded \n", "Imgtool : Error: Invalid value",
                                         "Error: Fail Key Generation Check Input Param\n"}));

@@ -46,6 +46,10 @@ TEST(TemplateDocument, WhatIsNoTemplateIsRefused) {
         {"long tag", attributes + "/>", atLine(3, "A tag is too long.")},
         {"long tag behind a quoted end", QByteArray(attributes).replace(" a0=", " q='>' a0=") + "/>",
          atLine(3, "A tag is too long.")},
+        {"fault behind a long tag", declaration + "<Root>\n<a b='" + QByteArray(3000, 'x') + "'/>\n</a></Root>",
+         atLine(4, "Opening and ending tag mismatch.")},
+        {"fault behind a long tag that takes too much time", attributes + "></a></Root>",
+         atLine(3, "A tag is too long.")},
         {"default attributes", declaration + "<!DOCTYPE Root [<!ATTLIST b a CDATA 'x'>]><Root/>",
          atLine(2, "Nothing can be declared in a template.")},
     };
@@ -58,11 +62,13 @@ TEST(TemplateDocument, WhatIsNoTemplateIsRefused) {
     TemplateRun run;
     const MessageCapture capture;
     EXPECT_FALSE(run.engine.validateTemplate(run.folder.path("none.xml"), run.schema));
+    EXPECT_FALSE(run.engine.validateTemplate(run.folder.path("."), run.schema));
     EXPECT_FALSE(run.engine.validateTemplate(QStringLiteral("/dev/zero"), run.schema));
     EXPECT_FALSE(run.engine.validateTemplate(run.schema, QStringLiteral("no.xsd")));
     EXPECT_EQ(capture.texts(), (std::vector<std::string>{
                                    "Error: XML document is invalid! Please insert a valid one.",
                                    "Error: XML document is invalid! Please insert a valid one.",
+                                   "Error: XML document is invalid! A template may have 8 MiB at most.",
                                    "Error: The XML Template file \"no.xsd\" is missing! Please check your QVORA Seal "
                                    "Bundle Builder installation folder."}));
 }

@@ -1,7 +1,11 @@
 // Templates of both formats, as far as they are read and checked. Nothing is generated: a template names its outputs.
 
 #include "fuzz/FuzzFile.h"
-#include "obkey/Obkey.h"
+#include "obkey/LinkedTemplate.h"
+#include "obkey/MemoryLayout.h"
+#include "obkey/readMcuboot.h"
+#include "obkey/readObdata.h"
+#include "obkey/tagChecks.h"
 
 #include <QFile>
 
@@ -17,23 +21,23 @@ QString schemaBeside(const FuzzFile& file) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const FuzzFile file(data, size, ".xml");
-    Obkey engine;
-    engine.startObkeyJob(file.path());
-    engine.startImageJob();
-    if (!engine.validateTemplate(file.path(), schemaBeside(file)) || !engine.loadTemplate(file.path())) {
+    const TemplateDocument document = openDocument(file.path());
+    if (!validateTemplate(file.path(), schemaBeside(file)) || document.document == nullptr) {
         return 0;
     }
-    if (engine.templateFormat == Obkey::formatObdata) {
-        static_cast<void>(engine.checkDuplicateTags() && engine.checkMandatoryTags() && engine.checkLayout());
-    } else {
-        static_cast<void>(engine.checkMcubootDuplicateTags() && engine.checkMcubootMandatoryTags());
-        engine.addImageConfig(file.path());
+    TemplateFormat format = formatObdata;
+    const QDomNode content = contentNode(document, format);
+    ObdataTemplate obdata;
+    if (format == formatObdata && readObdata(content, obdata)) {
+        static_cast<void>(checkDuplicateTags(obdata.tags) && checkMandatoryTags(obdata.tags) && checkLayout(obdata));
     }
-    if (engine.loadLinkedTemplate(file.path())) {
-        McubootParam param;
-        param.name = QStringLiteral("Key");
-        param.link = QStringLiteral("GetPublic");
-        Obkey::applyLinkedTemplate(param, engine.linkedContent);
+    McubootTemplate mcuboot;
+    if (format == formatMcuboot && readMcuboot(content, mcuboot)) {
+        static_cast<void>(checkDuplicateTags(mcuboot.tags) && checkMandatoryTags(mcuboot.tags));
     }
+    McubootParam param;
+    param.name = QStringLiteral("Key");
+    param.link = QStringLiteral("GetPublic");
+    applyLinkedTemplate(content.firstChild(), param);
     return 0;
 }

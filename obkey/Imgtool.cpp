@@ -13,29 +13,29 @@ constexpr qint64 maxOutput = qint64{16} << 20;  // the longest true answer has s
 
 }  // namespace
 
-ImgtoolAnswer runImgtool(QProcess& process, const QString& program, const QStringList& arguments) {
+ImgtoolAnswer Imgtool::run(const QStringList& arguments) {
     ImgtoolAnswer answer;
-    process.setProcessChannelMode(QProcess::MergedChannels);
-    if (process.state() == QProcess::NotRunning) {
-        process.start(program, arguments, QIODevice::ReadWrite);
+    process_.setProcessChannelMode(QProcess::MergedChannels);
+    if (process_.state() == QProcess::NotRunning) {
+        process_.start(imgtoolPath_, arguments, QIODevice::ReadWrite);
     }
     // Nobody is there to answer a question: one that reads its input meets the end of it.
-    process.closeWriteChannel();
-    if (!process.waitForStarted(-1)) {
+    process_.closeWriteChannel();
+    if (!process_.waitForStarted(-1)) {
         return answer;
     }
-    while (process.bytesAvailable() <= maxOutput && process.waitForReadyRead(-1)) {
+    while (process_.bytesAvailable() <= maxOutput && process_.waitForReadyRead(-1)) {
     }
-    if (process.bytesAvailable() > maxOutput) {
-        process.kill();
+    if (process_.bytesAvailable() > maxOutput) {
+        process_.kill();
     }
-    process.waitForFinished(-1);
-    answer.ended = process.state() == QProcess::NotRunning;
+    process_.waitForFinished(-1);
+    answer.ended = process_.state() == QProcess::NotRunning;
     if (!answer.ended) {
         return answer;
     }
-    answer.failed = process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0;
-    answer.output = process.readAll();
+    answer.failed = process_.exitStatus() != QProcess::NormalExit || process_.exitCode() != 0;
+    answer.output = process_.readAll();
     return answer;
 }
 
@@ -58,19 +58,24 @@ void showImgtoolAnswer(const QByteArray& output) {
 QByteArray imgtoolArrayBytes(const QByteArray& output) {
     constexpr qsizetype rowHead = 6;   // four blanks and "0x"
     constexpr qsizetype rowBreak = 5;  // CR, LF and three blanks: one blank stays between two values
-    QByteArray text = output;
+    // A key in the making: each array gets all its room at once, so that no piece of it stays behind.
+    QByteArray text;
     const WipeOnExit wipeText(text);
-    text.replace("\r\n", "\n").replace("\n", "\r\n");
+    text.reserve(2 * output.size());
+    for (qsizetype i = 0; i < output.size(); ++i) {
+        const bool endsLine = output.at(i) == '\n';
+        text.append(endsLine && !text.endsWith('\r') ? QByteArrayView("\r\n")
+                                                     : QByteArrayView(&output.constData()[i], 1));
+    }
     const qsizetype firstLine = text.indexOf('\n');
     const qsizetype secondLine = firstLine < 0 ? -1 : text.indexOf('\n', firstLine + 1);
     if (secondLine < 0) {
         return QByteArray();
     }
-    text.remove(0, secondLine + 1 + rowHead);
     QByteArray row;
     const WipeOnExit wipeRow(row);
     row.reserve(text.size());
-    for (qsizetype i = 0; i < text.size();) {
+    for (qsizetype i = secondLine + 1 + rowHead; i < text.size();) {
         if (text.at(i) == '\r') {
             i += rowBreak;
         } else {
@@ -81,16 +86,18 @@ QByteArray imgtoolArrayBytes(const QByteArray& output) {
     if (end < 0) {
         return QByteArray();
     }
-    row.truncate(end);
     QByteArray bytes;
-    qsizetype begin = 0;
-    while (begin >= 0) {
-        const qsizetype next = row.indexOf(", 0x", begin);
-        const QByteArray part = row.mid(begin, next < 0 ? -1 : next - begin);
+    bytes.reserve(end / 4 + 1);
+    QByteArrayView rest = QByteArrayView(row).first(end);
+    while (true) {
+        const qsizetype next = rest.indexOf(", 0x");
+        const QByteArrayView part = next < 0 ? rest : rest.first(next);
         bytes.append(static_cast<char>(part.toUInt(nullptr, 16) & 0xFF));
-        begin = next < 0 ? -1 : next + 4;
+        if (next < 0) {
+            return bytes;
+        }
+        rest = rest.sliced(next + 4);
     }
-    return bytes;
 }
 
 void extendedArgument(QString& argument) {

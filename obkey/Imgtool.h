@@ -12,8 +12,20 @@ struct ImgtoolAnswer {
     QByteArray output;    ///< both output channels, merged
 };
 
-/// Runs `program` and waits for its end, however long that takes.
-[[nodiscard]] ImgtoolAnswer runImgtool(QProcess& process, const QString& program, const QStringList& arguments);
+/// The program imgtool, which runs once at a time.
+class Imgtool {
+  public:
+    explicit Imgtool(const QString& imgtoolPath) : imgtoolPath_(imgtoolPath) {}
+
+    [[nodiscard]] const QString& path() const { return imgtoolPath_; }
+
+    /// Runs it and waits for its end, however long that takes. Its input is closed.
+    [[nodiscard]] ImgtoolAnswer run(const QStringList& arguments);
+
+  private:
+    QString imgtoolPath_;
+    QProcess process_;
+};
 
 /// Shows what imgtool said, beside an error whose text doesn't tell it.
 void showImgtoolAnswer(const QByteArray& output);

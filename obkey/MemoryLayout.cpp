@@ -1,7 +1,10 @@
-#include "obkey/Obkey.h"
+#include "obkey/MemoryLayout.h"
 
 #include "display/Display.h"
+#include "obkey/tagChecks.h"
 #include "obkey/templateNumbers.h"
+
+#include <QHash>
 
 #include <algorithm>
 
@@ -31,12 +34,44 @@ std::uint32_t recordNumber(const ObkeyParam& record) {
         templateNumber(record.value ? *record.value : record.defaultValue.value_or(QString())));
 }
 
-void setSize(QList<SlotRecord>& slotList, std::int32_t index, const QString& size) {
-    for (SlotRecord& slot : slotList) {
-        if (slot.index == index) {
-            slot.size = size;
+/// The tags of one kind that tell of slots, and where their starts count from.
+struct SlotTags {
+    QStringList ObkeyParam::*references;
+    bool ObkeyParam::*isStart;
+    std::uint32_t base;
+};
+
+struct DescribedSlot {
+    SlotRecord slot;
+    const ObkeyParam* start;  ///< the parameter that gave its start
+};
+
+/// The slots that the `Data` parameters describe, in document order. A size belongs to every slot of its index in front
+/// of it, and the last one counts: from the end, that is the one that was met first.
+QList<DescribedSlot> describedSlots(const QList<ObkeyParam>& params, const SlotTags& tags) {
+    QList<DescribedSlot> described;
+    QHash<std::int32_t, QString> sizes;
+    for (auto param = params.crbegin(); param != params.crend(); ++param) {
+        const QStringList& references = (*param).*tags.references;
+        if (references.isEmpty()) {
+            continue;
+        }
+        const std::uint32_t number = recordNumber(*param);
+        const bool isStart = (*param).*tags.isStart;
+        const QString name = isStart ? slotName(*param) : QString();
+        for (auto reference = references.crbegin(); reference != references.crend(); ++reference) {
+            const std::int32_t index = slotIndex(*reference);
+            const auto size = sizes.constFind(index);
+            if (isStart) {
+                const TagText found = size == sizes.constEnd() ? TagText() : TagText(*size);
+                described.append({{name, index, hexText(number + tags.base), found}, &*param});
+            } else if (size == sizes.constEnd()) {
+                sizes.insert(index, hexText(number));
+            }
         }
     }
+    std::reverse(described.begin(), described.end());
+    return described;
 }
 
 void sortSlots(QList<SlotRecord>& slotList) {
@@ -129,44 +164,15 @@ QStringList namesOfKind(const QList<ObkeyParam>& params, QLatin1String kind) {
     return names;
 }
 
-}  // namespace
-
-bool Obkey::checkLayout() {
-    if (!checkUniqueNames() || !checkDataValues()) {
-        return false;
-    }
-    for (const ObkeyParam& param : params) {
-        if (flashRulesActive() && param.kind == QLatin1String("Data")) {
-            collectFlashSlots(param);
-        }
-        if (obkRulesActive() && param.kind == QLatin1String("Data")) {
-            collectObkSlots(param);
-        }
-    }
-    const auto isComplete = [](const QList<SlotRecord>& slotList) {
-        return std::all_of(slotList.begin(), slotList.end(), checkSlotIsComplete);
-    };
-    if (!isComplete(flashSlots) || !isComplete(obkSlots)) {
-        return false;
-    }
-    if (flashRulesActive() && !flashSlots.isEmpty()) {
-        sortSlots(flashSlots);
-        slotRanges(flashSlots, flashRanges);
-        if (!checkFlashSlots()) {
-            return false;
-        }
-    }
-    return !obkRulesActive() || obkSlots.isEmpty() || checkObkSlots();
+/// Two parameters of different kinds may share a name.
+bool checkUniqueNames(const QList<ObkeyParam>& params) {
+    constexpr QLatin1String kinds[] = {QLatin1String("Data"), QLatin1String("File"), QLatin1String("Permission"),
+                                       QLatin1String("Text")};
+    return std::all_of(std::begin(kinds), std::end(kinds),
+                       [&](QLatin1String kind) { return checkTagList(namesOfKind(params, kind), ""); });
 }
 
-bool Obkey::checkUniqueNames() const {
-    return checkTagList(namesOfKind(params, QLatin1String("Data"))) &&
-           checkTagList(namesOfKind(params, QLatin1String("File"))) &&
-           checkTagList(namesOfKind(params, QLatin1String("Permission"))) &&
-           checkTagList(namesOfKind(params, QLatin1String("Text")));
-}
-
-bool Obkey::checkDataValues() const {
+bool checkDataValues(const QList<ObkeyParam>& params) {
     return std::all_of(params.begin(), params.end(), [](const ObkeyParam& param) {
         return param.kind != QLatin1String("Data") ||
                checkDataValue(param.defaultValue.value_or(QString()), param.name.value_or(QString()),
@@ -174,43 +180,11 @@ bool Obkey::checkDataValues() const {
     });
 }
 
-void Obkey::collectFlashSlots(const ObkeyParam& record) {
-    const std::uint32_t number = recordNumber(record);
-    for (const QString& reference : record.flashSlotRefs) {
-        const std::int32_t index = slotIndex(reference);
-        if (!record.flashSlotIsStart) {
-            const QString size = hexText(number);
-            setSize(flashSlots, index, size);
-            setSize(executionSlots, index, size);
-            setSize(downloadSlots, index, size);
-            continue;
-        }
-        const SlotRecord slot{slotName(record), index, hexText(number + info.FlashStart), std::nullopt};
-        flashSlots.append(slot);
-        if (record.hasTypeSlot) {
-            (record.slotIsExecution ? executionSlots : downloadSlots).append(slot);
-        }
-    }
-}
-
-void Obkey::collectObkSlots(const ObkeyParam& record) {
-    const std::uint32_t number = recordNumber(record);
-    for (const QString& reference : record.obkSlotRefs) {
-        const std::int32_t index = slotIndex(reference);
-        if (record.obkSlotIsStart) {
-            obkSlots.append({slotName(record), index, hexText(number + info.OBKStart), std::nullopt});
-        } else {
-            setSize(obkSlots, index, hexText(number));
-        }
-    }
-}
-
-bool Obkey::checkFlashSlots() const {
+bool checkFlashSlots(const ObkeyInfo& info, const MemoryLayout& layout) {
     const std::uint32_t last = info.FlashStart + info.FlashSize;
-    const qsizetype count = std::min(flashRanges.size(), flashSlots.size());
-    for (qsizetype i = 0; i < count; ++i) {
-        const auto [start, end] = flashRanges[i];
-        const QByteArray name = flashSlots[i].name.toUtf8();
+    for (qsizetype i = 0; i < layout.flashRanges.size(); ++i) {
+        const auto [start, end] = layout.flashRanges[i];
+        const QByteArray name = layout.flashSlots[i].name.toUtf8();
         if (isOutside(start, info.FlashStart, last) || isOutside(end, info.FlashStart, last)) {
             return reportError("The \"%s\" SlotCli is not in the Flash.", name.constData());
         }
@@ -224,13 +198,7 @@ bool Obkey::checkFlashSlots() const {
     return true;
 }
 
-bool Obkey::checkObkSlots() {
-    sortSlots(obkSlots);
-    const bool areAllowed =
-        authObkRulesActive() ? checkAuthenticatedSlots(info, obkSlots) : checkPlainSlots(info, obkSlots);
-    if (!areAllowed) {
-        return false;
-    }
+bool checkOverlap(const QList<SlotRecord>& obkSlots) {
     for (qsizetype i = 0; i + 1 < obkSlots.size(); ++i) {
         if (slotEnd(obkSlots[i]) > addressOf(obkSlots[i + 1].start)) {
             return reportError("Overlap between : \"%s\" and \"%s\".", qUtf8Printable(obkSlots[i].name),
@@ -238,4 +206,52 @@ bool Obkey::checkObkSlots() {
         }
     }
     return true;
+}
+
+bool checkObkSlots(const ObdataTemplate& obdata, const QList<SlotRecord>& obkSlots) {
+    if (obkSlots.isEmpty()) {
+        return true;
+    }
+    const bool areAllowed = obdata.authObkRulesActive() ? checkAuthenticatedSlots(obdata.info, obkSlots)
+                                                        : checkPlainSlots(obdata.info, obkSlots);
+    return areAllowed && checkOverlap(obkSlots);
+}
+
+}  // namespace
+
+MemoryLayout collectSlots(const ObdataTemplate& obdata) {
+    MemoryLayout layout;
+    if (obdata.flashRulesActive()) {
+        const SlotTags tags{&ObkeyParam::flashSlotRefs, &ObkeyParam::flashSlotIsStart, obdata.info.FlashStart};
+        for (const DescribedSlot& described : describedSlots(obdata.params, tags)) {
+            layout.flashSlots.append(described.slot);
+            if (described.start->hasTypeSlot) {
+                (described.start->slotIsExecution ? layout.executionSlots : layout.downloadSlots)
+                    .append(described.slot);
+            }
+        }
+    }
+    if (obdata.obkRulesActive()) {
+        const SlotTags tags{&ObkeyParam::obkSlotRefs, &ObkeyParam::obkSlotIsStart, obdata.info.OBKStart};
+        for (const DescribedSlot& described : describedSlots(obdata.params, tags)) {
+            layout.obkSlots.append(described.slot);
+        }
+    }
+    return layout;
+}
+
+bool checkLayout(const ObdataTemplate& obdata) {
+    if (!checkUniqueNames(obdata.params) || !checkDataValues(obdata.params)) {
+        return false;
+    }
+    MemoryLayout layout = collectSlots(obdata);
+    for (const QList<SlotRecord>* const slotList : {&layout.flashSlots, &layout.obkSlots}) {
+        if (!std::all_of(slotList->begin(), slotList->end(), checkSlotIsComplete)) {
+            return false;
+        }
+    }
+    sortSlots(layout.flashSlots);
+    slotRanges(layout.flashSlots, layout.flashRanges);
+    sortSlots(layout.obkSlots);
+    return checkFlashSlots(obdata.info, layout) && checkObkSlots(obdata, layout.obkSlots);
 }

@@ -1,40 +1,87 @@
 #include "obkey/Obkey.h"
 
+#include "obkey/MemoryLayout.h"
+#include "obkey/generateImage.h"
+#include "obkey/generateKeyPair.h"
+#include "obkey/generateObkey.h"
+#include "obkey/readMcuboot.h"
+#include "obkey/readObdata.h"
+#include "obkey/tagChecks.h"
+
 #include <QCoreApplication>
 
 #include <utility>
 
-Obkey::Obkey()
-    : imgtoolPath(QCoreApplication::applicationDirPath() + QStringLiteral("/Utilities/Windows/imgtool.exe")) {
+Obkey::Obkey() : Obkey(QCoreApplication::applicationDirPath() + QStringLiteral("/Utilities/Windows/imgtool.exe")) {
+}
+
+Obkey::Obkey(const QString& imgtoolPath) : imgtool_(imgtoolPath) {
+}
+
+bool Obkey::validateTemplate(const QString& templatePath, const QString& xsdPath) {
+    return ::validateTemplate(templatePath, xsdPath);
+}
+
+bool Obkey::loadTemplate(const QString& templatePath) {
+    const TemplateDocument document = openDocument(templatePath);
+    if (document.document == nullptr) {
+        return false;
+    }
+    const QDomNode content = contentNode(document, templateFormat_);
+    const bool isMcuboot = templateFormat_ == formatMcuboot;
+    const QLatin1String name(isMcuboot ? "McubootFormat" : "Obdata");
+    // A root without content of a known name reads as an empty template.
+    const QDomNode known = content.nodeName() == name ? content : QDomNode();
+    if (isMcuboot) {
+        return readMcuboot(known, imageJob_.mcuboot);
+    }
+    if (!readObdata(known, obkeyJob_.obdata)) {
+        return false;
+    }
+    obkeyJob_.hashMode = obkeyJob_.hashMode || obkeyJob_.obdata.hashMode;
+    obkeyJob_.obdata.hashMode = obkeyJob_.hashMode;
+    return true;
 }
 
 void Obkey::startObkeyJob(const QString& templatePath) {
-    for (QStringList* tags : {&infoTags, &textTags, &permissionTags, &outputTags, &dataTags, &listTags, &boolTags,
-                              &fileTags, &flashTags, &obkTags, &authObkTags}) {
-        tags->clear();
-    }
-    for (QList<QStringList>* tagLists : {&dataTagLists, &listTagLists, &boolTagLists, &fileTagLists}) {
-        tagLists->clear();
-    }
-    for (QList<SlotRecord>* slotList : {&flashSlots, &executionSlots, &downloadSlots, &obkSlots}) {
-        slotList->clear();
-    }
-    flashRanges.clear();
-    params.clear();
-    info = ObkeyInfo();
-    xmlPath = templatePath;
-    xmlFolder.clear();
-    daMode = false;
-    rawOutput = false;
+    obkeyJob_ = {templatePath, ObdataTemplate(), obkeyJob_.hashMode};
+}
+
+bool Obkey::checkDuplicateTags() const {
+    return ::checkDuplicateTags(obkeyJob_.obdata.tags);
+}
+
+bool Obkey::checkMandatoryTags() const {
+    return ::checkMandatoryTags(obkeyJob_.obdata.tags);
+}
+
+bool Obkey::checkLayout() const {
+    return ::checkLayout(obkeyJob_.obdata);
+}
+
+bool Obkey::generateObkey() {
+    return ::generateObkey(obkeyJob_.xmlPath, imgtool_, obkeyJob_.obdata);
 }
 
 void Obkey::startImageJob() {
-    if (!configs.isEmpty()) {
-        configs.last() = McubootConfig();
+    if (!imageJob_.configs.isEmpty()) {
+        imageJob_.configs.last() = McubootConfig();
     }
 }
 
 void Obkey::addImageConfig(const QString& templatePath) {
-    readConfig.xmlPath = templatePath;
-    configs.append(std::exchange(readConfig, McubootConfig()));
+    McubootTemplate mcuboot = std::exchange(imageJob_.mcuboot, McubootTemplate());
+    imageJob_.configs.append({std::move(mcuboot.params), mcuboot.title, QString(), templatePath,
+                              std::move(mcuboot.linkedTemplates), mcuboot.command, QString()});
+}
+
+int Obkey::generateImage() {
+    if (imageJob_.configs.isEmpty()) {
+        addImageConfig(QString());
+    }
+    return ::generateImage(imgtool_, imageJob_.configs.last());
+}
+
+void Obkey::generateKeyPair(const QString& keyPath, const QString& keyType) {
+    ::generateKeyPair(keyPath, keyType, imgtool_);
 }

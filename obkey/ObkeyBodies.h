@@ -1,15 +1,11 @@
 #pragma once
 
-#include "files/readExactly.h"
-#include "obkey/ObkeyParam.h"
+#include "obkey/Imgtool.h"
+#include "obkey/ObdataTemplate.h"
 
 #include <QByteArray>
-#include <QProcess>
-#include <QString>
 
-#include <cstdint>
-
-/// What the walk over a template's parameters builds.
+/// What the walk over a template's parameters builds. The bodies may hold private keys and passwords.
 struct ObkeyBodies {
     QByteArray mainBody;
     QByteArray daBody;
@@ -19,10 +15,9 @@ struct ObkeyBodies {
     QStringList inputPaths;
     bool hasPrivateKey = false;
 
-    /// Whether `size` bytes more can be had: an array that grows needs room beside itself.
-    [[nodiscard]] bool hasRoomFor(qsizetype size) const {
-        return canAllocate(3 * (mainBody.size() + daBody.size() + size));
-    }
+    /// Gives both bodies room for `size` bytes more, so that nothing that is appended leaves a copy in memory. False if
+    /// there is no memory for that.
+    [[nodiscard]] bool makeRoom(qsizetype size);
 
     /// Counts `bytes`, which may be negative, modulo 65536.
     void count(qsizetype bytes) {
@@ -30,17 +25,14 @@ struct ObkeyBodies {
     }
 };
 
-/// The SHA-256 (FIPS 180-4) of `bytes`.
-[[nodiscard]] QByteArray sha256(const QByteArray& bytes);
-
-/// Where a `File` parameter's bytes come from and how they are treated.
-struct KeyFileSource {
-    const QString& xmlFolder;
-    const QString& imgtoolPath;
-    QProcess& imgtool;
-    bool daMode = false;
+/// What the bytes of a parameter depend on besides itself.
+struct ObkeySurroundings {
+    const QList<ObkeyParam>& params;  ///< all of the template
+    const QString xmlFolder;
+    const bool daMode;
+    const bool rawOutput;  ///< without a header, which the output's name tells
+    Imgtool& imgtool;
 };
 
-/// Appends what a `File` parameter stands for to the main body: the file's content, or for a ".pem" file the key's
-/// bytes or their digest.
-[[nodiscard]] bool appendKeyFile(const KeyFileSource& source, ObkeyParam& param, ObkeyBodies& bodies);
+/// The SHA-256 (FIPS 180-4) of `bytes`.
+[[nodiscard]] QByteArray sha256(const QByteArray& bytes);

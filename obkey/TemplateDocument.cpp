@@ -1,4 +1,4 @@
-#include "obkey/Obkey.h"
+#include "obkey/TemplateDocument.h"
 
 #include "display/Display.h"
 #include "files/readExactly.h"
@@ -130,17 +130,17 @@ std::unique_ptr<QDomDocument> readDocument(const QString& xmlPath, bool& hasDocu
     return document->setContent(text) ? std::move(document) : nullptr;
 }
 
-std::uint32_t classifyRoot(const QDomDocument* document, bool hasDocumentType, QDomNode& root) {
+DocumentState classifyRoot(const QDomDocument* document, bool hasDocumentType, QDomNode& root) {
     if (document == nullptr) {
-        return Obkey::documentMissing;
+        return documentMissing;
     }
     // The root is expected right behind the declaration. The tree doesn't show a document type that stands between.
     root = document->firstChild().nextSibling();
     if (root.isNull()) {
-        return Obkey::documentEmpty;
+        return documentEmpty;
     }
     const bool isRoot = !hasDocumentType && root.nodeName() == QLatin1String("Root");
-    return isRoot ? Obkey::documentRecognised : Obkey::documentForeign;
+    return isRoot ? documentRecognised : documentForeign;
 }
 
 QDomNode firstChildPastComments(const QDomNode& node) {
@@ -151,32 +151,9 @@ QDomNode firstChildPastComments(const QDomNode& node) {
     return child;
 }
 
-/// Takes the format from the first child of the root and gives that child.
-QDomNode contentNode(const Obkey& engine, std::uint32_t& format) {
-    if (engine.documentState != Obkey::documentRecognised) {
-        return QDomNode();
-    }
-    const QDomNode content = firstChildPastComments(engine.rootNode);
-    if (content.nodeName() == QLatin1String("Obdata")) {
-        format = Obkey::formatObdata;
-    } else if (content.nodeName() == QLatin1String("McubootFormat")) {
-        format = Obkey::formatMcuboot;
-    }
-    return content;
-}
-
-bool openDocument(Obkey& engine, const QString& xmlPath, QDomNode& content) {
-    bool hasDocumentType = false;
-    engine.rootNode.clear();
-    engine.document = readDocument(xmlPath, hasDocumentType);
-    engine.documentState = classifyRoot(engine.document.get(), hasDocumentType, engine.rootNode);
-    content = contentNode(engine, engine.templateFormat);
-    return engine.document != nullptr;
-}
-
 }  // namespace
 
-bool Obkey::validateTemplate(const QString& templatePath, const QString& xsdPath) {
+bool validateTemplate(const QString& templatePath, const QString& xsdPath) {
     if (!QFile(xsdPath).open(QIODevice::ReadOnly | QIODevice::Text)) {
         return reportError(
             "The XML Template file \"%s\" is missing! Please check your QVORA Seal Bundle Builder installation folder.",
@@ -207,28 +184,23 @@ bool Obkey::validateTemplate(const QString& templatePath, const QString& xsdPath
     return longTags.firstLine == 0 || reportInvalid(QStringLiteral("A tag is too long."), longTags.firstLine);
 }
 
-bool Obkey::loadTemplate(const QString& templatePath) {
-    QDomNode content;
-    if (!openDocument(*this, templatePath, content)) {
-        return false;
-    }
-    const bool isMcuboot = templateFormat == formatMcuboot;
-    const QLatin1String name(isMcuboot ? "McubootFormat" : "Obdata");
-    // A root without content of a known name reads as an empty template.
-    const QDomNode known = content.nodeName() == name ? content : QDomNode();
-    return isMcuboot ? readMcuboot(known) : readObdata(known);
+TemplateDocument openDocument(const QString& templatePath) {
+    TemplateDocument opened;
+    bool hasDocumentType = false;
+    opened.document = readDocument(templatePath, hasDocumentType);
+    opened.documentState = classifyRoot(opened.document.get(), hasDocumentType, opened.rootNode);
+    return opened;
 }
 
-bool Obkey::loadLinkedTemplate(const QString& templatePath) {
-    if (!linkedContent.isNull() && templatePath == linkedPath) {
-        return true;  // most parameters refer to the same one
+QDomNode contentNode(const TemplateDocument& document, TemplateFormat& format) {
+    if (document.documentState != documentRecognised) {
+        return QDomNode();
     }
-    QDomNode content;
-    linkedContent.clear();
-    linkedPath = templatePath;
-    if (!openDocument(*this, templatePath, content)) {
-        return false;
+    const QDomNode content = firstChildPastComments(document.rootNode);
+    if (content.nodeName() == QLatin1String("Obdata")) {
+        format = formatObdata;
+    } else if (content.nodeName() == QLatin1String("McubootFormat")) {
+        format = formatMcuboot;
     }
-    linkedContent = content.firstChild();
-    return true;
+    return content;
 }

@@ -1,3 +1,4 @@
+#include "obkey/readObdata.h"
 #include "tests/obkey/TemplateRun.h"
 
 #include <gtest/gtest.h>
@@ -97,30 +98,36 @@ TEST(TemplateDocument, TheRootIsFoundBehindTheDeclarationOnly) {
         TemplateRun run;
         const MessageCapture capture;
         EXPECT_EQ(run.engine.loadTemplate(run.folder.write("t.xml", row.text)), row.loads) << row.text.constData();
-        EXPECT_EQ(run.engine.documentState, row.state) << row.text.constData();
-        EXPECT_EQ(run.engine.templateFormat, row.format) << row.text.constData();
-        EXPECT_EQ(run.engine.document != nullptr, row.state != 1);
+        const TemplateDocument document = openDocument(run.folder.path("t.xml"));
+        TemplateFormat format = formatObdata;
+        static_cast<void>(contentNode(document, format));
+        EXPECT_EQ(document.documentState, row.state) << row.text.constData();
+        EXPECT_EQ(format, row.format) << row.text.constData();
+        EXPECT_EQ(document.document != nullptr, row.state != 1);
         EXPECT_TRUE(capture.texts().empty());
     }
 }
 
 TEST(TemplateDocument, InfoNumbers) {
-    TemplateRun run;
     const QByteArray info =
         "<Info><Title>t</Title><ObDestAddress>%</ObDestAddress><GlobalAlign>256</GlobalAlign>"
         "<OBKStart>0x10</OBKStart><FlashSize>17</FlashSize><FlashStart></FlashStart></Info>";
     const std::pair<const char*, std::uint32_t> rows[] = {
         {"0x08000000", 0x8000000}, {"0x90000000", 0}, {"08000000", 0}, {"--7FFFFFFF", 0x7FFFFFFF}};
     for (const auto& [text, address] : rows) {
-        run.engine.startObkeyJob(QString());
-        const QByteArray document = obdata(QByteArray(info).replace("%", text));
-        ASSERT_TRUE(run.engine.loadTemplate(run.folder.write("t.xml", document)));
-        EXPECT_EQ(run.engine.info.obDestAddress, address) << text;
-        EXPECT_EQ(run.engine.info.doEncryption, ABSENT_VALUE);
-        EXPECT_EQ(run.engine.info.globalAlign, 0);
-        EXPECT_EQ(run.engine.info.OBKStart, 0x10U);
-        EXPECT_EQ(run.engine.info.FlashSize, 17U);
-        EXPECT_EQ(run.engine.info.FlashStart, 0U);
-        EXPECT_EQ(run.engine.infoTags.first(), nameTagMarker);
+        const TempFolder folder;
+        const TemplateDocument document =
+            openDocument(folder.write("t.xml", obdata(QByteArray(info).replace("%", text))));
+        TemplateFormat format = formatMcuboot;
+        ObdataTemplate obdata;
+        ASSERT_TRUE(readObdata(contentNode(document, format), obdata));
+        EXPECT_EQ(format, formatObdata);
+        EXPECT_EQ(obdata.info.obDestAddress, address) << text;
+        EXPECT_EQ(obdata.info.doEncryption, ABSENT_VALUE);
+        EXPECT_EQ(obdata.info.globalAlign, 0);
+        EXPECT_EQ(obdata.info.OBKStart, 0x10U);
+        EXPECT_EQ(obdata.info.FlashSize, 17U);
+        EXPECT_EQ(obdata.info.FlashStart, 0U);
+        EXPECT_EQ(obdata.tags.infoTags.first(), nameTagMarker);
     }
 }

@@ -80,7 +80,8 @@ struct TemplateRun {
     Obkey engine;
     QString schema = folder.write("schema.xsd", "");
 
-    TemplateRun() { engine.imgtoolPath = QStringLiteral(TEST_FILES "imgtool-stand-in.sh"); }
+    explicit TemplateRun(const QString& imgtoolPath = QStringLiteral(TEST_FILES "imgtool-stand-in.sh"))
+        : engine(imgtoolPath) {}
 
     /// Writes the template and runs until a step fails. True if the file was made.
     bool generate(const QByteArray& text) {

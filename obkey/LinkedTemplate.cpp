@@ -1,4 +1,4 @@
-#include "obkey/Obkey.h"
+#include "obkey/LinkedTemplate.h"
 
 #include "obkey/templateElements.h"
 #include "obkey/templateNumbers.h"
@@ -70,8 +70,8 @@ void takePermission(McubootParam& param, const QDomElement& nameTag) {
 
 }  // namespace
 
-void Obkey::applyLinkedTemplate(McubootParam& param, const QDomNode& node) {
-    for (QDomNode sibling = node; !sibling.isNull(); sibling = sibling.nextSibling()) {
+void applyLinkedTemplate(const QDomNode& linkedContent, McubootParam& param) {
+    for (QDomNode sibling = linkedContent; !sibling.isNull(); sibling = sibling.nextSibling()) {
         const QDomElement element = sibling.toElement();
         const QDomElement nameTag = nameTagOf(element, param);
         if (nameTag.isNull()) {
@@ -85,4 +85,15 @@ void Obkey::applyLinkedTemplate(McubootParam& param, const QDomNode& node) {
             takePermission(param, nameTag);
         }
     }
+}
+
+const LinkedTemplate* LinkedTemplates::find(const QString& templatePath) {
+    const auto [place, isNew] = loaded_.try_emplace(templatePath);
+    LinkedTemplate& linked = place->second;
+    if (isNew) {
+        linked.document = openDocument(templatePath);
+        TemplateFormat format = formatObdata;
+        linked.linkedContent = contentNode(linked.document, format).firstChild();
+    }
+    return linked.document.document == nullptr ? nullptr : &linked;
 }

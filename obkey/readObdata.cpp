@@ -1,4 +1,4 @@
-#include "obkey/Obkey.h"
+#include "obkey/readObdata.h"
 
 #include "display/Display.h"
 #include "obkey/templateElements.h"
@@ -233,42 +233,42 @@ constexpr TagRule outputRules[] = {
     {QLatin1String("Tooltip"), true, storeTooltip},
 };
 
-/// An element that gives a parameter. Its tags enter `tags`, which all elements of the kind share; a kind with
-/// `tagLists` moves them there at the end of each element.
+/// An element that gives a parameter. Its tags enter the list that all elements of the kind share, or a list of their
+/// own.
 struct ElementRule {
     QLatin1String name;
     std::span<const TagRule> tagRules;
-    QStringList Obkey::*tags;
-    QList<QStringList> Obkey::*tagLists;
+    QStringList ObdataTags::*tags;
+    QList<QStringList> ObdataTags::*tagLists;
 };
 
 constexpr ElementRule elementRules[] = {
-    {QLatin1String("Text"), textRules, &Obkey::textTags, nullptr},
-    {QLatin1String("Data"), dataRules, &Obkey::dataTags, &Obkey::dataTagLists},
-    {QLatin1String("Permission"), permissionRules, &Obkey::permissionTags, nullptr},
-    {QLatin1String("Bool"), boolRules, &Obkey::boolTags, &Obkey::boolTagLists},
-    {QLatin1String("List"), listRules, &Obkey::listTags, &Obkey::listTagLists},
-    {QLatin1String("File"), fileRules, &Obkey::fileTags, &Obkey::fileTagLists},
-    {QLatin1String("Output"), outputRules, &Obkey::outputTags, nullptr},
+    {QLatin1String("Text"), textRules, &ObdataTags::textTags, nullptr},
+    {QLatin1String("Data"), dataRules, nullptr, &ObdataTags::dataTagLists},
+    {QLatin1String("Permission"), permissionRules, &ObdataTags::permissionTags, nullptr},
+    {QLatin1String("Bool"), boolRules, nullptr, &ObdataTags::boolTagLists},
+    {QLatin1String("List"), listRules, nullptr, &ObdataTags::listTagLists},
+    {QLatin1String("File"), fileRules, nullptr, &ObdataTags::fileTagLists},
+    {QLatin1String("Output"), outputRules, &ObdataTags::outputTags, nullptr},
 };
 
 /// A number of the device's memory in `Info`, and the tag list that makes its rules apply.
 struct MemoryRule {
     QLatin1String tag;
     std::uint32_t ObkeyInfo::*field;
-    QStringList Obkey::*tags;
+    QStringList ObdataTags::*tags;
     const char* faultName;
 };
 
 constexpr MemoryRule memoryRules[] = {
-    {QLatin1String("FlashStart"), &ObkeyInfo::FlashStart, &Obkey::flashTags, "FlashStart value"},
-    {QLatin1String("FlashSize"), &ObkeyInfo::FlashSize, &Obkey::flashTags, "FlashSize value"},
-    {QLatin1String("FlashSectorSize"), &ObkeyInfo::FlashSectorSize, &Obkey::flashTags, "FlashSectorSize value"},
-    {QLatin1String("OBKStart"), &ObkeyInfo::OBKStart, &Obkey::obkTags, "OBK"},
-    {QLatin1String("OBKSize"), &ObkeyInfo::OBKSize, &Obkey::obkTags, "OBKSize value"},
-    {QLatin1String("OBKSectorSize"), &ObkeyInfo::OBKSectorSize, &Obkey::obkTags, "OBKSectorSize value"},
-    {QLatin1String("AuthOBKStart"), &ObkeyInfo::AuthOBKStart, &Obkey::authObkTags, "AuthOBKStart value"},
-    {QLatin1String("AuthOBKSize"), &ObkeyInfo::AuthOBKSize, &Obkey::authObkTags, "AuthOBKSize value"},
+    {QLatin1String("FlashStart"), &ObkeyInfo::FlashStart, &ObdataTags::flashTags, "FlashStart value"},
+    {QLatin1String("FlashSize"), &ObkeyInfo::FlashSize, &ObdataTags::flashTags, "FlashSize value"},
+    {QLatin1String("FlashSectorSize"), &ObkeyInfo::FlashSectorSize, &ObdataTags::flashTags, "FlashSectorSize value"},
+    {QLatin1String("OBKStart"), &ObkeyInfo::OBKStart, &ObdataTags::obkTags, "OBK"},
+    {QLatin1String("OBKSize"), &ObkeyInfo::OBKSize, &ObdataTags::obkTags, "OBKSize value"},
+    {QLatin1String("OBKSectorSize"), &ObkeyInfo::OBKSectorSize, &ObdataTags::obkTags, "OBKSectorSize value"},
+    {QLatin1String("AuthOBKStart"), &ObkeyInfo::AuthOBKStart, &ObdataTags::authObkTags, "AuthOBKStart value"},
+    {QLatin1String("AuthOBKSize"), &ObkeyInfo::AuthOBKSize, &ObdataTags::authObkTags, "AuthOBKSize value"},
 };
 
 template <typename Rule, std::size_t count>
@@ -278,14 +278,14 @@ const Rule* findRule(const Rule (&rules)[count], QLatin1String Rule::*name, cons
     return found == rules + count ? nullptr : found;
 }
 
-bool readMemoryTag(Obkey& engine, const MemoryRule& rule, const QString& text) {
+bool readMemoryTag(const MemoryRule& rule, const QString& text, ObdataTemplate& obdata) {
     if (!isHexValue(text) && !isDecimalValue(text)) {
         return reportError(" Wrong %s. Only Decimal and Hexadecimal values are authorized.", rule.faultName);
     }
     const QString hexadecimal = isHexValue(text) ? text : decimalToHexValue(text);
-    engine.info.*rule.field = hexadecimal.toUInt(nullptr, 16);
-    (engine.*rule.tags).append(rule.tag);
-    engine.infoTags.append(rule.tag);
+    obdata.info.*rule.field = hexadecimal.toUInt(nullptr, 16);
+    (obdata.tags.*rule.tags).append(rule.tag);
+    obdata.tags.infoTags.append(rule.tag);
     return true;
 }
 
@@ -295,74 +295,48 @@ std::uint32_t destinationAddress(const QString& text) {
     return static_cast<std::uint32_t>(text.mid(2).toInt(nullptr, 16));
 }
 
-bool readInfo(Obkey& engine, const QDomElement& element) {
+bool readInfo(const QDomElement& element, ObdataTemplate& obdata) {
+    ObkeyInfo& info = obdata.info;
+    QStringList& infoTags = obdata.tags.infoTags;
     for (QDomElement child = element.firstChildElement(); !child.isNull(); child = child.nextSiblingElement()) {
         const QString tag = child.tagName();
         const QString text = tagText(child);
         const MemoryRule* const memoryRule = findRule(memoryRules, &MemoryRule::tag, tag);
         if (memoryRule != nullptr) {
-            if (!readMemoryTag(engine, *memoryRule, text)) {
+            if (!readMemoryTag(*memoryRule, text, obdata)) {
                 return false;
             }
             continue;
         }
         if (tag == QLatin1String("Title")) {
-            engine.info.title = text;
-            engine.infoTags.append(nameTagMarker);
+            info.title = text;
+            infoTags.append(nameTagMarker);
             continue;
         }
         if (tag == QLatin1String("ObDestAddress")) {
-            engine.info.obDestAddressText = text;
-            engine.info.obDestAddress = destinationAddress(text);
+            info.obDestAddressText = text;
+            info.obDestAddress = destinationAddress(text);
         } else if (tag == QLatin1String("DoEncryption")) {
-            engine.info.doEncryption = static_cast<std::uint32_t>(signedDecimal(text));
+            info.doEncryption = static_cast<std::uint32_t>(signedDecimal(text));
         } else if (tag == QLatin1String("GlobalAlign")) {
-            engine.info.globalAlign = static_cast<std::uint8_t>(unsignedDecimal(text) & 0xFF);
+            info.globalAlign = static_cast<std::uint8_t>(unsignedDecimal(text) & 0xFF);
         } else if (tag == QLatin1String("MCU")) {
-            engine.info.mcu = text;
+            info.mcu = text;
         } else {
             continue;
         }
-        engine.infoTags.append(tag);
+        infoTags.append(tag);
     }
     return true;
 }
 
-}  // namespace
-
-bool Obkey::readObdata(const QDomNode& content) {
-    daMode = false;
-    for (QDomNode node = content.firstChild(); !node.isNull(); node = node.nextSibling()) {
-        if (node.isComment()) {
-            continue;
-        }
-        const QString name = node.toElement().tagName();  // an instruction has a node name too
-        if (name == QLatin1String("Hash")) {
-            hashMode = true;
-        } else if (name == QLatin1String("DA")) {
-            daMode = true;
-        } else if (name == QLatin1String("Info")) {
-            if (!readInfo(*this, node.toElement())) {
-                return false;
-            }
-        } else {
-            ObkeyParam param;
-            if (!parseObkeyElement(param, node.toElement())) {
-                return false;
-            }
-            params.append(param);
-        }
-    }
-    return true;
-}
-
-bool Obkey::parseObkeyElement(ObkeyParam& param, const QDomElement& element) {
+bool parseObkeyElement(const QDomElement& element, ObkeyParam& param, ObdataTags& tags) {
     const ElementRule* const rule = findRule(elementRules, &ElementRule::name, element.tagName());
     if (rule == nullptr) {
         return false;
     }
     param.kind = element.tagName();
-    QStringList& tags = this->*rule->tags;
+    QStringList elementTags;
     for (QDomElement child = element.firstChildElement(); !child.isNull(); child = child.nextSiblingElement()) {
         const auto tagRule = std::find_if(rule->tagRules.begin(), rule->tagRules.end(),
                                           [&](const TagRule& candidate) { return candidate.tag == child.tagName(); });
@@ -370,14 +344,46 @@ bool Obkey::parseObkeyElement(ObkeyParam& param, const QDomElement& element) {
             continue;
         }
         if (tagRule->listed) {
-            tags.append(tagRule->tag == nameTag ? nameTagMarker : tagRule->tag);
+            elementTags.append(tagRule->tag == nameTag ? nameTagMarker : tagRule->tag);
         }
         if (!tagRule->store(param, tagText(child))) {
             return false;
         }
     }
     if (rule->tagLists != nullptr) {
-        (this->*rule->tagLists).append(std::exchange(tags, QStringList()));
+        (tags.*rule->tagLists).append(elementTags);
+    } else {
+        (tags.*rule->tags).append(elementTags);
     }
+    return true;
+}
+
+}  // namespace
+
+bool readObdata(const QDomNode& content, ObdataTemplate& obdata) {
+    ObdataTemplate read;
+    for (QDomNode node = content.firstChild(); !node.isNull(); node = node.nextSibling()) {
+        if (node.isComment()) {
+            continue;
+        }
+        const QDomElement element = node.toElement();
+        const QString name = element.tagName();  // an instruction has a node name too
+        if (name == QLatin1String("Hash")) {
+            read.hashMode = true;
+        } else if (name == QLatin1String("DA")) {
+            read.daMode = true;
+        } else if (name == QLatin1String("Info")) {
+            if (!readInfo(element, read)) {
+                return false;
+            }
+        } else {
+            ObkeyParam param;
+            if (!parseObkeyElement(element, param, read.tags)) {
+                return false;
+            }
+            read.params.append(param);
+        }
+    }
+    obdata = std::move(read);
     return true;
 }

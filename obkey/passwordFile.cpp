@@ -1,10 +1,9 @@
-#include "obkey/PasswordFile.h"
+#include "obkey/passwordFile.h"
 
 #include "display/Display.h"
 #include "files/ByteWriter.h"
 #include "files/outputFile.h"
 #include "files/wipe.h"
-#include "obkey/Obkey.h"
 #include "obkey/templatePaths.h"
 
 #include <QCoreApplication>
@@ -39,7 +38,7 @@ bool checkTextLength(const ObkeyParam& param, const QByteArray& text) {
            reportError("  \" %d \" : is Wrong width value ", static_cast<std::int32_t>(text.size()));
 }
 
-bool Obkey::writePasswordFile() {
+bool writePasswordFile(const QList<ObkeyParam>& params, const QString& xmlFolder) {
     QString path = QCoreApplication::applicationDirPath() + QStringLiteral("/password.bin");
     const ObkeyParam* password = nullptr;
     for (const ObkeyParam& param : params) {

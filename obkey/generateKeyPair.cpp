@@ -1,7 +1,6 @@
-#include "obkey/Obkey.h"
+#include "obkey/generateKeyPair.h"
 
 #include "display/Display.h"
-#include "obkey/Imgtool.h"
 
 #include <QDateTime>
 #include <QFile>
@@ -25,7 +24,7 @@ void keepOldKey(const QString& path) {
 
 }  // namespace
 
-void Obkey::generateKeyPair(const QString& keyPath, const QString& keyType) {
+void generateKeyPair(const QString& keyPath, const QString& keyType, Imgtool& imgtool) {
     const QString path = QString(keyPath).replace(QLatin1Char('\\'), QLatin1Char('/'));
     if (QFileInfo(path).isFile()) {
         keepOldKey(path);
@@ -38,7 +37,7 @@ void Obkey::generateKeyPair(const QString& keyPath, const QString& keyType) {
                                    keyType,
                                    QStringLiteral("-e"),
                                    publicPath};
-    const ImgtoolAnswer answer = runImgtool(imgtool, imgtoolPath, platformArguments(arguments));
+    const ImgtoolAnswer answer = imgtool.run(platformArguments(arguments));
     if (!answer.ended || (answer.failed && answer.output.isEmpty())) {
         static_cast<void>(reportError("Key Generation Failed \n"));
     } else if (answer.output.isEmpty()) {

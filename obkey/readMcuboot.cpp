@@ -1,4 +1,4 @@
-#include "obkey/Obkey.h"
+#include "obkey/readMcuboot.h"
 
 #include "display/Display.h"
 #include "obkey/templateElements.h"
@@ -8,35 +8,33 @@
 
 namespace {
 
-constexpr QLatin1String outputKind("Output");
-
 bool refuseLink() {
     return reportError("Upload a valid input XML File.\nPlease check Link Tag format!");
 }
 
-bool readGlobalParam(Obkey& engine, const QDomElement& element) {
+bool readGlobalParam(const QDomElement& element, McubootTemplate& mcuboot) {
     for (QDomElement child = element.firstChildElement(); !child.isNull(); child = child.nextSiblingElement()) {
         const QString tag = child.tagName();
         const QString text = tagText(child);
         if (tag == QLatin1String("Command")) {
-            engine.readConfig.command = text;
-            engine.globalParamTags.append(tag);
+            mcuboot.command = text;
+            mcuboot.tags.globalParamTags.append(tag);
         } else if (tag == QLatin1String("Title")) {
             // The title names this element and is mandatory as well: it enters as both.
-            engine.readConfig.title = text;
-            engine.globalParamTags << tag << nameTagMarker;
+            mcuboot.title = text;
+            mcuboot.tags.globalParamTags << tag << nameTagMarker;
         } else if (tag == QLatin1String("LinkedXML")) {
             LinkedXmlEntry entry;
             if (!parseIndexedReference(text, entry.index, entry.path)) {
                 return reportError("Upload a valid input XML File.\nPlease check LinkedXML Tag format!");
             }
-            engine.readConfig.linkedTemplates.append(entry);
+            mcuboot.linkedTemplates.append(entry);
         }
     }
     return true;
 }
 
-bool readParam(McubootParam& param, QStringList& tags, const QDomElement& element) {
+bool readParam(const QDomElement& element, McubootParam& param, QStringList& tags) {
     for (QDomElement child = element.firstChildElement(); !child.isNull(); child = child.nextSiblingElement()) {
         const QString tag = child.tagName();
         const QString text = tagText(child);
@@ -75,7 +73,7 @@ bool readParam(McubootParam& param, QStringList& tags, const QDomElement& elemen
     return true;
 }
 
-void readOutput(McubootParam& param, QStringList& tags, const QDomElement& element) {
+void readOutput(const QDomElement& element, McubootParam& param, QStringList& tags) {
     for (QDomElement child = element.firstChildElement(); !child.isNull(); child = child.nextSiblingElement()) {
         const QString tag = child.tagName();
         const QString text = tagText(child);
@@ -95,16 +93,16 @@ void readOutput(McubootParam& param, QStringList& tags, const QDomElement& eleme
 }
 
 /// One linked template needs no index, several need one each; parameters refer to them in the same way.
-bool checkLinks(const McubootConfig& config) {
-    const qsizetype linkedCount = config.linkedTemplates.size();
+bool checkLinks(const McubootTemplate& mcuboot) {
+    const qsizetype linkedCount = mcuboot.linkedTemplates.size();
     const bool isSingle = linkedCount == 1;
     const bool areSeveral = linkedCount >= 2;
-    for (const McubootParam& param : config.params) {
+    for (const McubootParam& param : mcuboot.params) {
         if ((isSingle && param.linkIndex != 0) || (areSeveral && param.link && param.linkIndex == 0)) {
             return refuseLink();
         }
     }
-    for (const LinkedXmlEntry& entry : config.linkedTemplates) {
+    for (const LinkedXmlEntry& entry : mcuboot.linkedTemplates) {
         if (isSingle && entry.index != 0) {
             return reportError(
                 "Upload a valid input XML File.\nPlease check LinkedXML syntaxe.\nAn extra LinkedXML file Index is "
@@ -117,44 +115,44 @@ bool checkLinks(const McubootConfig& config) {
     return true;
 }
 
+/// Reads one element; what it says of the image as a whole goes to `mcuboot`.
+bool parseMcubootElement(const QDomElement& element, McubootParam& param, McubootTemplate& mcuboot) {
+    param.kind = element.tagName();
+    if (param.kind == QLatin1String("GlobalParam")) {
+        return readGlobalParam(element, mcuboot);
+    }
+    if (param.kind == QLatin1String("Param")) {
+        QStringList tags;
+        const bool isRead = readParam(element, param, tags);
+        mcuboot.tags.paramTagLists.append(tags);
+        return isRead;
+    }
+    if (param.kind == QLatin1String("Output")) {
+        readOutput(element, param, mcuboot.tags.outputTags);
+        return true;
+    }
+    return false;
+}
+
 }  // namespace
 
-bool Obkey::readMcuboot(const QDomNode& content) {
-    readConfig = McubootConfig();
-    globalParamTags.clear();
-    mcubootOutputTags.clear();
-    paramTagLists.clear();
+bool readMcuboot(const QDomNode& content, McubootTemplate& mcuboot) {
+    McubootTemplate read;
     for (QDomNode node = content.firstChild(); !node.isNull(); node = node.nextSibling()) {
         if (node.isComment()) {
             continue;
         }
         McubootParam param;
-        if (!parseMcubootElement(param, node.toElement())) {
+        if (!parseMcubootElement(node.toElement(), param, read)) {
             return false;
         }
         if (node.nodeName() != QLatin1String("GlobalParam")) {
-            readConfig.params.append(param);
+            read.params.append(param);
         }
     }
-    return checkLinks(readConfig);
-}
-
-bool Obkey::parseMcubootElement(McubootParam& param, const QDomElement& element) {
-    param.kind = element.tagName();
-    if (param.kind == QLatin1String("GlobalParam")) {
-        return readGlobalParam(*this, element);
+    if (!checkLinks(read)) {
+        return false;
     }
-    if (param.kind == QLatin1String("Param")) {
-        QStringList tags;
-        if (!readParam(param, tags, element)) {
-            return false;
-        }
-        paramTagLists.append(tags);
-        return true;
-    }
-    if (param.kind == outputKind) {
-        readOutput(param, mcubootOutputTags, element);
-        return true;
-    }
-    return false;
+    mcuboot = std::move(read);
+    return true;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QLatin1String>
+#include <QList>
 #include <QString>
 #include <QStringList>
 
@@ -67,10 +69,27 @@ struct ObkeyParam {
     bool hidden = false;
 };
 
-/// One slot that the `Data` parameters of a template describe.
-struct SlotRecord {
-    QString name;            ///< the parameter's name without the word "offset"
-    std::int32_t index = 0;  ///< N of "start#N"
-    TagText start;           ///< "0x" and the absolute address, lower-case hexadecimal
-    TagText size;            ///< "0x" and the size, lower-case hexadecimal; absent until a "size#N" was met
+/// Stands in a tag list for the tag that names the element. It is how a tag list is told from a list of parameter
+/// names.
+inline constexpr QLatin1String nameTagMarker("duplicateElementCheck");
+
+/// The tags that were read, in document order, as far as each may stand once in its element.
+struct ObdataTags {
+    QStringList infoTags;
+    QStringList textTags, permissionTags, outputTags;                           ///< of all elements of the kind
+    QList<QStringList> dataTagLists, listTagLists, boolTagLists, fileTagLists;  ///< one list an element
+    QStringList flashTags, obkTags, authObkTags;                                ///< those of `Info`, by memory
+};
+
+/// An `Obdata` template as it was read.
+struct ObdataTemplate {
+    ObkeyInfo info;
+    QList<ObkeyParam> params;  ///< in document order
+    ObdataTags tags;
+    bool daMode = false;    ///< a debug authentication file
+    bool hashMode = false;  ///< a digest stands in front of the payload
+
+    [[nodiscard]] bool flashRulesActive() const { return !tags.flashTags.isEmpty(); }
+    [[nodiscard]] bool obkRulesActive() const { return !tags.obkTags.isEmpty(); }
+    [[nodiscard]] bool authObkRulesActive() const { return !tags.authObkTags.isEmpty(); }
 };

@@ -1,6 +1,7 @@
 #include "tests/obkey/TemplateRun.h"
 
 #include <QCryptographicHash>
+#include <QDir>
 
 #include <gtest/gtest.h>
 
@@ -24,7 +25,7 @@ QByteArray counted(int first, int end) {
 
 }  // namespace
 
-TEST(ObkeyGenerator, BytesOfEachParameter) {
+TEST(GenerateObkey, BytesOfEachParameter) {
     struct Row {
         const char* lines;
         QByteArray bytes;
@@ -74,11 +75,10 @@ TEST(ObkeyGenerator, BytesOfEachParameter) {
             << row.lines;
         EXPECT_EQ(run.folder.read("o.bin").toHex().toStdString(), row.bytes.toHex().toStdString()) << row.lines;
         EXPECT_EQ(capture.texts(5), std::vector<std::string>()) << row.lines;
-        EXPECT_EQ(run.engine.info.globalAlign, 1);
     }
 }
 
-TEST(ObkeyGenerator, HeaderDigestAndPadding) {
+TEST(GenerateObkey, HeaderDigestAndPadding) {
     TemplateRun run;
     const QByteArray head = elements("Info;ObDestAddress=0x08010203;DoEncryption=1;GlobalAlign=4");
     const QByteArray body = elements("Text;Name=t;Width=9;MinWidth=1;Default=abc\nData;Name=d;Width=5;Default=1");
@@ -108,7 +108,56 @@ TEST(ObkeyGenerator, HeaderDigestAndPadding) {
                                         "SUCCESS OBKey File Generation \n"}));
 }
 
-TEST(ObkeyGenerator, SecretsAreTheOwnersAndInputsStay) {
+// Destination, alignment, areas, slots, names, DA and the folder of one template mean nothing to the next one, whether
+// its job came to its end or not, nor does an image in between. A digest stays asked for.
+TEST(GenerateObkey, OnlyTheDigestOutlivesAJob) {
+    TemplateRun run;
+    const QByteArray full = elements(
+        "DA\nInfo;Title=t;MCU=m;ObDestAddress=0x08010203;DoEncryption=1;GlobalAlign=16;FlashStart=0;FlashSize=64;"
+        "FlashSectorSize=16;OBKStart=0;OBKSize=64;OBKSectorSize=16;AuthOBKStart=0;AuthOBKSize=64\n"
+        "Data;Name=d;Width=4;Default=0;OBKSlot=start#1\nData;Name=e;Width=4;Default=16;OBKSlot=size#1\n"
+        "Bool;Name=b;Width=1;Default=1;True=1;False=0\nText;Name=t;Width=9;MinWidth=1;Default=abc\n"
+        "Permission;Name=p;Width=4;Default=0x1\nOutput;Default=sub/o.obk");
+    // Without areas of its own, slots that lie nowhere pass.
+    const QByteArray bare = elements(
+        "Info;GlobalAlign=4\nData;Name=d;Width=1;Default=9;OBKSlot=start#1\n"
+        "Data;Name=e;Width=1;Default=7;SlotCli=size#1\nOutput;Default=o.obk");
+    const QByteArray payload = fromHex("09070000");
+    const QByteArray image =
+        templateText("<McubootFormat>" + elements("GlobalParam;Command=c\nOutput;Value=o.img") + "</McubootFormat>");
+    const auto bareBytes = [&run, &bare] {
+        QFile::remove(run.folder.path("o.bin"));
+        EXPECT_TRUE(run.generate(obdata(bare)));
+        return run.folder.read("o.bin").toHex();
+    };
+    QDir(run.folder.path("")).mkdir(QStringLiteral("sub"));
+    EXPECT_TRUE(run.generate(obdata(full)));
+    EXPECT_EQ(run.folder.read("sub/o.obk").size(), 12 + 32 + 8 + 32);
+    EXPECT_EQ(bareBytes(), payload.toHex());
+    const MessageCapture capture;
+    EXPECT_FALSE(run.generate(obdata(QByteArray(full).replace(">16</Default><OBKSlot>", ">0</Default><OBKSlot>"))));
+    EXPECT_EQ(bareBytes(), payload.toHex());
+    EXPECT_FALSE(run.generate(obdata(full + "<Strange/>")));
+    EXPECT_EQ(bareBytes(), payload.toHex());
+
+    qputenv("HOME", run.folder.path("").toUtf8());
+    qputenv("IMGTOOL_ANSWER", "");
+    qputenv("IMGTOOL_STATUS", "0");
+    for (int i = 0; i < 2; ++i) {
+        const QString path = run.folder.write("image.xml", image);
+        run.engine.startImageJob();
+        EXPECT_TRUE(run.engine.loadTemplate(path));
+        run.engine.addImageConfig(path);
+        EXPECT_EQ(run.engine.generateImage(), 0);
+        EXPECT_EQ(run.folder.read("arguments"), "c\no.img\n");
+        EXPECT_EQ(bareBytes(), payload.toHex());
+    }
+    EXPECT_TRUE(run.generate(obdata(full + "<Hash/>")));
+    EXPECT_EQ(bareBytes(), (digest(payload) + payload).toHex());
+    EXPECT_EQ(bareBytes(), (digest(payload) + payload).toHex());
+}
+
+TEST(GenerateObkey, SecretsAreTheOwnersAndInputsStay) {
     TemplateRun run;
     run.folder.write("a.pem", "PRIVATE");
     const QByteArray head = elements(
@@ -127,7 +176,7 @@ TEST(ObkeyGenerator, SecretsAreTheOwnersAndInputsStay) {
                                        run.folder.path("a.bin").toStdString() + " is an input of the template"});
 }
 
-TEST(ObkeyGenerator, CountWrapsAtSixteenBits) {
+TEST(GenerateObkey, CountWrapsAtSixteenBits) {
     TemplateRun run;
     run.folder.write("big.bin", QByteArray(65537, 'b'));
     EXPECT_TRUE(
@@ -136,7 +185,7 @@ TEST(ObkeyGenerator, CountWrapsAtSixteenBits) {
     EXPECT_EQ(run.folder.read("o.bin").size(), 65537 + 15);
 }
 
-TEST(ObkeyGenerator, KeyFileFaults) {
+TEST(GenerateObkey, KeyFileFaults) {
     struct Row {
         const char* file;
         QByteArray content;
@@ -184,8 +233,7 @@ TEST(ObkeyGenerator, KeyFileFaults) {
         qunsetenv("IMGTOOL_FAULT");
         EXPECT_EQ(capture.texts(), std::vector<std::string>{"Error: Fail Private Key Generation \n"});
     }
-    TemplateRun run;
-    run.engine.imgtoolPath = run.folder.path("no-imgtool");
+    TemplateRun run(QStringLiteral("no-imgtool"));
     run.folder.write("a.pem", "PRIVATE");
     const MessageCapture capture;
     EXPECT_FALSE(run.generate(obdata(elements(

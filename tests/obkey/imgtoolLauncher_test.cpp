@@ -1,4 +1,4 @@
-#include "obkey/Imgtool.h"
+#include "obkey/generateKeyPair.h"
 #include "tests/obkey/TemplateRun.h"
 #include "tests/support/outsideTool.h"
 
@@ -12,10 +12,9 @@ namespace {
 struct LauncherRun {
     TempFolder folder;
     QByteArray path = qgetenv("PATH");
-    Obkey engine;
+    Imgtool imgtool{QStringLiteral(IMGTOOL_LAUNCHER)};
 
     LauncherRun() {
-        engine.imgtoolPath = QStringLiteral(IMGTOOL_LAUNCHER);
         QFile::link(QStringLiteral(TEST_FILES "imgtool-stand-in.sh"), folder.path("imgtool"));
         qputenv("PATH", folder.path("").toUtf8() + ":" + path);
         qputenv("IMGTOOL_RECORD", folder.path("arguments").toUtf8());
@@ -23,10 +22,6 @@ struct LauncherRun {
         qputenv("IMGTOOL_ANSWER", "");
     }
     ~LauncherRun() { qputenv("PATH", path); }
-
-    ImgtoolAnswer run(const QStringList& arguments) {
-        return runImgtool(engine.imgtool, engine.imgtoolPath, arguments);
-    }
 };
 
 QStringList words(const QByteArray& text) {
@@ -51,7 +46,7 @@ TEST(ImgtoolLauncher, SignLeavesOutTheOneNoticeOfASuccess) {
             LauncherRun run;
             qputenv("IMGTOOL_ANSWER", row.answer);
             qputenv("IMGTOOL_STATUS", row.status);
-            const ImgtoolAnswer answer = run.run(words(QByteArray(command) + " -k key --pad a\\ b"));
+            const ImgtoolAnswer answer = run.imgtool.run(words(QByteArray(command) + " -k key --pad a\\ b"));
             EXPECT_EQ(answer.output, row.output);
             EXPECT_EQ(answer.failed, QByteArray(row.status) != "0");
             EXPECT_EQ(run.folder.read("arguments"), QByteArray(command) + "\n-k\nkey\n--pad\na\\\nb\n");
@@ -65,7 +60,7 @@ TEST(ImgtoolLauncher, FaultyProgramsEndAsFailures) {
         for (const char* const fault : {"kill -9 $$", "read answer || exit 3", "exec yes", "exec yes >&2"}) {
             LauncherRun run;
             qputenv("IMGTOOL_FAULT", fault);
-            const ImgtoolAnswer answer = run.run(words(command));
+            const ImgtoolAnswer answer = run.imgtool.run(words(command));
             qunsetenv("IMGTOOL_FAULT");
             EXPECT_TRUE(answer.ended) << command << ' ' << fault;
             EXPECT_TRUE(answer.failed) << command << ' ' << fault;
@@ -78,7 +73,7 @@ TEST(ImgtoolLauncher, KeyPairAndRawKey) {
     LauncherRun run;
     const QString key = run.folder.write("root.pem", "old");
     MessageCapture capture;
-    run.engine.generateKeyPair(key, QStringLiteral("ecdsa-p256"));
+    generateKeyPair(key, QStringLiteral("ecdsa-p256"), run.imgtool);
     EXPECT_EQ(capture.texts(), (std::vector<std::string>{"Rename file is succeeded \n", "SUCCESS Key Generation \n"}));
     EXPECT_EQ(run.folder.read("arguments").replace(key.toUtf8(), "@"), "getpub\n-k\n@\n-e\npem\n");
     EXPECT_EQ(QFile::permissions(key) & QFile::Permissions(0x0077), QFile::Permissions());
@@ -89,7 +84,7 @@ TEST(ImgtoolLauncher, KeyPairAndRawKey) {
     EXPECT_EQ(fileContent(run.folder.path(qUtf8Printable(kept.first()))), "old");
 
     // The private number, held against the DER form of the key (RFC 5915: it stands behind 7 bytes).
-    const ImgtoolAnswer answer = run.run(
+    const ImgtoolAnswer answer = run.imgtool.run(
         {QStringLiteral("getpriv"), QStringLiteral("--minimal"), QStringLiteral("--raw"), QStringLiteral("-k"), key});
     const QByteArray der = openssl(QStringLiteral("ec -outform DER -in ") + key);
     EXPECT_EQ(imgtoolArrayBytes(answer.output).toHex(), der.mid(7, 32).toHex());
@@ -98,7 +93,7 @@ TEST(ImgtoolLauncher, KeyPairAndRawKey) {
     capture.clear();
     qputenv("IMGTOOL_ANSWER", "Error: Invalid value");
     qputenv("IMGTOOL_STATUS", "2");
-    run.engine.generateKeyPair(run.folder.write("new.pem", "old"), QStringLiteral("nonsense"));
+    generateKeyPair(run.folder.write("new.pem", "old"), QStringLiteral("nonsense"), run.imgtool);
     EXPECT_FALSE(QFile::exists(run.folder.path("new.pem"))) << "an older key in the place of the new one";
     const QStringList aside = QDir(run.folder.path("")).entryList({QStringLiteral("new.pem_*.bak")}, QDir::Files);
     ASSERT_EQ(aside.size(), 1);
@@ -107,17 +102,17 @@ TEST(ImgtoolLauncher, KeyPairAndRawKey) {
               (std::vector<std::string>{"Rename file is succeeded \n", "Imgtool : Error: Invalid value",
                                         "Error: Fail Key Generation Check Input Param\n"}));
     capture.clear();
-    run.engine.imgtoolPath = run.folder.path("none");
-    run.engine.generateKeyPair(run.folder.path("new2.pem"), QString());
+    Imgtool none(QStringLiteral("none"));
+    generateKeyPair(run.folder.path("new2.pem"), QString(), none);
     EXPECT_EQ(capture.texts(), std::vector<std::string>{"Error: Key Generation Failed \n"});
 }
 
 TEST(ImgtoolLauncher, SaysWhatIsMissing) {
     LauncherRun run;
-    EXPECT_TRUE(
-        run.run(words("getpriv --minimal --raw -k nowhere.pem")).output.startsWith("Error: nowhere.pem can't be read"));
+    EXPECT_TRUE(run.imgtool.run(words("getpriv --minimal --raw -k nowhere.pem"))
+                    .output.startsWith("Error: nowhere.pem can't be read"));
     QFile::remove(run.folder.path("imgtool"));
-    const ImgtoolAnswer answer = run.run(words("getpub -k a.pem"));
+    const ImgtoolAnswer answer = run.imgtool.run(words("getpub -k a.pem"));
     EXPECT_TRUE(answer.failed);
     EXPECT_EQ(answer.output,
               "Error: there is no imgtool on the PATH. Install the MCUboot image tool, for example with: pip install "

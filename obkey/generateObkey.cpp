@@ -1,13 +1,15 @@
-#include "obkey/Obkey.h"
+#include "obkey/generateObkey.h"
 
 #include "display/Display.h"
 #include "files/ByteWriter.h"
 #include "files/outputFile.h"
 #include "files/wipe.h"
 #include "obkey/ObkeyBodies.h"
-#include "obkey/PasswordFile.h"
+#include "obkey/keyFile.h"
+#include "obkey/passwordFile.h"
 #include "obkey/templateNumbers.h"
 #include "obkey/templatePaths.h"
+#include "obkey/templateWriteBack.h"
 
 #include <openssl/sha.h>
 
@@ -91,31 +93,37 @@ bool appendNumber(QByteArray& body, const ObkeyParam& param, const QString& text
     return true;
 }
 
-bool appendText(Obkey& engine, ObkeyParam& param, ObkeyBodies& bodies) {
+bool makeRoomForField(qsizetype size, ObkeyBodies& bodies) {
+    return bodies.makeRoom(size) ||
+           reportError("Fail OBkey Generation: the fields of the template are too large together");
+}
+
+bool appendText(const ObkeySurroundings& surroundings, ObkeyParam& param, ObkeyBodies& bodies) {
     param.value = chosenText(param);
-    const QByteArray text = param.value->toUtf8();
-    if (!checkTextLength(param, text)) {
+    QByteArray text = param.value->toUtf8();
+    const WipeOnExit wipeText(text);
+    if (!checkTextLength(param, text) || !makeRoomForField(text.size(), bodies)) {
         return false;
     }
     bodies.mainBody.append(text);
-    return engine.writePasswordFile();
+    return writePasswordFile(surroundings.params, surroundings.xmlFolder);
 }
 
-bool appendData(const Obkey& engine, ObkeyParam& param, ObkeyBodies& bodies) {
+bool appendData(const ObkeySurroundings& surroundings, ObkeyParam& param, ObkeyBodies& bodies) {
     const QString text = chosenText(param);
     if (!checkDataValue(text, param.name.value_or(QString()), static_cast<std::uint32_t>(param.width))) {
         return false;
     }
     param.value = text;
     param.hasValue = true;
-    if (!appendNumber(engine.daMode ? bodies.daBody : bodies.mainBody, param, text)) {
+    if (!appendNumber(surroundings.daMode ? bodies.daBody : bodies.mainBody, param, text)) {
         return false;
     }
     bodies.count(param.width);
     return true;
 }
 
-bool appendBool(ObkeyParam& param, ObkeyBodies& bodies) {
+bool appendBool(const ObkeySurroundings& /*surroundings*/, ObkeyParam& param, ObkeyBodies& bodies) {
     param.value = chosenText(param);
     if (!appendNumber(bodies.mainBody, param, *param.value)) {
         return false;
@@ -124,7 +132,7 @@ bool appendBool(ObkeyParam& param, ObkeyBodies& bodies) {
     return true;
 }
 
-bool appendList(ObkeyParam& param, ObkeyBodies& bodies) {
+bool appendList(const ObkeySurroundings& /*surroundings*/, ObkeyParam& param, ObkeyBodies& bodies) {
     const QString text = chosenText(param).remove(QLatin1Char(' '));
     if (!param.hidden) {
         param.value = text;
@@ -155,65 +163,80 @@ QByteArray permissionMask(const QString& digits) {
     return mask;
 }
 
-bool appendPermission(const Obkey& engine, ObkeyParam& param, ObkeyBodies& bodies) {
+bool appendPermission(const ObkeySurroundings& surroundings, ObkeyParam& param, ObkeyBodies& bodies) {
     param.value = chosenText(param);
     if (!isFieldWidth(param.width)) {
         return reportWrongSize(param, *param.value);
     }
     if (hasHexPrefix(*param.value)) {
-        bodies.daBody.append(permissionMask(param.value->mid(2)));
+        const QByteArray mask = permissionMask(param.value->mid(2));
+        if (!makeRoomForField(mask.size() + param.width, bodies)) {
+            return false;
+        }
+        bodies.daBody.append(mask);
     }
-    QByteArray& rest = engine.daMode ? bodies.daBody : bodies.mainBody;
+    QByteArray& rest = surroundings.daMode ? bodies.daBody : bodies.mainBody;
     rest.append(std::max(0, param.width - permissionAllowance), '\0');
     bodies.count(param.width);
     return true;
 }
 
-void takeOutputPath(const Obkey& engine, const ObkeyParam& param, ObkeyBodies& bodies) {
+bool takeOutputPath(const ObkeySurroundings& surroundings, ObkeyParam& param, ObkeyBodies& bodies) {
     QString path = chosenText(param);
-    if (engine.rawOutput) {
+    if (surroundings.rawOutput) {
         path.chop(3);
         path.append(QLatin1String("bin"));
     }
-    resolveObkeyPath(path, engine.xmlFolder);
+    resolveObkeyPath(path, surroundings.xmlFolder);
     bodies.outputPath = path;
+    return true;
 }
 
-bool appendParam(Obkey& engine, QProcess& imgtool, ObkeyParam& param, ObkeyBodies& bodies) {
-    if (param.kind == QLatin1String("Text")) {
-        return appendText(engine, param, bodies);
+struct KindRule {
+    QLatin1String kind;
+    bool (*append)(const ObkeySurroundings& surroundings, ObkeyParam& param, ObkeyBodies& bodies);
+};
+
+constexpr KindRule kindRules[] = {
+    {QLatin1String("Text"), appendText},
+    {QLatin1String("Data"), appendData},
+    {QLatin1String("Permission"), appendPermission},
+    {QLatin1String("Bool"), appendBool},
+    {QLatin1String("List"), appendList},
+    {QLatin1String("File"), appendKeyFile},
+    {QLatin1String("Output"), takeOutputPath},
+};
+
+/// Turns every parameter into bytes, and its `value` into what was used.
+bool appendParams(const ObkeySurroundings& surroundings, QList<ObkeyParam>& params, ObkeyBodies& bodies) {
+    for (ObkeyParam& param : params) {
+        if (!makeRoomForField(widestField, bodies)) {
+            return false;
+        }
+        const KindRule* const rule =
+            std::find_if(std::begin(kindRules), std::end(kindRules),
+                         [&](const KindRule& candidate) { return candidate.kind == param.kind; });
+        if (rule != std::end(kindRules) && !rule->append(surroundings, param, bodies)) {
+            return false;
+        }
     }
-    if (param.kind == QLatin1String("Data")) {
-        return appendData(engine, param, bodies);
-    }
-    if (param.kind == QLatin1String("Permission")) {
-        return appendPermission(engine, param, bodies);
-    }
-    if (param.kind == QLatin1String("Bool")) {
-        return appendBool(param, bodies);
-    }
-    if (param.kind == QLatin1String("List")) {
-        return appendList(param, bodies);
-    }
-    if (param.kind == QLatin1String("File")) {
-        return appendKeyFile({engine.xmlFolder, engine.imgtoolPath, imgtool, engine.daMode}, param, bodies);
-    }
-    takeOutputPath(engine, param, bodies);
     return true;
 }
 
 /// Brings the main body to its final form in front of digest and header.
-void closePayload(const Obkey& engine, ObkeyBodies& bodies) {
-    if (engine.daMode) {
-        QByteArray payload = sha256(bodies.mainBody) + bodies.daBody;
+void closePayload(const ObdataTemplate& obdata, ObkeyBodies& bodies) {
+    if (obdata.daMode) {
+        QByteArray payload;
+        payload.reserve(std::max(SHA256_DIGEST_LENGTH + bodies.daBody.size(), shortestDaPayload));
+        payload.append(sha256(bodies.mainBody)).append(bodies.daBody);
         payload.append(std::max<qsizetype>(0, shortestDaPayload - payload.size()), '\0');
         wipe(bodies.mainBody);
-        bodies.mainBody = payload;
+        bodies.mainBody.swap(payload);
         return;
     }
-    const std::uint32_t excess = bodies.runningSize % engine.info.globalAlign;
+    const std::uint32_t excess = bodies.runningSize % obdata.info.globalAlign;
     if (excess != 0) {
-        bodies.mainBody.append(static_cast<qsizetype>(engine.info.globalAlign - excess), '\0');
+        bodies.mainBody.append(static_cast<qsizetype>(obdata.info.globalAlign - excess), '\0');
     }
 }
 
@@ -231,40 +254,29 @@ bool writeObkey(const ObkeyBodies& bodies, const QByteArray& bytes) {
 
 }  // namespace
 
-QByteArray sha256(const QByteArray& bytes) {
-    QByteArray digest(SHA256_DIGEST_LENGTH, '\0');
-    SHA256(reinterpret_cast<const unsigned char*>(bytes.constData()), static_cast<std::size_t>(bytes.size()),
-           reinterpret_cast<unsigned char*>(digest.data()));
-    return digest;
-}
-
-bool Obkey::generateObkey() {
+bool generateObkey(const QString& xmlPath, Imgtool& imgtool, ObdataTemplate& obdata) {
+    ObkeyInfo& info = obdata.info;
     const bool hasDestination = info.obDestAddress != ABSENT_VALUE;
     const bool hasEncryption = info.doEncryption != ABSENT_VALUE;
     if (hasDestination != hasEncryption) {
         return reportError("Either ObDestAddress or DoEncryption is present,it is a Wrong Configuration ");
     }
-    rawOutput = !hasDestination;
-    xmlPath.replace(QLatin1Char('\\'), QLatin1Char('/'));
-    xmlFolder = templateFolder(xmlPath);
+    const QString path = QString(xmlPath).replace(QLatin1Char('\\'), QLatin1Char('/'));
+    const ObkeySurroundings surroundings{obdata.params, templateFolder(path), obdata.daMode, !hasDestination, imgtool};
     if (info.globalAlign == 0) {
         info.globalAlign = 1;
     }
 
     ObkeyBodies bodies;
-    bodies.inputPaths.append(xmlPath);
+    bodies.inputPaths.append(path);
     const WipeOnExit wipeMain(bodies.mainBody);
-    for (ObkeyParam& param : params) {
-        if (!bodies.hasRoomFor(widestField)) {
-            return reportError("Fail OBkey Generation: the fields of the template are too large together");
-        }
-        if (!appendParam(*this, imgtool, param, bodies)) {
-            return false;
-        }
+    const WipeOnExit wipeDa(bodies.daBody);
+    if (!appendParams(surroundings, obdata.params, bodies)) {
+        return false;
     }
-    closePayload(*this, bodies);
+    closePayload(obdata, bodies);
 
-    const qsizetype digestSize = hashMode ? SHA256_DIGEST_LENGTH : 0;
+    const qsizetype digestSize = obdata.hashMode ? SHA256_DIGEST_LENGTH : 0;
     const qsizetype bodySize = digestSize + bodies.mainBody.size();
     if (bodySize > 0xFFFFFFFF) {
         return reportError("Fail OBkey Generation: the files of the template are larger than 4 GiB together");
@@ -272,12 +284,12 @@ bool Obkey::generateObkey() {
     QByteArray file;
     const WipeOnExit wipeFile(file);
     file.reserve(bodySize + 12);
-    if (!rawOutput) {
+    if (!surroundings.rawOutput) {
         appendU32(file, info.obDestAddress);
         appendU32(file, static_cast<std::uint32_t>(bodySize));
         appendU32(file, info.doEncryption);
     }
-    if (hashMode) {
+    if (obdata.hashMode) {
         file.append(sha256(bodies.mainBody));
     }
     file.append(bodies.mainBody);
@@ -285,6 +297,6 @@ bool Obkey::generateObkey() {
         return false;
     }
     displayMessage(MessageKind::grey, "SUCCESS OBKey File Generation \n");
-    rewriteTemplateValues();
+    rewriteTemplateValues(obdata.params, path);
     return true;
 }

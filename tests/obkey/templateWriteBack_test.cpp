@@ -1,4 +1,4 @@
-#include "obkey/TemplateWriteBack.h"
+#include "obkey/templateWriteBack.h"
 
 #include "tests/obkey/TemplateRun.h"
 
@@ -36,23 +36,35 @@ TEST(TemplateWriteBack, ValueStandsDirectlyBehindTheName) {
     };
     for (const Row& row : rows) {
         QByteArray bytes = row.before;
-        setTemplateValue(QStringLiteral("a"), QStringLiteral("7"), bytes);
+        setTemplateValues({{QStringLiteral("a"), QStringLiteral("7")}}, bytes);
         EXPECT_EQ(bytes.toStdString(), row.after);
-        setTemplateValue(QStringLiteral("a"), std::nullopt, bytes);
+        setTemplateValues({{QStringLiteral("a"), std::nullopt}}, bytes);
         EXPECT_EQ(bytes.toStdString(), row.after);
-        setTemplateValue(QStringLiteral("a"), QStringLiteral("7"), bytes);
+        setTemplateValues({{QStringLiteral("a"), QStringLiteral("7")}}, bytes);
         EXPECT_EQ(bytes.toStdString(), row.after) << "a second time";
     }
     QByteArray bytes = "<D><Name>a&amp;b</Name><B>1</B></D>";
-    setTemplateValue(QStringLiteral("a&b"), QStringLiteral("<x> & \r"), bytes);
+    setTemplateValues({{QStringLiteral("a&b"), QStringLiteral("<x> & \r")}}, bytes);
     EXPECT_EQ(bytes, "<D><Name>a&amp;b</Name><Value>&lt;x&gt; &amp; &#13;</Value>\r\n\t\t<B>1</B></D>");
 }
 
-TEST(TemplateWriteBack, WithoutANameNothingChanges) {
-    QByteArray bytes = "<D><Name></Name><B/></D>";
-    setTemplateValue(std::nullopt, QStringLiteral("7"), bytes);
-    setTemplateEnable(std::nullopt, 1, bytes);
-    EXPECT_EQ(bytes, "<D><Name></Name><B/></D>");
+// A name counts where it stands first, whatever the order of the values; the last one for a name is kept.
+TEST(TemplateWriteBack, AllValuesArePlacedAtOnce) {
+    QByteArray bytes =
+        "<R><D><Name>b</Name><Value>0</Value><Enable>7</Enable></D><D><Value>0</Value><Name>a</Name><E/></D>"
+        "<D><Name>b</Name><B/></D><D><Name>x>y</Name><B/></D><D><Name></Name><B/></D></R>";
+    setTemplateValues({{QStringLiteral("a"), QStringLiteral("1")},
+                       {QStringLiteral("b"), QStringLiteral("2"), 1},
+                       {QStringLiteral("b"), QStringLiteral("3"), 0},
+                       {QStringLiteral("b"), std::nullopt},
+                       {QStringLiteral("x>y"), QStringLiteral("4")},
+                       {QStringLiteral("none"), QStringLiteral("5")},
+                       {std::nullopt, QStringLiteral("6"), 1}},
+                      bytes);
+    EXPECT_EQ(
+        bytes,
+        "<R><D><Name>b</Name><Value>3</Value><Enable>0</Enable></D><D><Name>a</Name><Value>1</Value>\r\n\t\t<E/></D>"
+        "<D><Name>b</Name><B/></D><D><Name>x>y</Name><Value>4</Value>\r\n\t\t<B/></D><D><Name></Name><B/></D></R>");
 }
 
 TEST(TemplateWriteBack, EveryKindStoresWhatWasUsed) {

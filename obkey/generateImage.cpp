@@ -1,8 +1,9 @@
-#include "obkey/Obkey.h"
+#include "obkey/generateImage.h"
 
 #include "display/Display.h"
-#include "obkey/Imgtool.h"
+#include "obkey/LinkedTemplate.h"
 #include "obkey/templatePaths.h"
+#include "obkey/templateWriteBack.h"
 
 #include <QDir>
 #include <QFile>
@@ -71,17 +72,19 @@ TagText forcedText(const McubootParam& param) {
 }
 
 /// Takes the record's value out of each linked template with its index.
-ImageResult appendLinked(Obkey& engine, McubootConfig& config, McubootParam& param, QStringList& arguments) {
+ImageResult appendLinked(McubootConfig& config, McubootParam& param, LinkedTemplates& linkedTemplates,
+                         QStringList& arguments) {
     for (const LinkedXmlEntry& entry : config.linkedTemplates) {
         if (entry.index != param.linkIndex) {
             continue;
         }
         QString templatePath = entry.path;
         resolveMcubootPath(templatePath, configFolder(config));
-        if (!engine.loadLinkedTemplate(templatePath)) {
+        const LinkedTemplate* const linked = linkedTemplates.find(templatePath);
+        if (linked == nullptr) {
             continue;
         }
-        Obkey::applyLinkedTemplate(param, engine.linkedContent);
+        applyLinkedTemplate(linked->linkedContent, param);
         QString text = param.defaultValue.value_or(QString());
         if (param.kind == fileKind) {
             resolveMcubootPath(text, templateFolder(templatePath));
@@ -97,7 +100,8 @@ ImageResult appendLinked(Obkey& engine, McubootConfig& config, McubootParam& par
     return imageDone;
 }
 
-ImageResult appendParam(Obkey& engine, McubootConfig& config, McubootParam& param, QStringList& arguments) {
+ImageResult appendParam(McubootConfig& config, McubootParam& param, LinkedTemplates& linkedTemplates,
+                        QStringList& arguments) {
     if (!param.defaultValue) {
         static_cast<void>(reportError("Fail MCUboot Format Generation Check Default Value of %s Param \n",
                                       qUtf8Printable(param.name.value_or(QString()))));
@@ -110,7 +114,7 @@ ImageResult appendParam(Obkey& engine, McubootConfig& config, McubootParam& para
         arguments.append(*param.command);
     }
     if (param.link) {
-        return appendLinked(engine, config, param, arguments);
+        return appendLinked(config, param, linkedTemplates, arguments);
     }
     if (!param.hidden) {
         appendOptional(config, param, arguments);
@@ -121,7 +125,7 @@ ImageResult appendParam(Obkey& engine, McubootConfig& config, McubootParam& para
         return imageDone;
     }
     if (param.kind == dependencyKind) {
-        engine.dependencyPrefix = chosenText(param).left(2);
+        config.dependencyPrefix = chosenText(param).left(2);
     }
     const TagText text = forcedText(param);
     if (text) {
@@ -142,7 +146,8 @@ ImageResult appendOutput(const McubootConfig& config, const McubootParam& param,
 }
 
 /// The arguments of imgtool; records behind the first `Output` don't count.
-ImageResult composeArguments(Obkey& engine, McubootConfig& config, QStringList& arguments) {
+ImageResult composeArguments(McubootConfig& config, QStringList& arguments) {
+    LinkedTemplates linkedTemplates;
     if (config.command) {
         arguments.append(*config.command);
     }
@@ -150,7 +155,7 @@ ImageResult composeArguments(Obkey& engine, McubootConfig& config, QStringList& 
         if (param.kind == outputKind) {
             return appendOutput(config, param, arguments);
         }
-        const ImageResult result = appendParam(engine, config, param, arguments);
+        const ImageResult result = appendParam(config, param, linkedTemplates, arguments);
         if (result != imageDone) {
             return result;
         }
@@ -245,14 +250,14 @@ QString faultOf(const QString& answer) {
 }
 
 /// Runs imgtool and writes the log of it.
-ImgtoolAnswer runLogged(Obkey& engine, QStringList arguments) {
+ImgtoolAnswer runLogged(Imgtool& imgtool, QStringList arguments) {
     QFile log;
     const bool isLogged = openCommandLog(log);
     if (isLogged) {
         arguments = platformArguments(arguments);
-        logCommand(log, engine.imgtoolPath, arguments);
+        logCommand(log, imgtool.path(), arguments);
     }
-    ImgtoolAnswer answer = runImgtool(engine.imgtool, engine.imgtoolPath, arguments);
+    ImgtoolAnswer answer = imgtool.run(arguments);
     if (isLogged && answer.ended) {
         log.write("\n\r" + answer.output);
     }
@@ -261,17 +266,13 @@ ImgtoolAnswer runLogged(Obkey& engine, QStringList arguments) {
 
 }  // namespace
 
-int Obkey::generateImage() {
-    if (configs.isEmpty()) {
-        addImageConfig(QString());
-    }
-    McubootConfig& config = configs.last();
+int generateImage(Imgtool& imgtool, McubootConfig& config) {
     QStringList arguments;
-    const ImageResult composed = composeArguments(*this, config, arguments);
+    const ImageResult composed = composeArguments(config, arguments);
     if (composed != imageDone) {
         return composed;
     }
-    const ImgtoolAnswer answer = runLogged(*this, arguments);
+    const ImgtoolAnswer answer = runLogged(imgtool, arguments);
     if (answer.ended && !checkVersions(config)) {
         return imgtoolFault;
     }
@@ -284,7 +285,7 @@ int Obkey::generateImage() {
                                       qUtf8Printable(faultOf(QString::fromLocal8Bit(answer.output)))));
         return imgtoolFault;
     }
-    if (!saveConfiguration()) {
+    if (!saveConfiguration(config)) {
         return templateNotUpdated;
     }
     displayMessage(MessageKind::grey, "Image generated successfully \n");

@@ -1,3 +1,5 @@
+#include "obkey/readMcuboot.h"
+#include "obkey/tagChecks.h"
 #include "tests/obkey/TemplateRun.h"
 
 #include <gmock/gmock.h>
@@ -12,8 +14,8 @@ struct ImageRun {
     TempFolder folder;
     Obkey engine;
 
-    ImageRun() {
-        engine.imgtoolPath = QStringLiteral(TEST_FILES "imgtool-stand-in.sh");
+    explicit ImageRun(const QString& imgtoolPath = QStringLiteral(TEST_FILES "imgtool-stand-in.sh"))
+        : engine(imgtoolPath) {
         qputenv("HOME", folder.path("").toUtf8());
         qputenv("IMGTOOL_RECORD", folder.path("arguments").toUtf8());
         qputenv("IMGTOOL_ANSWER", "");
@@ -38,9 +40,20 @@ struct ImageRun {
     }
 };
 
+/// The `McubootFormat` template with that content.
+McubootTemplate readImage(const QByteArray& content) {
+    const TempFolder folder;
+    const TemplateDocument document = openDocument(folder.write("t.xml", templateText(content)));
+    TemplateFormat format = formatObdata;
+    McubootTemplate mcuboot;
+    EXPECT_TRUE(readMcuboot(contentNode(document, format), mcuboot));
+    EXPECT_EQ(format, formatMcuboot);
+    return mcuboot;
+}
+
 }  // namespace
 
-TEST(ImageGenerator, ArgumentsAndFaults) {
+TEST(GenerateImage, ArgumentsAndFaults) {
     const QList<TemplateCase> cases = readCases("image-cases.txt", "GlobalParam;Command=sign;Title=t", output);
     ASSERT_GT(cases.size(), 25);
     for (const TemplateCase& imageCase : cases) {
@@ -63,8 +76,8 @@ TEST(ImageGenerator, ArgumentsAndFaults) {
     qputenv("IMGTOOL_STATUS", "3");
     EXPECT_EQ(run.generate(elements(output)), 5);
     EXPECT_EQ(run.generate(elements("Param;Name=Version;Type=Text;Default=1\n" + QByteArray(output))), 6);
-    run.engine.imgtoolPath = run.folder.path("none");
-    EXPECT_EQ(run.generate(elements(output)), 5);
+    ImageRun none(QStringLiteral("none"));
+    EXPECT_EQ(none.generate(elements(output)), 5);
     EXPECT_EQ(capture.texts(), (std::vector<std::string>{"Error: key File a.pem not exist \n",
                                                          "Error: Image Generation Process Failed \n",
                                                          "Error: Fail to Generate Image\n\nImgtool :Error: Invalid "
@@ -73,7 +86,7 @@ TEST(ImageGenerator, ArgumentsAndFaults) {
                                                          "Error: Image Generation Process Failed \n"}));
 }
 
-TEST(ImageGenerator, LinkedTemplates) {
+TEST(GenerateImage, LinkedTemplates) {
     const QByteArray linked =
         obdata(elements("File;Name=key;Size=1;Default=./root.der\n"
                         "Data;Name=size;Default=5;Value=0x8000000\n"
@@ -108,7 +121,7 @@ TEST(ImageGenerator, LinkedTemplates) {
     }
 }
 
-TEST(ImageGenerator, LogAndWriteBack) {
+TEST(GenerateImage, LogAndWriteBack) {
     ImageRun run;
     const QByteArray before =
         elements("GlobalParam;Command=sign\nParam;Name=n;Type=T;Command=-c;Enable=5;Default=d\n") + "<!-- kept -->" +
@@ -128,7 +141,7 @@ TEST(ImageGenerator, LogAndWriteBack) {
               QByteArray(TEST_FILES "imgtool-stand-in.sh") + " /./o.bin\n\rsaid");
 }
 
-TEST(ImageGenerator, TagChecksOfTheFormat) {
+TEST(GenerateImage, TagChecksOfTheFormat) {
     const QByteArray global = "GlobalParam;Title=t;Command=c\n";
     const QByteArray good = "Param;Name=n;Type=t;Default=d;Value=1;Value=2\n";
     const auto missing = [](const char* element, const char* tag) {
@@ -157,10 +170,7 @@ TEST(ImageGenerator, TagChecksOfTheFormat) {
         {global + output + "\n" + output, twice("Output", "duplicateElementCheck"), ""},
     };
     for (const Row& row : rows) {
-        Obkey engine;
-        TempFolder folder;
-        ASSERT_TRUE(engine.loadTemplate(
-            folder.write("t.xml", templateText("<McubootFormat>" + elements(row.elements) + "</McubootFormat>"))));
+        const McubootTemplate mcuboot = readImage("<McubootFormat>" + elements(row.elements) + "</McubootFormat>");
         std::vector<std::string> expected;
         for (const std::string& message : {row.duplicates, row.mandatory}) {
             if (!message.empty()) {
@@ -168,13 +178,13 @@ TEST(ImageGenerator, TagChecksOfTheFormat) {
             }
         }
         const MessageCapture capture;
-        EXPECT_EQ(engine.checkMcubootDuplicateTags(), row.duplicates.empty()) << row.elements.constData();
-        EXPECT_EQ(engine.checkMcubootMandatoryTags(), row.mandatory.empty()) << row.elements.constData();
+        EXPECT_EQ(checkDuplicateTags(mcuboot.tags), row.duplicates.empty()) << row.elements.constData();
+        EXPECT_EQ(checkMandatoryTags(mcuboot.tags), row.mandatory.empty()) << row.elements.constData();
         EXPECT_EQ(capture.texts(), expected);
     }
 }
 
-TEST(ImageGenerator, ExampleTemplatesWorkTogether) {
+TEST(GenerateImage, ExampleTemplatesWorkTogether) {
     ImageRun run;
     const QString provisioning =
         run.folder.write("provisioning.xml", fileContent(QStringLiteral(EXAMPLES "/provisioning.xml")));
@@ -183,10 +193,12 @@ TEST(ImageGenerator, ExampleTemplatesWorkTogether) {
     run.engine.startObkeyJob(provisioning);
     EXPECT_TRUE(run.engine.loadTemplate(provisioning) && run.engine.checkDuplicateTags() &&
                 run.engine.checkMandatoryTags() && run.engine.checkLayout());
-    EXPECT_EQ(run.engine.params.size(), 6);
     run.engine.startImageJob();
-    EXPECT_TRUE(run.engine.loadTemplate(image) && run.engine.checkMcubootDuplicateTags() &&
-                run.engine.checkMcubootMandatoryTags());
+    EXPECT_TRUE(run.engine.loadTemplate(image));
+    const McubootTemplate mcuboot = readImage(run.folder.read("image.xml")
+                                                  .replace("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Root>", "")
+                                                  .replace("</Root>", ""));
+    EXPECT_TRUE(checkDuplicateTags(mcuboot.tags) && checkMandatoryTags(mcuboot.tags));
     run.engine.addImageConfig(image);
     EXPECT_EQ(run.engine.generateImage(), 0);
     EXPECT_EQ(run.arguments(),

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "obkey/ObkeyParam.h"
+#include "obkey/ObdataTemplate.h"
 
 #include <QList>
 
@@ -27,12 +27,29 @@ struct LinkedXmlEntry {
     QString path;
 };
 
-/// One image to make: the parameters of a `McubootFormat` template and where it lies.
+/// The tags that were read, in document order, as far as each may stand once in its element.
+struct McubootTags {
+    QStringList globalParamTags;
+    QStringList outputTags;            ///< of all `Output` elements
+    QList<QStringList> paramTagLists;  ///< one list an element
+};
+
+/// A `McubootFormat` template as it was read.
+struct McubootTemplate {
+    QList<McubootParam> params;  ///< in document order
+    TagText title;
+    TagText command;  ///< the imgtool subcommand
+    QList<LinkedXmlEntry> linkedTemplates;
+    McubootTags tags;
+};
+
+/// One image to make: what a `McubootFormat` template says, and where it lies.
 struct McubootConfig {
     QList<McubootParam> params;
     TagText title;
     QString xmlFolder;  ///< empty until a step that needs it takes it from `xmlPath`
     QString xmlPath;
     QList<LinkedXmlEntry> linkedTemplates;
-    TagText command;  ///< the imgtool subcommand
+    TagText command;
+    QString dependencyPrefix;  ///< how the last hidden dependency began: kept; no effect on any output
 };

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <QDomDocument>
+#include <QDomNode>
+#include <QString>
+
+#include <cstdint>
+#include <memory>
+
+enum DocumentState : std::uint32_t {
+    documentMissing = 1,
+    documentEmpty = 2,
+    documentForeign = 3,  ///< its root isn't `Root`
+    documentRecognised = 4,
+};
+
+enum TemplateFormat : std::uint32_t { formatObdata = 0, formatMcuboot = 1 };
+
+/// The tree of a template.
+struct TemplateDocument {
+    std::unique_ptr<QDomDocument> document;  ///< null if the template couldn't be read; its nodes live as long
+    DocumentState documentState = documentMissing;
+    QDomNode rootNode;
+};
+
+/// Checks that the schema file exists and that the template is well-formed XML (W3C XML 1.0) behind a first line with
+/// one of the two accepted declarations. No schema validation takes place. A fault is told.
+[[nodiscard]] bool validateTemplate(const QString& templatePath, const QString& xsdPath);
+
+/// Reads a template into its tree, without a message.
+[[nodiscard]] TemplateDocument openDocument(const QString& templatePath);
+
+/// The first child of the root, null without a recognised one. It tells the format; one of another name leaves `format`
+/// as it was.
+[[nodiscard]] QDomNode contentNode(const TemplateDocument& document, TemplateFormat& format);

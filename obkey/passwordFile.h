@@ -1,0 +1,10 @@
+#pragma once
+
+#include "obkey/ObdataTemplate.h"
+
+/// Checks the length of a `Text` parameter's text, in bytes of UTF-8, against its limits.
+[[nodiscard]] bool checkTextLength(const ObkeyParam& param, const QByteArray& text);
+
+/// Writes password.bin for the `Text` of a template that lies in `xmlFolder`, beside the output. A template without a
+/// `Text` has none. A fault is told.
+[[nodiscard]] bool writePasswordFile(const QList<ObkeyParam>& params, const QString& xmlFolder);

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "cli/CommandLineTool.h"
-#include "cli/OptionTable.h"
+#include "cli/OptionRow.h"
 
 /// Goes on, or ends the run with status 1 after a fault that has been reported.
 [[nodiscard]] constexpr Flow continueIf(bool fine) {

@@ -152,12 +152,18 @@ bool CommandLineTool::readBinaryFile(const QString& path, QByteArray& outBytes, 
     if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
         return reportError("Unable to open the file %s", qUtf8Printable(path));
     }
-    if (expectedSize != 0 && file.size() != expectedSize) {
-        return reportError("Size of %s is expected to be %d (found %d)", qUtf8Printable(path),
-                           static_cast<int>(expectedSize), static_cast<int>(file.size()));
-    }
     QByteArray bytes;
-    if (readExactly(file, file.size(), bytes) != ReadStatus::done) {
+    const WipeOnExit wipeBytes(bytes);
+    const bool isPipe = file.isSequential();  // and tells its size when it is read to its end
+    if (isPipe && !readUpTo(file, maxInputPipe, bytes)) {
+        return reportError("Unable to read the file %s", qUtf8Printable(path));
+    }
+    const qint64 size = isPipe ? bytes.size() : file.size();
+    if (expectedSize != 0 && size != expectedSize) {
+        return reportError("Size of %s is expected to be %d (found %d)", qUtf8Printable(path),
+                           static_cast<int>(expectedSize), static_cast<int>(size));
+    }
+    if (!isPipe && readExactly(file, size, bytes) != ReadStatus::done) {
         return reportError("Unable to read the file %s", qUtf8Printable(path));
     }
     wipe(outBytes);

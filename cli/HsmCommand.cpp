@@ -84,11 +84,14 @@ Flow HsmCommand::requestInfo(const QStringList& /*params*/) {
 }
 
 Flow HsmCommand::readNonce(const QStringList& params) {
+    constexpr char wrongSize[] = "Error: The size of nonce file is expected to be 12 or 16 bytes";
+    const auto isNonceSize = [](qint64 size) { return size == 12 || size == 16; };
     const QFileInfo file(params.constFirst());
-    if (file.exists() && file.size() != 12 && file.size() != 16) {
-        return failRun("Error: The size of nonce file is expected to be 12 or 16 bytes");
+    if (file.isFile() && !isNonceSize(file.size())) {
+        return failRun(wrongSize);
     }
-    return readAnyNonce(params);
+    const Flow flow = readAnyNonce(params);
+    return flow.ends() || isNonceSize(tool.nonce.size()) ? flow : failRun(wrongSize);  // a pipe is read first
 }
 
 Flow HsmCommand::setCounter(const QStringList& params) {

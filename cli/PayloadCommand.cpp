@@ -3,6 +3,12 @@
 #include "files/outputFile.h"
 #include "files/wipe.h"
 
+#include <QDir>
+#include <QFileInfo>
+#include <QTemporaryFile>
+
+#include <memory>
+
 namespace {
 
 constexpr std::uint32_t blobSize = 152;
@@ -12,12 +18,14 @@ struct PayloadCommand : CommandBase {
 
     QByteArray blob;
     QByteArray oemKeyPath;
-    int pvsProtocol = 0;  // 0: bound to a PEM key, 1: to a root key table hash
+    std::unique_ptr<QTemporaryFile> oemKeyCopy;  // of a pipe, which the library can't read a second time
+    int pvsProtocol = 0;                         // 0: bound to a PEM key, 1: to a root key table hash
     WipeOnExit wipeBlob{blob};
 
     Flow run();
     Flow readBlob(const QStringList& params);
     Flow readOemKey(const QStringList& params);
+    Flow copyOemKey(const QByteArray& oemKey, bool pem);
 };
 
 constexpr OptionRow<PayloadCommand> optionRows[] = {
@@ -42,7 +50,19 @@ Flow PayloadCommand::readOemKey(const QStringList& params) {
     displayMessage(MessageKind::normal, "%s",
                    pem ? "OEM public key checking..." : "OEM Root public key table hash checking...");
     QByteArray oemKey;  // read for its size alone; the library takes the path
-    return continueIf(readSecret(path, oemKey, pem ? 178 : 32));
+    if (!readSecret(path, oemKey, pem ? 178 : 32)) {
+        return Flow::end(1);
+    }
+    return QFileInfo(path).isFile() ? Flow::goOn() : copyOemKey(oemKey, pem);
+}
+
+Flow PayloadCommand::copyOemKey(const QByteArray& oemKey, bool pem) {
+    oemKeyCopy = std::make_unique<QTemporaryFile>(QDir::tempPath() + QLatin1String(pem ? "/XXXXXX.pem" : "/XXXXXX"));
+    if (!oemKeyCopy->open() || oemKeyCopy->write(oemKey) != oemKey.size() || !oemKeyCopy->flush()) {
+        return failRun("Unable to read the file %s", oemKeyPath.constData());
+    }
+    oemKeyPath = oemKeyCopy->fileName().toUtf8();
+    return Flow::goOn();
 }
 
 Flow PayloadCommand::run() {

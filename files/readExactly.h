@@ -16,6 +16,9 @@ enum class ReadStatus { done, noMemory, cutShort };
 /// allocated for bytes that the file doesn't have.
 [[nodiscard]] ReadStatus readExactly(QFile& device, qint64 size, QByteArray& bytes);
 
+/// How much is taken from a pipe or device that a command names, which perhaps never ends.
+inline constexpr qint64 maxInputPipe = qint64{256} << 20;
+
 /// Reads all that is left of `file`, a pipe or device too, into `bytes`. False if that is more than `limit` bytes, or
 /// more than there is memory for.
 [[nodiscard]] bool readUpTo(QFile& file, qint64 limit, QByteArray& bytes);

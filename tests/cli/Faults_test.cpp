@@ -120,6 +120,22 @@ TEST_F(FaultTest, TemplateThatCantBeRewrittenStays) {
     EXPECT_FALSE(folder.read("t.xml").contains("<Value>"));
 }
 
+TEST_F(FaultTest, PipesAreReadToTheirEnd) {
+    constexpr char line[] = "-pvs -b secrets.bin -pk oem-public.pem -k key.bin -n nonce16.bin -o files.pvs";
+    ASSERT_EQ(run(line, nullptr).status, 0);
+    QProcess shell;
+    shell.setWorkingDirectory(folder.path("."));
+    shell.start(QStringLiteral("sh"),
+                {QStringLiteral("-c"),
+                 QStringLiteral("mkfifo b pk.pem k n && { cat secrets.bin >b & cat oem-public.pem >pk.pem & "
+                                "cat key.bin >k & cat nonce16.bin >n & } && "
+                                "exec \"$0\" -pvs -b b -pk pk.pem -k k -n n -o pipes.pvs"),
+                 QStringLiteral(QVORA_TOOL)});
+    ASSERT_TRUE(shell.waitForFinished());
+    EXPECT_EQ(shell.exitCode(), 0) << shell.readAll().constData();
+    EXPECT_EQ(folder.read("pipes.pvs"), folder.read("files.pvs"));
+}
+
 // A device doesn't give back what was written to it, and isn't removed for that.
 TEST_F(FaultTest, OutputThatCantBeVerifiedIsAFailure) {
     QFile::link(QStringLiteral("/dev/null"), folder.path("gone.tbi"));

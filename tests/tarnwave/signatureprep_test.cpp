@@ -9,6 +9,9 @@
 #include <gmock/gmock.h>
 #include <openssl/bn.h>
 #include <openssl/evp.h>
+#include <sys/stat.h>
+
+#include <thread>
 
 using testing::ElementsAre;
 
@@ -82,6 +85,15 @@ TEST(Signatureprep, KeysAgreeInAllFiveFilesAndSign) {
         EXPECT_EQ(output.left(size), expected);
         EXPECT_TRUE(opensslVerifies(folder.path("public.pem"), output.right(256), output.left(size)));
     }
+    const QString pipe = folder.path("pipe.bin");
+    ASSERT_EQ(mkfifo(pipe.toUtf8().constData(), 0600), 0);
+    std::thread writer([&pipe] {
+        QFile end(pipe);
+        EXPECT_TRUE(end.open(QIODevice::WriteOnly) && end.write(QByteArray(5000, 'f')) == 5000);
+    });
+    EXPECT_EQ(signTarnwaveBinary(privatePath, pipe, folder.path("piped.bin")), 0);
+    writer.join();
+    EXPECT_EQ(folder.read("piped.bin"), folder.read("out.bin"));
     EXPECT_EQ(signTarnwaveBinary(privatePath, folder.path("in.bin"), folder.path("missing/out.bin")), 1);
     EXPECT_TRUE(capture.texts().empty());
 }

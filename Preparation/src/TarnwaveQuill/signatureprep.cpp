@@ -9,10 +9,10 @@
 #include "display/Display.h"
 #include "files/ByteWriter.h"
 #include "files/outputFile.h"
+#include "files/readExactly.h"
 #include "files/wipe.h"
 
 #include <QFile>
-#include <QFileInfo>
 
 #include <openssl/rsa.h>
 
@@ -123,8 +123,12 @@ int signTarnwaveBinary(const QString& privateKeyPath, const QString& binaryPath,
         return failSigning("Failed to generate output file\n");
     }
     QFile binary(binaryPath);
-    // A pipe has no size that could be signed.
-    if (!QFileInfo(binaryPath).isFile() || !binary.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+    if (!binary.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        return failSigning("Failed to open file to sign\n");
+    }
+    QByteArray piped;
+    const bool isPipe = binary.isSequential();  // and tells its size when it is read to its end
+    if (isPipe && !readUpTo(binary, maxInputPipe, piped)) {
         return failSigning("Failed to open file to sign\n");
     }
     const DigestContext context(EVP_MD_CTX_new());
@@ -135,7 +139,7 @@ int signTarnwaveBinary(const QString& privateKeyPath, const QString& binaryPath,
         return failSigning("Failed to initialize message digest\n");
     }
 
-    const qint64 size = binary.size();
+    const qint64 size = isPipe ? piped.size() : binary.size();
     if (size > std::numeric_limits<std::uint32_t>::max()) {
         return failSigning("The file to sign is longer than its size field can tell\n");
     }
@@ -145,7 +149,9 @@ int signTarnwaveBinary(const QString& privateKeyPath, const QString& binaryPath,
         std::fputs("Memory error", stderr);
         return tarnwaveOutOfMemory;
     }
-    if (binary.read(buffer.get(), size) != size) {
+    if (isPipe) {
+        std::memcpy(buffer.get(), piped.constData(), static_cast<std::size_t>(size));
+    } else if (binary.read(buffer.get(), size) != size) {
         return failSigning("Failed to open file to sign\n");
     }
     // In a binary that ends before or inside the field, the signature lies over what of it stands behind the end.

@@ -28,7 +28,7 @@ void alignBody(ObkeyParam& param, ObkeyBodies& bodies) {
     }
 }
 
-bool readKeyFile(const QString& path, const QString& name, ObkeyBodies& bodies, QByteArray& content) {
+bool readKeyParameter(const QString& path, const QString& name, ObkeyBodies& bodies, QByteArray& content) {
     QFile file(path);
     if (!file.exists()) {
         displayMessage(MessageKind::normal, "file does not exist: %s", qUtf8Printable(path));
@@ -157,7 +157,7 @@ bool appendKeyFile(const ObkeySurroundings& surroundings, ObkeyParam& param, Obk
     bodies.inputPaths.append(path);
     QByteArray content;
     const WipeOnExit wipeContent(content);
-    if (!readKeyFile(path, name, bodies, content)) {
+    if (!readKeyParameter(path, name, bodies, content)) {
         return false;
     }
     alignBody(param, bodies);

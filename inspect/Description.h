@@ -91,6 +91,13 @@ struct Check {
     std::vector<Field> arguments;
 };
 
+/// How two files, or a content and its sources, differ. Places are addresses, or offsets where there are none.
+struct Difference {
+    DifferenceCode code = DifferenceCode::bytesChanged;
+    int part = 0;
+    std::vector<Field> arguments;
+};
+
 /// An initialisation vector that a part was encrypted with, and the tag that tells whether two parts are the same.
 struct UsedIv {
     QByteArray iv;
@@ -113,7 +120,8 @@ struct Description {
     std::vector<Finding> findings;
     std::vector<Check> checks;
     std::vector<UsedIv> ivs;
-    std::vector<Description> inner;  ///< a format in this format, or the second file of a pair
+    std::vector<Difference> differences;  ///< from what the content should be
+    std::vector<Description> inner;       ///< a format in this format, or the second file of a pair
 
     void addNumber(const char* name, std::uint64_t value, qint64 offset, qint64 size);
     void addBytes(const char* name, QByteArrayView value, qint64 offset);

@@ -36,12 +36,23 @@ struct Evidence {
 };
 
 /// What the plain bytes of a part are for.
-enum class ContentKind { firmware, module, optionBytes, blob, other };
+enum class ContentKind {
+    firmware,
+    module,
+    optionBytes,
+    blob,
+    derived,  ///< follows from the rest, as a digest does
+    other,
+};
 
+/// The plain bytes of one part.
 struct Content {
     int part = 0;
-    ContentKind kind = ContentKind::other;
+    const char* name = "content";  ///< of the part, for formats without letters
+    char letter = 0;
+    bool hasAddress = false;
     std::uint64_t address = 0;
+    ContentKind kind = ContentKind::other;
     QByteArray bytes;
 };
 

@@ -19,10 +19,10 @@ constexpr std::array letters = {
     AreaLetter{'F', "firmware", ContentKind::firmware, true},
     AreaLetter{'E', "externalFirmware", ContentKind::firmware, true, true},
     AreaLetter{'e', "externalModule", ContentKind::module, true, true},
-    AreaLetter{'H', "hash"},
+    AreaLetter{'H', "hash", ContentKind::derived},
     AreaLetter{'C', "optionBytes", ContentKind::optionBytes},
     AreaLetter{'m', "moduleRecord"},
-    AreaLetter{'P', "partEnd"},
+    AreaLetter{'P', "partEnd", ContentKind::derived},
 };
 
 constexpr AreaLayout layout = {"TBIMAGIC", letters, false, SecondBlock::byProtocol, true, 0};

@@ -77,6 +77,7 @@ QJsonObject toJson(const Finding& finding);
 QJsonObject toJson(const Check& check);
 QJsonObject toJson(const Description& description);
 QJsonObject toJson(const Failure& failure);
+QJsonObject toJson(const Difference& difference);
 
 template <typename Item>
 QJsonArray toArray(const std::vector<Item>& items) {
@@ -191,6 +192,9 @@ QJsonObject toJson(const Description& description) {
     if (!description.checks.empty()) {
         object[QStringLiteral("checks")] = toArray(description.checks);
     }
+    if (!description.differences.empty()) {
+        object[QStringLiteral("differences")] = toArray(description.differences);
+    }
     if (!description.inner.empty()) {
         object[QStringLiteral("inner")] = toArray(description.inner);
     }
@@ -208,11 +212,21 @@ QJsonObject toJson(const Failure& failure) {
     return object;
 }
 
+QJsonObject toJson(const Difference& difference) {
+    QJsonObject object{{QStringLiteral("code"), latin(rowOf(difference.code).name)},
+                       {QStringLiteral("counts"), rowOf(difference.code).counts},
+                       {QStringLiteral("arguments"), argumentsOf(difference.arguments)}};
+    if (difference.part != 0) {
+        object[QStringLiteral("part")] = difference.part;
+    }
+    return object;
+}
+
 QJsonArray filesOf(const Report& report) {
     QJsonArray files;
     for (const Description& description : report.files) {
         QJsonObject object = toJson(description);
-        if (report.command == QLatin1String("verify")) {
+        if (report.command == QLatin1String("verify") || report.command == QLatin1String("extract")) {
             addJudgement(object, description);
         }
         files.append(object);
@@ -244,6 +258,12 @@ QByteArray printJson(const Report& report) {
                          {QStringLiteral("status"), report.status},
                          {QStringLiteral("files"), filesOf(report)},
                          {QStringLiteral("failures"), toArray(report.failures)}};
+    if (report.command == QLatin1String("diff")) {
+        document[QStringLiteral("differences")] = toArray(report.differences);
+    }
+    if (!report.folder.isEmpty()) {
+        document[QStringLiteral("folder")] = report.folder;
+    }
     return asciiOnly(QJsonDocument(document).toJson(QJsonDocument::Indented));
 }
 

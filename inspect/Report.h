@@ -40,6 +40,8 @@ struct Report {
     int status = 0;
     std::vector<Description> files;
     std::vector<Failure> failures;
+    std::vector<Difference> differences;  ///< of the two files
+    QString folder;                       ///< that contents were written into
 };
 
 [[nodiscard]] QByteArray printText(const Report& report);

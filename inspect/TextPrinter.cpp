@@ -1,6 +1,9 @@
 #include "inspect/Report.h"
 
+#include <QMap>
+
 #include <algorithm>
+#include <array>
 
 namespace inspect {
 
@@ -66,6 +69,25 @@ QString fill(const char* words, const std::vector<Field>& arguments) {
     return text;
 }
 
+// A name of ours in a text, as "area F" or "externalFirmware", as words.
+QString wordsIn(const Field& field) {
+    QStringList words;
+    for (const QByteArray& word : field.bytes.split(' ')) {
+        words << (word.size() > 1 ? wordsOf(word.constData()) : printable(QString::fromLatin1(word)));
+    }
+    return words.join(u' ');
+}
+
+QString differenceText(const Difference& difference) {
+    std::vector<Field> arguments = difference.arguments;
+    for (Field& argument : arguments) {
+        if (QByteArrayView(argument.name) == "name") {
+            argument.bytes = wordsIn(argument).toUtf8();
+        }
+    }
+    return fill(rowOf(difference.code).words, arguments);
+}
+
 QString joined(const QStringList& items) {
     return items.join(QStringLiteral(", "));
 }
@@ -91,6 +113,15 @@ QString memoryText(const Part& part) {
                                 : addressText(part.address) + u'-' + addressText(part.address + part.memorySize - 1);
 }
 
+/// Of both files of a pair.
+std::uint64_t sizeOf(const Description& description) {
+    qint64 size = description.size;
+    for (const Description& inner : description.inner) {
+        size += inner.file == description.file ? 0 : inner.size;
+    }
+    return static_cast<std::uint64_t>(size);
+}
+
 class Printer {
   public:
     explicit Printer(const Report& report) : report_(report) {}
@@ -105,6 +136,8 @@ class Printer {
     void printFindings(const Description& description);
     void printChecks(const Description& description);
     void printVerdict(const Description& description);
+    void printDifferences(const std::vector<Difference>& differences);
+    void printComparison();
 
     const Report& report_;
     QString text_;
@@ -210,7 +243,12 @@ void Printer::printFindings(const Description& description) {
 
 QString resultText(const Check& check) {
     const CheckRow& row = rowOf(check.code);
-    const QString words = QString::fromLatin1(row.words) + u' ';
+    QString words = QString::fromLatin1(row.words) + u' ';
+    for (const Field& argument : check.arguments) {
+        if (QByteArrayView(argument.name) == "kind") {
+            words.prepend(wordsIn(argument) + u' ');
+        }
+    }
     switch (check.result) {
         case CheckResult::good:
             return words + QStringLiteral("good");
@@ -248,6 +286,32 @@ void Printer::printChecks(const Description& description) {
     }
 }
 
+// Text tells the first ones of each kind, JSON all.
+void Printer::printDifferences(const std::vector<Difference>& differences) {
+    constexpr int limit = 50;
+    QMap<DifferenceCode, int> counts;
+    for (const Difference& difference : differences) {
+        if (++counts[difference.code] <= limit) {
+            line(differenceText(difference));
+        }
+    }
+    for (auto count = counts.constBegin(); count != counts.constEnd(); ++count) {
+        if (count.value() > limit) {
+            line(QStringLiteral("%1 more of the kind \"%2\"; --json has them all")
+                     .arg(count.value() - limit)
+                     .arg(QLatin1String(rowOf(count.key()).name)));
+        }
+    }
+}
+
+void Printer::printComparison() {
+    printDifferences(report_.differences);
+    if (report_.files.size() == 2) {
+        constexpr std::array results = {"no difference", "different", "undecided: contents not compared, no key given"};
+        line(QLatin1String(results[static_cast<std::size_t>(report_.status)]));
+    }
+}
+
 void Printer::printVerdict(const Description& description) {
     const Judgement judgement = judge(description);
     const QString name = printable(description.file);
@@ -259,8 +323,7 @@ void Printer::printVerdict(const Description& description) {
                 proofs << QString::fromLatin1(nameOf(proof));
             }
             text += QStringLiteral(" by %1: %2 of %3")
-                        .arg(proofs.join(QStringLiteral(" and ")),
-                             bytesText(static_cast<std::uint64_t>(description.size)), name);
+                        .arg(proofs.join(QStringLiteral(" and ")), bytesText(sizeOf(description)), name);
             for (const Range& range : judgement.uncovered) {
                 text += QStringLiteral("; nothing covers bytes %1 to %2")
                             .arg(range.offset)
@@ -293,13 +356,21 @@ void Printer::printFile(const Description& description) {
     } else {
         printFindings(description);
         printChecks(description);
+        printDifferences(description.differences);
         printVerdict(description);
     }
 }
 
 QByteArray Printer::print() {
+    if (report_.command == QLatin1String("diff")) {
+        printComparison();
+        return text_.toUtf8();
+    }
     for (const Description& file : report_.files) {
         printFile(file);
+    }
+    if (!report_.folder.isEmpty()) {
+        line(QStringLiteral("written to ") + printable(report_.folder));
     }
     return text_.toUtf8();
 }

@@ -2,7 +2,7 @@
 
 #include "files/ByteReader.h"
 #include "files/readExactly.h"
-#include "inspect/cipher.h"
+#include "inspect/sealedBlob.h"
 
 #include <algorithm>
 
@@ -16,10 +16,6 @@ constexpr qsizetype blockSize = 16;
 constexpr qsizetype baseIvSize = 12;
 constexpr std::uint16_t extendedProtocol = 65001;  // packaged modules with a longer header
 constexpr qsizetype extendedSize = 96;
-
-bool isZero(QByteArrayView bytes) {
-    return std::all_of(bytes.begin(), bytes.end(), [](char byte) { return byte == 0; });
-}
 
 void walkHeader(ByteReader& reader, const AreaLayout& layout, AreaImage& image) {
     reader.skip(magicSize);
@@ -279,13 +275,13 @@ void Prover::proveArea(const Area& area, int index) {
 
 void Prover::keep(const Area& area, int index, Content content) {
     const AreaLetter* const letter = letterOf(layout_, area.letter);
-    content.part = index;
-    content.address = area.address;
-    content.kind = letter != nullptr ? letter->kind : ContentKind::other;
+    Content kept = contentOf(description_.parts[static_cast<std::size_t>(index - 1)],
+                             letter != nullptr ? letter->kind : ContentKind::other);
+    kept.bytes = std::move(content.bytes);
     if (letter != nullptr && letter->hasRegionKey) {
-        content.bytes.chop(blockSize);
+        kept.bytes.chop(blockSize);
     }
-    contents_->list.push_back(std::move(content));
+    contents_->list.push_back(std::move(kept));
 }
 
 void Prover::provePlain(const Area& area, int index, const Glimpse& glimpse) {
@@ -293,12 +289,16 @@ void Prover::provePlain(const Area& area, int index, const Glimpse& glimpse) {
     if (letter != nullptr && letter->hasRegionKey) {
         proveRegionKey(area, index, glimpse);
     }
-    if (!layout_.endsByOptionBytes) {
-        return;
-    }
     ByteReader head(glimpse.head);
     const std::uint32_t first = head.u32();
     const std::uint32_t second = head.u32();
+    const std::uint32_t third = head.u32();
+    if (!layout_.endsByOptionBytes) {
+        if (area.letter == 'B') {  // a record of a backup image, which tells the size of its data
+            description_.addCheck(CheckCode::payloadForm, area.size >= 12 && third == area.size - 12, index);
+        }
+        return;
+    }
     switch (area.letter) {
         case 'H':
             proveDigest(index, glimpse);
@@ -455,6 +455,38 @@ void proveAreas(const AreaImage& image, const AreaLayout& layout, const Evidence
     int index = 0;
     for (const Area& area : image.areas) {
         prover.proveArea(area, ++index);
+    }
+}
+
+/// The parts of one letter, or of all, by address.
+std::vector<const Part*> byAddress(const Description& description, char letter) {
+    std::vector<const Part*> parts;
+    for (const Part& part : description.parts) {
+        if (letter == 0 || part.letter == letter) {
+            parts.push_back(&part);
+        }
+    }
+    std::stable_sort(parts.begin(), parts.end(), [](const Part* a, const Part* b) { return a->address < b->address; });
+    return parts;
+}
+
+void findOverlaps(char letter, Description& description) {
+    const Part* furthest = nullptr;
+    for (const Part* const part : byAddress(description, letter)) {
+        if (part->memorySize == 0) {
+            continue;
+        }
+        if (part->memorySize > (std::uint64_t{1} << 32) - part->address) {
+            description.addFinding(FindingCode::addressWraps, part->index, part->offset);
+        }
+        if (furthest != nullptr && part->address - furthest->address < furthest->memorySize) {
+            description.addFinding(FindingCode::overlap, part->index, part->offset,
+                                   {numberField("other", static_cast<std::uint64_t>(furthest->index)),
+                                    addressField("address", part->address)});
+        }
+        if (furthest == nullptr || part->address + part->memorySize > furthest->address + furthest->memorySize) {
+            furthest = part;
+        }
     }
 }
 

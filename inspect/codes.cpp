@@ -25,8 +25,16 @@ constexpr std::array findingRows = {
     FindingRow{FindingCode::addressWraps, "addressWraps", Severity::error, "goes beyond 32-bit addresses"},
     FindingRow{FindingCode::wrongOrder, "wrongOrder", Severity::error, "out of the order of the letters"},
     FindingRow{FindingCode::wrongDescriptor, "wrongDescriptor", Severity::error, "region {field} {value} can't be"},
+    FindingRow{FindingCode::wrongValue, "wrongValue", Severity::error, "{field} {value} where {expected} is due"},
+    FindingRow{FindingCode::beyondEnd, "beyondEnd", Severity::error,
+               "{field} {value} is more than the {limit} bytes there"},
+    FindingRow{FindingCode::unknownAlgorithm, "unknownAlgorithm", Severity::error, "unknown algorithm {value}"},
+    FindingRow{FindingCode::secondFileMissing, "secondFileMissing", Severity::note,
+               "the second file of the pair isn't there; --payload names it"},
     FindingRow{FindingCode::otherFormatFits, "otherFormatFits", Severity::note,
                "the content also fits {other}; the suffix decided"},
+    FindingRow{FindingCode::severalFormatsFit, "severalFormatsFit", Severity::note,
+               "the content fits several formats: {formats}"},
     FindingRow{FindingCode::assumedFormat, "assumedFormat", Severity::note,
                "nothing in the content tells the format; the suffix decided"},
     FindingRow{FindingCode::tooManyParts, "tooManyParts", Severity::error,
@@ -42,6 +50,22 @@ constexpr std::array findingRows = {
     FindingRow{FindingCode::noDigest, "noDigest", Severity::note, "no digest of its content stands in it"},
 };
 
+constexpr std::array differenceRows = {
+    DifferenceRow{DifferenceCode::formatDiffers, "formatDiffers", "format {a} -> {b}", true},
+    DifferenceRow{DifferenceCode::fieldDiffers, "fieldDiffers", "{name} {a} -> {b}", true},
+    DifferenceRow{DifferenceCode::sealDiffers, "sealDiffers", "{name} changed", false},
+    DifferenceRow{DifferenceCode::partOnlyInA, "partOnlyInA", "{name} {address} {size} bytes: only in A", true},
+    DifferenceRow{DifferenceCode::partOnlyInB, "partOnlyInB", "{name} {address} {size} bytes: only in B", true},
+    DifferenceRow{DifferenceCode::partMoved, "partMoved", "{name}: moved {a} -> {b}", true},
+    DifferenceRow{DifferenceCode::partResized, "partResized", "{name} {address}: {a} -> {b} bytes", true},
+    DifferenceRow{DifferenceCode::bytesChanged, "bytesChanged", "{name}: changed {from}-{to}", true},
+    DifferenceRow{DifferenceCode::bytesOnlyInA, "bytesOnlyInA", "{name}: only in {where} {from}-{to}", true},
+    DifferenceRow{DifferenceCode::bytesOnlyInB, "bytesOnlyInB", "{name}: only in {where} {from}-{to}", true},
+    DifferenceRow{DifferenceCode::notCompared, "notCompared", "{name} {address}: contents not compared", false},
+    DifferenceRow{DifferenceCode::sourceMissing, "sourceMissing", "{name} {count}: without a source", true},
+    DifferenceRow{DifferenceCode::sourceExtra, "sourceExtra", "{name} {count}: given, but not in the image", true},
+};
+
 constexpr std::array checkRows = {
     CheckRow{CheckCode::rules, "rules", "rules of the format", "broken", Proof::structure},
     CheckRow{CheckCode::tag, "tag", "tag", "wrong", Proof::tag},
@@ -52,7 +76,8 @@ constexpr std::array checkRows = {
     CheckRow{CheckCode::ivs, "ivs", "IVs all different", "no: area {other} of {file} has the same", Proof::structure},
     CheckRow{CheckCode::unused, "unused", "no byte unused", "no", Proof::structure},
     CheckRow{CheckCode::nonce, "nonce", "base IV from the nonce", "no", Proof::structure},
-    CheckRow{CheckCode::against, "against", "content as its sources", "no", Proof::comparison},
+    CheckRow{CheckCode::binding, "binding", "binding to the public key", "no", Proof::structure},
+    CheckRow{CheckCode::against, "against", "contents against their sources", "different", Proof::comparison},
     CheckRow{CheckCode::signature, "signature", "signature", "wrong", Proof::signature},
     CheckRow{CheckCode::sameKey, "sameKey", "of the given key", "no", Proof::comparison},
 };
@@ -60,6 +85,7 @@ constexpr std::array checkRows = {
 constexpr std::array reasonRows = {
     ReasonRow{Reason::none, "none", ""},
     ReasonRow{Reason::noKey, "noKey", "no key given"},
+    ReasonRow{Reason::noSecondFile, "noSecondFile", "the second file of the pair isn't there"},
     ReasonRow{Reason::cutOff, "cutOff", "cut off"},
     ReasonRow{Reason::notAuthentic, "notAuthentic", "its content isn't authentic"},
     ReasonRow{Reason::notAsked, "notAsked", "not asked for"},
@@ -81,6 +107,8 @@ constexpr bool isInOrder(const Table& table, Member member) {
     return true;
 }
 static_assert(isInOrder(findingRows, &FindingRow::code));
+static_assert(isInOrder(differenceRows, &DifferenceRow::code));
+static_assert(differenceRows.size() == static_cast<std::size_t>(DifferenceCode::sourceExtra) + 1);
 static_assert(isInOrder(checkRows, &CheckRow::code));
 static_assert(isInOrder(reasonRows, &ReasonRow::reason));
 static_assert(findingRows.size() == static_cast<std::size_t>(FindingCode::noDigest) + 1);
@@ -91,6 +119,10 @@ static_assert(reasonRows.size() == static_cast<std::size_t>(Reason::unusableKey)
 
 const FindingRow& rowOf(FindingCode code) {
     return findingRows[static_cast<std::size_t>(code)];
+}
+
+const DifferenceRow& rowOf(DifferenceCode code) {
+    return differenceRows[static_cast<std::size_t>(code)];
 }
 
 const CheckRow& rowOf(CheckCode code) {

@@ -21,7 +21,12 @@ enum class FindingCode : std::uint8_t {
     addressWraps,
     wrongOrder,
     wrongDescriptor,
+    wrongValue,
+    beyondEnd,
+    unknownAlgorithm,
+    secondFileMissing,
     otherFormatFits,
+    severalFormatsFit,
     assumedFormat,
     tooManyParts,
     unaligned,
@@ -42,6 +47,30 @@ struct FindingRow {
     const char* words;  ///< "{name}" stands for the argument of that name
 };
 
+/// How two files, or a content and its sources, differ.
+enum class DifferenceCode : std::uint8_t {
+    formatDiffers,
+    fieldDiffers,
+    sealDiffers,
+    partOnlyInA,
+    partOnlyInB,
+    partMoved,
+    partResized,
+    bytesChanged,
+    bytesOnlyInA,
+    bytesOnlyInB,
+    notCompared,
+    sourceMissing,
+    sourceExtra,
+};
+
+struct DifferenceRow {
+    DifferenceCode code;
+    const char* name;
+    const char* words;
+    bool counts;  ///< makes two files different; else it follows from a fresh nonce, or isn't known
+};
+
 /// What can be proven.
 enum class CheckCode : std::uint8_t {
     rules,
@@ -53,6 +82,7 @@ enum class CheckCode : std::uint8_t {
     ivs,
     unused,
     nonce,
+    binding,
     against,
     signature,
     sameKey,
@@ -73,6 +103,7 @@ struct CheckRow {
 enum class Reason : std::uint8_t {
     none,
     noKey,
+    noSecondFile,
     cutOff,
     notAuthentic,
     notAsked,
@@ -90,6 +121,7 @@ struct ReasonRow {
 };
 
 [[nodiscard]] const FindingRow& rowOf(FindingCode code);
+[[nodiscard]] const DifferenceRow& rowOf(DifferenceCode code);
 [[nodiscard]] const CheckRow& rowOf(CheckCode code);
 [[nodiscard]] const ReasonRow& rowOf(Reason reason);
 

@@ -1,237 +1,64 @@
 #include "inspect/commandLine.h"
 
-#include "files/parseNumber.h"
-#include "inspect/Report.h"
-#include "inspect/input.h"
+#include "inspect/commands.h"
 
-#include <QCommandLineParser>
 #include <QCoreApplication>
 
-#include <algorithm>
 #include <array>
 #include <cstdio>
-#include <optional>
 
 namespace inspect {
 
 namespace {
 
-constexpr int statusGood = 0;
-constexpr int statusWrong = 1;
-constexpr int statusUndecided = 2;
-
-/// A file that was read, and what was found in it.
-struct Opened {
-    QByteArray bytes;
-    Source source;
-    Description description;
-};
-
-/// One call: its options, and what it has to tell.
-class Call {
-  public:
-    Call(const QCommandLineParser& parser, Report& report) : parser_(parser), report_(report) {}
-
-    /// The message is for the user; whoever gets false only returns.
-    bool fail(const char* code, const QString& file, const QString& text) {
-        report_.failures.push_back({code, file, text});
-        return false;
-    }
-    bool readEvidence();
-    bool open(const QString& path, Opened& opened);
-
-    [[nodiscard]] const Evidence& evidence() const { return evidence_; }
-    [[nodiscard]] Report& report() { return report_; }
-
-  private:
-    using SecretReader = bool (*)(const QString& path, QByteArray& key, QString& fault, QString& warning);
-
-    bool claimStandardInput(const QString& path);
-    bool readSecret(const char* option, SecretReader read, QByteArray& secret);
-    bool readWhole(const char* option, std::optional<QByteArray>& bytes);
-    bool readMemoryUse();
-
-    const QCommandLineParser& parser_;
-    Report& report_;
-    Evidence evidence_;
-    bool isStandardInputTaken_ = false;
-};
-
-bool Call::claimStandardInput(const QString& path) {
-    if (path != QLatin1String("-")) {
-        return true;
-    }
-    if (isStandardInputTaken_) {
-        return fail("usage", {}, QStringLiteral("standard input can be given once only"));
-    }
-    return isStandardInputTaken_ = true;
-}
-
-bool Call::readSecret(const char* option, SecretReader read, QByteArray& secret) {
-    const QString name = QString::fromLatin1(option);
-    if (!parser_.isSet(name)) {
-        return true;
-    }
-    const QString path = parser_.value(name);
-    QString fault;
-    QString warning;
-    if (!claimStandardInput(path)) {
-        return false;
-    }
-    if (!read(path, secret, fault, warning)) {
-        return fail("badKey", path, fault);
-    }
-    if (!warning.isEmpty() && name != QLatin1String("public")) {
-        std::fprintf(stderr, "qvora-inspect: warning: %s: %s\n", qUtf8Printable(printable(path)),
-                     qUtf8Printable(warning));
-    }
-    return true;
-}
-
-bool Call::readWhole(const char* option, std::optional<QByteArray>& bytes) {
-    const QString name = QString::fromLatin1(option);
-    if (!parser_.isSet(name)) {
-        return true;
-    }
-    const QString path = parser_.value(name);
-    QString fault;
-    if (!claimStandardInput(path)) {
-        return false;
-    }
-    if (!readInput(path, bytes.emplace(), fault)) {
-        return fail("unreadable", path, fault);
-    }
-    return true;
-}
-
-bool Call::readMemoryUse() {
-    const QString address = parser_.value(QStringLiteral("address"));
-    const QString mode = parser_.value(QStringLiteral("mode"));
-    if (address.isEmpty() && mode.isEmpty()) {
-        return !evidence_.app || fail("usage", {}, QStringLiteral("--app needs --address and --mode"));
-    }
-    MemoryUse use;
-    if (!parseNumber(address, 16, use.address) || !parseNumber(mode, 10, use.mode)) {
-        return fail("usage", {}, QStringLiteral("--address takes a hexadecimal and --mode a decimal number"));
-    }
-    evidence_.memory = use;
-    return true;
-}
-
-bool Call::readEvidence() {
-    std::optional<QByteArray> nonce;
-    if (!readSecret("key", readKey, evidence_.key) || !readWhole("nonce", nonce) ||
-        !readSecret("public", readKeyFile, evidence_.publicKey) ||
-        !readSecret("private", readKeyFile, evidence_.privateKey) || !readWhole("app", evidence_.app)) {
-        return false;
-    }
-    evidence_.hasNonce = nonce.has_value();
-    evidence_.nonce = nonce.value_or(QByteArray());
-    return readMemoryUse();
-}
-
-bool Call::open(const QString& path, Opened& opened) {
-    QString fault;
-    if (!claimStandardInput(path)) {
-        return false;
-    }
-    if (!readInput(path, opened.bytes, fault)) {
-        return fail("unreadable", path, fault);
-    }
-    opened.source.path = path;
-    opened.source.bytes = opened.bytes;
-    const FormatRow* as = nullptr;
-    if (parser_.isSet(QStringLiteral("as"))) {
-        as = formatByName(parser_.value(QStringLiteral("as")));
-    }
-    opened.description = describe(opened.source, as);
-    if (opened.description.format == nullptr) {
-        return fail("unknownFormat", path, QStringLiteral("no known format; --as names one"));
-    }
-    return true;
-}
-
-void show(Call& call, const QStringList& files) {
-    for (const QString& path : files) {
-        Opened opened;
-        if (call.open(path, opened)) {
-            call.report().files.push_back(std::move(opened.description));
-        }
-    }
-    const auto& shown = call.report().files;
-    call.report().status = std::any_of(shown.begin(), shown.end(), hasErrors) ? statusWrong : statusGood;
-}
-
-void verify(Call& call, const QStringList& files) {
-    for (const QString& path : files) {
-        Opened opened;
-        if (call.open(path, opened)) {
-            prove(opened.source, call.evidence(), opened.description);
-            call.report().files.push_back(std::move(opened.description));
-        }
-    }
-    Report& report = call.report();
-    proveIvs(report.files);
-    const auto count = [&report](Verdict verdict) {
-        return std::count_if(report.files.begin(), report.files.end(), [verdict](const Description& description) {
-            return judge(description).verdict == verdict;
-        });
-    };
-    report.status = count(Verdict::wrong) > 0       ? statusWrong
-                    : count(Verdict::undecided) > 0 ? statusUndecided
-                                                    : statusGood;
-}
-
-struct CommandRow {
-    const char* name;
-    const char* help;
-    void (*run)(Call& call, const QStringList& files);
-};
-
-constexpr std::array commands = {
-    CommandRow{"show", "what stands in a file", show},
-    CommandRow{"verify", "prove it, as far as its keys are given", verify},
-};
-
 struct OptionRow {
-    const char* name;
-    const char* value;  ///< null for a switch
-    const char* help;
+    const char* names;     ///< with blanks between; the last one is its name
+    const char* value;     ///< null for a switch
+    bool isRepeated;       ///< may be given several times
     const char* commands;  ///< those that take it, with blanks between
+    const char* help;
 };
 
 constexpr std::array options = {
-    OptionRow{"json", nullptr, "one JSON document instead of text", "show verify"},
-    OptionRow{"as", "FORMAT", "take the file for this format, whatever it looks like", "show verify"},
-    OptionRow{"key", "KEY", "the image key, 16 bytes: a path, \"-\" or /proc/self/fd/N", "verify"},
-    OptionRow{"nonce", "NONCE", "the nonce that the image was made with", "verify"},
-    OptionRow{"public", "FILE", "the public key: PEM, or X and Y as 64 bytes", "verify"},
-    OptionRow{"private", "PEM", "the private key that personalization data is opened with", "verify"},
-    OptionRow{"app", "FILE", "the application that a memory cipher image was made from", "verify"},
-    OptionRow{"address", "ADDRESS", "where a memory cipher image starts, hexadecimal", "verify"},
-    OptionRow{"mode", "MODE", "how it was encrypted: 0, 1 or 2", "verify"},
+    OptionRow{"json", nullptr, false, "show verify extract diff", "one JSON document instead of text"},
+    OptionRow{"as", "FORMAT", false, "show verify extract diff", "take a file for this format, whatever it looks like"},
+    OptionRow{"payload", "FILE", false, "show verify extract", "the second file of a pair, as of an update image"},
+    OptionRow{"key", "KEY", false, "verify extract diff", "the image key, 16 bytes: a path, \"-\" or /proc/self/fd/N"},
+    OptionRow{"key-b", "KEY", false, "diff", "the key of the second file, if it has another"},
+    OptionRow{"nonce", "NONCE", false, "verify", "the nonce that the image was made with"},
+    OptionRow{"public", "FILE", false, "verify extract diff",
+              "the public key: PEM, X and Y (64 bytes), or a root key table hash"},
+    OptionRow{"private", "PEM", false, "verify extract diff",
+              "the private key that personalization data is opened with"},
+    OptionRow{"address", "ADDRESS", false, "verify extract diff", "where a memory cipher image starts, hexadecimal"},
+    OptionRow{"mode", "MODE", false, "verify extract diff", "how it was encrypted: 0, 1 or 2"},
+    OptionRow{"against", nullptr, false, "verify", "compare the contents with their sources:"},
+    OptionRow{"firmware", "FILE[@ADDRESS]", true, "verify", "ELF, HEX, S-Record, or raw with its hexadecimal address"},
+    OptionRow{"option-bytes", "FILE", false, "verify", "the table of option bytes"},
+    OptionRow{"module", "FILE", true, "verify", "a module, in the order of the image"},
+    OptionRow{"blob", "FILE", true, "verify", "the secrets"},
+    OptionRow{"app", "FILE", false, "verify", "the application that a memory cipher image was made from"},
+    OptionRow{"o output", "FOLDER", false, "extract", "the folder to make"},
+    OptionRow{"except-signature", nullptr, false, "diff", "whether all but the signatures is the same"},
 };
 
-const CommandRow* commandOf(const QString& name) {
-    const auto row = std::find_if(commands.begin(), commands.end(), [&name](const CommandRow& candidate) {
-        return name == QLatin1String(candidate.name);
-    });
-    return row == commands.end() ? nullptr : &*row;
+QString nameOf(const OptionRow& row) {
+    return QString::fromLatin1(row.names).section(u' ', -1);
 }
 
 void addOptions(QCommandLineParser& parser) {
     for (const OptionRow& row : options) {
-        parser.addOption(row.value == nullptr
-                             ? QCommandLineOption(QString::fromLatin1(row.name), QString::fromLatin1(row.help))
-                             : QCommandLineOption(QString::fromLatin1(row.name), QString::fromLatin1(row.help),
-                                                  QString::fromLatin1(row.value)));
+        const QStringList names = QString::fromLatin1(row.names).split(u' ');
+        parser.addOption(row.value == nullptr ? QCommandLineOption(names, QString::fromLatin1(row.help))
+                                              : QCommandLineOption(names, QString::fromLatin1(row.help),
+                                                                   QString::fromLatin1(row.value)));
     }
 }
 
 QString helpText(const QCommandLineParser& parser) {
     QString text = parser.helpText();
     text += QStringLiteral("\nCommands:\n");
-    for (const CommandRow& row : commands) {
+    for (const CommandRow& row : commandTable()) {
         text += QStringLiteral("  %1  %2\n").arg(QLatin1String(row.name), -9).arg(QLatin1String(row.help));
     }
     text += QStringLiteral("\nFormats:\n");
@@ -247,21 +74,27 @@ QString usageFault(const QCommandLineParser& parser) {
     if (words.isEmpty()) {
         return QStringLiteral("a command is missing; --help lists them");
     }
-    if (commandOf(words.constFirst()) == nullptr) {
+    if (commandByName(words.constFirst()) == nullptr) {
         return QStringLiteral("unknown command %1; --help lists them").arg(printable(words.constFirst()));
     }
     if (words.size() < 2) {
         return QStringLiteral("a file is missing");
     }
+    const CommandRow& command = *commandByName(words.constFirst());
+    if (command.files != 0 && words.size() - 1 != command.files) {
+        return QStringLiteral("%1 takes %2")
+            .arg(words.constFirst())
+            .arg(command.files == 1 ? QStringLiteral("one file") : QStringLiteral("two files"));
+    }
     for (const OptionRow& row : options) {
-        const QString name = QString::fromLatin1(row.name);
+        const QString name = nameOf(row);
         if (!parser.isSet(name)) {
             continue;
         }
         if (!QString::fromLatin1(row.commands).split(u' ').contains(words.constFirst())) {
             return QStringLiteral("%1 takes no --%2").arg(words.constFirst(), name);
         }
-        if (row.value != nullptr && parser.values(name).size() > 1) {
+        if (row.value != nullptr && !row.isRepeated && parser.values(name).size() > 1) {
             return QStringLiteral("--%1 can be given once only").arg(name);
         }
     }
@@ -277,7 +110,7 @@ int write(const Report& report, bool asJson) {
     const QByteArray text = asJson ? printJson(report) : printText(report);
     for (const Failure& failure : report.failures) {
         const QString place = failure.file.isEmpty() ? QString() : printable(failure.file) + QStringLiteral(": ");
-        std::fprintf(stderr, "qvora-inspect: %s%s\n", qUtf8Printable(place), qUtf8Printable(failure.text));
+        std::fprintf(stderr, "qvora-inspect: %s%s\n", qUtf8Printable(place), qUtf8Printable(printable(failure.text)));
     }
     const auto size = static_cast<std::size_t>(text.size());
     if (std::fwrite(text.constData(), 1, size, stdout) != size || std::fflush(stdout) != 0) {
@@ -294,7 +127,7 @@ void runCommand(const QCommandLineParser& parser, Report& report) {
         call.fail("usage", {}, fault);
     } else if (call.readEvidence()) {
         const QStringList words = parser.positionalArguments();
-        commandOf(words.constFirst())->run(call, words.sliced(1));
+        commandByName(words.constFirst())->run(call, words.sliced(1));
     }
     if (!report.failures.empty() && report.status != statusWrong) {
         report.status = statusUndecided;

@@ -20,6 +20,16 @@ constexpr std::array rows = {
     FormatRow{"hashedProvisioningFile", "provisioning file with a digest", "", nullptr, describeProvisioningFile,
               proveHashedProvisioningFile},
     FormatRow{"passwordFile", "password file", "", matchPasswordFile, describePasswordFile, nullptr},
+    FormatRow{"packagedModule", "packaged module", "xtbi", matchPackagedModule, describePackagedModule,
+              provePackagedModule},
+    FormatRow{"provisioningImage", "provisioning image", "pvs", matchProvisioningImage, describeProvisioningImage,
+              proveProvisioningImage},
+    FormatRow{"provisioningPayload", "provisioning payload", "pvs", matchProvisioningPayload,
+              describeProvisioningPayload, proveProvisioningPayload},
+    FormatRow{"signedImage", "signed image", "", matchSignedImage, describeSignedImage, proveSignedImage},
+    FormatRow{"updateImage", "update image", "tbuh", matchUpdateImage, describeUpdateImage, proveUpdateImage,
+              ContentKind::firmware, "tbu"},
+    FormatRow{"updatePayload", "update image's segment", "tbu", nullptr, describeUpdatePayload, proveUpdatePayload},
 };
 
 bool hasSuffix(const FormatRow& row, const QString& path) {
@@ -57,6 +67,29 @@ const FormatRow* bySuffix(const std::vector<const FormatRow*>& candidates, const
     return found;
 }
 
+/// The one of the formats that fit the content, by suffix if there are several.
+const FormatRow* chooseMatch(const std::vector<const FormatRow*>& matches, const QString& path,
+                             Description& description) {
+    description.by = FoundBy::content;
+    if (matches.size() == 1) {
+        return matches.front();
+    }
+    description.by = FoundBy::suffix;
+    const FormatRow* const found = bySuffix(matches, path);
+    QByteArrayList names;
+    for (const FormatRow* const match : matches) {
+        if (match != found) {
+            names << match->name;
+        }
+    }
+    if (found != nullptr) {
+        description.addFinding(FindingCode::otherFormatFits, 0, -1, {textField("other", names.join(", "))});
+    } else if (!names.isEmpty()) {
+        description.addFinding(FindingCode::severalFormatsFit, 0, -1, {textField("formats", names.join(", "))});
+    }
+    return found;
+}
+
 }  // namespace
 
 std::span<const FormatRow> formatTable() {
@@ -70,22 +103,16 @@ const FormatRow* formatByName(const QString& name) {
     return row == rows.end() ? nullptr : &*row;
 }
 
+const FormatRow* findInnerFormat(const Source& source, Description& description) {
+    return chooseMatch(bestMatches(source.bytes), source.path, description);
+}
+
 const FormatRow* findFormat(const Source& source, Description& description) {
     const std::vector<const FormatRow*> matches = bestMatches(source.bytes);
-    description.by = FoundBy::content;
-    if (matches.size() == 1) {
-        return matches.front();
+    if (!matches.empty()) {
+        return chooseMatch(matches, source.path, description);
     }
     description.by = FoundBy::suffix;
-    if (!matches.empty()) {
-        const FormatRow* const found = bySuffix(matches, source.path);
-        for (const FormatRow* const other : matches) {
-            if (found != nullptr && other != found) {
-                description.addFinding(FindingCode::otherFormatFits, 0, -1, {textField("other", other->name)});
-            }
-        }
-        return found;
-    }
     // A format with a magic isn't that format without it, unless its suffix says that it was meant to be one.
     std::vector<const FormatRow*> all;
     std::transform(rows.begin(), rows.end(), std::back_inserter(all), [](const FormatRow& row) { return &row; });
@@ -94,6 +121,17 @@ const FormatRow* findFormat(const Source& source, Description& description) {
         description.addFinding(FindingCode::assumedFormat, 0, -1);
     }
     return found;
+}
+
+Content contentOf(const Part& part, ContentKind kind) {
+    Content content;
+    content.part = part.index;
+    content.name = part.name;
+    content.letter = part.letter;
+    content.hasAddress = part.hasAddress;
+    content.address = part.address;
+    content.kind = kind;
+    return content;
 }
 
 Description describe(const Source& source, const FormatRow* as) {
@@ -117,8 +155,9 @@ void keepPayloads(const Source& source, const Description& description, ContentK
         return;
     }
     for (const Part& part : description.parts) {
-        contents->list.push_back(
-            {part.index, kind, part.address, source.bytes.sliced(part.payloadOffset, part.payloadSize).toByteArray()});
+        Content content = contentOf(part, kind);
+        content.bytes = source.bytes.sliced(part.payloadOffset, part.payloadSize).toByteArray();
+        contents->list.push_back(std::move(content));
     }
 }
 

@@ -30,6 +30,7 @@ struct FormatRow {
     void (*describe)(const Source& source, Description& description);
     void (*prove)(const Source& source, const Evidence& evidence, Description& description, Contents* contents);
     ContentKind plainKind = ContentKind::other;  ///< without `prove`: what the payloads of its parts are
+    const char* secondSuffix = nullptr;          ///< of the other file, where a pair of files makes one image
 };
 
 [[nodiscard]] std::span<const FormatRow> formatTable();
@@ -39,11 +40,17 @@ struct FormatRow {
 /// about the choice are added to `description`.
 [[nodiscard]] const FormatRow* findFormat(const Source& source, Description& description);
 
+/// The same for a file in a file: by content, and by suffix only where several contents fit.
+[[nodiscard]] const FormatRow* findInnerFormat(const Source& source, Description& description);
+
 /// Finds the format of `source`, or takes `as` if it isn't null, and describes it.
 [[nodiscard]] Description describe(const Source& source, const FormatRow* as = nullptr);
 
 /// Gives the payloads of all parts as they stand in the file, for formats that encrypt nothing.
 void keepPayloads(const Source& source, const Description& description, ContentKind kind, Contents* contents);
+
+/// A content of `part`, still without its bytes.
+[[nodiscard]] Content contentOf(const Part& part, ContentKind kind);
 
 /// Adds the checks to what `describe` gave, and the plain contents if they are wanted.
 void prove(const Source& source, const Evidence& evidence, Description& description, Contents* contents = nullptr);
@@ -67,5 +74,30 @@ void proveHashedProvisioningFile(const Source& source, const Evidence& evidence,
 
 [[nodiscard]] Match matchPasswordFile(QByteArrayView bytes);
 void describePasswordFile(const Source& source, Description& description);
+
+[[nodiscard]] Match matchPackagedModule(QByteArrayView bytes);
+void describePackagedModule(const Source& source, Description& description);
+void provePackagedModule(const Source& source, const Evidence& evidence, Description& description, Contents* contents);
+
+[[nodiscard]] Match matchProvisioningImage(QByteArrayView bytes);
+void describeProvisioningImage(const Source& source, Description& description);
+void proveProvisioningImage(const Source& source, const Evidence& evidence, Description& description,
+                            Contents* contents);
+
+[[nodiscard]] Match matchProvisioningPayload(QByteArrayView bytes);
+void describeProvisioningPayload(const Source& source, Description& description);
+void proveProvisioningPayload(const Source& source, const Evidence& evidence, Description& description,
+                              Contents* contents);
+
+[[nodiscard]] Match matchSignedImage(QByteArrayView bytes);
+void describeSignedImage(const Source& source, Description& description);
+void proveSignedImage(const Source& source, const Evidence& evidence, Description& description, Contents* contents);
+
+[[nodiscard]] Match matchUpdateImage(QByteArrayView bytes);
+void describeUpdateImage(const Source& source, Description& description);
+void proveUpdateImage(const Source& source, const Evidence& evidence, Description& description, Contents* contents);
+
+void describeUpdatePayload(const Source& source, Description& description);
+void proveUpdatePayload(const Source& source, const Evidence& evidence, Description& description, Contents* contents);
 
 }  // namespace inspect

@@ -1,6 +1,7 @@
 #include "tests/inspect/SealingKit.h"
 #include "tests/support/TempFolder.h"
 
+#include <QDir>
 #include <QFile>
 #include <QJsonDocument>
 #include <QProcess>
@@ -39,6 +40,28 @@ void makeFiles(const TempFolder& folder) {
     folder.write("other.bin", QByteArray(16, 'k'));
     folder.write("nonce.bin", KitImage().nonce);
     folder.write("noise", "no format");
+    KitImage image = kitInstallImage();
+    image.nonce = "another";
+    folder.write("b.tbi", kitMake(image));
+    image.areas[0].payload[5] = 'x';
+    image.areas[1].address += 4;
+    image.areas[2] = kitHash({image.areas.begin(), image.areas.begin() + 2});
+    folder.write("c.tbi", kitMake(image));
+    folder.write("signed.bin", kitSign("image", 5).image);
+    folder.write("other-signed.bin", kitSign("image", 5).image);
+    folder.write("changed-signed.bin", kitSign("imago", 5).image);
+    folder.write("raw.bin", QByteArray(17, 'g'));
+    folder.write("fw.hex",
+                 ":020000040800F2\n"
+                 ":10000000666666666666666666666666666666"
+                 "6690\n"
+                 ":10001000666666666666666666666666666666"
+                 "6680\n"
+                 ":10002000666666666666666666666666666666"
+                 "6670\n:00000001FF\n");
+    folder.write("broken.hex", ":0200\n");
+    folder.write("ob.csv", "A,0x63636363,B,0x63636363\n");
+    folder.write("odd.csv", "A,1,B\n");
     for (const char* name : {"key.bin", "other.bin"}) {
         EXPECT_TRUE(QFile::setPermissions(folder.path(name), QFile::ReadOwner | QFile::WriteOwner));
     }
@@ -78,6 +101,34 @@ TEST(InspectCommandLine, EndsAsItsRowSays) {
         {"verify --key key15.bin a.tbi", 2, "key15.bin: a key has 16 bytes, not 15", ""},
         {"verify --key line.bin a.tbi", 2, "line.bin: a key has 16 bytes; there are more, the 17th a line feed", ""},
         {"verify --key - --nonce - a.tbi", 2, "standard input can be given once only", ""},
+        {"extract a.tbi", 2, "extract needs -o FOLDER", ""},
+        {"extract -o out a.tbi", 2, "", "undecided: a.tbi, no key given"},
+        {"extract -o out --key other.bin a.tbi", 1, "",
+         "wrong: 4 of 5 checks of a.tbi are bad; no tag is right: another key or a changed file header"},
+        {"extract -o none/out --key key.bin a.tbi", 2, "none/out: No such file or directory",
+         "proven by tag and digest: 253 bytes of a.tbi"},
+        {"extract -o out --key key.bin a.tbi", 0, "", "written to out"},
+        {"extract -o out --key key.bin a.tbi", 2, "out: is there already",
+         "proven by tag and digest: 253 bytes of a.tbi"},
+        {"diff a.tbi", 2, "diff takes two files", ""},
+        {"diff a.tbi a.tbi", 0, "", "no difference"},
+        {"diff a.tbi b.tbi", 2, "", "undecided: contents not compared, no key given"},
+        {"diff --key other.bin a.tbi b.tbi", 2, "a.tbi: no tag is right under the key given", ""},
+        {"diff --key key.bin a.tbi b.tbi", 0, "", "no difference"},
+        {"diff --key key.bin --key-b other.bin a.tbi b.tbi", 2, "b.tbi: no tag is right under the key given", ""},
+        {"diff --key key.bin a.tbi c.tbi", 1, "", "different"},
+        {"diff --except-signature a.tbi b.tbi", 2, "not both files have a signature", ""},
+        {"diff --except-signature signed.bin other-signed.bin", 0, "", "no difference"},
+        {"diff --except-signature signed.bin changed-signed.bin", 1, "", "different"},
+        {"verify --against a.tbi", 2, "--against needs what to compare with, such as --firmware", ""},
+        {"verify --firmware raw.bin a.tbi", 2, "raw.bin: raw firmware needs its address: FILE@ADDRESS", ""},
+        {"verify --firmware broken.hex a.tbi", 2, "broken.hex: parsing addr, expecting hex digit, found '\\u{a}'", ""},
+        {"verify --option-bytes odd.csv a.tbi", 2, "odd.csv: an odd number of fields", ""},
+        {"verify --option-bytes raw.bin a.tbi", 2, "raw.bin: a line without a comma", ""},
+        {"verify --key key.bin --against --firmware fw.hex --firmware raw.bin@0x08000100 --option-bytes ob.csv a.tbi",
+         0, "", "proven by comparison and tag and digest: 253 bytes of a.tbi"},
+        {"verify --key key.bin --firmware fw.hex a.tbi", 1, "", "wrong: 1 of 8 checks of a.tbi are bad"},
+        {"verify --firmware fw.hex a.tbi", 2, "", "undecided: a.tbi, no key given"},
         {"verify --key - a.tbi", 0, "", "proven by tag and digest: 253 bytes of a.tbi"},
     };
     for (const Row& row : rows) {
@@ -88,6 +139,36 @@ TEST(InspectCommandLine, EndsAsItsRowSays) {
         const std::string body = run.output.substr(0, run.output.empty() ? 0 : run.output.size() - 1);
         EXPECT_EQ(body.substr(body.rfind('\n') + 1), row.lastLine);
     }
+}
+
+TEST(InspectCommandLine, ExtractsForTheOwnerAloneAndLeavesNothingBehind) {
+    const TempFolder folder;
+    makeFiles(folder);
+    EXPECT_EQ(runInspect(folder, "extract --key other.bin -o bad a.tbi").status, 1);
+    EXPECT_EQ(runInspect(folder, "extract --key key.bin -o out a.tbi").status, 0);
+    const QDir out(folder.path("out"));
+    EXPECT_EQ(out.entryList(QDir::Files).join(u' ').toStdString(),
+              "00001-F-08000000.bin 00002-F-08000100.bin 00003-H-00000000.bin 00004-C-00000000.bin manifest.json");
+    EXPECT_EQ(folder.read("out/00001-F-08000000.bin"), QByteArray(48, 'f'));
+    const QFile::Permissions others = QFile::ReadGroup | QFile::ReadOther;
+    EXPECT_EQ(QFile::permissions(folder.path("out")) & others, 0);
+    EXPECT_EQ(QFile::permissions(folder.path("out/manifest.json")) & others, 0);
+    EXPECT_EQ(QDir(folder.path(".")).entryList(QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot).join(u' '),
+              QStringLiteral("out"));
+}
+
+TEST(InspectCommandLine, TellsWhatDiffersByAddress) {
+    const TempFolder folder;
+    makeFiles(folder);
+    EXPECT_EQ(runInspect(folder, "diff --key key.bin a.tbi c.tbi").output,
+              "base IV changed\n"
+              "area F: changed 0x08000005-0x08000005\n"
+              "area H: changed 0x00000000-0x0000001F\n"
+              "area F: moved 0x08000100 -> 0x08000104\n"
+              "different\n");
+    const std::string output = runInspect(folder, "verify --key key.bin --firmware fw.hex a.tbi").output;
+    EXPECT_NE(output.find("\nfirmware: only in image 0x08000100-0x08000110\n"), std::string::npos) << output;
+    EXPECT_NE(output.find("option bytes contents against their sources unchecked (not asked for)"), std::string::npos);
 }
 
 TEST(InspectCommandLine, JsonIsOneDocumentWhateverHappens) {

@@ -17,7 +17,19 @@ struct Inspection {
     [[nodiscard]] QByteArray json(const char* command) const;
 };
 
+/// What is given to the opener.
+struct Given {
+    QByteArray bytes;
+    const char* name = "a.bin";
+    QByteArray key;
+    const char* as = nullptr;
+    QByteArray second;
+    QByteArray publicKey;
+    bool isPrinted = true;  ///< whether the printers run as well
+};
+
 /// Shows and proves, and asserts what holds for any bytes: the ranges tile them, both printers say the same twice and
 /// print no control character and nothing of the key.
+[[nodiscard]] Inspection inspectGiven(const Given& given);
 [[nodiscard]] Inspection inspectBytes(const QByteArray& bytes, const char* name, const QByteArray& key,
                                       const char* as = nullptr);

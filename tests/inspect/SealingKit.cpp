@@ -2,8 +2,11 @@
 
 #include "files/ByteWriter.h"
 
+#include <openssl/bio.h>
+#include <openssl/ecdsa.h>
 #include <openssl/evp.h>
-#include <openssl/hmac.h>
+#include <openssl/pem.h>
+#include <openssl/x509.h>
 
 #include <QCryptographicHash>
 #include <QMessageAuthenticationCode>
@@ -134,4 +137,97 @@ KitImage kitExternalImage() {
     image.areas.push_back(kitHash(image.areas));
     image.areas.push_back({'C', 0, {}, {}, {}, {}, {}, {}});
     return image;
+}
+
+KitPair kitUpdate(const QByteArray& segment, std::uint16_t version) {
+    QByteArray head = "TBUMAGIC";
+    appendU16(head, 1);
+    appendU16(head, version);
+    appendU32(head, static_cast<std::uint32_t>(segment.size()));
+    appendU32(head, 0x08000000);
+    head += kitBaseIv(KitImage().nonce);
+    const Sealed sealed = kitSeal(kitAreaIv(KitImage().nonce, 2, static_cast<std::uint8_t>(version), 0),
+                                  head + QByteArray(16, '\0'), segment);
+    return {head + sealed.tag + QByteArray(16, '\0'), sealed.bytes};
+}
+
+QByteArray kitPayload(const QByteArray& blob, const QByteArray& binding) {
+    const QByteArray nonce(16, 'p');
+    QByteArray head = "PVSPAYLD";
+    appendU16(head, 2);
+    appendU16(head, 96);
+    appendU32(head, static_cast<std::uint32_t>(blob.size()));
+    head += nonce + binding;
+    const Sealed sealed = kitSeal(nonce, head + QByteArray(16, '\0'), blob);
+    return head + sealed.tag + QByteArray(16, '\0') + sealed.bytes;
+}
+
+KitImage kitProvisioningImage() {
+    KitImage image;
+    image.magic = "PVSMAGIC";
+    image.ivKind = 1;
+    image.hasSecond = true;
+    QByteArray record(8, '\0');
+    appendU32(record, 4);
+    image.areas = {{'S', 0, QByteArray(24, 's'), {}, {}, {}, {}, {}},
+                   {'F', 0x08000000, QByteArray(16, 'f'), {}, {}, {}, {}, {}},
+                   {'B', 0x40024000, record + "data", {}, {}, {}, {}, {}}};
+    return image;
+}
+
+QByteArray kitPackagedModule() {
+    QByteArray bytes = "TBIMAGIC";
+    appendU16(bytes, 65001);
+    appendU32(bytes, 7);
+    appendU16(bytes, 2);
+    bytes += QByteArray(16, 'n') + QByteArray(96, 'h');
+    std::uint16_t number = 0;
+    for (const char letter : {'F', 'C'}) {
+        bytes.append(letter);
+        bytes.append('\0');
+        appendU16(bytes, ++number);
+        appendU32(bytes, 4);
+        appendU32(bytes, 0x08000000);
+        appendU16(bytes, 2);
+        bytes += QByteArray(32, 'b') + "code";
+    }
+    return bytes;
+}
+
+KitSigned kitSign(const QByteArray& image, std::uint32_t length, std::uint8_t algorithm) {
+    QByteArray footer = "VXSG";
+    appendU32(footer, 3);
+    footer.append(static_cast<char>(algorithm));
+    footer += QByteArray(3, '\0');
+    appendU32(footer, length);
+    const QByteArray message = image.first(std::min<qsizetype>(length, image.size())) + footer;
+
+    EVP_PKEY* const key = EVP_EC_gen("P-256");
+    EVP_MD_CTX* const context = EVP_MD_CTX_new();
+    QByteArray der(80, '\0');
+    auto size = static_cast<std::size_t>(der.size());
+    EVP_DigestSignInit(context, nullptr, EVP_sha256(), nullptr, key);
+    EVP_DigestSign(context, reinterpret_cast<unsigned char*>(der.data()), &size, bytesOf(message),
+                   static_cast<std::size_t>(message.size()));
+    const unsigned char* start = bytesOf(der);
+    ECDSA_SIG* const signature = d2i_ECDSA_SIG(nullptr, &start, static_cast<long>(size));
+    QByteArray numbers(64, '\0');
+    BN_bn2binpad(ECDSA_SIG_get0_r(signature), reinterpret_cast<unsigned char*>(numbers.data()), 32);
+    BN_bn2binpad(ECDSA_SIG_get0_s(signature), reinterpret_cast<unsigned char*>(numbers.data()) + 32, 32);
+
+    KitSigned made{image + footer + numbers, {}, {}};
+    BIO* const bio = BIO_new(BIO_s_mem());
+    PEM_write_bio_PUBKEY(bio, key);
+    char* text = nullptr;
+    const long textSize = BIO_get_mem_data(bio, &text);
+    made.publicPem = QByteArray(text, textSize);
+    unsigned char* encoded = nullptr;
+    const int encodedSize = i2d_PUBKEY(key, &encoded);
+    made.publicPoint = QByteArray(reinterpret_cast<const char*>(encoded), encodedSize).last(64);
+    OPENSSL_free(encoded);
+    BIO_free(bio);
+    ECDSA_SIG_free(signature);
+    EVP_MD_CTX_free(context);
+    EVP_PKEY_free(key);
+    return made;
 }

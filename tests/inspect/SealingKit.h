@@ -55,3 +55,22 @@ struct Sealed {
 [[nodiscard]] KitImage kitInstallImage();
 /// External firmware and modules besides.
 [[nodiscard]] KitImage kitExternalImage();
+
+/// An update image's header for an encrypted segment.
+struct KitPair {
+    QByteArray header;
+    QByteArray segment;
+};
+[[nodiscard]] KitPair kitUpdate(const QByteArray& segment, std::uint16_t version);
+[[nodiscard]] QByteArray kitPayload(const QByteArray& blob, const QByteArray& binding);
+/// Secrets, firmware and a backup section.
+[[nodiscard]] KitImage kitProvisioningImage();
+[[nodiscard]] QByteArray kitPackagedModule();
+
+/// `image` with a footer that signs its first `length` bytes.
+struct KitSigned {
+    QByteArray image;
+    QByteArray publicPem;
+    QByteArray publicPoint;  ///< X and Y
+};
+[[nodiscard]] KitSigned kitSign(const QByteArray& image, std::uint32_t length, std::uint8_t algorithm = 0);

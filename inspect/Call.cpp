@@ -1,0 +1,185 @@
+#include "inspect/Call.h"
+
+#include "files/parseNumber.h"
+#include "inspect/input.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <cstdio>
+
+namespace inspect {
+
+bool Call::fail(const char* code, const QString& file, const QString& text) {
+    report_.failures.push_back({code, file, text});
+    return false;
+}
+
+bool Call::claimStandardInput(const QString& path) {
+    if (path != QLatin1String("-")) {
+        return true;
+    }
+    if (isStandardInputTaken_) {
+        return fail("usage", {}, QStringLiteral("standard input can be given once only"));
+    }
+    return isStandardInputTaken_ = true;
+}
+
+bool Call::readSecret(const char* option, SecretReader read, QByteArray& secret) {
+    const QString name = QString::fromLatin1(option);
+    if (!parser_.isSet(name)) {
+        return true;
+    }
+    const QString path = parser_.value(name);
+    QString fault;
+    QString warning;
+    if (!claimStandardInput(path)) {
+        return false;
+    }
+    if (!read(path, secret, fault, warning)) {
+        return fail("badKey", path, fault);
+    }
+    if (!warning.isEmpty() && name != QLatin1String("public")) {
+        std::fprintf(stderr, "qvora-inspect: warning: %s: %s\n", qUtf8Printable(printable(path)),
+                     qUtf8Printable(warning));
+    }
+    return true;
+}
+
+bool Call::readWhole(const char* option, std::optional<QByteArray>& bytes) {
+    const QString name = QString::fromLatin1(option);
+    if (!parser_.isSet(name)) {
+        return true;
+    }
+    const QString path = parser_.value(name);
+    QString fault;
+    if (!claimStandardInput(path)) {
+        return false;
+    }
+    if (!readInput(path, bytes.emplace(), fault)) {
+        return fail("unreadable", path, fault);
+    }
+    return true;
+}
+
+bool Call::readMemoryUse() {
+    const QString address = parser_.value(QStringLiteral("address"));
+    const QString mode = parser_.value(QStringLiteral("mode"));
+    if (address.isEmpty() && mode.isEmpty()) {
+        return !evidence_.app || fail("usage", {}, QStringLiteral("--app needs --address and --mode"));
+    }
+    MemoryUse use;
+    if (!parseNumber(address, 16, use.address) || !parseNumber(mode, 10, use.mode)) {
+        return fail("usage", {}, QStringLiteral("--address takes a hexadecimal and --mode a decimal number"));
+    }
+    evidence_.memory = use;
+    return true;
+}
+
+bool Call::readEvidence() {
+    std::optional<QByteArray> nonce;
+    if (!readSecret("key", readKey, evidence_.key) || !readSecret("key-b", readKey, evidenceB_.key) ||
+        !readWhole("nonce", nonce) || !readSecret("public", readKeyFile, evidence_.publicKey) ||
+        !readSecret("private", readKeyFile, evidence_.privateKey) || !readWhole("app", evidence_.app)) {
+        return false;
+    }
+    evidence_.hasNonce = nonce.has_value();
+    evidence_.nonce = nonce.value_or(QByteArray());
+    if (!has("key-b")) {
+        evidenceB_.key = QByteArray(evidence_.key.constData(), evidence_.key.size());
+    }
+    return readMemoryUse();
+}
+
+bool Call::readAll(const char* option, std::vector<QByteArray>& files) {
+    for (const QString& path : parser_.values(QLatin1String(option))) {
+        QString fault;
+        files.emplace_back();
+        if (!claimStandardInput(path)) {
+            return false;
+        }
+        if (!readInput(path, files.back(), fault)) {
+            return fail("unreadable", path, fault);
+        }
+    }
+    return true;
+}
+
+bool Call::readSources() {
+    QString fault;
+    sources_.hasFirmware = has("firmware");
+    for (const QString& argument : parser_.values(QStringLiteral("firmware"))) {
+        if (!readFirmware(argument, sources_.firmware, fault)) {
+            return fail("unreadable", argument, fault);
+        }
+    }
+    sources_.hasOptionBytes = has("option-bytes");
+    if (sources_.hasOptionBytes && !readOptionBytes(value("option-bytes"), sources_.optionBytes, fault)) {
+        return fail("unreadable", value("option-bytes"), fault);
+    }
+    if (!readAll("module", sources_.modules) || !readAll("blob", sources_.blobs)) {
+        return false;
+    }
+    if (has("against") && sources_.isEmpty()) {
+        return fail("usage", {}, QStringLiteral("--against needs what to compare with, such as --firmware"));
+    }
+    return true;
+}
+
+bool Call::open(const QString& path, Opened& opened) {
+    QString fault;
+    if (!claimStandardInput(path)) {
+        return false;
+    }
+    if (!readInput(path, opened.bytes, fault)) {
+        return fail("unreadable", path, fault);
+    }
+    opened.source.path = path;
+    opened.source.bytes = opened.bytes;
+    const FormatRow* as = nullptr;
+    if (parser_.isSet(QStringLiteral("as"))) {
+        as = formatByName(parser_.value(QStringLiteral("as")));
+    }
+    if (!openSecond(as, opened)) {
+        return false;
+    }
+    opened.description = describe(opened.source, as);
+    if (opened.description.format == nullptr) {
+        const bool fitsSeveral = !opened.description.findings.empty();
+        return fail("unknownFormat", path,
+                    fitsSeveral ? QStringLiteral("fits several formats; --as names one")
+                                : QStringLiteral("no known format; --as names one"));
+    }
+    return true;
+}
+
+// The second file of a pair is the one that --payload names, else the one beside the first with its suffix.
+bool Call::openSecond(const FormatRow* as, Opened& opened) {
+    Description probe;
+    const FormatRow* const row = as != nullptr ? as : findFormat(opened.source, probe);
+    if (row == nullptr || row->secondSuffix == nullptr) {
+        return true;
+    }
+    QString path = parser_.value(QStringLiteral("payload"));
+    if (path.isEmpty()) {
+        const QFileInfo first(opened.source.path);
+        path = first.path() + u'/' + first.completeBaseName() + u'.' + QLatin1String(row->secondSuffix);
+        path = QFile::exists(path) ? QDir::cleanPath(path) : QString();
+    }
+    QString fault;
+    if (path.isEmpty()) {
+        return true;
+    }
+    if (!claimStandardInput(path)) {
+        return false;
+    }
+    if (!readInput(path, opened.secondBytes, fault)) {
+        return fail("unreadable", path, fault);
+    }
+    opened.source.secondPath = path;
+    opened.source.second = opened.secondBytes;
+    return true;
+}
+
+}  // namespace inspect

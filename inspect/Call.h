@@ -1,0 +1,64 @@
+#pragma once
+
+#include "inspect/Report.h"
+#include "inspect/sources.h"
+
+#include <QCommandLineParser>
+
+#include <optional>
+
+namespace inspect {
+
+constexpr int statusGood = 0;
+constexpr int statusWrong = 1;
+constexpr int statusUndecided = 2;
+
+/// A file that was read, and what was found in it.
+struct Opened {
+    QByteArray bytes;
+    QByteArray secondBytes;
+    Source source;
+    Description description;
+};
+
+/// One call: its options, and what it has to tell. Faults go into the report; whoever gets false only returns.
+class Call {
+  public:
+    Call(const QCommandLineParser& parser, Report& report) : parser_(parser), report_(report) {}
+
+    bool fail(const char* code, const QString& file, const QString& text);
+
+    /// Reads keys and nonce.
+    [[nodiscard]] bool readEvidence();
+    /// Reads the files that contents are compared with.
+    [[nodiscard]] bool readSources();
+    /// Reads and describes a file; its format has to be known.
+    [[nodiscard]] bool open(const QString& path, Opened& opened);
+
+    [[nodiscard]] bool has(const char* option) const { return parser_.isSet(QLatin1String(option)); }
+    [[nodiscard]] QString value(const char* option) const { return parser_.value(QLatin1String(option)); }
+    [[nodiscard]] const Evidence& evidence() const { return evidence_; }
+    /// The evidence for the second file of a comparison.
+    [[nodiscard]] const Evidence& evidenceB() const { return evidenceB_; }
+    [[nodiscard]] const Sources& sources() const { return sources_; }
+    [[nodiscard]] Report& report() { return report_; }
+
+  private:
+    using SecretReader = bool (*)(const QString& path, QByteArray& key, QString& fault, QString& warning);
+
+    bool claimStandardInput(const QString& path);
+    bool readSecret(const char* option, SecretReader read, QByteArray& secret);
+    bool readWhole(const char* option, std::optional<QByteArray>& bytes);
+    bool readMemoryUse();
+    bool readAll(const char* option, std::vector<QByteArray>& files);
+    bool openSecond(const FormatRow* as, Opened& opened);
+
+    const QCommandLineParser& parser_;
+    Report& report_;
+    Evidence evidence_;
+    Evidence evidenceB_;
+    Sources sources_;
+    bool isStandardInputTaken_ = false;
+};
+
+}  // namespace inspect

@@ -1,0 +1,44 @@
+// Packaged module: `.xtbi`. Its maker alone can open it.
+
+#include "inspect/areaImage.h"
+
+#include <array>
+
+namespace inspect {
+
+namespace {
+
+constexpr std::array letters = {
+    AreaLetter{'A', "other"},
+    AreaLetter{'C', "optionBytes"},
+    AreaLetter{'E', "externalFirmware"},
+    AreaLetter{'F', "firmware", ContentKind::firmware, true},
+    AreaLetter{'H', "hash"},
+    AreaLetter{'K', "keyArea"},
+    AreaLetter{'M', "module"},
+    AreaLetter{'O', "provisioningData"},
+    AreaLetter{'P', "partEnd"},
+    AreaLetter{'R', "diversification"},
+    AreaLetter{'S', "packagedModule"},
+    AreaLetter{'m', "moduleRecord"},
+};
+
+constexpr AreaLayout layout = {"TBIMAGIC", letters, true, SecondBlock::always, true, 0};
+
+}  // namespace
+
+Match matchPackagedModule(QByteArrayView bytes) {
+    return matchAreas(bytes, layout);
+}
+
+void describePackagedModule(const Source& source, Description& description) {
+    describeAreas(source.bytes, walkAreas(source.bytes, layout), layout, description);
+    findOverlaps('F', description);
+}
+
+void provePackagedModule(const Source& /*source*/, const Evidence& /*evidence*/, Description& description,
+                         Contents* /*contents*/) {
+    description.addUnchecked(CheckCode::tag, Reason::unknownCipher);
+}
+
+}  // namespace inspect

@@ -1,0 +1,165 @@
+#include "inspect/commands.h"
+
+#include "inspect/compare.h"
+#include "inspect/extract.h"
+
+#include <algorithm>
+#include <array>
+
+namespace inspect {
+
+namespace {
+
+void show(Call& call, const QStringList& files) {
+    for (const QString& path : files) {
+        Opened opened;
+        if (call.open(path, opened)) {
+            call.report().files.push_back(std::move(opened.description));
+        }
+    }
+    const auto& shown = call.report().files;
+    call.report().status = std::any_of(shown.begin(), shown.end(), hasErrors) ? statusWrong : statusGood;
+}
+
+/// Whether the contents are all that there is: no part stayed closed.
+bool isOpen(const Description& description) {
+    const bool isClosed = std::any_of(description.checks.begin(), description.checks.end(), [](const Check& check) {
+        return check.code == CheckCode::tag && check.result != CheckResult::good &&
+               check.reason != Reason::noProtection;
+    });
+    return !isClosed && std::all_of(description.inner.begin(), description.inner.end(), isOpen);
+}
+
+void verifyFile(Call& call, Opened& opened) {
+    if (call.sources().isEmpty()) {
+        prove(opened.source, call.evidence(), opened.description);
+        opened.description.addUnchecked(CheckCode::against, Reason::notAsked, 0, false);
+        return;
+    }
+    Contents contents;
+    prove(opened.source, call.evidence(), opened.description, &contents);
+    if (isOpen(opened.description)) {
+        proveAgainst(call.sources(), contents, opened.description);
+    } else {
+        opened.description.addUnchecked(CheckCode::against, Reason::notAuthentic);
+    }
+}
+
+int statusOf(const std::vector<Description>& files) {
+    const auto has = [&files](Verdict verdict) {
+        return std::any_of(files.begin(), files.end(),
+                           [verdict](const Description& file) { return judge(file).verdict == verdict; });
+    };
+    return has(Verdict::wrong) ? statusWrong : has(Verdict::undecided) ? statusUndecided : statusGood;
+}
+
+void verify(Call& call, const QStringList& files) {
+    if (!call.readSources()) {
+        return;
+    }
+    Report& report = call.report();
+    for (const QString& path : files) {
+        Opened opened;
+        if (call.open(path, opened)) {
+            verifyFile(call, opened);
+            report.files.push_back(std::move(opened.description));
+        }
+    }
+    proveIvs(report.files);
+    report.status = statusOf(report.files);
+}
+
+void extract(Call& call, const QStringList& files) {
+    Report& report = call.report();
+    Opened opened;
+    if (!call.has("output")) {
+        call.fail("usage", {}, QStringLiteral("extract needs -o FOLDER"));
+        return;
+    }
+    if (!call.open(files.constFirst(), opened)) {
+        return;
+    }
+    Contents contents;
+    prove(opened.source, call.evidence(), opened.description, &contents);
+    report.files.push_back(std::move(opened.description));
+    const Description& description = report.files.front();
+    report.status = statusGood;
+    QString fault;
+    if (judge(description).verdict == Verdict::wrong) {
+        report.status = statusWrong;
+    } else if (!isOpen(description) || contents.list.empty()) {
+        report.status = statusUndecided;
+    } else if (!writeContents(call.value("output"), description, contents, fault)) {
+        call.fail("unwritable", call.value("output"), fault);
+    } else {
+        report.folder = call.value("output");
+    }
+}
+
+bool openForComparison(Call& call, const QString& path, const Evidence& evidence, Opened& opened, Contents& contents) {
+    if (!call.open(path, opened)) {
+        return false;
+    }
+    prove(opened.source, evidence, opened.description, &contents);
+    const bool isKeyWrong = !evidence.key.isEmpty() && judge(opened.description).isKeyDoubtful;
+    return !isKeyWrong || call.fail("badKey", path, QStringLiteral("no tag is right under the key given"));
+}
+
+void diff(Call& call, const QStringList& files) {
+    Opened a;
+    Opened b;
+    Contents contentsA;
+    Contents contentsB;
+    if (!openForComparison(call, files.at(0), call.evidence(), a, contentsA) ||
+        !openForComparison(call, files.at(1), call.evidenceB(), b, contentsB)) {
+        return;
+    }
+    const ComparedFile fileA{a.source.bytes, a.source.second, a.description, contentsA};
+    const ComparedFile fileB{b.source.bytes, b.source.second, b.description, contentsB};
+    Report& report = call.report();
+    const auto finish = [&](int status) {
+        report.status = status;
+        report.files.push_back(std::move(a.description));
+        report.files.push_back(std::move(b.description));
+    };
+    if (call.has("except-signature")) {
+        const SignatureComparison result = compareExceptSignature(fileA, fileB);
+        if (result == SignatureComparison::noSignature) {
+            call.fail("noSignature", {}, QStringLiteral("not both files have a signature"));
+            return;
+        }
+        if (result == SignatureComparison::equal) {
+            return finish(statusGood);
+        }
+    }
+    report.differences = compareFiles(fileA, fileB);
+    const auto has = [&report](DifferenceCode code) {
+        return std::any_of(report.differences.begin(), report.differences.end(),
+                           [code](const Difference& difference) { return difference.code == code; });
+    };
+    const bool isDifferent = std::any_of(report.differences.begin(), report.differences.end(),
+                                         [](const Difference& difference) { return rowOf(difference.code).counts; });
+    finish(isDifferent ? statusWrong : has(DifferenceCode::notCompared) ? statusUndecided : statusGood);
+}
+
+constexpr std::array commands = {
+    CommandRow{"show", 0, "what stands in a file", show},
+    CommandRow{"verify", 0, "prove it, as far as its keys are given", verify},
+    CommandRow{"extract", 1, "the plain contents of its parts, into a new folder", extract},
+    CommandRow{"diff", 2, "what differs between two files", diff},
+};
+
+}  // namespace
+
+std::span<const CommandRow> commandTable() {
+    return commands;
+}
+
+const CommandRow* commandByName(const QString& name) {
+    const auto row = std::find_if(commands.begin(), commands.end(), [&name](const CommandRow& candidate) {
+        return name == QLatin1String(candidate.name);
+    });
+    return row == commands.end() ? nullptr : &*row;
+}
+
+}  // namespace inspect

@@ -1,0 +1,77 @@
+#include "inspect/sealedBlob.h"
+
+#include "files/readExactly.h"
+
+#include <algorithm>
+
+namespace inspect {
+
+bool isZero(QByteArrayView bytes) {
+    return std::all_of(bytes.begin(), bytes.end(), [](char byte) { return byte == 0; });
+}
+
+void addCutHeader(qint64 present, qint64 wanted, Description& description) {
+    description.addRange(present, Role::unread, Cover::none);
+    description.addFinding(FindingCode::cutOff, 0, present,
+                           {numberField("missing", static_cast<std::uint64_t>(wanted - present)),
+                            numberField("wanted", static_cast<std::uint64_t>(wanted))});
+}
+
+void addBytesBehind(qint64 size, Description& description) {
+    if (size > 0) {
+        description.addFinding(FindingCode::bytesBehindEnd, 0, description.rangesEnd(),
+                               {numberField("size", static_cast<std::uint64_t>(size))});
+        description.addRange(size, Role::unused, Cover::none);
+    }
+}
+
+void addBlob(Part part, QByteArrayView bytes, std::uint32_t size, Description& description) {
+    const qint64 present = std::min<qint64>(bytes.size(), size);
+    part.index = 1;
+    part.offset = description.rangesEnd();
+    part.payloadOffset = part.offset;
+    part.size = present;
+    part.payloadSize = present;
+    description.addRange(present, Role::payload, Cover::tag, part.index);
+    if (present < size) {
+        description.addFinding(
+            FindingCode::cutOff, part.index, description.rangesEnd(),
+            {numberField("missing", static_cast<std::uint64_t>(size - present)), numberField("wanted", size)});
+    }
+    description.parts.push_back(std::move(part));
+    addBytesBehind(bytes.size() - present, description);
+}
+
+void proveBlob(const SealedBlob& blob, const Evidence& evidence, Description& description, Contents* contents) {
+    if (evidence.key.isEmpty()) {
+        description.addUnchecked(CheckCode::tag, Reason::noKey);
+        return;
+    }
+    if (blob.bytes.size() < static_cast<qint64>(blob.size)) {
+        description.addUnchecked(CheckCode::tag, Reason::cutOff, 1);
+        return;
+    }
+    Content content;
+    const WipeOnExit wiped(content.bytes);
+    content = contentOf(description.parts.front(), blob.kind);
+    if (contents != nullptr) {
+        if (!canAllocate(blob.size)) {
+            description.addUnchecked(CheckCode::tag, Reason::noMemory, 1);
+            return;
+        }
+        content.bytes.reserve(blob.size);
+    }
+    GcmOpener opener(evidence.key);
+    const bool isGood = opener.open(blob.iv, {blob.additional[0], blob.additional[1]}, blob.bytes.first(blob.size),
+                                    blob.tag, [&](QByteArrayView piece) {
+                                        if (contents != nullptr) {
+                                            content.bytes.append(piece);
+                                        }
+                                    });
+    description.addCheck(CheckCode::tag, isGood, 1);
+    if (isGood && contents != nullptr) {
+        contents->list.push_back(std::move(content));
+    }
+}
+
+}  // namespace inspect

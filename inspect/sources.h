@@ -1,0 +1,41 @@
+#pragma once
+
+#include "inspect/Evidence.h"
+#include "inspect/formats.h"
+
+#include <QStringList>
+
+namespace inspect {
+
+struct SourcePiece {
+    std::uint64_t address = 0;
+    QByteArray bytes;
+};
+
+/// What the plain contents of an image should be, read from the files that it was made from.
+struct Sources {
+    Sources() = default;
+    ~Sources();
+    Sources(const Sources&) = delete;
+    Sources& operator=(const Sources&) = delete;
+
+    bool hasFirmware = false;
+    std::vector<SourcePiece> firmware;
+    bool hasOptionBytes = false;
+    QByteArray optionBytes;
+    std::vector<QByteArray> modules;  ///< in the order of the image
+    std::vector<QByteArray> blobs;
+
+    [[nodiscard]] bool isEmpty() const;
+};
+
+/// Reads firmware: ELF, Intel HEX, S-Record, or raw with its address behind "@". On failure `fault` says why.
+[[nodiscard]] bool readFirmware(const QString& argument, std::vector<SourcePiece>& pieces, QString& fault);
+
+/// Reads a table of option bytes as words, low byte first.
+[[nodiscard]] bool readOptionBytes(const QString& path, QByteArray& words, QString& fault);
+
+/// Adds the checks of contents against their sources, and every byte that is in one and not in the other.
+void proveAgainst(const Sources& sources, const Contents& contents, Description& description);
+
+}  // namespace inspect

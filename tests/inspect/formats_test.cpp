@@ -1,0 +1,209 @@
+#include "tests/inspect/Inspection.h"
+#include "tests/inspect/SealingKit.h"
+
+namespace {
+
+const QByteArray binding(32, 'r');
+
+Given given(const char* name, const QByteArray& bytes) {
+    Given made;
+    made.name = name;
+    made.bytes = bytes;
+    made.key = kitKey;
+    return made;
+}
+
+Given update(const KitPair& pair) {
+    Given made = given("a.tbuh", pair.header);
+    made.second = pair.segment;
+    return made;
+}
+
+Given signedImage(const QByteArray& image, std::uint32_t length) {
+    const KitSigned made = kitSign(image, length);
+    Given result = given("a.bin", made.image);
+    result.publicKey = made.publicPem;
+    return result;
+}
+
+Given payload() {
+    Given made = given("payload.pvs", kitPayload(QByteArray(40, 's'), binding));
+    made.publicKey = binding;
+    return made;
+}
+
+/// One whole file of each format, under a name and what it is found by.
+struct Whole {
+    const char* format;
+    Given given;
+    const char* faults;
+    const char* proof;
+};
+
+std::vector<Whole> wholeFiles() {
+    const QByteArray image = kitMake(kitInstallImage());
+    return {{"installImage", given("a.tbi", image), "", "tag digest"},
+            {"installImage", given("module.tbix", kitMake(kitExternalImage())), "", "tag digest"},
+            {"packagedModule", given("a.xtbi", kitPackagedModule()), "?tag", ""},
+            {"provisioningImage", given("a.pvs", kitMake(kitProvisioningImage())), "", "tag"},
+            {"provisioningPayload", payload(), "", "tag"},
+            {"updateImage", update(kitUpdate(QByteArray(33, 'u'), 0x1FF)), "", "tag"},
+            {"signedImage", signedImage(QByteArray(100, 'x'), 100), "", "signature"},
+            {"signedImage", signedImage(image, static_cast<std::uint32_t>(image.size())), "", "tag signature digest"}};
+}
+
+TEST(InspectFormats, AreFoundAndProven) {
+    for (const Whole& whole : wholeFiles()) {
+        SCOPED_TRACE(whole.given.name);
+        Inspection inspection = inspectGiven(whole.given);
+        ASSERT_NE(inspection.description.format, nullptr);
+        EXPECT_STREQ(inspection.description.format->name, whole.format);
+        EXPECT_EQ(inspection.faults(), whole.faults);
+        std::string proof;
+        for (const inspect::Proof kind : inspection.judgement.proofs) {
+            proof += (proof.empty() ? "" : " ") + std::string(inspect::nameOf(kind));
+        }
+        EXPECT_EQ(proof, whole.proof);
+        // Nothing is proven without a key.
+        Given bare = whole.given;
+        bare.key.clear();
+        bare.publicKey.clear();
+        EXPECT_EQ(inspectGiven(bare).judgement.verdict, inspect::Verdict::undecided);
+    }
+}
+
+/// Whether a change of the byte at `offset` is one that nothing covers.
+bool isUncovered(const inspect::Description& description, qsizetype offset) {
+    const auto range =
+        std::find_if(description.ranges.begin(), description.ranges.end(),
+                     [offset](const inspect::Range& candidate) { return offset < candidate.offset + candidate.size; });
+    return range->cover == inspect::Cover::none;
+}
+
+// The ranges say what protects each byte; flipping bits holds them to it.
+TEST(InspectFormats, EveryCoveredBitAndEveryCutCounts) {
+    for (const Whole& whole : wholeFiles()) {
+        SCOPED_TRACE(whole.given.name);
+        const Inspection good = inspectGiven(whole.given);
+        for (qsizetype i = 0; i < whole.given.bytes.size(); ++i) {
+            Given changed = whole.given;
+            changed.as = whole.format;
+            changed.isPrinted = i % 16 == 0;
+            changed.bytes[i] = static_cast<char>(changed.bytes.at(i) ^ (1 << (i % 8)));
+            const bool isWrong = inspectGiven(changed).judgement.verdict == inspect::Verdict::wrong;
+            EXPECT_TRUE(isWrong || isUncovered(good.description, i)) << i;
+            changed.bytes.truncate(i);
+            EXPECT_NE(inspectGiven(changed).judgement.verdict, inspect::Verdict::proven) << i;
+        }
+        for (qsizetype i = 0; i < whole.given.second.size(); ++i) {
+            Given changed = whole.given;
+            changed.isPrinted = false;
+            changed.second[i] = static_cast<char>(changed.second.at(i) ^ 1);
+            EXPECT_EQ(inspectGiven(changed).judgement.verdict, inspect::Verdict::wrong) << i;
+        }
+    }
+}
+
+KitImage provisioning(void (*change)(KitImage& image)) {
+    KitImage image = kitProvisioningImage();
+    change(image);
+    return image;
+}
+
+TEST(InspectFormats, NameTheOneRuleThatIsBroken) {
+    const KitPair pair = kitUpdate(QByteArray(33, 'u'), 2);
+    Given longSegment = update(pair);
+    longSegment.second += 'x';
+    Given shortSegment = update(pair);
+    shortSegment.second.chop(1);
+    Given noSegment = update(pair);
+    noSegment.second = QByteArray();
+    Given strangeKey = payload();
+    strangeKey.publicKey = QByteArray(32, 'q');
+    Given noPublicKey = signedImage("image", 5);
+    noPublicKey.publicKey = kitKey;
+    struct Row {
+        const char* faults;
+        Given given;
+    };
+    const Row rows[] = {
+        {"wrongOrder", given("a.pvs", kitMake(provisioning([](KitImage& image) {
+             std::swap(image.areas[0], image.areas[1]);
+         })))},
+        {"wrongOrder", given("a.pvs", kitMake(provisioning([](KitImage& image) {
+             std::swap(image.areas[2], image.areas[1]);
+         })))},
+        {"payloadForm", given("a.pvs", kitMake(provisioning([](KitImage& image) { image.areas[2].payload += 'x'; })))},
+        {"notZero", given("a.pvs", kitMake(provisioning([](KitImage& image) {
+             image.areas[1].second = QByteArray(16, 'x');
+         })))},
+        {"?tag", given("a.pvs", kitMake(provisioning([](KitImage& image) { image.areas.clear(); })))},
+        {"bytesBehindEnd", given("a.pvs", kitMake(kitProvisioningImage()) + 'x')},
+        {"bytesBehindEnd", longSegment},
+        {"?tag cutOff", shortSegment},
+        {"?tag", noSegment},
+        {"binding", strangeKey},
+        {"?signature", noPublicKey},
+        {"unknownAlgorithm", [] {
+             const KitSigned made = kitSign("image", 5, 1);
+             Given row = given("a.bin", made.image);
+             row.publicKey = made.publicPem;
+             row.as = "signedImage";
+             return row;
+         }()},
+        {"beyondEnd", [] {
+             const KitSigned made = kitSign("image", 6);
+             Given row = given("a.bin", made.image);
+             row.publicKey = made.publicPoint;
+             row.as = "signedImage";
+             return row;
+         }()},
+    };
+    int index = 0;
+    for (const Row& row : rows) {
+        EXPECT_EQ(inspectGiven(row.given).faults(), row.faults) << index;
+        ++index;
+    }
+}
+
+// Two layouts share a magic: the one that fits wins whatever the name says, and a tie is the suffix's to decide.
+TEST(InspectFormats, ContentDecidesAndThenTheSuffix) {
+    struct Row {
+        const char* name;
+        QByteArray bytes;
+        const char* format;
+        inspect::FoundBy by;
+    };
+    const Row rows[] = {
+        {"a.xtbi", kitMake(kitInstallImage()), "installImage", inspect::FoundBy::content},
+        {"a.tbi", kitPackagedModule(), "packagedModule", inspect::FoundBy::content},
+        {"a.tbi", "TBIMAGIC", "installImage", inspect::FoundBy::suffix},
+        {"a.xtbi", "TBIMAGIC", "packagedModule", inspect::FoundBy::suffix},
+        {"a.tbu", "no magic", "updatePayload", inspect::FoundBy::suffix},
+        {"a", "TBIMAGIC", nullptr, inspect::FoundBy::suffix},
+    };
+    for (const Row& row : rows) {
+        inspect::Description description;
+        const inspect::FormatRow* const found =
+            inspect::findFormat({QString::fromUtf8(row.name), row.bytes, {}, {}}, description);
+        EXPECT_EQ(found == nullptr ? QByteArray() : QByteArray(found->name), QByteArray(row.format)) << row.name;
+        EXPECT_EQ(description.by, row.by) << row.name;
+    }
+}
+
+// What nothing signs is named in the verdict, and one format in another is judged with it.
+TEST(InspectFormats, SignedImageTellsItsImageAndWhatIsNotCovered) {
+    Given given = signedImage(QByteArray(100, 'x'), 90);
+    EXPECT_NE(inspectGiven(given).text("verify").find(
+                  "proven by signature: 180 bytes of a.bin; nothing covers bytes 90 to 99\n"),
+              std::string::npos);
+    const QByteArray image = kitMake(kitInstallImage());
+    given = signedImage(image, static_cast<std::uint32_t>(image.size()));
+    given.key.clear();
+    EXPECT_EQ(inspectGiven(given).judgement.verdict, inspect::Verdict::proven);
+    EXPECT_NE(inspectGiven(given).text("show").find("a.bin: install image by content, 253 bytes"), std::string::npos);
+    given.key = QByteArray(16, 'k');
+    EXPECT_EQ(inspectGiven(given).judgement.verdict, inspect::Verdict::wrong);
+}
+
+}  // namespace

@@ -57,7 +57,7 @@ void makeProvisioningFile(benchmark::State& state, QByteArray (*makeText)(qsizet
         state.ResumeTiming();
         Obkey engine;
         engine.startObkeyJob(path);
-        if (!Obkey::validateTemplate(path, path) || !engine.loadTemplate(path) || !engine.checkDuplicateTags() ||
+        if (!engine.validateTemplate(path, path) || !engine.loadTemplate(path) || !engine.checkDuplicateTags() ||
             !engine.checkMandatoryTags() || !engine.checkLayout() || !engine.generateObkey()) {
             state.SkipWithError("not made");
         }

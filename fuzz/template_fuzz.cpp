@@ -6,8 +6,11 @@
 #include "obkey/readMcuboot.h"
 #include "obkey/readObdata.h"
 #include "obkey/tagChecks.h"
+#include "obkey/templateWriteBack.h"
 
 #include <QFile>
+
+#include <cstdlib>
 
 namespace {
 
@@ -21,9 +24,18 @@ QString schemaBeside(const FuzzFile& file) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const FuzzFile file(data, size, ".xml");
-    const TemplateDocument document = openDocument(file.path());
-    if (!validateTemplate(file.path(), schemaBeside(file)) || document.document == nullptr) {
+    QByteArray text;
+    if (!validateTemplate(file.path(), schemaBeside(file), text)) {
         return 0;
+    }
+    const TemplateDocument document = documentOf(text);
+    if (document.document == nullptr) {
+        return 0;
+    }
+    // What was well-formed stays so.
+    setTemplateValues({{QStringLiteral("Key"), QStringLiteral("<&>\r\"'"), 1}}, text);
+    if (documentOf(text).document == nullptr) {
+        std::abort();
     }
     TemplateFormat format = formatObdata;
     const QDomNode content = contentNode(document, format);

@@ -107,7 +107,7 @@ bool checkSectorSize(std::uint32_t size, const char* tag) {
     return size != 0 || reportError("Wrong %s value, a sector size cannot be equal to 0.", tag);
 }
 
-/// The slots behind `AuthOBK` tags: both ends of each inside the area and on a sector boundary.
+/// The slots of a template with `AuthOBK` tags: both ends of each inside the area and on a sector boundary.
 bool checkAuthenticatedSlots(const ObkeyInfo& info, const QList<SlotRecord>& obkSlots) {
     const std::uint32_t obkEnd = info.OBKStart + info.OBKSize;
     const std::uint32_t first = info.AuthOBKStart;

@@ -19,11 +19,14 @@ Obkey::Obkey(const QString& imgtoolPath) : imgtool_(imgtoolPath) {
 }
 
 bool Obkey::validateTemplate(const QString& templatePath, const QString& xsdPath) {
-    return ::validateTemplate(templatePath, xsdPath);
+    validatedPath_ = templatePath;
+    return ::validateTemplate(templatePath, xsdPath, validatedText_);
 }
 
 bool Obkey::loadTemplate(const QString& templatePath) {
-    const TemplateDocument document = openDocument(templatePath);
+    const QByteArray text = std::exchange(validatedText_, QByteArray());
+    const bool isValidated = !text.isEmpty() && templatePath == validatedPath_;
+    const TemplateDocument document = isValidated ? documentOf(text) : openDocument(templatePath);
     if (document.document == nullptr) {
         return false;
     }

@@ -30,9 +30,9 @@ class Obkey {
     Obkey& operator=(const Obkey&) = delete;
 
     /// Checks a template's text. See TemplateDocument.h.
-    [[nodiscard]] static bool validateTemplate(const QString& templatePath, const QString& xsdPath);
-    /// Reads a template of either format. False if it is no well-formed XML, without a message, or has something that
-    /// its format refuses.
+    [[nodiscard]] bool validateTemplate(const QString& templatePath, const QString& xsdPath);
+    /// Takes in a template of either format: the text that was validated last, or that of another path. False if it is
+    /// no well-formed XML, without a message, or has something that its format refuses.
     [[nodiscard]] bool loadTemplate(const QString& templatePath);
 
     /// Begins the next provisioning file, that of the template at `templatePath`.
@@ -69,6 +69,8 @@ class Obkey {
         QList<McubootConfig> configs;
     };
 
+    QString validatedPath_;  ///< and its text: a pipe can be read only once
+    QByteArray validatedText_;
     ObkeyJob obkeyJob_;
     ImageJob imageJob_;
     TemplateFormat templateFormat_ = formatObdata;  ///< that of the last template which told one

@@ -9,6 +9,8 @@
 
 namespace {
 
+constexpr qsizetype mostPadding = 3 * 255;  ///< twice in front of a file, once at the end of the payload
+
 bool hasRoom(const QByteArray& body, qsizetype size) {
     return body.capacity() - body.size() >= size;
 }
@@ -27,6 +29,7 @@ void reserveMore(QByteArray& body, qsizetype size) {
 }  // namespace
 
 bool ObkeyBodies::makeRoom(qsizetype size) {
+    size += mostPadding;
     if (hasRoom(mainBody, size) && hasRoom(daBody, size)) {
         return true;
     }

@@ -15,8 +15,8 @@ struct ObkeyBodies {
     QStringList inputPaths;
     bool hasPrivateKey = false;
 
-    /// Gives both bodies room for `size` bytes more, so that nothing that is appended leaves a copy in memory. False if
-    /// there is no memory for that.
+    /// Gives both bodies room for a parameter of `size` bytes and the padding around it, so that nothing that is
+    /// appended leaves a copy in memory. False if there is no memory for that.
     [[nodiscard]] bool makeRoom(qsizetype size);
 
     /// Counts `bytes`, which may be negative, modulo 65536.

@@ -108,14 +108,9 @@ bool reportInvalid(const QString& fault, qint64 line) {
     return reportError("%s ", qUtf8Printable(invalidDocumentMessage(fault, line)));
 }
 
-/// Builds the document tree of a template. Null if the file can't be read or is no well-formed template.
-std::unique_ptr<QDomDocument> readDocument(const QString& xmlPath, bool& hasDocumentType) {
-    QFile file(withSingleBackslashes(xmlPath));
-    if (!file.open(QIODevice::ReadOnly)) {
-        return nullptr;
-    }
-    QByteArray text;
-    if (!readUpTo(file, maxTemplateSize, text) || findLongTags(text).firstLine != 0) {
+/// Builds the document tree of a template. Null if it is no well-formed one.
+std::unique_ptr<QDomDocument> readDocument(const QByteArray& text, bool& hasDocumentType) {
+    if (findLongTags(text).firstLine != 0) {
         return nullptr;
     }
     // A linked template has passed no validation, and validation doesn't see the first line. Prefixes don't count, as
@@ -153,43 +148,55 @@ QDomNode firstChildPastComments(const QDomNode& node) {
 
 }  // namespace
 
-bool validateTemplate(const QString& templatePath, const QString& xsdPath) {
+bool validateTemplate(const QString& templatePath, const QString& xsdPath, QByteArray& text) {
     if (!QFile(xsdPath).open(QIODevice::ReadOnly | QIODevice::Text)) {
         return reportError(
             "The XML Template file \"%s\" is missing! Please check your QVORA Seal Bundle Builder installation folder.",
             qUtf8Printable(xsdPath));
     }
     QFile file(withSingleBackslashes(templatePath));
-    QByteArray text;
-    const bool isRead = file.open(QIODevice::ReadOnly | QIODevice::Text) && readUpTo(file, maxTemplateSize, text);
+    QByteArray whole;
+    const bool isRead = file.open(QIODevice::ReadOnly) && readUpTo(file, maxTemplateSize, whole);
     if (!isRead && file.error() == QFileDevice::NoError) {
         return reportError("XML document is invalid! A template may have 8 MiB at most.");
     }
     if (!isRead) {
         return reportError("XML document is invalid! Please insert a valid one.");
     }
-    const qsizetype firstBreak = text.indexOf('\n');
-    if (!hasDeclaration(text.first(firstBreak < 0 ? text.size() : firstBreak))) {
+    const qsizetype firstBreak = whole.indexOf('\n');
+    const qsizetype lineEnd = firstBreak < 0 ? whole.size() : firstBreak + 1;
+    if (!hasDeclaration(whole.first(lineEnd))) {
         return reportError("XML document is invalid! xml version is wrong or missing");
     }
-    text.remove(0, firstBreak < 0 ? text.size() : firstBreak + 1);
-    const LongTags longTags = findLongTags(text);
+    const QByteArray rest = whole.sliced(lineEnd);
+    const LongTags longTags = findLongTags(rest);
     if (longTags.comparisons <= mostComparisons) {
-        QXmlStreamReader reader(text);
+        QXmlStreamReader reader(rest);
         readThrough(reader);
         if (reader.hasError()) {
             return reportInvalid(reader.errorString(), reader.lineNumber());
         }
     }
-    return longTags.firstLine == 0 || reportInvalid(QStringLiteral("A tag is too long."), longTags.firstLine);
+    if (longTags.firstLine != 0) {
+        return reportInvalid(QStringLiteral("A tag is too long."), longTags.firstLine);
+    }
+    text = whole;
+    return true;
+}
+
+TemplateDocument documentOf(const QByteArray& text) {
+    TemplateDocument read;
+    bool hasDocumentType = false;
+    read.document = readDocument(text, hasDocumentType);
+    read.documentState = classifyRoot(read.document.get(), hasDocumentType, read.rootNode);
+    return read;
 }
 
 TemplateDocument openDocument(const QString& templatePath) {
-    TemplateDocument opened;
-    bool hasDocumentType = false;
-    opened.document = readDocument(templatePath, hasDocumentType);
-    opened.documentState = classifyRoot(opened.document.get(), hasDocumentType, opened.rootNode);
-    return opened;
+    QFile file(withSingleBackslashes(templatePath));
+    QByteArray text;
+    const bool isRead = file.open(QIODevice::ReadOnly) && readUpTo(file, maxTemplateSize, text);
+    return isRead ? documentOf(text) : TemplateDocument();
 }
 
 QDomNode contentNode(const TemplateDocument& document, TemplateFormat& format) {

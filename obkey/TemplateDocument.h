@@ -24,10 +24,12 @@ struct TemplateDocument {
 };
 
 /// Checks that the schema file exists and that the template is well-formed XML (W3C XML 1.0) behind a first line with
-/// one of the two accepted declarations. No schema validation takes place. A fault is told.
-[[nodiscard]] bool validateTemplate(const QString& templatePath, const QString& xsdPath);
+/// one of the two accepted declarations. No schema validation takes place. A fault is told; without one
+/// `text` gets the template.
+[[nodiscard]] bool validateTemplate(const QString& templatePath, const QString& xsdPath, QByteArray& text);
 
-/// Reads a template into its tree, without a message.
+/// The tree of a template, given by its text or by its path, without a message.
+[[nodiscard]] TemplateDocument documentOf(const QByteArray& text);
 [[nodiscard]] TemplateDocument openDocument(const QString& templatePath);
 
 /// The first child of the root, null without a recognised one. It tells the format; one of another name leaves `format`

@@ -13,7 +13,6 @@ namespace {
 
 constexpr qsizetype pointSize = 64;        ///< X and Y of a point on a 256-bit curve
 constexpr qsizetype pointHeaderSize = 27;  ///< what stands in front of it in a DER public key
-constexpr qsizetype mostPadding = 2 * 255;
 
 /// Pads the main body to a multiple of the parameter's alignment, as counted by runningSize.
 void alignBody(ObkeyParam& param, ObkeyBodies& bodies) {
@@ -38,14 +37,13 @@ bool readKeyParameter(const QString& path, const QString& name, ObkeyBodies& bod
         displayMessage(MessageKind::normal, "Unable to open the file: %s", qUtf8Printable(path));
         return reportError("Cannot Open Input File \n");
     }
-    if (file.size() == 0) {
-        displayMessage(MessageKind::normal, "File is empty: %s", qUtf8Printable(path));
-        return reportError("Empty Input %s Key File \n", qUtf8Printable(path));
-    }
-    if (!readUpTo(file, std::numeric_limits<std::uint32_t>::max(), content) ||
-        !bodies.makeRoom(content.size() + mostPadding)) {
+    if (!readUpTo(file, std::numeric_limits<std::uint32_t>::max(), content) || !bodies.makeRoom(content.size())) {
         displayMessage(MessageKind::normal, "Error while reading Input File");
         return reportError("Cannot Read Input File \n");
+    }
+    if (content.isEmpty()) {
+        displayMessage(MessageKind::normal, "File is empty: %s", qUtf8Printable(path));
+        return reportError("Empty Input %s Key File \n", qUtf8Printable(path));
     }
     return true;
 }
@@ -118,7 +116,7 @@ bool appendPrivateKey(const ObkeySurroundings& surroundings, const ObkeyParam& p
     const WipeOnExit wipeAnswer(answer.output);
     QByteArray key = answer.ended && !answer.failed ? imgtoolArrayBytes(answer.output) : QByteArray();
     const WipeOnExit wipeKey(key);
-    if (key.isEmpty()) {
+    if (key.isEmpty() || !bodies.makeRoom(key.size())) {
         // An answer without an array is no key: what imgtool has to say about it must not be taken for one.
         showImgtoolAnswer(takesPublic ? answer.output : faultLines(answer.output));
         if (isEncrypted(pem)) {
@@ -165,6 +163,9 @@ bool appendKeyFile(const ObkeySurroundings& surroundings, ObkeyParam& param, Obk
         bodies.mainBody.append(content);
         bodies.count(content.size());
         return true;
+    }
+    if (!QFileInfo(path).isFile()) {
+        return reportError("Wrong Input Key File  \n");  // its readers would wait for a pipe that was read already
     }
     const qsizetype lineEnd = content.indexOf('\n');
     const QByteArrayView firstLine = QByteArrayView(content).first(lineEnd < 0 ? content.size() : lineEnd);

@@ -13,7 +13,8 @@
 void resolveObkeyPath(QString& path, const QString& folder);
 
 /// The path of a file that a `McubootFormat` template in `folder` names: relative only if it begins with "./" or "../".
-/// A long one loses its inner "." and ".." segments, as programs behind it may take fewer than 260 characters.
+/// A long one loses its inner "." and ".." segments, as the programs that get it may take fewer than 260
+/// characters.
 void resolveMcubootPath(QString& path, const QString& folder);
 
 /// `path` with slashes alone and without the "." and ".." segments that can be taken out by its text.

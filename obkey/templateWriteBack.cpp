@@ -7,6 +7,7 @@
 
 #include <QBitArray>
 #include <QFile>
+#include <QFileInfo>
 #include <QHash>
 
 #include <algorithm>
@@ -216,7 +217,8 @@ QByteArray editedText(const QByteArray& bytes, QList<Edit> edits) {
 
 bool readTemplate(const QString& path, QByteArray& bytes) {
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
+    // What came through a pipe can't be written back, and to open one again may take forever.
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly)) {
         return false;
     }
     return readUpTo(file, std::numeric_limits<std::uint32_t>::max(), bytes);

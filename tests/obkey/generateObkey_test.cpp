@@ -2,6 +2,7 @@
 
 #include <QCryptographicHash>
 #include <QDir>
+#include <QProcess>
 
 #include <gtest/gtest.h>
 
@@ -174,6 +175,33 @@ TEST(GenerateObkey, SecretsAreTheOwnersAndInputsStay) {
     EXPECT_EQ(capture.texts(),
               std::vector<std::string>{"Error: Fail OBkey Generation: the output " +
                                        run.folder.path("a.bin").toStdString() + " is an input of the template"});
+}
+
+TEST(GenerateObkey, PipesAreReadOnce) {
+    TemplateRun run;
+    const QByteArray text =
+        obdata(elements("Info;GlobalAlign=1\nFile;Name=f;Align=1;KeyType=k;Default=raw.bin\nOutput;Default=o.bin"));
+    run.folder.write("text", text);
+    run.folder.write("raw", "RAWDATA");
+    QProcess writer;
+    writer.setWorkingDirectory(run.folder.path(""));
+    writer.start(QStringLiteral("sh"), {QStringLiteral("-c"), QStringLiteral("mkfifo template.xml raw.bin bad.pem && "
+                                                                             "echo made && cat text >template.xml && "
+                                                                             "cat raw >raw.bin && cat raw >bad.pem")});
+    ASSERT_TRUE(writer.waitForReadyRead());
+    const QString path = run.folder.path("template.xml");
+    run.engine.startObkeyJob(path);
+    EXPECT_TRUE(run.engine.validateTemplate(path, run.schema) && run.engine.loadTemplate(path) &&
+                run.engine.checkLayout() && run.engine.generateObkey());
+    EXPECT_EQ(run.folder.read("o.bin"), "RAWDATA");
+    // A PEM file is opened again by those who read the key.
+    const MessageCapture capture;
+    const QString other = run.folder.write("other.xml", QByteArray(text).replace("raw.bin", "bad.pem"));
+    run.engine.startObkeyJob(other);
+    EXPECT_TRUE(run.engine.loadTemplate(other));
+    EXPECT_FALSE(run.engine.generateObkey());
+    EXPECT_EQ(capture.texts(), std::vector<std::string>{"Error: Wrong Input Key File  \n"});
+    EXPECT_TRUE(writer.waitForFinished());
 }
 
 TEST(GenerateObkey, CountWrapsAtSixteenBits) {

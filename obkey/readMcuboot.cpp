@@ -12,85 +12,79 @@ bool refuseLink() {
     return reportError("Upload a valid input XML File.\nPlease check Link Tag format!");
 }
 
-bool readGlobalParam(const QDomElement& element, McubootTemplate& mcuboot) {
-    for (QDomElement child = element.firstChildElement(); !child.isNull(); child = child.nextSiblingElement()) {
-        const QString tag = child.tagName();
-        const QString text = tagText(child);
-        if (tag == QLatin1String("Command")) {
-            mcuboot.command = text;
-            mcuboot.tags.globalParamTags.append(tag);
-        } else if (tag == QLatin1String("Title")) {
-            // The title names this element and is mandatory as well: it enters as both.
-            mcuboot.title = text;
-            mcuboot.tags.globalParamTags << tag << nameTagMarker;
-        } else if (tag == QLatin1String("LinkedXML")) {
-            LinkedXmlEntry entry;
-            if (!parseIndexedReference(text, entry.index, entry.path)) {
-                return reportError("Upload a valid input XML File.\nPlease check LinkedXML Tag format!");
-            }
-            mcuboot.linkedTemplates.append(entry);
-        }
-    }
+template <typename Record, TagText Record::*field>
+bool storeText(Record& record, const QString& text) {
+    record.*field = text;
     return true;
 }
 
-bool readParam(const QDomElement& element, McubootParam& param, QStringList& tags) {
-    for (QDomElement child = element.firstChildElement(); !child.isNull(); child = child.nextSiblingElement()) {
-        const QString tag = child.tagName();
-        const QString text = tagText(child);
-        if (tag == QLatin1String("Value")) {
-            param.value = text;
-            continue;
-        }
-        if (tag == QLatin1String("Name")) {
-            param.name = text;
-            tags.append(nameTagMarker);
-            continue;
-        }
-        if (tag == QLatin1String("Type")) {
-            param.kind = text;
-        } else if (tag == QLatin1String("Command")) {
-            param.command = text;
-        } else if (tag == QLatin1String("Enable")) {
-            param.enable = signedDecimal(text) != 0 ? 1 : 0;
-        } else if (tag == QLatin1String("Hidden")) {
-            param.hidden = signedDecimal(text) != 0;
-        } else if (tag == QLatin1String("Default")) {
-            param.defaultValue = text;
-        } else if (tag == QLatin1String("Link")) {
-            QString link;
-            if (!parseIndexedReference(text, param.linkIndex, link)) {
-                return refuseLink();
-            }
-            param.link = link;
-        } else if (tag == QLatin1String("Tooltip")) {
-            param.tooltip = text;
-        } else {
-            continue;
-        }
-        tags.append(tag);
-    }
+/// The title names its element and is mandatory as well: it enters the tags as both.
+bool storeTitle(McubootTemplate& mcuboot, const QString& text) {
+    mcuboot.title = text;
+    mcuboot.tags.globalParamTags.append(nameTagMarker);
     return true;
 }
 
-void readOutput(const QDomElement& element, McubootParam& param, QStringList& tags) {
-    for (QDomElement child = element.firstChildElement(); !child.isNull(); child = child.nextSiblingElement()) {
-        const QString tag = child.tagName();
-        const QString text = tagText(child);
-        if (tag == QLatin1String("Value")) {
-            param.outputValue = text;
-        } else if (tag == QLatin1String("Name")) {
-            param.outputName = text;
-            tags.append(nameTagMarker);
-        } else if (tag == QLatin1String("Default")) {
-            param.outputDefault = text;
-            tags.append(tag);
-        } else if (tag == QLatin1String("Tooltip")) {
-            param.tooltip = text;
-            tags.append(tag);
-        }
+bool storeLinkedTemplate(McubootTemplate& mcuboot, const QString& text) {
+    LinkedXmlEntry entry;
+    if (!parseIndexedReference(text, entry.index, entry.path)) {
+        return reportError("Upload a valid input XML File.\nPlease check LinkedXML Tag format!");
     }
+    mcuboot.linkedTemplates.append(entry);
+    return true;
 }
+
+bool storeKind(McubootParam& param, const QString& text) {
+    param.kind = text;
+    return true;
+}
+
+bool storeEnable(McubootParam& param, const QString& text) {
+    param.enable = signedDecimal(text) != 0 ? 1 : 0;
+    return true;
+}
+
+bool storeHidden(McubootParam& param, const QString& text) {
+    param.hidden = signedDecimal(text) != 0;
+    return true;
+}
+
+bool storeLink(McubootParam& param, const QString& text) {
+    QString link;
+    if (!parseIndexedReference(text, param.linkIndex, link)) {
+        return refuseLink();
+    }
+    param.link = link;
+    return true;
+}
+
+template <TagText McubootParam::*field>
+constexpr auto storeParamText = storeText<McubootParam, field>;
+
+constexpr TagRule<McubootTemplate> globalParamRules[] = {
+    {QLatin1String("Command"), Listing::asItself, storeText<McubootTemplate, &McubootTemplate::command>},
+    {QLatin1String("Title"), Listing::asItself, storeTitle},
+    {QLatin1String("LinkedXML"), Listing::none, storeLinkedTemplate},
+};
+
+constexpr TagRule<McubootParam> paramRules[] = {
+    {QLatin1String("Name"), Listing::asName, storeParamText<&McubootParam::name>},
+    {QLatin1String("Type"), Listing::asItself, storeKind},
+    {QLatin1String("Command"), Listing::asItself, storeParamText<&McubootParam::command>},
+    {QLatin1String("Enable"), Listing::asItself, storeEnable},
+    {QLatin1String("Hidden"), Listing::asItself, storeHidden},
+    {QLatin1String("Default"), Listing::asItself, storeParamText<&McubootParam::defaultValue>},
+    {QLatin1String("Value"), Listing::none, storeParamText<&McubootParam::value>},
+    {QLatin1String("Link"), Listing::asItself, storeLink},
+    {QLatin1String("Tooltip"), Listing::asItself, storeParamText<&McubootParam::tooltip>},
+};
+
+constexpr TagRule<McubootParam> outputRules[] = {
+    {QLatin1String("Name"), Listing::asName, storeParamText<&McubootParam::outputName>},
+    {QLatin1String("Default"), Listing::asItself, storeParamText<&McubootParam::outputDefault>},
+    {QLatin1String("Value"), Listing::none, storeParamText<&McubootParam::outputValue>},
+    {QLatin1String("Tooltip"), Listing::asItself, storeParamText<&McubootParam::tooltip>},
+};
 
 /// One linked template needs no index, several need one each; parameters refer to them in the same way.
 bool checkLinks(const McubootTemplate& mcuboot) {
@@ -117,21 +111,15 @@ bool checkLinks(const McubootTemplate& mcuboot) {
 
 /// Reads one element; what it says of the image as a whole goes to `mcuboot`.
 bool parseMcubootElement(const QDomElement& element, McubootParam& param, McubootTemplate& mcuboot) {
+    McubootTags& tags = mcuboot.tags;
     param.kind = element.tagName();
     if (param.kind == QLatin1String("GlobalParam")) {
-        return readGlobalParam(element, mcuboot);
+        return readTags(element, globalParamRules, mcuboot, tags.globalParamTags);
     }
     if (param.kind == QLatin1String("Param")) {
-        QStringList tags;
-        const bool isRead = readParam(element, param, tags);
-        mcuboot.tags.paramTagLists.append(tags);
-        return isRead;
+        return readTags(element, paramRules, param, tags.paramTagLists.emplace_back());
     }
-    if (param.kind == QLatin1String("Output")) {
-        readOutput(element, param, mcuboot.tags.outputTags);
-        return true;
-    }
-    return false;
+    return param.kind == QLatin1String("Output") && readTags(element, outputRules, param, tags.outputTags);
 }
 
 }  // namespace

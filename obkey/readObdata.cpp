@@ -5,35 +5,31 @@
 #include "obkey/templateNumbers.h"
 
 #include <algorithm>
-#include <span>
+#include <utility>
 
 namespace {
 
-/// One tag of an element: whether it enters the element's tag list, and how its text is stored. `store` gives false
-/// for a text that ends the reading.
-struct TagRule {
-    QLatin1String tag;
-    bool listed;
-    bool (*store)(ObkeyParam& param, const QString& text);
-};
-
-bool storeName(ObkeyParam& param, const QString& text) {
-    param.name = text;
+template <TagText ObkeyParam::*field>
+bool storeText(ObkeyParam& param, const QString& text) {
+    param.*field = text;
     return true;
 }
 
-bool storeWidth(ObkeyParam& param, const QString& text) {
-    param.width = signedDecimal(text);
+template <std::int32_t ObkeyParam::*field>
+bool storeSigned(ObkeyParam& param, const QString& text) {
+    param.*field = signedDecimal(text);
     return true;
 }
 
-bool storeMinWidth(ObkeyParam& param, const QString& text) {
-    param.minWidth = signedDecimal(text);
+template <std::uint32_t ObkeyParam::*field>
+bool storeUnsigned(ObkeyParam& param, const QString& text) {
+    param.*field = unsignedDecimal(text);
     return true;
 }
 
-bool storeDefault(ObkeyParam& param, const QString& text) {
-    param.defaultValue = text;
+template <bool ObkeyParam::*field>
+bool storePresence(ObkeyParam& param, const QString& /*text*/) {
+    param.*field = true;
     return true;
 }
 
@@ -43,23 +39,13 @@ bool storeValue(ObkeyParam& param, const QString& text) {
     return true;
 }
 
-bool storeTooltip(ObkeyParam& param, const QString& text) {
-    param.tooltip = text;
-    return true;
-}
-
 bool storeHidden(ObkeyParam& param, const QString& text) {
     param.hidden = signedDecimal(text) != 0;
     return true;
 }
 
-bool storeReserved(ObkeyParam& param, const QString& /*text*/) {
-    param.reserved = true;
-    return true;
-}
-
-bool storeDependency(ObkeyParam& param, const QString& text) {
-    param.dependency = text;
+bool storeChoice(ObkeyParam& param, const QString& text) {
+    param.choices.append(text);
     return true;
 }
 
@@ -114,130 +100,83 @@ bool storeObkSlot(ObkeyParam& param, const QString& text) {
     return true;
 }
 
-bool storeTrue(ObkeyParam& param, const QString& text) {
-    param.trueValue = text;
-    return true;
-}
+using ParamRule = TagRule<ObkeyParam>;
 
-bool storeFalse(ObkeyParam& param, const QString& text) {
-    param.falseValue = text;
-    return true;
-}
+// The tags that several kinds have.
+constexpr ParamRule nameRule = {QLatin1String("Name"), Listing::asName, storeText<&ObkeyParam::name>};
+constexpr ParamRule widthRule = {QLatin1String("Width"), Listing::asItself, storeSigned<&ObkeyParam::width>};
+constexpr ParamRule defaultRule = {QLatin1String("Default"), Listing::asItself, storeText<&ObkeyParam::defaultValue>};
+constexpr ParamRule valueRule = {QLatin1String("Value"), Listing::none, storeValue};
+constexpr ParamRule singleValueRule = {QLatin1String("Value"), Listing::asItself, storeValue};
+constexpr ParamRule reservedRule = {QLatin1String("Reserved"), Listing::asItself, storePresence<&ObkeyParam::reserved>};
+constexpr ParamRule tooltipRule = {QLatin1String("Tooltip"), Listing::asItself, storeText<&ObkeyParam::tooltip>};
+constexpr ParamRule hiddenRule = {QLatin1String("Hidden"), Listing::asItself, storeHidden};
+constexpr ParamRule dependencyRule = {QLatin1String("Dependency"), Listing::asItself,
+                                      storeText<&ObkeyParam::dependency>};
 
-bool storeChoice(ObkeyParam& param, const QString& text) {
-    param.choices.append(text);
-    return true;
-}
-
-bool storeSize(ObkeyParam& param, const QString& text) {
-    param.size = unsignedDecimal(text);
-    return true;
-}
-
-bool storeAlign(ObkeyParam& param, const QString& text) {
-    param.align = unsignedDecimal(text);
-    return true;
-}
-
-bool storeKeyType(ObkeyParam& param, const QString& text) {
-    param.keyType = text;
-    return true;
-}
-
-bool storeUseHash(ObkeyParam& param, const QString& /*text*/) {
-    param.useHash = true;
-    return true;
-}
-
-bool storeType(ObkeyParam& param, const QString& text) {
-    param.type = text;
-    return true;
-}
-
-constexpr QLatin1String nameTag("Name");
-
-constexpr TagRule textRules[] = {
-    {nameTag, true, storeName},
-    {QLatin1String("MinWidth"), true, storeMinWidth},
-    {QLatin1String("Width"), true, storeWidth},
-    {QLatin1String("Default"), true, storeDefault},
-    {QLatin1String("Value"), false, storeValue},
-    {QLatin1String("Tooltip"), true, storeTooltip},
+constexpr ParamRule textRules[] = {
+    nameRule,  {QLatin1String("MinWidth"), Listing::asItself, storeSigned<&ObkeyParam::minWidth>},
+    widthRule, defaultRule,
+    valueRule, tooltipRule,
 };
 
-constexpr TagRule dataRules[] = {
-    {nameTag, true, storeName},
-    {QLatin1String("Width"), true, storeWidth},
-    {QLatin1String("Default"), true, storeDefault},
-    {QLatin1String("Value"), false, storeValue},
-    {QLatin1String("Reserved"), true, storeReserved},
-    {QLatin1String("TypeSlot"), true, storeTypeSlot},
-    {QLatin1String("SlotCli"), false, storeFlashSlot},
-    {QLatin1String("OBKSlot"), false, storeObkSlot},
-    {QLatin1String("Tooltip"), true, storeTooltip},
-    {QLatin1String("Hidden"), true, storeHidden},
-    {QLatin1String("Dependency"), true, storeDependency},
+constexpr ParamRule dataRules[] = {
+    nameRule,
+    widthRule,
+    defaultRule,
+    valueRule,
+    reservedRule,
+    {QLatin1String("TypeSlot"), Listing::asItself, storeTypeSlot},
+    {QLatin1String("SlotCli"), Listing::none, storeFlashSlot},
+    {QLatin1String("OBKSlot"), Listing::none, storeObkSlot},
+    tooltipRule,
+    hiddenRule,
+    dependencyRule,
 };
 
-constexpr TagRule permissionRules[] = {
-    {nameTag, true, storeName},
-    {QLatin1String("Width"), true, storeWidth},
-    {QLatin1String("Default"), true, storeDefault},
-    {QLatin1String("Value"), true, storeValue},
-    {QLatin1String("Tooltip"), true, storeTooltip},
-    {QLatin1String("Hidden"), true, storeHidden},
+constexpr ParamRule permissionRules[] = {
+    nameRule, widthRule, defaultRule, singleValueRule, tooltipRule, hiddenRule,
 };
 
-constexpr TagRule boolRules[] = {
-    {nameTag, true, storeName},
-    {QLatin1String("Width"), true, storeWidth},
-    {QLatin1String("Default"), true, storeDefault},
-    {QLatin1String("True"), true, storeTrue},
-    {QLatin1String("False"), true, storeFalse},
-    {QLatin1String("Reserved"), true, storeReserved},
-    {QLatin1String("Value"), false, storeValue},
-    {QLatin1String("Tooltip"), true, storeTooltip},
-    {QLatin1String("Hidden"), true, storeHidden},
-    {QLatin1String("Dependency"), true, storeDependency},
+constexpr ParamRule boolRules[] = {
+    nameRule,
+    widthRule,
+    defaultRule,
+    {QLatin1String("True"), Listing::asItself, storeText<&ObkeyParam::trueValue>},
+    {QLatin1String("False"), Listing::asItself, storeText<&ObkeyParam::falseValue>},
+    reservedRule,
+    valueRule,
+    tooltipRule,
+    hiddenRule,
+    dependencyRule,
 };
 
-constexpr TagRule listRules[] = {
-    {nameTag, true, storeName},
-    {QLatin1String("Width"), true, storeWidth},
-    {QLatin1String("Default"), true, storeDefault},
-    {QLatin1String("Val"), false, storeChoice},
-    {QLatin1String("Reserved"), true, storeReserved},
-    {QLatin1String("Value"), true, storeValue},
-    {QLatin1String("Tooltip"), true, storeTooltip},
-    {QLatin1String("Hidden"), true, storeHidden},
-    {QLatin1String("Dependency"), true, storeDependency},
+constexpr ParamRule listRules[] = {
+    nameRule,       widthRule,       defaultRule, {QLatin1String("Val"), Listing::none, storeChoice},
+    reservedRule,   singleValueRule, tooltipRule, hiddenRule,
+    dependencyRule,
 };
 
-constexpr TagRule fileRules[] = {
-    {nameTag, true, storeName},
-    {QLatin1String("Size"), true, storeSize},
-    {QLatin1String("Align"), true, storeAlign},
-    {QLatin1String("KeyType"), true, storeKeyType},
-    {QLatin1String("Hash"), true, storeUseHash},
-    {QLatin1String("Type"), true, storeType},
-    {QLatin1String("Default"), true, storeDefault},
-    {QLatin1String("Value"), false, storeValue},
-    {QLatin1String("Tooltip"), true, storeTooltip},
-    {QLatin1String("Hidden"), true, storeHidden},
+constexpr ParamRule fileRules[] = {
+    nameRule,
+    {QLatin1String("Size"), Listing::asItself, storeUnsigned<&ObkeyParam::size>},
+    {QLatin1String("Align"), Listing::asItself, storeUnsigned<&ObkeyParam::align>},
+    {QLatin1String("KeyType"), Listing::asItself, storeText<&ObkeyParam::keyType>},
+    {QLatin1String("Hash"), Listing::asItself, storePresence<&ObkeyParam::useHash>},
+    {QLatin1String("Type"), Listing::asItself, storeText<&ObkeyParam::type>},
+    defaultRule,
+    valueRule,
+    tooltipRule,
+    hiddenRule,
 };
 
-constexpr TagRule outputRules[] = {
-    {nameTag, true, storeName},
-    {QLatin1String("Default"), true, storeDefault},
-    {QLatin1String("Value"), false, storeValue},
-    {QLatin1String("Tooltip"), true, storeTooltip},
-};
+constexpr ParamRule outputRules[] = {nameRule, defaultRule, valueRule, tooltipRule};
 
 /// An element that gives a parameter. Its tags enter the list that all elements of the kind share, or a list of their
 /// own.
 struct ElementRule {
     QLatin1String name;
-    std::span<const TagRule> tagRules;
+    TagRules<ObkeyParam> tagRules;
     QStringList ObdataTags::*tags;
     QList<QStringList> ObdataTags::*tagLists;
 };
@@ -291,41 +230,44 @@ bool readMemoryTag(const MemoryRule& rule, const QString& text, ObdataTemplate& 
 
 /// The destination address as the device's tools write it: two characters, whatever they are, and a signed 32-bit
 /// hexadecimal number.
-std::uint32_t destinationAddress(const QString& text) {
-    return static_cast<std::uint32_t>(text.mid(2).toInt(nullptr, 16));
+bool storeDestination(ObkeyInfo& info, const QString& text) {
+    info.obDestAddressText = text;
+    info.obDestAddress = static_cast<std::uint32_t>(text.mid(2).toInt(nullptr, 16));
+    return true;
 }
 
+bool storeEncryption(ObkeyInfo& info, const QString& text) {
+    info.doEncryption = static_cast<std::uint32_t>(signedDecimal(text));
+    return true;
+}
+
+bool storeGlobalAlign(ObkeyInfo& info, const QString& text) {
+    info.globalAlign = static_cast<std::uint8_t>(unsignedDecimal(text) & 0xFF);
+    return true;
+}
+
+template <TagText ObkeyInfo::*field>
+bool storeLabel(ObkeyInfo& info, const QString& text) {
+    info.*field = text;
+    return true;
+}
+
+constexpr TagRule<ObkeyInfo> infoRules[] = {
+    {QLatin1String("Title"), Listing::asName, storeLabel<&ObkeyInfo::title>},
+    {QLatin1String("ObDestAddress"), Listing::asItself, storeDestination},
+    {QLatin1String("DoEncryption"), Listing::asItself, storeEncryption},
+    {QLatin1String("GlobalAlign"), Listing::asItself, storeGlobalAlign},
+    {QLatin1String("MCU"), Listing::asItself, storeLabel<&ObkeyInfo::mcu>},
+};
+
 bool readInfo(const QDomElement& element, ObdataTemplate& obdata) {
-    ObkeyInfo& info = obdata.info;
-    QStringList& infoTags = obdata.tags.infoTags;
-    for (QDomElement child = element.firstChildElement(); !child.isNull(); child = child.nextSiblingElement()) {
-        const QString tag = child.tagName();
-        const QString text = tagText(child);
-        const MemoryRule* const memoryRule = findRule(memoryRules, &MemoryRule::tag, tag);
-        if (memoryRule != nullptr) {
-            if (!readMemoryTag(*memoryRule, text, obdata)) {
-                return false;
-            }
-            continue;
+    for (QDomElement tag = element.firstChildElement(); !tag.isNull(); tag = tag.nextSiblingElement()) {
+        const MemoryRule* const memoryRule = findRule(memoryRules, &MemoryRule::tag, tag.tagName());
+        const bool isRead = memoryRule != nullptr ? readMemoryTag(*memoryRule, tagText(tag), obdata)
+                                                  : readTag(tag, infoRules, obdata.info, obdata.tags.infoTags);
+        if (!isRead) {
+            return false;
         }
-        if (tag == QLatin1String("Title")) {
-            info.title = text;
-            infoTags.append(nameTagMarker);
-            continue;
-        }
-        if (tag == QLatin1String("ObDestAddress")) {
-            info.obDestAddressText = text;
-            info.obDestAddress = destinationAddress(text);
-        } else if (tag == QLatin1String("DoEncryption")) {
-            info.doEncryption = static_cast<std::uint32_t>(signedDecimal(text));
-        } else if (tag == QLatin1String("GlobalAlign")) {
-            info.globalAlign = static_cast<std::uint8_t>(unsignedDecimal(text) & 0xFF);
-        } else if (tag == QLatin1String("MCU")) {
-            info.mcu = text;
-        } else {
-            continue;
-        }
-        infoTags.append(tag);
     }
     return true;
 }
@@ -337,18 +279,8 @@ bool parseObkeyElement(const QDomElement& element, ObkeyParam& param, ObdataTags
     }
     param.kind = element.tagName();
     QStringList elementTags;
-    for (QDomElement child = element.firstChildElement(); !child.isNull(); child = child.nextSiblingElement()) {
-        const auto tagRule = std::find_if(rule->tagRules.begin(), rule->tagRules.end(),
-                                          [&](const TagRule& candidate) { return candidate.tag == child.tagName(); });
-        if (tagRule == rule->tagRules.end()) {
-            continue;
-        }
-        if (tagRule->listed) {
-            elementTags.append(tagRule->tag == nameTag ? nameTagMarker : tagRule->tag);
-        }
-        if (!tagRule->store(param, tagText(child))) {
-            return false;
-        }
+    if (!readTags(element, rule->tagRules, param, elementTags)) {
+        return false;
     }
     if (rule->tagLists != nullptr) {
         (tags.*rule->tagLists).append(elementTags);

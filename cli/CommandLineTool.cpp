@@ -1,5 +1,6 @@
 #include "cli/CommandLineTool.h"
 
+#include "Preparation/primitives/opensslObjects.h"
 #include "cli/CommandBase.h"
 #include "cli/commands.h"
 #include "cli/usageText.h"
@@ -59,6 +60,7 @@ CommandLineTool::~CommandLineTool() {
 
 int CommandLineTool::run(int argc, char** argv) {
     prepareHeap();
+    wipeFreedOpensslMemory();
     const QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("QVORA Sealed Bundle Builder"));
     QCoreApplication::setApplicationVersion(QStringLiteral(QVORA_VERSION));

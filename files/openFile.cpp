@@ -61,12 +61,12 @@ bool seekTo(QFile& device, qint64 offset) {
 
 }  // namespace
 
-bool openInputFile(QFile& device) {
+bool openInputFile(QFile& device, QIODevice::OpenMode more) {
     const QString name = bareFileName(device);
     if (!device.exists()) {
         return reportError("The file %s does not exist, please check the file's path", qUtf8Printable(name));
     }
-    if (!device.open(QIODevice::ReadOnly)) {
+    if (!device.open(QIODevice::ReadOnly | more)) {
         return reportError("Unable to open the file %s", qUtf8Printable(name));
     }
     if (device.size() == 0) {
@@ -79,12 +79,12 @@ bool openFile(FileLoadContext& context, const QString& path, FileData*& result, 
               std::uint32_t size, bool allowPvs) {
     context.fillByte = fillByte;
     QFile device(path);
-    if (!openInputFile(device)) {
-        return false;
-    }
-
     const bool binary = hasBinarySuffix(path);
     const FormatRow* const row = binary ? nullptr : rowOf(context, path, allowPvs);
+    // Raw bytes may be secrets: none of them stays in a buffer that nobody wipes.
+    if (!openInputFile(device, row == nullptr ? QIODevice::Unbuffered : QIODevice::NotOpen)) {
+        return false;
+    }
     if (!binary && row == nullptr) {
         announceBinary(bareFileName(device));
     }

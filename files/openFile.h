@@ -20,7 +20,7 @@
 [[nodiscard]] bool readObkFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
 
 /// Opens an input file for reading. False, with a message, if it doesn't exist, can't be opened or is empty.
-[[nodiscard]] bool openInputFile(QFile& device);
+[[nodiscard]] bool openInputFile(QFile& device, QIODevice::OpenMode more = {});
 
 /// The name of `device`'s file without its folder.
 [[nodiscard]] QString bareFileName(const QFile& device);

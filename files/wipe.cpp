@@ -3,6 +3,7 @@
 #include <cstring>
 
 void wipe(QByteArray& secret) {
+    Q_ASSERT(secret.isEmpty() || secret.isDetached());
     if (secret.isDetached()) {
         // The whole allocation: bytes that were taken off the front or the end still stand in it.
         char* const start = secret.data() - secret.data_ptr().freeSpaceAtBegin();

@@ -2,8 +2,8 @@
 
 #include <QByteArray>
 
-/// Overwrites a secret and empties it. The array has to be the only owner of its bytes: a shared one would detach and
-/// leave the other owner's copy behind.
+/// Overwrites a secret and empties it. The array has to be the only owner of its bytes, which a debug build asserts:
+/// bytes that somebody else holds as well would stay.
 void wipe(QByteArray& secret);
 
 /// Wipes what it refers to when it goes, on every way out of a scope.

@@ -26,7 +26,7 @@ class SignedImage {
     void setSigImgBin(FileData** part);
     /// Writes `image`, the footer head and the signature to `path`. False, with a message, without a signature or
     /// when the file can't be written.
-    [[nodiscard]] bool createSignedImage(const QString& path, const QByteArray& image);
+    [[nodiscard]] bool createSignedImage(QString path, QByteArray image);
 
   private:
     friend class Preparation;

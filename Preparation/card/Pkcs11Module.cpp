@@ -101,17 +101,20 @@ Pkcs11Module::~Pkcs11Module() {
 
 bool Pkcs11Module::load() {
     const QByteArray named = qgetenv("QVORA_HSM_MODULE");
-    std::string reason;
+    std::vector<const char*> names(proxyNames.begin(), proxyNames.end());
     if (!named.isEmpty()) {
-        functions_ = openDriver(named.constData(), reason);
-    } else {
-        for (const char* name : proxyNames) {
-            functions_ = functions_ == nullptr ? openDriver(name, reason) : functions_;
-        }
+        names = {named.constData()};
+    }
+    std::vector<std::string> reasons;
+    for (const char* name : names) {
+        functions_ = functions_ == nullptr ? openDriver(name, reasons.emplace_back()) : functions_;
     }
     if (functions_ == nullptr) {
-        return reportError("The card driver %s can't be loaded (QVORA_HSM_MODULE names another one) : %s",
-                           named.isEmpty() ? proxyNames.front() : named.constData(), reason.c_str());
+        for (std::size_t i = 0; i < names.size(); ++i) {
+            reportError("The card driver %s can't be loaded (QVORA_HSM_MODULE names another one) : %s", names[i],
+                        reasons[i].c_str());
+        }
+        return false;
     }
     const CK_RV answer = functions_->C_Initialize(nullptr);
     finalize_ = answer == CKR_OK;

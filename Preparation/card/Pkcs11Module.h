@@ -10,7 +10,7 @@
 
 /// A card driver that follows PKCS #11 (OASIS, version 2.40), loaded when an operation needs it.
 ///
-/// The library is not unloaded: some drivers leave threads or exit handlers behind that would then run into nothing.
+/// The library is not unloaded: some drivers leave threads or exit handlers that would then run into nothing.
 class Pkcs11Module {
   public:
     Pkcs11Module() = default;

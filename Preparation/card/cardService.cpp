@@ -34,7 +34,7 @@ constexpr qsizetype keySize = 16;
 constexpr std::uint8_t firstGeneration = 1;
 constexpr std::uint8_t operationalState = 39;
 
-/// The content of vx-card-info, in its order; a fresh card's to begin with. Three zero bytes stand behind the type.
+/// The content of vx-card-info, in its order; a fresh card's to begin with. Three zero bytes follow the type.
 struct CardInfo {
     std::uint8_t version = 2;
     std::uint8_t state = 7;
@@ -233,7 +233,7 @@ bool Preparation::getHSMInfo(std::int32_t slot, unsigned char* firmwareId, unsig
     if (!readCardInSlot(slot, info)) {
         return false;
     }
-    // QByteArray keeps a NUL behind its bytes, which goes along.
+    // QByteArray keeps a NUL after its bytes, which goes along.
     std::memcpy(firmwareId, info.identifier.constData(), identifierSize + 1);
     std::memcpy(type, info.type.constData(), typeSize + 1);
     counter = info.counter;

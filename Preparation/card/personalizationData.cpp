@@ -1,17 +1,11 @@
 #include "Preparation/primitives/AesGcm.h"
 #include "Preparation/primitives/P256Key.h"
-#include "Preparation/primitives/opensslObjects.h"
+#include "Preparation/primitives/x963Secret.h"
 #include "display/Display.h"
 #include "preparation-interface/Preparation.h"
 
 #include <QCoreApplication>
 #include <QFile>
-
-#include <openssl/core_names.h>
-#include <openssl/crypto.h>
-#include <openssl/err.h>
-#include <openssl/evp.h>
-#include <openssl/params.h>
 
 #include <algorithm>
 #include <array>
@@ -64,25 +58,6 @@ AgreementKeys readKeys() {
     return keys;
 }
 
-// ECDH with the X9.63 key derivation (SEC 1, 3.3.1 and 3.6.1). No random number takes part: the file that is encrypted
-// under the secret carries no public key, so the card has to come to the same secret from fixed keys.
-bool deriveSecret(const AgreementKeys& keys, std::array<unsigned char, secretSize>& secret) {
-    const KeyContext context = makeKeyContext(keys.tool.get());
-    char kdf[] = OSSL_KDF_NAME_X963KDF;
-    char digest[] = "SHA256";
-    std::size_t size = secretSize;
-    const std::array<OSSL_PARAM, 4> parameters{
-        OSSL_PARAM_construct_utf8_string(OSSL_EXCHANGE_PARAM_KDF_TYPE, kdf, 0),
-        OSSL_PARAM_construct_utf8_string(OSSL_EXCHANGE_PARAM_KDF_DIGEST, digest, 0),
-        OSSL_PARAM_construct_size_t(OSSL_EXCHANGE_PARAM_KDF_OUTLEN, &size),
-        OSSL_PARAM_construct_end(),
-    };
-    std::size_t derived = secret.size();
-    return context && EVP_PKEY_derive_init_ex(context.get(), parameters.data()) == 1 &&
-           EVP_PKEY_derive_set_peer(context.get(), keys.card.get()) == 1 &&
-           EVP_PKEY_derive(context.get(), secret.data(), &derived) == 1 && derived == secret.size();
-}
-
 }  // namespace
 
 bool Preparation::SignECDH_KDF2(unsigned char** table) {
@@ -93,22 +68,23 @@ bool Preparation::SignECDH_KDF2(unsigned char** table) {
     if (!keys.tool || !keys.card) {
         return false;
     }
-    std::array<unsigned char, secretSize> secret{};
-    const bool derived = deriveSecret(keys, secret);
+    // No random number takes part: the file that is encrypted under the secret carries no public key, so the card has
+    // to come to the same secret from fixed keys.
+    std::array<char, secretSize> secret{};
+    const bool derived = deriveX963Secret(keys.tool.get(), keys.card.get(), secret);
     if (derived) {
         std::memcpy(table[0], secret.data(), secret.size());
     } else {
-        ERR_clear_error();
         reportError("The secret of the personalization data can't be derived");
     }
-    OPENSSL_cleanse(secret.data(), secret.size());
+    explicit_bzero(secret.data(), secret.size());
     return derived;
 }
 
 std::int32_t Preparation::encryptPersoData(unsigned char* input, std::int32_t length, unsigned char* key,
                                            unsigned char* iv, unsigned char* output, unsigned char* tag) {
     if (std::all_of(key, key + AesGcm::keySize, [](unsigned char byte) { return byte == 0; })) {
-        // A derivation that failed leaves this key behind, which everybody knows.
+        // A derivation that failed leaves this key, which everybody knows.
         reportError("Personalization data can't be encrypted without a key");
         return -1;
     }

@@ -1,7 +1,5 @@
 #include "Preparation/primitives/AesGcm.h"
 
-#include "Preparation/primitives/opensslObjects.h"
-
 #include <openssl/core_names.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
@@ -17,17 +15,13 @@ constexpr qsizetype maxUpdate = qsizetype{1} << 30;
 
 }  // namespace
 
-void AesGcm::FreeContext::operator()(evp_cipher_ctx_st* context) const {
-    EVP_CIPHER_CTX_free(context);  // which wipes the key schedule
-}
-
 bool AesGcm::setKey(QByteArrayView key) {
     step_ = Step::noKey;
     if (key.size() != keySize) {
         return false;
     }
     context_.reset(EVP_CIPHER_CTX_new());
-    const OpensslPointer<EVP_CIPHER, EVP_CIPHER_free> cipher(EVP_CIPHER_fetch(nullptr, "AES-128-GCM", nullptr));
+    const OpensslPointer<EVP_CIPHER> cipher(EVP_CIPHER_fetch(nullptr, "AES-128-GCM", nullptr));
     if (!context_ || !cipher ||
         EVP_EncryptInit_ex2(context_.get(), cipher.get(), unsignedBytes(key), nullptr, nullptr) != 1) {
         ERR_clear_error();

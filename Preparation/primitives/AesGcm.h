@@ -1,11 +1,8 @@
 #pragma once
 
-#include <QByteArrayView>
+#include "Preparation/primitives/opensslObjects.h"
 
 #include <initializer_list>
-#include <memory>
-
-struct evp_cipher_ctx_st;  // OpenSSL's EVP_CIPHER_CTX
 
 /// AES-128-GCM encryption (NIST SP 800-38D) from the caller's bytes straight into the caller's buffer.
 ///
@@ -29,13 +26,10 @@ class AesGcm {
     [[nodiscard]] bool finish(char* tag);
 
   private:
-    struct FreeContext {
-        void operator()(evp_cipher_ctx_st* context) const;
-    };
     enum class Step { noKey, ready, message };
 
     [[nodiscard]] bool update(QByteArrayView bytes, char* out);
 
-    std::unique_ptr<evp_cipher_ctx_st, FreeContext> context_;
+    OpensslPointer<evp_cipher_ctx_st> context_;
     Step step_ = Step::noKey;
 };

@@ -1,19 +1,16 @@
 #include "Preparation/primitives/P256Key.h"
 
-#include "Preparation/primitives/opensslObjects.h"
+#include "Preparation/primitives/keyFiles.h"
+#include "Preparation/primitives/keyPem.h"
 #include "display/Display.h"
 #include "files/wipe.h"
 
-#include <QFile>
-
-#include <openssl/bio.h>
 #include <openssl/core_names.h>
 #include <openssl/ec.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/obj_mac.h>
 #include <openssl/objects.h>
-#include <openssl/pem.h>
 
 #include <array>
 
@@ -22,19 +19,10 @@ namespace {
 constexpr qsizetype maxKeyFileSize = 65536;  // a P-256 key takes a few hundred bytes
 constexpr qsizetype encodedPointSize = 65;   // SEC 1, 2.3.3: 4, X, Y
 
-using Group = OpensslPointer<EC_GROUP, EC_GROUP_free>;
-using Point = OpensslPointer<EC_POINT, EC_POINT_free>;
-
 enum class KeyPart { privateKey, publicKey };
 
 const char* partName(KeyPart part) {
     return part == KeyPart::privateKey ? "private" : "public";
-}
-
-// Tells that a passphrase was wanted, and gives none.
-int refusePassphrase(char* /*buffer*/, int /*size*/, int /*writing*/, void* wanted) {
-    *static_cast<bool*>(wanted) = true;
-    return -1;
 }
 
 // On the curve, in range, and both halves belong together (SP 800-56A, 5.6.2).
@@ -53,12 +41,9 @@ bool isValidP256(const P256Key& key, KeyPart part) {
 P256Key parseKey(QByteArrayView pem, const QString& name, KeyPart part) {
     bool passphraseWanted = false;
     P256Key key;
-    const BioPointer bio(pem.size() <= maxKeyFileSize ? BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size()))
-                                                      : nullptr);
-    if (bio) {
-        key.reset(part == KeyPart::privateKey
-                      ? PEM_read_bio_PrivateKey(bio.get(), nullptr, refusePassphrase, &passphraseWanted)
-                      : PEM_read_bio_PUBKEY(bio.get(), nullptr, refusePassphrase, &passphraseWanted));
+    if (pem.size() <= maxKeyFileSize) {
+        key = part == KeyPart::privateKey ? privateKeyFromPem(pem, {}, &passphraseWanted)
+                                          : publicKeyFromPem(pem, &passphraseWanted);
     }
     if (key && isValidP256(key, part)) {
         return key;
@@ -73,28 +58,18 @@ P256Key parseKey(QByteArrayView pem, const QString& name, KeyPart part) {
 }
 
 P256Key readKey(const QString& path, KeyPart part) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
-        reportError("Failed to open the %s key file %s : %s", partName(part), qUtf8Printable(path),
-                    qUtf8Printable(file.errorString()));
-        return nullptr;
-    }
-    QByteArray pem(maxKeyFileSize + 1, '\0');  // one array of the full size: growing it would leave copies behind
+    QByteArray pem;
     const WipeOnExit wipePem(pem);
-    const qint64 count = file.read(pem.data(), pem.size());
-    if (count < 0) {
-        reportError("Failed to read the %s key file %s : %s", partName(part), qUtf8Printable(path),
-                    qUtf8Printable(file.errorString()));
+    KeyFileFault fault;
+    if (!readKeyFile(path, pem, &fault)) {
+        reportError(fault.opened ? "Failed to read the %s key file %s : %s" : "Failed to open the %s key file %s : %s",
+                    partName(part), qUtf8Printable(path), qUtf8Printable(fault.reason));
         return nullptr;
     }
-    return parseKey(QByteArrayView(pem).first(count), path, part);
+    return parseKey(pem, path, part);
 }
 
 }  // namespace
-
-void P256KeyFree::operator()(evp_pkey_st* key) const {
-    EVP_PKEY_free(key);
-}
 
 P256Key parseP256PrivateKey(QByteArrayView pem, const QString& name) {
     return parseKey(pem, name, KeyPart::privateKey);
@@ -116,8 +91,8 @@ QByteArray p256PublicPoint(const P256Key& key) {
     // The key hands its point over in the form that it was read in, which may be the compressed one.
     std::array<unsigned char, encodedPointSize> encoded{};
     std::size_t size = 0;
-    const Group group(EC_GROUP_new_by_curve_name(NID_X9_62_prime256v1));
-    const Point point(group ? EC_POINT_new(group.get()) : nullptr);
+    const OpensslPointer<EC_GROUP> group(EC_GROUP_new_by_curve_name(NID_X9_62_prime256v1));
+    const OpensslPointer<EC_POINT> point(group ? EC_POINT_new(group.get()) : nullptr);
     if (!point ||
         EVP_PKEY_get_octet_string_param(key.get(), OSSL_PKEY_PARAM_PUB_KEY, encoded.data(), encoded.size(), &size) !=
             1 ||

@@ -1,19 +1,12 @@
 #pragma once
 
+#include "Preparation/primitives/opensslObjects.h"
+
 #include <QByteArray>
-#include <QByteArrayView>
 #include <QString>
 
-#include <memory>
-
-struct evp_pkey_st;  // OpenSSL's EVP_PKEY
-
-struct P256KeyFree {
-    void operator()(evp_pkey_st* key) const;
-};
-
 /// A checked key on the curve P-256 (FIPS 186-4, D.1.2.3; OpenSSL's "prime256v1"), or null.
-using P256Key = std::unique_ptr<evp_pkey_st, P256KeyFree>;
+using P256Key = KeyPointer;
 
 /// The private key in the PEM text `pem`, in SEC 1 or PKCS #8 form. A passphrase is never asked for. `name` is what
 /// messages call the key. Null, with a message, for anything but a valid P-256 key.

@@ -10,12 +10,18 @@ constexpr qsizetype maxKeyFileSize = qsizetype{1} << 20;
 
 }  // namespace
 
-bool readKeyFile(const QString& path, QByteArray& content) {
+bool readKeyFile(const QString& path, QByteArray& content, KeyFileFault* fault) {
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+    const auto failed = [&file, fault] {
+        if (fault != nullptr) {
+            *fault = {file.isOpen(), file.errorString()};
+        }
         return false;
+    };
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        return failed();
     }
-    // The room is taken once: an array that grows would leave its smaller selves behind.
+    // The room is taken once: an array that grows would leave its smaller selves in memory.
     const qsizetype room = file.isSequential() ? maxKeyFileSize : qMin(maxKeyFileSize, file.size());
     QByteArray bytes(room, '\0');
     qsizetype used = 0;
@@ -26,7 +32,7 @@ bool readKeyFile(const QString& path, QByteArray& content) {
     }
     if (count < 0) {
         wipe(bytes);
-        return false;
+        return failed();
     }
     bytes.truncate(used);
     content = std::move(bytes);

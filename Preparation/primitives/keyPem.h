@@ -1,28 +1,22 @@
 #pragma once
 
+#include "Preparation/primitives/opensslObjects.h"
+
 #include <QByteArray>
-#include <QByteArrayView>
 
 #include <cstdint>
-#include <memory>
-
-struct evp_pkey_st;
-
-/// An RSA or elliptic-curve key, private or public, and its release.
-struct KeyRelease {
-    void operator()(evp_pkey_st* key) const;
-};
-using KeyPointer = std::unique_ptr<evp_pkey_st, KeyRelease>;
 
 /// The ciphers of an encrypted private key, with the numbers by which callers choose them.
 enum class KeyCipher : std::int32_t { aes128Cbc = 0, aes256Cbc = 1 };
 
 /// The private key of a PEM text (RFC 7468, or one of the traditional forms); null if there is none. A passphrase is
 /// never asked for: without one, or with the wrong one, an encrypted key is no key.
-[[nodiscard]] KeyPointer privateKeyFromPem(QByteArrayView pem, QByteArrayView passphrase = {});
+/// `passphraseWanted` tells then whether one was asked for in vain.
+[[nodiscard]] KeyPointer privateKeyFromPem(QByteArrayView pem, QByteArrayView passphrase = {},
+                                           bool* passphraseWanted = nullptr);
 
 /// The public key of a PEM text (SubjectPublicKeyInfo, RFC 5280); null if there is none.
-[[nodiscard]] KeyPointer publicKeyFromPem(QByteArrayView pem);
+[[nodiscard]] KeyPointer publicKeyFromPem(QByteArrayView pem, bool* passphraseWanted = nullptr);
 
 /// PEM of a key: the private key in PKCS #8 (RFC 5958), the same encrypted (PBES2, RFC 8018) under a passphrase of at
 /// most 1,024 bytes, an RSA private key in its traditional form (RSAPrivateKey, RFC 8017), and the public key. False,
@@ -32,3 +26,10 @@ enum class KeyCipher : std::int32_t { aes128Cbc = 0, aes256Cbc = 1 };
                                             QByteArray& pem);
 [[nodiscard]] bool privateKeyToTraditionalPem(const evp_pkey_st* pkey, QByteArray& pem);
 [[nodiscard]] bool publicKeyToPem(const evp_pkey_st* pkey, QByteArray& pem);
+
+/// DER of the private key in PKCS #8; the same rules hold.
+[[nodiscard]] bool privateKeyToDer(const evp_pkey_st* pkey, QByteArray& der);
+
+/// DER of the public key (SubjectPublicKeyInfo).
+enum class DerResult { done, noPublicKey, failed };
+[[nodiscard]] DerResult subjectPublicKeyInfo(const evp_pkey_st* pkey, QByteArray& der);

@@ -2,47 +2,61 @@
 
 #include <QByteArrayView>
 
-#include <openssl/bio.h>
-#include <openssl/bn.h>
-#include <openssl/evp.h>
-
 #include <memory>
 
-// OpenSSL's objects with their release. For sources only: no header of ours brings OpenSSL's along.
+// OpenSSL's objects and their release, without OpenSSL's headers.
 
-template <auto release>
+struct bignum_ctx;
+struct bignum_st;
+struct bio_st;
+struct ec_group_st;
+struct ec_point_st;
+struct ECDSA_SIG_st;
+struct evp_cipher_ctx_st;
+struct evp_cipher_st;
+struct evp_md_ctx_st;
+struct evp_pkey_ctx_st;
+struct evp_pkey_st;
+
+/// Frees an object; what may be secret is wiped first.
 struct OpensslRelease {
-    template <typename Object>
-    void operator()(Object* object) const {
-        release(object);
-    }
+    void operator()(bignum_ctx* context) const;
+    void operator()(bignum_st* number) const;
+    void operator()(bio_st* bio) const;
+    void operator()(ec_group_st* group) const;
+    void operator()(ec_point_st* point) const;
+    void operator()(ECDSA_SIG_st* signature) const;
+    void operator()(evp_cipher_ctx_st* context) const;
+    void operator()(evp_cipher_st* cipher) const;
+    void operator()(evp_md_ctx_st* context) const;
+    void operator()(evp_pkey_ctx_st* context) const;
+    void operator()(evp_pkey_st* key) const;
 };
 
-template <typename Object, auto release>
-using OpensslPointer = std::unique_ptr<Object, OpensslRelease<release>>;
+template <typename Object>
+using OpensslPointer = std::unique_ptr<Object, OpensslRelease>;
 
-using BioPointer = OpensslPointer<BIO, BIO_free_all>;
-using KeyContext = OpensslPointer<EVP_PKEY_CTX, EVP_PKEY_CTX_free>;
-using DigestContext = OpensslPointer<EVP_MD_CTX, EVP_MD_CTX_free>;
-using NumberContext = OpensslPointer<BN_CTX, BN_CTX_free>;
-using NumberPointer = OpensslPointer<BIGNUM, BN_clear_free>;
+using BioPointer = OpensslPointer<bio_st>;
+using DigestContext = OpensslPointer<evp_md_ctx_st>;
+using KeyContext = OpensslPointer<evp_pkey_ctx_st>;
+using NumberContext = OpensslPointer<bignum_ctx>;
+using NumberPointer = OpensslPointer<bignum_st>;
+
+/// An RSA or elliptic-curve key, private or public.
+using KeyPointer = OpensslPointer<evp_pkey_st>;
+
+/// From now on OpenSSL wipes all memory that it gives back: its readers of keys leave copies otherwise. Does nothing
+/// when OpenSSL has taken memory already.
+void wipeFreedOpensslMemory();
 
 /// A growing buffer that wipes what it held.
-inline BioPointer makeMemoryBio() {
-    return BioPointer(BIO_new(BIO_s_mem()));
-}
+[[nodiscard]] BioPointer makeMemoryBio();
 
 /// What a memory buffer holds; valid until it is written to or released.
-inline QByteArrayView contentOf(BIO* bio) {
-    char* start = nullptr;
-    const long size = BIO_get_mem_data(bio, &start);
-    return size > 0 ? QByteArrayView(start, size) : QByteArrayView();
-}
+[[nodiscard]] QByteArrayView contentOf(bio_st* bio);
 
 /// A context of the key's own algorithm; null without a key.
-inline KeyContext makeKeyContext(EVP_PKEY* pkey) {
-    return KeyContext(pkey == nullptr ? nullptr : EVP_PKEY_CTX_new_from_pkey(nullptr, pkey, nullptr));
-}
+[[nodiscard]] KeyContext makeKeyContext(evp_pkey_st* pkey);
 
 inline const unsigned char* unsignedBytes(QByteArrayView bytes) {
     return reinterpret_cast<const unsigned char*>(bytes.data());

@@ -12,9 +12,9 @@
 #include <vector>
 
 constexpr std::size_t maxAreaCount = 0xFFFF;
-constexpr qsizetype contentHashSize = 32;  ///< of the hash area; it comes to be while the image is written
+constexpr qsizetype contentHashSize = 32;  ///< payload of the hash area, which comes to be while the image is written
 
-/// One area as it is to be written. The payload is what gets encrypted: the pieces, one behind the other. They are
+/// One area as it is to be written. The payload is what gets encrypted: the pieces, one after the other. They are
 /// views of the caller's records or of what the plan keeps.
 struct PlannedArea {
     char letter = 0;
@@ -41,5 +41,5 @@ struct AreaPlan {
 /// The size of an area's payload.
 [[nodiscard]] qsizetype payloadSize(const PlannedArea& area);
 
-/// Puts the bytes of all segments of `file`, which may be null, behind the area's payload.
+/// Puts the bytes of all segments of `file`, which may be null, at the end of the area's payload.
 void appendSegments(PlannedArea& area, const FileData* file);

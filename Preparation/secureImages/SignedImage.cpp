@@ -41,7 +41,9 @@ void SignedImage::setSigImgBin(FileData** part) {
     }
 }
 
-bool SignedImage::createSignedImage(const QString& path, const QByteArray& image) {
+// The interface takes both by value, whatever is done with them.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
+bool SignedImage::createSignedImage(QString path, QByteArray image) {
     if (content_->signature.isEmpty()) {
         return reportError("The image isn't signed, nothing to write to %s", qUtf8Printable(path));
     }

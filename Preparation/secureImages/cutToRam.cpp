@@ -85,13 +85,13 @@ bool PartCutter::placeInPieces(const PlannedArea& segment) {
 
 void PartCutter::fillContinuationAreas(AreaPlan& plan) {
     std::uint32_t part = 0;
-    std::size_t behind = placed.size();
+    std::size_t stillToCome = placed.size();
     for (PlannedArea& area : placed) {
-        --behind;
+        --stillToCome;
         if (area.letter == areaLetter::continuation) {
             QByteArray content;
             appendU32(content, ++part);
-            appendU32(content, static_cast<std::uint32_t>(behind));
+            appendU32(content, static_cast<std::uint32_t>(stillToCome));
             area.pieces = {plan.keep(content)};
         }
     }

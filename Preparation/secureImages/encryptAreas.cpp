@@ -1,18 +1,16 @@
 #include "Preparation/secureImages/encryptAreas.h"
 
-#include "Preparation/primitives/opensslObjects.h"
+#include "Preparation/primitives/Sha256.h"
 #include "display/Display.h"
 #include "files/largePages.h"
 #include "files/readExactly.h"
 
 #include <QtEndian>
 
-#include <openssl/err.h>
-#include <openssl/evp.h>
-
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <optional>
 
 // The additional authenticated data of an area is the file header and then its own header without the tag.
 //
@@ -24,7 +22,7 @@ struct ImageWriter {
     const AreaImageForm& form;
     AesGcm& cipher;
     std::uint16_t areaCount = 0;
-    DigestContext contentHash;  ///< null if the image has no hash area
+    std::optional<Sha256> contentHash;  ///< over the payloads up to the hash area, if there is one
     QByteArray image;
     char* next = nullptr;
 
@@ -69,7 +67,7 @@ bool ImageWriter::writeArea(const PlannedArea& area, std::uint16_t number) {
 }
 
 bool ImageWriter::encryptPiece(QByteArrayView piece) {
-    if (contentHash && EVP_DigestUpdate(contentHash.get(), piece.data(), static_cast<std::size_t>(piece.size())) != 1) {
+    if (contentHash && !contentHash->update(piece)) {
         return false;
     }
     char* const out = next;
@@ -78,11 +76,11 @@ bool ImageWriter::encryptPiece(QByteArrayView piece) {
 }
 
 bool ImageWriter::encryptContentHash() {
-    std::array<unsigned char, contentHashSize> hash{};
-    if (!contentHash || EVP_DigestFinal_ex(contentHash.get(), hash.data(), nullptr) != 1) {
+    Sha256Digest hash{};
+    if (!contentHash || !contentHash->finish(hash)) {
         return false;
     }
-    contentHash.reset();  // what comes behind isn't hashed
+    contentHash.reset();  // what comes after this area isn't hashed
     return encryptPiece(QByteArrayView(hash));
 }
 
@@ -105,7 +103,7 @@ QByteArray encryptAreas(const AreaImageForm& form, const AreaPlan& plan, AesGcm&
     if (!checkSizes(plan)) {
         return {};
     }
-    ImageWriter writer{form, cipher, static_cast<std::uint16_t>(plan.areas.size()), nullptr, {}, nullptr};
+    ImageWriter writer{form, cipher, static_cast<std::uint16_t>(plan.areas.size()), {}, {}, nullptr};
     qsizetype size = secureImage::fileHeaderSize;
     bool hashed = false;
     for (const PlannedArea& area : plan.areas) {
@@ -113,9 +111,8 @@ QByteArray encryptAreas(const AreaImageForm& form, const AreaPlan& plan, AesGcm&
         hashed = hashed || area.letter == areaLetter::contentHash;
     }
     if (hashed) {
-        writer.contentHash.reset(EVP_MD_CTX_new());
-        if (!writer.contentHash || EVP_DigestInit_ex(writer.contentHash.get(), EVP_sha256(), nullptr) != 1) {
-            ERR_clear_error();
+        writer.contentHash.emplace();
+        if (!writer.contentHash->start()) {
             reportError("The hash SHA-256 isn't available");
             return {};
         }
@@ -134,7 +131,6 @@ QByteArray encryptAreas(const AreaImageForm& form, const AreaPlan& plan, AesGcm&
     std::uint16_t number = 0;
     for (const PlannedArea& area : plan.areas) {
         if (!writer.writeArea(area, ++number)) {
-            ERR_clear_error();
             reportError("Error while encrypting area %d", int{number});
             return {};
         }

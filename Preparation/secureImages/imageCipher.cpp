@@ -1,22 +1,12 @@
 #include "Preparation/secureImages/imageCipher.h"
 
-#include "Preparation/primitives/opensslObjects.h"
+#include "Preparation/primitives/Sha256.h"
 #include "display/Display.h"
 
 #include <QtEndian>
 
-#include <openssl/crypto.h>
-#include <openssl/err.h>
-#include <openssl/evp.h>
-#include <openssl/hmac.h>
-
 #include <algorithm>
-
-namespace {
-
-constexpr int digestSize = 32;  // SHA-256
-
-}  // namespace
+#include <cstring>
 
 bool takeImageKey(const QByteArray& key, AesGcm& cipher) {
     if (key.size() != AesGcm::keySize) {
@@ -30,14 +20,11 @@ bool deriveBaseIv(const QByteArray& nonce, ImageIv& baseIv) {
     if (nonce.isEmpty()) {
         return reportError("The nonce is empty");
     }
-    std::array<unsigned char, digestSize> digest{};
-    if (EVP_Digest(nonce.constData(), static_cast<std::size_t>(nonce.size()), digest.data(), nullptr, EVP_sha256(),
-                   nullptr) != 1) {
-        ERR_clear_error();
+    Sha256Digest digest{};
+    if (!sha256({nonce}, digest)) {
         return reportError("Error while hashing the nonce");
     }
-    std::transform(digest.begin(), digest.begin() + secureImage::baseIvSize, baseIv.begin(),
-                   [](unsigned char byte) { return static_cast<char>(byte); });
+    std::copy_n(digest.begin(), baseIv.size(), baseIv.begin());
     return true;
 }
 
@@ -55,16 +42,13 @@ QByteArray deriveRegionKey(const QByteArray& key, std::uint8_t regionNumber, con
     QByteArray message("region");
     message.append(static_cast<char>(regionNumber));
     message.append(baseIv.data(), secureImage::baseIvSize);
-    std::array<unsigned char, digestSize> mac{};
-    const bool derived = HMAC(EVP_sha256(), key.constData(), static_cast<int>(key.size()), unsignedBytes(message),
-                              static_cast<std::size_t>(message.size()), mac.data(), nullptr) != nullptr;
+    Sha256Digest mac{};
     QByteArray regionKey;
-    if (derived) {
-        regionKey = QByteArray(reinterpret_cast<const char*>(mac.data()), regionDescriptor::keySize);
+    if (hmacSha256(key, message, mac)) {
+        regionKey = QByteArray(mac.data(), regionDescriptor::keySize);
     } else {
-        ERR_clear_error();
         reportError("Error while deriving the key of region %d", int{regionNumber});
     }
-    OPENSSL_cleanse(mac.data(), mac.size());
+    explicit_bzero(mac.data(), mac.size());
     return regionKey;
 }

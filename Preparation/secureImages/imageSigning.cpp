@@ -1,6 +1,6 @@
 #include "Preparation/primitives/P256Key.h"
-#include "Preparation/primitives/opensslObjects.h"
-#include "Preparation/primitives/rawSignature.h"
+#include "Preparation/primitives/Sha256.h"
+#include "Preparation/primitives/ecdsa.h"
 #include "Preparation/secureImages/SignedImageContent.h"
 #include "display/Display.h"
 #include "files/outputFile.h"
@@ -9,50 +9,32 @@
 
 #include <QFile>
 
-#include <openssl/err.h>
-#include <openssl/evp.h>
-
-#include <array>
-
 namespace {
 
-bool signBytes(const P256Key& key, QByteArrayView part, QByteArrayView footerHead, QByteArray& signature) {
-    const DigestContext context(EVP_MD_CTX_new());
-    std::array<unsigned char, 72> der{};  // a sequence of two integers of up to 33 bytes
-    std::size_t size = der.size();
-    return context && EVP_DigestSignInit(context.get(), nullptr, EVP_sha256(), nullptr, key.get()) == 1 &&
-           EVP_DigestSignUpdate(context.get(), part.data(), unsignedSize(part)) == 1 &&
-           EVP_DigestSignUpdate(context.get(), footerHead.data(), unsignedSize(footerHead)) == 1 &&
-           EVP_DigestSignFinal(context.get(), der.data(), &size) == 1 &&
-           toRawSignature(QByteArrayView(der).first(static_cast<qsizetype>(size)), signature);
+void warnOfPublicKey(const char* reason, const QString& path) {
+    displayMessage(MessageKind::warning, "The public key file %s %s, the image is signed all the same",
+                   qUtf8Printable(path), reason);
 }
 
-// Starts from the bytes that go into the image, so that a fault in their encoding shows as well.
-bool verifyBytes(const P256Key& key, QByteArrayView part, QByteArrayView footerHead, QByteArrayView signature) {
-    const DigestContext context(EVP_MD_CTX_new());
-    QByteArray der;
-    return context && toDerSignature(signature, der) &&
-           EVP_DigestVerifyInit(context.get(), nullptr, EVP_sha256(), nullptr, key.get()) == 1 &&
-           EVP_DigestVerifyUpdate(context.get(), part.data(), unsignedSize(part)) == 1 &&
-           EVP_DigestVerifyUpdate(context.get(), footerHead.data(), unsignedSize(footerHead)) == 1 &&
-           EVP_DigestVerifyFinal(context.get(), unsignedBytes(der), unsignedSize(der)) == 1;
-}
-
-// A key signs many images: only its first one writes the public key. Nobody named the file, so it may be anything.
-bool writePublicKeyFile(const P256Key& key, const QString& path) {
-    const QByteArray point = p256PublicPoint(key);
-    if (point.isEmpty()) {
-        return false;
-    }
+// A key signs many images: only its first one writes the public key. Nobody named the file, so it may be anything, and
+// what becomes of it takes nothing from the signature.
+void writePublicKeyFile(const QByteArray& point, const QString& path) {
     QFile file(path);
     if (file.size() == point.size() && file.open(QIODevice::ReadOnly) && file.readAll() == point) {
-        return true;
+        return;
     }
     if (file.size() != 0 && file.size() != point.size()) {
-        return reportError("The file %s is no public key, it is left as it is", qUtf8Printable(path));
+        warnOfPublicKey("holds something else", path);
+        return;
     }
     file.close();
-    return writeOutputFile(path, point, "Error while writing in the public key file");
+    if (file.exists()) {
+        displayMessage(MessageKind::warning, "The file %s already exists, it will be overwritten",
+                       qUtf8Printable(path));
+    }
+    if (replaceFile(path, point) != ReplaceResult::done) {
+        warnOfPublicKey("can't be written", path);
+    }
 }
 
 }  // namespace
@@ -74,17 +56,23 @@ bool Preparation::signECDSA(unsigned char* keyPath, SignedImage** image, bool wr
     if (!key) {
         return false;
     }
+    Sha256Digest digest{};
+    QByteArray der;
     QByteArray signature;
-    if (!signBytes(key, content.signedPart, content.footerHead, signature)) {
-        ERR_clear_error();
+    if (!sha256({content.signedPart, content.footerHead}, digest) ||
+        !signEcdsa(key.get(), QByteArrayView(digest), der) || !toRawSignature(der, signature)) {
         return reportError("The image can't be signed with the key %s", qUtf8Printable(path));
     }
-    if (!verifyBytes(key, content.signedPart, content.footerHead, signature)) {
-        ERR_clear_error();
+    // Starts from the bytes that go into the image, so that a fault in their encoding shows as well.
+    if (!toDerSignature(signature, der) || verifyEcdsa(key.get(), QByteArrayView(digest), der) != EcdsaCheck::holds) {
         return reportError("The signature that was made with the key %s doesn't verify", qUtf8Printable(path));
     }
-    if (writePublicKey && !writePublicKeyFile(key, publicKeyPath(path))) {
-        return false;
+    if (writePublicKey) {
+        const QByteArray point = p256PublicPoint(key);
+        if (point.isEmpty()) {
+            return false;
+        }
+        writePublicKeyFile(point, publicKeyPath(path));
     }
     content.signature = signature;
     return true;

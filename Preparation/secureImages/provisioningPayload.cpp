@@ -1,16 +1,12 @@
 #include "Preparation/primitives/P256Key.h"
-#include "Preparation/primitives/opensslObjects.h"
+#include "Preparation/primitives/Sha256.h"
+#include "Preparation/primitives/keyPem.h"
 #include "Preparation/secureImages/imageCipher.h"
 #include "display/Display.h"
 #include "preparation-interface/Preparation.h"
 
 #include <QFile>
 #include <QtEndian>
-
-#include <openssl/crypto.h>
-#include <openssl/err.h>
-#include <openssl/evp.h>
-#include <openssl/x509.h>
 
 #include <algorithm>
 
@@ -34,34 +30,21 @@ constexpr std::uint16_t keyTableProtocol = 2;
 constexpr qsizetype headerSize = 96;
 constexpr qsizetype nonceSize = 16;
 constexpr qsizetype nonceOffset = 16;
-constexpr qsizetype bindingSize = 32;
+constexpr qsizetype bindingSize = std::tuple_size_v<Sha256Digest>;
 constexpr qsizetype bindingOffset = 32;
 constexpr qsizetype tagOffset = 64;
 
-void freeDer(unsigned char* der) {
-    OPENSSL_free(der);
-}
-
-bool bindToKey(const QString& path, std::array<char, bindingSize>& binding) {
+bool bindToKey(const QString& path, Sha256Digest& binding) {
     const P256Key key = readP256PublicKey(path);
     if (!key) {
         return false;
     }
-    unsigned char* encoded = nullptr;
-    const int size = i2d_PUBKEY(key.get(), &encoded);
-    const OpensslPointer<unsigned char, freeDer> der(encoded);
-    std::array<unsigned char, bindingSize> hash{};
-    if (size <= 0 ||
-        EVP_Digest(der.get(), static_cast<std::size_t>(size), hash.data(), nullptr, EVP_sha256(), nullptr) != 1) {
-        ERR_clear_error();
-        return reportError("Error while hashing the public key %s", qUtf8Printable(path));
-    }
-    std::transform(hash.begin(), hash.end(), binding.begin(),
-                   [](unsigned char byte) { return static_cast<char>(byte); });
-    return true;
+    QByteArray der;
+    return (subjectPublicKeyInfo(key.get(), der) == DerResult::done && sha256({der}, binding)) ||
+           reportError("Error while hashing the public key %s", qUtf8Printable(path));
 }
 
-bool bindToKeyTable(const QString& path, std::array<char, bindingSize>& binding) {
+bool bindToKeyTable(const QString& path, Sha256Digest& binding) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
         return reportError("Failed to open the root key table hash file %s : %s", qUtf8Printable(path),
@@ -98,7 +81,7 @@ QByteArray Preparation::PVSPayloadPreparation(const QByteArray& blob, const QByt
     }
     const QString path = QString::fromUtf8(reinterpret_cast<const char*>(oemKeyPath));
     const bool withKey = path.endsWith(QLatin1String(".pem"), Qt::CaseInsensitive);
-    std::array<char, bindingSize> binding{};
+    Sha256Digest binding{};
     if (!(withKey ? bindToKey(path, binding) : bindToKeyTable(path, binding))) {
         return {};
     }

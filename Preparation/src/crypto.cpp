@@ -1,19 +1,21 @@
 #include "Preparation/src/crypto.h"
 
+#include "Preparation/primitives/Sha256.h"
 #include "Preparation/primitives/keyFiles.h"
-#include "Preparation/primitives/opensslObjects.h"
-#include "Preparation/src/keyMessages.h"
+#include "Preparation/primitives/rsaSignature.h"
+#include "Preparation/src/keyServiceResult.h"
+#include "Preparation/src/rawPrivateKey.h"
 #include "display/Display.h"
 #include "files/outputFile.h"
 #include "files/wipe.h"
 
+#include <openssl/bn.h>
 #include <openssl/core_names.h>
 #include <openssl/crypto.h>
 #include <openssl/err.h>
+#include <openssl/evp.h>
 #include <openssl/rsa.h>
-#include <openssl/x509.h>
 
-#include <array>
 #include <cstdio>
 #include <cstring>
 
@@ -38,49 +40,31 @@ void printPart(const evp_pkey_st* pkey, const char* name, const char* parameter)
     OPENSSL_clear_free(digits, std::strlen(digits));
 }
 
-// Sets the context up for PKCS #1 v1.5 over a SHA-256 digest.
-bool setPaddingAndHash(EVP_PKEY_CTX* context) {
-    if (EVP_PKEY_CTX_set_rsa_padding(context, RSA_PKCS1_PADDING) < 1) {
-        return reportError("Error: RSA padding fails\n");
+const char* messageOf(RsaStep failed) {
+    switch (failed) {
+        case RsaStep::context:
+            return "Error: creating signing context fails\n";
+        case RsaStep::start:
+            return "Error: signing init fails\n";
+        case RsaStep::padding:
+            return "Error: RSA padding fails\n";
+        case RsaStep::hash:
+            return "Error: setting hash algo fails\n";
+        case RsaStep::size:
+            return "Error: determining signing buffer length fails\n";
+        case RsaStep::digest:
+            return "Error: unvalid hash pointer \n";
+        case RsaStep::sign:
+            return "Error: creating signature fails\n";
+        case RsaStep::verify:
+        case RsaStep::done:
+            break;
     }
-    if (EVP_PKEY_CTX_set_signature_md(context, EVP_sha256()) < 1) {
-        return reportError("Error: setting hash algo fails\n");
-    }
-    return true;
-}
-
-bool makeSignature(EVP_PKEY_CTX* context, QByteArrayView digest, QByteArray& signature) {
-    if (EVP_PKEY_sign_init(context) < 1) {
-        return reportError("Error: signing init fails\n");
-    }
-    if (!setPaddingAndHash(context)) {
-        return false;
-    }
-    std::size_t size = 0;
-    if (EVP_PKEY_sign(context, nullptr, &size, unsignedBytes(digest), unsignedSize(digest)) < 1) {
-        return reportError("Error: determining signing buffer length fails\n");
-    }
-    if (digest.isNull()) {
-        return reportError("Error: unvalid hash pointer \n");
-    }
-    QByteArray made(static_cast<qsizetype>(size), '\0');
-    auto* const out = reinterpret_cast<unsigned char*>(made.data());
-    if (EVP_PKEY_sign(context, out, &size, unsignedBytes(digest), unsignedSize(digest)) != 1) {
-        return reportError("Error: creating signature fails\n");
-    }
-    made.truncate(static_cast<qsizetype>(size));
-    signature = made;
-    return true;
-}
-
-bool signatureHolds(EVP_PKEY_CTX* context, QByteArrayView digest, QByteArrayView signature) {
-    return EVP_PKEY_verify_init(context) == 1 && setPaddingAndHash(context) &&
-           EVP_PKEY_verify(context, unsignedBytes(signature), unsignedSize(signature), unsignedBytes(digest),
-                           unsignedSize(digest)) == 1;
+    return "FAIL \n";
 }
 
 int replaceKeyFile(const QString& path, QByteArrayView bytes, FileAccess access, const ReplaceErrors& errors) {
-    return reportReplacement(replaceFile(path, bytes, access), path, errors) ? 1 : -1;
+    return reportReplacement(replaceFile(path, bytes, access), path, errors) ? keyService::done : keyService::failed;
 }
 
 }  // namespace
@@ -97,8 +81,7 @@ Crypto::~Crypto() {
 }
 
 int Crypto::publicKeyToDer(const evp_pkey_st* /*pkey*/, QByteArray& /*der*/) const {
-    static_cast<void>(reportError("Not supported operation\n"));
-    return 0;
+    return refuseKeyService("Not supported operation\n");
 }
 
 int checkRsaKey(evp_pkey_st* pkey) {
@@ -108,28 +91,28 @@ int checkRsaKey(evp_pkey_st* pkey) {
     if (checked == 1) {
         tell("RSA key ok \n");
         if (ERR_peek_error() == 0) {
-            return 1;
+            return keyService::done;
         }
     }
     if (checked == 0) {
         unsigned long entry = ERR_peek_error();
         while (ERR_GET_LIB(entry) == ERR_LIB_RSA && ERR_GET_REASON(entry) != ERR_R_MALLOC_FAILURE) {
             const char* const reason = ERR_reason_error_string(entry);
-            static_cast<void>(reportError("RSA key error: %s", reason == nullptr ? "" : reason));
+            reportError("RSA key error: %s", reason == nullptr ? "" : reason);
             static_cast<void>(ERR_get_error());
             entry = ERR_peek_error();
         }
-        return -1;
+        return keyService::failed;
     }
     ERR_print_errors_fp(stderr);
-    return -1;
+    return keyService::failed;
 }
 
 int Crypto::generateKeyPair(KeyPointer& pkey) const {
     const KeyContext context(EVP_PKEY_CTX_new_from_name(nullptr, "RSA", nullptr));
     if (!context || EVP_PKEY_keygen_init(context.get()) != 1 ||
         EVP_PKEY_CTX_set_rsa_keygen_bits(context.get(), rsaKeyBits) != 1) {
-        return 0;
+        return keyService::refused;
     }
     EVP_PKEY* made = nullptr;
     if (EVP_PKEY_keygen(context.get(), &made) != 1) {
@@ -137,45 +120,40 @@ int Crypto::generateKeyPair(KeyPointer& pkey) const {
     }
     KeyPointer key(made);
     const int result = checkRsaKey(key.get());
-    if (result == 1) {
+    if (result == keyService::done) {
         pkey = std::move(key);
     }
     return result;
 }
 
 int Crypto::signDigest(QByteArrayView digest, QByteArray& signature, evp_pkey_st* pkey, bool verbose) const {
-    const KeyContext context = makeKeyContext(pkey);
-    if (!context) {
-        return failWith("Error: creating signing context fails\n");
-    }
+    constexpr int anySize = 0;
     QByteArray made;
-    if (!makeSignature(context.get(), digest, made)) {
-        return -1;
+    const RsaStep signing = signRsa(pkey, digest, anySize, made);
+    if (signing != RsaStep::done) {
+        return failKeyService(messageOf(signing));
     }
     if (verbose) {
         tell("signature generated\n");
         tell("signature verification: ");
     }
-    if (!signatureHolds(context.get(), digest, made)) {
-        static_cast<void>(reportError("FAIL \n"));
-        return 0;
+    if (verifyRsa(pkey, digest, made) != RsaStep::done) {
+        return refuseKeyService(messageOf(RsaStep::verify));
     }
     if (verbose) {
         displayMessage(MessageKind::success, "SUCCESS \n");
     }
     signature = made;
-    return 1;
+    return keyService::done;
 }
 
 int Crypto::sha256(QByteArrayView data, QByteArray& digest) {
-    std::array<char, EVP_MAX_MD_SIZE> bytes{};
-    unsigned size = 0;
-    if (EVP_Digest(data.data(), unsignedSize(data), reinterpret_cast<unsigned char*>(bytes.data()), &size, EVP_sha256(),
-                   nullptr) != 1) {
-        return failWith("Error: unknown message digest \n");
+    Sha256Digest bytes{};
+    if (!::sha256({data}, bytes)) {
+        return failKeyService("Error: unknown message digest \n");
     }
-    digest = QByteArray(bytes.data(), static_cast<qsizetype>(size));
-    return 1;
+    digest = QByteArray(bytes.data(), static_cast<qsizetype>(bytes.size()));
+    return keyService::done;
 }
 
 int Crypto::writePrivateKeyPlain(const QString& path, const evp_pkey_st* pkey) {
@@ -183,7 +161,7 @@ int Crypto::writePrivateKeyPlain(const QString& path, const evp_pkey_st* pkey) {
     QByteArray pem;
     const WipeOnExit wiped(pem);
     if (!privateKeyToPem(pkey, pem)) {
-        return failWith(errors.cannotWrite);
+        return failKeyService(errors.cannotWrite);
     }
     return replaceKeyFile(path, pem, FileAccess::ownerReadsAndWrites, errors);
 }
@@ -194,7 +172,7 @@ int Crypto::writePrivateKeyEncrypted(const QString& path, const evp_pkey_st* pke
                                       "Error: writing encrypted private Key fails\n"};
     QByteArray pem;
     if (!privateKeyToEncryptedPem(pkey, cipher, passphrase, pem)) {
-        return failWith(errors.cannotWrite);
+        return failKeyService(errors.cannotWrite);
     }
     return replaceKeyFile(path, pem, FileAccess::ownerReads, errors);
 }
@@ -203,7 +181,7 @@ int Crypto::writePublicKey(const QString& path, const evp_pkey_st* pkey) {
     constexpr ReplaceErrors errors = {"Error: creating key file fails\n", "Error: writing key fails\n"};
     QByteArray pem;
     if (!publicKeyToPem(pkey, pem)) {
-        return failWith(errors.cannotWrite);
+        return failKeyService(errors.cannotWrite);
     }
     return replaceKeyFile(path, pem, FileAccess::everybodyReads, errors);
 }
@@ -211,95 +189,95 @@ int Crypto::writePublicKey(const QString& path, const evp_pkey_st* pkey) {
 int Crypto::writePublicKeyHash(const evp_pkey_st* pkey, const QString& path) const {
     constexpr ReplaceErrors errors = {"Error: reading Device key file fails\n", "Error: writing key fails\n"};
     QByteArray digest;
-    if (publicKeyHash(pkey, digest) != 1) {
-        return failWith("Error: calculating PubKey hash fails\n");
+    if (publicKeyHash(pkey, digest) != keyService::done) {
+        return failKeyService("Error: calculating PubKey hash fails\n");
     }
     return replaceKeyFile(path, digest, FileAccess::everybodyReads, errors);
 }
 
 int Crypto::publicKeyHash(const evp_pkey_st* pkey, QByteArray& digest) const {
     QByteArray der;
-    if (publicKeyToDer(pkey, der) != 1) {
-        return failWith("Error: converting public Key to DER Format fails \n");
+    if (publicKeyToDer(pkey, der) != keyService::done) {
+        return failKeyService("Error: converting public Key to DER Format fails \n");
     }
-    return sha256(der, digest) == 1 ? 1 : failWith("Error : calculating public Key (DER Format) hash fails\n");
+    return sha256(der, digest) == keyService::done
+               ? keyService::done
+               : failKeyService("Error : calculating public Key (DER Format) hash fails\n");
 }
 
 int Crypto::encodePublicKey(const evp_pkey_st* pkey, QByteArray& der) {
-    const int size = pkey == nullptr ? 0 : i2d_PUBKEY(pkey, nullptr);
-    if (size <= 0) {
-        return failWith("Error: extracting public key fails\n");
+    switch (subjectPublicKeyInfo(pkey, der)) {
+        case DerResult::done:
+            return keyService::done;
+        case DerResult::noPublicKey:
+            return failKeyService("Error: extracting public key fails\n");
+        case DerResult::failed:
+            break;
     }
-    QByteArray made(size, '\0');
-    auto* out = reinterpret_cast<unsigned char*>(made.data());
-    if (i2d_PUBKEY(pkey, &out) != size) {
-        return failWith("Error: creating DER Format Public Key Fails\n");
-    }
-    der = made;
-    return 1;
+    return failKeyService("Error: creating DER Format Public Key Fails\n");
 }
 
 int Crypto::releaseBuffer(QByteArray& buffer) {
     if (buffer.isNull()) {
-        return 0;
+        return keyService::refused;
     }
     wipe(buffer);
-    return 1;
+    return keyService::done;
 }
 
 int Crypto::readPublicKeyPem(const QString& path, KeyPointer& pkey) {
     QByteArray pem;
     if (!readKeyFile(path, pem)) {
-        return failWith("Error: reading device key file fails\n");
+        return failKeyService("Error: reading device key file fails\n");
     }
     KeyPointer key = publicKeyFromPem(pem);
     if (!key) {
-        return failWith("Error: reading public key file fails\n");
+        return failKeyService("Error: reading public key file fails\n");
     }
     pkey = std::move(key);
-    return 1;
+    return keyService::done;
 }
 
 int Crypto::readPublicKeyAsDer(const QString& path, QByteArray& der) {
     KeyPointer key;
-    if (readPublicKeyPem(path, key) != 1 || encodePublicKey(key.get(), der) != 1) {
-        return failWith("Error: reading public key fails\n");
+    if (readPublicKeyPem(path, key) != keyService::done || encodePublicKey(key.get(), der) != keyService::done) {
+        return failKeyService("Error: reading public key fails\n");
     }
-    return 1;
+    return keyService::done;
 }
 
 int Crypto::readPrivateKey(const QString& path, KeyPointer& pkey) {
     QByteArray pem;
     const WipeOnExit wiped(pem);
     if (!readKeyFile(path, pem)) {
-        return failWith("Error: reading device key file fails\n");
+        return failKeyService("Error: reading device key file fails\n");
     }
     KeyPointer key = privateKeyFromPem(pem);
     if (!key) {
-        return failWith("Error: reading Private key fails\n");
+        return failKeyService("Error: reading Private key fails\n");
     }
     pkey = std::move(key);
-    return 1;
+    return keyService::done;
 }
 
 int Crypto::readPrivateKeyEncrypted(const QString& path, KeyPointer& pkey, QByteArrayView passphrase) {
     QByteArray pem;
     const WipeOnExit wiped(pem);
     if (!readKeyFile(path, pem)) {
-        return failWith("Error: reading device key file fails \n");
+        return failKeyService("Error: reading device key file fails \n");
     }
     KeyPointer key = privateKeyFromPem(pem, passphrase);
     if (!key) {
-        return failWith("Error: reading encrypted private key file fails\n");
+        return failKeyService("Error: reading encrypted private key file fails\n");
     }
     printRsaKey(key.get());
     pkey = std::move(key);
-    return 1;
+    return keyService::done;
 }
 
 void Crypto::printRsaKey(const evp_pkey_st* pkey) {
     if (pkey == nullptr || EVP_PKEY_get_base_id(pkey) != EVP_PKEY_RSA) {
-        static_cast<void>(reportError("Error: EVP_PKEY_get1_RSA failed\n"));
+        reportError("Error: EVP_PKEY_get1_RSA failed\n");
         return;
     }
     printPart(pkey, "p", OSSL_PKEY_PARAM_RSA_FACTOR1);
@@ -309,18 +287,43 @@ void Crypto::printRsaKey(const evp_pkey_st* pkey) {
     printPart(pkey, "d", OSSL_PKEY_PARAM_RSA_D);
 }
 
+int Crypto::extractRawPrivateKey(const QString& path) {
+    QByteArray pem;
+    const WipeOnExit wiped(pem);
+    if (!readKeyFile(path, pem)) {
+        return refuseKeyService("Error: reading device key file fails\n");
+    }
+    const KeyPointer key = privateKeyFromPem(pem);
+    if (!key) {
+        return refuseKeyService("Extract Private Key Fails\n");
+    }
+    QByteArray der;
+    if (!privateKeyToDer(key.get(), der)) {
+        return refuseKeyService("Creating Bin Format Private Key Fails\n");
+    }
+    if (!removePublicKey(der)) {
+        wipe(der);
+        return keyService::refused;
+    }
+    wipe(rawPrivateKey);
+    rawPrivateKey.swap(der);
+    rawPrivateKeySize = static_cast<std::uint64_t>(rawPrivateKey.size());
+    return keyService::done;
+}
+
 int Crypto::signData(QByteArrayView data, const QString& keyPath, QByteArrayView passphrase, QByteArray& signature,
                      bool verbose) const {
     tell("Reading Private Key File... \n");
     KeyPointer key;
-    if (readPrivateKeyEncrypted(keyPath, key, passphrase) != 1) {
-        return failWith("Error: reading private key file fails\n");
+    if (readPrivateKeyEncrypted(keyPath, key, passphrase) != keyService::done) {
+        return failKeyService("Error: reading private key file fails\n");
     }
     QByteArray digest;
-    if (sha256(data, digest) != 1 || signDigest(digest, signature, key.get(), verbose) != 1) {
-        return failWith("Error: signing fails \n");
+    if (sha256(data, digest) != keyService::done ||
+        signDigest(digest, signature, key.get(), verbose) != keyService::done) {
+        return failKeyService("Error: signing fails \n");
     }
-    return 1;
+    return keyService::done;
 }
 
 bool Crypto::selectCipher(std::int32_t algorithm, KeyCipher& cipher) {
@@ -343,25 +346,25 @@ int Crypto::generateKeyFiles(const QString& privatePath, const QString& publicPa
                              QByteArrayView passphrase, std::int32_t algorithm) const {
     KeyCipher cipher{};
     if (!selectCipher(algorithm, cipher)) {
-        return -1;
+        return keyService::failed;
     }
     // Told as an error although it is none: a look that users of the key services know.
-    static_cast<void>(reportError("Generating RSA private key... \n"));
+    reportError("Generating RSA private key... \n");
     std::fflush(stdout);  // the key takes seconds
     KeyPointer key;
-    if (generateKeyPair(key) != 1) {
-        return failWith("Error: fail occured while generating RSA private key\n");
+    if (generateKeyPair(key) != keyService::done) {
+        return failKeyService("Error: fail occured while generating RSA private key\n");
     }
     tell("Saving RSA private key...\n");
-    if (writePrivateKeyEncrypted(privatePath, key.get(), passphrase, cipher) != 1) {
-        return failWith("Error: creating PEM file fails\n");
+    if (writePrivateKeyEncrypted(privatePath, key.get(), passphrase, cipher) != keyService::done) {
+        return failKeyService("Error: creating PEM file fails\n");
     }
     tell("Private key PEM file created\n");
-    if (writePublicKey(publicPath, key.get()) != 1) {
-        return failWith("Error: creating Pubkey.pem fails\n");
+    if (writePublicKey(publicPath, key.get()) != keyService::done) {
+        return failKeyService("Error: creating Pubkey.pem fails\n");
     }
     tell("Public key PEM file created\n");
     static_cast<void>(writePublicKeyHash(key.get(), hashPath));  // an RSA key has no hashed form
     tell("Key generation done\n");
-    return 1;
+    return keyService::done;
 }

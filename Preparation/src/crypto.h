@@ -10,8 +10,9 @@
 
 /// Key services for RSA, and the common part of those for elliptic curves.
 ///
-/// Every operation gives 1 for success, and -1 or 0 for a failure that it has told through the display. Results stay as
-/// they were on failure. Keys given in may be null; that is a failure like any other.
+/// Every operation gives 1 for success, and -1 or 0 for a failure that it has told through the display (the numbers
+/// have names in keyServiceResult.h). Results stay as they were on failure. Keys given in may be null; that is a
+/// failure like any other.
 class Crypto {
   public:
     Crypto();

@@ -1,11 +1,11 @@
 #include "Preparation/src/ec_crypto.h"
 
-#include "Preparation/primitives/opensslObjects.h"
-#include "Preparation/primitives/rawSignature.h"
-#include "Preparation/src/keyMessages.h"
+#include "Preparation/primitives/ecdsa.h"
+#include "Preparation/src/keyServiceResult.h"
 #include "display/Display.h"
 
 #include <openssl/ec.h>
+#include <openssl/evp.h>
 #include <openssl/obj_mac.h>
 
 #include <algorithm>
@@ -35,26 +35,17 @@ bool keepPoint(QByteArray& der, std::int32_t curveNid) {
     return true;
 }
 
-int verifyEcdsa(EVP_PKEY* pkey, QByteArrayView digest, QByteArrayView derSignature) {
-    const KeyContext context = makeKeyContext(pkey);
-    if (!context || EVP_PKEY_verify_init(context.get()) != 1) {
-        return -1;
-    }
-    return EVP_PKEY_verify(context.get(), unsignedBytes(derSignature), unsignedSize(derSignature),
-                           unsignedBytes(digest), unsignedSize(digest));
-}
-
-void tellVerification(int result) {
+void tellVerification(EcdsaCheck check) {
     tell("signature verification: ");
-    switch (result) {
-        case 1:
+    switch (check) {
+        case EcdsaCheck::holds:
             displayMessage(MessageKind::success, "SUCCESS \n");
             break;
-        case 0:
-            static_cast<void>(reportError("Incorrect signature!\n"));
+        case EcdsaCheck::doesNotHold:
+            reportError("Incorrect signature!\n");
             break;
-        default:
-            static_cast<void>(reportError("Error occured during signature verification!\n"));
+        case EcdsaCheck::failed:
+            reportError("Error occured during signature verification!\n");
             break;
     }
 }
@@ -68,15 +59,15 @@ EC_Crypto::EC_Crypto(std::int32_t nid) : curveNid(nid) {
 
 int EC_Crypto::publicKeyToDer(const evp_pkey_st* pkey, QByteArray& der) const {
     QByteArray encoded;
-    if (encodePublicKey(pkey, encoded) != 1) {
-        return -1;
+    if (encodePublicKey(pkey, encoded) != keyService::done) {
+        return keyService::failed;
     }
     printDer(encoded);
     if (!keepPoint(encoded, curveNid)) {
-        return -1;
+        return keyService::failed;
     }
     der = encoded;
-    return 1;
+    return keyService::done;
 }
 
 int EC_Crypto::generateKeyPair(KeyPointer& pkey) const {
@@ -86,21 +77,21 @@ int EC_Crypto::generateKeyPair(KeyPointer& pkey) const {
         EVP_PKEY_CTX_set_ec_paramgen_curve_nid(parameterContext.get(), curveNid) != 1 ||
         EVP_PKEY_CTX_set_ec_param_enc(parameterContext.get(), OPENSSL_EC_NAMED_CURVE) != 1 ||
         EVP_PKEY_paramgen(parameterContext.get(), &parameters) != 1) {
-        return 0;
+        return keyService::refused;
     }
     const KeyPointer curve(parameters);
     const KeyContext keyContext = makeKeyContext(curve.get());
     EVP_PKEY* made = nullptr;
     if (!keyContext || EVP_PKEY_keygen_init(keyContext.get()) != 1 || EVP_PKEY_keygen(keyContext.get(), &made) != 1) {
-        return 0;
+        return keyService::refused;
     }
     KeyPointer key(made);
     const KeyContext checkContext = makeKeyContext(key.get());
     if (!checkContext || EVP_PKEY_check(checkContext.get()) != 1) {
-        return 0;
+        return keyService::refused;
     }
     pkey = std::move(key);
-    return 1;
+    return keyService::done;
 }
 
 int EC_Crypto::setCurve(std::int32_t nid) {
@@ -108,12 +99,12 @@ int EC_Crypto::setCurve(std::int32_t nid) {
     switch (nid) {
         case prime256v1Nid:
             tell("Prime256v1 curve is selected. \n");
-            return 1;
+            return keyService::done;
         case brainpoolP256t1Nid:
             tell("brainpoolP256t1 curve is selected.\n");
-            return 1;
+            return keyService::done;
         default:
-            return failWith("Unsupported curve NID!\n");
+            return failKeyService("Unsupported curve NID!\n");
     }
 }
 
@@ -121,7 +112,7 @@ int EC_Crypto::generateKeyFiles(const QString& privatePath, const QString& publi
                                 QByteArrayView passphrase, std::int32_t algorithm) const {
     KeyCipher cipher{};
     if (!selectCipher(algorithm, cipher)) {
-        return -1;
+        return keyService::failed;
     }
     switch (curveNid) {
         case prime256v1Nid:
@@ -131,25 +122,25 @@ int EC_Crypto::generateKeyFiles(const QString& privatePath, const QString& publi
             tell("Generating brainpoolP256t1 keys... \n");
             break;
         default:
-            return failWith("Unsupported curve NID!\n");
+            return failKeyService("Unsupported curve NID!\n");
     }
     KeyPointer key;
-    if (generateKeyPair(key) != 1) {
-        return failWith("Error occured while generating Keypair! \n");
+    if (generateKeyPair(key) != keyService::done) {
+        return failKeyService("Error occured while generating Keypair! \n");
     }
-    if (writePrivateKeyEncrypted(privatePath, key.get(), passphrase, cipher) != 1) {
-        return failWith("Error occured while creating PEM file!\n");
+    if (writePrivateKeyEncrypted(privatePath, key.get(), passphrase, cipher) != keyService::done) {
+        return failKeyService("Error occured while creating PEM file!\n");
     }
     tell("Private key PEM file created \n");
-    if (writePublicKey(publicPath, key.get()) != 1) {
-        return failWith("Error occured while creating public key PEM file!\n");
+    if (writePublicKey(publicPath, key.get()) != keyService::done) {
+        return failKeyService("Error occured while creating public key PEM file!\n");
     }
     tell("Public key PEM file created \n");
-    if (writePublicKeyHash(key.get(), hashPath) != 1) {
-        return failWith("Error occured while creating public key hash file!\n");
+    if (writePublicKeyHash(key.get(), hashPath) != keyService::done) {
+        return failKeyService("Error occured while creating public key hash file!\n");
     }
     tell("public key hash file created \n");
-    return 1;
+    return keyService::done;
 }
 
 qsizetype EC_Crypto::reverseBytes(QByteArray& out, QByteArrayView in) {
@@ -160,23 +151,16 @@ qsizetype EC_Crypto::reverseBytes(QByteArray& out, QByteArrayView in) {
 }
 
 int EC_Crypto::signDigestEcdsa(QByteArrayView digest, QByteArray& signature, evp_pkey_st* pkey) {
-    const bool onCurve = pkey != nullptr && EVP_PKEY_get_base_id(pkey) == EVP_PKEY_EC;
-    const int room = onCurve ? EVP_PKEY_get_size(pkey) : 0;
-    if (room <= 0) {
-        return failWith("Error: determining signing buffer length fails \n");
+    if (pkey == nullptr || EVP_PKEY_get_base_id(pkey) != EVP_PKEY_EC || EVP_PKEY_get_size(pkey) <= 0) {
+        return failKeyService("Error: determining signing buffer length fails \n");
     }
     if (digest.isNull()) {
-        return failWith("Error: unvalid hash pointer \n");
+        return failKeyService("Error: unvalid hash pointer \n");
     }
-    QByteArray derSignature(room, '\0');
-    auto size = static_cast<std::size_t>(room);
-    const KeyContext context = makeKeyContext(pkey);
-    if (!context || EVP_PKEY_sign_init(context.get()) != 1 ||
-        EVP_PKEY_sign(context.get(), reinterpret_cast<unsigned char*>(derSignature.data()), &size,
-                      unsignedBytes(digest), unsignedSize(digest)) != 1) {
-        return failWith("Error: Creating ECDSA signature fails!\n");
+    QByteArray derSignature;
+    if (!signEcdsa(pkey, digest, derSignature)) {
+        return failKeyService("Error: Creating ECDSA signature fails!\n");
     }
-    derSignature.truncate(static_cast<qsizetype>(size));
     tell("ECDSA signature generated.\n");
     tellVerification(verifyEcdsa(pkey, digest, derSignature));
 
@@ -184,29 +168,33 @@ int EC_Crypto::signDigestEcdsa(QByteArrayView digest, QByteArray& signature, evp
     QByteArray raw;
     QByteArray decoded;
     if (!toRawSignature(derSignature, raw) || !toDerSignature(raw, decoded)) {
-        return -1;
+        return keyService::failed;
     }
-    const int result = verifyEcdsa(pkey, digest, decoded);
-    if (result == 1) {
-        signature = raw;
+    switch (verifyEcdsa(pkey, digest, decoded)) {
+        case EcdsaCheck::holds:
+            signature = raw;
+            return keyService::done;
+        case EcdsaCheck::doesNotHold:
+            return keyService::refused;
+        case EcdsaCheck::failed:
+            break;
     }
-    return result;
+    return keyService::failed;
 }
 
 int EC_Crypto::readRawPublicKey(const QString& path, QByteArray& der) const {
     KeyPointer key;
-    if (readPublicKeyPem(path, key) != 1 || publicKeyToDer(key.get(), der) != 1) {
-        return failWith("Reading public key fails \n");
+    if (readPublicKeyPem(path, key) != keyService::done || publicKeyToDer(key.get(), der) != keyService::done) {
+        return failKeyService("Reading public key fails \n");
     }
-    return 1;
+    return keyService::done;
 }
 
 int EC_Crypto::readPublicKeyDer(const QString& path, QByteArray& der) {
     KeyPointer key;
-    if (readPublicKeyPem(path, key) != 1 || encodePublicKey(key.get(), der) != 1) {
-        static_cast<void>(reportError("Reading public key fails \n"));
-        return 0;
+    if (readPublicKeyPem(path, key) != keyService::done || encodePublicKey(key.get(), der) != keyService::done) {
+        return refuseKeyService("Reading public key fails \n");
     }
     printDer(der);
-    return 1;
+    return keyService::done;
 }

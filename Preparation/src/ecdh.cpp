@@ -1,13 +1,15 @@
 #include "Preparation/src/ecdh.h"
 
-#include "Preparation/primitives/opensslObjects.h"
+#include "Preparation/primitives/x963Secret.h"
 #include "Preparation/src/ec_crypto.h"
+#include "Preparation/src/keyServiceResult.h"
 #include "display/Display.h"
 #include "files/wipe.h"
 
+#include <openssl/bn.h>
 #include <openssl/core_names.h>
 #include <openssl/crypto.h>
-#include <openssl/ec.h>
+#include <openssl/evp.h>
 #include <openssl/params.h>
 
 #include <array>
@@ -39,13 +41,13 @@ KeyPointer privateKeyOf(QByteArrayView scalar) {
     const NumberPointer number(scalar.size() == scalarSize ? BN_bin2bn(unsignedBytes(scalar), scalarSize, nullptr)
                                                            : nullptr);
     if (!number || BN_bn2nativepad(number.get(), bytes, scalarSize) != scalarSize) {
-        static_cast<void>(reportError("Failed Convert to BIGNUM for private key conversion.\n"));
+        reportError("Failed Convert to BIGNUM for private key conversion.\n");
         return nullptr;
     }
     KeyPointer key =
         keyFromPart(OSSL_PARAM_construct_BN(OSSL_PKEY_PARAM_PRIV_KEY, bytes, scalarSize), EVP_PKEY_KEYPAIR);
     if (!key) {
-        static_cast<void>(reportError("Failed Convert private key to EC_KEY.\n"));
+        reportError("Failed Convert private key to EC_KEY.\n");
     }
     return key;
 }
@@ -58,21 +60,9 @@ KeyPointer peerKeyOf(QByteArrayView point) {
                           EVP_PKEY_PUBLIC_KEY)
             : nullptr;
     if (!key) {
-        static_cast<void>(reportError("Failed ecPeerKey = EC_KEY_new().\n"));
+        reportError("Failed ecPeerKey = EC_KEY_new().\n");
     }
     return key;
-}
-
-bool deriveSecret(EVP_PKEY* own, EVP_PKEY* peer, QByteArray& secret) {
-    const KeyContext context = makeKeyContext(own);
-    auto size = static_cast<std::size_t>(secretSize);
-    return context && EVP_PKEY_derive_init(context.get()) == 1 &&
-           EVP_PKEY_CTX_set_ecdh_kdf_type(context.get(), EVP_PKEY_ECDH_KDF_X9_63) == 1 &&
-           EVP_PKEY_CTX_set_ecdh_kdf_md(context.get(), EVP_sha256()) == 1 &&
-           EVP_PKEY_CTX_set_ecdh_kdf_outlen(context.get(), secretSize) == 1 &&
-           EVP_PKEY_derive_set_peer(context.get(), peer) == 1 &&
-           EVP_PKEY_derive(context.get(), reinterpret_cast<unsigned char*>(secret.data()), &size) == 1 &&
-           size == static_cast<std::size_t>(secretSize);
 }
 
 struct TestKey {
@@ -83,7 +73,7 @@ struct TestKey {
 bool makeTestKey(TestKey& made) {
     const EC_Crypto services(prime256v1Nid);
     KeyPointer key;
-    if (services.generateKeyPair(key) != 1) {
+    if (services.generateKeyPair(key) != keyService::done) {
         return reportError("Failed to generate the private and public key\n");
     }
     std::size_t size = 0;
@@ -108,7 +98,7 @@ qsizetype computeEcdhSecret(QByteArray& secret, QByteArrayView privateBytes, QBy
     const KeyPointer peer = peerKeyOf(peerPoint);
     QByteArray made(secretSize, '\0');
     const WipeOnExit wiped(made);
-    if (!own || !peer || !deriveSecret(own.get(), peer.get(), made)) {
+    if (!own || !peer || !deriveX963Secret(own.get(), peer.get(), {made.data(), unsignedSize(made)})) {
         return 0;
     }
     secret.swap(made);
@@ -123,17 +113,15 @@ int ecdhSelfTest() {
     const WipeOnExit wipeScalars[] = {WipeOnExit(first.scalar), WipeOnExit(second.scalar)};
     const WipeOnExit wipeSecrets[] = {WipeOnExit(firstSecret), WipeOnExit(secondSecret)};
     if (!makeTestKey(first) || !makeTestKey(second)) {
-        return 0;
+        return keyService::refused;
     }
     if (computeEcdhSecret(firstSecret, first.scalar, second.point) == 0 ||
         computeEcdhSecret(secondSecret, second.scalar, first.point) == 0) {
-        static_cast<void>(reportError("Failed EC_DH\n"));
-        return 0;
+        return refuseKeyService("Failed EC_DH\n");
     }
     if (CRYPTO_memcmp(firstSecret.constData(), secondSecret.constData(), static_cast<std::size_t>(secretSize)) != 0) {
-        static_cast<void>(reportError("secret deffirent ECDH is not working correctly \n"));
-        return 0;
+        return refuseKeyService("secret deffirent ECDH is not working correctly \n");
     }
     displayMessage(MessageKind::success, "ECDH Work correctly yeaaah\n");
-    return 1;
+    return keyService::done;
 }

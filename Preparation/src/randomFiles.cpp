@@ -29,7 +29,7 @@ int generateRandomFile(const QString& path, qsizetype size) {
     }
     const bool isWritten = reportReplacement(
         replaceFile(path, bytes), path, {"Failed to create output file : %s", "Error while writing in file : %s file"});
-    return isWritten ? 0 : -1;
+    return isWritten ? randomFileWritten : randomFileFailed;
 }
 
 int generateRandomFile16(const QString& path) {

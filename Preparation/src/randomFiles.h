@@ -2,8 +2,11 @@
 
 #include <QString>
 
-/// Write a file of random bytes, with a warning if it exists already. 0, or -1 with a message; an older file stays
-/// then.
+inline constexpr int randomFileWritten = 0;
+inline constexpr int randomFileFailed = -1;
+
+/// Write a file of random bytes, with a warning if it exists already. `randomFileWritten`, or `randomFileFailed` with a
+/// message; an older file stays then.
 ///
 /// The bytes depend on nothing but the clock, one millisecond apart each: whoever knows when a file was made can guess
 /// it. The files are for trials; no key of a product comes from here.

@@ -1,12 +1,9 @@
-#include "Preparation/primitives/keyFiles.h"
-#include "Preparation/primitives/opensslObjects.h"
-#include "Preparation/src/crypto.h"
-#include "display/Display.h"
-#include "files/wipe.h"
+#include "Preparation/src/rawPrivateKey.h"
 
-#include <openssl/x509.h>
+#include "display/Display.h"
 
 #include <array>
+#include <cstdint>
 
 // The PKCS #8 DER of a private key on Prime256v1, 138 bytes, as OpenSSL writes it:
 //
@@ -41,6 +38,8 @@ constexpr std::array landmarks = {
     Landmark{1, 0x81, 2, "Error: Start value Private Key \n"},
 };
 
+}  // namespace
+
 bool removePublicKey(QByteArray& der) {
     const auto byteAt = [&der](qsizetype offset) {
         return offset < der.size() ? static_cast<std::uint8_t>(der.at(offset)) : std::uint8_t{0};
@@ -57,34 +56,4 @@ bool removePublicKey(QByteArray& der) {
     // The first landmark has shown that there are more than 68 bytes.
     der.truncate(der.size() - publicKeyOffset);
     return true;
-}
-
-}  // namespace
-
-int Crypto::extractRawPrivateKey(const QString& path) {
-    QByteArray pem;
-    const WipeOnExit wiped(pem);
-    if (!readKeyFile(path, pem)) {
-        static_cast<void>(reportError("Error: reading device key file fails\n"));
-        return 0;
-    }
-    const KeyPointer key = privateKeyFromPem(pem);
-    const BioPointer bio = makeMemoryBio();
-    if (!key || !bio) {
-        static_cast<void>(reportError("Extract Private Key Fails\n"));
-        return 0;
-    }
-    if (i2d_PKCS8PrivateKeyInfo_bio(bio.get(), key.get()) != 1) {
-        static_cast<void>(reportError("Creating Bin Format Private Key Fails\n"));
-        return 0;
-    }
-    QByteArray der = contentOf(bio.get()).toByteArray();
-    if (!removePublicKey(der)) {
-        wipe(der);
-        return 0;
-    }
-    wipe(rawPrivateKey);
-    rawPrivateKey.swap(der);
-    rawPrivateKeySize = static_cast<std::uint64_t>(rawPrivateKey.size());
-    return 1;
 }

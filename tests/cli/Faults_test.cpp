@@ -32,7 +32,7 @@ constexpr FaultRow rows[] = {
      "Error: Error while writing in the Payload file"},
     {"-gpdata secrets.bin old/d.bin", "d.bin", 1, "Error: Error while writing in the output file"},
     {"-sign -bin stack.bin -prvk private.pem -v 1 -o old/s.bin", "s.bin", 1,
-     "Error: Error while writing in the public key file | Error: Error occured when signing the binary image"},
+     "Error: Error while writing in the signed image file | Error: an error occured while preparing signed image"},
     {"-dcu -app secrets.bin -key key.bin -directory old -add 90000000 -mode 0", "Encrypted_Image.bin", 0,
      "Error: Error while writing the file old/Encrypted_Image.bin | Firmware encryption failed"},
     {"-obk ./t.xml", "o.bin", 0, "Error:  OBkey Generation Failed ././old/o.bin is already opened or save error"},

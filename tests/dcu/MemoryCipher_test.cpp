@@ -59,7 +59,7 @@ TEST(MemoryCipher, NoekeonVectors) {
     }
 }
 
-// Twelve rounds on the words of key and block read backward, and nothing behind them.
+// Twelve rounds on the words of key and block read backward, and nothing after them.
 TEST(MemoryCipher, NoekeonReadsBackward) {
     const CipherBlock key = block("000102030405060708090a0b0c0d0e0f");
     const CipherBlock plain = block("f0e1d2c3b4a5968778695a4b3c2d1e0f");

@@ -72,7 +72,7 @@ TEST(PersonalizationData, Encrypts) {
               "21d514b25466931c7d8f6a5aac84aa051ba30b396a0aac973d58e091473f5985"
               "4d5c2af327cd64a62cf35abd2ba6fab4");
     const MessageCapture messages;
-    key.fill('\0');  // what a derivation that failed leaves behind
+    key.fill('\0');  // what a derivation that failed leaves
     EXPECT_EQ(preparation.encryptPersoData(bytesOf(plain), 64, bytesOf(key), bytesOf(iv), bytesOf(output),
                                            bytesOf(output) + 64),
               -1);

@@ -1,4 +1,4 @@
-#include "Preparation/primitives/rawSignature.h"
+#include "Preparation/primitives/ecdsa.h"
 #include "files/ByteWriter.h"
 #include "preparation-interface/Preparation.h"
 #include "tests/support/MessageCapture.h"
@@ -74,6 +74,27 @@ TEST_F(Signing, VerifiesWithOpenssl) {
         EXPECT_EQ(folder.read(row.publicName), folder.read("public.der").right(64));
     }
     EXPECT_THAT(messages.texts(), testing::Each(testing::HasSubstr("signed.bin already exists")));
+}
+
+// Keys often lie where nothing can be written, and nobody named the file of the public key.
+TEST_F(Signing, SignsWithoutAPublicKeyFile) {
+    openssl("ecparam -name prime256v1 -genkey -noout -out @key.pem");
+    const QString path = folder.path("key_pub.bin");
+    const std::string start = "Warning: The public key file " + path.toStdString();
+    const struct {
+        const char* shell;  ///< what makes of "$0" something that is no public key file
+        const char* warning;
+    } rows[]{{"echo something else > $0", " holds something else, the image is signed all the same"},
+             {"rm $0; mkdir $0", " holds something else, the image is signed all the same"},
+             {"rmdir $0; ln -s /none/at/all $0", " can't be written, the image is signed all the same"}};
+    for (const auto& row : rows) {
+        outsideTool("sh -c \"" + QByteArray(row.shell).replace("$0", path.toUtf8()) + "\"");
+        messages.clear();
+        SignedImage image;
+        setUp(image, "part");
+        EXPECT_TRUE(sign(image, "key.pem") && image.createSignedImage(folder.path("signed.bin"), "part"));
+        EXPECT_EQ(messages.texts().front(), start + row.warning);
+    }
 }
 
 TEST_F(Signing, RefusesOtherKeys) {

@@ -1,5 +1,5 @@
 // A card driver that hands on to the one in FAILING_DRIVER_REAL, but answers call number FAILING_DRIVER_CALL (from 1)
-// with CKR_DEVICE_REMOVED, and every call behind it too if that number is negative.
+// with CKR_DEVICE_REMOVED, and every call after it too if that number is negative.
 
 #include <p11-kit/pkcs11.h>
 

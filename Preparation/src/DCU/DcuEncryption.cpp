@@ -31,7 +31,7 @@ const char* announcement(std::uint32_t mode) {
     }
 }
 
-// Appends what `from` has behind `offset`, in pieces: the file may be of any size.
+// Appends what `from` has from `offset` on, in pieces: the file may be of any size.
 bool copyTail(QFile& from, qint64 offset, const PieceWriter& write) {
     constexpr qint64 pieceSize = qint64{1} << 20;
     const qint64 size = from.size();
@@ -157,7 +157,7 @@ bool DcuEncryption::writeImage() {
         display->displayMessage(MessageKind::error, "Failed to open file");
         return false;
     }
-    // The old file is replaced as a whole, so that a failure costs nothing of it; what it has behind the end of the
+    // The old file is replaced as a whole, so that a failure costs nothing of it; what it has after the end of the
     // image goes along.
     const auto writeContent = [this, &old](const PieceWriter& write) {
         return write(encrypted) && (!old.isOpen() || copyTail(old, dataSize, write));

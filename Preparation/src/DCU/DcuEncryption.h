@@ -21,8 +21,8 @@ class DcuEncryption {
     /// Encrypts the file `appPath` under the first 16 bytes of the file `keyPath` into the folder `directory`.
     /// `startAddress` is where the first byte will lie; 0 counts as not given. `mode` is a MemoryCipherMode.
     ///
-    /// The result is as long as the image. Bytes behind the last whole group are zero; bytes of an older, longer output
-    /// file stay behind the new ones. The output may replace either input. An image that can't be opened is reported
+    /// The result is as long as the image. Bytes after the last whole group are zero; bytes of an older, longer output
+    /// file stay after the new ones. The output may replace either input. An image that can't be opened is reported
     /// and counts as empty. True when the output was written; otherwise the fault was reported.
     [[nodiscard]] bool encryptBinary(const QString& appPath, const QString& keyPath, const QString& directory,
                                      std::uint32_t startAddress, std::uint32_t mode);

@@ -6,7 +6,7 @@
 /// each group.
 
 /// Encrypts the whole groups of `plain`; the first one lies at `address`, the others follow modulo 2 to the 32nd. `out`
-/// is as long as `plain`, at another place; its bytes behind the last whole group stay as they are.
+/// is as long as `plain`, at another place; its bytes after the last whole group stay as they are.
 void encryptGroups(std::uint32_t mode, MasterKey key, std::uint32_t address, std::span<const std::uint8_t> plain,
                    std::span<std::uint8_t> out);
 

@@ -3,7 +3,7 @@
 // Key derivation. A vector holds one lane of the state for sixteen groups; one pass through the permutation derives all
 // their keys. A batch takes two such passes, round by round in turn: the rounds of one fill the waits of the other. In
 // normal mode the sixteen groups are those whose group numbers share all but the last nibble. Their common state comes
-// from a vector as well, which holds the sixteen states behind the fifth nibble; only the state behind the first four
+// from a vector as well, which holds the sixteen states after the fifth nibble; only the state after the first four
 // nibbles is worked out alone, once in 8 KiB. A group thus costs a sixteenth of twelve rounds, where the definition
 // takes 39. The last round makes only the sixteen lanes that are keys.
 //
@@ -171,7 +171,7 @@ class NormalDerivation {
     }
 
   private:
-    // Makes the sixteen states behind the fifth nibble. Of the stack, only what differs is made anew.
+    // Makes the sixteen states after the fifth nibble. Of the stack, only what differs is made anew.
     VECTOR_CODE void enter(std::uint32_t upperNibbles) {
         for (std::uint32_t depth = 0; depth < 4; ++depth) {
             const std::uint32_t shift = 12 - 4 * depth;
@@ -189,7 +189,7 @@ class NormalDerivation {
         makeRound(states, 2, fifth_);
     }
 
-    KeccakF400State stack_[5];                 // behind the start and each of the first four nibbles
+    KeccakF400State stack_[5];                 // after the start and each of the first four nibbles
     std::uint32_t upperNibbles_ = 0xFFFFFFFF;  // those of the stack's top; at first, none that a number has
     States fifth_;
 };

@@ -6,7 +6,7 @@
 
 #include <immintrin.h>
 
-// Functions that run only behind the check for these instructions; the rest of the program is built for any processor.
+// Functions that run only after the check for these instructions; the rest of the program is built for any processor.
 #define VECTOR_CODE __attribute__((target("avx2,aes")))
 
 using Words = std::uint32_t __attribute__((vector_size(32)));

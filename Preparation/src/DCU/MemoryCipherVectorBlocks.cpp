@@ -4,8 +4,8 @@
 
 #include "Preparation/src/DCU/MemoryCipherVector.h"
 
-// AES code is written once for AES instructions on 128 bits and on 256 (VAES). Compilers never make the latter of their
-// own, only from the intrinsics for them, so that code without those runs on either processor.
+// Functions that run only where the processor has VAES, too. What both ways of AES share is VECTOR_CODE, and gets the
+// one step that differs as a parameter, so that no instruction of VAES stands in what runs without it.
 #define WIDE_CODE __attribute__((target("avx2,aes,vaes")))
 
 namespace {
@@ -53,19 +53,26 @@ struct alignas(32) SetRoundKeys {
 };
 constexpr std::size_t groupOfBlock[setGroups] = {0, 4, 1, 5, 2, 6, 3, 7};
 
+// The last round without a key, of two blocks: SubBytes and ShiftRows.
+struct NarrowAes {
+    VECTOR_CODE static __m256i substitute(__m256i blocks) {
+        const __m128i low = _mm_aesenclast_si128(_mm256_castsi256_si128(blocks), _mm_setzero_si128());
+        const __m128i high = _mm_aesenclast_si128(_mm256_extracti128_si256(blocks, 1), _mm_setzero_si128());
+        return _mm256_set_m128i(high, low);
+    }
+};
+struct WideAes {
+    WIDE_CODE static __m256i substitute(__m256i blocks) {
+        return _mm256_aesenclast_epi128(blocks, _mm256_setzero_si256());
+    }
+};
+
 // SubWord(RotWord(word)) for words as bytes in the order of AES. The shuffle rotates each word and puts its bytes where
 // ShiftRows takes them from.
-template <bool wide>
-WIDE_CODE inline Words scheduleCore(Words lastWords) {
-    const __m256i moved =
-        bits(shuffleBytes(lastWords, _mm_setr_epi8(1, 14, 11, 4, 5, 2, 15, 8, 9, 6, 3, 12, 13, 10, 7, 0)));
-    if constexpr (wide) {
-        return words(_mm256_aesenclast_epi128(moved, _mm256_setzero_si256()));
-    } else {
-        const __m128i low = _mm_aesenclast_si128(_mm256_castsi256_si128(moved), _mm_setzero_si128());
-        const __m128i high = _mm_aesenclast_si128(_mm256_extracti128_si256(moved, 1), _mm_setzero_si128());
-        return words(_mm256_set_m128i(high, low));
-    }
+template <class Aes>
+VECTOR_CODE inline Words scheduleCore(Words lastWords) {
+    return words(Aes::substitute(
+        bits(shuffleBytes(lastWords, _mm_setr_epi8(1, 14, 11, 4, 5, 2, 15, 8, 9, 6, 3, 12, 13, 10, 7, 0)))));
 }
 
 VECTOR_CODE inline __m128i reversal() {
@@ -85,12 +92,12 @@ VECTOR_CODE inline void keepRoundKeys(WordVectors key, __m128i (&roundKeys)[setG
     _mm256_store_si256(place + 3, bits(key.w3));
 }
 
-template <bool wide>
-WIDE_CODE inline void stepBack(WordVectors& key, std::uint32_t constant) {
+template <class Aes>
+VECTOR_CODE inline void stepBack(WordVectors& key, std::uint32_t constant) {
     key.w3 ^= key.w2;
     key.w2 ^= key.w1;
     key.w1 ^= key.w0;
-    key.w0 ^= scheduleCore<wide>(key.w3) ^ constant;
+    key.w0 ^= scheduleCore<Aes>(key.w3) ^ constant;
 }
 
 VECTOR_CODE inline WordVectors lastRoundKey(const WordVectors& key) {
@@ -98,15 +105,15 @@ VECTOR_CODE inline WordVectors lastRoundKey(const WordVectors& key) {
 }
 
 // Both halves in turn, for the waits.
-template <bool wide>
-WIDE_CODE inline void expandFromLast(const SetKeys& set, SetRoundKeys& roundKeys) {
+template <class Aes>
+VECTOR_CODE inline void expandFromLast(const SetKeys& set, SetRoundKeys& roundKeys) {
     WordVectors first = lastRoundKey(set.halves[0]);
     WordVectors second = lastRoundKey(set.halves[1]);
     for (std::size_t round = 10; round > 0; --round) {
         keepRoundKeys(first, roundKeys.keys[round][0]);
         keepRoundKeys(second, roundKeys.keys[round][1]);
-        stepBack<wide>(first, aesRoundConstants[round - 1]);
-        stepBack<wide>(second, aesRoundConstants[round - 1]);
+        stepBack<Aes>(first, aesRoundConstants[round - 1]);
+        stepBack<Aes>(second, aesRoundConstants[round - 1]);
     }
     keepRoundKeys(first, roundKeys.keys[0][0]);
     keepRoundKeys(second, roundKeys.keys[0][1]);
@@ -165,9 +172,9 @@ VECTOR_CODE inline void storeWords(const WordVectors& state, std::uint8_t* out, 
 
 }  // namespace
 
-WIDE_CODE void encryptSetAes(const SetKeys& keys, const std::uint8_t* plain, std::uint8_t* out) {
+VECTOR_CODE void encryptSetAes(const SetKeys& keys, const std::uint8_t* plain, std::uint8_t* out) {
     SetRoundKeys roundKeys;
-    expandFromLast<false>(keys, roundKeys);
+    expandFromLast<NarrowAes>(keys, roundKeys);
     const __m128i reverse = reversal();
     for (std::size_t half = 0; half < 2; ++half) {
         __m128i blocks[setGroups];
@@ -189,7 +196,7 @@ WIDE_CODE void encryptSetAes(const SetKeys& keys, const std::uint8_t* plain, std
 
 WIDE_CODE void encryptSetWideAes(const SetKeys& keys, const std::uint8_t* plain, std::uint8_t* out) {
     SetRoundKeys roundKeys;
-    expandFromLast<true>(keys, roundKeys);
+    expandFromLast<WideAes>(keys, roundKeys);
     __m256i blocks[setGroups];  // the first halves of the groups by twos, then the second halves
     for (std::size_t i = 0; i < setGroups; ++i) {
         const Words block = shuffleBytes(loadTwo(plain, i % 4, i / 4), reversal());

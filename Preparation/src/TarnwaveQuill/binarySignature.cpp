@@ -1,50 +1,47 @@
 #include "Preparation/src/TarnwaveQuill/binarySignature.h"
 
-#include "Preparation/primitives/opensslObjects.h"
+#include "Preparation/primitives/rsaSignature.h"
 #include "display/Display.h"
 
-#include <openssl/rsa.h>
+#include <QByteArray>
+
+#include <algorithm>
 
 namespace {
 
 constexpr int keyBits = 2048;
 
-bool setPaddingAndHash(EVP_PKEY_CTX* context) {
-    if (EVP_PKEY_CTX_set_rsa_padding(context, RSA_PKCS1_PADDING) != 1) {
-        return reportError("RSA padding failed\n");
+bool reportStep(RsaStep failed) {
+    switch (failed) {
+        case RsaStep::context:
+            return reportError("Creating signing context fails\n");
+        case RsaStep::start:
+            return reportError("Signing init failed\n");
+        case RsaStep::padding:
+            return reportError("RSA padding failed\n");
+        case RsaStep::hash:
+            return reportError("Setting hash algo failed\n");
+        case RsaStep::size:
+            return reportError("Determining signing buffer length failed\n");
+        case RsaStep::digest:
+            return reportError("Unvalid hash pointer \n");
+        case RsaStep::sign:
+            return reportError("Creating signature failed\n");
+        case RsaStep::verify:
+        case RsaStep::done:
+            break;
     }
-    if (EVP_PKEY_CTX_set_signature_md(context, EVP_sha256()) != 1) {
-        return reportError("Setting hash algo failed\n");
-    }
-    return true;
+    return false;
 }
 
 }  // namespace
 
 bool signBinaryDigest(evp_pkey_st* pkey, QByteArrayView digest, char* signature) {
-    const KeyContext context = makeKeyContext(pkey);
-    if (!context) {
-        return reportError("Creating signing context fails\n");
+    QByteArray made;
+    const RsaStep signing = signRsa(pkey, digest, keyBits, made);
+    if (signing != RsaStep::done) {
+        return reportStep(signing);
     }
-    if (EVP_PKEY_sign_init(context.get()) != 1) {
-        return reportError("Signing init failed\n");
-    }
-    if (!setPaddingAndHash(context.get())) {
-        return false;
-    }
-    std::size_t size = 0;
-    if (EVP_PKEY_get_bits(pkey) != keyBits ||
-        EVP_PKEY_sign(context.get(), nullptr, &size, unsignedBytes(digest), unsignedSize(digest)) != 1 ||
-        size != static_cast<std::size_t>(binarySignatureSize)) {
-        return reportError("Determining signing buffer length failed\n");
-    }
-    if (digest.isNull()) {
-        return reportError("Unvalid hash pointer \n");
-    }
-    auto* const bytes = reinterpret_cast<unsigned char*>(signature);
-    if (EVP_PKEY_sign(context.get(), bytes, &size, unsignedBytes(digest), unsignedSize(digest)) != 1) {
-        return reportError("Creating signature failed\n");
-    }
-    return EVP_PKEY_verify_init(context.get()) == 1 && setPaddingAndHash(context.get()) &&
-           EVP_PKEY_verify(context.get(), bytes, size, unsignedBytes(digest), unsignedSize(digest)) == 1;
+    std::copy(made.begin(), made.end(), signature);  // binarySignatureSize bytes, by the key's size
+    return verifyRsa(pkey, digest, QByteArrayView(signature, binarySignatureSize)) == RsaStep::done;
 }

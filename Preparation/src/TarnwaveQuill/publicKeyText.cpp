@@ -8,6 +8,9 @@
 
 #include <QIODevice>
 
+#include <openssl/bn.h>
+#include <openssl/evp.h>
+
 #include <algorithm>
 #include <array>
 #include <cctype>

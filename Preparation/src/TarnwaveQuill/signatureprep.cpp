@@ -1,8 +1,8 @@
 #include "Preparation/src/TarnwaveQuill/signatureprep.h"
 
+#include "Preparation/primitives/Sha256.h"
 #include "Preparation/primitives/keyFiles.h"
 #include "Preparation/primitives/keyPem.h"
-#include "Preparation/primitives/opensslObjects.h"
 #include "Preparation/src/TarnwaveQuill/binarySignature.h"
 #include "Preparation/src/TarnwaveQuill/publicKeySources.h"
 #include "Preparation/src/TarnwaveQuill/publicKeyText.h"
@@ -14,9 +14,9 @@
 
 #include <QFile>
 
+#include <openssl/evp.h>
 #include <openssl/rsa.h>
 
-#include <array>
 #include <cstdio>
 #include <cstring>
 #include <limits>
@@ -74,17 +74,6 @@ KeyPointer readSigningKey(const QString& path) {
     return key;
 }
 
-bool finishDigest(EVP_MD_CTX* context, QByteArrayView bytes, std::array<char, EVP_MAX_MD_SIZE>& digest,
-                  unsigned& size) {
-    if (EVP_DigestUpdate(context, bytes.data(), unsignedSize(bytes)) != 1) {
-        return reportError("Failed to update message digest\n");
-    }
-    if (EVP_DigestFinal_ex(context, reinterpret_cast<unsigned char*>(digest.data()), &size) != 1) {
-        return reportError("Failed to get message digest length\n");
-    }
-    return true;
-}
-
 }  // namespace
 
 int generateTarnwaveKeys(const QString& privatePath, const QString& publicPath, const QString& cPath,
@@ -131,11 +120,11 @@ int signTarnwaveBinary(const QString& privateKeyPath, const QString& binaryPath,
     if (isPipe && !readUpTo(binary, maxInputPipe, piped)) {
         return failSigning("Failed to open file to sign\n");
     }
-    const DigestContext context(EVP_MD_CTX_new());
-    if (!context) {
+    Sha256 hash;
+    if (!hash.exists()) {
         return failSigning("Failed to create message digest context\n");
     }
-    if (EVP_DigestInit_ex(context.get(), EVP_sha256(), nullptr) != 1) {
+    if (!hash.start()) {
         return failSigning("Failed to initialize message digest\n");
     }
 
@@ -154,18 +143,19 @@ int signTarnwaveBinary(const QString& privateKeyPath, const QString& binaryPath,
     } else if (binary.read(buffer.get(), size) != size) {
         return failSigning("Failed to open file to sign\n");
     }
-    // In a binary that ends before or inside the field, the signature lies over what of it stands behind the end.
+    // In a binary that ends before or inside the field, the signature lies over what of it stands after the end.
     QByteArray sizeField;
     appendU32(sizeField, static_cast<std::uint32_t>(size));
     std::memcpy(buffer.get() + sizeFieldOffset, sizeField.constData(), static_cast<std::size_t>(sizeField.size()));
 
-    std::array<char, EVP_MAX_MD_SIZE> digest{};
-    unsigned digestSize = 0;
-    if (!finishDigest(context.get(), QByteArrayView(buffer.get(), size), digest, digestSize)) {
-        return tarnwaveFailed;
+    Sha256Digest digest{};
+    if (!hash.update(QByteArrayView(buffer.get(), size))) {
+        return failSigning("Failed to update message digest\n");
     }
-    if (!signBinaryDigest(key.get(), QByteArrayView(digest.data(), static_cast<qsizetype>(digestSize)),
-                          buffer.get() + size)) {
+    if (!hash.finish(digest)) {
+        return failSigning("Failed to get message digest length\n");
+    }
+    if (!signBinaryDigest(key.get(), QByteArrayView(digest), buffer.get() + size)) {
         return failSigning("Signing failed \n");
     }
     const QByteArrayView signedBinary(buffer.get(), signedSize);

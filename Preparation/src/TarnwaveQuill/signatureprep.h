@@ -18,7 +18,7 @@ enum TarnwaveResult : int {
 [[nodiscard]] int generateTarnwaveKeys(const QString& privatePath, const QString& publicPath, const QString& cPath,
                                        const QString& pyPath, const QString& txtPath);
 
-/// Writes the binary, with its own size as a little-endian 32-bit number at offset 24, and behind it the 256 bytes of
+/// Writes the binary, with its own size as a little-endian 32-bit number at offset 24, and after it the 256 bytes of
 /// an RSASSA-PKCS1-v1_5 signature with SHA-256 (RFC 8017) over the binary as it is written. The key is a PEM private
 /// key of RSA with 2048 bits, not encrypted. `tarnwaveFailed` or `tarnwaveOutOfMemory` leave an older output as it was.
 [[nodiscard]] int signTarnwaveBinary(const QString& privateKeyPath, const QString& binaryPath,

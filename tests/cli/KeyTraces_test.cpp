@@ -1,0 +1,62 @@
+#include "tests/cli/CommandRun.h"
+#include "tests/support/TempFolder.h"
+
+#include <QProcess>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr char secretFiles[] =
+    "cp -r $0/firmware/* $0/provisioning/* . && "
+    "openssl rand -out key.bin 16 && openssl rand -out secrets.bin 152 && "
+    "openssl ecparam -name prime256v1 -genkey -noout -out private.pem && "
+    "openssl ec -in private.pem -outform DER 2>/dev/null | dd bs=1 skip=7 count=32 of=scalar 2>/dev/null && "
+    "sed -n 2p private.pem | tr -d '\\n' | head -c 64 > line && "
+    "openssl genrsa -traditional -out rsa.pem 2048 2>/dev/null && "
+    "sed -n 9p rsa.pem | tr -d '\\n' | head -c 64 > rsa-line && "
+    // the exponent d stands behind version, modulus and e
+    "openssl rsa -traditional -in rsa.pem -outform DER 2>/dev/null | dd bs=1 skip=300 count=64 of=exponent 2>/dev/null "
+    "&& "
+    "head -c 64 secrets.bin > blob && "
+    // what the built-in pair derives: its first half is the key of personalization data
+    "echo 0963e5379da02b15148c86f014ffc36b | xxd -r -p > perso-key && "
+    "{ head -c 40 /dev/urandom; cat key.bin; } | tail -c 64 > b.bin && "
+    "{ head -c 64 /dev/zero; printf '\\221\\051\\067\\043'; } > stack.bin";
+
+struct TraceRow {
+    const char* secrets;
+    const char* arguments;
+};
+
+constexpr TraceRow rows[] = {
+    {"key.bin", "-tbi -devid 0x455 -fir blink.elf -k key.bin -n nonce.bin -v 1 -o a.tbi"},
+    {"key.bin", "-tbu -fir blink.hex -k key.bin -n nonce.bin -v 2 -oh a.tbuh -os a.tbu"},
+    {"key.bin blob", "-pvs -b secrets.bin -pk oem-public.pem -k key.bin -n nonce16.bin -o a.pvs"},
+    {"key.bin blob", "-pvs-tbi -b secrets.bin -k key.bin -n nonce.bin -iv 1 -o b.pvs"},
+    {"key.bin", "-dcu -app secrets.bin -key key.bin -directory . -add 90000000 -mode 0"},
+    {"perso-key blob", "-gpdata secrets.bin d.bin"},
+    {"scalar line", "-sign -bin stack.bin -prvk private.pem -v 1 -o s.bin"},
+    {"exponent rsa-line", "-signbin -k rsa.pem -f b.bin -o t.bin"},
+};
+
+TEST(KeyTraces, NoSecretStaysInMemory) {
+    const TempFolder folder;
+    QProcess maker;
+    maker.setWorkingDirectory(folder.path("."));
+    maker.start(QStringLiteral("sh"),
+                {QStringLiteral("-ec"), QString::fromUtf8(secretFiles), QStringLiteral(QVORA_EXAMPLES)});
+    ASSERT_TRUE(maker.waitForFinished() && maker.exitCode() == 0) << maker.readAllStandardError().constData();
+    for (const TraceRow& row : rows) {
+        QProcess run;
+        run.setWorkingDirectory(folder.path("."));
+        run.setProcessChannelMode(QProcess::MergedChannels);
+        run.start(QStringLiteral(KEY_TRACES), splitArguments(QString::fromUtf8(row.secrets))
+                                                  << QStringLiteral("--")
+                                                  << splitArguments(QString::fromUtf8(row.arguments)));
+        ASSERT_TRUE(run.waitForFinished(120000));
+        EXPECT_EQ(run.exitCode(), 0) << row.arguments << '\n' << run.readAll().constData();
+    }
+}
+
+}  // namespace

@@ -1,0 +1,113 @@
+// Runs the tool in this process, then looks for secrets in the memory that it leaves: keyTraces FILE... -- ARGUMENT...
+// Each file holds one secret of 16 to 64 bytes. Ends with the run's status, or with 99 where a secret still stands in
+// the heap; keys of OpenSSL stand there in either byte order.
+
+#include "cli/CommandLineTool.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cinttypes>
+#include <cstring>
+
+extern "C" void __asan_describe_address(void* address) __attribute__((weak));
+
+namespace {
+
+constexpr unsigned char mask = 0xA5;                                // so that a secret doesn't find itself
+constexpr std::uintptr_t maxMappingSize = std::uintptr_t{1} << 30;  // what is larger is a sanitizer's own book
+
+struct Secret {
+    std::array<unsigned char, 64> masked;
+    std::size_t size;
+};
+
+bool readSecret(const char* path, Secret& secret) {
+    const int file = open(path, O_RDONLY | O_CLOEXEC);
+    const ssize_t size = file < 0 ? -1 : read(file, secret.masked.data(), secret.masked.size());
+    close(file);
+    secret.size = size < 16 ? 0 : static_cast<std::size_t>(size);
+    for (unsigned char& byte : secret.masked) {
+        byte ^= mask;
+    }
+    return secret.size != 0;
+}
+
+__attribute__((no_sanitize("address", "undefined"))) bool standsAt(const unsigned char* place, const Secret& secret) {
+    std::size_t forward = 0;
+    while (forward < secret.size && (place[forward] ^ mask) == secret.masked[forward]) {
+        ++forward;
+    }
+    std::size_t backward = 0;
+    while (backward < secret.size && (place[backward] ^ mask) == secret.masked[secret.size - 1 - backward]) {
+        ++backward;
+    }
+    return forward == secret.size || backward == secret.size;
+}
+
+bool find(std::uintptr_t begin, std::uintptr_t end, const Secret& secret, const char* name) {
+    bool found = false;
+    for (std::uintptr_t place = begin; place + secret.size <= end; ++place) {
+        auto* const address = reinterpret_cast<unsigned char*>(place);
+        if (standsAt(address, secret)) {
+            std::printf("%s stands at %p\n", name, static_cast<void*>(address));
+            if (__asan_describe_address != nullptr) {
+                __asan_describe_address(address);
+            }
+            found = true;
+        }
+    }
+    return found;
+}
+
+// The heap, and what large arrays are mapped to: all that can be written and is no file's.
+bool findInHeap(const Secret& secret, const char* name) {
+    std::FILE* const maps = std::fopen("/proc/self/maps", "re");
+    char line[512];
+    bool found = maps == nullptr;
+    while (!found && std::fgets(line, sizeof line, maps) != nullptr) {
+        std::uintptr_t begin = 0;
+        std::uintptr_t end = 0;
+        char access[5] = {};
+        char path[256] = {};
+        const int fields =
+            std::sscanf(line, "%" SCNxPTR "-%" SCNxPTR " %4s %*s %*s %*s %255s", &begin, &end, access, path);
+        const bool heap = fields == 3 || std::strcmp(path, "[heap]") == 0;
+        if (heap && std::strncmp(access, "rw", 2) == 0 && end - begin < maxMappingSize) {
+            found = find(begin, end, secret, name);
+        }
+    }
+    if (maps != nullptr) {
+        std::fclose(maps);
+    }
+    return found;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::array<Secret, 8> secrets{};
+    int count = 0;
+    while (count + 1 < argc && std::strcmp(argv[count + 1], "--") != 0) {
+        if (count == static_cast<int>(secrets.size()) ||
+            !readSecret(argv[count + 1], secrets[static_cast<std::size_t>(count)])) {
+            return 98;
+        }
+        ++count;
+    }
+    int status = 0;
+    {
+        CommandLineTool tool;
+        char* const ownName = argv[0];
+        char** const arguments = argv + count + 1;
+        arguments[0] = ownName;
+        status = tool.run(argc - count - 1, arguments);
+    }
+    for (int i = 0; i < count; ++i) {
+        if (findInHeap(secrets[static_cast<std::size_t>(i)], argv[i + 1])) {
+            return 99;
+        }
+    }
+    return status;
+}

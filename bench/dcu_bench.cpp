@@ -1,6 +1,6 @@
 // How fast the memory cipher is: the definition and the way this processor takes, in all modes, beside plain AES.
 
-#include "Preparation/src/DCU/MemoryCipherFast.h"
+#include "Preparation/src/DCU/memoryCipherFast.h"
 
 #include <benchmark/benchmark.h>
 #include <openssl/evp.h>

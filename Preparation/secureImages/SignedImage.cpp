@@ -1,6 +1,6 @@
 #include "preparation-interface/SignedImage.h"
 
-#include "Preparation/secureImages/SignedImageContent.h"
+#include "Preparation/secureImages/signedImageContent.h"
 #include "display/Display.h"
 #include "files/ByteWriter.h"
 #include "files/outputFile.h"

@@ -1,7 +1,7 @@
 #include "Preparation/primitives/P256Key.h"
 #include "Preparation/primitives/Sha256.h"
 #include "Preparation/primitives/ecdsa.h"
-#include "Preparation/secureImages/SignedImageContent.h"
+#include "Preparation/secureImages/signedImageContent.h"
 #include "display/Display.h"
 #include "files/outputFile.h"
 #include "preparation-interface/Preparation.h"

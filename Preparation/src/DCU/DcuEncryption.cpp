@@ -1,6 +1,6 @@
 #include "Preparation/src/DCU/DcuEncryption.h"
 
-#include "Preparation/src/DCU/MemoryCipherFast.h"
+#include "Preparation/src/DCU/memoryCipherFast.h"
 #include "files/largePages.h"
 #include "files/outputFile.h"
 #include "files/readExactly.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Preparation/src/DCU/MemoryCipher.h"
+#include "Preparation/src/DCU/memoryCipher.h"
 #include "display/Display.h"
 
 #include <QByteArray>

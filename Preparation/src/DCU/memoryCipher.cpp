@@ -1,4 +1,4 @@
-#include "Preparation/src/DCU/MemoryCipher.h"
+#include "Preparation/src/DCU/memoryCipher.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Preparation/src/DCU/MemoryCipher.h"
+#include "Preparation/src/DCU/memoryCipher.h"
 
 /// The memory cipher over whole images, on whatever this processor does fastest. The result is that of encryptGroup for
 /// each group.

@@ -1,8 +1,8 @@
 #pragma once
 
-// What the vector sources of the memory cipher share; MemoryCipherVector.cpp tells the layout.
+// What the vector sources of the memory cipher share; memoryCipherVector.cpp tells the layout.
 
-#include "Preparation/src/DCU/MemoryCipher.h"
+#include "Preparation/src/DCU/memoryCipher.h"
 
 #include <immintrin.h>
 

@@ -1,5 +1,5 @@
-#include "Preparation/src/DCU/MemoryCipher.h"
-#include "Preparation/src/DCU/MemoryCipherFast.h"
+#include "Preparation/src/DCU/memoryCipher.h"
+#include "Preparation/src/DCU/memoryCipherFast.h"
 
 #include <QByteArray>
 

@@ -2,7 +2,7 @@
 
 #if defined(__x86_64__)
 
-#include "Preparation/src/DCU/MemoryCipherVector.h"
+#include "Preparation/src/DCU/memoryCipherVector.h"
 
 // Functions that run only where the processor has VAES, too. What both ways of AES share is VECTOR_CODE, and gets the
 // one step that differs as a parameter, so that no instruction of VAES stands in what runs without it.

@@ -13,16 +13,16 @@
 // Block ciphers. Noekeon stays word-sliced: a vector holds one word of eight blocks. The AES key schedule does so too,
 // since a step backward is then three sums, one shuffle and the last-round instruction; each round key that it passes
 // is put into block order and kept. The cipher itself runs on eight registers at a time, to fill the AES units. These
-// are in MemoryCipherVectorBlocks.cpp.
+// are in memoryCipherVectorBlocks.cpp.
 //
 // Block keys and blocks are read backward by definition. For words that only means the last word first; for AES blocks
 // it is one shuffle at loading and one at storing.
 
-#include "Preparation/src/DCU/MemoryCipherFast.h"
+#include "Preparation/src/DCU/memoryCipherFast.h"
 
 #if defined(__x86_64__)
 
-#include "Preparation/src/DCU/MemoryCipherVector.h"
+#include "Preparation/src/DCU/memoryCipherVector.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,4 +1,4 @@
-#include "Preparation/src/DCU/MemoryCipherFast.h"
+#include "Preparation/src/DCU/memoryCipherFast.h"
 
 #if defined(__x86_64__)
 #include <cpuid.h>

@@ -28,10 +28,7 @@ void writePublicKeyFile(const QByteArray& point, const QString& path) {
         return;
     }
     file.close();
-    if (file.exists()) {
-        displayMessage(MessageKind::warning, "The file %s already exists, it will be overwritten",
-                       qUtf8Printable(path));
-    }
+    warnOfOverwriting(path);
     if (replaceFile(path, point) != ReplaceResult::done) {
         warnOfPublicKey("can't be written", path);
     }

@@ -5,6 +5,8 @@
 #include "formats/secureImageLayout.h"
 #include "preparation-interface/Preparation.h"
 
+#include <QScopeGuard>
+
 #include <limits>
 
 namespace {
@@ -31,8 +33,13 @@ bool addBackup(const BackupRecord& backup, AreaPlan& plan) {
 }  // namespace
 
 QByteArray Preparation::pvsTbiPreparation(pvsTbiParameters parameters) {
-    const WipeOnExit wipeKey(parameters.key);
-    const WipeOnExit wipeBlob(parameters.blob);
+    const auto wipeOwnSecrets = qScopeGuard([&parameters] {
+        for (QByteArray* const secret : {&parameters.key, &parameters.blob}) {
+            if (secret->isDetached()) {  // a caller who keeps a copy wipes it himself
+                wipe(*secret);
+            }
+        }
+    });
     AreaImageForm form{.magic = secureImage::provisioningMagic,
                        .kind = ImageKind::provisioning,
                        .protocolVersion = secureImage::provisioningProtocol,

@@ -89,7 +89,7 @@ ImageResult appendLinked(McubootConfig& config, McubootParam& param, LinkedTempl
         if (param.kind == fileKind) {
             resolveMcubootPath(text, templateFolder(templatePath));
             if (!QFileInfo(text).isFile()) {
-                static_cast<void>(reportError("key File %s not exist \n", qUtf8Printable(text)));
+                reportError("key File %s not exist \n", qUtf8Printable(text));
                 return keyFileMissing;
             }
             arguments.append(text);
@@ -103,8 +103,8 @@ ImageResult appendLinked(McubootConfig& config, McubootParam& param, LinkedTempl
 ImageResult appendParam(McubootConfig& config, McubootParam& param, LinkedTemplates& linkedTemplates,
                         QStringList& arguments) {
     if (!param.defaultValue) {
-        static_cast<void>(reportError("Fail MCUboot Format Generation Check Default Value of %s Param \n",
-                                      qUtf8Printable(param.name.value_or(QString()))));
+        reportError("Fail MCUboot Format Generation Check Default Value of %s Param \n",
+                    qUtf8Printable(param.name.value_or(QString())));
         return parameterFault;
     }
     if (isSkipped(param)) {
@@ -136,7 +136,7 @@ ImageResult appendParam(McubootConfig& config, McubootParam& param, LinkedTempla
 
 ImageResult appendOutput(const McubootConfig& config, const McubootParam& param, QStringList& arguments) {
     if (!param.outputValue) {
-        static_cast<void>(reportError("The Output of the template has no Value, the path of the image to write."));
+        reportError("The Output of the template has no Value, the path of the image to write.");
         return parameterFault;
     }
     QString path = *param.outputValue;
@@ -277,12 +277,12 @@ int generateImage(Imgtool& imgtool, McubootConfig& config) {
         return imgtoolFault;
     }
     if (!answer.ended || (answer.failed && answer.output.isEmpty())) {
-        static_cast<void>(reportError("Image Generation Process Failed \n"));
+        reportError("Image Generation Process Failed \n");
         return processFault;
     }
     if (!answer.output.isEmpty()) {
-        static_cast<void>(reportError("Fail to Generate Image\n\nImgtool :%s ",
-                                      qUtf8Printable(faultOf(QString::fromLocal8Bit(answer.output)))));
+        reportError("Fail to Generate Image\n\nImgtool :%s ",
+                    qUtf8Printable(faultOf(QString::fromLocal8Bit(answer.output))));
         return imgtoolFault;
     }
     if (!saveConfiguration(config)) {

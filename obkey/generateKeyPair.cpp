@@ -39,11 +39,11 @@ void generateKeyPair(const QString& keyPath, const QString& keyType, Imgtool& im
                                    publicPath};
     const ImgtoolAnswer answer = imgtool.run(platformArguments(arguments));
     if (!answer.ended || (answer.failed && answer.output.isEmpty())) {
-        static_cast<void>(reportError("Key Generation Failed \n"));
+        reportError("Key Generation Failed \n");
     } else if (answer.output.isEmpty()) {
         displayMessage(MessageKind::grey, "SUCCESS Key Generation \n");
     } else {
         showImgtoolAnswer(answer.output);
-        static_cast<void>(reportError("Fail Key Generation Check Input Param\n"));
+        reportError("Fail Key Generation Check Input Param\n");
     }
 }

@@ -1,9 +1,8 @@
 #include "obkey/ObkeyBodies.h"
 
+#include "Preparation/primitives/Sha256.h"
 #include "files/readExactly.h"
 #include "files/wipe.h"
-
-#include <openssl/sha.h>
 
 #include <algorithm>
 
@@ -43,8 +42,8 @@ bool ObkeyBodies::makeRoom(qsizetype size) {
 }
 
 QByteArray sha256(const QByteArray& bytes) {
-    QByteArray digest(SHA256_DIGEST_LENGTH, '\0');
-    SHA256(reinterpret_cast<const unsigned char*>(bytes.constData()), static_cast<std::size_t>(bytes.size()),
-           reinterpret_cast<unsigned char*>(digest.data()));
-    return digest;
+    Sha256Digest digest{};
+    const bool made = sha256({bytes}, digest);
+    Q_ASSERT(made);
+    return made ? QByteArray(digest.data(), sha256Size) : QByteArray(sha256Size, '\0');
 }

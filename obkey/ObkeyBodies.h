@@ -34,5 +34,7 @@ struct ObkeySurroundings {
     Imgtool& imgtool;
 };
 
+inline constexpr qsizetype sha256Size = 32;
+
 /// The SHA-256 (FIPS 180-4) of `bytes`.
 [[nodiscard]] QByteArray sha256(const QByteArray& bytes);

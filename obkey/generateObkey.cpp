@@ -11,8 +11,6 @@
 #include "obkey/templatePaths.h"
 #include "obkey/templateWriteBack.h"
 
-#include <openssl/sha.h>
-
 #include <algorithm>
 
 // A provisioning file, numbers little-endian:
@@ -227,7 +225,7 @@ bool appendParams(const ObkeySurroundings& surroundings, QList<ObkeyParam>& para
 void closePayload(const ObdataTemplate& obdata, ObkeyBodies& bodies) {
     if (obdata.daMode) {
         QByteArray payload;
-        payload.reserve(std::max(SHA256_DIGEST_LENGTH + bodies.daBody.size(), shortestDaPayload));
+        payload.reserve(std::max(sha256Size + bodies.daBody.size(), shortestDaPayload));
         payload.append(sha256(bodies.mainBody)).append(bodies.daBody);
         payload.append(std::max<qsizetype>(0, shortestDaPayload - payload.size()), '\0');
         wipe(bodies.mainBody);
@@ -276,7 +274,7 @@ bool generateObkey(const QString& xmlPath, Imgtool& imgtool, ObdataTemplate& obd
     }
     closePayload(obdata, bodies);
 
-    const qsizetype digestSize = obdata.hashMode ? SHA256_DIGEST_LENGTH : 0;
+    const qsizetype digestSize = obdata.hashMode ? sha256Size : 0;
     const qsizetype bodySize = digestSize + bodies.mainBody.size();
     if (bodySize > 0xFFFFFFFF) {
         return reportError("Fail OBkey Generation: the files of the template are larger than 4 GiB together");

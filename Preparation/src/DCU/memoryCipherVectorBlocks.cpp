@@ -194,7 +194,8 @@ VECTOR_CODE void encryptSetAes(const SetKeys& keys, const std::uint8_t* plain, s
     }
 }
 
-WIDE_CODE void encryptSetWideAes(const SetKeys& keys, const std::uint8_t* plain, std::uint8_t* out) {
+__attribute__((flatten)) WIDE_CODE void encryptSetWideAes(const SetKeys& keys, const std::uint8_t* plain,
+                                                          std::uint8_t* out) {
     SetRoundKeys roundKeys;
     expandFromLast<WideAes>(keys, roundKeys);
     __m256i blocks[setGroups];  // the first halves of the groups by twos, then the second halves

@@ -11,7 +11,8 @@ install(PROGRAMS obkey/imgtool-launcher.sh DESTINATION ${home}/Utilities/Windows
 file(RELATIVE_PATH link_target ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR}/qvora-sealed-bundle-builder/${tool})
 file(CREATE_LINK ${link_target} ${made}/${tool} SYMBOLIC)
 install(FILES ${made}/${tool} DESTINATION ${CMAKE_INSTALL_BINDIR})
-install(FILES README.md CHANGELOG.md LICENSE docs/formats.md docs/vectors.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(TARGETS qvora-inspect RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(FILES README.md CHANGELOG.md LICENSE docs/formats.md docs/vectors.md docs/inspect.schema.json DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} PATTERN demo EXCLUDE)
 install(PROGRAMS examples/demo DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 
@@ -24,6 +25,17 @@ if(NOT QVORA_SANITIZE)
               ${PROJECT_SOURCE_DIR}/examples/more-options.tsv VERBATIM)
     list(APPEND pages ${page})
   endforeach()
+  foreach(kind man completion)
+    set(page ${made}/qvora-inspect.${kind})
+    add_custom_command(OUTPUT ${page}
+      COMMAND ${PROJECT_SOURCE_DIR}/scripts/make-docs inspect-${kind} $<TARGET_FILE:qvora-inspect> > ${page}
+      DEPENDS qvora-inspect ${PROJECT_SOURCE_DIR}/scripts/make-docs ${PROJECT_SOURCE_DIR}/examples/inspect.tsv
+              ${PROJECT_SOURCE_DIR}/docs/inspect.schema.json VERBATIM)
+    list(APPEND pages ${page})
+  endforeach()
+  install(FILES ${made}/qvora-inspect.man DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 RENAME qvora-inspect.1)
+  install(FILES ${made}/qvora-inspect.completion DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+          RENAME qvora-inspect)
   add_custom_target(command-pages ALL DEPENDS ${pages})
   install(FILES ${made}/${tool}.man DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 RENAME ${tool}.1)
   install(FILES ${made}/${tool}.completion DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions

@@ -245,7 +245,7 @@ QString resultText(const Check& check) {
     const CheckRow& row = rowOf(check.code);
     QString words = QString::fromLatin1(row.words) + u' ';
     for (const Field& argument : check.arguments) {
-        if (QByteArrayView(argument.name) == "kind") {
+        if (QByteArrayView(argument.name) == "content") {
             words.prepend(wordsIn(argument) + u' ');
         }
     }

@@ -80,7 +80,7 @@ std::vector<const Content*> contentsOfKind(const Contents& contents, ContentKind
 }
 
 void finish(const char* name, std::size_t before, Description& description) {
-    description.addCheck(CheckCode::against, description.differences.size() == before, 0, {textField("kind", name)});
+    description.addCheck(CheckCode::against, description.differences.size() == before, 0, {textField("content", name)});
 }
 
 void proveFirmware(const Sources& sources, const Contents& contents, Description& description) {
@@ -206,7 +206,7 @@ void proveAgainst(const Sources& sources, const Contents& contents, Description&
     const auto tellUncompared = [&](const char* name, ContentKind kind, bool isCompared) {
         if (!isCompared && !contentsOfKind(contents, kind).empty()) {
             description.addUnchecked(CheckCode::against, Reason::notAsked, 0, false);
-            description.checks.back().arguments.push_back(textField("kind", name));
+            description.checks.back().arguments.push_back(textField("content", name));
         }
     };
     tellUncompared("firmware", ContentKind::firmware, sources.hasFirmware);

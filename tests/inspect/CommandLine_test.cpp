@@ -1,9 +1,9 @@
 #include "tests/inspect/SealingKit.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/outsideTool.h"
 
 #include <QDir>
 #include <QFile>
-#include <QJsonDocument>
 #include <QProcess>
 
 #include <gtest/gtest.h>
@@ -171,23 +171,41 @@ TEST(InspectCommandLine, TellsWhatDiffersByAddress) {
     EXPECT_NE(output.find("option bytes contents against their sources unchecked (not asked for)"), std::string::npos);
 }
 
-TEST(InspectCommandLine, JsonIsOneDocumentWhateverHappens) {
+// Of every kind of output, held against the published schema by an outside validator.
+TEST(InspectCommandLine, JsonIsOneDocumentThatKeepsTheSchema) {
     const TempFolder folder;
     makeFiles(folder);
-    struct Row {
-        const char* arguments;
-        const char* part;
-    };
-    for (const Row& row :
-         {Row{"--json verify --key key.bin a.tbi", "\"verdict\": \"proven\""},
-          Row{"--json verify a.tbi", "\"reason\": \"noKey\""}, Row{"--json show none.tbi", "\"code\": \"unreadable\""},
-          Row{"--json", "\"code\": \"usage\""}, Row{"--json --foo", "\"code\": \"usage\""}}) {
-        const CallResult run = runInspect(folder, row.arguments);
-        QJsonParseError error;
-        EXPECT_TRUE(QJsonDocument::fromJson(QByteArray::fromStdString(run.output), &error).isObject())
-            << row.arguments << error.errorString().toStdString();
-        EXPECT_NE(run.output.find(row.part), std::string::npos) << run.output;
+    folder.write("e.tbix", kitMake(kitExternalImage()));
+    folder.write("s.pvs", kitMake(kitProvisioningImage()));
+    folder.write("m.xtbi", kitPackagedModule());
+    folder.write("u.tbuh", kitUpdate("segment", 1).header);
+    folder.write("u.tbu", kitUpdate("segment", 1).segment);
+    folder.write("inner.bin", kitSign(kitMake(kitInstallImage()), 100).image);
+    QByteArray strange = kitMake(kitInstallImage());
+    strange[28] = '\xff';
+    folder.write("strange.tbi", strange);
+    const char* const calls[] = {"show none.tbi",
+                                 "",
+                                 "--foo",
+                                 "show a.tbi cut.tbi strange.tbi e.tbix s.pvs m.xtbi u.tbuh u.tbu signed.bin inner.bin",
+                                 "verify --key key.bin a.tbi b.tbi c.tbi cut.tbi e.tbix s.pvs m.xtbi u.tbuh inner.bin",
+                                 "verify a.tbi",
+                                 "verify --key key.bin --firmware fw.hex --option-bytes ob.csv a.tbi c.tbi",
+                                 "extract --key key.bin -o out e.tbix",
+                                 "extract --key key.bin -o out e.tbix",
+                                 "diff --key key.bin a.tbi c.tbi",
+                                 "diff a.tbi b.tbi",
+                                 "diff a.tbi s.pvs",
+                                 "diff --except-signature a.tbi b.tbi"};
+    QString command = QStringLiteral(QVORA_VALIDATE " " QVORA_SCHEMA);
+    int index = 0;
+    for (const char* const call : calls) {
+        const CallResult run = runInspect(folder, ("--json " + std::string(call)).c_str());
+        const QByteArray name = "call" + QByteArray::number(index++) + ".json";
+        command += u' ' + folder.write(name.constData(), QByteArray::fromStdString(run.output));
+        EXPECT_EQ(run.output.find_first_of("\x7f\xff"), std::string::npos);
     }
+    outsideTool(command.toUtf8());
 }
 
 TEST(InspectCommandLine, WarnsOfAKeyThatEverybodyMayRead) {

@@ -1,0 +1,73 @@
+// The opener, one program for each format and one for `verify`. Shown and proven under a fixed key, a file must keep what
+// holds for any: its ranges tile it, and nothing is proven that the ranges don't cover.
+
+#include "fuzz/FuzzFile.h"
+#include "inspect/Report.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace {
+
+void require(bool holds) {
+    if (!holds) {
+        std::abort();
+    }
+}
+
+bool isHarmless(const QByteArray& output) {
+    return std::all_of(output.begin(), output.end(), [](char character) {
+        return character == '\n' || (static_cast<unsigned char>(character) >= 0x20 && character != 0x7F);
+    });
+}
+
+void checkReport(const inspect::Description& description, const char* command) {
+    inspect::Report report;
+    report.command = QString::fromLatin1(command);
+    report.files.push_back(description);
+    require(isHarmless(inspect::printText(report)));
+    require(isHarmless(inspect::printJson(report)));
+}
+
+void checkVerified(const inspect::Source& source, inspect::Description description) {
+    inspect::Evidence evidence;
+    evidence.key = QByteArrayLiteral("sentinel-key-16b");
+    evidence.hasNonce = true;
+    evidence.nonce = QByteArray(12, 'n');
+    inspect::Contents contents;
+    inspect::prove(source, evidence, description, &contents);
+    std::vector<inspect::Description> files = {description};
+    inspect::proveIvs(files);
+    const inspect::Judgement judgement = inspect::judge(files.front());
+    qint64 uncovered = 0;
+    for (const inspect::Range& range : judgement.uncovered) {
+        uncovered += range.size;
+    }
+    require(judgement.verdict != inspect::Verdict::proven || uncovered < description.size);
+    checkReport(files.front(), "verify");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    // "inspect-installImage" takes the input for an install image, "inspect-verify" finds the format itself.
+    const QString name = QString::fromLatin1(fuzzTarget()).section(u'-', 1);
+    inspect::Source source;
+    source.path = QStringLiteral("input");
+    source.bytes = QByteArrayView(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));
+    constexpr qsizetype headerSize = 64;
+    if (source.bytes.size() > headerSize) {  // for a pair of files
+        source.secondPath = QStringLiteral("second");
+        source.second = source.bytes.sliced(headerSize);
+    }
+    const bool isVerified = name == QLatin1String("verify");
+    const inspect::FormatRow* const row = isVerified ? nullptr : inspect::formatByName(name);
+    require(isVerified || row != nullptr);
+    const inspect::Description description = inspect::describe(source, row);
+    require(inspect::isTiled(description));
+    checkReport(description, "show");
+    if (isVerified) {
+        checkVerified(source, description);
+    }
+    return 0;
+}

@@ -1,8 +1,8 @@
 // How fast the firmware readers are. Inputs are written by our own writers into a temporary folder.
 
-#include "files/RecordParser.h"
 #include "files/openFile.h"
 #include "files/recordFiles.h"
+#include "files/recordParser.h"
 #include "files/segments.h"
 
 #include <QBuffer>

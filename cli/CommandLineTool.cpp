@@ -6,6 +6,7 @@
 #include "cli/usageText.h"
 #include "display/Display.h"
 #include "files/largePages.h"
+#include "files/memoryFile.h"
 #include "files/readExactly.h"
 #include "files/wipe.h"
 #include "formats/formatTable.h"
@@ -16,6 +17,7 @@
 #include <QStringDecoder>
 
 #include <algorithm>
+#include <cstdio>
 #include <span>
 
 namespace {
@@ -72,6 +74,10 @@ int CommandLineTool::run(int argc, char** argv) {
     QStringList arguments;
     const int status = decodeArguments(argc, argv, arguments) ? runArguments(arguments) : 1;
     Display::getInstance()->closeLog();
+    if (!Display::getInstance()->finishOutput()) {
+        std::fputs("Standard output could not be written\n", stderr);
+        return status == 0 ? 1 : status;
+    }
     return status;
 }
 
@@ -154,18 +160,15 @@ bool CommandLineTool::readBinaryFile(const QString& path, QByteArray& outBytes, 
     if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
         return reportError("Unable to open the file %s", qUtf8Printable(path));
     }
-    QByteArray bytes;
-    const WipeOnExit wipeBytes(bytes);
-    const bool isPipe = file.isSequential();  // and tells its size when it is read to its end
-    if (isPipe && !readUpTo(file, maxInputPipe, bytes)) {
-        return reportError("Unable to read the file %s", qUtf8Printable(path));
+    if (!takePipeWhole(file, path)) {
+        return false;
     }
-    const qint64 size = isPipe ? bytes.size() : file.size();
-    if (expectedSize != 0 && size != expectedSize) {
+    if (expectedSize != 0 && file.size() != expectedSize) {
         return reportError("Size of %s is expected to be %d (found %d)", qUtf8Printable(path),
-                           static_cast<int>(expectedSize), static_cast<int>(size));
+                           static_cast<int>(expectedSize), static_cast<int>(file.size()));
     }
-    if (!isPipe && readExactly(file, size, bytes) != ReadStatus::done) {
+    QByteArray bytes;
+    if (readExactly(file, file.size(), bytes) != ReadStatus::done) {
         return reportError("Unable to read the file %s", qUtf8Printable(path));
     }
     wipe(outBytes);

@@ -2,7 +2,7 @@
 #include "cli/commands.h"
 #include "cli/imageListing.h"
 #include "files/ByteReader.h"
-#include "files/ByteWriter.h"
+#include "files/byteWriter.h"
 #include "files/openFile.h"
 #include "files/outputFile.h"
 #include "files/parseNumber.h"

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
@@ -130,8 +131,8 @@ bool coloursWanted() {
     return refused == nullptr || *refused == '\0';
 }
 
-void writeAll(std::FILE* file, const std::string& text) {
-    std::fwrite(text.data(), 1, text.size(), file);
+bool writeAll(std::FILE* file, const std::string& text) {
+    return std::fwrite(text.data(), 1, text.size(), file) == text.size();
 }
 
 bool shownOnConsole(std::int32_t kind, std::int32_t verbosity) {
@@ -227,8 +228,15 @@ void Display::closeLog() {
     logEnabled = 0;
 }
 
+bool Display::finishOutput() {
+    if (std::fflush(stdout) != 0 && errno != EPIPE) {
+        outputFailed = 1;
+    }
+    return outputFailed == 0;
+}
+
 void displayCallback(std::int32_t kind, const wchar_t* text) {
-    const Display* const display = Display::getInstance();
+    Display* const display = Display::getInstance();
     if (display->logEnabled != 0 && display->logFile != nullptr) {
         const QByteArray stamp = QTime::currentTime().toString(QStringLiteral("hh:mm:ss:zzz")).toUtf8();
         writeAll(display->logFile, stamp.toStdString() + ' ' + logTextOf(text) + '\n');
@@ -242,7 +250,9 @@ void displayCallback(std::int32_t kind, const wchar_t* text) {
     if (forTerminal && display->consoleOff == 0 && coloursWanted()) {
         line = escapeOf(attributeOf(kind)) + line + plainEscape;
     }
-    writeAll(stdout, line);
+    if (!writeAll(stdout, line) && errno != EPIPE) {
+        display->outputFailed = 1;
+    }
 }
 
 void displayMessage(MessageKind kind, const char* format, ...) {

@@ -46,12 +46,17 @@ class Display {
     /// Closes the log; called when a run ends, and at process exit.
     void closeLog();
 
+    /// Writes out what standard output still holds back. False if anything of it, from the start on, couldn't be written;
+    /// a pipe that nobody reads any longer doesn't count.
+    [[nodiscard]] bool finishOutput();
+
     std::uint8_t consoleOff = 0;    ///< not 0: no colours; text is still printed
     std::int32_t verbosity = 1;     ///< 1, 2 or 3: which of the verbose kinds the console shows
     std::uint8_t plain = 0;         ///< not 0: warnings, errors and successes lose their look and most prefixes
     std::uint8_t forceVerbose = 0;  ///< not 0: the callback gets kind 7 for every message
     std::uint8_t onTerminal = 0;    ///< not 0: the console is a terminal, which takes colours; asked at the first call
     std::uint8_t logEnabled = 0;
+    std::uint8_t outputFailed = 0;  ///< not 0: a message didn't reach standard output
     std::FILE* logFile = nullptr;
     DisplayCallback callback = nullptr;
 

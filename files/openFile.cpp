@@ -2,6 +2,7 @@
 
 #include "display/Display.h"
 #include "files/FileOBK.h"
+#include "files/outputFile.h"
 #include "files/readExactly.h"
 
 #include <QFileInfo>
@@ -21,7 +22,11 @@ bool hasBinarySuffix(const QString& path) {
     });
 }
 
+/// The reader that a path tells; null for raw binary.
 const FormatRow* rowOf(const FileLoadContext& context, const QString& path, bool allowPvs) {
+    if (hasBinarySuffix(path)) {
+        return nullptr;
+    }
     const auto row = std::find_if(context.formats.begin(), context.formats.end(), [&](const FormatRow& candidate) {
         return (allowPvs || !candidate.onlyWithPvs) &&
                path.endsWith(QLatin1String(candidate.suffix), Qt::CaseInsensitive);
@@ -59,15 +64,39 @@ bool seekTo(QFile& device, qint64 offset) {
     return (offset >= 0 && device.seek(offset)) || reportError("Unable to find fPosition");
 }
 
+/// What is asked for of a raw binary.
+struct BinaryPart {
+    qint64 offset = 0;
+    std::uint32_t size = 0;
+};
+
+/// Reads `device` with the reader of `row`, or as raw binary without one.
+bool readBy(const FormatRow* row, FileLoadContext& context, QFile& device, const BinaryPart& part, FileData*& result) {
+    if (row == nullptr && !hasBinarySuffix(device.fileName())) {
+        announceBinary(bareFileName(device));
+    }
+    std::shared_ptr<FileData> record;
+    if (!(row != nullptr ? row->read(context, device, record)
+                         : readBinaryImage(device, part.offset, part.size, record))) {
+        return false;
+    }
+    result = record.get();
+    context.records.push_back(std::move(record));
+    return true;
+}
+
 }  // namespace
 
-bool openInputFile(QFile& device, QIODevice::OpenMode more) {
+bool openInputFile(NamedFile& device, QIODevice::OpenMode more) {
     const QString name = bareFileName(device);
     if (!device.exists()) {
         return reportError("The file %s does not exist, please check the file's path", qUtf8Printable(name));
     }
     if (!device.open(QIODevice::ReadOnly | more)) {
         return reportError("Unable to open the file %s", qUtf8Printable(name));
+    }
+    if (!takePipeWhole(device, name)) {
+        return false;
     }
     if (device.size() == 0) {
         return reportError("The file %s is empty", qUtf8Printable(name));
@@ -78,23 +107,20 @@ bool openInputFile(QFile& device, QIODevice::OpenMode more) {
 bool openFile(FileLoadContext& context, const QString& path, FileData*& result, std::uint8_t fillByte, qint64 offset,
               std::uint32_t size, bool allowPvs) {
     context.fillByte = fillByte;
-    QFile device(path);
-    const bool binary = hasBinarySuffix(path);
-    const FormatRow* const row = binary ? nullptr : rowOf(context, path, allowPvs);
+    NamedFile device(path);
+    const FormatRow* const row = rowOf(context, path, allowPvs);
     // Raw bytes may be secrets: none of them stays in a buffer that nobody wipes.
-    if (!openInputFile(device, row == nullptr ? QIODevice::Unbuffered : QIODevice::NotOpen)) {
-        return false;
+    return openInputFile(device, row == nullptr ? QIODevice::Unbuffered : QIODevice::NotOpen) &&
+           readBy(row, context, device, {offset, size}, result);
+}
+
+bool openOutput(FileLoadContext& context, const QString& path, QByteArrayView bytes, FileData*& result, bool allowPvs) {
+    if (canReadBack(path)) {
+        return openFile(context, path, result, context.fillByte, 0, 0, allowPvs);
     }
-    if (!binary && row == nullptr) {
-        announceBinary(bareFileName(device));
-    }
-    std::shared_ptr<FileData> record;
-    if (!(row != nullptr ? row->read(context, device, record) : readBinaryImage(device, offset, size, record))) {
-        return false;
-    }
-    result = record.get();
-    context.records.push_back(std::move(record));
-    return true;
+    NamedFile device(path);
+    return (openOnBytes(device, bytes) || reportError("Unable to allocate memory")) &&
+           readBy(rowOf(context, path, allowPvs), context, device, {}, result);
 }
 
 bool readBinaryImage(QFile& device, qint64 offset, std::uint32_t size, std::shared_ptr<FileData>& record) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "files/FileLoadContext.h"
+#include "files/memoryFile.h"
 
 #include <QString>
 
@@ -13,14 +14,20 @@
                             std::uint8_t fillByte = 0xFF, qint64 offset = 0, std::uint32_t size = 0,
                             bool allowPvs = false);
 
+/// Reads back an output of this run as openFile would: the file at `path` or, where that is a pipe or device, which
+/// doesn't give back what was written to it, the `bytes` that were.
+[[nodiscard]] bool openOutput(FileLoadContext& context, const QString& path, QByteArrayView bytes, FileData*& result,
+                              bool allowPvs = false);
+
 /// Reads `device` as raw binary: one segment at address 0. The file has no format, so nothing but a short read fails.
 [[nodiscard]] bool readBinaryImage(QFile& device, qint64 offset, std::uint32_t size, std::shared_ptr<FileData>& record);
 
 /// Reads a provisioning data file; a FileReader.
 [[nodiscard]] bool readObkFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
 
-/// Opens an input file for reading. False, with a message, if it doesn't exist, can't be opened or is empty.
-[[nodiscard]] bool openInputFile(QFile& device, QIODevice::OpenMode more = {});
+/// Opens an input file for reading; a pipe or device is read to its end first. False, with a message, if it doesn't
+/// exist, can't be opened or read, or is empty.
+[[nodiscard]] bool openInputFile(NamedFile& device, QIODevice::OpenMode more = {});
 
 /// The name of `device`'s file without its folder.
 [[nodiscard]] QString bareFileName(const QFile& device);

@@ -1,6 +1,7 @@
 #include "files/outputFile.h"
 
 #include "display/Display.h"
+#include "files/FileHandle.h"
 
 #include <QByteArray>
 #include <QDir>
@@ -16,7 +17,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <utility>
 #include <vector>
 
 // A content goes to a new file beside the old one, which it then takes the place of: a write that fails halfway would
@@ -31,41 +31,6 @@
 // link, such as /dev/stdout, for something that isn't there.
 
 namespace {
-
-class FileHandle {
-  public:
-    FileHandle() = default;
-    explicit FileHandle(int descriptor) : descriptor_(descriptor) {}
-    FileHandle(FileHandle&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
-    FileHandle& operator=(FileHandle&& other) noexcept {
-        std::swap(descriptor_, other.descriptor_);
-        return *this;
-    }
-    ~FileHandle() { static_cast<void>(close()); }
-
-    [[nodiscard]] bool isOpen() const { return descriptor_ >= 0; }
-    [[nodiscard]] int get() const { return descriptor_; }
-
-    [[nodiscard]] bool write(QByteArrayView bytes) const {
-        while (!bytes.isEmpty()) {
-            const ssize_t written = ::write(descriptor_, bytes.data(), static_cast<std::size_t>(bytes.size()));
-            if (written < 0 && errno == EINTR) {
-                continue;
-            }
-            if (written <= 0) {
-                return false;
-            }
-            bytes = bytes.sliced(written);
-        }
-        return true;
-    }
-
-    // Some file systems tell a failed write only here.
-    [[nodiscard]] bool close() { return !isOpen() || ::close(std::exchange(descriptor_, -1)) == 0; }
-
-  private:
-    int descriptor_ = -1;
-};
 
 struct AccessRow {
     mode_t newMode;
@@ -260,6 +225,11 @@ ReplaceResult replaceFileBy(const QString& path, const ContentWriter& writeConte
 
 ReplaceResult replaceFile(const QString& path, QByteArrayView bytes, FileAccess access) {
     return replaceFileBy(path, writerOf(bytes), access);
+}
+
+bool canReadBack(const QString& path) {
+    struct stat status {};
+    return stat(QFile::encodeName(path).constData(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
 bool reportReplacement(ReplaceResult result, const QString& shown, const ReplaceErrors& errors) {

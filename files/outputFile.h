@@ -32,6 +32,9 @@ using ContentWriter = std::function<bool(const PieceWriter& write)>;
 [[nodiscard]] ReplaceResult replaceFileBy(const QString& path, const ContentWriter& writeContent,
                                           FileAccess access = FileAccess::asUsual);
 
+/// Whether what was written to `path` can be read from there: a pipe or device doesn't give it back.
+[[nodiscard]] bool canReadBack(const QString& path);
+
 /// What is said of a file that couldn't be replaced. A "%s" stands for the file's name.
 struct ReplaceErrors {
     const char* cannotOpen;

@@ -1,6 +1,7 @@
 #include "files/readExactly.h"
 
 #include "files/largePages.h"
+#include "files/memoryFile.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -39,25 +40,31 @@ ReadStatus readExactly(QFile& device, qint64 size, QByteArray& bytes) {
     return ReadStatus::done;
 }
 
-bool readUpTo(QFile& file, qint64 limit, QByteArray& bytes) {
-    constexpr qsizetype pieceSize = 1 << 16;
-    // The size is a guess that saves growing: a pipe has none.
-    const qint64 guess = file.size();
-    if (guess > limit || !canAllocate(guess + 2 * pieceSize)) {
-        return false;
+WholeStatus readWhole(QFile& file, qint64 limit, QByteArray& bytes) {
+    switch (holdPipe(file, limit)) {
+        case PipeStatus::done:
+            break;
+        case PipeStatus::tooLong:
+            return WholeStatus::tooLong;
+        case PipeStatus::failed:
+            return WholeStatus::failed;
     }
-    QByteArray content;
-    content.reserve(guess + 2 * pieceSize);
-    qint64 got = 1;
-    while (got > 0 && content.size() <= limit) {
-        const qsizetype held = content.size();
-        content.resize(held + pieceSize);
-        got = file.read(content.data() + held, pieceSize);
-        content.resize(held + std::max<qint64>(got, 0));
+    const qint64 size = file.size();
+    if (size > limit) {
+        return WholeStatus::tooLong;
     }
-    if (got < 0 || content.size() > limit) {
-        return false;
+    if (!canAllocate(size)) {
+        return WholeStatus::noMemory;
+    }
+    QByteArray content(size, Qt::Uninitialized);
+    content.truncate(std::max<qint64>(file.read(content.data(), size), 0));
+    if (content.size() < size && !file.isTextModeEnabled()) {  // text may lose its carriage returns
+        return WholeStatus::failed;
     }
     bytes = std::move(content);
-    return true;
+    return WholeStatus::done;
+}
+
+bool readUpTo(QFile& file, qint64 limit, QByteArray& bytes) {
+    return readWhole(file, limit, bytes) == WholeStatus::done;
 }

@@ -1,8 +1,8 @@
 #include "display/Display.h"
-#include "files/RecordParser.h"
 #include "files/largePages.h"
 #include "files/readExactly.h"
 #include "files/recordFiles.h"
+#include "files/recordParser.h"
 #include "files/segments.h"
 
 #include <algorithm>
@@ -10,12 +10,28 @@
 
 namespace {
 
+/// Sees to it that the next segment can be begun, which must not fail.
+bool makeRoomForNext(std::vector<FileSegment>& segments) {
+    if (segments.size() < segments.capacity()) {
+        return true;
+    }
+    const std::size_t capacity = 2 * segments.capacity() + 1;
+    if (!canAllocate(static_cast<qint64>(capacity * sizeof(FileSegment)))) {
+        return false;
+    }
+    segments.reserve(capacity);
+    return true;
+}
+
 void beginSegment(FileData& file, std::uint32_t address) {
     file.segments.push_back({address, 0, {}});
 }
 
 // While a segment is open, its array has room behind the bytes that count. The room is neither filled nor touched.
 bool addData(FileData& file, const RecordBlock& current) {
+    if (!makeRoomForNext(file.segments)) {
+        return reportError("Unable to allocate memory");
+    }
     FileSegment& segment = file.segments.back();
     const qint64 size = qint64{segment.size} + current.bytes.size();
     if (size > segment.data.size()) {

@@ -11,6 +11,9 @@ namespace {
 
 constexpr std::uint32_t maxBridgedGap = 31;
 
+// What holding one segment against all others takes, and sorting it among them.
+constexpr std::size_t bytesToCompare = 64;
+
 std::uint32_t endOf(const FileSegment& segment) {
     return segment.address + segment.size;
 }
@@ -53,11 +56,20 @@ bool overlay(FileSegment& first, const FileSegment& second) {
     return true;
 }
 
-bool anyClash(const QList<FileData*>& files) {
+std::size_t countSegments(const QList<FileData*>& files) {
+    std::size_t count = 0;
+    for (const FileData* const file : files) {
+        count += file->segments.size();
+    }
+    return count;
+}
+
+bool anyClash(const QList<FileData*>& files, std::size_t segmentCount) {
     if (files.size() < 2) {
         return false;
     }
     std::vector<std::uint32_t> addresses;
+    addresses.reserve(segmentCount);
     for (const FileData* const file : files) {
         for (const FileSegment& segment : file->segments) {
             addresses.push_back(segment.address);
@@ -127,10 +139,15 @@ bool rangesOverlap(std::uint32_t address1, std::uint32_t end1, std::uint32_t add
 }
 
 bool mergeFiles(FileLoadContext& context, const QList<FileData*>& files, FileData*& merged) {
-    if (anyClash(files)) {
+    const std::size_t segmentCount = countSegments(files);
+    if (!canAllocate(static_cast<qint64>(segmentCount * (sizeof(FileSegment) + bytesToCompare)))) {
+        return reportError("Out of memory");
+    }
+    if (anyClash(files, segmentCount)) {
         return reportError("Overlap between segments, Unable to merge files");
     }
     auto record = std::make_shared<FileData>();
+    record->segments.reserve(segmentCount);
     for (const FileData* const file : files) {
         record->segments.insert(record->segments.end(), file->segments.begin(), file->segments.end());
     }

@@ -1,6 +1,6 @@
 #include "formats/formatTable.h"
 
-#include "files/ElfReader.h"
+#include "files/elfReader.h"
 #include "files/openFile.h"
 #include "files/recordFiles.h"
 #include "formats/readers.h"

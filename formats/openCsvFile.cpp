@@ -24,7 +24,7 @@ FileReader readerFor(CsvKind kind) {
 }  // namespace
 
 bool openCsvFile(FileLoadContext& context, const QString& path, CsvKind kind, FileData*& result) {
-    QFile device(path);
+    NamedFile device(path);
     if (!path.endsWith(QLatin1String("csv"), Qt::CaseInsensitive)) {
         return reportError("The file %s does not have .csv extension, please check the file's path",
                            qUtf8Printable(bareFileName(device)));

@@ -1,5 +1,5 @@
 #include "fuzz/FuzzFile.h"
-#include "images/BackupImage.h"
+#include "images/backupImage.h"
 
 #include <cstdlib>
 

@@ -1,5 +1,5 @@
 #include "fuzz/FuzzFile.h"
-#include "images/BackupGenerator.h"
+#include "images/backupGenerator.h"
 
 // The document names its files; they are only read, and the output lies in the fuzzer's own folder.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -1,5 +1,5 @@
 #include "fuzz/FuzzFile.h"
-#include "images/SecretsImage.h"
+#include "images/secretsImage.h"
 
 // The first byte picks the device.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

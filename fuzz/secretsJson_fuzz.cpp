@@ -1,5 +1,5 @@
 #include "fuzz/FuzzFile.h"
-#include "images/SecretsGenerator.h"
+#include "images/secretsGenerator.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const FuzzFile file(data, size, ".json");

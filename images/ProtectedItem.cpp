@@ -1,5 +1,7 @@
 #include "images/ProtectedItem.h"
 
+#include "images/imageLayout.h"
+
 std::uint32_t protectionWord(const ProtectedItem& item) {
     std::uint32_t word = 0;
     for (const ProtectionField* field :
@@ -10,6 +12,6 @@ std::uint32_t protectionWord(const ProtectedItem& item) {
 }
 
 std::uint32_t nonceBytes(std::uint32_t protection) {
-    const std::uint32_t algorithm = (protection >> 19) & 7;
+    const std::uint32_t algorithm = (protection >> protectionBits::algorithmPosition) & protectionBits::algorithmMask;
     return algorithm == algorithmCbc || algorithm == algorithmCtr ? nonceSize : 0;
 }

@@ -33,12 +33,9 @@ struct ProtectedItem {
     ProtectionField HDPL;
 };
 
-/// The size of a nonce file, which stands in front of the data that it belongs to.
-constexpr std::uint32_t nonceSize = 16;
-
 /// The OR of every field's value at its place.
 [[nodiscard]] std::uint32_t protectionWord(const ProtectedItem& item);
 
-/// The bytes of nonce inside a segment of `size` bytes under a protection word. The device expects `Algorithm` at bits
-/// 19 to 21, whatever place a document gave it.
+/// The bytes of nonce inside a segment of `size` bytes under a protection word, whatever place a document gave the
+/// algorithm in it.
 [[nodiscard]] std::uint32_t nonceBytes(std::uint32_t protection);

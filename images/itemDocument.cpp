@@ -63,8 +63,11 @@ bool readItemDocument(const QString& jsonPath, QJsonArray& files) {
     }
     displayMessage(MessageKind::normal, "Start parsing json file...");
     QByteArray text;
-    const QJsonDocument document =
-        readUpTo(file, maxDocumentSize, text) ? QJsonDocument::fromJson(text) : QJsonDocument();
+    const WholeStatus status = readWhole(file, maxDocumentSize, text);
+    if (status == WholeStatus::tooLong) {
+        return reportError("The document %s is larger than 8 MiB", qUtf8Printable(jsonPath));
+    }
+    const QJsonDocument document = status == WholeStatus::done ? QJsonDocument::fromJson(text) : QJsonDocument();
     if (document.isNull()) {
         return reportError("Failed to parse JSON data, Invalid format !");
     }

@@ -1,5 +1,7 @@
 #include "images/itemFiles.h"
 
+#include "images/imageLayout.h"
+
 #include "files/readExactly.h"
 
 #include <QFile>
@@ -77,9 +79,9 @@ bool readNonce(const ProtectedItem& item, const QString& path, QByteArray& nonce
     if (!openItemFile(file)) {
         return false;
     }
-    nonce = file.read(nonceSize + 1);  // one more byte tells a longer file
-    return nonce.size() == nonceSize || reportError("[%s]\nNonce binary size must be 16 Bytes.\n%s",
-                                                    qUtf8Printable(item.Name), qUtf8Printable(path));
+    const bool isRead = readWhole(file, nonceSize, nonce) == WholeStatus::done && nonce.size() == nonceSize;
+    return isRead || reportError("[%s]\nNonce binary size must be 16 Bytes.\n%s", qUtf8Printable(item.Name),
+                                 qUtf8Printable(path));
 }
 
 bool readItemData(const ProtectedItem& item, const QString& path, const QByteArray& nonce, QByteArray& data) {
@@ -88,9 +90,12 @@ bool readItemData(const ProtectedItem& item, const QString& path, const QByteArr
         return false;
     }
     QByteArray content;
-    const bool isComplete = readUpTo(file, file.size() > 0 ? maxFileSize : maxPipeSize, content);
+    const WholeStatus status = readWhole(file, file.size() > 0 ? maxFileSize : maxPipeSize, content);
     const WipeOnExit wipeContent(content);
-    if (!isComplete || !canAllocate(2 * content.size() + roomForHeaders)) {
+    if (status == WholeStatus::failed) {
+        return reportError("[%s]\nThe file can't be read.\n%s", qUtf8Printable(item.Name), qUtf8Printable(path));
+    }
+    if (status != WholeStatus::done || !canAllocate(2 * content.size() + roomForHeaders)) {
         return reportError("[%s]\nThe file is too large.\n%s", qUtf8Printable(item.Name), qUtf8Printable(path));
     }
     if (!checkSize(item, path, content.size())) {

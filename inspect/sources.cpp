@@ -1,7 +1,7 @@
 #include "inspect/sources.h"
 
 #include "display/Display.h"
-#include "files/ElfReader.h"
+#include "files/elfReader.h"
 #include "files/recordFiles.h"
 #include "files/wipe.h"
 #include "inspect/compare.h"

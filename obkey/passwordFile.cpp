@@ -1,7 +1,7 @@
 #include "obkey/passwordFile.h"
 
 #include "display/Display.h"
-#include "files/ByteWriter.h"
+#include "files/byteWriter.h"
 #include "files/outputFile.h"
 #include "files/wipe.h"
 #include "obkey/templatePaths.h"

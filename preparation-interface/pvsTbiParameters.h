@@ -1,7 +1,7 @@
 #pragma once
 
 #include "files/FileData.h"
-#include "images/BackupImage.h"
+#include "images/backupImage.h"
 
 #include <QByteArray>
 #include <QList>

@@ -1,7 +1,7 @@
 #include "Preparation/card/Pkcs11Module.h"
 #include "display/Display.h"
 #include "files/ByteReader.h"
-#include "files/ByteWriter.h"
+#include "files/byteWriter.h"
 #include "files/wipe.h"
 #include "preparation-interface/Preparation.h"
 

@@ -1,7 +1,7 @@
 #include "preparation-interface/Preparation.h"
 
 #include "Preparation/secureImages/installImage.h"
-#include "images/BackupGenerator.h"
+#include "images/backupGenerator.h"
 
 #include <utility>
 

@@ -2,7 +2,7 @@
 
 #include "Preparation/secureImages/signedImageContent.h"
 #include "display/Display.h"
-#include "files/ByteWriter.h"
+#include "files/byteWriter.h"
 #include "files/outputFile.h"
 #include "files/readExactly.h"
 #include "formats/signedImageLayout.h"

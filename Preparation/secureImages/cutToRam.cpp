@@ -1,7 +1,7 @@
 #include "Preparation/secureImages/cutToRam.h"
 
 #include "display/Display.h"
-#include "files/ByteWriter.h"
+#include "files/byteWriter.h"
 
 #include <utility>
 

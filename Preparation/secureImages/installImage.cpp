@@ -5,7 +5,7 @@
 #include "Preparation/secureImages/segmentView.h"
 #include "display/Display.h"
 #include "files/ByteReader.h"
-#include "files/ByteWriter.h"
+#include "files/byteWriter.h"
 #include "formats/moduleLayout.h"
 #include "formats/secureImageLayout.h"
 

@@ -1,6 +1,6 @@
 #include "Preparation/secureImages/segmentView.h"
 #include "display/Display.h"
-#include "files/ByteWriter.h"
+#include "files/byteWriter.h"
 #include "files/outputFile.h"
 #include "formats/moduleLayout.h"
 #include "preparation-interface/Preparation.h"

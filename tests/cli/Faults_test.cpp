@@ -6,10 +6,12 @@
 #include <QFileInfo>
 #include <QProcess>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/capability.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 namespace {
 
@@ -108,6 +110,15 @@ TEST_F(FaultTest, LockedFolderHasItsOldFilesWrittenOver) {
     QFile::setPermissions(folder.path("old"), writable);
 }
 
+TEST_F(FaultTest, LostMessagesAreAFailure) {
+    const CommandResult result = run("--help", [] {
+        const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
+        dup2(full, STDOUT_FILENO);
+    });
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.output, "Standard output could not be written\n");
+}
+
 TEST_F(FaultTest, TemplateThatCantBeRewrittenStays) {
     folder.write("t.xml", QByteArray(obkeyTemplate).replace("<Width>16", "<Width>5"));
     CommandResult result = run("-obk ./t.xml", fillDisk);
@@ -134,6 +145,18 @@ TEST_F(FaultTest, PipesAreReadToTheirEnd) {
     ASSERT_TRUE(shell.waitForFinished());
     EXPECT_EQ(shell.exitCode(), 0) << shell.readAll().constData();
     EXPECT_EQ(folder.read("pipes.pvs"), folder.read("files.pvs"));
+
+    // Firmware, and a module that a list names.
+    folder.write("list.mcsv", "m.bin,none,0x08010000\n");
+    shell.start(QStringLiteral("sh"),
+                {QStringLiteral("-c"),
+                 QStringLiteral("make() { \"$0\" -tbi -devid 0x455 -fir $1 0x08000000 -mcsv list.mcsv -k key.bin "
+                                "-n nonce.bin -v 1 -o $2; } && mkfifo f m.bin && { cat key.bin >f & cat secrets.bin "
+                                ">m.bin & } && make f a.tbi && cp secrets.bin m2 && mv m2 m.bin && make key.bin b.tbi"),
+                 QStringLiteral(QVORA_TOOL)});
+    ASSERT_TRUE(shell.waitForFinished());
+    EXPECT_EQ(shell.exitCode(), 0) << shell.readAll().constData();
+    EXPECT_EQ(folder.read("a.tbi"), folder.read("b.tbi"));
 }
 
 // A device doesn't give back what was written to it, and isn't removed for that.

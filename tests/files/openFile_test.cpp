@@ -6,7 +6,11 @@
 
 #include <QDir>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
@@ -73,6 +77,50 @@ TEST(OpenFile, TellsWhyAFileCannotBeRead) {
                                    "Error: Unable to open the file folder.bin", "Error: The file empty.kmd is empty",
                                    "Error: Unable to find fPosition", cutShort, cutShort, cutShort, cutShort}));
     EXPECT_EQ(open(folder, "data.bin", "", 8, 2), "0:3839");
+}
+
+/// Makes a pipe that gives `content` to whoever reads it, in two pieces.
+void makePipe(const QString& path, const QByteArray& content) {
+    ASSERT_EQ(mkfifo(qUtf8Printable(path), 0600), 0);
+    if (fork() == 0) {
+        const int pipe = ::open(qUtf8Printable(path), O_WRONLY);
+        const qsizetype half = content.size() / 2;
+        const bool isWritten =
+            write(pipe, content.constData(), static_cast<std::size_t>(half)) == half && usleep(1000) == 0 &&
+            write(pipe, content.constData() + half, static_cast<std::size_t>(content.size() - half)) > 0;
+        _exit(isWritten ? 0 : 1);
+    }
+}
+
+TEST(OpenFile, ReadsPipesToTheirEnd) {
+    const TempFolder folder;
+    const MessageCapture capture;
+    makePipe(folder.path("a.bin"), QByteArray(100000, 'x'));
+    makePipe(folder.path("a.obk"), "abcdefghijklmn");
+    makePipe(folder.path("nothing.bin"), "");
+    ASSERT_TRUE(QFile::link(QStringLiteral("/dev/zero"), folder.path("zero.bin")));
+    EXPECT_TRUE(open(folder, "a.bin", "") == "0:" + QByteArray(100000, 'x').toHex().toStdString());
+    EXPECT_EQ(open(folder, "a.obk", ""), "0:6d6e");
+    EXPECT_EQ(open(folder, "nothing.bin", ""), "no");
+    EXPECT_EQ(open(folder, "zero.bin", ""), "no");
+    EXPECT_EQ(capture.texts(),
+              (std::vector<std::string>{"Error: The file nothing.bin is empty",
+                                        "Error: The file zero.bin does not end: more than 256 MiB came from it"}));
+    while (wait(nullptr) > 0) {
+    }
+}
+
+TEST(OpenFile, ReadsAnOutputBackFromWhereItIs) {
+    const TempFolder folder;
+    ASSERT_TRUE(QFile::link(QStringLiteral("/dev/null"), folder.path("a.obk")));
+    folder.write("b.bin", "on disk");
+    FileLoadContext context;
+    context.formats = formats;
+    FileData* file = nullptr;
+    ASSERT_TRUE(openOutput(context, folder.path("a.obk"), "abcdefghijklmn", file));
+    EXPECT_EQ(segmentText(*file), "0:6d6e");
+    ASSERT_TRUE(openOutput(context, folder.path("b.bin"), "in memory", file));
+    EXPECT_EQ(segmentText(*file), "0:" + QByteArray("on disk").toHex().toStdString());
 }
 
 TEST(OpenFile, SplitsAProvisioningFile) {

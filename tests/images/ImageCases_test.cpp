@@ -1,5 +1,5 @@
-#include "images/BackupGenerator.h"
-#include "images/SecretsGenerator.h"
+#include "images/backupGenerator.h"
+#include "images/secretsGenerator.h"
 #include "tests/images/ItemDocument.h"
 #include "tests/support/MessageCapture.h"
 

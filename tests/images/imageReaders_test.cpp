@@ -1,5 +1,5 @@
-#include "images/BackupImage.h"
-#include "images/SecretsImage.h"
+#include "images/backupImage.h"
+#include "images/secretsImage.h"
 #include "tests/images/ItemDocument.h"
 #include "tests/support/MessageCapture.h"
 
@@ -69,6 +69,32 @@ TEST(SecretsImage, ReadsBothLayoutsAndRefusesEveryCut) {
               std::tuple(12U, 0x1001000CU, QByteArray("deadbeef")));
     EXPECT_EQ(parseSecretsImage(0x505, QStringLiteral("no/s.bin"), segments), -1);
     EXPECT_EQ(messages.texts().back(), "Error: Failed to open no/s.bin file in write mode.");
+}
+
+// Eight or twelve bytes of a file, many times as many in memory.
+TEST(ImageReaders, BoundTheNumberOfRecords) {
+    const TempFolder folder;
+    const MessageCapture messages;
+    const QString path = folder.path("image.bin");
+    QList<BackupSegment> backup;
+    QList<SecretSegment> secrets;
+    for (const qsizetype more : {0, 1}) {
+        folder.write("image.bin", QByteArray(12 * (65535 + more), '\0'));
+        EXPECT_EQ(parseBackupImage(path, backup), more == 0 ? 0 : -1);
+        folder.write("image.bin", QByteArray(8 * (65535 + more), '\0'));
+        EXPECT_EQ(parseSecretsImage(0x505, path, secrets), more == 0 ? 0 : -1);
+    }
+    EXPECT_EQ(backup.size(), 65535);
+    EXPECT_EQ(secrets.size(), 65535);
+    // A size that is only claimed: nothing of it is read.
+    ASSERT_TRUE(QFile::resize(path, qint64{1} << 40));
+    EXPECT_EQ(parseSecretsImage(0x500, path, secrets), -1);
+    EXPECT_EQ(parseBackupImage(path, backup), -1);
+    const std::string name = path.toStdString();
+    EXPECT_THAT(messages.texts(), ElementsAre("Error: The backup image " + name + " has more than 65535 records",
+                                              "Error: The secrets image " + name + " has more than 65535 records",
+                                              testing::StartsWith("Error: Secrets file size is not valid."),
+                                              "Error: The file " + name + " is too large for the memory."));
 }
 
 }  // namespace

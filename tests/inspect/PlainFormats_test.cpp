@@ -1,7 +1,7 @@
 #include "tests/inspect/Inspection.h"
 #include "tests/inspect/SealingKit.h"
 
-#include "files/ByteWriter.h"
+#include "files/byteWriter.h"
 
 // Formats that encrypt nothing: backup and secrets images, provisioning and password files.
 

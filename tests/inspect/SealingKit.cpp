@@ -1,6 +1,6 @@
 #include "tests/inspect/SealingKit.h"
 
-#include "files/ByteWriter.h"
+#include "files/byteWriter.h"
 
 #include <openssl/bio.h>
 #include <openssl/ecdsa.h>

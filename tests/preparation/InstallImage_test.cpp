@@ -1,5 +1,5 @@
 #include "Preparation/secureImages/installImage.h"
-#include "files/ByteWriter.h"
+#include "files/byteWriter.h"
 #include "formats/readers.h"
 #include "preparation-interface/Preparation.h"
 #include "tests/support/ImageDecryptor.h"

@@ -1,5 +1,5 @@
 #include "Preparation/primitives/ecdsa.h"
-#include "files/ByteWriter.h"
+#include "files/byteWriter.h"
 #include "preparation-interface/Preparation.h"
 #include "tests/support/MessageCapture.h"
 #include "tests/support/TempFolder.h"

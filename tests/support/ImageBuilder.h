@@ -1,6 +1,6 @@
 #pragma once
 
-#include "files/ByteWriter.h"
+#include "files/byteWriter.h"
 
 #include <QByteArray>
 

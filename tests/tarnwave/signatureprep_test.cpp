@@ -1,5 +1,5 @@
 #include "Preparation/src/TarnwaveQuill/signatureprep.h"
-#include "files/ByteWriter.h"
+#include "files/byteWriter.h"
 #include "tests/support/MessageCapture.h"
 #include "tests/support/outsideTool.h"
 

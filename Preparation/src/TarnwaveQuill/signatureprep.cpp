@@ -7,7 +7,7 @@
 #include "Preparation/src/TarnwaveQuill/publicKeySources.h"
 #include "Preparation/src/TarnwaveQuill/publicKeyText.h"
 #include "display/Display.h"
-#include "files/ByteWriter.h"
+#include "files/byteWriter.h"
 #include "files/outputFile.h"
 #include "files/readExactly.h"
 #include "files/wipe.h"

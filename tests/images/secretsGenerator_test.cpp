@@ -1,4 +1,4 @@
-#include "images/SecretsGenerator.h"
+#include "images/secretsGenerator.h"
 
 #include "tests/images/ItemDocument.h"
 #include "tests/support/MessageCapture.h"

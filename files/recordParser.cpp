@@ -1,4 +1,4 @@
-#include "files/RecordParser.h"
+#include "files/recordParser.h"
 
 #include "display/Display.h"
 #include "files/hexPairs.h"

@@ -1,5 +1,5 @@
 #include "display/Display.h"
-#include "files/ByteWriter.h"
+#include "files/byteWriter.h"
 #include "files/hexPairs.h"
 #include "files/readExactly.h"
 #include "formats/FileTSV.h"

@@ -16,7 +16,7 @@ struct BackupItem : ProtectedItem {
 /// Makes the backup image that the document at `jsonPath` describes, writes it to `outputPath` in the place of
 /// whatever stands there, reads it back and lists it. Paths in the document that begin with "." count from its folder.
 /// 0 on success; -2 if the document can't be read; -1 on any other fault. Every fault is reported. Nothing is written
-/// unless all files pass; an overlap is found behind the write and leaves the image on disk.
+/// unless all files pass; an overlap is found after the write and leaves the image on disk.
 [[nodiscard]] int generateBackup(const QString& jsonPath, const QString& outputPath);
 
 /// The same for a list made otherwise, `jsonPath` naming the document whose folder relative paths count from. 0 or -1;

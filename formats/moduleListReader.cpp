@@ -1,4 +1,5 @@
 #include "display/Display.h"
+#include "files/memoryFile.h"
 #include "files/openFile.h"
 #include "files/parseNumber.h"
 #include "files/readExactly.h"
@@ -65,6 +66,9 @@ bool loadFile(const QString& path, QByteArray& content, std::uint32_t& size) {
     QFile device(path);
     if (!device.open(QIODevice::ReadOnly)) {
         return reportError("Unable to open the file: %s", qUtf8Printable(path));
+    }
+    if (!takePipeWhole(device, path)) {
+        return false;
     }
     switch (readExactly(device, device.size(), content)) {
         case ReadStatus::done:

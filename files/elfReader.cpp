@@ -1,4 +1,4 @@
-#include "files/ElfReader.h"
+#include "files/elfReader.h"
 
 #include "display/Display.h"
 #include "files/ByteReader.h"
@@ -250,7 +250,8 @@ ElfStatus readSegments(ElfSource& source, FileELF& file) {
     return ElfStatus::good;
 }
 
-// The entries of a section, decoded. A section without entries gives null data and true.
+// The entries of a section, decoded. A section without entries gives null data and true, and so does one whose entries
+// have a size of their own: what is loaded into the device doesn't hang on it.
 bool entriesOf(ElfSource& source, const ElfSectionRecord& section, Elf_Type type, std::size_t entrySize,
                std::size_t recordSize, Elf_Data*& data, int& count) {
     data = nullptr;
@@ -259,9 +260,13 @@ bool entriesOf(ElfSource& source, const ElfSectionRecord& section, Elf_Type type
     if (entries == 0) {
         return true;
     }
+    if (section.entrySize != entrySize) {
+        displayMessage(MessageKind::verbose2, "The ELF section %s has entries of %llu bytes, it is passed over",
+                       section.name.c_str(), static_cast<unsigned long long>(section.entrySize));
+        return true;
+    }
     GElf_Shdr header{};
-    if (section.entrySize != entrySize || entries > std::numeric_limits<int>::max() ||
-        !source.charge(entries, recordSize) ||
+    if (entries > std::numeric_limits<int>::max() || !source.charge(entries, recordSize) ||
         gelf_getshdr(elf_getscn(source.elf.get(), section.index), &header) == nullptr) {
         return false;
     }

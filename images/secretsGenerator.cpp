@@ -1,11 +1,12 @@
-#include "images/SecretsGenerator.h"
+#include "images/secretsGenerator.h"
 
 #include "images/imageFile.h"
+#include "images/imageLayout.h"
 #include "images/itemDocument.h"
 #include "images/itemFiles.h"
-#include "images/otpLayout.h"
 
-#include "files/ByteWriter.h"
+#include "files/byteWriter.h"
+#include "files/outputFile.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -16,9 +17,6 @@
 namespace {
 
 using WipeDataOnExit = WipeSegmentsOnExit<SecretSegment, &SecretSegment::data>;
-
-/// The part of the header word that holds protection bits; the index has the other half.
-constexpr std::uint32_t protectionMask = 0xFFFF0000;
 
 /// A word of zeros under this protection is one that nobody filled in.
 constexpr std::uint32_t unfilledProtection = 0x10000000;
@@ -122,19 +120,22 @@ bool isHexDigit(QChar character) {
 }
 
 /// The digits stand behind a prefix of two characters, whatever these are. Their number decides how many bytes there
-/// are, while the size is always that of one word.
-bool readWord(const QString& text, SecretSegment& segment) {
-    const QStringView digits = QStringView(text).mid(2);
-    if (!std::all_of(digits.begin(), digits.end(), isHexDigit)) {
-        return reportError("Invalid hexadecimal value : %s", qUtf8Printable(text));
+/// are, while the size is always that of one word. No message shows the word: it is a secret.
+bool readWord(const SecretItem& item, const QString& word, SecretSegment& segment) {
+    const QStringView digits = QStringView(word).mid(2);
+    if (digits.size() < 2 || !std::all_of(digits.begin(), digits.end(), isHexDigit)) {
+        return reportError("[%s]\nThe secret word must have two hexadecimal digits or more behind 0x.",
+                           qUtf8Printable(item.Name));
     }
-    segment.data = QByteArray::fromHex(digits.toLatin1());
+    QByteArray text = digits.toLatin1();
+    const WipeOnExit wipeText(text);
+    segment.data = QByteArray::fromHex(text);
     segment.size = otpWordSize;
     return true;
 }
 
 bool isUnfilled(const SecretItem& item, const QString& word, std::uint32_t headerWord) {
-    return !item.isFile && word == zeroWord && (headerWord & protectionMask) == unfilledProtection;
+    return !item.isFile && word == zeroWord && (headerWord & secretRecord::protectionMask) == unfilledProtection;
 }
 
 bool buildSegment(const SecretItem& item, bool forPreview, QList<SecretSegment>& segments) {
@@ -142,7 +143,7 @@ bool buildSegment(const SecretItem& item, bool forPreview, QList<SecretSegment>&
     if (!chooseNonce(item, item.PathOrWord, MessageKind::warning, noncePath)) {
         return false;
     }
-    const std::uint32_t headerWord = item.Offset | (protectionWord(item) & protectionMask);
+    const std::uint32_t headerWord = item.Offset | (protectionWord(item) & secretRecord::protectionMask);
     const QString word = item.PathOrWord.isEmpty() ? QString(zeroWord) : item.PathOrWord;
     if (isUnfilled(item, word, headerWord)) {
         return forPreview || reportError("[%s]\nSecret word is not filled/configured.", qUtf8Printable(item.Name));
@@ -150,7 +151,7 @@ bool buildSegment(const SecretItem& item, bool forPreview, QList<SecretSegment>&
     SecretSegment& segment = segments.emplaceBack();
     segment.offset = item.Offset;
     segment.word = headerWord;
-    if (!(item.isFile ? readFile(item, noncePath, segment) : readWord(word, segment))) {
+    if (!(item.isFile ? readFile(item, noncePath, segment) : readWord(item, word, segment))) {
         return false;
     }
     if (!forPreview && (!item.isFile || item.Format == 1)) {
@@ -164,8 +165,8 @@ struct WordRange {
     std::uint32_t last;
 };
 
-constexpr WordRange fixedRanges[] = {{fixedLayoutHeadWord, fixedLayoutHeadWord},
-                                     {fixedLayoutFirstWord, fixedLayoutLastWord}};
+constexpr WordRange fixedRanges[] = {{fixedSecrets::headWord, fixedSecrets::headWord},
+                                     {fixedSecrets::firstWord, fixedSecrets::lastWord}};
 constexpr WordRange recordsRanges[] = {{12, 12},   {17, 19},   {22, 22},   {144, 144},
                                        {152, 152}, {176, 254}, {256, 256}, {260, 367}};
 
@@ -197,11 +198,11 @@ void place(const QByteArray& data, qsizetype position, QByteArray& image) {
 
 /// The first segment stands at the head, whatever its index; one for word 56 in another place is not in the image.
 QByteArray fixedLayoutImage(const QList<SecretSegment>& segments) {
-    QByteArray image(fixedLayoutSize, '\0');
+    QByteArray image(fixedSecrets::imageSize, '\0');
     place(segments.constFirst().data, 0, image);
     for (const SecretSegment& segment : segments) {
-        if (segment.offset >= fixedLayoutFirstWord && segment.offset <= fixedLayoutLastWord) {
-            place(segment.data, (segment.offset - fixedLayoutFirstWord) * otpWordSize + otpWordSize, image);
+        if (segment.offset >= fixedSecrets::firstWord && segment.offset <= fixedSecrets::lastWord) {
+            place(segment.data, fixedSecrets::offsetOf(segment.offset), image);
         }
     }
     return image;
@@ -210,7 +211,7 @@ QByteArray fixedLayoutImage(const QList<SecretSegment>& segments) {
 QByteArray recordsImage(const QList<SecretSegment>& segments) {
     qsizetype size = 0;
     for (const SecretSegment& segment : segments) {
-        size += secretHeaderSize + segment.data.size();
+        size += secretRecord::headerSize + segment.data.size();
     }
     QByteArray image;
     image.reserve(size);
@@ -237,16 +238,19 @@ void listSegments(const QList<SecretSegment>& segments) {
     for (const SecretSegment& segment : segments) {
         displayMessage(MessageKind::normal, "  OTP AREAS     ");
         displayMessage(MessageKind::normal, "       Offset         : %d", static_cast<int>(segment.offset));
-        displayMessage(MessageKind::normal, "       Protection     : 0x%08X", segment.word & protectionMask);
+        displayMessage(MessageKind::normal, "       Protection     : 0x%08X",
+                       segment.word & secretRecord::protectionMask);
         displayMessage(MessageKind::normal, "       Data Size      : 0x%X\n", segment.size);
     }
 }
 
-bool readBack(std::uint32_t deviceId, const QString& path) {
+bool readBack(std::uint32_t deviceId, const QString& path, const QByteArray& image) {
     displayMessage(MessageKind::normal, "\nParse PVS secrets image:");
     QList<SecretSegment> segments;
     const WipeDataOnExit wipeSegments(segments);
-    if (parseSecretsImage(deviceId, path, segments) != 0 || !checkSecretsOverlap(segments, deviceId)) {
+    const int read = canReadBack(path) ? parseSecretsImage(deviceId, path, segments)
+                                       : parseSecretsImage(deviceId, image, path, segments);
+    if (read != 0 || !checkSecretsOverlap(segments, deviceId)) {
         return false;
     }
     listSegments(segments);
@@ -308,8 +312,8 @@ int generateSecrets(std::uint32_t deviceId, const QList<SecretItem>& items, cons
     const bool fixed = hasFixedLayout(deviceId);
     QByteArray image = fixed ? fixedLayoutImage(segments) : recordsImage(segments);
     const WipeOnExit wipeImage(image);
-    if (!writeImage(outputPath, image) || !readBack(deviceId, outputPath)) {
+    if (!writeImage(outputPath, image) || !readBack(deviceId, outputPath, image)) {
         return -1;
     }
-    return fixed ? static_cast<int>(fixedLayoutSize / otpWordSize) : static_cast<int>(countWords(segments));
+    return fixed ? static_cast<int>(fixedSecrets::imageSize / otpWordSize) : static_cast<int>(countWords(segments));
 }

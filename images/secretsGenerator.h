@@ -1,7 +1,7 @@
 #pragma once
 
 #include "images/ProtectedItem.h"
-#include "images/SecretsImage.h"
+#include "images/secretsImage.h"
 
 #include <QList>
 

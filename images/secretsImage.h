@@ -1,13 +1,11 @@
 #pragma once
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QList>
 #include <QString>
 
 #include <cstdint>
-
-/// A record's header word and size in the records layout, 32 bits each, little-endian; the data follows.
-constexpr qsizetype secretHeaderSize = 8;
 
 /// A run of OTP words of a secrets image.
 struct SecretSegment {
@@ -17,9 +15,12 @@ struct SecretSegment {
     QByteArray data;
 };
 
-/// Reads the secrets image at `path` in the layout of device `deviceId`. 0 on success, when `segments` is replaced; -1
-/// with a message otherwise. The fixed layout gives one segment a word, with protection 0.
+/// Reads the secrets image at `path`, or the `image` of that name in memory, in the layout of device `deviceId`. An
+/// image may have 65,535 records. 0 on success, when `segments` is replaced; -1 with a message otherwise. The fixed
+/// layout gives one segment a word, with protection 0.
 [[nodiscard]] int parseSecretsImage(std::uint32_t deviceId, const QString& path, QList<SecretSegment>& segments);
+[[nodiscard]] int parseSecretsImage(std::uint32_t deviceId, QByteArrayView image, const QString& path,
+                                    QList<SecretSegment>& segments);
 
 /// True when no two segments overlap, a nonce counting as data, and the last one ends inside the device's OTP memory.
 /// The first fault is reported.

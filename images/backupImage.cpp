@@ -1,7 +1,8 @@
-#include "images/BackupImage.h"
+#include "images/backupImage.h"
 
 #include "images/ProtectedItem.h"
 #include "images/imageFile.h"
+#include "images/imageLayout.h"
 
 #include "display/Display.h"
 #include "files/ByteReader.h"
@@ -20,7 +21,7 @@ bool readRecord(ByteReader& reader, BackupSegment& segment) {
         return false;
     }
     reader.seek(start);
-    segment.record = reader.take(backupHeaderSize + qsizetype{segment.size}).toByteArray();
+    segment.record = reader.take(backupRecord::headerSize + qsizetype{segment.size}).toByteArray();
     return reader.ok();
 }
 
@@ -29,9 +30,10 @@ bool readRecord(ByteReader& reader, BackupSegment& segment) {
 int parseBackupImage(const QString& path, QList<BackupSegment>& segments) {
     QByteArray image;
     const WipeOnExit wipeImage(image);
-    if (!readImage(path, image)) {
-        return -1;
-    }
+    return readImage(path, image) ? parseBackupImage(image, path, segments) : -1;
+}
+
+int parseBackupImage(QByteArrayView image, const QString& path, QList<BackupSegment>& segments) {
     ByteReader reader(image);
     QList<BackupSegment> found;
     while (!reader.atEnd()) {
@@ -40,7 +42,11 @@ int parseBackupImage(const QString& path, QList<BackupSegment>& segments) {
             reportError("Input Backup file is not valid : %s", qUtf8Printable(path));
             return -1;
         }
-        found.append(segment);
+        if (found.size() == maxRecords) {
+            reportError("The backup image %s has more than 65535 records", qUtf8Printable(path));
+            return -1;
+        }
+        found.append(std::move(segment));
     }
     segments.swap(found);
     return 0;

@@ -1,38 +1,38 @@
-#include "images/SecretsImage.h"
+#include "images/secretsImage.h"
 
 #include "images/imageFile.h"
-#include "images/otpLayout.h"
+#include "images/imageLayout.h"
 
 #include "display/Display.h"
 #include "files/ByteReader.h"
 #include "files/wipe.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace {
 
-bool readFixedLayout(const QByteArray& image, QList<SecretSegment>& segments) {
-    if (image.size() != fixedLayoutSize) {
+bool readFixedLayout(QByteArrayView image, QList<SecretSegment>& segments) {
+    if (image.size() != fixedSecrets::imageSize) {
         return reportError(
             "Secrets file size is not valid.\nThe expected total size is 152 Bytes (38 OTP words) "
             "corresponding to [56] and [59, 95] OTP regions");
     }
     ByteReader reader(image);
-    segments.append({fixedLayoutHeadWord, 0, otpWordSize, reader.take(otpWordSize).toByteArray()});
-    for (std::uint32_t index = fixedLayoutFirstWord; index <= fixedLayoutLastWord; ++index) {
+    segments.append({fixedSecrets::headWord, 0, otpWordSize, reader.take(otpWordSize).toByteArray()});
+    for (std::uint32_t index = fixedSecrets::firstWord; index <= fixedSecrets::lastWord; ++index) {
         segments.append({index, 0, otpWordSize, reader.take(otpWordSize).toByteArray()});
     }
     return true;
 }
 
-/// Records of the header word, the size of the data and the data. Data that is cut off is a broken record; anything
-/// too short for a header is a file of the wrong size.
-bool readRecords(const QByteArray& image, const QString& path, QList<SecretSegment>& segments) {
+/// Data that is cut off is a broken record; anything too short for a header is a file of the wrong size.
+bool readRecords(QByteArrayView image, const QString& path, QList<SecretSegment>& segments) {
     ByteReader reader(image);
     while (!reader.atEnd()) {
         SecretSegment segment;
         segment.word = reader.u32();
-        segment.offset = segment.word & 0xFFFF;
+        segment.offset = segment.word & secretRecord::indexMask;
         segment.size = reader.u32();
         if (!reader.ok()) {
             return reportError("Secrets file size is not correct: %s", qUtf8Printable(path));
@@ -41,7 +41,10 @@ bool readRecords(const QByteArray& image, const QString& path, QList<SecretSegme
         if (!reader.ok()) {
             return reportError("Secrets file is not valid : %s", qUtf8Printable(path));
         }
-        segments.append(segment);
+        if (segments.size() == maxRecords) {
+            return reportError("The secrets image %s has more than 65535 records", qUtf8Printable(path));
+        }
+        segments.append(std::move(segment));
     }
     return true;
 }
@@ -56,9 +59,13 @@ std::int64_t endWord(const SecretSegment& segment) {
 int parseSecretsImage(std::uint32_t deviceId, const QString& path, QList<SecretSegment>& segments) {
     QByteArray image;
     const WipeOnExit wipeImage(image);
-    if (!readImage(path, image)) {
-        return -1;
-    }
+    // Of a file that is too long for the fixed layout, one byte more is enough to tell.
+    const qint64 most = hasFixedLayout(deviceId) ? fixedSecrets::imageSize + 1 : std::numeric_limits<qint64>::max();
+    return readImage(path, image, most) ? parseSecretsImage(deviceId, image, path, segments) : -1;
+}
+
+int parseSecretsImage(std::uint32_t deviceId, QByteArrayView image, const QString& path,
+                      QList<SecretSegment>& segments) {
     QList<SecretSegment> found;
     if (!(hasFixedLayout(deviceId) ? readFixedLayout(image, found) : readRecords(image, path, found))) {
         return -1;

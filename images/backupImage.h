@@ -1,13 +1,11 @@
 #pragma once
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QList>
 #include <QString>
 
 #include <cstdint>
-
-/// A record's offset, protection word and size, 32 bits each, little-endian; the data follows.
-constexpr qsizetype backupHeaderSize = 12;
 
 /// One record of a backup image.
 struct BackupSegment {
@@ -17,8 +15,10 @@ struct BackupSegment {
     QByteArray record;       ///< the record's raw bytes, its 12-byte header included
 };
 
-/// Reads the backup image at `path`. 0 on success, when `segments` is replaced; -1 with a message otherwise.
+/// Reads the backup image at `path`, or the `image` of that name in memory. 0 on success, when `segments` is replaced;
+/// -1 with a message otherwise. An image may have 65,535 records.
 [[nodiscard]] int parseBackupImage(const QString& path, QList<BackupSegment>& segments);
+[[nodiscard]] int parseBackupImage(QByteArrayView image, const QString& path, QList<BackupSegment>& segments);
 
 /// True when no two segments overlap; every overlap is reported. A nonce takes no room on the device.
 [[nodiscard]] bool checkBackupOverlap(const QList<BackupSegment>& segments);

@@ -1,11 +1,12 @@
-#include "images/BackupGenerator.h"
+#include "images/backupGenerator.h"
 
-#include "images/BackupImage.h"
+#include "images/backupImage.h"
 #include "images/imageFile.h"
+#include "images/imageLayout.h"
 #include "images/itemDocument.h"
 #include "images/itemFiles.h"
 
-#include "files/ByteWriter.h"
+#include "files/byteWriter.h"
 #include "files/outputFile.h"
 #include "files/readExactly.h"
 
@@ -26,14 +27,12 @@ bool readItem(const QJsonObject& object, BackupItem& item) {
            readProtection(object.value(QLatin1String("Protection")).toObject(), item);
 }
 
-/// A record: offset, protection word and size of the data as 32-bit little-endian numbers, then the data, which is
-/// the nonce, if any, and the file.
 bool buildSegment(const BackupItem& item, const QString& folder, BackupSegment& segment) {
     QString noncePath;
     if (!chooseNonce(item, item.Path, MessageKind::error, noncePath)) {
         return false;
     }
-    if (item.Offset % 4 != 0) {
+    if (item.Offset % backupRecord::offsetUnit != 0) {
         return reportError("[%s]\nOffset value is not aligned with 32-bit.\n%s", qUtf8Printable(item.Name),
                            qUtf8Printable(item.Path));
     }
@@ -49,7 +48,7 @@ bool buildSegment(const BackupItem& item, const QString& folder, BackupSegment& 
     segment.offset = item.Offset;
     segment.protection = protectionWord(item);
     segment.size = static_cast<std::uint32_t>(data.size());
-    segment.record.reserve(backupHeaderSize + data.size());
+    segment.record.reserve(backupRecord::headerSize + data.size());
     appendU32(segment.record, segment.offset);
     appendU32(segment.record, segment.protection);
     appendU32(segment.record, segment.size);
@@ -81,7 +80,7 @@ bool buildSegments(const QList<BackupItem>& items, const QString& jsonPath, QLis
     return true;
 }
 
-bool writeSegments(const QString& path, const QList<BackupSegment>& segments) {
+bool joinRecords(const QList<BackupSegment>& segments, QByteArray& image) {
     qsizetype size = 0;
     for (const BackupSegment& segment : segments) {
         size += segment.record.size();
@@ -89,13 +88,18 @@ bool writeSegments(const QString& path, const QList<BackupSegment>& segments) {
     if (!canAllocate(size)) {
         return reportError("The files are too large.");
     }
-    QByteArray image;
-    const WipeOnExit wipeImage(image);
     image.reserve(size);
     for (const BackupSegment& segment : segments) {
         image.append(segment.record);
     }
-    return writeImage(path, image);
+    return true;
+}
+
+/// Makes the image and writes it.
+bool makeImage(const QList<BackupItem>& items, const QString& jsonPath, const QString& outputPath,
+               QList<BackupSegment>& segments, QByteArray& image) {
+    return checkOutput(items, jsonPath, outputPath) && buildSegments(items, jsonPath, segments) &&
+           joinRecords(segments, image) && writeImage(outputPath, image);
 }
 
 void listSegments(const QList<BackupSegment>& segments) {
@@ -109,9 +113,9 @@ void listSegments(const QList<BackupSegment>& segments) {
     }
 }
 
-bool readBack(const QString& path, QList<BackupSegment>& segments) {
+bool readBack(const QString& path, const QByteArray& image, QList<BackupSegment>& segments) {
     displayMessage(MessageKind::normal, "\nParse PVS Backup image:");
-    return parseBackupImage(path, segments) == 0;
+    return (canReadBack(path) ? parseBackupImage(path, segments) : parseBackupImage(image, path, segments)) == 0;
 }
 
 void tellSuccess() {
@@ -146,14 +150,15 @@ int generateBackup(const QString& jsonPath, const QString& outputPath) {
     }
     QList<BackupSegment> segments;
     const WipeRecordsOnExit wipeSegments(segments);
-    if (!checkOutput(items, jsonPath, outputPath) || !buildSegments(items, jsonPath, segments) ||
-        !writeSegments(outputPath, segments) || !checkBackupOverlap(segments)) {
+    QByteArray image;
+    const WipeOnExit wipeImage(image);
+    if (!makeImage(items, jsonPath, outputPath, segments, image) || !checkBackupOverlap(segments)) {
         return -1;
     }
     tellSuccess();
     QList<BackupSegment> written;
     const WipeRecordsOnExit wipeWritten(written);
-    if (!readBack(outputPath, written)) {
+    if (!readBack(outputPath, image, written)) {
         return -1;
     }
     listSegments(written);
@@ -166,13 +171,14 @@ int generateBackupFromItems(const QList<BackupItem>& items, const QString& jsonP
     }
     QList<BackupSegment> segments;
     const WipeRecordsOnExit wipeSegments(segments);
-    if (!checkOutput(items, jsonPath, outputPath) || !buildSegments(items, jsonPath, segments) ||
-        !writeSegments(outputPath, segments)) {
+    QByteArray image;
+    const WipeOnExit wipeImage(image);
+    if (!makeImage(items, jsonPath, outputPath, segments, image)) {
         return -1;
     }
     QList<BackupSegment> written;
     const WipeRecordsOnExit wipeWritten(written);
-    if (!readBack(outputPath, written) || !checkBackupOverlap(written)) {
+    if (!readBack(outputPath, image, written) || !checkBackupOverlap(written)) {
         return -1;
     }
     listSegments(written);

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <QByteArrayView>
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+
+/// Owns the descriptor of an open file. For bytes that must not pass through a buffer of a library's.
+class FileHandle {
+  public:
+    FileHandle() = default;
+    explicit FileHandle(int descriptor) : descriptor_(descriptor) {}
+    FileHandle(FileHandle&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+    FileHandle& operator=(FileHandle&& other) noexcept {
+        std::swap(descriptor_, other.descriptor_);
+        return *this;
+    }
+    ~FileHandle() { static_cast<void>(close()); }
+
+    [[nodiscard]] bool isOpen() const { return descriptor_ >= 0; }
+    [[nodiscard]] int get() const { return descriptor_; }
+
+    /// Gives the descriptor to somebody else, who closes it.
+    [[nodiscard]] int release() { return std::exchange(descriptor_, -1); }
+
+    /// Reads what is there, up to `size` bytes. 0 at the end, -1 on failure.
+    [[nodiscard]] ssize_t read(char* bytes, std::size_t size) const {
+        ssize_t count = 0;
+        do {
+            count = ::read(descriptor_, bytes, size);
+        } while (count < 0 && errno == EINTR);
+        return count;
+    }
+
+    [[nodiscard]] bool write(QByteArrayView bytes) const {
+        while (!bytes.isEmpty()) {
+            const ssize_t written = ::write(descriptor_, bytes.data(), static_cast<std::size_t>(bytes.size()));
+            if (written < 0 && errno == EINTR) {
+                continue;
+            }
+            if (written <= 0) {
+                return false;
+            }
+            bytes = bytes.sliced(written);
+        }
+        return true;
+    }
+
+    // Some file systems tell a failed write only here.
+    [[nodiscard]] bool close() { return !isOpen() || ::close(release()) == 0; }
+
+  private:
+    int descriptor_ = -1;
+};

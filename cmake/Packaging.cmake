@@ -8,6 +8,9 @@ file(MAKE_DIRECTORY ${made})
 install(TARGETS ${tool} RUNTIME DESTINATION ${home})
 install(FILES Template/OBkeyPrototype.xsd Template/McuBootPrototype.xsd DESTINATION ${home}/Template)
 install(PROGRAMS obkey/imgtool-launcher.sh DESTINATION ${home}/Utilities/Windows RENAME imgtool.exe)
+# The command-line tool reads no device descriptions: they come with the desktop program alone.
+install(FILES Data_Base/device.xsd Data_Base/example-0x455.xml Data_Base/example-0x505.xml
+        DESTINATION ${home}/Data_Base COMPONENT desktop EXCLUDE_FROM_ALL)
 file(RELATIVE_PATH link_target ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR}/qvora-sealed-bundle-builder/${tool})
 file(CREATE_LINK ${link_target} ${made}/${tool} SYMBOLIC)
 install(FILES ${made}/${tool} DESTINATION ${CMAKE_INSTALL_BINDIR})

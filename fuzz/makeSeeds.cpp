@@ -33,6 +33,19 @@ constexpr char mcubootTemplate[] = R"(<?xml version="1.0" encoding="UTF-8" stand
 </McubootFormat></Root>
 )";
 
+constexpr char deviceDescription[] = R"(<?xml version="1.0" encoding="UTF-8"?>
+<Device><DeviceID>0x455</DeviceID><Name>d</Name><Description>t</Description>
+<Storage><Memory Name="m" Kind="Flash" Address="0x8000000" Size="64" WriteUnit="8"/></Storage>
+<Configuration><OptionBytes>
+<Register Name="a" Address="0" Size="4" Reset="0xAA" Description="t">
+<Field Name="f" Bit="0" Width="8" Access="ReadOnly"><Value Value="0xAA" Name="v"/></Field></Register>
+<Register Name="b" Address="4" Size="2" Reset="1"><Field Name="f" Bit="15" Width="1"/></Register>
+</OptionBytes><Fuses Words="8"><Protection><Field Name="Lock" Bit="28" Width="1"/></Protection>
+<Word Name="w" Index="1" Count="2" Protection="0x10000000" Optional="true"/></Fuses></Configuration>
+<Parameters PartialImages="true" OtpLayout="Records"><Region Name="r" Number="1" Address="0" Size="9"/></Parameters>
+</Device>
+)";
+
 constexpr char protectedFields[] = R"("Protection": {
 "Lock": {"BitOffset": "10", "BitWidth": "1", "BitValue": "0", "PossibleValues": {"0": "no"}},
 "CID": {"BitOffset": "11", "BitWidth": "1", "BitValue": "0", "PossibleValues": {}},
@@ -90,6 +103,7 @@ void writeFirmware(const QDir& root) {
 
 void writeTables(const QDir& root) {
     write(root, "csv", "csv", "RDP,0xAA,USER,020\n");
+    write(root, "optionBytes", "table", "RDP,0xaa, USER ,020\r\nx,9\n");
     write(root, "kcsv", "kcsv", "10,FF,0x20\n");
     write(root, "tsv", "tsv", "#a\nP\t0x1\tfsbl\tBinary\tnone\t0x0\tfile.bin\n");
     write(root, "mcsv", "mcsv", "./input.mcsv.bin,none,0x08100000\n");
@@ -99,6 +113,7 @@ void writeTables(const QDir& root) {
 void writeDocuments(const QDir& root) {
     write(root, "obdata", "template", obdataTemplate);
     write(root, "mcuboot", "template", mcubootTemplate);
+    write(root, "device", "description", deviceDescription);
     const QByteArray backup = QByteArray(
                                   "{\"Title\": \"t\", \"Files\": [{\"Name\": \"n\", \"Path\": \"./x\", "
                                   "\"Offset\": \"0x10\", ") +

@@ -1,0 +1,154 @@
+#include "devices/OptionBytes.h"
+
+#include "files/parseNumber.h"
+
+#include <QHash>
+
+#include <algorithm>
+
+namespace {
+
+constexpr qsizetype longestLabel = 64;  // in a remark
+
+TextFault faultIn(const QByteArray& text, qsizetype offset, const char* message) {
+    return faultAt(QString::fromLatin1(text), offset, QLatin1String(message));
+}
+
+/// The fields of one line between commas, `start` being the line's place in the text.
+bool readLine(const QByteArray& text, qsizetype start, QByteArrayView line, qsizetype& taken, OptionBytes& table,
+              TextFault& fault) {
+    const qsizetype commas = line.count(',');
+    if (commas == 0) {
+        fault = faultIn(text, start, "A label and a number between commas are expected");
+        return false;
+    }
+    if (commas % 2 == 0) {
+        fault = faultIn(text, start + line.lastIndexOf(',') + 1, "A label without a number");
+        return false;
+    }
+    bool isLabel = true;
+    qsizetype fieldStart = 0;
+    for (qsizetype i = 0; i <= commas; ++i) {
+        const qsizetype comma = i < commas ? line.indexOf(',', fieldStart) : line.size();
+        const QByteArrayView number = line.sliced(fieldStart, comma - fieldStart).trimmed();
+        if (!isLabel) {
+            OptionByte word;
+            const qsizetype place = start + (number.isEmpty() ? fieldStart : number.data() - line.data());
+            if (!parseNumber(QString::fromLatin1(number), 0, word.read)) {
+                fault = faultIn(text, place,
+                                "A number of 32 bits is expected: 0x hexadecimal, a leading 0 octal, else decimal");
+                return false;
+            }
+            word.before = text.sliced(taken, place - taken);
+            word.number = number.toByteArray();
+            word.value = word.read;
+            table.words += word;
+            taken = place + number.size();
+        }
+        isLabel = !isLabel;
+        fieldStart = comma + 1;
+    }
+    return true;
+}
+
+/// `value` in the form of the number that stood there.
+QByteArray inFormOf(const QByteArray& number, std::uint32_t value) {
+    const bool isHex = number.startsWith("0x") || number.startsWith("0X");
+    const bool isOctal = !isHex && number.size() > 1 && number.startsWith('0');
+    const QByteArray prefix = isHex ? number.first(2) : isOctal ? QByteArray("0") : QByteArray();
+    const QByteArray old = number.sliced(prefix.size());
+    const QByteArray digits = QByteArray::number(value, isHex ? 16 : isOctal ? 8 : 10);
+    const bool isLower = std::any_of(old.begin(), old.end(), [](char c) { return c >= 'a' && c <= 'f'; });
+    // Leading zeros would turn a decimal number into an octal one.
+    const qsizetype width = isHex || isOctal ? old.size() : 0;
+    return prefix + (isLower ? digits : digits.toUpper()).rightJustified(width, '0');
+}
+
+}  // namespace
+
+QByteArray OptionByte::label() const {
+    // Behind the last number stand a comma or a line end, the label and its comma.
+    const QByteArray text = before.first(std::max<qsizetype>(0, before.lastIndexOf(',')));
+    return text.sliced(std::max(text.lastIndexOf(','), text.lastIndexOf('\n')) + 1).trimmed();
+}
+
+bool readOptionBytes(const QByteArray& text, OptionBytes& table, TextFault& fault) {
+    if (text.isEmpty() || text.size() > maxOptionBytesSize) {
+        fault = {0, 0,
+                 text.isEmpty() ? QStringLiteral("The table is empty")
+                                : QStringLiteral("A table has at most %1 bytes").arg(maxOptionBytesSize)};
+        return false;
+    }
+    OptionBytes read;
+    qsizetype taken = 0;
+    for (qsizetype start = 0; start < text.size();) {
+        const qsizetype lineEnd = text.indexOf('\n', start);
+        const qsizetype next = lineEnd < 0 ? text.size() : lineEnd + 1;
+        if (!readLine(text, start, QByteArrayView(text).sliced(start, next - start), taken, read, fault)) {
+            return false;
+        }
+        start = next;
+    }
+    read.end = text.sliced(taken);
+    table = read;
+    return true;
+}
+
+QByteArray writeOptionBytes(const OptionBytes& table) {
+    QByteArray text;
+    for (const OptionByte& word : table.words) {
+        text += word.before + (word.value == word.read ? word.number : inFormOf(word.number, word.value));
+    }
+    return text + table.end;
+}
+
+OptionBytes resetOptionBytes(const Device& device) {
+    OptionBytes table;
+    for (const DeviceRegister& reg : device.registers) {
+        const QByteArray lineEnd = table.words.isEmpty() ? QByteArray() : QByteArray("\n");
+        const QByteArray digits =
+            QByteArray::number(reg.reset, 16).toUpper().rightJustified(2 * qsizetype{reg.size}, '0');
+        table.words += {lineEnd + reg.name.toUtf8() + ',', "0x" + digits, reg.reset, reg.reset};
+    }
+    table.end = "\n";
+    return table;
+}
+
+OptionBytesMatch matchOptionBytes(const OptionBytes& table, const Device& device) {
+    OptionBytesMatch match;
+    const auto remark = [&match](qsizetype word, const QString& label, const char* text) {
+        match.remarks += QStringLiteral("Word %1, %2: ").arg(QString::number(word + 1), label) + QLatin1String(text);
+    };
+    QHash<QByteArray, qsizetype> places;
+    for (const DeviceRegister& reg : device.registers) {
+        places.insert(reg.name.toUtf8(), places.size());
+    }
+    QList<bool> isThere(device.registers.size());
+    for (qsizetype i = 0; i < table.words.size(); ++i) {
+        const OptionByte& word = table.words.at(i);
+        const QByteArray label = word.label();
+        const QString shown = QString::fromUtf8(label.first(std::min(label.size(), longestLabel)));
+        qsizetype place = places.value(label, -1);
+        if (place < 0) {
+            remark(i, shown, "the description has no such register");
+        } else if (isThere.at(place)) {
+            remark(i, shown, "the register has a word already");
+            place = -1;
+        } else {
+            isThere[place] = true;
+            if (place != i) {
+                remark(i, shown, "not its place in the description, and a device goes by the place");
+            }
+            if ((word.value & ~device.registers.at(place).mask()) != 0) {
+                remark(i, shown, "the value doesn't fit the register");
+            }
+        }
+        match.registers += place;
+    }
+    for (qsizetype place = 0; place < isThere.size(); ++place) {
+        if (!isThere.at(place)) {
+            match.remarks += QStringLiteral("The register %1 has no word").arg(device.registers.at(place).name);
+        }
+    }
+    return match;
+}

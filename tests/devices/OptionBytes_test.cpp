@@ -1,0 +1,134 @@
+#include "devices/OptionBytes.h"
+
+#include "devices/deviceReader.h"
+#include "formats/readers.h"
+#include "tests/support/MessageCapture.h"
+#include "tests/support/TempFolder.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+OptionBytes tableOf(const QByteArray& text) {
+    OptionBytes table;
+    TextFault fault;
+    EXPECT_TRUE(readOptionBytes(text, table, fault)) << text.constData() << faultLine(fault).toStdString();
+    return table;
+}
+
+Device exampleDevice() {
+    Device device;
+    TextFault fault;
+    EXPECT_TRUE(readDeviceFile(QStringLiteral(DATA_BASE "/example-0x455.xml"), device, fault));
+    return device;
+}
+
+struct TableRow {
+    const char* text;
+    const char* result;  ///< "label=value" of each word, or the fault
+};
+
+constexpr TableRow tables[] = {
+    {"a,0x10,b,020,c,9", "a=16 b=16 c=9"},
+    {" a b\t, 0XfF \r\n\"q\" ,0\n", "a b=255 \"q\"=0"},
+    {",1", "=1"},
+    {"\xE9,1,\xE9,4294967295\n", "\xE9=1 \xE9=4294967295"},
+    {"", "The table is empty"},
+    {"a", "line 1, column 1: A label and a number between commas are expected"},
+    {"a,1\n\n", "line 2, column 1: A label and a number between commas are expected"},
+    {"a,1,b", "line 1, column 5: A label without a number"},
+    {"a,1,", "line 1, column 5: A label without a number"},
+    {"a,1\nb,0x", "line 2, column 3: A number of 32 bits is expected: 0x hexadecimal, a leading 0 octal, else decimal"},
+    {"a, ,b,1", "line 1, column 3: A number of 32 bits is expected: 0x hexadecimal, a leading 0 octal, else decimal"},
+    {"a,4294967296",
+     "line 1, column 3: A number of 32 bits is expected: 0x hexadecimal, a leading 0 octal, else decimal"},
+    {"a,08", "line 1, column 3: A number of 32 bits is expected: 0x hexadecimal, a leading 0 octal, else decimal"},
+    {"a,-1", "line 1, column 3: A number of 32 bits is expected: 0x hexadecimal, a leading 0 octal, else decimal"},
+};
+
+TEST(OptionBytes, ReadsWhatTheCommandReads) {
+    const TempFolder folder;
+    for (const TableRow& row : tables) {
+        OptionBytes table;
+        TextFault fault;
+        QByteArray result;
+        QByteArray words;
+        const bool done = readOptionBytes(row.text, table, fault);
+        for (const OptionByte& word : table.words) {
+            result += (result.isEmpty() ? "" : " ") + word.label() + '=' + QByteArray::number(word.value);
+        }
+        EXPECT_EQ(done ? result : faultLine(fault).toUtf8(), row.result);
+        EXPECT_EQ(writeOptionBytes(table), done ? row.text : "");
+
+        const MessageCapture messages;
+        QFile file(folder.write("t.csv", row.text));
+        EXPECT_TRUE(file.open(QIODevice::ReadOnly));
+        FileLoadContext context;
+        std::shared_ptr<FileData> read;
+        ASSERT_EQ(readOptionBytesFile(context, file, read) && file.size() > 0, done) << row.text;
+    }
+    OptionBytes table;
+    TextFault fault;
+    EXPECT_FALSE(readOptionBytes(QByteArray("a,1\n").repeated(maxOptionBytesSize / 4 + 1), table, fault));
+    EXPECT_EQ(fault.text, QStringLiteral("A table has at most 1048576 bytes"));
+}
+
+TEST(OptionBytes, ChangesNothingButTheNumber) {
+    OptionBytes table = tableOf("a,0x0f ,B,0X00AB\r\nc , 017,d,10,e,0\r\n");
+    for (OptionByte& word : table.words) {
+        ++word.value;
+    }
+    EXPECT_EQ(writeOptionBytes(table), "a,0x10 ,B,0X00AC\r\nc , 020,d,11,e,1\r\n");
+    const std::uint32_t wide[] = {0xABCDEF01, 0xABCDEF01, 0xABCDEF01, 0xABCDEF01, 0xABCDEF01};
+    for (qsizetype i = 0; i < table.words.size(); ++i) {
+        table.words[i].value = wide[i];
+    }
+    EXPECT_EQ(writeOptionBytes(table), "a,0xabcdef01 ,B,0XABCDEF01\r\nc , 025363367401,d,2882400001,e,2882400001\r\n");
+    for (OptionByte& word : table.words) {
+        word.value = 0;
+    }
+    const QByteArray zeros = writeOptionBytes(table);
+    EXPECT_EQ(zeros, "a,0x00 ,B,0X0000\r\nc , 000,d,0,e,0\r\n");
+    EXPECT_EQ(tableOf(zeros).words[2].value, 0U);
+    for (OptionByte& word : table.words) {
+        word.value = word.read;
+    }
+    EXPECT_EQ(writeOptionBytes(table), "a,0x0f ,B,0X00AB\r\nc , 017,d,10,e,0\r\n");
+}
+
+TEST(OptionBytes, OpensTheExampleInItsDescription) {
+    const QByteArray text = fileContent(QStringLiteral(OPTION_BYTES));
+    const Device device = exampleDevice();
+    const OptionBytes table = tableOf(text);
+    EXPECT_EQ(writeOptionBytes(table), text);
+    const OptionBytesMatch match = matchOptionBytes(table, device);
+    EXPECT_EQ(match.remarks, QStringList());
+    EXPECT_EQ(match.registers, QList<qsizetype>({0, 1, 2, 3, 4, 5, 6, 7, 8}));
+    const OptionBytes reset = resetOptionBytes(device);
+    EXPECT_TRUE(writeOptionBytes(reset).startsWith("RDP,0x000000AA\nUSER,0x7FEFF800\n"));
+    EXPECT_TRUE(writeOptionBytes(reset).endsWith("\nSECURITY,0x00000000\n"));
+    ASSERT_EQ(reset.words.size(), table.words.size());
+    for (qsizetype i = 0; i < table.words.size(); ++i) {
+        EXPECT_EQ(std::tuple(reset.words[i].label(), reset.words[i].value),
+                  std::tuple(table.words[i].label(), table.words[i].value));
+    }
+}
+
+TEST(OptionBytes, RemarksWhatTheDeviceTakesOtherwise) {
+    Device device;
+    for (const char* const name : {"A", "B", "C"}) {
+        DeviceRegister& reg = device.registers.emplaceBack();
+        reg.name = QLatin1String(name);
+        reg.size = 2;
+    }
+    const OptionBytesMatch match = matchOptionBytes(tableOf("x,1,B,0xFFFF,A,65536,A,0"), device);
+    EXPECT_EQ(match.registers, QList<qsizetype>({-1, 1, 0, -1}));
+    EXPECT_EQ(match.remarks.join(u'\n').toStdString(),
+              "Word 1, x: the description has no such register\n"
+              "Word 3, A: not its place in the description, and a device goes by the place\n"
+              "Word 3, A: the value doesn't fit the register\n"
+              "Word 4, A: the register has a word already\n"
+              "The register C has no word");
+}
+
+}  // namespace

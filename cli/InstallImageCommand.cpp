@@ -48,6 +48,7 @@ struct InstallImageCommand : CommandBase {
     bool multiImageDevice = true;
     std::uint32_t ramSize = 0;
     std::uint32_t continuationToken = 0;
+    QByteArray image;
 
     Flow run();
 
@@ -372,11 +373,11 @@ Flow InstallImageCommand::mergeFirmware() {
 
 Flow InstallImageCommand::writeImage() {
     constexpr bool hashAlways = true;
-    const QByteArray image = tool.preparation.TBIPreparation(
-        tool.firmware, multiImageDevice, tool.obkFiles, tool.optionBytesFile, tool.key, tool.nonce,
-        static_cast<std::uint8_t>(tool.imageVersion), hashAlways, tool.modules, ramSize, continuationToken,
-        tool.xtbiFile, tool.mcsvFile, tool.ecsvFile, tool.deviceId, tool.externalFirmware, tool.keyAreaFile,
-        tool.diversificationFile, tool.externalBinInfos);
+    image = tool.preparation.TBIPreparation(tool.firmware, multiImageDevice, tool.obkFiles, tool.optionBytesFile,
+                                            tool.key, tool.nonce, static_cast<std::uint8_t>(tool.imageVersion),
+                                            hashAlways, tool.modules, ramSize, continuationToken, tool.xtbiFile,
+                                            tool.mcsvFile, tool.ecsvFile, tool.deviceId, tool.externalFirmware,
+                                            tool.keyAreaFile, tool.diversificationFile, tool.externalBinInfos);
     if (image.isEmpty()) {
         return failRun("Error occured when preparing an TBI image");
     }
@@ -384,22 +385,24 @@ Flow InstallImageCommand::writeImage() {
 }
 
 Flow InstallImageCommand::verifyImage() {
-    constexpr char notVerified[] = "Error while verifying the TBI file";
-    if (!QFileInfo(tool.outputPath).isFile()) {
-        return failRun(notVerified);  // a pipe or device doesn't give back what was written to it
+    const bool isFile = QFileInfo(tool.outputPath).isFile();
+    if (isFile) {
+        image.clear();  // what counts is what came to stand there
     }
-    FileData* image = nullptr;
-    if (!openInput(tool.outputPath, image)) {
-        QFile::remove(tool.outputPath);
-        return failRun(notVerified);
+    FileData* written = nullptr;
+    if (!openOutput(tool.fileContext, tool.outputPath, image, written)) {
+        if (isFile) {
+            QFile::remove(tool.outputPath);
+        }
+        return failRun("Error while verifying the TBI file");
     }
     displayMessage(MessageKind::success, "%s generation SUCCESS",
                    tool.externalFirmwareFiles.isEmpty() ? "TBI" : "TBIx");
-    if (image->fileType != fileTypeTbi && image->fileType != fileTypeXtbi) {
+    if (written->fileType != fileTypeTbi && written->fileType != fileTypeXtbi) {
         return failRun("Unable to parse an TBI/TBIx image from this file's format : %s",
                        qUtf8Printable(tool.outputPath));
     }
-    parseTbiDisplay(*static_cast<FileTBI*>(image), tool.outputPath);
+    parseTbiDisplay(*static_cast<FileTBI*>(written), tool.outputPath);
     return Flow::goOn();
 }
 

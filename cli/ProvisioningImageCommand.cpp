@@ -87,7 +87,7 @@ Flow ProvisioningImageCommand::run() {
     if (!writeOutputFile(tool.outputPath, image, "Error while writing in the Payload file")) {
         return Flow::end(1);
     }
-    const Flow listed = parsePvsTbiDisplay(tool, tool.outputPath);
+    const Flow listed = parsePvsTbiDisplay(tool, tool.outputPath, &image);
     if (!listed.ends()) {
         displayMessage(MessageKind::success, "PVS TBI Payload generation success");
     }

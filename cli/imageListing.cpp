@@ -32,10 +32,11 @@ void parseTbiDisplay(const FileTBI& image, const QString& path) {
     }
 }
 
-Flow parsePvsTbiDisplay(CommandLineTool& tool, const QString& path) {
+Flow parsePvsTbiDisplay(CommandLineTool& tool, const QString& path, const QByteArray* written) {
     FileData* file = nullptr;
     constexpr bool allowPvs = true;
-    if (!openFile(tool.fileContext, path, file, 0xFF, 0, 0, allowPvs)) {
+    if (written != nullptr ? !openOutput(tool.fileContext, path, *written, file, allowPvs)
+                           : !openFile(tool.fileContext, path, file, 0xFF, 0, 0, allowPvs)) {
         return Flow::end(1);
     }
     if (file->fileType != fileTypeTbi) {
@@ -44,11 +45,11 @@ Flow parsePvsTbiDisplay(CommandLineTool& tool, const QString& path) {
     }
     const auto& image = *static_cast<const FileTBI*>(file);
     const auto total = static_cast<int>(image.segmentCount);
+    const qint64 fileSize = written != nullptr ? written->size() : QFileInfo(tool.outputPath).size();
     const QByteArray shownPath = path.toLatin1();
     displayMessage(MessageKind::normal, "  PVS TBI Image Information          \n");
     displayMessage(MessageKind::normal, "     PVS TBI file path             : %s", shownPath.constData());
-    displayMessage(MessageKind::normal, "     PVS TBI file size             : %d Bytes",
-                   static_cast<int>(QFileInfo(tool.outputPath).size()));
+    displayMessage(MessageKind::normal, "     PVS TBI file size             : %d Bytes", static_cast<int>(fileSize));
     displayMessage(MessageKind::normal, "     PVS TBI header information    : ");
     displayMessage(MessageKind::normal, "         PVS TBI total number of areas   : %d", total);
     displayMessage(MessageKind::normal, "         PVS TBI image version           : %d",

@@ -6,6 +6,7 @@
 /// Prints what an install image holds. `path` is the path to show.
 void parseTbiDisplay(const FileTBI& image, const QString& path);
 
-/// Opens the provisioning image at `path` and prints what it holds. The size line and the format error speak of
-/// the tool's output path, which is the same file where an image has just been made.
-Flow parsePvsTbiDisplay(CommandLineTool& tool, const QString& path);
+/// Opens the provisioning image at `path` and prints what it holds. `written` is the image that this run has just put
+/// there, in case it was a pipe or device; null: none. Without one the size line and the format error speak of the
+/// tool's output path all the same, as they always have.
+Flow parsePvsTbiDisplay(CommandLineTool& tool, const QString& path, const QByteArray* written = nullptr);

@@ -8,8 +8,8 @@
 #include "Preparation/src/TarnwaveQuill/publicKeyText.h"
 #include "display/Display.h"
 #include "files/byteWriter.h"
+#include "files/memoryFile.h"
 #include "files/outputFile.h"
-#include "files/readExactly.h"
 #include "files/wipe.h"
 
 #include <QFile>
@@ -112,12 +112,7 @@ int signTarnwaveBinary(const QString& privateKeyPath, const QString& binaryPath,
         return failSigning("Failed to generate output file\n");
     }
     QFile binary(binaryPath);
-    if (!binary.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
-        return failSigning("Failed to open file to sign\n");
-    }
-    QByteArray piped;
-    const bool isPipe = binary.isSequential();  // and tells its size when it is read to its end
-    if (isPipe && !readUpTo(binary, maxInputPipe, piped)) {
+    if (!binary.open(QIODevice::ReadOnly | QIODevice::Unbuffered) || !takePipeWhole(binary, binaryPath)) {
         return failSigning("Failed to open file to sign\n");
     }
     Sha256 hash;
@@ -128,7 +123,7 @@ int signTarnwaveBinary(const QString& privateKeyPath, const QString& binaryPath,
         return failSigning("Failed to initialize message digest\n");
     }
 
-    const qint64 size = isPipe ? piped.size() : binary.size();
+    const qint64 size = binary.size();
     if (size > std::numeric_limits<std::uint32_t>::max()) {
         return failSigning("The file to sign is longer than its size field can tell\n");
     }
@@ -138,9 +133,7 @@ int signTarnwaveBinary(const QString& privateKeyPath, const QString& binaryPath,
         std::fputs("Memory error", stderr);
         return tarnwaveOutOfMemory;
     }
-    if (isPipe) {
-        std::memcpy(buffer.get(), piped.constData(), static_cast<std::size_t>(size));
-    } else if (binary.read(buffer.get(), size) != size) {
+    if (binary.read(buffer.get(), size) != size) {
         return failSigning("Failed to open file to sign\n");
     }
     // In a binary that ends before or inside the field, the signature lies over what of it stands after the end.

@@ -1,5 +1,5 @@
-// The opener, one program for each format and one for `verify`. Shown and proven under a fixed key, a file must keep what
-// holds for any: its ranges tile it, and nothing is proven that the ranges don't cover.
+// The opener, one program for each format and one for `verify`. Shown and proven under a fixed key, a file must keep
+// what holds for any: its ranges tile it, and nothing is proven that the ranges don't cover.
 
 #include "fuzz/FuzzFile.h"
 #include "inspect/Report.h"
@@ -31,7 +31,7 @@ void checkReport(const inspect::Description& description, const char* command) {
 
 void checkVerified(const inspect::Source& source, inspect::Description description) {
     inspect::Evidence evidence;
-    evidence.key = QByteArrayLiteral("sentinel-key-16b");
+    evidence.key = QByteArray("sentinel-key-16b");
     evidence.hasNonce = true;
     evidence.nonce = QByteArray(12, 'n');
     inspect::Contents contents;

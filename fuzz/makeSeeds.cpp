@@ -1,5 +1,6 @@
 // make_seeds FOLDER: writes a few valid inputs for each fuzz target, made by the tests' own builders.
 
+#include "tests/inspect/SealingKit.h"
 #include "tests/support/ImageBuilder.h"
 
 #include <QDir>
@@ -143,6 +144,39 @@ void writeDocuments(const QDir& root) {
     write(root, "commandLine", "tbi", QByteArray::fromHex("0312391341421512164a1744"));
 }
 
+// For the opener, whose verify target knows the kit's key and nonce.
+void writeInspected(const QDir& root) {
+    const QByteArray image = kitMake(kitInstallImage());
+    const KitPair update = kitUpdate(QByteArray(33, 'u'), 2);
+    const QByteArray record = QByteArray::fromHex("10000000000000000400000001020304");
+    const QByteArray word = QByteArray::fromHex("0c0000000400000001020304");
+    const QByteArray obk = QByteArray::fromHex("000100080400000000000000") + "data";
+    const struct {
+        const char* format;
+        QByteArray bytes;
+    } seeds[] = {
+        {"installImage", image},
+        {"installImage", kitMake(kitExternalImage())},
+        {"packagedModule", kitPackagedModule()},
+        {"provisioningImage", kitMake(kitProvisioningImage())},
+        {"provisioningPayload", kitPayload(QByteArray(40, 's'), QByteArray(32, 'b'))},
+        {"signedImage", kitSign(image, static_cast<std::uint32_t>(image.size())).image},
+        {"updateImage", update.header + update.segment},
+        {"updatePayload", update.segment},
+        {"backupImage", record + record},
+        {"secretsWords", QByteArray(152, 's')},
+        {"secretsRecords", word + word},
+        {"provisioningFile", obk},
+        {"hashedProvisioningFile", QByteArray::fromHex("000100082400000000000000") + kitSha256("data") + "data"},
+        {"passwordFile", QByteArray::fromHex("0000008004000000") + "word"}};
+    int number = 0;
+    for (const auto& seed : seeds) {
+        const QByteArray name = "seed" + QByteArray::number(++number);
+        write(root, ("inspect-" + QByteArray(seed.format)).constData(), name.constData(), seed.bytes);
+        write(root, "inspect-verify", name.constData(), seed.bytes);
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -155,5 +189,6 @@ int main(int argc, char** argv) {
     writeFirmware(root);
     writeTables(root);
     writeDocuments(root);
+    writeInspected(root);
     return 0;
 }

@@ -310,9 +310,8 @@ void Prover::provePlain(const Area& area, int index, const Glimpse& glimpse) {
                 area.size == 8 && first == partEnds_ && second == image_.count - static_cast<std::uint32_t>(index),
                 index);
             break;
-        case 'O':  // its 12-byte block names address and size
-            description_.addCheck(CheckCode::payloadForm,
-                                  area.size >= 12 && first == area.address && second == area.size - 12, index);
+        case 'O':  // its 12-byte block names the address; the rest of it is carried as it was given
+            description_.addCheck(CheckCode::payloadForm, area.size >= 12 && first == area.address, index);
             break;
         case 'm':
             description_.addCheck(CheckCode::payloadForm, area.size > 4 && (first == 1 || first == 2), index);

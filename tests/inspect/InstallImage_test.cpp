@@ -88,7 +88,7 @@ TEST(InspectInstallImage, NamesTheOneRuleThatIsBroken) {
          }},
         {"payloadForm", kitExternalImage(),
          [](KitImage& image) {
-             image.areas[0].payload[4] = 5;
+             image.areas[0].payload[0] = 5;
              image.areas[6] = kitHash({image.areas.begin(), image.areas.begin() + 6});
          }},
     };

@@ -140,6 +140,8 @@ bool Call::open(const QString& path, Opened& opened) {
     const FormatRow* as = nullptr;
     if (parser_.isSet(QStringLiteral("as"))) {
         as = formatByName(parser_.value(QStringLiteral("as")));
+    } else if (evidence_.app) {
+        as = formatByName(QStringLiteral("memoryImage"));
     }
     if (!openSecond(as, opened)) {
         return false;

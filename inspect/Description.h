@@ -53,17 +53,17 @@ struct Part {
     bool hasAddress = false;
     std::uint64_t address = 0;
     std::uint64_t memorySize = 0;  ///< bytes that lie in memory from `address` on
-    qint64 offset = 0;
+    qint64 offset = 0;             ///< -1 if it has no place of its own in the file, as a segment of HEX records
     qint64 size = 0;
-    qint64 payloadOffset = 0;
-    qint64 payloadSize = 0;  ///< of bytes that are there
+    qint64 payloadOffset = 0;  ///< -1 likewise
+    qint64 payloadSize = 0;    ///< of bytes that are there
     std::vector<Field> fields;
 };
 
 enum class Role { header, tag, payload, unused, unread };
 
 /// What notices a change of the bytes.
-enum class Cover { none, structure, digest, signature, tag };
+enum class Cover { none, structure, digest, signature, tag, comparison };
 
 struct Range {
     qint64 offset = 0;

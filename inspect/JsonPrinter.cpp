@@ -97,12 +97,14 @@ QJsonObject argumentsOf(const std::vector<Field>& arguments) {
 }
 
 QJsonObject toJson(const Part& part) {
-    QJsonObject object{{QStringLiteral("name"), latin(part.name)},
-                       {QStringLiteral("index"), part.index},
-                       {QStringLiteral("offset"), part.offset},
-                       {QStringLiteral("size"), part.size},
-                       {QStringLiteral("payload"), QJsonObject{{QStringLiteral("offset"), part.payloadOffset},
-                                                               {QStringLiteral("size"), part.payloadSize}}}};
+    QJsonObject payload{{QStringLiteral("size"), part.payloadSize}};
+    QJsonObject object{{QStringLiteral("name"), latin(part.name)}, {QStringLiteral("index"), part.index}};
+    if (part.offset >= 0) {
+        payload[QStringLiteral("offset")] = part.payloadOffset;
+        object[QStringLiteral("offset")] = part.offset;
+        object[QStringLiteral("size")] = part.size;
+    }
+    object[QStringLiteral("payload")] = payload;
     if (part.letter != 0) {
         object[QStringLiteral("letter")] = QString(QLatin1Char(part.letter));
     }
@@ -121,7 +123,7 @@ QJsonObject toJson(const Part& part) {
 
 QJsonObject toJson(const Range& range) {
     constexpr std::array roles = {"header", "tag", "payload", "unused", "unread"};
-    constexpr std::array covers = {"none", "structure", "digest", "signature", "tag"};
+    constexpr std::array covers = {"none", "structure", "digest", "signature", "tag", "comparison"};
     QJsonObject object{{QStringLiteral("offset"), range.offset},
                        {QStringLiteral("size"), range.size},
                        {QStringLiteral("role"), latin(roles[static_cast<std::size_t>(range.role)])},

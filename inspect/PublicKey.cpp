@@ -57,6 +57,29 @@ EVP_PKEY* readPoint(QByteArrayView file) {
     return key;
 }
 
+EVP_PKEY* makeRsa(QByteArrayView modulus, std::uint32_t exponent) {
+    const Owned<BIGNUM, BN_free> number(BN_bin2bn(bytesOf(modulus), static_cast<int>(modulus.size()), nullptr));
+    const Owned<OSSL_PARAM_BLD, OSSL_PARAM_BLD_free> builder(OSSL_PARAM_BLD_new());
+    if (number == nullptr || builder == nullptr ||
+        OSSL_PARAM_BLD_push_BN(builder.get(), OSSL_PKEY_PARAM_RSA_N, number.get()) != 1 ||
+        OSSL_PARAM_BLD_push_uint32(builder.get(), OSSL_PKEY_PARAM_RSA_E, exponent) != 1) {
+        return nullptr;
+    }
+    const Owned<OSSL_PARAM, OSSL_PARAM_free> parameters(OSSL_PARAM_BLD_to_param(builder.get()));
+    const Owned<EVP_PKEY_CTX, EVP_PKEY_CTX_free> context(EVP_PKEY_CTX_new_from_name(nullptr, "RSA", nullptr));
+    EVP_PKEY* key = nullptr;
+    if (parameters == nullptr || context == nullptr || EVP_PKEY_fromdata_init(context.get()) != 1 ||
+        EVP_PKEY_fromdata(context.get(), &key, EVP_PKEY_PUBLIC_KEY, parameters.get()) != 1) {
+        return nullptr;
+    }
+    return key;
+}
+
+// A key with a passphrase is refused; nobody is asked for one.
+int noPassphrase(char* /*buffer*/, int /*size*/, int /*isWriting*/, void* /*user*/) {
+    return 0;
+}
+
 PublicKey::Kind kindOf(const EVP_PKEY* key) {
     switch (EVP_PKEY_get_base_id(key)) {
         case EVP_PKEY_RSA:
@@ -127,6 +150,41 @@ QByteArray PublicKey::modulus() const {
     return bytes;
 }
 
+PublicKey PublicKey::fromModulus(QByteArrayView modulus, std::uint32_t exponent) {
+    PublicKey key({});
+    key.key_.reset(makeRsa(modulus, exponent));
+    key.kind_ = key.key_ != nullptr ? Kind::rsa : Kind::none;
+    ERR_clear_error();
+    return key;
+}
+
+QByteArray PublicKey::montgomerySquare() const {
+    constexpr int exponentOfTwo = 2 * 2048;
+    const QByteArray bytes = modulus();
+    const Owned<BIGNUM, BN_free> number(BN_bin2bn(bytesOf(bytes), static_cast<int>(bytes.size()), nullptr));
+    const Owned<BIGNUM, BN_free> square(BN_new());
+    const Owned<BN_CTX, BN_CTX_free> context(BN_CTX_new());
+    QByteArray result(bytes.size(), '\0');
+    if (number == nullptr || square == nullptr || context == nullptr || BN_is_zero(number.get()) ||
+        BN_set_bit(square.get(), exponentOfTwo) != 1 ||
+        BN_mod(square.get(), square.get(), number.get(), context.get()) != 1 ||
+        BN_bn2binpad(square.get(), reinterpret_cast<unsigned char*>(result.data()), static_cast<int>(result.size())) <
+            0) {
+        return {};
+    }
+    return result;
+}
+
+QByteArray PublicKey::pem() const {
+    const Owned<BIO, BIO_free> bio(BIO_new(BIO_s_mem()));
+    if (key_ == nullptr || bio == nullptr || PEM_write_bio_PUBKEY(bio.get(), key_.get()) != 1) {
+        return {};
+    }
+    const char* bytes = nullptr;
+    const auto size = BIO_get_mem_data(bio.get(), &bytes);
+    return {bytes, static_cast<qsizetype>(size)};
+}
+
 QByteArray PublicKey::rsaDer() const {
     unsigned char* bytes = nullptr;
     const int size = kind_ == Kind::rsa ? i2d_PublicKey(key_.get(), &bytes) : 0;
@@ -167,6 +225,23 @@ bool PublicKey::verifyEd25519(QByteArrayView message, QByteArrayView signature) 
                                          bytesOf(message), static_cast<std::size_t>(message.size())) == 1;
     ERR_clear_error();
     return isGood;
+}
+
+QByteArray PublicKey::agree(QByteArrayView privatePem) const {
+    const Owned<BIO, BIO_free> bio(BIO_new_mem_buf(privatePem.data(), static_cast<int>(privatePem.size())));
+    const Owned<EVP_PKEY, EVP_PKEY_free> own(
+        bio != nullptr ? PEM_read_bio_PrivateKey(bio.get(), nullptr, noPassphrase, nullptr) : nullptr);
+    const Owned<EVP_PKEY_CTX, EVP_PKEY_CTX_free> context(own != nullptr ? EVP_PKEY_CTX_new(own.get(), nullptr)
+                                                                        : nullptr);
+    QByteArray shared(coordinateSize, '\0');
+    std::size_t size = coordinateSize;
+    const bool isDone = kind_ == Kind::p256 && context != nullptr && kindOf(own.get()) == Kind::p256 &&
+                        EVP_PKEY_derive_init(context.get()) == 1 &&
+                        EVP_PKEY_derive_set_peer(context.get(), key_.get()) == 1 &&
+                        EVP_PKEY_derive(context.get(), reinterpret_cast<unsigned char*>(shared.data()), &size) == 1 &&
+                        size == coordinateSize;
+    ERR_clear_error();
+    return isDone ? shared : QByteArray();
 }
 
 }  // namespace inspect

@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 
+#include <cstdint>
 #include <initializer_list>
 #include <memory>
 
@@ -18,12 +19,20 @@ class PublicKey {
     /// else is a key of kind none, which proves nothing.
     explicit PublicKey(QByteArrayView file);
 
+    /// The RSA key of a modulus, most significant byte first. Of kind none if that makes no key.
+    [[nodiscard]] static PublicKey fromModulus(QByteArrayView modulus, std::uint32_t exponent);
+
     [[nodiscard]] Kind kind() const { return kind_; }
     [[nodiscard]] int bits() const;
     /// SubjectPublicKeyInfo (RFC 5280).
     [[nodiscard]] QByteArray der() const;
     /// The modulus of an RSA key, most significant byte first, without a sign byte.
     [[nodiscard]] QByteArray modulus() const;
+    /// R^2 mod n for R = 2^2048, the constant of Montgomery multiplication, most significant byte first, as long as the
+    /// modulus.
+    [[nodiscard]] QByteArray montgomerySquare() const;
+    /// SubjectPublicKeyInfo in PEM form.
+    [[nodiscard]] QByteArray pem() const;
     /// RSAPublicKey (RFC 8017, A.1.1); empty for another kind.
     [[nodiscard]] QByteArray rsaDer() const;
 
@@ -37,6 +46,10 @@ class PublicKey {
     [[nodiscard]] bool verifyEcdsa(std::initializer_list<QByteArrayView> pieces, QByteArrayView signature) const;
     /// Ed25519 over `message` itself (RFC 8032).
     [[nodiscard]] bool verifyEd25519(QByteArrayView message, QByteArrayView signature) const;
+
+    /// ECDH on P-256 with a private key in PEM form that has no passphrase (SEC 1, 3.3.1): the shared X coordinate, 32
+    /// bytes, which the caller wipes. Empty if the keys don't fit.
+    [[nodiscard]] QByteArray agree(QByteArrayView privatePem) const;
 
   private:
     struct Free {

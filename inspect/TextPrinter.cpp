@@ -166,8 +166,8 @@ void Printer::printParts(const Description& description) {
     for (const Part& part : description.parts) {
         const QString name =
             part.letterName != nullptr ? partName(part) + u' ' + wordsOf(part.letterName) : partName(part);
-        rows.push_back({name, QStringLiteral("at %1").arg(part.offset), memoryText(part),
-                        bytesText(static_cast<std::uint64_t>(part.payloadSize))});
+        const QString place = part.offset >= 0 ? QStringLiteral("at %1").arg(part.offset) : QString();
+        rows.push_back({name, place, memoryText(part), bytesText(static_cast<std::uint64_t>(part.payloadSize))});
         const QStringList& row = rows.back();
         widths.resize(std::max(widths.size(), row.size()));
         for (qsizetype i = 0; i < row.size(); ++i) {

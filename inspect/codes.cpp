@@ -48,6 +48,17 @@ constexpr std::array findingRows = {
                "starts at OTP {value}, which record {other} fills"},
     FindingRow{FindingCode::wrongSize, "wrongSize", Severity::error, "has {value} bytes, not {expected}"},
     FindingRow{FindingCode::noDigest, "noDigest", Severity::note, "no digest of its content stands in it"},
+    FindingRow{FindingCode::noRoomForSize, "noRoomForSize", Severity::error, "too short to tell its size"},
+    FindingRow{FindingCode::wrongText, "wrongText", Severity::error, "not what its modulus asks for"},
+    FindingRow{FindingCode::noModulus, "noModulus", Severity::error, "no modulus of 2048 bits stands in it"},
+    FindingRow{FindingCode::badTlvBlock, "badTlvBlock", Severity::error,
+               "no TLVs: their magic is {value}, not {expected}"},
+    FindingRow{FindingCode::padding, "padding", Severity::note, "{size} bytes behind the image"},
+    FindingRow{FindingCode::notSigned, "notSigned", Severity::note, "it isn't signed"},
+    FindingRow{FindingCode::noHash, "noHash", Severity::error, "no hash of it stands in its TLVs"},
+    FindingRow{FindingCode::badRecord, "badRecord", Severity::error, "line {line}: {text}"},
+    FindingRow{FindingCode::noContent, "noContent", Severity::error, "nothing to load stands in it"},
+    FindingRow{FindingCode::wideElf, "wideElf", Severity::error, "it isn't made for a 32-bit processor"},
 };
 
 constexpr std::array differenceRows = {
@@ -80,6 +91,7 @@ constexpr std::array checkRows = {
     CheckRow{CheckCode::against, "against", "contents against their sources", "different", Proof::comparison},
     CheckRow{CheckCode::signature, "signature", "signature", "wrong", Proof::signature},
     CheckRow{CheckCode::sameKey, "sameKey", "of the given key", "no", Proof::comparison},
+    CheckRow{CheckCode::signingKey, "signingKey", "names the given key", "no", Proof::structure},
 };
 
 constexpr std::array reasonRows = {
@@ -94,6 +106,10 @@ constexpr std::array reasonRows = {
     ReasonRow{Reason::noMemory, "noMemory", "not enough memory"},
     ReasonRow{Reason::noPublicKey, "noPublicKey", "no public key given"},
     ReasonRow{Reason::unusableKey, "unusableKey", "the given key is none of its kind"},
+    ReasonRow{Reason::noKeyPair, "noKeyPair", "no private and public key given"},
+    ReasonRow{Reason::noAddress, "noAddress", "no address and mode given"},
+    ReasonRow{Reason::unsupported, "unsupported", "of a kind that isn't known here"},
+    ReasonRow{Reason::encrypted, "encrypted", "its content is encrypted"},
 };
 
 /// A row stands at the place of its code, so that a code without a row can't be built.
@@ -111,9 +127,9 @@ static_assert(isInOrder(differenceRows, &DifferenceRow::code));
 static_assert(differenceRows.size() == static_cast<std::size_t>(DifferenceCode::sourceExtra) + 1);
 static_assert(isInOrder(checkRows, &CheckRow::code));
 static_assert(isInOrder(reasonRows, &ReasonRow::reason));
-static_assert(findingRows.size() == static_cast<std::size_t>(FindingCode::noDigest) + 1);
-static_assert(checkRows.size() == static_cast<std::size_t>(CheckCode::sameKey) + 1);
-static_assert(reasonRows.size() == static_cast<std::size_t>(Reason::unusableKey) + 1);
+static_assert(findingRows.size() == static_cast<std::size_t>(FindingCode::wideElf) + 1);
+static_assert(checkRows.size() == static_cast<std::size_t>(CheckCode::signingKey) + 1);
+static_assert(reasonRows.size() == static_cast<std::size_t>(Reason::encrypted) + 1);
 
 }  // namespace
 

@@ -36,6 +36,16 @@ enum class FindingCode : std::uint8_t {
     sharedOtp,
     wrongSize,
     noDigest,
+    noRoomForSize,
+    wrongText,
+    noModulus,
+    badTlvBlock,
+    padding,
+    notSigned,
+    noHash,
+    badRecord,
+    noContent,
+    wideElf,
 };
 
 enum class Severity : std::uint8_t { note, error };
@@ -86,6 +96,7 @@ enum class CheckCode : std::uint8_t {
     against,
     signature,
     sameKey,
+    signingKey,
 };
 
 /// What a good check proves its bytes by.
@@ -111,7 +122,11 @@ enum class Reason : std::uint8_t {
     unknownCipher,
     noMemory,
     noPublicKey,
-    unusableKey
+    unusableKey,
+    noKeyPair,
+    noAddress,
+    unsupported,
+    encrypted,
 };
 
 struct ReasonRow {

@@ -152,7 +152,8 @@ void compareHeads(const Description& a, const Description& b, std::vector<Differ
 
 QByteArrayView payloadOf(const ComparedFile& file, const Part& part) {
     const QByteArrayView bytes = file.second.isNull() ? file.bytes : file.second;
-    const bool isThere = part.payloadOffset <= bytes.size() && part.payloadSize <= bytes.size() - part.payloadOffset;
+    const bool isThere = part.payloadOffset >= 0 && part.payloadOffset <= bytes.size() &&
+                         part.payloadSize <= bytes.size() - part.payloadOffset;
     return isThere ? bytes.sliced(part.payloadOffset, part.payloadSize) : QByteArrayView();
 }
 

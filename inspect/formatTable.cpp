@@ -30,6 +30,19 @@ constexpr std::array rows = {
     FormatRow{"updateImage", "update image", "tbuh", matchUpdateImage, describeUpdateImage, proveUpdateImage,
               ContentKind::firmware, "tbu"},
     FormatRow{"updatePayload", "update image's segment", "tbu", nullptr, describeUpdatePayload, proveUpdatePayload},
+    FormatRow{"memoryImage", "memory cipher image", "", nullptr, describeMemoryImage, proveMemoryImage},
+    FormatRow{"personalizationData", "personalization data", "", nullptr, describePersonalizationData,
+              provePersonalizationData},
+    FormatRow{"wirelessBinary", "signed wireless-chip binary", "", matchWirelessBinary, describeWirelessBinary,
+              proveWirelessBinary},
+    FormatRow{"wirelessKeyFile", "wireless-chip key file", "", matchWirelessKeyFile, describeWirelessKeyFile,
+              proveWirelessKeyFile},
+    FormatRow{"moduleFile", "module file", "kmd", matchModuleFile, describeModuleFile, nullptr, ContentKind::module},
+    FormatRow{"mcubootImage", "MCUboot image", "kdu", matchMcubootImage, describeMcubootImage, proveMcubootImage},
+    FormatRow{"hexFile", "Intel HEX file", "hex", matchHexFile, describeRecords, proveRecords},
+    FormatRow{"sRecordFile", "S-Record file", "srec s19 s28 s37 mot", matchSRecordFile, describeRecords, proveRecords},
+    FormatRow{"elfFile", "ELF file", "elf axf out", matchElfFile, describeElfFile, nullptr, ContentKind::firmware},
+    FormatRow{"rawFirmware", "raw firmware", "bin", nullptr, describeRawFirmware, nullptr, ContentKind::firmware},
 };
 
 bool hasSuffix(const FormatRow& row, const QString& path) {
@@ -155,6 +168,9 @@ void keepPayloads(const Source& source, const Description& description, ContentK
         return;
     }
     for (const Part& part : description.parts) {
+        if (part.payloadOffset < 0) {
+            continue;
+        }
         Content content = contentOf(part, kind);
         content.bytes = source.bytes.sliced(part.payloadOffset, part.payloadSize).toByteArray();
         contents->list.push_back(std::move(content));

@@ -100,4 +100,36 @@ void proveUpdateImage(const Source& source, const Evidence& evidence, Descriptio
 void describeUpdatePayload(const Source& source, Description& description);
 void proveUpdatePayload(const Source& source, const Evidence& evidence, Description& description, Contents* contents);
 
+void describeMemoryImage(const Source& source, Description& description);
+void proveMemoryImage(const Source& source, const Evidence& evidence, Description& description, Contents* contents);
+
+void describePersonalizationData(const Source& source, Description& description);
+void provePersonalizationData(const Source& source, const Evidence& evidence, Description& description,
+                              Contents* contents);
+
+[[nodiscard]] Match matchWirelessBinary(QByteArrayView bytes);
+void describeWirelessBinary(const Source& source, Description& description);
+void proveWirelessBinary(const Source& source, const Evidence& evidence, Description& description, Contents* contents);
+
+[[nodiscard]] Match matchWirelessKeyFile(QByteArrayView bytes);
+void describeWirelessKeyFile(const Source& source, Description& description);
+void proveWirelessKeyFile(const Source& source, const Evidence& evidence, Description& description, Contents* contents);
+
+[[nodiscard]] Match matchModuleFile(QByteArrayView bytes);
+void describeModuleFile(const Source& source, Description& description);
+
+[[nodiscard]] Match matchMcubootImage(QByteArrayView bytes);
+void describeMcubootImage(const Source& source, Description& description);
+void proveMcubootImage(const Source& source, const Evidence& evidence, Description& description, Contents* contents);
+
+void describeRawFirmware(const Source& source, Description& description);
+
+[[nodiscard]] Match matchHexFile(QByteArrayView bytes);
+[[nodiscard]] Match matchSRecordFile(QByteArrayView bytes);
+void describeRecords(const Source& source, Description& description);
+void proveRecords(const Source& source, const Evidence& evidence, Description& description, Contents* contents);
+
+[[nodiscard]] Match matchElfFile(QByteArrayView bytes);
+void describeElfFile(const Source& source, Description& description);
+
 }  // namespace inspect

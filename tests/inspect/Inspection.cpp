@@ -78,6 +78,9 @@ Inspection inspectGiven(const Given& given) {
     inspect::Evidence evidence;
     evidence.key = QByteArray(given.key.constData(), given.key.size());
     evidence.publicKey = given.publicKey;
+    evidence.privateKey = QByteArray(given.privateKey.constData(), given.privateKey.size());
+    evidence.memory = given.memory;
+    evidence.app = given.app;
     Inspection inspection{inspect::describe(source, row), {}};
     inspect::prove(source, evidence, inspection.description);
     std::vector<inspect::Description> files = {inspection.description};

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 
 /// What the opener makes of bytes under a name.
@@ -25,6 +26,9 @@ struct Given {
     const char* as = nullptr;
     QByteArray second;
     QByteArray publicKey;
+    QByteArray privateKey;
+    std::optional<inspect::MemoryUse> memory;
+    std::optional<QByteArray> app;
     bool isPrinted = true;  ///< whether the printers run as well
 };
 

@@ -37,14 +37,14 @@ QByteArray kitBaseIv(const QByteArray& nonce) {
     return kitSha256(nonce).first(12);
 }
 
-Sealed kitSeal(const QByteArray& iv, const QByteArray& additional, const QByteArray& plain) {
+Sealed kitSeal(const QByteArray& iv, const QByteArray& additional, const QByteArray& plain, const QByteArray& key) {
     Sealed sealed{QByteArray(plain.size(), '\0'), QByteArray(16, '\0')};
     EVP_CIPHER_CTX* const context = EVP_CIPHER_CTX_new();
     int written = 0;
     auto* const out = reinterpret_cast<unsigned char*>(sealed.bytes.data());
     EVP_EncryptInit_ex(context, EVP_aes_128_gcm(), nullptr, nullptr, nullptr);
     EVP_CIPHER_CTX_ctrl(context, EVP_CTRL_AEAD_SET_IVLEN, static_cast<int>(iv.size()), nullptr);
-    EVP_EncryptInit_ex(context, nullptr, nullptr, bytesOf(kitKey), bytesOf(iv));
+    EVP_EncryptInit_ex(context, nullptr, nullptr, bytesOf(key), bytesOf(iv));
     EVP_EncryptUpdate(context, nullptr, &written, bytesOf(additional), static_cast<int>(additional.size()));
     if (!plain.isEmpty()) {
         EVP_EncryptUpdate(context, out, &written, bytesOf(plain), static_cast<int>(plain.size()));

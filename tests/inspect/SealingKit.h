@@ -42,7 +42,8 @@ struct Sealed {
     QByteArray bytes;
     QByteArray tag;
 };
-[[nodiscard]] Sealed kitSeal(const QByteArray& iv, const QByteArray& additional, const QByteArray& plain);
+[[nodiscard]] Sealed kitSeal(const QByteArray& iv, const QByteArray& additional, const QByteArray& plain,
+                             const QByteArray& key = kitKey);
 [[nodiscard]] QByteArray kitAreaIv(const QByteArray& nonce, std::uint32_t kind, std::uint8_t version,
                                    std::uint16_t number);
 

@@ -1,0 +1,441 @@
+// MCUboot image, a module update `.kdu` among them: header, code, and TLVs, of which the protected ones count to what
+// is hashed and signed.
+
+#include "files/ByteReader.h"
+#include "inspect/PublicKey.h"
+#include "inspect/cipher.h"
+#include "inspect/formats.h"
+
+#include <openssl/evp.h>
+
+#include <algorithm>
+#include <array>
+
+namespace inspect {
+
+namespace {
+
+constexpr std::uint32_t imageMagic = 0x96F3B83D;
+constexpr std::uint16_t protectedMagic = 0x6908;
+constexpr std::uint16_t plainMagic = 0x6907;
+constexpr qsizetype headerSize = 32;  // of its fields; the header as a whole may be longer
+constexpr qsizetype entrySize = 4;
+
+constexpr std::uint32_t encryptedFlags = 0x04 | 0x08;
+constexpr std::uint32_t placedFlags = 0x20 | 0x100;  // the load address counts
+
+enum class TlvRole { other, keyHash, publicKey, digest, rsa, ecdsa, ed25519, unprovenSignature, pureSignature };
+
+struct TlvType {
+    std::uint16_t number;
+    const char* name;
+    TlvRole role = TlvRole::other;
+};
+
+constexpr std::array tlvTypes = {
+    TlvType{0x01, "keyHash", TlvRole::keyHash},
+    TlvType{0x02, "publicKey", TlvRole::publicKey},
+    TlvType{0x10, "sha256", TlvRole::digest},
+    TlvType{0x11, "sha384", TlvRole::digest},
+    TlvType{0x12, "sha512", TlvRole::digest},
+    TlvType{0x20, "rsa2048Pss", TlvRole::rsa},
+    TlvType{0x21, "ecdsa224", TlvRole::unprovenSignature},
+    TlvType{0x22, "ecdsa", TlvRole::ecdsa},
+    TlvType{0x23, "rsa3072Pss", TlvRole::rsa},
+    TlvType{0x24, "ed25519", TlvRole::ed25519},
+    TlvType{0x25, "pureSignature", TlvRole::pureSignature},
+    TlvType{0x30, "encryptedByRsa2048"},
+    TlvType{0x31, "encryptedByAesKw"},
+    TlvType{0x32, "encryptedByEcP256"},
+    TlvType{0x33, "encryptedByX25519"},
+    TlvType{0x40, "dependency"},
+    TlvType{0x50, "securityCounter"},
+    TlvType{0x60, "bootRecord"},
+};
+
+struct Tlv {
+    std::uint16_t type = 0;
+    qint64 offset = 0;
+    QByteArrayView value;
+    bool isProtected = false;
+    [[nodiscard]] TlvRole role() const;
+};
+
+const TlvType* typeOf(std::uint16_t number) {
+    const auto* const type = std::find_if(tlvTypes.begin(), tlvTypes.end(),
+                                          [number](const TlvType& candidate) { return candidate.number == number; });
+    return type == tlvTypes.end() ? nullptr : type;
+}
+
+TlvRole Tlv::role() const {
+    const TlvType* const known = typeOf(type);
+    return known != nullptr ? known->role : TlvRole::other;
+}
+
+bool isSignature(TlvRole role) {
+    return role == TlvRole::rsa || role == TlvRole::ecdsa || role == TlvRole::ed25519 ||
+           role == TlvRole::unprovenSignature;
+}
+
+/// A block of TLVs: where it stands, and where its entries end.
+struct TlvBlock {
+    qint64 offset = 0;
+    qint64 size = 0;  ///< as far as it is there
+    bool isThere = false;
+};
+
+struct McubootImage {
+    std::uint32_t magic = 0;
+    std::uint32_t loadAddress = 0;
+    std::uint16_t headerSize = 0;
+    std::uint16_t protectedSize = 0;
+    std::uint32_t imageSize = 0;
+    std::uint32_t flags = 0;
+    std::array<std::uint32_t, 4> version{};  ///< major, minor, revision, build
+    QByteArrayView code;
+    QByteArrayView covered;  ///< what is hashed and signed
+    TlvBlock protectedBlock;
+    TlvBlock plainBlock;
+    std::vector<Tlv> tlvs;
+    qint64 end = 0;
+    bool isWhole = false;
+    std::vector<Finding> findings;
+
+    void find(FindingCode fault, qint64 at, std::vector<Field> arguments = {}) {
+        findings.push_back({fault, 0, at, std::move(arguments)});
+    }
+};
+
+void addCut(McubootImage& image, qint64 wanted, qint64 present, qint64 at) {
+    image.find(FindingCode::cutOff, at,
+               {numberField("missing", static_cast<std::uint64_t>(wanted - present)),
+                numberField("wanted", static_cast<std::uint64_t>(wanted))});
+}
+
+/// Reads a block that starts at the reader's position. False if the walk can't go on behind it.
+bool readBlock(ByteReader& reader, std::uint16_t magic, bool isProtected, McubootImage& image, TlvBlock& block) {
+    constexpr qsizetype headSize = 4;
+    block.offset = reader.position();
+    if (reader.remaining() < headSize) {
+        addCut(image, headSize, reader.remaining(), block.offset);
+        return false;
+    }
+    const std::uint16_t found = reader.u16();
+    const std::uint16_t total = reader.u16();
+    if (found != magic || total < headSize) {
+        image.find(FindingCode::badTlvBlock, block.offset,
+                   {numberField("value", found), numberField("expected", magic)});
+        reader.seek(block.offset);
+        return false;
+    }
+    block.isThere = true;
+    const qint64 end = block.offset + std::min<qint64>(total, headSize + reader.remaining());
+    block.size = end - block.offset;
+    if (block.size < total) {
+        addCut(image, total, block.size, end);
+    }
+    if (isProtected && total != image.protectedSize) {
+        image.find(FindingCode::wrongSize, block.offset + 2,
+                   {numberField("value", total), numberField("expected", image.protectedSize)});
+    }
+    while (end - reader.position() >= entrySize) {
+        Tlv tlv;
+        tlv.offset = reader.position();
+        tlv.isProtected = isProtected;
+        tlv.type = reader.u16();
+        const std::uint16_t length = reader.u16();
+        const qint64 left = end - reader.position();
+        tlv.value = reader.take(std::min<qint64>(length, left));
+        if (left < length) {
+            addCut(image, length, left, end);
+        }
+        image.tlvs.push_back(tlv);
+    }
+    if (reader.position() != end) {
+        addCut(image, entrySize, end - reader.position(), end);
+        reader.seek(end);
+    }
+    return block.size == total;
+}
+
+McubootImage readMcuboot(QByteArrayView bytes) {
+    McubootImage image;
+    ByteReader reader(bytes);
+    image.magic = reader.u32();
+    image.loadAddress = reader.u32();
+    image.headerSize = reader.u16();
+    image.protectedSize = reader.u16();
+    image.imageSize = reader.u32();
+    image.flags = reader.u32();
+    image.version = {reader.u8(), reader.u8(), reader.u16(), reader.u32()};
+    reader.skip(4);
+    if (!reader.ok()) {
+        addCut(image, headerSize, bytes.size(), bytes.size());
+        return image;
+    }
+    if (image.magic != imageMagic) {
+        image.find(FindingCode::badMagic, 0, {addressField("expected", imageMagic)});
+    }
+    if (image.headerSize < headerSize) {
+        image.find(FindingCode::wrongSize, 8,
+                   {numberField("value", image.headerSize), numberField("expected", headerSize)});
+        image.end = headerSize;
+        return image;
+    }
+    const qint64 codeEnd = qint64{image.headerSize} + image.imageSize;
+    image.code = bytes.sliced(std::min<qint64>(image.headerSize, bytes.size()));
+    image.end = bytes.size();
+    if (codeEnd > bytes.size()) {
+        addCut(image, codeEnd, bytes.size(), bytes.size());
+        return image;
+    }
+    image.code = image.code.first(image.imageSize);
+    reader.seek(codeEnd);
+    const bool goesOn =
+        image.protectedSize == 0 || readBlock(reader, protectedMagic, true, image, image.protectedBlock);
+    image.covered = bytes.first(codeEnd + image.protectedBlock.size);
+    image.isWhole = goesOn && readBlock(reader, plainMagic, false, image, image.plainBlock);
+    image.end = reader.position();
+    return image;
+}
+
+bool has(const McubootImage& image, bool (*is)(TlvRole role)) {
+    return std::any_of(image.tlvs.begin(), image.tlvs.end(),
+                       [is](const Tlv& tlv) { return !tlv.isProtected && is(tlv.role()); });
+}
+
+bool isDigest(TlvRole role) {
+    return role == TlvRole::digest;
+}
+
+Cover coverOf(const McubootImage& image) {
+    if (has(image, isSignature)) {
+        return Cover::signature;
+    }
+    const bool isEncrypted = (image.flags & encryptedFlags) != 0;
+    return has(image, isDigest) && !isEncrypted ? Cover::digest : Cover::none;
+}
+
+void describeTlv(const Tlv& tlv, Cover covered, Description& description) {
+    const TlvType* const type = typeOf(tlv.type);
+    Part part;
+    part.name = tlv.isProtected ? "protectedTlv" : "tlv";
+    part.index = static_cast<int>(description.parts.size()) + 1;
+    part.offset = tlv.offset;
+    part.size = entrySize + tlv.value.size();
+    part.payloadOffset = tlv.offset + entrySize;
+    part.payloadSize = tlv.value.size();
+    Field number = numberField("type", tlv.type);
+    number.offset = tlv.offset;
+    number.size = 2;
+    number.meaning = type != nullptr ? type->name : nullptr;
+    part.fields.push_back(std::move(number));
+    Cover cover = tlv.isProtected ? covered : Cover::none;
+    Role role = Role::payload;
+    if (!tlv.isProtected && (isDigest(tlv.role()) || isSignature(tlv.role()))) {
+        cover = isDigest(tlv.role()) ? Cover::digest : Cover::signature;
+        role = Role::tag;
+    }
+    description.addRange(entrySize, Role::header, cover, part.index);
+    description.addRange(tlv.value.size(), role, cover, part.index);
+    description.parts.push_back(std::move(part));
+}
+
+// Entries, and what is left where the block's end doesn't fit to them.
+void describeBlock(const McubootImage& image, const TlvBlock& block, bool isProtected, Cover cover,
+                   Description& description) {
+    constexpr qint64 headSize = 4;
+    if (!block.isThere) {
+        return;
+    }
+    description.addRange(headSize, Role::header, isProtected ? cover : Cover::structure);
+    for (const Tlv& tlv : image.tlvs) {
+        if (tlv.isProtected == isProtected) {
+            describeTlv(tlv, cover, description);
+        }
+    }
+    description.addRange(block.offset + block.size - description.rangesEnd(), Role::unread, Cover::none);
+}
+
+QByteArray digestOf(std::uint16_t type, QByteArrayView bytes) {
+    const EVP_MD* const algorithm = type == 0x11 ? EVP_sha384() : type == 0x12 ? EVP_sha512() : EVP_sha256();
+    QByteArray digest(EVP_MD_get_size(algorithm), '\0');
+    const bool isDone = EVP_Digest(bytes.data(), static_cast<std::size_t>(bytes.size()),
+                                   reinterpret_cast<unsigned char*>(digest.data()), nullptr, algorithm, nullptr) == 1;
+    return isDone ? digest : QByteArray();
+}
+
+// Older signers put zeros behind the DER of an ECDSA signature, to have one length.
+QByteArrayView withoutPadding(QByteArrayView signature) {
+    if (signature.size() < 2 || static_cast<std::uint8_t>(signature.at(1)) > signature.size() - 2) {
+        return signature;
+    }
+    const qsizetype size = 2 + static_cast<std::uint8_t>(signature.at(1));
+    const QByteArrayView rest = signature.sliced(size);
+    const bool isPadded = std::all_of(rest.begin(), rest.end(), [](char byte) { return byte == 0; });
+    return isPadded ? signature.first(size) : signature;
+}
+
+/// What can be said of one signature with a key: whether it verifies, or why that can't be tried.
+void proveSignature(const McubootImage& image, const Tlv& tlv, const PublicKey& key, int part,
+                    Description& description) {
+    switch (tlv.role()) {
+        case TlvRole::rsa: {
+            const int bits = tlv.type == 0x20 ? 2048 : 3072;
+            description.addCheck(
+                CheckCode::signature,
+                key.bits() == bits && key.verifyRsa(PublicKey::Padding::pss, {image.covered}, tlv.value), part);
+            break;
+        }
+        case TlvRole::ecdsa:
+        case TlvRole::unprovenSignature:
+            if (key.kind() == PublicKey::Kind::other) {
+                description.addUnchecked(CheckCode::signature, Reason::unsupported, part);
+            } else {
+                const bool isP256 = tlv.role() == TlvRole::ecdsa;
+                description.addCheck(CheckCode::signature,
+                                     isP256 && key.verifyEcdsa({image.covered}, withoutPadding(tlv.value)), part);
+            }
+            break;
+        case TlvRole::ed25519: {
+            const bool isPure = has(image, [](TlvRole role) { return role == TlvRole::pureSignature; });
+            const auto digest = std::find_if(image.tlvs.begin(), image.tlvs.end(), [](const Tlv& other) {
+                return !other.isProtected && other.role() == TlvRole::digest;
+            });
+            const std::uint16_t algorithm = digest == image.tlvs.end() ? 0x10 : digest->type;
+            const QByteArray message = isPure ? QByteArray() : digestOf(algorithm, image.covered);
+            description.addCheck(CheckCode::signature,
+                                 key.verifyEd25519(isPure ? image.covered : QByteArrayView(message), tlv.value), part);
+            break;
+        }
+        default:
+            break;
+    }
+}
+
+// The entry that tells a bootloader which of its keys to take.
+void proveSigningKey(QByteArrayView expected, const Tlv& tlv, int part, Description& description) {
+    const bool isGood = sameBytes(expected, tlv.value);
+    description.addCheck(CheckCode::signingKey, isGood, part);
+    for (Range& range : description.ranges) {
+        if (isGood && range.part == part && range.role == Role::payload) {
+            range.cover = Cover::comparison;
+        }
+    }
+}
+
+void proveTlv(const McubootImage& image, const Tlv& tlv, const PublicKey& key, bool hasKey, int part,
+              Description& description) {
+    // What is hashed and signed is the plain code.
+    const bool isEncrypted = (image.flags & encryptedFlags) != 0;
+    const bool isUsable = key.kind() != PublicKey::Kind::none;
+    const QByteArray encoded = key.kind() == PublicKey::Kind::rsa ? key.rsaDer() : key.der();
+    if (isSignature(tlv.role())) {
+        if (!hasKey) {
+            description.addUnchecked(CheckCode::signature, Reason::noPublicKey, part);
+        } else if (!isUsable || isEncrypted) {
+            description.addUnchecked(CheckCode::signature, isUsable ? Reason::encrypted : Reason::unusableKey, part);
+        } else {
+            proveSignature(image, tlv, key, part, description);
+        }
+    } else if (tlv.role() == TlvRole::digest && isEncrypted) {
+        description.addUnchecked(CheckCode::digest, Reason::encrypted, part);
+    } else if (tlv.role() == TlvRole::digest) {
+        description.addCheck(CheckCode::digest, sameBytes(digestOf(tlv.type, image.covered), tlv.value), part);
+    } else if (tlv.role() == TlvRole::keyHash && isUsable && tlv.value.size() == 32) {
+        proveSigningKey(sha256(encoded), tlv, part, description);
+    } else if (tlv.role() == TlvRole::publicKey && isUsable) {
+        proveSigningKey(encoded, tlv, part, description);
+    }
+}
+
+}  // namespace
+
+Match matchMcubootImage(QByteArrayView bytes) {
+    ByteReader reader(bytes);
+    const bool hasMagic = reader.u32() == imageMagic;
+    return hasMagic ? Match::magic : Match::no;
+}
+
+void describeMcubootImage(const Source& source, Description& description) {
+    const McubootImage image = readMcuboot(source.bytes);
+    description.findings.insert(description.findings.end(), image.findings.begin(), image.findings.end());
+    if (source.bytes.size() < headerSize) {
+        description.addRange(source.bytes.size(), Role::unread, Cover::none);
+        return;
+    }
+    description.addNumber("loadAddress", image.loadAddress, 4, 4);
+    description.fields.back().kind = FieldKind::address;
+    description.addNumber("headerSize", image.headerSize, 8, 2);
+    description.addNumber("protectedTlvSize", image.protectedSize, 10, 2);
+    description.addNumber("imageSize", image.imageSize, 12, 4);
+    description.addNumber("flags", image.flags, 16, 4);
+    description.fields.back().kind = FieldKind::address;
+    QByteArray version;
+    for (std::size_t i = 0; i < image.version.size(); ++i) {
+        version += (i == 0 ? "" : i == 3 ? "+" : ".") + QByteArray::number(image.version[i]);
+    }
+    description.fields.push_back(textField("version", version));
+    description.fields.back().offset = 20;
+    description.fields.back().size = 8;
+
+    const Cover cover = coverOf(image);
+    if (image.headerSize < headerSize) {
+        description.addRange(headerSize, Role::header, Cover::none);
+    } else {
+        description.addRange(std::min<qint64>(image.headerSize, source.bytes.size()), Role::header, cover);
+        Part part;
+        part.name = "code";
+        part.index = 1;
+        part.offset = description.rangesEnd();
+        part.payloadOffset = part.offset;
+        part.payloadSize = image.code.size();
+        part.size = part.payloadSize;
+        part.hasAddress = (image.flags & placedFlags) != 0;
+        part.address = part.hasAddress ? image.loadAddress : 0;
+        part.memorySize = part.hasAddress ? static_cast<std::uint64_t>(part.payloadSize) : 0;
+        description.addRange(part.payloadSize, Role::payload, cover, part.index);
+        description.parts.push_back(std::move(part));
+        describeBlock(image, image.protectedBlock, true, cover, description);
+        describeBlock(image, image.plainBlock, false, cover, description);
+    }
+    const qint64 rest = source.bytes.size() - description.rangesEnd();
+    if (rest > 0 && image.isWhole) {
+        description.addFinding(FindingCode::padding, 0, description.rangesEnd(),
+                               {numberField("size", static_cast<std::uint64_t>(rest))});
+    }
+    description.addRange(rest, image.isWhole ? Role::unused : Role::unread, Cover::none);
+    if (image.isWhole && !has(image, isDigest)) {
+        description.addFinding(FindingCode::noHash, 0, -1);
+    }
+    if (image.isWhole && !has(image, isSignature)) {
+        description.addFinding(FindingCode::notSigned, 0, -1);
+    }
+}
+
+void proveMcubootImage(const Source& source, const Evidence& evidence, Description& description, Contents* contents) {
+    const McubootImage image = readMcuboot(source.bytes);
+    if (!image.isWhole) {
+        description.addUnchecked(CheckCode::digest, Reason::cutOff);
+        return;
+    }
+    const PublicKey key(evidence.publicKey);
+    const bool hasKey = !evidence.publicKey.isEmpty();
+    int part = 1;
+    for (const Tlv& tlv : image.tlvs) {
+        ++part;
+        if (!tlv.isProtected) {
+            proveTlv(image, tlv, key, hasKey, part, description);
+        }
+    }
+    if (hasKey && !has(image, isSignature)) {
+        description.addCheck(CheckCode::signature, false);
+    }
+    if (contents != nullptr && (image.flags & encryptedFlags) == 0) {
+        Content content = contentOf(description.parts.front(), ContentKind::module);
+        content.bytes = image.code.toByteArray();
+        contents->list.push_back(std::move(content));
+    }
+}
+
+}  // namespace inspect

@@ -1,0 +1,84 @@
+// Signed binary of a wireless chip: the binary with its own size in it, then an RSA signature.
+
+#include "files/ByteReader.h"
+#include "inspect/PublicKey.h"
+#include "inspect/formats.h"
+
+#include <algorithm>
+
+namespace inspect {
+
+namespace {
+
+constexpr qsizetype sizeOffset = 24;
+constexpr qsizetype sizeEnd = 28;
+constexpr qsizetype signatureSize = 256;
+constexpr int keyBits = 2048;
+
+std::uint32_t sizeField(QByteArrayView bytes) {
+    ByteReader reader(bytes);
+    reader.seek(sizeOffset);
+    return reader.u32();
+}
+
+}  // namespace
+
+Match matchWirelessBinary(QByteArrayView bytes) {
+    const qsizetype size = bytes.size() - signatureSize;
+    return size >= sizeEnd && sizeField(bytes) == size ? Match::whole : Match::no;
+}
+
+void describeWirelessBinary(const Source& source, Description& description) {
+    const QByteArrayView bytes = source.bytes;
+    const qsizetype size = bytes.size() - signatureSize;
+    if (size < 0) {
+        description.addFinding(
+            FindingCode::cutOff, 0, bytes.size(),
+            {numberField("missing", static_cast<std::uint64_t>(-size)), numberField("wanted", signatureSize)});
+        description.addRange(bytes.size(), Role::unread, Cover::none);
+        return;
+    }
+    if (size >= sizeEnd) {
+        const std::uint32_t told = sizeField(bytes);
+        description.addNumber("signedSize", told, sizeOffset, sizeEnd - sizeOffset);
+        if (told != size) {
+            description.addFinding(
+                FindingCode::wrongSize, 1, sizeOffset,
+                {numberField("value", static_cast<std::uint64_t>(size)), numberField("expected", told)});
+        }
+    } else {
+        description.addFinding(FindingCode::noRoomForSize, 1, -1);
+    }
+    Part part;
+    part.name = "binary";
+    part.index = 1;
+    part.payloadSize = size;
+    part.size = size;
+    description.parts.push_back(part);
+    description.addRange(std::min(size, sizeOffset), Role::payload, Cover::signature, 1);
+    description.addRange(std::clamp<qsizetype>(size - sizeOffset, 0, sizeEnd - sizeOffset), Role::header,
+                         Cover::signature, 1);
+    description.addRange(std::max<qsizetype>(size - sizeEnd, 0), Role::payload, Cover::signature, 1);
+    description.addRange(signatureSize, Role::tag, Cover::signature);
+}
+
+void proveWirelessBinary(const Source& source, const Evidence& evidence, Description& description, Contents* contents) {
+    if (description.parts.empty()) {
+        return;
+    }
+    keepPayloads(source, description, ContentKind::firmware, contents);
+    if (evidence.publicKey.isEmpty()) {
+        description.addUnchecked(CheckCode::signature, Reason::noPublicKey);
+        return;
+    }
+    const PublicKey key(evidence.publicKey);
+    if (key.kind() != PublicKey::Kind::rsa || key.bits() != keyBits) {
+        description.addUnchecked(CheckCode::signature, Reason::unusableKey);
+        return;
+    }
+    description.addCheck(CheckCode::signature,
+                         key.verifyRsa(PublicKey::Padding::pkcs1, {source.bytes.chopped(signatureSize)},
+                                       source.bytes.last(signatureSize)));
+}
+
+}  // namespace inspect

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <QByteArray>
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+/// Makes keys and signatures for what the opener has to prove.
+
+enum class KitKind { rsa2048, rsa3072, p256, ed25519 };
+
+struct KitKey {
+    QByteArray privatePem;
+    QByteArray publicPem;
+    QByteArray publicDer;  ///< SubjectPublicKeyInfo; of RSA RSAPublicKey, as MCUboot hashes it
+    QByteArray modulus;    ///< of RSA
+};
+
+/// One key of each kind, made at the first call.
+[[nodiscard]] const KitKey& kitKeyOf(KitKind kind);
+/// Another one of the kind.
+[[nodiscard]] KitKey kitMakeKey(KitKind kind);
+
+enum class KitPadding { pkcs1, pss };
+
+/// Signs `message` by SHA-256; Ed25519 signs `message` itself.
+[[nodiscard]] QByteArray kitSignature(KitKind kind, const QByteArray& message, KitPadding padding = KitPadding::pss);
+
+/// The 32-byte secret of personalization data between a private and a public key in PEM form.
+[[nodiscard]] QByteArray kitPersoSecret(const KitKey& own, const KitKey& other);
+
+/// A binary of a wireless chip with its size in it, signed.
+[[nodiscard]] QByteArray kitWirelessBinary(QByteArray binary);
+
+/// The public key of kind rsa2048 as the file that a wireless chip's source takes: "c", "py" or "txt".
+[[nodiscard]] QByteArray kitWirelessKey(const QByteArray& form);
+
+struct KitTlv {
+    std::uint16_t type = 0;
+    QByteArray value;
+};
+
+/// An MCUboot image from docs/formats.md; what isn't given is made right.
+struct KitMcuboot {
+    std::uint32_t magic = 0x96F3B83D;
+    std::uint16_t headerSize = 32;
+    std::uint32_t flags = 0;
+    QByteArray code = QByteArray(40, 'c');
+    std::vector<KitTlv> protectedTlvs = {{0x50, QByteArray(4, '\7')}};
+    std::optional<KitKind> signer;
+    bool isPure = false;
+    QByteArray otherDigest;        ///< in place of the right one
+    std::vector<KitTlv> moreTlvs;  ///< behind the others
+    std::optional<std::uint16_t> protectedSize;
+    std::uint16_t plainMagic = 0x6907;
+};
+[[nodiscard]] QByteArray kitMake(const KitMcuboot& image);

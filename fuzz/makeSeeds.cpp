@@ -1,6 +1,7 @@
 // make_seeds FOLDER: writes a few valid inputs for each fuzz target, made by the tests' own builders.
 
 #include "tests/inspect/SealingKit.h"
+#include "tests/inspect/SigningKit.h"
 #include "tests/support/ImageBuilder.h"
 
 #include <QDir>
@@ -151,6 +152,12 @@ void writeInspected(const QDir& root) {
     const QByteArray record = QByteArray::fromHex("10000000000000000400000001020304");
     const QByteArray word = QByteArray::fromHex("0c0000000400000001020304");
     const QByteArray obk = QByteArray::fromHex("000100080400000000000000") + "data";
+    // One segment of 8 bytes.
+    const QByteArray elf = QByteArray::fromHex(
+                               "7f454c4601010100000000000000000002002800010000004100000834000000"
+                               "00000000000000003400200001002800000000000100000054000000"
+                               "00000008000000080800000008000000050000000400000000000000") +
+                           "segment1";
     const struct {
         const char* format;
         QByteArray bytes;
@@ -168,7 +175,18 @@ void writeInspected(const QDir& root) {
         {"secretsRecords", word + word},
         {"provisioningFile", obk},
         {"hashedProvisioningFile", QByteArray::fromHex("000100082400000000000000") + kitSha256("data") + "data"},
-        {"passwordFile", QByteArray::fromHex("0000008004000000") + "word"}};
+        {"passwordFile", QByteArray::fromHex("0000008004000000") + "word"},
+        {"memoryImage", QByteArray(70, 'm')},
+        {"personalizationData", QByteArray(40, 'p')},
+        {"wirelessBinary", kitWirelessBinary(QByteArray(40, 'w'))},
+        {"wirelessKeyFile", kitWirelessKey("c")},
+        {"wirelessKeyFile", kitWirelessKey("txt")},
+        {"moduleFile", "KMDMAGIC" + QByteArray::fromHex("00000108") + "code"},
+        {"mcubootImage", kitMake(KitMcuboot())},
+        {"hexFile", ":0400000001020304F2\n:020000040800F2\n:00000001FF\n"},
+        {"sRecordFile", "S0030000FC\nS107000001020304EE\nS9030000FC\n"},
+        {"elfFile", elf},
+        {"rawFirmware", "raw"}};
     int number = 0;
     for (const auto& seed : seeds) {
         const QByteArray name = "seed" + QByteArray::number(++number);

@@ -46,8 +46,8 @@ class Display {
     /// Closes the log; called when a run ends, and at process exit.
     void closeLog();
 
-    /// Writes out what standard output still holds back. False if anything of it, from the start on, couldn't be written;
-    /// a pipe that nobody reads any longer doesn't count.
+    /// Writes out what standard output still holds back. False if anything of it, from the start on, couldn't be
+    /// written; a pipe that nobody reads any longer doesn't count.
     [[nodiscard]] bool finishOutput();
 
     std::uint8_t consoleOff = 0;    ///< not 0: no colours; text is still printed

@@ -1,6 +1,6 @@
 #include "devices/deviceReader.h"
 
-#include "images/SecretsGenerator.h"
+#include "images/secretsGenerator.h"
 #include "tests/support/MessageCapture.h"
 #include "tests/support/outsideTool.h"
 

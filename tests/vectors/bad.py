@@ -6,7 +6,8 @@ import formats as f
 from good import ONE_TIME, RECORDS, SIGNING_KEY, STACK, Vector, fixed, fixed_ec_key, fixed_rsa_key
 
 # What of a good vector's description holds for a file with a changed byte as well.
-SHARED_DETAILS = ("key", "nonce", "deviceBinding", "publicKey", "cardPrivateKey", "toolPublicKey", "hasDigest")
+SHARED_DETAILS = ("key", "nonce", "deviceBinding", "publicKey", "cardPrivateKey", "toolPublicKey", "hasHeader",
+                  "hasDigest")
 
 
 @dataclass
@@ -15,6 +16,8 @@ class Row:
     failure: str    # structure: seen without a key; tag, digest, signature: what fails; content: seen in the plaintext
     rule: str
     made: object    # a description, or the bytes of a file that has none
+    also: tuple = ()    # other rules that the fault breaks: a reader may come to one of them first
+    comment: str = ""
 
 
 def changed(data, offset, mask=1):
@@ -49,22 +52,27 @@ def with_digest_of(image, plains):
 
 # Install image
 
+WHOLE = "the file holds all bytes that its headers promise"
+SEALED = "the tag of an area covers both headers and the payload"
+ORDER = "areas stand in the order of the table"
+SECOND_ZERO = "the second block is zero but in external areas"
+HASH = "H is the SHA-256 of all payloads before it"
+
+
 def install_rows(good):
     image, data = good.image, good.made.data
     ends = [area["offset"] + area["size"] for area in good.made.details["areas"]]
     other = f.make_area_image(replace(image, nonce=b"other")).data
     second, third = (area["offset"] for area in good.made.details["areas"][1:])
     number, count = "areas are numbered 1, 2, 3 in file order", "every header gives the number of areas that there are"
-    whole = "the file holds all bytes that its headers promise"
-    sealed = "the tag of an area covers both headers and the payload"
     firmware, option_bytes = image.areas[0], image.areas[-1]
     return [
         Row("magic", "structure", "bytes 0 to 7 are TBIMAGIC", built(image, magic=b"TBIMAGIK")),
         Row("protocol", "structure", "the protocol version is 1 or 2", built(image, protocol=4)),
         Row("header-unused", "structure", "bytes 24 to 27 are zero", built(image, unused=b"\0\0\0\1")),
-        Row("base-iv", "content", "the base IV is the start of SHA-256(nonce), not the nonce",
+        Row("base-iv", "content", "the base IV is the start of SHA-256(nonce)",
             built(image, own_base=image.nonce)),
-        Row("count-header", "structure", count, built(image, own_count=4)),
+        Row("count-header", "structure", count, built(image, own_count=4), (WHOLE,)),
         Row("count-area", "structure", count, f.make_area_image(image.with_area(2, own_count=4))),
         Row("number-repeated", "structure", number, f.make_area_image(image.with_area(2, own_number=1))),
         Row("number-skipped", "structure", number, f.make_area_image(image.with_area(3, own_number=4))),
@@ -80,23 +88,24 @@ def install_rows(good):
         Row("bytes-behind-option-bytes", "structure", "no byte follows the option bytes area", data + b"\0"),
         Row("option-bytes-torn", "structure", "option bytes are 32-bit words",
             f.make_area_image(image.with_area(3, plain=option_bytes.plain[:6]))),
-        Row("hash", "digest", "H is the SHA-256 of all payloads before it",
+        Row("hash", "digest", HASH,
             f.make_area_image(image.with_area(2, plain=changed(image.areas[1].plain, 31)))),
         Row("overlap", "structure", "firmware areas don't overlap",
             f.make_area_image(with_areas(image, [firmware, f.Area("F", firmware.address + 8, bytes(16))]))),
-        Row("size-huge", "structure", whole, with_bytes(data, 28 + 4, b"\xFF" * 4)),
-        Row("empty", "structure", whole, b""),
-        Row("cut-in-file-header", "structure", whole, data[:27]),
-        Row("cut-behind-file-header", "structure", whole, data[:28]),
-        Row("cut-in-area-header", "structure", whole, data[:second + 13]),
-        Row("cut-in-tag", "structure", whole, data[:second + 29]),
-        Row("cut-in-payload", "structure", whole, data[:-1]),
-        Row("cut-behind-area", "structure", whole, data[:third]),
-        Row("tag-bit", "tag", sealed, changed(data, 28 + 14)),
-        Row("payload-bit", "tag", sealed, changed(data, ends[0] - 1, 0x80)),
-        Row("address-bit", "tag", sealed, changed(data, 28 + 8)),
-        Row("other-key", "tag", "the key is the device's", built(image, key=fixed("other key", 16)).data),
-        Row("area-of-other-image", "tag", "an area belongs to its image", data[:28] + other[28:second] + data[second:]),
+        Row("size-huge", "structure", WHOLE, with_bytes(data, 28 + 4, b"\xFF" * 4)),
+        Row("empty", "structure", WHOLE, b""),
+        Row("cut-in-file-header", "structure", WHOLE, data[:27]),
+        Row("cut-behind-file-header", "structure", WHOLE, data[:28]),
+        Row("cut-in-area-header", "structure", WHOLE, data[:second + 13]),
+        Row("cut-in-tag", "structure", WHOLE, data[:second + 29]),
+        Row("cut-in-payload", "structure", WHOLE, data[:-1]),
+        Row("cut-behind-area", "structure", WHOLE, data[:third]),
+        Row("tag-bit", "tag", SEALED, changed(data, 28 + 14)),
+        Row("payload-bit", "tag", SEALED, changed(data, ends[0] - 1, 0x80)),
+        Row("address-bit", "tag", SEALED, changed(data, 28 + 8)),
+        Row("other-key", "tag", "the key is the device's", built(image, key=fixed("other key", 16)).data, (SEALED,)),
+        Row("area-of-other-image", "tag", "an area belongs to its image", data[:28] + other[28:second] + data[second:],
+            (SEALED,)),
     ]
 
 
@@ -108,7 +117,7 @@ def sizes_rows(good):
         Row("areas-swapped", "structure", "areas are numbered 1, 2, 3 in file order",
             f.make_area_image(with_areas(image, swapped))),
         Row("hash-order", "digest", "H takes the payloads in file order",
-            f.make_area_image(with_digest_of(image, [area.plain for area in reversed(areas)]))),
+            f.make_area_image(with_digest_of(image, [area.plain for area in reversed(areas)])), (HASH,)),
     ]
 
 
@@ -124,7 +133,7 @@ def parts_rows(good):
         Row("number", "content", "parts are numbered 1, 2, 3",
             f.make_area_image(with_content(image, places[1], plain=f.u32(1) + second[4:]))),
         Row("hash-without-parts", "digest", "H takes the payloads of P areas too",
-            f.make_area_image(with_digest_of(image, without_parts))),
+            f.make_area_image(with_digest_of(image, without_parts)), (HASH,)),
     ]
 
 
@@ -133,7 +142,7 @@ def side_files_rows(good):
     areas = before_hash(image)
     provisioning = next(place for place, area in enumerate(areas, 1) if area.letter == "O")
     return [
-        Row("order", "structure", "areas stand in the order of the table",
+        Row("order", "structure", ORDER,
             f.make_area_image(with_areas(image, [areas[-1], *areas[:-1]]))),
         Row("data-address", "content", "an O area goes to the address in its block",
             f.make_area_image(with_content(image, provisioning, address=0x0FFD0300))),
@@ -172,10 +181,10 @@ def external_rows(good):
         Row("region-mode", "structure", "the region mode is 0 to 3", described(4, 4)),
         Row("region-number", "structure", "the region number is 0 to 7", f.make_area_image(with_content(
             image, second, plain=key_of_8, second=with_bytes(descriptor, 8, f.u32(8))))),
-        Row("second-block", "structure", "the second block of a firmware area is zero",
+        Row("second-block", "structure", SECOND_ZERO,
             f.make_area_image(image.with_area(1, second=descriptor))),
         Row("descriptor-bit", "tag", "the tag of an area covers its descriptor",
-            changed(good.made.data, good.made.details["areas"][second - 1]["offset"] + 30 + 12)),
+            changed(good.made.data, good.made.details["areas"][second - 1]["offset"] + 30 + 12), (SEALED,)),
     ]
 
 
@@ -192,6 +201,7 @@ def update_rows(good):
         Row("protocol", "structure", "the protocol version is 1", update(protocol=2)),
         Row("size-small", "structure", size, update(size=len(segment) - 1)),
         Row("size-large", "structure", size, update(size=len(segment) + 1)),
+        Row("empty", "structure", "the segment isn't empty", update(segment=b"")),
         Row("unused", "structure", "bytes 48 to 63 are zero", update(unused=bytes(15) + b"\1")),
         Row("cut", "structure", size, data[:-1]),
         Row("tag-bit", "tag", "the tag covers header and segment", changed(data, 32)),
@@ -231,16 +241,19 @@ def provisioning_rows(good):
         Row("no-secrets", "structure", "the first area holds the secrets", built(image, areas=sections)),
         Row("secrets-empty", "structure", "the secrets aren't empty",
             f.make_area_image(image.with_area(1, plain=b""))),
-        Row("order", "structure", "areas stand in the order of the table", built(image, areas=[*sections, secrets])),
+        Row("order", "structure", ORDER, built(image, areas=[*sections, secrets]),
+            ("the first area holds the secrets",)),
         Row("option-bytes", "structure", "there is no option bytes area",
-            built(image, areas=image.areas + [f.Area("C", 0, b"")])),
-        Row("second-block", "structure", "the second block is zero",
+            built(image, areas=image.areas + [f.Area("C", 0, b"")]), ("the letter is one of the table",)),
+        Row("second-block", "structure", SECOND_ZERO,
             f.make_area_image(image.with_area(1, second=b"\1" + bytes(15)))),
         Row("record-size", "content", "a B area holds one whole record",
             f.make_area_image(image.with_area(2, plain=with_bytes(record, 8, f.u32(len(record)))))),
         Row("behind", "structure", "no byte follows the last area", data + b"\0"),
-        Row("cut", "structure", "the file holds all bytes that its headers promise", data[:-1]),
-        Row("tag-bit", "tag", "the tag of an area covers both headers and the payload", changed(data, 28 + 14)),
+        Row("section-overlap", "content", "records don't overlap",
+            f.make_area_image(image.with_area(3, address=sections[0].address + 4))),
+        Row("cut", "structure", WHOLE, data[:-1]),
+        Row("tag-bit", "tag", SEALED, changed(data, 28 + 14)),
     ]
 
 
@@ -258,7 +271,9 @@ def backup_rows(good):
         Row("overlap", "structure", "records don't overlap", records({}, {}, {"offset": wrapped.offset + 12})),
         Row("offset", "structure", "an offset is a multiple of 4", records({}, {}, {"offset": 0x41})),
         Row("nonce", "structure", "a record with AES-CBC starts with a nonce of 16 bytes",
-            f.backup_image([replace(encrypted, nonce=b"", data=bytes(12))])),
+            f.backup_image([replace(encrypted, nonce=b"", data=bytes(12))]),
+            comment="One record with AES-CBC and 12 bytes of data"),
+        Row("algorithm", "structure", "the algorithm is 0 to 2", records({}, {"algorithm": 3}, {})),
     ]
 
 
@@ -294,19 +309,23 @@ def signed_rows(good):
 
     def signed(image=STACK, length=64, key=SIGNING_KEY, **changes):
         return f.signed_image(key, image, length, 3, ONE_TIME, **changes)
+    in_range = "r and s are from 1 to n - 1"
     covers = "the signature covers the signed part and the first 16 bytes of the footer"
     return [
         Row("magic", "structure", "the footer starts with VXSG", signed(magic=b"VXSH")),
         Row("algorithm", "structure", "the algorithm is 0", signed(algorithm=1)),
         Row("unused", "structure", "bytes 9 to 11 of the footer are zero", signed(unused=b"\0\0\1")),
         Row("length", "structure", "the signed part ends before the footer", signed(length=len(STACK) + 1)),
-        Row("cut", "structure", "the last 80 bytes are a footer", data[:-1]),
+        Row("nothing", "structure", "the signed part isn't empty", signed(length=0)),
+        Row("cut", "structure", "the footer starts with VXSG", data[:-1]),
         Row("footer-unsigned", "signature", covers, signed(signed=STACK[:64])),
         Row("whole-image-signed", "signature", covers, signed(signed=STACK + data[-80:-64])),
         Row("image-bit", "signature", covers, changed(data, 63)),
         Row("version-bit", "signature", covers, changed(data, len(data) - 76)),
-        Row("other-key", "signature", "the signature is by the maker's key", signed(key=fixed_ec_key("other")).data),
-        Row("zero", "signature", "r and s are above zero", data[:-64] + bytes(64)),
+        Row("other-key", "signature", "the signature is by the maker's key", signed(key=fixed_ec_key("other")).data,
+            (covers,)),
+        Row("zero", "structure", in_range, data[:-64] + bytes(64)),
+        Row("order", "structure", in_range, data[:-32] + f.P256_ORDER.to_bytes(32, "big")),
         Row("r-bit", "signature", covers, changed(data, len(data) - 64)),
     ]
 
@@ -328,7 +347,7 @@ def wireless_rows(good):
         Row("size", "structure", "the size at offset 24 is that of the binary", f.wireless_binary(key, binary, 101)),
         Row("size-huge", "structure", "the size at offset 24 is that of the binary",
             f.wireless_binary(key, binary, 0xFFFFFFFF)),
-        Row("cut", "structure", "the signature has 256 bytes", data[:-1]),
+        Row("cut", "structure", "the size at offset 24 is that of the binary", data[:-1]),
         Row("body-bit", "signature", "the signature covers the binary", changed(data, 99)),
         Row("signature-bit", "signature", "the signature covers the binary", changed(data, len(data) - 1)),
     ]
@@ -355,5 +374,5 @@ def bad_vector(base, row):
     suffixes = list(base.files)
     split = 64 if len(suffixes) == 2 else len(made.data)
     files = dict(zip(suffixes, (made.data[:split], made.data[split:])))
-    return Vector(f"bad-{base.id}-{row.name}", base.format, f"As {base.id}, but for one fault", made, files,
-                  base=base.id, result="bad", failure=row.failure, rule=row.rule)
+    return Vector(f"bad-{base.id}-{row.name}", base.format, row.comment or f"As {base.id}, but for one fault",
+                  made, files, base=base.id, result="bad", failure=row.failure, rule=row.rule, also=row.also)

@@ -288,7 +288,8 @@ def provisioning_file(payload, address, encrypt, with_hash, size=None, digest=No
     made.add(u32(size), "payloadSize", "header", "structure")
     made.add(u32(encrypt), "encryptionFlag", "header", "none")
     add_provisioning_body(made, digest, payload)
-    made.details = {"address": address_text(address), "payloadSize": size, "encryptionFlag": encrypt} | made.details
+    made.details |= {"hasHeader": True, "address": address_text(address), "payloadSize": size,
+                     "encryptionFlag": encrypt}
     return made
 
 
@@ -302,7 +303,7 @@ def provisioning_body(payload, with_hash):
 def add_provisioning_body(made, digest, payload):
     made.add(digest, "digest", "tag", "digest")
     made.add(payload, "payload", "payload", "digest" if digest else "none")
-    made.details = {"hasDigest": bool(digest), "digest": digest, "payload": payload}
+    made.details = {"hasHeader": False, "hasDigest": bool(digest), "digest": digest, "payload": payload}
 
 
 def padded(payload, align):

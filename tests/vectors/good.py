@@ -49,6 +49,7 @@ class Vector:
     base: str = ""                                # of a bad vector: the good one that it comes from
     failure: str = ""
     rule: str = ""
+    also: tuple = ()
 
 
 KEY = fixed("key", 16)
@@ -93,6 +94,7 @@ def install_images():
     yield install("install-pieces", "A segment in three pieces that fit into 160 bytes", areas, options + " -rs 160",
                   inputs, arrange=lambda areas: f.in_pieces(areas, 30, 160))
     yield install_parts()
+    yield install_parts_ends()
     yield install_side_files()
     yield install_modules()
     yield install_external()
@@ -117,6 +119,18 @@ def packaged_module():
     return (b"TBIMAGIC" + f.u16(1) + f.u32(7) + f.u16(2) + fixed("module nonce", 16)
             + area(b"F", 1, 0x08004000, fixed("module code", 33), fixed("first block", 16))
             + area(b"C", 2, 0, fixed("module option bytes", 8), bytes(16)))
+
+
+def install_parts_ends():
+    """Areas of such sizes that parts end where nobody expects it."""
+    licence, module = fixed("licence", 21), fixed("listed module", 150)
+    firmware_areas, options, inputs = firmware((0x08000000, 100))
+    areas = [f.Area("m", 0x08040000, f.u32(1) + licence), f.Area("M", 0x08040000, module)] + firmware_areas
+    return install("install-parts-ends", "Parts that end between a licence and its module, and between H and C", areas,
+                   " -mcsv modules.mcsv" + options + " -rs 256 -ct 0x20000000",
+                   inputs | {"listed.bin": module, "one.lic": licence,
+                             "modules.mcsv": b"./listed.bin,./one.lic,0x08040000\n"},
+                   device="0x450", arrange=lambda areas: f.in_parts(areas, 30, 256, 0x20000000))
 
 
 def install_side_files():

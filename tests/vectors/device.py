@@ -612,7 +612,22 @@ def check_vector(folder, vector):
     if missing:
         return "not compared: " + ", ".join(sorted(missing))
     where = differs(vector, result)
-    return where and "differs in " + where
+    return "differs in " + where if where else check_cover(files, vector)
+
+
+def check_cover(files, vector):
+    """Each range that something covers is changed in one bit: the file must be refused."""
+    whole, first = b"".join(files), len(files[0])
+    for part in vector["ranges"]:
+        at = part["offset"]
+        changed = whole[:at] + bytes([whole[at] ^ 1]) + whole[at + 1:]
+        try:
+            if part["cover"] != "none":
+                OPENERS[vector["format"]]([changed[:first], changed[first:]][:len(files)], facts_of(vector))
+                return f"accepted with a change at {at}, in {part['name']}"
+        except Refused:
+            pass
+    return None
 
 
 def main():

@@ -12,7 +12,6 @@ struct ObkeyBodies {
     /// What alignment counts with. It wraps, and isn't the size of mainBody: text, for one, doesn't move it.
     std::uint16_t runningSize = 0;
     QString outputPath;
-    QStringList inputPaths;
     bool hasPrivateKey = false;
 
     /// Gives both bodies room for a parameter of `size` bytes and the padding around it, so that nothing that is

@@ -1,6 +1,7 @@
 #include "obkey/generateImage.h"
 
 #include "display/Display.h"
+#include "files/outputFile.h"
 #include "obkey/LinkedTemplate.h"
 #include "obkey/templatePaths.h"
 #include "obkey/templateWriteBack.h"
@@ -8,6 +9,8 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+
+#include <algorithm>
 
 namespace {
 
@@ -134,13 +137,28 @@ ImageResult appendParam(McubootConfig& config, McubootParam& param, LinkedTempla
     return imageDone;
 }
 
-ImageResult appendOutput(const McubootConfig& config, const McubootParam& param, QStringList& arguments) {
+/// Whether the image may be written at `path`: not over one of the keys, and not over a template.
+bool mayWriteImage(const McubootConfig& config, const QStringList& keyPaths, const QString& path) {
+    QStringList inputs = keyPaths + QStringList(config.xmlPath);
+    for (const LinkedXmlEntry& entry : config.linkedTemplates) {
+        inputs.append(entry.path);
+        resolveMcubootPath(inputs.last(), templateFolder(config.xmlPath));
+    }
+    return std::none_of(inputs.begin(), inputs.end(), [&](const QString& input) { return isSameFile(path, input); }) ||
+           reportError("Fail to Generate Image: the output %s is an input of the template", qUtf8Printable(path));
+}
+
+ImageResult appendOutput(const McubootConfig& config, const McubootParam& param, const QStringList& keyPaths,
+                         QStringList& arguments) {
     if (!param.outputValue) {
         reportError("The Output of the template has no Value, the path of the image to write.");
         return parameterFault;
     }
     QString path = *param.outputValue;
     resolveMcubootPath(path, config.xmlFolder);
+    if (!mayWriteImage(config, keyPaths, path)) {
+        return parameterFault;
+    }
     arguments.append(path);
     return imageDone;
 }
@@ -148,16 +166,21 @@ ImageResult appendOutput(const McubootConfig& config, const McubootParam& param,
 /// The arguments of imgtool; records behind the first `Output` don't count.
 ImageResult composeArguments(McubootConfig& config, QStringList& arguments) {
     LinkedTemplates linkedTemplates;
+    QStringList keyPaths;  // files behind an option; the firmware has none and may be written over
     if (config.command) {
         arguments.append(*config.command);
     }
     for (McubootParam& param : config.params) {
         if (param.kind == outputKind) {
-            return appendOutput(config, param, arguments);
+            return appendOutput(config, param, keyPaths, arguments);
         }
+        const qsizetype before = arguments.size();
         const ImageResult result = appendParam(config, param, linkedTemplates, arguments);
         if (result != imageDone) {
             return result;
+        }
+        if (param.kind == fileKind && (param.command || param.link)) {
+            keyPaths += arguments.mid(before);
         }
     }
     return imageDone;

@@ -11,6 +11,8 @@
 #include "obkey/templatePaths.h"
 #include "obkey/templateWriteBack.h"
 
+#include <QFile>
+
 #include <algorithm>
 
 // A provisioning file, numbers little-endian:
@@ -179,14 +181,18 @@ bool appendPermission(const ObkeySurroundings& surroundings, ObkeyParam& param, 
     return true;
 }
 
-bool takeOutputPath(const ObkeySurroundings& surroundings, ObkeyParam& param, ObkeyBodies& bodies) {
+QString outputPath(const ObkeySurroundings& surroundings, const ObkeyParam& param) {
     QString path = chosenText(param);
     if (surroundings.rawOutput) {
         path.chop(3);
         path.append(QLatin1String("bin"));
     }
     resolveObkeyPath(path, surroundings.xmlFolder);
-    bodies.outputPath = path;
+    return path;
+}
+
+bool takeOutputPath(const ObkeySurroundings& surroundings, ObkeyParam& param, ObkeyBodies& bodies) {
+    bodies.outputPath = outputPath(surroundings, param);
     return true;
 }
 
@@ -238,12 +244,32 @@ void closePayload(const ObdataTemplate& obdata, ObkeyBodies& bodies) {
     }
 }
 
+/// Whether nothing that will be written takes the place of a file that is read. Asked before the first file is written.
+bool checkOutputs(const ObkeySurroundings& surroundings, const QString& templatePath) {
+    QStringList inputs(templatePath);
+    QStringList outputs;
+    for (const ObkeyParam& param : surroundings.params) {
+        if (param.kind == QLatin1String("File")) {
+            inputs.append(chosenText(param));
+            resolveObkeyPath(inputs.last(), surroundings.xmlFolder);
+        } else if (param.kind == QLatin1String("Output")) {
+            outputs.append(outputPath(surroundings, param));
+        } else if (param.kind == QLatin1String("Text")) {
+            outputs.append(passwordPath(surroundings.params, surroundings.xmlFolder));
+        }
+    }
+    for (const QString& output : outputs) {
+        const auto isOutput = [&output](const QString& input) { return isSameFile(output, input); };
+        if (QFile::exists(output) && std::any_of(inputs.begin(), inputs.end(), isOutput)) {
+            return reportError("Fail OBkey Generation: the output %s is an input of the template",
+                               qUtf8Printable(output));
+        }
+    }
+    return true;
+}
+
 bool writeObkey(const ObkeyBodies& bodies, const QByteArray& bytes) {
     const QString& path = bodies.outputPath;
-    const auto isOutput = [&path](const QString& input) { return isSameFile(path, input); };
-    if (std::any_of(bodies.inputPaths.begin(), bodies.inputPaths.end(), isOutput)) {
-        return reportError("Fail OBkey Generation: the output %s is an input of the template", qUtf8Printable(path));
-    }
     const FileAccess access = bodies.hasPrivateKey ? FileAccess::ownerOnly : FileAccess::asUsual;
     return reportReplacement(replaceFile(path, bytes, access), path,
                              {"Fail OBkey Generation The %s already Opened \n",
@@ -266,10 +292,9 @@ bool generateObkey(const QString& xmlPath, Imgtool& imgtool, ObdataTemplate& obd
     }
 
     ObkeyBodies bodies;
-    bodies.inputPaths.append(path);
     const WipeOnExit wipeMain(bodies.mainBody);
     const WipeOnExit wipeDa(bodies.daBody);
-    if (!appendParams(surroundings, obdata.params, bodies)) {
+    if (!checkOutputs(surroundings, path) || !appendParams(surroundings, obdata.params, bodies)) {
         return false;
     }
     closePayload(obdata, bodies);

@@ -152,7 +152,6 @@ bool appendKeyFile(const ObkeySurroundings& surroundings, ObkeyParam& param, Obk
     QString path = *param.defaultValue;
     resolveObkeyPath(path, surroundings.xmlFolder);
 
-    bodies.inputPaths.append(path);
     QByteArray content;
     const WipeOnExit wipeContent(content);
     if (!readKeyParameter(path, name, bodies, content)) {

@@ -38,16 +38,24 @@ bool checkTextLength(const ObkeyParam& param, const QByteArray& text) {
            reportError("  \" %d \" : is Wrong width value ", static_cast<std::int32_t>(text.size()));
 }
 
+QString passwordPath(const QList<ObkeyParam>& params, const QString& xmlFolder) {
+    QString folder = QCoreApplication::applicationDirPath();
+    for (const ObkeyParam& param : params) {
+        if (param.kind == QLatin1String("Output")) {
+            QString outputPath = param.value ? *param.value : param.defaultValue.value_or(QString());
+            resolveObkeyPath(outputPath, xmlFolder);
+            folder = templateFolder(outputPath);
+        }
+    }
+    return folder + QStringLiteral("/password.bin");
+}
+
 bool writePasswordFile(const QList<ObkeyParam>& params, const QString& xmlFolder) {
-    QString path = QCoreApplication::applicationDirPath() + QStringLiteral("/password.bin");
+    const QString path = passwordPath(params, xmlFolder);
     const ObkeyParam* password = nullptr;
     for (const ObkeyParam& param : params) {
         if (param.kind == QLatin1String("Text")) {
             password = &param;
-        } else if (param.kind == QLatin1String("Output")) {
-            QString outputPath = param.value ? *param.value : param.defaultValue.value_or(QString());
-            resolveObkeyPath(outputPath, xmlFolder);
-            path = templateFolder(outputPath) + QStringLiteral("/password.bin");
         }
     }
     if (password == nullptr) {

@@ -167,14 +167,19 @@ TEST(GenerateObkey, SecretsAreTheOwnersAndInputsStay) {
     for (const char* const secret : {"o.bin", "password.bin"}) {
         EXPECT_EQ(QFile::permissions(run.folder.path(secret)) & QFile::Permissions(0x0077), QFile::Permissions());
     }
-    const MessageCapture capture;
+    run.folder.write("password.bin", "raw");
     run.folder.write("a.bin", "raw");
-    EXPECT_FALSE(run.generate(
-        obdata(elements("Info;GlobalAlign=1\nFile;Name=f;Align=1;KeyType=k;Default=a.bin\nOutput;Default=a.obk"))));
-    EXPECT_EQ(run.folder.read("a.bin"), "raw");
-    EXPECT_EQ(capture.texts(),
-              std::vector<std::string>{"Error: Fail OBkey Generation: the output " +
-                                       run.folder.path("a.bin").toStdString() + " is an input of the template"});
+    for (const char* const input : {"a.bin", "password.bin"}) {
+        const MessageCapture capture;
+        EXPECT_FALSE(
+            run.generate(obdata(elements("Info;GlobalAlign=1\nText;Name=t;Width=9;MinWidth=1;Default=abc\n"
+                                         "File;Name=f;Align=1;KeyType=k;Default=" +
+                                         QByteArray(input) + "\nOutput;Default=a.obk"))));
+        EXPECT_EQ(run.folder.read("a.bin") + run.folder.read("password.bin"), "rawraw");
+        EXPECT_EQ(capture.texts(),
+                  std::vector<std::string>{"Error: Fail OBkey Generation: the output " +
+                                           run.folder.path(input).toStdString() + " is an input of the template"});
+    }
 }
 
 TEST(GenerateObkey, PipesAreReadOnce) {

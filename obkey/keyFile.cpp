@@ -2,6 +2,7 @@
 
 #include "Preparation/src/ec_crypto.h"
 #include "display/Display.h"
+#include "files/memoryFile.h"
 #include "files/readExactly.h"
 #include "files/wipe.h"
 #include "obkey/templatePaths.h"
@@ -36,6 +37,9 @@ bool readKeyParameter(const QString& path, const QString& name, ObkeyBodies& bod
     if (!file.open(QIODevice::ReadOnly)) {
         displayMessage(MessageKind::normal, "Unable to open the file: %s", qUtf8Printable(path));
         return reportError("Cannot Open Input File \n");
+    }
+    if (!takePipeWhole(file, path)) {
+        return false;
     }
     if (!readUpTo(file, std::numeric_limits<std::uint32_t>::max(), content) || !bodies.makeRoom(content.size())) {
         displayMessage(MessageKind::normal, "Error while reading Input File");

@@ -88,6 +88,10 @@ void applyLinkedTemplate(const QDomNode& linkedContent, McubootParam& param) {
 }
 
 const LinkedTemplate* LinkedTemplates::find(const QString& templatePath) {
+    constexpr std::size_t mostTrees = 16;  // each may take some hundred MB
+    if (loaded_.size() >= mostTrees && loaded_.count(templatePath) == 0) {
+        loaded_.clear();
+    }
     const auto [place, isNew] = loaded_.try_emplace(templatePath);
     LinkedTemplate& linked = place->second;
     if (isNew) {

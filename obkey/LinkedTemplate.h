@@ -11,10 +11,10 @@ struct LinkedTemplate {
     QDomNode linkedContent;  ///< the first child of the content node
 };
 
-/// The linked templates of one image, each read once.
+/// The linked templates of one image, each read once as long as they are few.
 class LinkedTemplates {
   public:
-    /// The template at `templatePath`; null without a message if it can't be read.
+    /// The template at `templatePath`, valid until the next call; null without a message if it can't be read.
     [[nodiscard]] const LinkedTemplate* find(const QString& templatePath);
 
   private:

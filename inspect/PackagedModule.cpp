@@ -33,7 +33,7 @@ Match matchPackagedModule(QByteArrayView bytes) {
 
 void describePackagedModule(const Source& source, Description& description) {
     describeAreas(source.bytes, walkAreas(source.bytes, layout), layout, description);
-    findOverlaps('F', description);
+    findOverlaps(description, 'F');
 }
 
 void provePackagedModule(const Source& /*source*/, const Evidence& /*evidence*/, Description& description,

@@ -457,38 +457,6 @@ void proveAreas(const AreaImage& image, const AreaLayout& layout, const Evidence
     }
 }
 
-/// The parts of one letter, or of all, by address.
-std::vector<const Part*> byAddress(const Description& description, char letter) {
-    std::vector<const Part*> parts;
-    for (const Part& part : description.parts) {
-        if (letter == 0 || part.letter == letter) {
-            parts.push_back(&part);
-        }
-    }
-    std::stable_sort(parts.begin(), parts.end(), [](const Part* a, const Part* b) { return a->address < b->address; });
-    return parts;
-}
-
-void findOverlaps(char letter, Description& description) {
-    const Part* furthest = nullptr;
-    for (const Part* const part : byAddress(description, letter)) {
-        if (part->memorySize == 0) {
-            continue;
-        }
-        if (part->memorySize > (std::uint64_t{1} << 32) - part->address) {
-            description.addFinding(FindingCode::addressWraps, part->index, part->offset);
-        }
-        if (furthest != nullptr && part->address - furthest->address < furthest->memorySize) {
-            description.addFinding(FindingCode::overlap, part->index, part->offset,
-                                   {numberField("other", static_cast<std::uint64_t>(furthest->index)),
-                                    addressField("address", part->address)});
-        }
-        if (furthest == nullptr || part->address + part->memorySize > furthest->address + furthest->memorySize) {
-            furthest = part;
-        }
-    }
-}
-
 QByteArray areaIv(QByteArrayView baseIv, std::uint32_t kind, std::uint32_t version, std::uint32_t number) {
     const std::uint32_t mask = (kind << 24) | ((version & 0xFF) << 16) | (number & 0xFFFF);
     QByteArray iv = baseIv.toByteArray();

@@ -65,12 +65,6 @@ void describeAreas(QByteArrayView bytes, const AreaImage& image, const AreaLayou
 void proveAreas(const AreaImage& image, const AreaLayout& layout, const Evidence& evidence, Description& description,
                 Contents* contents);
 
-/// The parts of one letter, or of all with letter 0, by address.
-[[nodiscard]] std::vector<const Part*> byAddress(const Description& description, char letter);
-
-/// Finds areas of one letter that overlap in memory.
-void findOverlaps(char letter, Description& description);
-
 /// The IV of an area: the base IV, its last four bytes exclusive-ored with kind, version and number, big-endian.
 [[nodiscard]] QByteArray areaIv(QByteArrayView baseIv, std::uint32_t kind, std::uint32_t version, std::uint32_t number);
 

@@ -8,8 +8,8 @@ namespace inspect {
 
 namespace {
 
-// No device has as many; a large file of zeros would.
-constexpr std::size_t recordLimit = 4096;
+// More are in no valid image; a large file of zeros would have them.
+constexpr std::size_t recordLimit = 65535;
 
 void addPart(const Record& record, int index, Description& description) {
     Part part;

@@ -34,6 +34,7 @@ Flow ProvisioningImageCommand::readBlob(const QStringList& params) {
 
 Flow ProvisioningImageCommand::addBackup(const QStringList& params) {
     const QString& path = params.constFirst();
+    secretPaths.append(path);
     FileData* file = nullptr;
     if (!openInput(path, file)) {
         return Flow::end(1);
@@ -43,7 +44,10 @@ Flow ProvisioningImageCommand::addBackup(const QStringList& params) {
         return failRun("Accepts only binary file for backup memory.");
     }
     BackupRecord record;
-    if (parseBackupImage(path, record.sections) != 0) {
+    // A pipe gives its bytes once.
+    const QByteArray& image = file->segments.front().data;
+    if ((canReadBack(path) ? parseBackupImage(path, record.sections)
+                           : parseBackupImage(image, path, record.sections)) != 0) {
         return failRun("Parse PVS Backup file failed !");
     }
     if (params.size() < 2) {

@@ -46,10 +46,12 @@ void makeFiles(const TempFolder& folder) {
     folder.write("short.PEM", "pem");
     folder.write("public.pem", publicKey);
     folder.write("large.pem", QByteArray(1680, 'x'));
-    folder.write("backup.bin", QByteArray::fromHex("00000000"
-                                                   "00000000"
-                                                   "04000000"
-                                                   "01020304"));
+    for (const char* const name : {"backup.bin", "backup.pvs"}) {
+        folder.write(name, QByteArray::fromHex("00000000"
+                                               "00000000"
+                                               "04000000"
+                                               "01020304"));
+    }
     folder.write("key.x_pub.bin", {});
     folder.write("stack.bin", QByteArray::fromHex("1198769129372311987642"));  // a cut mark, then two whole ones
     folder.write("lvm.bin", QByteArray::fromHex("2192273200"));

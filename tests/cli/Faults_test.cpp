@@ -158,6 +158,22 @@ TEST_F(FaultTest, PipesAreReadToTheirEnd) {
     ASSERT_TRUE(shell.waitForFinished());
     EXPECT_EQ(shell.exitCode(), 0) << shell.readAll().constData();
     EXPECT_EQ(folder.read("a.tbi"), folder.read("b.tbi"));
+
+    // What a command looks at twice.
+    shell.start(
+        QStringLiteral("sh"),
+        {QStringLiteral("-c"),
+         QStringLiteral("\"$0\" -backupgen -in backup/backup.json -o all.bin && mkfifo app.bin bk.bin && "
+                        "{ cat secrets.bin >app.bin & cat all.bin >bk.bin & } && "
+                        "cipher() { mkdir $2 && \"$0\" -dcu -app $1 -key key.bin -directory $2 -add 90000000; } "
+                        "&& cipher app.bin p && cipher secrets.bin q && "
+                        "make() { \"$0\" -pvs-tbi -b secrets.bin -backup $1 0x10 -k key.bin -n nonce.bin "
+                        "-o $2; } && make all.bin b.pvs && make bk.bin a.pvs"),
+         QStringLiteral(QVORA_TOOL)});
+    ASSERT_TRUE(shell.waitForFinished());
+    EXPECT_EQ(shell.exitCode(), 0) << shell.readAll().constData();
+    EXPECT_EQ(folder.read("p/Encrypted_Image.bin"), folder.read("q/Encrypted_Image.bin"));
+    EXPECT_EQ(folder.read("a.pvs"), folder.read("b.pvs"));
 }
 
 // What goes to a pipe can't be read back: it is verified and listed from memory, and the run ends as for a file.

@@ -2,6 +2,7 @@
 
 #include "Preparation/src/DCU/memoryCipherFast.h"
 #include "files/largePages.h"
+#include "files/memoryFile.h"
 #include "files/outputFile.h"
 #include "files/readExactly.h"
 #include "files/wipe.h"
@@ -29,6 +30,14 @@ const char* announcement(std::uint32_t mode) {
         default:
             return "Encrypting data using Noekeon mode";
     }
+}
+
+// The first `size` bytes of `file`, or all that it has.
+QByteArray firstBytes(QFile& file, qint64 size) {
+    QByteArray content(std::min(size, file.size()), Qt::Uninitialized);
+    preferLargePages(content);
+    content.truncate(std::max<qint64>(file.read(content.data(), content.size()), 0));
+    return content;
 }
 
 // Appends what `from` has from `offset` on, in pieces: the file may be of any size.
@@ -78,58 +87,53 @@ bool DcuEncryption::encryptBinary(const QString& appPathGiven, const QString& ke
     return writeImage();
 }
 
-// The image is opened for its size before either read; one that can't be opened is reported each time.
 bool DcuEncryption::readInputs() {
-    if (!learnDataSize()) {
+    QFile application(appPath);
+    if (application.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        if (!readImage(application)) {
+            return false;
+        }
+    } else {
+        // Once for its size, once for its content, and once for its size again when the key's turn comes.
+        for (const char* const text : {"Failed to open file.", "Failed to open file", "Failed to open file."}) {
+            display->displayMessage(MessageKind::error, "%s", text);
+        }
+    }
+    QFile keyFile(keyPath);
+    if (!keyFile.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        display->displayMessage(MessageKind::error, "Failed to open file");
+    } else if (takePipeWhole(keyFile, keyPath)) {
+        key = firstBytes(keyFile, masterKeySize);
+    } else {
         return false;
     }
-    if (!canAllocate(qint64{2} * dataSize)) {  // the image and its result
-        display->displayMessage(MessageKind::error, "Unable to allocate memory");
-        return false;
-    }
-    data = readFile(appPath, dataSize);
-    if (!learnDataSize()) {
-        return false;
-    }
-    key = readFile(keyPath, masterKeySize);
     if (key.size() < masterKeySize) {
         display->displayMessage(MessageKind::error, "The key file %s must hold at least 16 bytes",
                                 qUtf8Printable(keyPath));
         return false;
     }
-    if (data.size() != dataSize) {
-        display->displayMessage(MessageKind::error, "Error while reading the file %s", qUtf8Printable(appPath));
-        return false;
-    }
     return true;
 }
 
-bool DcuEncryption::learnDataSize() {
-    dataSize = 0;
-    QFile application(appPath);
-    if (!application.open(QIODevice::ReadOnly)) {
-        display->displayMessage(MessageKind::error, "Failed to open file.");
-        return true;
+bool DcuEncryption::readImage(QFile& application) {
+    if (!takePipeWhole(application, appPath)) {
+        return false;
     }
     if (application.size() > std::numeric_limits<std::int32_t>::max()) {
         display->displayMessage(MessageKind::error, "The file %s is too large", qUtf8Printable(appPath));
         return false;
     }
     dataSize = static_cast<std::int32_t>(application.size());
-    return true;
-}
-
-QByteArray DcuEncryption::readFile(const QString& path, qint64 size) const {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
-        display->displayMessage(MessageKind::error, "Failed to open file");
-        return QByteArray();
+    if (!canAllocate(qint64{2} * dataSize)) {  // the image and its result
+        display->displayMessage(MessageKind::error, "Unable to allocate memory");
+        return false;
     }
-    const qint64 there = file.isSequential() ? size : file.size();  // a pipe has no size
-    QByteArray content(std::min(size, there), Qt::Uninitialized);
-    preferLargePages(content);
-    content.truncate(std::max<qint64>(file.read(content.data(), content.size()), 0));
-    return content;
+    data = firstBytes(application, dataSize);
+    if (data.size() != dataSize) {
+        display->displayMessage(MessageKind::error, "Error while reading the file %s", qUtf8Printable(appPath));
+        return false;
+    }
+    return true;
 }
 
 void DcuEncryption::encrypt() {
@@ -153,7 +157,7 @@ void DcuEncryption::encrypt() {
 bool DcuEncryption::writeImage() {
     const QString path = directory + QStringLiteral("/Encrypted_Image.bin");
     QFile old(path);
-    if (QFile::exists(path) && !old.open(QIODevice::ReadWrite | QIODevice::ExistingOnly)) {
+    if (canReadBack(path) && !old.open(QIODevice::ReadWrite | QIODevice::ExistingOnly)) {
         display->displayMessage(MessageKind::error, "Failed to open file");
         return false;
     }

@@ -8,6 +8,8 @@
 
 #include <cstdint>
 
+class QFile;
+
 /// Prepares an encrypted image for memory that a device reads through its memory cipher engine: reads a plain binary
 /// and a key file, encrypts each whole group of 32 bytes for the address that it will be programmed at, and writes
 /// "Encrypted_Image.bin". One object serves one call.
@@ -42,8 +44,7 @@ class DcuEncryption {
 
   private:
     [[nodiscard]] bool readInputs();
-    [[nodiscard]] bool learnDataSize();
-    [[nodiscard]] QByteArray readFile(const QString& path, qint64 size) const;
+    [[nodiscard]] bool readImage(QFile& application);
     void encrypt();
     [[nodiscard]] bool writeImage();
 };

@@ -16,11 +16,15 @@ struct CommandCall {
     std::span<const CliOption> options;  ///< those behind its word, up to the end of the line
 };
 
-/// An option as the rest of the tool knows it: its names, and how many of its first parameters name files.
+/// Tells the file that a command writes in the folder, or beside the file, that an option names.
+using DerivedPath = QString (*)(const QString& path);
+
+/// An option as the rest of the tool knows it: its names, and the files that its parameters tell.
 struct OptionNames {
     const char* shortName;
     const char* longName;
-    int files;
+    int files;            ///< how many of the first parameters name one
+    DerivedPath derived;  ///< of the first parameter; may be null
 };
 
 /// `files` of an option all of whose parameters name files.

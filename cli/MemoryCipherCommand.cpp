@@ -25,10 +25,14 @@ struct MemoryCipherCommand : CommandBase {
     Flow setMode(const QStringList& params);
 };
 
+QString imagePath(const QString& directory) {
+    return directory + QLatin1String("/Encrypted_Image.bin");
+}
+
 constexpr OptionRow<MemoryCipherCommand> optionRows[] = {
     {"-app", "--app", nullptr, "You need to specify the application binary file path", &MemoryCipherCommand::setApp, 1},
     {"-key", "--key", nullptr, missingKeyPath, &MemoryCipherCommand::setKey, 1},
-    {"-directory", "--Directory", nullptr, missingKeyPath, &MemoryCipherCommand::setDirectory, 1},
+    {"-directory", "--Directory", nullptr, missingKeyPath, &MemoryCipherCommand::setDirectory, 1, false, imagePath},
     {"-add", "--add", nullptr, "You need to specify a start address", &MemoryCipherCommand::setStartAddress},
     {"-mode", "--mode", nullptr, "You need to specify the encryption mode", &MemoryCipherCommand::setMode},
 };
@@ -75,8 +79,8 @@ Flow MemoryCipherCommand::run() {
         return flow;
     }
     DcuEncryption engine;
-    const bool encrypted = mayWrite(directory + QLatin1String("/Encrypted_Image.bin")) &&
-                           engine.encryptBinary(appPath, keyPath, directory, startAddress, mode);
+    const bool encrypted =
+        mayWrite(imagePath(directory)) && engine.encryptBinary(appPath, keyPath, directory, startAddress, mode);
     displayMessage(MessageKind::success, "%s",
                    encrypted ? "Firmware successfully Encrypted" : "Firmware encryption failed");
     return Flow::goOn();

@@ -17,6 +17,7 @@ struct OptionRow {
     Flow (Handler::*handle)(const QStringList& params) = nullptr;
     int files = 0;            ///< how many of its first parameters name files
     bool endsParser = false;  ///< the options behind this one belong to another command
+    DerivedPath derived = nullptr;
 };
 
 /// Which rows of a command's table its command line has used.
@@ -27,7 +28,7 @@ template <class Handler, std::size_t rowCount>
 constexpr std::array<OptionNames, rowCount> namesOf(const OptionRow<Handler> (&rows)[rowCount]) {
     std::array<OptionNames, rowCount> names{};
     for (std::size_t i = 0; i < rowCount; ++i) {
-        names[i] = {rows[i].shortName, rows[i].longName, rows[i].files};
+        names[i] = {rows[i].shortName, rows[i].longName, rows[i].files, rows[i].derived};
     }
     return names;
 }

@@ -46,7 +46,7 @@ constexpr OptionRow<SignCommand> optionRows[] = {
      &SignCommand::readBinary, 1},
     {"-a", "--algo", "algo name", nullptr, &SignCommand::checkAlgorithm},
     {"-prvk", "--privatekey", "private key", "You need to specify a file with the private key option",
-     &SignCommand::setPrivateKey, 1},
+     &SignCommand::setPrivateKey, 1, false, publicKeyPath},
     {"-v", "--version", "image version", missingImageVersion, &SignCommand::setImageVersion},
     {"-o", "--outfile", "output file", missingOutputFile, &SignCommand::setOutput, 1},
 };

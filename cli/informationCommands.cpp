@@ -17,30 +17,34 @@ Flow showHelp(CommandLineTool& /*tool*/, const CommandCall& call) {
     return Flow::end(0);
 }
 
-/// How many of the first parameters of an option of this name are files, in whichever command takes the most.
-int filesOf(const QString& name) {
-    const auto isName = [&name](const char* word) { return word != nullptr && name == QLatin1String(word); };
-    int files = 0;
+/// The files that an option names, in whichever command takes the most, and those that a command derives from them.
+QStringList filesOf(const CliOption& given) {
+    const auto isName = [&given](const char* word) { return word != nullptr && given.name == QLatin1String(word); };
+    int count = 0;
+    QStringList files;
     for (const Command* const command : commandChain()) {
         if (std::any_of(command->words.begin(), command->words.end(), isName)) {
-            files = std::max(files, command->files);
+            count = std::max(count, command->files);
         }
         for (const OptionNames& option : command->options) {
-            if (isName(option.shortName) || isName(option.longName)) {
-                files = std::max(files, option.files);
+            if (!isName(option.shortName) && !isName(option.longName)) {
+                continue;
+            }
+            count = std::max(count, option.files);
+            if (option.derived != nullptr && !given.params.isEmpty()) {
+                files.append(option.derived(given.params.constFirst()));
             }
         }
     }
-    return files;
+    return files + given.params.first(std::min<qsizetype>(count, given.params.size()));
 }
 
 /// Whether the file at `path`, which a log empties, is one that another option names: an input or an output, also one
 /// that isn't there yet, and wherever in the line it stands.
 bool isNamedBesideLog(const QList<CliOption>& options, const QString& path) {
     return std::any_of(options.begin(), options.end(), [&path](const CliOption& option) {
-        const qsizetype files = std::min<qsizetype>(filesOf(option.name), option.params.size());
-        return std::any_of(option.params.begin(), option.params.begin() + files,
-                           [&path](const QString& param) { return isSameFile(path, param); });
+        const QStringList files = filesOf(option);
+        return std::any_of(files.begin(), files.end(), [&path](const QString& file) { return isSameFile(path, file); });
     });
 }
 

@@ -57,6 +57,10 @@ void describeBackupImage(const Source& source, Description& description) {
         } else if (hasNonce) {
             part.memorySize -= nonceSize;
         }
+        if (algorithm > Algorithm::ctr) {
+            description.addFinding(FindingCode::unknownAlgorithm, part.index, part.offset + 4,
+                                   {numberField("value", static_cast<std::uint32_t>(algorithm))});
+        }
         if (offset % 4 != 0) {
             description.addFinding(
                 FindingCode::unaligned, part.index, part.offset,

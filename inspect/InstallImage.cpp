@@ -13,19 +13,19 @@ namespace {
 constexpr std::array letters = {
     AreaLetter{'S', "packagedModule"},
     AreaLetter{'O', "provisioningData"},
-    AreaLetter{'K', "keyArea"},
-    AreaLetter{'R', "diversification"},
+    AreaLetter{'K', "keyArea", ContentKind::other, false, false, true},
+    AreaLetter{'R', "diversification", ContentKind::other, false, false, true},
     AreaLetter{'M', "module", ContentKind::module, true},
     AreaLetter{'F', "firmware", ContentKind::firmware, true},
     AreaLetter{'E', "externalFirmware", ContentKind::firmware, true, true},
     AreaLetter{'e', "externalModule", ContentKind::module, true, true},
     AreaLetter{'H', "hash", ContentKind::derived},
-    AreaLetter{'C', "optionBytes", ContentKind::optionBytes},
+    AreaLetter{'C', "optionBytes", ContentKind::optionBytes, false, false, true},
     AreaLetter{'m', "moduleRecord"},
     AreaLetter{'P', "partEnd", ContentKind::derived},
 };
 
-constexpr AreaLayout layout = {"TBIMAGIC", letters, false, SecondBlock::byProtocol, true, 0};
+constexpr AreaLayout layout = {"TBIMAGIC", letters, false, SecondBlock::byProtocol, true, 0, 2};
 
 constexpr std::uint64_t wordSize = 32;  // of Flash memory
 
@@ -69,6 +69,15 @@ void checkOrder(Description& description) {
     }
 }
 
+// Every image of the tool has one: what covers the order of its areas as a whole.
+void checkHash(const AreaImage& image, Description& description) {
+    const bool hasHash =
+        std::any_of(image.areas.begin(), image.areas.end(), [](const Area& area) { return area.letter == 'H'; });
+    if (image.hasEndArea && !hasHash) {
+        description.addFinding(FindingCode::noHashArea, 0, image.areas.back().offset);
+    }
+}
+
 }  // namespace
 
 Match matchInstallImage(QByteArrayView bytes) {
@@ -76,11 +85,13 @@ Match matchInstallImage(QByteArrayView bytes) {
 }
 
 void describeInstallImage(const Source& source, Description& description) {
-    describeAreas(source.bytes, walkAreas(source.bytes, layout), layout, description);
+    const AreaImage image = walkAreas(source.bytes, layout);
+    describeAreas(source.bytes, image, layout, description);
     findOverlaps(description, 'F');
     findOverlaps(description, 'E');
     findModuleTails(description);
     checkOrder(description);
+    checkHash(image, description);
 }
 
 void proveInstallImage(const Source& source, const Evidence& evidence, Description& description, Contents* contents) {

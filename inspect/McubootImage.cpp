@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
 
 namespace inspect {
 
@@ -20,6 +21,7 @@ constexpr std::uint16_t protectedMagic = 0x6908;
 constexpr std::uint16_t plainMagic = 0x6907;
 constexpr qsizetype headerSize = 32;  // of its fields; the header as a whole may be longer
 constexpr qsizetype entrySize = 4;
+constexpr int signatureLimit = 16;  // no bootloader has as many keys, and each hashes the whole image
 
 constexpr std::uint32_t encryptedFlags = 0x04 | 0x08;
 constexpr std::uint32_t placedFlags = 0x20 | 0x100;  // the load address counts
@@ -100,6 +102,8 @@ struct McubootImage {
     qint64 end = 0;
     bool isWhole = false;
     std::vector<Finding> findings;
+    std::map<std::uint16_t, QByteArray> digests;  ///< of what is covered, by type: a hostile block asks for many
+    int signatures = 0;                           ///< tried so far
 
     void find(FindingCode fault, qint64 at, std::vector<Field> arguments = {}) {
         findings.push_back({fault, 0, at, std::move(arguments)});
@@ -265,6 +269,14 @@ QByteArray digestOf(std::uint16_t type, QByteArrayView bytes) {
     return isDone ? digest : QByteArray();
 }
 
+const QByteArray& coveredDigest(McubootImage& image, std::uint16_t type) {
+    QByteArray& digest = image.digests[type];
+    if (digest.isEmpty()) {
+        digest = digestOf(type, image.covered);
+    }
+    return digest;
+}
+
 // Older signers put zeros behind the DER of an ECDSA signature, to have one length.
 QByteArrayView withoutPadding(QByteArrayView signature) {
     if (signature.size() < 2 || static_cast<std::uint8_t>(signature.at(1)) > signature.size() - 2) {
@@ -324,7 +336,7 @@ void proveSigningKey(QByteArrayView expected, const Tlv& tlv, int part, Descript
     }
 }
 
-void proveTlv(const McubootImage& image, const Tlv& tlv, const PublicKey& key, bool hasKey, int part,
+void proveTlv(McubootImage& image, const Tlv& tlv, const PublicKey& key, bool hasKey, int part,
               Description& description) {
     // What is hashed and signed is the plain code.
     const bool isEncrypted = (image.flags & encryptedFlags) != 0;
@@ -335,13 +347,15 @@ void proveTlv(const McubootImage& image, const Tlv& tlv, const PublicKey& key, b
             description.addUnchecked(CheckCode::signature, Reason::noPublicKey, part);
         } else if (!isUsable || isEncrypted) {
             description.addUnchecked(CheckCode::signature, isUsable ? Reason::encrypted : Reason::unusableKey, part);
+        } else if (++image.signatures > signatureLimit) {
+            description.addUnchecked(CheckCode::signature, Reason::unsupported, part);
         } else {
             proveSignature(image, tlv, key, part, description);
         }
     } else if (tlv.role() == TlvRole::digest && isEncrypted) {
         description.addUnchecked(CheckCode::digest, Reason::encrypted, part);
     } else if (tlv.role() == TlvRole::digest) {
-        description.addCheck(CheckCode::digest, sameBytes(digestOf(tlv.type, image.covered), tlv.value), part);
+        description.addCheck(CheckCode::digest, sameBytes(coveredDigest(image, tlv.type), tlv.value), part);
     } else if (tlv.role() == TlvRole::keyHash && isUsable && tlv.value.size() == 32) {
         proveSigningKey(sha256(encoded), tlv, part, description);
     } else if (tlv.role() == TlvRole::publicKey && isUsable) {
@@ -414,7 +428,7 @@ void describeMcubootImage(const Source& source, Description& description) {
 }
 
 void proveMcubootImage(const Source& source, const Evidence& evidence, Description& description, Contents* contents) {
-    const McubootImage image = readMcuboot(source.bytes);
+    McubootImage image = readMcuboot(source.bytes);
     if (!image.isWhole) {
         description.addUnchecked(CheckCode::digest, Reason::cutOff);
         return;

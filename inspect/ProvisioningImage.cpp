@@ -9,20 +9,11 @@ namespace inspect {
 
 namespace {
 
-// Those that the tool makes stand first, in the order in which they stand in an image.
+// In the order in which they stand in an image.
 constexpr std::array letters = {
     AreaLetter{'S', "secrets", ContentKind::blob},
     AreaLetter{'F', "firmware", ContentKind::firmware, true},
     AreaLetter{'B', "backupSection"},
-    AreaLetter{'C', "optionBytes"},
-    AreaLetter{'E', "externalFirmware"},
-    AreaLetter{'H', "hash"},
-    AreaLetter{'K', "keyArea"},
-    AreaLetter{'M', "module"},
-    AreaLetter{'O', "provisioningData"},
-    AreaLetter{'P', "partEnd"},
-    AreaLetter{'R', "diversification"},
-    AreaLetter{'m', "moduleRecord"},
 };
 
 constexpr AreaLayout layout = {"PVSMAGIC", letters, false, SecondBlock::always, false, 1};
@@ -36,10 +27,22 @@ void checkOrder(Description& description) {
         }
         const bool isFirst = last == nullptr;
         const bool isSecrets = part.letter == 'S';
+        if (isSecrets && part.payloadSize == 0) {
+            description.addFinding(FindingCode::empty, part.index, part.offset + 4);
+        }
         if (isFirst != isSecrets || (!isFirst && letter < last)) {
             description.addFinding(FindingCode::wrongOrder, part.index, part.offset);
         }
         last = std::max(last, letter);
+    }
+}
+
+// Where a section ends is known once its record is open.
+void checkSections(Description& description) {
+    const std::size_t before = description.findings.size();
+    findOverlaps(description, 'B');
+    if (description.findings.size() != before) {
+        description.addCheck(CheckCode::payloadForm, false);
     }
 }
 
@@ -51,12 +54,14 @@ Match matchProvisioningImage(QByteArrayView bytes) {
 
 void describeProvisioningImage(const Source& source, Description& description) {
     describeAreas(source.bytes, walkAreas(source.bytes, layout), layout, description);
+    findOverlaps(description, 'F');
     checkOrder(description);
 }
 
 void proveProvisioningImage(const Source& source, const Evidence& evidence, Description& description,
                             Contents* contents) {
     proveAreas(walkAreas(source.bytes, layout), layout, evidence, description, contents);
+    checkSections(description);
 }
 
 }  // namespace inspect

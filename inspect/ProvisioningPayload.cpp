@@ -66,7 +66,13 @@ void proveBinding(const Header& header, const Evidence& evidence, Description& d
     if (evidence.publicKey.isEmpty()) {
         return;
     }
-    const QByteArray expected = header.protocol == 2 ? evidence.publicKey : sha256(PublicKey(evidence.publicKey).der());
+    const bool isTable = header.protocol == 2;
+    const PublicKey key(isTable ? QByteArrayView() : QByteArrayView(evidence.publicKey));
+    if (isTable ? evidence.publicKey.size() != header.binding.size() : key.kind() != PublicKey::Kind::p256) {
+        description.addUnchecked(CheckCode::binding, Reason::unusableKey);
+        return;
+    }
+    const QByteArray expected = isTable ? evidence.publicKey : sha256(key.der());
     description.addCheck(CheckCode::binding, sameBytes(expected, header.binding));
 }
 

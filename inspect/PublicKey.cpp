@@ -32,12 +32,17 @@ const unsigned char* bytesOf(QByteArrayView view) {
     return reinterpret_cast<const unsigned char*>(view.data());
 }
 
+// A key with a passphrase is refused; nobody is asked for one.
+int noPassphrase(char* /*buffer*/, int /*size*/, int /*isWriting*/, void* /*user*/) {
+    return 0;
+}
+
 EVP_PKEY* readPem(QByteArrayView file) {
     if (file.size() > std::numeric_limits<int>::max()) {
         return nullptr;
     }
     const Owned<BIO, BIO_free> bio(BIO_new_mem_buf(file.data(), static_cast<int>(file.size())));
-    return bio != nullptr ? PEM_read_bio_PUBKEY(bio.get(), nullptr, nullptr, nullptr) : nullptr;
+    return bio != nullptr ? PEM_read_bio_PUBKEY(bio.get(), nullptr, noPassphrase, nullptr) : nullptr;
 }
 
 // A point that isn't on the curve is refused.
@@ -73,11 +78,6 @@ EVP_PKEY* makeRsa(QByteArrayView modulus, std::uint32_t exponent) {
         return nullptr;
     }
     return key;
-}
-
-// A key with a passphrase is refused; nobody is asked for one.
-int noPassphrase(char* /*buffer*/, int /*size*/, int /*isWriting*/, void* /*user*/) {
-    return 0;
 }
 
 PublicKey::Kind kindOf(const EVP_PKEY* key) {

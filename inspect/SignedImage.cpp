@@ -65,6 +65,9 @@ void checkFooter(const Footer& footer, Description& description) {
     if (!isZero(footer.zero)) {
         description.addFinding(FindingCode::notZero, 0, start + 9);
     }
+    if (footer.length == 0) {
+        description.addFinding(FindingCode::empty, 0, start + 12);
+    }
     if (footer.length > start) {
         description.addFinding(FindingCode::beyondEnd, 0, start + 12,
                                {textField("field", "signed length"), numberField("value", footer.length),

@@ -82,6 +82,9 @@ void describeUpdateImage(const Source& source, Description& description) {
     if (!isZero(header.zero)) {
         description.addFinding(FindingCode::notZero, 0, 48);
     }
+    if (header.size == 0) {
+        description.addFinding(FindingCode::empty, 0, 12);
+    }
     description.addNumber("protocolVersion", header.protocol, 8, 2);
     description.addNumber("imageVersion", header.version, 10, 2);
     description.addNumber("segmentSize", header.size, 12, 4);

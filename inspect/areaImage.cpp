@@ -14,6 +14,7 @@ constexpr qsizetype magicSize = 8;
 constexpr qsizetype headSize = 14;
 constexpr qsizetype blockSize = 16;
 constexpr qsizetype baseIvSize = 12;
+constexpr std::uint32_t digestSize = 32;
 constexpr std::uint16_t extendedProtocol = 65001;  // packaged modules with a longer header
 constexpr qsizetype extendedSize = 96;
 
@@ -82,8 +83,7 @@ void describeHeader(QByteArrayView bytes, const AreaImage& image, const AreaLayo
         if (!isZero(image.nonce.sliced(baseIvSize))) {
             description.addFinding(FindingCode::notZero, 0, 24);
         }
-        constexpr std::uint16_t lastProtocol = 3;
-        if (image.protocol < 1 || image.protocol > lastProtocol) {
+        if (image.protocol < 1 || image.protocol > layout.lastProtocol) {
             description.addFinding(FindingCode::unknownProtocol, 0, magicSize, {numberField("value", image.protocol)});
         }
     }
@@ -132,6 +132,20 @@ void compareHeader(const Area& area, int index, const AreaImage& image, const Ar
     expect(FindingCode::wrongCount, area.count, image.count, 12);
 }
 
+void checkSize(const Area& area, int index, const AreaLetter* letter, const AreaLayout& layout,
+               Description& description) {
+    constexpr std::uint32_t wordSize = 4;
+    if (letter != nullptr && letter->isWords && area.size % wordSize != 0) {
+        description.addFinding(
+            FindingCode::unaligned, index, area.offset + 4,
+            {textField("field", "size"), numberField("value", area.size), numberField("expected", wordSize)});
+    }
+    if (layout.endsByOptionBytes && !layout.isPackaged && area.letter == 'H' && area.size != digestSize) {
+        description.addFinding(FindingCode::wrongSize, index, area.offset + 4,
+                               {numberField("value", area.size), numberField("expected", digestSize)});
+    }
+}
+
 void describeArea(const Area& area, int index, const AreaImage& image, const AreaLayout& layout,
                   Description& description) {
     const AreaLetter* const letter = letterOf(layout, area.letter);
@@ -156,6 +170,7 @@ void describeArea(const Area& area, int index, const AreaImage& image, const Are
         }
     }
     compareHeader(area, index, image, layout, description);
+    checkSize(area, index, letter, layout, description);
     if (!layout.isPackaged && !hasRegion && !isZero(area.second)) {
         description.addFinding(FindingCode::notZero, index, area.offset + headSize + blockSize);
     }
@@ -295,7 +310,13 @@ void Prover::provePlain(const Area& area, int index, const Glimpse& glimpse) {
     const std::uint32_t third = head.u32();
     if (!layout_.endsByOptionBytes) {
         if (area.letter == 'B') {  // a record of a backup image, which tells the size of its data
-            description_.addCheck(CheckCode::payloadForm, area.size >= 12 && third == area.size - 12, index);
+            constexpr std::uint32_t recordHeaderSize = 12;
+            const bool isRecord = area.size >= recordHeaderSize && third == area.size - recordHeaderSize;
+            const std::uint32_t algorithm = (second >> 19) & 7;
+            const std::uint32_t nonceSize = algorithm == 1 || algorithm == 2 ? blockSize : 0;
+            const bool isWhole = isRecord && third >= nonceSize;
+            description_.addCheck(CheckCode::payloadForm, isWhole, index);
+            description_.parts[static_cast<std::size_t>(index - 1)].memorySize = isWhole ? third - nonceSize : 0;
         }
         return;
     }

@@ -11,6 +11,7 @@ struct AreaLetter {
     ContentKind kind = ContentKind::other;
     bool isInMemory = false;    ///< the destination address is where the payload lies
     bool hasRegionKey = false;  ///< the second block describes a region, and the payload ends with its key
+    bool isWords = false;       ///< the payload is 32-bit words
 };
 
 enum class SecondBlock { byProtocol, always };
@@ -22,6 +23,7 @@ struct AreaLayout {
     SecondBlock second;      ///< of the others
     bool endsByOptionBytes;  ///< area `C` is the last
     std::uint32_t ivKind;
+    std::uint16_t lastProtocol = 1;
 };
 
 struct Area {

@@ -59,6 +59,8 @@ constexpr std::array findingRows = {
     FindingRow{FindingCode::badRecord, "badRecord", Severity::error, "line {line}: {text}"},
     FindingRow{FindingCode::noContent, "noContent", Severity::error, "nothing to load stands in it"},
     FindingRow{FindingCode::wideElf, "wideElf", Severity::error, "it isn't made for a 32-bit processor"},
+    FindingRow{FindingCode::noHashArea, "noHashArea", Severity::error, "no hash area stands before the option bytes"},
+    FindingRow{FindingCode::empty, "empty", Severity::error, "it is empty"},
 };
 
 constexpr std::array differenceRows = {
@@ -127,7 +129,7 @@ static_assert(isInOrder(differenceRows, &DifferenceRow::code));
 static_assert(differenceRows.size() == static_cast<std::size_t>(DifferenceCode::sourceExtra) + 1);
 static_assert(isInOrder(checkRows, &CheckRow::code));
 static_assert(isInOrder(reasonRows, &ReasonRow::reason));
-static_assert(findingRows.size() == static_cast<std::size_t>(FindingCode::wideElf) + 1);
+static_assert(findingRows.size() == static_cast<std::size_t>(FindingCode::empty) + 1);
 static_assert(checkRows.size() == static_cast<std::size_t>(CheckCode::signingKey) + 1);
 static_assert(reasonRows.size() == static_cast<std::size_t>(Reason::encrypted) + 1);
 

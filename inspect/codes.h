@@ -46,6 +46,8 @@ enum class FindingCode : std::uint8_t {
     badRecord,
     noContent,
     wideElf,
+    noHashArea,
+    empty,
 };
 
 enum class Severity : std::uint8_t { note, error };

@@ -72,7 +72,7 @@ void verify(Call& call, const QStringList& files) {
 void extract(Call& call, const QStringList& files) {
     Report& report = call.report();
     Opened opened;
-    if (!call.has("output")) {
+    if (call.value("output").isEmpty()) {
         call.fail("usage", {}, QStringLiteral("extract needs -o FOLDER"));
         return;
     }

@@ -11,6 +11,10 @@ namespace {
 
 constexpr std::uint64_t joinedGap = 7;
 
+// Files that differ everywhere are told in coarser ranges, which else took many times their own memory.
+constexpr std::size_t fineRanges = 65536;
+constexpr std::uint64_t coarseGap = 65535;
+
 void addRange(DifferenceCode code, std::uint64_t from, std::uint64_t to, std::uint64_t gap,
               std::vector<ByteDifference>& ranges) {
     if (!ranges.empty() && ranges.back().code == code && from - ranges.back().to <= gap + 1) {
@@ -31,8 +35,9 @@ void compareRun(std::uint64_t address, QByteArrayView a, QByteArrayView b, std::
             if (a.at(i) != b.at(i)) {
                 const std::uint64_t place = address + static_cast<std::uint64_t>(i);
                 // Only inside the run: between two runs there may be bytes that neither side has.
+                const std::uint64_t gap = ranges.size() < fineRanges ? joinedGap : coarseGap;
                 const bool isInRun = !ranges.empty() && ranges.back().to >= address;
-                addRange(DifferenceCode::bytesChanged, place, place, isInRun ? joinedGap : 0, ranges);
+                addRange(DifferenceCode::bytesChanged, place, place, isInRun ? gap : 0, ranges);
             }
         }
     }

@@ -9,7 +9,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <limits>
 
 namespace inspect {
 
@@ -73,10 +72,10 @@ bool readInput(const QString& path, QByteArray& bytes, QString& fault) {
         return false;
     }
     const bool isRegular = !file.isSequential() && QFileInfo(path).isFile();
-    const bool isRead =
-        isRegular ? readRegular(file, bytes) : readUpTo(file, std::numeric_limits<qint64>::max() / 2, bytes);
+    const bool isRead = isRegular ? readRegular(file, bytes) : readUpTo(file, maxInputPipe, bytes);
     if (!isRead) {
-        fault = QStringLiteral("not readable to its end, or larger than the memory");
+        fault = isRegular ? QStringLiteral("not readable to its end, or larger than the memory")
+                          : QStringLiteral("not readable to its end, or more than 256 MiB from a pipe");
     }
     return isRead;
 }

@@ -140,6 +140,15 @@ bool readFirmware(const QString& argument, std::vector<SourcePiece>& pieces, QSt
     std::uint64_t address = 0;
     const bool hasAddress = at > 0 && !QFile::exists(argument) && parseHex(argument.sliced(at + 1), address);
     const QString path = hasAddress ? argument.first(at) : argument;
+    if (hasAddress) {
+        SourcePiece piece;
+        piece.address = address;
+        if (!readInput(path, piece.bytes, fault)) {
+            return false;
+        }
+        pieces.push_back(std::move(piece));
+        return true;
+    }
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
         fault = file.errorString();
@@ -148,24 +157,15 @@ bool readFirmware(const QString& argument, std::vector<SourcePiece>& pieces, QSt
     const QByteArray start = file.peek(4);
     const bool isRecord = start.startsWith(':') ||
                           (start.startsWith('S') && start.size() > 1 && start.at(1) >= '0' && start.at(1) <= '9');
-    if (!hasAddress && start.startsWith("\x7f"
-                                        "ELF")) {
+    if (start.startsWith("\x7f"
+                         "ELF")) {
         return readSegments(readElfFile, file, pieces, fault);
     }
-    if (!hasAddress && isRecord) {
+    if (isRecord) {
         return readSegments(readRecordFile, file, pieces, fault);
     }
-    if (!hasAddress) {
-        fault = QStringLiteral("raw firmware needs its address: FILE@ADDRESS");
-        return false;
-    }
-    SourcePiece piece;
-    piece.address = address;
-    if (!readInput(path, piece.bytes, fault)) {
-        return false;
-    }
-    pieces.push_back(std::move(piece));
-    return true;
+    fault = QStringLiteral("raw firmware needs its address: FILE@ADDRESS");
+    return false;
 }
 
 bool readOptionBytes(const QString& path, QByteArray& words, QString& fault) {

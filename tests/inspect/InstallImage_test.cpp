@@ -59,7 +59,7 @@ TEST(InspectInstallImage, NamesTheOneRuleThatIsBroken) {
     };
     const Row rows[] = {
         {"badMagic", kitInstallImage(), [](KitImage& image) { image.magic = "TBIMAGIK"; }},
-        {"unknownProtocol", kitExternalImage(), [](KitImage& image) { image.protocol = 4; }},
+        {"unknownProtocol", kitExternalImage(), [](KitImage& image) { image.protocol = 3; }},
         {"notZero", kitInstallImage(), [](KitImage& image) { image.headerEnd[3] = 1; }},
         {"notZero", kitExternalImage(), [](KitImage& image) { image.areas[0].second = QByteArray(16, 'x'); }},
         {"unknownLetter", kitInstallImage(), [](KitImage& image) { image.areas[0].letter = 'X'; }},
@@ -69,6 +69,9 @@ TEST(InspectInstallImage, NamesTheOneRuleThatIsBroken) {
         {"wrongCount", kitInstallImage(), [](KitImage& image) { image.areas[2].count = 5; }},
         {"wrongCount", kitInstallImage(), [](KitImage& image) { image.count = 5; }},
         {"noEndArea", kitInstallImage(), [](KitImage& image) { image.areas.pop_back(); }},
+        {"noHashArea", kitInstallImage(), [](KitImage& image) { image.areas.erase(image.areas.begin() + 2); }},
+        {"wrongSize", kitInstallImage(), [](KitImage& image) { image.areas[2].payload += 'x'; }},
+        {"unaligned", kitInstallImage(), [](KitImage& image) { image.areas[3].payload = "torn.."; }},
         {"overlap", kitInstallImage(), [](KitImage& image) { image.areas[1].address = 0x0800002F; }},
         {"addressWraps", kitInstallImage(), [](KitImage& image) { image.areas[1].address = 0xFFFFFFF0; }},
         {"moduleTail", kitExternalImage(), [](KitImage& image) { image.areas[4].address = 0x08010028; }},

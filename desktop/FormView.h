@@ -1,0 +1,78 @@
+#pragma once
+
+#include "desktop/Dialogs.h"
+#include "desktop/Verdict.h"
+
+#include <QHash>
+#include <QStringList>
+#include <QWidget>
+
+#include <functional>
+#include <memory>
+
+struct PageContext;
+
+enum class FieldKind {
+    text,     ///< one line
+    fixed,    ///< one line in the fixed font: numbers, addresses, hexadecimal
+    choice,   ///< one of `choices`
+    check,    ///< "1" or nothing
+    inFile,   ///< the path of a file that exists
+    outFile,  ///< the path of a file to make
+    folder,   ///< the path of a folder
+    inFiles,  ///< several paths, each with an optional text behind it ("@0x08000000") if `besideLabel` says what it is
+};
+
+struct FieldChoice {
+    QString value;
+    QString label;
+};
+
+/// What a form needs to know of a field. A page makes these from its own table.
+struct FormField {
+    QString id;
+    QString group;  ///< neighbouring fields of one group stand under its title
+    QString label;  ///< with its mnemonic
+    QString tip;    ///< help: shown as tool tip and by What's This
+    FieldKind kind = FieldKind::text;
+    bool required = false;
+    QStringList initial;
+    QList<FieldChoice> choices;
+    QString besideLabel;
+    PathRole role = PathRole::document;
+    QString filter;                                           ///< of the file dialog
+    QString placeholder;                                      ///< an example of a good value
+    std::function<Verdict(const QStringList& values)> check;  ///< may be empty
+};
+
+/// A form: groups with bold titles, labels in one right-aligned column, each field with its verdict in a line below it.
+/// A value is a list of texts: one or none for all kinds but `inFiles`, which has two for each row, path and address.
+class FormView : public QWidget {
+    Q_OBJECT
+
+  public:
+    FormView(const QList<FormField>& fields, PageContext& context, QWidget* parent = nullptr);
+    ~FormView() override;
+
+    [[nodiscard]] QStringList values(const QString& id) const;
+    [[nodiscard]] QHash<QString, QStringList> allValues() const;
+    /// As if the user had entered it, but without `edited`.
+    void setValues(const QString& id, const QStringList& values);
+    void setShown(const QString& id, bool shown);
+    void setEditable(const QString& id, bool editable);
+    /// Says something of a field that its own check can't know. The next edit of the field takes it away.
+    void setVerdict(const QString& id, const Verdict& verdict);
+
+    /// The labels, without mnemonics, of the shown fields that are missing or faulty, in order. Judges all of them.
+    [[nodiscard]] QStringList openPoints();
+    /// Moves the focus to the first of these and shows every verdict.
+    void focusFirstOpenPoint();
+
+  signals:
+    void edited(const QString& id);  ///< the user changed the value
+    void left(const QString& id);    ///< the user has finished with the field; its check has been made
+
+  private:
+    struct Inside;
+    std::unique_ptr<Inside> inside_;
+};

@@ -1,0 +1,27 @@
+#include "desktop/InputFilter.h"
+
+#include <QAbstractSpinBox>
+#include <QComboBox>
+#include <QKeyEvent>
+#include <QLineEdit>
+
+bool InputFilter::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::Wheel) {
+        auto* field = qobject_cast<QWidget*>(watched);
+        const bool turns =
+            qobject_cast<QAbstractSpinBox*>(field) != nullptr || qobject_cast<QComboBox*>(field) != nullptr;
+        if (turns && !field->hasFocus()) {
+            event->ignore();
+            return true;
+        }
+    } else if (event->type() == QEvent::ShortcutOverride) {
+        const auto* line = qobject_cast<QLineEdit*>(watched);
+        const auto* key = static_cast<QKeyEvent*>(event);
+        if (line != nullptr && ((key->matches(QKeySequence::Undo) && !line->isUndoAvailable()) ||
+                                (key->matches(QKeySequence::Redo) && !line->isRedoAvailable()))) {
+            event->ignore();
+            return true;
+        }
+    }
+    return false;
+}

@@ -1,0 +1,43 @@
+#include "desktop/Page.h"
+
+Page::Page(QWidget* parent) : QWidget(parent) {
+}
+
+QUndoStack* Page::undoStack() {
+    return nullptr;
+}
+
+QString Page::documentName() const {
+    return {};
+}
+
+QString Page::fileFilter() const {
+    return {};
+}
+
+bool Page::isModified() const {
+    return false;
+}
+
+bool Page::isBusy() const {
+    return false;
+}
+
+bool Page::openFile(const QString& path) {
+    Q_UNUSED(path)
+    return false;
+}
+
+bool Page::save() {
+    return false;
+}
+
+bool Page::saveAs() {
+    return false;
+}
+
+void Page::run() {
+}
+
+void Page::stop() {
+}

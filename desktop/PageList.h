@@ -1,0 +1,35 @@
+#pragma once
+
+#include "desktop/pageTable.h"
+
+#include <QWidget>
+
+class QLineEdit;
+class QListWidget;
+
+/// The list at the left: all pages under the titles of their groups, and a line that narrows it.
+class PageList : public QWidget {
+    Q_OBJECT
+
+  public:
+    explicit PageList(QWidget* parent = nullptr);
+
+    /// Chooses the page without a signal.
+    void choose(const QString& id);
+    /// The page `steps` further in what the list shows; the same at its ends.
+    [[nodiscard]] QString neighbour(const QString& id, int steps) const;
+    /// Puts the focus into the line that narrows the list.
+    void find();
+
+  signals:
+    void chosen(const QString& id);
+
+  protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+  private:
+    void narrow(const QString& text);
+
+    QLineEdit* search_;
+    QListWidget* list_;
+};

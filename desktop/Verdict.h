@@ -1,0 +1,16 @@
+#pragma once
+
+#include <QString>
+
+/// What is to be said of a value that somebody entered.
+struct Verdict {
+    enum class Kind {
+        good,
+        missing,  ///< empty, though something is needed: no fault before Run is pressed
+        fault,
+    };
+
+    Kind kind = Kind::good;
+    QString
+        text;  ///< one sentence; for a good value what was found, such as "ELF, 2 segments, 41,984 bytes", or nothing
+};

@@ -1,0 +1,109 @@
+#include "tests/desktop/DesktopKit.h"
+
+#include "desktop/InputFilter.h"
+
+#include <QDeadlineTimer>
+#include <QLocale>
+#include <QTest>
+
+QString ScriptedDialogs::openFile(QWidget* /*parent*/, const QString& title, PathRole /*role*/,
+                                  const QString& /*filter*/) {
+    asked.append(title);
+    return paths.isEmpty() ? QString() : paths.takeFirst();
+}
+
+QString ScriptedDialogs::saveFile(QWidget* /*parent*/, const QString& title, PathRole /*role*/,
+                                  const QString& /*filter*/, const QString& /*proposed*/) {
+    asked.append(title);
+    return paths.isEmpty() ? QString() : paths.takeFirst();
+}
+
+QString ScriptedDialogs::openFolder(QWidget* /*parent*/, const QString& title, PathRole /*role*/) {
+    asked.append(title);
+    return paths.isEmpty() ? QString() : paths.takeFirst();
+}
+
+SaveAnswer ScriptedDialogs::askSave(QWidget* /*parent*/, const QString& document) {
+    asked.append(document);
+    return answers.isEmpty() ? SaveAnswer::cancel : answers.takeFirst();
+}
+
+bool ScriptedDialogs::confirm(QWidget* /*parent*/, const QString& question, const QString& /*action*/) {
+    asked.append(question);
+    return !confirmations.isEmpty() && confirmations.takeFirst();
+}
+
+void ScriptedDialogs::showFault(QWidget* /*parent*/, const QString& text) {
+    faults.append(text);
+}
+
+DesktopKit::DesktopKit()
+    : settings(folder.path("settings.ini")),
+      dialogs(settings),
+      context{dialogs, settings, QStringLiteral(QVORA_TOOL)},
+      window(std::make_unique<MainWindow>(context)) {
+    window->resize(1280, 800);
+    window->show();
+    QApplication::setActiveWindow(window.get());
+    (void)QTest::qWaitForWindowActive(window.get());
+}
+
+Page* DesktopKit::show(const char* page) {
+    if (!window->showPage(QLatin1String(page))) {
+        qFatal("there is no page %s", page);
+    }
+    QCoreApplication::processEvents();
+    return window->page();
+}
+
+QWidget* DesktopKit::find(const char* name) {
+    for (QWidget* widget : window->page()->findChildren<QWidget*>(QLatin1String(name))) {
+        if (widget->isVisible() && widget->isEnabled()) {
+            return widget;
+        }
+    }
+    qFatal("the page has no %s that can be used", name);
+}
+
+void DesktopKit::type(const char* name, const QString& text) {
+    QWidget* widget = find(name);
+    widget->setFocus(Qt::TabFocusReason);
+    if (QWidget* inner = QApplication::focusWidget(); inner != nullptr && widget->isAncestorOf(inner)) {
+        widget = inner;
+    }
+    QTest::keyClick(widget, Qt::Key_A, Qt::ControlModifier);
+    if (text.isEmpty()) {
+        QTest::keyClick(widget, Qt::Key_Delete);
+    }
+    QTest::keyClicks(widget, text);
+    QTest::keyClick(widget, Qt::Key_Tab);
+}
+
+void DesktopKit::press(const char* name) {
+    QWidget* button = find(name);
+    button->setFocus(Qt::TabFocusReason);
+    QTest::keyClick(button, Qt::Key_Space);
+}
+
+bool DesktopKit::waitFor(const std::function<bool()>& condition, int seconds) {
+    const QDeadlineTimer end(seconds * 1000);
+    while (!condition()) {
+        if (end.hasExpired()) {
+            return false;
+        }
+        QTest::qWait(5);
+    }
+    return true;
+}
+
+std::unique_ptr<QApplication> makeTestApplication(int& argc, char** argv) {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    qputenv("QT_LOGGING_RULES", "qt.qpa.*=false");
+    QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
+    QCoreApplication::setApplicationName(QStringLiteral("QVORA Sealed Bundle Builder"));
+    auto application = std::make_unique<QApplication>(argc, argv);
+    QApplication::setFont(QFont(QStringLiteral("DejaVu Sans"), 10));
+    Theme::apply(*application, ThemeScheme::light);
+    application->installEventFilter(new InputFilter(application.get()));
+    return application;
+}

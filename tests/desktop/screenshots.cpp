@@ -1,0 +1,63 @@
+// Draws every page of the window as a picture: desktop_screenshots FOLDER. Pages that are more than an empty form are
+// filled first by a function of this file.
+
+#include "tests/desktop/DesktopKit.h"
+
+#include "desktop/pageTable.h"
+
+#include <QDir>
+#include <QTest>
+
+#include <cstdio>
+
+namespace {
+
+/// Brings a page into the state that its picture is to show.
+struct Scene {
+    const char* page;
+    const char* name;  ///< of the picture, behind the page's
+    void (*fill)(DesktopKit& kit);
+};
+
+const QList<Scene>& scenes() {
+    static const QList<Scene> rows = {};
+    return rows;
+}
+
+bool draw(const QDir& folder, DesktopKit& kit, const QString& name) {
+    QTest::qWait(50);
+    const QString path = folder.filePath(name + QStringLiteral(".png"));
+    if (!kit.window->grab().save(path)) {
+        std::fprintf(stderr, "%s can't be written.\n", qPrintable(path));
+        return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const std::unique_ptr<QApplication> application = makeTestApplication(argc, argv);
+    if (argc != 2) {
+        std::fprintf(stderr, "desktop_screenshots FOLDER\n");
+        return 2;
+    }
+    const QDir folder(QString::fromLocal8Bit(argv[1]));
+    bool drawn = folder.mkpath(QStringLiteral("."));
+    for (const ThemeScheme scheme : {ThemeScheme::light, ThemeScheme::dark}) {
+        Theme::apply(*application, scheme);
+        const QString look = scheme == ThemeScheme::dark ? QStringLiteral("-dark") : QStringLiteral("-light");
+        for (const PageRow& row : pageTable()) {
+            DesktopKit kit;
+            kit.show(row.id);
+            drawn = draw(folder, kit, QLatin1String(row.id) + look) && drawn;
+        }
+        for (const Scene& scene : scenes()) {
+            DesktopKit kit;
+            kit.show(scene.page);
+            scene.fill(kit);
+            drawn = draw(folder, kit, QLatin1String(scene.page) + u'-' + QLatin1String(scene.name) + look) && drawn;
+        }
+    }
+    return drawn ? 0 : 1;
+}

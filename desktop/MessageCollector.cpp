@@ -1,0 +1,66 @@
+#include "desktop/MessageCollector.h"
+
+#include <QStringList>
+
+namespace {
+
+thread_local MessageCollector* current = nullptr;
+
+/// What a user may see of a message: a direction mark or a bell in a file's name must not act on the window.
+QString shownText(QString text) {
+    for (const QLatin1String prefix : {QLatin1String("Error: "), QLatin1String("Warning: ")}) {
+        if (text.startsWith(prefix)) {
+            text.remove(0, prefix.size());
+            break;
+        }
+    }
+    QString shown;
+    for (const QChar character : text.trimmed()) {
+        const bool acts = character.category() == QChar::Other_Control || character.category() == QChar::Other_Format;
+        if (acts && character != u'\n' && character != u'\t') {
+            shown += QStringLiteral("\\x%1").arg(character.unicode(), 2, 16, QLatin1Char('0'));
+        } else {
+            shown += character;
+        }
+    }
+    return shown;
+}
+
+}  // namespace
+
+MessageCollector::MessageCollector() : before_(current) {
+    static const bool isRegistered = [] {
+        Display::getInstance()->callback = collect;
+        return true;
+    }();
+    Q_UNUSED(isRegistered)
+    current = this;
+}
+
+MessageCollector::~MessageCollector() {
+    current = before_;
+}
+
+void MessageCollector::collect(std::int32_t kind, const wchar_t* text) {
+    if (current != nullptr) {
+        current->messages_.append({kind, QString::fromWCharArray(text)});
+    }
+}
+
+QString MessageCollector::faults() const {
+    return texts({MessageKind::error, MessageKind::errorLook});
+}
+
+QString MessageCollector::warnings() const {
+    return texts({MessageKind::warning, MessageKind::warningLook});
+}
+
+QString MessageCollector::texts(const QList<MessageKind>& kinds) const {
+    QStringList lines;
+    for (const Message& message : messages_) {
+        if (kinds.contains(static_cast<MessageKind>(message.kind))) {
+            lines.append(shownText(message.text));
+        }
+    }
+    return lines.join(u'\n');
+}

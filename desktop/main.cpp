@@ -6,6 +6,7 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
+#include <QIcon>
 
 #include <cstdio>
 
@@ -17,12 +18,21 @@ void nameApplication() {
     QCoreApplication::setApplicationVersion(QStringLiteral(QVORA_VERSION));
 }
 
+QString pageIds() {
+    QStringList ids;
+    for (const PageRow& row : pageTable()) {
+        ids.append(QLatin1String(row.id));
+    }
+    return ids.join(QStringLiteral(", "));
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     nameApplication();
     QApplication application(argc, argv);
     QGuiApplication::setDesktopFileName(QStringLiteral("com.qvora.SealedBundleBuilder"));
+    QGuiApplication::setWindowIcon(QIcon(QStringLiteral(":/com.qvora.SealedBundleBuilder.svg")));
 
     QCommandLineParser parser;
     parser.setApplicationDescription(
@@ -33,7 +43,7 @@ int main(int argc, char** argv) {
                                    QStringLiteral("look"));
     const QCommandLineOption devices(
         QStringLiteral("devices"), QStringLiteral("Your own folder of device descriptions."), QStringLiteral("folder"));
-    const QCommandLineOption page(QStringLiteral("page"), QStringLiteral("The page to begin with."),
+    const QCommandLineOption page(QStringLiteral("page"), QStringLiteral("The page to begin with: %1.").arg(pageIds()),
                                   QStringLiteral("page"));
     parser.addOptions({theme, devices, page});
     parser.addPositionalArgument(QStringLiteral("file"), QStringLiteral("A file to open on that page."),

@@ -1,0 +1,13 @@
+#pragma once
+
+/// What a field of a form holds, and so how it is edited.
+enum class FieldKind {
+    text,     ///< one line
+    fixed,    ///< one line in the fixed font: numbers, addresses, hexadecimal
+    choice,   ///< one of `choices`
+    check,    ///< "1" or nothing
+    inFile,   ///< the path of a file that exists
+    outFile,  ///< the path of a file to make
+    folder,   ///< the path of a folder
+    inFiles,  ///< several paths, each with an optional text behind it ("@0x08000000") if `besideLabel` says what it is
+};

@@ -118,9 +118,9 @@ void MainWindow::makeMenus() {
     redo->setShortcut(QKeySequence::Redo);
     edit->addActions({undo, redo});
 
-    QMenu* run = menuBar()->addMenu(tr("&Run"));
-    runAction_ = run->addAction(tr("&Run"), QKeySequence(Qt::CTRL | Qt::Key_R), this, [this] { page_->run(); });
-    stopAction_ = run->addAction(tr("&Stop"), QKeySequence(Qt::CTRL | Qt::Key_Period), this, [this] { page_->stop(); });
+    QMenu* job = menuBar()->addMenu(tr("&Job"));
+    runAction_ = job->addAction(tr("&Run"), QKeySequence(Qt::CTRL | Qt::Key_R), this, [this] { page_->run(); });
+    stopAction_ = job->addAction(tr("&Stop"), QKeySequence(Qt::CTRL | Qt::Key_Period), this, [this] { page_->stop(); });
 
     QMenu* view = menuBar()->addMenu(tr("&View"));
     view->addAction(tr("&Find a Page"), QKeySequence(Qt::CTRL | Qt::Key_K), list_, &PageList::find);

@@ -1,5 +1,13 @@
 #include "tests/desktop/DesktopKit.h"
 
+#include "desktop/pageTable.h"
+
+#include <QAbstractButton>
+#include <QAccessible>
+#include <QLabel>
+#include <QMenuBar>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QTest>
 
 #include <gtest/gtest.h>
@@ -50,6 +58,64 @@ TEST(MainWindow, EveryTextColourCanBeReadOnItsGround) {
                 << (dark ? "dark: " : "light: ") << pair.text.name().toStdString() << " on "
                 << pair.ground.name().toStdString();
         }
+    }
+}
+
+/// The letter behind the first single '&'; nothing if there is none.
+QString mnemonicOf(const QString& text) {
+    const QKeySequence keys = QKeySequence::mnemonic(text);
+    return keys.toString();
+}
+
+/// What is wrong with a page for somebody who can't use the mouse, or sees only what fits.
+QStringList faultsOf(const MainWindow& window) {
+    QStringList faults;
+    QHash<QString, QString> mnemonics;
+    const auto note = [&](const QString& text) {
+        const QString keys = mnemonicOf(text);
+        if (!keys.isEmpty() && mnemonics.contains(keys)) {
+            faults.append(keys + QStringLiteral(" for both ") + mnemonics.value(keys) + QStringLiteral(" and ") + text);
+        }
+        mnemonics.insert(keys, text);
+    };
+    for (const QAction* action : window.menuBar()->actions()) {
+        note(action->text());
+    }
+    for (QWidget* widget : window.findChildren<QWidget*>()) {
+        if (!widget->isVisible()) {
+            continue;
+        }
+        const QString what = QLatin1String(widget->metaObject()->className()) + u' ' + widget->objectName();
+        const auto* label = qobject_cast<QLabel*>(widget);
+        const auto* button = qobject_cast<QAbstractButton*>(widget);
+        if (label != nullptr && label->buddy() != nullptr) {
+            note(label->text());
+        }
+        if (button != nullptr) {
+            note(button->text());
+        }
+        const bool hasLine = (label != nullptr && !label->wordWrap()) || button != nullptr;
+        if (hasLine && widget->width() < widget->minimumSizeHint().width()) {
+            faults.append(what + QStringLiteral(" is too narrow for its text"));
+        }
+        QAccessibleInterface* spoken = QAccessible::queryAccessibleInterface(widget);
+        if ((widget->focusPolicy() & Qt::TabFocus) != 0 && widget->isEnabled() && widget->focusProxy() == nullptr &&
+            (spoken == nullptr || spoken->text(QAccessible::Name).isEmpty())) {
+            faults.append(what + QStringLiteral(" has no spoken name"));
+        }
+        const auto* area = qobject_cast<QScrollArea*>(widget);
+        if (area != nullptr && area->horizontalScrollBar()->maximum() > 0) {
+            faults.append(what + QStringLiteral(" scrolls sideways"));
+        }
+    }
+    return faults;
+}
+
+TEST(MainWindow, EveryPageCanBeUsedByKeyboardAndFits) {
+    for (const PageRow& row : pageTable()) {
+        DesktopKit kit;
+        kit.show(row.id);
+        EXPECT_EQ(faultsOf(*kit.window).join(u'\n').toStdString(), "") << "on the page " << row.id;
     }
 }
 

@@ -7,8 +7,6 @@
 #include <QFile>
 #include <QFileInfo>
 
-#include <cstdio>
-
 namespace inspect {
 
 bool Call::fail(const char* code, const QString& file, const QString& text) {
@@ -41,8 +39,7 @@ bool Call::readSecret(const char* option, SecretReader read, QByteArray& secret)
         return fail("badKey", path, fault);
     }
     if (!warning.isEmpty() && name != QLatin1String("public")) {
-        std::fprintf(stderr, "qvora-inspect: warning: %s: %s\n", qUtf8Printable(printable(path)),
-                     qUtf8Printable(warning));
+        report_.warnings.push_back({"openKey", path, warning});
     }
     return true;
 }
@@ -145,6 +142,9 @@ bool Call::open(const QString& path, Opened& opened) {
     }
     if (!openSecond(as, opened)) {
         return false;
+    }
+    if (kept_ != nullptr) {
+        kept_->files.push_back({opened.bytes, opened.secondBytes, opened.source, {}});
     }
     opened.description = describe(opened.source, as);
     if (opened.description.format == nullptr) {

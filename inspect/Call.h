@@ -21,10 +21,19 @@ struct Opened {
     Description description;
 };
 
+/// The bytes that a call looked at, for a window that shows them beside the report.
+struct Kept {
+    std::vector<Opened> files;  ///< in the order in which they were read; their descriptions stand in the report
+    bool wantsContents = false;
+    Contents contents;  ///< of the last file that was verified, if nothing in it is wrong and no part stayed closed
+};
+
 /// One call: its options, and what it has to tell. Faults go into the report; whoever gets false only returns.
 class Call {
   public:
-    Call(const QCommandLineParser& parser, Report& report) : parser_(parser), report_(report) {}
+    /// `kept` may be null.
+    Call(const QCommandLineParser& parser, Report& report, Kept* kept = nullptr)
+        : parser_(parser), report_(report), kept_(kept) {}
 
     bool fail(const char* code, const QString& file, const QString& text);
 
@@ -42,6 +51,7 @@ class Call {
     [[nodiscard]] const Evidence& evidenceB() const { return evidenceB_; }
     [[nodiscard]] const Sources& sources() const { return sources_; }
     [[nodiscard]] Report& report() { return report_; }
+    [[nodiscard]] Kept* kept() { return kept_; }
 
   private:
     using SecretReader = bool (*)(const QString& path, QByteArray& key, QString& fault, QString& warning);
@@ -55,6 +65,7 @@ class Call {
 
     const QCommandLineParser& parser_;
     Report& report_;
+    Kept* kept_;
     Evidence evidence_;
     Evidence evidenceB_;
     Sources sources_;

@@ -29,7 +29,7 @@ void proveIvs(std::vector<Description>& files);
 
 /// Why a command, or one of its files, couldn't be worked on.
 struct Failure {
-    const char* code;  ///< stable: usage, unreadable, unknownFormat, badKey, unwritable, noMemory
+    const char* code;  ///< stable: usage, unreadable, unknownFormat, badKey, unwritable, noMemory; openKey of a warning
     QString file;
     QString text;
 };
@@ -40,6 +40,7 @@ struct Report {
     int status = 0;
     std::vector<Description> files;
     std::vector<Failure> failures;
+    std::vector<Failure> warnings;        ///< what should be told, but stops nothing
     std::vector<Difference> differences;  ///< of the two files
     QString folder;                       ///< that contents were written into
 };

@@ -4,6 +4,7 @@
 
 #include <QCoreApplication>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 
@@ -105,13 +106,19 @@ QString usageFault(const QCommandLineParser& parser) {
     return {};
 }
 
+void print(const char* kind, const std::vector<Failure>& failures) {
+    for (const Failure& failure : failures) {
+        const QString place = failure.file.isEmpty() ? QString() : printable(failure.file) + QStringLiteral(": ");
+        std::fprintf(stderr, "qvora-inspect: %s%s%s\n", kind, qUtf8Printable(place),
+                     qUtf8Printable(printable(failure.text)));
+    }
+}
+
 /// A report that can't be written whole is no report.
 int write(const Report& report, bool asJson) {
     const QByteArray text = asJson ? printJson(report) : printText(report);
-    for (const Failure& failure : report.failures) {
-        const QString place = failure.file.isEmpty() ? QString() : printable(failure.file) + QStringLiteral(": ");
-        std::fprintf(stderr, "qvora-inspect: %s%s\n", qUtf8Printable(place), qUtf8Printable(printable(failure.text)));
-    }
+    print("warning: ", report.warnings);
+    print("", report.failures);
     const auto size = static_cast<std::size_t>(text.size());
     if (std::fwrite(text.constData(), 1, size, stdout) != size || std::fflush(stdout) != 0) {
         std::fprintf(stderr, "qvora-inspect: the output can't be written\n");
@@ -120,8 +127,15 @@ int write(const Report& report, bool asJson) {
     return report.status;
 }
 
-void runCommand(const QCommandLineParser& parser, Report& report) {
-    Call call(parser, report);
+Report runCommand(const QCommandLineParser& parser, bool isParsed, Kept* kept) {
+    Report report;
+    report.command = parser.positionalArguments().value(0);
+    if (!isParsed) {
+        report.failures.push_back({"usage", {}, printable(parser.errorText())});
+        report.status = statusUndecided;
+        return report;
+    }
+    Call call(parser, report, kept);
     QString fault = usageFault(parser);
     if (!fault.isEmpty()) {
         call.fail("usage", {}, fault);
@@ -132,9 +146,23 @@ void runCommand(const QCommandLineParser& parser, Report& report) {
     if (!report.failures.empty() && report.status != statusWrong) {
         report.status = statusUndecided;
     }
+    return report;
 }
 
 }  // namespace
+
+Report reportOf(const QStringList& arguments, Kept* kept) {
+    QCommandLineParser parser;
+    addOptions(parser);
+    const bool isParsed = parser.parse(arguments);
+    return runCommand(parser, isParsed, kept);
+}
+
+bool takesOption(const QString& command, const QString& option) {
+    return std::any_of(options.begin(), options.end(), [&](const OptionRow& row) {
+        return nameOf(row) == option && QString::fromLatin1(row.commands).split(u' ').contains(command);
+    });
+}
 
 int run(const QStringList& arguments) {
     QCommandLineParser parser;
@@ -146,7 +174,6 @@ int run(const QStringList& arguments) {
     parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("files, \"-\" for standard input"),
                                  QStringLiteral("FILE..."));
     addOptions(parser);
-    Report report;
     const bool isParsed = parser.parse(arguments);
     if (isParsed && parser.isSet(help)) {
         std::fputs(qUtf8Printable(helpText(parser)), stdout);
@@ -156,14 +183,7 @@ int run(const QStringList& arguments) {
         std::printf("qvora-inspect %s\n", qUtf8Printable(QCoreApplication::applicationVersion()));
         return std::fflush(stdout) == 0 ? statusGood : statusUndecided;
     }
-    report.command = parser.positionalArguments().value(0);
-    if (isParsed) {
-        runCommand(parser, report);
-    } else {
-        report.failures.push_back({"usage", {}, printable(parser.errorText())});
-        report.status = statusUndecided;
-    }
-    return write(report, arguments.contains(QLatin1String("--json")));
+    return write(runCommand(parser, isParsed, nullptr), arguments.contains(QLatin1String("--json")));
 }
 
 }  // namespace inspect

@@ -31,17 +31,20 @@ bool isOpen(const Description& description) {
 }
 
 void verifyFile(Call& call, Opened& opened) {
-    if (call.sources().isEmpty()) {
-        prove(opened.source, call.evidence(), opened.description);
-        opened.description.addUnchecked(CheckCode::against, Reason::notAsked, 0, false);
-        return;
-    }
     Contents contents;
-    prove(opened.source, call.evidence(), opened.description, &contents);
-    if (isOpen(opened.description)) {
+    const bool isKept = call.kept() != nullptr && call.kept()->wantsContents;
+    const bool isCompared = !call.sources().isEmpty();
+    prove(opened.source, call.evidence(), opened.description, isKept || isCompared ? &contents : nullptr);
+    const bool isAuthentic = isOpen(opened.description) && judge(opened.description).verdict != Verdict::wrong;
+    if (!isCompared) {
+        opened.description.addUnchecked(CheckCode::against, Reason::notAsked, 0, false);
+    } else if (isOpen(opened.description)) {
         proveAgainst(call.sources(), contents, opened.description);
     } else {
         opened.description.addUnchecked(CheckCode::against, Reason::notAuthentic);
+    }
+    if (isKept && isAuthentic) {
+        call.kept()->contents.list = std::move(contents.list);
     }
 }
 

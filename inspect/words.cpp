@@ -1,0 +1,131 @@
+#include "inspect/words.h"
+
+namespace inspect {
+
+namespace {
+
+QString fill(const char* words, const std::vector<Field>& arguments) {
+    QString text = QString::fromLatin1(words);
+    for (const Field& argument : arguments) {
+        text.replace(QStringLiteral("{%1}").arg(QLatin1String(argument.name)), valueText(argument));
+    }
+    return text;
+}
+
+// A name of ours in a text, as "area F" or "externalFirmware", as words.
+QString wordsIn(const Field& field) {
+    QStringList words;
+    for (const QByteArray& word : field.bytes.split(' ')) {
+        words << (word.size() > 1 ? wordsOf(word.constData()) : printable(QString::fromLatin1(word)));
+    }
+    return words.join(u' ');
+}
+
+}  // namespace
+
+QString wordsOf(const char* name) {
+    QString words;
+    for (const char* at = name; *at != '\0'; ++at) {
+        if (*at >= 'A' && *at <= 'Z') {
+            words += u' ';
+            words += QLatin1Char(static_cast<char>(*at - 'A' + 'a'));
+        } else {
+            words += QLatin1Char(*at);
+        }
+    }
+    for (const char* const shortForm : {"iv", "tlv", "id"}) {
+        const QString lower = QString::fromLatin1(shortForm);
+        if (words == lower || words.endsWith(u' ' + lower)) {
+            words.replace(words.size() - lower.size(), lower.size(), lower.toUpper());
+        }
+    }
+    return words;
+}
+
+QString addressText(std::uint64_t address) {
+    return QStringLiteral("0x%1").arg(QString::number(address, 16).toUpper(), 8, u'0');
+}
+
+QString bytesText(std::uint64_t count) {
+    return QStringLiteral("%1 %2").arg(count).arg(count == 1 ? QStringLiteral("byte") : QStringLiteral("bytes"));
+}
+
+QString valueText(const Field& field) {
+    if (field.secret) {
+        return QStringLiteral("(%1)").arg(bytesText(static_cast<std::uint64_t>(field.size)));
+    }
+    if (field.meaning != nullptr) {
+        return wordsOf(field.meaning);
+    }
+    switch (field.kind) {
+        case FieldKind::number:
+            return QString::number(field.number);
+        case FieldKind::address:
+            return addressText(field.number);
+        case FieldKind::bytes:
+            return QString::fromLatin1(field.bytes.toHex());
+        case FieldKind::text:
+            break;
+    }
+    return printable(QString::fromUtf8(field.bytes));
+}
+
+QString fieldText(const Field& field) {
+    return wordsOf(field.name) + u' ' + valueText(field);
+}
+
+QString differenceText(const Difference& difference) {
+    std::vector<Field> arguments = difference.arguments;
+    for (Field& argument : arguments) {
+        if (QByteArrayView(argument.name) == "name") {
+            argument.bytes = wordsIn(argument).toUtf8();
+        }
+    }
+    return fill(rowOf(difference.code).words, arguments);
+}
+
+const Part* partOf(const Description& description, int index) {
+    const bool isThere = index > 0 && static_cast<std::size_t>(index) <= description.parts.size();
+    return isThere ? &description.parts[static_cast<std::size_t>(index - 1)] : nullptr;
+}
+
+QString partName(const Part& part) {
+    QString name = QStringLiteral("%1 %2").arg(wordsOf(part.name)).arg(part.index);
+    if (part.letter != 0) {
+        name += u' ' + printable(QString(QLatin1Char(part.letter)));
+    }
+    return name;
+}
+
+QString memoryText(const Part& part) {
+    if (!part.hasAddress) {
+        return {};
+    }
+    return part.memorySize == 0 ? addressText(part.address)
+                                : addressText(part.address) + u'-' + addressText(part.address + part.memorySize - 1);
+}
+
+QString findingText(const Finding& finding) {
+    return fill(rowOf(finding.code).words, finding.arguments);
+}
+
+QString resultText(const Check& check) {
+    const CheckRow& row = rowOf(check.code);
+    QString words = QString::fromLatin1(row.words) + u' ';
+    for (const Field& argument : check.arguments) {
+        if (QByteArrayView(argument.name) == "content") {
+            words.prepend(wordsIn(argument) + u' ');
+        }
+    }
+    switch (check.result) {
+        case CheckResult::good:
+            return words + QStringLiteral("good");
+        case CheckResult::bad:
+            return words + fill(row.badWords, check.arguments);
+        case CheckResult::unchecked:
+            break;
+    }
+    return words + QStringLiteral("unchecked (%1)").arg(QLatin1String(rowOf(check.reason).words));
+}
+
+}  // namespace inspect

@@ -23,7 +23,7 @@ Dialogs::Dialogs(Settings& settings) : settings_(settings) {
 Dialogs::~Dialogs() = default;
 
 QString Dialogs::openFile(QWidget* parent, const QString& title, PathRole role, const QString& filter) {
-    const QString path = QFileDialog::getOpenFileName(parent, title, settings_.lastFolder(role), filter);
+    QString path = QFileDialog::getOpenFileName(parent, title, settings_.lastFolder(role), filter);
     if (!path.isEmpty()) {
         settings_.setLastFolder(role, QFileInfo(path).absolutePath());
     }
@@ -32,7 +32,7 @@ QString Dialogs::openFile(QWidget* parent, const QString& title, PathRole role, 
 
 QString Dialogs::saveFile(QWidget* parent, const QString& title, PathRole role, const QString& filter,
                           const QString& proposed) {
-    const QString path =
+    QString path =
         QFileDialog::getSaveFileName(parent, title, QDir(settings_.lastFolder(role)).filePath(proposed), filter);
     if (!path.isEmpty()) {
         settings_.setLastFolder(role, QFileInfo(path).absolutePath());
@@ -41,7 +41,7 @@ QString Dialogs::saveFile(QWidget* parent, const QString& title, PathRole role, 
 }
 
 QString Dialogs::openFolder(QWidget* parent, const QString& title, PathRole role) {
-    const QString path = QFileDialog::getExistingDirectory(parent, title, settings_.lastFolder(role));
+    QString path = QFileDialog::getExistingDirectory(parent, title, settings_.lastFolder(role));
     if (!path.isEmpty()) {
         settings_.setLastFolder(role, path);
     }

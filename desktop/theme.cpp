@@ -9,6 +9,7 @@
 #include <QStyleOption>
 
 #include <array>
+#include <memory>
 
 namespace {
 
@@ -71,7 +72,7 @@ class ThemeStyle : public QProxyStyle {
     }
 };
 
-/// A twelfth of the line height of the program's font: 6 pixels where a line has 18.
+/// `count` thirds of the line height of the program's font: 6 pixels where a line has 18.
 int steps(int count) {
     return qMax(1, QFontMetrics(QApplication::font()).height() / 3) * count;
 }
@@ -79,13 +80,11 @@ int steps(int count) {
 }  // namespace
 
 void Theme::apply(QApplication& application, ThemeScheme scheme) {
-    // What the desktop's own palette says, asked before the first of ours covers it.
-    static const bool systemIsDark = QApplication::palette().color(QPalette::Window).lightness() < 128;
-    static const bool styleIsSet = [] {
-        QApplication::setStyle(new ThemeStyle);
-        return true;
-    }();
-    Q_UNUSED(styleIsSet)
+    // What the system's own palette says, asked before ours first covers it.
+    static const bool systemIsDark = isDark();
+    if (dynamic_cast<ThemeStyle*>(QApplication::style()) == nullptr) {
+        QApplication::setStyle(std::make_unique<ThemeStyle>().release());  // the application owns it
+    }
     application.setPalette(palette(scheme == ThemeScheme::system ? systemIsDark : scheme == ThemeScheme::dark));
 }
 

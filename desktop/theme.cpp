@@ -9,7 +9,6 @@
 #include <QStyleOption>
 
 #include <array>
-#include <memory>
 
 namespace {
 
@@ -83,7 +82,9 @@ void Theme::apply(QApplication& application, ThemeScheme scheme) {
     // What the system's own palette says, asked before ours first covers it.
     static const bool systemIsDark = isDark();
     if (dynamic_cast<ThemeStyle*>(QApplication::style()) == nullptr) {
-        QApplication::setStyle(std::make_unique<ThemeStyle>().release());  // the application owns it
+        auto* style = new ThemeStyle;
+        style->setParent(&application);
+        QApplication::setStyle(style);
     }
     application.setPalette(palette(scheme == ThemeScheme::system ? systemIsDark : scheme == ThemeScheme::dark));
 }

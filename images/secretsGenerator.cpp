@@ -61,34 +61,6 @@ bool readExpectedSize(const QJsonObject& object, SecretItem& item) {
     return readOptional(object, expectedSizeRow, item.expectedSize);
 }
 
-bool readItem(const QJsonObject& object, SecretItem& item) {
-    if (!hasKeys(object, {QLatin1String("Name"), QLatin1String("PathOrWord"), QLatin1String("Offset")})) {
-        return reportError("Invalid json item");
-    }
-    item.Name = object.value(QLatin1String("Name")).toString();
-    item.PathOrWord = object.value(QLatin1String("PathOrWord")).toString();
-    if (!readHex(object.value(QLatin1String("Offset")), item.Offset) ||
-        !readOptional(object, mandatoryRow, item.isMandatory) || !readOptional(object, ownerRow, item.isVXOwner)) {
-        return false;
-    }
-    if (!object.contains(isFileRow.key)) {
-        return reportError("Invalid json item [isFile field does not exist]");
-    }
-    if (!readDecimal(object, isFileRow, item.isFile) || !readExpectedSize(object, item)) {
-        return false;
-    }
-    if (!object.contains(formatRow.key)) {
-        return reportError("Invalid json item [Format field does not exist]");
-    }
-    if (!readDecimal(object, formatRow, item.Format)) {
-        return false;
-    }
-    if (!object.contains(QLatin1String("Protection"))) {
-        return reportError("Invalid json item");
-    }
-    return readProtection(object.value(QLatin1String("Protection")).toObject(), item);
-}
-
 void reverseWords(QByteArray& data) {
     const qsizetype wholeWords = data.size() - data.size() % otpWordSize;
     for (qsizetype i = 0; i < wholeWords; i += otpWordSize) {
@@ -96,18 +68,12 @@ void reverseWords(QByteArray& data) {
     }
 }
 
-/// The folder that contains the program's folder.
-QString programRoot() {
-    return QFileInfo(QCoreApplication::applicationDirPath()).absolutePath();
-}
-
 bool readFile(const SecretItem& item, const QString& noncePath, SecretSegment& segment) {
-    const QString folder = programRoot();
     QByteArray nonce;
-    if (!noncePath.isEmpty() && !readNonce(item, resolvedPath(folder, noncePath), nonce)) {
+    if (!noncePath.isEmpty() && !readNonce(item, secretPath(noncePath), nonce)) {
         return false;
     }
-    if (!item.PathOrWord.isEmpty() && !readItemData(item, resolvedPath(folder, item.PathOrWord), nonce, segment.data)) {
+    if (!item.PathOrWord.isEmpty() && !readItemData(item, secretPath(item.PathOrWord), nonce, segment.data)) {
         return false;
     }
     segment.size = static_cast<std::uint32_t>(segment.data.size());
@@ -260,6 +226,38 @@ bool readBack(std::uint32_t deviceId, const QString& path, const QByteArray& ima
 
 }  // namespace
 
+bool readSecretItem(const QJsonObject& object, SecretItem& item) {
+    if (!hasKeys(object, {QLatin1String("Name"), QLatin1String("PathOrWord"), QLatin1String("Offset")})) {
+        return reportError("Invalid json item");
+    }
+    item.Name = object.value(QLatin1String("Name")).toString();
+    item.PathOrWord = object.value(QLatin1String("PathOrWord")).toString();
+    if (!readHex(object.value(QLatin1String("Offset")), item.Offset) ||
+        !readOptional(object, mandatoryRow, item.isMandatory) || !readOptional(object, ownerRow, item.isVXOwner)) {
+        return false;
+    }
+    if (!object.contains(isFileRow.key)) {
+        return reportError("Invalid json item [isFile field does not exist]");
+    }
+    if (!readDecimal(object, isFileRow, item.isFile) || !readExpectedSize(object, item)) {
+        return false;
+    }
+    if (!object.contains(formatRow.key)) {
+        return reportError("Invalid json item [Format field does not exist]");
+    }
+    if (!readDecimal(object, formatRow, item.Format)) {
+        return false;
+    }
+    if (!object.contains(QLatin1String("Protection"))) {
+        return reportError("Invalid json item");
+    }
+    return readProtection(object.value(QLatin1String("Protection")).toObject(), item);
+}
+
+QString secretPath(const QString& path) {
+    return resolvedPath(QFileInfo(QCoreApplication::applicationDirPath()).absolutePath(), path);
+}
+
 int parseSecretsJson(const QString& jsonPath, QList<SecretItem>& items) {
     QJsonArray files;
     if (!readItemDocument(jsonPath, files)) {
@@ -267,7 +265,7 @@ int parseSecretsJson(const QString& jsonPath, QList<SecretItem>& items) {
     }
     QList<SecretItem> found;
     for (const QJsonValue element : qAsConst(files)) {
-        if (!readItem(element.toObject(), found.emplaceBack())) {
+        if (!readSecretItem(element.toObject(), found.emplaceBack())) {
             return -1;
         }
     }

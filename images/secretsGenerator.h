@@ -5,6 +5,8 @@
 
 #include <QList>
 
+class QJsonObject;
+
 /// One secret: a file or a literal word for the OTP memory. `Offset` is the index of its first OTP word.
 struct SecretItem : ProtectedItem {
     QString PathOrWord;  ///< the path, or a word such as "0x12345678"
@@ -18,6 +20,13 @@ struct SecretItem : ProtectedItem {
 /// Reads the secrets document at `jsonPath` and prints what it lists. 0 on success, when `items` is replaced by the
 /// secrets in document order; -1 with a message otherwise.
 [[nodiscard]] int parseSecretsJson(const QString& jsonPath, QList<SecretItem>& items);
+
+/// Reads one element of the document's `Files`. False with a message, and `item` partly filled, otherwise.
+[[nodiscard]] bool readSecretItem(const QJsonObject& object, SecretItem& item);
+
+/// Where a path of the document leads: one that begins with "." counts from the folder that contains the program's
+/// folder, any other stands as it is.
+[[nodiscard]] QString secretPath(const QString& path);
 
 /// Turns items into segments and checks them against each other and the device's OTP memory. 0 on success, when
 /// `segments` is replaced; -1 with a message otherwise. With `forPreview` the data keeps the byte order of its source,

@@ -1,0 +1,74 @@
+#include "devices/otpMap.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+/// One letter a word: what becomes of it.
+std::string drawn(const OtpMap& map) {
+    std::string text;
+    for (const OtpWord& word : map.words) {
+        text += ".fuX"[static_cast<int>(word.use)];
+    }
+    return text;
+}
+
+std::string drawn(const QList<OtpCollision>& collisions) {
+    std::string text;
+    for (const OtpCollision& at : collisions) {
+        text += std::to_string(at.first) + '+' + std::to_string(at.second) + '@' + std::to_string(at.word) + '*' +
+                std::to_string(at.count) + ' ';
+    }
+    return text;
+}
+
+TEST(OtpMap, TellsWhatBecomesOfEachWord) {
+    // Words 2 to 4 and 8 have to be filled, 6 may be left out.
+    DeviceFuses fuses;
+    fuses.wordCount = 10;
+    fuses.words = {{QStringLiteral("key"), 2, 3, 0, false, {}},
+                   {QStringLiteral("may"), 6, 1, 0, true, {}},
+                   {QStringLiteral("state"), 8, 1, 0, false, {}}};
+    using Places = QList<qsizetype>;
+    const struct {
+        QList<OtpItem> items;
+        const char* words;
+        const char* collisions;
+        Places outside, undescribed, missing;
+    } cases[] = {
+        {{}, "..fff.f.f.", "", {}, {}, {0, 2}},
+        {{{{}, 2, 3}, {{}, 8, 1}}, "..uuu.f.u.", "", {}, {}, {}},
+        {{{{}, 8, 1}, {{}, 2, 2}}, "..uuf.f.u.", "", {}, {}, {0}},
+        {{{{}, 3, 2}, {{}, 2, 2}}, "..uXu.f.f.", "1+0@3*1 ", {}, {}, {2}},
+        {{{{}, 5, 2}, {{}, 5, 0}}, "..fffuu.f.", "", {}, {0}, {0, 2}},
+        {{{{}, 8, 4}}, "..fff.f.uu", "", {0}, {0}, {0}},
+        {{{{}, 10, 1}, {{}, 0xFFFFFFFF, 0xFFFFFFFF}}, "..fff.f.f.", "", {0, 1}, {}, {0, 2}},
+        {{{{}, 12, 9}, {{}, 13, 2}, {{}, 14, 9}}, "..fff.f.f.", "0+1@13*2 0+2@14*7 ", {0, 1, 2}, {}, {0, 2}},
+        {{{{}, 2, 3}, {{}, 2, 3}, {{}, 4, 5}},
+         "..XXXuu"
+         "uu.",
+         "0+1@2*3 0+2@4*1 ",
+         {},
+         {2},
+         {}},
+    };
+    for (const auto& row : cases) {
+        const OtpMap map = mapOtp(fuses, row.items);
+        EXPECT_EQ(
+            std::tuple(drawn(map), drawn(map.collisions), map.outside, map.undescribed, map.missing),
+            std::tuple(std::string(row.words), std::string(row.collisions), row.outside, row.undescribed, row.missing))
+            << drawn(map) << ' ' << drawn(map.collisions);
+    }
+    EXPECT_EQ(mapOtp({}, {{{}, 0, 1}}).outside, Places{0});
+}
+
+TEST(OtpMap, FindsNeighbours) {
+    const QList<OtpItem> items = {{{}, 7, 1}, {{}, 3, 1}, {{}, 7, 2}, {{}, 5, 1}};
+    const std::tuple<qsizetype, qsizetype, qsizetype> expected[] = {{0, 3, 2}, {1, -1, 3}, {2, 0, -1}, {3, 1, 0}};
+    for (const auto& [item, before, behind] : expected) {
+        const OtpNeighbours nearest = otpNeighbours(items, item);
+        EXPECT_EQ(std::tuple(item, nearest.before, nearest.behind), std::tuple(item, before, behind));
+    }
+}
+
+}  // namespace

@@ -50,6 +50,8 @@ class FormView : public QWidget {
     void setValues(const QString& id, const QStringList& values);
     void setShown(const QString& id, bool shown);
     void setEditable(const QString& id, bool editable);
+    /// The folder that relative paths count from; the program's own as long as none is set.
+    void setFolder(const QString& folder);
     /// Says something of a field that its own check can't know. The next edit of the field takes it away.
     void setVerdict(const QString& id, const Verdict& verdict);
 

@@ -1,0 +1,62 @@
+#include "desktop/ChoiceField.h"
+
+#include <QComboBox>
+#include <QHBoxLayout>
+
+namespace {
+
+constexpr int fewestCharacters = 10;
+constexpr int mostCharacters = 60;
+
+}  // namespace
+
+ChoiceField::ChoiceField(const FormField& field, QWidget* parent) : FieldEdit(parent), box_(new QComboBox(this)) {
+    for (const FieldChoice& choice : field.choices) {
+        box_->addItem(choice.label, choice.value);
+    }
+    box_->setObjectName(field.id);
+    box_->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+    box_->setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Fixed);
+    box_->setMinimumWidth(fontMetrics().averageCharWidth() * fewestCharacters);
+    box_->setMaximumWidth(fontMetrics().averageCharWidth() * mostCharacters);
+    // The wheel would focus it first and turn it then.
+    box_->setFocusPolicy(Qt::StrongFocus);
+    watch(box_, plainLabel(field.label));
+    auto* layout = new QHBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(box_);
+    layout->addStretch();
+    connect(box_, &QComboBox::activated, this, [this] {
+        emit edited();
+        emit settled();
+    });
+}
+
+QStringList ChoiceField::values() const {
+    const QString value = box_->currentData().toString();
+    return value.isEmpty() ? QStringList() : QStringList(value);
+}
+
+void ChoiceField::setValues(const QStringList& values) {
+    const QString value = values.value(0);
+    int index = box_->findData(value);
+    if (index < 0 && value.isEmpty()) {
+        index = 0;
+    } else if (index < 0) {
+        box_->addItem(value, value);
+        index = box_->count() - 1;
+    }
+    box_->setCurrentIndex(index);
+}
+
+void ChoiceField::setEditable(bool editable) {
+    box_->setEnabled(editable);
+}
+
+void ChoiceField::describe(const QString& text, bool /*isFault*/) {
+    box_->setAccessibleDescription(text);
+}
+
+QWidget* ChoiceField::first() const {
+    return box_;
+}

@@ -1,0 +1,204 @@
+#include "desktop/PathListField.h"
+
+#include "desktop/FieldLine.h"
+#include "desktop/PathField.h"
+#include "desktop/theme.h"
+
+#include <QApplication>
+#include <QBoxLayout>
+#include <QDragEnterEvent>
+#include <QMimeData>
+#include <QPushButton>
+
+namespace {
+
+constexpr int besideCharacters = 13;
+
+}  // namespace
+
+PathListField::PathListField(const FormField& field, PageContext& context, QWidget* parent)
+    : FieldEdit(parent),
+      field_(field),
+      context_(context),
+      layout_(new QVBoxLayout(this)),
+      add_(new QPushButton(tr("Add a file"), this)) {
+    add_->setObjectName(field.id + QLatin1String("Add"));
+    add_->setAutoDefault(false);
+    watch(add_, tr("Add a file to %1").arg(plainLabel(field.label)));
+    setAcceptDrops(true);
+    layout_->setContentsMargins(0, 0, 0, 0);
+    addRow();
+    layout_->addWidget(add_, 0, Qt::AlignLeft);
+    connect(add_, &QPushButton::clicked, this, [this] {
+        addRow();
+        rows_.last().path->first()->setFocus(Qt::OtherFocusReason);
+    });
+}
+
+QStringList PathListField::values() const {
+    QStringList values;
+    for (const Row& row : rows_) {
+        const QString beside = row.beside == nullptr ? QString() : row.beside->text().trimmed();
+        if (!row.path->path().isEmpty() || !beside.isEmpty()) {
+            values.append({row.path->path(), beside});
+        }
+    }
+    return values;
+}
+
+void PathListField::setValues(const QStringList& values) {
+    const qsizetype count = qMax<qsizetype>(1, (values.size() + 1) / 2);
+    while (rows_.size() > count) {
+        removeRow(rows_.last().box);
+    }
+    while (rows_.size() < count) {
+        addRow();
+    }
+    for (qsizetype at = 0; at < count; ++at) {
+        rows_.at(at).path->setValues(values.mid(2 * at, 1));
+        if (rows_.at(at).beside != nullptr) {
+            rows_.at(at).beside->setText(values.value(2 * at + 1));
+        }
+    }
+}
+
+void PathListField::setEditable(bool editable) {
+    isEditable_ = editable;
+    for (const Row& row : rows_) {
+        row.path->setEditable(editable);
+        row.remove->setEnabled(editable);
+        if (row.beside != nullptr) {
+            row.beside->setEditable(editable);
+        }
+    }
+    add_->setEnabled(editable);
+    setAcceptDrops(editable);
+}
+
+void PathListField::describe(const QString& text, bool isFault) {
+    for (const Row& row : rows_) {
+        row.path->describe(text, isFault);
+        if (row.beside != nullptr) {
+            row.beside->setAccessibleDescription(text);
+        }
+    }
+}
+
+QWidget* PathListField::first() const {
+    return rows_.first().path->first();
+}
+
+void PathListField::leave() {
+    // Who goes from a path to its address isn't done yet.
+    const QWidget* next = QApplication::focusWidget();
+    if (next == nullptr || !isAncestorOf(next)) {
+        emit left();
+    }
+}
+
+void PathListField::dragEnterEvent(QDragEnterEvent* event) {
+    if (!PathField::pathsOf(*event->mimeData()).isEmpty()) {
+        setTarget(true);
+        event->acceptProposedAction();
+    }
+}
+
+void PathListField::dragLeaveEvent(QDragLeaveEvent* /*event*/) {
+    setTarget(false);
+}
+
+void PathListField::dropEvent(QDropEvent* event) {
+    setTarget(false);
+    event->acceptProposedAction();
+    QStringList all = values();
+    for (const QString& path : PathField::pathsOf(*event->mimeData())) {
+        all.append({path, QString()});
+    }
+    setValues(all);
+    emit edited();
+    emit settled();
+}
+
+void PathListField::addRow() {
+    Row row{new QWidget(this), nullptr, nullptr, nullptr};
+    row.path = new PathField(field_, context_, row.box);
+    auto* line = new QHBoxLayout(row.box);
+    line->setContentsMargins(0, 0, 0, 0);
+    line->addWidget(row.path, 1);
+    if (!field_.besideLabel.isEmpty()) {
+        row.beside = new FieldLine(besideCharacters, row.box);
+        row.beside->setFont(Theme::fixedFont());
+        row.beside->setPlaceholderText(field_.besideLabel);
+        row.beside->setToolTip(field_.besideLabel);
+        connect(row.beside, &QLineEdit::textEdited, this, &PathListField::edited);
+        line->addWidget(row.beside);
+    }
+    row.remove = new QPushButton(tr("Remove"), row.box);
+    row.remove->setAutoDefault(false);
+    line->addWidget(row.remove);
+    QWidget* after = rows_.isEmpty() ? nullptr : rows_.last().remove;
+    for (QWidget* part : {row.path->first(), row.path->last(), static_cast<QWidget*>(row.beside),
+                          static_cast<QWidget*>(row.remove), static_cast<QWidget*>(add_)}) {
+        if (part != nullptr && after != nullptr) {
+            QWidget::setTabOrder(after, part);
+        }
+        after = part != nullptr ? part : after;
+    }
+    connect(row.path, &FieldEdit::edited, this, &PathListField::edited);
+    connect(row.path, &FieldEdit::settled, this, &PathListField::settled);
+    connect(row.path, &FieldEdit::entered, this, &PathListField::entered);
+    connect(row.path, &FieldEdit::menuAsked, this, &PathListField::menuAsked);
+    connect(row.path, &FieldEdit::left, this, &PathListField::leave);
+    connect(row.remove, &QPushButton::clicked, this, [this, box = row.box] {
+        removeRow(box);
+        emit edited();
+    });
+    layout_->insertWidget(static_cast<int>(rows_.size()), row.box);
+    rows_.append(row);
+    renameRows();
+    setEditable(isEditable_);
+}
+
+void PathListField::removeRow(const QWidget* box) {
+    for (qsizetype at = 0; at < rows_.size(); ++at) {
+        if (rows_.at(at).box != box) {
+            continue;
+        }
+        const Row row = rows_.takeAt(at);
+        const bool hasFocus = row.box->isAncestorOf(QApplication::focusWidget());
+        if (rows_.isEmpty()) {
+            addRow();
+        }
+        renameRows();
+        if (hasFocus) {
+            rows_.at(qMin(at, rows_.size() - 1)).path->first()->setFocus(Qt::OtherFocusReason);
+        }
+        row.box->hide();
+        // Its own button may be what asks for this.
+        row.box->deleteLater();
+        return;
+    }
+}
+
+void PathListField::renameRows() {
+    const QString label = plainLabel(field_.label);
+    for (qsizetype at = 0; at < rows_.size(); ++at) {
+        const Row& row = rows_.at(at);
+        const QString number = at == 0 ? QString() : QString::number(at + 1);
+        const QString name = at == 0 ? label : label + u' ' + number;
+        row.path->rename(field_.id + number, name);
+        if (row.beside != nullptr) {
+            row.beside->setObjectName(field_.id + QLatin1String("Beside") + number);
+            watch(row.beside, tr("%1 of %2").arg(field_.besideLabel, name));
+        }
+        row.remove->setObjectName(field_.id + QLatin1String("Remove") + number);
+        row.remove->setVisible(rows_.size() > 1);
+        watch(row.remove, tr("Remove %1").arg(name));
+    }
+}
+
+void PathListField::setTarget(bool isTarget) {
+    for (const Row& row : rows_) {
+        row.path->setTarget(isTarget);
+    }
+}

@@ -36,6 +36,14 @@ void addFields(Part& part, std::uint32_t protection) {
     part.fields.push_back(std::move(algorithm));
 }
 
+// The memory is written in words.
+void checkWords(const char* name, Field value, const Part& part, qint64 at, Description& description) {
+    if (value.number % 4 != 0) {
+        description.addFinding(FindingCode::unaligned, part.index, part.offset + at,
+                               {textField("field", name), std::move(value), numberField("expected", 4)});
+    }
+}
+
 }  // namespace
 
 void describeBackupImage(const Source& source, Description& description) {
@@ -54,18 +62,15 @@ void describeBackupImage(const Source& source, Description& description) {
         if (hasNonce && record.size < nonceSize) {
             description.addFinding(FindingCode::noRoomForNonce, part.index, part.offset + 8,
                                    {numberField("size", record.size)});
-        } else if (hasNonce) {
-            part.memorySize -= nonceSize;
+        } else {
+            part.memorySize -= hasNonce ? nonceSize : 0;
+            checkWords("size", numberField("value", part.memorySize), part, 8, description);
         }
         if (algorithm > Algorithm::ctr) {
             description.addFinding(FindingCode::unknownAlgorithm, part.index, part.offset + 4,
                                    {numberField("value", static_cast<std::uint32_t>(algorithm))});
         }
-        if (offset % 4 != 0) {
-            description.addFinding(
-                FindingCode::unaligned, part.index, part.offset,
-                {textField("field", "offset"), addressField("value", offset), numberField("expected", 4)});
-        }
+        checkWords("offset", addressField("value", offset), part, 0, description);
     }
     findOverlaps(description);
 }

@@ -66,6 +66,17 @@ qint64 Description::rangesEnd() const {
     return ranges.empty() ? 0 : ranges.back().offset + ranges.back().size;
 }
 
+namespace {
+
+void checkEnd(const Part& part, Description& description) {
+    constexpr std::uint64_t addressLimit = std::uint64_t{1} << 32;
+    if (part.memorySize > addressLimit - part.address) {
+        description.addFinding(FindingCode::addressWraps, part.index, part.offset);
+    }
+}
+
+}  // namespace
+
 std::vector<const Part*> partsByAddress(const Description& description, char letter) {
     std::vector<const Part*> parts;
     for (const Part& part : description.parts) {
@@ -78,15 +89,12 @@ std::vector<const Part*> partsByAddress(const Description& description, char let
 }
 
 void findOverlaps(Description& description, char letter) {
-    constexpr std::uint64_t addressLimit = std::uint64_t{1} << 32;
     const Part* furthest = nullptr;
     for (const Part* const part : partsByAddress(description, letter)) {
         if (part->memorySize == 0) {
             continue;
         }
-        if (part->memorySize > addressLimit - part->address) {
-            description.addFinding(FindingCode::addressWraps, part->index, part->offset);
-        }
+        checkEnd(*part, description);
         if (furthest != nullptr && part->address - furthest->address < furthest->memorySize) {
             description.addFinding(FindingCode::overlap, part->index, part->offset,
                                    {numberField("other", static_cast<std::uint64_t>(furthest->index)),
@@ -94,6 +102,14 @@ void findOverlaps(Description& description, char letter) {
         }
         if (furthest == nullptr || part->address + part->memorySize > furthest->address + furthest->memorySize) {
             furthest = part;
+        }
+    }
+}
+
+void findWraps(Description& description, char letter) {
+    for (const Part& part : description.parts) {
+        if (part.letter == letter) {
+            checkEnd(part, description);
         }
     }
 }

@@ -146,6 +146,9 @@ struct Description {
 /// 32-bit addresses.
 void findOverlaps(Description& description, char letter = 0);
 
+/// Adds a finding for each part of one letter whose bytes in memory go beyond 32-bit addresses.
+void findWraps(Description& description, char letter);
+
 /// Whether the ranges of `description` and of what is in it cover every byte once.
 [[nodiscard]] bool isTiled(const Description& description);
 

@@ -11,18 +11,29 @@ namespace {
 
 // In the order in which they stand in an image; `m` and `P` have places of their own.
 constexpr std::array letters = {
-    AreaLetter{'S', "packagedModule"},
-    AreaLetter{'O', "provisioningData"},
-    AreaLetter{'K', "keyArea", ContentKind::other, false, false, true},
-    AreaLetter{'R', "diversification", ContentKind::other, false, false, true},
-    AreaLetter{'M', "module", ContentKind::module, true},
-    AreaLetter{'F', "firmware", ContentKind::firmware, true},
-    AreaLetter{'E', "externalFirmware", ContentKind::firmware, true, true},
-    AreaLetter{'e', "externalModule", ContentKind::module, true, true},
-    AreaLetter{'H', "hash", ContentKind::derived},
-    AreaLetter{'C', "optionBytes", ContentKind::optionBytes, false, false, true},
-    AreaLetter{'m', "moduleRecord"},
-    AreaLetter{'P', "partEnd", ContentKind::derived},
+    AreaLetter{.letter = 'S', .name = "packagedModule", .isAtZero = true, .leastSize = 1},
+    AreaLetter{.letter = 'O', .name = "provisioningData", .leastSize = 12},
+    AreaLetter{.letter = 'K', .name = "keyArea", .isAtZero = true, .isWords = true, .leastSize = 4},
+    AreaLetter{.letter = 'R', .name = "diversification", .isAtZero = true, .isWords = true, .leastSize = 4},
+    AreaLetter{.letter = 'M', .name = "module", .kind = ContentKind::module, .isInMemory = true},
+    AreaLetter{.letter = 'F', .name = "firmware", .kind = ContentKind::firmware, .isInMemory = true, .leastSize = 1},
+    AreaLetter{.letter = 'E',
+               .name = "externalFirmware",
+               .kind = ContentKind::firmware,
+               .isInMemory = true,
+               .hasRegionKey = true,
+               .leastSize = 17},
+    AreaLetter{.letter = 'e',
+               .name = "externalModule",
+               .kind = ContentKind::module,
+               .isInMemory = true,
+               .hasRegionKey = true,
+               .leastSize = 16},
+    AreaLetter{.letter = 'H', .name = "hash", .kind = ContentKind::derived, .isAtZero = true, .exactSize = 32},
+    AreaLetter{
+        .letter = 'C', .name = "optionBytes", .kind = ContentKind::optionBytes, .isAtZero = true, .isWords = true},
+    AreaLetter{.letter = 'm', .name = "moduleRecord", .leastSize = 5},
+    AreaLetter{.letter = 'P', .name = "partEnd", .kind = ContentKind::derived, .exactSize = 8},
 };
 
 constexpr AreaLayout layout = {"TBIMAGIC", letters, false, SecondBlock::byProtocol, true, 0, 2};
@@ -46,10 +57,12 @@ void findModuleTails(Description& description) {
     }
 }
 
-// A licence or identity stands directly before its module, and the letters of the rest in the order of the table. `P`
-// may stand between any two.
+// A licence and an identity stand directly before their module, and the letters of the rest in the order of the table.
+// `P` may stand between any two.
 void checkOrder(Description& description) {
+    constexpr int mostRecords = 2;
     const Part* record = nullptr;
+    int records = 0;
     std::ptrdiff_t last = 0;
     for (const Part& part : description.parts) {
         const AreaLetter* const letter = letterOf(layout, part.letter);
@@ -61,11 +74,48 @@ void checkOrder(Description& description) {
         const std::ptrdiff_t place = isRecord ? last : letter - letters.data();
         const bool isSingle = part.letter == 'H' || part.letter == 'C';
         const bool fitsRecord = record == nullptr || ((isRecord || isModule) && part.address == record->address);
-        if (place < last || (isSingle && place == last) || !fitsRecord) {
+        records = isRecord ? records + 1 : 0;
+        if (place < last || (isSingle && place == last) || !fitsRecord || records > mostRecords) {
             description.addFinding(FindingCode::wrongOrder, part.index, part.offset);
         }
         last = std::max(last, place);
         record = isRecord ? &part : nullptr;
+    }
+}
+
+// Segments of one memory ascend.
+void checkAscent(char letter, Description& description) {
+    const Part* previous = nullptr;
+    for (const Part& part : description.parts) {
+        if (part.letter != letter) {
+            continue;
+        }
+        if (previous != nullptr && part.address < previous->address) {
+            description.addFinding(FindingCode::descending, part.index, part.offset + 8,
+                                   {numberField("other", static_cast<std::uint64_t>(previous->index)),
+                                    addressField("address", part.address)});
+        }
+        previous = &part;
+    }
+}
+
+// `P` ends a part, so none is empty, and a device keeps its place at one address.
+void checkPartEnds(Description& description) {
+    const Part* first = nullptr;
+    const Part* previous = nullptr;
+    for (const Part& part : description.parts) {
+        if (part.letter == 'P') {
+            if (previous == nullptr || previous->letter == 'P') {
+                description.addFinding(FindingCode::wrongOrder, part.index, part.offset);
+            }
+            first = first == nullptr ? &part : first;
+            if (part.address != first->address) {
+                description.addFinding(FindingCode::wrongValue, part.index, part.offset + 8,
+                                       {textField("field", "destination address"), addressField("value", part.address),
+                                        addressField("expected", first->address)});
+            }
+        }
+        previous = &part;
     }
 }
 
@@ -87,10 +137,16 @@ Match matchInstallImage(QByteArrayView bytes) {
 void describeInstallImage(const Source& source, Description& description) {
     const AreaImage image = walkAreas(source.bytes, layout);
     describeAreas(source.bytes, image, layout, description);
-    findOverlaps(description, 'F');
-    findOverlaps(description, 'E');
+    for (const char letter : {'F', 'E'}) {
+        findOverlaps(description, letter);
+        checkAscent(letter, description);
+    }
+    for (const char letter : {'M', 'e'}) {
+        findWraps(description, letter);
+    }
     findModuleTails(description);
     checkOrder(description);
+    checkPartEnds(description);
     checkHash(image, description);
 }
 

@@ -12,7 +12,7 @@ constexpr std::array letters = {
     AreaLetter{'A', "other"},
     AreaLetter{'C', "optionBytes"},
     AreaLetter{'E', "externalFirmware"},
-    AreaLetter{'F', "firmware", ContentKind::firmware, true},
+    AreaLetter{.letter = 'F', .name = "firmware", .kind = ContentKind::firmware, .isInMemory = true},
     AreaLetter{'H', "hash"},
     AreaLetter{'K', "keyArea"},
     AreaLetter{'M', "module"},

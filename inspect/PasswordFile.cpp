@@ -57,7 +57,7 @@ void describePasswordFile(const Source& source, Description& description) {
     if (header.marker != marker) {
         description.addFinding(FindingCode::badMagic, 0, 0, {addressField("expected", marker)});
     }
-    if (header.length != (length & 0xFF)) {
+    if (header.length != length) {
         description.addFinding(
             FindingCode::wrongSize, 1, 4,
             {numberField("value", static_cast<std::uint64_t>(length)), numberField("expected", header.length)});

@@ -11,9 +11,9 @@ namespace {
 
 // In the order in which they stand in an image.
 constexpr std::array letters = {
-    AreaLetter{'S', "secrets", ContentKind::blob},
-    AreaLetter{'F', "firmware", ContentKind::firmware, true},
-    AreaLetter{'B', "backupSection"},
+    AreaLetter{.letter = 'S', .name = "secrets", .kind = ContentKind::blob, .isAtZero = true, .leastSize = 1},
+    AreaLetter{.letter = 'F', .name = "firmware", .kind = ContentKind::firmware, .isInMemory = true, .leastSize = 1},
+    AreaLetter{.letter = 'B', .name = "backupSection", .leastSize = 12},
 };
 
 constexpr AreaLayout layout = {"PVSMAGIC", letters, false, SecondBlock::always, false, 1};
@@ -27,9 +27,6 @@ void checkOrder(Description& description) {
         }
         const bool isFirst = last == nullptr;
         const bool isSecrets = part.letter == 'S';
-        if (isSecrets && part.payloadSize == 0) {
-            description.addFinding(FindingCode::empty, part.index, part.offset + 4);
-        }
         if (isFirst != isSecrets || (!isFirst && letter < last)) {
             description.addFinding(FindingCode::wrongOrder, part.index, part.offset);
         }

@@ -10,6 +10,8 @@
 #include "inspect/sealedBlob.h"
 
 #include <algorithm>
+#include <array>
+#include <cstring>
 
 namespace inspect {
 
@@ -75,6 +77,19 @@ void checkFooter(const Footer& footer, Description& description) {
     }
 }
 
+// Else no signature is right, whatever the key.
+void checkNumber(const Footer& footer, const char* name, qsizetype at, Description& description) {
+    constexpr qsizetype size = 32;
+    constexpr std::array<std::uint8_t, size> order = {0xFF, 0xFF, 0xFF, 0xFF, 0x00, 0x00, 0x00, 0x00, 0xFF, 0xFF, 0xFF,
+                                                      0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xBC, 0xE6, 0xFA, 0xAD, 0xA7, 0x17,
+                                                      0x9E, 0x84, 0xF3, 0xB9, 0xCA, 0xC2, 0xFC, 0x63, 0x25, 0x51};
+    const QByteArrayView number = footer.signature.sliced(at, size);
+    if (isZero(number) || std::memcmp(number.data(), order.data(), size) >= 0) {
+        description.addFinding(FindingCode::outOfRange, 0, footer.image.size() + signedFooterSize + at,
+                               {textField("field", name)});
+    }
+}
+
 Source innerSource(const Source& source, const Footer& footer) {
     return {source.path, footer.image, {}, {}};
 }
@@ -116,6 +131,8 @@ void describeSignedImage(const Source& source, Description& description) {
     }
     description.addNumber("signedSize", footer.length, start + 12, 4);
     checkFooter(footer, description);
+    checkNumber(footer, "r", 0, description);
+    checkNumber(footer, "s", 32, description);
     description.addRange(signedSize, Role::payload, Cover::signature);
     description.addRange(start - signedSize, Role::payload, Cover::none);
     description.addRange(signedFooterSize, Role::header, Cover::signature);

@@ -5,6 +5,7 @@
 #include "inspect/sealedBlob.h"
 
 #include <algorithm>
+#include <array>
 
 namespace inspect {
 
@@ -14,7 +15,6 @@ constexpr qsizetype magicSize = 8;
 constexpr qsizetype headSize = 14;
 constexpr qsizetype blockSize = 16;
 constexpr qsizetype baseIvSize = 12;
-constexpr std::uint32_t digestSize = 32;
 constexpr std::uint16_t extendedProtocol = 65001;  // packaged modules with a longer header
 constexpr qsizetype extendedSize = 96;
 
@@ -90,8 +90,12 @@ void describeHeader(QByteArrayView bytes, const AreaImage& image, const AreaLayo
     description.addRange(image.headerSize, Role::header, cover);
 }
 
-void addFields(const Area& area, bool hasRegion, Part& part, Description& description) {
-    if (!hasRegion || area.second.size() != blockSize) {
+void addFields(const Area& area, const AreaImage& image, Part& part, Description& description) {
+    if (area.second.size() != blockSize) {
+        constexpr std::uint32_t regionProtocol = 2;
+        description.addFinding(FindingCode::wrongValue, part.index, magicSize,
+                               {textField("field", "protocol version"), numberField("value", image.protocol),
+                                numberField("expected", regionProtocol)});
         return;
     }
     ByteReader reader(area.second);
@@ -132,17 +136,25 @@ void compareHeader(const Area& area, int index, const AreaImage& image, const Ar
     expect(FindingCode::wrongCount, area.count, image.count, 12);
 }
 
-void checkSize(const Area& area, int index, const AreaLetter* letter, const AreaLayout& layout,
-               Description& description) {
+// What the row of its letter asks of an area's header.
+void checkLetter(const Area& area, int index, const AreaLetter& letter, Description& description) {
     constexpr std::uint32_t wordSize = 4;
-    if (letter != nullptr && letter->isWords && area.size % wordSize != 0) {
+    const auto addSize = [&](FindingCode code, std::uint32_t expected) {
         description.addFinding(
-            FindingCode::unaligned, index, area.offset + 4,
-            {textField("field", "size"), numberField("value", area.size), numberField("expected", wordSize)});
+            code, index, area.offset + 4,
+            {textField("field", "size"), numberField("value", area.size), numberField("expected", expected)});
+    };
+    if (area.size < letter.leastSize) {
+        addSize(letter.leastSize == 1 ? FindingCode::empty : FindingCode::tooSmall, letter.leastSize);
+    } else if (letter.exactSize != 0 && area.size != letter.exactSize) {
+        addSize(FindingCode::wrongSize, letter.exactSize);
+    } else if (letter.isWords && area.size % wordSize != 0) {
+        addSize(FindingCode::unaligned, wordSize);
     }
-    if (layout.endsByOptionBytes && !layout.isPackaged && area.letter == 'H' && area.size != digestSize) {
-        description.addFinding(FindingCode::wrongSize, index, area.offset + 4,
-                               {numberField("value", area.size), numberField("expected", digestSize)});
+    if (letter.isAtZero && area.address != 0) {
+        description.addFinding(FindingCode::wrongValue, index, area.offset + 8,
+                               {textField("field", "destination address"), addressField("value", area.address),
+                                addressField("expected", 0)});
     }
 }
 
@@ -170,11 +182,15 @@ void describeArea(const Area& area, int index, const AreaImage& image, const Are
         }
     }
     compareHeader(area, index, image, layout, description);
-    checkSize(area, index, letter, layout, description);
+    if (letter != nullptr) {
+        checkLetter(area, index, *letter, description);
+    }
     if (!layout.isPackaged && !hasRegion && !isZero(area.second)) {
         description.addFinding(FindingCode::notZero, index, area.offset + headSize + blockSize);
     }
-    addFields(area, hasRegion, part, description);
+    if (hasRegion) {
+        addFields(area, image, part, description);
+    }
 
     const Cover cover = layout.isPackaged ? Cover::none : Cover::tag;
     description.addRange(headSize, Role::header, cover, index);
@@ -232,6 +248,7 @@ class Prover {
 
   private:
     void provePlain(const Area& area, int index, const Glimpse& glimpse);
+    void proveRecord(const Area& area, int index, const std::array<std::uint32_t, 3>& header);
     void proveDigest(int index, const Glimpse& glimpse);
     void proveRegionKey(const Area& area, int index, const Glimpse& glimpse);
     void keep(const Area& area, int index, Content content);
@@ -246,6 +263,7 @@ class Prover {
     bool isDigesting_ = false;
     bool isDigestSound_ = true;
     std::uint32_t partEnds_ = 0;
+    std::uint32_t recordKind_ = 0;  // of the module record in front, 0 if none is there
 };
 
 void Prover::proveArea(const Area& area, int index) {
@@ -309,16 +327,13 @@ void Prover::provePlain(const Area& area, int index, const Glimpse& glimpse) {
     const std::uint32_t second = head.u32();
     const std::uint32_t third = head.u32();
     if (!layout_.endsByOptionBytes) {
-        if (area.letter == 'B') {  // a record of a backup image, which tells the size of its data
-            constexpr std::uint32_t recordHeaderSize = 12;
-            const bool isRecord = area.size >= recordHeaderSize && third == area.size - recordHeaderSize;
-            const std::uint32_t algorithm = (second >> 19) & 7;
-            const std::uint32_t nonceSize = algorithm == 1 || algorithm == 2 ? blockSize : 0;
-            const bool isWhole = isRecord && third >= nonceSize;
-            description_.addCheck(CheckCode::payloadForm, isWhole, index);
-            description_.parts[static_cast<std::size_t>(index - 1)].memorySize = isWhole ? third - nonceSize : 0;
+        if (area.letter == 'B') {
+            proveRecord(area, index, {first, second, third});
         }
         return;
+    }
+    if (area.letter != 'm' && area.letter != 'P') {
+        recordKind_ = 0;
     }
     switch (area.letter) {
         case 'H':
@@ -331,15 +346,36 @@ void Prover::provePlain(const Area& area, int index, const Glimpse& glimpse) {
                 area.size == 8 && first == partEnds_ && second == image_.count - static_cast<std::uint32_t>(index),
                 index);
             break;
-        case 'O':  // its 12-byte block names the address; the rest of it is carried as it was given
-            description_.addCheck(CheckCode::payloadForm, area.size >= 12 && first == area.address, index);
+        case 'O': {  // its block names the address and the size of the data behind it
+            constexpr std::uint32_t dataBlockSize = 12;
+            description_.addCheck(
+                CheckCode::payloadForm,
+                area.size >= dataBlockSize && first == area.address && second == area.size - dataBlockSize, index);
             break;
-        case 'm':
-            description_.addCheck(CheckCode::payloadForm, area.size > 4 && (first == 1 || first == 2), index);
+        }
+        case 'm': {  // a licence, an identity, or both in this order
+            constexpr std::uint32_t identity = 2;
+            constexpr std::uint32_t longestIdentity = 4 + 15;
+            const bool hasSize = area.size > 4 && (first != identity || area.size <= longestIdentity);
+            description_.addCheck(CheckCode::payloadForm, hasSize && first <= identity && first > recordKind_, index);
+            recordKind_ = first;
             break;
+        }
         default:
             break;
     }
+}
+
+// A whole record of a backup image, which tells the size of its data and whether they start with a nonce.
+void Prover::proveRecord(const Area& area, int index, const std::array<std::uint32_t, 3>& header) {
+    constexpr std::uint32_t headerSize = 12;
+    const auto [offset, protection, size] = header;
+    const std::uint32_t algorithm = (protection >> 19) & 7;
+    const std::uint32_t nonceSize = algorithm == 1 || algorithm == 2 ? blockSize : 0;
+    const bool isWhole = area.size >= headerSize && size == area.size - headerSize && size >= nonceSize;
+    const bool isPlaced = offset % 4 == 0 && offset <= area.address && (size - nonceSize) % 4 == 0;
+    description_.addCheck(CheckCode::payloadForm, isWhole && isPlaced && algorithm <= 2, index);
+    description_.parts[static_cast<std::size_t>(index - 1)].memorySize = isWhole ? size - nonceSize : 0;
 }
 
 void Prover::proveDigest(int index, const Glimpse& glimpse) {

@@ -9,9 +9,12 @@ struct AreaLetter {
     char letter;
     const char* name;
     ContentKind kind = ContentKind::other;
-    bool isInMemory = false;    ///< the destination address is where the payload lies
-    bool hasRegionKey = false;  ///< the second block describes a region, and the payload ends with its key
-    bool isWords = false;       ///< the payload is 32-bit words
+    bool isInMemory = false;      ///< the destination address is where the payload lies
+    bool isAtZero = false;        ///< the destination address is 0
+    bool hasRegionKey = false;    ///< the second block describes a region, and the payload ends with its key
+    bool isWords = false;         ///< the payload is 32-bit words
+    std::uint32_t leastSize = 0;  ///< of the payload
+    std::uint32_t exactSize = 0;  ///< of the payload; 0 if it may vary
 };
 
 enum class SecondBlock { byProtocol, always };

@@ -61,6 +61,10 @@ constexpr std::array findingRows = {
     FindingRow{FindingCode::wideElf, "wideElf", Severity::error, "it isn't made for a 32-bit processor"},
     FindingRow{FindingCode::noHashArea, "noHashArea", Severity::error, "no hash area stands before the option bytes"},
     FindingRow{FindingCode::empty, "empty", Severity::error, "it is empty"},
+    FindingRow{FindingCode::tooSmall, "tooSmall", Severity::error, "has {value} bytes, fewer than {expected}"},
+    FindingRow{FindingCode::descending, "descending", Severity::error,
+               "its address is below that of area {other} in front of it"},
+    FindingRow{FindingCode::outOfRange, "outOfRange", Severity::error, "{field} is out of its range"},
 };
 
 constexpr std::array differenceRows = {
@@ -129,7 +133,7 @@ static_assert(isInOrder(differenceRows, &DifferenceRow::code));
 static_assert(differenceRows.size() == static_cast<std::size_t>(DifferenceCode::sourceExtra) + 1);
 static_assert(isInOrder(checkRows, &CheckRow::code));
 static_assert(isInOrder(reasonRows, &ReasonRow::reason));
-static_assert(findingRows.size() == static_cast<std::size_t>(FindingCode::empty) + 1);
+static_assert(findingRows.size() == static_cast<std::size_t>(FindingCode::outOfRange) + 1);
 static_assert(checkRows.size() == static_cast<std::size_t>(CheckCode::signingKey) + 1);
 static_assert(reasonRows.size() == static_cast<std::size_t>(Reason::encrypted) + 1);
 

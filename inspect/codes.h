@@ -48,6 +48,9 @@ enum class FindingCode : std::uint8_t {
     wideElf,
     noHashArea,
     empty,
+    tooSmall,
+    descending,
+    outOfRange,
 };
 
 enum class Severity : std::uint8_t { note, error };

@@ -50,6 +50,18 @@ KitImage changed(KitImage image, void (*change)(KitImage& image)) {
     return image;
 }
 
+void hashAnew(KitImage& image) {
+    const auto hash = image.areas.end() - 2;
+    *hash = kitHash({image.areas.begin(), hash});
+}
+
+// A further part end, so that five or six areas stand between the first and the last.
+void addPartEnd(KitImage& image, std::ptrdiff_t at, std::uint32_t address, const char* payload) {
+    image.areas[4].payload[4] = 4;
+    image.areas.insert(image.areas.begin() + at, {'P', address, QByteArray::fromHex(payload), {}, {}, {}, {}, {}});
+    hashAnew(image);
+}
+
 // Each with right tags, so that the check behind them is reached, and each seen by one check alone.
 TEST(InspectInstallImage, NamesTheOneRuleThatIsBroken) {
     struct Row {
@@ -82,18 +94,62 @@ TEST(InspectInstallImage, NamesTheOneRuleThatIsBroken) {
         {"regionKey", kitExternalImage(),
          [](KitImage& image) {
              image.areas[3].regionKeyOf = "another";
-             image.areas[6] = kitHash({image.areas.begin(), image.areas.begin() + 6});
+             hashAnew(image);
          }},
         {"continuation", kitExternalImage(),
          [](KitImage& image) {
              image.areas[4].payload[0] = 2;
-             image.areas[6] = kitHash({image.areas.begin(), image.areas.begin() + 6});
+             hashAnew(image);
          }},
         {"payloadForm", kitExternalImage(),
          [](KitImage& image) {
              image.areas[0].payload[0] = 5;
-             image.areas[6] = kitHash({image.areas.begin(), image.areas.begin() + 6});
+             hashAnew(image);
          }},
+        {"payloadForm", kitExternalImage(),  // the size of its data
+         [](KitImage& image) {
+             image.areas[0].payload[4] = 5;
+             hashAnew(image);
+         }},
+        {"payloadForm", kitExternalImage(),  // a long identity
+         [](KitImage& image) {
+             image.areas[1].payload = QByteArray::fromHex("02000000") + QByteArray(16, 'i');
+             hashAnew(image);
+         }},
+        {"payloadForm", kitExternalImage(),  // two licences
+         [](KitImage& image) {
+             image.areas.insert(image.areas.begin() + 1, image.areas[1]);
+             hashAnew(image);
+         }},
+        {"payloadForm wrongOrder", kitExternalImage(),
+         [](KitImage& image) {
+             image.areas.insert(image.areas.begin() + 1, 2, image.areas[1]);
+             hashAnew(image);
+         }},
+        {"addressWraps", kitExternalImage(),
+         [](KitImage& image) { image.areas[1].address = image.areas[2].address = 0xFFFFFFF0; }},
+        {"descending", kitInstallImage(), [](KitImage& image) { image.areas[0].address = 0x08000200; }},
+        {"wrongValue", kitInstallImage(), [](KitImage& image) { image.areas[3].address = 4; }},
+        {"empty", kitInstallImage(),
+         [](KitImage& image) {
+             image.areas[1].payload = QByteArray();
+             hashAnew(image);
+         }},
+        {"tooSmall", kitExternalImage(),
+         [](KitImage& image) {
+             image.areas[3].payload = QByteArray();
+             hashAnew(image);
+         }},
+        {"continuation wrongSize", kitExternalImage(),
+         [](KitImage& image) {
+             image.areas[4].payload += 'x';
+             hashAnew(image);
+         }},
+        {"wrongOrder", kitExternalImage(),
+         [](KitImage& image) { addPartEnd(image, 5, 0x0800F000, "0200000003000000"); }},
+        {"wrongValue", kitExternalImage(),
+         [](KitImage& image) { addPartEnd(image, 6, 0x0800F004, "0200000002000000"); }},
+        {"regionKey wrongValue", kitExternalImage(), [](KitImage& image) { image.protocol = 1; }},
     };
     for (const Row& row : rows) {
         EXPECT_EQ(inspectBytes(kitMake(changed(row.base, row.change)), "a.tbi", kitKey).faults(), row.faults);

@@ -122,6 +122,7 @@ TEST(InspectPlainFormats, BrokenRulesAreNamed) {
         {"backupImage", backup().chopped(1), "?tag cutOff"},
         {"backupImage", backup() + "x", "?tag cutOff"},
         {"backupImage", words({0x12, 0, 4}) + "data", "?tag unaligned"},
+        {"backupImage", words({0x10, 0, 3}) + "dat", "?tag unaligned"},
         {"backupImage", words({0x10, 2U << 19, 15}) + secret.first(15), "?tag noRoomForNonce"},
         {"backupImage", words({0x10, 0, 32}) + secret + secret + words({0x20, 1U << 19, 32}) + secret + secret,
          "?tag overlap"},
@@ -136,6 +137,7 @@ TEST(InspectPlainFormats, BrokenRulesAreNamed) {
         {"secretsRecords", words({367, 4}) + "wor", "?tag cutOff"},
         {"passwordFile", password().replace(0, 1, "x"), "?tag badMagic"},
         {"passwordFile", password().chopped(1), "?tag wrongSize"},
+        {"passwordFile", words({0x80000000, 1}) + QByteArray(257, 'p'), "?tag wrongSize"},
         {"passwordFile", password().replace(6, 1, "x"), "?tag notZero"},
         {"passwordFile", "seven b", "?tag cutOff"},
     };

@@ -199,6 +199,13 @@ TEST(InspectFormats, NameTheOneRuleThatIsBroken) {
              std::swap(image.areas[2], image.areas[1]);
          })))},
         {"payloadForm", given("a.pvs", kitMake(provisioning([](KitImage& image) { image.areas[2].payload += 'x'; })))},
+        {"payloadForm", given("a.pvs", kitMake(provisioning([](KitImage& image) {
+             image.areas[2].payload[6] = 3 << 3;  // AES in an unknown mode
+         })))},
+        {"payloadForm", given("a.pvs", kitMake(provisioning([](KitImage& image) {
+             image.areas[2].payload = image.areas[2].payload.chopped(1).replace(8, 1, "\3");
+         })))},
+        {"empty", given("a.pvs", kitMake(provisioning([](KitImage& image) { image.areas[1].payload = QByteArray(); })))},
         {"notZero", given("a.pvs", kitMake(provisioning([](KitImage& image) {
              image.areas[1].second = QByteArray(16, 'x');
          })))},
@@ -214,6 +221,11 @@ TEST(InspectFormats, NameTheOneRuleThatIsBroken) {
              Given row = given("a.bin", made.image);
              row.publicKey = made.publicPem;
              row.as = "signedImage";
+             return row;
+         }()},
+        {"outOfRange signature", [] {
+             Given row = signedImage("image", 5);
+             row.bytes.replace(row.bytes.size() - 32, 32, QByteArray(32, '\xff'));
              return row;
          }()},
         {"beyondEnd", [] {

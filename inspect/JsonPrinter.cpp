@@ -75,7 +75,6 @@ QJsonObject toJson(const Part& part);
 QJsonObject toJson(const Range& range);
 QJsonObject toJson(const Finding& finding);
 QJsonObject toJson(const Check& check);
-QJsonObject toJson(const Description& description);
 QJsonObject toJson(const Failure& failure);
 QJsonObject toJson(const Difference& difference);
 
@@ -179,33 +178,6 @@ void addJudgement(QJsonObject& object, const Description& description) {
     }
 }
 
-QJsonObject toJson(const Description& description) {
-    constexpr std::array grounds = {"content", "suffix", "option"};
-    QJsonObject object{{QStringLiteral("file"), description.file},
-                       {QStringLiteral("size"), description.size},
-                       {QStringLiteral("fields"), toArray(description.fields)},
-                       {QStringLiteral("parts"), toArray(description.parts)},
-                       {QStringLiteral("ranges"), toArray(description.ranges)},
-                       {QStringLiteral("findings"), toArray(description.findings)}};
-    if (description.format != nullptr) {
-        object[QStringLiteral("format")] = latin(description.format->name);
-        object[QStringLiteral("by")] = latin(grounds[static_cast<std::size_t>(description.by)]);
-    }
-    if (!description.checks.empty()) {
-        object[QStringLiteral("checks")] = toArray(description.checks);
-    }
-    if (!description.differences.empty()) {
-        object[QStringLiteral("differences")] = toArray(description.differences);
-    }
-    if (!description.inner.empty()) {
-        object[QStringLiteral("inner")] = toArray(description.inner);
-    }
-    if (description.offset > 0) {
-        object[QStringLiteral("offset")] = description.offset;
-    }
-    return object;
-}
-
 QJsonObject toJson(const Failure& failure) {
     QJsonObject object{{QStringLiteral("code"), latin(failure.code)}, {QStringLiteral("text"), failure.text}};
     if (!failure.file.isEmpty()) {
@@ -224,23 +196,9 @@ QJsonObject toJson(const Difference& difference) {
     return object;
 }
 
-QJsonArray filesOf(const Report& report) {
-    QJsonArray files;
-    for (const Description& description : report.files) {
-        QJsonObject object = toJson(description);
-        if (report.command == QLatin1String("verify") || report.command == QLatin1String("extract")) {
-            addJudgement(object, description);
-        }
-        files.append(object);
-    }
-    return files;
-}
-
 // Characters beyond ASCII stand in strings only, where their number means the same: so no control character and no
 // change of the reading order reaches a terminal.
-QByteArray asciiOnly(const QByteArray& json) {
-    QByteArray result;
-    result.reserve(json.size() + 1);
+void appendAscii(const QByteArray& json, QByteArray& result) {
     for (const QChar character : QString::fromUtf8(json)) {
         const char16_t code = character.unicode();
         if (code < 0x7F) {
@@ -249,24 +207,99 @@ QByteArray asciiOnly(const QByteArray& json) {
             result.append("\\u" + QByteArray::number(static_cast<uint>(code), 16).rightJustified(4, '0'));
         }
     }
-    return result;
+}
+
+/// Puts the document together piece by piece, a line each: as one tree, that of a file with many thousand parts takes
+/// ten times the memory of its text.
+class DocumentWriter {
+  public:
+    /// Begins an object with the members that `head` has.
+    void begin(const QJsonObject& head) {
+        appendAscii(QJsonDocument(head).toJson(QJsonDocument::Compact), text_);
+        text_.chop(1);
+    }
+    void end() { text_ += '}'; }
+
+    /// A further member of the object, an array of what `write` writes of each item.
+    template <typename Item, typename Write>
+    void addArray(const char* name, const std::vector<Item>& items, Write write) {
+        text_ += QByteArray(",\n\"") + name + "\":[";
+        bool isFirst = true;
+        for (const Item& item : items) {
+            text_ += isFirst ? "\n" : ",\n";
+            isFirst = false;
+            write(item);
+        }
+        text_ += ']';
+    }
+    template <typename Item>
+    void addArray(const char* name, const std::vector<Item>& items) {
+        addArray(name, items, [this](const Item& item) {
+            begin(toJson(item));
+            end();
+        });
+    }
+
+    QByteArray take() {
+        text_ += '\n';
+        return std::move(text_);
+    }
+
+  private:
+    QByteArray text_;
+};
+
+void writeDescription(const Description& description, bool isJudged, DocumentWriter& writer) {
+    constexpr std::array grounds = {"content", "suffix", "option"};
+    QJsonObject head{{QStringLiteral("file"), description.file}, {QStringLiteral("size"), description.size}};
+    if (description.format != nullptr) {
+        head[QStringLiteral("format")] = latin(description.format->name);
+        head[QStringLiteral("by")] = latin(grounds[static_cast<std::size_t>(description.by)]);
+    }
+    if (description.offset > 0) {
+        head[QStringLiteral("offset")] = description.offset;
+    }
+    if (isJudged) {
+        addJudgement(head, description);
+    }
+    writer.begin(head);
+    writer.addArray("fields", description.fields);
+    writer.addArray("parts", description.parts);
+    writer.addArray("ranges", description.ranges);
+    writer.addArray("findings", description.findings);
+    if (!description.checks.empty()) {
+        writer.addArray("checks", description.checks);
+    }
+    if (!description.differences.empty()) {
+        writer.addArray("differences", description.differences);
+    }
+    if (!description.inner.empty()) {
+        writer.addArray("inner", description.inner,
+                        [&writer](const Description& inner) { writeDescription(inner, false, writer); });
+    }
+    writer.end();
 }
 
 }  // namespace
 
 QByteArray printJson(const Report& report) {
-    QJsonObject document{{QStringLiteral("schema"), schemaVersion},
-                         {QStringLiteral("command"), report.command},
-                         {QStringLiteral("status"), report.status},
-                         {QStringLiteral("files"), filesOf(report)},
-                         {QStringLiteral("failures"), toArray(report.failures)}};
-    if (report.command == QLatin1String("diff")) {
-        document[QStringLiteral("differences")] = toArray(report.differences);
-    }
+    QJsonObject head{{QStringLiteral("schema"), schemaVersion},
+                     {QStringLiteral("command"), report.command},
+                     {QStringLiteral("status"), report.status}};
     if (!report.folder.isEmpty()) {
-        document[QStringLiteral("folder")] = report.folder;
+        head[QStringLiteral("folder")] = report.folder;
     }
-    return asciiOnly(QJsonDocument(document).toJson(QJsonDocument::Indented));
+    const bool isJudged = report.command == QLatin1String("verify") || report.command == QLatin1String("extract");
+    DocumentWriter writer;
+    writer.begin(head);
+    writer.addArray("files", report.files,
+                    [&writer, isJudged](const Description& file) { writeDescription(file, isJudged, writer); });
+    writer.addArray("failures", report.failures);
+    if (report.command == QLatin1String("diff")) {
+        writer.addArray("differences", report.differences);
+    }
+    writer.end();
+    return writer.take();
 }
 
 }  // namespace inspect

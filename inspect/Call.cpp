@@ -124,7 +124,7 @@ bool Call::readSources() {
     return true;
 }
 
-bool Call::open(const QString& path, Opened& opened) {
+bool Call::open(const QString& path, Opened& opened, const char* payload) {
     QString fault;
     if (!claimStandardInput(path)) {
         return false;
@@ -140,13 +140,14 @@ bool Call::open(const QString& path, Opened& opened) {
     } else if (evidence_.app) {
         as = formatByName(QStringLiteral("memoryImage"));
     }
-    if (!openSecond(as, opened)) {
+    if (!openSecond(as, payload, opened)) {
         return false;
     }
-    if (kept_ != nullptr) {
-        kept_->files.push_back({opened.bytes, opened.secondBytes, opened.source, {}});
-    }
     opened.description = describe(opened.source, as);
+    opened.isSecret = opened.description.format != nullptr && opened.description.format->isSecret;
+    if (kept_ != nullptr) {
+        kept_->files.push_back({opened.bytes, opened.secondBytes, opened.source, {}, opened.isSecret});
+    }
     if (opened.description.format == nullptr) {
         const bool fitsSeveral = !opened.description.findings.empty();
         return fail("unknownFormat", path,
@@ -156,14 +157,14 @@ bool Call::open(const QString& path, Opened& opened) {
     return true;
 }
 
-// The second file of a pair is the one that --payload names, else the one beside the first with its suffix.
-bool Call::openSecond(const FormatRow* as, Opened& opened) {
+// The second file of a pair is the one that an option names, else the one beside the first with its suffix.
+bool Call::openSecond(const FormatRow* as, const char* payload, Opened& opened) {
     Description probe;
     const FormatRow* const row = as != nullptr ? as : findFormat(opened.source, probe);
     if (row == nullptr || row->secondSuffix == nullptr) {
         return true;
     }
-    QString path = parser_.value(QStringLiteral("payload"));
+    QString path = value(payload);
     if (path.isEmpty()) {
         const QFileInfo first(opened.source.path);
         path = first.path() + u'/' + first.completeBaseName() + u'.' + QLatin1String(row->secondSuffix);

@@ -19,6 +19,13 @@ struct Opened {
     QByteArray secondBytes;
     Source source;
     Description description;
+    bool isSecret = false;  ///< plain secrets, which the last owner wipes
+
+    ~Opened() {
+        if (isSecret && bytes.isDetached()) {
+            wipe(bytes);
+        }
+    }
 };
 
 /// The bytes that a call looked at, for a window that shows them beside the report.
@@ -41,8 +48,8 @@ class Call {
     [[nodiscard]] bool readEvidence();
     /// Reads the files that contents are compared with.
     [[nodiscard]] bool readSources();
-    /// Reads and describes a file; its format has to be known.
-    [[nodiscard]] bool open(const QString& path, Opened& opened);
+    /// Reads and describes a file; its format has to be known. `payload` is the option for the second file of a pair.
+    [[nodiscard]] bool open(const QString& path, Opened& opened, const char* payload = "payload");
 
     [[nodiscard]] bool has(const char* option) const { return parser_.isSet(QLatin1String(option)); }
     [[nodiscard]] QString value(const char* option) const { return parser_.value(QLatin1String(option)); }
@@ -61,7 +68,7 @@ class Call {
     bool readWhole(const char* option, std::optional<QByteArray>& bytes);
     bool readMemoryUse();
     bool readAll(const char* option, std::vector<QByteArray>& files);
-    bool openSecond(const FormatRow* as, Opened& opened);
+    bool openSecond(const FormatRow* as, const char* payload, Opened& opened);
 
     const QCommandLineParser& parser_;
     Report& report_;

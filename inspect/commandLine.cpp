@@ -23,7 +23,8 @@ struct OptionRow {
 constexpr std::array options = {
     OptionRow{"json", nullptr, false, "show verify extract diff", "one JSON document instead of text"},
     OptionRow{"as", "FORMAT", false, "show verify extract diff", "take a file for this format, whatever it looks like"},
-    OptionRow{"payload", "FILE", false, "show verify extract", "the second file of a pair, as of an update image"},
+    OptionRow{"payload", "FILE", false, "show verify extract diff", "the second file of a pair, as of an update image"},
+    OptionRow{"payload-b", "FILE", false, "diff", "the second file of the second pair"},
     OptionRow{"key", "KEY", false, "verify extract diff", "the image key, 16 bytes: a path, \"-\" or /proc/self/fd/N"},
     OptionRow{"key-b", "KEY", false, "diff", "the key of the second file, if it has another"},
     OptionRow{"nonce", "NONCE", false, "verify", "the nonce that the image was made with"},
@@ -162,6 +163,13 @@ bool takesOption(const QString& command, const QString& option) {
     return std::any_of(options.begin(), options.end(), [&](const OptionRow& row) {
         return nameOf(row) == option && QString::fromLatin1(row.commands).split(u' ').contains(command);
     });
+}
+
+int refuseArgument(int number, bool asJson) {
+    Report report;
+    report.failures.push_back({"usage", {}, QStringLiteral("argument %1 is not in UTF-8").arg(number)});
+    report.status = statusUndecided;
+    return write(report, asJson);
 }
 
 int run(const QStringList& arguments) {

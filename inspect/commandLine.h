@@ -19,4 +19,7 @@ struct Kept;
 /// Whether `command` has this option, named without dashes.
 [[nodiscard]] bool takesOption(const QString& command, const QString& option);
 
+/// Tells, as a call would that was understood, that an argument isn't in UTF-8.
+[[nodiscard]] int refuseArgument(int number, bool asJson);
+
 }  // namespace inspect

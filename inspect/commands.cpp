@@ -99,8 +99,9 @@ void extract(Call& call, const QStringList& files) {
     }
 }
 
-bool openForComparison(Call& call, const QString& path, const Evidence& evidence, Opened& opened, Contents& contents) {
-    if (!call.open(path, opened)) {
+bool openForComparison(Call& call, const QString& path, const char* payload, const Evidence& evidence, Opened& opened,
+                       Contents& contents) {
+    if (!call.open(path, opened, payload)) {
         return false;
     }
     prove(opened.source, evidence, opened.description, &contents);
@@ -113,8 +114,8 @@ void diff(Call& call, const QStringList& files) {
     Opened b;
     Contents contentsA;
     Contents contentsB;
-    if (!openForComparison(call, files.at(0), call.evidence(), a, contentsA) ||
-        !openForComparison(call, files.at(1), call.evidenceB(), b, contentsB)) {
+    if (!openForComparison(call, files.at(0), "payload", call.evidence(), a, contentsA) ||
+        !openForComparison(call, files.at(1), "payload-b", call.evidenceB(), b, contentsB)) {
         return;
     }
     const ComparedFile fileA{a.source.bytes, a.source.second, a.description, contentsA};

@@ -12,7 +12,9 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -30,14 +32,32 @@ QString fileNameOf(const Content& content) {
     return name + QStringLiteral(".bin");
 }
 
+QString systemFault() {
+    return QString::fromLocal8Bit(std::strerror(errno));
+}
+
+bool writeAll(int handle, QByteArrayView bytes) {
+    while (!bytes.isEmpty()) {
+        const ssize_t written = ::write(handle, bytes.data(), static_cast<std::size_t>(bytes.size()));
+        if (written < 0 && errno != EINTR) {
+            return false;
+        }
+        bytes = bytes.sliced(std::max<ssize_t>(written, 0));
+    }
+    return true;
+}
+
+// By the system's own calls: they tell a full disk from a limit.
 bool writeOwned(const QString& path, QByteArrayView bytes, QString& fault) {
     const QByteArray name = QFile::encodeName(path);
     const int handle = ::open(name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    QFile file;
-    const bool isWritten = handle >= 0 && file.open(handle, QIODevice::WriteOnly, QFile::AutoCloseHandle) &&
-                           file.write(bytes.data(), bytes.size()) == bytes.size() && file.flush();
+    bool isWritten = handle >= 0 && writeAll(handle, bytes);
     if (!isWritten) {
-        fault = handle < 0 ? QString::fromLocal8Bit(std::strerror(errno)) : file.errorString();
+        fault = systemFault();
+    }
+    if (handle >= 0 && ::close(handle) != 0 && isWritten) {
+        fault = systemFault();
+        isWritten = false;
     }
     return isWritten;
 }
@@ -107,7 +127,7 @@ bool writeContents(const QString& path, const Description& description, const Co
     // A folder that came up meanwhile stays as it is.
     if (renameat2(AT_FDCWD, QFile::encodeName(beside.path()).constData(), AT_FDCWD,
                   QFile::encodeName(place.filePath()).constData(), RENAME_NOREPLACE) != 0) {
-        fault = QString::fromLocal8Bit(std::strerror(errno));
+        fault = systemFault();
         return false;
     }
     beside.setAutoRemove(false);

@@ -31,6 +31,7 @@ struct FormatRow {
     void (*prove)(const Source& source, const Evidence& evidence, Description& description, Contents* contents);
     ContentKind plainKind = ContentKind::other;  ///< without `prove`: what the payloads of its parts are
     const char* secondSuffix = nullptr;          ///< of the other file, where a pair of files makes one image
+    bool isSecret = false;                       ///< its bytes are plain secrets
 };
 
 [[nodiscard]] std::span<const FormatRow> formatTable();

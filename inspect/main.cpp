@@ -3,9 +3,10 @@
 #include <QCoreApplication>
 #include <QStringDecoder>
 
+#include <algorithm>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 namespace {
 
@@ -14,6 +15,10 @@ bool isUtf8(const char* text) {
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     const QString decoded = decoder(QByteArrayView(text));
     return !decoder.hasError() && !decoded.contains(QChar::ReplacementCharacter);
+}
+
+bool wantsJson(int argc, char** argv) {
+    return std::any_of(argv + 1, argv + argc, [](const char* word) { return std::strcmp(word, "--json") == 0; });
 }
 
 }  // namespace
@@ -25,8 +30,7 @@ int main(int argc, char** argv) {
     setenv("LC_ALL", "C.UTF-8", 1);
     for (int i = 1; i < argc; ++i) {
         if (!isUtf8(argv[i])) {
-            std::fprintf(stderr, "qvora-inspect: argument %d is not in UTF-8\n", i);
-            return 2;
+            return inspect::refuseArgument(i, wantsJson(argc, argv));
         }
     }
     const QCoreApplication application(argc, argv);

@@ -16,19 +16,29 @@ struct CallResult {
     std::string errors;
 };
 
-CallResult runInspect(const TempFolder& folder, const char* arguments, const QByteArray& input = {}) {
+CallResult run(const TempFolder& folder, const char* program, const QStringList& arguments,
+               const QByteArray& input = {}) {
     QProcess process;
     process.setWorkingDirectory(folder.path("."));
-    process.start(QStringLiteral(QVORA_INSPECT), QString::fromUtf8(arguments).split(u' ', Qt::SkipEmptyParts));
+    process.start(QString::fromUtf8(program), arguments);
     process.write(input);
     process.closeWriteChannel();
-    CallResult run;
+    CallResult result;
     if (process.waitForFinished(60000) && process.exitStatus() == QProcess::NormalExit) {
-        run.status = process.exitCode();
+        result.status = process.exitCode();
     }
-    run.output = process.readAllStandardOutput().toStdString();
-    run.errors = process.readAllStandardError().trimmed().toStdString();
-    return run;
+    result.output = process.readAllStandardOutput().toStdString();
+    result.errors = process.readAllStandardError().trimmed().toStdString();
+    return result;
+}
+
+CallResult runInspect(const TempFolder& folder, const char* arguments, const QByteArray& input = {}) {
+    return run(folder, QVORA_INSPECT, QString::fromUtf8(arguments).split(u' ', Qt::SkipEmptyParts), input);
+}
+
+/// `script` with the opener as "$0".
+CallResult runShell(const TempFolder& folder, const char* script) {
+    return run(folder, "/bin/sh", {QStringLiteral("-c"), QString::fromUtf8(script), QStringLiteral(QVORA_INSPECT)});
 }
 
 void makeFiles(const TempFolder& folder) {
@@ -40,6 +50,11 @@ void makeFiles(const TempFolder& folder) {
     folder.write("other.bin", QByteArray(16, 'k'));
     folder.write("nonce.bin", KitImage().nonce);
     folder.write("noise", "no format");
+    for (const char* const name : {"u", "v"}) {
+        const KitPair pair = kitUpdate(QByteArray("segment of ") + name, 1);
+        folder.write((QByteArray(name) + ".tbuh").constData(), pair.header);
+        folder.write((QByteArray(name) + ".segment").constData(), pair.segment);
+    }
     KitImage image = kitInstallImage();
     image.nonce = "another";
     folder.write("b.tbi", kitMake(image));
@@ -117,6 +132,8 @@ TEST(InspectCommandLine, EndsAsItsRowSays) {
         {"diff --key key.bin a.tbi b.tbi", 0, "", "no difference"},
         {"diff --key key.bin --key-b other.bin a.tbi b.tbi", 2, "b.tbi: no tag is right under the key given", ""},
         {"diff --key key.bin a.tbi c.tbi", 1, "", "different"},
+        {"diff --key key.bin --payload u.segment --payload-b u.segment u.tbuh u.tbuh", 0, "", "no difference"},
+        {"diff --key key.bin --payload u.segment --payload-b v.segment u.tbuh v.tbuh", 1, "", "different"},
         {"diff --except-signature a.tbi b.tbi", 2, "not both files have a signature", ""},
         {"diff --except-signature signed.bin other-signed.bin", 0, "", "no difference"},
         {"diff --except-signature signed.bin changed-signed.bin", 1, "", "different"},
@@ -133,10 +150,10 @@ TEST(InspectCommandLine, EndsAsItsRowSays) {
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.arguments);
-        const CallResult run = runInspect(folder, row.arguments, kitKey);
-        EXPECT_EQ(run.status, row.status);
-        EXPECT_EQ(run.errors, *row.errors == '\0' ? "" : std::string("qvora-inspect: ") + row.errors);
-        const std::string body = run.output.substr(0, run.output.empty() ? 0 : run.output.size() - 1);
+        const CallResult result = runInspect(folder, row.arguments, kitKey);
+        EXPECT_EQ(result.status, row.status);
+        EXPECT_EQ(result.errors, *row.errors == '\0' ? "" : std::string("qvora-inspect: ") + row.errors);
+        const std::string body = result.output.substr(0, result.output.empty() ? 0 : result.output.size() - 1);
         EXPECT_EQ(body.substr(body.rfind('\n') + 1), row.lastLine);
     }
 }
@@ -155,6 +172,20 @@ TEST(InspectCommandLine, ExtractsForTheOwnerAloneAndLeavesNothingBehind) {
     EXPECT_EQ(QFile::permissions(folder.path("out/manifest.json")) & others, 0);
     EXPECT_EQ(QDir(folder.path(".")).entryList(QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot).join(u' '),
               QStringLiteral("out"));
+}
+
+TEST(InspectCommandLine, AFullDiskIsToldAndLeavesNothingBehind) {
+    const TempFolder folder;
+    makeFiles(folder);
+    KitImage image;
+    image.areas = {{'F', 0x08000000, QByteArray(5000, 'f'), {}, {}, {}, {}, {}}};
+    image.areas.push_back(kitHash(image.areas));
+    image.areas.push_back({'C', 0, {}, {}, {}, {}, {}, {}});
+    folder.write("large.tbi", kitMake(image));
+    const CallResult result = runShell(folder, "ulimit -f 4; exec \"$0\" extract --key key.bin -o out large.tbi");
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.errors, "qvora-inspect: out: File too large");
+    EXPECT_EQ(QDir(folder.path(".")).entryList(QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot).join(u' '), QString());
 }
 
 TEST(InspectCommandLine, TellsWhatDiffersByAddress) {
@@ -199,12 +230,18 @@ TEST(InspectCommandLine, JsonIsOneDocumentThatKeepsTheSchema) {
                                  "diff --except-signature a.tbi b.tbi"};
     QString command = QStringLiteral(QVORA_VALIDATE " " QVORA_SCHEMA);
     int index = 0;
-    for (const char* const call : calls) {
-        const CallResult run = runInspect(folder, ("--json " + std::string(call)).c_str());
+    const auto keep = [&](const CallResult& result) {
         const QByteArray name = "call" + QByteArray::number(index++) + ".json";
-        command += u' ' + folder.write(name.constData(), QByteArray::fromStdString(run.output));
-        EXPECT_EQ(run.output.find_first_of("\x7f\xff"), std::string::npos);
+        command += u' ' + folder.write(name.constData(), QByteArray::fromStdString(result.output));
+        EXPECT_EQ(result.output.find_first_of("\x7f\xff"), std::string::npos);
+    };
+    for (const char* const call : calls) {
+        keep(runInspect(folder, ("--json " + std::string(call)).c_str()));
     }
+    const CallResult strangeName = runShell(folder, "exec \"$0\" show --json \"$(printf '\\377')\"");
+    EXPECT_EQ(strangeName.status, 2);
+    EXPECT_EQ(strangeName.errors, "qvora-inspect: argument 3 is not in UTF-8");
+    keep(strangeName);
     outsideTool(command.toUtf8());
 }
 
@@ -212,9 +249,9 @@ TEST(InspectCommandLine, WarnsOfAKeyThatEverybodyMayRead) {
     const TempFolder folder;
     makeFiles(folder);
     ASSERT_TRUE(QFile::setPermissions(folder.path("key.bin"), QFile::ReadOwner | QFile::ReadOther));
-    const CallResult run = runInspect(folder, "verify --key key.bin a.tbi");
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.errors, "qvora-inspect: warning: key.bin: the key file may be read by everybody");
+    const CallResult result = runInspect(folder, "verify --key key.bin a.tbi");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.errors, "qvora-inspect: warning: key.bin: the key file may be read by everybody");
 }
 
 }  // namespace

@@ -9,7 +9,7 @@ struct PageContext;
 
 /// The lower part of a page that runs the command-line tool: the exact command line with a button that copies it, the
 /// filled button that runs and stops it, what is still missing, the output as it comes, and how it ended with the next
-/// steps. It runs the very arguments that it shows.
+/// steps. It runs the very arguments that it shows. Its mnemonics are Y, L, I, U and T.
 class RunPanel : public QWidget {
     Q_OBJECT
 
@@ -35,6 +35,10 @@ class RunPanel : public QWidget {
     void runningChanged();
     void finished(int status);  ///< all output is shown; -1 for a command that didn't start or was stopped
     void inspectRequested(const QString& path);
+
+  protected:
+    void changeEvent(QEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
 
   private:
     struct Inside;

@@ -1,0 +1,73 @@
+#include "desktop/CommandLineView.h"
+
+#include "desktop/theme.h"
+
+#include <QPainter>
+#include <QScrollBar>
+
+namespace {
+
+constexpr int maxLines = 3;
+
+}  // namespace
+
+CommandLineView::CommandLineView(QWidget* parent) : QPlainTextEdit(parent) {
+    setReadOnly(true);
+    setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    setTabChangesFocus(true);
+    setUndoRedoEnabled(false);
+    setFont(Theme::fixedFont());
+    setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    setAccessibleName(tr("Command line"));
+    setViewportMargins(fontMetrics().horizontalAdvance(QStringLiteral("$ ")), 0, 0, 0);
+}
+
+void CommandLineView::setLine(const QString& line) {
+    if (line != toPlainText()) {
+        setPlainText(line);
+        fitHeight();
+    }
+}
+
+QSize CommandLineView::sizeHint() const {
+    return {40 * fontMetrics().averageCharWidth(), height()};
+}
+
+QSize CommandLineView::minimumSizeHint() const {
+    return {20 * fontMetrics().averageCharWidth(), heightOf(1)};
+}
+
+bool CommandLineView::event(QEvent* event) {
+    const bool taken = QPlainTextEdit::event(event);
+    if (event->type() == QEvent::Paint) {
+        // Beside the viewport, on the frame's own ground.
+        QPainter painter(this);
+        painter.setPen(Theme::color(ThemeColor::quiet));
+        painter.drawText(QPoint(frameWidth() + qRound(document()->documentMargin()),
+                                frameWidth() + qRound(document()->documentMargin()) + fontMetrics().ascent()),
+                         QStringLiteral("$"));
+    }
+    return taken;
+}
+
+void CommandLineView::resizeEvent(QResizeEvent* event) {
+    QPlainTextEdit::resizeEvent(event);
+    fitHeight();
+}
+
+void CommandLineView::fitHeight() {
+    // A plain text document counts its height in lines.
+    const int lines = qRound(document()->size().height());
+    const Qt::ScrollBarPolicy policy = lines > maxLines ? Qt::ScrollBarAlwaysOn : Qt::ScrollBarAlwaysOff;
+    if (verticalScrollBarPolicy() != policy) {
+        setVerticalScrollBarPolicy(policy);
+    }
+    setFixedHeight(heightOf(qBound(1, lines, maxLines)));
+}
+
+int CommandLineView::heightOf(int lines) const {
+    return lines * fontMetrics().lineSpacing() + 2 * (frameWidth() + qRound(document()->documentMargin()));
+}

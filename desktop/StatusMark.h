@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QTimer>
+#include <QWidget>
+
+/// The sign beside a status in words: drawn, so that it is told apart without its colour.
+class StatusMark : public QWidget {
+    Q_OBJECT
+
+  public:
+    enum class Kind { none, open, running, good, bad, stopped };
+
+    explicit StatusMark(QWidget* parent = nullptr);
+
+    void show(Kind kind);
+
+    [[nodiscard]] QSize sizeHint() const override;
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+
+  private:
+    Kind kind_ = Kind::none;
+    QTimer turning_;
+    int angle_ = 0;
+};

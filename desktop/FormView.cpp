@@ -135,6 +135,7 @@ void FormView::Inside::addRow(QGridLayout& grid, Row& row, PageContext& context)
     const bool showsItself = field.kind == FieldKind::check;
     row.edit = makeFieldEdit(field, context, nullptr);
     row.line = new VerdictLine(!showsItself || field.check);
+    row.line->setObjectName(field.id + QLatin1String("Verdict"));
     // Texts of other files are plain, and plain tips of more than a line would be one endless line.
     const QString tip = field.tip.isEmpty() ? QString() : Qt::convertFromPlainText(field.tip);
     row.edit->setToolTip(tip);

@@ -154,6 +154,8 @@ void PathListField::addRow() {
         emit edited();
     });
     layout_->insertWidget(static_cast<int>(rows_.size()), row.box);
+    // The layout would show it later, and what isn't shown can't take the focus.
+    row.box->show();
     rows_.append(row);
     renameRows();
     setEditable(isEditable_);
@@ -188,10 +190,10 @@ void PathListField::renameRows() {
         const QString name = at == 0 ? label : label + u' ' + number;
         row.path->rename(field_.id + number, name);
         if (row.beside != nullptr) {
-            row.beside->setObjectName(field_.id + QLatin1String("Beside") + number);
+            row.beside->setObjectName(field_.id + number + QLatin1String("Beside"));
             watch(row.beside, tr("%1 of %2").arg(field_.besideLabel, name));
         }
-        row.remove->setObjectName(field_.id + QLatin1String("Remove") + number);
+        row.remove->setObjectName(field_.id + number + QLatin1String("Remove"));
         row.remove->setVisible(rows_.size() > 1);
         watch(row.remove, tr("Remove %1").arg(name));
     }

@@ -1,0 +1,241 @@
+#include "desktop/FormView.h"
+
+#include "tests/desktop/DesktopKit.h"
+
+#include <QDragEnterEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMimeData>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTest>
+#include <QUrl>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+FormField field(const char* id, FieldKind kind, bool required = false) {
+    FormField made;
+    made.id = QLatin1String(id);
+    made.group = QStringLiteral("Group");
+    made.label = u'&' + made.id.left(1).toUpper() + made.id.mid(1);
+    made.kind = kind;
+    made.required = required;
+    return made;
+}
+
+class FormViewTest : public ::testing::Test {
+  protected:
+    void show(const QList<FormField>& fields) {
+        form = std::make_unique<FormView>(fields, context);
+        form->resize(900, 600);
+        form->show();
+        QApplication::setActiveWindow(form.get());
+        ASSERT_TRUE(QTest::qWaitForWindowActive(form.get()));
+    }
+
+    template <class Widget = QWidget>
+    Widget* find(const QString& name) {
+        for (Widget* widget : form->findChildren<Widget*>(name)) {
+            if (widget->isVisible()) {
+                return widget;
+            }
+        }
+        return nullptr;
+    }
+
+    /// Types as somebody who stays in the field.
+    void type(const QString& name, const QString& text) {
+        auto* line = find<QLineEdit>(name);
+        ASSERT_NE(line, nullptr) << name.toStdString();
+        line->setFocus(Qt::TabFocusReason);
+        line->selectAll();
+        QTest::keyClick(line, Qt::Key_Delete);
+        QTest::keyClicks(line, text);
+    }
+
+    void leave() { QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab); }
+
+    std::string verdict(const QString& id) {
+        const auto* line = find<QLabel>(id + QStringLiteral("Verdict"));
+        return line == nullptr ? "none" : line->text().toStdString();
+    }
+
+    void drop(const QString& name, const QStringList& paths) {
+        QMimeData data;
+        QList<QUrl> urls;
+        for (const QString& path : paths) {
+            urls.append(QUrl::fromLocalFile(path));
+        }
+        data.setUrls(urls);
+        QWidget* target = find(name);
+        QDragEnterEvent enter(QPoint(1, 1), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(target, &enter);
+        if (enter.isAccepted()) {
+            QDropEvent event(QPoint(1, 1), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+            QApplication::sendEvent(target, &event);
+        }
+    }
+
+    TempFolder folder;
+    Settings settings{folder.path("settings.ini")};
+    ScriptedDialogs dialogs{settings};
+    PageContext context{dialogs, settings, QString()};
+    std::unique_ptr<FormView> form;
+};
+
+TEST_F(FormViewTest, AFieldIsJudgedWhenItIsLeftAndNotBefore) {
+    folder.write("short.bin", "123");
+    folder.write("key.bin", "0123456789abcdef");
+    FormField key = field("key", FieldKind::inFile, true);
+    key.check = [](const QStringList& values) {
+        return QFile(values.first()).size() == 16
+                   ? Verdict{Verdict::Kind::good, QStringLiteral("A key.")}
+                   : Verdict{Verdict::Kind::fault, QStringLiteral("A key has 16 bytes.")};
+    };
+    show({key, field("out", FieldKind::outFile), field("notes", FieldKind::text)});
+    const struct {
+        QString id;
+        QString path;
+        const char* verdict;
+    } rows[] = {
+        {QStringLiteral("key"), folder.path("none.bin"), "There is no such file."},
+        {QStringLiteral("key"), folder.path("none/key.bin"), "The folder of this file isn't there."},
+        {QStringLiteral("key"), folder.path("."), "This is a folder; a file is needed."},
+        {QStringLiteral("key"), folder.path("short.bin"), "A key has 16 bytes."},
+        {QStringLiteral("key"), QString(), ""},
+        {QStringLiteral("key"), folder.path("key.bin"), "A key."},
+        {QStringLiteral("out"), folder.path("new.bin"), ""},
+        {QStringLiteral("out"), folder.path("key.bin"), "The file that is there will be replaced."},
+        {QStringLiteral("out"), folder.path("key.bin/new.bin"), "What should be the folder of this file is a file."},
+        {QStringLiteral("out"), folder.path("none/new.bin"), "The folder of this file isn't there."},
+        {QStringLiteral("out"), folder.path("."), "This is a folder; the name of a file is needed."},
+    };
+    for (const auto& row : rows) {
+        type(row.id, row.path);
+        EXPECT_EQ(verdict(row.id), "") << "while " << row.path.toStdString() << " is typed";
+        leave();
+        EXPECT_EQ(verdict(row.id), row.verdict) << row.path.toStdString();
+    }
+
+    // What is typed on can heal a fault, but makes none.
+    type(QStringLiteral("key"), folder.path("none.bin"));
+    leave();
+    QWidget* line = find(QStringLiteral("key"));
+    line->setFocus(Qt::TabFocusReason);
+    QTest::keyClick(line, Qt::Key_End);
+    QTest::keyClicks(line, QStringLiteral("x"));
+    EXPECT_EQ(verdict(QStringLiteral("key")), "There is no such file.");
+    type(QStringLiteral("key"), folder.path("key.bin"));
+    EXPECT_EQ(verdict(QStringLiteral("key")), "");
+
+    form->setVerdict(QStringLiteral("notes"), {Verdict::Kind::fault, QStringLiteral("Said.")});
+    EXPECT_EQ(form->openPoints().join(u' ').toStdString(), "Out Notes");
+    type(QStringLiteral("notes"), QStringLiteral("n"));
+    EXPECT_EQ(verdict(QStringLiteral("notes")), "");
+    EXPECT_EQ(form->openPoints().join(u' ').toStdString(), "Out");
+}
+
+TEST_F(FormViewTest, WhatIsMissingIsToldWhenItIsAskedFor) {
+    FormField id = field("id", FieldKind::fixed, true);
+    id.group = QStringLiteral("Device");
+    id.check = [](const QStringList& values) {
+        return values.first() == QLatin1String("7") ? Verdict()
+                                                    : Verdict{Verdict::Kind::fault, QStringLiteral("Only 7.")};
+    };
+    show({id, field("key", FieldKind::inFile, true), field("out", FieldKind::outFile, true)});
+    type(QStringLiteral("id"), QStringLiteral(" 7 "));
+    leave();
+    find(QStringLiteral("out"))->setFocus();
+    EXPECT_EQ(verdict(QStringLiteral("key")), "");
+    EXPECT_EQ(form->openPoints(), QStringList({QStringLiteral("Key"), QStringLiteral("Out")}));
+    form->focusFirstOpenPoint();
+    EXPECT_EQ(QApplication::focusWidget(), find(QStringLiteral("key")));
+    EXPECT_EQ(verdict(QStringLiteral("key")), "A file is needed here.");
+    EXPECT_EQ(find(QStringLiteral("out"))->accessibleDescription().toStdString(),
+              "The name of a file to write is needed here.");
+
+    type(QStringLiteral("id"), QStringLiteral("8"));
+    leave();
+    form->setShown(QStringLiteral("id"), false);
+    form->setEditable(QStringLiteral("key"), false);
+    EXPECT_EQ(form->openPoints(), QStringList(QStringLiteral("Out")));
+    EXPECT_EQ(form->values(QStringLiteral("id")), QStringList(QStringLiteral("8")));
+    for (const QLabel* label : form->findChildren<QLabel*>()) {
+        EXPECT_FALSE(label->isVisible() && (label->text() == QLatin1String("Device") || label->text() == id.label));
+    }
+    form->setShown(QStringLiteral("id"), true);
+    EXPECT_EQ(form->openPoints(), QStringList({QStringLiteral("Id"), QStringLiteral("Out")}));
+}
+
+TEST_F(FormViewTest, FilesAreChosenOrDroppedAndRowsRemoved) {
+    folder.write("a.hex", "a");
+    folder.write("b.hex", "b");
+    FormField files = field("files", FieldKind::inFiles, true);
+    files.besideLabel = QStringLiteral("Address");
+    show({files, field("key", FieldKind::inFile)});
+    QSignalSpy edited(form.get(), &FormView::edited);
+    QSignalSpy left(form.get(), &FormView::left);
+    const QString a = folder.path("a.hex");
+    const QString b = folder.path("b.hex");
+    const QString id = QStringLiteral("files");
+
+    drop(id, {a, b});
+    EXPECT_EQ(form->values(id), QStringList({a, QString(), b, QString()}));
+    EXPECT_EQ(edited.count(), 1);
+    EXPECT_EQ(left.count(), 1);
+    type(QStringLiteral("files2Beside"), QStringLiteral("@0x100"));
+    QTest::keyClick(find(QStringLiteral("filesAdd")), Qt::Key_Space);
+    type(QStringLiteral("files3"), folder.path("none"));
+    EXPECT_EQ(left.count(), 1) << "going about within the field isn't leaving it";
+    find(QStringLiteral("key"))->setFocus();
+    EXPECT_EQ(verdict(id), "“none”: There is no such file.");
+    for (const char* row : {"files3Remove", "filesRemove"}) {
+        QTest::keyClick(find(QLatin1String(row)), Qt::Key_Space);
+    }
+    EXPECT_EQ(form->values(id), QStringList({b, QStringLiteral("@0x100")}));
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_F, Qt::AltModifier);
+    EXPECT_EQ(QApplication::focusWidget(), find(id)) << "the mnemonic leads to the first row that is left";
+
+    drop(QStringLiteral("key"), {a, b});
+    EXPECT_EQ(form->values(QStringLiteral("key")), QStringList()) << "one path isn't two";
+    drop(QStringLiteral("key"), {a});
+    EXPECT_EQ(form->values(QStringLiteral("key")), QStringList(a));
+    dialogs.paths = {b};
+    QTest::keyClick(find(QStringLiteral("keyBrowse")), Qt::Key_Space);
+    QTest::keyClick(find(QStringLiteral("keyBrowse")), Qt::Key_Space);
+    EXPECT_EQ(dialogs.asked.value(0), QStringLiteral("Browse for key"));
+    EXPECT_EQ(form->values(QStringLiteral("key")), QStringList(b)) << "giving up a dialog changes nothing";
+}
+
+TEST_F(FormViewTest, TabGoesInTheOrderOfTheTableAndEveryPartIsNamed) {
+    FormField choice = field("choice", FieldKind::choice);
+    choice.choices = {{QStringLiteral("a"), QStringLiteral("A")}, {QStringLiteral("b"), QStringLiteral("B")}};
+    FormField files = field("files", FieldKind::inFiles);
+    files.besideLabel = QStringLiteral("Address");
+    files.initial = QStringList({QStringLiteral("x"), QString(), QStringLiteral("y"), QString()});
+    show({field("text", FieldKind::text), files, choice, field("box", FieldKind::check),
+          field("made", FieldKind::folder)});
+    const QStringList order = {
+        QStringLiteral("text"),         QStringLiteral("files"),        QStringLiteral("filesBrowse"),
+        QStringLiteral("filesBeside"),  QStringLiteral("filesRemove"),  QStringLiteral("files2"),
+        QStringLiteral("files2Browse"), QStringLiteral("files2Beside"), QStringLiteral("files2Remove"),
+        QStringLiteral("filesAdd"),     QStringLiteral("choice"),       QStringLiteral("box"),
+        QStringLiteral("made"),         QStringLiteral("madeBrowse"),
+    };
+    find(order.first())->setFocus();
+    QSet<QString> names;
+    for (const QString& name : order) {
+        const QWidget* part = QApplication::focusWidget();
+        EXPECT_EQ(part->objectName(), name);
+        EXPECT_FALSE(part->accessibleName().isEmpty()) << name.toStdString();
+        names.insert(part->accessibleName());
+        leave();
+    }
+    EXPECT_EQ(names.size(), order.size()) << "each part has a name of its own";
+    EXPECT_EQ(QApplication::focusWidget(), find(order.first()));
+    EXPECT_EQ(form->values(QStringLiteral("choice")), QStringList(QStringLiteral("a")));
+}
+
+}  // namespace

@@ -22,6 +22,8 @@ CommandLineView::CommandLineView(QWidget* parent) : QPlainTextEdit(parent) {
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     setAccessibleName(tr("Command line"));
+    setBackgroundRole(QPalette::Base);
+    setAutoFillBackground(true);
     setViewportMargins(fontMetrics().horizontalAdvance(QStringLiteral("$ ")), 0, 0, 0);
 }
 

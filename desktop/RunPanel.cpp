@@ -55,6 +55,29 @@ void keepWidth(QPushButton& button, const QStringList& texts) {
     button.setMinimumWidth(width);
 }
 
+/// The first of `points` by name, so that an empty form doesn't fill the panel.
+QString openText(const QStringList& points) {
+    constexpr qsizetype maxNamed = 5;
+    const qsizetype count = points.size();
+    const QString names = points.mid(0, maxNamed).join(QLatin1String(", "));
+    if (count == 0) {
+        return RunPanel::tr("Ready");
+    }
+    if (count == 1) {
+        return RunPanel::tr("1 thing is missing or wrong: %1").arg(names);
+    }
+    if (count <= maxNamed) {
+        return RunPanel::tr("%1 things are missing or wrong: %2").arg(QString::number(count), names);
+    }
+    return RunPanel::tr("%1 things are missing or wrong: %2 and others").arg(QString::number(count), names);
+}
+
+/// Short runs are told in hundredths, since 0.0 would be wrong.
+QString secondsText(qint64 milliseconds) {
+    const double seconds = static_cast<double>(milliseconds) / 1000;
+    return QLocale().toString(seconds, 'f', seconds < 0.1 ? 2 : seconds < 10 ? 1 : 0);
+}
+
 }  // namespace
 
 struct RunPanel::Inside {
@@ -64,13 +87,14 @@ struct RunPanel::Inside {
     void build();
     void refresh();
     void showStatus(StatusMark::Kind kind, const QString& text);
+    void colourStatus();
+    void press();
     void showEnd(const ToolEnd& end);
     void showProgress();
     void offerOutputs();
     void copy();
     void openFolder();
     [[nodiscard]] QString lineOf(const Job& some) const;
-    [[nodiscard]] QString seconds(qint64 milliseconds) const;
 
     RunPanel& panel;
     PageContext& context;
@@ -90,6 +114,7 @@ struct RunPanel::Inside {
     OutputPane* output;
     QTimer progressTimer;
     QTimer copiedTimer;
+    QTimer justEnded;
 };
 
 RunPanel::RunPanel(PageContext& context, QWidget* parent)
@@ -145,6 +170,7 @@ bool RunPanel::isRunning() const {
 void RunPanel::changeEvent(QEvent* event) {
     QWidget::changeEvent(event);
     if (event->type() == QEvent::PaletteChange) {
+        inside_->colourStatus();
         update();
     }
 }
@@ -195,6 +221,7 @@ void RunPanel::Inside::build() {
     constexpr int copiedFor = 1500;
     copiedTimer.setInterval(copiedFor);
     copiedTimer.setSingleShot(true);
+    justEnded.setSingleShot(true);
 
     connect(copyButton, &QPushButton::clicked, &panel, [this] { copy(); });
     connect(&copiedTimer, &QTimer::timeout, &panel, [this] { copyButton->setText(tr("Cop&y")); });
@@ -204,13 +231,7 @@ void RunPanel::Inside::build() {
             emit panel.inspectRequested(made.constFirst());
         }
     });
-    connect(runButton, &QPushButton::clicked, &panel, [this] {
-        if (run.isRunning()) {
-            panel.stop();
-        } else {
-            emit panel.runRequested();
-        }
-    });
+    connect(runButton, &QPushButton::clicked, &panel, [this] { press(); });
     connect(&progressTimer, &QTimer::timeout, &panel, [this] { showProgress(); });
     connect(&run, &ToolRun::output, output, &OutputPane::add);
     connect(&run, &ToolRun::ended, &panel, [this](const ToolEnd& end) { showEnd(end); });
@@ -222,23 +243,15 @@ void RunPanel::Inside::refresh() {
     commandLine->setLine(lineOf(shown));
     commandLine->setToolTip(shown.folder.isEmpty() ? QString()
                                                    : tr("Runs in %1").arg(QDir::toNativeSeparators(shown.folder)));
+    // It stays enabled while the run comes to its end: a disabled button would hand its focus on.
     runButton->setText(run.isStopping() ? tr("Stopping") : isRunning ? tr("S&top") : tr("R&un"));
-    runButton->setEnabled(!run.isStopping());
     folderButton->setVisible(!isRunning && showsEnd && !made.isEmpty());
     inspectButton->setVisible(folderButton->isVisibleTo(&panel));
     if (isRunning) {
         showProgress();
     } else if (!showsEnd) {
-        const qsizetype count = job.openPoints.size();
-        const QString names = job.openPoints.join(QLatin1String(", "));
-        if (count == 0) {
-            showStatus(StatusMark::Kind::none, tr("Ready"));
-        } else if (count == 1) {
-            showStatus(StatusMark::Kind::open, tr("1 thing is missing or wrong: %1").arg(names));
-        } else {
-            showStatus(StatusMark::Kind::open,
-                       tr("%1 things are missing or wrong: %2").arg(QString::number(count), names));
-        }
+        showStatus(job.openPoints.isEmpty() ? StatusMark::Kind::none : StatusMark::Kind::open,
+                   openText(job.openPoints));
     }
 }
 
@@ -246,6 +259,30 @@ void RunPanel::Inside::showStatus(StatusMark::Kind kind, const QString& text) {
     mark->setVisible(kind != StatusMark::Kind::none);
     mark->show(kind);
     words->setText(text);
+    words->setToolTip(kind == StatusMark::Kind::open ? job.openPoints.join(u'\n') : QString());
+    colourStatus();
+}
+
+void RunPanel::Inside::colourStatus() {
+    QPalette palette = QApplication::palette(words);
+    if (mark->kind() == StatusMark::Kind::good || mark->kind() == StatusMark::Kind::bad) {
+        const bool isGood = mark->kind() == StatusMark::Kind::good;
+        palette.setColor(QPalette::WindowText, Theme::color(isGood ? ThemeColor::success : ThemeColor::fault));
+    }
+    words->setPalette(palette);
+}
+
+void RunPanel::Inside::press() {
+    // The second half of a double click doesn't stop what the first has started. Nor does a press that was meant for
+    // Stop, but comes just after the end, start all anew.
+    const int tooSoon = QApplication::doubleClickInterval();
+    if (run.isRunning()) {
+        if (run.milliseconds() >= tooSoon) {
+            panel.stop();
+        }
+    } else if (!justEnded.isActive()) {
+        emit panel.runRequested();
+    }
 }
 
 void RunPanel::Inside::showProgress() {
@@ -255,10 +292,13 @@ void RunPanel::Inside::showProgress() {
 
 void RunPanel::Inside::showEnd(const ToolEnd& end) {
     progressTimer.stop();
+    if (end.milliseconds > 1000) {  // before that nobody aims at Stop
+        justEnded.start(QApplication::doubleClickInterval());
+    }
     output->flush();
     showsEnd = true;
     made.clear();
-    const QString time = seconds(end.milliseconds);
+    const QString time = secondsText(end.milliseconds);
     int status = -1;
     switch (end.kind) {
         case ToolEnd::Kind::ended:
@@ -323,9 +363,4 @@ void RunPanel::Inside::openFolder() {
 
 QString RunPanel::Inside::lineOf(const Job& some) const {
     return shellQuoted(QStringList{QFileInfo(context.toolPath).fileName()} + some.arguments);
-}
-
-QString RunPanel::Inside::seconds(qint64 milliseconds) const {
-    const double value = static_cast<double>(milliseconds) / 1000;
-    return QLocale().toString(value, 'f', value < 10 ? 1 : 0);
 }

@@ -25,6 +25,10 @@ void StatusMark::show(Kind kind) {
     update();
 }
 
+StatusMark::Kind StatusMark::kind() const {
+    return kind_;
+}
+
 QSize StatusMark::sizeHint() const {
     const int side = fontMetrics().height();
     return {side, side};

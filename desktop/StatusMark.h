@@ -13,6 +13,7 @@ class StatusMark : public QWidget {
     explicit StatusMark(QWidget* parent = nullptr);
 
     void show(Kind kind);
+    [[nodiscard]] Kind kind() const;
 
     [[nodiscard]] QSize sizeHint() const override;
 

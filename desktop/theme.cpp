@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QFontDatabase>
 #include <QFontMetrics>
+#include <QPainter>
 #include <QProxyStyle>
 #include <QPushButton>
 #include <QStyleFactory>
@@ -29,6 +30,11 @@ constexpr std::array themeRows = {
     ThemeRow{ThemeColor::mapUsed, 0xFFBFD7F2, 0xFF2C4A70}, ThemeRow{ThemeColor::mapFault, 0xFFF6CCC8, 0xFF6A2A27},
 };
 
+/// Around fields and boxes: three times as light or dark as the ground.
+QColor edge() {
+    return Theme::isDark() ? QColor(0x6B, 0x74, 0x80) : QColor(0x8A, 0x92, 0x9D);
+}
+
 /// Fusion with the one filled button, and without frames around what stands on the page itself.
 class ThemeStyle : public QProxyStyle {
   public:
@@ -47,6 +53,28 @@ class ThemeStyle : public QProxyStyle {
         filled.palette.setColor(QPalette::Button, Theme::color(ThemeColor::accent));
         filled.palette.setColor(QPalette::ButtonText, Theme::color(ThemeColor::onAccent));
         QProxyStyle::drawControl(element, &filled, painter, widget);
+    }
+
+    void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
+                       const QWidget* widget) const override {
+        QProxyStyle::drawPrimitive(element, option, painter, widget);
+        const bool isLine = element == PE_FrameLineEdit;
+        const bool isBox = element == PE_IndicatorCheckBox || element == PE_IndicatorRadioButton;
+        if ((!isLine && !isBox) || (isLine && option->state.testFlag(State_HasFocus))) {
+            return;
+        }
+        // Fusion's own edges are darker than the ground; on a dark one they can't be seen.
+        painter->save();
+        painter->setRenderHint(QPainter::Antialiasing);
+        painter->setBrush(Qt::NoBrush);
+        painter->setPen(option->state.testFlag(State_Enabled) ? edge() : Theme::color(ThemeColor::line));
+        const QRectF rect = QRectF(option->rect).adjusted(0.5, 0.5, -0.5, -0.5);
+        if (element == PE_IndicatorRadioButton) {
+            painter->drawEllipse(rect);
+        } else {
+            painter->drawRoundedRect(rect, isLine ? 2 : 0, isLine ? 2 : 0);
+        }
+        painter->restore();
     }
 
     int pixelMetric(PixelMetric metric, const QStyleOption* option, const QWidget* widget) const override {

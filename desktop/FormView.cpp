@@ -48,6 +48,11 @@ bool isOpen(const Verdict& verdict) {
     return verdict.kind != Verdict::Kind::good;
 }
 
+/// Texts of other files are plain, and a plain tip would be one endless line.
+QString shownTip(const QString& tip) {
+    return tip.isEmpty() ? QString() : Qt::convertFromPlainText(tip.trimmed());
+}
+
 }  // namespace
 
 struct FormView::Inside {
@@ -136,8 +141,7 @@ void FormView::Inside::addRow(QGridLayout& grid, Row& row, PageContext& context)
     row.edit = makeFieldEdit(field, context, nullptr);
     row.line = new VerdictLine(!showsItself || field.check);
     row.line->setObjectName(field.id + QLatin1String("Verdict"));
-    // Texts of other files are plain, and plain tips of more than a line would be one endless line.
-    const QString tip = field.tip.isEmpty() ? QString() : Qt::convertFromPlainText(field.tip);
+    const QString tip = shownTip(field.tip);
     row.edit->setToolTip(tip);
     row.edit->setWhatsThis(tip);
     if (!showsItself) {
@@ -172,18 +176,21 @@ void FormView::Inside::connectRow(Row& row) {
 
 void FormView::Inside::showTitles() {
     QLabel* title = nullptr;
-    bool isFirst = true;
+    const Row* above = nullptr;
     for (size_t at = 0; at < rows_.size();) {
         title = rows_[at].title;
-        bool isShown = false;
+        const Row* last = nullptr;
         for (; at < rows_.size() && rows_[at].title == title; ++at) {
-            isShown = isShown || rows_[at].isShown;
+            last = rows_[at].isShown ? &rows_[at] : last;
         }
-        title->setVisible(isShown);
-        if (isShown) {
-            const int below = title->text().isEmpty() ? 0 : Theme::rowGap();
-            title->setContentsMargins(0, isFirst ? 0 : Theme::labelGap(), 0, below);
-            isFirst = false;
+        title->setVisible(last != nullptr);
+        if (last != nullptr) {
+            // An empty line for a verdict is a part of the gap.
+            const int gap = above == nullptr           ? 0
+                            : above->line->keepsRoom() ? Theme::labelGap()
+                                                       : Theme::groupGap() + Theme::rowGap();
+            title->setContentsMargins(0, gap, 0, title->text().isEmpty() ? 0 : Theme::rowGap());
+            above = last;
         }
     }
 }
@@ -276,7 +283,11 @@ void FormView::Inside::forget() {
 
 void FormView::Inside::mark(Row& row) {
     if (row.label != nullptr) {
-        row.label->setChanged(!row.field.initial.isEmpty() && row.edit->values() != row.field.initial);
+        const QString initial = row.field.initial.value(0);
+        const bool isChanged = !initial.isEmpty() && row.edit->values() != row.field.initial;
+        row.label->setChanged(isChanged);
+        row.label->setToolTip(shownTip(
+            isChanged ? tr("Changed; at first it is “%1”.").arg(initial) + u'\n' + row.field.tip : row.field.tip));
     }
 }
 
@@ -388,7 +399,11 @@ void FormView::setVerdict(const QString& id, const Verdict& verdict) {
     Row* row = inside_->find(id);
     if (row != nullptr) {
         row->said = verdict;
-        inside_->judgeAndTell(*row);
+        // The field's own fault waits until who types now has finished.
+        const Verdict all = inside_->judge(*row);
+        if (!row->isTouched || all.text == verdict.text) {
+            inside_->tell(*row, all);
+        }
     }
 }
 

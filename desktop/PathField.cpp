@@ -38,7 +38,13 @@ PathField::PathField(const FormField& field, PageContext& context, QWidget* pare
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(line_);
     layout->addWidget(button_);
-    connect(line_, &QLineEdit::textEdited, this, &PathField::edited);
+    connect(line_, &QLineEdit::textEdited, this, [this](const QString& text) {
+        // File managers copy the addresses of files.
+        if (text.startsWith(QLatin1String("file:///"))) {
+            line_->setText(QUrl(text.trimmed()).toLocalFile());
+        }
+        emit edited();
+    });
     connect(button_, &QPushButton::clicked, this, &PathField::browse);
 }
 

@@ -10,6 +10,8 @@
 #include <QMimeData>
 #include <QPushButton>
 
+#include <algorithm>
+
 namespace {
 
 constexpr int besideCharacters = 13;
@@ -66,6 +68,8 @@ void PathListField::setEditable(bool editable) {
     isEditable_ = editable;
     for (const Row& row : rows_) {
         row.path->setEditable(editable);
+        // The list takes what is dropped, so that nothing is replaced that is already there.
+        row.path->setAcceptDrops(false);
         row.remove->setEnabled(editable);
         if (row.beside != nullptr) {
             row.beside->setEditable(editable);
@@ -110,11 +114,13 @@ void PathListField::dragLeaveEvent(QDragLeaveEvent* /*event*/) {
 void PathListField::dropEvent(QDropEvent* event) {
     setTarget(false);
     event->acceptProposedAction();
-    QStringList all = values();
     for (const QString& path : PathField::pathsOf(*event->mimeData())) {
-        all.append({path, QString()});
+        const auto isFree = [](const Row& row) { return row.path->path().isEmpty(); };
+        if (std::none_of(rows_.begin(), rows_.end(), isFree)) {
+            addRow();
+        }
+        std::find_if(rows_.begin(), rows_.end(), isFree)->path->setValues({path});
     }
-    setValues(all);
     emit edited();
     emit settled();
 }

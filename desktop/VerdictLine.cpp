@@ -91,5 +91,5 @@ void VerdictLine::paintEvent(QPaintEvent* /*event*/) {
 }
 
 int VerdictLine::leastHeight() const {
-    return keepsRoom_ || !text().isEmpty() ? above + fontMetrics().height() + Theme::rowGap() : Theme::rowGap() / 2;
+    return keepsRoom_ || !text().isEmpty() ? above + fontMetrics().height() + Theme::rowGap() : Theme::rowGap();
 }

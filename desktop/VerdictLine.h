@@ -12,6 +12,7 @@ class VerdictLine : public QLabel {
     /// `keepsRoom` if the line has its height while it is empty too, so that nothing moves when it speaks.
     explicit VerdictLine(bool keepsRoom, QWidget* parent = nullptr);
 
+    [[nodiscard]] bool keepsRoom() const { return keepsRoom_; }
     void tell(const Verdict& verdict);
 
     [[nodiscard]] QSize sizeHint() const override;

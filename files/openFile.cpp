@@ -22,18 +22,6 @@ bool hasBinarySuffix(const QString& path) {
     });
 }
 
-/// The reader that a path tells; null for raw binary.
-const FormatRow* rowOf(const FileLoadContext& context, const QString& path, bool allowPvs) {
-    if (hasBinarySuffix(path)) {
-        return nullptr;
-    }
-    const auto row = std::find_if(context.formats.begin(), context.formats.end(), [&](const FormatRow& candidate) {
-        return (allowPvs || !candidate.onlyWithPvs) &&
-               path.endsWith(QLatin1String(candidate.suffix), Qt::CaseInsensitive);
-    });
-    return row == context.formats.end() ? nullptr : &*row;
-}
-
 void announceBinary(const QString& name) {
     displayMessage(MessageKind::verbose2,
                    "The file %s has a non recognized extension !\nSupported extensions are : bin, hex, srec, s19, elf, "
@@ -87,6 +75,17 @@ bool readBy(const FormatRow* row, FileLoadContext& context, QFile& device, const
 
 }  // namespace
 
+const FormatRow* formatOf(std::span<const FormatRow> formats, const QString& path, bool allowPvs) {
+    if (hasBinarySuffix(path)) {
+        return nullptr;
+    }
+    const auto row = std::find_if(formats.begin(), formats.end(), [&](const FormatRow& candidate) {
+        return (allowPvs || !candidate.onlyWithPvs) &&
+               path.endsWith(QLatin1String(candidate.suffix), Qt::CaseInsensitive);
+    });
+    return row == formats.end() ? nullptr : &*row;
+}
+
 bool openInputFile(NamedFile& device, QIODevice::OpenMode more) {
     const QString name = bareFileName(device);
     if (!device.exists()) {
@@ -108,7 +107,7 @@ bool openFile(FileLoadContext& context, const QString& path, FileData*& result, 
               std::uint32_t size, bool allowPvs) {
     context.fillByte = fillByte;
     NamedFile device(path);
-    const FormatRow* const row = rowOf(context, path, allowPvs);
+    const FormatRow* const row = formatOf(context.formats, path, allowPvs);
     // Raw bytes may be secrets: none of them stays in a buffer that nobody wipes.
     return openInputFile(device, row == nullptr ? QIODevice::Unbuffered : QIODevice::NotOpen) &&
            readBy(row, context, device, {offset, size}, result);
@@ -120,7 +119,7 @@ bool openOutput(FileLoadContext& context, const QString& path, QByteArrayView by
     }
     NamedFile device(path);
     return (openOnBytes(device, bytes) || reportError("Unable to allocate memory")) &&
-           readBy(rowOf(context, path, allowPvs), context, device, {}, result);
+           readBy(formatOf(context.formats, path, allowPvs), context, device, {}, result);
 }
 
 bool readBinaryImage(QFile& device, qint64 offset, std::uint32_t size, std::shared_ptr<FileData>& record) {

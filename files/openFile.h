@@ -14,6 +14,9 @@
                             std::uint8_t fillByte = 0xFF, qint64 offset = 0, std::uint32_t size = 0,
                             bool allowPvs = false);
 
+/// The row of `formats` whose reader the end of `path` asks for; null for raw binary, as which all other names count.
+[[nodiscard]] const FormatRow* formatOf(std::span<const FormatRow> formats, const QString& path, bool allowPvs = false);
+
 /// Reads back an output of this run as openFile would: the file at `path` or, where that is a pipe or device, which
 /// doesn't give back what was written to it, the `bytes` that were.
 [[nodiscard]] bool openOutput(FileLoadContext& context, const QString& path, QByteArrayView bytes, FileData*& result,

@@ -1,0 +1,397 @@
+#include "desktop/commandLine.h"
+#include "desktop/fieldChecks.h"
+#include "desktop/jobFields.h"
+#include "desktop/jobTable.h"
+#include "files/openFile.h"
+#include "files/parseNumber.h"
+#include "formats/readers.h"
+
+#include <QCoreApplication>
+
+#include <algorithm>
+#include <array>
+
+namespace {
+
+constexpr std::array devices = {
+    ChoiceRow{"", QT_TRANSLATE_NOOP("jobs", "Choose a device")},
+    ChoiceRow{"0x450", "0x450"},
+    ChoiceRow{"0x455", "0x455"},
+    ChoiceRow{"0x462", "0x462"},
+    ChoiceRow{"0x472", "0x472"},
+    ChoiceRow{"0x476", "0x476"},
+    ChoiceRow{"0x478", "0x478"},
+    ChoiceRow{"0x480", "0x480"},
+    ChoiceRow{"0x481", "0x481"},
+    ChoiceRow{"0x482", "0x482"},
+    ChoiceRow{"0x483", "0x483"},
+    ChoiceRow{"0x484", "0x484"},
+    ChoiceRow{"0x485", "0x485"},
+    ChoiceRow{"0x492", "0x492"},
+    ChoiceRow{"0x497", "0x497"},
+    ChoiceRow{"0x4B0", "0x4B0"},
+};
+
+// Those that take their image in parts, as far as their memory reaches.
+constexpr std::array partialImageDevices = {"0x450", "0x480", "0x483"};
+
+constexpr std::array regionModes = {
+    ChoiceRow{"0", QT_TRANSLATE_NOOP("jobs", "0 – instructions")},
+    ChoiceRow{"1", QT_TRANSLATE_NOOP("jobs", "1 – data")},
+    ChoiceRow{"2", QT_TRANSLATE_NOOP("jobs", "2 – instructions and data")},
+    ChoiceRow{"3", QT_TRANSLATE_NOOP("jobs", "3 – instructions, enhanced cipher")},
+};
+
+struct Texts {
+    Q_DECLARE_TR_FUNCTIONS(jobs)
+};
+
+bool hasExternal(const JobValues& all) {
+    return !textOf(all, "external").isEmpty();
+}
+
+bool hasExternalBinary(const JobValues& all) {
+    return hasExternal(all) && isRawBinary(textOf(all, "external"));
+}
+
+bool isFilled(const QStringList& value) {
+    return std::any_of(value.begin(), value.end(), [](const QString& text) { return !text.trimmed().isEmpty(); });
+}
+
+/// Firmware for external memory is enough by itself; otherwise this is needed.
+Verdict neededWithoutExternal(const JobValues& all) {
+    return hasExternal(all) ? Verdict() : missing({});
+}
+
+Verdict checkFirmwareList(const QStringList& own, const JobValues& all) {
+    if (!isFilled(own)) {
+        return neededWithoutExternal(all);
+    }
+    return checkFiles(own,
+                      [](const QString& path, const QString& beside) { return checkFirmware(path, true, beside); });
+}
+
+Verdict checkVersion(const QStringList& own, const JobValues& all) {
+    return isFilled(own) ? checkNumber(own, 255) : neededWithoutExternal(all);
+}
+
+Verdict checkModule(const QString& path, const QString& beside) {
+    const Verdict verdict = checkFormat(path, readKmdFile);
+    return verdict.kind != Verdict::Kind::good || beside.isEmpty() || checkNumber({beside}).kind == Verdict::Kind::good
+               ? verdict
+               : checkNumber({beside});
+}
+
+Verdict checkPackagedModule(const QString& path) {
+    return isRawBinary(path) ? checkFormat(path, nullptr) : checkFormat(path, readXtbiFile);
+}
+
+/// The numbers behind one more file for external memory: the start address of raw binary alone, mode and region in an
+/// order that hangs on the format, the address of the key.
+Verdict checkMoreExternal(const QString& path, const QString& beside) {
+    const Verdict verdict = checkFirmware(path);
+    if (verdict.kind != Verdict::Kind::good) {
+        return verdict;
+    }
+    const QStringList numbers = beside.split(u' ', Qt::SkipEmptyParts);
+    const bool binary = isRawBinary(path);
+    if (numbers.size() < (binary ? 4 : 3)) {
+        return missing(binary ? Texts::tr("Raw binary needs start address, mode, region and key address.")
+                              : Texts::tr("This needs region, mode and key address."));
+    }
+    for (const QString& number : numbers.first(binary ? 4 : 3)) {
+        const Verdict one = checkNumber({number});
+        if (one.kind != Verdict::Kind::good) {
+            return one;
+        }
+    }
+    return verdict;
+}
+
+Verdict checkRamSize(const QStringList& own, const JobValues& all) {
+    return textOf(own).isEmpty() && !textOf(all, "token").isEmpty()
+               ? missing(Texts::tr("A continuation token needs the RAM size."))
+               : checkNumber(own);
+}
+
+Verdict checkToken(const QStringList& own, const JobValues& all) {
+    const QString device = textOf(all, "device");
+    const bool partial = std::any_of(partialImageDevices.begin(), partialImageDevices.end(),
+                                     [&device](const char* id) { return device == QLatin1String(id); });
+    return textOf(own).isEmpty() && partial && !textOf(all, "ram-size").isEmpty()
+               ? missing(Texts::tr("This device needs a continuation token with a RAM size."))
+               : checkNumber(own);
+}
+
+/// With raw binary the mode stands before the region, with other files behind it.
+void externalArguments(const FieldRow& row, const JobValues& values, QStringList& arguments) {
+    const QStringList own = values.value(QLatin1String(row.id));
+    if (textOf(own).isEmpty()) {
+        return;
+    }
+    const QString region = textOf(values, "external-region");
+    const QString mode = textOf(values, "external-mode");
+    arguments << QLatin1String(row.option) << pathArgument(own.constFirst());
+    if (isRawBinary(own.constFirst())) {
+        arguments << textOf(values, "external-address") << mode << region;
+    } else {
+        arguments << region << mode;
+    }
+    arguments << textOf(values, "external-key-address");
+    arguments.removeAll(QString());
+}
+
+constexpr const char* target = QT_TRANSLATE_NOOP("jobs", "Target");
+constexpr const char* firmware = QT_TRANSLATE_NOOP("jobs", "Firmware");
+constexpr const char* protection = QT_TRANSLATE_NOOP("jobs", "Protection");
+constexpr const char* options = QT_TRANSLATE_NOOP("jobs", "Option bytes");
+constexpr const char* output = QT_TRANSLATE_NOOP("jobs", "Output");
+constexpr const char* contents = QT_TRANSLATE_NOOP("jobs", "More contents");
+constexpr const char* external = QT_TRANSLATE_NOOP("jobs", "External memory");
+constexpr const char* parts = QT_TRANSLATE_NOOP("jobs", "Image in parts");
+
+constexpr std::array rows = {
+    FieldRow{.id = "device",
+             .group = target,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Device"),
+             .kind = FieldKind::choice,
+             .option = "-devid",
+             .required = true,
+             .choices = devices,
+             .tip = QT_TRANSLATE_NOOP("jobs", "The device ID of the chip that the image is for.")},
+    FieldRow{.id = "firmware",
+             .group = firmware,
+             .label = QT_TRANSLATE_NOOP("jobs", "Firm&ware"),
+             .kind = FieldKind::inFiles,
+             .option = "-fir",
+             .arguments = optionForEach,
+             .role = PathRole::firmware,
+             .filter = firmwareFilter,
+             .placeholder = "0x08000000",
+             .besideLabel = QT_TRANSLATE_NOOP("jobs", "Load address"),
+             .check = checkFirmwareList,
+             .tip = QT_TRANSLATE_NOOP("jobs",
+                                      "ELF, Intel HEX, S-Record or raw binary. Raw binary needs the address "
+                                      "that it is loaded to. Several files become one.")},
+    FieldRow{.id = "key",
+             .group = protection,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Key"),
+             .kind = FieldKind::inFile,
+             .option = "-k",
+             .required = true,
+             .role = PathRole::key,
+             .filter = binaryFilter,
+             .check = checkKey16,
+             .tip = QT_TRANSLATE_NOOP("jobs", "A binary file with the AES-GCM key, 16 bytes.")},
+    FieldRow{.id = "nonce",
+             .group = protection,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Nonce"),
+             .kind = FieldKind::inFile,
+             .option = "-n",
+             .required = true,
+             .role = PathRole::key,
+             .filter = binaryFilter,
+             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFileSize(pathOf(own)); },
+             .tip = QT_TRANSLATE_NOOP("jobs",
+                                      "A binary file of any length, usually 12 bytes. Take a fresh nonce for "
+                                      "each image.")},
+    FieldRow{.id = "version",
+             .group = protection,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Image version"),
+             .kind = FieldKind::fixed,
+             .option = "-v",
+             .placeholder = "1",
+             .check = checkVersion,
+             .tip = QT_TRANSLATE_NOOP("jobs", "0 to 255, in any base.")},
+    FieldRow{.id = "option-bytes",
+             .group = options,
+             .label = QT_TRANSLATE_NOOP("jobs", "O&ption bytes"),
+             .kind = FieldKind::inFile,
+             .option = "-ob",
+             .filter = tableFilter,
+             .check = [](const QStringList& own,
+                         const JobValues& /*all*/) { return checkTable(pathOf(own), CsvKind::optionBytes); },
+             .tip = QT_TRANSLATE_NOOP("jobs",
+                                      "A CSV file with the option bytes that the device gets. The page "
+                                      "\"Option bytes\" edits it.")},
+    FieldRow{.id = "diversification",
+             .group = options,
+             .label = QT_TRANSLATE_NOOP("jobs", "Diver&sification"),
+             .kind = FieldKind::inFile,
+             .option = "-diver",
+             .filter = tableFilter,
+             .check = [](const QStringList& own,
+                         const JobValues& /*all*/) { return checkTable(pathOf(own), CsvKind::diversification); },
+             .shownIf = [](const JobValues& all) { return textOf(all, "device") == QLatin1String("0x484"); },
+             .tip = QT_TRANSLATE_NOOP("jobs", "A CSV file with the diversification table of the device 0x484.")},
+    FieldRow{.id = "output",
+             .group = output,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Output image"),
+             .kind = FieldKind::outFile,
+             .option = "-o",
+             .required = true,
+             .role = PathRole::output,
+             .filter = QT_TRANSLATE_NOOP("jobs", "Install images (*.tbi *.tbix)"),
+             .placeholder = "image.tbi",
+             .check =
+                 [](const QStringList& own, const JobValues& /*all*/) {
+                     return checkOutput(pathOf(own), {".tbi", ".tbix"});
+                 },
+             .tip = QT_TRANSLATE_NOOP("jobs", "The image to make, with the ending .tbi or .tbix.")},
+    FieldRow{.id = "ob-keys",
+             .group = contents,
+             .label = QT_TRANSLATE_NOOP("jobs", "Provisioning files (O&BK)"),
+             .kind = FieldKind::inFiles,
+             .option = "-obkeys",
+             .arguments = optionForAll,
+             .filter = QT_TRANSLATE_NOOP("jobs", "Provisioning files (*.obk);;All files (*)"),
+             .check =
+                 [](const QStringList& own, const JobValues& /*all*/) {
+                     return checkFiles(own, [](const QString& path, const QString& /*beside*/) {
+                         return checkFormat(path, readObkFile);
+                     });
+                 },
+             .tip = QT_TRANSLATE_NOOP("jobs", "Provisioning files (.obk) that go into the image with the firmware.")},
+    FieldRow{.id = "modules",
+             .group = contents,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Modules"),
+             .kind = FieldKind::inFiles,
+             .option = "-m",
+             .arguments = optionForEach,
+             .role = PathRole::firmware,
+             .filter = QT_TRANSLATE_NOOP("jobs", "Modules (*.kmd);;All files (*)"),
+             .placeholder = "0x08010000",
+             .besideLabel = QT_TRANSLATE_NOOP("jobs", "Load address"),
+             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFiles(own, checkModule); },
+             .tip = QT_TRANSLATE_NOOP("jobs",
+                                      "Module files (.kmd). One that has no load address of its own needs it "
+                                      "here.")},
+    FieldRow{.id = "packaged-module",
+             .group = contents,
+             .label = QT_TRANSLATE_NOOP("jobs", "&XTBI module"),
+             .kind = FieldKind::inFile,
+             .option = "-xtbi",
+             .role = PathRole::firmware,
+             .filter = QT_TRANSLATE_NOOP("jobs", "Packaged modules (*.xtbi *.bin);;All files (*)"),
+             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkPackagedModule(pathOf(own)); },
+             .tip = QT_TRANSLATE_NOOP("jobs", "A packaged module (.xtbi or .bin), for devices that take one.")},
+    FieldRow{.id = "module-list",
+             .group = contents,
+             .label = QT_TRANSLATE_NOOP("jobs", "Module &list"),
+             .kind = FieldKind::inFile,
+             .option = "-mcsv",
+             .filter = QT_TRANSLATE_NOOP("jobs", "Module lists (*.mcsv);;All files (*)"),
+             .check = [](const QStringList& own,
+                         const JobValues& /*all*/) { return checkTable(pathOf(own), CsvKind::moduleList); },
+             .tip = QT_TRANSLATE_NOOP("jobs", "A list (.mcsv) that names modules and the firmware they belong to.")},
+    FieldRow{.id = "external-module-list",
+             .group = contents,
+             .label = QT_TRANSLATE_NOOP("jobs", "External module lis&t"),
+             .kind = FieldKind::inFile,
+             .option = "-ecsv",
+             .filter = QT_TRANSLATE_NOOP("jobs", "External module lists (*.ecsv);;All files (*)"),
+             .check = [](const QStringList& own,
+                         const JobValues& /*all*/) { return checkTable(pathOf(own), CsvKind::externalModuleList); },
+             .tip = QT_TRANSLATE_NOOP("jobs", "A list (.ecsv) of modules for external memory.")},
+    FieldRow{.id = "external",
+             .group = external,
+             .label = QT_TRANSLATE_NOOP("jobs", "Extern&al firmware"),
+             .kind = FieldKind::inFile,
+             .option = "-firx",
+             .arguments = externalArguments,
+             .role = PathRole::firmware,
+             .filter = firmwareFilter,
+             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFirmware(pathOf(own)); },
+             .tip = QT_TRANSLATE_NOOP("jobs", "Firmware that runs from external memory and is encrypted for it.")},
+    FieldRow{.id = "external-address",
+             .group = external,
+             .label = QT_TRANSLATE_NOOP("jobs", "Start address"),
+             .kind = FieldKind::fixed,
+             .arguments = toldElsewhere,
+             .required = true,
+             .placeholder = "0x90000000",
+             .check = checkAnyNumber,
+             .shownIf = hasExternalBinary,
+             .tip = QT_TRANSLATE_NOOP("jobs", "Where the raw binary stands in external memory.")},
+    FieldRow{.id = "external-region",
+             .group = external,
+             .label = QT_TRANSLATE_NOOP("jobs", "Region"),
+             .kind = FieldKind::fixed,
+             .arguments = toldElsewhere,
+             .required = true,
+             .placeholder = "0",
+             .check = checkAnyNumber,
+             .shownIf = hasExternal,
+             .tip = QT_TRANSLATE_NOOP("jobs",
+                                      "The region of the memory cipher: 0 to 3 are those of the first unit, 4 "
+                                      "to 7 those of the second.")},
+    FieldRow{.id = "external-mode",
+             .group = external,
+             .label = QT_TRANSLATE_NOOP("jobs", "Mode"),
+             .kind = FieldKind::choice,
+             .arguments = toldElsewhere,
+             .choices = regionModes,
+             .shownIf = hasExternal,
+             .tip = QT_TRANSLATE_NOOP("jobs", "What the region decrypts. The first three are AES-CTR.")},
+    FieldRow{.id = "external-key-address",
+             .group = external,
+             .label = QT_TRANSLATE_NOOP("jobs", "Key address"),
+             .kind = FieldKind::fixed,
+             .arguments = toldElsewhere,
+             .required = true,
+             .placeholder = "0x08010000",
+             .check = checkAnyNumber,
+             .shownIf = hasExternal,
+             .tip = QT_TRANSLATE_NOOP("jobs", "Where the device keeps its random key in internal flash.")},
+    FieldRow{
+        .id = "more-external",
+        .group = external,
+        .label = QT_TRANSLATE_NOOP("jobs", "More external firmware"),
+        .kind = FieldKind::inFiles,
+        .option = "-firx",
+        .arguments = optionForEach,
+        .role = PathRole::firmware,
+        .filter = firmwareFilter,
+        .placeholder = "0x90010000 0 1 0x08010010",
+        .besideLabel = QT_TRANSLATE_NOOP("jobs", "Numbers"),
+        .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFiles(own, checkMoreExternal); },
+        .shownIf = hasExternal,
+        .tip = QT_TRANSLATE_NOOP("jobs",
+                                 "Behind raw binary: start address, mode, region, key address. Behind "
+                                 "other files: region, mode, key address. Separate them by blanks.")},
+    FieldRow{.id = "key-area",
+             .group = external,
+             .label = QT_TRANSLATE_NOOP("jobs", "Ke&y area"),
+             .kind = FieldKind::inFile,
+             .option = "-kx",
+             .filter = QT_TRANSLATE_NOOP("jobs", "Key areas (*.csv *.kcsv);;All files (*)"),
+             .check = [](const QStringList& own,
+                         const JobValues& /*all*/) { return checkTable(pathOf(own), CsvKind::keyArea); },
+             .tip = QT_TRANSLATE_NOOP("jobs",
+                                      "A CSV file with pairs of size and start address: where keys for "
+                                      "external memory go.")},
+    FieldRow{.id = "ram-size",
+             .group = parts,
+             .label = QT_TRANSLATE_NOOP("jobs", "RAM si&ze"),
+             .kind = FieldKind::fixed,
+             .option = "-rs",
+             .placeholder = "0x10000",
+             .check = checkRamSize,
+             .tip = QT_TRANSLATE_NOOP("jobs",
+                                      "Bytes of RAM for one part, on devices that take an image in parts "
+                                      "(0x450, 0x480, 0x483).")},
+    FieldRow{.id = "token",
+             .group = parts,
+             .label = QT_TRANSLATE_NOOP("jobs", "Contin&uation token"),
+             .kind = FieldKind::fixed,
+             .option = "-ct",
+             .placeholder = "0x0800F000",
+             .check = checkToken,
+             .tip = QT_TRANSLATE_NOOP("jobs", "The address where the device notes how far it has come.")},
+};
+
+}  // namespace
+
+std::span<const FieldRow> installImageRows() {
+    return rows;
+}

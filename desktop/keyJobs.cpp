@@ -1,0 +1,396 @@
+// The jobs about keys, cards, external memory and wireless chips.
+
+#include "desktop/commandLine.h"
+#include "desktop/jobFields.h"
+#include "desktop/jobTable.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+
+#include <array>
+#include <limits>
+
+namespace {
+
+struct Texts {
+    Q_DECLARE_TR_FUNCTIONS(jobs)
+};
+
+constexpr const char* keyGroup = QT_TRANSLATE_NOOP("jobs", "Key");
+constexpr const char* cardGroup = QT_TRANSLATE_NOOP("jobs", "Card");
+constexpr const char* protection = QT_TRANSLATE_NOOP("jobs", "Protection");
+constexpr const char* dataGroup = QT_TRANSLATE_NOOP("jobs", "Data");
+constexpr const char* memory = QT_TRANSLATE_NOOP("jobs", "Memory");
+constexpr const char* output = QT_TRANSLATE_NOOP("jobs", "Output");
+constexpr const char* sources = QT_TRANSLATE_NOOP("jobs", "Public key as source text");
+
+constexpr std::array keyKinds = {
+    ChoiceRow{"ecdsa-p256", "ecdsa-p256"}, ChoiceRow{"ecdsa-p384", "ecdsa-p384"}, ChoiceRow{"rsa-2048", "rsa-2048"},
+    ChoiceRow{"rsa-3072", "rsa-3072"},     ChoiceRow{"ed25519", "ed25519"},       ChoiceRow{"x25519", "x25519"},
+};
+
+Verdict checkNewKey(const QStringList& own, const JobValues& /*all*/) {
+    const Verdict verdict = checkOutput(pathOf(own));
+    return verdict.kind == Verdict::Kind::good && QFileInfo(pathOf(own)).isFile()
+               ? Verdict{Verdict::Kind::good, Texts::tr("The older key is kept beside it, under a name with .bak.")}
+               : verdict;
+}
+
+constexpr std::array keyPair = {
+    FieldRow{.id = "key",
+             .group = keyGroup,
+             .label = QT_TRANSLATE_NOOP("jobs", "Private &key"),
+             .kind = FieldKind::outFile,
+             .option = "-inkey",
+             .required = true,
+             .role = PathRole::key,
+             .filter = pemFilter,
+             .placeholder = "keys/new.pem",
+             .check = checkNewKey,
+             .tip = QT_TRANSLATE_NOOP("jobs",
+                                      "The PEM file to make. Its public key is written beside it, as "
+                                      "NAME_pub.pem.")},
+    FieldRow{.id = "kind",
+             .group = keyGroup,
+             .label = QT_TRANSLATE_NOOP("jobs", "Kin&d"),
+             .kind = FieldKind::choice,
+             .option = "-keytype",
+             .required = true,
+             .choices = keyKinds,
+             .tip = QT_TRANSLATE_NOOP("jobs", "The kind of key, as imgtool names it.")},
+};
+
+constexpr char readOnly[] = "read";
+
+bool programs(const JobValues& all) {
+    return textOf(all, "action") != QLatin1String(readOnly);
+}
+
+constexpr std::array cardActions = {
+    ChoiceRow{"program", QT_TRANSLATE_NOOP("jobs", "Program the card")},
+    ChoiceRow{readOnly, QT_TRANSLATE_NOOP("jobs", "Read what the card tells")},
+    ChoiceRow{"both", QT_TRANSLATE_NOOP("jobs", "Read it, then program it")},
+};
+
+void cardAction(const FieldRow& row, const JobValues& values, QStringList& arguments) {
+    const QString action = textOf(values, row.id);
+    if (!action.isEmpty() && action != QLatin1String("program")) {
+        arguments.append(QLatin1String(row.option));
+    }
+}
+
+constexpr std::array card = {
+    FieldRow{.id = "action",
+             .group = cardGroup,
+             .label = QT_TRANSLATE_NOOP("jobs", "Wha&t to do"),
+             .kind = FieldKind::choice,
+             .option = "-info",
+             .arguments = cardAction,
+             .choices = cardActions,
+             .tip = QT_TRANSLATE_NOOP("jobs",
+                                      "Reading needs no PIN. The tool ends with status 1 when it has only "
+                                      "read.")},
+    FieldRow{
+        .id = "slot",
+        .group = cardGroup,
+        .label = QT_TRANSLATE_NOOP("jobs", "&Slot"),
+        .kind = FieldKind::fixed,
+        .option = "-i",
+        .required = true,
+        .initial = "0",
+        .check = [](const QStringList& own,
+                    const JobValues& /*all*/) { return checkNumber(own, std::numeric_limits<std::int32_t>::max()); },
+        .tip = QT_TRANSLATE_NOOP("jobs",
+                                 "The position among the slots that hold a card, from 0. With one card it "
+                                 "is 0.")},
+    FieldRow{.id = "firmware-id",
+             .group = cardGroup,
+             .label = QT_TRANSLATE_NOOP("jobs", "Firm&ware identifier"),
+             .kind = FieldKind::text,
+             .option = "-id",
+             .required = true,
+             .placeholder = "Product-1",
+             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkLength(own, 15); },
+             .shownIf = programs,
+             .tip = QT_TRANSLATE_NOOP("jobs", "The name of the firmware that the card is for, up to 15 bytes.")},
+    FieldRow{.id = "licences",
+             .group = cardGroup,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Licences"),
+             .kind = FieldKind::fixed,
+             .option = "-mc",
+             .required = true,
+             .placeholder = "1000",
+             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkNumber(own, 1000000); },
+             .shownIf = programs,
+             .tip = QT_TRANSLATE_NOOP("jobs", "How many devices the card may license, up to 1,000,000.")},
+    FieldRow{.id = "key",
+             .group = protection,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Key"),
+             .kind = FieldKind::inFile,
+             .option = "-k",
+             .required = true,
+             .role = PathRole::key,
+             .filter = binaryFilter,
+             .check = checkKey16,
+             .shownIf = programs,
+             .tip = QT_TRANSLATE_NOOP("jobs", "The key of the image, 16 bytes.")},
+    FieldRow{.id = "nonce",
+             .group = protection,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Nonce"),
+             .kind = FieldKind::inFile,
+             .option = "-n",
+             .required = true,
+             .role = PathRole::key,
+             .filter = binaryFilter,
+             .check =
+                 [](const QStringList& own, const JobValues& /*all*/) {
+                     return checkFileSize(pathOf(own), {12, 16});
+                 },
+             .shownIf = programs,
+             .tip = QT_TRANSLATE_NOOP("jobs", "The nonce of the image, 12 or 16 bytes.")},
+    FieldRow{
+        .id = "personalization",
+        .group = protection,
+        .label = QT_TRANSLATE_NOOP("jobs", "&Personalization data"),
+        .kind = FieldKind::inFile,
+        .option = "-pd",
+        .role = PathRole::key,
+        .filter = binaryFilter,
+        .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFileSize(pathOf(own), {108}); },
+        .shownIf = programs,
+        .tip = QT_TRANSLATE_NOOP("jobs",
+                                 "Encrypted personalization data of 108 bytes, for cards of the second "
+                                 "generation.")},
+};
+
+constexpr std::array personalization = {
+    FieldRow{.id = "data",
+             .group = dataGroup,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Data"),
+             .kind = FieldKind::inFile,
+             .arguments = valueAlone,
+             .required = true,
+             .role = PathRole::key,
+             .filter = binaryFilter,
+             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFirmware(pathOf(own)); },
+             .tip = QT_TRANSLATE_NOOP("jobs",
+                                      "The personalization data to encrypt: raw binary, or the first segment "
+                                      "of ELF, HEX or S-Record.")},
+    FieldRow{.id = "output",
+             .group = output,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Output"),
+             .kind = FieldKind::outFile,
+             .arguments = valueAlone,
+             .required = true,
+             .role = PathRole::output,
+             .filter = binaryFilter,
+             .placeholder = "data.enc.bin",
+             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkOutput(pathOf(own)); },
+             .tip = QT_TRANSLATE_NOOP("jobs", "The encrypted data to make, for the page \"Card\".")},
+};
+
+constexpr std::array cipherModes = {
+    ChoiceRow{"0", QT_TRANSLATE_NOOP("jobs", "0 – AES block, normal")},
+    ChoiceRow{"1", QT_TRANSLATE_NOOP("jobs", "1 – AES block, fast")},
+    ChoiceRow{"2", QT_TRANSLATE_NOOP("jobs", "2 – Noekeon")},
+};
+
+/// The tool reads the first 16 bytes of a longer file too.
+Verdict checkCipherKey(const QStringList& own, const JobValues& /*all*/) {
+    const Verdict verdict = checkFileSuffix(pathOf(own), ".bin");
+    const QFileInfo file(pathOf(own));
+    if (verdict.kind != Verdict::Kind::good || !file.isFile()) {
+        return verdict;
+    }
+    return file.size() < 16 ? fault(Texts::tr("A key has 16 bytes, this file has %1.").arg(file.size()))
+                            : checkFileSize(pathOf(own));
+}
+
+constexpr std::array externalMemory = {
+    FieldRow{
+        .id = "application",
+        .group = memory,
+        .label = QT_TRANSLATE_NOOP("jobs", "&Application"),
+        .kind = FieldKind::inFile,
+        .option = "-app",
+        .required = true,
+        .role = PathRole::firmware,
+        .filter = binaryFilter,
+        .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFileSuffix(pathOf(own), ".bin"); },
+        .tip = QT_TRANSLATE_NOOP("jobs", "The raw binary to encrypt.")},
+    FieldRow{.id = "address",
+             .group = memory,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Start address"),
+             .kind = FieldKind::fixed,
+             .option = "-add",
+             .required = true,
+             .placeholder = "90000000",
+             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkHexAddress(own); },
+             .tip = QT_TRANSLATE_NOOP("jobs", "Where the image is programmed, in hexadecimal with or without 0x.")},
+    FieldRow{.id = "key",
+             .group = protection,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Key"),
+             .kind = FieldKind::inFile,
+             .option = "-key",
+             .required = true,
+             .role = PathRole::key,
+             .filter = binaryFilter,
+             .check = checkCipherKey,
+             .tip = QT_TRANSLATE_NOOP("jobs", "A file that begins with the 16 bytes of the key.")},
+    FieldRow{.id = "mode",
+             .group = protection,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Mode"),
+             .kind = FieldKind::choice,
+             .option = "-mode",
+             .choices = cipherModes,
+             .tip = QT_TRANSLATE_NOOP("jobs", "The cipher that the device's memory controller is set to.")},
+    FieldRow{.id = "folder",
+             .group = output,
+             .label = QT_TRANSLATE_NOOP("jobs", "Output f&older"),
+             .kind = FieldKind::folder,
+             .option = "-directory",
+             .required = true,
+             .role = PathRole::output,
+             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFolder(pathOf(own)); },
+             .tip = QT_TRANSLATE_NOOP("jobs", "Encrypted_Image.bin is written into this folder.")},
+};
+
+/// The tool passes over a source text that it can't write.
+Verdict checkSource(const QStringList& own, const char* suffix) {
+    const bool writable = QFileInfo(pathOf(own)).dir().exists() || pathOf(own).isEmpty();
+    const Verdict verdict = checkNewOutput(pathOf(own), {suffix});
+    return !writable && pathOf(own).endsWith(QLatin1String(suffix))
+               ? Verdict{Verdict::Kind::good, Texts::tr("There is no such folder: the tool leaves this file out.")}
+               : verdict;
+}
+
+constexpr std::array wirelessKeys = {
+    FieldRow{
+        .id = "private-key",
+        .group = keyGroup,
+        .label = QT_TRANSLATE_NOOP("jobs", "Private &key"),
+        .kind = FieldKind::outFile,
+        .option = "-k",
+        .required = true,
+        .role = PathRole::key,
+        .filter = pemFilter,
+        .placeholder = "rsa-private.pem",
+        .check = [](const QStringList& own, const JobValues& /*all*/) { return checkNewOutput(pathOf(own), {".pem"}); },
+        .tip = QT_TRANSLATE_NOOP("jobs", "The new private key, with the ending .pem.")},
+    FieldRow{
+        .id = "public-key",
+        .group = keyGroup,
+        .label = QT_TRANSLATE_NOOP("jobs", "&Public key"),
+        .kind = FieldKind::outFile,
+        .arguments = valueAlone,
+        .required = true,
+        .role = PathRole::key,
+        .filter = pemFilter,
+        .placeholder = "rsa-public.pem",
+        .check = [](const QStringList& own, const JobValues& /*all*/) { return checkNewOutput(pathOf(own), {".pem"}); },
+        .tip = QT_TRANSLATE_NOOP("jobs", "The new public key, with the ending .pem.")},
+    FieldRow{.id = "c-source",
+             .group = sources,
+             .label = QT_TRANSLATE_NOOP("jobs", "C so&urce"),
+             .kind = FieldKind::outFile,
+             .option = "-f",
+             .required = true,
+             .role = PathRole::output,
+             .filter = QT_TRANSLATE_NOOP("jobs", "C sources (*.c)"),
+             .placeholder = "key.c",
+             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkSource(own, ".c"); },
+             .tip = QT_TRANSLATE_NOOP("jobs", "The public key for firmware in C, with the ending .c.")},
+    FieldRow{.id = "python-source",
+             .group = sources,
+             .label = QT_TRANSLATE_NOOP("jobs", "P&ython source"),
+             .kind = FieldKind::outFile,
+             .arguments = valueAlone,
+             .required = true,
+             .role = PathRole::output,
+             .filter = QT_TRANSLATE_NOOP("jobs", "Python sources (*.py)"),
+             .placeholder = "key.py",
+             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkSource(own, ".py"); },
+             .tip = QT_TRANSLATE_NOOP("jobs", "The public key for scripts in Python, with the ending .py.")},
+    FieldRow{.id = "text",
+             .group = sources,
+             .label = QT_TRANSLATE_NOOP("jobs", "Te&xt"),
+             .kind = FieldKind::outFile,
+             .arguments = valueAlone,
+             .required = true,
+             .role = PathRole::output,
+             .filter = QT_TRANSLATE_NOOP("jobs", "Texts (*.txt)"),
+             .placeholder = "key.txt",
+             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkSource(own, ".txt"); },
+             .tip = QT_TRANSLATE_NOOP("jobs", "The public key as plain text, with the ending .txt.")},
+};
+
+Verdict checkWirelessKey(const QStringList& own, const JobValues& /*all*/) {
+    constexpr qint64 largestKeyFile = 1679;
+    const Verdict verdict = checkFileSuffix(pathOf(own), ".pem");
+    return verdict.kind == Verdict::Kind::good && QFileInfo(pathOf(own)).size() > largestKeyFile
+               ? fault(Texts::tr("The file is larger than that of a key of 2048 bits."))
+               : verdict;
+}
+
+constexpr std::array wirelessSign = {
+    FieldRow{.id = "key",
+             .group = keyGroup,
+             .label = QT_TRANSLATE_NOOP("jobs", "Private &key"),
+             .kind = FieldKind::inFile,
+             .option = "-k",
+             .required = true,
+             .role = PathRole::key,
+             .filter = pemFilter,
+             .check = checkWirelessKey,
+             .tip = QT_TRANSLATE_NOOP("jobs", "The private key that the page \"Wireless keys\" made.")},
+    FieldRow{
+        .id = "binary",
+        .group = dataGroup,
+        .label = QT_TRANSLATE_NOOP("jobs", "&Binary"),
+        .kind = FieldKind::inFile,
+        .option = "-f",
+        .required = true,
+        .role = PathRole::firmware,
+        .filter = binaryFilter,
+        .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFileSuffix(pathOf(own), ".bin"); },
+        .tip = QT_TRANSLATE_NOOP("jobs", "The binary to sign, with the ending .bin.")},
+    FieldRow{
+        .id = "output",
+        .group = output,
+        .label = QT_TRANSLATE_NOOP("jobs", "Signed &output"),
+        .kind = FieldKind::outFile,
+        .option = "-o",
+        .required = true,
+        .role = PathRole::output,
+        .filter = binaryFilter,
+        .placeholder = "stack-rsa.bin",
+        .check = [](const QStringList& own, const JobValues& /*all*/) { return checkNewOutput(pathOf(own), {".bin"}); },
+        .tip = QT_TRANSLATE_NOOP("jobs", "The signed binary to make, with the ending .bin.")},
+};
+
+}  // namespace
+
+std::span<const FieldRow> keyPairRows() {
+    return keyPair;
+}
+
+std::span<const FieldRow> cardRows() {
+    return card;
+}
+
+std::span<const FieldRow> personalizationRows() {
+    return personalization;
+}
+
+std::span<const FieldRow> externalMemoryRows() {
+    return externalMemory;
+}
+
+std::span<const FieldRow> wirelessKeysRows() {
+    return wirelessKeys;
+}
+
+std::span<const FieldRow> wirelessSignRows() {
+    return wirelessSign;
+}

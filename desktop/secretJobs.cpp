@@ -1,0 +1,221 @@
+// The jobs that make what provisions a device with secrets.
+
+#include "desktop/commandLine.h"
+#include "desktop/jobFields.h"
+#include "desktop/jobTable.h"
+#include "files/openFile.h"
+
+#include <QCoreApplication>
+
+#include <array>
+
+namespace {
+
+struct Texts {
+    Q_DECLARE_TR_FUNCTIONS(jobs)
+};
+
+/// A PEM file, or the hash of a table of root keys.
+Verdict checkPublicKeyOrHash(const QStringList& own, const JobValues& /*all*/) {
+    const QString path = pathOf(own);
+    return path.endsWith(QLatin1String(".pem"), Qt::CaseInsensitive) ? checkFileSize(path, {178})
+                                                                     : checkFileSize(path, {32});
+}
+
+Verdict checkBackup(const QString& path, const QString& beside) {
+    const Verdict verdict = checkFormat(path, nullptr);
+    if (verdict.kind == Verdict::Kind::good && beside.isEmpty()) {
+        return missing(Texts::tr("A backup image needs its base address."));
+    }
+    const Verdict address = checkNumber({beside});
+    return verdict.kind == Verdict::Kind::good && address.kind != Verdict::Kind::good ? address : verdict;
+}
+
+constexpr const char* secrets = QT_TRANSLATE_NOOP("jobs", "Secrets");
+constexpr const char* protection = QT_TRANSLATE_NOOP("jobs", "Protection");
+constexpr const char* output = QT_TRANSLATE_NOOP("jobs", "Output");
+constexpr const char* templateGroup = QT_TRANSLATE_NOOP("jobs", "Template");
+constexpr const char* backup = QT_TRANSLATE_NOOP("jobs", "Backup memory");
+
+constexpr FieldRow keyRow = {.id = "key",
+                             .group = protection,
+                             .label = QT_TRANSLATE_NOOP("jobs", "&Key"),
+                             .kind = FieldKind::inFile,
+                             .option = "-k",
+                             .required = true,
+                             .role = PathRole::key,
+                             .filter = binaryFilter,
+                             .check = checkKey16,
+                             .tip = QT_TRANSLATE_NOOP("jobs", "A binary file with the AES-GCM key, 16 bytes.")};
+
+constexpr FieldRow outputRow = {
+    .id = "output",
+    .group = output,
+    .label = QT_TRANSLATE_NOOP("jobs", "&Output"),
+    .kind = FieldKind::outFile,
+    .option = "-o",
+    .required = true,
+    .role = PathRole::output,
+    .filter = QT_TRANSLATE_NOOP("jobs", "Provisioning files (*.pvs)"),
+    .placeholder = "secrets.pvs",
+    .check = [](const QStringList& own, const JobValues& /*all*/) { return checkOutput(pathOf(own), {".pvs"}); },
+    .tip = QT_TRANSLATE_NOOP("jobs", "The file to make, with the ending .pvs.")};
+
+constexpr std::array payload = {
+    FieldRow{
+        .id = "secrets",
+        .group = secrets,
+        .label = QT_TRANSLATE_NOOP("jobs", "&Secrets"),
+        .kind = FieldKind::inFile,
+        .option = "-b",
+        .required = true,
+        .role = PathRole::key,
+        .filter = binaryFilter,
+        .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFileSize(pathOf(own), {152}); },
+        .tip = QT_TRANSLATE_NOOP("jobs", "The binary file of secrets to encrypt, 152 bytes.")},
+    FieldRow{.id = "public-key",
+             .group = secrets,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Public key or hash"),
+             .kind = FieldKind::inFile,
+             .option = "-pk",
+             .required = true,
+             .role = PathRole::key,
+             .filter = QT_TRANSLATE_NOOP("jobs", "Keys and hashes (*.pem *.bin);;All files (*)"),
+             .check = checkPublicKeyOrHash,
+             .tip = QT_TRANSLATE_NOOP("jobs",
+                                      "What the payload is bound to: your public key (a PEM file of 178 "
+                                      "bytes), or the hash of the table of root keys (32 bytes).")},
+    keyRow,
+    FieldRow{.id = "nonce",
+             .group = protection,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Nonce"),
+             .kind = FieldKind::inFile,
+             .option = "-n",
+             .required = true,
+             .role = PathRole::key,
+             .filter = binaryFilter,
+             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFileSize(pathOf(own), {16}); },
+             .tip = QT_TRANSLATE_NOOP("jobs", "A binary file of 16 bytes. Take a fresh nonce for each payload.")},
+    outputRow,
+};
+
+constexpr std::array provisioningImage = {
+    FieldRow{
+        .id = "secrets",
+        .group = secrets,
+        .label = QT_TRANSLATE_NOOP("jobs", "&Secrets"),
+        .kind = FieldKind::inFile,
+        .option = "-b",
+        .required = true,
+        .role = PathRole::key,
+        .filter = binaryFilter,
+        .check = checkAnyFile,
+        .tip = QT_TRANSLATE_NOOP("jobs", "The binary file of secrets to encrypt. The page \"Secrets\" makes one.")},
+    FieldRow{.id = "version",
+             .group = secrets,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Image version"),
+             .kind = FieldKind::fixed,
+             .option = "-iv",
+             .placeholder = "1",
+             .check = checkImageVersion,
+             .tip = QT_TRANSLATE_NOOP("jobs", "0 to 255, in any base. Left empty it is 0.")},
+    FieldRow{.id = "backup",
+             .group = backup,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Backup images"),
+             .kind = FieldKind::inFiles,
+             .option = "-backup",
+             .arguments = optionForEach,
+             .role = PathRole::key,
+             .filter = binaryFilter,
+             .placeholder = "0x40024000",
+             .besideLabel = QT_TRANSLATE_NOOP("jobs", "Base address"),
+             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFiles(own, checkBackup); },
+             .tip = QT_TRANSLATE_NOOP("jobs",
+                                      "What goes to the backup memory, made by the page \"Backup image\", and "
+                                      "the base address of that memory.")},
+    keyRow,
+    FieldRow{.id = "nonce",
+             .group = protection,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Nonce"),
+             .kind = FieldKind::inFile,
+             .option = "-n",
+             .required = true,
+             .role = PathRole::key,
+             .filter = binaryFilter,
+             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFileSize(pathOf(own), {12}); },
+             .tip = QT_TRANSLATE_NOOP("jobs", "A binary file of 12 bytes. Take a fresh nonce for each image.")},
+    outputRow,
+};
+
+constexpr std::array backupImage = {
+    FieldRow{
+        .id = "description",
+        .group = backup,
+        .label = QT_TRANSLATE_NOOP("jobs", "&Description"),
+        .kind = FieldKind::inFile,
+        .option = "-in",
+        .required = true,
+        .filter = QT_TRANSLATE_NOOP("jobs", "JSON documents (*.json)"),
+        .placeholder = "backup.json",
+        .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFileSuffix(pathOf(own), ".json"); },
+        .tip = QT_TRANSLATE_NOOP("jobs",
+                                 "A JSON document that names the files for the backup memory, where they "
+                                 "go and how each is protected.")},
+    FieldRow{.id = "output",
+             .group = output,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Output"),
+             .kind = FieldKind::outFile,
+             .option = "-o",
+             .required = true,
+             .role = PathRole::output,
+             .filter = binaryFilter,
+             .placeholder = "backup.bin",
+             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkOutput(pathOf(own)); },
+             .tip = QT_TRANSLATE_NOOP("jobs", "The backup image to make. A new one is for you alone to read.")},
+};
+
+constexpr std::array provisioningFile = {
+    FieldRow{.id = "template",
+             .group = templateGroup,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Template"),
+             .kind = FieldKind::inFile,
+             .arguments = valueAlone,
+             .required = true,
+             .filter = templateFilter,
+             .placeholder = "provisioning.xml",
+             .check = checkAnyFile,
+             .tip = QT_TRANSLATE_NOOP("jobs",
+                                      "The XML template that tells the values and the file to make. The page "
+                                      "\"Template\" edits it.")},
+    FieldRow{.id = "more-templates",
+             .group = templateGroup,
+             .label = QT_TRANSLATE_NOOP("jobs", "&More templates"),
+             .kind = FieldKind::inFiles,
+             .option = "-obk",
+             .arguments = optionForEach,
+             .filter = templateFilter,
+             .check =
+                 [](const QStringList& own, const JobValues& /*all*/) {
+                     return checkFiles(own,
+                                       [](const QString& path, const QString& /*beside*/) { return checkFile(path); });
+                 },
+             .tip = QT_TRANSLATE_NOOP("jobs", "Templates whose files are made in the same run, one after the other.")},
+};
+
+}  // namespace
+
+std::span<const FieldRow> payloadRows() {
+    return payload;
+}
+
+std::span<const FieldRow> provisioningImageRows() {
+    return provisioningImage;
+}
+
+std::span<const FieldRow> backupImageRows() {
+    return backupImage;
+}
+
+std::span<const FieldRow> provisioningFileRows() {
+    return provisioningFile;
+}

@@ -216,7 +216,7 @@ Verdict FormView::Inside::judge(Row& row) {
         verdict = row.judged->verdict;
     } else {
         verdict = fieldVerdict(row.field, values, folder_);
-        if (!isOpen(verdict) && !values.isEmpty() && row.field.check) {
+        if (!isOpen(verdict) && row.field.check && (!values.isEmpty() || row.field.judgesEmpty)) {
             const Verdict special = row.field.check(values);
             if (isOpen(special) || !special.text.isEmpty()) {
                 verdict = special;

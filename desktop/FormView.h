@@ -33,6 +33,7 @@ struct FormField {
     QString filter;                                           ///< of the file dialog
     QString placeholder;                                      ///< an example of a good value
     std::function<Verdict(const QStringList& values)> check;  ///< may be empty
+    bool judgesEmpty = false;                                 ///< its check is asked about nothing too
 };
 
 /// A form: groups with bold titles, labels in one right-aligned column, each field with its verdict in a line below it.

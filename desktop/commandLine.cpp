@@ -2,6 +2,9 @@
 
 #include "desktop/jobTable.h"
 
+#include <QFileInfo>
+#include <QStandardPaths>
+
 namespace {
 
 /// The row's one value as a word; empty if there is none.
@@ -35,6 +38,13 @@ QStringList argumentsOf(const JobRow& job, const JobValues& values) {
         }
     }
     return arguments;
+}
+
+QString programWord(const QString& toolPath) {
+    const QFileInfo tool(toolPath);
+    const QString found = QStandardPaths::findExecutable(tool.fileName());
+    return !found.isEmpty() && QFileInfo(found).canonicalFilePath() == tool.canonicalFilePath() ? tool.fileName()
+                                                                                                : toolPath;
 }
 
 QString pathArgument(const QString& path) {

@@ -7,6 +7,9 @@ struct JobRow;
 /// What the tool is started with: the arguments behind the program's name. Relative paths stay relative.
 [[nodiscard]] QStringList argumentsOf(const JobRow& job, const JobValues& values);
 
+/// What a shell is to start the tool at `toolPath` with: its name if the PATH leads to it, else the path.
+[[nodiscard]] QString programWord(const QString& toolPath);
+
 /// A path as the tool takes it: one that would be read as an option, or lose a blank, gets "./" in front.
 [[nodiscard]] QString pathArgument(const QString& path);
 

@@ -186,6 +186,6 @@ bool commandLineOfJobFile(const QString& path, const QString& toolPath, QString&
     if (!readJobFile(path, job, fault)) {
         return false;
     }
-    line = shellQuoted(QStringList(toolPath) + argumentsOf(*job.row, job.values));
+    line = shellQuoted(QStringList(programWord(toolPath)) + argumentsOf(*job.row, job.values));
     return true;
 }

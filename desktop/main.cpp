@@ -2,6 +2,7 @@
 #include "desktop/InputFilter.h"
 #include "desktop/MainWindow.h"
 #include "desktop/Settings.h"
+#include "desktop/jobFile.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -18,6 +19,15 @@ void nameApplication() {
     QCoreApplication::setApplicationVersion(QStringLiteral(QVORA_VERSION));
 }
 
+QCommandLineOption printCommandOption() {
+    return {QStringLiteral("print-command"), QStringLiteral("Prints the command line of a saved job and ends."),
+            QStringLiteral("job.json")};
+}
+
+QString toolPath() {
+    return QCoreApplication::applicationDirPath() + QStringLiteral("/QVORASealedBundleBuilder_CLI");
+}
+
 QString pageIds() {
     QStringList ids;
     for (const PageRow& row : pageTable()) {
@@ -26,10 +36,31 @@ QString pageIds() {
     return ids.join(QStringLiteral(", "));
 }
 
+/// Prints the command line of the saved job that --print-command names, without a display. False if it isn't asked for.
+bool printsCommand(int argc, char** argv, int& status) {
+    const QCoreApplication application(argc, argv);
+    QCommandLineParser parser;
+    parser.addOption(printCommandOption());
+    (void)parser.parse(QCoreApplication::arguments());
+    if (!parser.isSet(printCommandOption())) {
+        return false;
+    }
+    QString line;
+    QString fault;
+    const bool read = commandLineOfJobFile(parser.value(printCommandOption()), toolPath(), line, fault);
+    std::fprintf(read ? stdout : stderr, "%s\n", (read ? line : fault).toUtf8().constData());
+    status = read && std::fflush(stdout) == 0 ? 0 : 2;
+    return true;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     nameApplication();
+    int status = 0;
+    if (printsCommand(argc, argv, status)) {
+        return status;
+    }
     QApplication application(argc, argv);
     QGuiApplication::setDesktopFileName(QStringLiteral("com.qvora.SealedBundleBuilder"));
     QGuiApplication::setWindowIcon(QIcon(QStringLiteral(":/com.qvora.SealedBundleBuilder.svg")));
@@ -45,7 +76,7 @@ int main(int argc, char** argv) {
         QStringLiteral("devices"), QStringLiteral("Your own folder of device descriptions."), QStringLiteral("folder"));
     const QCommandLineOption page(QStringLiteral("page"), QStringLiteral("The page to begin with: %1.").arg(pageIds()),
                                   QStringLiteral("page"));
-    parser.addOptions({theme, devices, page});
+    parser.addOptions({theme, devices, page, printCommandOption()});
     parser.addPositionalArgument(QStringLiteral("file"), QStringLiteral("A file to open on that page."),
                                  QStringLiteral("[file]"));
     parser.process(application);
@@ -58,8 +89,7 @@ int main(int argc, char** argv) {
                               : parser.value(theme) == QLatin1String("light") ? ThemeScheme::light
                                                                               : settings.scheme());
     Dialogs dialogs(settings);
-    PageContext context{dialogs, settings,
-                        QCoreApplication::applicationDirPath() + QStringLiteral("/QVORASealedBundleBuilder_CLI")};
+    PageContext context{dialogs, settings, toolPath()};
     InputFilter filter;
     application.installEventFilter(&filter);
     MainWindow window(context);

@@ -1,0 +1,191 @@
+#include "desktop/jobTable.h"
+#include "desktop/commandLine.h"
+#include "desktop/jobFile.h"
+#include "tests/support/TempFolder.h"
+
+#include <QDir>
+#include <QProcess>
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <set>
+
+namespace {
+
+using Words = std::set<QByteArray>;
+
+/// Options that no page has.
+const std::set<QByteArray> leftOut = {
+    "-tbi -hash",        // changes nothing
+    "-sign -a",          // there is one algorithm
+    "-keygen --key",     // the same as -k
+    "-signbin --key",    // the same as -k
+    "-dcu --Directory",  // the same as -directory
+    "-gpdata -gpdata",   // the command itself
+};
+
+QByteArray toolOutput(const QStringList& arguments) {
+    QProcess tool;
+    tool.start(QStringLiteral(QVORA_TOOL), arguments);
+    return tool.waitForFinished() ? tool.readAllStandardOutput() : QByteArray();
+}
+
+/// The names at the front of a row of the help, or in a list of names.
+Words leadingWords(const QByteArray& text) {
+    Words words;
+    for (QByteArray word : text.simplified().split(' ')) {
+        if (!word.startsWith('-')) {
+            break;
+        }
+        while (word.endsWith(',') || word.endsWith(':')) {
+            word.chop(1);
+        }
+        words.insert(word);
+    }
+    return words;
+}
+
+/// The options that the tool tells of, each with all its names, by the word of each command that they may belong to.
+std::map<QByteArray, std::vector<Words>> toldOptions() {
+    std::map<QByteArray, std::vector<Words>> told;
+    std::vector<Words> section;
+    const auto close = [&] {
+        for (const Words& words : section) {
+            for (const QByteArray& word : words) {
+                told[word].insert(told[word].end(), section.begin(), section.end());
+            }
+        }
+        section.clear();
+    };
+    for (const QByteArray& line : toolOutput({QStringLiteral("-h")}).split('\n')) {
+        if (!line.isEmpty() && !line.startsWith(' ')) {
+            close();
+        } else if (const Words words = leadingWords(line); !words.empty()) {
+            section.push_back(words);
+        }
+    }
+    close();
+    for (const QByteArray& line : fileContent(QStringLiteral(QVORA_EXAMPLES "/more-options.tsv")).split('\n')) {
+        const QByteArrayList fields = line.split('\t');
+        if (fields.size() == 3) {
+            told[fields.at(0)].push_back(leadingWords(fields.at(1)));
+        }
+    }
+    return told;
+}
+
+Words commandWords() {
+    Words words;
+    for (const JobRow& job : jobTable()) {
+        for (const QByteArray& word : QByteArray(job.words).split(' ')) {
+            if (word.startsWith('-')) {
+                words.insert(word);
+            }
+        }
+    }
+    return words;
+}
+
+TEST(JobTable, HasTheOptionsThatTheToolTellsOf) {
+    const std::map<QByteArray, std::vector<Words>> told = toldOptions();
+    const Words commands = commandWords();
+    for (const JobRow& job : jobTable()) {
+        const QByteArray command = *job.command == '\0' ? "-ptbi" : job.command;
+        ASSERT_TRUE(told.contains(command)) << command.constData();
+        Words own;
+        for (const FieldRow& row : job.rows) {
+            own.insert(row.option);
+        }
+        Words known;
+        for (const Words& names : told.at(command)) {
+            known.insert(names.begin(), names.end());
+            const bool has = std::any_of(names.begin(), names.end(), [&](const QByteArray& name) {
+                return own.contains(name) || (commands.contains(name) && name != "-info") ||
+                       leftOut.contains(command + ' ' + name);
+            });
+            EXPECT_TRUE(has) << job.id << " has no " << names.begin()->constData();
+        }
+        for (const FieldRow& row : job.rows) {
+            EXPECT_TRUE(row.option == nullptr || known.contains(row.option)) << job.id << " has " << row.option;
+        }
+    }
+}
+
+TEST(JobTable, OffersOnlyDevicesThatTheToolKnows) {
+    for (const ChoiceRow& device : installImageRows().front().choices) {
+        if (*device.value != '\0') {
+            EXPECT_TRUE(toolOutput({QStringLiteral("-tbi"), QStringLiteral("-devid"), QLatin1String(device.value)})
+                            .contains("mandatory options are missing"))
+                << device.value;
+        }
+    }
+}
+
+/// Something for every field, the last choice of each.
+JobValues filled(const JobRow& job, const QString& folder) {
+    JobValues values;
+    for (const FieldRow* const row : fieldsOf(job)) {
+        const QString id = QLatin1String(row->id);
+        const QString path = folder + u'/' + id;
+        if (row->kind == FieldKind::inFiles) {
+            values[id] = {path + QStringLiteral("/-1"), QStringLiteral("2 0x3"), path + QStringLiteral("2"), QString()};
+        } else {
+            values[id] = {isPath(*row)           ? path
+                          : row->choices.empty() ? QStringLiteral("a b'\"$x")
+                                                 : QString::fromLatin1(row->choices.back().value)};
+        }
+    }
+    return values;
+}
+
+TEST(JobFile, KeepsEveryFieldOfEveryJobAndMovesWithItsFolder) {
+    const TempFolder folder;
+    ASSERT_TRUE(QDir(folder.path("")).mkpath(QStringLiteral("a/b")) &&
+                QDir(folder.path("")).mkpath(QStringLiteral("c/b")));
+    for (const JobRow& job : jobTable()) {
+        const JobValues values = filled(job, folder.path("a"));
+        QString fault;
+        ASSERT_TRUE(writeJobFile(folder.path("a/b/job.json"), {&job, values}, fault)) << qUtf8Printable(fault);
+        EXPECT_FALSE(folder.read("a/b/job.json").contains(folder.path("").toUtf8()));
+        QFile::remove(folder.path("c/b/job.json"));
+        ASSERT_TRUE(QFile::rename(folder.path("a/b/job.json"), folder.path("c/b/job.json")));
+        Job read;
+        ASSERT_TRUE(readJobFile(folder.path("c/b/job.json"), read, fault)) << qUtf8Printable(fault);
+        EXPECT_EQ(read.row, &job);
+        EXPECT_EQ(argumentsOf(job, read.values), argumentsOf(job, filled(job, folder.path("c")))) << job.id;
+    }
+}
+
+TEST(JobFile, RefusesWhatIsNoJobByNamingIt) {
+    const TempFolder folder;
+    const struct {
+        QByteArray text;
+        const char* fault;
+    } rows[] = {
+        {"", "no job"},
+        {"[]", "no version"},
+        {R"({"version": 1, "job": "sign", "values": {})", "at byte"},
+        {R"({"version": 2, "job": "sign", "values": {}})", "version 2"},
+        {R"({"version": "1", "job": "sign", "values": {}})", "no version"},
+        {R"({"version": 1, "job": "sing", "values": {}})", "\"sing\""},
+        {R"({"version": 1, "job": "sign"})", "no values"},
+        {R"({"version": 1, "job": "sign", "values": {}, "key": "k"})", "\"key\""},
+        {R"({"version": 1, "job": "sign", "values": {"nonce": "n"}})", "\"nonce\""},
+        {R"({"version": 1, "job": "sign", "values": {"version": 1}})", "\"version\""},
+        {R"({"version": 1, "job": "install-image", "values": {"device": "0x451"}})", "\"device\""},
+        {R"({"version": 1, "job": "install-image", "values": {"firmware": ["a"]}})", "\"firmware\""},
+        {R"({"version": 1, "job": "install-image", "values": {"firmware": [{"path": "a", "at": "1"}]}})",
+         "\"firmware\""},
+        {QByteArray(1048577, ' '), "too large"},
+    };
+    for (const auto& row : rows) {
+        Job job;
+        QString fault;
+        EXPECT_FALSE(readJobFile(folder.write("job.json", row.text), job, fault)) << row.text.left(80).constData();
+        EXPECT_TRUE(fault.contains(QLatin1String(row.fault))) << qUtf8Printable(fault);
+        EXPECT_EQ(job.row, nullptr);
+    }
+}
+
+}  // namespace

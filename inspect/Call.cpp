@@ -89,14 +89,14 @@ bool Call::readEvidence() {
     return readMemoryUse();
 }
 
-bool Call::readAll(const char* option, std::vector<QByteArray>& files) {
+bool Call::readAll(const char* option, FileReader read, std::vector<QByteArray>& files) {
     for (const QString& path : parser_.values(QLatin1String(option))) {
         QString fault;
         files.emplace_back();
         if (!claimStandardInput(path)) {
             return false;
         }
-        if (!readInput(path, files.back(), fault)) {
+        if (!read(path, files.back(), fault)) {
             return fail("unreadable", path, fault);
         }
     }
@@ -115,7 +115,7 @@ bool Call::readSources() {
     if (sources_.hasOptionBytes && !readOptionBytes(value("option-bytes"), sources_.optionBytes, fault)) {
         return fail("unreadable", value("option-bytes"), fault);
     }
-    if (!readAll("module", sources_.modules) || !readAll("blob", sources_.blobs)) {
+    if (!readAll("module", readModule, sources_.modules) || !readAll("blob", readInput, sources_.blobs)) {
         return false;
     }
     if (has("against") && sources_.isEmpty()) {

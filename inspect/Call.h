@@ -67,7 +67,9 @@ class Call {
     bool readSecret(const char* option, SecretReader read, QByteArray& secret);
     bool readWhole(const char* option, std::optional<QByteArray>& bytes);
     bool readMemoryUse();
-    bool readAll(const char* option, std::vector<QByteArray>& files);
+    using FileReader = bool (*)(const QString& path, QByteArray& bytes, QString& fault);
+
+    bool readAll(const char* option, FileReader read, std::vector<QByteArray>& files);
     bool openSecond(const FormatRow* as, const char* payload, Opened& opened);
 
     const QCommandLineParser& parser_;

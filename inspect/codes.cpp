@@ -91,7 +91,6 @@ constexpr std::array checkRows = {
     CheckRow{CheckCode::continuation, "continuation", "part and area count", "wrong", Proof::structure},
     CheckRow{CheckCode::payloadForm, "payloadForm", "form of the content", "wrong", Proof::structure},
     CheckRow{CheckCode::ivs, "ivs", "IVs all different", "no: area {other} of {file} has the same", Proof::structure},
-    CheckRow{CheckCode::unused, "unused", "no byte unused", "no", Proof::structure},
     CheckRow{CheckCode::nonce, "nonce", "base IV from the nonce", "no", Proof::structure},
     CheckRow{CheckCode::binding, "binding", "binding to the public key", "no", Proof::structure},
     CheckRow{CheckCode::against, "against", "contents against their sources", "different", Proof::comparison},

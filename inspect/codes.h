@@ -95,7 +95,6 @@ enum class CheckCode : std::uint8_t {
     continuation,
     payloadForm,
     ivs,
-    unused,
     nonce,
     binding,
     against,

@@ -1,7 +1,9 @@
 #include "inspect/sources.h"
 
 #include "display/Display.h"
+#include "files/byteWriter.h"
 #include "files/elfReader.h"
+#include "files/readExactly.h"
 #include "files/recordFiles.h"
 #include "files/wipe.h"
 #include "inspect/compare.h"
@@ -59,6 +61,32 @@ bool readSegments(FileReader reader, QFile& file, std::vector<SourcePiece>& piec
     return true;
 }
 
+bool layOut(const std::vector<SourcePiece>& pieces, QByteArray& module, QString& fault) {
+    if (pieces.empty()) {
+        fault = QStringLiteral("nothing to load stands in it");
+        return false;
+    }
+    std::uint64_t start = pieces.front().address;
+    std::uint64_t end = start;
+    qint64 filled = 0;
+    for (const SourcePiece& piece : pieces) {
+        start = std::min(start, piece.address);
+        end = std::max(end, piece.address + static_cast<std::uint64_t>(piece.bytes.size()));
+        filled += piece.bytes.size();
+    }
+    const auto size = static_cast<qint64>(end - start);
+    if (size - filled > maxInputPipe || !canAllocate(size)) {
+        fault = QStringLiteral("its gaps are too large");
+        return false;
+    }
+    module.fill('\xff', size);
+    for (const SourcePiece& piece : pieces) {
+        std::copy(piece.bytes.begin(), piece.bytes.end(),
+                  module.begin() + static_cast<qsizetype>(piece.address - start));
+    }
+    return true;
+}
+
 bool parseNumberField(QByteArrayView field, std::uint32_t& value) {
     const QByteArray text = field.trimmed().toByteArray();
     const bool isHex = text.startsWith("0x") || text.startsWith("0X");
@@ -98,13 +126,31 @@ void proveFirmware(const Sources& sources, const Contents& contents, Description
     finish("firmware", before, description);
 }
 
+// A module that can be placed anywhere has the address that it was given in place of its 0.
+std::vector<PlacedBytes> asPlaced(const QByteArray& source, const Content& content) {
+    constexpr qsizetype at = 8;
+    constexpr qsizetype end = 12;
+    QByteArray address;
+    appendU32(address, static_cast<std::uint32_t>(content.address));
+    const bool isPlaced = content.kind == ContentKind::module && content.hasAddress && source.size() >= end &&
+                          source.mid(at, end - at) == QByteArray(end - at, '\0') &&
+                          content.bytes.mid(at, end - at) == address;
+    if (!isPlaced) {
+        return {{0, source}};
+    }
+    return {{0, QByteArrayView(source).first(at)},
+            {at, QByteArrayView(content.bytes).sliced(at, end - at)},
+            {end, QByteArrayView(source).sliced(end)}};
+}
+
 void proveInTurn(const char* name, const std::vector<QByteArray>& given, const std::vector<const Content*>& inImage,
                  Description& description) {
     const std::size_t before = description.differences.size();
     const std::size_t pairs = std::min(given.size(), inImage.size());
     for (std::size_t i = 0; i < pairs; ++i) {
-        addByteDifferences(name, inImage[i]->part, compareBytes({{0, inImage[i]->bytes}}, {{0, given[i]}}),
-                           {"image", "source"}, description.differences);
+        addByteDifferences(name, inImage[i]->part,
+                           compareBytes({{0, inImage[i]->bytes}}, asPlaced(given[i], *inImage[i])), {"image", "source"},
+                           description.differences);
     }
     for (std::size_t i = pairs; i < inImage.size(); ++i) {
         description.differences.push_back(
@@ -166,6 +212,19 @@ bool readFirmware(const QString& argument, std::vector<SourcePiece>& pieces, QSt
     }
     fault = QStringLiteral("raw firmware needs its address: FILE@ADDRESS");
     return false;
+}
+
+bool readModule(const QString& path, QByteArray& module, QString& fault) {
+    if (!path.endsWith(QLatin1String(".hex"), Qt::CaseInsensitive)) {
+        return readInput(path, module, fault);
+    }
+    QFile file(path);
+    std::vector<SourcePiece> pieces;
+    if (!file.open(QIODevice::ReadOnly)) {
+        fault = file.errorString();
+        return false;
+    }
+    return readSegments(readRecordFile, file, pieces, fault) && layOut(pieces, module, fault);
 }
 
 bool readOptionBytes(const QString& path, QByteArray& words, QString& fault) {

@@ -35,6 +35,9 @@ struct Sources {
 /// Reads a table of option bytes as words, low byte first.
 [[nodiscard]] bool readOptionBytes(const QString& path, QByteArray& words, QString& fault);
 
+/// Reads a module as an image holds it: a `.hex` file is laid out from its first address to its last.
+[[nodiscard]] bool readModule(const QString& path, QByteArray& module, QString& fault);
+
 /// Adds the checks of contents against their sources, and every byte that is in one and not in the other.
 void proveAgainst(const Sources& sources, const Contents& contents, Description& description);
 

@@ -74,6 +74,12 @@ void makeFiles(const TempFolder& folder) {
                  "6680\n"
                  ":10002000666666666666666666666666666666"
                  "6670\n:00000001FF\n");
+    image.areas = {{'M', 0x08000000, "KMDMAGIC" + QByteArray::fromHex("00000008") + "code", {}, {}, {}, {}, {}},
+                   {'M', 0x08020000, QByteArray(48, 'f'), {}, {}, {}, {}, {}}};
+    image.areas.push_back(kitHash(image.areas));
+    image.areas.push_back({'C', 0, {}, {}, {}, {}, {}, {}});
+    folder.write("modules.tbi", kitMake(image));
+    folder.write("free.kmd", "KMDMAGIC" + QByteArray(4, '\0') + "code");
     folder.write("broken.hex", ":0200\n");
     folder.write("ob.csv", "A,0x63636363,B,0x63636363\n");
     folder.write("odd.csv", "A,1,B\n");
@@ -145,6 +151,10 @@ TEST(InspectCommandLine, EndsAsItsRowSays) {
         {"verify --key key.bin --against --firmware fw.hex --firmware raw.bin@0x08000100 --option-bytes ob.csv a.tbi",
          0, "", "proven by comparison and tag and digest: 253 bytes of a.tbi"},
         {"verify --key key.bin --firmware fw.hex a.tbi", 1, "", "wrong: 1 of 8 checks of a.tbi are bad"},
+        {"verify --key key.bin --module free.kmd --module fw.hex modules.tbi", 0, "",
+         "proven by comparison and tag and digest: 244 bytes of modules.tbi"},
+        {"verify --key key.bin --module free.kmd --module raw.bin modules.tbi", 1, "",
+         "wrong: 1 of 8 checks of modules.tbi are bad"},
         {"verify --firmware fw.hex a.tbi", 2, "", "undecided: a.tbi, no key given"},
         {"verify --key - a.tbi", 0, "", "proven by tag and digest: 253 bytes of a.tbi"},
     };

@@ -19,8 +19,32 @@ struct Scene {
     void (*fill)(DesktopKit& kit);
 };
 
+void chooseEntry(DesktopKit& kit, const char* list, int entry) {
+    kit.find(list)->setFocus();
+    QTest::keyClick(kit.find(list), Qt::Key_Home);
+    for (int i = 0; i < entry; ++i) {
+        QTest::keyClick(kit.find(list), Qt::Key_Down);
+    }
+}
+
+void makeCurvePair(DesktopKit& kit) {
+    chooseEntry(kit, "task", 4);
+    kit.type("private", kit.folder.path("signing.pem"));
+    kit.press("make");
+    (void)DesktopKit::waitFor([&] { return !kit.window->page()->isBusy(); });
+}
+
+void forgetTheKey(DesktopKit& kit) {
+    chooseEntry(kit, "task", 3);
+    kit.type("size", QStringLiteral("70000"));
+    kit.press("make");
+}
+
 const QList<Scene>& scenes() {
-    static const QList<Scene> rows = {};
+    static const QList<Scene> rows = {
+        {"keys", "made", makeCurvePair},
+        {"keys", "faulty", forgetTheKey},
+    };
     return rows;
 }
 

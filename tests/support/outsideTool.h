@@ -7,16 +7,22 @@
 
 #include <gtest/gtest.h>
 
-/// Runs another program and gives its standard output. Blanks stand between the program and its arguments. A status
-/// other than 0 fails the test.
+/// Runs another program and gives its standard output. A status other than 0 fails the test.
+inline QByteArray outsideTool(const QString& program, const QStringList& arguments) {
+    QProcess process;
+    process.start(program, arguments);
+    process.closeWriteChannel();
+    const std::string line = (program + u' ' + arguments.join(u' ')).toStdString();
+    EXPECT_TRUE(process.waitForFinished(-1)) << line;
+    EXPECT_EQ(process.exitCode(), 0) << line << ": " << process.readAllStandardError().constData();
+    return process.readAllStandardOutput();
+}
+
+/// The same for a line of words with blanks between them.
 inline QByteArray outsideTool(const QByteArray& command) {
     QStringList arguments = QString::fromUtf8(command).split(QLatin1Char(' '), Qt::SkipEmptyParts);
-    QProcess process;
-    process.start(arguments.takeFirst(), arguments);
-    process.closeWriteChannel();
-    EXPECT_TRUE(process.waitForFinished(-1)) << command.constData();
-    EXPECT_EQ(process.exitCode(), 0) << command.constData() << ": " << process.readAllStandardError().constData();
-    return process.readAllStandardOutput();
+    const QString program = arguments.takeFirst();
+    return outsideTool(program, arguments);
 }
 
 inline QByteArray openssl(const QString& arguments) {

@@ -1,0 +1,132 @@
+#include "tests/desktop/DesktopKit.h"
+#include "tests/support/outsideTool.h"
+
+#include <QComboBox>
+#include <QCryptographicHash>
+#include <QFileInfo>
+#include <QLabel>
+#include <QLineEdit>
+#include <QTest>
+
+namespace {
+
+constexpr auto ownerOnly =
+    QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadUser | QFileDevice::WriteUser;
+
+/// Chooses an entry of the list of what can be made by its first letters.
+void choose(DesktopKit& kit, const char* entry) {
+    auto* list = kit.find<QComboBox>("task");
+    list->setFocus(Qt::TabFocusReason);
+    QTest::keyClick(list, Qt::Key_Home);
+    for (int i = 0; i < list->count() && !list->currentText().startsWith(QLatin1String(entry)); ++i) {
+        QTest::keyClick(list, Qt::Key_Down);
+    }
+    ASSERT_TRUE(list->currentText().startsWith(QLatin1String(entry))) << entry;
+}
+
+/// Presses the button and gives what the page says in the end.
+std::string make(DesktopKit& kit) {
+    kit.press("make");
+    EXPECT_TRUE(DesktopKit::waitFor([&] { return !kit.window->page()->isBusy(); }, 120));
+    return kit.find<QLabel>("result")->text().toStdString();
+}
+
+std::string sha256(const QByteArray& bytes) {
+    return QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex().toStdString();
+}
+
+std::string textOf(DesktopKit& kit, const char* line) {
+    return kit.find<QLineEdit>(line)->text().toStdString();
+}
+
+/// What openssl says of a key. Here the path may have blanks.
+QByteArray opensslKey(const QString& path, std::initializer_list<const char*> options) {
+    QStringList arguments{QStringLiteral("pkey"), QStringLiteral("-in"), path};
+    for (const char* option : options) {
+        arguments.append(QLatin1String(option));
+    }
+    return outsideTool(QStringLiteral("openssl"), arguments);
+}
+
+TEST(KeysPage, MakesRandomFilesAndKeepsWhatIsThere) {
+    DesktopKit kit;
+    kit.show("keys");
+    kit.press("make");
+    EXPECT_EQ(QApplication::focusWidget(), kit.find("file")) << "the first field that is missing";
+
+    QByteArrayList contents;
+    const struct {
+        const char* entry;
+        const char* bytes;  ///< typed; null if the entry tells them
+        qsizetype size;
+    } rows[] = {{"Key", nullptr, 16}, {"Nonce: 12", nullptr, 12}, {"Nonce: 16", nullptr, 16}, {"Random", "48", 48}};
+    for (const auto& row : rows) {
+        choose(kit, row.entry);
+        if (row.bytes != nullptr) {
+            kit.type("size", QStringLiteral("0"));
+            kit.press("make");
+            EXPECT_EQ(QApplication::focusWidget(), kit.find("size")) << "no file of 0 bytes";
+            kit.type("size", QLatin1String(row.bytes));
+        }
+        const QString path = kit.folder.path(row.entry);
+        kit.type("file", path);
+        EXPECT_NE(make(kit).find(row.entry), std::string::npos);
+        contents.append(fileContent(path));
+        EXPECT_EQ(contents.last().size(), row.size) << row.entry;
+        EXPECT_EQ(QFileInfo(path).permissions(), QFile::Permissions(ownerOnly)) << row.entry;
+    }
+    EXPECT_NE(contents[0], contents[2]);
+
+    const QString last = kit.folder.path("Random");
+    kit.press("make");
+    EXPECT_TRUE(kit.dialogs.asked.value(0).contains(last)) << "nobody answered, so it is cancelled";
+    EXPECT_EQ(fileContent(last), contents.last());
+    kit.dialogs.confirmations = {true};
+    (void)make(kit);
+    EXPECT_NE(fileContent(last), contents.last());
+}
+
+TEST(KeysPage, MakesPairsThatOpensslTakes) {
+    DesktopKit kit;
+    kit.show("keys");
+    const struct {
+        const char* entry;
+        int curve;  ///< how far down the list of curves
+        const char* inKey;
+        bool hasPoint;
+    } rows[] = {
+        {"Elliptic", 0, "prime256v1", true}, {"Elliptic", 1, "brainpoolP256t1", true}, {"RSA", 0, "4096", false}};
+    for (const auto& row : rows) {
+        choose(kit, row.entry);
+        if (row.curve != 0) {
+            kit.find("curve")->setFocus();
+            QTest::keyClick(kit.find("curve"), Qt::Key_Down);
+        }
+        const QString path = kit.folder.path(row.inKey) + QStringLiteral(".pem");
+        const QString publicPath = kit.folder.path(row.inKey) + QStringLiteral("_pub.pem");
+        kit.type("public", QString());
+        kit.type("private", path);
+        EXPECT_EQ(textOf(kit, "public"), publicPath.toStdString()) << "proposed";
+        EXPECT_NE(make(kit).find("Made"), std::string::npos);
+        EXPECT_TRUE(opensslKey(path, {"-noout", "-check", "-text"}).contains(row.inKey));
+        EXPECT_EQ(opensslKey(path, {"-pubout"}), fileContent(publicPath));
+        EXPECT_EQ(QFileInfo(path).permissions(), QFile::Permissions(ownerOnly));
+
+        const QByteArray der = opensslKey(publicPath, {"-pubin", "-outform", "DER"});
+        const std::string keyHash = sha256(der);
+        EXPECT_EQ(textOf(kit, "keyHash"), keyHash);
+        if (row.hasPoint) {
+            EXPECT_EQ(textOf(kit, "pointHash"), sha256(der.right(64)));
+        }
+        choose(kit, "Hash");
+        for (const QString& source : {path, publicPath}) {
+            kit.type("pem", source);
+            (void)make(kit);
+            EXPECT_EQ(textOf(kit, "keyHash"), keyHash);
+        }
+    }
+    kit.type("pem", kit.folder.write("no-key.pem", "-----BEGIN PUBLIC KEY-----\nAAAA\n-----END PUBLIC KEY-----\n"));
+    EXPECT_NE(make(kit).find("no PEM key"), std::string::npos);
+}
+
+}  // namespace

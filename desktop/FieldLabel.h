@@ -9,6 +9,7 @@ class FieldLabel : public QLabel {
   public:
     explicit FieldLabel(const QString& text, QWidget* parent = nullptr);
 
+    [[nodiscard]] bool isChanged() const { return isChanged_; }
     void setChanged(bool isChanged);
     /// At least as high as the field that it stands beside.
     void standBeside(const QWidget* field);

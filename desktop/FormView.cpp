@@ -79,7 +79,8 @@ struct FormView::Inside {
     FormView& form_;
     QScrollArea* scroll_ = nullptr;
     QString folder_;
-    std::vector<Row> rows_;
+    std::vector<Row> rows_;  ///< they stay where they are
+    QHash<QString, Row*> byId_;
 };
 
 void FormView::Inside::build(const QList<FormField>& fields, PageContext& context) {
@@ -105,6 +106,7 @@ void FormView::Inside::build(const QList<FormField>& fields, PageContext& contex
             grid->addWidget(title, grid->rowCount(), labelColumn, 1, 2);
         }
         row.title = title;
+        byId_.insert(row.field.id, &row);
         addRow(*grid, row, context);
         if (row.label != nullptr) {
             widest = qMax(widest, row.label->sizeHint().width());
@@ -161,7 +163,6 @@ void FormView::Inside::addRow(QGridLayout& grid, Row& row, PageContext& context)
 }
 
 void FormView::Inside::connectRow(Row& row) {
-    // The rows stay where they are from here on.
     Row* kept = &row;
     connect(row.edit, &FieldEdit::edited, &form_, [this, kept] {
         noteEdit(*kept);
@@ -196,13 +197,9 @@ void FormView::Inside::showTitles() {
 }
 
 Row* FormView::Inside::find(const QString& id) {
-    for (Row& row : rows_) {
-        if (row.field.id == id) {
-            return &row;
-        }
-    }
-    Q_ASSERT_X(false, "FormView", "no such field");
-    return nullptr;
+    Row* row = byId_.value(id);
+    Q_ASSERT_X(row != nullptr, "FormView", "no such field");
+    return row;
 }
 
 Verdict FormView::Inside::judge(Row& row) {
@@ -282,12 +279,12 @@ void FormView::Inside::forget() {
 }
 
 void FormView::Inside::mark(Row& row) {
-    if (row.label != nullptr) {
-        const QString initial = row.field.initial.value(0);
-        const bool isChanged = !initial.isEmpty() && row.edit->values() != row.field.initial;
+    const QString initial = row.field.initial.value(0);
+    const bool isChanged = !initial.isEmpty() && row.edit->values() != row.field.initial;
+    if (row.label != nullptr && row.label->isChanged() != isChanged) {
+        const QString before = isChanged ? tr("Changed; at first it is “%1”.").arg(initial) + u'\n' : QString();
         row.label->setChanged(isChanged);
-        row.label->setToolTip(shownTip(
-            isChanged ? tr("Changed; at first it is “%1”.").arg(initial) + u'\n' + row.field.tip : row.field.tip));
+        row.label->setToolTip(shownTip(before + row.field.tip));
     }
 }
 

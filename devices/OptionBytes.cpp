@@ -8,8 +8,6 @@
 
 namespace {
 
-constexpr qsizetype longestLabel = 64;  // in a remark
-
 TextFault faultIn(const QByteArray& text, qsizetype offset, const char* message) {
     return faultAt(QString::fromLatin1(text), offset, QLatin1String(message));
 }
@@ -116,8 +114,8 @@ OptionBytes resetOptionBytes(const Device& device) {
 
 OptionBytesMatch matchOptionBytes(const OptionBytes& table, const Device& device) {
     OptionBytesMatch match;
-    const auto remark = [&match](qsizetype word, const QString& label, const char* text) {
-        match.remarks += QStringLiteral("Word %1, %2: ").arg(QString::number(word + 1), label) + QLatin1String(text);
+    const auto remark = [&match](qsizetype word, const char* text) {
+        match.remarks += {word, QLatin1String(text)};
     };
     QHash<QByteArray, qsizetype> places;
     for (const DeviceRegister& reg : device.registers) {
@@ -126,28 +124,26 @@ OptionBytesMatch matchOptionBytes(const OptionBytes& table, const Device& device
     QList<bool> isThere(device.registers.size());
     for (qsizetype i = 0; i < table.words.size(); ++i) {
         const OptionByte& word = table.words.at(i);
-        const QByteArray label = word.label();
-        const QString shown = QString::fromUtf8(label.first(std::min(label.size(), longestLabel)));
-        qsizetype place = places.value(label, -1);
+        qsizetype place = places.value(word.label(), -1);
         if (place < 0) {
-            remark(i, shown, "the description has no such register");
+            remark(i, "the description has no such register");
         } else if (isThere.at(place)) {
-            remark(i, shown, "the register has a word already");
+            remark(i, "the register has a word already");
             place = -1;
         } else {
             isThere[place] = true;
             if (place != i) {
-                remark(i, shown, "not its place in the description, and a device goes by the place");
+                remark(i, "not its place in the description, and a device goes by the place");
             }
             if ((word.value & ~device.registers.at(place).mask()) != 0) {
-                remark(i, shown, "the value doesn't fit the register");
+                remark(i, "the value doesn't fit the register");
             }
         }
         match.registers += place;
     }
     for (qsizetype place = 0; place < isThere.size(); ++place) {
         if (!isThere.at(place)) {
-            match.remarks += QStringLiteral("The register %1 has no word").arg(device.registers.at(place).name);
+            match.remarks += {-1, QStringLiteral("The register %1 has no word").arg(device.registers.at(place).name)};
         }
     }
     return match;

@@ -4,7 +4,8 @@
 #include "devices/TextFault.h"
 
 #include <QByteArray>
-#include <QStringList>
+#include <QList>
+#include <QString>
 
 constexpr qint64 maxOptionBytesSize = qint64{1} << 20;  ///< bytes of a table
 
@@ -36,10 +37,16 @@ struct OptionBytes {
 /// The table of a device as it comes: a line for each register, with its reset value.
 [[nodiscard]] OptionBytes resetOptionBytes(const Device& device);
 
+/// What needs a look in a table.
+struct OptionBytesRemark {
+    qsizetype word = -1;  ///< what it is about; -1 for a register without a word
+    QString text;
+};
+
 /// Which register of a device each word of a table is.
 struct OptionBytesMatch {
     QList<qsizetype> registers;  ///< for each word: the place in `Device::registers`, or -1
-    QStringList remarks;         ///< a line for each word or register that needs a look
+    QList<OptionBytesRemark> remarks;
 };
 
 /// Matches words and registers by label. A device goes by the place of a word alone, so a label in another place than

@@ -102,7 +102,7 @@ TEST(OptionBytes, OpensTheExampleInItsDescription) {
     const OptionBytes table = tableOf(text);
     EXPECT_EQ(writeOptionBytes(table), text);
     const OptionBytesMatch match = matchOptionBytes(table, device);
-    EXPECT_EQ(match.remarks, QStringList());
+    EXPECT_TRUE(match.remarks.isEmpty());
     EXPECT_EQ(match.registers, QList<qsizetype>({0, 1, 2, 3, 4, 5, 6, 7, 8}));
     const OptionBytes reset = resetOptionBytes(device);
     EXPECT_TRUE(writeOptionBytes(reset).startsWith("RDP,0x000000AA\nUSER,0x7FEFF800\n"));
@@ -122,13 +122,17 @@ TEST(OptionBytes, RemarksWhatTheDeviceTakesOtherwise) {
         reg.size = 2;
     }
     const OptionBytesMatch match = matchOptionBytes(tableOf("x,1,B,0xFFFF,A,65536,A,0"), device);
+    QStringList lines;
+    for (const OptionBytesRemark& remark : match.remarks) {
+        lines += QStringLiteral("%1 %2").arg(remark.word).arg(remark.text);
+    }
     EXPECT_EQ(match.registers, QList<qsizetype>({-1, 1, 0, -1}));
-    EXPECT_EQ(match.remarks.join(u'\n').toStdString(),
-              "Word 1, x: the description has no such register\n"
-              "Word 3, A: not its place in the description, and a device goes by the place\n"
-              "Word 3, A: the value doesn't fit the register\n"
-              "Word 4, A: the register has a word already\n"
-              "The register C has no word");
+    EXPECT_EQ(lines.join(u'\n').toStdString(),
+              "0 the description has no such register\n"
+              "2 not its place in the description, and a device goes by the place\n"
+              "2 the value doesn't fit the register\n"
+              "3 the register has a word already\n"
+              "-1 The register C has no word");
 }
 
 }  // namespace

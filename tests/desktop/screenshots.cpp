@@ -5,6 +5,7 @@
 
 #include "desktop/pageTable.h"
 
+#include <QComboBox>
 #include <QDir>
 #include <QTest>
 
@@ -40,10 +41,33 @@ void forgetTheKey(DesktopKit& kit) {
     kit.press("make");
 }
 
+void openOptionBytes(DesktopKit& kit, const QString& path) {
+    const auto* devices = kit.find<QComboBox>("device");
+    (void)DesktopKit::waitFor([devices] { return devices->count() > 0; });
+    (void)kit.window->openFile(path);
+}
+
+void editOptionBytes(DesktopKit& kit) {
+    openOptionBytes(kit, QStringLiteral(QVORA_EXAMPLES "/firmware/option-bytes.csv"));
+    QTest::keyClick(kit.find("words"), Qt::Key_Down);
+    QTest::keyClick(kit.find("field.Swap banks"), Qt::Key_Space);
+    kit.find("field.Supply level")->setFocus();
+    QTest::keyClick(kit.find("field.Supply level"), Qt::Key_Down);
+    QTest::keyClick(kit.find("field.Supply level"), Qt::Key_Down);
+}
+
+void openStrangeOptionBytes(DesktopKit& kit) {
+    openOptionBytes(kit, kit.folder.write("strange.csv", "USER,0x7FEFF800,LAYOUT,0x00000012\nSECURITY,0x00010004\n"));
+    QTest::keyClick(kit.find("words"), Qt::Key_End);
+    kit.type("field.Hidden sectors", QStringLiteral("0x1FF"));
+}
+
 const QList<Scene>& scenes() {
     static const QList<Scene> rows = {
         {"keys", "made", makeCurvePair},
         {"keys", "faulty", forgetTheKey},
+        {"option-bytes", "edited", editOptionBytes},
+        {"option-bytes", "strange", openStrangeOptionBytes},
     };
     return rows;
 }

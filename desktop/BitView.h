@@ -1,0 +1,71 @@
+#pragma once
+
+#include "devices/Device.h"
+
+#include <QWidget>
+
+#include <optional>
+
+/// A picture of a word: its hexadecimal digits, its bits, and its fields as numbered bands below them. A click or the
+/// space bar turns a bit over; pointing at a field outlines it.
+class BitView : public QWidget {
+    Q_OBJECT
+
+  public:
+    struct Word {
+        std::uint32_t value = 0;
+        std::uint32_t saved = 0;
+        std::optional<std::uint32_t> reset;
+        int bits = 32;  ///< that are shown
+    };
+
+    explicit BitView(QWidget* parent = nullptr);
+
+    void setFields(const QList<DeviceField>& fields);
+    void setWord(const Word& word);
+    /// The field that is edited; -1 for none.
+    void setChosen(int field);
+    /// The field that is pointed at elsewhere; -1 for none.
+    void setPointed(int field);
+
+    [[nodiscard]] QSize sizeHint() const override;
+    [[nodiscard]] QSize minimumSizeHint() const override;
+
+  signals:
+    void bitToggled(int bit);
+    void fieldChosen(int field);   ///< -1 for bits of no field
+    void fieldPointed(int field);  ///< -1 for none
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void leaveEvent(QEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void changeEvent(QEvent* event) override;
+
+  private:
+    struct Heights;
+
+    [[nodiscard]] Heights heights() const;
+    [[nodiscard]] int cellWidth(int width) const;
+    [[nodiscard]] QRect columnOf(int bit) const;
+    [[nodiscard]] QRect columnsOf(const DeviceField& field) const;
+    [[nodiscard]] int bitAt(int x) const;
+    [[nodiscard]] int fieldOf(int bit) const;
+    [[nodiscard]] QString tell(int bit) const;
+    void moveCursor(int bit);
+    void toggle(int bit);
+    void paintDigits(QPainter& painter) const;
+    void paintBit(QPainter& painter, int bit) const;
+    void paintBand(QPainter& painter, int field) const;
+    void paintInfo(QPainter& painter) const;
+
+    QList<DeviceField> fields_;
+    Word word_;
+    int chosen_ = -1;
+    int pointed_ = -1;
+    int cursor_ = 0;
+    int hoveredBit_ = -1;
+};

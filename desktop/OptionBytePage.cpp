@@ -1,0 +1,415 @@
+#include "desktop/OptionBytePage.h"
+
+#include "desktop/OptionByteList.h"
+#include "desktop/OptionWordEditor.h"
+#include "desktop/Settings.h"
+#include "desktop/ToneLabel.h"
+#include "desktop/optionByteText.h"
+
+#include <QComboBox>
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QHBoxLayout>
+#include <QListWidget>
+#include <QPainter>
+#include <QPushButton>
+#include <QSplitter>
+#include <QStackedWidget>
+#include <QThread>
+
+#include <memory>
+
+namespace {
+
+constexpr int mostRemarks = 1000;  // that are listed
+constexpr int remarkLines = 4;     // that are seen at once
+
+/// A bar that tells something the page can go on without.
+class Bar : public QWidget {
+  public:
+    using QWidget::QWidget;
+
+  protected:
+    void paintEvent(QPaintEvent* /*event*/) override {
+        QPainter painter(this);
+        painter.fillRect(rect(), Theme::color(ThemeColor::panel));
+        painter.fillRect(QRect(0, 0, Theme::rowGap() / 2, height()), Theme::color(ThemeColor::warning));
+    }
+};
+
+}  // namespace
+
+OptionBytePage::~OptionBytePage() {
+    // These look at the document, which goes before the page's widgets would.
+    delete body_;
+    if (searching_ != nullptr) {
+        searching_->wait();
+    }
+}
+
+OptionBytePage::OptionBytePage(PageContext& context, QWidget* parent)
+    : Page(parent),
+      context_(context),
+      devices_(new QComboBox),
+      newTable_(new QPushButton(tr("&New Table"))),
+      changedBar_(makeChangedBar()),
+      body_(new QStackedWidget),
+      words_(new OptionByteList(document_)),
+      word_(new OptionWordEditor(document_)),
+      remarksTitle_(new QLabel),
+      remarks_(new QListWidget) {
+    body_->addWidget(makeEmpty());
+    body_->addWidget(makeEditor());
+    remarksTitle_->setBuddy(remarks_);
+    remarks_->setObjectName(QStringLiteral("remarks"));
+    remarks_->setTextElideMode(Qt::ElideMiddle);
+    remarks_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    remarks_->setUniformItemSizes(true);
+
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(Theme::groupGap(), 0, Theme::groupGap(), Theme::labelGap());
+    layout->addWidget(makeDeviceRow());
+    layout->addWidget(changedBar_);
+    layout->addSpacing(Theme::rowGap());
+    layout->addWidget(body_, 1);
+    layout->addWidget(remarksTitle_);
+    layout->addWidget(remarks_);
+
+    connect(words_, &OptionByteList::chosen, this, [this](qsizetype word) {
+        shownWord_ = word;
+        word_->setWord(word);
+    });
+    connect(word_, &OptionWordEditor::typed, this, &Page::stateChanged);
+    connect(&document_, &OptionByteDocument::tableReset, this, &OptionBytePage::showTable);
+    connect(&document_, &OptionByteDocument::remarksChanged, this, &OptionBytePage::showRemarks);
+    connect(&document_, &OptionByteDocument::stateChanged, this, &Page::stateChanged);
+    connect(&document_, &OptionByteDocument::wordWound, words_, &OptionByteList::choose);
+    connect(&watcher_, &QFileSystemWatcher::fileChanged, this, [this] {
+        changedBar_->setVisible(document_.differsFromFile());
+        watchFile();
+    });
+    connect(remarks_, &QListWidget::itemActivated, this, [this](const QListWidgetItem* item) {
+        const int word = item->data(Qt::UserRole).toInt();
+        if (word >= 0) {
+            words_->choose(word);
+        }
+    });
+    showTable();
+    showRemarks();
+    searchDevices();
+}
+
+QWidget* OptionBytePage::makeDeviceRow() {
+    auto* row = new QWidget;
+    auto* label = new QLabel(tr("&Device"));
+    label->setBuddy(devices_);
+    devices_->setObjectName(QStringLiteral("device"));
+    devices_->setPlaceholderText(tr("Choose a device"));
+    devices_->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+    devices_->setMinimumContentsLength(36);
+    newTable_->setObjectName(QStringLiteral("newTable"));
+    auto* folder = new QPushButton(tr("Des&criptions…"));
+    folder->setObjectName(QStringLiteral("descriptions"));
+    folder->setAccessibleDescription(tr("Chooses your own folder of device descriptions"));
+
+    auto* layout = new QHBoxLayout(row);
+    layout->setContentsMargins({});
+    layout->setSpacing(Theme::labelGap());
+    layout->addWidget(label);
+    layout->addWidget(devices_);
+    layout->addWidget(newTable_);
+    layout->addStretch(1);
+    layout->addWidget(folder);
+
+    connect(devices_, &QComboBox::activated, this, &OptionBytePage::chooseDevice);
+    connect(newTable_, &QPushButton::clicked, this, [this] {
+        const Device device = *document_.device();
+        if (mayLose()) {
+            startNew(device);
+        }
+    });
+    connect(folder, &QPushButton::clicked, this, [this] {
+        const QString path =
+            context_.dialogs.openFolder(this, tr("Your Folder of Device Descriptions"), PathRole::document);
+        if (!path.isEmpty()) {
+            context_.settings.setDeviceFolder(path);
+            searchDevices();
+        }
+    });
+    return row;
+}
+
+QWidget* OptionBytePage::makeChangedBar() {
+    auto* bar = new Bar;
+    auto* text = new QLabel(tr("The file holds something else now than was opened or saved here."));
+    auto* load = new QPushButton(tr("Open It &Anew"));
+    auto* keep = new QPushButton(tr("&Keep Mine"));
+    load->setObjectName(QStringLiteral("reload"));
+    keep->setObjectName(QStringLiteral("keep"));
+    auto* layout = new QHBoxLayout(bar);
+    layout->setContentsMargins(Theme::labelGap(), Theme::rowGap(), Theme::labelGap(), Theme::rowGap());
+    layout->addWidget(text, 1);
+    layout->addWidget(load);
+    layout->addWidget(keep);
+    connect(load, &QPushButton::clicked, this, &OptionBytePage::reload);
+    connect(keep, &QPushButton::clicked, bar, &QWidget::hide);
+    bar->hide();
+    return bar;
+}
+
+QWidget* OptionBytePage::makeEmpty() {
+    auto* empty = new QWidget;
+    auto* title = new QLabel(tr("Open a table or choose a device"));
+    title->setFont(Theme::headlineFont());
+    auto* text = new ToneLabel(ThemeColor::quiet);
+    text->setText(
+        tr("A table of option bytes is a CSV file of labels and words, as the install image takes it. A device "
+           "begins a new table with the values of its reset."));
+    text->setAlignment(Qt::AlignHCenter);
+    const int width = fontMetrics().averageCharWidth() * 64;
+    text->setFixedSize(width, text->heightForWidth(width));
+    auto* open = new QPushButton(tr("Open a Ta&ble…"));
+    open->setObjectName(QStringLiteral("openTable"));
+    auto* layout = new QVBoxLayout(empty);
+    layout->addStretch(2);
+    layout->addWidget(title, 0, Qt::AlignHCenter);
+    layout->addWidget(text, 0, Qt::AlignHCenter);
+    layout->addSpacing(Theme::labelGap());
+    layout->addWidget(open, 0, Qt::AlignHCenter);
+    layout->addStretch(3);
+    connect(open, &QPushButton::clicked, this, [this] {
+        const QString path = context_.dialogs.openFile(this, tr("Open"), PathRole::document, fileFilter());
+        if (!path.isEmpty()) {
+            (void)openFile(path);
+        }
+    });
+    return empty;
+}
+
+QWidget* OptionBytePage::makeEditor() {
+    auto* splitter = new QSplitter;
+    words_->setObjectName(QStringLiteral("words"));
+    splitter->addWidget(words_);
+    splitter->addWidget(word_);
+    splitter->setChildrenCollapsible(false);
+    splitter->setStretchFactor(1, 1);
+    splitter->setHandleWidth(1);
+    splitter->setSizes({Theme::groupGap() * 18, Theme::groupGap() * 39});
+    return splitter;
+}
+
+QUndoStack* OptionBytePage::undoStack() {
+    return &document_.undoStack();
+}
+
+QString OptionBytePage::documentName() const {
+    return !document_.hasTable()        ? QString()
+           : document_.path().isEmpty() ? tr("Untitled")
+                                        : QFileInfo(document_.path()).fileName();
+}
+
+QString OptionBytePage::fileFilter() const {
+    return tr("Tables of option bytes (*.csv);;All files (*)");
+}
+
+bool OptionBytePage::isModified() const {
+    return document_.isModified() || word_->hasEntry();
+}
+
+bool OptionBytePage::openFile(const QString& path) {
+    QString fault;
+    if (!document_.open(QFileInfo(path).absoluteFilePath(), fault)) {
+        context_.dialogs.showFault(this, tr("“%1” can't be opened.\n\n%2").arg(path, fault));
+        return false;
+    }
+    guessDevice();
+    changedBar_->hide();
+    watchFile();
+    words_->setFocus(Qt::OtherFocusReason);
+    return true;
+}
+
+bool OptionBytePage::save() {
+    return document_.path().isEmpty() ? saveAs() : saveTo(document_.path());
+}
+
+bool OptionBytePage::saveAs() {
+    if (!document_.hasTable() || !word_->commit()) {
+        return false;
+    }
+    const QString proposed =
+        document_.path().isEmpty() ? tr("option-bytes.csv") : QFileInfo(document_.path()).fileName();
+    QString path = context_.dialogs.saveFile(this, tr("Save As"), PathRole::document, fileFilter(), proposed);
+    if (path.isEmpty()) {
+        return false;
+    }
+    // Commands know a table by this end. What then stands there already was not asked about yet.
+    if (QFileInfo(path).suffix().isEmpty()) {
+        path += QStringLiteral(".csv");
+        if (QFileInfo::exists(path) &&
+            !context_.dialogs.confirm(this, tr("“%1” exists already.").arg(path), tr("Replace"))) {
+            return false;
+        }
+    }
+    return saveTo(QFileInfo(path).absoluteFilePath());
+}
+
+bool OptionBytePage::saveTo(const QString& path) {
+    if (!document_.hasTable() || !word_->commit()) {
+        return false;
+    }
+    if (path == document_.path() && QFileInfo::exists(path) && document_.differsFromFile() &&
+        !context_.dialogs.confirm(this, tr("“%1” holds something else now than was opened or saved here.").arg(path),
+                                  tr("Replace"))) {
+        return false;
+    }
+    QString fault;
+    if (!document_.save(path, fault)) {
+        context_.dialogs.showFault(this, tr("“%1” can't be saved.\n\n%2").arg(path, fault));
+        return false;
+    }
+    changedBar_->hide();
+    watchFile();
+    return true;
+}
+
+bool OptionBytePage::mayLose() {
+    if (!isModified()) {
+        return true;
+    }
+    switch (context_.dialogs.askSave(this, documentName())) {
+        case SaveAnswer::save:
+            return save();
+        case SaveAnswer::discard:
+            return true;
+        case SaveAnswer::cancel:
+            break;
+    }
+    return false;
+}
+
+void OptionBytePage::searchDevices() {
+    // Descriptions may stand on a slow drive.
+    auto search = std::make_shared<DeviceSearch>();
+    QThread* thread = QThread::create(
+        [search, own = context_.settings.deviceFolder()] { *search = findDevices(shippedDescriptions(), own); });
+    searching_ = thread;
+    connect(thread, &QThread::finished, this, [this, thread, search] {
+        if (thread == searching_) {
+            takeDevices(*search);
+        }
+    });
+    connect(thread, &QThread::finished, thread, &QObject::deleteLater);
+    thread->start();
+}
+
+void OptionBytePage::takeDevices(const DeviceSearch& search) {
+    search_ = search;
+    devices_->clear();
+    for (const FoundDevice& found : qAsConst(search_.devices)) {
+        if (!found.device.registers.isEmpty()) {
+            const QString id = QStringLiteral("0x") + QString::number(found.device.deviceId, 16).toUpper();
+            devices_->addItem(found.isUsers ? tr("%1  %2 (yours)").arg(id, found.device.name)
+                                            : tr("%1  %2").arg(id, found.device.name),
+                              found.device.deviceId);
+        }
+    }
+    const Device* chosen = document_.device() == nullptr ? nullptr : search_.find(document_.device()->deviceId);
+    if (chosen != nullptr) {
+        document_.setDevice(*chosen);
+    }
+    guessDevice();
+    showDevice();
+    showRemarks();
+}
+
+void OptionBytePage::guessDevice() {
+    if (!document_.hasTable() || document_.device() != nullptr) {
+        return;
+    }
+    const Device* best = nullptr;
+    qsizetype most = 0;
+    for (const FoundDevice& found : qAsConst(search_.devices)) {
+        const qsizetype known = document_.knownLabels(found.device);
+        if (known > most) {
+            most = known;
+            best = &found.device;
+        }
+    }
+    if (best != nullptr) {
+        document_.setDevice(*best);
+    }
+}
+
+void OptionBytePage::chooseDevice(int row) {
+    const Device* device = search_.find(devices_->itemData(row).toUInt());
+    const bool isSame = device == nullptr || (document_.device() != nullptr && document_.hasTable() &&
+                                              document_.device()->deviceId == device->deviceId);
+    if (!isSame && document_.hasTable() && !document_.path().isEmpty()) {
+        document_.setDevice(*device);
+    } else if (!isSame && mayLose()) {
+        startNew(*device);
+    }
+    showDevice();
+}
+
+void OptionBytePage::startNew(const Device& device) {
+    document_.startNew(device);
+    changedBar_->hide();
+    watchFile();
+}
+
+void OptionBytePage::showDevice() {
+    const Device* device = document_.device();
+    devices_->setCurrentIndex(device == nullptr ? -1 : devices_->findData(device->deviceId));
+    newTable_->setEnabled(device != nullptr);
+}
+
+void OptionBytePage::showTable() {
+    body_->setCurrentIndex(document_.hasTable() ? 1 : 0);
+    const qsizetype word = qMin(qMax(qsizetype{0}, shownWord_), document_.wordCount() - 1);
+    words_->choose(word);
+    word_->setWord(word);
+    showDevice();
+    emit stateChanged();
+}
+
+void OptionBytePage::showRemarks() {
+    remarks_->clear();
+    const auto add = [this](const QString& text, qsizetype word) {
+        auto* item = new QListWidgetItem(text, remarks_);
+        item->setData(Qt::UserRole, static_cast<int>(word));
+    };
+    const qsizetype count = document_.remarks().size();
+    for (qsizetype i = 0; i < qMin(count, qsizetype{mostRemarks}); ++i) {
+        add(document_.remarkText(i), document_.remarks().at(i).word);
+    }
+    if (count > mostRemarks) {
+        add(tr("%n more remarks", nullptr, static_cast<int>(count - mostRemarks)), -1);
+    }
+    for (const QString& remark : qAsConst(search_.remarks)) {
+        add(remark, -1);
+    }
+    const int lines = remarks_->count();
+    remarksTitle_->setText(tr("Re&marks (%1)").arg(count + search_.remarks.size()));
+    remarksTitle_->setVisible(lines > 0);
+    remarks_->setVisible(lines > 0);
+    remarks_->setFixedHeight(qMin(lines, remarkLines) * qMax(1, remarks_->sizeHintForRow(0)) +
+                             2 * remarks_->frameWidth());
+}
+
+void OptionBytePage::watchFile() {
+    if (!watcher_.files().isEmpty()) {
+        watcher_.removePaths(watcher_.files());
+    }
+    if (!document_.path().isEmpty()) {
+        watcher_.addPath(document_.path());
+    }
+}
+
+void OptionBytePage::reload() {
+    if (!isModified() ||
+        context_.dialogs.confirm(this, tr("Your changes are lost when the file is opened anew."), tr("Open Anew"))) {
+        (void)openFile(document_.path());
+    }
+}

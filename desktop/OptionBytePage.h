@@ -1,0 +1,67 @@
+#pragma once
+
+#include "desktop/OptionByteDocument.h"
+#include "desktop/Page.h"
+#include "devices/deviceFinder.h"
+
+#include <QFileSystemWatcher>
+#include <QPointer>
+
+class OptionByteList;
+class OptionWordEditor;
+class QComboBox;
+class QLabel;
+class QListWidget;
+class QPushButton;
+class QStackedWidget;
+class QThread;
+
+/// The editor of option bytes: the device at the top, its words at the left, the chosen one's fields at the right.
+class OptionBytePage : public Page {
+    Q_OBJECT
+
+  public:
+    OptionBytePage(PageContext& context, QWidget* parent);
+    ~OptionBytePage() override;
+
+    [[nodiscard]] QUndoStack* undoStack() override;
+    [[nodiscard]] QString documentName() const override;
+    [[nodiscard]] QString fileFilter() const override;
+    [[nodiscard]] bool isModified() const override;
+    [[nodiscard]] bool openFile(const QString& path) override;
+    [[nodiscard]] bool save() override;
+    [[nodiscard]] bool saveAs() override;
+
+  private:
+    [[nodiscard]] QWidget* makeDeviceRow();
+    [[nodiscard]] QWidget* makeChangedBar();
+    [[nodiscard]] QWidget* makeEmpty();
+    [[nodiscard]] QWidget* makeEditor();
+    void searchDevices();
+    void takeDevices(const DeviceSearch& search);
+    void guessDevice();
+    void chooseDevice(int row);
+    void startNew(const Device& device);
+    void showDevice();
+    void showTable();
+    void showRemarks();
+    void watchFile();
+    void reload();
+    [[nodiscard]] bool mayLose();
+    [[nodiscard]] bool saveTo(const QString& path);
+
+    PageContext& context_;
+    OptionByteDocument document_;
+    DeviceSearch search_;
+    QPointer<QThread> searching_;
+    QFileSystemWatcher watcher_;
+    QComboBox* devices_;
+    QPushButton* newTable_;
+    QWidget* changedBar_;
+    QStackedWidget* body_;
+    OptionByteList* words_;
+    OptionWordEditor* word_;
+    QLabel* remarksTitle_;
+    QListWidget* remarks_;
+    qsizetype shownWord_ = -1;
+};

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <QList>
+#include <QWidget>
+
+class BitView;
+class OptionByteDocument;
+class OptionFieldEditor;
+class QLabel;
+class QLineEdit;
+class QPushButton;
+class QScrollArea;
+class ToneLabel;
+
+/// One word of a table: the picture of its bits, its number, and its fields.
+class OptionWordEditor : public QWidget {
+    Q_OBJECT
+
+  public:
+    explicit OptionWordEditor(OptionByteDocument& document, QWidget* parent = nullptr);
+
+    /// Shows another word, or none for -1.
+    void setWord(qsizetype word);
+    /// Whether something was typed that isn't in the table yet.
+    [[nodiscard]] bool hasEntry() const;
+    /// Takes over what was typed. False if it is wrong, which is then told beside it, where the focus goes.
+    [[nodiscard]] bool commit();
+
+  signals:
+    void typed();  ///< hasEntry may have changed
+
+  protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+  private:
+    [[nodiscard]] QWidget* makeWordRow();
+    void makeFields();
+    void refresh();
+    void enter(int part);
+    void point(int field);
+    [[nodiscard]] QString wordText() const;
+    [[nodiscard]] bool commitWord();
+
+    OptionByteDocument& document_;
+    qsizetype word_ = -1;
+    int part_ = -1;
+    QLabel* name_;
+    ToneLabel* place_;
+    ToneLabel* description_;
+    ToneLabel* remark_;
+    BitView* bits_;
+    QLineEdit* number_;
+    ToneLabel* reason_;
+    QLabel* reset_;
+    QPushButton* setReset_;
+    QScrollArea* area_;
+    QList<OptionFieldEditor*> fields_;
+};

@@ -1,0 +1,169 @@
+#include "tests/desktop/DesktopKit.h"
+
+#include <QAbstractItemModelTester>
+#include <QAbstractItemView>
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QTest>
+#include <QUndoStack>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr const char* page = "option-bytes";
+
+/// The page with its devices, as a user has it a moment later.
+void begin(DesktopKit& kit) {
+    kit.show(page);
+    const auto* devices = kit.find<QComboBox>("device");
+    ASSERT_TRUE(DesktopKit::waitFor([devices] { return devices->count() == 1; }));
+}
+
+void chooseWord(DesktopKit& kit, int row) {
+    QWidget* words = kit.find("words");
+    words->setFocus();
+    QTest::keyClick(words, Qt::Key_Home);
+    for (int i = 0; i < row; ++i) {
+        QTest::keyClick(words, Qt::Key_Down);
+    }
+}
+
+bool showsText(const DesktopKit& kit, const QString& text) {
+    const QList<QLabel*> labels = kit.window->page()->findChildren<QLabel*>();
+    return std::any_of(labels.begin(), labels.end(),
+                       [&text](const QLabel* label) { return label->isVisible() && label->text().contains(text); });
+}
+
+TEST(OptionBytePage, EditsOnlyTheNumbersOfChangedWords) {
+    const QByteArray example = fileContent(QStringLiteral(QVORA_EXAMPLES "/firmware/option-bytes.csv"));
+    DesktopKit kit;
+    begin(kit);
+    const QString path = kit.folder.write("o.csv", example + "VENDOR WORD , 017\r\n");
+    ASSERT_TRUE(kit.window->openFile(path));
+    const QAbstractItemModelTester tester(kit.find<QAbstractItemView>("words")->model());
+    EXPECT_EQ(kit.find<QComboBox>("device")->currentIndex(), 0);
+
+    chooseWord(kit, 0);
+    kit.find("field.Level")->setFocus();
+    QTest::keyClick(kit.find("field.Level"), Qt::Key_Down);  // from Open to Closed
+    chooseWord(kit, 1);
+    QTest::keyClick(kit.find("field.Swap banks"), Qt::Key_Space);
+    kit.type("field.Supply level.number", QStringLiteral("7"));  // a value without a name
+    EXPECT_EQ(kit.find<QComboBox>("field.Supply level")->currentText(), QStringLiteral("Other: 0x7"));
+    chooseWord(kit, 3);
+    kit.type("field.Last unit", QStringLiteral("0x1f"));
+    chooseWord(kit, 8);
+    kit.find("bits")->setFocus();
+    QTest::keyClick(kit.find("bits"), Qt::Key_Home);
+    QTest::keyClick(kit.find("bits"), Qt::Key_Space);
+    chooseWord(kit, 9);
+    kit.type("word", QStringLiteral("1FF"));
+    EXPECT_TRUE(kit.window->isWindowModified());
+    QTest::keyClick(kit.find("word"), Qt::Key_S, Qt::ControlModifier);
+
+    QByteArray expected = example;
+    expected.replace("RDP,0xAA", "RDP,0xBB").replace("0x7FEFF800", "0x7FFFFF00");
+    expected.replace("_END,0x00000000", "_END,0x0000001F").replace("SECURITY,0x0", "SECURITY,0x8");
+    EXPECT_EQ(kit.folder.read("o.csv"), expected + "VENDOR WORD , 0777\r\n");
+    EXPECT_FALSE(kit.window->isWindowModified());
+}
+
+TEST(OptionBytePage, TakesStepsBackToTheFile) {
+    DesktopKit kit;
+    begin(kit);
+    ASSERT_TRUE(kit.window->openFile(QStringLiteral(QVORA_EXAMPLES "/firmware/option-bytes.csv")));
+    QUndoStack& steps = *kit.window->page()->undoStack();
+    chooseWord(kit, 1);
+    for (int i = 0; i < 3; ++i) {
+        QTest::keyClick(kit.find("field.Swap banks"), Qt::Key_Space);
+    }
+    EXPECT_EQ(steps.count(), 1) << "one field, one step";
+    QTest::keyClick(kit.find("field.Swap banks"), Qt::Key_Space);
+    EXPECT_EQ(steps.count(), 0) << "where it began";
+    QTest::keyClick(kit.find("field.Swap banks"), Qt::Key_Space);
+    kit.type("field.Supply level.number", QStringLiteral("3"));
+    EXPECT_EQ(steps.count(), 2);
+
+    // What was typed and not left counts, too, and the line takes it back itself.
+    auto* word = kit.find<QLineEdit>("word");
+    word->setFocus();
+    QTest::keyClicks(word, QStringLiteral("0"));
+    EXPECT_TRUE(kit.window->isWindowModified());
+    chooseWord(kit, 0);
+    EXPECT_EQ(word->text(), QStringLiteral("0x000000AA"));
+    QTest::keyClick(kit.find("words"), Qt::Key_Z, Qt::ControlModifier);
+    EXPECT_EQ(word->text(), QStringLiteral("0x7FFFF800")) << "the word of the step is shown";
+    QTest::keyClick(kit.find("words"), Qt::Key_Z, Qt::ControlModifier);
+    EXPECT_FALSE(kit.window->isWindowModified());
+    EXPECT_EQ(word->text(), QStringLiteral("0x7FEFF800"));
+}
+
+TEST(OptionBytePage, TellsWhatIsWrongAndChangesNothing) {
+    DesktopKit kit;
+    begin(kit);
+    const QString path = kit.folder.write("o.csv", "PCROP1A_END,0x00000000\n");
+    ASSERT_TRUE(kit.window->openFile(path));
+    const struct {
+        const char* editor;
+        const char* entry;
+        const char* reason;
+    } rows[] = {
+        {"field.Last unit", "0x10000", "At most 0xFFFF fits."},
+        {"field.Last unit", "12ab", "A number is needed, such as 31 or 0x1F."},
+        {"field.Last unit", "", "A number is needed"},
+        {"word", "0x100000000", "At most 0xFFFFFFFF fits."},
+        {"word", "-1", "A hexadecimal number is needed, such as 0x1F."},
+    };
+    for (const auto& row : rows) {
+        kit.type(row.editor, QLatin1String(row.entry));
+        EXPECT_TRUE(showsText(kit, QLatin1String(row.reason))) << row.entry;
+        EXPECT_FALSE(kit.window->page()->save()) << "a save would leave the entry out";
+        EXPECT_EQ(QApplication::focusWidget(), kit.find(row.editor));
+        QTest::keyClick(kit.find(row.editor), Qt::Key_Escape);
+        EXPECT_FALSE(kit.window->isWindowModified());
+    }
+    EXPECT_EQ(kit.window->page()->undoStack()->count(), 0);
+
+    const QString hostile = kit.folder.write("h.csv", "<b>RDP</b>,0xAA\nUSER,0xGG\n");
+    EXPECT_FALSE(kit.window->openFile(hostile));
+    ASSERT_EQ(kit.dialogs.faults.size(), 1);
+    EXPECT_TRUE(
+        kit.dialogs.faults.first().contains(QStringLiteral("line 2, column 6: A number of 32 bits is expected")));
+    EXPECT_EQ(kit.window->page()->documentName(), QStringLiteral("o.csv"));
+    EXPECT_TRUE(showsText(kit, QStringLiteral("PCROP1A_END")));
+}
+
+TEST(OptionBytePage, LosesNothingUnasked) {
+    DesktopKit kit;
+    begin(kit);
+    kit.find("device")->setFocus();
+    QTest::keyClick(kit.find("device"), Qt::Key_Down);
+    EXPECT_EQ(kit.window->page()->documentName(), QStringLiteral("Untitled"));
+    chooseWord(kit, 1);
+    QTest::keyClick(kit.find("field.Swap banks"), Qt::Key_Space);
+    kit.press("newTable");  // and give up
+    EXPECT_TRUE(kit.window->isWindowModified());
+    kit.dialogs.answers = {SaveAnswer::save};
+    kit.dialogs.paths = {kit.folder.path("none/new.csv")};
+    kit.press("newTable");
+    EXPECT_EQ(kit.dialogs.faults.size(), 1);
+    EXPECT_TRUE(kit.window->isWindowModified());
+    kit.dialogs.paths = {kit.folder.path("new")};
+    QTest::keyClick(kit.find("words"), Qt::Key_S, Qt::ControlModifier);
+    EXPECT_TRUE(kit.folder.read("new.csv").startsWith("RDP,0x000000AA\nUSER,0x7FFFF800\n"));
+
+    // Somebody else's change of the file is told, and not written over without a question.
+    const QString path = kit.folder.write("new.csv", "RDP,1\n");
+    EXPECT_TRUE(DesktopKit::waitFor([&kit] { return showsText(kit, QStringLiteral("holds something else now")); }));
+    QTest::keyClick(kit.find("field.Swap banks"), Qt::Key_Space);
+    EXPECT_FALSE(kit.window->page()->save());
+    EXPECT_EQ(kit.folder.read("new.csv"), "RDP,1\n");
+    kit.dialogs.confirmations = {true};
+    kit.press("reload");
+    EXPECT_EQ(kit.find<QLineEdit>("word")->text(), QStringLiteral("0x00000001"));
+    EXPECT_FALSE(kit.window->isWindowModified());
+}
+
+}  // namespace

@@ -65,6 +65,9 @@ void describePasswordFile(const Source& source, Description& description) {
     if (!isZero(header.zeros)) {
         description.addFinding(FindingCode::notZero, 0, 5);
     }
+    if (!bytes.sliced(headerSize).isValidUtf8()) {
+        description.addFinding(FindingCode::notUtf8, 1, headerSize);
+    }
     description.addRange(headerSize, Role::header, Cover::structure);
     description.addRange(length, Role::payload, Cover::none, 1);
     Part part;

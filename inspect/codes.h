@@ -51,6 +51,7 @@ enum class FindingCode : std::uint8_t {
     tooSmall,
     descending,
     outOfRange,
+    notUtf8,
 };
 
 enum class Severity : std::uint8_t { note, error };

@@ -138,6 +138,7 @@ TEST(InspectPlainFormats, BrokenRulesAreNamed) {
         {"passwordFile", password().replace(0, 1, "x"), "?tag badMagic"},
         {"passwordFile", password().chopped(1), "?tag wrongSize"},
         {"passwordFile", words({0x80000000, 1}) + QByteArray(257, 'p'), "?tag wrongSize"},
+        {"passwordFile", password().replace(8, 1, "\xff"), "?tag notUtf8"},
         {"passwordFile", password().replace(6, 1, "x"), "?tag notZero"},
         {"passwordFile", "seven b", "?tag cutOff"},
     };

@@ -92,6 +92,13 @@ def install_rows(good):
             f.make_area_image(image.with_area(2, plain=changed(image.areas[1].plain, 31)))),
         Row("overlap", "structure", "firmware areas don't overlap",
             f.make_area_image(with_areas(image, [firmware, f.Area("F", firmware.address + 8, bytes(16))]))),
+        Row("descending", "structure", ORDER, f.make_area_image(
+            with_areas(image, [f.Area("F", firmware.address + 0x100, bytes(8)), firmware]))),
+        Row("firmware-empty", "structure", "an F area has bytes",
+            f.make_area_image(with_content(image, 1, plain=b""))),
+        Row("beyond-memory", "structure", "an area ends inside the address space",
+            f.make_area_image(with_content(image, 1, address=0xFFFFFFFF))),
+        Row("hash-address", "structure", "an H area has address 0", f.make_area_image(image.with_area(2, address=4))),
         Row("size-huge", "structure", WHOLE, with_bytes(data, 28 + 4, b"\xFF" * 4)),
         Row("empty", "structure", WHOLE, b""),
         Row("cut-in-file-header", "structure", WHOLE, data[:27]),
@@ -132,6 +139,10 @@ def parts_rows(good):
             f.make_area_image(with_content(image, places[0], plain=first[:4] + f.u32(rest + 1)))),
         Row("number", "content", "parts are numbered 1, 2, 3",
             f.make_area_image(with_content(image, places[1], plain=f.u32(1) + second[4:]))),
+        Row("empty", "structure", "a part has areas",
+            f.make_area_image(with_areas(image, [image.areas[places[0] - 1], *before_hash(image)]))),
+        Row("token", "structure", "all P areas have the continuation address",
+            f.make_area_image(image.with_area(places[1], address=0x20000004))),
         Row("hash-without-parts", "digest", "H takes the payloads of P areas too",
             f.make_area_image(with_digest_of(image, without_parts)), (HASH,)),
     ]
@@ -140,12 +151,17 @@ def parts_rows(good):
 def side_files_rows(good):
     image = good.image
     areas = before_hash(image)
-    provisioning = next(place for place, area in enumerate(areas, 1) if area.letter == "O")
+    provisioning, table = (next(place for place, area in enumerate(areas, 1) if area.letter == letter)
+                           for letter in "OK")
     return [
         Row("order", "structure", ORDER,
             f.make_area_image(with_areas(image, [areas[-1], *areas[:-1]]))),
         Row("data-address", "content", "an O area goes to the address in its block",
             f.make_area_image(with_content(image, provisioning, address=0x0FFD0300))),
+        Row("data-size", "content", "an O area's size is that of its data", f.make_area_image(with_content(
+            image, provisioning, plain=with_bytes(areas[provisioning - 1].plain, 4, f.u32(6))))),
+        Row("table-empty", "structure", "tables are 32-bit words",
+            f.make_area_image(with_content(image, table, plain=b""))),
     ]
 
 
@@ -158,6 +174,10 @@ def modules_rows(good):
             f.make_area_image(with_content(image, licence, address=0x08050000))),
         Row("licence-kind", "content", "an m area starts with 1 or 2",
             f.make_area_image(with_content(image, licence, plain=f.u32(3) + areas[licence - 1].plain[4:]))),
+        Row("licences", "content", "a module has one licence, then one identity",
+            f.make_area_image(with_areas(image, areas[:licence] + areas[licence - 1:]))),
+        Row("identity-long", "content", "an identity has at most 15 bytes",
+            f.make_area_image(with_content(image, licence, plain=f.u32(2) + bytes(16)))),
         Row("last-word", "structure", "no area starts in the last Flash word of a module",
             f.make_area_image(with_areas(image, areas + [f.Area("F", 0x08040034, bytes(8))]))),
     ]
@@ -183,6 +203,7 @@ def external_rows(good):
             image, second, plain=key_of_8, second=with_bytes(descriptor, 8, f.u32(8))))),
         Row("second-block", "structure", SECOND_ZERO,
             f.make_area_image(image.with_area(1, second=descriptor))),
+        Row("protocol", "structure", "external areas need protocol version 2", built(image, protocol=1)),
         Row("descriptor-bit", "tag", "the tag of an area covers its descriptor",
             changed(good.made.data, good.made.details["areas"][second - 1]["offset"] + 30 + 12), (SEALED,)),
     ]
@@ -249,6 +270,10 @@ def provisioning_rows(good):
             f.make_area_image(image.with_area(1, second=b"\1" + bytes(15)))),
         Row("record-size", "content", "a B area holds one whole record",
             f.make_area_image(image.with_area(2, plain=with_bytes(record, 8, f.u32(len(record)))))),
+        Row("record-algorithm", "content", "a B area holds one whole record",
+            f.make_area_image(image.with_area(3, plain=changed(sections[1].plain, 6, 0x18)))),
+        Row("secrets-address", "structure", "an S area has address 0",
+            f.make_area_image(image.with_area(1, address=4))),
         Row("behind", "structure", "no byte follows the last area", data + b"\0"),
         Row("section-overlap", "content", "records don't overlap",
             f.make_area_image(image.with_area(3, address=sections[0].address + 4))),
@@ -273,6 +298,7 @@ def backup_rows(good):
         Row("nonce", "structure", "a record with AES-CBC starts with a nonce of 16 bytes",
             f.backup_image([replace(encrypted, nonce=b"", data=bytes(12))]),
             comment="One record with AES-CBC and 12 bytes of data"),
+        Row("words", "structure", "data has a multiple of 4 bytes", records({}, {}, {"data": plain.data[:3]})),
         Row("algorithm", "structure", "the algorithm is 0 to 2", records({}, {"algorithm": 3}, {})),
     ]
 
@@ -297,6 +323,8 @@ def password_rows(good):
     return [
         Row("marker", "structure", "the first four bytes are 00 00 00 80", f.password_file(password, marker=0)),
         Row("length", "structure", "the length is the password's", f.password_file(password, length=len(password) + 1)),
+        Row("long", "structure", "the length is the password's", f.password_file(bytes(257), length=1)),
+        Row("bytes", "content", "the password is UTF-8", f.password_file(b"\xFF" * 8)),
         Row("unused", "structure", "bytes 5 to 7 are zero", with_bytes(good.made.data, 5, b"\1")),
         Row("cut", "structure", "the header is whole", good.made.data[:7]),
     ]

@@ -1,19 +1,15 @@
 #include "desktop/theme.h"
 
+#include "desktop/ThemeStyle.h"
+
 #include <QApplication>
 #include <QFontDatabase>
 #include <QFontMetrics>
-#include <QPainter>
-#include <QProxyStyle>
 #include <QPushButton>
-#include <QStyleFactory>
-#include <QStyleOption>
 
 #include <array>
 
 namespace {
-
-constexpr const char* filledProperty = "qvoraFilled";
 
 struct ThemeRow {
     ThemeColor color;
@@ -22,81 +18,13 @@ struct ThemeRow {
 };
 
 constexpr std::array themeRows = {
-    ThemeRow{ThemeColor::accent, 0xFF1F5FA8, 0xFF7DB2F5},  ThemeRow{ThemeColor::onAccent, 0xFFFFFFFF, 0xFF0B1522},
-    ThemeRow{ThemeColor::fault, 0xFFB3261E, 0xFFFF8F85},   ThemeRow{ThemeColor::warning, 0xFF805300, 0xFFF2C55C},
-    ThemeRow{ThemeColor::success, 0xFF17693A, 0xFF7FD8A0}, ThemeRow{ThemeColor::quiet, 0xFF56606E, 0xFFA3ADBA},
-    ThemeRow{ThemeColor::line, 0xFFD3D8DF, 0xFF363C45},    ThemeRow{ThemeColor::panel, 0xFFEBEEF2, 0xFF17191D},
-    ThemeRow{ThemeColor::changed, 0xFF7A3EA8, 0xFFCFA6FF}, ThemeRow{ThemeColor::mapBlock, 0xFFE6ECF4, 0xFF29313C},
-    ThemeRow{ThemeColor::mapUsed, 0xFFBFD7F2, 0xFF2C4A70}, ThemeRow{ThemeColor::mapFault, 0xFFF6CCC8, 0xFF6A2A27},
-};
-
-/// Around fields and boxes: three times as light or dark as the ground.
-QColor edge() {
-    return Theme::isDark() ? QColor(0x6B, 0x74, 0x80) : QColor(0x8A, 0x92, 0x9D);
-}
-
-/// Fusion with the one filled button, and without frames around what stands on the page itself.
-class ThemeStyle : public QProxyStyle {
-  public:
-    ThemeStyle() : QProxyStyle(QStyleFactory::create(QStringLiteral("Fusion"))) {}
-
-    void drawControl(ControlElement element, const QStyleOption* option, QPainter* painter,
-                     const QWidget* widget) const override {
-        const bool isButton = element == CE_PushButtonBevel || element == CE_PushButtonLabel;
-        const auto* button = qstyleoption_cast<const QStyleOptionButton*>(option);
-        if (!isButton || button == nullptr || widget == nullptr || !widget->property(filledProperty).toBool() ||
-            (option->state & State_Enabled) == 0) {
-            QProxyStyle::drawControl(element, option, painter, widget);
-            return;
-        }
-        QStyleOptionButton filled = *button;
-        filled.palette.setColor(QPalette::Button, Theme::color(ThemeColor::accent));
-        filled.palette.setColor(QPalette::ButtonText, Theme::color(ThemeColor::onAccent));
-        QProxyStyle::drawControl(element, &filled, painter, widget);
-    }
-
-    void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
-                       const QWidget* widget) const override {
-        QProxyStyle::drawPrimitive(element, option, painter, widget);
-        const bool isLine = element == PE_FrameLineEdit;
-        const bool isBox = element == PE_IndicatorCheckBox || element == PE_IndicatorRadioButton;
-        if ((!isLine && !isBox) || (isLine && option->state.testFlag(State_HasFocus))) {
-            return;
-        }
-        // Fusion's own edges are darker than the ground; on a dark one they can't be seen.
-        painter->save();
-        painter->setRenderHint(QPainter::Antialiasing);
-        painter->setBrush(Qt::NoBrush);
-        painter->setPen(option->state.testFlag(State_Enabled) ? edge() : Theme::color(ThemeColor::line));
-        const QRectF rect = QRectF(option->rect).adjusted(0.5, 0.5, -0.5, -0.5);
-        if (element == PE_IndicatorRadioButton) {
-            painter->drawEllipse(rect);
-        } else {
-            painter->drawRoundedRect(rect, isLine ? 2 : 0, isLine ? 2 : 0);
-        }
-        painter->restore();
-    }
-
-    int pixelMetric(PixelMetric metric, const QStyleOption* option, const QWidget* widget) const override {
-        switch (metric) {
-            case PM_LayoutHorizontalSpacing:
-            case PM_LayoutVerticalSpacing:
-                return Theme::rowGap();
-            case PM_LayoutLeftMargin:
-            case PM_LayoutTopMargin:
-            case PM_LayoutRightMargin:
-            case PM_LayoutBottomMargin:
-                return Theme::labelGap();
-            default:
-                return QProxyStyle::pixelMetric(metric, option, widget);
-        }
-    }
-
-    int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
-                  QStyleHintReturn* answer) const override {
-        // Mnemonics are seen without holding Alt down first.
-        return hint == SH_UnderlineShortcut ? 1 : QProxyStyle::styleHint(hint, option, widget, answer);
-    }
+    ThemeRow{ThemeColor::accent, 0xFF1F5FA8, 0xFF7DB2F5},   ThemeRow{ThemeColor::onAccent, 0xFFFFFFFF, 0xFF0B1522},
+    ThemeRow{ThemeColor::fault, 0xFFB3261E, 0xFFFF8F85},    ThemeRow{ThemeColor::warning, 0xFF805300, 0xFFF2C55C},
+    ThemeRow{ThemeColor::success, 0xFF17693A, 0xFF7FD8A0},  ThemeRow{ThemeColor::quiet, 0xFF56606E, 0xFFA3ADBA},
+    ThemeRow{ThemeColor::line, 0xFFD3D8DF, 0xFF363C45},     ThemeRow{ThemeColor::panel, 0xFFEBEEF2, 0xFF17191D},
+    ThemeRow{ThemeColor::changed, 0xFF7A3EA8, 0xFFCFA6FF},  ThemeRow{ThemeColor::mapBlock, 0xFFE6ECF4, 0xFF29313C},
+    ThemeRow{ThemeColor::outline, 0xFF8A929D, 0xFF6B7480},  ThemeRow{ThemeColor::mapUsed, 0xFFBFD7F2, 0xFF2C4A70},
+    ThemeRow{ThemeColor::mapFault, 0xFFF6CCC8, 0xFF6A2A27},
 };
 
 /// `count` thirds of the line height of the program's font: 6 pixels where a line has 18.
@@ -184,7 +112,7 @@ int Theme::groupGap() {
 }
 
 void Theme::setFilled(QPushButton& button) {
-    button.setProperty(filledProperty, true);
+    button.setProperty(ThemeStyle::filledProperty, true);
     QFont font = button.font();
     font.setWeight(QFont::DemiBold);
     button.setFont(font);

@@ -18,6 +18,7 @@ enum class ThemeColor {
     success,   ///< text of a success, a good verdict
     quiet,     ///< text of less weight: hints, units, empty places
     line,      ///< hairlines between areas
+    outline,   ///< border of a field or button
     panel,     ///< ground of the list at the left and of the command line
     changed,   ///< mark of a changed value
     mapBlock,  ///< ground of a block in a map of memory

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <QProxyStyle>
+
+/// Fusion with flat fields and buttons in the theme's colours, and with the one filled button of a page. Fusion takes
+/// its outlines from the window's colour, darkened, which a dark look swallows.
+class ThemeStyle : public QProxyStyle {
+  public:
+    /// A property that a button has if it is the filled one.
+    static constexpr const char* filledProperty = "qvoraFilled";
+
+    ThemeStyle();
+
+    void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
+                       const QWidget* widget) const override;
+    void drawControl(ControlElement element, const QStyleOption* option, QPainter* painter,
+                     const QWidget* widget) const override;
+    void drawComplexControl(ComplexControl control, const QStyleOptionComplex* option, QPainter* painter,
+                            const QWidget* widget) const override;
+    [[nodiscard]] int pixelMetric(PixelMetric metric, const QStyleOption* option, const QWidget* widget) const override;
+    [[nodiscard]] QSize sizeFromContents(ContentsType type, const QStyleOption* option, const QSize& size,
+                                         const QWidget* widget) const override;
+    [[nodiscard]] int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
+                                QStyleHintReturn* answer) const override;
+};

@@ -52,8 +52,8 @@ bool isPath(const FieldRow& row) {
 
 Verdict judge(const FieldRow& row, const JobValues& values) {
     const QStringList own = values.value(QLatin1String(row.id));
-    if (row.required && std::all_of(own.begin(), own.end(), isEmptyText)) {
-        return {Verdict::Kind::missing, {}};
+    if (std::all_of(own.begin(), own.end(), isEmptyText)) {
+        return row.required ? missing({}) : row.checksEmpty ? row.check(own, values) : Verdict();
     }
     for (qsizetype i = 0; i < own.size(); ++i) {
         const bool behindPath = row.kind == FieldKind::inFiles && i % 2 == 1;

@@ -39,8 +39,9 @@ struct FieldRow {
     const char* filter = "";       ///< of the file dialog
     const char* placeholder = "";  ///< an example of a good value
     const char* besideLabel = "";  ///< of the text behind each path
-    /// Judges a value that isn't empty, and an empty one that isn't required. Null: all are good.
+    /// Judges a value that is there. Null: all are good.
     Verdict (*check)(const QStringList& own, const JobValues& all) = nullptr;
+    bool checksEmpty = false;                         ///< it judges an empty one too
     bool (*shownIf)(const JobValues& all) = nullptr;  ///< null: always
     const char* tip = "";
 };

@@ -79,7 +79,7 @@ QString formatName(FileReader reader) {
 Verdict checkSegments(const QString& path, FileReader reader, bool onlyOne) {
     qint64 size = 0;
     int count = 0;
-    const Verdict verdict = readVerdict([&](FileLoadContext& context, FileData*& file) {
+    Verdict verdict = readVerdict([&](FileLoadContext& context, FileData*& file) {
         if (!openFile(context, path, file)) {
             return false;
         }
@@ -99,10 +99,6 @@ Verdict checkSegments(const QString& path, FileReader reader, bool onlyOne) {
 }
 
 Verdict checkFirmwareFile(const QString& path, bool onlyOneSegment) {
-    const Verdict verdict = checkFile(path);
-    if (!isGood(verdict)) {
-        return verdict;
-    }
     const FormatRow* const format = formatOf(formatTable(), path);
     if (format != nullptr && format->read != readElfFile && format->read != readRecordFile) {
         return fault(Texts::tr("By its name, %1 is no firmware: ELF, HEX, S-Record or raw binary.")
@@ -110,7 +106,7 @@ Verdict checkFirmwareFile(const QString& path, bool onlyOneSegment) {
     }
     const qint64 size = QFileInfo(path).size();
     if (!canLook(path)) {
-        return verdict;
+        return {};
     }
     if (size == 0) {
         return fault(Texts::tr("The file is empty."));
@@ -133,24 +129,16 @@ Verdict missing(const QString& text) {
 }
 
 Verdict checkNumber(const QStringList& value, std::uint32_t most) {
-    const QString text = textOf(value);
-    if (text.isEmpty()) {
-        return {};
-    }
     std::uint32_t number = 0;
-    if (!parseNumber(text, 0, number)) {
+    if (!parseNumber(textOf(value), 0, number)) {
         return fault(Texts::tr("A number is wanted: decimal, hexadecimal with 0x, or octal with a leading 0."));
     }
     return number > most ? fault(Texts::tr("The number must be %1 or less.").arg(QLocale().toString(most))) : Verdict();
 }
 
 Verdict checkHexAddress(const QStringList& value) {
-    const QString text = textOf(value);
     std::uint32_t number = 0;
-    if (text.isEmpty()) {
-        return {};
-    }
-    if (!parseNumber(text, 16, number)) {
+    if (!parseNumber(textOf(value), 16, number)) {
         return fault(Texts::tr("A hexadecimal number of up to 8 digits is wanted."));
     }
     return number == 0 ? fault(Texts::tr("The tool takes no address 0.")) : Verdict();
@@ -163,36 +151,15 @@ Verdict checkLength(const QStringList& value, qsizetype mostBytes) {
                : Verdict();
 }
 
-Verdict checkFile(const QString& path) {
-    const QFileInfo file(path);
-    if (path.trimmed().isEmpty()) {
-        return {};
-    }
-    if (!file.exists()) {
-        return fault(Texts::tr("There is no such file."));
-    }
-    if (file.isDir()) {
-        return fault(Texts::tr("This is a folder."));
-    }
-    return file.isReadable() ? Verdict() : fault(Texts::tr("You may not read this file."));
-}
-
 Verdict checkFiles(const QStringList& value, Verdict (*check)(const QString& path, const QString& beside)) {
     QStringList findings;
     for (qsizetype i = 0; i < value.size(); i += 2) {
-        const QString& path = value.at(i);
-        const QString beside = value.value(i + 1).simplified();
-        if (path.trimmed().isEmpty()) {
-            if (!beside.isEmpty()) {
-                return missing(Texts::tr("A file is missing."));
-            }
-            continue;
-        }
-        const Verdict verdict = check(path, beside);
+        Verdict verdict = check(value.at(i), value.value(i + 1).simplified());
         if (!isGood(verdict)) {
             return value.size() <= 2
                        ? verdict
-                       : Verdict{verdict.kind, Texts::tr("%1: %2").arg(QFileInfo(path).fileName(), verdict.text)};
+                       : Verdict{verdict.kind,
+                                 Texts::tr("“%1”: %2").arg(QFileInfo(value.at(i)).fileName(), verdict.text)};
         }
         if (!verdict.text.isEmpty()) {
             findings.append(verdict.text);
@@ -202,9 +169,8 @@ Verdict checkFiles(const QStringList& value, Verdict (*check)(const QString& pat
 }
 
 Verdict checkFileSize(const QString& path, std::initializer_list<qint64> sizes) {
-    const Verdict verdict = checkFile(path);
-    if (!isGood(verdict) || !canLook(path)) {
-        return verdict;
+    if (!canLook(path)) {
+        return {};
     }
     const qint64 size = QFileInfo(path).size();
     if (sizes.size() == 0) {
@@ -222,37 +188,29 @@ Verdict checkFileSize(const QString& path, std::initializer_list<qint64> sizes) 
 }
 
 Verdict checkFileSuffix(const QString& path, const char* suffix) {
-    const Verdict verdict = checkFile(path);
-    if (!isGood(verdict) || path.trimmed().isEmpty()) {
-        return verdict;
-    }
     return path.endsWith(QLatin1String(suffix))
-               ? verdict
+               ? Verdict()
                : fault(Texts::tr("The tool takes only files whose name ends in %1 here.").arg(QLatin1String(suffix)));
 }
 
 Verdict checkFormat(const QString& path, FileReader reader) {
-    const Verdict verdict = checkFile(path);
-    if (!isGood(verdict) || path.trimmed().isEmpty()) {
-        return verdict;
-    }
     const FormatRow* const format = formatOf(formatTable(), path);
     if ((format == nullptr ? nullptr : format->read) != reader) {
         return fault(
             Texts::tr("By its name, the tool takes %1 for another kind of file.").arg(QFileInfo(path).fileName()));
     }
-    return canLook(path) ? checkFileSize(path) : verdict;
+    return checkFileSize(path);
 }
 
 Verdict checkFirmware(const QString& path, bool needsAddress, const QString& address) {
-    const Verdict verdict = checkFirmwareFile(path, false);
-    if (!isGood(verdict) || !needsAddress || path.trimmed().isEmpty() || !isRawBinary(path)) {
+    Verdict verdict = checkFirmwareFile(path, false);
+    if (!isGood(verdict) || !needsAddress || !isRawBinary(path)) {
         return verdict;
     }
     if (address.isEmpty()) {
         return missing(Texts::tr("A raw binary needs a load address."));
     }
-    const Verdict number = checkNumber({address});
+    Verdict number = checkNumber({address});
     return isGood(number) ? verdict : number;
 }
 
@@ -261,51 +219,27 @@ Verdict checkUpdateFirmware(const QString& path) {
 }
 
 Verdict checkTable(const QString& path, CsvKind kind) {
-    const Verdict verdict = checkFile(path);
-    if (!isGood(verdict) || path.trimmed().isEmpty()) {
-        return verdict;
-    }
     if (!path.endsWith(QLatin1String("csv"), Qt::CaseInsensitive)) {
         return fault(Texts::tr("The tool takes only files whose name ends in csv here."));
     }
     // A list reads the modules that it names, which may be many and large.
     const bool isList = kind == CsvKind::moduleList || kind == CsvKind::externalModuleList;
     if (isList || !canLook(path) || QFileInfo(path).size() > largestRead) {
-        return verdict;
+        return {};
     }
     return readVerdict(
         [&](FileLoadContext& context, FileData*& file) { return openCsvFile(context, path, kind, file); });
 }
 
 Verdict checkOutput(const QString& path, std::initializer_list<const char*> suffixes) {
-    const QFileInfo file(path);
-    if (path.trimmed().isEmpty()) {
-        return {};
-    }
-    if (!endsInOneOf(path, suffixes)) {
-        return fault(Texts::tr("The name must end in %1.").arg(orList(suffixes)));
-    }
-    if (file.isDir()) {
-        return fault(Texts::tr("This is a folder."));
-    }
-    if (!file.dir().exists()) {
-        return fault(Texts::tr("There is no folder %1.").arg(file.path()));
-    }
-    return file.isFile() ? good(Texts::tr("Replaces the file that is there.")) : Verdict();
+    return endsInOneOf(path, suffixes) ? Verdict() : fault(Texts::tr("The name must end in %1.").arg(orList(suffixes)));
 }
 
 Verdict checkNewOutput(const QString& path, std::initializer_list<const char*> suffixes) {
-    const Verdict verdict = checkOutput(path, suffixes);
-    return isGood(verdict) && !path.trimmed().isEmpty() && QFileInfo::exists(path)
+    Verdict verdict = checkOutput(path, suffixes);
+    return isGood(verdict) && QFileInfo::exists(path)
                ? fault(Texts::tr("There is a file of this name, and the tool replaces none here."))
                : verdict;
-}
-
-Verdict checkFolder(const QString& path) {
-    const QFileInfo folder(path);
-    return path.trimmed().isEmpty() || folder.isDir()
-               ? Verdict()
-               : fault(folder.exists() ? Texts::tr("This is no folder.") : Texts::tr("There is no such folder."));
 }
 
 bool isRawBinary(const QString& path) {

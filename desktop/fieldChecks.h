@@ -8,7 +8,8 @@
 #include <initializer_list>
 
 // What is said of the values of a job's fields. They take whatever the tool takes, and never show what a key holds.
-// An empty value is good: whether one is needed is the row's business.
+// Whether a file is there, and can be read or made, is told by the form; what isn't there is good here. A pipe or
+// device counts as a file whose content isn't known.
 
 [[nodiscard]] Verdict fault(const QString& text);
 [[nodiscard]] Verdict missing(const QString& text);
@@ -19,9 +20,7 @@
 [[nodiscard]] Verdict checkHexAddress(const QStringList& value);
 [[nodiscard]] Verdict checkLength(const QStringList& value, qsizetype mostBytes);
 
-/// A file that can be read; a pipe or device counts as one whose content isn't known.
-[[nodiscard]] Verdict checkFile(const QString& path);
-/// The same for each path of a list, with the finding of a single one.
+/// The first that `check` finds fault with in a list of paths and texts behind them, or what it found in all.
 [[nodiscard]] Verdict checkFiles(const QStringList& value,
                                  Verdict (*check)(const QString& path, const QString& beside));
 /// A file of one of these sizes; of any but 0 if none is given.
@@ -36,11 +35,10 @@
 [[nodiscard]] Verdict checkUpdateFirmware(const QString& path);
 [[nodiscard]] Verdict checkTable(const QString& path, CsvKind kind);
 
-/// A file to make, in a folder that is there, whose name ends in one of `suffixes` as they are written.
+/// A file to make whose name ends in one of `suffixes` as they are written.
 [[nodiscard]] Verdict checkOutput(const QString& path, std::initializer_list<const char*> suffixes = {});
 /// The same where the tool replaces nothing.
 [[nodiscard]] Verdict checkNewOutput(const QString& path, std::initializer_list<const char*> suffixes = {});
-[[nodiscard]] Verdict checkFolder(const QString& path);
 
 /// Whether the tool reads this file as raw binary, which tells no address.
 [[nodiscard]] bool isRawBinary(const QString& path);

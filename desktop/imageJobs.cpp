@@ -110,7 +110,6 @@ constexpr std::array signingRows = {
              .required = true,
              .role = PathRole::key,
              .filter = pemFilter,
-             .check = checkAnyFile,
              .tip = QT_TRANSLATE_NOOP("jobs",
                                       "A PEM file with a key on the curve P-256. The public key is written "
                                       "beside it, as NAME_pub.bin.")},
@@ -137,7 +136,6 @@ constexpr std::array imgtoolRows = {
              .required = true,
              .filter = templateFilter,
              .placeholder = "image.xml",
-             .check = checkAnyFile,
              .tip = QT_TRANSLATE_NOOP("jobs",
                                       "The XML template that tells the firmware, the key, imgtool's settings "
                                       "and the image to make. The page \"Template\" edits it.")},
@@ -163,7 +161,6 @@ constexpr std::array listingRows = {
              .role = PathRole::output,
              .filter = QT_TRANSLATE_NOOP("jobs", "Images (*.tbi *.tbix *.xtbi *.pvs);;All files (*)"),
              .placeholder = "image.tbi",
-             .check = checkAnyFile,
              .tip = QT_TRANSLATE_NOOP("jobs",
                                       "An install image (.tbi, .tbix), a packaged module (.xtbi) or a "
                                       "provisioning image (.pvs).")},

@@ -54,29 +54,22 @@ bool hasExternalBinary(const JobValues& all) {
     return hasExternal(all) && isRawBinary(textOf(all, "external"));
 }
 
-bool isFilled(const QStringList& value) {
-    return std::any_of(value.begin(), value.end(), [](const QString& text) { return !text.trimmed().isEmpty(); });
-}
-
 /// Firmware for external memory is enough by itself; otherwise this is needed.
 Verdict neededWithoutExternal(const JobValues& all) {
     return hasExternal(all) ? Verdict() : missing({});
 }
 
 Verdict checkFirmwareList(const QStringList& own, const JobValues& all) {
-    if (!isFilled(own)) {
-        return neededWithoutExternal(all);
-    }
-    return checkFiles(own,
-                      [](const QString& path, const QString& beside) { return checkFirmware(path, true, beside); });
+    const auto check = [](const QString& path, const QString& beside) { return checkFirmware(path, true, beside); };
+    return own.isEmpty() ? neededWithoutExternal(all) : checkFiles(own, check);
 }
 
 Verdict checkVersion(const QStringList& own, const JobValues& all) {
-    return isFilled(own) ? checkNumber(own, 255) : neededWithoutExternal(all);
+    return textOf(own).isEmpty() ? neededWithoutExternal(all) : checkNumber(own, 255);
 }
 
 Verdict checkModule(const QString& path, const QString& beside) {
-    const Verdict verdict = checkFormat(path, readKmdFile);
+    Verdict verdict = checkFormat(path, readKmdFile);
     return verdict.kind != Verdict::Kind::good || beside.isEmpty() || checkNumber({beside}).kind == Verdict::Kind::good
                ? verdict
                : checkNumber({beside});
@@ -89,7 +82,7 @@ Verdict checkPackagedModule(const QString& path) {
 /// The numbers behind one more file for external memory: the start address of raw binary alone, mode and region in an
 /// order that hangs on the format, the address of the key.
 Verdict checkMoreExternal(const QString& path, const QString& beside) {
-    const Verdict verdict = checkFirmware(path);
+    Verdict verdict = checkFirmware(path);
     if (verdict.kind != Verdict::Kind::good) {
         return verdict;
     }
@@ -100,7 +93,7 @@ Verdict checkMoreExternal(const QString& path, const QString& beside) {
                               : Texts::tr("This needs region, mode and key address."));
     }
     for (const QString& number : numbers.first(binary ? 4 : 3)) {
-        const Verdict one = checkNumber({number});
+        Verdict one = checkNumber({number});
         if (one.kind != Verdict::Kind::good) {
             return one;
         }
@@ -109,18 +102,22 @@ Verdict checkMoreExternal(const QString& path, const QString& beside) {
 }
 
 Verdict checkRamSize(const QStringList& own, const JobValues& all) {
-    return textOf(own).isEmpty() && !textOf(all, "token").isEmpty()
-               ? missing(Texts::tr("A continuation token needs the RAM size."))
-               : checkNumber(own);
+    if (!textOf(own).isEmpty()) {
+        return checkNumber(own);
+    }
+    return textOf(all, "token").isEmpty() ? Verdict() : missing(Texts::tr("A continuation token needs the RAM size."));
 }
 
 Verdict checkToken(const QStringList& own, const JobValues& all) {
+    if (!textOf(own).isEmpty()) {
+        return checkNumber(own);
+    }
     const QString device = textOf(all, "device");
     const bool partial = std::any_of(partialImageDevices.begin(), partialImageDevices.end(),
                                      [&device](const char* id) { return device == QLatin1String(id); });
-    return textOf(own).isEmpty() && partial && !textOf(all, "ram-size").isEmpty()
+    return partial && !textOf(all, "ram-size").isEmpty()
                ? missing(Texts::tr("This device needs a continuation token with a RAM size."))
-               : checkNumber(own);
+               : Verdict();
 }
 
 /// With raw binary the mode stands before the region, with other files behind it.
@@ -170,6 +167,7 @@ constexpr std::array rows = {
              .placeholder = "blink.elf",
              .besideLabel = QT_TRANSLATE_NOOP("jobs", "Load address"),
              .check = checkFirmwareList,
+             .checksEmpty = true,
              .tip = QT_TRANSLATE_NOOP("jobs",
                                       "ELF, Intel HEX, S-Record or raw binary. Raw binary needs the address "
                                       "that it is loaded to. Several files become one.")},
@@ -202,6 +200,7 @@ constexpr std::array rows = {
              .option = "-v",
              .placeholder = "1",
              .check = checkVersion,
+             .checksEmpty = true,
              .tip = QT_TRANSLATE_NOOP("jobs", "0 to 255, in any base.")},
     FieldRow{.id = "option-bytes",
              .group = options,
@@ -377,6 +376,7 @@ constexpr std::array rows = {
              .option = "-rs",
              .placeholder = "0x10000",
              .check = checkRamSize,
+             .checksEmpty = true,
              .tip = QT_TRANSLATE_NOOP("jobs",
                                       "Bytes of RAM for one part, on devices that take an image in parts "
                                       "(0x450, 0x480, 0x483).")},
@@ -387,6 +387,7 @@ constexpr std::array rows = {
              .option = "-ct",
              .placeholder = "0x0800F000",
              .check = checkToken,
+             .checksEmpty = true,
              .tip = QT_TRANSLATE_NOOP("jobs", "The address where the device notes how far it has come.")},
 };
 

@@ -24,7 +24,3 @@ inline Verdict checkAnyNumber(const QStringList& own, const JobValues& /*all*/) 
 inline Verdict checkImageVersion(const QStringList& own, const JobValues& /*all*/) {
     return checkNumber(own, 255);
 }
-
-inline Verdict checkAnyFile(const QStringList& own, const JobValues& /*all*/) {
-    return checkFile(pathOf(own));
-}

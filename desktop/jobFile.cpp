@@ -65,8 +65,8 @@ bool isSet(const QStringList& value) {
 }
 
 bool readEntries(const QJsonArray& entries, const QDir& folder, QStringList& value) {
-    for (const QJsonValue& entry : entries) {
-        const QJsonObject object = entry.toObject();
+    for (qsizetype i = 0; i < entries.size(); ++i) {
+        const QJsonObject object = entries.at(i).toObject();
         const QJsonValue beside = object.value(besideName);
         const qsizetype members = beside.isUndefined() ? 1 : 2;
         if (!object.value(pathName).isString() || object.size() != members ||

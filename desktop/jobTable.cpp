@@ -27,7 +27,6 @@ constexpr FieldRow logRow = {
     .role = PathRole::output,
     .filter = QT_TRANSLATE_NOOP("jobs", "Logs (*.log);;All files (*)"),
     .placeholder = "run.log",
-    .check = [](const QStringList& own, const JobValues& /*all*/) { return checkOutput(pathOf(own)); },
     .tip = QT_TRANSLATE_NOOP("jobs", "Every message of the run, with time stamps. It may be left empty.")};
 
 /// The file that a template names in its `Output`; empty if that can't be told.

@@ -5,7 +5,6 @@
 #include "desktop/jobTable.h"
 
 #include <QCoreApplication>
-#include <QDir>
 #include <QFileInfo>
 
 #include <array>
@@ -31,10 +30,9 @@ constexpr std::array keyKinds = {
 };
 
 Verdict checkNewKey(const QStringList& own, const JobValues& /*all*/) {
-    const Verdict verdict = checkOutput(pathOf(own));
-    return verdict.kind == Verdict::Kind::good && QFileInfo(pathOf(own)).isFile()
-               ? Verdict{Verdict::Kind::good, Texts::tr("The older key is kept beside it, under a name with .bak.")}
-               : verdict;
+    return {Verdict::Kind::good, QFileInfo(pathOf(own)).isFile()
+                                     ? Texts::tr("The older key is kept beside it, under a name with .bak.")
+                                     : QString()};
 }
 
 constexpr std::array keyPair = {
@@ -186,7 +184,6 @@ constexpr std::array personalization = {
              .role = PathRole::output,
              .filter = binaryFilter,
              .placeholder = "data.enc.bin",
-             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkOutput(pathOf(own)); },
              .tip = QT_TRANSLATE_NOOP("jobs", "The encrypted data to make, for the page \"Card\".")},
 };
 
@@ -198,7 +195,7 @@ constexpr std::array cipherModes = {
 
 /// The tool reads the first 16 bytes of a longer file too.
 Verdict checkCipherKey(const QStringList& own, const JobValues& /*all*/) {
-    const Verdict verdict = checkFileSuffix(pathOf(own), ".bin");
+    Verdict verdict = checkFileSuffix(pathOf(own), ".bin");
     const QFileInfo file(pathOf(own));
     if (verdict.kind != Verdict::Kind::good || !file.isFile()) {
         return verdict;
@@ -252,18 +249,8 @@ constexpr std::array externalMemory = {
              .option = "-directory",
              .required = true,
              .role = PathRole::output,
-             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFolder(pathOf(own)); },
              .tip = QT_TRANSLATE_NOOP("jobs", "Encrypted_Image.bin is written into this folder.")},
 };
-
-/// The tool passes over a source text that it can't write.
-Verdict checkSource(const QStringList& own, const char* suffix) {
-    const bool writable = QFileInfo(pathOf(own)).dir().exists() || pathOf(own).isEmpty();
-    const Verdict verdict = checkNewOutput(pathOf(own), {suffix});
-    return !writable && pathOf(own).endsWith(QLatin1String(suffix))
-               ? Verdict{Verdict::Kind::good, Texts::tr("There is no such folder: the tool leaves this file out.")}
-               : verdict;
-}
 
 constexpr std::array wirelessKeys = {
     FieldRow{
@@ -290,44 +277,47 @@ constexpr std::array wirelessKeys = {
         .placeholder = "rsa-public.pem",
         .check = [](const QStringList& own, const JobValues& /*all*/) { return checkNewOutput(pathOf(own), {".pem"}); },
         .tip = QT_TRANSLATE_NOOP("jobs", "The new public key, with the ending .pem.")},
-    FieldRow{.id = "c-source",
-             .group = sources,
-             .label = QT_TRANSLATE_NOOP("jobs", "C s&ource"),
-             .kind = FieldKind::outFile,
-             .option = "-f",
-             .required = true,
-             .role = PathRole::output,
-             .filter = QT_TRANSLATE_NOOP("jobs", "C sources (*.c)"),
-             .placeholder = "key.c",
-             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkSource(own, ".c"); },
-             .tip = QT_TRANSLATE_NOOP("jobs", "The public key for firmware in C, with the ending .c.")},
-    FieldRow{.id = "python-source",
-             .group = sources,
-             .label = QT_TRANSLATE_NOOP("jobs", "Pytho&n source"),
-             .kind = FieldKind::outFile,
-             .arguments = valueAlone,
-             .required = true,
-             .role = PathRole::output,
-             .filter = QT_TRANSLATE_NOOP("jobs", "Python sources (*.py)"),
-             .placeholder = "key.py",
-             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkSource(own, ".py"); },
-             .tip = QT_TRANSLATE_NOOP("jobs", "The public key for scripts in Python, with the ending .py.")},
-    FieldRow{.id = "text",
-             .group = sources,
-             .label = QT_TRANSLATE_NOOP("jobs", "Te&xt"),
-             .kind = FieldKind::outFile,
-             .arguments = valueAlone,
-             .required = true,
-             .role = PathRole::output,
-             .filter = QT_TRANSLATE_NOOP("jobs", "Texts (*.txt)"),
-             .placeholder = "key.txt",
-             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkSource(own, ".txt"); },
-             .tip = QT_TRANSLATE_NOOP("jobs", "The public key as plain text, with the ending .txt.")},
+    FieldRow{
+        .id = "c-source",
+        .group = sources,
+        .label = QT_TRANSLATE_NOOP("jobs", "C s&ource"),
+        .kind = FieldKind::outFile,
+        .option = "-f",
+        .required = true,
+        .role = PathRole::output,
+        .filter = QT_TRANSLATE_NOOP("jobs", "C sources (*.c)"),
+        .placeholder = "key.c",
+        .check = [](const QStringList& own, const JobValues& /*all*/) { return checkNewOutput(pathOf(own), {".c"}); },
+        .tip = QT_TRANSLATE_NOOP("jobs", "The public key for firmware in C, with the ending .c.")},
+    FieldRow{
+        .id = "python-source",
+        .group = sources,
+        .label = QT_TRANSLATE_NOOP("jobs", "Pytho&n source"),
+        .kind = FieldKind::outFile,
+        .arguments = valueAlone,
+        .required = true,
+        .role = PathRole::output,
+        .filter = QT_TRANSLATE_NOOP("jobs", "Python sources (*.py)"),
+        .placeholder = "key.py",
+        .check = [](const QStringList& own, const JobValues& /*all*/) { return checkNewOutput(pathOf(own), {".py"}); },
+        .tip = QT_TRANSLATE_NOOP("jobs", "The public key for scripts in Python, with the ending .py.")},
+    FieldRow{
+        .id = "text",
+        .group = sources,
+        .label = QT_TRANSLATE_NOOP("jobs", "Te&xt"),
+        .kind = FieldKind::outFile,
+        .arguments = valueAlone,
+        .required = true,
+        .role = PathRole::output,
+        .filter = QT_TRANSLATE_NOOP("jobs", "Texts (*.txt)"),
+        .placeholder = "key.txt",
+        .check = [](const QStringList& own, const JobValues& /*all*/) { return checkNewOutput(pathOf(own), {".txt"}); },
+        .tip = QT_TRANSLATE_NOOP("jobs", "The public key as plain text, with the ending .txt.")},
 };
 
 Verdict checkWirelessKey(const QStringList& own, const JobValues& /*all*/) {
     constexpr qint64 largestKeyFile = 1679;
-    const Verdict verdict = checkFileSuffix(pathOf(own), ".pem");
+    Verdict verdict = checkFileSuffix(pathOf(own), ".pem");
     return verdict.kind == Verdict::Kind::good && QFileInfo(pathOf(own)).size() > largestKeyFile
                ? fault(Texts::tr("The file is larger than that of a key of 2048 bits."))
                : verdict;

@@ -1,21 +1,48 @@
 #include "desktop/pageTable.h"
 
+#include "desktop/JobPage.h"
 #include "desktop/KeysPage.h"
 #include "desktop/OptionBytePage.h"
 
 #include <QtGlobal>
 
+#include <algorithm>
+#include <array>
+
 namespace {
+
+constexpr std::array groups = {"Images", "Secrets", "Keys and cards", "Memory and wireless", "Editors", "Look inside"};
 
 template <class PageType>
 Page* make(const PageRow& /*row*/, PageContext& context, QWidget* parent) {
     return new PageType(context, parent);
 }
 
+QList<PageRow> jobPages() {
+    QList<PageRow> rows;
+    for (const JobRow& job : jobTable()) {
+        rows.append({job.id, job.group, job.title, job.summary, job.words, makeJobPage});
+    }
+    return rows;
+}
+
+qsizetype groupOf(const PageRow& row) {
+    return std::find_if(groups.begin(), groups.end(),
+                        [&row](const char* group) { return qstrcmp(group, row.group) == 0; }) -
+           groups.begin();
+}
+
+/// In the order of the groups, and otherwise as they are.
+QList<PageRow> inGroups(QList<PageRow> rows) {
+    std::stable_sort(rows.begin(), rows.end(),
+                     [](const PageRow& left, const PageRow& right) { return groupOf(left) < groupOf(right); });
+    return rows;
+}
+
 }  // namespace
 
 const QList<PageRow>& pageTable() {
-    static const QList<PageRow> rows = {
+    static const QList<PageRow> otherPages = {
         {"keys", QT_TRANSLATE_NOOP("pageTable", "Keys and cards"), QT_TRANSLATE_NOOP("pageTable", "Keys"),
          QT_TRANSLATE_NOOP("pageTable", "Makes keys, nonces and key pairs, and tells the hash of a public key."),
          QT_TRANSLATE_NOOP("pageTable", "key nonce random rsa ecdsa elliptic curve pair hash pem generate"),
@@ -24,5 +51,6 @@ const QList<PageRow>& pageTable() {
          QT_TRANSLATE_NOOP("pageTable", "Edits the option bytes of a device field by field, for an install image."),
          QT_TRANSLATE_NOOP("pageTable", "-ob csv register configuration protection fuse bits"), make<OptionBytePage>},
     };
+    static const QList<PageRow> rows = inGroups(jobPages() + otherPages);
     return rows;
 }

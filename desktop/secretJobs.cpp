@@ -23,11 +23,11 @@ Verdict checkPublicKeyOrHash(const QStringList& own, const JobValues& /*all*/) {
 }
 
 Verdict checkBackup(const QString& path, const QString& beside) {
-    const Verdict verdict = checkFormat(path, nullptr);
+    Verdict verdict = checkFormat(path, nullptr);
     if (verdict.kind == Verdict::Kind::good && beside.isEmpty()) {
         return missing(Texts::tr("A backup image needs its base address."));
     }
-    const Verdict address = checkNumber({beside});
+    Verdict address = checkNumber({beside});
     return verdict.kind == Verdict::Kind::good && address.kind != Verdict::Kind::good ? address : verdict;
 }
 
@@ -109,7 +109,6 @@ constexpr std::array provisioningImage = {
         .required = true,
         .role = PathRole::key,
         .filter = binaryFilter,
-        .check = checkAnyFile,
         .tip = QT_TRANSLATE_NOOP("jobs", "The binary file of secrets to encrypt. The page \"Secrets\" makes one.")},
     FieldRow{.id = "version",
              .group = secrets,
@@ -170,7 +169,6 @@ constexpr std::array backupImage = {
              .role = PathRole::output,
              .filter = binaryFilter,
              .placeholder = "backup.bin",
-             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkOutput(pathOf(own)); },
              .tip = QT_TRANSLATE_NOOP("jobs", "The backup image to make. A new one is for you alone to read.")},
 };
 
@@ -183,7 +181,6 @@ constexpr std::array provisioningFile = {
              .required = true,
              .filter = templateFilter,
              .placeholder = "provisioning.xml",
-             .check = checkAnyFile,
              .tip = QT_TRANSLATE_NOOP("jobs",
                                       "The XML template that tells the values and the file to make. The page "
                                       "\"Template\" edits it.")},
@@ -194,11 +191,6 @@ constexpr std::array provisioningFile = {
              .option = "-obk",
              .arguments = optionForEach,
              .filter = templateFilter,
-             .check =
-                 [](const QStringList& own, const JobValues& /*all*/) {
-                     return checkFiles(own,
-                                       [](const QString& path, const QString& /*beside*/) { return checkFile(path); });
-                 },
              .tip = QT_TRANSLATE_NOOP("jobs", "Templates whose files are made in the same run, one after the other.")},
 };
 

@@ -1,0 +1,201 @@
+#include "desktop/JobPage.h"
+
+#include "desktop/FormView.h"
+#include "desktop/RunPanel.h"
+#include "desktop/commandLine.h"
+#include "desktop/jobFile.h"
+#include "desktop/pageTable.h"
+#include "desktop/theme.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QLabel>
+#include <QPainter>
+#include <QSplitter>
+#include <QStyle>
+#include <QVBoxLayout>
+
+namespace {
+
+QString text(const char* source) {
+    return *source == '\0' ? QString() : QCoreApplication::translate("jobs", source);
+}
+
+/// What this machine lacks for the job.
+class HintLine : public QLabel {
+  public:
+    HintLine() {
+        setTextFormat(Qt::PlainText);
+        setWordWrap(true);
+        setObjectName(QStringLiteral("hint"));
+    }
+
+  protected:
+    void paintEvent(QPaintEvent* /*event*/) override {
+        QPainter painter(this);
+        painter.setPen(Theme::color(ThemeColor::warning));
+        style()->drawItemText(&painter, contentsRect(), Qt::AlignLeft | Qt::AlignTop | Qt::TextWordWrap, palette(),
+                              isEnabled(), QLabel::text());
+    }
+};
+
+FormField fieldOf(const FieldRow& row, const JobRow& job) {
+    FormField field;
+    field.id = QLatin1String(row.id);
+    field.group = text(row.group);
+    field.label = text(row.label);
+    field.tip = text(row.tip);
+    field.kind = row.kind;
+    field.required = row.required;
+    field.initial = initialValues(job).value(field.id);
+    for (const ChoiceRow& choice : row.choices) {
+        field.choices.append({QLatin1String(choice.value), text(choice.label)});
+    }
+    field.besideLabel = text(row.besideLabel);
+    field.role = row.role;
+    field.filter = text(row.filter);
+    field.placeholder = QLatin1String(row.placeholder);
+    field.judgesEmpty = row.checksEmpty;
+    return field;
+}
+
+}  // namespace
+
+JobPage::JobPage(const JobRow& job, PageContext& context, QWidget* parent)
+    : Page(parent), job_(job), context_(context), hint_(new HintLine), panel_(new RunPanel(context)) {
+    QList<FormField> fields;
+    for (const FieldRow* const row : fieldsOf(job)) {
+        FormField field = fieldOf(*row, job);
+        field.check = [this, row](const QStringList& /*own*/) { return judge(*row, form_->allValues()); };
+        fields.append(field);
+    }
+    form_ = new FormView(fields, context);
+
+    auto* upper = new QWidget;
+    auto* upperLayout = new QVBoxLayout(upper);
+    upperLayout->setContentsMargins(Theme::groupGap(), 0, 0, 0);
+    upperLayout->setSpacing(Theme::labelGap());
+    upperLayout->addWidget(hint_);
+    upperLayout->addWidget(form_, 1);
+    auto* splitter = new QSplitter(Qt::Vertical);
+    splitter->addWidget(upper);
+    splitter->addWidget(panel_);
+    splitter->setChildrenCollapsible(false);
+    splitter->setHandleWidth(1);
+    splitter->setStretchFactor(0, 1);
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins({});
+    layout->addWidget(splitter);
+
+    connect(form_, &FormView::edited, this, &JobPage::refresh);
+    connect(form_, &FormView::left, this, &JobPage::refresh);
+    connect(panel_, &RunPanel::runRequested, this, &JobPage::run);
+    connect(panel_, &RunPanel::runningChanged, this, &JobPage::stateChanged);
+    connect(panel_, &RunPanel::finished, this, &JobPage::refresh);
+    connect(panel_, &RunPanel::inspectRequested, this,
+            [this](const QString& path) { emit handOver(QStringLiteral("inspect"), path); });
+    refresh();
+}
+
+QString JobPage::documentName() const {
+    return path_.isEmpty() ? tr("Untitled") : QFileInfo(path_).fileName();
+}
+
+QString JobPage::fileFilter() const {
+    return tr("Jobs (*.json)");
+}
+
+bool JobPage::isModified() const {
+    return !path_.isEmpty() && form_->allValues() != saved_;
+}
+
+bool JobPage::isBusy() const {
+    return panel_->isRunning();
+}
+
+bool JobPage::openFile(const QString& path) {
+    Job job;
+    QString fault;
+    if (!readJobFile(path, job, fault)) {
+        context_.dialogs.showFault(this, fault);
+        return false;
+    }
+    if (job.row != &job_) {
+        context_.dialogs.showFault(
+            this,
+            tr("%1 is a job of the page “%2”.").arg(path, QCoreApplication::translate("pageTable", job.row->title)));
+        return false;
+    }
+    setValues(job.values);
+    path_ = path;
+    saved_ = form_->allValues();
+    refresh();
+    return true;
+}
+
+bool JobPage::save() {
+    return path_.isEmpty() ? saveAs() : saveTo(path_);
+}
+
+bool JobPage::saveAs() {
+    const QString proposed = path_.isEmpty() ? QLatin1String(job_.id) + QStringLiteral(".json") : path_;
+    const QString path =
+        context_.dialogs.saveFile(this, tr("Save the job"), PathRole::document, fileFilter(), proposed);
+    return !path.isEmpty() && saveTo(path);
+}
+
+bool JobPage::saveTo(const QString& path) {
+    const JobValues values = form_->allValues();
+    QString fault;
+    if (!writeJobFile(path, {&job_, values}, fault)) {
+        context_.dialogs.showFault(this, fault);
+        return false;
+    }
+    path_ = path;
+    saved_ = values;
+    emit stateChanged();
+    return true;
+}
+
+void JobPage::run() {
+    refresh();
+    if (form_->openPoints().isEmpty()) {
+        panel_->start();
+    } else {
+        form_->focusFirstOpenPoint();
+    }
+}
+
+void JobPage::stop() {
+    panel_->stop();
+}
+
+void JobPage::setValues(const JobValues& values) {
+    for (const FieldRow* const row : fieldsOf(job_)) {
+        const QString id = QLatin1String(row->id);
+        form_->setValues(id, values.value(id));
+    }
+}
+
+void JobPage::showFields() {
+    const JobValues values = form_->allValues();
+    for (const FieldRow* const row : fieldsOf(job_)) {
+        if (row->shownIf != nullptr) {
+            form_->setShown(QLatin1String(row->id), row->shownIf(values));
+        }
+    }
+}
+
+void JobPage::refresh() {
+    showFields();
+    const JobValues values = form_->allValues();
+    panel_->setCommand(argumentsOf(job_, values), form_->openPoints());
+    panel_->setOutputs(outputsOf(job_, values));
+    hint_->setText(job_.hint == nullptr ? QString() : job_.hint(values));
+    hint_->setVisible(!hint_->text().isEmpty());
+    emit stateChanged();
+}
+
+Page* makeJobPage(const PageRow& row, PageContext& context, QWidget* parent) {
+    return new JobPage(*findJob(QLatin1String(row.id)), context, parent);
+}

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "desktop/Page.h"
+#include "desktop/jobTable.h"
+
+class FormView;
+class QLabel;
+class RunPanel;
+struct PageRow;
+
+/// The page of one job: its form above, its run below. The command line follows every edit. A form that was never saved
+/// isn't asked about when it goes: it holds nothing but paths and numbers, which the command line shows.
+class JobPage : public Page {
+    Q_OBJECT
+
+  public:
+    JobPage(const JobRow& job, PageContext& context, QWidget* parent = nullptr);
+
+    [[nodiscard]] QString documentName() const override;
+    [[nodiscard]] QString fileFilter() const override;
+    [[nodiscard]] bool isModified() const override;
+    [[nodiscard]] bool isBusy() const override;
+    [[nodiscard]] bool openFile(const QString& path) override;
+    [[nodiscard]] bool save() override;
+    [[nodiscard]] bool saveAs() override;
+    void run() override;
+    void stop() override;
+
+  private:
+    [[nodiscard]] bool saveTo(const QString& path);
+    void setValues(const JobValues& values);
+    void showFields();
+    void refresh();
+
+    const JobRow& job_;
+    PageContext& context_;
+    FormView* form_;
+    QLabel* hint_;
+    RunPanel* panel_;
+    QString path_;     ///< of the job file; empty before the first saving
+    JobValues saved_;  ///< what it holds
+};
+
+/// Makes the page of the job that has the row's id; for the table of pages.
+[[nodiscard]] Page* makeJobPage(const PageRow& row, PageContext& context, QWidget* parent);

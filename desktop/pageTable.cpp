@@ -3,6 +3,7 @@
 #include "desktop/JobPage.h"
 #include "desktop/KeysPage.h"
 #include "desktop/OptionBytePage.h"
+#include "desktop/SecretsPage.h"
 
 #include <QtGlobal>
 
@@ -50,6 +51,9 @@ const QList<PageRow>& pageTable() {
         {"option-bytes", QT_TRANSLATE_NOOP("pageTable", "Editors"), QT_TRANSLATE_NOOP("pageTable", "Option Bytes"),
          QT_TRANSLATE_NOOP("pageTable", "Edits the option bytes of a device field by field, for an install image."),
          QT_TRANSLATE_NOOP("pageTable", "-ob csv register configuration protection fuse bits"), make<OptionBytePage>},
+        {"secrets", QT_TRANSLATE_NOOP("pageTable", "Editors"), QT_TRANSLATE_NOOP("pageTable", "Secrets"),
+         QT_TRANSLATE_NOOP("pageTable", "Keys and words for the one-time-programmable memory: who fills which word."),
+         QT_TRANSLATE_NOOP("pageTable", "otp fuses secrets image json words one-time-programmable"), make<SecretsPage>},
     };
     static const QList<PageRow> rows = inGroups(jobPages() + otherPages);
     return rows;

@@ -62,12 +62,44 @@ void openStrangeOptionBytes(DesktopKit& kit) {
     kit.type("field.Hidden sectors", QStringLiteral("0x1FF"));
 }
 
+void openExample(DesktopKit& kit, const char* path) {
+    if (!kit.window->openFile(QLatin1String(QVORA_EXAMPLES) + u'/' + QLatin1String(path))) {
+        qFatal("the example %s can't be opened", path);
+    }
+}
+
+void openSecrets(DesktopKit& kit) {
+    openExample(kit, "secrets/secrets.json");
+    kit.find("items")->setFocus();
+    QTest::keyClick(kit.find("items"), Qt::Key_Down);
+}
+
+void collideSecrets(DesktopKit& kit) {
+    openExample(kit, "secrets/secrets.json");
+    QTest::keyClick(kit.find("items"), Qt::Key_End, Qt::ControlModifier);
+    kit.type("index", QStringLiteral("200"));
+    kit.press("showData");
+}
+
+void makeSecrets(DesktopKit& kit) {
+    openExample(kit, "secrets/secrets.json");
+    for (int row = 0; row < 6; ++row) {
+        QTest::keyClick(kit.find("items"), Qt::Key_Down);
+    }
+    kit.dialogs.paths = {kit.folder.path("secrets.bin")};
+    kit.press("makeImage");
+    (void)DesktopKit::waitFor([&kit] { return !kit.window->page()->isBusy(); });
+}
+
 const QList<Scene>& scenes() {
     static const QList<Scene> rows = {
         {"keys", "made", makeCurvePair},
         {"keys", "faulty", forgetTheKey},
         {"option-bytes", "edited", editOptionBytes},
         {"option-bytes", "strange", openStrangeOptionBytes},
+        {"secrets", "opened", openSecrets},
+        {"secrets", "collision", collideSecrets},
+        {"secrets", "made", makeSecrets},
     };
     return rows;
 }

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QAbstractTableModel>
+#include <QList>
+
+/// What the table shows of an item.
+struct SecretRow {
+    QString name;
+    QString place;  ///< its words
+    QString kind;
+    QString source;
+    QString protection;
+    QString fault;  ///< empty for none
+};
+
+/// The items of a secrets document as a table.
+class SecretsModel : public QAbstractTableModel {
+  public:
+    using QAbstractTableModel::QAbstractTableModel;
+
+    void setRows(const QList<SecretRow>& rows);
+
+    [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
+    [[nodiscard]] int columnCount(const QModelIndex& parent = {}) const override;
+    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
+    [[nodiscard]] QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
+
+  private:
+    QList<SecretRow> rows_;
+};

@@ -1,0 +1,157 @@
+#include "desktop/SecretsDocument.h"
+#include "images/secretsGenerator.h"
+#include "tests/desktop/DesktopKit.h"
+
+#include <QCheckBox>
+#include <QDir>
+#include <QFile>
+#include <QLabel>
+#include <QLineEdit>
+#include <QTableView>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr const char* example = QVORA_EXAMPLES "/secrets/secrets.json";
+
+/// What the table shows, a line for each item.
+QString shownItems(DesktopKit& kit) {
+    const QAbstractItemModel* model = kit.find<QTableView>("items")->model();
+    QStringList lines;
+    for (int row = 0; row < model->rowCount(); ++row) {
+        QStringList cells;
+        for (int column = 0; column < model->columnCount(); ++column) {
+            cells += model->index(row, column).data().toString();
+        }
+        lines += cells.join(u'|');
+    }
+    return lines.join(u'\n');
+}
+
+QString said(DesktopKit& kit, const char* label) {
+    const auto* found = kit.window->page()->findChild<QLabel*>(QLatin1String(label));
+    return found->isVisible() ? found->text() : QString();
+}
+
+/// Makes an image of what the page shows.
+QByteArray made(DesktopKit& kit, const char* name) {
+    const QString path = kit.folder.path(name);
+    kit.dialogs.paths = {path};
+    kit.press("makeImage");
+    EXPECT_TRUE(DesktopKit::waitFor([&kit] { return !kit.window->page()->isBusy(); }));
+    EXPECT_EQ(QFile::permissions(path) & (QFile::ReadGroup | QFile::ReadOther), QFile::Permissions());
+    return fileContent(path);
+}
+
+TEST(SecretsPage, CollisionsAreToldAndUndone) {
+    DesktopKit kit;
+    kit.show("secrets");
+    ASSERT_TRUE(kit.window->openFile(QLatin1String(example)));
+    const QString before = shownItems(kit);
+    EXPECT_EQ(said(kit, "collisions") + said(kit, "missing"), QString());
+
+    QTest::keyClick(kit.find("items"), Qt::Key_End, Qt::ControlModifier);
+    kit.type("index", QStringLiteral("200"));
+    EXPECT_EQ(said(kit, "collisions").toStdString(), "Collision: “Storage key” and “Calibration” in 200–203.");
+    EXPECT_EQ(said(kit, "place").toStdString(), "Collides with “Storage key” in words 200–203.");
+    EXPECT_TRUE(kit.window->isWindowModified());
+    const QString path = kit.folder.path("none.bin");
+    kit.dialogs.paths = {path};
+    kit.press("makeImage");
+    ASSERT_TRUE(DesktopKit::waitFor([&kit] { return !kit.window->page()->isBusy(); }));
+    EXPECT_TRUE(said(kit, "result").startsWith(QStringLiteral("No image was made. Overlap detected")))
+        << said(kit, "result").toStdString();
+    EXPECT_FALSE(QFile::exists(path));
+
+    kit.find("items")->setFocus();
+    QTest::keyClick(kit.find("items"), Qt::Key_Z, Qt::ControlModifier);
+    EXPECT_EQ(shownItems(kit), before);
+    EXPECT_EQ(said(kit, "collisions"), QString());
+    EXPECT_FALSE(kit.window->isWindowModified());
+
+    QTest::keyClick(kit.find("items"), Qt::Key_Home, Qt::ControlModifier);
+    kit.press("remove");
+    EXPECT_EQ(said(kit, "missing").toStdString(), "Missing: Product state (12).");
+    kit.press("add");
+    EXPECT_EQ(said(kit, "missing").toStdString(), "Missing: data of “Product state”.");
+}
+
+TEST(SecretsPage, ImagesAreThoseOfTheLibraryAndReadBack) {
+    DesktopKit kit;
+    kit.show("secrets");
+    ASSERT_TRUE(kit.window->openFile(QLatin1String(example)));
+    const QByteArray image = made(kit, "window.bin");
+
+    QDir::setCurrent(QLatin1String(QVORA_EXAMPLES "/secrets"));
+    QList<SecretItem> items;
+    ASSERT_EQ(parseSecretsJson(QLatin1String(example), items), 0);
+    ASSERT_EQ(generateSecrets(0x505, items, kit.folder.path("library.bin")), 29);
+    EXPECT_EQ(image, fileContent(kit.folder.path("library.bin")));
+    QDir::setCurrent(QDir::tempPath());
+
+    kit.dialogs.paths = {kit.folder.path("window.bin")};
+    kit.press("readImage");
+    EXPECT_FALSE(shownItems(kit).contains(QStringLiteral("0x00000017"))) << "a secret is shown unasked";
+    kit.press("showData");
+    EXPECT_EQ(shownItems(kit).section(u'\n', 0, 1).toStdString(),
+              "Product state|12|Words|0x00000017|0x10000000\nFeatures|17–18|Words|0x0000001F80000003|0x00000000");
+    EXPECT_EQ(shownItems(kit).count(u'\n'), 7);
+    EXPECT_EQ(made(kit, "again.bin"), image);
+
+    // Saved and opened again it is the same, and still for its owner alone.
+    kit.dialogs.paths = {kit.folder.path("read.json")};
+    ASSERT_TRUE(kit.window->page()->save());
+    ASSERT_TRUE(kit.window->openFile(kit.folder.path("read.json")));
+    EXPECT_EQ(made(kit, "third.bin"), image);
+
+    // An image never replaces what it is made from.
+    const QByteArray document = kit.folder.read("read.json");
+    kit.dialogs.paths = {kit.folder.path("read.json")};
+    kit.press("makeImage");
+    ASSERT_TRUE(DesktopKit::waitFor([&kit] { return !kit.window->page()->isBusy(); }));
+    EXPECT_TRUE(said(kit, "result").endsWith(QStringLiteral("read.json, which it is made from.")));
+    EXPECT_EQ(kit.folder.read("read.json"), document);
+}
+
+TEST(SecretsPage, SavingChangesNothingElse) {
+    DesktopKit kit;
+    kit.show("secrets");
+    QByteArray text = fileContent(QLatin1String(example));
+    text =
+        "\xEF\xBB\xBF" + text.replace("\"Files\"", "\"F\\u0069les\"")
+                             .replace("\"Name\": \"Features\"", "\"y\":[1.0,{\"Name\":\"}\"}],\"N\\u0061me\" : \"a\"");
+    const QString path = kit.folder.write("secrets.json", text);
+    ASSERT_TRUE(kit.window->openFile(path));
+    ASSERT_TRUE(kit.window->page()->save());
+    EXPECT_EQ(fileContent(path), text);
+    QTest::keyClick(kit.find("items"), Qt::Key_Down);
+    kit.type("name", QStringLiteral("a \"b\""));
+    kit.type("index", QStringLiteral("18"));
+    ASSERT_TRUE(kit.window->page()->save());
+    EXPECT_EQ(fileContent(path), QByteArray(text).replace("\"a\"", "\"a \\\"b\\\"\"").replace("\"0x11\"", "\"0x12\""));
+    const QString shown = shownItems(kit);
+
+    const std::pair<QByteArray, const char*> hostile[] = {
+        {"", "This is no JSON"},
+        {text.first(text.size() - 3), "This is no JSON"},
+        {QByteArray(5000, '['), "This is no JSON"},
+        {"[1]", "no list “Files”"},
+        {"{\"Files\": {}}", "no list “Files”"},
+        {"{\"Files\": [1]}", "Item 1 of the document: Invalid json item"},
+        {QByteArray(text).replace("\"0xC\"", "\"0x10000\""), "The index 65536 is beyond 65535"},
+        {QByteArray(text).replace("\"0xC\"", "\"x\\u202Ey\""), "Invalid hexadecimal value : x\\x202ey"},
+        {"{\"Files\": [" + QByteArray("{},").repeated(4096) + "{}]}", "may have 4096 items"},
+    };
+    for (const auto& [content, fault] : hostile) {
+        kit.dialogs.faults.clear();
+        EXPECT_FALSE(kit.window->openFile(kit.folder.write("hostile.json", content)));
+        ASSERT_EQ(kit.dialogs.faults.size(), 1);
+        EXPECT_TRUE(kit.dialogs.faults.first().contains(QString::fromUtf8(fault)))
+            << kit.dialogs.faults.first().toStdString();
+        EXPECT_EQ(shownItems(kit), shown);
+    }
+}
+
+}  // namespace

@@ -4,6 +4,7 @@
 #include "desktop/KeysPage.h"
 #include "desktop/OptionBytePage.h"
 #include "desktop/SecretsPage.h"
+#include "desktop/TemplatePage.h"
 
 #include <QtGlobal>
 
@@ -44,6 +45,10 @@ QList<PageRow> inGroups(QList<PageRow> rows) {
 
 const QList<PageRow>& pageTable() {
     static const QList<PageRow> otherPages = {
+        {"template", QT_TRANSLATE_NOOP("pageTable", "Secrets"), QT_TRANSLATE_NOOP("pageTable", "Template"),
+         QT_TRANSLATE_NOOP("pageTable", "Fills in a template and makes the provisioning file or signed image of it."),
+         QT_TRANSLATE_NOOP("pageTable", "obk pb xml provisioning file parameter obkey template form"),
+         make<TemplatePage>},
         {"keys", QT_TRANSLATE_NOOP("pageTable", "Keys and cards"), QT_TRANSLATE_NOOP("pageTable", "Keys"),
          QT_TRANSLATE_NOOP("pageTable", "Makes keys, nonces and key pairs, and tells the hash of a public key."),
          QT_TRANSLATE_NOOP("pageTable", "key nonce random rsa ecdsa elliptic curve pair hash pem generate"),

@@ -91,8 +91,47 @@ void makeSecrets(DesktopKit& kit) {
     (void)DesktopKit::waitFor([&kit] { return !kit.window->page()->isBusy(); });
 }
 
+/// The example template beside the key that it names.
+void openTemplate(DesktopKit& kit) {
+    const QString examples = QStringLiteral(QVORA_EXAMPLES);
+    (void)QDir(kit.folder.path("")).mkpath(QStringLiteral("keys"));
+    (void)QFile::copy(examples + QStringLiteral("/provisioning/oem-public.pem"),
+                      kit.folder.path("keys/authentication_pub.pem"));
+    const QString path = kit.folder.path("provisioning.xml");
+    (void)QFile::copy(examples + QStringLiteral("/templates/provisioning.xml"), path);
+    (void)kit.window->openFile(path);
+}
+
+void runTemplate(DesktopKit& kit) {
+    openTemplate(kit);
+    kit.type("parameter Firmware area size", QStringLiteral("0x80000"));
+    kit.dialogs.confirmations = {true};
+    kit.press("run");
+    (void)DesktopKit::waitFor([&] { return !kit.window->page()->isBusy(); });
+}
+
+void spoilTemplate(DesktopKit& kit) {
+    openTemplate(kit);
+    kit.type("parameter Firmware area offset", QStringLiteral("0x100000000"));
+    kit.type("parameter Authentication key", QStringLiteral("./keys/none.pem"));
+    kit.press("run");
+}
+
+void misalignTemplate(DesktopKit& kit) {
+    openTemplate(kit);
+    kit.type("parameter Firmware area size", QStringLiteral("0x80001"));
+}
+
+void openImageTemplate(DesktopKit& kit) {
+    (void)kit.window->openFile(QStringLiteral(QVORA_EXAMPLES "/templates/image.xml"));
+}
+
 const QList<Scene>& scenes() {
     static const QList<Scene> rows = {
+        {"template", "done", runTemplate},
+        {"template", "faulty", spoilTemplate},
+        {"template", "misaligned", misalignTemplate},
+        {"template", "image", openImageTemplate},
         {"keys", "made", makeCurvePair},
         {"keys", "faulty", forgetTheKey},
         {"option-bytes", "edited", editOptionBytes},

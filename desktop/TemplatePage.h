@@ -1,0 +1,70 @@
+#pragma once
+
+#include "desktop/Page.h"
+#include "desktop/TemplateForm.h"
+
+#include <QDateTime>
+
+#include <memory>
+
+class FormView;
+class QLabel;
+class QStackedLayout;
+class QUndoStack;
+class QVBoxLayout;
+class RunPanel;
+
+/// A template as a form, and the file that the tool makes of it. The document is the template's text with the values
+/// that differ from it; the tool runs on the saved file.
+class TemplatePage : public Page {
+    Q_OBJECT
+
+  public:
+    explicit TemplatePage(PageContext& context, QWidget* parent = nullptr);
+    ~TemplatePage() override;
+
+    [[nodiscard]] QUndoStack* undoStack() override { return undo_; }
+    [[nodiscard]] QString documentName() const override;
+    [[nodiscard]] QString fileFilter() const override;
+    [[nodiscard]] bool isModified() const override;
+    [[nodiscard]] bool isBusy() const override;
+    [[nodiscard]] bool openFile(const QString& path) override;
+    [[nodiscard]] bool save() override;
+    [[nodiscard]] bool saveAs() override;
+    void run() override;
+    void stop() override;
+
+    /// Changes a field of the document and what is shown of it.
+    void setText(const QString& id, const QString& text);
+
+  protected:
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+
+  private:
+    [[nodiscard]] QString textOf(const TemplateField& field) const;
+    [[nodiscard]] bool saveTo(const QString& path);
+    [[nodiscard]] bool mayReplace(const QString& path);
+    void takeFiles(const QString& path);
+    void showForm();
+    void showHead();
+    void takeEdit(const QString& id);
+    void leave(const QString& id);
+    void refresh();
+    void finish(int status);
+
+    PageContext& context_;
+    QUndoStack* undo_;
+    QStackedLayout* stack_;
+    QLabel* title_;
+    QLabel* notes_;
+    QLabel* message_;
+    QVBoxLayout* place_;  ///< of the form
+    RunPanel* panel_;
+    FormView* view_ = nullptr;
+    std::unique_ptr<TemplateForm> form_;  ///< null as long as nothing was opened
+    TemplateValues values_;
+    int visit_ = 0;            ///< of a field by the user: what is typed in one is one change
+    bool isFromView_ = false;  ///< the change that is made came from the form
+    QDateTime outputBefore_;   ///< when the output was last made before the run
+};

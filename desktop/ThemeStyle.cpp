@@ -16,9 +16,9 @@ bool isFilled(const QWidget* widget) {
     return widget != nullptr && widget->isEnabled() && widget->property(ThemeStyle::filledProperty).toBool();
 }
 
-/// A border within `rect`. Around what has the focus it is of another colour and `focusWidth` wide.
-void drawOutline(QPainter* painter, const QRect& rect, bool hasFocus, bool isEnabled, double focusWidth = 1.6) {
-    const double width = hasFocus ? focusWidth : 1;
+/// A border within `rect`, stronger around what has the focus.
+void drawOutline(QPainter* painter, const QRect& rect, bool hasFocus, bool isEnabled) {
+    const double width = hasFocus ? 1.6 : 1;
     const ThemeColor color = hasFocus ? ThemeColor::accent : isEnabled ? ThemeColor::outline : ThemeColor::line;
     painter->save();
     painter->setRenderHint(QPainter::Antialiasing);
@@ -26,6 +26,15 @@ void drawOutline(QPainter* painter, const QRect& rect, bool hasFocus, bool isEna
     painter->setPen(QPen(Theme::color(color), width));
     const double half = width / 2;
     painter->drawRoundedRect(QRectF(rect).adjusted(half, half, -half, -half), roundness, roundness);
+    painter->restore();
+}
+
+/// The frame of a list or of a text to read, which has one pixel for it. It parts areas, so it is as light as a line.
+void drawAreaFrame(QPainter* painter, const QRect& rect, bool hasFocus) {
+    painter->save();
+    painter->setBrush(Qt::NoBrush);
+    painter->setPen(Theme::color(hasFocus ? ThemeColor::accent : ThemeColor::line));
+    painter->drawRect(rect.adjusted(0, 0, -1, -1));
     painter->restore();
 }
 
@@ -102,8 +111,7 @@ void ThemeStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* opt
             drawOutline(painter, option->rect, option->state.testFlag(State_HasFocus), isEnabled);
             break;
         case PE_Frame:
-            // A scroll area tells nothing of the focus in its option, and leaves its frame one pixel.
-            drawOutline(painter, option->rect, widget != nullptr && widget->hasFocus(), isEnabled, 1);
+            drawAreaFrame(painter, option->rect, widget != nullptr && widget->hasFocus());
             break;
         case PE_PanelButtonCommand:
             drawButton(painter, *option, widget);

@@ -1,0 +1,94 @@
+#include "desktop/RunPanel.h"
+
+#include "tests/desktop/DesktopKit.h"
+
+#include <QClipboard>
+#include <QFile>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+/// A panel over a shell script in the tool's place.
+struct Trial {
+    explicit Trial(const QByteArray& script)
+        : settings(folder.path("settings.ini")),
+          dialogs(settings),
+          context{dialogs, settings, folder.write("the tool", "#!/bin/sh\n" + script)},
+          panel(context) {
+        QFile::setPermissions(context.toolPath, QFile::ReadOwner | QFile::ExeOwner);
+        panel.setFolder(folder.path(""));
+        panel.show();
+        QApplication::setActiveWindow(&panel);
+        QObject::connect(&panel, &RunPanel::runRequested, &panel, &RunPanel::start);
+        QObject::connect(&panel, &RunPanel::finished, [this](int status) { ends.append(status); });
+        QObject::connect(&panel, &RunPanel::inspectRequested, [this](const QString& path) { inspected.append(path); });
+    }
+
+    template <class Widget>
+    Widget* find(const char* name) {
+        return panel.findChild<Widget*>(QLatin1String(name));
+    }
+    void press(const char* name) { QTest::keyClick(find<QPushButton>(name), Qt::Key_Space); }
+    [[nodiscard]] std::string status() { return find<QLabel>("missing")->text().toStdString(); }
+    [[nodiscard]] bool waitForEnd() {
+        return DesktopKit::waitFor([this] { return !ends.isEmpty(); });
+    }
+
+    TempFolder folder;
+    Settings settings;
+    ScriptedDialogs dialogs;
+    PageContext context;
+    RunPanel panel;
+    QList<int> ends;
+    QStringList inspected;
+};
+
+TEST(RunPanel, RunsWhatItShowsAndOffersWhatWasMade) {
+    Trial trial("printf '<%s>' \"$@\"; echo; touch \"$1\"");
+    trial.panel.setCommand({QStringLiteral("an out"), QStringLiteral("it's")}, {QStringLiteral("Key")});
+    EXPECT_EQ(trial.status(), "1 thing is missing or wrong: Key");
+    trial.panel.setCommand({QStringLiteral("an out"), QStringLiteral("it's")}, {});
+    trial.panel.setOutputs({QStringLiteral("an out"), QStringLiteral("not made")});
+    EXPECT_EQ(trial.status(), "Ready");
+    trial.press("copy");
+    EXPECT_EQ(QApplication::clipboard()->text(), trial.find<QPlainTextEdit>("commandLine")->toPlainText());
+    EXPECT_EQ(QApplication::clipboard()->text(), QStringLiteral("'the tool' 'an out' 'it'\"'\"'s'"));
+    EXPECT_FALSE(trial.find<QPushButton>("inspect")->isVisible());
+
+    trial.press("run");
+    ASSERT_TRUE(trial.waitForEnd());
+    EXPECT_EQ(trial.ends, QList<int>{0});
+    EXPECT_EQ(trial.find<QPlainTextEdit>("output")->toPlainText(), QStringLiteral("<an out><it's>"));
+    EXPECT_EQ(trial.status().rfind("Ended with status 0 in ", 0), 0U) << trial.status();
+    trial.press("inspect");
+    EXPECT_EQ(trial.inspected, QStringList{trial.folder.path("an out")});
+
+    trial.panel.setCommand({QStringLiteral("another")}, {});
+    EXPECT_EQ(trial.status(), "Ready");
+    EXPECT_FALSE(trial.find<QPushButton>("inspect")->isVisible());
+}
+
+TEST(RunPanel, StopsAndShowsTheRunningLineMeanwhile) {
+    Trial trial("echo begun; exec sleep 60");
+    trial.panel.setCommand({QStringLiteral("one")}, {});
+    trial.press("run");
+    trial.press("run");  // the second half of a double click
+    ASSERT_TRUE(DesktopKit::waitFor(
+        [&trial] { return trial.find<QPlainTextEdit>("output")->toPlainText() == QLatin1String("begun"); }));
+    trial.panel.setCommand({QStringLiteral("two")}, {});
+    EXPECT_EQ(trial.find<QPlainTextEdit>("commandLine")->toPlainText(), QStringLiteral("'the tool' one"));
+    ASSERT_TRUE(DesktopKit::waitFor([&trial] { return trial.status() == "Running for 1 s"; }));
+    trial.press("run");
+    EXPECT_EQ(trial.status(), "Stopping");
+    ASSERT_TRUE(trial.waitForEnd());
+    EXPECT_EQ(trial.ends, QList<int>{-1});
+    EXPECT_EQ(trial.status().rfind("Stopped after 1", 0), 0U) << trial.status();
+    EXPECT_EQ(trial.find<QPlainTextEdit>("commandLine")->toPlainText(), QStringLiteral("'the tool' two"));
+}
+
+}  // namespace

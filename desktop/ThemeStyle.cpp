@@ -11,6 +11,7 @@
 namespace {
 
 constexpr double roundness = 3;
+constexpr int textInset = 3;  ///< between the frame of a line and its text, besides Qt's own two pixels
 
 bool isFilled(const QWidget* widget) {
     return widget != nullptr && widget->isEnabled() && widget->property(ThemeStyle::filledProperty).toBool();
@@ -169,7 +170,19 @@ int ThemeStyle::pixelMetric(PixelMetric metric, const QStyleOption* option, cons
 QSize ThemeStyle::sizeFromContents(ContentsType type, const QStyleOption* option, const QSize& size,
                                    const QWidget* widget) const {
     const QSize whole = QProxyStyle::sizeFromContents(type, option, size, widget);
-    return type == CT_PushButton ? whole + QSize(2 * Theme::rowGap(), 0) : whole;
+    switch (type) {
+        case CT_PushButton:
+            return whole + QSize(2 * Theme::rowGap(), 0);
+        case CT_LineEdit:
+            return whole + QSize(2 * textInset, 0);
+        default:
+            return whole;
+    }
+}
+
+QRect ThemeStyle::subElementRect(SubElement element, const QStyleOption* option, const QWidget* widget) const {
+    const QRect whole = QProxyStyle::subElementRect(element, option, widget);
+    return element == SE_LineEditContents ? whole.adjusted(textInset, 0, -textInset, 0) : whole;
 }
 
 int ThemeStyle::styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,

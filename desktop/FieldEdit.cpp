@@ -66,3 +66,8 @@ QString plainLabel(const QString& label) {
     }
     return plain;
 }
+
+QString labelInSentence(const QString& label) {
+    const bool isWord = label.size() > 1 && label.at(0).isUpper() && label.at(1).isLower();
+    return isWord ? label.at(0).toLower() + label.mid(1) : label;
+}

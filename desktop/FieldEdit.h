@@ -40,3 +40,5 @@ class FieldEdit : public QWidget {
 
 /// A label without the mark of its mnemonic.
 [[nodiscard]] QString plainLabel(const QString& label);
+/// A plain label within a sentence: "Firmware file" begins small there, "AES key" doesn't.
+[[nodiscard]] QString labelInSentence(const QString& label);

@@ -190,7 +190,11 @@ void FormView::Inside::showTitles() {
             const int gap = above == nullptr           ? 0
                             : above->line->keepsRoom() ? Theme::labelGap()
                                                        : Theme::groupGap() + Theme::rowGap();
-            title->setContentsMargins(0, gap, 0, title->text().isEmpty() ? 0 : Theme::rowGap());
+            if (title->text().isEmpty()) {
+                title->setFixedHeight(gap);
+            } else {
+                title->setContentsMargins(0, gap, 0, Theme::rowGap());
+            }
             above = last;
         }
     }
@@ -280,11 +284,12 @@ void FormView::Inside::forget() {
 
 void FormView::Inside::mark(Row& row) {
     const QString initial = row.field.initial.value(0);
-    const bool isChanged = !initial.isEmpty() && row.edit->values() != row.field.initial;
+    const bool isChanged = row.field.marksChange && row.edit->values() != row.field.initial;
     if (row.label != nullptr && row.label->isChanged() != isChanged) {
-        const QString before = isChanged ? tr("Changed; at first it is “%1”.").arg(initial) + u'\n' : QString();
+        const QString before =
+            initial.isEmpty() ? tr("Changed. It was empty.") : tr("Changed. It was “%1”.").arg(initial);
         row.label->setChanged(isChanged);
-        row.label->setToolTip(shownTip(before + row.field.tip));
+        row.label->setToolTip(shownTip(isChanged ? before + u'\n' + row.field.tip : row.field.tip));
     }
 }
 

@@ -14,12 +14,6 @@ namespace {
 
 constexpr int characters = 70;
 
-/// A label within a sentence: "Firmware file" begins small there, "AES key" doesn't.
-QString inSentence(const QString& label) {
-    const bool isWord = label.size() > 1 && label.at(0).isUpper() && label.at(1).isLower();
-    return isWord ? label.at(0).toLower() + label.mid(1) : label;
-}
-
 }  // namespace
 
 PathField::PathField(const FormField& field, PageContext& context, QWidget* parent)
@@ -52,7 +46,7 @@ void PathField::rename(const QString& id, const QString& label) {
     line_->setObjectName(id);
     button_->setObjectName(id + QLatin1String("Browse"));
     watch(line_, label);
-    watch(button_, tr("Browse for %1").arg(inSentence(label)));
+    watch(button_, tr("Browse for %1").arg(labelInSentence(label)));
 }
 
 QString PathField::path() const {

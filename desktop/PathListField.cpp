@@ -26,7 +26,7 @@ PathListField::PathListField(const FormField& field, PageContext& context, QWidg
       add_(new QPushButton(tr("Add a file"), this)) {
     add_->setObjectName(field.id + QLatin1String("Add"));
     add_->setAutoDefault(false);
-    watch(add_, tr("Add a file to %1").arg(plainLabel(field.label)));
+    watch(add_, tr("Add a file to %1").arg(labelInSentence(plainLabel(field.label))));
     setAcceptDrops(true);
     layout_->setContentsMargins(0, 0, 0, 0);
     addRow();
@@ -197,11 +197,11 @@ void PathListField::renameRows() {
         row.path->rename(field_.id + number, name);
         if (row.beside != nullptr) {
             row.beside->setObjectName(field_.id + number + QLatin1String("Beside"));
-            watch(row.beside, tr("%1 of %2").arg(field_.besideLabel, name));
+            watch(row.beside, tr("%1 of %2").arg(field_.besideLabel, labelInSentence(name)));
         }
         row.remove->setObjectName(field_.id + number + QLatin1String("Remove"));
         row.remove->setVisible(rows_.size() > 1);
-        watch(row.remove, tr("Remove %1").arg(name));
+        watch(row.remove, tr("Remove %1").arg(labelInSentence(name)));
     }
 }
 

@@ -184,7 +184,8 @@ void FormView::Inside::showTitles() {
         for (; at < rows_.size() && rows_[at].title == title; ++at) {
             last = rows_[at].isShown ? &rows_[at] : last;
         }
-        title->setVisible(last != nullptr);
+        // One without a text is a gap, which the first group doesn't need.
+        title->setVisible(last != nullptr && (above != nullptr || !title->text().isEmpty()));
         if (last != nullptr) {
             // An empty line for a verdict is a part of the gap.
             const int gap = above == nullptr           ? 0

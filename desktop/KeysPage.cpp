@@ -11,6 +11,7 @@
 #include <QGuiApplication>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QVBoxLayout>
 
 #include <array>
@@ -144,8 +145,6 @@ KeysPage::KeysPage(PageContext& context, QWidget* parent)
     const int gap = Theme::groupGap();
     layout->setContentsMargins(gap, gap, gap, gap);
     layout->setSpacing(Theme::labelGap());
-    // As high as its fields: what comes of them stands below, not at the other end of the window.
-    view_->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Maximum);
     layout->addWidget(view_);
     layout->addLayout(bar);
     layout->addSpacing(Theme::rowGap());
@@ -213,9 +212,22 @@ void KeysPage::showFields() {
     view_->setShown(privateField, isPair);
     view_->setShown(publicField, isPair);
     view_->setShown(pemField, row.task == KeyTask::publicKeyHash);
+    fitForm();
     result_->clear();
     pointHash_.row->hide();
     keyHash_.row->hide();
+}
+
+void KeysPage::fitForm() {
+    // As high as its fields, so that the button stands right below: a form scrolls, and asks for no height of its own.
+    const QWidget* body = view_->findChild<QScrollArea*>()->widget();
+    for (QWidget* part : body->findChildren<QWidget*>()) {
+        if (part->layout() != nullptr) {
+            part->layout()->activate();
+        }
+    }
+    body->layout()->activate();
+    view_->setFixedHeight(body->sizeHint().height());
 }
 
 void KeysPage::proposePublic() {

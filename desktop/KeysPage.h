@@ -37,6 +37,7 @@ class KeysPage : public Page {
     [[nodiscard]] HashRow makeHashRow(const QString& label, const QString& name, const QString& copy);
     [[nodiscard]] KeyRequest request() const;
     void showFields();
+    void fitForm();
     void proposePublic();
     void finish();
     void refresh();

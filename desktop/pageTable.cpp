@@ -45,11 +45,11 @@ QList<PageRow> inGroups(QList<PageRow> rows) {
 
 const QList<PageRow>& pageTable() {
     static const QList<PageRow> otherPages = {
-        {"template", QT_TRANSLATE_NOOP("pageTable", "Secrets"), QT_TRANSLATE_NOOP("pageTable", "Template"),
+        {"template", QT_TRANSLATE_NOOP("pageTable", "Secrets"), QT_TRANSLATE_NOOP("pageTable", "Provisioning template"),
          QT_TRANSLATE_NOOP("pageTable", "Fills in a template and makes the provisioning file or signed image of it."),
          QT_TRANSLATE_NOOP("pageTable", "obk pb xml provisioning file parameter obkey template form"),
          make<TemplatePage>},
-        {"keys", QT_TRANSLATE_NOOP("pageTable", "Keys and cards"), QT_TRANSLATE_NOOP("pageTable", "Keys"),
+        {"keys", QT_TRANSLATE_NOOP("pageTable", "Keys and cards"), QT_TRANSLATE_NOOP("pageTable", "Keys and nonces"),
          QT_TRANSLATE_NOOP("pageTable", "Makes keys, nonces and key pairs, and tells the hash of a public key."),
          QT_TRANSLATE_NOOP("pageTable", "key nonce random rsa ecdsa elliptic curve pair hash pem generate"),
          make<KeysPage>},

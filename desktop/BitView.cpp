@@ -11,8 +11,8 @@
 
 namespace {
 
-constexpr int narrowestCell = 15;
-constexpr int widestCell = 26;
+constexpr qreal narrowestCell = 15;
+constexpr qreal widestCell = 26;
 constexpr int nibbleGap = 4;
 constexpr int byteGap = 6;  // besides that of the nibble
 
@@ -88,7 +88,7 @@ BitView::Heights BitView::heights() const {
     Heights heights = {};
     const int line = fontMetrics().height();
     heights.numbers = QFontMetrics(digitFont()).height() + 2;
-    heights.cells = heights.numbers + QFontMetrics(smallFont()).height() + 1;
+    heights.cells = heights.numbers + QFontMetrics(smallFont()).height() + 3;
     heights.bands = heights.cells + line + Theme::rowGap() + 3;
     heights.info = heights.bands + line + Theme::rowGap() + 4;
     heights.end = heights.info + line + 2;
@@ -100,17 +100,18 @@ QSize BitView::sizeHint() const {
 }
 
 QSize BitView::minimumSizeHint() const {
-    return {32 * narrowestCell + gapsOf(32) + 2, heights().end};
+    return {qRound(32 * narrowestCell) + gapsOf(32) + 2, heights().end};
 }
 
-int BitView::cellWidth(int width) const {
-    return std::clamp((width - 2 - gapsOf(word_.bits)) / word_.bits, narrowestCell, widestCell);
+qreal BitView::cellWidth() const {
+    return std::clamp(qreal(width() - 2 - gapsOf(word_.bits)) / word_.bits, narrowestCell, widestCell);
 }
 
 QRect BitView::columnOf(int bit) const {
-    const int width = cellWidth(this->width());
     const int place = word_.bits - 1 - bit;
-    return {1 + place * width + place / 4 * nibbleGap + place / 8 * byteGap, 0, width, heights().bands};
+    const int left = qRound(place * cellWidth());
+    const int right = qRound((place + 1) * cellWidth());
+    return {1 + left + place / 4 * nibbleGap + place / 8 * byteGap, 0, right - left, heights().bands};
 }
 
 QRect BitView::columnsOf(const DeviceField& field) const {
@@ -334,7 +335,7 @@ void BitView::paintBand(QPainter& painter, int index) const {
 
 void BitView::paintInfo(QPainter& painter) const {
     const Heights at = heights();
-    QRect room(0, at.info, columnOf(0).right() + 1, at.end - at.info);
+    QRect room(0, at.info, width(), at.end - at.info);
     painter.setFont(font());
     // What the marks mean stands at the right, as far as there are any.
     struct Mark {

@@ -49,7 +49,7 @@ class BitView : public QWidget {
     struct Heights;
 
     [[nodiscard]] Heights heights() const;
-    [[nodiscard]] int cellWidth(int width) const;
+    [[nodiscard]] qreal cellWidth() const;
     [[nodiscard]] QRect columnOf(int bit) const;
     [[nodiscard]] QRect columnsOf(const DeviceField& field) const;
     [[nodiscard]] int bitAt(int x) const;

@@ -6,11 +6,12 @@
 #include "desktop/ToneLabel.h"
 #include "desktop/optionByteText.h"
 
+#include <QAbstractListModel>
 #include <QComboBox>
 #include <QCoreApplication>
 #include <QFileInfo>
 #include <QHBoxLayout>
-#include <QListWidget>
+#include <QListView>
 #include <QPainter>
 #include <QPushButton>
 #include <QSplitter>
@@ -21,8 +22,7 @@
 
 namespace {
 
-constexpr int mostRemarks = 1000;  // that are listed
-constexpr int remarkLines = 4;     // that are seen at once
+constexpr int remarkLines = 4;  // that are seen at once
 
 /// A bar that tells something the page can go on without.
 class Bar : public QWidget {
@@ -37,11 +37,43 @@ class Bar : public QWidget {
     }
 };
 
+/// What needs a look: in the descriptions first, then in the table, which may have as many as words.
+class RemarkModel : public QAbstractListModel {
+  public:
+    RemarkModel(const OptionByteDocument& document, const QStringList& search, QObject* parent)
+        : QAbstractListModel(parent), document_(document), search_(search) {}
+
+    [[nodiscard]] int rowCount(const QModelIndex& parent) const override {
+        return parent.isValid() ? 0 : static_cast<int>(search_.size() + document_.remarks().size());
+    }
+
+    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override {
+        return role != Qt::DisplayRole || !index.isValid() ? QVariant()
+               : index.row() < search_.size()              ? search_.at(index.row())
+                                                           : document_.remarkText(index.row() - search_.size());
+    }
+
+    /// -1 for a remark that is about no word.
+    [[nodiscard]] qsizetype wordOf(int row) const {
+        return row < search_.size() ? -1 : document_.remarks().at(row - search_.size()).word;
+    }
+
+    void refresh() {
+        beginResetModel();
+        endResetModel();
+    }
+
+  private:
+    const OptionByteDocument& document_;
+    const QStringList& search_;
+};
+
 }  // namespace
 
 OptionBytePage::~OptionBytePage() {
     // These look at the document, which goes before the page's widgets would.
     delete body_;
+    delete remarks_;
     if (searching_ != nullptr) {
         searching_->wait();
     }
@@ -52,15 +84,20 @@ OptionBytePage::OptionBytePage(PageContext& context, QWidget* parent)
       context_(context),
       devices_(new QComboBox),
       newTable_(new QPushButton(tr("&New Table"))),
+      changedText_(new QLabel),
+      reload_(new QPushButton(tr("Open It &Anew"))),
       changedBar_(makeChangedBar()),
       body_(new QStackedWidget),
       words_(new OptionByteList(document_)),
       word_(new OptionWordEditor(document_)),
       remarksTitle_(new QLabel),
-      remarks_(new QListWidget) {
+      remarks_(new QListView) {
     body_->addWidget(makeEmpty());
     body_->addWidget(makeEditor());
     remarksTitle_->setBuddy(remarks_);
+    auto* remarks = new RemarkModel(document_, search_.remarks, this);
+    remarks_->setModel(remarks);
+    remarks_->setEditTriggers(QAbstractItemView::NoEditTriggers);
     remarks_->setObjectName(QStringLiteral("remarks"));
     remarks_->setTextElideMode(Qt::ElideMiddle);
     remarks_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -83,15 +120,21 @@ OptionBytePage::OptionBytePage(PageContext& context, QWidget* parent)
     connect(&document_, &OptionByteDocument::tableReset, this, &OptionBytePage::showTable);
     connect(&document_, &OptionByteDocument::remarksChanged, this, &OptionBytePage::showRemarks);
     connect(&document_, &OptionByteDocument::stateChanged, this, &Page::stateChanged);
-    connect(&document_, &OptionByteDocument::wordWound, words_, &OptionByteList::choose);
-    connect(&watcher_, &QFileSystemWatcher::fileChanged, this, [this] {
-        changedBar_->setVisible(document_.differsFromFile());
-        watchFile();
-    });
-    connect(remarks_, &QListWidget::itemActivated, this, [this](const QListWidgetItem* item) {
-        const int word = item->data(Qt::UserRole).toInt();
-        if (word >= 0) {
+    connect(&document_, &OptionByteDocument::wordWound, this, [this](qsizetype word) {
+        if (word != words_->word()) {
+            // The fields of the old one go, and the focus with them.
+            words_->setFocus(Qt::OtherFocusReason);
             words_->choose(word);
+        }
+    });
+    // Whoever replaces a file may leave none for a moment.
+    settling_.setSingleShot(true);
+    settling_.setInterval(200);
+    connect(&watcher_, &QFileSystemWatcher::fileChanged, &settling_, qOverload<>(&QTimer::start));
+    connect(&settling_, &QTimer::timeout, this, &OptionBytePage::lookAtFile);
+    connect(remarks_, &QListView::activated, this, [this, remarks](const QModelIndex& index) {
+        if (remarks->wordOf(index.row()) >= 0) {
+            words_->choose(remarks->wordOf(index.row()));
         }
     });
     showTable();
@@ -105,12 +148,13 @@ QWidget* OptionBytePage::makeDeviceRow() {
     label->setBuddy(devices_);
     devices_->setObjectName(QStringLiteral("device"));
     devices_->setPlaceholderText(tr("Choose a device"));
-    devices_->setSizeAdjustPolicy(QComboBox::AdjustToContents);
-    devices_->setMinimumContentsLength(36);
+    devices_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    devices_->setMinimumContentsLength(44);
     newTable_->setObjectName(QStringLiteral("newTable"));
     auto* folder = new QPushButton(tr("Des&criptions…"));
     folder->setObjectName(QStringLiteral("descriptions"));
-    folder->setAccessibleDescription(tr("Chooses your own folder of device descriptions"));
+    folder->setToolTip(
+        tr("Chooses your own folder of device descriptions, which are found besides those of the program."));
 
     auto* layout = new QHBoxLayout(row);
     layout->setContentsMargins({});
@@ -141,14 +185,13 @@ QWidget* OptionBytePage::makeDeviceRow() {
 
 QWidget* OptionBytePage::makeChangedBar() {
     auto* bar = new Bar;
-    auto* text = new QLabel(tr("The file holds something else now than was opened or saved here."));
-    auto* load = new QPushButton(tr("Open It &Anew"));
+    auto* load = reload_;
     auto* keep = new QPushButton(tr("&Keep Mine"));
     load->setObjectName(QStringLiteral("reload"));
     keep->setObjectName(QStringLiteral("keep"));
     auto* layout = new QHBoxLayout(bar);
     layout->setContentsMargins(Theme::labelGap(), Theme::rowGap(), Theme::labelGap(), Theme::rowGap());
-    layout->addWidget(text, 1);
+    layout->addWidget(changedText_, 1);
     layout->addWidget(load);
     layout->addWidget(keep);
     connect(load, &QPushButton::clicked, this, &OptionBytePage::reload);
@@ -163,10 +206,10 @@ QWidget* OptionBytePage::makeEmpty() {
     title->setFont(Theme::headlineFont());
     auto* text = new ToneLabel(ThemeColor::quiet);
     text->setText(
-        tr("A table of option bytes is a CSV file of labels and words, as the install image takes it. A device "
-           "begins a new table with the values of its reset."));
+        tr("A table is a CSV file of labels and words, as an install image takes it. A device begins a new table, "
+           "which has the words that the device has after a reset."));
     text->setAlignment(Qt::AlignHCenter);
-    const int width = fontMetrics().averageCharWidth() * 64;
+    const int width = fontMetrics().averageCharWidth() * 72;
     text->setFixedSize(width, text->heightForWidth(width));
     auto* open = new QPushButton(tr("Open a Ta&ble…"));
     open->setObjectName(QStringLiteral("openTable"));
@@ -223,6 +266,7 @@ bool OptionBytePage::openFile(const QString& path) {
         return false;
     }
     guessDevice();
+    words_->choose(0);
     changedBar_->hide();
     watchFile();
     words_->setFocus(Qt::OtherFocusReason);
@@ -306,7 +350,10 @@ void OptionBytePage::searchDevices() {
 void OptionBytePage::takeDevices(const DeviceSearch& search) {
     search_ = search;
     devices_->clear();
+    const QString own = context_.settings.deviceFolder();
+    bool isAnyOwn = own.isEmpty() || !search_.remarks.isEmpty();
     for (const FoundDevice& found : qAsConst(search_.devices)) {
+        isAnyOwn = isAnyOwn || found.isUsers;
         if (!found.device.registers.isEmpty()) {
             const QString id = QStringLiteral("0x") + QString::number(found.device.deviceId, 16).toUpper();
             devices_->addItem(found.isUsers ? tr("%1  %2 (yours)").arg(id, found.device.name)
@@ -314,6 +361,11 @@ void OptionBytePage::takeDevices(const DeviceSearch& search) {
                               found.device.deviceId);
         }
     }
+    if (!isAnyOwn) {
+        search_.remarks += tr("%1: there are no descriptions in your folder").arg(own);
+    }
+    devices_->setPlaceholderText(devices_->count() == 0 ? tr("No description with option bytes was found")
+                                                        : tr("Choose a device"));
     const Device* chosen = document_.device() == nullptr ? nullptr : search_.find(document_.device()->deviceId);
     if (chosen != nullptr) {
         document_.setDevice(*chosen);
@@ -375,23 +427,10 @@ void OptionBytePage::showTable() {
 }
 
 void OptionBytePage::showRemarks() {
-    remarks_->clear();
-    const auto add = [this](const QString& text, qsizetype word) {
-        auto* item = new QListWidgetItem(text, remarks_);
-        item->setData(Qt::UserRole, static_cast<int>(word));
-    };
-    const qsizetype count = document_.remarks().size();
-    for (qsizetype i = 0; i < qMin(count, qsizetype{mostRemarks}); ++i) {
-        add(document_.remarkText(i), document_.remarks().at(i).word);
-    }
-    if (count > mostRemarks) {
-        add(tr("%n more remarks", nullptr, static_cast<int>(count - mostRemarks)), -1);
-    }
-    for (const QString& remark : qAsConst(search_.remarks)) {
-        add(remark, -1);
-    }
-    const int lines = remarks_->count();
-    remarksTitle_->setText(tr("Re&marks (%1)").arg(count + search_.remarks.size()));
+    auto* model = static_cast<RemarkModel*>(remarks_->model());
+    model->refresh();
+    const int lines = model->rowCount({});
+    remarksTitle_->setText(tr("Re&marks (%L1)").arg(lines));
     remarksTitle_->setVisible(lines > 0);
     remarks_->setVisible(lines > 0);
     remarks_->setFixedHeight(qMin(lines, remarkLines) * qMax(1, remarks_->sizeHintForRow(0)) +
@@ -405,6 +444,15 @@ void OptionBytePage::watchFile() {
     if (!document_.path().isEmpty()) {
         watcher_.addPath(document_.path());
     }
+}
+
+void OptionBytePage::lookAtFile() {
+    const bool isThere = QFileInfo::exists(document_.path());
+    changedText_->setText(isThere ? tr("The file holds something else now than was opened or saved here.")
+                                  : tr("The file is gone. Saving makes it anew."));
+    reload_->setVisible(isThere);
+    changedBar_->setVisible(document_.differsFromFile());
+    watchFile();
 }
 
 void OptionBytePage::reload() {

@@ -6,12 +6,13 @@
 
 #include <QFileSystemWatcher>
 #include <QPointer>
+#include <QTimer>
 
 class OptionByteList;
 class OptionWordEditor;
 class QComboBox;
 class QLabel;
-class QListWidget;
+class QListView;
 class QPushButton;
 class QStackedWidget;
 class QThread;
@@ -46,6 +47,7 @@ class OptionBytePage : public Page {
     void showTable();
     void showRemarks();
     void watchFile();
+    void lookAtFile();
     void reload();
     [[nodiscard]] bool mayLose();
     [[nodiscard]] bool saveTo(const QString& path);
@@ -55,13 +57,16 @@ class OptionBytePage : public Page {
     DeviceSearch search_;
     QPointer<QThread> searching_;
     QFileSystemWatcher watcher_;
+    QTimer settling_;
     QComboBox* devices_;
     QPushButton* newTable_;
+    QLabel* changedText_;
+    QPushButton* reload_;
     QWidget* changedBar_;
     QStackedWidget* body_;
     OptionByteList* words_;
     OptionWordEditor* word_;
     QLabel* remarksTitle_;
-    QListWidget* remarks_;
+    QListView* remarks_;
     qsizetype shownWord_ = -1;
 };

@@ -1,5 +1,6 @@
 #include "desktop/OptionFieldEditor.h"
 
+#include "desktop/ElidedLabel.h"
 #include "desktop/ToneLabel.h"
 #include "desktop/optionByteText.h"
 
@@ -26,6 +27,20 @@ bool hasNamelessValues(const DeviceField& field) {
     return static_cast<std::uint64_t>(field.values.size()) < std::uint64_t{1} << field.width;
 }
 
+QFont boldOf(QFont font) {
+    font.setWeight(QFont::DemiBold);
+    return font;
+}
+
+/// `name` if it can be broken into lines of `width`, else cut in the middle.
+QString fitted(const QString& name, const QFontMetrics& metrics, int width) {
+    const QStringList words = name.split(u' ');
+    const bool fits = std::all_of(words.begin(), words.end(), [&metrics, width](const QString& word) {
+        return metrics.horizontalAdvance(word) <= width;
+    });
+    return fits ? name : metrics.elidedText(name, Qt::ElideMiddle, width);
+}
+
 int chipWidth(const QFontMetrics& metrics) {
     return metrics.horizontalAdvance(QStringLiteral("00")) + Theme::labelGap();
 }
@@ -37,19 +52,16 @@ OptionFieldEditor::OptionFieldEditor(const DeviceField& field, int index, int na
       field_(field),
       index_(index),
       bits_(new ToneLabel(ThemeColor::quiet)),
-      hint_(new ToneLabel(ThemeColor::quiet)),
+      hint_(new ElidedLabel),
       meaning_(new ToneLabel(ThemeColor::quiet)) {
-    auto* name = new QLabel(field.name);
+    auto* name = new QLabel;
     name->setTextFormat(Qt::PlainText);
     name->setWordWrap(true);
-    QFont bold = name->font();
-    bold.setWeight(QFont::DemiBold);
-    name->setFont(bold);
+    name->setFont(boldOf(font()));
     name->setFixedWidth(nameWidth);
+    name->setText(fitted(field.name, QFontMetrics(name->font()), nameWidth));
     bits_->setFixedWidth(nameWidth);
     meaning_->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    hint_->setWordWrap(false);
-    hint_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
 
     auto* entry = new QHBoxLayout;
     entry->setSpacing(Theme::labelGap());
@@ -205,8 +217,8 @@ void OptionFieldEditor::tellState(std::uint32_t reset, bool keepsHint) {
     meaning_->setText(meaning.join(u'\n'));
     meaning_->setVisible(!meaning.isEmpty());
     const QString spoken = states.join(QStringLiteral(", ")) + u'\n' + meaning_->text();
-    for (QWidget* editor : std::initializer_list<QWidget*>{check_, choice_, number_, fixed_}) {
-        if (editor != nullptr && !(keepsHint && editor == number_)) {
+    for (QWidget* editor : editors()) {
+        if (!(keepsHint && editor == number_)) {
             editor->setAccessibleDescription(spoken);
         }
     }
@@ -256,8 +268,22 @@ void OptionFieldEditor::focusEntry() {
     }
 }
 
+QWidget* OptionFieldEditor::tabBehind(QWidget* before) {
+    for (QWidget* editor : editors()) {
+        setTabOrder(before, editor);
+        before = editor;
+    }
+    return before;
+}
+
+QList<QWidget*> OptionFieldEditor::editors() const {
+    QList<QWidget*> editors = {check_, choice_, number_, fixed_};
+    editors.removeAll(nullptr);
+    return editors;
+}
+
 int OptionFieldEditor::choiceWidth() const {
-    return choice_ == nullptr ? 0 : std::min(choice_->sizeHint().width(), fontMetrics().averageCharWidth() * 40);
+    return choice_ == nullptr ? 0 : std::min(choice_->sizeHint().width(), fontMetrics().averageCharWidth() * 34);
 }
 
 void OptionFieldEditor::setChoiceWidth(int width) {
@@ -267,14 +293,12 @@ void OptionFieldEditor::setChoiceWidth(int width) {
 }
 
 int OptionFieldEditor::nameWidthOf(const QList<DeviceField>& fields, const QFont& font) {
-    QFont bold = font;
-    bold.setWeight(QFont::DemiBold);
-    const QFontMetrics metrics(bold);
+    const QFontMetrics metrics(boldOf(font));
     int width = metrics.averageCharWidth() * 18;
     for (const DeviceField& field : fields) {
         width = std::max(width, metrics.horizontalAdvance(field.name) + 2);
     }
-    return std::min(width, metrics.averageCharWidth() * 26);
+    return std::min(width, metrics.averageCharWidth() * 30);
 }
 
 bool OptionFieldEditor::eventFilter(QObject* watched, QEvent* event) {

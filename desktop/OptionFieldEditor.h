@@ -6,6 +6,7 @@
 
 #include <optional>
 
+class ElidedLabel;
 class QCheckBox;
 class QComboBox;
 class QLabel;
@@ -29,6 +30,9 @@ class OptionFieldEditor : public QWidget {
     /// Takes over what was typed. False if it is no value of the field, which is then told.
     [[nodiscard]] bool commit();
     void focusEntry();
+
+    /// Goes to this field by Tab after `before`. Gives what comes before the next one.
+    [[nodiscard]] QWidget* tabBehind(QWidget* before);
 
     /// Lists of one word have one width, so that the numbers behind them stand in a column.
     [[nodiscard]] int choiceWidth() const;
@@ -56,6 +60,7 @@ class OptionFieldEditor : public QWidget {
     void setChoice(std::uint32_t value);
     void tellState(std::uint32_t reset, bool keepsHint);
     void showHint();
+    [[nodiscard]] QList<QWidget*> editors() const;
     void watch(QWidget* editor, const QString& name);
 
     DeviceField field_;
@@ -71,6 +76,6 @@ class OptionFieldEditor : public QWidget {
     QLineEdit* number_ = nullptr;
     QLabel* fixed_ = nullptr;
     ToneLabel* bits_;
-    ToneLabel* hint_;
+    ElidedLabel* hint_;
     ToneLabel* meaning_;
 };

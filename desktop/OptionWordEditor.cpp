@@ -1,6 +1,7 @@
 #include "desktop/OptionWordEditor.h"
 
 #include "desktop/BitView.h"
+#include "desktop/ElidedLabel.h"
 #include "desktop/OptionByteDocument.h"
 #include "desktop/OptionFieldEditor.h"
 #include "desktop/ToneLabel.h"
@@ -28,7 +29,16 @@ QLabel* emptyText(const QString& text) {
 
 /// A remark as it stands alone.
 QString sentence(const QString& remark) {
-    return remark.isEmpty() ? remark : remark.first(1).toUpper() + remark.sliced(1) + u'.';
+    return remark.first(1).toUpper() + remark.sliced(1) + u'.';
+}
+
+/// The read-only bits of a register that may be null.
+std::uint32_t fixedBits(const DeviceRegister* reg) {
+    std::uint32_t bits = 0;
+    for (const DeviceField& field : reg == nullptr ? QList<DeviceField>() : reg->fields) {
+        bits |= field.access == FieldAccess::readOnly ? field.mask() : 0;
+    }
+    return bits;
 }
 
 }  // namespace
@@ -36,18 +46,18 @@ QString sentence(const QString& remark) {
 OptionWordEditor::OptionWordEditor(OptionByteDocument& document, QWidget* parent)
     : QWidget(parent),
       document_(document),
-      name_(new QLabel),
+      name_(new ElidedLabel),
       place_(new ToneLabel(ThemeColor::quiet)),
       description_(new ToneLabel(ThemeColor::quiet)),
       remark_(new ToneLabel(ThemeColor::warning)),
       bits_(new BitView),
       number_(new QLineEdit),
-      reason_(new ToneLabel(ThemeColor::fault)),
+      reason_(new ElidedLabel),
       reset_(new QLabel),
       setReset_(new QPushButton(tr("Set &to Reset"))),
       area_(new QScrollArea) {
-    name_->setTextFormat(Qt::PlainText);
     name_->setFont(Theme::headlineFont());
+    reason_->setTone(ThemeColor::fault);
     place_->setWordWrap(false);
     area_->setWidgetResizable(true);
     area_->setFrameShape(QFrame::NoFrame);
@@ -55,8 +65,7 @@ OptionWordEditor::OptionWordEditor(OptionByteDocument& document, QWidget* parent
     bits_->setObjectName(QStringLiteral("bits"));
 
     auto* head = new QHBoxLayout;
-    head->addWidget(name_);
-    head->addStretch(1);
+    head->addWidget(name_, 1);
     head->addWidget(place_, 0, Qt::AlignBottom);
 
     auto* layout = new QVBoxLayout(this);
@@ -93,8 +102,6 @@ QWidget* OptionWordEditor::makeWordRow() {
     reset_->setTextFormat(Qt::PlainText);
     reset_->setFont(Theme::fixedFont());
     setReset_->setObjectName(QStringLiteral("setReset"));
-    reason_->setWordWrap(false);
-    reason_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
 
     auto* layout = new QHBoxLayout(row);
     layout->setContentsMargins({});
@@ -129,7 +136,7 @@ void OptionWordEditor::setWord(qsizetype word) {
     }
     const DeviceRegister* reg = document_.registerOf(word);
     name_->setText(document_.label(word).isEmpty() ? tr("(no label)") : document_.label(word));
-    QStringList places = {tr("Word %1 of %2").arg(word + 1).arg(document_.wordCount())};
+    QStringList places = {tr("Word %L1 of %L2").arg(word + 1).arg(document_.wordCount())};
     if (reg != nullptr) {
         places += reg->size == 4 ? tr("32 bits") : tr("%1 of 32 bits").arg(8 * reg->size);
         if (reg->address) {
@@ -180,6 +187,11 @@ void OptionWordEditor::makeFields() {
     }
     layout->addStretch(1);
     area_->setWidget(inside);
+    // What is made later would come behind all else.
+    QWidget* before = setReset_;
+    for (OptionFieldEditor* editor : qAsConst(fields_)) {
+        before = editor->tabBehind(before);
+    }
 }
 
 void OptionWordEditor::refresh() {
@@ -201,7 +213,14 @@ void OptionWordEditor::refresh() {
     number_->setText(wordText());
     reason_->clear();
     number_->setAccessibleDescription({});
-    remark_->setText(sentence(document_.remark(word_)));
+    QStringList remarks;
+    if (!document_.remark(word_).isEmpty()) {
+        remarks += sentence(document_.remark(word_));
+    }
+    if (((value ^ saved) & fixedBits(reg)) != 0) {
+        remarks += tr("Read-only bits are changed, which a device doesn't heed.");
+    }
+    remark_->setText(remarks.join(u'\n'));
     remark_->setVisible(!remark_->text().isEmpty());
     emit typed();
 }

@@ -4,6 +4,7 @@
 #include <QWidget>
 
 class BitView;
+class ElidedLabel;
 class OptionByteDocument;
 class OptionFieldEditor;
 class QLabel;
@@ -44,13 +45,13 @@ class OptionWordEditor : public QWidget {
     OptionByteDocument& document_;
     qsizetype word_ = -1;
     int part_ = -1;
-    QLabel* name_;
+    ElidedLabel* name_;
     ToneLabel* place_;
     ToneLabel* description_;
     ToneLabel* remark_;
     BitView* bits_;
     QLineEdit* number_;
-    ToneLabel* reason_;
+    ElidedLabel* reason_;
     QLabel* reset_;
     QPushButton* setReset_;
     QScrollArea* area_;

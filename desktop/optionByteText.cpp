@@ -36,7 +36,7 @@ const NamedValue* namedValue(const DeviceField& field, std::uint32_t value) {
 }
 
 QString valueText(const DeviceField& field, std::uint32_t value) {
-    const QString number = hexText(value, static_cast<int>(field.width));
+    const QString number = field.width == 1 ? QString::number(value) : hexText(value, static_cast<int>(field.width));
     const NamedValue* named = namedValue(field, value);
     return named == nullptr ? number : tr("%1 (%2)").arg(named->name, number);
 }

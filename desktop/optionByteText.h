@@ -15,7 +15,7 @@
 /// Null if the value has no name.
 [[nodiscard]] const NamedValue* namedValue(const DeviceField& field, std::uint32_t value);
 
-/// "Flash (0x3)", or the number alone.
+/// "Flash (0x3)", or the number alone; of a single bit "0" or "1".
 [[nodiscard]] QString valueText(const DeviceField& field, std::uint32_t value);
 
 /// Reads what somebody entered for `bits` bits: hexadecimal with 0x before it or if `isHex`, else decimal. False with a

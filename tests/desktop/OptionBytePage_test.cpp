@@ -46,8 +46,9 @@ TEST(OptionBytePage, EditsOnlyTheNumbersOfChangedWords) {
     EXPECT_EQ(kit.find<QComboBox>("device")->currentIndex(), 0);
 
     chooseWord(kit, 0);
-    kit.find("field.Level")->setFocus();
-    QTest::keyClick(kit.find("field.Level"), Qt::Key_Down);  // from Open to Closed
+    kit.find("word")->setFocus();
+    QTest::keyClick(kit.find("word"), Qt::Key_Tab);
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Down);  // the level, from Open to Closed
     chooseWord(kit, 1);
     QTest::keyClick(kit.find("field.Swap banks"), Qt::Key_Space);
     kit.type("field.Supply level.number", QStringLiteral("7"));  // a value without a name

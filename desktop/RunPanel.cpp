@@ -57,7 +57,7 @@ void keepWidth(QPushButton& button, const QStringList& texts) {
 
 /// The first of `points` by name, so that an empty form doesn't fill the panel.
 QString openText(const QStringList& points) {
-    constexpr qsizetype maxNamed = 5;
+    constexpr qsizetype maxNamed = 7;
     const qsizetype count = points.size();
     const QString names = points.mid(0, maxNamed).join(QLatin1String(", "));
     if (count == 0) {
@@ -69,7 +69,8 @@ QString openText(const QStringList& points) {
     if (count <= maxNamed) {
         return RunPanel::tr("%1 things are missing or wrong: %2").arg(QString::number(count), names);
     }
-    return RunPanel::tr("%1 things are missing or wrong: %2 and others").arg(QString::number(count), names);
+    return RunPanel::tr("%1 things are missing or wrong: %2 and %3 more")
+        .arg(QString::number(count), names, QString::number(count - maxNamed));
 }
 
 /// Short runs are told in hundredths, since 0.0 would be wrong.

@@ -99,6 +99,19 @@ void drawMark(QPainter* painter, const QStyleOption& option, bool isRound) {
     painter->restore();
 }
 
+void drawScrollBar(QPainter* painter, const QStyleOption& option, const QRect& slider) {
+    const bool isHeld = (option.state & (QStyle::State_Sunken | QStyle::State_MouseOver)) != 0;
+    painter->save();
+    painter->fillRect(option.rect, Theme::color(ThemeColor::panel));
+    painter->setRenderHint(QPainter::Antialiasing);
+    painter->setPen(Qt::NoPen);
+    painter->setBrush(Theme::color(isHeld ? ThemeColor::quiet : ThemeColor::outline));
+    const QRectF thumb = QRectF(slider).adjusted(3, 3, -3, -3);
+    const double radius = qMin(thumb.width(), thumb.height()) / 2;
+    painter->drawRoundedRect(thumb, radius, radius);
+    painter->restore();
+}
+
 }  // namespace
 
 ThemeStyle::ThemeStyle() : QProxyStyle(QStyleFactory::create(QStringLiteral("Fusion"))) {
@@ -144,11 +157,48 @@ void ThemeStyle::drawControl(ControlElement element, const QStyleOption* option,
 
 void ThemeStyle::drawComplexControl(ComplexControl control, const QStyleOptionComplex* option, QPainter* painter,
                                     const QWidget* widget) const {
+    if (control == CC_ScrollBar) {
+        drawScrollBar(painter, *option, proxy()->subControlRect(control, option, SC_ScrollBarSlider, widget));
+        return;
+    }
     QProxyStyle::drawComplexControl(control, option, painter, widget);
     const auto* spinBox = qstyleoption_cast<const QStyleOptionSpinBox*>(option);
     if (control == CC_SpinBox && spinBox != nullptr && spinBox->frame) {
         drawOutline(painter, option->rect, option->state.testFlag(State_HasFocus),
                     option->state.testFlag(State_Enabled));
+    }
+}
+
+QRect ThemeStyle::subControlRect(ComplexControl control, const QStyleOptionComplex* option, SubControl part,
+                                 const QWidget* widget) const {
+    const auto* bar = qstyleoption_cast<const QStyleOptionSlider*>(option);
+    if (control != CC_ScrollBar || bar == nullptr) {
+        return QProxyStyle::subControlRect(control, option, part, widget);
+    }
+    const bool isHorizontal = bar->orientation == Qt::Horizontal;
+    const int length = isHorizontal ? bar->rect.width() : bar->rect.height();
+    const qint64 range = qint64{bar->maximum} - bar->minimum;
+    const int least = qMin(length, 2 * proxy()->pixelMetric(PM_ScrollBarExtent, option, widget));
+    const int slider =
+        range == 0 ? length : qMax(least, static_cast<int>(length * qint64{bar->pageStep} / (range + bar->pageStep)));
+    const int at =
+        sliderPositionFromValue(bar->minimum, bar->maximum, bar->sliderPosition, length - slider, bar->upsideDown);
+    const auto span = [bar, isHorizontal](int from, int to) {
+        const QRect rect = isHorizontal ? QRect(bar->rect.x() + from, bar->rect.y(), to - from, bar->rect.height())
+                                        : QRect(bar->rect.x(), bar->rect.y() + from, bar->rect.width(), to - from);
+        return visualRect(bar->direction, bar->rect, rect);
+    };
+    switch (part) {
+        case SC_ScrollBarGroove:
+            return bar->rect;
+        case SC_ScrollBarSlider:
+            return span(at, at + slider);
+        case SC_ScrollBarSubPage:
+            return span(0, at);
+        case SC_ScrollBarAddPage:
+            return span(at + slider, length);
+        default:
+            return {};  // there are no buttons at the ends
     }
 }
 

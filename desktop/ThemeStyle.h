@@ -2,8 +2,8 @@
 
 #include <QProxyStyle>
 
-/// Fusion with flat fields and buttons in the theme's colours, and with the one filled button of a page. Fusion takes
-/// its outlines from the window's colour, darkened, which a dark look swallows.
+/// Fusion with flat fields and buttons in the theme's colours, the one filled button of a page, and slim scroll bars.
+/// Fusion takes its outlines from the window's colour, darkened, which a dark look swallows.
 class ThemeStyle : public QProxyStyle {
   public:
     /// A property that a button has if it is the filled one.
@@ -17,6 +17,8 @@ class ThemeStyle : public QProxyStyle {
                      const QWidget* widget) const override;
     void drawComplexControl(ComplexControl control, const QStyleOptionComplex* option, QPainter* painter,
                             const QWidget* widget) const override;
+    [[nodiscard]] QRect subControlRect(ComplexControl control, const QStyleOptionComplex* option, SubControl part,
+                                       const QWidget* widget) const override;
     [[nodiscard]] int pixelMetric(PixelMetric metric, const QStyleOption* option, const QWidget* widget) const override;
     [[nodiscard]] QSize sizeFromContents(ContentsType type, const QStyleOption* option, const QSize& size,
                                          const QWidget* widget) const override;

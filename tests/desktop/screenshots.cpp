@@ -3,6 +3,7 @@
 
 #include "tests/desktop/DesktopKit.h"
 
+#include "desktop/jobFile.h"
 #include "desktop/pageTable.h"
 
 #include <QComboBox>
@@ -126,8 +127,53 @@ void openImageTemplate(DesktopKit& kit) {
     (void)kit.window->openFile(QStringLiteral(QVORA_EXAMPLES "/templates/image.xml"));
 }
 
+void openInstallJob(DesktopKit& kit) {
+    const QString firmware = QStringLiteral(QVORA_EXAMPLES "/firmware/");
+    const Job job = {findJob(QStringLiteral("install-image")),
+                     {{QStringLiteral("device"), {QStringLiteral("0x455")}},
+                      {QStringLiteral("firmware"), {firmware + QStringLiteral("blink.elf"), QString()}},
+                      {QStringLiteral("key"), {firmware + QStringLiteral("key.bin")}},
+                      {QStringLiteral("nonce"), {firmware + QStringLiteral("nonce.bin")}},
+                      {QStringLiteral("version"), {QStringLiteral("1")}},
+                      {QStringLiteral("output"), {kit.folder.path("blink.tbi")}}}};
+    QString fault;
+    if (!writeJobFile(kit.folder.path("blink.json"), job, fault) ||
+        !kit.window->openFile(kit.folder.path("blink.json"))) {
+        qFatal("the job can't be opened: %s", qPrintable(fault));
+    }
+}
+
+void runInstallJob(DesktopKit& kit) {
+    openInstallJob(kit);
+    kit.press("run");
+    (void)DesktopKit::waitFor([&kit] { return !kit.window->page()->isBusy(); });
+}
+
+/// Runs the job with a shell script in the tool's place.
+void runInstallScript(DesktopKit& kit, const QByteArray& script) {
+    openInstallJob(kit);
+    kit.context.toolPath = kit.folder.write("QVORASealedBundleBuilder_CLI", "#!/bin/sh\n" + script);
+    QFile::setPermissions(kit.context.toolPath, QFile::ReadOwner | QFile::ExeOwner);
+    kit.press("run");
+}
+
+void failInstallJob(DesktopKit& kit) {
+    runInstallScript(kit,
+                     "printf '\\033[96mMaking the image\\033[0m\\n\\033[93mWarning: The output exists\\033[0m\\n"
+                     "\\033[91mError: The output can'\"'\"'t be written: no space left\\033[0m\\n'; exit 1\n");
+    (void)DesktopKit::waitFor([&kit] { return !kit.window->page()->isBusy(); });
+}
+
+void watchInstallJob(DesktopKit& kit) {
+    runInstallScript(kit, "printf '\\033[96mMaking the image\\033[0m\\nArea 1 of 3\\n'; exec sleep 60\n");
+    QTest::qWait(1500);
+}
+
 const QList<Scene>& scenes() {
     static const QList<Scene> rows = {
+        {"install-image", "done", runInstallJob},
+        {"install-image", "failed", failInstallJob},
+        {"install-image", "running", watchInstallJob},
         {"template", "done", runTemplate},
         {"template", "faulty", spoilTemplate},
         {"template", "misaligned", misalignTemplate},

@@ -13,7 +13,7 @@ class OptionByteDocument : public QObject {
     Q_OBJECT
 
   public:
-    /// `part` of `setWord`: the word as a whole, not one field of it.
+    /// `part` of `setWord`: the word as a whole, not one field of it. Parts below it are single bits.
     static constexpr int wholeWord = -1;
 
     explicit OptionByteDocument(QObject* parent = nullptr);

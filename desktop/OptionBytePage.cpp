@@ -9,14 +9,17 @@
 #include <QAbstractListModel>
 #include <QComboBox>
 #include <QCoreApplication>
+#include <QDropEvent>
 #include <QFileInfo>
 #include <QHBoxLayout>
 #include <QListView>
+#include <QMimeData>
 #include <QPainter>
 #include <QPushButton>
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QThread>
+#include <QUrl>
 
 #include <memory>
 
@@ -137,6 +140,7 @@ OptionBytePage::OptionBytePage(PageContext& context, QWidget* parent)
             words_->choose(remarks->wordOf(index.row()));
         }
     });
+    setAcceptDrops(true);
     showTable();
     showRemarks();
     searchDevices();
@@ -213,6 +217,7 @@ QWidget* OptionBytePage::makeEmpty() {
     text->setFixedSize(width, text->heightForWidth(width));
     auto* open = new QPushButton(tr("Open a Ta&ble…"));
     open->setObjectName(QStringLiteral("openTable"));
+    Theme::setFilled(*open);
     auto* layout = new QVBoxLayout(empty);
     layout->addStretch(2);
     layout->addWidget(title, 0, Qt::AlignHCenter);
@@ -315,6 +320,22 @@ bool OptionBytePage::saveTo(const QString& path) {
     changedBar_->hide();
     watchFile();
     return true;
+}
+
+void OptionBytePage::dragEnterEvent(QDragEnterEvent* event) {
+    const QList<QUrl> urls = event->mimeData()->urls();
+    if (urls.size() == 1 && urls.first().isLocalFile()) {
+        event->acceptProposedAction();
+    }
+}
+
+void OptionBytePage::dropEvent(QDropEvent* event) {
+    const QList<QUrl> urls = event->mimeData()->urls();
+    if (urls.size() == 1 && urls.first().isLocalFile()) {
+        event->acceptProposedAction();
+        // By the window, which asks about changes first.
+        emit handOver(QStringLiteral("option-bytes"), urls.first().toLocalFile());
+    }
 }
 
 bool OptionBytePage::mayLose() {

@@ -33,6 +33,10 @@ class OptionBytePage : public Page {
     [[nodiscard]] bool save() override;
     [[nodiscard]] bool saveAs() override;
 
+  protected:
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+
   private:
     [[nodiscard]] QWidget* makeDeviceRow();
     [[nodiscard]] QWidget* makeChangedBar();

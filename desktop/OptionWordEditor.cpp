@@ -80,8 +80,11 @@ OptionWordEditor::OptionWordEditor(OptionByteDocument& document, QWidget* parent
     layout->addSpacing(Theme::rowGap());
     layout->addWidget(area_, 1);
 
-    connect(bits_, &BitView::bitToggled, this,
-            [this](int bit) { document_.setWord(word_, document_.value(word_) ^ (std::uint32_t{1} << bit), part_); });
+    connect(bits_, &BitView::bitToggled, this, [this](int bit) {
+        // Bits of no field are a step each.
+        const int part = part_ >= 0 ? part_ : OptionByteDocument::wholeWord - 1 - bit;
+        document_.setWord(word_, document_.value(word_) ^ (std::uint32_t{1} << bit), part);
+    });
     connect(bits_, &BitView::fieldChosen, this, &OptionWordEditor::enter);
     connect(bits_, &BitView::fieldPointed, this, &OptionWordEditor::point);
     connect(&document_, &OptionByteDocument::wordChanged, this, [this](qsizetype word) {

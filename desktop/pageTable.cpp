@@ -53,7 +53,7 @@ const QList<PageRow>& pageTable() {
          QT_TRANSLATE_NOOP("pageTable", "Makes keys, nonces and key pairs, and tells the hash of a public key."),
          QT_TRANSLATE_NOOP("pageTable", "key nonce random rsa ecdsa elliptic curve pair hash pem generate"),
          make<KeysPage>},
-        {"option-bytes", QT_TRANSLATE_NOOP("pageTable", "Editors"), QT_TRANSLATE_NOOP("pageTable", "Option Bytes"),
+        {"option-bytes", QT_TRANSLATE_NOOP("pageTable", "Editors"), QT_TRANSLATE_NOOP("pageTable", "Option bytes"),
          QT_TRANSLATE_NOOP("pageTable", "Edits the option bytes of a device field by field, for an install image."),
          QT_TRANSLATE_NOOP("pageTable", "-ob csv register configuration protection fuse bits"), make<OptionBytePage>},
         {"secrets", QT_TRANSLATE_NOOP("pageTable", "Editors"), QT_TRANSLATE_NOOP("pageTable", "Secrets"),

@@ -91,7 +91,6 @@ JobPage::JobPage(const JobRow& job, PageContext& context, QWidget* parent)
     connect(form_, &FormView::left, this, &JobPage::refresh);
     connect(panel_, &RunPanel::runRequested, this, &JobPage::run);
     connect(panel_, &RunPanel::runningChanged, this, &JobPage::stateChanged);
-    connect(panel_, &RunPanel::finished, this, &JobPage::refresh);
     connect(panel_, &RunPanel::inspectRequested, this,
             [this](const QString& path) { emit handOver(QStringLiteral("inspect"), path); });
     refresh();

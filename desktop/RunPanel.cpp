@@ -6,6 +6,7 @@
 #include "desktop/Page.h"
 #include "desktop/StatusMark.h"
 #include "desktop/ToolRun.h"
+#include "desktop/commandLine.h"
 #include "desktop/shellQuoted.h"
 #include "desktop/theme.h"
 
@@ -363,5 +364,5 @@ void RunPanel::Inside::openFolder() {
 }
 
 QString RunPanel::Inside::lineOf(const Job& some) const {
-    return shellQuoted(QStringList{QFileInfo(context.toolPath).fileName()} + some.arguments);
+    return shellQuoted(QStringList{programWord(context.toolPath)} + some.arguments);
 }

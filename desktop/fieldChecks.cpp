@@ -208,7 +208,7 @@ Verdict checkFirmware(const QString& path, bool needsAddress, const QString& add
         return verdict;
     }
     if (address.isEmpty()) {
-        return missing(Texts::tr("A raw binary needs a load address."));
+        return fault(Texts::tr("A raw binary needs a load address."));
     }
     Verdict number = checkNumber({address});
     return isGood(number) ? verdict : number;

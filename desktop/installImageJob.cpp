@@ -89,8 +89,8 @@ Verdict checkMoreExternal(const QString& path, const QString& beside) {
     const QStringList numbers = beside.split(u' ', Qt::SkipEmptyParts);
     const bool binary = isRawBinary(path);
     if (numbers.size() < (binary ? 4 : 3)) {
-        return missing(binary ? Texts::tr("Raw binary needs start address, mode, region and key address.")
-                              : Texts::tr("This needs region, mode and key address."));
+        return fault(binary ? Texts::tr("Raw binary needs start address, mode, region and key address.")
+                            : Texts::tr("This needs region, mode and key address."));
     }
     for (const QString& number : numbers.first(binary ? 4 : 3)) {
         Verdict one = checkNumber({number});
@@ -141,7 +141,6 @@ void externalArguments(const FieldRow& row, const JobValues& values, QStringList
 constexpr const char* target = QT_TRANSLATE_NOOP("jobs", "Target");
 constexpr const char* firmware = QT_TRANSLATE_NOOP("jobs", "Firmware");
 constexpr const char* protection = QT_TRANSLATE_NOOP("jobs", "Protection");
-constexpr const char* options = QT_TRANSLATE_NOOP("jobs", "Option bytes");
 constexpr const char* output = QT_TRANSLATE_NOOP("jobs", "Output");
 constexpr const char* contents = QT_TRANSLATE_NOOP("jobs", "More contents");
 constexpr const char* external = QT_TRANSLATE_NOOP("jobs", "External memory");
@@ -156,6 +155,27 @@ constexpr std::array rows = {
              .required = true,
              .choices = devices,
              .tip = QT_TRANSLATE_NOOP("jobs", "The device ID of the chip that the image is for.")},
+    FieldRow{.id = "option-bytes",
+             .group = target,
+             .label = QT_TRANSLATE_NOOP("jobs", "O&ption bytes"),
+             .kind = FieldKind::inFile,
+             .option = "-ob",
+             .filter = tableFilter,
+             .check = [](const QStringList& own,
+                         const JobValues& /*all*/) { return checkTable(pathOf(own), CsvKind::optionBytes); },
+             .tip = QT_TRANSLATE_NOOP("jobs",
+                                      "A CSV file with the option bytes that the device gets. The page "
+                                      "\"Option bytes\" edits it.")},
+    FieldRow{.id = "diversification",
+             .group = target,
+             .label = QT_TRANSLATE_NOOP("jobs", "Diversifi&cation"),
+             .kind = FieldKind::inFile,
+             .option = "-diver",
+             .filter = tableFilter,
+             .check = [](const QStringList& own,
+                         const JobValues& /*all*/) { return checkTable(pathOf(own), CsvKind::diversification); },
+             .shownIf = [](const JobValues& all) { return textOf(all, "device") == QLatin1String("0x484"); },
+             .tip = QT_TRANSLATE_NOOP("jobs", "A CSV file with the diversification table of the device 0x484.")},
     FieldRow{.id = "firmware",
              .group = firmware,
              .label = QT_TRANSLATE_NOOP("jobs", "Firm&ware"),
@@ -202,28 +222,7 @@ constexpr std::array rows = {
              .check = checkVersion,
              .checksEmpty = true,
              .tip = QT_TRANSLATE_NOOP("jobs", "0 to 255, in any base.")},
-    FieldRow{.id = "option-bytes",
-             .group = options,
-             .label = QT_TRANSLATE_NOOP("jobs", "O&ption bytes"),
-             .kind = FieldKind::inFile,
-             .option = "-ob",
-             .filter = tableFilter,
-             .check = [](const QStringList& own,
-                         const JobValues& /*all*/) { return checkTable(pathOf(own), CsvKind::optionBytes); },
-             .tip = QT_TRANSLATE_NOOP("jobs",
-                                      "A CSV file with the option bytes that the device gets. The page "
-                                      "\"Option bytes\" edits it.")},
-    FieldRow{.id = "diversification",
-             .group = options,
-             .label = QT_TRANSLATE_NOOP("jobs", "Diversifi&cation"),
-             .kind = FieldKind::inFile,
-             .option = "-diver",
-             .filter = tableFilter,
-             .check = [](const QStringList& own,
-                         const JobValues& /*all*/) { return checkTable(pathOf(own), CsvKind::diversification); },
-             .shownIf = [](const JobValues& all) { return textOf(all, "device") == QLatin1String("0x484"); },
-             .tip = QT_TRANSLATE_NOOP("jobs", "A CSV file with the diversification table of the device 0x484.")},
-    FieldRow{.id = "output",
+    FieldRow{.id = "out",
              .group = output,
              .label = QT_TRANSLATE_NOOP("jobs", "&Output image"),
              .kind = FieldKind::outFile,

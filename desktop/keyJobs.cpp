@@ -175,7 +175,7 @@ constexpr std::array personalization = {
              .tip = QT_TRANSLATE_NOOP("jobs",
                                       "The personalization data to encrypt: raw binary, or the first segment "
                                       "of ELF, HEX or S-Record.")},
-    FieldRow{.id = "output",
+    FieldRow{.id = "out",
              .group = output,
              .label = QT_TRANSLATE_NOOP("jobs", "&Output"),
              .kind = FieldKind::outFile,
@@ -346,7 +346,7 @@ constexpr std::array wirelessSign = {
         .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFileSuffix(pathOf(own), ".bin"); },
         .tip = QT_TRANSLATE_NOOP("jobs", "The binary to sign, with the ending .bin.")},
     FieldRow{
-        .id = "output",
+        .id = "out",
         .group = output,
         .label = QT_TRANSLATE_NOOP("jobs", "Signed &output"),
         .kind = FieldKind::outFile,

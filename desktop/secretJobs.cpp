@@ -25,7 +25,7 @@ Verdict checkPublicKeyOrHash(const QStringList& own, const JobValues& /*all*/) {
 Verdict checkBackup(const QString& path, const QString& beside) {
     Verdict verdict = checkFormat(path, nullptr);
     if (verdict.kind == Verdict::Kind::good && beside.isEmpty()) {
-        return missing(Texts::tr("A backup image needs its base address."));
+        return fault(Texts::tr("A backup image needs its base address."));
     }
     Verdict address = checkNumber({beside});
     return verdict.kind == Verdict::Kind::good && address.kind != Verdict::Kind::good ? address : verdict;
@@ -49,7 +49,7 @@ constexpr FieldRow keyRow = {.id = "key",
                              .tip = QT_TRANSLATE_NOOP("jobs", "A binary file with the AES-GCM key, 16 bytes.")};
 
 constexpr FieldRow outputRow = {
-    .id = "output",
+    .id = "out",
     .group = output,
     .label = QT_TRANSLATE_NOOP("jobs", "&Output"),
     .kind = FieldKind::outFile,
@@ -110,14 +110,6 @@ constexpr std::array provisioningImage = {
         .role = PathRole::key,
         .filter = binaryFilter,
         .tip = QT_TRANSLATE_NOOP("jobs", "The binary file of secrets to encrypt. The page \"Secrets\" makes one.")},
-    FieldRow{.id = "version",
-             .group = secrets,
-             .label = QT_TRANSLATE_NOOP("jobs", "I&mage version"),
-             .kind = FieldKind::fixed,
-             .option = "-iv",
-             .placeholder = "1",
-             .check = checkImageVersion,
-             .tip = QT_TRANSLATE_NOOP("jobs", "0 to 255, in any base. Left empty it is 0.")},
     FieldRow{.id = "backup",
              .group = backup,
              .label = QT_TRANSLATE_NOOP("jobs", "&Backup images"),
@@ -143,6 +135,14 @@ constexpr std::array provisioningImage = {
              .filter = binaryFilter,
              .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFileSize(pathOf(own), {12}); },
              .tip = QT_TRANSLATE_NOOP("jobs", "A binary file of 12 bytes. Take a fresh nonce for each image.")},
+    FieldRow{.id = "version",
+             .group = protection,
+             .label = QT_TRANSLATE_NOOP("jobs", "I&mage version"),
+             .kind = FieldKind::fixed,
+             .option = "-iv",
+             .placeholder = "1",
+             .check = checkImageVersion,
+             .tip = QT_TRANSLATE_NOOP("jobs", "0 to 255, in any base. Left empty it is 0.")},
     outputRow,
 };
 
@@ -160,7 +160,7 @@ constexpr std::array backupImage = {
         .tip = QT_TRANSLATE_NOOP("jobs",
                                  "A JSON document that names the files for the backup memory, where they "
                                  "go and how each is protected.")},
-    FieldRow{.id = "output",
+    FieldRow{.id = "out",
              .group = output,
              .label = QT_TRANSLATE_NOOP("jobs", "&Output"),
              .kind = FieldKind::outFile,

@@ -71,7 +71,9 @@ void DesktopKit::type(const char* name, const QString& text) {
     if (QWidget* inner = QApplication::focusWidget(); inner != nullptr && widget->isAncestorOf(inner)) {
         widget = inner;
     }
-    QTest::keyClick(widget, Qt::Key_A, Qt::ControlModifier);
+    if (!widget->inherits("QComboBox")) {  // which searches for what is typed, Ctrl+A too
+        QTest::keyClick(widget, Qt::Key_A, Qt::ControlModifier);
+    }
     if (text.isEmpty()) {
         QTest::keyClick(widget, Qt::Key_Delete);
     }

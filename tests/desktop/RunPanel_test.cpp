@@ -21,6 +21,7 @@ struct Trial {
           context{dialogs, settings, folder.write("the tool", "#!/bin/sh\n" + script)},
           panel(context) {
         QFile::setPermissions(context.toolPath, QFile::ReadOwner | QFile::ExeOwner);
+        qputenv("PATH", folder.path("").toUtf8() + ':' + searchPath);
         panel.setFolder(folder.path(""));
         panel.show();
         QApplication::setActiveWindow(&panel);
@@ -28,6 +29,8 @@ struct Trial {
         QObject::connect(&panel, &RunPanel::finished, [this](int status) { ends.append(status); });
         QObject::connect(&panel, &RunPanel::inspectRequested, [this](const QString& path) { inspected.append(path); });
     }
+
+    ~Trial() { qputenv("PATH", searchPath); }
 
     template <class Widget>
     Widget* find(const char* name) {
@@ -39,6 +42,7 @@ struct Trial {
         return DesktopKit::waitFor([this] { return !ends.isEmpty(); });
     }
 
+    QByteArray searchPath = qgetenv("PATH");
     TempFolder folder;
     Settings settings;
     ScriptedDialogs dialogs;

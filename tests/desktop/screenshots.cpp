@@ -5,6 +5,7 @@
 
 #include "desktop/jobFile.h"
 #include "desktop/pageTable.h"
+#include "tests/desktop/jobForms.h"
 
 #include <QComboBox>
 #include <QDir>
@@ -127,7 +128,13 @@ void openImageTemplate(DesktopKit& kit) {
     (void)kit.window->openFile(QStringLiteral(QVORA_EXAMPLES "/templates/image.xml"));
 }
 
+/// Lets the command line begin with the tool's name.
+void putOnPath(const DesktopKit& kit) {
+    qputenv("PATH", QFileInfo(kit.context.toolPath).path().toUtf8() + ':' + qgetenv("PATH"));
+}
+
 void openInstallJob(DesktopKit& kit) {
+    putOnPath(kit);
     const QString firmware = QStringLiteral(QVORA_EXAMPLES "/firmware/");
     const Job job = {findJob(QStringLiteral("install-image")),
                      {{QStringLiteral("device"), {QStringLiteral("0x455")}},
@@ -135,7 +142,7 @@ void openInstallJob(DesktopKit& kit) {
                       {QStringLiteral("key"), {firmware + QStringLiteral("key.bin")}},
                       {QStringLiteral("nonce"), {firmware + QStringLiteral("nonce.bin")}},
                       {QStringLiteral("version"), {QStringLiteral("1")}},
-                      {QStringLiteral("output"), {kit.folder.path("blink.tbi")}}}};
+                      {QStringLiteral("out"), {kit.folder.path("blink.tbi")}}}};
     QString fault;
     if (!writeJobFile(kit.folder.path("blink.json"), job, fault) ||
         !kit.window->openFile(kit.folder.path("blink.json"))) {
@@ -153,6 +160,7 @@ void runInstallJob(DesktopKit& kit) {
 void runInstallScript(DesktopKit& kit, const QByteArray& script) {
     openInstallJob(kit);
     kit.context.toolPath = kit.folder.write("QVORASealedBundleBuilder_CLI", "#!/bin/sh\n" + script);
+    putOnPath(kit);
     QFile::setPermissions(kit.context.toolPath, QFile::ReadOwner | QFile::ExeOwner);
     kit.press("run");
 }
@@ -169,11 +177,37 @@ void watchInstallJob(DesktopKit& kit) {
     QTest::qWait(1500);
 }
 
+void fillInstallImage(DesktopKit& kit) {
+    if (!copyExamples(kit.folder)) {
+        qFatal("the examples can't be copied");
+    }
+    QDir::setCurrent(kit.folder.path(""));
+    putOnPath(kit);
+    fillIn(kit, jobForms().first());
+}
+
+void misfillInstallImage(DesktopKit& kit) {
+    fillInstallImage(kit);
+    kit.folder.write("key.bin", QByteArray(15, 'k'));
+    kit.type("version", QStringLiteral("300"));
+    kit.type("out", QString());
+    kit.press("run");
+}
+
+void fillExternalMemory(DesktopKit& kit) {
+    fillInstallImage(kit);
+    kit.type("external", QStringLiteral("app.bin"));
+    kit.find("log")->setFocus(Qt::TabFocusReason);
+}
+
 const QList<Scene>& scenes() {
     static const QList<Scene> rows = {
         {"install-image", "done", runInstallJob},
         {"install-image", "failed", failInstallJob},
         {"install-image", "running", watchInstallJob},
+        {"install-image", "filled", fillInstallImage},
+        {"install-image", "faulty", misfillInstallImage},
+        {"install-image", "external", fillExternalMemory},
         {"template", "done", runTemplate},
         {"template", "faulty", spoilTemplate},
         {"template", "misaligned", misalignTemplate},

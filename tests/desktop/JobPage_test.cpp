@@ -1,0 +1,201 @@
+// Each job of the window, filled in by key strokes on the files of examples/ and run with the real tool.
+
+#include "desktop/JobPage.h"
+
+#include "tests/desktop/DesktopKit.h"
+#include "tests/desktop/jobForms.h"
+#include "tests/support/CardTest.h"
+
+#include <QDir>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QProcess>
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+namespace {
+
+QString shownLine(DesktopKit& kit) {
+    return kit.find<QPlainTextEdit>("commandLine")->toPlainText();
+}
+
+QString shownStatus(DesktopKit& kit) {
+    return kit.find<QLabel>("missing")->text();
+}
+
+QString sorted(const QString& line) {
+    QStringList words = line.split(u' ');
+    words.sort();
+    return words.join(u' ');
+}
+
+/// In the example files, with the tool and an imgtool on the PATH and a card in slot 0.
+class JobPageTest : public CardTest {
+  protected:
+    void SetUp() override {
+        CardTest::SetUp();
+        ASSERT_TRUE(copyExamples(folder));
+        QFile::link(QStringLiteral(QVORA_IMGTOOL_STAND_IN), folder.path("imgtool"));
+        qputenv("PATH",
+                folder.path("").toUtf8() + ":" + QFileInfo(QStringLiteral(QVORA_TOOL)).path().toUtf8() + ":" + path);
+        qputenv("IMGTOOL_RECORD", folder.path("imgtool-arguments").toUtf8());
+        QDir::setCurrent(folder.path(""));
+    }
+    void TearDown() override {
+        QDir::setCurrent(before);
+        qputenv("PATH", path);
+    }
+
+    QByteArray path = qgetenv("PATH");
+    QString before = QDir::currentPath();
+};
+
+// The lines of the README are what the pages run, whatever the order of their options, and a shell makes the same of
+// them.
+TEST_F(JobPageTest, RunsEveryCommandOfTheReadme) {
+    std::set<QString> lines;
+    for (const QByteArray& row : fileContent(QStringLiteral(QVORA_EXAMPLES "/commands.tsv")).split('\n')) {
+        lines.insert(sorted(QString::fromUtf8(row.split('\t').last()).mid(5)));
+    }
+    lines.erase(QString());
+    for (const JobForm& form : jobForms()) {
+        DesktopKit kit;
+        kit.show(form.page);
+        fillIn(kit, form);
+        const QString line = shownLine(kit);
+        EXPECT_EQ(lines.erase(sorted(line.mid(line.indexOf(u' ') + 1))), 1U) << qUtf8Printable(line);
+        kit.press("run");
+        ASSERT_TRUE(DesktopKit::waitFor([&] { return !kit.window->page()->isBusy(); })) << form.page;
+        EXPECT_TRUE(shownStatus(kit).startsWith(QStringLiteral("Ended with status %1 ").arg(form.status)))
+            << form.page << ": "
+            << qUtf8Printable(shownStatus(kit) + u'\n' + kit.find<QPlainTextEdit>("output")->toPlainText());
+
+        QByteArrayList made;
+        for (const QString& output : form.outputs()) {
+            made.append(fileContent(output));
+            EXPECT_FALSE(made.last().isEmpty()) << qUtf8Printable(output);
+        }
+        if (form.isRepeatable) {
+            for (const QString& output : form.outputs()) {
+                QFile::remove(output);
+            }
+            outsideTool(QStringLiteral("sh"), {QStringLiteral("-c"), line});
+            for (const QString& output : form.outputs()) {
+                EXPECT_EQ(fileContent(output), made.takeFirst()) << qUtf8Printable(output);
+            }
+        }
+    }
+    EXPECT_EQ(lines, std::set<QString>());
+}
+
+TEST_F(JobPageTest, SaysWhatIsWrongWithAValue) {
+    folder.write("key15.bin", QByteArray(15, 'k'));
+    folder.write("broken.csv", "RDP,zz\n");
+    folder.write("bare.bin", "code");
+    folder.write("two.hex", ":0100000001FE\n:0110000002ED\n:00000001FF\n");
+    folder.write("empty.bin", "");
+    const struct {
+        const char* page;
+        const char* field;
+        const char* value;
+        const char* says;  ///< the fault, the finding, or the field's tip
+    } rows[] = {
+        {"install-image", "key", "key15.bin", "The file must have 16 bytes, this one has 15."},
+        {"install-image", "key", "none.bin", "There is no such file."},
+        {"install-image", "nonce", "key15.bin", "15 bytes"},
+        {"install-image", "nonce", "empty.bin", "The file is empty."},
+        {"install-image", "version", "0x100", "The number must be 255 or less."},
+        {"install-image", "version", "09",
+         "A number is wanted: decimal, hexadecimal with 0x, or octal with a leading 0."},
+        {"install-image", "version", "0377", "0 to 255, in any base."},
+        {"install-image", "firmware", "bare.bin", "A raw binary needs a load address."},
+        {"install-image", "firmware", "option-bytes.csv",
+         "By its name, option-bytes.csv is no firmware: ELF, HEX, S-Record or raw binary."},
+        {"install-image", "option-bytes", "broken.csv", "broken.csv is an invalid option bytes file"},
+        {"install-image", "out", "image.bin", "The name must end in .tbi or .tbix."},
+        {"install-image", "token", "1", "The address where the device notes"},
+        {"update-image", "firmware", "two.hex", "An update takes firmware with one segment"},
+        {"update-image", "nonce", "nonce16.bin", "The file must have 12 bytes, this one has 16."},
+        {"payload", "public-key", "oem-public.pem", "178 bytes"},
+        {"payload", "public-key", "nonce16.bin", "The file must have 32 bytes, this one has 16."},
+        {"card", "nonce", "nonce16.bin", "16 bytes"},
+        {"card", "firmware-id", "0123456789abcdef", "At most 15 bytes in UTF-8 fit, this has 16."},
+        {"card", "firmware-id", "-x", "The tool takes what begins with - for an option."},
+        {"external-memory", "address", "0x90000000", "Where the image is programmed"},
+        {"external-memory", "address", "9g", "A hexadecimal number of up to 8 digits is wanted."},
+        {"wireless-keys", "private-key", "private.pem",
+         "There is a file of this name, and the tool replaces none here."},
+    };
+    for (const auto& row : rows) {
+        DesktopKit kit;
+        kit.show(row.page);
+        kit.type(row.field, QLatin1String(row.value));
+        kit.find("run")->setFocus();
+        const QString said = kit.find(row.field)->accessibleDescription();
+        EXPECT_TRUE(said.contains(QLatin1String(row.says))) << row.value << ": " << qUtf8Printable(said);
+    }
+}
+
+TEST_F(JobPageTest, ShowsTheFieldsThatCountAndNeedsOnlyThem) {
+    DesktopKit kit;
+    Page* page = kit.show("install-image");
+    const auto isShown = [page](const char* id) { return page->findChild<QWidget*>(QLatin1String(id))->isVisible(); };
+    EXPECT_FALSE(isShown("diversification") || isShown("external-region"));
+    kit.type("device", QStringLiteral("0x484"));
+    EXPECT_TRUE(isShown("diversification"));
+    kit.type("external", QStringLiteral("app.bin"));
+    EXPECT_TRUE(isShown("external-address") && isShown("external-region") && isShown("external-key-address"));
+    for (const auto& [field, value] : {std::pair("external-address", "0x90000000"),
+                                       {"external-region", "4"},
+                                       {"external-mode", "2"},
+                                       {"external-key-address", "0x08010000"},
+                                       {"key", "key.bin"},
+                                       {"nonce", "nonce.bin"},
+                                       {"out", "x.tbix"}}) {
+        kit.type(field, QLatin1String(value));
+    }
+    EXPECT_TRUE(shownLine(kit).endsWith(QLatin1String("-firx app.bin 0x90000000 2 4 0x08010000")))
+        << qUtf8Printable(shownLine(kit));
+    kit.press("run");
+    ASSERT_TRUE(DesktopKit::waitFor([&] { return !page->isBusy(); }));
+    EXPECT_TRUE(shownStatus(kit).startsWith(QLatin1String("Ended with status 0"))) << qUtf8Printable(shownStatus(kit));
+    kit.type("external", QStringLiteral("blink.hex"));
+    EXPECT_FALSE(isShown("external-address"));
+    EXPECT_TRUE(shownLine(kit).endsWith(QLatin1String("-firx blink.hex 4 2 0x08010000")));
+    kit.type("external", QString());
+    kit.press("run");
+    EXPECT_EQ(QApplication::focusWidget(), kit.find("firmware"));
+    EXPECT_EQ(shownStatus(kit).toStdString(), "2 things are missing or wrong: Firmware, Image version");
+}
+
+TEST_F(JobPageTest, SavesAJobThatOpensAndPrintsAsTheSameLine) {
+    DesktopKit kit;
+    Page* page = kit.show("install-image");
+    fillIn(kit, jobForms().first());
+    EXPECT_FALSE(page->isModified());
+    kit.dialogs.paths = {folder.path("it's a job.json")};
+    ASSERT_TRUE(page->save());
+    kit.type("version", QStringLiteral("7"));
+    EXPECT_TRUE(page->isModified());
+    EXPECT_FALSE(
+        kit.window->openFile(folder.path("none.json")));  // the question what becomes of the change is cancelled
+    EXPECT_EQ(kit.dialogs.asked.last(), QStringLiteral("it's a job.json"));
+    ASSERT_TRUE(page->save());
+
+    DesktopKit other;
+    QDir::setCurrent(before);
+    ASSERT_TRUE(other.show("install-image")->openFile(folder.path("it's a job.json")));
+    EXPECT_FALSE(other.window->page()->isModified());
+    const QString line = shownLine(other);
+    EXPECT_TRUE(line.contains(folder.path("blink.elf")) && line.contains(QLatin1String("-v 7")))
+        << qUtf8Printable(line);
+    EXPECT_EQ(
+        outsideTool(QStringLiteral(QVORA_PROGRAM), {QStringLiteral("--print-command"), folder.path("it's a job.json")}),
+        line.toUtf8() + '\n');
+    EXPECT_FALSE(other.show("update-image")->openFile(folder.path("it's a job.json")));
+    EXPECT_TRUE(other.dialogs.faults.last().contains(QLatin1String("Install image")));
+}
+
+}  // namespace

@@ -23,7 +23,10 @@
 namespace {
 
 constexpr qint64 largestForm = qint64{1} << 20;
-constexpr qsizetype mostFields = 300;  ///< each is several widgets
+constexpr qsizetype mostFields = 300;      ///< each is several widgets
+constexpr qsizetype longestValue = 16384;  ///< a line cuts what it can't take
+constexpr qsizetype longestTip = 1000;
+constexpr qsizetype longestTitle = 80;
 constexpr qsizetype maskSize = 32;
 constexpr std::int32_t widestField = 65536;
 
@@ -61,6 +64,11 @@ QString withoutBlanks(QString text) {
 
 bool hasHexPrefix(const QString& text) {
     return text.startsWith(QLatin1String("0x"), Qt::CaseInsensitive);
+}
+
+/// A text of the template's author as far as a form has room for it.
+QString shortText(const QString& text, qsizetype most = 40) {
+    return text.size() <= most ? text : text.left(most - 1) + u'…';
 }
 
 /// Whether both texts are one number. Without a sign: "-1" is only itself.
@@ -111,9 +119,10 @@ void makeBool(const ObkeyParam& param, TemplateField& field) {
         return;
     }
     field.kind = FieldKind::choice;
-    field.choices = {{trueText, words("Yes (%1)").arg(trueText)}, {falseText, words("No (%1)").arg(falseText)}};
+    field.choices = {{trueText, words("Yes (%1)").arg(shortText(trueText))},
+                     {falseText, words("No (%1)").arg(shortText(falseText))}};
     if (!isTrue) {
-        field.choices.append({field.value, words("Neither (%1)").arg(field.value)});
+        field.choices.append({field.value, words("Neither (%1)").arg(shortText(field.value))});
     }
 }
 
@@ -126,10 +135,10 @@ void makeList(const ObkeyParam& param, TemplateField& field) {
         const QString value = withoutBlanks(entry);
         const bool isChosen = !isListed && isSameNumber(value, field.value);
         isListed = isListed || isChosen;
-        field.choices.append({isChosen ? field.value : value, entry});
+        field.choices.append({isChosen ? field.value : value, shortText(entry)});
     }
     if (!isListed) {
-        field.choices.append({field.value, words("%1 (not in the list)").arg(field.value)});
+        field.choices.append({field.value, words("%1 (not in the list)").arg(shortText(field.value))});
     }
 }
 
@@ -203,13 +212,18 @@ void nameFields(QList<TemplateField>& fields) {
         }
         const QString prefix = field.isSwitch ? QStringLiteral("use ") : QStringLiteral("parameter ");
         field.id = prefix + field.name;
-        if (ids.contains(field.id)) {
+        if (isNamed && ids.contains(field.id)) {
+            field.lock = words("Another parameter has the same name, so this one can't be changed here.");
+        }
+        while (ids.contains(field.id)) {
             field.id += QStringLiteral(" #%1").arg(field.param);
-            if (isNamed) {
-                field.lock = words("Another parameter has the same name, so this one can't be changed here.");
-            }
         }
         ids.insert(field.id);
+        if (field.value.size() > longestValue) {
+            field.lock = words("The value is too long to be changed here.");
+        }
+        field.label = shortText(field.isSwitch ? words("Use “%1”").arg(field.name) : field.name);
+        field.tip = shortText(field.tip, longestTip);
     }
 }
 
@@ -289,9 +303,9 @@ Verdict checkFieldNumber(const QString& text, const ObkeyParam& param) {
         digits = isList ? QString::number(static_cast<std::uint32_t>(number), 16) : QString();
     }
     if ((digits.size() + 1) / 2 > param.width) {
-        return fault(words("%1 is too wide: the field has %2.").arg(text, size));
+        return fault(words("%1 is too wide: the field has %2.").arg(shortText(text), size));
     }
-    return good(isNumber ? size : words("%1. “%2” is no number and counts as 0.").arg(size, text));
+    return good(isNumber ? size : words("%1. “%2” is no number and counts as 0.").arg(size, shortText(text)));
 }
 
 Verdict checkData(const QString& text, const ObkeyParam& param) {
@@ -413,7 +427,7 @@ QString readAgain(const TemplateForm& form, const TemplateField& field) {
 }  // namespace
 
 QString TemplateForm::title() const {
-    return (format == formatObdata ? obdata.info.title : image.title).value_or(QString());
+    return shortText((format == formatObdata ? obdata.info.title : image.title).value_or(QString()), longestTitle);
 }
 
 QString TemplateForm::folder() const {
@@ -441,7 +455,7 @@ bool readTemplateForm(const QString& path, const QString& schemaFolder, Template
     read.path = info.absoluteFilePath();
     const QString schema = QDir(schemaFolder).filePath(QStringLiteral("OBkeyPrototype.xsd"));
     if (!validateTemplate(read.path, schema, read.text) || !parse(read) || !checkTags(read)) {
-        fault = messages.faults();
+        fault = shortText(messages.faults(), longestTip);
         if (fault.isEmpty()) {
             fault = words("This file is no template, or has an element that templates don't know.");
         }
@@ -511,7 +525,7 @@ QString templateLayoutFault(const TemplateForm& form, const TemplateValues& valu
         obdata.params[field.param].value = values.value(field.id, field.value);
     }
     const MessageCollector messages;
-    return checkLayout(obdata) ? QString() : messages.faults();
+    return checkLayout(obdata) ? QString() : shortText(messages.faults(), longestTip);
 }
 
 bool templateTextWith(const TemplateForm& form, const TemplateValues& values, QByteArray& text, QString& fault) {
@@ -537,7 +551,7 @@ bool templateTextWith(const TemplateForm& form, const TemplateValues& values, QB
     for (const TemplateField& field : form.fields) {
         const QString value = values.value(field.id, field.value);
         if (!isRead || (field.lock.isEmpty() && readAgain(written, field) != value)) {
-            fault = isRead ? words("“%1” can't be written into this template.").arg(field.name)
+            fault = isRead ? words("“%1” can't be written into this template.").arg(shortText(field.name))
                            : words("The values can't be written into this template.");
             return false;
         }

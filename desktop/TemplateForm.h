@@ -22,6 +22,7 @@ struct TemplateField {
     qsizetype param = 0;  ///< its place among the template's parameters
     bool isSwitch = false;
     QString name;
+    QString label;  ///< the name as far as there is room
     QString tip;
     QString type;  ///< what the engine calls it: the element's name, in image templates the parameter's type
     FieldKind kind = FieldKind::text;

@@ -203,7 +203,7 @@ void TemplatePage::showForm() {
         FormField made;
         made.id = field.id;
         made.group = groupOf(field);
-        made.label = labelWithMnemonic(field.isSwitch ? tr("Use “%1”").arg(field.name) : field.name, used);
+        made.label = labelWithMnemonic(field.label, used);
         made.tip =
             field.tip.isEmpty() || field.lock.isEmpty() ? field.tip + field.lock : field.tip + u'\n' + field.lock;
         made.kind = field.kind;
@@ -383,6 +383,14 @@ bool TemplatePage::saveAs() {
         return false;
     }
     const QString path = QFileInfo(chosen).absoluteFilePath();
+    const bool isMoved = QFileInfo(path).path() != QFileInfo(form_->path).path();
+    if (isMoved && !form_->image.linkedTemplates.isEmpty() &&
+        !context_.dialogs.confirm(
+            this,
+            tr("The template takes values out of others, which it will look for from its new folder. Save it there?"),
+            tr("Save"))) {
+        return false;
+    }
     const QString before = form_->path;
     const int index = undo_->index();
     takeFiles(path);

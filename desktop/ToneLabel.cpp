@@ -5,6 +5,10 @@
 ToneLabel::ToneLabel(ThemeColor tone, QWidget* parent) : QLabel(parent), tone_(tone) {
     setTextFormat(Qt::PlainText);
     setWordWrap(true);
+    // A word without end, out of a file, must not widen the window.
+    QSizePolicy anyWidth = sizePolicy();
+    anyWidth.setHorizontalPolicy(QSizePolicy::Ignored);
+    setSizePolicy(anyWidth);
     colour();
 }
 

@@ -142,6 +142,23 @@ TEST(TemplatePage, SaysWhatIsWrong) {
     EXPECT_EQ(kit.find<QLineEdit>("parameter Authentication key")->text(), QStringLiteral("./no.pem"));
 }
 
+TEST(TemplatePage, IsNotStretchedByWhatATemplateSays) {
+    DesktopKit kit;
+    kit.show("template");
+    const int width = kit.window->width();
+    const QByteArray endless(100000, 'N');
+    ASSERT_TRUE(kit.window->openFile(kit.folder.write(
+        "long.xml", "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Root><Obdata><Info><Title>" + endless +
+                        "</Title><GlobalAlign>1</GlobalAlign></Info><Data><Name>" + endless +
+                        "</Name><Width>1</Width>" + "<Default>" + endless + "</Default><Tooltip>" + endless +
+                        "</Tooltip></Data><List><Name>l</Name>" + "<Width>1</Width><Default>1</Default><Val>" +
+                        endless + "</Val></List><Output><Name>o</Name>" + "<Default>./" + endless +
+                        "</Default></Output></Obdata></Root>\n")));
+    QTest::qWait(20);
+    EXPECT_EQ(kit.window->width(), width);
+    EXPECT_LE(kit.window->page()->minimumSizeHint().width(), width);
+}
+
 TEST(TemplatePage, KeepsFieldsFromTheUserAsTheTemplateSays) {
     DesktopKit kit;
     Page* page = kit.show("template");

@@ -27,13 +27,15 @@ QFont smallFont(const QFont& font) {
 struct OtpMapView::Grid {
     int columns = mostColumns;
     int rows = 0;
-    int left = 0;  ///< of the first column, behind the numbers
-    int cellWidth = 0;
-    int cellHeight = 0;
+    int left = 0;   ///< of the first column, behind the numbers
+    int width = 0;  ///< of all columns
+    int rowHeight = 1;
 
+    [[nodiscard]] int columnLeft(int column) const { return left + column * width / columns; }
     [[nodiscard]] QRect cell(qsizetype word) const {
         const int index = static_cast<int>(word);
-        return {left + index % columns * cellWidth, index / columns * cellHeight + 1, cellWidth, cellHeight};
+        const int x = columnLeft(index % columns);
+        return {x, index / columns * rowHeight + 1, columnLeft(index % columns + 1) - x, rowHeight};
     }
     /// The cells of a part of one row.
     [[nodiscard]] QRect run(qsizetype first, qsizetype last) const { return cell(first).united(cell(last)); }
@@ -103,18 +105,23 @@ QString OtpMapView::told(std::uint32_t word) const {
     return tr("%1: free.").arg(purpose);
 }
 
-OtpMapView::Grid OtpMapView::grid(int width) const {
+/// Rows grow into the height that there is, up to twice that of a line.
+OtpMapView::Grid OtpMapView::grid(int width, int height) const {
     const QFontMetrics metrics(smallFont(font()));
     Grid grid;
     grid.left = metrics.horizontalAdvance(QStringLiteral("0000")) + Theme::rowGap();
-    grid.cellHeight = metrics.height() + Theme::rowGap() / 2;
-    const int room = width - grid.left - 1;
-    while (grid.columns > 8 && room / grid.columns < metrics.averageCharWidth() * 2) {
+    grid.width = std::max(1, width - grid.left - 2);
+    while (grid.columns > 8 && grid.width / grid.columns < metrics.averageCharWidth() * 2) {
         grid.columns /= 2;
     }
-    grid.cellWidth = std::max(1, std::min(room / grid.columns, grid.cellHeight * 2));
     grid.rows = (static_cast<int>(map_.words.size()) + grid.columns - 1) / grid.columns;
+    const int least = metrics.height() + Theme::rowGap() / 3;
+    grid.rowHeight = std::clamp((height - 3) / std::max(1, grid.rows), least, 2 * metrics.height());
     return grid;
+}
+
+OtpMapView::Grid OtpMapView::grid() const {
+    return grid(width(), height());
 }
 
 QSize OtpMapView::sizeHint() const {
@@ -123,37 +130,57 @@ QSize OtpMapView::sizeHint() const {
 }
 
 int OtpMapView::heightForWidth(int width) const {
-    const Grid place = grid(width);
-    return std::max(1, place.rows) * place.cellHeight + 2;
+    const Grid place = grid(width, 0);
+    return std::max(1, place.rows) * place.rowHeight + 3;
 }
 
 qsizetype OtpMapView::wordAt(const QPoint& place) const {
-    const Grid cells = grid(width());
-    const int column = (place.x() - cells.left) / cells.cellWidth;
-    if (place.x() < cells.left || column >= cells.columns || place.y() < 1) {
+    const Grid cells = grid();
+    if (place.x() < cells.left || place.x() >= cells.left + cells.width || place.y() < 1) {
         return -1;
     }
-    const qsizetype word = qsizetype{(place.y() - 1) / cells.cellHeight} * cells.columns + column;
+    int column = (place.x() - cells.left) * cells.columns / cells.width;
+    if (column + 1 < cells.columns && place.x() >= cells.columnLeft(column + 1)) {
+        ++column;  // the left edges are rounded down
+    }
+    const qsizetype word = qsizetype{(place.y() - 1) / cells.rowHeight} * cells.columns + column;
     return word < map_.words.size() ? word : -1;
+}
+
+bool OtpMapView::mustBeFilled(const OtpWord& word) const {
+    return word.use == OtpUse::free && !fuses_.words.at(word.fuse).mayBeLeftOut;
+}
+
+void OtpMapView::paintWord(QPainter& painter, const QRect& cell, OtpUse use) {
+    switch (use) {
+        case OtpUse::collision:
+            painter.fillRect(cell, Theme::color(ThemeColor::mapFault));
+            painter.fillRect(cell, QBrush(Theme::color(ThemeColor::fault), Qt::BDiagPattern));
+            break;
+        case OtpUse::used:
+            painter.fillRect(cell, Theme::color(ThemeColor::mapUsed));
+            break;
+        case OtpUse::free:
+            painter.fillRect(cell, Theme::color(ThemeColor::mapBlock));
+            break;
+        case OtpUse::undescribed:
+            break;
+    }
+}
+
+void OtpMapView::paintMark(QPainter& painter, const QRect& cell) {
+    const QPoint corner = cell.topLeft() + QPoint(cell.width(), 0);
+    const int side = std::min(cell.width(), cell.height()) / 2;
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(Theme::color(ThemeColor::warning));
+    painter.drawConvexPolygon(QPolygon({corner, corner - QPoint(side, 0), corner + QPoint(0, side)}));
+    painter.setBrush(Qt::NoBrush);
 }
 
 void OtpMapView::paintCells(QPainter& painter, const Grid& cells, qsizetype begin, qsizetype end) const {
     for (qsizetype word = begin; word < end; ++word) {
         const QRect cell = cells.cell(word);
-        switch (map_.words.at(word).use) {
-            case OtpUse::collision:
-                painter.fillRect(cell, Theme::color(ThemeColor::mapFault));
-                painter.fillRect(cell, QBrush(Theme::color(ThemeColor::fault), Qt::BDiagPattern));
-                break;
-            case OtpUse::used:
-                painter.fillRect(cell, Theme::color(ThemeColor::mapUsed));
-                break;
-            case OtpUse::free:
-                painter.fillRect(cell, Theme::color(ThemeColor::mapBlock));
-                break;
-            case OtpUse::undescribed:
-                break;
-        }
+        paintWord(painter, cell, map_.words.at(word).use);
         painter.setPen(Theme::color(ThemeColor::line));
         painter.drawRect(cell);
     }
@@ -165,13 +192,18 @@ void OtpMapView::paintNames(QPainter& painter, const Grid& cells, qsizetype begi
     for (qsizetype word = begin; word < end;) {
         const qsizetype first = word;
         const qsizetype fuse = map_.words.at(first).fuse;
+        qsizetype toFill = -1;
         while (word < end && map_.words.at(word).fuse == fuse) {
+            toFill = mustBeFilled(map_.words.at(word)) ? word : toFill;
             ++word;
         }
         if (fuse < 0) {
             continue;
         }
         const QRect run = cells.run(first, word - 1);
+        if (toFill >= 0) {
+            paintMark(painter, cells.cell(toFill));
+        }
         painter.setPen(Theme::color(ThemeColor::quiet));
         painter.drawRect(run);
         const FuseWords& described = fuses_.words.at(fuse);
@@ -188,9 +220,9 @@ void OtpMapView::paintNames(QPainter& painter, const Grid& cells, qsizetype begi
 void OtpMapView::paintEvent(QPaintEvent* event) {
     QPainter painter(this);
     painter.setFont(smallFont(font()));
-    const Grid cells = grid(width());
-    const int firstRow = std::max(0, event->rect().top() / cells.cellHeight - 1);
-    const int lastRow = std::min(cells.rows - 1, event->rect().bottom() / cells.cellHeight + 1);
+    const Grid cells = grid();
+    const int firstRow = std::max(0, event->rect().top() / cells.rowHeight - 1);
+    const int lastRow = std::min(cells.rows - 1, event->rect().bottom() / cells.rowHeight + 1);
     const auto rowStart = [&](int row) { return std::min(qsizetype{row} * cells.columns, map_.words.size()); };
     for (int row = firstRow; row <= lastRow; ++row) {
         const QRect first = cells.cell(rowStart(row));
@@ -234,7 +266,7 @@ void OtpMapView::point(qsizetype word) {
     if (word >= 0 && word < map_.words.size()) {
         cursor_ = word;
         emit pointedAt(told(static_cast<std::uint32_t>(word)));
-        emit cursorMoved(grid(width()).cell(word));
+        emit cursorMoved(grid().cell(word));
         update();
     }
 }
@@ -270,7 +302,7 @@ void OtpMapView::leaveEvent(QEvent* event) {
 }
 
 void OtpMapView::keyPressEvent(QKeyEvent* event) {
-    const int columns = grid(width()).columns;
+    const int columns = grid().columns;
     switch (event->key()) {
         case Qt::Key_Left:
             return point(cursor_ - 1);

@@ -25,6 +25,10 @@ class OtpMapView : public QWidget {
     /// What is to be said of a word.
     [[nodiscard]] QString told(std::uint32_t word) const;
 
+    /// Paints the inside of a word, and the mark in the corner of words that must be filled.
+    static void paintWord(QPainter& painter, const QRect& cell, OtpUse use);
+    static void paintMark(QPainter& painter, const QRect& cell);
+
     [[nodiscard]] QSize sizeHint() const override;
     [[nodiscard]] bool hasHeightForWidth() const override { return true; }
     [[nodiscard]] int heightForWidth(int width) const override;
@@ -49,7 +53,9 @@ class OtpMapView : public QWidget {
   private:
     struct Grid;
 
-    [[nodiscard]] Grid grid(int width) const;
+    [[nodiscard]] Grid grid(int width, int height) const;
+    [[nodiscard]] Grid grid() const;
+    [[nodiscard]] bool mustBeFilled(const OtpWord& word) const;
     [[nodiscard]] qsizetype wordAt(const QPoint& place) const;
     void paintCells(QPainter& painter, const Grid& cells, qsizetype begin, qsizetype end) const;
     void paintNames(QPainter& painter, const Grid& cells, qsizetype begin, qsizetype end) const;

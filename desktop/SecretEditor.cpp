@@ -40,10 +40,22 @@ QFormLayout* makeForm() {
     return form;
 }
 
+/// A text that is too long for a line is only shown.
 void setLine(QLineEdit* line, const QString& text) {
-    if (line->text() != text) {  // else its cursor would jump
-        line->setText(text);
+    constexpr qsizetype longestLine = 4096;
+    constexpr qsizetype shownOfLonger = 64;
+    line->setReadOnly(text.size() > longestLine);
+    const QString shown = line->isReadOnly() ? text.left(shownOfLonger) + u'…' : text;
+    if (line->text() != shown) {  // else its cursor would jump
+        line->setText(shown);
     }
+}
+
+QString sizeTold(const SecretSize& size) {
+    const qint64 bytes = size.bytes - size.nonceBytes;
+    return size.nonceBytes > 0 ? SecretEditor::tr("%1 bytes behind a nonce of %2").arg(bytes).arg(size.nonceBytes)
+           : bytes == 1        ? SecretEditor::tr("1 byte")
+                               : SecretEditor::tr("%1 bytes").arg(bytes);
 }
 
 /// Words in a text, or nothing: what may be replaced without asking.
@@ -80,7 +92,12 @@ SecretEditor::SecretEditor(SecretsDocument& document, Dialogs& dialogs, QWidget*
     layout->setContentsMargins({});
     layout->addLayout(form);
     layout->addSpacing(Theme::labelGap());
-    layout->addWidget(makeProtectionFields());
+    int labels = 0;
+    for (int row = 0; row < form->rowCount(); ++row) {
+        const QLayoutItem* label = form->itemAt(row, QFormLayout::LabelRole);
+        labels = std::max(labels, label == nullptr ? 0 : label->sizeHint().width());
+    }
+    layout->addWidget(makeProtectionFields(labels));
     layout->addStretch(1);
     showItem(-1, {}, {});
 }
@@ -101,16 +118,17 @@ void SecretEditor::makeItemFields(QFormLayout& form) {
     expected_->setToolTip(tr("How many words the data should have"));
 
     form.addRow(groupTitle(tr("Item")));
-    form.addRow(tr("&Name:"), name_);
-    form.addRow(tr("&Purpose:"), fuse_);
+    form.addRow(tr("&Name"), name_);
+    form.addRow(tr("&Purpose"), fuse_);
     auto* numbers = new QHBoxLayout;
-    auto* expectedLabel = new QLabel(tr("Words e&xpected:"));
+    auto* expectedLabel = new QLabel(tr("Words e&xpected"));
     expectedLabel->setBuddy(expected_);
     numbers->addWidget(index_, 1);
     numbers->addSpacing(Theme::labelGap());
     numbers->addWidget(expectedLabel);
+    numbers->addSpacing(Theme::rowGap());
     numbers->addWidget(expected_, 1);
-    auto* firstWord = new QLabel(tr("Firs&t word:"));
+    auto* firstWord = new QLabel(tr("Firs&t word"));
     firstWord->setBuddy(index_);
     form.addRow(firstWord, numbers);
     form.addRow(QString(), place_);
@@ -151,9 +169,9 @@ void SecretEditor::makeDataFields(QFormLayout& form) {
     gap->setFixedHeight(Theme::rowGap() / 2);
     form.addRow(gap);
     form.addRow(groupTitle(tr("Data")));
-    form.addRow(tr("&Given as:"), kind_);
+    form.addRow(tr("&Given as"), kind_);
     QWidget* content = makePathField(content_, browse_, tr("Data of the Item"), {"PathOrWord"});
-    auto* contentLabel = new QLabel(tr("&Content:"));
+    auto* contentLabel = new QLabel(tr("&Content"));
     contentLabel->setBuddy(content_);
     form.addRow(contentLabel, content);
     form.addRow(QString(), dataVerdict_);
@@ -165,11 +183,12 @@ void SecretEditor::makeDataFields(QFormLayout& form) {
     connect(showData_, &QCheckBox::toggled, this, &SecretEditor::showsDataChanged);
 }
 
-QWidget* SecretEditor::makeProtectionFields() {
+/// `labels` is the width of the labels above, with which these are in line.
+QWidget* SecretEditor::makeProtectionFields(int labels) {
     auto* widget = new QWidget;
     auto* grid = new QGridLayout(widget);
     grid->setContentsMargins({});
-    grid->setHorizontalSpacing(Theme::labelGap());
+    grid->setHorizontalSpacing(Theme::rowGap());
     grid->setVerticalSpacing(Theme::rowGap());
     word_->setObjectName(QStringLiteral("protectionWord"));
     word_->setFont(Theme::fixedFont());
@@ -180,10 +199,10 @@ QWidget* SecretEditor::makeProtectionFields() {
     for (std::size_t i = 0; i < protection_.size(); ++i, ++cell) {
         const ProtectionRow& row = protectionRows[i];
         ProtectionEditor& editor = protection_[i];
-        editor.label = new QLabel(i == 0 ? tr("Loc&k:") : tr("%1:").arg(QLatin1String(row.name)));
+        editor.label = new QLabel(i == 0 ? tr("Loc&k") : tr("%1").arg(QLatin1String(row.name)));
         editor.values = new QComboBox;
         editor.values->setObjectName(QLatin1String(row.name));
-        editor.values->setMinimumContentsLength(7);
+        editor.values->setMinimumContentsLength(9);
         editor.values->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
         editor.label->setBuddy(editor.values);
         grid->addWidget(editor.label, cell / 2, cell % 2 * 2, Qt::AlignRight);
@@ -194,6 +213,7 @@ QWidget* SecretEditor::makeProtectionFields() {
             document_.endField();
         });
     }
+    grid->setColumnMinimumWidth(0, labels + Theme::labelGap() - Theme::rowGap());
     grid->setColumnStretch(1, 1);
     grid->setColumnStretch(3, 1);
 
@@ -201,7 +221,7 @@ QWidget* SecretEditor::makeProtectionFields() {
     browseNonce_->setObjectName(QStringLiteral("browseNonce"));
     browseNonce_->setAccessibleName(tr("Browse for the nonce"));
     browse_->setAccessibleName(tr("Browse for the content"));
-    auto* nonceLabel = new QLabel(tr("Nonce:"));
+    auto* nonceLabel = new QLabel(tr("Nonce"));
     nonceLabel->setBuddy(nonce_);
     const int row = (cell + 1) / 2;
     grid->addWidget(nonceLabel, row, 0, Qt::AlignRight);
@@ -323,12 +343,11 @@ void SecretEditor::showItem(qsizetype row, const SecretSize& size, const Verdict
     kind_->setCurrentIndex(static_cast<int>(secretKind(item)));
     content_->setEchoMode(isWords && !showsData() ? QLineEdit::Password : QLineEdit::Normal);
     content_->setFont(isWords && showsData() ? Theme::fixedFont() : font());
-    content_->setPlaceholderText(isWords ? QStringLiteral("0x00000000") : tr("No file"));
+    content_->setPlaceholderText(row < 0 ? QString() : isWords ? QStringLiteral("0x00000000") : tr("No file"));
     setLine(content_, item.PathOrWord);
     browse_->setEnabled(row >= 0 && !isWords);
-    dataVerdict_->tell(size.data.kind == Verdict::Kind::good && row >= 0
-                           ? Verdict{Verdict::Kind::good, tr("%n byte(s)", nullptr, static_cast<int>(size.bytes))}
-                           : size.data);
+    dataVerdict_->tell(size.data.kind == Verdict::Kind::good && row >= 0 ? Verdict{Verdict::Kind::good, sizeTold(size)}
+                                                                         : size.data);
     showPreview(item);
     showProtection(item);
     nonce_->setEnabled(row >= 0 && hasNonce(item));

@@ -45,7 +45,7 @@ class SecretEditor : public QWidget {
 
     void makeItemFields(QFormLayout& form);
     void makeDataFields(QFormLayout& form);
-    QWidget* makeProtectionFields();
+    QWidget* makeProtectionFields(int labels);
     QWidget* makePathField(QLineEdit* line, QPushButton* browse, const QString& title, const QByteArrayList& path);
     void connectLine(QLineEdit* line, const QByteArrayList& path, const QString& undoText);
 

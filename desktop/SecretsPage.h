@@ -2,7 +2,7 @@
 
 #include "desktop/Page.h"
 #include "desktop/SecretsDocument.h"
-#include "desktop/secretsImages.h"
+#include "desktop/secretsPlan.h"
 
 #include "devices/deviceFinder.h"
 
@@ -15,8 +15,8 @@ class QLabel;
 class QPushButton;
 class QTableView;
 class SecretEditor;
+class SecretsFooter;
 class SecretsModel;
-class ToneLabel;
 
 /// The secrets editor: the items of a secrets document as a table over the OTP words of a device, the chosen one's
 /// fields beside it. Images are made and read through the library.
@@ -42,21 +42,19 @@ class SecretsPage : public Page {
     bool event(QEvent* event) override;
 
   private:
-    void findDevices();
-    QWidget* makeTable();
-    QHBoxLayout* makeTableButtons();
-    QWidget* makeMap();
-    QWidget* makeFooter();
+    [[nodiscard]] QWidget* makeDeviceRow();
+    [[nodiscard]] QWidget* makeTable();
+    [[nodiscard]] QHBoxLayout* makeTableButtons();
+    [[nodiscard]] QWidget* makeBody();
     void connectDocument();
 
+    void searchDevices();
+    void takeDevices(const DeviceSearch& search);
     [[nodiscard]] const Device& device() const;
     void showDevice();
     void choose(qsizetype row);
     void refresh();
-    void showTable(const QStringList& faults);
-    void showRemarks();
-    [[nodiscard]] QStringList placeFaults() const;
-    [[nodiscard]] Verdict placeOf(qsizetype row, const QStringList& faults) const;
+    void showTable();
 
     void add();
     void addFor(std::uint32_t word);
@@ -70,14 +68,12 @@ class SecretsPage : public Page {
 
     PageContext& context_;
     SecretsDocument document_;
+    SecretsPlan plan_;
     QList<Device> devices_;
+    QString deviceFolder_;  ///< of the user, in which they were looked for
     qsizetype row_ = -1;
     bool isBusy_ = false;
     QString imagePath_;  ///< of the last image that was made
-
-    QList<SecretSize> sizes_;  ///< of the items
-    QList<OtpItem> places_;    ///< likewise
-    OtpMap map_;
 
     QComboBox* deviceBox_;
     SecretsModel* model_;
@@ -87,14 +83,8 @@ class SecretsPage : public Page {
     QPushButton* duplicate_;
     QPushButton* up_;
     QPushButton* down_;
-    OtpMapView* mapView_;
-    ToneLabel* wordInfo_;
+    OtpMapView* map_ = nullptr;
     SecretEditor* editor_;
-    ToneLabel* collisions_;
-    ToneLabel* missing_;
-    ToneLabel* result_;
-    QPushButton* inspect_;
-    QPushButton* readButton_;
-    QPushButton* makeButton_;
+    SecretsFooter* footer_;
     QThreadPool worker_;
 };

@@ -174,6 +174,19 @@ QString overwrittenInput(const QList<SecretItem>& items, const QString& folder, 
     return {};
 }
 
+/// In the fixed layout whatever the first item holds goes to the place of word 56, and runs on into that of word 59.
+SecretsOpenPoint headWordPoint(const QList<SecretItem>& items, const QString& folder) {
+    const SecretItem& first = items.constFirst();
+    if (first.Offset != fixedSecrets::headWord) {
+        return {0, text("An image of this device takes word 56 from its first item. Put an item for word 56 first, of "
+                        "zeros if nothing is to stand there.")};
+    }
+    if (secretSize(first, folder).words() > 1) {
+        return {0, text("%1: word 56 stands alone in an image, so its item has one word.").arg(first.Name)};
+    }
+    return {};
+}
+
 /// The values of the words of a record as text.
 QString wordsText(const QByteArray& data) {
     QByteArray numbers = data;
@@ -236,7 +249,8 @@ SecretSize secretSize(const SecretItem& item, const QString& folder) {
         size.nonce = nonceVerdict(item, folder);
         // A word alone gets no nonce from the library, and words of an image have theirs among them.
         const bool isAdded = item.isFile || (size.bytes > otpWordSize && !item.Nonce.isEmpty());
-        size.bytes += isAdded && size.bytes > 0 ? nonceSize : 0;
+        size.nonceBytes = isAdded && size.bytes > 0 ? nonceSize : 0;
+        size.bytes += size.nonceBytes;
     }
     return size;
 }
@@ -280,7 +294,10 @@ bool makesSecretsFor(std::uint32_t deviceId) {
     return hasFixedLayout(deviceId) || deviceId == recordsDevice;
 }
 
-SecretsOpenPoint secretsOpenPoint(const QList<SecretItem>& items, const QString& folder) {
+SecretsOpenPoint secretsOpenPoint(std::uint32_t deviceId, const QList<SecretItem>& items, const QString& folder) {
+    if (!makesSecretsFor(deviceId)) {
+        return {-1, text("Images are made for the devices 0x500, 0x501 and 0x505.")};
+    }
     if (items.isEmpty()) {
         return {-1, text("The document has no items yet.")};
     }
@@ -294,17 +311,13 @@ SecretsOpenPoint secretsOpenPoint(const QList<SecretItem>& items, const QString&
             }
         }
     }
-    return {};
+    return hasFixedLayout(deviceId) ? headWordPoint(items, folder) : SecretsOpenPoint();
 }
 
 SecretsMade makeSecretsImage(std::uint32_t deviceId, const QList<SecretItem>& items, const QString& folder,
                              const QString& documentPath, const QString& outputPath) {
     SecretsMade made;
-    if (!makesSecretsFor(deviceId)) {
-        made.fault = text("Images are made for the devices 0x500, 0x501 and 0x505.");
-        return made;
-    }
-    made.fault = secretsOpenPoint(items, folder).text;
+    made.fault = secretsOpenPoint(deviceId, items, folder).text;
     if (!made.fault.isEmpty()) {
         return made;
     }

@@ -29,7 +29,8 @@ enum class SecretKind {
 struct SecretSize {
     bool isKnown = false;  ///< else `bytes` is what the document expects
     qint64 bytes = 0;      ///< the nonce included
-    Verdict data;          ///< on the file or the words
+    qint64 nonceBytes = 0;
+    Verdict data;  ///< on the file or the words
     Verdict nonce;
 
     [[nodiscard]] std::uint32_t words() const;
@@ -54,7 +55,8 @@ struct SecretsOpenPoint {
     QString text;         ///< empty if there is no such point
 };
 
-[[nodiscard]] SecretsOpenPoint secretsOpenPoint(const QList<SecretItem>& items, const QString& folder);
+[[nodiscard]] SecretsOpenPoint secretsOpenPoint(std::uint32_t deviceId, const QList<SecretItem>& items,
+                                                const QString& folder);
 
 /// How making an image went.
 struct SecretsMade {

@@ -12,7 +12,6 @@
 #include <QFileInfo>
 
 #include <algorithm>
-#include <span>
 
 namespace {
 
@@ -126,28 +125,23 @@ bool buildSegment(const SecretItem& item, bool forPreview, QList<SecretSegment>&
     return true;
 }
 
-struct WordRange {
-    std::uint32_t first;
-    std::uint32_t last;
-};
+constexpr OtpRange fixedRanges[] = {{fixedSecrets::headWord, fixedSecrets::headWord},
+                                    {fixedSecrets::firstWord, fixedSecrets::lastWord}};
+constexpr OtpRange recordsRanges[] = {{12, 12},   {17, 19},   {22, 22},   {144, 144},
+                                      {152, 152}, {176, 254}, {256, 256}, {260, 367}};
 
-constexpr WordRange fixedRanges[] = {{fixedSecrets::headWord, fixedSecrets::headWord},
-                                     {fixedSecrets::firstWord, fixedSecrets::lastWord}};
-constexpr WordRange recordsRanges[] = {{12, 12},   {17, 19},   {22, 22},   {144, 144},
-                                       {152, 152}, {176, 254}, {256, 256}, {260, 367}};
-
-bool isInside(std::span<const WordRange> ranges, std::uint32_t index) {
+bool isAmong(std::span<const OtpRange> ranges, std::uint32_t index) {
     return std::any_of(ranges.begin(), ranges.end(),
-                       [index](const WordRange& range) { return index >= range.first && index <= range.last; });
+                       [index](const OtpRange& range) { return index >= range.first && index <= range.last; });
 }
 
 bool checkIndex(std::uint32_t deviceId, const SecretItem& item) {
     if (hasFixedLayout(deviceId)) {
-        return isInside(fixedRanges, item.Offset) ||
+        return isAmong(fixedRanges, item.Offset) ||
                reportError("OTP offset value does not respect the OTP range [59, 95], or 56");
     }
     if (deviceId == recordsDevice) {
-        return isInside(recordsRanges, item.Offset) ||
+        return isAmong(recordsRanges, item.Offset) ||
                reportError(
                    "OTP [%s] : index does not respect the OTP range.\nPossible values :  12, 17, 18, 19, 22, "
                    "144, 152, [176, 254], 256 and [260, 367]",
@@ -256,6 +250,12 @@ bool readSecretItem(const QJsonObject& object, SecretItem& item) {
 
 QString secretPath(const QString& path) {
     return resolvedPath(QFileInfo(QCoreApplication::applicationDirPath()).absolutePath(), path);
+}
+
+std::span<const OtpRange> secretIndexes(std::uint32_t deviceId) {
+    return hasFixedLayout(deviceId)    ? std::span<const OtpRange>(fixedRanges)
+           : deviceId == recordsDevice ? std::span<const OtpRange>(recordsRanges)
+                                       : std::span<const OtpRange>();
 }
 
 int parseSecretsJson(const QString& jsonPath, QList<SecretItem>& items) {

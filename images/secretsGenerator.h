@@ -5,6 +5,8 @@
 
 #include <QList>
 
+#include <span>
+
 class QJsonObject;
 
 /// One secret: a file or a literal word for the OTP memory. `Offset` is the index of its first OTP word.
@@ -27,6 +29,15 @@ struct SecretItem : ProtectedItem {
 /// Where a path of the document leads: one that begins with "." counts from the folder that contains the program's
 /// folder, any other stands as it is.
 [[nodiscard]] QString secretPath(const QString& path);
+
+/// Indexes of OTP words, both ends included.
+struct OtpRange {
+    std::uint32_t first = 0;
+    std::uint32_t last = 0;
+};
+
+/// Where a secret of a device may begin; nothing for a device that no images are made for.
+[[nodiscard]] std::span<const OtpRange> secretIndexes(std::uint32_t deviceId);
 
 /// Turns items into segments and checks them against each other and the device's OTP memory. 0 on success, when
 /// `segments` is replaced; -1 with a message otherwise. With `forPreview` the data keeps the byte order of its source,

@@ -2,11 +2,10 @@
 #include "images/secretsGenerator.h"
 #include "tests/desktop/DesktopKit.h"
 
-#include <QCheckBox>
+#include <QComboBox>
 #include <QDir>
 #include <QFile>
 #include <QLabel>
-#include <QLineEdit>
 #include <QTableView>
 #include <QTest>
 
@@ -15,6 +14,15 @@
 namespace {
 
 constexpr const char* example = QVORA_EXAMPLES "/secrets/secrets.json";
+
+/// Opens a document on the page, once the device is there.
+bool openDocument(DesktopKit& kit, const QString& path) {
+    kit.show("secrets");
+    const auto* device = kit.find<QComboBox>("device");
+    return DesktopKit::waitFor(
+               [device] { return device->currentText() == QLatin1String("0x505  Example device for fuses"); }) &&
+           kit.window->openFile(path);
+}
 
 /// What the table shows, a line for each item.
 QString shownItems(DesktopKit& kit) {
@@ -47,8 +55,7 @@ QByteArray made(DesktopKit& kit, const char* name) {
 
 TEST(SecretsPage, CollisionsAreToldAndUndone) {
     DesktopKit kit;
-    kit.show("secrets");
-    ASSERT_TRUE(kit.window->openFile(QLatin1String(example)));
+    ASSERT_TRUE(openDocument(kit, QLatin1String(example)));
     const QString before = shownItems(kit);
     EXPECT_EQ(said(kit, "collisions") + said(kit, "missing"), QString());
 
@@ -80,8 +87,7 @@ TEST(SecretsPage, CollisionsAreToldAndUndone) {
 
 TEST(SecretsPage, ImagesAreThoseOfTheLibraryAndReadBack) {
     DesktopKit kit;
-    kit.show("secrets");
-    ASSERT_TRUE(kit.window->openFile(QLatin1String(example)));
+    ASSERT_TRUE(openDocument(kit, QLatin1String(example)));
     const QByteArray image = made(kit, "window.bin");
 
     QDir::setCurrent(QLatin1String(QVORA_EXAMPLES "/secrets"));
@@ -117,13 +123,12 @@ TEST(SecretsPage, ImagesAreThoseOfTheLibraryAndReadBack) {
 
 TEST(SecretsPage, SavingChangesNothingElse) {
     DesktopKit kit;
-    kit.show("secrets");
     QByteArray text = fileContent(QLatin1String(example));
     text =
         "\xEF\xBB\xBF" + text.replace("\"Files\"", "\"F\\u0069les\"")
                              .replace("\"Name\": \"Features\"", "\"y\":[1.0,{\"Name\":\"}\"}],\"N\\u0061me\" : \"a\"");
     const QString path = kit.folder.write("secrets.json", text);
-    ASSERT_TRUE(kit.window->openFile(path));
+    ASSERT_TRUE(openDocument(kit, path));
     ASSERT_TRUE(kit.window->page()->save());
     EXPECT_EQ(fileContent(path), text);
     QTest::keyClick(kit.find("items"), Qt::Key_Down);

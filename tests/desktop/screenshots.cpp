@@ -64,27 +64,25 @@ void openStrangeOptionBytes(DesktopKit& kit) {
     kit.type("field.Hidden sectors", QStringLiteral("0x1FF"));
 }
 
-void openExample(DesktopKit& kit, const char* path) {
-    if (!kit.window->openFile(QLatin1String(QVORA_EXAMPLES) + u'/' + QLatin1String(path))) {
-        qFatal("the example %s can't be opened", path);
-    }
-}
-
 void openSecrets(DesktopKit& kit) {
-    openExample(kit, "secrets/secrets.json");
+    const auto* devices = kit.find<QComboBox>("device");
+    (void)DesktopKit::waitFor([devices] { return devices->currentText().startsWith(QLatin1String("0x505")); });
+    (void)kit.window->openFile(QStringLiteral(QVORA_EXAMPLES "/secrets/secrets.json"));
     kit.find("items")->setFocus();
     QTest::keyClick(kit.find("items"), Qt::Key_Down);
 }
 
 void collideSecrets(DesktopKit& kit) {
-    openExample(kit, "secrets/secrets.json");
+    openSecrets(kit);
+    QTest::keyClick(kit.find("items"), Qt::Key_Home, Qt::ControlModifier);
+    kit.press("remove");
     QTest::keyClick(kit.find("items"), Qt::Key_End, Qt::ControlModifier);
     kit.type("index", QStringLiteral("200"));
     kit.press("showData");
 }
 
 void makeSecrets(DesktopKit& kit) {
-    openExample(kit, "secrets/secrets.json");
+    openSecrets(kit);
     for (int row = 0; row < 6; ++row) {
         QTest::keyClick(kit.find("items"), Qt::Key_Down);
     }

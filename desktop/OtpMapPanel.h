@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QWidget>
+
+class OtpMapView;
+class ToneLabel;
+
+/// The map of OTP words with a key to its colours, and below it what the word is for that is pointed at.
+class OtpMapPanel : public QWidget {
+    Q_OBJECT
+
+  public:
+    explicit OtpMapPanel(QWidget* parent = nullptr);
+
+    [[nodiscard]] OtpMapView& view() const { return *view_; }
+
+  private:
+    void tell(const QString& word);
+
+    OtpMapView* view_;
+    ToneLabel* told_;
+};

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "desktop/secretsImages.h"
+
+#include <QStringList>
+
+/// What becomes of the items of a document on a device.
+struct SecretsPlan {
+    QList<SecretSize> sizes;  ///< of the items
+    QList<OtpItem> places;    ///< likewise, with their names as they are shown
+    QStringList faults;       ///< likewise: what is wrong with the place; empty for nothing
+    OtpMap map;
+};
+
+[[nodiscard]] SecretsPlan planSecrets(const Device& device, const QList<SecretItem>& items, const QString& folder);
+
+/// A device that no description tells of: the words that an image of it has room for, without names.
+[[nodiscard]] Device plainDevice(std::uint32_t deviceId);
+
+/// Words as a reader counts them: "176–183".
+[[nodiscard]] QString wordRange(std::uint64_t first, std::uint64_t end);
+
+/// A text of a document on one short line. What would act on the window is shown as \xNN.
+[[nodiscard]] QString shownLine(const QString& text);
+
+/// What is to be said of the words of an item.
+[[nodiscard]] Verdict placeVerdict(const SecretsPlan& plan, qsizetype item);
+
+/// A sentence on all collisions, and one on everything that is missing; empty if there is none. A long list is cut.
+[[nodiscard]] QString collisionsTold(const SecretsPlan& plan);
+[[nodiscard]] QString missingTold(const SecretsPlan& plan, const DeviceFuses& fuses, const QList<SecretItem>& items);

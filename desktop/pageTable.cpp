@@ -1,5 +1,6 @@
 #include "desktop/pageTable.h"
 
+#include "desktop/InspectPage.h"
 #include "desktop/JobPage.h"
 #include "desktop/KeysPage.h"
 #include "desktop/OptionBytePage.h"
@@ -59,6 +60,12 @@ const QList<PageRow>& pageTable() {
         {"secrets", QT_TRANSLATE_NOOP("pageTable", "Editors"), QT_TRANSLATE_NOOP("pageTable", "Secrets"),
          QT_TRANSLATE_NOOP("pageTable", "Keys and words for the one-time-programmable memory: who fills which word."),
          QT_TRANSLATE_NOOP("pageTable", "otp fuses secrets image json words one-time-programmable"), make<SecretsPage>},
+        {"inspect", QT_TRANSLATE_NOOP("pageTable", "Look inside"), QT_TRANSLATE_NOOP("pageTable", "Inspect a File"),
+         QT_TRANSLATE_NOOP("pageTable", "Shows what stands in a file, proves it with its keys and compares two files."),
+         QT_TRANSLATE_NOOP("pageTable",
+                           "qvora-inspect show verify diff compare open view image tag signature digest memory map "
+                           "bytes hex -ptbi -pxtbi -ppvs-tbi -kdu"),
+         make<InspectPage>},
     };
     static const QList<PageRow> rows = inGroups(jobPages() + otherPages);
     return rows;

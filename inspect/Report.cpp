@@ -52,6 +52,14 @@ bool hasErrors(const Description& description) {
            std::any_of(description.inner.begin(), description.inner.end(), hasErrors);
 }
 
+bool isOpen(const Description& description) {
+    const bool isClosed = std::any_of(description.checks.begin(), description.checks.end(), [](const Check& check) {
+        return check.code == CheckCode::tag && check.result != CheckResult::good &&
+               check.reason != Reason::noProtection;
+    });
+    return !isClosed && std::all_of(description.inner.begin(), description.inner.end(), isOpen);
+}
+
 Judgement judge(const Description& description) {
     Judgement sum;
     addJudgement(description, sum);

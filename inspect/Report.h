@@ -20,6 +20,8 @@ struct Judgement {
 
 [[nodiscard]] Judgement judge(const Description& description);
 [[nodiscard]] bool hasErrors(const Description& description);
+/// Whether the contents are all that there is: no part stayed closed.
+[[nodiscard]] bool isOpen(const Description& description);
 [[nodiscard]] const char* nameOf(Verdict verdict);
 [[nodiscard]] const char* nameOf(Proof proof);
 

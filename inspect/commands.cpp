@@ -21,15 +21,6 @@ void show(Call& call, const QStringList& files) {
     call.report().status = std::any_of(shown.begin(), shown.end(), hasErrors) ? statusWrong : statusGood;
 }
 
-/// Whether the contents are all that there is: no part stayed closed.
-bool isOpen(const Description& description) {
-    const bool isClosed = std::any_of(description.checks.begin(), description.checks.end(), [](const Check& check) {
-        return check.code == CheckCode::tag && check.result != CheckResult::good &&
-               check.reason != Reason::noProtection;
-    });
-    return !isClosed && std::all_of(description.inner.begin(), description.inner.end(), isOpen);
-}
-
 void verifyFile(Call& call, Opened& opened) {
     Contents contents;
     const bool isKept = call.kept() != nullptr && call.kept()->wantsContents;

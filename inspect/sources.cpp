@@ -17,7 +17,7 @@ namespace inspect {
 
 namespace {
 
-QString lastMessage;
+thread_local QString lastMessage;
 
 void keepMessage(std::int32_t /*kind*/, const wchar_t* text) {
     lastMessage = QString::fromWCharArray(text).trimmed();

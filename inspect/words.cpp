@@ -109,23 +109,30 @@ QString findingText(const Finding& finding) {
     return fill(rowOf(finding.code).words, finding.arguments);
 }
 
-QString resultText(const Check& check) {
-    const CheckRow& row = rowOf(check.code);
-    QString words = QString::fromLatin1(row.words) + u' ';
+QString checkName(const Check& check) {
+    QString words = QString::fromLatin1(rowOf(check.code).words);
     for (const Field& argument : check.arguments) {
         if (QByteArrayView(argument.name) == "content") {
             words.prepend(wordsIn(argument) + u' ');
         }
     }
+    return words;
+}
+
+QString outcomeText(const Check& check) {
     switch (check.result) {
         case CheckResult::good:
-            return words + QStringLiteral("good");
+            return QStringLiteral("good");
         case CheckResult::bad:
-            return words + fill(row.badWords, check.arguments);
+            return fill(rowOf(check.code).badWords, check.arguments);
         case CheckResult::unchecked:
             break;
     }
-    return words + QStringLiteral("unchecked (%1)").arg(QLatin1String(rowOf(check.reason).words));
+    return QStringLiteral("unchecked (%1)").arg(QLatin1String(rowOf(check.reason).words));
+}
+
+QString resultText(const Check& check) {
+    return checkName(check) + u' ' + outcomeText(check);
 }
 
 }  // namespace inspect

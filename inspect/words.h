@@ -19,6 +19,8 @@ namespace inspect {
 /// The addresses that it fills; empty if it has none.
 [[nodiscard]] QString memoryText(const Part& part);
 [[nodiscard]] QString findingText(const Finding& finding);
+[[nodiscard]] QString checkName(const Check& check);
+[[nodiscard]] QString outcomeText(const Check& check);
 /// What was checked, and what came of it.
 [[nodiscard]] QString resultText(const Check& check);
 [[nodiscard]] QString differenceText(const Difference& difference);

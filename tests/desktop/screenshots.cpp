@@ -2,6 +2,7 @@
 // filled first by a function of this file.
 
 #include "tests/desktop/DesktopKit.h"
+#include "tests/desktop/inspectScenes.h"
 
 #include "desktop/jobFile.h"
 #include "desktop/pageTable.h"
@@ -211,6 +212,11 @@ const QList<Scene>& scenes() {
         {"template", "misaligned", misalignTemplate},
         {"template", "image", openImageTemplate},
         {"keys", "made", makeCurvePair},
+        {"inspect", "shown", showImage},
+        {"inspect", "proven", proveImage},
+        {"inspect", "wrong", proveWrongImage},
+        {"inspect", "keys", giveKeys},
+        {"inspect", "compared", compareImages},
         {"keys", "faulty", forgetTheKey},
         {"option-bytes", "edited", editOptionBytes},
         {"option-bytes", "strange", openStrangeOptionBytes},

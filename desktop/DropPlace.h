@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QWidget>
+
+class QPushButton;
+class QVBoxLayout;
+
+/// An empty page that says what to do: a framed place with words and a button.
+class DropPlace : public QWidget {
+    Q_OBJECT
+
+  public:
+    DropPlace(const QString& invitation, const QString& detail, QWidget* parent = nullptr);
+
+    void setButton(QPushButton* button);
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+
+  private:
+    QVBoxLayout* layout_;
+};

@@ -1,0 +1,567 @@
+#include "desktop/InspectPage.h"
+
+#include "desktop/BytePanel.h"
+#include "desktop/CheckListModel.h"
+#include "desktop/CommandLineView.h"
+#include "desktop/DifferenceModel.h"
+#include "desktop/DropPlace.h"
+#include "desktop/FormView.h"
+#include "desktop/InspectModel.h"
+#include "desktop/InspectVerdict.h"
+#include "desktop/MapPanel.h"
+#include "desktop/VerdictBar.h"
+#include "desktop/inspectFields.h"
+#include "desktop/shellQuoted.h"
+#include "desktop/theme.h"
+#include "inspect/words.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QDragEnterEvent>
+#include <QFileInfo>
+#include <QHeaderView>
+#include <QMimeData>
+#include <QPushButton>
+#include <QScopedValueRollback>
+#include <QSplitter>
+#include <QStackedWidget>
+#include <QTabWidget>
+#include <QTableView>
+#include <QTreeView>
+#include <QVBoxLayout>
+
+#include <algorithm>
+
+namespace {
+
+enum Tab { BytesTab, ChecksTab, KeysTab, DifferencesTab };
+
+QPushButton* makeButton(const QString& text, const char* name) {
+    auto* button = new QPushButton(text);
+    button->setObjectName(QLatin1String(name));
+    button->setAutoDefault(false);
+    return button;
+}
+
+QTableView* makeList(QAbstractItemModel* model, const char* name, const QString& spoken) {
+    auto* list = new QTableView;
+    list->setObjectName(QLatin1String(name));
+    list->setAccessibleName(spoken);
+    list->setModel(model);
+    list->setSelectionBehavior(QAbstractItemView::SelectRows);
+    list->setSelectionMode(QAbstractItemView::SingleSelection);
+    list->setShowGrid(false);
+    list->setTabKeyNavigation(false);
+    list->setWordWrap(false);
+    list->verticalHeader()->hide();
+    list->verticalHeader()->setDefaultSectionSize(list->fontMetrics().height() + Theme::rowGap());
+    list->horizontalHeader()->setHighlightSections(false);
+    list->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    list->horizontalHeader()->setStretchLastSection(true);
+    return list;
+}
+
+}  // namespace
+
+InspectPage::InspectPage(PageContext& context, QWidget* parent)
+    : Page(parent),
+      context_(context),
+      worker_(new InspectWorker(this)),
+      stack_(new QStackedWidget),
+      verdict_(new VerdictBar),
+      keysButton_(makeButton(tr("Give Keys…"), "giveKeys")),
+      stopButton_(makeButton(tr("&Stop"), "stop")),
+      model_(new InspectModel(this)),
+      tree_(new QTreeView),
+      map_(new MapPanel),
+      tabs_(new QTabWidget),
+      bytes_(new BytePanel),
+      checks_(new CheckListModel(this)),
+      form_(new FormView(inspectFields(), context)),
+      differences_(new DifferenceModel(this)),
+      differencePage_(new QWidget),
+      commandLine_(new CommandLineView),
+      runButton_(makeButton(tr("Ve&rify"), "run")) {
+    setAcceptDrops(true);
+    makeVerdict();
+    stack_->addWidget(makeStart());
+    stack_->addWidget(makeContent());
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins({});
+    layout->addWidget(stack_);
+
+    constexpr int busyAfter = 300;  // milliseconds
+    busyTimer_.setSingleShot(true);
+    busyTimer_.setInterval(busyAfter);
+    connect(&busyTimer_, &QTimer::timeout, this, &InspectPage::showBusy);
+    connect(worker_, &InspectWorker::finished, this, &InspectPage::show);
+    connect(form_, &FormView::edited, this, &InspectPage::refreshCommand);
+    connect(map_, &MapPanel::areaChosen, this, [this](int line) { choose(line, map_); });
+    connect(bytes_, &BytePanel::byteChosen, this, &InspectPage::chooseByte);
+    connect(bytes_, &BytePanel::plainWanted, this, &InspectPage::showPlain);
+}
+
+QWidget* InspectPage::makeStart() {
+    auto* place = new DropPlace(tr("Open a file to look inside, or drop it here."),
+                                tr("Install, update and provisioning images, signed images, firmware: every file that "
+                                   "the tool makes or takes. Two files at once are compared."));
+    QPushButton* open = makeButton(tr("&Open a File…"), "open");
+    Theme::setFilled(*open);
+    place->setButton(open);
+    connect(open, &QPushButton::clicked, this,
+            [this] { openFiles({context_.dialogs.openFile(this, tr("Open"), PathRole::document, fileFilter())}); });
+    return place;
+}
+
+void InspectPage::makeVerdict() {
+    QPushButton* compare = makeButton(tr("Compare &With…"), "compare");
+    compare->setToolTip(tr("Shows what differs between this file and another one"));
+    QPushButton* report = makeButton(tr("C&opy Report"), "copyReport");
+    report->setToolTip(tr("Copies what qvora-inspect prints about the file"));
+    verdict_->addButton(stopButton_);
+    verdict_->addButton(keysButton_);
+    verdict_->addButton(compare);
+    verdict_->addButton(report);
+    stopButton_->hide();
+    keysButton_->hide();
+    connect(stopButton_, &QPushButton::clicked, this, &InspectPage::stop);
+    connect(keysButton_, &QPushButton::clicked, this, [this] {
+        tabs_->setCurrentIndex(KeysTab);
+        form_->setFocus(Qt::OtherFocusReason);
+        if (auto* field = form_->findChild<QWidget*>(QStringLiteral("key"))) {
+            field->setFocus(Qt::OtherFocusReason);
+        }
+    });
+    connect(compare, &QPushButton::clicked, this, [this] {
+        const QString path = context_.dialogs.openFile(this, tr("Compare With"), PathRole::document, fileFilter());
+        if (!path.isEmpty() && isReadable(path)) {
+            compareWith(path);
+        }
+    });
+    connect(report, &QPushButton::clicked, this, &InspectPage::copyReport);
+}
+
+QWidget* InspectPage::makeContent() {
+    auto* left = new QSplitter(Qt::Vertical);
+    left->setChildrenCollapsible(false);
+    left->addWidget(makeTree());
+    left->addWidget(makeTabs());
+    left->setStretchFactor(0, 1);
+    left->setStretchFactor(1, 1);
+    left->setSizes({Theme::groupGap() * 16, Theme::groupGap() * 14});
+    auto* both = new QSplitter;
+    both->setChildrenCollapsible(false);
+    both->addWidget(left);
+    both->addWidget(map_);
+    both->setStretchFactor(0, 1);
+    both->setHandleWidth(Theme::labelGap());
+    left->setHandleWidth(Theme::labelGap());
+
+    auto* content = new QWidget;
+    auto* layout = new QVBoxLayout(content);
+    layout->setContentsMargins({});
+    layout->setSpacing(0);
+    auto* upper = new QVBoxLayout;
+    upper->setContentsMargins(Theme::groupGap(), 0, Theme::groupGap(), Theme::labelGap());
+    upper->setSpacing(Theme::labelGap());
+    upper->addWidget(verdict_);
+    upper->addWidget(both, 1);
+    layout->addLayout(upper, 1);
+    layout->addWidget(makeCommandBar());
+    return content;
+}
+
+QWidget* InspectPage::makeTree() {
+    tree_->setObjectName(QStringLiteral("tree"));
+    tree_->setAccessibleName(tr("What stands in the file"));
+    tree_->setModel(model_);
+    tree_->setUniformRowHeights(true);
+    tree_->setAlternatingRowColors(true);
+    tree_->setSelectionBehavior(QAbstractItemView::SelectRows);
+    QHeaderView* header = tree_->header();
+    header->setStretchLastSection(false);
+    header->setSectionResizeMode(InspectModel::Meaning, QHeaderView::Stretch);
+    const int wide = tree_->fontMetrics().averageCharWidth();
+    header->resizeSection(InspectModel::Name, wide * 26);
+    header->resizeSection(InspectModel::Value, QFontMetrics(Theme::fixedFont()).averageCharWidth() * 27);
+    header->resizeSection(InspectModel::Offset, wide * 10);
+    header->resizeSection(InspectModel::Size, wide * 10);
+    connect(tree_->selectionModel(), &QItemSelectionModel::currentChanged, this,
+            [this](const QModelIndex& current) { choose(model_->lineOf(current), tree_); });
+    return tree_;
+}
+
+QWidget* InspectPage::makeTabs() {
+    QTableView* checks = makeList(checks_, "checks", tr("Findings and checks"));
+    const int wide = checks->fontMetrics().averageCharWidth();
+    checks->setColumnWidth(CheckListModel::What, wide * 32);
+    checks->setColumnWidth(CheckListModel::Outcome, wide * 42);
+    QTableView* differences = makeList(differences_, "differences", tr("Differences"));
+    differences->setColumnWidth(DifferenceModel::What, wide * 60);
+    QPushButton* end = makeButton(tr("End the Comparison"), "endComparison");
+    auto* differenceLayout = new QVBoxLayout(differencePage_);
+    differenceLayout->setContentsMargins(0, Theme::rowGap(), 0, 0);
+    differenceLayout->addWidget(differences, 1);
+    differenceLayout->addWidget(end, 0, Qt::AlignRight);
+    auto* checkPage = new QWidget;
+    auto* checkLayout = new QVBoxLayout(checkPage);
+    checkLayout->setContentsMargins(0, Theme::rowGap(), 0, 0);
+    checkLayout->addWidget(checks);
+    auto* formPage = new QWidget;
+    auto* formLayout = new QVBoxLayout(formPage);
+    formLayout->setContentsMargins(0, Theme::labelGap(), 0, 0);
+    formLayout->addWidget(form_);
+
+    tabs_->setObjectName(QStringLiteral("tabs"));
+    tabs_->setDocumentMode(true);
+    tabs_->addTab(bytes_, tr("&Bytes"));
+    tabs_->addTab(checkPage, tr("&Checks"));
+    tabs_->addTab(formPage, tr("&Keys and More"));
+    tabs_->addTab(differencePage_, tr("&Differences"));
+    tabs_->tabBar()->setAccessibleName(tr("Details"));
+    tabs_->setTabVisible(DifferencesTab, false);
+    connect(checks->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
+            [this](const QModelIndex& current) { choose(checks_->lineOf(current.row()), nullptr); });
+    connect(differences->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
+            [this](const QModelIndex& current) { choose(differences_->lineOf(current.row()), nullptr); });
+    connect(end, &QPushButton::clicked, this, [this] { compareWith({}); });
+    return tabs_;
+}
+
+QWidget* InspectPage::makeCommandBar() {
+    auto* bar = new QWidget;
+    bar->setAutoFillBackground(true);
+    bar->setBackgroundRole(QPalette::Window);
+    commandLine_->setObjectName(QStringLiteral("commandLine"));
+    QPushButton* copy = makeButton(tr("Cop&y"), "copy");
+    copy->setToolTip(tr("Copies the command line for a shell or a script"));
+    copy->setAccessibleName(tr("Copy the command line"));
+    Theme::setFilled(*runButton_);
+    auto* layout = new QHBoxLayout(bar);
+    layout->setContentsMargins(Theme::groupGap(), Theme::labelGap(), Theme::groupGap(), Theme::labelGap());
+    layout->addWidget(commandLine_, 1);
+    layout->addWidget(copy, 0, Qt::AlignTop);
+    layout->addWidget(runButton_, 0, Qt::AlignTop);
+    connect(copy, &QPushButton::clicked, this,
+            [this] { QApplication::clipboard()->setText(commandLine_->toPlainText()); });
+    connect(runButton_, &QPushButton::clicked, this, &InspectPage::run);
+    return bar;
+}
+
+QString InspectPage::fileFilter() const {
+    return tr("All files (*)");
+}
+
+bool InspectPage::isBusy() const {
+    return isBusyShown_;
+}
+
+bool InspectPage::isReadable(const QString& path) {
+    const QFileInfo file(path);
+    const QString name = inspect::printable(path);
+    // A pipe or a device would make everybody wait for bytes that may never come.
+    const QString fault = !file.exists()       ? tr("There is no file “%1”.").arg(name)
+                          : file.isDir()       ? tr("“%1” is a folder.").arg(name)
+                          : !file.isFile()     ? tr("“%1” is no plain file.").arg(name)
+                          : !file.isReadable() ? tr("You have no right to read “%1”.").arg(name)
+                                               : QString();
+    if (!fault.isEmpty()) {
+        context_.dialogs.showFault(this, fault);
+    }
+    return fault.isEmpty();
+}
+
+bool InspectPage::openFile(const QString& path) {
+    if (!isReadable(path)) {
+        return false;
+    }
+    path_ = QFileInfo(path).absoluteFilePath();
+    other_.clear();
+    tabs_->setTabVisible(DifferencesTab, false);
+    bytes_->clearPlain();
+    // Keys often stay the same; what was said of the last file doesn't hold for this one.
+    for (const char* const field : {"as", "payload", "payload-b", "firmware", "option-bytes", "module", "blob",
+                                    "address", "mode", "app", "except-signature"}) {
+        form_->setValues(QLatin1String(field), {});
+    }
+    nextTab_ = -1;
+    start(form_->openPoints().isEmpty());
+    return true;
+}
+
+void InspectPage::openFiles(const QStringList& paths) {
+    if (paths.value(0).isEmpty() || !openFile(paths.first())) {
+        return;
+    }
+    if (paths.size() > 1 && isReadable(paths.at(1))) {
+        compareWith(paths.at(1));
+    }
+}
+
+void InspectPage::dragEnterEvent(QDragEnterEvent* event) {
+    if (event->mimeData()->hasUrls()) {
+        event->acceptProposedAction();
+    }
+}
+
+void InspectPage::dropEvent(QDropEvent* event) {
+    QStringList paths;
+    for (const QUrl& url : event->mimeData()->urls()) {
+        if (url.isLocalFile()) {
+            paths.append(url.toLocalFile());
+        }
+    }
+    openFiles(paths);
+}
+
+void InspectPage::compareWith(const QString& path) {
+    other_ = path.isEmpty() ? QString() : QFileInfo(path).absoluteFilePath();
+    tabs_->setTabVisible(DifferencesTab, !other_.isEmpty());
+    nextTab_ = other_.isEmpty() ? -1 : DifferencesTab;
+    start(form_->openPoints().isEmpty());
+}
+
+void InspectPage::run() {
+    if (path_.isEmpty()) {
+        return;
+    }
+    if (!form_->openPoints().isEmpty()) {
+        tabs_->setCurrentIndex(KeysTab);
+        form_->focusFirstOpenPoint();
+        return;
+    }
+    nextTab_ = other_.isEmpty() ? ChecksTab : DifferencesTab;
+    start(true);
+}
+
+void InspectPage::stop() {
+    worker_->stop();
+    busyTimer_.stop();
+    if (isBusyShown_) {
+        isBusyShown_ = false;
+        stopButton_->hide();
+        if (result_ == nullptr) {
+            stack_->setCurrentIndex(0);
+        }
+        showVerdict();
+        emit stateChanged();
+    }
+}
+
+QHash<QString, QStringList> InspectPage::values() const {
+    return form_->allValues();
+}
+
+InspectRequest InspectPage::request(bool withForm) const {
+    const QHash<QString, QStringList> given = withForm ? values() : QHash<QString, QStringList>();
+    InspectRequest request;
+    request.verify = inspectArguments(QStringLiteral("verify"), given, {path_});
+    request.show = inspectArguments(QStringLiteral("show"), given, {path_});
+    if (!other_.isEmpty()) {
+        request.compare = inspectArguments(QStringLiteral("diff"), given, {path_, other_});
+    }
+    request.wantsContents = bytes_->wantsPlain();
+    return request;
+}
+
+QStringList InspectPage::shownArguments() const {
+    const InspectRequest shown = request(true);
+    return QStringList{QStringLiteral("qvora-inspect")} + (shown.compare.isEmpty() ? shown.verify : shown.compare);
+}
+
+void InspectPage::start(bool withForm) {
+    worker_->start(request(withForm));
+    busyTimer_.start();
+    refreshCommand();
+}
+
+void InspectPage::refreshCommand() {
+    for (const char* const field : {"key-b", "payload-b", "except-signature"}) {
+        form_->setShown(QLatin1String(field), !other_.isEmpty());
+    }
+    runButton_->setText(other_.isEmpty() ? tr("Ve&rify") : tr("Compa&re"));
+    commandLine_->setLine(shellQuoted(shownArguments()));
+}
+
+void InspectPage::showBusy() {
+    isBusyShown_ = true;
+    stopButton_->show();
+    keysButton_->hide();
+    verdict_->setVerdict(
+        {Sign::busy, tr("Reading and checking “%1”…").arg(inspect::printable(QFileInfo(path_).fileName())), {}});
+    stack_->setCurrentIndex(1);
+    emit stateChanged();
+}
+
+void InspectPage::show(const std::shared_ptr<InspectResult>& result) {
+    busyTimer_.stop();
+    stopButton_->hide();
+    const bool wasBusy = isBusyShown_;
+    isBusyShown_ = false;
+    const bool isSame = result_ != nullptr && result_->request.verify.constLast() == result->request.verify.constLast();
+    const int line = isSame ? std::max(1, model_->lineOf(tree_->currentIndex())) : 1;
+    contents_.reset();
+    if (!result->kept.contents.list.empty()) {
+        contents_ = std::make_shared<inspect::Contents>();
+        contents_->list.swap(result->kept.contents.list);
+    }
+    bytes_->setBytes({}, nullptr);
+    result_ = result;
+    const std::shared_ptr<const InspectTree> tree(result, &result->tree);
+    std::array<QByteArrayView, 2> bytes;
+    if (!result->kept.files.empty()) {
+        bytes = {result->kept.files.front().bytes, result->kept.files.front().secondBytes};
+    }
+    model_->setTree(result->file == nullptr ? nullptr : tree, bytes);
+    map_->setBlocks(tree, result->blocks);
+    checks_->setResult(result);
+    differences_->setResult(result->comparison.files.size() == 2 ? result : nullptr);
+    stack_->setCurrentIndex(1);
+    tree_->expandToDepth(0);
+    if (result->file != nullptr) {
+        choose(std::min(line, static_cast<int>(result->tree.lines().size()) - 1), nullptr);
+    }
+    if (nextTab_ >= 0) {
+        tabs_->setCurrentIndex(nextTab_);
+        nextTab_ = -1;
+    }
+    showVerdict();
+    if (wasBusy) {
+        emit stateChanged();
+    }
+}
+
+void InspectPage::showVerdict() {
+    if (result_ == nullptr) {
+        return;
+    }
+    const bool isCompared = !result_->request.compare.isEmpty();
+    const bool isJudged = result_->file != nullptr && result_->fault.isEmpty();
+    const inspect::Judgement judgement = isJudged ? inspect::judge(*result_->file) : inspect::Judgement();
+    verdict_->setVerdict(isCompared ? comparisonVerdict(*result_) : fileVerdict(*result_));
+    keysButton_->setVisible(
+        !isCompared && isJudged && judgement.verdict == inspect::Verdict::undecided &&
+        (judgement.reason == inspect::Reason::noKey || judgement.reason == inspect::Reason::noPublicKey ||
+         judgement.reason == inspect::Reason::noKeyPair || judgement.reason == inspect::Reason::noAddress));
+    const bool isPlainPossible =
+        isJudged && inspect::isOpen(*result_->file) && judgement.verdict != inspect::Verdict::wrong;
+    bytes_->setPlainPossible(isPlainPossible, isPlainPossible
+                                                  ? tr("Shows the plain bytes of the chosen area instead of the file's")
+                                                  : tr("Plain contents are shown once every tag is good."));
+    const int bad = judgement.bad;
+    tabs_->setTabText(ChecksTab, !isJudged || checks_->rowCount() == 0 ? tr("&Checks")
+                                 : bad > 0                             ? tr("&Checks (%1 bad)").arg(bad)
+                                                                       : tr("&Checks (%1)").arg(checks_->rowCount()));
+    tabs_->setTabText(DifferencesTab, tr("&Differences (%1)").arg(differences_->rowCount()));
+}
+
+void InspectPage::showPlain(bool wanted) {
+    if (wanted) {
+        start(form_->openPoints().isEmpty());
+    } else {
+        contents_.reset();
+        showBytesOf(model_->lineOf(tree_->currentIndex()));
+    }
+}
+
+const inspect::Content* InspectPage::contentOf(int line) const {
+    if (contents_ == nullptr || line <= 0) {
+        return nullptr;
+    }
+    const InspectLine& chosen = result_->tree.line(line);
+    const inspect::Part* const part = inspect::partOf(*chosen.description, chosen.part);
+    if (part == nullptr) {
+        return nullptr;
+    }
+    const auto content =
+        std::find_if(contents_->list.begin(), contents_->list.end(), [part](const inspect::Content& candidate) {
+            return candidate.part == part->index && candidate.letter == part->letter &&
+                   (!candidate.hasAddress || candidate.address == part->address);
+        });
+    return content == contents_->list.end() ? nullptr : &*content;
+}
+
+void InspectPage::showBytesOf(int line) {
+    if (result_ == nullptr || result_->kept.files.empty() || line <= 0) {
+        bytes_->setBytes({}, nullptr);
+        return;
+    }
+    const InspectLine& chosen = result_->tree.line(line);
+    if (const inspect::Content* const content = contentOf(line)) {
+        bytes_->setBytes(content->bytes, contents_, content->hasAddress ? content->address : 0);
+        bytes_->choose(0, 0);
+        bytes_->describe(
+            tr("plain content of %1, %2")
+                .arg(result_->tree.path(line), inspect::bytesText(static_cast<quint64>(content->bytes.size()))));
+        return;
+    }
+    const inspect::Opened& opened = result_->kept.files.front();
+    bytes_->setBytes(chosen.file == 0 ? opened.bytes : opened.secondBytes, result_);
+    bytes_->choose(chosen.offset, chosen.size);
+    const QString path = result_->tree.path(line);
+    bytes_->describe(chosen.offset < 0 ? tr("%1, which has no bytes of its own").arg(path)
+                     : chosen.kind == InspectLineKind::finding
+                         ? tr("%1 at byte %2").arg(path).arg(chosen.offset)
+                         : tr("%1, %2 from byte %3 on")
+                               .arg(path, inspect::bytesText(static_cast<quint64>(chosen.size)))
+                               .arg(chosen.offset));
+}
+
+/// Brings a line into all views but the one that it was chosen in.
+void InspectPage::choose(int line, const QWidget* from) {
+    if (isChoosing_ || line <= 0 || result_ == nullptr) {
+        return;
+    }
+    const QScopedValueRollback<bool> guard(isChoosing_, true);
+    if (from != tree_) {
+        const QModelIndex index = model_->indexOf(line);
+        tree_->setCurrentIndex(index);
+        tree_->scrollTo(index);
+    }
+    if (from != bytes_) {
+        showBytesOf(line);
+    }
+    if (from != map_) {
+        const InspectLine& chosen = result_->tree.line(line);
+        map_->choose(chosen.kind == InspectLineKind::part ? line : chosen.part > 0 ? chosen.parent : 0);
+    }
+}
+
+void InspectPage::chooseByte(qint64 offset) {
+    const int current = model_->lineOf(tree_->currentIndex());
+    if (result_ == nullptr || current <= 0 || contentOf(current) != nullptr) {
+        return;
+    }
+    const int line = result_->tree.lineAt(result_->tree.line(current).file, offset);
+    if (line > 0) {
+        choose(line, bytes_);
+        const InspectLine& chosen = result_->tree.line(line);
+        bytes_->mark(chosen.offset, chosen.size);
+        bytes_->describe(tr("byte %1: %2, %3")
+                             .arg(offset)
+                             .arg(result_->tree.path(line), inspect::bytesText(static_cast<quint64>(chosen.size))));
+    }
+}
+
+void InspectPage::copyReport() {
+    if (result_ == nullptr || result_->file == nullptr) {
+        return;
+    }
+    // As a terminal would show it: each command, then what it prints.
+    QString text;
+    const auto add = [&text](const QStringList& arguments, const inspect::Report& report) {
+        text += QStringLiteral("$ ") + shellQuoted(QStringList{QStringLiteral("qvora-inspect")} + arguments) + u'\n' +
+                QString::fromUtf8(inspect::printText(report));
+    };
+    inspect::Report shown;
+    shown.command = QStringLiteral("show");
+    shown.files.push_back(*result_->file);
+    add(result_->request.show, shown);
+    if (result_->fault.isEmpty()) {
+        add(result_->request.verify, result_->report);
+    }
+    if (result_->comparison.files.size() == 2) {
+        add(result_->request.compare, result_->comparison);
+    }
+    QApplication::clipboard()->setText(text);
+}

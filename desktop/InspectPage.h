@@ -1,0 +1,92 @@
+#pragma once
+
+#include "desktop/InspectWorker.h"
+#include "desktop/Page.h"
+
+#include <QTimer>
+
+class BytePanel;
+class CheckListModel;
+class CommandLineView;
+class DifferenceModel;
+class FormView;
+class InspectModel;
+class MapPanel;
+class QPushButton;
+class QStackedWidget;
+class QTabWidget;
+class QTableView;
+class QTreeView;
+class VerdictBar;
+
+/// Any file, as the opener understands it: a tree beside its bytes and its memory, what was checked, and what differs
+/// from another file. It shows what one command line of the opener finds, and shows that line.
+class InspectPage : public Page {
+    Q_OBJECT
+
+  public:
+    explicit InspectPage(PageContext& context, QWidget* parent = nullptr);
+
+    [[nodiscard]] QString fileFilter() const override;
+    [[nodiscard]] bool isBusy() const override;
+    [[nodiscard]] bool openFile(const QString& path) override;
+    void run() override;
+    void stop() override;
+
+  protected:
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+
+  private:
+    QWidget* makeStart();
+    QWidget* makeContent();
+    QWidget* makeTree();
+    QWidget* makeTabs();
+    QWidget* makeCommandBar();
+    void makeVerdict();
+
+    void openFiles(const QStringList& paths);
+    [[nodiscard]] bool isReadable(const QString& path);
+    void compareWith(const QString& path);
+    [[nodiscard]] QHash<QString, QStringList> values() const;
+    [[nodiscard]] InspectRequest request(bool withForm) const;
+    [[nodiscard]] QStringList shownArguments() const;
+    void start(bool withForm);
+    void refreshCommand();
+    void showBusy();
+    void show(const std::shared_ptr<InspectResult>& result);
+    void showVerdict();
+    void showPlain(bool wanted);
+    void choose(int line, const QWidget* from);
+    void chooseByte(qint64 offset);
+    void showBytesOf(int line);
+    [[nodiscard]] const inspect::Content* contentOf(int line) const;
+    void copyReport();
+
+    PageContext& context_;
+    InspectWorker* worker_;
+    QTimer busyTimer_;  ///< short work is not worth a word
+    QString path_;
+    QString other_;  ///< the file that it is compared with; may be empty
+    std::shared_ptr<InspectResult> result_;
+    std::shared_ptr<inspect::Contents> contents_;  ///< plain; only as long as they are asked for
+    bool isBusyShown_ = false;
+    bool isChoosing_ = false;
+    int nextTab_ = -1;  ///< to be shown with the result; -1 leaves it
+
+    QStackedWidget* stack_;
+    VerdictBar* verdict_;
+    QPushButton* keysButton_;
+    QPushButton* stopButton_;
+    InspectModel* model_;
+    QTreeView* tree_;
+    MapPanel* map_;
+    QTabWidget* tabs_;
+    BytePanel* bytes_;
+    CheckListModel* checks_;
+    FormView* form_;
+    DifferenceModel* differences_;
+    QWidget* differencePage_;
+    CommandLineView* commandLine_;
+    QPushButton* runButton_;
+};

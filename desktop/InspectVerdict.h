@@ -1,0 +1,19 @@
+#pragma once
+
+#include "desktop/Sign.h"
+
+#include <QString>
+
+struct InspectResult;
+
+/// A verdict in words, with what it rests on.
+struct InspectVerdict {
+    Sign sign = Sign::unknown;
+    QString headline;
+    QString detail;
+};
+
+/// Of the file alone.
+[[nodiscard]] InspectVerdict fileVerdict(const InspectResult& result);
+/// Of a comparison.
+[[nodiscard]] InspectVerdict comparisonVerdict(const InspectResult& result);

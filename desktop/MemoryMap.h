@@ -1,0 +1,48 @@
+#pragma once
+
+#include <QAbstractItemView>
+
+#include <vector>
+
+/// The picture of a MemoryMapModel: blocks in address order, each at least a line of text high and higher with the
+/// logarithm of its size; a gap as a torn line; start and end beside it. Only what is seen is painted. It behaves as
+/// any view: arrow keys, selection, tips.
+class MemoryMap : public QAbstractItemView {
+    Q_OBJECT
+
+  public:
+    explicit MemoryMap(QWidget* parent = nullptr);
+
+    [[nodiscard]] QRect visualRect(const QModelIndex& index) const override;
+    void scrollTo(const QModelIndex& index, ScrollHint hint) override;
+    [[nodiscard]] QModelIndex indexAt(const QPoint& point) const override;
+    [[nodiscard]] QSize sizeHint() const override;
+    void reset() override;
+
+    /// The ground of the blocks of one kind of area.
+    [[nodiscard]] static QColor kindColor(int kind);
+
+  protected:
+    QModelIndex moveCursor(CursorAction action, Qt::KeyboardModifiers modifiers) override;
+    [[nodiscard]] int horizontalOffset() const override;
+    [[nodiscard]] int verticalOffset() const override;
+    [[nodiscard]] bool isIndexHidden(const QModelIndex& index) const override;
+    void setSelection(const QRect& rect, QItemSelectionModel::SelectionFlags command) override;
+    [[nodiscard]] QRegion visualRegionForSelection(const QItemSelection& selection) const override;
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void leaveEvent(QEvent* event) override;
+    void changeEvent(QEvent* event) override;
+
+  private:
+    void layOut();
+    void setHovered(int row);
+    void paintRow(QPainter& painter, const QModelIndex& index, const QRect& rect) const;
+    void paintGap(QPainter& painter, const QModelIndex& index, const QRect& block) const;
+    void paintBlock(QPainter& painter, const QModelIndex& index, const QRect& block) const;
+    [[nodiscard]] int gutter() const;
+
+    std::vector<int> tops_;  ///< of the rows, and the end of the last one
+    int hovered_ = -1;
+};

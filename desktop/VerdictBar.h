@@ -1,0 +1,29 @@
+#pragma once
+
+#include "desktop/InspectVerdict.h"
+
+#include <QWidget>
+
+class QHBoxLayout;
+class QLabel;
+
+/// A verdict across the page: its sign, its words, and beside them what can be done next.
+class VerdictBar : public QWidget {
+    Q_OBJECT
+
+  public:
+    explicit VerdictBar(QWidget* parent = nullptr);
+
+    void setVerdict(const InspectVerdict& verdict);
+    void addButton(QWidget* button);
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+
+  private:
+    InspectVerdict verdict_;
+    QWidget* place_;  ///< where the sign is painted
+    QLabel* headline_;
+    QLabel* detail_;
+    QHBoxLayout* row_;
+};

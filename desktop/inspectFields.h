@@ -1,0 +1,10 @@
+#pragma once
+
+#include "desktop/FormView.h"
+
+/// What the opener takes besides files, as fields of a form. Their names are those of its options.
+[[nodiscard]] QList<FormField> inspectFields();
+
+/// The arguments of the opener's `command` for these values, and for `files` behind them: the command itself first.
+[[nodiscard]] QStringList inspectArguments(const QString& command, const QHash<QString, QStringList>& values,
+                                           const QStringList& files);

@@ -1,0 +1,70 @@
+#include "tests/desktop/inspectScenes.h"
+
+#include "tests/desktop/sampleImages.h"
+
+#include <QLabel>
+#include <QTabWidget>
+#include <QTest>
+
+namespace {
+
+/// Opens a file on the page that looks inside, and waits for its verdict.
+void inspectFile(DesktopKit& kit, const QString& path) {
+    (void)kit.window->openFile(path);
+    (void)DesktopKit::waitFor([&] {
+        const auto* verdict = kit.window->page()->findChild<QLabel*>(QStringLiteral("verdict"));
+        return verdict->isVisible() && !verdict->text().isEmpty();
+    });
+}
+
+void chooseSecondArea(DesktopKit& kit) {
+    QWidget* map = kit.find("map");
+    map->setFocus();
+    for (const Qt::Key key : {Qt::Key_Home, Qt::Key_Down, Qt::Key_Down}) {
+        QTest::keyClick(map, key);
+    }
+}
+
+void verifyWithKey(DesktopKit& kit) {
+    auto* tabs = kit.find<QTabWidget>("tabs");
+    tabs->setCurrentIndex(2);
+    kit.type("key", QStringLiteral(QVORA_EXAMPLES "/firmware/key.bin"));
+    auto* verdict = kit.find<QLabel>("verdict");
+    const QString before = verdict->text();
+    kit.press("run");
+    (void)DesktopKit::waitFor([&] { return verdict->text() != before; });
+}
+
+}  // namespace
+
+void showImage(DesktopKit& kit) {
+    inspectFile(kit, makeInstallImage(kit, "product.tbi"));
+    chooseSecondArea(kit);
+}
+
+void proveImage(DesktopKit& kit) {
+    inspectFile(kit, makeInstallImage(kit, "product.tbi"));
+    verifyWithKey(kit);
+}
+
+void proveWrongImage(DesktopKit& kit) {
+    // The third area comes to lie in the second one.
+    inspectFile(kit, changedCopy(kit, makeInstallImage(kit, "product.tbi"), "changed.tbi", 51384 + 8,
+                                 QByteArray::fromHex("00800108")));
+    verifyWithKey(kit);
+}
+
+void giveKeys(DesktopKit& kit) {
+    inspectFile(kit, makeInstallImage(kit, "product.tbi"));
+    kit.press("giveKeys");
+    kit.type("key", QStringLiteral(QVORA_EXAMPLES "/firmware/option-bytes.csv"));
+}
+
+void compareImages(DesktopKit& kit) {
+    inspectFile(kit, makeInstallImage(kit, "product.tbi"));
+    verifyWithKey(kit);
+    kit.dialogs.paths = QStringList{makeInstallImage(kit, "product-2.tbi", 2)};
+    kit.press("compare");
+    auto* verdict = kit.find<QLabel>("verdict");
+    (void)DesktopKit::waitFor([&] { return verdict->text().startsWith(QLatin1String("Different")); });
+}

@@ -130,8 +130,9 @@ void AnsiText::append(QChar character) {
 
 void AnsiText::appendShown(QChar character) {
     const int code = character.unicode();
-    const QString shown = code < 0x100 ? QStringLiteral("\\x%1").arg(code, 2, 16, QLatin1Char('0'))
-                                       : QStringLiteral("\\u%1").arg(code, 4, 16, QLatin1Char('0'));
+    const QString number = QString::number(code, 16).toUpper();  // as the tool shows it
+    const QString shown = code < 0x100 ? QStringLiteral("\\x%1").arg(number.rightJustified(2, u'0'))
+                                       : QStringLiteral("\\u%1").arg(number.rightJustified(4, u'0'));
     for (const QChar sign : shown) {
         append(sign);
     }

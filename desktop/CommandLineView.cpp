@@ -24,13 +24,16 @@ CommandLineView::CommandLineView(QWidget* parent) : QPlainTextEdit(parent) {
     setAccessibleName(tr("Command line"));
     setBackgroundRole(QPalette::Base);
     setAutoFillBackground(true);
+    setFixedHeight(heightOf(1));
     setViewportMargins(fontMetrics().horizontalAdvance(QStringLiteral("$ ")), 0, 0, 0);
 }
 
 void CommandLineView::setLine(const QString& line) {
     if (line != toPlainText()) {
         setPlainText(line);
-        fitHeight();
+        if (isVisible()) {  // before, the width is nobody's
+            fitHeight();
+        }
     }
 }
 
@@ -57,6 +60,13 @@ bool CommandLineView::event(QEvent* event) {
 
 void CommandLineView::resizeEvent(QResizeEvent* event) {
     QPlainTextEdit::resizeEvent(event);
+    if (isVisible()) {
+        fitHeight();
+    }
+}
+
+void CommandLineView::showEvent(QShowEvent* event) {
+    QPlainTextEdit::showEvent(event);
     fitHeight();
 }
 

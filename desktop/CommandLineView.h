@@ -18,6 +18,7 @@ class CommandLineView : public QPlainTextEdit {
   protected:
     bool event(QEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
+    void showEvent(QShowEvent* event) override;
 
   private:
     void fitHeight();

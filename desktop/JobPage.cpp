@@ -2,6 +2,7 @@
 
 #include "desktop/FormView.h"
 #include "desktop/RunPanel.h"
+#include "desktop/RunSplitter.h"
 #include "desktop/commandLine.h"
 #include "desktop/jobFile.h"
 #include "desktop/pageTable.h"
@@ -11,7 +12,6 @@
 #include <QFileInfo>
 #include <QLabel>
 #include <QPainter>
-#include <QSplitter>
 #include <QStyle>
 #include <QVBoxLayout>
 
@@ -77,15 +77,9 @@ JobPage::JobPage(const JobRow& job, PageContext& context, QWidget* parent)
     upperLayout->setSpacing(Theme::labelGap());
     upperLayout->addWidget(hint_);
     upperLayout->addWidget(form_, 1);
-    auto* splitter = new QSplitter(Qt::Vertical);
-    splitter->addWidget(upper);
-    splitter->addWidget(panel_);
-    splitter->setChildrenCollapsible(false);
-    splitter->setHandleWidth(1);
-    splitter->setStretchFactor(0, 1);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins({});
-    layout->addWidget(splitter);
+    layout->addWidget(new RunSplitter(upper, panel_));
 
     connect(form_, &FormView::edited, this, &JobPage::refresh);
     connect(form_, &FormView::left, this, &JobPage::refresh);

@@ -122,7 +122,7 @@ void OutputPane::empty() {
 }
 
 QSize OutputPane::sizeHint() const {
-    return sizeFor(80, 9);
+    return sizeFor(80, 7);
 }
 
 QSize OutputPane::minimumSizeHint() const {

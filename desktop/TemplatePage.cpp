@@ -4,6 +4,7 @@
 #include "desktop/FormView.h"
 #include "desktop/MessageCollector.h"
 #include "desktop/RunPanel.h"
+#include "desktop/RunSplitter.h"
 #include "desktop/ToneLabel.h"
 #include "files/outputFile.h"
 
@@ -140,8 +141,7 @@ TemplatePage::TemplatePage(PageContext& context, QWidget* parent)
     layout->addLayout(head);
     place_->setContentsMargins(Theme::groupGap(), Theme::rowGap(), 0, 0);
     layout->addLayout(place_, 1);
-    layout->addWidget(panel_);
-    stack_->addWidget(editor);
+    stack_->addWidget(new RunSplitter(editor, panel_));
 
     connect(undo_, &QUndoStack::indexChanged, this, &TemplatePage::refresh);
     connect(panel_, &RunPanel::runRequested, this, &TemplatePage::run);

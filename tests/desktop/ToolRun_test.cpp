@@ -63,7 +63,7 @@ say '\033]0;title\007\033(B\a\000x\342\200\256'; printf 'to two\n' >&2; printf '
     EXPECT_EQ(end.status, 7);
     const QString whole = joined(trial.output);
     EXPECT_EQ(whole.toStdString(),
-              QStringLiteral("a äwrong\n10%20%30%\n\\x07\\x00x\\u202eto two\nlast \uFFFD\uFFFD").toStdString());
+              QStringLiteral("a äwrong\n10%20%30%\n\\x07\\x00x\\u202Eto two\nlast \uFFFD\uFFFD").toStdString());
     for (const StyledText& piece : trial.output) {
         EXPECT_EQ(piece.style, piece.text.contains(QLatin1String("wrong")) ? TextStyle::error : TextStyle::plain);
         EXPECT_EQ(piece.restartsLine, piece.text.startsWith(u'2') || piece.text.startsWith(u'3'));

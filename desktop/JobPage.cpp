@@ -9,6 +9,7 @@
 #include "desktop/theme.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFileInfo>
 #include <QLabel>
 #include <QPainter>
@@ -62,7 +63,11 @@ FormField fieldOf(const FieldRow& row, const JobRow& job) {
 }  // namespace
 
 JobPage::JobPage(const JobRow& job, PageContext& context, QWidget* parent)
-    : Page(parent), job_(job), context_(context), hint_(new HintLine), panel_(new RunPanel(context)) {
+    : Page(parent),
+      job_(job),
+      context_(context),
+      hint_(new HintLine),
+      panel_(new RunPanel(context)) {
     QList<FormField> fields;
     for (const FieldRow* const row : fieldsOf(job)) {
         FormField field = fieldOf(*row, job);
@@ -87,6 +92,7 @@ JobPage::JobPage(const JobRow& job, PageContext& context, QWidget* parent)
     connect(panel_, &RunPanel::runningChanged, this, &JobPage::stateChanged);
     connect(panel_, &RunPanel::inspectRequested, this,
             [this](const QString& path) { emit handOver(QStringLiteral("inspect"), path); });
+    panel_->setFolder(QDir::currentPath());
     refresh();
 }
 
@@ -114,10 +120,8 @@ bool JobPage::openFile(const QString& path) {
         return false;
     }
     if (job.row != &job_) {
-        context_.dialogs.showFault(
-            this,
-            tr("%1 is a job of the page “%2”.").arg(path, QCoreApplication::translate("pageTable", job.row->title)));
-        return false;
+        emit handOver(QLatin1String(job.row->id), path);
+        return true;
     }
     setValues(job.values);
     path_ = path;

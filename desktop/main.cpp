@@ -36,6 +36,13 @@ QString pageIds() {
     return ids.join(QStringLiteral(", "));
 }
 
+/// The page of the saved job at `path`; empty if it is none.
+QString pageOfJob(const QString& path) {
+    Job job;
+    QString fault;
+    return readJobFile(path, job, fault) ? QString::fromLatin1(job.row->id) : QString();
+}
+
 /// Prints the command line of the saved job that --print-command names, without a display. False if it isn't asked for.
 bool printsCommand(int argc, char** argv, int& status) {
     const QCoreApplication application(argc, argv);
@@ -77,7 +84,8 @@ int main(int argc, char** argv) {
     const QCommandLineOption page(QStringLiteral("page"), QStringLiteral("The page to begin with: %1.").arg(pageIds()),
                                   QStringLiteral("page"));
     parser.addOptions({theme, devices, page, printCommandOption()});
-    parser.addPositionalArgument(QStringLiteral("file"), QStringLiteral("A file to open on that page."),
+    parser.addPositionalArgument(QStringLiteral("file"),
+                                 QStringLiteral("A file to open on that page; a saved job opens its own."),
                                  QStringLiteral("[file]"));
     parser.process(application);
 
@@ -97,12 +105,14 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "There is no page \"%s\".\n", qPrintable(parser.value(page)));
         return 2;
     }
-    if (!parser.isSet(page) && !window.showPage(settings.lastPage()) && !pageTable().isEmpty()) {
+    const QString file = parser.positionalArguments().value(0);
+    if (!parser.isSet(page) && !window.showPage(pageOfJob(file)) && !window.showPage(settings.lastPage()) &&
+        !pageTable().isEmpty()) {
         (void)window.showPage(QLatin1String(pageTable().first().id));
     }
     window.show();
-    if (!parser.positionalArguments().isEmpty()) {
-        (void)window.openFile(parser.positionalArguments().first());
+    if (!file.isEmpty()) {
+        (void)window.openFile(file);
     }
     return QApplication::exec();
 }

@@ -180,7 +180,6 @@ void fillInstallImage(DesktopKit& kit) {
     if (!copyExamples(kit.folder)) {
         qFatal("the examples can't be copied");
     }
-    QDir::setCurrent(kit.folder.path(""));
     putOnPath(kit);
     fillIn(kit, jobForms().first());
 }
@@ -246,6 +245,8 @@ int main(int argc, char** argv) {
         return 2;
     }
     const QDir folder(QString::fromLocal8Bit(argv[1]));
+    // The command lines begin with the tool's name, as those of an installed one.
+    qputenv("PATH", QFileInfo(QStringLiteral(QVORA_TOOL)).path().toUtf8() + ':' + qgetenv("PATH"));
     bool drawn = folder.mkpath(QStringLiteral("."));
     for (const ThemeScheme scheme : {ThemeScheme::light, ThemeScheme::dark}) {
         Theme::apply(*application, scheme);
@@ -257,6 +258,7 @@ int main(int argc, char** argv) {
         }
         for (const Scene& scene : scenes()) {
             DesktopKit kit;
+            QDir::setCurrent(kit.folder.path(""));
             kit.show(scene.page);
             scene.fill(kit);
             drawn = draw(folder, kit, QLatin1String(scene.page) + u'-' + QLatin1String(scene.name) + look) && drawn;

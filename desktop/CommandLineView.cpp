@@ -81,5 +81,7 @@ void CommandLineView::fitHeight() {
 }
 
 int CommandLineView::heightOf(int lines) const {
-    return lines * fontMetrics().lineSpacing() + 2 * (frameWidth() + qRound(document()->documentMargin()));
+    // A line is laid out a little higher than its font tells.
+    constexpr int slack = 2;
+    return lines * fontMetrics().lineSpacing() + slack + 2 * (frameWidth() + qRound(document()->documentMargin()));
 }

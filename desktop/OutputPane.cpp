@@ -23,7 +23,7 @@ constexpr int maxLines = 100'000;
 // A line that never ends would be laid out anew with each of its pieces.
 constexpr int maxLineLength = 32'768;
 constexpr int showEvery = 30;                      // milliseconds
-constexpr qsizetype showAtLeastEvery = 1'048'576;  // characters
+constexpr qsizetype showAtLeastEvery = 262'144;  // characters
 constexpr int styleProperty = QTextFormat::UserProperty;
 
 QTextCharFormat formatOf(TextStyle style) {

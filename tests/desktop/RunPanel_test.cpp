@@ -1,5 +1,6 @@
 #include "desktop/RunPanel.h"
 
+#include "desktop/OutputPane.h"
 #include "tests/desktop/DesktopKit.h"
 
 #include <QClipboard>
@@ -7,7 +8,9 @@
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QTest>
+#include <QTextBlock>
 
 #include <gtest/gtest.h>
 
@@ -93,6 +96,54 @@ TEST(RunPanel, StopsAndShowsTheRunningLineMeanwhile) {
     EXPECT_EQ(trial.ends, QList<int>{-1});
     EXPECT_EQ(trial.status().rfind("Stopped after 1", 0), 0U) << trial.status();
     EXPECT_EQ(trial.find<QPlainTextEdit>("commandLine")->toPlainText(), QStringLiteral("'the tool' two"));
+}
+
+/// The line at the top of what is seen.
+int topLine(const OutputPane& pane) {
+    return pane.cursorForPosition(QPoint(5, 5)).block().text().toInt();
+}
+
+TEST(OutputPane, FollowsTheEndOnlyFromThereAndKeepsTheLastLines) {
+    DesktopKit kit;
+    OutputPane pane(kit.context);
+    pane.resize(400, 150);
+    pane.show();
+    QString text;
+    const auto add = [&pane, &text](int from, int to) {
+        text.clear();
+        for (int line = from; line < to; ++line) {
+            text += QString::number(line) + u'\n';
+        }
+        pane.add({{TextStyle::plain, false, text}});
+        pane.flush();
+    };
+    add(0, 60000);
+    EXPECT_EQ(pane.verticalScrollBar()->value(), pane.verticalScrollBar()->maximum());
+    pane.verticalScrollBar()->setValue(50000);
+    EXPECT_EQ(topLine(pane), 50000);
+    add(60000, 120000);
+    EXPECT_EQ(topLine(pane), 50000);  // it stays on what is read, although lines before it are gone
+    EXPECT_EQ(pane.document()->firstBlock().text(), QStringLiteral("20000"));
+    EXPECT_TRUE(pane.findChild<QLabel*>()->isVisible());
+}
+
+TEST(OutputPane, WritesProgressOverAndTakesTheColoursOfTheTheme) {
+    DesktopKit kit;
+    OutputPane pane(kit.context);
+    pane.add({{TextStyle::plain, false, QStringLiteral("first\n10%")},
+              {TextStyle::plain, true, QStringLiteral("20%")},
+              {TextStyle::error, true, QStringLiteral("broken\n")},
+              {TextStyle::plain, true, QStringLiteral("last")}});
+    pane.flush();
+    EXPECT_EQ(pane.toPlainText(), QStringLiteral("first\nbroken\nlast"));
+    const auto color = [&pane] {
+        return pane.document()->findBlockByNumber(1).begin().fragment().charFormat().foreground().color();
+    };
+    EXPECT_EQ(color(), Theme::color(ThemeColor::fault, false));
+    Theme::apply(*qobject_cast<QApplication*>(QCoreApplication::instance()), ThemeScheme::dark);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(color(), Theme::color(ThemeColor::fault, true));
+    Theme::apply(*qobject_cast<QApplication*>(QCoreApplication::instance()), ThemeScheme::light);
 }
 
 }  // namespace

@@ -25,6 +25,7 @@
 #include <QUrl>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <cstring>
 
 namespace {
@@ -104,7 +105,8 @@ struct RunPanel::Inside {
     Job job;      ///< what the page shows
     Job running;  ///< what runs, or ran last
     bool showsEnd = false;
-    QStringList made;  ///< the outputs that are there, whole paths
+    bool toldError = false;  ///< by what runs, or ran last
+    QStringList made;        ///< the outputs that are there, whole paths
     CommandLineView* commandLine = new CommandLineView;
     QPushButton* copyButton = nullptr;
     StatusMark* mark = new StatusMark;
@@ -153,6 +155,7 @@ void RunPanel::start() {
     }
     in.running = in.job;
     in.showsEnd = false;
+    in.toldError = false;
     in.output->empty();
     in.run.start(in.context.toolPath, in.running.arguments, in.running.folder);
     in.progressTimer.start();
@@ -235,7 +238,11 @@ void RunPanel::Inside::build() {
     });
     connect(runButton, &QPushButton::clicked, &panel, [this] { press(); });
     connect(&progressTimer, &QTimer::timeout, &panel, [this] { showProgress(); });
-    connect(&run, &ToolRun::output, output, &OutputPane::add);
+    connect(&run, &ToolRun::output, &panel, [this](const QList<StyledText>& texts) {
+        toldError = toldError || std::any_of(texts.begin(), texts.end(),
+                                             [](const StyledText& text) { return text.style == TextStyle::error; });
+        output->add(texts);
+    });
     connect(&run, &ToolRun::ended, &panel, [this](const ToolEnd& end) { showEnd(end); });
 }
 
@@ -305,11 +312,17 @@ void RunPanel::Inside::showEnd(const ToolEnd& end) {
     switch (end.kind) {
         case ToolEnd::Kind::ended:
             status = end.status;
-            if (status == 0) {
+            // Some failures are told by their message alone.
+            if (status == 0 && !toldError) {
                 offerOutputs();
+                showStatus(StatusMark::Kind::good, tr("Ended with status 0 in %1 s").arg(time));
+            } else if (status == 0) {
+                showStatus(StatusMark::Kind::bad,
+                           tr("Ended with status 0 in %1 s, yet the tool tells of an error").arg(time));
+            } else {
+                showStatus(StatusMark::Kind::bad,
+                           tr("Ended with status %1 in %2 s").arg(QString::number(status), time));
             }
-            showStatus(status == 0 ? StatusMark::Kind::good : StatusMark::Kind::bad,
-                       tr("Ended with status %1 in %2 s").arg(QString::number(status), time));
             break;
         case ToolEnd::Kind::crashed:
             showStatus(StatusMark::Kind::bad,

@@ -104,7 +104,10 @@ QString cardHint(const JobValues& values) {
             "No card driver is configured. Set QVORA_HSM_MODULE to the PKCS #11 driver of your card and "
             "start this program again.");
     }
-    if (textOf(values, "action") != QLatin1String("read") && qEnvironmentVariableIsEmpty("QVORA_HSM_PIN")) {
+    if (textOf(values, "action") == QLatin1String("read")) {
+        return Texts::tr("The tool ends with status 1 when it has only read a card.");
+    }
+    if (qEnvironmentVariableIsEmpty("QVORA_HSM_PIN")) {
         return Texts::tr(
             "Programming needs the user PIN of the card in QVORA_HSM_PIN. Set it and start this program "
             "again.");

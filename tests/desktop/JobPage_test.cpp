@@ -192,6 +192,26 @@ TEST_F(JobPageTest, ShowsTheFieldsThatCountAndNeedsOnlyThem) {
     EXPECT_EQ(shownStatus(kit).toStdString(), "2 things are missing or wrong: Firmware, Image version");
 }
 
+TEST_F(JobPageTest, TellsWhatIsMissingHereAndAFailureThatTheStatusDoesNotTell) {
+    DesktopKit kit;
+    Page* page = kit.show("key-pair");
+    const auto* hint = page->findChild<QLabel*>(QStringLiteral("hint"));
+    EXPECT_FALSE(hint->isVisible());
+    kit.type("key", QStringLiteral("keys/new.pem"));
+    qputenv("IMGTOOL_ANSWER", "Error: no such kind");
+    kit.press("run");
+    ASSERT_TRUE(DesktopKit::waitFor([&] { return !page->isBusy(); }));
+    qunsetenv("IMGTOOL_ANSWER");
+    EXPECT_TRUE(shownStatus(kit).startsWith(QLatin1String("Ended with status 0"))) << qUtf8Printable(shownStatus(kit));
+    EXPECT_TRUE(shownStatus(kit).endsWith(QLatin1String("yet the tool tells of an error")));
+    QFile::remove(folder.path("imgtool"));
+    kit.type("key", QStringLiteral("keys/other.pem"));
+    EXPECT_TRUE(hint->isVisible() && hint->text().startsWith(QLatin1String("There is no imgtool on the PATH.")));
+    qunsetenv("QVORA_HSM_PIN");
+    kit.show("card");
+    EXPECT_TRUE(kit.find<QLabel>("hint")->text().contains(QLatin1String("QVORA_HSM_PIN")));
+}
+
 TEST_F(JobPageTest, SavesAJobThatOpensAndPrintsAsTheSameLine) {
     DesktopKit kit;
     Page* page = kit.show("install-image");

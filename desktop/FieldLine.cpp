@@ -10,6 +10,7 @@
 namespace {
 
 constexpr int fewestCharacters = 9;
+constexpr double roundness = 3;  ///< as that of the frame below
 
 }  // namespace
 
@@ -66,8 +67,10 @@ void FieldLine::paintEvent(QPaintEvent* event) {
     if (isTarget_ || isFault_) {
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
-        painter.setPen(QPen(Theme::color(isTarget_ ? ThemeColor::accent : ThemeColor::fault), isTarget_ ? 2.0 : 1.2));
-        painter.drawRoundedRect(QRectF(rect()).adjusted(1, 1, -1, -1), 2, 2);
+        const double width = isTarget_ ? 2.4 : 1.6;
+        const double half = width / 2;
+        painter.setPen(QPen(Theme::color(isTarget_ ? ThemeColor::accent : ThemeColor::fault), width));
+        painter.drawRoundedRect(QRectF(rect()).adjusted(half, half, -half, -half), roundness, roundness);
     }
 }
 

@@ -60,7 +60,7 @@ const QList<PageRow>& pageTable() {
         {"secrets", QT_TRANSLATE_NOOP("pageTable", "Editors"), QT_TRANSLATE_NOOP("pageTable", "Secrets"),
          QT_TRANSLATE_NOOP("pageTable", "Keys and words for the one-time-programmable memory: who fills which word."),
          QT_TRANSLATE_NOOP("pageTable", "otp fuses secrets image json words one-time-programmable"), make<SecretsPage>},
-        {"inspect", QT_TRANSLATE_NOOP("pageTable", "Look inside"), QT_TRANSLATE_NOOP("pageTable", "Inspect a File"),
+        {"inspect", QT_TRANSLATE_NOOP("pageTable", "Look inside"), QT_TRANSLATE_NOOP("pageTable", "Inspect a file"),
          QT_TRANSLATE_NOOP("pageTable", "Shows what stands in a file, proves it with its keys and compares two files."),
          QT_TRANSLATE_NOOP("pageTable",
                            "qvora-inspect show verify diff compare open view image tag signature digest memory map "

@@ -4,7 +4,6 @@
 #include "tests/desktop/DesktopKit.h"
 #include "tests/desktop/inspectScenes.h"
 
-#include "desktop/jobFile.h"
 #include "desktop/pageTable.h"
 #include "tests/desktop/jobForms.h"
 
@@ -127,39 +126,25 @@ void openImageTemplate(DesktopKit& kit) {
     (void)kit.window->openFile(QStringLiteral(QVORA_EXAMPLES "/templates/image.xml"));
 }
 
-/// Lets the command line begin with the tool's name.
-void putOnPath(const DesktopKit& kit) {
-    qputenv("PATH", QFileInfo(kit.context.toolPath).path().toUtf8() + ':' + qgetenv("PATH"));
-}
-
-void openInstallJob(DesktopKit& kit) {
-    putOnPath(kit);
-    const QString firmware = QStringLiteral(QVORA_EXAMPLES "/firmware/");
-    const Job job = {findJob(QStringLiteral("install-image")),
-                     {{QStringLiteral("device"), {QStringLiteral("0x455")}},
-                      {QStringLiteral("firmware"), {firmware + QStringLiteral("blink.elf"), QString()}},
-                      {QStringLiteral("key"), {firmware + QStringLiteral("key.bin")}},
-                      {QStringLiteral("nonce"), {firmware + QStringLiteral("nonce.bin")}},
-                      {QStringLiteral("version"), {QStringLiteral("1")}},
-                      {QStringLiteral("out"), {kit.folder.path("blink.tbi")}}}};
-    QString fault;
-    if (!writeJobFile(kit.folder.path("blink.json"), job, fault) ||
-        !kit.window->openFile(kit.folder.path("blink.json"))) {
-        qFatal("the job can't be opened: %s", qPrintable(fault));
+void fillInstallImage(DesktopKit& kit) {
+    if (!copyExamples(kit.folder)) {
+        qFatal("the examples can't be copied");
     }
+    fillIn(kit, jobForms().first());
 }
 
 void runInstallJob(DesktopKit& kit) {
-    openInstallJob(kit);
+    fillInstallImage(kit);
     kit.press("run");
     (void)DesktopKit::waitFor([&kit] { return !kit.window->page()->isBusy(); });
 }
 
 /// Runs the job with a shell script in the tool's place.
 void runInstallScript(DesktopKit& kit, const QByteArray& script) {
-    openInstallJob(kit);
+    fillInstallImage(kit);
     kit.context.toolPath = kit.folder.write("QVORASealedBundleBuilder_CLI", "#!/bin/sh\n" + script);
-    putOnPath(kit);
+    // The command line begins with the tool's name all the same.
+    qputenv("PATH", kit.folder.path("").toUtf8() + ':' + qgetenv("PATH"));
     QFile::setPermissions(kit.context.toolPath, QFile::ReadOwner | QFile::ExeOwner);
     kit.press("run");
 }
@@ -174,14 +159,6 @@ void failInstallJob(DesktopKit& kit) {
 void watchInstallJob(DesktopKit& kit) {
     runInstallScript(kit, "printf '\\033[96mMaking the image\\033[0m\\nArea 1 of 3\\n'; exec sleep 60\n");
     QTest::qWait(1500);
-}
-
-void fillInstallImage(DesktopKit& kit) {
-    if (!copyExamples(kit.folder)) {
-        qFatal("the examples can't be copied");
-    }
-    putOnPath(kit);
-    fillIn(kit, jobForms().first());
 }
 
 void misfillInstallImage(DesktopKit& kit) {

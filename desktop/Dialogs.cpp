@@ -8,11 +8,18 @@
 #include <QFileInfo>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QRegularExpression>
 
 namespace {
 
 QString text(const char* source) {
     return QCoreApplication::translate("Dialogs", source);
+}
+
+/// What a name gets that has no ending; empty if the filter names none.
+QString firstSuffix(const QString& filter) {
+    static const QRegularExpression pattern(QStringLiteral("\\*\\.(\\w+)"));
+    return pattern.match(filter).captured(1);
 }
 
 }  // namespace
@@ -32,8 +39,13 @@ QString Dialogs::openFile(QWidget* parent, const QString& title, PathRole role, 
 
 QString Dialogs::saveFile(QWidget* parent, const QString& title, PathRole role, const QString& filter,
                           const QString& proposed) {
-    QString path =
-        QFileDialog::getSaveFileName(parent, title, QDir(settings_.lastFolder(role)).filePath(proposed), filter);
+    QFileDialog dialog(parent, title, settings_.lastFolder(role), filter);
+    dialog.setAcceptMode(QFileDialog::AcceptSave);
+    dialog.setDefaultSuffix(firstSuffix(filter));
+    if (!proposed.isEmpty()) {
+        dialog.selectFile(QDir(settings_.lastFolder(role)).filePath(proposed));
+    }
+    QString path = dialog.exec() == QDialog::Accepted ? dialog.selectedFiles().value(0) : QString();
     if (!path.isEmpty()) {
         settings_.setLastFolder(role, QFileInfo(path).absolutePath());
     }

@@ -52,6 +52,10 @@ void BytePanel::setBytes(QByteArrayView bytes, const std::shared_ptr<const void>
     }
 }
 
+void BytePanel::setDescriber(std::function<QString(qint64 offset)> describer) {
+    view_->setDescriber(std::move(describer));
+}
+
 void BytePanel::choose(qint64 offset, qint64 size) {
     view_->choose(offset, size);
 }
@@ -64,6 +68,7 @@ void BytePanel::describe(const QString& what) {
     const QString values = readings();
     status_->setText(values.isEmpty() ? what : tr("%1 · %2").arg(what, values));
     status_->setToolTip(Qt::convertFromPlainText(status_->text()));
+    view_->setAccessibleDescription(status_->text());
 }
 
 // A number in both orders of its bytes, where so many are chosen.

@@ -3,6 +3,7 @@
 #include <QByteArrayView>
 #include <QWidget>
 
+#include <functional>
 #include <memory>
 
 class ByteView;
@@ -19,6 +20,7 @@ class BytePanel : public QWidget {
 
     /// As ByteView has it; shown bytes of the same place are left alone.
     void setBytes(QByteArrayView bytes, const std::shared_ptr<const void>& owner, quint64 base = 0);
+    void setDescriber(std::function<QString(qint64 offset)> describer);
     void choose(qint64 offset, qint64 size);
     /// The same without moving there.
     void mark(qint64 offset, qint64 size);

@@ -6,6 +6,8 @@
 #include <QMouseEvent>
 #include <QPainter>
 #include <QScrollBar>
+#include <QTextDocument>
+#include <QToolTip>
 
 #include <algorithm>
 #include <limits>
@@ -128,6 +130,17 @@ qint64 ByteView::byteAt(const QPoint& point) const {
         }
     }
     return row * columns_ + std::clamp(column, 0, columns_ - 1);
+}
+
+bool ByteView::viewportEvent(QEvent* event) {
+    if (event->type() != QEvent::ToolTip) {
+        return QAbstractScrollArea::viewportEvent(event);
+    }
+    const auto* help = static_cast<QHelpEvent*>(event);
+    const qint64 byte = byteAt(help->pos());
+    const QString text = describer_ && byte < bytes_.size() ? describer_(byte) : QString();
+    QToolTip::showText(help->globalPos(), text.isEmpty() ? QString() : Qt::convertFromPlainText(text), viewport());
+    return true;
 }
 
 void ByteView::paintEvent(QPaintEvent* event) {

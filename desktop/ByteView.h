@@ -4,6 +4,7 @@
 #include <QByteArrayView>
 #include <QList>
 
+#include <functional>
 #include <memory>
 
 /// Bytes as offset, hexadecimal and text. It paints only the rows that are seen, straight from the bytes, which it
@@ -25,6 +26,9 @@ class ByteView : public QAbstractScrollArea {
     [[nodiscard]] qint64 chosenOffset() const { return chosenOffset_; }
     [[nodiscard]] qint64 chosenSize() const { return chosenSize_; }
 
+    /// Says what a byte is, for its tip.
+    void setDescriber(std::function<QString(qint64 offset)> describer) { describer_ = std::move(describer); }
+
     [[nodiscard]] QSize sizeHint() const override;
 
   signals:
@@ -32,6 +36,7 @@ class ByteView : public QAbstractScrollArea {
     void byteChosen(qint64 offset);
 
   protected:
+    bool viewportEvent(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
@@ -54,6 +59,7 @@ class ByteView : public QAbstractScrollArea {
 
     QByteArrayView bytes_;
     std::shared_ptr<const void> owner_;
+    std::function<QString(qint64 offset)> describer_;
     quint64 base_ = 0;
     int columns_ = 16;
     int cell_ = 1;  ///< width of a character

@@ -19,7 +19,9 @@ DropPlace::DropPlace(const QString& invitation, const QString& detail, QWidget* 
     words->setAlignment(Qt::AlignCenter);
     words->setWordWrap(true);
     words->setForegroundRole(QPalette::PlaceholderText);
-    words->setFixedWidth(fontMetrics().averageCharWidth() * 64);
+    const int width = fontMetrics().averageCharWidth() * 64;
+    words->setFixedWidth(width);
+    words->setMinimumHeight(words->heightForWidth(width));
     layout_->setContentsMargins(Theme::groupGap() * 2, Theme::groupGap(), Theme::groupGap() * 2, Theme::groupGap() * 2);
     layout_->setSpacing(Theme::labelGap());
     layout_->addStretch(2);

@@ -43,6 +43,18 @@ QPushButton* makeButton(const QString& text, const char* name) {
     return button;
 }
 
+/// Says for a moment that it was done.
+void sayCopied(QPushButton& button) {
+    constexpr int shownFor = 1500;  // milliseconds
+    const QString text = button.text();
+    const QString copied = InspectPage::tr("Copied");
+    if (text != copied) {
+        button.setMinimumWidth(button.width());
+        button.setText(copied);
+        QTimer::singleShot(shownFor, &button, [&button, text] { button.setText(text); });
+    }
+}
+
 QTableView* makeList(QAbstractItemModel* model, const char* name, const QString& spoken) {
     auto* list = new QTableView;
     list->setObjectName(QLatin1String(name));
@@ -99,12 +111,15 @@ InspectPage::InspectPage(PageContext& context, QWidget* parent)
     connect(map_, &MapPanel::areaChosen, this, [this](int line) { choose(line, map_); });
     connect(bytes_, &BytePanel::byteChosen, this, &InspectPage::chooseByte);
     connect(bytes_, &BytePanel::plainWanted, this, &InspectPage::showPlain);
+    bytes_->setDescriber([this](qint64 offset) { return byteText(offset); });
+    refreshCommand();
 }
 
 QWidget* InspectPage::makeStart() {
-    auto* place = new DropPlace(tr("Open a file to look inside, or drop it here."),
-                                tr("Install, update and provisioning images, signed images, firmware: every file that "
-                                   "the tool makes or takes. Two files at once are compared."));
+    auto* place =
+        new DropPlace(tr("Open a file to look inside, or drop it here."),
+                      tr("Images of all kinds, signed files, firmware: every file that the tool makes or takes. "
+                         "Two files at once are compared."));
     QPushButton* open = makeButton(tr("&Open a File…"), "open");
     Theme::setFilled(*open);
     place->setButton(open);
@@ -138,7 +153,10 @@ void InspectPage::makeVerdict() {
             compareWith(path);
         }
     });
-    connect(report, &QPushButton::clicked, this, &InspectPage::copyReport);
+    connect(report, &QPushButton::clicked, this, [this, report] {
+        copyReport();
+        sayCopied(*report);
+    });
 }
 
 QWidget* InspectPage::makeContent() {
@@ -182,7 +200,7 @@ QWidget* InspectPage::makeTree() {
     header->setStretchLastSection(false);
     header->setSectionResizeMode(InspectModel::Meaning, QHeaderView::Stretch);
     const int wide = tree_->fontMetrics().averageCharWidth();
-    header->resizeSection(InspectModel::Name, wide * 26);
+    header->resizeSection(InspectModel::Name, wide * 28);
     header->resizeSection(InspectModel::Value, QFontMetrics(Theme::fixedFont()).averageCharWidth() * 27);
     header->resizeSection(InspectModel::Offset, wide * 10);
     header->resizeSection(InspectModel::Size, wide * 10);
@@ -194,8 +212,8 @@ QWidget* InspectPage::makeTree() {
 QWidget* InspectPage::makeTabs() {
     QTableView* checks = makeList(checks_, "checks", tr("Findings and checks"));
     const int wide = checks->fontMetrics().averageCharWidth();
-    checks->setColumnWidth(CheckListModel::What, wide * 32);
-    checks->setColumnWidth(CheckListModel::Outcome, wide * 42);
+    checks->setColumnWidth(CheckListModel::What, wide * 35);
+    checks->setColumnWidth(CheckListModel::Outcome, wide * 46);
     QTableView* differences = makeList(differences_, "differences", tr("Differences"));
     differences->setColumnWidth(DifferenceModel::What, wide * 60);
     QPushButton* end = makeButton(tr("End the Comparison"), "endComparison");
@@ -242,18 +260,16 @@ QWidget* InspectPage::makeCommandBar() {
     layout->addWidget(commandLine_, 1);
     layout->addWidget(copy, 0, Qt::AlignTop);
     layout->addWidget(runButton_, 0, Qt::AlignTop);
-    connect(copy, &QPushButton::clicked, this,
-            [this] { QApplication::clipboard()->setText(commandLine_->toPlainText()); });
+    connect(copy, &QPushButton::clicked, this, [this, copy] {
+        QApplication::clipboard()->setText(commandLine_->toPlainText());
+        sayCopied(*copy);
+    });
     connect(runButton_, &QPushButton::clicked, this, &InspectPage::run);
     return bar;
 }
 
 QString InspectPage::fileFilter() const {
     return tr("All files (*)");
-}
-
-bool InspectPage::isBusy() const {
-    return isBusyShown_;
 }
 
 bool InspectPage::isReadable(const QString& path) {
@@ -344,7 +360,6 @@ void InspectPage::stop() {
             stack_->setCurrentIndex(0);
         }
         showVerdict();
-        emit stateChanged();
     }
 }
 
@@ -381,6 +396,9 @@ void InspectPage::refreshCommand() {
     }
     runButton_->setText(other_.isEmpty() ? tr("Ve&rify") : tr("Compa&re"));
     commandLine_->setLine(shellQuoted(shownArguments()));
+    if (!worker_->isRunning()) {
+        showVerdict();
+    }
 }
 
 void InspectPage::showBusy() {
@@ -390,13 +408,11 @@ void InspectPage::showBusy() {
     verdict_->setVerdict(
         {Sign::busy, tr("Reading and checking “%1”…").arg(inspect::printable(QFileInfo(path_).fileName())), {}});
     stack_->setCurrentIndex(1);
-    emit stateChanged();
 }
 
 void InspectPage::show(const std::shared_ptr<InspectResult>& result) {
     busyTimer_.stop();
     stopButton_->hide();
-    const bool wasBusy = isBusyShown_;
     isBusyShown_ = false;
     const bool isSame = result_ != nullptr && result_->request.verify.constLast() == result->request.verify.constLast();
     const int line = isSame ? std::max(1, model_->lineOf(tree_->currentIndex())) : 1;
@@ -426,9 +442,6 @@ void InspectPage::show(const std::shared_ptr<InspectResult>& result) {
         nextTab_ = -1;
     }
     showVerdict();
-    if (wasBusy) {
-        emit stateChanged();
-    }
 }
 
 void InspectPage::showVerdict() {
@@ -438,7 +451,13 @@ void InspectPage::showVerdict() {
     const bool isCompared = !result_->request.compare.isEmpty();
     const bool isJudged = result_->file != nullptr && result_->fault.isEmpty();
     const inspect::Judgement judgement = isJudged ? inspect::judge(*result_->file) : inspect::Judgement();
-    verdict_->setVerdict(isCompared ? comparisonVerdict(*result_) : fileVerdict(*result_));
+    InspectVerdict verdict = isCompared ? comparisonVerdict(*result_) : fileVerdict(*result_);
+    const InspectRequest now = request(true);
+    if (now.verify != result_->request.verify || now.compare != result_->request.compare) {
+        verdict.detail += QLatin1Char(' ') + tr("That was said before the fields were changed: %1 again.")
+                                                  .arg(isCompared ? tr("compare") : tr("verify"));
+    }
+    verdict_->setVerdict(verdict);
     keysButton_->setVisible(
         !isCompared && isJudged && judgement.verdict == inspect::Verdict::undecided &&
         (judgement.reason == inspect::Reason::noKey || judgement.reason == inspect::Reason::noPublicKey ||
@@ -497,7 +516,9 @@ void InspectPage::showBytesOf(int line) {
     }
     const inspect::Opened& opened = result_->kept.files.front();
     bytes_->setBytes(chosen.file == 0 ? opened.bytes : opened.secondBytes, result_);
-    bytes_->choose(chosen.offset, chosen.size);
+    // A band under all bytes would tell nothing.
+    const bool isAll = chosen.kind == InspectLineKind::file && chosen.parent == 0;
+    bytes_->choose(chosen.offset, isAll ? 0 : chosen.size);
     const QString path = result_->tree.path(line);
     bytes_->describe(chosen.offset < 0 ? tr("%1, which has no bytes of its own").arg(path)
                      : chosen.kind == InspectLineKind::finding
@@ -527,19 +548,29 @@ void InspectPage::choose(int line, const QWidget* from) {
     }
 }
 
-void InspectPage::chooseByte(qint64 offset) {
+int InspectPage::lineOfByte(qint64 offset) const {
     const int current = model_->lineOf(tree_->currentIndex());
     if (result_ == nullptr || current <= 0 || contentOf(current) != nullptr) {
-        return;
+        return 0;
     }
-    const int line = result_->tree.lineAt(result_->tree.line(current).file, offset);
+    return result_->tree.lineAt(result_->tree.line(current).file, offset);
+}
+
+QString InspectPage::byteText(qint64 offset) const {
+    const int line = lineOfByte(offset);
+    return line == 0 ? QString()
+                     : tr("byte %1: %2, %3")
+                           .arg(offset)
+                           .arg(result_->tree.path(line),
+                                inspect::bytesText(static_cast<quint64>(result_->tree.line(line).size)));
+}
+
+void InspectPage::chooseByte(qint64 offset) {
+    const int line = lineOfByte(offset);
     if (line > 0) {
         choose(line, bytes_);
-        const InspectLine& chosen = result_->tree.line(line);
-        bytes_->mark(chosen.offset, chosen.size);
-        bytes_->describe(tr("byte %1: %2, %3")
-                             .arg(offset)
-                             .arg(result_->tree.path(line), inspect::bytesText(static_cast<quint64>(chosen.size))));
+        bytes_->mark(result_->tree.line(line).offset, result_->tree.line(line).size);
+        bytes_->describe(byteText(offset));
     }
 }
 
@@ -549,19 +580,20 @@ void InspectPage::copyReport() {
     }
     // As a terminal would show it: each command, then what it prints.
     QString text;
-    const auto add = [&text](const QStringList& arguments, const inspect::Report& report) {
+    const auto add = [&text](const QStringList& arguments, const QString& output) {
         text += QStringLiteral("$ ") + shellQuoted(QStringList{QStringLiteral("qvora-inspect")} + arguments) + u'\n' +
-                QString::fromUtf8(inspect::printText(report));
+                output;
     };
-    inspect::Report shown;
-    shown.command = QStringLiteral("show");
-    shown.files.push_back(*result_->file);
-    add(result_->request.show, shown);
-    if (result_->fault.isEmpty()) {
-        add(result_->request.verify, result_->report);
+    if (result_->file->format != nullptr) {
+        inspect::Report shown;
+        shown.command = QStringLiteral("show");
+        shown.files.push_back(*result_->file);
+        add(result_->request.show, QString::fromUtf8(inspect::printText(shown)));
     }
+    add(result_->request.verify, result_->fault.isEmpty() ? QString::fromUtf8(inspect::printText(result_->report))
+                                                          : QStringLiteral("qvora-inspect: ") + result_->fault + u'\n');
     if (result_->comparison.files.size() == 2) {
-        add(result_->request.compare, result_->comparison);
+        add(result_->request.compare, QString::fromUtf8(inspect::printText(result_->comparison)));
     }
     QApplication::clipboard()->setText(text);
 }

@@ -28,10 +28,10 @@ class InspectPage : public Page {
     explicit InspectPage(PageContext& context, QWidget* parent = nullptr);
 
     [[nodiscard]] QString fileFilter() const override;
-    [[nodiscard]] bool isBusy() const override;
     [[nodiscard]] bool openFile(const QString& path) override;
     void run() override;
     void stop() override;
+    // It is never busy for the window: a newer file takes the place of an older one, and nothing is lost at the end.
 
   protected:
     void dragEnterEvent(QDragEnterEvent* event) override;
@@ -60,6 +60,9 @@ class InspectPage : public Page {
     void choose(int line, const QWidget* from);
     void chooseByte(qint64 offset);
     void showBytesOf(int line);
+    /// What a shown byte is; nothing for one of a plain content.
+    [[nodiscard]] QString byteText(qint64 offset) const;
+    [[nodiscard]] int lineOfByte(qint64 offset) const;
     [[nodiscard]] const inspect::Content* contentOf(int line) const;
     void copyReport();
 

@@ -3,6 +3,8 @@
 #include "inspect/formats.h"
 #include "inspect/words.h"
 
+#include <QFileInfo>
+
 #include <algorithm>
 
 namespace {
@@ -83,8 +85,12 @@ void takePart(const std::vector<std::pair<int, std::size_t>>& sorted, std::size_
     }
 }
 
-}  // namespace
+QString titleOf(const inspect::Description& description) {
+    return description.format == nullptr ? InspectTree::tr("no known format")
+                                         : QString::fromLatin1(description.format->title);
+}
 
+/// What protects the bytes of a range.
 QString coverText(inspect::Cover cover) {
     switch (cover) {
         case inspect::Cover::structure:
@@ -103,12 +109,14 @@ QString coverText(inspect::Cover cover) {
     return InspectTree::tr("nothing protects it");
 }
 
-QString roleText(inspect::Role role) {
-    switch (role) {
+QString rangeText(const inspect::Range& range) {
+    switch (range.role) {
         case inspect::Role::header:
             return InspectTree::tr("header");
         case inspect::Role::tag:
-            return InspectTree::tr("tag");
+            return range.cover == inspect::Cover::signature ? InspectTree::tr("signature")
+                   : range.cover == inspect::Cover::digest  ? InspectTree::tr("digest")
+                                                            : InspectTree::tr("tag");
         case inspect::Role::payload:
             return InspectTree::tr("content");
         case inspect::Role::unused:
@@ -118,6 +126,8 @@ QString roleText(inspect::Role role) {
     }
     return InspectTree::tr("unread bytes");
 }
+
+}  // namespace
 
 InspectTree::InspectTree(const inspect::Description& description) {
     lines_.emplace_back();
@@ -222,17 +232,22 @@ const inspect::Field* InspectTree::fieldOf(const InspectLine& line) {
     return part != nullptr ? &part->fields[line.item] : &line.description->fields[line.item];
 }
 
+bool InspectTree::isInside(const InspectLine& line) const {
+    return line.kind == InspectLineKind::file && line.parent != 0 && line.file == this->line(line.parent).file;
+}
+
 QString InspectTree::name(const InspectLine& line) const {
     switch (line.kind) {
         case InspectLineKind::file:
-            return line.description->format == nullptr ? tr("unknown file")
-                                                       : QString::fromLatin1(line.description->format->title);
+            // A format in a format has no name but its own.
+            return isInside(line) ? titleOf(*line.description)
+                                  : inspect::printable(QFileInfo(line.description->file).fileName());
         case InspectLineKind::part:
             return inspect::partName(line.description->parts[line.item]);
         case InspectLineKind::field:
             return inspect::wordsOf(fieldOf(line)->name);
         case InspectLineKind::range:
-            return roleText(line.description->ranges[line.item].role);
+            return rangeText(line.description->ranges[line.item]);
         case InspectLineKind::finding:
             break;
     }
@@ -272,10 +287,9 @@ QString InspectTree::value(const InspectLine& line, QByteArrayView bytes) const 
 QString InspectTree::meaning(const InspectLine& line) const {
     switch (line.kind) {
         case InspectLineKind::file:
-            if (line.parent != 0) {
-                return line.file != 0 ? tr("the second file of the pair") : tr("inside");
-            }
-            break;
+            return isInside(line)     ? tr("a format in the format")
+                   : line.parent == 0 ? titleOf(*line.description)
+                                      : tr("%1, the second file of the pair").arg(titleOf(*line.description));
         case InspectLineKind::part: {
             const char* const name = line.description->parts[line.item].letterName;
             return name == nullptr ? QString() : inspect::wordsOf(name);

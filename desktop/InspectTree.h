@@ -54,11 +54,8 @@ class InspectTree {
   private:
     void addChildren(int index);
     void add(int parent, InspectLine line);
+    [[nodiscard]] bool isInside(const InspectLine& line) const;
     [[nodiscard]] static const inspect::Field* fieldOf(const InspectLine& line);
 
     std::vector<InspectLine> lines_;
 };
-
-/// What protects the bytes of a range, in words.
-[[nodiscard]] QString coverText(inspect::Cover cover);
-[[nodiscard]] QString roleText(inspect::Role role);

@@ -275,7 +275,7 @@ void MemoryMap::paintRow(QPainter& painter, const QModelIndex& index, const QRec
 
 void MemoryMap::paintGap(QPainter& painter, const QModelIndex& index, const QRect& block) const {
     const QString text = tr("%1, %2").arg(index.data(MemoryMapModel::TitleRole).toString(),
-                                          index.data(MemoryMapModel::DetailRole).toString());
+                                          index.siblingAtColumn(MemoryMapModel::Size).data().toString());
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(QPen(Theme::color(ThemeColor::quiet), 1.2));
     const double inset = block.height() / 5.0;
@@ -310,22 +310,36 @@ void MemoryMap::paintBlock(QPainter& painter, const QModelIndex& index, const QR
     painter.setRenderHint(QPainter::Antialiasing, false);
 
     const QRect text = block.adjusted(width + Theme::rowGap(), 0, -Theme::rowGap(), 0);
+    paintWords(painter, index, text, isCollision ? ground : QColor());
+}
+
+/// What a block holds, its name and its size; the last two in one line where it is low. With a ground, which keeps
+/// words readable over hatching.
+void MemoryMap::paintWords(QPainter& painter, const QModelIndex& index, const QRect& rect, const QColor& ground) const {
     const int line = fontMetrics().height();
+    const QString detail = index.data(MemoryMapModel::DetailRole).toString();
+    const QString size = index.siblingAtColumn(MemoryMapModel::Size).data().toString();
+    QStringList lines = {index.data(MemoryMapModel::TitleRole).toString()};
+    if (detail.isEmpty()) {
+        lines << size;
+    } else if (rect.height() >= 3 * line) {
+        lines << detail << size;
+    } else {
+        lines << tr("%1, %2").arg(detail, size);
+    }
     QFont bold = font();
     bold.setWeight(QFont::DemiBold);
-    const QString title = index.data(MemoryMapModel::TitleRole).toString();
-    const QString detail = index.data(MemoryMapModel::DetailRole).toString();
-    const QString shownTitle = QFontMetrics(bold).elidedText(title, Qt::ElideRight, text.width());
-    const QString shownDetail = fontMetrics().elidedText(detail, Qt::ElideRight, text.width());
-    const int top = text.top() + (text.height() - 2 * line) / 2;
-    if (isCollision) {  // words stay readable over the hatching
-        const int wide =
-            std::max(QFontMetrics(bold).horizontalAdvance(shownTitle), fontMetrics().horizontalAdvance(shownDetail));
-        painter.fillRect(QRect(text.left() - 2, top, std::min(wide + 4, text.width()), 2 * line), ground);
+    QRect row(rect.left(), rect.top() + (rect.height() - line * static_cast<int>(lines.size())) / 2, rect.width(),
+              line);
+    for (const QString& words : lines) {
+        painter.setFont(words == lines.constFirst() ? bold : font());
+        const QString shown = painter.fontMetrics().elidedText(words, Qt::ElideRight, row.width());
+        if (ground.isValid()) {
+            painter.fillRect(row.left() - 2, row.top(), painter.fontMetrics().horizontalAdvance(shown) + 4, line,
+                             ground);
+        }
+        painter.setPen(palette().color(QPalette::Text));
+        painter.drawText(row, Qt::AlignLeft | Qt::AlignVCenter, shown);
+        row.translate(0, line);
     }
-    painter.setPen(palette().color(QPalette::Text));
-    painter.setFont(bold);
-    painter.drawText(QRect(text.left(), top, text.width(), line), Qt::AlignLeft | Qt::AlignVCenter, shownTitle);
-    painter.setFont(font());
-    painter.drawText(QRect(text.left(), top + line, text.width(), line), Qt::AlignLeft | Qt::AlignVCenter, shownDetail);
 }

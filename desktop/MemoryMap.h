@@ -41,6 +41,7 @@ class MemoryMap : public QAbstractItemView {
     void paintRow(QPainter& painter, const QModelIndex& index, const QRect& rect) const;
     void paintGap(QPainter& painter, const QModelIndex& index, const QRect& block) const;
     void paintBlock(QPainter& painter, const QModelIndex& index, const QRect& block) const;
+    void paintWords(QPainter& painter, const QModelIndex& index, const QRect& rect, const QColor& ground) const;
     [[nodiscard]] int gutter() const;
 
     std::vector<int> tops_;  ///< of the rows, and the end of the last one

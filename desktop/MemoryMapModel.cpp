@@ -104,14 +104,14 @@ int MemoryMapModel::columnCount(const QModelIndex& parent) const {
     return parent.isValid() ? 0 : ColumnCount;
 }
 
+bool MemoryMapModel::hasKind(int line) const {
+    return !tree_->meaning(tree_->line(line)).isEmpty();
+}
+
 /// What the areas of a line's kind hold.
 QString MemoryMapModel::kindOf(int line) const {
-    const QString meaning = tree_->meaning(tree_->line(line));
-    if (!meaning.isEmpty()) {
-        return meaning;
-    }
     const inspect::Part& part = tree_->line(line).description->parts[tree_->line(line).item];
-    return inspect::wordsOf(part.name);
+    return hasKind(line) ? tree_->meaning(tree_->line(line)) : inspect::wordsOf(part.name);
 }
 
 QString MemoryMapModel::nameOf(const MapBlock& block) const {
@@ -127,7 +127,7 @@ QString MemoryMapModel::nameOf(const MapBlock& block) const {
 QString MemoryMapModel::titleOf(const MapBlock& block) const {
     switch (block.kind) {
         case MapBlockKind::area:
-            return kindOf(block.line);
+            return hasKind(block.line) ? kindOf(block.line) : nameOf(block);
         case MapBlockKind::gap:
             return tr("gap");
         case MapBlockKind::collision:
@@ -143,7 +143,8 @@ QVariant MemoryMapModel::data(const QModelIndex& index, int role) const {
     const MapBlock& block = blocks_[static_cast<std::size_t>(index.row())];
     const std::uint64_t size = block.to - block.from + 1;
     const bool isGap = block.kind == MapBlockKind::gap;
-    const QString what = isGap ? titleOf(block) : tr("%1: %2").arg(nameOf(block), titleOf(block));
+    const QString what =
+        isGap || titleOf(block) == nameOf(block) ? titleOf(block) : tr("%1: %2").arg(nameOf(block), titleOf(block));
     switch (role) {
         case Qt::DisplayRole:
             return index.column() == Start  ? inspect::addressText(block.from)
@@ -168,7 +169,7 @@ QVariant MemoryMapModel::data(const QModelIndex& index, int role) const {
         case TitleRole:
             return titleOf(block);
         case DetailRole:
-            return isGap ? sizeText(size) : tr("%1, %2").arg(nameOf(block), sizeText(size));
+            return isGap || titleOf(block) == nameOf(block) ? QString() : nameOf(block);
         case ColorRole:
             return block.kind == MapBlockKind::area ? static_cast<int>(kinds_.indexOf(kindOf(block.line))) : -1;
         case SizeRole:

@@ -34,7 +34,7 @@ class MemoryMapModel : public QAbstractTableModel {
     enum Role {
         KindRole = Qt::UserRole,  ///< MapBlockKind
         TitleRole,                ///< what the block holds
-        DetailRole,               ///< its name and size
+        DetailRole,               ///< its name
         ColorRole,                ///< a number that areas of one kind share; -1 for no area
         SizeRole,
     };
@@ -57,6 +57,7 @@ class MemoryMapModel : public QAbstractTableModel {
   private:
     [[nodiscard]] QString titleOf(const MapBlock& block) const;
     [[nodiscard]] QString nameOf(const MapBlock& block) const;
+    [[nodiscard]] bool hasKind(int line) const;
     [[nodiscard]] QString kindOf(int line) const;
 
     std::shared_ptr<const InspectTree> tree_;

@@ -1,5 +1,5 @@
-// Draws every page of the window as a picture: desktop_screenshots FOLDER. Pages that are more than an empty form are
-// filled first by a function of this file.
+// Draws every page of the window as a picture: desktop_screenshots FOLDER, or one page: desktop_screenshots FOLDER
+// PAGE. Pages that are more than an empty form are filled first by a function of this file.
 
 #include "tests/desktop/DesktopKit.h"
 #include "tests/desktop/inspectScenes.h"
@@ -217,23 +217,30 @@ bool draw(const QDir& folder, DesktopKit& kit, const QString& name) {
 
 int main(int argc, char** argv) {
     const std::unique_ptr<QApplication> application = makeTestApplication(argc, argv);
-    if (argc != 2) {
-        std::fprintf(stderr, "desktop_screenshots FOLDER\n");
+    if (argc != 2 && argc != 3) {
+        std::fprintf(stderr, "desktop_screenshots FOLDER [PAGE]\n");
         return 2;
     }
     const QDir folder(QString::fromLocal8Bit(argv[1]));
     // The command lines begin with the tool's name, as those of an installed one.
     qputenv("PATH", QFileInfo(QStringLiteral(QVORA_TOOL)).path().toUtf8() + ':' + qgetenv("PATH"));
+    const auto isWanted = [&](const char* page) { return argc < 3 || qstrcmp(page, argv[2]) == 0; };
     bool drawn = folder.mkpath(QStringLiteral("."));
     for (const ThemeScheme scheme : {ThemeScheme::light, ThemeScheme::dark}) {
         Theme::apply(*application, scheme);
         const QString look = scheme == ThemeScheme::dark ? QStringLiteral("-dark") : QStringLiteral("-light");
         for (const PageRow& row : pageTable()) {
+            if (!isWanted(row.id)) {
+                continue;
+            }
             DesktopKit kit;
             kit.show(row.id);
             drawn = draw(folder, kit, QLatin1String(row.id) + look) && drawn;
         }
         for (const Scene& scene : scenes()) {
+            if (!isWanted(scene.page)) {
+                continue;
+            }
             DesktopKit kit;
             QDir::setCurrent(kit.folder.path(""));
             kit.show(scene.page);

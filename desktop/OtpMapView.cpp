@@ -56,6 +56,7 @@ void OtpMapView::setFuses(const DeviceFuses& fuses) {
     cursor_ = std::min<qsizetype>(cursor_, std::max<qsizetype>(0, map_.words.size() - 1));
     updateGeometry();
     update();
+    emit pointedAt(QString());
 }
 
 void OtpMapView::setMap(const OtpMap& map, const QStringList& names) {

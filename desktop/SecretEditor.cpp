@@ -379,7 +379,7 @@ void SecretEditor::showProtection(const SecretItem& item) {
         QComboBox* combo = protection_[i].values;
         combo->clear();
         for (auto value = values.constBegin(); value != values.constEnd(); ++value) {
-            combo->addItem(value.value(), value.key());
+            combo->addItem(shownLine(value.value()), value.key());
         }
         combo->setCurrentIndex(combo->findData(field.BitValue));
         combo->setEnabled(row_ >= 0 && field.BitWidth > 0);

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "desktop/SecretsDocument.h"
-#include "desktop/secretsImages.h"
+#include "desktop/secretsPlan.h"
 
 #include <QWidget>
 

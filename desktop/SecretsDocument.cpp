@@ -94,10 +94,10 @@ bool readItem(const QByteArray& text, SecretItem& item, QString& fault) {
     return true;
 }
 
-bool readItems(const QByteArrayList& texts, QList<SecretItem>& items, QString& fault) {
-    for (qsizetype i = 0; i < texts.size(); ++i) {
+bool readItems(SecretList& list, QString& fault) {
+    for (qsizetype i = 0; i < list.texts.size(); ++i) {
         QString itemFault;
-        if (!readItem(texts.at(i), items.emplaceBack(), itemFault)) {
+        if (!readItem(list.texts.at(i), list.items.emplaceBack(), itemFault)) {
             fault = SecretsDocument::tr("Item %1 of the document: %2").arg(i + 1).arg(itemFault);
             return false;
         }
@@ -147,8 +147,8 @@ bool cut(const QByteArray& text, Pieces& pieces, QString& fault) {
 
 /// A list of one more or one less, or in another order.
 struct Replacement {
-    QByteArrayList before;
-    QByteArrayList after;
+    SecretList before;
+    SecretList after;
     qsizetype chosenBefore = -1;
     qsizetype chosenAfter = -1;
 };
@@ -193,8 +193,8 @@ class ReplaceItems : public QUndoCommand {
     ReplaceItems(SecretsDocument& document, const Replacement& replacement, const QString& text)
         : QUndoCommand(text), document_(document), replacement_(replacement) {}
 
-    void undo() override { document_.setItems(replacement_.before, replacement_.chosenBefore); }
-    void redo() override { document_.setItems(replacement_.after, replacement_.chosenAfter); }
+    void undo() override { document_.setList(replacement_.before, replacement_.chosenBefore); }
+    void redo() override { document_.setList(replacement_.after, replacement_.chosenAfter); }
 
   private:
     SecretsDocument& document_;
@@ -267,7 +267,9 @@ void SecretsDocument::clear(const QByteArrayList& items) {
     gaps_.clear();
     tail_ = pieces.tail;
     path_.clear();
-    setItems(items, items.isEmpty() ? -1 : 0);
+    SecretList list = {items, {}};
+    (void)readItems(list, fault);  // they were made by secretItemText
+    setList(list, items.isEmpty() ? -1 : 0);
     begin(QString(), !items.isEmpty());
 }
 
@@ -285,15 +287,18 @@ bool SecretsDocument::load(const QString& path, QString& fault) {
         return false;
     }
     Pieces pieces;
-    QList<SecretItem> items;
-    if (!cut(text, pieces, fault) || !readItems(pieces.items, items, fault)) {
+    if (!cut(text, pieces, fault)) {
+        return false;
+    }
+    SecretList list = {pieces.items, {}};
+    if (!readItems(list, fault)) {
         return false;
     }
     head_ = pieces.head;
     gaps_ = pieces.gaps;
     tail_ = pieces.tail;
     path_ = path;
-    setItems(pieces.items, items.isEmpty() ? -1 : 0);
+    setList(list, list.items.isEmpty() ? -1 : 0);
     begin(path, false);
     return true;
 }
@@ -313,10 +318,10 @@ bool SecretsDocument::save(const QString& path, QString& fault) {
 QByteArray SecretsDocument::text() const {
     QByteArray text = head_;
     const QByteArray first = gaps_.isEmpty() ? QByteArray(firstGap) : gaps_.constFirst();
-    for (qsizetype i = 0; i < texts_.size(); ++i) {
+    for (qsizetype i = 0; i < list_.texts.size(); ++i) {
         // What stands between new items is as between the last ones before.
         text += i == 0 ? first : i < gaps_.size() ? gaps_.at(i) : gaps_.size() > 1 ? gaps_.constLast() : ',' + first;
-        text += texts_.at(i);
+        text += list_.texts.at(i);
     }
     return text + tail_;
 }
@@ -326,53 +331,56 @@ QString SecretsDocument::folder() const {
 }
 
 QString SecretsDocument::fullFault() const {
-    return items_.size() < maxItems ? QString() : tr("A document may have %1 items.").arg(maxItems);
+    return list_.items.size() < maxItems ? QString() : tr("A document may have %1 items.").arg(maxItems);
 }
 
 void SecretsDocument::change(qsizetype row, const QString& field, const QList<SecretChange>& changes,
                              const QString& undoText) {
-    QByteArray text = texts_.at(row);
+    QByteArray text = list_.texts.at(row);
     for (const SecretChange& change : changes) {
         text = withValue(text, change.path, jsonString(change.value));
     }
     SecretItem item;
     QString fault;
-    if (text != texts_.at(row) && readItem(text, item, fault)) {
+    if (text != list_.texts.at(row) && readItem(text, item, fault)) {
         undo_.push(new ChangeItem(*this, row, field, text, undoText));
     }
 }
 
 void SecretsDocument::insert(qsizetype row, const QByteArray& text, const QString& undoText) {
-    QByteArrayList texts = texts_;
-    texts.insert(row, text);
-    undo_.push(new ReplaceItems(*this, {texts_, texts, std::min(row, texts_.size() - 1), row}, undoText));
+    SecretList list = list_;
+    SecretItem item;
+    QString fault;
+    if (readItem(text, item, fault)) {
+        list.texts.insert(row, text);
+        list.items.insert(row, item);
+        undo_.push(new ReplaceItems(*this, {list_, list, std::min(row, list_.items.size() - 1), row}, undoText));
+    }
 }
 
 void SecretsDocument::remove(qsizetype row, const QString& undoText) {
-    QByteArrayList texts = texts_;
-    texts.removeAt(row);
-    undo_.push(new ReplaceItems(*this, {texts_, texts, row, std::min(row, texts.size() - 1)}, undoText));
+    SecretList list = list_;
+    list.texts.removeAt(row);
+    list.items.removeAt(row);
+    undo_.push(new ReplaceItems(*this, {list_, list, row, std::min(row, list.items.size() - 1)}, undoText));
 }
 
 void SecretsDocument::move(qsizetype from, qsizetype to, const QString& undoText) {
-    QByteArrayList texts = texts_;
-    texts.move(from, to);
-    undo_.push(new ReplaceItems(*this, {texts_, texts, from, to}, undoText));
+    SecretList list = list_;
+    list.texts.move(from, to);
+    list.items.move(from, to);
+    undo_.push(new ReplaceItems(*this, {list_, list, from, to}, undoText));
 }
 
 void SecretsDocument::setItem(qsizetype row, const QByteArray& text) {
     QString fault;
-    texts_[row] = text;
-    items_[row] = {};
-    (void)readItem(text, items_[row], fault);  // which it passed before
+    list_.texts[row] = text;
+    list_.items[row] = {};
+    (void)readItem(text, list_.items[row], fault);  // which it passed before
     emit itemChanged(row);
 }
 
-void SecretsDocument::setItems(const QByteArrayList& texts, qsizetype chosen) {
-    QList<SecretItem> items;
-    QString fault;
-    (void)readItems(texts, items, fault);  // which they passed before
-    texts_ = texts;
-    items_ = items;
+void SecretsDocument::setList(const SecretList& list, qsizetype chosen) {
+    list_ = list;
     emit wasReset(chosen);
 }

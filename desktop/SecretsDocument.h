@@ -49,6 +49,12 @@ inline constexpr ProtectionRow protectionRows[] = {
 /// The changes that bring the protection fields of `item` to those of a protection word.
 [[nodiscard]] QList<SecretChange> protectionChanges(const SecretItem& item, std::uint32_t protection);
 
+/// Items as they are written, and as they are read.
+struct SecretList {
+    QByteArrayList texts;
+    QList<SecretItem> items;
+};
+
 /// A secrets document as a list of items. It is kept as the text that it was, cut at its items, and a change replaces
 /// the text of one value, so that saving changes nothing else. All changes go through its undo stack.
 class SecretsDocument : public QObject {
@@ -73,8 +79,8 @@ class SecretsDocument : public QObject {
     [[nodiscard]] QUndoStack& undoStack() { return undo_; }
     [[nodiscard]] bool isModified() const { return isMadeElsewhere_ || !undo_.isClean(); }
 
-    [[nodiscard]] const QList<SecretItem>& items() const { return items_; }
-    [[nodiscard]] QByteArray itemText(qsizetype row) const { return texts_.at(row); }
+    [[nodiscard]] const QList<SecretItem>& items() const { return list_.items; }
+    [[nodiscard]] QByteArray itemText(qsizetype row) const { return list_.texts.at(row); }
     /// Why no further item fits; empty if one does.
     [[nodiscard]] QString fullFault() const;
 
@@ -96,15 +102,14 @@ class SecretsDocument : public QObject {
     friend class ReplaceItems;
 
     void setItem(qsizetype row, const QByteArray& text);
-    void setItems(const QByteArrayList& texts, qsizetype chosen);
+    void setList(const SecretList& list, qsizetype chosen);
     void begin(const QString& path, bool isMadeElsewhere);
 
     QString path_;
-    QByteArray head_;       ///< up to the first item and the blanks before it
-    QByteArrayList gaps_;   ///< what stood before each item: blanks, and a comma
-    QByteArray tail_;       ///< behind the last item
-    QByteArrayList texts_;  ///< of the items
-    QList<SecretItem> items_;
+    QByteArray head_;      ///< up to the first item and the blanks before it
+    QByteArrayList gaps_;  ///< what stood before each item: blanks, and a comma
+    QByteArray tail_;      ///< behind the last item
+    SecretList list_;
     QUndoStack undo_;
     int field_ = 0;
     bool isMadeElsewhere_ = false;

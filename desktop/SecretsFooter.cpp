@@ -10,6 +10,7 @@
 SecretsFooter::SecretsFooter(QWidget* parent)
     : QWidget(parent),
       collisions_(makeLine("collisions")),
+      misplaced_(makeLine("misplaced")),
       missing_(makeLine("missing")),
       allGood_(makeLine("allGood")),
       result_(makeLine("result")),
@@ -24,7 +25,7 @@ SecretsFooter::SecretsFooter(QWidget* parent)
     auto* lines = new QVBoxLayout;
     lines->setSpacing(Theme::rowGap());
     lines->addStretch(1);
-    for (const Line& line : {collisions_, missing_, allGood_, result_}) {
+    for (const Line& line : {collisions_, misplaced_, missing_, allGood_, result_}) {
         lines->addWidget(line.row);
         line.row->hide();
     }
@@ -58,10 +59,12 @@ void SecretsFooter::tell(const Line& line, StatusMark::Kind kind, const QString&
     line.row->setVisible(!text.isEmpty());
 }
 
-void SecretsFooter::tellRemarks(const QString& collisions, const QString& missing, bool hasItems) {
-    tell(collisions_, StatusMark::Kind::bad, collisions);
-    tell(missing_, StatusMark::Kind::open, missing);
-    const bool isGood = hasItems && collisions.isEmpty() && missing.isEmpty();
+void SecretsFooter::tellRemarks(const Remarks& remarks, bool hasItems) {
+    tell(collisions_, StatusMark::Kind::bad, remarks.collisions);
+    tell(misplaced_, StatusMark::Kind::bad, remarks.misplaced);
+    tell(missing_, StatusMark::Kind::open, remarks.missing);
+    const bool isGood =
+        hasItems && remarks.collisions.isEmpty() && remarks.misplaced.isEmpty() && remarks.missing.isEmpty();
     allGood_.text->setText(isGood ? tr("Nothing collides, and nothing is missing.") : QString());
     allGood_.row->setVisible(isGood && result_.text->text().isEmpty());
 }

@@ -13,8 +13,14 @@ class SecretsFooter : public QWidget {
   public:
     explicit SecretsFooter(QWidget* parent = nullptr);
 
-    /// Each is a sentence, or empty for nothing to be said. Without both, `hasItems` tells whether that is good.
-    void tellRemarks(const QString& collisions, const QString& missing, bool hasItems);
+    struct Remarks {
+        QString collisions;
+        QString misplaced;
+        QString missing;
+    };
+
+    /// Each is a sentence, or empty for nothing to be said. Without any, items are told to be good.
+    void tellRemarks(const Remarks& remarks, bool hasItems);
     void tellResult(StatusMark::Kind kind, const QString& text);
     void offerInspect(bool isOffered);
     void setBusy(bool isBusy);
@@ -37,6 +43,7 @@ class SecretsFooter : public QWidget {
     static void tell(const Line& line, StatusMark::Kind kind, const QString& text);
 
     Line collisions_;
+    Line misplaced_;
     Line missing_;
     Line allGood_;
     Line result_;

@@ -294,7 +294,8 @@ void SecretsPage::refresh() {
     duplicate_->setEnabled(row_ >= 0);
     up_->setEnabled(row_ > 0);
     down_->setEnabled(row_ >= 0 && row_ + 1 < items.size());
-    footer_->tellRemarks(collisionsTold(plan_), missingTold(plan_, fuses, items), !items.isEmpty());
+    footer_->tellRemarks({collisionsTold(plan_), misplacedTold(plan_), missingTold(plan_, fuses, items)},
+                         !items.isEmpty());
 }
 
 void SecretsPage::showTable() {
@@ -309,7 +310,7 @@ void SecretsPage::showTable() {
         row.place = wordRange(place.first, place.end());
         row.kind = kinds[static_cast<int>(secretKind(item))];
         row.source = content.kind == Verdict::Kind::missing ? tr("to be filled in")
-                     : item.isFile || editor_->showsData()  ? item.PathOrWord
+                     : item.isFile || editor_->showsData()  ? shownLine(item.PathOrWord)
                                                             : QString(8, u'•');
         row.protection =
             QStringLiteral("0x%1").arg(protectionWord(item) & secretRecord::protectionMask, 8, 16, QLatin1Char('0'));

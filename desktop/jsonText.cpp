@@ -109,18 +109,20 @@ QByteArray textOf(const QByteArray& text, const TextSpan& span) {
 
 /// `object` with one member more, behind the last one and spaced as that is.
 QByteArray withMember(const QByteArray& object, const QByteArray& key, const QByteArray& value) {
-    qsizetype blanksStart = object.indexOf('{') + 1;
-    qsizetype blanksEnd = blanksStart;
-    qsizetype end = 0;
-    qsizetype lastValueEnd = blanksStart;
+    TextSpan lastKey;
+    TextSpan lastValue;
     (void)walkMembers(object, [&](const TextSpan& memberKey, const TextSpan& memberValue) {
-        blanksStart = end == 0 ? blanksStart : object.indexOf(',', lastValueEnd) + 1;
-        blanksEnd = memberKey.start;
-        lastValueEnd = end = memberValue.end;
+        lastKey = memberKey;
+        lastValue = memberValue;
     });
-    const QByteArray blanks = end == 0 ? QByteArray() : object.sliced(blanksStart, blanksEnd - blanksStart);
-    return object.first(lastValueEnd) + (end == 0 ? "" : ",") + blanks + '"' + key + "\": " + value +
-           object.sliced(lastValueEnd);
+    const bool isFirst = lastValue.end == 0;
+    const qsizetype place = isFirst ? object.indexOf('{') + 1 : lastValue.end;
+    qsizetype blanks = lastKey.start;
+    while (blanks > 0 && isBlank(object.at(blanks - 1))) {
+        --blanks;
+    }
+    return object.first(place) + (isFirst ? "" : ",") + object.sliced(blanks, lastKey.start - blanks) + '"' + key +
+           "\": " + value + object.sliced(place);
 }
 
 }  // namespace

@@ -70,7 +70,7 @@ SecretSize sizeOfWords(const SecretItem& item) {
 
 /// A path that an item names: a pipe or device isn't opened for its size.
 Verdict fileVerdict(const QString& path, qint64& bytes) {
-    const QFileInfo info(path);
+    const QFileInfo info(path.contains(QChar::Null) ? QString() : path);
     const char* fault = !info.exists()       ? QT_TRANSLATE_NOOP("SecretsPage", "There is no file %1.")
                         : info.isDir()       ? QT_TRANSLATE_NOOP("SecretsPage", "%1 is a folder.")
                         : !info.isReadable() ? QT_TRANSLATE_NOOP("SecretsPage", "You may not read %1.")

@@ -82,13 +82,9 @@ Device plainDevice(std::uint32_t deviceId) {
     device.deviceId = deviceId;
     device.fuses.wordCount = highestOtpWord(deviceId) + 1;
     for (const OtpRange& range : secretIndexes(deviceId)) {
-        FuseWords words;
-        words.index = range.first;
-        words.count = range.last - range.first + 1;
-        words.name = words.count == 1 ? text("Word %1").arg(range.first)
-                                      : text("Words %1").arg(wordRange(range.first, words.end()));
-        words.mayBeLeftOut = true;
-        device.fuses.words += words;
+        for (std::uint32_t index = range.first; index <= range.last; ++index) {
+            device.fuses.words += {text("Word %1").arg(index), index, 1, 0, true, {}};
+        }
     }
     return device;
 }
@@ -133,6 +129,21 @@ QString collisionsTold(const SecretsPlan& plan) {
                           wordRange(at.word, std::uint64_t{at.word} + at.count));
     }
     return listed(text("Collision: %1."), parts);
+}
+
+QString misplacedTold(const SecretsPlan& plan) {
+    QList<bool> collides(plan.places.size());
+    for (const OtpCollision& at : plan.map.collisions) {
+        collides[at.first] = collides[at.second] = true;
+    }
+    QStringList parts;
+    for (qsizetype item = 0; item < plan.places.size(); ++item) {
+        if (!plan.faults.at(item).isEmpty() && !collides.at(item)) {
+            const OtpItem& place = plan.places.at(item);
+            parts += text("“%1” (%2)").arg(place.name, wordRange(place.first, place.end()));
+        }
+    }
+    return listed(text("No place on this device: %1."), parts);
 }
 
 QString missingTold(const SecretsPlan& plan, const DeviceFuses& fuses, const QList<SecretItem>& items) {

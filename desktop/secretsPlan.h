@@ -14,7 +14,7 @@ struct SecretsPlan {
 
 [[nodiscard]] SecretsPlan planSecrets(const Device& device, const QList<SecretItem>& items, const QString& folder);
 
-/// A device that no description tells of: the words that an image of it has room for, without names.
+/// A device that no description tells of: the words that an image of it has room for, each by itself.
 [[nodiscard]] Device plainDevice(std::uint32_t deviceId);
 
 /// Words as a reader counts them: "176–183".
@@ -26,6 +26,8 @@ struct SecretsPlan {
 /// What is to be said of the words of an item.
 [[nodiscard]] Verdict placeVerdict(const SecretsPlan& plan, qsizetype item);
 
-/// A sentence on all collisions, and one on everything that is missing; empty if there is none. A long list is cut.
+/// A sentence on all collisions, one on items that the device has no room for, and one on everything that is missing;
+/// empty if there is none. A long list is cut.
 [[nodiscard]] QString collisionsTold(const SecretsPlan& plan);
+[[nodiscard]] QString misplacedTold(const SecretsPlan& plan);
 [[nodiscard]] QString missingTold(const SecretsPlan& plan, const DeviceFuses& fuses, const QList<SecretItem>& items);

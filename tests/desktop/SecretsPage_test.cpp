@@ -83,6 +83,14 @@ TEST(SecretsPage, CollisionsAreToldAndUndone) {
     EXPECT_EQ(said(kit, "missing").toStdString(), "Missing: Product state (12).");
     kit.press("add");
     EXPECT_EQ(said(kit, "missing").toStdString(), "Missing: data of “Product state”.");
+
+    // Another device, whose images have another layout.
+    kit.find("device")->setFocus();
+    QTest::keyClick(kit.find("device"), Qt::Key_End);
+    EXPECT_TRUE(said(kit, "misplaced").startsWith(QStringLiteral("No place on this device: “Features” (17–18), “P")));
+    kit.type("content", QStringLiteral("0x00000001"));
+    kit.press("makeImage");
+    EXPECT_TRUE(said(kit, "result").startsWith(QStringLiteral("An image of this device takes word 56 from its first")));
 }
 
 TEST(SecretsPage, ImagesAreThoseOfTheLibraryAndReadBack) {

@@ -63,11 +63,7 @@ FormField fieldOf(const FieldRow& row, const JobRow& job) {
 }  // namespace
 
 JobPage::JobPage(const JobRow& job, PageContext& context, QWidget* parent)
-    : Page(parent),
-      job_(job),
-      context_(context),
-      hint_(new HintLine),
-      panel_(new RunPanel(context)) {
+    : Page(parent), job_(job), context_(context), hint_(new HintLine), panel_(new RunPanel(context)) {
     QList<FormField> fields;
     for (const FieldRow* const row : fieldsOf(job)) {
         FormField field = fieldOf(*row, job);

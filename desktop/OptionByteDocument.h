@@ -20,7 +20,7 @@ class OptionByteDocument : public QObject {
     ~OptionByteDocument() override;
 
     [[nodiscard]] QUndoStack& undoStack() { return undo_; }
-    [[nodiscard]] bool hasTable() const { return hasTable_; }
+    [[nodiscard]] bool holdsTable() const { return hasTable_; }
     [[nodiscard]] bool isModified() const { return hasTable_ && !undo_.isClean(); }
     /// Where it was opened or last saved; empty for a new one.
     [[nodiscard]] const QString& path() const { return path_; }

@@ -251,7 +251,7 @@ QUndoStack* OptionBytePage::undoStack() {
 }
 
 QString OptionBytePage::documentName() const {
-    return !document_.hasTable()        ? QString()
+    return !document_.holdsTable()      ? QString()
            : document_.path().isEmpty() ? tr("Untitled")
                                         : QFileInfo(document_.path()).fileName();
 }
@@ -283,7 +283,7 @@ bool OptionBytePage::save() {
 }
 
 bool OptionBytePage::saveAs() {
-    if (!document_.hasTable() || !word_->commit()) {
+    if (!document_.holdsTable() || !word_->commit()) {
         return false;
     }
     const QString proposed =
@@ -304,7 +304,7 @@ bool OptionBytePage::saveAs() {
 }
 
 bool OptionBytePage::saveTo(const QString& path) {
-    if (!document_.hasTable() || !word_->commit()) {
+    if (!document_.holdsTable() || !word_->commit()) {
         return false;
     }
     if (path == document_.path() && QFileInfo::exists(path) && document_.differsFromFile() &&
@@ -397,7 +397,7 @@ void OptionBytePage::takeDevices(const DeviceSearch& search) {
 }
 
 void OptionBytePage::guessDevice() {
-    if (!document_.hasTable() || document_.device() != nullptr) {
+    if (!document_.holdsTable() || document_.device() != nullptr) {
         return;
     }
     const Device* best = nullptr;
@@ -416,9 +416,9 @@ void OptionBytePage::guessDevice() {
 
 void OptionBytePage::chooseDevice(int row) {
     const Device* device = search_.find(devices_->itemData(row).toUInt());
-    const bool isSame = device == nullptr || (document_.device() != nullptr && document_.hasTable() &&
+    const bool isSame = device == nullptr || (document_.device() != nullptr && document_.holdsTable() &&
                                               document_.device()->deviceId == device->deviceId);
-    if (!isSame && document_.hasTable() && !document_.path().isEmpty()) {
+    if (!isSame && document_.holdsTable() && !document_.path().isEmpty()) {
         document_.setDevice(*device);
     } else if (!isSame && mayLose()) {
         startNew(*device);
@@ -439,7 +439,7 @@ void OptionBytePage::showDevice() {
 }
 
 void OptionBytePage::showTable() {
-    body_->setCurrentIndex(document_.hasTable() ? 1 : 0);
+    body_->setCurrentIndex(document_.holdsTable() ? 1 : 0);
     const qsizetype word = qMin(qMax(qsizetype{0}, shownWord_), document_.wordCount() - 1);
     words_->choose(word);
     word_->setWord(word);

@@ -204,6 +204,7 @@ void TemplatePage::showForm() {
         made.id = field.id;
         made.group = groupOf(field);
         made.label = labelWithMnemonic(field.label, used);
+        made.marksChange = true;
         made.tip =
             field.tip.isEmpty() || field.lock.isEmpty() ? field.tip + field.lock : field.tip + u'\n' + field.lock;
         made.kind = field.kind;
@@ -449,7 +450,6 @@ void TemplatePage::run() {
          !save())) {
         return;
     }
-    outputBefore_ = QFileInfo(templateOutputs(*form_, values_).value(0)).lastModified();
     panel_->start();
 }
 
@@ -457,7 +457,7 @@ void TemplatePage::stop() {
     panel_->stop();
 }
 
-void TemplatePage::finish(int status) {
+void TemplatePage::finish() {
     TemplateForm now;
     QString fault;
     // The tool has written the values that it used into the template.
@@ -470,11 +470,6 @@ void TemplatePage::finish(int status) {
         form_->text = now.text;
     }
     refresh();
-    const QFileInfo output(templateOutputs(*form_, values_).value(0));
-    if (status == 0 && output.lastModified() == outputBefore_) {
-        message_->setText(tr("The tool ended without making %1: its messages tell why.").arg(output.fileName()));
-        message_->show();
-    }
 }
 
 void TemplatePage::dragEnterEvent(QDragEnterEvent* event) {

@@ -3,8 +3,6 @@
 #include "desktop/Page.h"
 #include "desktop/TemplateForm.h"
 
-#include <QDateTime>
-
 #include <memory>
 
 class FormView;
@@ -51,7 +49,7 @@ class TemplatePage : public Page {
     void takeEdit(const QString& id);
     void leave(const QString& id);
     void refresh();
-    void finish(int status);
+    void finish();
 
     PageContext& context_;
     QUndoStack* undo_;
@@ -66,5 +64,4 @@ class TemplatePage : public Page {
     TemplateValues values_;
     int visit_ = 0;            ///< of a field by the user: what is typed in one is one change
     bool isFromView_ = false;  ///< the change that is made came from the form
-    QDateTime outputBefore_;   ///< when the output was last made before the run
 };

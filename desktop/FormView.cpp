@@ -19,6 +19,7 @@ namespace {
 
 constexpr int labelColumn = 0;
 constexpr int fieldColumn = 1;
+constexpr int mostOfReset = 40;     ///< characters of the value in the context menu
 constexpr int mostOfLabel = 26;     ///< characters in a line
 constexpr int mostCharacters = 78;  ///< of a field with its button; with the labels a form has some 90
 
@@ -61,6 +62,20 @@ QLabel* makeLabel(const QString& text, QWidget& part) {
     label->setFixedWidth(qMin(widest, wanted));
     label->setWordWrap(wanted > widest);
     return label;
+}
+
+/// What the context menu calls setting a field back to its initial value.
+QString resetText(const FormField& field) {
+    const QString initial = field.initial.value(0);
+    if (field.kind == FieldKind::inFiles) {
+        return field.initial.isEmpty() ? FormView::tr("Remove All Files") : FormView::tr("Set the Whole List Back");
+    }
+    if (field.kind == FieldKind::choice || field.kind == FieldKind::check) {
+        return FormView::tr("Set Back");
+    }
+    return initial.isEmpty()
+               ? FormView::tr("Empty This Field")
+               : FormView::tr("Set Back to “%1”").arg(initial.left(mostOfReset).replace(u'&', QLatin1String("&&")));
 }
 
 /// Texts of other files are plain, and a plain tip would be one endless line.
@@ -309,9 +324,7 @@ void FormView::Inside::showMenu(Row& row, QWidget* part, QPoint at) {
     menu->setAttribute(Qt::WA_DeleteOnClose);
     if (row.isEditable && row.edit->values() != row.field.initial) {
         menu->addSeparator();
-        const QString initial = row.field.initial.value(0);
-        const QString name = initial.isEmpty() ? tr("Empty This Field") : tr("Set Back to “%1”").arg(initial);
-        connect(menu->addAction(name), &QAction::triggered, &form_, [this, &row] {
+        connect(menu->addAction(resetText(row.field)), &QAction::triggered, &form_, [this, &row] {
             row.edit->setValues(row.field.initial);
             noteEdit(row);
             emit form_.edited(row.field.id);

@@ -37,9 +37,9 @@ struct FormField {
 };
 
 /// A form: groups with bold titles, labels in one right-aligned column, each field with its verdict in a line below it.
-/// A field is judged when it is left, or after a file was chosen or dropped; while somebody types, what was said of it
-/// can only go away. That something is missing is shown after `focusFirstOpenPoint`. A hidden field and one that can't
-/// be edited count as good.
+/// A field is judged when it is left, at Return, or after a file was chosen or dropped; while somebody types, what was
+/// said of it can only go away. That something is missing is shown after `focusFirstOpenPoint`. A hidden field and one
+/// that can't be edited count as good.
 ///
 /// Names of the parts of a field "key": its editor is "key", the line below it "keyVerdict", the button of a path
 /// "keyBrowse". The rows of `inFiles` have "key" and "keyBeside", "key2" and "key2Beside" and so on, "keyRemove" and

@@ -42,6 +42,7 @@ PathField::PathField(const FormField& field, PageContext& context, QWidget* pare
         }
         emit edited();
     });
+    connect(line_, &QLineEdit::returnPressed, this, &PathField::settled);
     connect(button_, &QPushButton::clicked, this, &PathField::browse);
 }
 

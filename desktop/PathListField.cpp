@@ -80,8 +80,9 @@ void PathListField::setEditable(bool editable) {
 }
 
 void PathListField::describe(const QString& text, bool isFault) {
+    // Which of several is at fault stands in the text.
     for (const Row& row : rows_) {
-        row.path->describe(text, isFault);
+        row.path->describe(text, isFault && rows_.size() == 1);
         if (row.beside != nullptr) {
             row.beside->setAccessibleDescription(text);
         }
@@ -137,6 +138,7 @@ void PathListField::addRow() {
         row.beside->setPlaceholderText(field_.besideLabel);
         row.beside->setToolTip(field_.besideLabel);
         connect(row.beside, &QLineEdit::textEdited, this, &PathListField::edited);
+        connect(row.beside, &QLineEdit::returnPressed, this, &PathListField::settled);
         line->addWidget(row.beside);
     }
     row.remove = new QPushButton(tr("Remove"), row.box);

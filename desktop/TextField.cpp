@@ -33,6 +33,7 @@ TextField::TextField(const FormField& field, QWidget* parent)
     layout->addWidget(line_);
     layout->addStretch();
     connect(line_, &QLineEdit::textEdited, this, &TextField::edited);
+    connect(line_, &QLineEdit::returnPressed, this, &TextField::settled);
 }
 
 QStringList TextField::values() const {

@@ -22,7 +22,7 @@ namespace {
 constexpr int maxLines = 100'000;
 // A line that never ends would be laid out anew with each of its pieces.
 constexpr int maxLineLength = 32'768;
-constexpr int showEvery = 30;                      // milliseconds
+constexpr int showEvery = 30;                    // milliseconds
 constexpr qsizetype showAtLeastEvery = 262'144;  // characters
 constexpr int styleProperty = QTextFormat::UserProperty;
 

@@ -16,12 +16,8 @@ QString wordOf(const FieldRow& row, const JobValues& values) {
 
 void optionWithValue(const FieldRow& row, const JobValues& values, QStringList& arguments) {
     const QString word = wordOf(row, values);
-    if (word.isEmpty()) {
-        return;
-    }
-    arguments.append(QLatin1String(row.option));
-    if (row.kind != FieldKind::check) {
-        arguments.append(word);
+    if (!word.isEmpty()) {
+        arguments << QLatin1String(row.option) << word;
     }
 }
 

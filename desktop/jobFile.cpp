@@ -42,9 +42,6 @@ QString relative(const QDir& folder, const QString& path) {
 }
 
 QJsonValue written(const FieldRow& row, const QStringList& value, const QDir& folder) {
-    if (row.kind == FieldKind::check) {
-        return !textOf(value).isEmpty();
-    }
     if (row.kind != FieldKind::inFiles) {
         return isPath(row) ? relative(folder, pathOf(value)) : value.value(0);
     }
@@ -79,10 +76,6 @@ bool readEntries(const QJsonArray& entries, const QDir& folder, QStringList& val
 }
 
 bool readValue(const FieldRow& row, const QJsonValue& json, const QDir& folder, QStringList& value) {
-    if (row.kind == FieldKind::check) {
-        value = json.toBool() ? QStringList(QStringLiteral("1")) : QStringList();
-        return json.isBool();
-    }
     if (row.kind == FieldKind::inFiles) {
         return json.isArray() && readEntries(json.toArray(), folder, value);
     }

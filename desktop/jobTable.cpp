@@ -115,6 +115,17 @@ QString cardHint(const JobValues& values) {
     return {};
 }
 
+/// As -gpdata looks for them.
+QString personalizationHint(const JobValues& /*values*/) {
+    const QDir keys(QCoreApplication::applicationDirPath() + QStringLiteral("/Keys"));
+    return keys.exists(QStringLiteral("perso_private.pem")) && keys.exists(QStringLiteral("card_public.pem"))
+               ? QString()
+               : Texts::tr(
+                     "There is no perso_private.pem and card_public.pem in the folder Keys beside the tool. "
+                     "Without them the data is encrypted with a development pair, which is public and protects "
+                     "nothing.");
+}
+
 constexpr const char* images = QT_TRANSLATE_NOOP("pageTable", "Images");
 constexpr const char* secrets = QT_TRANSLATE_NOOP("pageTable", "Secrets");
 constexpr const char* keysAndCards = QT_TRANSLATE_NOOP("pageTable", "Keys and cards");
@@ -207,7 +218,8 @@ const QList<JobRow>& jobTable() {
          .summary = QT_TRANSLATE_NOOP("pageTable", "Encrypts personalization data for a card."),
          .words = QT_TRANSLATE_NOOP("pageTable", "-gpdata --gpdata encrypt perso"),
          .command = "-gpdata",
-         .rows = personalizationRows()},
+         .rows = personalizationRows(),
+         .hint = personalizationHint},
         {.id = "external-memory",
          .group = memoryAndWireless,
          .title = QT_TRANSLATE_NOOP("pageTable", "External memory"),

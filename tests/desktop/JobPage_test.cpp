@@ -110,6 +110,15 @@ TEST_F(JobPageTest, RunsEveryCommandOfTheReadme) {
         }
     }
     EXPECT_TRUE(lines.empty());
+
+    DesktopKit kit;
+    kit.show("install-image");
+    fillIn(kit, jobForms().first());
+    kit.press("run");
+    ASSERT_TRUE(DesktopKit::waitFor([&] { return !kit.window->page()->isBusy(); }));
+    kit.press("inspect");
+    EXPECT_EQ(kit.settings.lastPage(), QStringLiteral("inspect"));
+    EXPECT_TRUE(DesktopKit::waitFor([&] { return shownLine(kit).endsWith(QLatin1String("blink.tbi")); }));
 }
 
 TEST_F(JobPageTest, SaysWhatIsWrongWithAValue) {

@@ -1,6 +1,7 @@
 #include "desktop/FormView.h"
 
 #include "desktop/FieldEdit.h"
+#include "desktop/FieldLabel.h"
 #include "desktop/VerdictLine.h"
 #include "desktop/fieldVerdict.h"
 #include "desktop/theme.h"
@@ -20,7 +21,6 @@ namespace {
 constexpr int labelColumn = 0;
 constexpr int fieldColumn = 1;
 constexpr int mostOfReset = 40;     ///< characters of the value in the context menu
-constexpr int mostOfLabel = 26;     ///< characters in a line
 constexpr int mostCharacters = 78;  ///< of a field with its button; with the labels a form has some 90
 
 /// A verdict and what it was made of.
@@ -32,8 +32,8 @@ struct Judged {
 
 struct Row {
     FormField field;
-    QLabel* title = nullptr;  ///< of its group; null if that has none
-    QLabel* label = nullptr;  ///< null if the editor shows it
+    QLabel* title = nullptr;      ///< of its group; null if that has none
+    FieldLabel* label = nullptr;  ///< null if the editor shows it
     FieldEdit* edit = nullptr;
     VerdictLine* line = nullptr;
     bool isShown = true;
@@ -47,21 +47,6 @@ struct Row {
 
 bool isOpen(const Verdict& verdict) {
     return verdict.kind != Verdict::Kind::good;
-}
-
-/// Beside the first part of an editor, which its mnemonic leads to. A long one has several lines.
-QLabel* makeLabel(const QString& text, QWidget& part) {
-    auto* label = new QLabel(text);
-    label->setTextFormat(Qt::PlainText);
-    label->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-    label->setBuddy(&part);
-    label->setMinimumHeight(part.sizeHint().height());
-    const QFontMetrics metrics = label->fontMetrics();
-    const int widest = metrics.averageCharWidth() * mostOfLabel;
-    const int wanted = metrics.size(Qt::TextShowMnemonic, text).width() + 1;
-    label->setFixedWidth(qMin(widest, wanted));
-    label->setWordWrap(wanted > widest);
-    return label;
 }
 
 /// What the context menu calls setting a field back to its initial value.
@@ -102,6 +87,7 @@ struct FormView::Inside {
     void noteLeave(Row& row);
     /// What files say is asked anew: another field may count in it.
     void forget();
+    void mark(Row& row);
     void bringIntoView(const Row& row);
     void showMenu(Row& row, QWidget* part, QPoint at);
 
@@ -176,7 +162,9 @@ void FormView::Inside::addRow(QGridLayout& grid, Row& row, PageContext& context)
     row.edit->setToolTip(tip);
     row.edit->setWhatsThis(tip);
     if (!showsItself) {
-        row.label = makeLabel(field.label, *row.edit->first());
+        row.label = new FieldLabel(field.label);
+        row.label->setBuddy(row.edit->first());
+        row.label->standBeside(row.edit->first());
         row.label->setToolTip(tip);
         row.label->setWhatsThis(tip);
         grid.addWidget(row.label, at, labelColumn, Qt::AlignRight | Qt::AlignTop);
@@ -277,6 +265,7 @@ void FormView::Inside::noteEdit(Row& row) {
     const bool wasSaid = row.said.has_value();
     row.said.reset();
     row.isTouched = true;
+    mark(row);
     if (row.label != nullptr && row.label->buddy() != row.edit->first()) {
         row.label->setBuddy(row.edit->first());
     }
@@ -306,6 +295,17 @@ void FormView::Inside::noteLeave(Row& row) {
 void FormView::Inside::forget() {
     for (Row& row : rows_) {
         row.judged.reset();
+    }
+}
+
+void FormView::Inside::mark(Row& row) {
+    const QString initial = row.field.initial.value(0);
+    const bool isChanged = row.field.marksChange && row.edit->values() != row.field.initial;
+    if (row.label != nullptr && row.label->isChanged() != isChanged) {
+        const QString before =
+            initial.isEmpty() ? tr("Changed. It was empty.") : tr("Changed. It was “%1”.").arg(initial);
+        row.label->setChanged(isChanged);
+        row.label->setToolTip(shownTip(isChanged ? before + u'\n' + row.field.tip : row.field.tip));
     }
 }
 
@@ -372,6 +372,7 @@ void FormView::setValues(const QString& id, const QStringList& values) {
     row->said.reset();
     row->isWanted = false;
     row->isTouched = false;
+    inside_->mark(*row);
     inside_->judgeAndTell(*row);
 }
 

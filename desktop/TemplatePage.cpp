@@ -204,6 +204,7 @@ void TemplatePage::showForm() {
         made.id = field.id;
         made.group = groupOf(field);
         made.label = labelWithMnemonic(field.label, used);
+        made.marksChange = true;
         made.tip =
             field.tip.isEmpty() || field.lock.isEmpty() ? field.tip + field.lock : field.tip + u'\n' + field.lock;
         made.kind = field.kind;

@@ -80,6 +80,9 @@ QString OtpMapView::told(std::uint32_t word) const {
     const OtpWord& at = map_.words.at(word);
     const QString purpose = at.fuse < 0 ? tr("Word %1, not described").arg(word)
                                         : tr("Word %1, %2").arg(QString::number(word), fuses_.words.at(at.fuse).name);
+    const QString description = at.fuse < 0 || fuses_.words.at(at.fuse).description.isEmpty()
+                                    ? QString()
+                                    : u' ' + fuses_.words.at(at.fuse).description + u'.';
     const QString leftOut =
         at.fuse >= 0 && !fuses_.words.at(at.fuse).mayBeLeftOut ? tr("must be filled, and is free") : tr("free");
     switch (at.use) {
@@ -97,9 +100,9 @@ QString OtpMapView::told(std::uint32_t word) const {
             return tr("%1: collision of %2.").arg(purpose, wanting.join(tr(" and ")));
         }
         case OtpUse::used:
-            return tr("%1: filled by “%2”.").arg(purpose, names_.value(at.item));
+            return tr("%1: filled by “%2”.").arg(purpose, names_.value(at.item)) + description;
         case OtpUse::free:
-            return tr("%1: %2.").arg(purpose, leftOut);
+            return tr("%1: %2.").arg(purpose, leftOut) + description;
         case OtpUse::undescribed:
             break;
     }

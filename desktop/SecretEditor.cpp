@@ -1,6 +1,7 @@
 #include "desktop/SecretEditor.h"
 
 #include "desktop/Dialogs.h"
+#include "desktop/PathField.h"
 #include "desktop/VerdictLine.h"
 #include "desktop/theme.h"
 
@@ -10,10 +11,13 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDir>
+#include <QDropEvent>
 #include <QFormLayout>
 #include <QLineEdit>
+#include <QMimeData>
 #include <QPushButton>
 #include <QSpinBox>
+#include <QTextDocument>
 
 #include <algorithm>
 
@@ -21,6 +25,10 @@ namespace {
 
 constexpr qsizetype previewWords = 8;
 constexpr qsizetype previewColumns = 4;
+
+QByteArrayList noncePath() {
+    return {"Protection", "Algorithm", "Nonce"};
+}
 
 QLabel* groupTitle(const QString& text) {
     auto* label = new QLabel(text);
@@ -225,10 +233,9 @@ QWidget* SecretEditor::makeProtectionFields(int labels) {
     nonceLabel->setBuddy(nonce_);
     const int row = (cell + 1) / 2;
     grid->addWidget(nonceLabel, row, 0, Qt::AlignRight);
-    grid->addWidget(makePathField(nonce_, browseNonce_, tr("Nonce of the Item"), {"Protection", "Algorithm", "Nonce"}),
-                    row, 1, 1, 3);
+    grid->addWidget(makePathField(nonce_, browseNonce_, tr("Nonce of the Item"), noncePath()), row, 1, 1, 3);
     grid->addWidget(nonceVerdict_, row + 1, 1, 1, 3);
-    connectLine(nonce_, {"Protection", "Algorithm", "Nonce"}, tr("Change Nonce"));
+    connectLine(nonce_, noncePath(), tr("Change Nonce"));
     return widget;
 }
 
@@ -242,11 +249,41 @@ QWidget* SecretEditor::makePathField(QLineEdit* line, QPushButton* browse, const
     connect(browse, &QPushButton::clicked, this, [this, title, path] {
         const QString chosen = dialogs_.openFile(this, title, PathRole::key, QString());
         if (!chosen.isEmpty()) {
-            change({{path, writtenPath(chosen)}}, tr("Choose File"));
-            document_.endField();
+            takeFile(path, chosen);
         }
     });
+    line->installEventFilter(this);
     return field;
+}
+
+bool SecretEditor::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() != QEvent::DragEnter && event->type() != QEvent::Drop) {
+        return QWidget::eventFilter(watched, event);
+    }
+    auto* drop = static_cast<QDropEvent*>(event);
+    const QStringList files = PathField::pathsOf(*drop->mimeData());
+    if (files.size() != 1) {
+        return QWidget::eventFilter(watched, event);
+    }
+    drop->acceptProposedAction();
+    if (event->type() == QEvent::Drop) {
+        takeFile(watched == content_ ? QByteArrayList{"PathOrWord"} : noncePath(), files.constFirst());
+    }
+    return true;
+}
+
+/// Data that was given as words is a file from then on.
+void SecretEditor::takeFile(const QByteArrayList& path, const QString& file) {
+    if (row_ < 0) {
+        return;
+    }
+    QList<SecretChange> changes = {{path, writtenPath(file)}};
+    if (path != noncePath() && !document_.items().at(row_).isFile) {
+        changes += {{"isFile"}, QStringLiteral("1")};
+        changes += {{"Format"}, QStringLiteral("2")};
+    }
+    change(changes, tr("Choose File"));
+    document_.endField();
 }
 
 void SecretEditor::connectLine(QLineEdit* line, const QByteArrayList& path, const QString& undoText) {
@@ -273,10 +310,17 @@ void SecretEditor::setFuses(const DeviceFuses& fuses) {
     fuse_->clear();
     fuse_->addItem(tr("Other words"));
     for (const FuseWords& words : fuses_.words) {
-        fuse_->addItem(
-            words.count == 1
-                ? tr("%1  %2").arg(QString::number(words.index), words.name)
-                : tr("%1–%2  %3").arg(QString::number(words.index), QString::number(words.end() - 1), words.name));
+        fuse_->addItem(tr("%1  %2").arg(wordRange(words.index, words.end()), words.name));
+        fuse_->setItemData(fuse_->count() - 1, Qt::convertFromPlainText(words.description), Qt::ToolTipRole);
+    }
+    for (std::size_t i = 0; i < protection_.size(); ++i) {
+        QString tip;
+        for (const DeviceField& field : qAsConst(fuses_.protection)) {
+            if (field.name == QLatin1String(protectionRows[i].name)) {
+                tip = field.description;
+            }
+        }
+        protection_[i].values->setToolTip(tip.isEmpty() ? tip : Qt::convertFromPlainText(tip));
     }
 }
 
@@ -337,6 +381,7 @@ void SecretEditor::showItem(qsizetype row, const SecretSize& size, const Verdict
         row >= 0 && fuse >= 0 && fuses_.words.at(fuse).index == item.Offset ? static_cast<int>(fuse) + 1 : 0);
     index_->setValue(static_cast<int>(item.Offset));
     place_->tell(place);
+    index_->setAccessibleDescription(place.text);
     expected_->setValue(std::max(0, item.expectedSize) / int{otpWordSize});
     mandatory_->setChecked(item.isMandatory);
     const bool isWords = secretKind(item) == SecretKind::words;
@@ -348,6 +393,7 @@ void SecretEditor::showItem(qsizetype row, const SecretSize& size, const Verdict
     browse_->setEnabled(row >= 0 && !isWords);
     dataVerdict_->tell(size.data.kind == Verdict::Kind::good && row >= 0 ? Verdict{Verdict::Kind::good, sizeTold(size)}
                                                                          : size.data);
+    content_->setAccessibleDescription(size.data.text);
     showPreview(item);
     showProtection(item);
     nonce_->setEnabled(row >= 0 && hasNonce(item));

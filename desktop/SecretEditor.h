@@ -37,6 +37,10 @@ class SecretEditor : public QWidget {
   signals:
     void showsDataChanged();
 
+  protected:
+    /// Takes files that are dropped on the lines for paths.
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
   private:
     struct ProtectionEditor {
         QLabel* label = nullptr;
@@ -50,6 +54,7 @@ class SecretEditor : public QWidget {
     void connectLine(QLineEdit* line, const QByteArrayList& path, const QString& undoText);
 
     void change(const QList<SecretChange>& changes, const QString& undoText);
+    void takeFile(const QByteArrayList& path, const QString& file);
     void pickFuse(int entry);
     void pickKind(int kind);
     void showProtection(const SecretItem& item);

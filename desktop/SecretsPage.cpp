@@ -3,6 +3,7 @@
 #include "desktop/Dialogs.h"
 #include "desktop/OtpMapPanel.h"
 #include "desktop/OtpMapView.h"
+#include "desktop/PathField.h"
 #include "desktop/SecretEditor.h"
 #include "desktop/SecretsFooter.h"
 #include "desktop/SecretsModel.h"
@@ -11,10 +12,11 @@
 #include "images/imageLayout.h"
 
 #include <QComboBox>
-#include <QEvent>
+#include <QDropEvent>
 #include <QFileInfo>
 #include <QHeaderView>
 #include <QLabel>
+#include <QMimeData>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QScrollBar>
@@ -64,6 +66,7 @@ SecretsPage::SecretsPage(PageContext& context, QWidget* parent)
     connect(footer_, &SecretsFooter::makeRequested, this, &SecretsPage::run);
     connect(footer_, &SecretsFooter::inspectRequested, this,
             [this] { emit handOver(QStringLiteral("inspect"), imagePath_); });
+    setAcceptDrops(true);
     connectDocument();
     takeDevices({});
     searchDevices();
@@ -426,7 +429,6 @@ void SecretsPage::add() {
         free.index = word == plan_.map.words.end() ? 0 : static_cast<std::uint32_t>(word - plan_.map.words.begin());
         insertNew(free, false);
     }
-    editor_->setFocus();
 }
 
 void SecretsPage::addFor(std::uint32_t word) {
@@ -504,9 +506,32 @@ void SecretsPage::readImage() {
     }
     const QString path = context_.dialogs.openFile(this, tr("Read Secrets Image"), PathRole::output,
                                                    tr("Secrets images (*.bin);;All files (*)"));
-    if (path.isEmpty()) {
+    if (!path.isEmpty()) {
+        readImageAt(path);
+    }
+}
+
+void SecretsPage::dragEnterEvent(QDragEnterEvent* event) {
+    if (PathField::pathsOf(*event->mimeData()).size() == 1 && !isBusy_) {
+        event->acceptProposedAction();
+    }
+}
+
+/// A document is opened, anything else is read as an image.
+void SecretsPage::dropEvent(QDropEvent* event) {
+    const QStringList paths = PathField::pathsOf(*event->mimeData());
+    if (paths.size() != 1 || isBusy_) {
         return;
     }
+    event->acceptProposedAction();
+    if (paths.constFirst().endsWith(QLatin1String(".json"), Qt::CaseInsensitive)) {
+        emit handOver(QStringLiteral("secrets"), paths.constFirst());  // to the window, which asks about changes
+    } else if (mayLose()) {
+        readImageAt(paths.constFirst());
+    }
+}
+
+void SecretsPage::readImageAt(const QString& path) {
     QByteArrayList items;
     QString fault;
     QString remark;

@@ -40,6 +40,8 @@ class SecretsPage : public Page {
 
   protected:
     bool event(QEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
 
   private:
     [[nodiscard]] QWidget* makeDeviceRow();
@@ -62,6 +64,7 @@ class SecretsPage : public Page {
     void duplicate();
     void move(qsizetype steps);
     void readImage();
+    void readImageAt(const QString& path);
     void finishImage(const SecretsMade& made, const QString& path);
     [[nodiscard]] bool writeTo(const QString& path);
     [[nodiscard]] bool mayLose();

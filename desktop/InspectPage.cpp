@@ -288,6 +288,10 @@ bool InspectPage::isReadable(const QString& path) {
 }
 
 bool InspectPage::openFile(const QString& path) {
+    return openFileAs(path, QString());
+}
+
+bool InspectPage::openFileAs(const QString& path, const QString& kind) {
     if (!isReadable(path)) {
         return false;
     }
@@ -299,6 +303,9 @@ bool InspectPage::openFile(const QString& path) {
     for (const char* const field : {"as", "payload", "payload-b", "firmware", "option-bytes", "module", "blob",
                                     "address", "mode", "app", "except-signature"}) {
         form_->setValues(QLatin1String(field), {});
+    }
+    if (!kind.isEmpty()) {
+        form_->setValues(QStringLiteral("as"), {kind});
     }
     nextTab_ = -1;
     start(form_->openPoints().isEmpty());
@@ -455,7 +462,7 @@ void InspectPage::showVerdict() {
     const InspectRequest now = request(true);
     if (now.verify != result_->request.verify || now.compare != result_->request.compare) {
         verdict.detail += QLatin1Char(' ') + tr("That was said before the fields were changed: %1 again.")
-                                                  .arg(isCompared ? tr("compare") : tr("verify"));
+                                                 .arg(isCompared ? tr("compare") : tr("verify"));
     }
     verdict_->setVerdict(verdict);
     keysButton_->setVisible(

@@ -29,6 +29,7 @@ class InspectPage : public Page {
 
     [[nodiscard]] QString fileFilter() const override;
     [[nodiscard]] bool openFile(const QString& path) override;
+    [[nodiscard]] bool openFileAs(const QString& path, const QString& kind) override;
     void run() override;
     void stop() override;
     // It is never busy for the window: a newer file takes the place of an older one, and nothing is lost at the end.

@@ -171,9 +171,9 @@ Page* MainWindow::pageOf(const PageRow& row) {
             undo_->addStack(page->undoStack());
         }
         connect(page, &Page::stateChanged, this, &MainWindow::refresh);
-        connect(page, &Page::handOver, this, [this](const QString& id, const QString& path) {
+        connect(page, &Page::handOver, this, [this](const QString& id, const QString& path, const QString& kind) {
             if (showPage(id)) {
-                (void)openFile(path);
+                (void)openFile(path, kind);
             }
         });
     }
@@ -215,8 +215,8 @@ void MainWindow::open() {
     }
 }
 
-bool MainWindow::openFile(const QString& path) {
-    return page_ != nullptr && !page_->isBusy() && mayLose(*page_) && page_->openFile(path);
+bool MainWindow::openFile(const QString& path, const QString& kind) {
+    return page_ != nullptr && !page_->isBusy() && mayLose(*page_) && page_->openFileAs(path, kind);
 }
 
 bool MainWindow::mayLose(Page& page) {

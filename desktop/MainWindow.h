@@ -26,7 +26,7 @@ class MainWindow : public QMainWindow {
     /// The shown page; null as long as none was.
     [[nodiscard]] Page* page() const { return page_; }
     /// Opens a file on the shown page, after asking about what would get lost.
-    [[nodiscard]] bool openFile(const QString& path);
+    [[nodiscard]] bool openFile(const QString& path, const QString& kind = QString());
 
   protected:
     void closeEvent(QCloseEvent* event) override;

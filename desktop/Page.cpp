@@ -28,6 +28,11 @@ bool Page::openFile(const QString& path) {
     return false;
 }
 
+bool Page::openFileAs(const QString& path, const QString& kind) {
+    Q_UNUSED(kind)
+    return openFile(path);
+}
+
 bool Page::save() {
     return false;
 }

@@ -37,6 +37,8 @@ class Page : public QWidget {
     /// Opens the document at `path` in place of the one that is shown; what may get lost was asked about before. False
     /// after a fault, which the page has told, and which leaves the shown document as it was.
     [[nodiscard]] virtual bool openFile(const QString& path);
+    /// The same for a file whose kind is known to whoever hands it over, as the opener names it, but doesn't show.
+    [[nodiscard]] virtual bool openFileAs(const QString& path, const QString& kind);
     /// Saves where the document was opened or last saved; asks for the place if there is none. False if nothing was
     /// saved.
     [[nodiscard]] virtual bool save();
@@ -50,6 +52,6 @@ class Page : public QWidget {
   signals:
     /// What the window shows of the page has changed: name, modified, busy.
     void stateChanged();
-    /// The user wants the file at `path` on the page `pageId`.
-    void handOver(const QString& pageId, const QString& path);
+    /// The user wants the file at `path` on the page `pageId`; `kind` as in `openFileAs`, or empty.
+    void handOver(const QString& pageId, const QString& path, const QString& kind = QString());
 };

@@ -65,7 +65,7 @@ SecretsPage::SecretsPage(PageContext& context, QWidget* parent)
 
     connect(footer_, &SecretsFooter::makeRequested, this, &SecretsPage::run);
     connect(footer_, &SecretsFooter::inspectRequested, this,
-            [this] { emit handOver(QStringLiteral("inspect"), imagePath_); });
+            [this] { emit handOver(QStringLiteral("inspect"), imagePath_, imageKind_); });
     setAcceptDrops(true);
     connectDocument();
     takeDevices({});
@@ -481,11 +481,11 @@ void SecretsPage::run() {
     worker_.start([this, id = device().deviceId, items = document_.items(), folder = document_.folder(),
                    documentPath = document_.path(), path] {
         const SecretsMade made = makeSecretsImage(id, items, folder, documentPath, path);
-        QMetaObject::invokeMethod(this, [this, made, path] { finishImage(made, path); });
+        QMetaObject::invokeMethod(this, [this, id, made, path] { finishImage(made, path, hasFixedLayout(id)); });
     });
 }
 
-void SecretsPage::finishImage(const SecretsMade& made, const QString& path) {
+void SecretsPage::finishImage(const SecretsMade& made, const QString& path, bool isOfFixedLayout) {
     isBusy_ = false;
     footer_->setBusy(false);
     if (made.words < 0) {
@@ -496,6 +496,7 @@ void SecretsPage::finishImage(const SecretsMade& made, const QString& path) {
                             tr("%1 made: %2. %3").arg(QFileInfo(path).fileName(), words, made.warning).trimmed());
     }
     imagePath_ = path;
+    imageKind_ = isOfFixedLayout ? QStringLiteral("secretsWords") : QStringLiteral("secretsRecords");
     footer_->offerInspect(made.words >= 0);
     emit stateChanged();
 }

@@ -65,7 +65,7 @@ class SecretsPage : public Page {
     void move(qsizetype steps);
     void readImage();
     void readImageAt(const QString& path);
-    void finishImage(const SecretsMade& made, const QString& path);
+    void finishImage(const SecretsMade& made, const QString& path, bool isOfFixedLayout);
     [[nodiscard]] bool writeTo(const QString& path);
     [[nodiscard]] bool mayLose();
 
@@ -77,6 +77,7 @@ class SecretsPage : public Page {
     qsizetype row_ = -1;
     bool isBusy_ = false;
     QString imagePath_;  ///< of the last image that was made
+    QString imageKind_;  ///< as the opener names it
 
     QComboBox* deviceBox_;
     SecretsModel* model_;

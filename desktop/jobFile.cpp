@@ -28,6 +28,11 @@ struct Texts {
     Q_DECLARE_TR_FUNCTIONS(jobs)
 };
 
+/// Whether an argument can hold a text: it ends at a NUL, and half a surrogate pair has no UTF-8.
+bool isArgument(const QString& text) {
+    return text.isValidUtf16() && !text.contains(QChar::Null);
+}
+
 bool refuse(QString& fault, const QString& text) {
     fault = text;
     return false;
@@ -70,6 +75,9 @@ bool readEntries(const QJsonArray& entries, const QDir& folder, QStringList& val
             !(beside.isUndefined() || beside.isString())) {
             return false;
         }
+        if (!isArgument(object.value(pathName).toString()) || !isArgument(beside.toString())) {
+            return false;
+        }
         value << absolute(folder, object.value(pathName).toString()) << beside.toString();
     }
     return true;
@@ -82,7 +90,8 @@ bool readValue(const FieldRow& row, const QJsonValue& json, const QDir& folder, 
     const QString text = json.toString();
     value = {isPath(row) ? absolute(folder, text) : text};
     const auto isChosen = [&text](const ChoiceRow& choice) { return text == QLatin1String(choice.value); };
-    return json.isString() && (row.choices.empty() || std::any_of(row.choices.begin(), row.choices.end(), isChosen));
+    return json.isString() && isArgument(text) &&
+           (row.choices.empty() || std::any_of(row.choices.begin(), row.choices.end(), isChosen));
 }
 
 bool readValues(const JobRow& row, const QJsonObject& json, const QDir& folder, JobValues& values, QString& fault) {

@@ -2,6 +2,7 @@
 
 #include "desktop/JobPage.h"
 
+#include "desktop/jobFile.h"
 #include "desktop/pageTable.h"
 #include "tests/desktop/DesktopKit.h"
 #include "tests/desktop/jobForms.h"
@@ -254,6 +255,16 @@ TEST_F(JobPageTest, SavesAJobThatOpensAndPrintsAsTheSameLine) {
     EXPECT_TRUE(third.show("update-image")->openFile(folder.path("it's a job.json")));
     EXPECT_EQ(shownLine(third), line);
     EXPECT_FALSE(third.window->page()->openFile(folder.path("key.bin")));
+    QString fault;
+    ASSERT_TRUE(writeJobFile(folder.path("strange.json"),
+                             {findJob(QStringLiteral("card")),
+                              {{QStringLiteral("key"), {folder.path(" a\n\"b$c` ")}},
+                               {QStringLiteral("firmware-id"), {QStringLiteral(" two  words\t")}}}},
+                             fault));
+    ASSERT_TRUE(third.show("card")->openFile(folder.path("strange.json")));
+    EXPECT_EQ(
+        outsideTool(QStringLiteral(QVORA_PROGRAM), {QStringLiteral("--print-command"), folder.path("strange.json")}),
+        shownLine(third).toUtf8() + '\n');
     EXPECT_TRUE(third.dialogs.faults.last().contains(QLatin1String("no job"))) << third.dialogs.faults.size();
 }
 

@@ -173,6 +173,7 @@ TEST(JobFile, RefusesWhatIsNoJobByNamingIt) {
         {R"({"version": 1, "job": "sign", "values": {}, "key": "k"})", "\"key\""},
         {R"({"version": 1, "job": "sign", "values": {"nonce": "n"}})", "\"nonce\""},
         {R"({"version": 1, "job": "sign", "values": {"version": 1}})", "\"version\""},
+        {R"({"version": 1, "job": "sign", "values": {"key": "a\u0000b"}})", "\"key\""},
         {R"({"version": 1, "job": "install-image", "values": {"device": "0x451"}})", "\"device\""},
         {R"({"version": 1, "job": "install-image", "values": {"firmware": ["a"]}})", "\"firmware\""},
         {R"({"version": 1, "job": "install-image", "values": {"firmware": [{"path": "a", "at": "1"}]}})",

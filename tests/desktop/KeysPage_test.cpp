@@ -125,6 +125,14 @@ TEST(KeysPage, MakesPairsThatOpensslTakes) {
             EXPECT_EQ(textOf(kit, "keyHash"), keyHash);
         }
     }
+    choose(kit, "RSA");
+    kit.type("public", kit.folder.path("stopped_pub.pem"));
+    kit.type("private", kit.folder.path("stopped.pem"));
+    kit.press("make");
+    EXPECT_EQ(make(kit), "Stopped. Nothing was written.") << "the button stops what it started";
+    EXPECT_FALSE(QFileInfo::exists(kit.folder.path("stopped.pem")));
+
+    choose(kit, "Hash");
     kit.type("pem", kit.folder.write("no-key.pem", "-----BEGIN PUBLIC KEY-----\nAAAA\n-----END PUBLIC KEY-----\n"));
     EXPECT_NE(make(kit).find("no PEM key"), std::string::npos);
 }

@@ -344,10 +344,15 @@ QList<SecretChange> SecretEditor::changesFor(const SecretItem& item, const FuseW
 }
 
 void SecretEditor::pickFuse(int entry) {
-    if (entry > 0 && row_ >= 0) {
-        change(changesFor(document_.items().at(row_), fuses_.words.at(entry - 1)), tr("Choose Purpose"));
+    if (row_ < 0) {
+        return;
+    }
+    const SecretItem item = document_.items().at(row_);
+    if (entry > 0) {
+        change(changesFor(item, fuses_.words.at(entry - 1)), tr("Choose Purpose"));
         document_.endField();
     }
+    showFuse(document_.items().at(row_));  // other words are chosen by their index
 }
 
 void SecretEditor::pickKind(int kind) {
@@ -376,9 +381,7 @@ void SecretEditor::showItem(qsizetype row, const SecretSize& size, const Verdict
     setEnabled(row >= 0);
     const SecretItem item = row >= 0 ? document_.items().at(row) : SecretItem();
     setLine(name_, item.Name);
-    const qsizetype fuse = fuseAt(fuses_, item.Offset);
-    fuse_->setCurrentIndex(
-        row >= 0 && fuse >= 0 && fuses_.words.at(fuse).index == item.Offset ? static_cast<int>(fuse) + 1 : 0);
+    showFuse(item);
     index_->setValue(static_cast<int>(item.Offset));
     place_->tell(place);
     index_->setAccessibleDescription(place.text);
@@ -401,6 +404,12 @@ void SecretEditor::showItem(qsizetype row, const SecretSize& size, const Verdict
     setLine(nonce_, item.Nonce);
     nonceVerdict_->tell(size.nonce);
     isShowing_ = false;
+}
+
+void SecretEditor::showFuse(const SecretItem& item) {
+    const qsizetype fuse = row_ < 0 ? -1 : fuseAt(fuses_, item.Offset);
+    const bool isItsFirst = fuse >= 0 && fuses_.words.at(fuse).index == item.Offset;
+    fuse_->setCurrentIndex(isItsFirst ? static_cast<int>(fuse) + 1 : 0);
 }
 
 void SecretEditor::showProtection(const SecretItem& item) {
@@ -453,6 +462,10 @@ void SecretEditor::showPreview(const SecretItem& item) {
         text += QStringLiteral(" …");
     }
     preview_->setText(bytes.isEmpty() ? tr("No data") : text);
+}
+
+void SecretEditor::focusData() {
+    content_->setFocus(Qt::OtherFocusReason);
 }
 
 bool SecretEditor::showsData() const {

@@ -31,6 +31,9 @@ class SecretEditor : public QWidget {
     /// The changes that make an item one for the words `fuse` of the description.
     [[nodiscard]] QList<SecretChange> changesFor(const SecretItem& item, const FuseWords& fuse) const;
 
+    /// Puts the focus where the data of the item is told.
+    void focusData();
+
     [[nodiscard]] bool showsData() const;
     void hideData();
 
@@ -57,6 +60,7 @@ class SecretEditor : public QWidget {
     void takeFile(const QByteArrayList& path, const QString& file);
     void pickFuse(int entry);
     void pickKind(int kind);
+    void showFuse(const SecretItem& item);
     void showProtection(const SecretItem& item);
     void showPreview(const SecretItem& item);
     [[nodiscard]] QString writtenPath(const QString& path) const;

@@ -464,7 +464,10 @@ void SecretsPage::run() {
     const SecretsOpenPoint open = secretsOpenPoint(device().deviceId, document_.items(), document_.folder());
     if (!open.text.isEmpty()) {
         footer_->tellResult(StatusMark::Kind::bad, open.text);
-        choose(open.item < 0 ? row_ : open.item);
+        if (open.item >= 0) {
+            choose(open.item);
+            editor_->focusData();
+        }
         return;
     }
     footer_->tellResult(StatusMark::Kind::none, QString());

@@ -98,11 +98,11 @@ SecretSize sizeOfFile(const SecretItem& item, const QString& folder) {
     return size;
 }
 
-Verdict nonceVerdict(const SecretItem& item, const QString& folder) {
+Verdict nonceVerdict(const SecretItem& item, qint64 size, const QString& folder) {
     if (item.Nonce.isEmpty()) {
-        return secretKind(item) == SecretKind::words
-                   ? Verdict()
-                   : Verdict{Verdict::Kind::missing, text("This algorithm needs a nonce of 16 bytes.")};
+        const bool isAmongWords = !item.isFile && size > qint64{nonceSize};
+        return isAmongWords ? Verdict()
+                            : Verdict{Verdict::Kind::missing, text("This algorithm needs a nonce of 16 bytes.")};
     }
     qint64 bytes = 0;
     const Verdict verdict = fileVerdict(secretFile(item.Nonce, folder), bytes);
@@ -246,7 +246,7 @@ SecretSize secretSize(const SecretItem& item, const QString& folder) {
         size.bytes = std::max(item.expectedSize, 0);
     }
     if (hasNonce(item)) {
-        size.nonce = nonceVerdict(item, folder);
+        size.nonce = nonceVerdict(item, size.bytes, folder);
         // A word alone gets no nonce from the library, and words of an image have theirs among them.
         const bool isAdded = item.isFile || (size.bytes > otpWordSize && !item.Nonce.isEmpty());
         size.nonceBytes = isAdded && size.bytes > 0 ? nonceSize : 0;

@@ -5,6 +5,7 @@
 #include <QApplication>
 #include <QEvent>
 #include <QPainter>
+#include <QPushButton>
 #include <QStyleOptionFrame>
 
 namespace {
@@ -14,7 +15,8 @@ constexpr double roundness = 3;  ///< as that of the frame below
 
 }  // namespace
 
-FieldLine::FieldLine(int characters, QWidget* parent) : QLineEdit(parent), characters_(characters) {
+FieldLine::FieldLine(int characters, QWidget* parent)
+    : QLineEdit(parent), characters_(characters), buttonHeight_(QPushButton(QStringLiteral("…")).sizeHint().height()) {
     setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Fixed);
     // What is dropped belongs to the whole field.
     setAcceptDrops(false);
@@ -41,13 +43,12 @@ void FieldLine::setTarget(bool isTarget) {
 }
 
 QSize FieldLine::sizeHint() const {
-    const QSize hint = QLineEdit::sizeHint();
-    return {fontMetrics().averageCharWidth() * (characters_ + 2), hint.height()};
+    return {fontMetrics().averageCharWidth() * (characters_ + 2), qMax(QLineEdit::sizeHint().height(), buttonHeight_)};
 }
 
 QSize FieldLine::minimumSizeHint() const {
     const int characters = qMin(fewestCharacters, characters_);
-    return {fontMetrics().averageCharWidth() * (characters + 2), QLineEdit::sizeHint().height()};
+    return {fontMetrics().averageCharWidth() * (characters + 2), sizeHint().height()};
 }
 
 void FieldLine::paintEvent(QPaintEvent* event) {

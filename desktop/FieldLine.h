@@ -28,6 +28,7 @@ class FieldLine : public QLineEdit {
     void setGround();
 
     int characters_;
+    int buttonHeight_;  ///< lines are as high as the buttons and choices beside and below them
     bool isPath_ = false;
     bool isFault_ = false;
     bool isTarget_ = false;

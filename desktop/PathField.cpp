@@ -28,9 +28,6 @@ PathField::PathField(const FormField& field, PageContext& context, QWidget* pare
     button_->setAutoDefault(false);
     rename(field.id, plainLabel(field.label));
     setAcceptDrops(true);
-    const int height = qMax(line_->sizeHint().height(), button_->sizeHint().height());
-    line_->setFixedHeight(height);
-    button_->setFixedHeight(height);
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(line_);

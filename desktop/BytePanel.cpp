@@ -42,6 +42,8 @@ BytePanel::BytePanel(QWidget* parent)
     setTabOrder(view_, plain_);
     setTabOrder(plain_, goTo_);
     connect(view_, &ByteView::byteChosen, this, &BytePanel::byteChosen);
+    connect(view_, &ByteView::stretchChosen, this,
+            [this] { describe(tr("%1 bytes from byte %2 on").arg(view_->chosenSize()).arg(view_->chosenOffset())); });
     connect(plain_, &QCheckBox::toggled, this, &BytePanel::plainWanted);
     connect(goTo_, &QLineEdit::returnPressed, this, &BytePanel::goToOffset);
 }
@@ -104,6 +106,9 @@ void BytePanel::goToOffset() {
 
 void BytePanel::setPlainPossible(bool possible, const QString& tip) {
     plain_->setEnabled(possible);
+    if (!possible) {
+        clearPlain();
+    }
     plain_->setToolTip(tip);
 }
 

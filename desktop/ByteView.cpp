@@ -2,6 +2,8 @@
 
 #include "desktop/theme.h"
 
+#include <QApplication>
+#include <QClipboard>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
@@ -37,6 +39,7 @@ void ByteView::setBytes(QByteArrayView bytes, std::shared_ptr<const void> owner,
     owner_ = std::move(owner);
     base_ = base;
     current_ = 0;
+    anchor_ = 0;
     chosenOffset_ = 0;
     chosenSize_ = 0;
     verticalScrollBar()->setValue(0);
@@ -54,6 +57,7 @@ void ByteView::choose(qint64 offset, qint64 size) {
     mark(offset, size);
     if (chosenSize_ > 0) {
         current_ = chosenOffset_;
+        anchor_ = current_;
         const qint64 row = chosenOffset_ / columns_;
         const qint64 lastRow = (chosenOffset_ + chosenSize_ - 1) / columns_;
         const int top = verticalScrollBar()->value();
@@ -114,9 +118,26 @@ void ByteView::goTo(qint64 offset) {
         return;
     }
     current_ = std::clamp<qint64>(offset, 0, bytes_.size() - 1);
+    anchor_ = current_;
     showByte(current_);
     viewport()->update();
     emit byteChosen(current_);
+}
+
+void ByteView::extendTo(qint64 offset) {
+    current_ = std::clamp<qint64>(offset, 0, std::max<qint64>(0, bytes_.size() - 1));
+    mark(std::min(anchor_, current_), std::max(anchor_, current_) - std::min(anchor_, current_) + 1);
+    showByte(current_);
+    emit stretchChosen();
+}
+
+// As hexadecimal text, so that it can be pasted anywhere.
+void ByteView::copy() const {
+    constexpr qint64 most = 1 << 20;
+    const QByteArrayView chosen = bytes_.sliced(chosenOffset_, std::min(chosenSize_, most));
+    if (!chosen.isEmpty()) {
+        QApplication::clipboard()->setText(QString::fromLatin1(chosen.toByteArray().toHex(' ')));
+    }
 }
 
 qint64 ByteView::byteAt(const QPoint& point) const {
@@ -234,14 +255,9 @@ void ByteView::mousePressEvent(QMouseEvent* event) {
 
 // Dragging chooses by hand, apart from the tree.
 void ByteView::mouseMoveEvent(QMouseEvent* event) {
-    if ((event->buttons() & Qt::LeftButton) == 0 || bytes_.isEmpty()) {
-        return;
-    }
-    const qint64 byte = std::min<qint64>(byteAt(event->position().toPoint()), bytes_.size() - 1);
-    if (byte != current_) {
-        chosenOffset_ = std::min(byte, current_);
-        chosenSize_ = std::max(byte, current_) - chosenOffset_ + 1;
-        viewport()->update();
+    const qint64 byte = byteAt(event->position().toPoint());
+    if ((event->buttons() & Qt::LeftButton) != 0 && !bytes_.isEmpty() && byte != current_) {
+        extendTo(byte);
     }
 }
 
@@ -249,23 +265,29 @@ void ByteView::keyPressEvent(QKeyEvent* event) {
     const bool isControl = (event->modifiers() & Qt::ControlModifier) != 0;
     const qint64 page = qint64{columns_} * visibleRows();
     const qint64 rowStart = current_ / columns_ * columns_;
+    if (event->matches(QKeySequence::Copy)) {
+        return copy();
+    }
+    const auto move = [this, event](qint64 offset) {
+        return (event->modifiers() & Qt::ShiftModifier) != 0 ? extendTo(offset) : goTo(offset);
+    };
     switch (event->key()) {
         case Qt::Key_Left:
-            return goTo(current_ - 1);
+            return move(current_ - 1);
         case Qt::Key_Right:
-            return goTo(current_ + 1);
+            return move(current_ + 1);
         case Qt::Key_Up:
-            return goTo(current_ < columns_ ? current_ : current_ - columns_);
+            return move(current_ < columns_ ? current_ : current_ - columns_);
         case Qt::Key_Down:
-            return goTo(current_ + columns_ < bytes_.size() ? current_ + columns_ : current_);
+            return move(current_ + columns_ < bytes_.size() ? current_ + columns_ : current_);
         case Qt::Key_PageUp:
-            return goTo(current_ - page);
+            return move(current_ - page);
         case Qt::Key_PageDown:
-            return goTo(current_ + page);
+            return move(current_ + page);
         case Qt::Key_Home:
-            return goTo(isControl ? 0 : rowStart);
+            return move(isControl ? 0 : rowStart);
         case Qt::Key_End:
-            return goTo(isControl ? bytes_.size() - 1 : rowStart + columns_ - 1);
+            return move(isControl ? bytes_.size() - 1 : rowStart + columns_ - 1);
         default:
             QAbstractScrollArea::keyPressEvent(event);
     }

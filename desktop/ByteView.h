@@ -34,6 +34,8 @@ class ByteView : public QAbstractScrollArea {
   signals:
     /// The user went to a byte by mouse or keyboard.
     void byteChosen(qint64 offset);
+    /// The user chose a stretch by hand.
+    void stretchChosen();
 
   protected:
     bool viewportEvent(QEvent* event) override;
@@ -49,6 +51,9 @@ class ByteView : public QAbstractScrollArea {
   private:
     void layOut();
     void goTo(qint64 offset);
+    /// Chooses from the byte where that began up to `offset`.
+    void extendTo(qint64 offset);
+    void copy() const;
     void showByte(qint64 offset);
     [[nodiscard]] qint64 byteAt(const QPoint& point) const;
     [[nodiscard]] int hexLeft(int column) const;
@@ -66,6 +71,7 @@ class ByteView : public QAbstractScrollArea {
     int line_ = 1;  ///< height of a row
     int digits_ = 8;
     qint64 current_ = 0;
+    qint64 anchor_ = 0;  ///< where choosing by hand began
     qint64 chosenOffset_ = 0;
     qint64 chosenSize_ = 0;
 };

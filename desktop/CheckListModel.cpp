@@ -4,6 +4,8 @@
 #include "inspect/formats.h"
 #include "inspect/words.h"
 
+#include <QTextDocument>
+
 void CheckListModel::setResult(std::shared_ptr<const InspectResult> result) {
     beginResetModel();
     rows_.clear();
@@ -90,8 +92,9 @@ QVariant CheckListModel::data(const QModelIndex& index, int role) const {
     const Row& row = rows_[static_cast<std::size_t>(index.row())];
     switch (role) {
         case Qt::DisplayRole:
-        case Qt::ToolTipRole:
             return textOf(row, index.column());
+        case Qt::ToolTipRole:
+            return Qt::convertFromPlainText(textOf(row, index.column()));
         case Qt::DecorationRole:
             return index.column() == What ? QVariant(signIcon(signOf(row))) : QVariant();
         case Qt::ForegroundRole:

@@ -3,6 +3,8 @@
 #include "desktop/theme.h"
 #include "inspect/words.h"
 
+#include <QTextDocument>
+
 #include <algorithm>
 
 void DifferenceModel::setResult(std::shared_ptr<const InspectResult> result) {
@@ -58,15 +60,15 @@ QVariant DifferenceModel::data(const QModelIndex& index, int role) const {
     const inspect::Difference& difference = result_->comparison.differences[static_cast<std::size_t>(index.row())];
     const bool isNotCompared = difference.code == inspect::DifferenceCode::notCompared;
     const bool counts = inspect::rowOf(difference.code).counts;
+    const QString text = index.column() == What ? inspect::differenceText(difference)
+                         : isNotCompared        ? tr("undecided: it takes the key")
+                         : counts               ? tr("different")
+                                                : tr("follows from a fresh nonce");
     switch (role) {
         case Qt::DisplayRole:
+            return text;
         case Qt::ToolTipRole:
-            if (index.column() == What) {
-                return inspect::differenceText(difference);
-            }
-            return isNotCompared ? tr("undecided: it takes the key")
-                   : counts      ? tr("different")
-                                 : tr("follows from a fresh nonce");
+            return Qt::convertFromPlainText(text);
         case Qt::DecorationRole:
             return index.column() == What ? QVariant(signIcon(isNotCompared ? Sign::unknown
                                                               : counts      ? Sign::bad

@@ -3,6 +3,8 @@
 #include "desktop/theme.h"
 #include "inspect/words.h"
 
+#include <QTextDocument>
+
 void InspectModel::setTree(std::shared_ptr<const InspectTree> tree, std::array<QByteArrayView, 2> bytes) {
     beginResetModel();
     tree_ = std::move(tree);
@@ -63,14 +65,13 @@ QVariant InspectModel::data(const QModelIndex& index, int role) const {
     switch (role) {
         case Qt::DisplayRole:
             return textOf(line, index.column());
-        case Qt::ToolTipRole: {
-            // What didn't fit into its column.
-            const QString text = textOf(line, index.column());
-            return isNumber && line.offset >= 0 ? tr("Byte %1 of the file, %2")
+        case Qt::ToolTipRole:
+            // What didn't fit into its column; a text of the file stays text.
+            return Qt::convertFromPlainText(isNumber && line.offset >= 0
+                                                ? tr("Byte %1 of the file, %2")
                                                       .arg(line.offset)
                                                       .arg(inspect::bytesText(static_cast<quint64>(line.size)))
-                                                : text;
-        }
+                                                : textOf(line, index.column()));
         case Qt::DecorationRole:
             return index.column() == Name && line.sign != Sign::none ? QVariant(signIcon(line.sign)) : QVariant();
         case Qt::AccessibleDescriptionRole:
@@ -97,6 +98,8 @@ QVariant InspectModel::data(const QModelIndex& index, int role) const {
             return index.column() == Meaning && line.kind == InspectLineKind::range
                        ? QVariant(Theme::color(ThemeColor::quiet))
                        : QVariant();
+        case WideRole:
+            return index.column() == Meaning && line.kind == InspectLineKind::finding;
         default:
             return {};
     }

@@ -13,6 +13,7 @@ class InspectModel : public QAbstractItemModel {
 
   public:
     enum Column { Name, Value, Meaning, Offset, Size, ColumnCount };
+    enum Role { WideRole = Qt::UserRole };  ///< whether the meaning may take the room of the value
 
     using QAbstractItemModel::QAbstractItemModel;
 

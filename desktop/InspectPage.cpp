@@ -9,8 +9,11 @@
 #include "desktop/InspectModel.h"
 #include "desktop/InspectVerdict.h"
 #include "desktop/MapPanel.h"
+#include "desktop/MeaningDelegate.h"
+#include "desktop/Settings.h"
 #include "desktop/VerdictBar.h"
 #include "desktop/inspectFields.h"
+#include "desktop/inspectReport.h"
 #include "desktop/shellQuoted.h"
 #include "desktop/theme.h"
 #include "inspect/words.h"
@@ -33,6 +36,9 @@
 #include <algorithm>
 
 namespace {
+
+constexpr const char* rowState = "inspectRows";
+constexpr const char* columnState = "inspectColumns";
 
 enum Tab { BytesTab, ChecksTab, KeysTab, DifferencesTab };
 
@@ -80,9 +86,12 @@ InspectPage::InspectPage(PageContext& context, QWidget* parent)
       context_(context),
       worker_(new InspectWorker(this)),
       stack_(new QStackedWidget),
+      columns_(new QSplitter),
+      rows_(new QSplitter(Qt::Vertical)),
       verdict_(new VerdictBar),
       keysButton_(makeButton(tr("Give Keys…"), "giveKeys")),
       stopButton_(makeButton(tr("&Stop"), "stop")),
+      reportButton_(makeButton(tr("C&opy Report"), "copyReport")),
       model_(new InspectModel(this)),
       tree_(new QTreeView),
       map_(new MapPanel),
@@ -112,7 +121,13 @@ InspectPage::InspectPage(PageContext& context, QWidget* parent)
     connect(bytes_, &BytePanel::byteChosen, this, &InspectPage::chooseByte);
     connect(bytes_, &BytePanel::plainWanted, this, &InspectPage::showPlain);
     bytes_->setDescriber([this](qint64 offset) { return byteText(offset); });
+    bytes_->setPlainPossible(false, {});
     refreshCommand();
+}
+
+InspectPage::~InspectPage() {
+    context_.settings.setState(QLatin1String(rowState), rows_->saveState());
+    context_.settings.setState(QLatin1String(columnState), columns_->saveState());
 }
 
 QWidget* InspectPage::makeStart() {
@@ -131,7 +146,7 @@ QWidget* InspectPage::makeStart() {
 void InspectPage::makeVerdict() {
     QPushButton* compare = makeButton(tr("Compare &With…"), "compare");
     compare->setToolTip(tr("Shows what differs between this file and another one"));
-    QPushButton* report = makeButton(tr("C&opy Report"), "copyReport");
+    QPushButton* report = reportButton_;
     report->setToolTip(tr("Copies what qvora-inspect prints about the file"));
     verdict_->addButton(stopButton_);
     verdict_->addButton(keysButton_);
@@ -139,11 +154,11 @@ void InspectPage::makeVerdict() {
     verdict_->addButton(report);
     stopButton_->hide();
     keysButton_->hide();
+    reportButton_->setEnabled(false);
     connect(stopButton_, &QPushButton::clicked, this, &InspectPage::stop);
     connect(keysButton_, &QPushButton::clicked, this, [this] {
         tabs_->setCurrentIndex(KeysTab);
-        form_->setFocus(Qt::OtherFocusReason);
-        if (auto* field = form_->findChild<QWidget*>(QStringLiteral("key"))) {
+        if (auto* field = form_->findChild<QWidget*>(missingField_)) {
             field->setFocus(Qt::OtherFocusReason);
         }
     });
@@ -154,26 +169,26 @@ void InspectPage::makeVerdict() {
         }
     });
     connect(report, &QPushButton::clicked, this, [this, report] {
-        copyReport();
-        sayCopied(*report);
+        if (result_ != nullptr && result_->file != nullptr) {
+            QApplication::clipboard()->setText(inspectReport(*result_));
+            sayCopied(*report);
+        }
     });
 }
 
 QWidget* InspectPage::makeContent() {
-    auto* left = new QSplitter(Qt::Vertical);
-    left->setChildrenCollapsible(false);
-    left->addWidget(makeTree());
-    left->addWidget(makeTabs());
-    left->setStretchFactor(0, 1);
-    left->setStretchFactor(1, 1);
-    left->setSizes({Theme::groupGap() * 16, Theme::groupGap() * 14});
-    auto* both = new QSplitter;
-    both->setChildrenCollapsible(false);
-    both->addWidget(left);
-    both->addWidget(map_);
-    both->setStretchFactor(0, 1);
-    both->setHandleWidth(Theme::labelGap());
-    left->setHandleWidth(Theme::labelGap());
+    rows_->setChildrenCollapsible(false);
+    rows_->setHandleWidth(Theme::labelGap());
+    rows_->addWidget(makeTree());
+    rows_->addWidget(makeTabs());
+    rows_->setSizes({Theme::groupGap() * 16, Theme::groupGap() * 14});
+    columns_->setChildrenCollapsible(false);
+    columns_->setHandleWidth(Theme::labelGap());
+    columns_->addWidget(rows_);
+    columns_->addWidget(map_);
+    columns_->setStretchFactor(0, 1);
+    rows_->restoreState(context_.settings.state(QLatin1String(rowState)));
+    columns_->restoreState(context_.settings.state(QLatin1String(columnState)));
 
     auto* content = new QWidget;
     auto* layout = new QVBoxLayout(content);
@@ -183,7 +198,7 @@ QWidget* InspectPage::makeContent() {
     upper->setContentsMargins(Theme::groupGap(), 0, Theme::groupGap(), Theme::labelGap());
     upper->setSpacing(Theme::labelGap());
     upper->addWidget(verdict_);
-    upper->addWidget(both, 1);
+    upper->addWidget(columns_, 1);
     layout->addLayout(upper, 1);
     layout->addWidget(makeCommandBar());
     return content;
@@ -196,6 +211,7 @@ QWidget* InspectPage::makeTree() {
     tree_->setUniformRowHeights(true);
     tree_->setAlternatingRowColors(true);
     tree_->setSelectionBehavior(QAbstractItemView::SelectRows);
+    tree_->setItemDelegateForColumn(InspectModel::Meaning, new MeaningDelegate(tree_));
     QHeaderView* header = tree_->header();
     header->setStretchLastSection(false);
     header->setSectionResizeMode(InspectModel::Meaning, QHeaderView::Stretch);
@@ -242,6 +258,10 @@ QWidget* InspectPage::makeTabs() {
             [this](const QModelIndex& current) { choose(checks_->lineOf(current.row()), nullptr); });
     connect(differences->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
             [this](const QModelIndex& current) { choose(differences_->lineOf(current.row()), nullptr); });
+    // Choosing shows the place in the tree; Enter shows its bytes.
+    for (const QTableView* const list : {checks, differences}) {
+        connect(list, &QTableView::activated, this, [this] { tabs_->setCurrentIndex(BytesTab); });
+    }
     connect(end, &QPushButton::clicked, this, [this] { compareWith({}); });
     return tabs_;
 }
@@ -413,7 +433,7 @@ void InspectPage::showBusy() {
     stopButton_->show();
     keysButton_->hide();
     verdict_->setVerdict(
-        {Sign::busy, tr("Reading and checking “%1”…").arg(inspect::printable(QFileInfo(path_).fileName())), {}});
+        {Sign::busy, tr("Reading and checking “%1”…").arg(inspect::printable(QFileInfo(path_).fileName())), {}, {}});
     stack_->setCurrentIndex(1);
 }
 
@@ -465,15 +485,15 @@ void InspectPage::showVerdict() {
                                                  .arg(isCompared ? tr("compare") : tr("verify"));
     }
     verdict_->setVerdict(verdict);
-    keysButton_->setVisible(
-        !isCompared && isJudged && judgement.verdict == inspect::Verdict::undecided &&
-        (judgement.reason == inspect::Reason::noKey || judgement.reason == inspect::Reason::noPublicKey ||
-         judgement.reason == inspect::Reason::noKeyPair || judgement.reason == inspect::Reason::noAddress));
+    missingField_ = verdict.missingField;
+    keysButton_->setText(missingField_ == QLatin1String("as") ? tr("Choose a Format…") : tr("Give Keys…"));
+    keysButton_->setVisible(!missingField_.isEmpty());
     const bool isPlainPossible =
         isJudged && inspect::isOpen(*result_->file) && judgement.verdict != inspect::Verdict::wrong;
     bytes_->setPlainPossible(isPlainPossible, isPlainPossible
                                                   ? tr("Shows the plain bytes of the chosen area instead of the file's")
                                                   : tr("Plain contents are shown once every tag is good."));
+    reportButton_->setEnabled(result_->file != nullptr);
     const int bad = judgement.bad;
     tabs_->setTabText(ChecksTab, !isJudged || checks_->rowCount() == 0 ? tr("&Checks")
                                  : bad > 0                             ? tr("&Checks (%1 bad)").arg(bad)
@@ -495,14 +515,18 @@ const inspect::Content* InspectPage::contentOf(int line) const {
         return nullptr;
     }
     const InspectLine& chosen = result_->tree.line(line);
-    const inspect::Part* const part = inspect::partOf(*chosen.description, chosen.part);
-    if (part == nullptr) {
+    const bool isContent =
+        chosen.kind == InspectLineKind::range && chosen.description->ranges[chosen.item].role == inspect::Role::payload;
+    if (chosen.kind != InspectLineKind::part && chosen.kind != InspectLineKind::file && !isContent) {
         return nullptr;
     }
+    // A file without parts has one content, of no part.
+    const inspect::Part* const part = inspect::partOf(*chosen.description, chosen.part);
     const auto content =
         std::find_if(contents_->list.begin(), contents_->list.end(), [part](const inspect::Content& candidate) {
-            return candidate.part == part->index && candidate.letter == part->letter &&
-                   (!candidate.hasAddress || candidate.address == part->address);
+            return part == nullptr ? candidate.part == 0
+                                   : candidate.part == part->index && candidate.letter == part->letter &&
+                                         (!candidate.hasAddress || candidate.address == part->address);
         });
     return content == contents_->list.end() ? nullptr : &*content;
 }
@@ -579,28 +603,4 @@ void InspectPage::chooseByte(qint64 offset) {
         bytes_->mark(result_->tree.line(line).offset, result_->tree.line(line).size);
         bytes_->describe(byteText(offset));
     }
-}
-
-void InspectPage::copyReport() {
-    if (result_ == nullptr || result_->file == nullptr) {
-        return;
-    }
-    // As a terminal would show it: each command, then what it prints.
-    QString text;
-    const auto add = [&text](const QStringList& arguments, const QString& output) {
-        text += QStringLiteral("$ ") + shellQuoted(QStringList{QStringLiteral("qvora-inspect")} + arguments) + u'\n' +
-                output;
-    };
-    if (result_->file->format != nullptr) {
-        inspect::Report shown;
-        shown.command = QStringLiteral("show");
-        shown.files.push_back(*result_->file);
-        add(result_->request.show, QString::fromUtf8(inspect::printText(shown)));
-    }
-    add(result_->request.verify, result_->fault.isEmpty() ? QString::fromUtf8(inspect::printText(result_->report))
-                                                          : QStringLiteral("qvora-inspect: ") + result_->fault + u'\n');
-    if (result_->comparison.files.size() == 2) {
-        add(result_->request.compare, QString::fromUtf8(inspect::printText(result_->comparison)));
-    }
-    QApplication::clipboard()->setText(text);
 }

@@ -13,6 +13,7 @@ class FormView;
 class InspectModel;
 class MapPanel;
 class QPushButton;
+class QSplitter;
 class QStackedWidget;
 class QTabWidget;
 class QTableView;
@@ -26,6 +27,7 @@ class InspectPage : public Page {
 
   public:
     explicit InspectPage(PageContext& context, QWidget* parent = nullptr);
+    ~InspectPage() override;
 
     [[nodiscard]] QString fileFilter() const override;
     [[nodiscard]] bool openFile(const QString& path) override;
@@ -65,7 +67,6 @@ class InspectPage : public Page {
     [[nodiscard]] QString byteText(qint64 offset) const;
     [[nodiscard]] int lineOfByte(qint64 offset) const;
     [[nodiscard]] const inspect::Content* contentOf(int line) const;
-    void copyReport();
 
     PageContext& context_;
     InspectWorker* worker_;
@@ -74,14 +75,18 @@ class InspectPage : public Page {
     QString other_;  ///< the file that it is compared with; may be empty
     std::shared_ptr<InspectResult> result_;
     std::shared_ptr<inspect::Contents> contents_;  ///< plain; only as long as they are asked for
+    QString missingField_;                         ///< that would bring the verdict further
     bool isBusyShown_ = false;
     bool isChoosing_ = false;
     int nextTab_ = -1;  ///< to be shown with the result; -1 leaves it
 
     QStackedWidget* stack_;
+    QSplitter* columns_;
+    QSplitter* rows_;
     VerdictBar* verdict_;
     QPushButton* keysButton_;
     QPushButton* stopButton_;
+    QPushButton* reportButton_;
     InspectModel* model_;
     QTreeView* tree_;
     MapPanel* map_;

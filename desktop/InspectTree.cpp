@@ -94,13 +94,13 @@ QString titleOf(const inspect::Description& description) {
 QString coverText(inspect::Cover cover) {
     switch (cover) {
         case inspect::Cover::structure:
-            return InspectTree::tr("kept by the format's rules");
+            return InspectTree::tr("held by the format's rules");
         case inspect::Cover::digest:
-            return InspectTree::tr("under a digest");
+            return InspectTree::tr("protected by a digest");
         case inspect::Cover::signature:
-            return InspectTree::tr("under the signature");
+            return InspectTree::tr("protected by the signature");
         case inspect::Cover::tag:
-            return InspectTree::tr("under a tag");
+            return InspectTree::tr("protected by a tag");
         case inspect::Cover::comparison:
             return InspectTree::tr("known by comparison");
         case inspect::Cover::none:

@@ -126,43 +126,61 @@ QString coverageText(const inspect::Judgement& judgement) {
                                    : Words::tr("Nothing protects bytes %1.").arg(stretches.join(QStringLiteral(", "))));
 }
 
+const char* fieldFor(inspect::Reason reason) {
+    switch (reason) {
+        case inspect::Reason::noKey:
+            return "key";
+        case inspect::Reason::noPublicKey:
+            return "public";
+        case inspect::Reason::noKeyPair:
+            return "private";
+        case inspect::Reason::noAddress:
+            return "address";
+        default:
+            return "";
+    }
+}
+
 }  // namespace
 
 InspectVerdict fileVerdict(const InspectResult& result) {
     if (result.file == nullptr) {
-        return {Sign::bad, Words::tr("The file can't be read."), result.fault};
+        return {Sign::bad, Words::tr("The file can't be read."), result.fault, {}};
     }
     const inspect::Description& file = *result.file;
+    if (file.format == nullptr) {
+        return {Sign::unknown, Words::tr("Can't be judged: no known format"),
+                fileText(file) + QLatin1Char(' ') + Words::tr("If you know it, choose it."), QStringLiteral("as")};
+    }
     if (!result.fault.isEmpty()) {
-        const QString why = file.format == nullptr ? Words::tr("no known format") : Words::tr("the check didn't start");
-        return {Sign::unknown, Words::tr("Can't be judged: %1").arg(why),
-                file.format == nullptr
-                    ? fileText(file) + QLatin1Char(' ') + Words::tr("The form names one, if you know it.")
-                    : result.fault};
+        return {Sign::unknown, Words::tr("Can't be judged: the check didn't start"), result.fault, {}};
     }
     const inspect::Judgement judgement = inspect::judge(file);
     const QString good = goodText(file);
     switch (judgement.verdict) {
         case inspect::Verdict::proven:
-            return {Sign::good, Words::tr("Proven: %1").arg(good), fileText(file) + coverageText(judgement)};
+            return {Sign::good, Words::tr("Proven: %1").arg(good), fileText(file) + coverageText(judgement), {}};
         case inspect::Verdict::wrong: {
             const QString counts =
                 judgement.made == 0
                     ? QString()
                     : QLatin1Char(' ') + Words::tr("%1 of %2 checks are bad.").arg(judgement.bad).arg(judgement.made);
             return judgement.isKeyDoubtful && !inspect::hasErrors(file)
-                       ? InspectVerdict{Sign::bad, Words::tr("Wrong: no tag is right under this key"),
+                       ? InspectVerdict{Sign::bad,
+                                        Words::tr("Wrong: no tag is right under this key"),
                                         fileText(file) + QLatin1Char(' ') +
-                                            Words::tr("It is another key, or the file's header was changed.")}
-                       : InspectVerdict{Sign::bad, Words::tr("Wrong: %1").arg(firstFault(file)),
-                                        fileText(file) + counts};
+                                            Words::tr("It is another key, or the file's header was changed."),
+                                        {}}
+                       : InspectVerdict{
+                             Sign::bad, Words::tr("Wrong: %1").arg(firstFault(file)), fileText(file) + counts, {}};
         }
         case inspect::Verdict::undecided:
             break;
     }
     const QString reason = QString::fromLatin1(inspect::rowOf(judgement.reason).words);
     return {Sign::unknown, Words::tr("Can't be judged: %1").arg(reason),
-            fileText(file) + (good.isEmpty() ? QString() : QLatin1Char(' ') + Words::tr("So far %1.").arg(good))};
+            fileText(file) + (good.isEmpty() ? QString() : QLatin1Char(' ') + Words::tr("So far %1.").arg(good)),
+            QLatin1String(fieldFor(judgement.reason))};
 }
 
 InspectVerdict comparisonVerdict(const InspectResult& result) {
@@ -172,7 +190,7 @@ InspectVerdict comparisonVerdict(const InspectResult& result) {
         for (const inspect::Failure& failure : report.failures) {
             faults.append(inspect::printable(QFileInfo(failure.file).fileName() + QStringLiteral(": ") + failure.text));
         }
-        return {Sign::unknown, Words::tr("The files can't be compared."), faults.join(u'\n')};
+        return {Sign::unknown, Words::tr("The files can't be compared."), faults.join(u'\n'), {}};
     }
     const QString names = Words::tr("A is %1, B is %2.")
                               .arg(inspect::printable(QFileInfo(report.files[0].file).fileName()),
@@ -182,13 +200,15 @@ InspectVerdict comparisonVerdict(const InspectResult& result) {
                       [](const inspect::Difference& difference) { return inspect::rowOf(difference.code).counts; });
     switch (report.status) {
         case inspect::statusGood:
-            return {Sign::good, Words::tr("No difference"), names};
+            return {Sign::good, Words::tr("No difference"), names, {}};
         case inspect::statusWrong:
             return {
                 Sign::bad,
                 counted == 1 ? Words::tr("Different in one point") : Words::tr("Different in %1 points").arg(counted),
-                names};
+                names,
+                {}};
         default:
-            return {Sign::unknown, Words::tr("Can't be judged: contents not compared without their key"), names};
+            return {Sign::unknown, Words::tr("Can't be judged: contents not compared without their key"), names,
+                    QStringLiteral("key")};
     }
 }

@@ -11,6 +11,7 @@ struct InspectVerdict {
     Sign sign = Sign::unknown;
     QString headline;
     QString detail;
+    QString missingField;  ///< the field of the form that would bring it further; empty if none would
 };
 
 /// Of the file alone.

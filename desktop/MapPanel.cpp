@@ -100,6 +100,7 @@ MapPanel::MapPanel(QWidget* parent)
     table_->verticalHeader()->hide();
     table_->verticalHeader()->setDefaultSectionSize(table_->fontMetrics().height() + Theme::rowGap());
     table_->horizontalHeader()->setHighlightSections(false);
+    table_->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     table_->horizontalHeader()->setStretchLastSection(true);
     stack_->addWidget(map_);
     stack_->addWidget(table_);
@@ -113,7 +114,11 @@ MapPanel::MapPanel(QWidget* parent)
     layout->addLayout(head);
     layout->addWidget(stack_, 1);
     layout->addWidget(key_);
-    connect(toggle, &QPushButton::toggled, stack_, [this](bool asTable) { stack_->setCurrentIndex(asTable ? 1 : 0); });
+    connect(toggle, &QPushButton::toggled, stack_, [this](bool asTable) {
+        stack_->setCurrentIndex(asTable ? 1 : 0);
+        constexpr int tableCharacters = 58;
+        stack_->setMinimumWidth(asTable ? fontMetrics().averageCharWidth() * tableCharacters : 0);
+    });
     connect(selection_, &QItemSelectionModel::currentRowChanged, this,
             [this](const QModelIndex& current) { noteRow(current.row()); });
 }
@@ -125,7 +130,7 @@ void MapPanel::setBlocks(const std::shared_ptr<const InspectTree>& tree, const s
                                           [](const MapBlock& block) { return block.kind == MapBlockKind::collision; });
     key_->setKinds(model_->kinds(), hasCollision);
     const int wide = table_->fontMetrics().averageCharWidth();
-    table_->setColumnWidth(MemoryMapModel::What, wide * 20);
+    table_->setColumnWidth(MemoryMapModel::What, wide * 21);
     table_->setColumnWidth(MemoryMapModel::Start,
                            QFontMetrics(Theme::fixedFont()).horizontalAdvance(QStringLiteral("0x000000000")));
     table_->setColumnWidth(MemoryMapModel::End, table_->columnWidth(MemoryMapModel::Start));

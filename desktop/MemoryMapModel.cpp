@@ -3,6 +3,8 @@
 #include "desktop/theme.h"
 #include "inspect/words.h"
 
+#include <QTextDocument>
+
 #include <algorithm>
 #include <array>
 #include <set>
@@ -152,12 +154,9 @@ QVariant MemoryMapModel::data(const QModelIndex& index, int role) const {
                    : index.column() == Size ? sizeText(size)
                                             : what;
         case Qt::ToolTipRole:
-        case Qt::AccessibleTextRole:
-            return role == Qt::AccessibleTextRole && index.column() != What
-                       ? data(index, Qt::DisplayRole)
-                       : tr("%1\n%2 to %3, %4")
-                             .arg(what, inspect::addressText(block.from), inspect::addressText(block.to),
-                                  sizeText(size));
+            return Qt::convertFromPlainText(
+                tr("%1\n%2 to %3, %4")
+                    .arg(what, inspect::addressText(block.from), inspect::addressText(block.to), sizeText(size)));
         case Qt::FontRole:
             return index.column() == Start || index.column() == End ? QVariant(Theme::fixedFont()) : QVariant();
         case Qt::TextAlignmentRole:

@@ -61,9 +61,12 @@ QJsonValue written(const FieldRow& row, const QStringList& value, const QDir& fo
     return entries;
 }
 
-/// Whether anything is to be kept of a value.
-bool isSet(const QStringList& value) {
-    return std::any_of(value.begin(), value.end(), [](const QString& text) { return !text.isEmpty(); });
+/// Whether a value is to be kept. What a new form has is kept too where it counts: a later version may have another.
+bool isKept(const FieldRow& row, const Job& job) {
+    const QString id = QLatin1String(row.id);
+    const QStringList value = job.values.value(id);
+    const bool isSet = std::any_of(value.begin(), value.end(), [](const QString& text) { return !text.isEmpty(); });
+    return isSet && (isShown(row, job.values) || value != initialValues(*job.row).value(id));
 }
 
 bool readEntries(const QJsonArray& entries, const QDir& folder, QStringList& value) {
@@ -171,9 +174,9 @@ bool writeJobFile(const QString& path, const Job& job, QString& fault) {
     const QDir folder = QFileInfo(path).absoluteDir();
     QJsonObject values;
     for (const FieldRow* const row : fieldsOf(*job.row)) {
-        const QStringList value = job.values.value(QLatin1String(row->id));
-        if (isSet(value)) {
-            values.insert(QLatin1String(row->id), written(*row, value, folder));
+        if (isKept(*row, job)) {
+            const QString id = QLatin1String(row->id);
+            values.insert(id, written(*row, job.values.value(id), folder));
         }
     }
     const QJsonObject document{{versionName, version}, {jobName, QLatin1String(job.row->id)}, {valuesName, values}};

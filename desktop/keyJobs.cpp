@@ -44,7 +44,7 @@ constexpr std::array keyPair = {
              .required = true,
              .role = PathRole::key,
              .filter = pemFilter,
-             .placeholder = "keys/new.pem",
+             .placeholder = "new.pem",
              .check = checkNewKey,
              .tip = QT_TRANSLATE_NOOP("jobs",
                                       "The PEM file to make. Its public key is written beside it, as "

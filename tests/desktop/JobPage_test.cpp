@@ -232,6 +232,7 @@ TEST_F(JobPageTest, SavesAJobThatOpensAndPrintsAsTheSameLine) {
     EXPECT_FALSE(page->isModified());
     kit.dialogs.paths = {folder.path("it's a job.json")};
     ASSERT_TRUE(page->save());
+    EXPECT_EQ(folder.read("it's a job.json"), folder.read("blink.json"));  // the example
     kit.type("version", QStringLiteral("7"));
     EXPECT_TRUE(page->isModified());
     EXPECT_FALSE(

@@ -58,7 +58,9 @@ const QList<PageRow>& pageTable() {
          QT_TRANSLATE_NOOP("pageTable", "Edits the option bytes of a device field by field, for an install image."),
          QT_TRANSLATE_NOOP("pageTable", "-ob csv register configuration protection fuse bits"), make<OptionBytePage>},
         {"secrets", QT_TRANSLATE_NOOP("pageTable", "Editors"), QT_TRANSLATE_NOOP("pageTable", "Secrets"),
-         QT_TRANSLATE_NOOP("pageTable", "Keys and words for the one-time-programmable memory: who fills which word."),
+         QT_TRANSLATE_NOOP(
+             "pageTable",
+             "Edits a secrets document over the one-time-programmable words of a device, makes and reads images."),
          QT_TRANSLATE_NOOP("pageTable", "otp fuses secrets image json words one-time-programmable"), make<SecretsPage>},
         {"inspect", QT_TRANSLATE_NOOP("pageTable", "Look inside"), QT_TRANSLATE_NOOP("pageTable", "Inspect a file"),
          QT_TRANSLATE_NOOP("pageTable", "Shows what stands in a file, proves it with its keys and compares two files."),

@@ -376,6 +376,13 @@ void FormView::setValues(const QString& id, const QStringList& values) {
     inside_->judgeAndTell(*row);
 }
 
+void FormView::keepValues() {
+    for (Row& row : inside_->rows_) {
+        row.field.initial = row.edit->values();
+        inside_->mark(row);
+    }
+}
+
 void FormView::setShown(const QString& id, bool shown) {
     Row* row = inside_->find(id);
     if (row == nullptr || row->isShown == shown) {

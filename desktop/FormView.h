@@ -57,6 +57,8 @@ class FormView : public QWidget {
     [[nodiscard]] QHash<QString, QStringList> allValues() const;
     /// As if the user had entered it, but without `edited`.
     void setValues(const QString& id, const QStringList& values);
+    /// What stands in the fields now becomes what they are set back to and told apart from: it was saved.
+    void keepValues();
     void setShown(const QString& id, bool shown);
     void setEditable(const QString& id, bool editable);
     /// The folder that relative paths count from; the program's own as long as none is set.

@@ -365,6 +365,7 @@ bool TemplatePage::saveTo(const QString& path) {
         field.value = textOf(field);
     }
     values_.clear();
+    view_->keepValues();
     ++visit_;
     refresh();
     return true;

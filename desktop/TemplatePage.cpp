@@ -28,7 +28,10 @@ namespace {
 class FieldEdit : public QUndoCommand {
   public:
     FieldEdit(TemplatePage& page, QString id, QString before, QString after, int visit)
-        : page_(page), id_(std::move(id)), before_(std::move(before)), after_(std::move(after)), visit_(visit) {}
+        : page_(page), id_(std::move(id)), before_(std::move(before)), after_(std::move(after)), visit_(visit) {
+        const TemplateField* const field = page.field(id_);
+        setText(TemplatePage::tr("Change of “%1”").arg(field == nullptr ? id_ : field->label));
+    }
 
     int id() const override { return 1; }
     void undo() override { page_.setText(id_, before_); }
@@ -185,6 +188,10 @@ bool TemplatePage::openFile(const QString& path) {
     undo_->clear();
     showForm();
     return true;
+}
+
+const TemplateField* TemplatePage::field(const QString& id) const {
+    return form_ == nullptr ? nullptr : form_->field(id);
 }
 
 QString TemplatePage::textOf(const TemplateField& field) const {

@@ -32,6 +32,8 @@ class TemplatePage : public Page {
     void run() override;
     void stop() override;
 
+    /// A field of the document; null if there is none.
+    [[nodiscard]] const TemplateField* field(const QString& id) const;
     /// Changes a field of the document and what is shown of it.
     void setText(const QString& id, const QString& text);
 

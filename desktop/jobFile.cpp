@@ -17,6 +17,8 @@ namespace {
 
 constexpr int version = 1;
 constexpr qint64 largestFile = qint64{1} << 20;
+constexpr qsizetype longestText = 8192;
+constexpr qsizetype mostEntries = 256;  // each is a row of the form
 
 constexpr QLatin1String versionName("version");
 constexpr QLatin1String jobName("job");
@@ -28,9 +30,10 @@ struct Texts {
     Q_DECLARE_TR_FUNCTIONS(jobs)
 };
 
-/// Whether an argument can hold a text: it ends at a NUL, and half a surrogate pair has no UTF-8.
+/// Whether an argument and a field can hold a text: an argument ends at a NUL, half a surrogate pair has no UTF-8, and
+/// a field cuts what is too long.
 bool isArgument(const QString& text) {
-    return text.isValidUtf16() && !text.contains(QChar::Null);
+    return text.isValidUtf16() && !text.contains(QChar::Null) && text.size() <= longestText;
 }
 
 bool refuse(QString& fault, const QString& text) {
@@ -70,6 +73,9 @@ bool isKept(const FieldRow& row, const Job& job) {
 }
 
 bool readEntries(const QJsonArray& entries, const QDir& folder, QStringList& value) {
+    if (entries.size() > mostEntries) {
+        return false;
+    }
     for (qsizetype i = 0; i < entries.size(); ++i) {
         const QJsonObject object = entries.at(i).toObject();
         const QJsonValue beside = object.value(besideName);
@@ -180,6 +186,12 @@ bool writeJobFile(const QString& path, const Job& job, QString& fault) {
         }
     }
     const QJsonObject document{{versionName, version}, {jobName, QLatin1String(job.row->id)}, {valuesName, values}};
+    // What couldn't be opened again isn't saved.
+    Job again;
+    QString reason;
+    if (!readJob(document, folder, again, reason)) {
+        return refuse(fault, Texts::tr("%1 can't be written. %2").arg(path, reason));
+    }
     const QByteArray bytes = QJsonDocument(document).toJson();
     QSaveFile file(path);
     return (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit()) ||

@@ -178,6 +178,10 @@ TEST(JobFile, RefusesWhatIsNoJobByNamingIt) {
         {R"({"version": 1, "job": "install-image", "values": {"firmware": ["a"]}})", "\"firmware\""},
         {R"({"version": 1, "job": "install-image", "values": {"firmware": [{"path": "a", "at": "1"}]}})",
          "\"firmware\""},
+        {R"({"version": 1, "job": "install-image", "values": {"firmware": [)" +
+             QByteArray(R"({"path": "a"},)").repeated(256) + R"({"path": "a"}]}})",
+         "\"firmware\""},
+        {R"({"version": 1, "job": "sign", "values": {"key": ")" + QByteArray(8193, 'a') + "\"}}", "\"key\""},
         {QByteArray(1048577, ' '), "too large"},
     };
     for (const auto& row : rows) {

@@ -14,6 +14,7 @@
 #include "desktop/VerdictBar.h"
 #include "desktop/inspectFields.h"
 #include "desktop/inspectReport.h"
+#include "desktop/rowList.h"
 #include "desktop/shellQuoted.h"
 #include "desktop/theme.h"
 #include "inspect/words.h"
@@ -61,24 +62,6 @@ void sayCopied(QPushButton& button) {
     }
 }
 
-QTableView* makeList(QAbstractItemModel* model, const char* name, const QString& spoken) {
-    auto* list = new QTableView;
-    list->setObjectName(QLatin1String(name));
-    list->setAccessibleName(spoken);
-    list->setModel(model);
-    list->setSelectionBehavior(QAbstractItemView::SelectRows);
-    list->setSelectionMode(QAbstractItemView::SingleSelection);
-    list->setShowGrid(false);
-    list->setTabKeyNavigation(false);
-    list->setWordWrap(false);
-    list->verticalHeader()->hide();
-    list->verticalHeader()->setDefaultSectionSize(list->fontMetrics().height() + Theme::rowGap());
-    list->horizontalHeader()->setHighlightSections(false);
-    list->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
-    list->horizontalHeader()->setStretchLastSection(true);
-    return list;
-}
-
 }  // namespace
 
 InspectPage::InspectPage(PageContext& context, QWidget* parent)
@@ -118,6 +101,10 @@ InspectPage::InspectPage(PageContext& context, QWidget* parent)
     connect(worker_, &InspectWorker::finished, this, &InspectPage::show);
     connect(form_, &FormView::edited, this, &InspectPage::refreshCommand);
     connect(map_, &MapPanel::areaChosen, this, [this](int line) { choose(line, map_); });
+    connect(map_, &MapPanel::widthWanted, this, [this](int width) {
+        const int map = std::min(width, columns_->width() / 2);
+        columns_->setSizes({columns_->width() - map, map});
+    });
     connect(bytes_, &BytePanel::byteChosen, this, &InspectPage::chooseByte);
     connect(bytes_, &BytePanel::plainWanted, this, &InspectPage::showPlain);
     bytes_->setDescriber([this](qint64 offset) { return byteText(offset); });
@@ -226,11 +213,11 @@ QWidget* InspectPage::makeTree() {
 }
 
 QWidget* InspectPage::makeTabs() {
-    QTableView* checks = makeList(checks_, "checks", tr("Findings and checks"));
+    QTableView* checks = makeRowList(checks_, "checks", tr("Findings and checks"));
     const int wide = checks->fontMetrics().averageCharWidth();
     checks->setColumnWidth(CheckListModel::What, wide * 35);
     checks->setColumnWidth(CheckListModel::Outcome, wide * 46);
-    QTableView* differences = makeList(differences_, "differences", tr("Differences"));
+    QTableView* differences = makeRowList(differences_, "differences", tr("Differences"));
     differences->setColumnWidth(DifferenceModel::What, wide * 60);
     QPushButton* end = makeButton(tr("End the Comparison"), "endComparison");
     auto* differenceLayout = new QVBoxLayout(differencePage_);

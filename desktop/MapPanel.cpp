@@ -1,10 +1,10 @@
 #include "desktop/MapPanel.h"
 
 #include "desktop/MemoryMap.h"
+#include "desktop/rowList.h"
 #include "desktop/theme.h"
 
 #include <QHBoxLayout>
-#include <QHeaderView>
 #include <QLabel>
 #include <QPainter>
 #include <QPushButton>
@@ -73,7 +73,7 @@ MapPanel::MapPanel(QWidget* parent)
       model_(new MemoryMapModel(this)),
       selection_(new QItemSelectionModel(model_, this)),
       map_(new MemoryMap),
-      table_(new QTableView),
+      table_(makeRowList(model_, "mapTable", tr("Memory map"))),
       stack_(new QStackedWidget),
       key_(new MapKey) {
     auto* title = new QLabel(tr("Memory"));
@@ -88,20 +88,7 @@ MapPanel::MapPanel(QWidget* parent)
     map_->setObjectName(QStringLiteral("map"));
     map_->setModel(model_);
     map_->setSelectionModel(selection_);
-    table_->setObjectName(QStringLiteral("mapTable"));
-    table_->setAccessibleName(tr("Memory map"));
-    table_->setModel(model_);
     table_->setSelectionModel(selection_);
-    table_->setSelectionBehavior(QAbstractItemView::SelectRows);
-    table_->setSelectionMode(QAbstractItemView::SingleSelection);
-    table_->setShowGrid(false);
-    table_->setTabKeyNavigation(false);
-    table_->setWordWrap(false);
-    table_->verticalHeader()->hide();
-    table_->verticalHeader()->setDefaultSectionSize(table_->fontMetrics().height() + Theme::rowGap());
-    table_->horizontalHeader()->setHighlightSections(false);
-    table_->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
-    table_->horizontalHeader()->setStretchLastSection(true);
     stack_->addWidget(map_);
     stack_->addWidget(table_);
     key_->setKinds({}, false);
@@ -116,8 +103,8 @@ MapPanel::MapPanel(QWidget* parent)
     layout->addWidget(key_);
     connect(toggle, &QPushButton::toggled, stack_, [this](bool asTable) {
         stack_->setCurrentIndex(asTable ? 1 : 0);
-        constexpr int tableCharacters = 58;
-        stack_->setMinimumWidth(asTable ? fontMetrics().averageCharWidth() * tableCharacters : 0);
+        constexpr int tableCharacters = 62;
+        emit widthWanted(asTable ? fontMetrics().averageCharWidth() * tableCharacters : map_->sizeHint().width());
     });
     connect(selection_, &QItemSelectionModel::currentRowChanged, this,
             [this](const QModelIndex& current) { noteRow(current.row()); });

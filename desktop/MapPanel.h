@@ -24,6 +24,8 @@ class MapPanel : public QWidget {
   signals:
     /// The user went to an area.
     void areaChosen(int line);
+    /// What is shown now reads best with this width.
+    void widthWanted(int width);
 
   private:
     void noteRow(int row);

@@ -186,6 +186,8 @@ TEST(InspectPage, ShowsEveryHostileFileAsFarAsItGoes) {
         QFile written(path);
         ASSERT_TRUE(written.open(QIODevice::WriteOnly) && written.write(row.bytes) == row.bytes.size());
         written.close();
+        // The newer one wins.
+        ASSERT_TRUE(page.kit.window->openFile(file.fileName()));
         ASSERT_TRUE(page.kit.window->openFile(path));
         const auto* detail = page.kit.window->page()->findChild<QLabel*>(QStringLiteral("verdictDetail"));
         ASSERT_TRUE(DesktopKit::waitFor([&] { return detail->text().startsWith(QLatin1String(row.name)); }))

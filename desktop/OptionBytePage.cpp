@@ -123,13 +123,17 @@ OptionBytePage::OptionBytePage(PageContext& context, QWidget* parent)
     connect(&document_, &OptionByteDocument::tableReset, this, &OptionBytePage::showTable);
     connect(&document_, &OptionByteDocument::remarksChanged, this, &OptionBytePage::showRemarks);
     connect(&document_, &OptionByteDocument::stateChanged, this, &Page::stateChanged);
-    connect(&document_, &OptionByteDocument::wordWound, this, [this](qsizetype word) {
-        if (word != words_->word()) {
-            // The fields of the old one go, and the focus with them.
-            words_->setFocus(Qt::OtherFocusReason);
-            words_->choose(word);
-        }
-    });
+    // When the stack is done: a field that loses the focus takes its entry over, which is a step itself.
+    connect(
+        &document_, &OptionByteDocument::wordWound, this,
+        [this](qsizetype word) {
+            if (word != words_->word() && word < document_.wordCount()) {
+                // The fields of the old one go, and the focus with them.
+                words_->setFocus(Qt::OtherFocusReason);
+                words_->choose(word);
+            }
+        },
+        Qt::QueuedConnection);
     // Whoever replaces a file may leave none for a moment.
     settling_.setSingleShot(true);
     settling_.setInterval(200);
@@ -415,13 +419,17 @@ void OptionBytePage::guessDevice() {
 }
 
 void OptionBytePage::chooseDevice(int row) {
-    const Device* device = search_.find(devices_->itemData(row).toUInt());
-    const bool isSame = device == nullptr || (document_.device() != nullptr && document_.holdsTable() &&
-                                              document_.device()->deviceId == device->deviceId);
-    if (!isSame && document_.holdsTable() && !document_.path().isEmpty()) {
-        document_.setDevice(*device);
-    } else if (!isSame && mayLose()) {
-        startNew(*device);
+    const Device* found = search_.find(devices_->itemData(row).toUInt());
+    const bool isSame = found == nullptr || (document_.device() != nullptr && document_.holdsTable() &&
+                                             document_.device()->deviceId == found->deviceId);
+    if (!isSame) {
+        // While the user is asked, a search may end and replace what was found before.
+        const Device device = *found;
+        if (document_.holdsTable() && !document_.path().isEmpty()) {
+            document_.setDevice(device);
+        } else if (mayLose()) {
+            startNew(device);
+        }
     }
     showDevice();
 }

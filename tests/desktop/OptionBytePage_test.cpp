@@ -95,10 +95,23 @@ TEST(OptionBytePage, TakesStepsBackToTheFile) {
     chooseWord(kit, 0);
     EXPECT_EQ(word->text(), QStringLiteral("0x000000AA"));
     QTest::keyClick(kit.find("words"), Qt::Key_Z, Qt::ControlModifier);
+    QCoreApplication::processEvents();
     EXPECT_EQ(word->text(), QStringLiteral("0x7FFFF800")) << "the word of the step is shown";
     QTest::keyClick(kit.find("words"), Qt::Key_Z, Qt::ControlModifier);
     EXPECT_FALSE(kit.window->isWindowModified());
     EXPECT_EQ(word->text(), QStringLiteral("0x7FEFF800"));
+
+    // The menu leaves the focus in a field, whose entry becomes a step when the focus goes.
+    steps.redo();
+    chooseWord(kit, 3);
+    kit.find("field.Last unit")->setFocus();
+    QTest::keyClicks(kit.find("field.Last unit"), QStringLiteral("1"));
+    steps.undo();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(word->text(), QStringLiteral("0x7FEFF800"));
+    EXPECT_TRUE(kit.window->isWindowModified()) << "by the entry";
+    steps.undo();
+    EXPECT_FALSE(kit.window->isWindowModified());
 }
 
 TEST(OptionBytePage, TellsWhatIsWrongAndChangesNothing) {

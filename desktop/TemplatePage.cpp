@@ -183,9 +183,9 @@ bool TemplatePage::openFile(const QString& path) {
         context_.dialogs.showFault(this, fault);
         return false;
     }
+    undo_->clear();  // while its steps and the fields that are shown are of one template
     form_ = std::move(form);
     values_.clear();
-    undo_->clear();
     showForm();
     return true;
 }
@@ -345,9 +345,9 @@ void TemplatePage::refresh() {
     emit stateChanged();
 }
 
-bool TemplatePage::mayReplace(const QString& path) {
+bool TemplatePage::mayReplace() {
     QByteArray onDisk;
-    if (path != form_->path || !readFile(path, onDisk) || onDisk == form_->text) {
+    if (!readFile(form_->path, onDisk) || onDisk == form_->text) {
         return true;
     }
     return context_.dialogs.confirm(
@@ -379,7 +379,7 @@ bool TemplatePage::saveTo(const QString& path) {
 }
 
 bool TemplatePage::save() {
-    return form_ != nullptr && mayReplace(form_->path) && saveTo(form_->path);
+    return form_ != nullptr && mayReplace() && saveTo(form_->path);
 }
 
 bool TemplatePage::saveAs() {
@@ -400,10 +400,14 @@ bool TemplatePage::saveAs() {
             tr("Save"))) {
         return false;
     }
+    // Another file that stands there was asked about with its name.
+    if (path == form_->path && !mayReplace()) {
+        return false;
+    }
     const QString before = form_->path;
     const int index = undo_->index();
     takeFiles(path);
-    if (!mayReplace(path) || !saveTo(path)) {
+    if (!saveTo(path)) {
         form_->path = before;
         view_->setFolder(form_->folder());
         undo_->setIndex(index);

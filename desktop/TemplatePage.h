@@ -44,7 +44,7 @@ class TemplatePage : public Page {
   private:
     [[nodiscard]] QString textOf(const TemplateField& field) const;
     [[nodiscard]] bool saveTo(const QString& path);
-    [[nodiscard]] bool mayReplace(const QString& path);
+    [[nodiscard]] bool mayReplace();
     void takeFiles(const QString& path);
     void showForm();
     void showHead();

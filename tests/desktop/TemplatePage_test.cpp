@@ -66,6 +66,12 @@ TEST(TemplatePage, ChangesOnlyWhatTheUserChanged) {
     page->undoStack()->undo();
     EXPECT_FALSE(page->save()) << "another program's change isn't lost without a question";
     EXPECT_EQ(fileContent(path), before);
+
+    kit.dialogs.asked.clear();
+    kit.dialogs.paths = {kit.folder.write("older.xml", "older")};
+    EXPECT_TRUE(page->saveAs());
+    EXPECT_EQ(kit.dialogs.asked.size(), 1) << "the dialog asks itself whether it may be replaced";
+    EXPECT_TRUE(kit.window->openFile(QStringLiteral(QVORA_EXAMPLES "/templates/image.xml"))) << "while there are steps";
 }
 
 TEST(TemplatePage, RunsTheLineThatItShows) {

@@ -72,7 +72,7 @@ InspectPage::InspectPage(PageContext& context, QWidget* parent)
       columns_(new QSplitter),
       rows_(new QSplitter(Qt::Vertical)),
       verdict_(new VerdictBar),
-      keysButton_(makeButton(tr("Give Keys…"), "giveKeys")),
+      keysButton_(makeButton(tr("Give Keys"), "giveKeys")),
       stopButton_(makeButton(tr("&Stop"), "stop")),
       reportButton_(makeButton(tr("C&opy Report"), "copyReport")),
       model_(new InspectModel(this)),
@@ -473,7 +473,7 @@ void InspectPage::showVerdict() {
     }
     verdict_->setVerdict(verdict);
     missingField_ = verdict.missingField;
-    keysButton_->setText(missingField_ == QLatin1String("as") ? tr("Choose a Format…") : tr("Give Keys…"));
+    keysButton_->setText(missingField_ == QLatin1String("as") ? tr("Choose a Format") : tr("Give Keys"));
     keysButton_->setVisible(!missingField_.isEmpty());
     const bool isPlainPossible =
         isJudged && inspect::isOpen(*result_->file) && judgement.verdict != inspect::Verdict::wrong;

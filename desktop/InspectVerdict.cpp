@@ -1,6 +1,7 @@
 #include "desktop/InspectVerdict.h"
 
 #include "desktop/InspectWorker.h"
+#include "desktop/counted.h"
 #include "inspect/formats.h"
 #include "inspect/words.h"
 
@@ -35,7 +36,7 @@ QString goodText(const inspect::Description& description) {
     const auto add = [&](inspect::Proof proof, const QString& one, const QString& several) {
         const int count = counts.value(proof);
         if (count > 0) {
-            items.append(count == 1 ? one : several.arg(count));
+            items.append(counted(count, one, several));
         }
     };
     add(inspect::Proof::tag, Words::tr("1 tag"), Words::tr("%1 tags"));
@@ -120,9 +121,10 @@ QString coverageText(const inspect::Judgement& judgement) {
         stretches.append(Words::tr("%1 to %2").arg(range.offset).arg(range.offset + range.size - 1));
     }
     return QLatin1Char(' ') + (judgement.uncovered.size() > shown
-                                   ? Words::tr("Nothing protects bytes %1 and %2 more stretches.")
+                                   ? counted(static_cast<qint64>(judgement.uncovered.size() - shown),
+                                             Words::tr("Nothing protects bytes %2 and 1 more stretch."),
+                                             Words::tr("Nothing protects bytes %2 and %1 more stretches."))
                                          .arg(stretches.join(QStringLiteral(", ")))
-                                         .arg(judgement.uncovered.size() - shown)
                                    : Words::tr("Nothing protects bytes %1.").arg(stretches.join(QStringLiteral(", "))));
 }
 
@@ -161,10 +163,11 @@ InspectVerdict fileVerdict(const InspectResult& result) {
         case inspect::Verdict::proven:
             return {Sign::good, Words::tr("Proven: %1").arg(good), fileText(file) + coverageText(judgement), {}};
         case inspect::Verdict::wrong: {
-            const QString counts =
-                judgement.made == 0
-                    ? QString()
-                    : QLatin1Char(' ') + Words::tr("%1 of %2 checks are bad.").arg(judgement.bad).arg(judgement.made);
+            const QString counts = judgement.made == 0
+                                       ? QString()
+                                       : QLatin1Char(' ') + counted(judgement.bad, Words::tr("1 of %2 checks is bad."),
+                                                                    Words::tr("%1 of %2 checks are bad."))
+                                                                .arg(judgement.made);
             return judgement.isKeyDoubtful && !inspect::hasErrors(file)
                        ? InspectVerdict{Sign::bad,
                                         Words::tr("Wrong: no tag is right under this key"),
@@ -195,18 +198,17 @@ InspectVerdict comparisonVerdict(const InspectResult& result) {
     const QString names = Words::tr("A is %1, B is %2.")
                               .arg(inspect::printable(QFileInfo(report.files[0].file).fileName()),
                                    inspect::printable(QFileInfo(report.files[1].file).fileName()));
-    const auto counted =
+    const auto points =
         std::count_if(report.differences.begin(), report.differences.end(),
                       [](const inspect::Difference& difference) { return inspect::rowOf(difference.code).counts; });
     switch (report.status) {
         case inspect::statusGood:
             return {Sign::good, Words::tr("No difference"), names, {}};
         case inspect::statusWrong:
-            return {
-                Sign::bad,
-                counted == 1 ? Words::tr("Different in one point") : Words::tr("Different in %1 points").arg(counted),
-                names,
-                {}};
+            return {Sign::bad,
+                    counted(points, Words::tr("Different in one point"), Words::tr("Different in %1 points")),
+                    names,
+                    {}};
         default:
             return {Sign::unknown, Words::tr("Can't be judged: contents not compared without their key"), names,
                     QStringLiteral("key")};

@@ -132,8 +132,7 @@ bool JobPage::save() {
 
 bool JobPage::saveAs() {
     const QString proposed = path_.isEmpty() ? QLatin1String(job_.id) + QStringLiteral(".json") : path_;
-    const QString path =
-        context_.dialogs.saveFile(this, tr("Save the job"), PathRole::document, fileFilter(), proposed);
+    const QString path = context_.dialogs.saveFile(this, tr("Save Job"), PathRole::document, fileFilter(), proposed);
     return !path.isEmpty() && saveTo(path);
 }
 

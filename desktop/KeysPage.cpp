@@ -326,7 +326,7 @@ void KeysPage::finish() {
     }
     result_->setText(!answer.fault.isEmpty() ? answer.fault
                      : names.isEmpty()
-                         ? tr("The hash of this public key:")
+                         ? tr("These are the hashes of this public key.")
                          : tr("Made %1 in %2").arg(names.join(tr(" and ")), QFileInfo(answer.files.first()).path()));
     refresh();
 }

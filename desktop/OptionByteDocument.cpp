@@ -63,7 +63,7 @@ class OptionByteDocument::SetWord : public QUndoCommand {
           edit_(document.edit_),
           before_(document.value(word)),
           after_(after) {
-        setText(OptionByteDocument::tr("change of %1").arg(document.label(word).replace(u'&', QLatin1String("&&"))));
+        setText(OptionByteDocument::tr("Change %1").arg(document.label(word).replace(u'&', QLatin1String("&&"))));
     }
 
     void undo() override { document_.put(word_, before_); }

@@ -292,7 +292,7 @@ bool OptionBytePage::saveAs() {
     }
     const QString proposed =
         document_.path().isEmpty() ? tr("option-bytes.csv") : QFileInfo(document_.path()).fileName();
-    QString path = context_.dialogs.saveFile(this, tr("Save As"), PathRole::document, fileFilter(), proposed);
+    QString path = context_.dialogs.saveFile(this, tr("Save Table"), PathRole::document, fileFilter(), proposed);
     if (path.isEmpty()) {
         return false;
     }

@@ -224,14 +224,14 @@ void OutputPane::placeNote() {
 }
 
 void OutputPane::saveLog() {
-    const QString path = context_.dialogs.saveFile(this, tr("Save the log"), PathRole::output,
+    const QString path = context_.dialogs.saveFile(this, tr("Save Log"), PathRole::output,
                                                    tr("Text (*.txt *.log);;All files (*)"), tr("output.log"));
     if (path.isEmpty()) {
         return;
     }
     const QString text = (note_->isHidden() ? QString() : note_->text() + u'\n') + toPlainText() + u'\n';
     if (replaceFile(path, text.toUtf8()) != ReplaceResult::done) {
-        context_.dialogs.showFault(this, tr("The log can't be written to %1.").arg(QDir::toNativeSeparators(path)));
+        context_.dialogs.showFault(this, tr("The log can't be written to “%1”.").arg(QDir::toNativeSeparators(path)));
     }
 }
 

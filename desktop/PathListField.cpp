@@ -23,7 +23,7 @@ PathListField::PathListField(const FormField& field, PageContext& context, QWidg
       field_(field),
       context_(context),
       layout_(new QVBoxLayout(this)),
-      add_(new QPushButton(tr("Add a file"), this)) {
+      add_(new QPushButton(tr("Add a File"), this)) {
     add_->setObjectName(field.id + QLatin1String("Add"));
     add_->setAutoDefault(false);
     watch(add_, tr("Add a file to %1").arg(labelInSentence(plainLabel(field.label))));

@@ -372,7 +372,7 @@ void RunPanel::Inside::openFolder() {
     const QString folder = made.isEmpty() ? running.folder : QFileInfo(made.constFirst()).path();
     if (!QDesktopServices::openUrl(QUrl::fromLocalFile(folder))) {
         context.dialogs.showFault(
-            &panel, tr("Nothing on this computer opens the folder %1.").arg(QDir::toNativeSeparators(folder)));
+            &panel, tr("Nothing on this computer opens the folder “%1”.").arg(QDir::toNativeSeparators(folder)));
     }
 }
 

@@ -3,6 +3,7 @@
 #include "desktop/Dialogs.h"
 #include "desktop/PathField.h"
 #include "desktop/VerdictLine.h"
+#include "desktop/counted.h"
 #include "desktop/theme.h"
 
 #include "files/wipe.h"
@@ -61,9 +62,8 @@ void setLine(QLineEdit* line, const QString& text) {
 
 QString sizeTold(const SecretSize& size) {
     const qint64 bytes = size.bytes - size.nonceBytes;
-    return size.nonceBytes > 0 ? SecretEditor::tr("%1 bytes behind a nonce of %2").arg(bytes).arg(size.nonceBytes)
-           : bytes == 1        ? SecretEditor::tr("1 byte")
-                               : SecretEditor::tr("%1 bytes").arg(bytes);
+    const QString told = counted(bytes, SecretEditor::tr("1 byte"), SecretEditor::tr("%1 bytes"));
+    return size.nonceBytes > 0 ? SecretEditor::tr("%1 behind a nonce of %2").arg(told).arg(size.nonceBytes) : told;
 }
 
 /// Words in a text, or nothing: what may be replaced without asking.

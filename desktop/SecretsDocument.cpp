@@ -277,13 +277,13 @@ bool SecretsDocument::load(const QString& path, QString& fault) {
     QFile file(path);
     QByteArray text;
     if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
-        fault = tr("%1 can't be read.").arg(path);
+        fault = tr("“%1” can't be read.").arg(path);
         return false;
     }
     const WholeStatus status = readWhole(file, maxDocumentSize, text);
     if (status != WholeStatus::done) {
-        fault = status == WholeStatus::tooLong ? tr("A secrets document has at most 8 MiB; %1 is larger.").arg(path)
-                                               : tr("%1 can't be read.").arg(path);
+        fault = status == WholeStatus::tooLong ? tr("A secrets document has at most 8 MiB; “%1” is larger.").arg(path)
+                                               : tr("“%1” can't be read.").arg(path);
         return false;
     }
     Pieces pieces;
@@ -305,7 +305,7 @@ bool SecretsDocument::load(const QString& path, QString& fault) {
 
 bool SecretsDocument::save(const QString& path, QString& fault) {
     if (replaceFile(path, text(), FileAccess::ownerOnly) != ReplaceResult::done) {
-        fault = tr("%1 can't be written. What stood there is as it was.").arg(path);
+        fault = tr("“%1” can't be written. What stood there is as it was.").arg(path);
         return false;
     }
     path_ = path;

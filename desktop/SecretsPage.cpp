@@ -8,6 +8,7 @@
 #include "desktop/SecretsFooter.h"
 #include "desktop/SecretsModel.h"
 #include "desktop/Settings.h"
+#include "desktop/counted.h"
 
 #include "images/imageLayout.h"
 
@@ -32,10 +33,6 @@ namespace {
 
 constexpr const char* deviceState = "secretsDevice";
 constexpr const char* splitterState = "secretsEditor";
-
-QString counted(qsizetype count, const QString& one, const QString& many) {
-    return count == 1 ? one : many.arg(count);
-}
 
 }  // namespace
 
@@ -479,7 +476,7 @@ void SecretsPage::run() {
     }
     isBusy_ = true;
     footer_->setBusy(true);
-    footer_->tellResult(StatusMark::Kind::running, tr("Making %1 …").arg(QFileInfo(path).fileName()));
+    footer_->tellResult(StatusMark::Kind::running, tr("Making “%1”…").arg(QFileInfo(path).fileName()));
     emit stateChanged();
     worker_.start([this, id = device().deviceId, items = document_.items(), folder = document_.folder(),
                    documentPath = document_.path(), path] {

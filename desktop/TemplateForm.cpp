@@ -1,6 +1,7 @@
 #include "desktop/TemplateForm.h"
 
 #include "desktop/MessageCollector.h"
+#include "desktop/counted.h"
 #include "obkey/MemoryLayout.h"
 #include "obkey/passwordFile.h"
 #include "obkey/readMcuboot.h"
@@ -43,7 +44,7 @@ QString words(const char* source) {
 }
 
 QString bytesText(qint64 count) {
-    return count == 1 ? words("1 byte") : words("%1 bytes").arg(QLocale().toString(count));
+    return counted(count, words("1 byte"), words("%1 bytes"));
 }
 
 Verdict good(const QString& text = QString()) {
@@ -371,7 +372,7 @@ Verdict checkMask(const QString& text) {
 /// What the tool takes out of a file for a provisioning file.
 Verdict checkKey(const QString& path, qint64 size, const ObkeyParam& param) {
     if (QFileInfo(path).suffix().compare(QLatin1String("pem"), Qt::CaseInsensitive) != 0) {
-        return good(words("%1, taken as they are").arg(bytesText(size)));
+        return good(words("%1, taken as is").arg(bytesText(size)));
     }
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
@@ -443,7 +444,7 @@ const TemplateField* TemplateForm::field(const QString& id) const {
 bool readTemplateForm(const QString& path, const QString& schemaFolder, TemplateForm& form, QString& fault) {
     const QFileInfo info(path);
     if (!info.isFile()) {
-        fault = info.exists() ? words("%1 is no file.").arg(path) : words("There is no file %1.").arg(path);
+        fault = info.exists() ? words("“%1” is no file.").arg(path) : words("There is no file “%1”.").arg(path);
         return false;
     }
     if (info.size() > largestForm) {

@@ -364,7 +364,7 @@ bool TemplatePage::saveTo(const QString& path) {
     }
     const MessageCollector messages;
     if (replaceFile(path, text) != ReplaceResult::done) {
-        context_.dialogs.showFault(this, tr("%1 can't be written. What stood there is unchanged.").arg(path));
+        context_.dialogs.showFault(this, tr("“%1” can't be written. What stood there is as it was.").arg(path));
         return false;
     }
     form_->text = text;
@@ -387,7 +387,7 @@ bool TemplatePage::saveAs() {
         return false;
     }
     const QString chosen =
-        context_.dialogs.saveFile(this, tr("Save template"), PathRole::document, fileFilter(), documentName());
+        context_.dialogs.saveFile(this, tr("Save Template"), PathRole::document, fileFilter(), documentName());
     if (chosen.isEmpty()) {
         return false;
     }
@@ -435,7 +435,7 @@ void TemplatePage::takeFiles(const QString& path) {
     if (edits.isEmpty()) {
         return;
     }
-    undo_->beginMacro(tr("Save as"));
+    undo_->beginMacro(tr("Save As"));
     for (const auto& [field, text] : edits) {
         undo_->push(new FieldEdit(*this, field->id, textOf(*field), text, visit_));
     }

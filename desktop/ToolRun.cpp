@@ -80,15 +80,15 @@ void ToolRun::start(const QString& program, const QStringList& arguments, const 
 
     const QFileInfo file(program);
     if (!file.isFile()) {
-        fail(tr("There is no program %1.").arg(QDir::toNativeSeparators(program)));
+        fail(tr("There is no program “%1”.").arg(QDir::toNativeSeparators(program)));
         return;
     }
     if (!file.isExecutable()) {
-        fail(tr("%1 may not be run: it has no permission for that.").arg(QDir::toNativeSeparators(program)));
+        fail(tr("“%1” may not be run: it has no permission for that.").arg(QDir::toNativeSeparators(program)));
         return;
     }
     if (!folder.isEmpty() && !QFileInfo(folder).isDir()) {
-        fail(tr("There is no folder %1 to run in.").arg(QDir::toNativeSeparators(folder)));
+        fail(tr("There is no folder “%1” to run in.").arg(QDir::toNativeSeparators(folder)));
         return;
     }
     int slave = -1;

@@ -1,6 +1,7 @@
 #include "desktop/fieldChecks.h"
 
 #include "desktop/MessageCollector.h"
+#include "desktop/counted.h"
 #include "files/elfReader.h"
 #include "files/openFile.h"
 #include "files/parseNumber.h"
@@ -24,11 +25,11 @@ struct Texts {
 };
 
 QString sizeText(qint64 size) {
-    return size == 1 ? Texts::tr("1 byte") : Texts::tr("%1 bytes").arg(QLocale().toString(size));
+    return counted(size, Texts::tr("1 byte"), Texts::tr("%1 bytes"));
 }
 
 QString segmentsText(int count) {
-    return count == 1 ? Texts::tr("1 segment") : Texts::tr("%1 segments").arg(count);
+    return counted(count, Texts::tr("1 segment"), Texts::tr("%1 segments"));
 }
 
 Verdict good(const QString& text) {
@@ -101,7 +102,7 @@ Verdict checkSegments(const QString& path, FileReader reader, bool onlyOne) {
 Verdict checkFirmwareFile(const QString& path, bool onlyOneSegment) {
     const FormatRow* const format = formatOf(formatTable(), path);
     if (format != nullptr && format->read != readElfFile && format->read != readRecordFile) {
-        return fault(Texts::tr("By its name, %1 is no firmware: ELF, HEX, S-Record or raw binary.")
+        return fault(Texts::tr("By its name, “%1” is no firmware: ELF, HEX, S-Record or raw binary.")
                          .arg(QFileInfo(path).fileName()));
     }
     const qint64 size = QFileInfo(path).size();
@@ -197,7 +198,7 @@ Verdict checkFormat(const QString& path, FileReader reader) {
     const FormatRow* const format = formatOf(formatTable(), path);
     if ((format == nullptr ? nullptr : format->read) != reader) {
         return fault(
-            Texts::tr("By its name, the tool takes %1 for another kind of file.").arg(QFileInfo(path).fileName()));
+            Texts::tr("By its name, the tool takes “%1” for another kind of file.").arg(QFileInfo(path).fileName()));
     }
     return checkFileSize(path);
 }

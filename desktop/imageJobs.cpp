@@ -143,7 +143,7 @@ constexpr std::array imgtoolRows = {
              .placeholder = "image.xml",
              .tip = QT_TRANSLATE_NOOP("jobs",
                                       "The XML template that tells the firmware, the key, imgtool's settings "
-                                      "and the image to make. The page \"Template\" edits it.")},
+                                      "and the image to make. The page “Provisioning template” edits it.")},
 };
 
 /// Each of the two commands takes files of its own endings.

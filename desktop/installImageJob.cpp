@@ -166,7 +166,7 @@ constexpr std::array rows = {
                          const JobValues& /*all*/) { return checkTable(pathOf(own), CsvKind::optionBytes); },
              .tip = QT_TRANSLATE_NOOP("jobs",
                                       "A CSV file with the option bytes that the device gets. The page "
-                                      "\"Option bytes\" edits it.")},
+                                      "“Option bytes” edits it.")},
     FieldRow{.id = "diversification",
              .group = target,
              .label = QT_TRANSLATE_NOOP("jobs", "Diversifi&cation"),

@@ -110,11 +110,11 @@ bool readValues(const JobRow& row, const QJsonObject& json, const QDir& folder, 
             return member.key() == QLatin1String(candidate->id);
         });
         if (field == fields.end()) {
-            return refuse(fault, Texts::tr("The job %1 has no field \"%2\".").arg(QLatin1String(row.id), member.key()));
+            return refuse(fault, Texts::tr("The job %1 has no field “%2”.").arg(QLatin1String(row.id), member.key()));
         }
         QStringList value;
         if (!readValue(**field, member.value(), folder, value)) {
-            return refuse(fault, Texts::tr("The value of \"%1\" isn't one that this field takes.").arg(member.key()));
+            return refuse(fault, Texts::tr("The value of “%1” isn't one that this field takes.").arg(member.key()));
         }
         values.insert(member.key(), value);
     }
@@ -124,7 +124,7 @@ bool readValues(const JobRow& row, const QJsonObject& json, const QDir& folder, 
 bool readJob(const QJsonObject& document, const QDir& folder, Job& job, QString& fault) {
     for (const QString& name : document.keys()) {
         if (name != versionName && name != jobName && name != valuesName) {
-            return refuse(fault, Texts::tr("A job has no member \"%1\".").arg(name));
+            return refuse(fault, Texts::tr("A job has no member “%1”.").arg(name));
         }
     }
     const QJsonValue given = document.value(versionName);
@@ -139,7 +139,7 @@ bool readJob(const QJsonObject& document, const QDir& folder, Job& job, QString&
     const QString id = document.value(jobName).toString();
     Job read{findJob(id), {}};
     if (read.row == nullptr) {
-        return refuse(fault, Texts::tr("There is no job \"%1\".").arg(id));
+        return refuse(fault, Texts::tr("There is no job “%1”.").arg(id));
     }
     if (!document.value(valuesName).isObject()) {
         return refuse(fault, Texts::tr("The job has no values."));
@@ -157,23 +157,24 @@ bool readJob(const QJsonObject& document, const QDir& folder, Job& job, QString&
 bool readJobFile(const QString& path, Job& job, QString& fault) {
     QFile file(path);
     if (!QFileInfo(path).isFile()) {
-        return refuse(fault, Texts::tr("There is no file %1.").arg(path));
+        return refuse(fault, Texts::tr("There is no file “%1”.").arg(path));
     }
     if (file.size() > largestFile) {
-        return refuse(fault, Texts::tr("%1 is too large for a job.").arg(path));
+        return refuse(fault, Texts::tr("“%1” is too large for a job.").arg(path));
     }
     if (!file.open(QIODevice::ReadOnly)) {
-        return refuse(fault, Texts::tr("%1 can't be read: %2.").arg(path, file.errorString()));
+        return refuse(fault, Texts::tr("“%1” can't be read: %2.").arg(path, file.errorString()));
     }
     QJsonParseError error;
     const QJsonDocument document = QJsonDocument::fromJson(file.read(largestFile), &error);
     if (error.error != QJsonParseError::NoError) {
-        return refuse(fault,
-                      Texts::tr("%1 is no job: %2 at byte %3.").arg(path, error.errorString()).arg(error.offset));
+        return refuse(
+            fault,
+            Texts::tr("“%1” is no job: %2 at byte %3.").arg(path, error.errorString(), QString::number(error.offset)));
     }
     QString reason;
     return readJob(document.object(), QFileInfo(path).absoluteDir(), job, reason) ||
-           refuse(fault, Texts::tr("%1 can't be opened. %2").arg(path, reason));
+           refuse(fault, Texts::tr("“%1” can't be opened. %2").arg(path, reason));
 }
 
 bool writeJobFile(const QString& path, const Job& job, QString& fault) {
@@ -195,7 +196,7 @@ bool writeJobFile(const QString& path, const Job& job, QString& fault) {
     const QByteArray bytes = QJsonDocument(document).toJson();
     QSaveFile file(path);
     return (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit()) ||
-           refuse(fault, Texts::tr("%1 can't be written: %2.").arg(path, file.errorString()));
+           refuse(fault, Texts::tr("“%1” can't be written: %2.").arg(path, file.errorString()));
 }
 
 bool commandLineOfJobFile(const QString& path, const QString& toolPath, QString& line, QString& fault) {

@@ -97,7 +97,7 @@ bool hasDriver() {
 QString cardHint(const JobValues& values) {
     const QByteArray named = qgetenv("QVORA_HSM_MODULE");
     if (!named.isEmpty() && !QFileInfo(QFile::decodeName(named)).exists() && named.contains('/')) {
-        return Texts::tr("There is no card driver %1, which QVORA_HSM_MODULE names.").arg(QFile::decodeName(named));
+        return Texts::tr("There is no card driver “%1”, which QVORA_HSM_MODULE names.").arg(QFile::decodeName(named));
     }
     if (named.isEmpty() && !hasDriver()) {
         return Texts::tr(

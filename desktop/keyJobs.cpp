@@ -188,7 +188,7 @@ constexpr std::array personalization = {
              .role = PathRole::output,
              .filter = binaryFilter,
              .placeholder = "data.enc.bin",
-             .tip = QT_TRANSLATE_NOOP("jobs", "The encrypted data to make, for the page \"Card\".")},
+             .tip = QT_TRANSLATE_NOOP("jobs", "The encrypted data to make, for the page “Card”.")},
 };
 
 constexpr std::array cipherModes = {
@@ -340,7 +340,7 @@ constexpr std::array wirelessSign = {
              .filter = pemFilter,
              .placeholder = "rsa-private.pem",
              .check = checkWirelessKey,
-             .tip = QT_TRANSLATE_NOOP("jobs", "The private key that the page \"Wireless keys\" made.")},
+             .tip = QT_TRANSLATE_NOOP("jobs", "The private key that the page “Wireless keys” made.")},
     FieldRow{
         .id = "binary",
         .group = dataGroup,

@@ -87,7 +87,7 @@ KeyAnswer makeRandomFile(const KeyRequest& request) {
     }
     const WipeOnExit wiped(bytes);
     if (replaceFile(request.path, bytes, FileAccess::ownerReadsAndWrites) != ReplaceResult::done) {
-        return faultAnswer(words("%1 can't be written.").arg(request.path));
+        return faultAnswer(words("“%1” can't be written.").arg(request.path));
     }
     KeyAnswer answer;
     answer.files = {request.path};
@@ -111,10 +111,10 @@ KeyAnswer makePair(const KeyRequest& request, const std::atomic<bool>& isGivenUp
         return faultAnswer(words(strangerLeft));
     }
     if (Crypto::writePrivateKeyPlain(request.path, key.get()) != done) {
-        return faultAnswer(words("%1 can't be written. Nothing was made.").arg(request.path));
+        return faultAnswer(words("“%1” can't be written. Nothing was made.").arg(request.path));
     }
     if (Crypto::writePublicKey(request.publicPath, key.get()) != done) {
-        return faultAnswer(words("The private key is made, but %1 can't be written.").arg(request.publicPath));
+        return faultAnswer(words("The private key is made, but “%1” can't be written.").arg(request.publicPath));
     }
     answer.files = {request.path, request.publicPath};
     return answer;
@@ -122,7 +122,7 @@ KeyAnswer makePair(const KeyRequest& request, const std::atomic<bool>& isGivenUp
 
 KeyAnswer hashFile(const QString& path) {
     if (!QFileInfo(path).isFile()) {
-        return faultAnswer(words("There is no file %1.").arg(path));
+        return faultAnswer(words("There is no file “%1”.").arg(path));
     }
     KeyPointer key;
     KeyAnswer answer;

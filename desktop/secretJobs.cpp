@@ -104,17 +104,16 @@ constexpr std::array payload = {
 };
 
 constexpr std::array provisioningImage = {
-    FieldRow{
-        .id = "secrets",
-        .group = secrets,
-        .label = QT_TRANSLATE_NOOP("jobs", "&Secrets"),
-        .kind = FieldKind::inFile,
-        .option = "-b",
-        .required = true,
-        .role = PathRole::key,
-        .filter = binaryFilter,
-        .placeholder = "secrets.bin",
-        .tip = QT_TRANSLATE_NOOP("jobs", "The binary file of secrets to encrypt. The page \"Secrets\" makes one.")},
+    FieldRow{.id = "secrets",
+             .group = secrets,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Secrets"),
+             .kind = FieldKind::inFile,
+             .option = "-b",
+             .required = true,
+             .role = PathRole::key,
+             .filter = binaryFilter,
+             .placeholder = "secrets.bin",
+             .tip = QT_TRANSLATE_NOOP("jobs", "The binary file of secrets to encrypt. The page “Secrets” makes one.")},
     FieldRow{.id = "backup",
              .group = backup,
              .label = QT_TRANSLATE_NOOP("jobs", "&Backup images"),
@@ -127,7 +126,7 @@ constexpr std::array provisioningImage = {
              .besideLabel = QT_TRANSLATE_NOOP("jobs", "Base address"),
              .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFiles(own, checkBackup); },
              .tip = QT_TRANSLATE_NOOP("jobs",
-                                      "What goes to the backup memory, made by the page \"Backup image\", and "
+                                      "What goes to the backup memory, made by the page “Backup image”, and "
                                       "the base address of that memory.")},
     keyRow,
     FieldRow{.id = "nonce",
@@ -189,7 +188,7 @@ constexpr std::array provisioningFile = {
              .placeholder = "provisioning.xml",
              .tip = QT_TRANSLATE_NOOP("jobs",
                                       "The XML template that tells the values and the file to make. The page "
-                                      "\"Template\" edits it.")},
+                                      "“Provisioning template” edits it.")},
     FieldRow{.id = "more-templates",
              .group = templateGroup,
              .label = QT_TRANSLATE_NOOP("jobs", "&More templates"),

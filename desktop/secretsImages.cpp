@@ -2,6 +2,7 @@
 
 #include "desktop/MessageCollector.h"
 #include "desktop/SecretsDocument.h"
+#include "desktop/counted.h"
 
 #include "files/memoryFile.h"
 #include "files/outputFile.h"
@@ -71,9 +72,9 @@ SecretSize sizeOfWords(const SecretItem& item) {
 /// A path that an item names: a pipe or device isn't opened for its size.
 Verdict fileVerdict(const QString& path, qint64& bytes) {
     const QFileInfo info(path.contains(QChar::Null) ? QString() : path);
-    const char* fault = !info.exists()       ? QT_TRANSLATE_NOOP("SecretsPage", "There is no file %1.")
-                        : info.isDir()       ? QT_TRANSLATE_NOOP("SecretsPage", "%1 is a folder.")
-                        : !info.isReadable() ? QT_TRANSLATE_NOOP("SecretsPage", "You may not read %1.")
+    const char* fault = !info.exists()       ? QT_TRANSLATE_NOOP("SecretsPage", "There is no file “%1”.")
+                        : info.isDir()       ? QT_TRANSLATE_NOOP("SecretsPage", "“%1” is a folder.")
+                        : !info.isReadable() ? QT_TRANSLATE_NOOP("SecretsPage", "You have no right to read “%1”.")
                                              : nullptr;
     if (fault != nullptr) {
         return {Verdict::Kind::fault, text(fault).arg(QDir::cleanPath(path))};
@@ -239,8 +240,9 @@ SecretSize secretSize(const SecretItem& item, const QString& folder) {
     SecretSize size = item.isFile ? sizeOfFile(item, folder) : sizeOfWords(item);
     if (size.isKnown && size.data.kind == Verdict::Kind::good && item.expectedSize > 0 &&
         size.bytes != item.expectedSize) {
-        size.data = {Verdict::Kind::fault,
-                     text("%1 bytes are expected, there are %2.").arg(item.expectedSize).arg(size.bytes)};
+        size.data = {Verdict::Kind::fault, counted(item.expectedSize, text("1 byte is expected, there are %2."),
+                                                   text("%1 bytes are expected, there are %2."))
+                                               .arg(size.bytes)};
     }
     if (!size.isKnown) {
         size.bytes = std::max(item.expectedSize, 0);
@@ -323,7 +325,7 @@ SecretsMade makeSecretsImage(std::uint32_t deviceId, const QList<SecretItem>& it
     }
     const QString input = overwrittenInput(items, folder, documentPath, outputPath);
     if (!input.isEmpty()) {
-        made.fault = text("The image would replace %1, which it is made from.").arg(input);
+        made.fault = text("The image would replace “%1”, which it is made from.").arg(input);
         return made;
     }
     MemoryFiles files;
@@ -354,8 +356,8 @@ bool readSecretsImage(const Device& device, const QString& path, QByteArrayList&
         return false;
     }
     if (!QFileInfo(path).isFile() || QFileInfo(path).size() > maxImageSize) {
-        fault = QFileInfo(path).isFile() ? text("%1 is too large for an image of OTP words.").arg(path)
-                                         : text("%1 can't be read.").arg(path);
+        fault = QFileInfo(path).isFile() ? text("“%1” is too large for an image of OTP words.").arg(path)
+                                         : text("“%1” can't be read.").arg(path);
         return false;
     }
     QList<SecretSegment> segments;
@@ -380,7 +382,8 @@ bool readSecretsImage(const Device& device, const QString& path, QByteArrayList&
         }
         found += itemOf(device, segment);
     }
-    remark = zeros > 0 ? text("%1 words of zeros were left out.").arg(zeros) : QString();
+    remark = zeros > 0 ? counted(zeros, text("1 word of zeros was left out."), text("%1 words of zeros were left out."))
+                       : QString();
     items = found;
     return true;
 }

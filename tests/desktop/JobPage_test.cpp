@@ -147,7 +147,7 @@ TEST_F(JobPageTest, SaysWhatIsWrongWithAValue) {
         {"install-image", "version", "0377", "0 to 255, in any base."},
         {"install-image", "firmware", "bare.bin", "A raw binary needs a load address."},
         {"install-image", "firmware", "option-bytes.csv",
-         "By its name, option-bytes.csv is no firmware: ELF, HEX, S-Record or raw binary."},
+         "By its name, “option-bytes.csv” is no firmware: ELF, HEX, S-Record or raw binary."},
         {"install-image", "option-bytes", "broken.csv", "broken.csv is an invalid option bytes file"},
         {"install-image", "out", "image.bin", "The name must end in .tbi or .tbix."},
         {"install-image", "token", "1", "The address where the device notes"},
@@ -169,7 +169,7 @@ TEST_F(JobPageTest, SaysWhatIsWrongWithAValue) {
         kit.type(row.field, QLatin1String(row.value));
         kit.find("run")->setFocus();
         const QString said = kit.find(row.field)->accessibleDescription();
-        EXPECT_TRUE(said.contains(QLatin1String(row.says))) << row.value << ": " << qUtf8Printable(said);
+        EXPECT_TRUE(said.contains(QString::fromUtf8(row.says))) << row.value << ": " << qUtf8Printable(said);
     }
 }
 

@@ -125,7 +125,7 @@ TEST(SecretsPage, ImagesAreThoseOfTheLibraryAndReadBack) {
     kit.dialogs.paths = {kit.folder.path("read.json")};
     kit.press("makeImage");
     ASSERT_TRUE(DesktopKit::waitFor([&kit] { return !kit.window->page()->isBusy(); }));
-    EXPECT_TRUE(said(kit, "result").endsWith(QStringLiteral("read.json, which it is made from.")));
+    EXPECT_TRUE(said(kit, "result").endsWith(QStringLiteral("read.json”, which it is made from.")));
     EXPECT_EQ(kit.folder.read("read.json"), document);
 }
 

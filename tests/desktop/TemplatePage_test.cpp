@@ -124,7 +124,7 @@ TEST(TemplatePage, SaysWhatIsWrong) {
         {"parameter Firmware area size", "big", "hexadecimal with 0x, or decimal"},
         {"parameter Firmware area size", "0x40001", "alignment constraint"},
         {"parameter Firmware area size", "0x40000", "4 bytes, 262,144"},
-        {"parameter Authentication key", "./provisioning.xml", "bytes, taken as they are"},
+        {"parameter Authentication key", "./provisioning.xml", "bytes, taken as is"},
         {"parameter Authentication key", "./no.pem", "no such file"},
     };
     for (const auto& row : rows) {

@@ -168,27 +168,26 @@ TEST(JobFile, RefusesWhatIsNoJobByNamingIt) {
         {R"({"version": 1, "job": "sign", "values": {})", "at byte"},
         {R"({"version": 2, "job": "sign", "values": {}})", "version 2"},
         {R"({"version": "1", "job": "sign", "values": {}})", "no version"},
-        {R"({"version": 1, "job": "sing", "values": {}})", "\"sing\""},
+        {R"({"version": 1, "job": "sing", "values": {}})", "“sing”"},
         {R"({"version": 1, "job": "sign"})", "no values"},
-        {R"({"version": 1, "job": "sign", "values": {}, "key": "k"})", "\"key\""},
-        {R"({"version": 1, "job": "sign", "values": {"nonce": "n"}})", "\"nonce\""},
-        {R"({"version": 1, "job": "sign", "values": {"version": 1}})", "\"version\""},
-        {R"({"version": 1, "job": "sign", "values": {"key": "a\u0000b"}})", "\"key\""},
-        {R"({"version": 1, "job": "install-image", "values": {"device": "0x451"}})", "\"device\""},
-        {R"({"version": 1, "job": "install-image", "values": {"firmware": ["a"]}})", "\"firmware\""},
-        {R"({"version": 1, "job": "install-image", "values": {"firmware": [{"path": "a", "at": "1"}]}})",
-         "\"firmware\""},
+        {R"({"version": 1, "job": "sign", "values": {}, "key": "k"})", "“key”"},
+        {R"({"version": 1, "job": "sign", "values": {"nonce": "n"}})", "“nonce”"},
+        {R"({"version": 1, "job": "sign", "values": {"version": 1}})", "“version”"},
+        {R"({"version": 1, "job": "sign", "values": {"key": "a\u0000b"}})", "“key”"},
+        {R"({"version": 1, "job": "install-image", "values": {"device": "0x451"}})", "“device”"},
+        {R"({"version": 1, "job": "install-image", "values": {"firmware": ["a"]}})", "“firmware”"},
+        {R"({"version": 1, "job": "install-image", "values": {"firmware": [{"path": "a", "at": "1"}]}})", "“firmware”"},
         {R"({"version": 1, "job": "install-image", "values": {"firmware": [)" +
              QByteArray(R"({"path": "a"},)").repeated(256) + R"({"path": "a"}]}})",
-         "\"firmware\""},
-        {R"({"version": 1, "job": "sign", "values": {"key": ")" + QByteArray(8193, 'a') + "\"}}", "\"key\""},
+         "“firmware”"},
+        {R"({"version": 1, "job": "sign", "values": {"key": ")" + QByteArray(8193, 'a') + "\"}}", "“key”"},
         {QByteArray(1048577, ' '), "too large"},
     };
     for (const auto& row : rows) {
         Job job;
         QString fault;
         EXPECT_FALSE(readJobFile(folder.write("job.json", row.text), job, fault)) << row.text.left(80).constData();
-        EXPECT_TRUE(fault.contains(QLatin1String(row.fault))) << qUtf8Printable(fault);
+        EXPECT_TRUE(fault.contains(QString::fromUtf8(row.fault))) << qUtf8Printable(fault);
         EXPECT_EQ(job.row, nullptr);
     }
 }

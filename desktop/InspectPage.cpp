@@ -216,9 +216,11 @@ QWidget* InspectPage::makeTabs() {
     QTableView* checks = makeRowList(checks_, "checks", tr("Findings and checks"));
     const int wide = checks->fontMetrics().averageCharWidth();
     checks->setColumnWidth(CheckListModel::What, wide * 35);
-    checks->setColumnWidth(CheckListModel::Outcome, wide * 46);
+    checks->setColumnWidth(CheckListModel::Where, wide * 26);
+    checks->horizontalHeader()->setSectionResizeMode(CheckListModel::Outcome, QHeaderView::Stretch);
     QTableView* differences = makeRowList(differences_, "differences", tr("Differences"));
-    differences->setColumnWidth(DifferenceModel::What, wide * 60);
+    differences->setColumnWidth(DifferenceModel::Meaning, wide * 34);
+    differences->horizontalHeader()->setSectionResizeMode(DifferenceModel::What, QHeaderView::Stretch);
     QPushButton* end = makeButton(tr("End the Comparison"), "endComparison");
     auto* differenceLayout = new QVBoxLayout(differencePage_);
     differenceLayout->setContentsMargins(0, Theme::rowGap(), 0, 0);
@@ -286,6 +288,7 @@ bool InspectPage::isReadable(const QString& path) {
     const QString fault = !file.exists()       ? tr("There is no file “%1”.").arg(name)
                           : file.isDir()       ? tr("“%1” is a folder.").arg(name)
                           : !file.isFile()     ? tr("“%1” is no plain file.").arg(name)
+                          : isTooLarge(file)   ? tr("“%1” is larger than 4 GiB; no image is.").arg(name)
                           : !file.isReadable() ? tr("You have no right to read “%1”.").arg(name)
                                                : QString();
     if (!fault.isEmpty()) {

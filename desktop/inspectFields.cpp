@@ -145,6 +145,9 @@ Verdict verdictOf(const Row& row, const QStringList& values) {
         if (!QFileInfo(values.at(i)).isFile()) {
             return fault(text(QT_TRANSLATE_NOOP("InspectFields", "This is no plain file.")));
         }
+        if (isTooLarge(QFileInfo(values.at(i)))) {
+            return fault(text(QT_TRANSLATE_NOOP("InspectFields", "This file is larger than 4 GiB.")));
+        }
         const QString beside = values.value(i + 1);
         if (row.kind == FieldKind::inFiles && !beside.isEmpty() && !isHexadecimal(beside)) {
             return fault(text(QT_TRANSLATE_NOOP("InspectFields", "This is no hexadecimal address of 32 bits.")));
@@ -214,6 +217,11 @@ QList<FormField> inspectFields() {
         fields.append(field);
     }
     return fields;
+}
+
+bool isTooLarge(const QFileInfo& file) {
+    constexpr qint64 most = qint64{1} << 32;
+    return file.size() > most;
 }
 
 QStringList inspectArguments(const QString& command, const QHash<QString, QStringList>& values,

@@ -75,7 +75,8 @@ QString firstFault(const inspect::Description& description) {
         text = inspect::findingText(*finding);
     } else if (check != description.checks.end()) {
         place = placeOf(description, check->part);
-        text = inspect::resultText(*check);
+        text = place.isEmpty() ? inspect::checkName(*check) + QStringLiteral(": ") + inspect::outcomeText(*check)
+                               : inspect::resultText(*check);
     }
     if (text.isEmpty()) {
         for (const inspect::Description& inner : description.inner) {
@@ -107,12 +108,23 @@ QString fileText(const inspect::Description& file) {
     return Words::tr("%1: taken for a %2, %3.").arg(name, title, size);
 }
 
-QString coverageText(const inspect::Judgement& judgement) {
-    if (judgement.verdict != inspect::Verdict::proven) {
-        return {};
+/// What a proof means for the bytes.
+QString strengthText(const inspect::Judgement& judgement) {
+    const auto isBy = [&judgement](inspect::Proof proof) {
+        return std::find(judgement.proofs.begin(), judgement.proofs.end(), proof) != judgement.proofs.end();
+    };
+    if (isBy(inspect::Proof::tag) || isBy(inspect::Proof::signature)) {
+        return judgement.uncovered.empty() ? QLatin1Char(' ') + Words::tr("No byte can change unnoticed.") : QString();
     }
-    if (judgement.uncovered.empty()) {
-        return QLatin1Char(' ') + Words::tr("No byte can change unnoticed.");
+    return isBy(inspect::Proof::digest)
+               ? QLatin1Char(' ') +
+                     Words::tr("A digest without a key shows accidents; who changes the file can change it too.")
+               : QString();
+}
+
+QString coverageText(const inspect::Judgement& judgement) {
+    if (judgement.verdict != inspect::Verdict::proven || judgement.uncovered.empty()) {
+        return {};
     }
     constexpr std::size_t shown = 3;
     QStringList stretches;
@@ -161,7 +173,10 @@ InspectVerdict fileVerdict(const InspectResult& result) {
     const QString good = goodText(file);
     switch (judgement.verdict) {
         case inspect::Verdict::proven:
-            return {Sign::good, Words::tr("Proven: %1").arg(good), fileText(file) + coverageText(judgement), {}};
+            return {Sign::good,
+                    Words::tr("Proven: %1").arg(good),
+                    fileText(file) + strengthText(judgement) + coverageText(judgement),
+                    {}};
         case inspect::Verdict::wrong: {
             const QString counts = judgement.made == 0
                                        ? QString()

@@ -29,6 +29,7 @@ class HintLine : public QLabel {
         setTextFormat(Qt::PlainText);
         setWordWrap(true);
         setObjectName(QStringLiteral("hint"));
+        setContentsMargins(0, 0, Theme::groupGap(), 0);
     }
 
   protected:

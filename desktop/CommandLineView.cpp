@@ -2,6 +2,7 @@
 
 #include "desktop/theme.h"
 
+#include <QMimeData>
 #include <QPainter>
 #include <QScrollBar>
 
@@ -29,7 +30,8 @@ CommandLineView::CommandLineView(QWidget* parent) : QPlainTextEdit(parent) {
 }
 
 void CommandLineView::setLine(const QString& line) {
-    if (line != toPlainText()) {
+    if (line != line_) {
+        line_ = line;
         setPlainText(line);
         if (isVisible()) {  // before, the width is nobody's
             fitHeight();
@@ -43,6 +45,16 @@ QSize CommandLineView::sizeHint() const {
 
 QSize CommandLineView::minimumSizeHint() const {
     return {20 * fontMetrics().averageCharWidth(), heightOf(1)};
+}
+
+QMimeData* CommandLineView::createMimeDataFromSelection() const {
+    const QTextCursor chosen = textCursor();
+    if (document()->characterCount() != line_.size() + 1) {  // the document has an end besides
+        return QPlainTextEdit::createMimeDataFromSelection();
+    }
+    auto* copied = new QMimeData;
+    copied->setText(line_.mid(chosen.selectionStart(), chosen.selectionEnd() - chosen.selectionStart()));
+    return copied;
 }
 
 bool CommandLineView::event(QEvent* event) {

@@ -11,11 +11,13 @@ class CommandLineView : public QPlainTextEdit {
     explicit CommandLineView(QWidget* parent = nullptr);
 
     void setLine(const QString& line);
+    [[nodiscard]] const QString& line() const { return line_; }
 
     [[nodiscard]] QSize sizeHint() const override;
     [[nodiscard]] QSize minimumSizeHint() const override;
 
   protected:
+    [[nodiscard]] QMimeData* createMimeDataFromSelection() const override;
     bool event(QEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void showEvent(QShowEvent* event) override;
@@ -23,4 +25,6 @@ class CommandLineView : public QPlainTextEdit {
   private:
     void fitHeight();
     [[nodiscard]] int heightOf(int lines) const;
+
+    QString line_;  ///< what the document gives back has other blanks and ends of lines
 };

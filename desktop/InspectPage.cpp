@@ -270,7 +270,7 @@ QWidget* InspectPage::makeCommandBar() {
     layout->addWidget(copy, 0, Qt::AlignTop);
     layout->addWidget(runButton_, 0, Qt::AlignTop);
     connect(copy, &QPushButton::clicked, this, [this, copy] {
-        QApplication::clipboard()->setText(commandLine_->toPlainText());
+        QApplication::clipboard()->setText(commandLine_->line());
         sayCopied(*copy);
     });
     connect(runButton_, &QPushButton::clicked, this, &InspectPage::run);

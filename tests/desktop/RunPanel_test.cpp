@@ -65,6 +65,14 @@ TEST(RunPanel, RunsWhatItShowsAndOffersWhatWasMade) {
     trial.press("copy");
     EXPECT_EQ(QApplication::clipboard()->text(), trial.find<QPlainTextEdit>("commandLine")->toPlainText());
     EXPECT_EQ(QApplication::clipboard()->text(), QStringLiteral("'the tool' 'an out' 'it'\"'\"'s'"));
+    auto* line = trial.find<QPlainTextEdit>("commandLine");
+    trial.panel.setCommand({QStringLiteral("no\u00A0break\u2028here")}, {});
+    trial.press("copy");
+    EXPECT_EQ(QApplication::clipboard()->text(), QStringLiteral("'the tool' 'no\u00A0break\u2028here'"));
+    line->selectAll();
+    line->copy();
+    EXPECT_EQ(QApplication::clipboard()->text(), QStringLiteral("'the tool' 'no\u00A0break\u2028here'"));
+    trial.panel.setCommand({QStringLiteral("an out"), QStringLiteral("it's")}, {});
     EXPECT_FALSE(trial.find<QPushButton>("inspect")->isVisible());
 
     trial.press("run");

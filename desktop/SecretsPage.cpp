@@ -223,7 +223,11 @@ void SecretsPage::searchDevices() {
     deviceFolder_ = context_.settings.deviceFolder();
     worker_.start([this, folder = deviceFolder_] {
         const DeviceSearch search = findDevices(shippedDescriptions(), folder);
-        QMetaObject::invokeMethod(this, [this, search] { takeDevices(search); });
+        QMetaObject::invokeMethod(this, [this, search, folder] {
+            if (folder == deviceFolder_) {  // else a newer search is on its way, or came first
+                takeDevices(search);
+            }
+        });
     });
 }
 

@@ -69,11 +69,12 @@ SecretSize sizeOfWords(const SecretItem& item) {
     return size;
 }
 
-/// A path that an item names: a pipe or device isn't opened for its size.
+/// A path that an item names. A pipe would keep its reader waiting, and the window with it when it is closed.
 Verdict fileVerdict(const QString& path, qint64& bytes) {
     const QFileInfo info(path.contains(QChar::Null) ? QString() : path);
     const char* fault = !info.exists()       ? QT_TRANSLATE_NOOP("SecretsPage", "There is no file “%1”.")
                         : info.isDir()       ? QT_TRANSLATE_NOOP("SecretsPage", "“%1” is a folder.")
+                        : !info.isFile()     ? QT_TRANSLATE_NOOP("SecretsPage", "“%1” is no plain file.")
                         : !info.isReadable() ? QT_TRANSLATE_NOOP("SecretsPage", "You have no right to read “%1”.")
                                              : nullptr;
     if (fault != nullptr) {

@@ -11,6 +11,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 namespace {
 
 constexpr const char* example = QVORA_EXAMPLES "/secrets/secrets.json";
@@ -77,6 +79,14 @@ TEST(SecretsPage, CollisionsAreToldAndUndone) {
     EXPECT_EQ(shownItems(kit), before);
     EXPECT_EQ(said(kit, "collisions"), QString());
     EXPECT_FALSE(kit.window->isWindowModified());
+
+    const QString pipe = kit.folder.path("pipe");
+    ASSERT_EQ(mkfifo(qUtf8Printable(pipe), 0600), 0);
+    kit.type("content", pipe);
+    kit.press("makeImage");
+    EXPECT_TRUE(said(kit, "result").endsWith(QStringLiteral("pipe” is no plain file."))) << "nobody writes to it";
+    kit.find("items")->setFocus();
+    QTest::keyClick(kit.find("items"), Qt::Key_Z, Qt::ControlModifier);
 
     QTest::keyClick(kit.find("items"), Qt::Key_Home, Qt::ControlModifier);
     kit.press("remove");

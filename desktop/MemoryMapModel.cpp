@@ -145,18 +145,21 @@ QVariant MemoryMapModel::data(const QModelIndex& index, int role) const {
     const MapBlock& block = blocks_[static_cast<std::size_t>(index.row())];
     const std::uint64_t size = block.to - block.from + 1;
     const bool isGap = block.kind == MapBlockKind::gap;
-    const QString what =
-        isGap || titleOf(block) == nameOf(block) ? titleOf(block) : tr("%1: %2").arg(nameOf(block), titleOf(block));
+    // Made only when it is asked for: the picture asks about every block to lay them out.
+    const auto what = [&] {
+        return isGap || titleOf(block) == nameOf(block) ? titleOf(block)
+                                                        : tr("%1: %2").arg(nameOf(block), titleOf(block));
+    };
     switch (role) {
         case Qt::DisplayRole:
             return index.column() == Start  ? inspect::addressText(block.from)
                    : index.column() == End  ? inspect::addressText(block.to)
                    : index.column() == Size ? sizeText(size)
-                                            : what;
+                                            : what();
         case Qt::ToolTipRole:
             return Qt::convertFromPlainText(
                 tr("%1\n%2 to %3, %4")
-                    .arg(what, inspect::addressText(block.from), inspect::addressText(block.to), sizeText(size)));
+                    .arg(what(), inspect::addressText(block.from), inspect::addressText(block.to), sizeText(size)));
         case Qt::FontRole:
             return index.column() == Start || index.column() == End ? QVariant(Theme::fixedFont()) : QVariant();
         case Qt::TextAlignmentRole:

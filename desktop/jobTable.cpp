@@ -12,7 +12,7 @@
 namespace {
 
 // Templates are small; a larger file isn't looked into for the name of its output.
-constexpr qint64 largestTemplate = qint64{8} << 20;
+constexpr qint64 largestTemplate = qint64{1} << 20;
 
 struct Texts {
     Q_DECLARE_TR_FUNCTIONS(jobs)

@@ -96,7 +96,8 @@ void BytePanel::goToOffset() {
     bool isNumber = false;
     const qlonglong offset = isHex ? text.mid(2).toLongLong(&isNumber, 16) : text.toLongLong(&isNumber, 10);
     if (!isNumber || offset < 0 || offset >= view_->bytes().size()) {
-        status_->setText(tr("There is no byte %1; the last one is %2.").arg(text).arg(view_->bytes().size() - 1));
+        status_->setText(
+            tr("There is no byte %1; the last one is %2.").arg(text, QString::number(view_->bytes().size() - 1)));
         return;
     }
     view_->choose(offset, 1);

@@ -541,12 +541,12 @@ void InspectPage::showBytesOf(int line) {
     const bool isAll = chosen.kind == InspectLineKind::file && chosen.parent == 0;
     bytes_->choose(chosen.offset, isAll ? 0 : chosen.size);
     const QString path = result_->tree.path(line);
-    bytes_->describe(chosen.offset < 0 ? tr("%1, which has no bytes of its own").arg(path)
-                     : chosen.kind == InspectLineKind::finding
-                         ? tr("%1 at byte %2").arg(path).arg(chosen.offset)
-                         : tr("%1, %2 from byte %3 on")
-                               .arg(path, inspect::bytesText(static_cast<quint64>(chosen.size)))
-                               .arg(chosen.offset));
+    bytes_->describe(
+        chosen.offset < 0 ? tr("%1, which has no bytes of its own").arg(path)
+        : chosen.kind == InspectLineKind::finding
+            ? tr("%1 at byte %2").arg(path, QString::number(chosen.offset))
+            : tr("%1, %2 from byte %3 on")
+                  .arg(path, inspect::bytesText(static_cast<quint64>(chosen.size)), QString::number(chosen.offset)));
 }
 
 /// Brings a line into all views but the one that it was chosen in.

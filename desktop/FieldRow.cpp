@@ -17,11 +17,12 @@ bool isEmptyText(const QString& text) {
 }
 
 /// What the tool's scan of its arguments would change: it cuts outer blanks, and takes a word with "-" for an option.
-Verdict judgeWord(const QString& word, bool path) {
+Verdict judgeWord(const QString& word, bool path, bool severalWords) {
     if (path && !word.isEmpty() && word.back().isSpace()) {
         return fault(Texts::tr("The tool drops blanks at the end of a name, so it can't find this one."));
     }
-    if (!path && word.trimmed().startsWith(u'-')) {
+    if (!path &&
+        (word.trimmed().startsWith(u'-') || (severalWords && word.simplified().contains(QLatin1String(" -"))))) {
         return fault(Texts::tr("The tool takes what begins with - for an option."));
     }
     return {};
@@ -57,7 +58,7 @@ Verdict judge(const FieldRow& row, const JobValues& values) {
     }
     for (qsizetype i = 0; i < own.size(); ++i) {
         const bool behindPath = row.kind == FieldKind::inFiles && i % 2 == 1;
-        Verdict verdict = judgeWord(own.at(i), isPath(row) && !behindPath);
+        Verdict verdict = judgeWord(own.at(i), isPath(row) && !behindPath, behindPath);
         if (verdict.kind != Verdict::Kind::good) {
             return verdict;
         }

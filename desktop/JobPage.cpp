@@ -68,7 +68,7 @@ JobPage::JobPage(const JobRow& job, PageContext& context, QWidget* parent)
     QList<FormField> fields;
     for (const FieldRow* const row : fieldsOf(job)) {
         FormField field = fieldOf(*row, job);
-        field.check = [this, row](const QStringList& /*own*/) { return judge(*row, form_->allValues()); };
+        field.check = [this, row](const QStringList& /*own*/) { return judgeInJob(job_, *row, form_->allValues()); };
         fields.append(field);
     }
     form_ = new FormView(fields, context);

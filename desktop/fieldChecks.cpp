@@ -148,7 +148,9 @@ Verdict checkHexAddress(const QStringList& value) {
 Verdict checkLength(const QStringList& value, qsizetype mostBytes) {
     const qsizetype length = textOf(value).toUtf8().size();
     return length > mostBytes
-               ? fault(Texts::tr("At most %1 bytes in UTF-8 fit, this has %2.").arg(mostBytes).arg(length))
+               ? fault(Texts::tr("At most %1 bytes fit, this takes %2. Letters with accents take two or more.")
+                           .arg(mostBytes)
+                           .arg(length))
                : Verdict();
 }
 

@@ -3,12 +3,19 @@
 #include "desktop/commandLine.h"
 #include "desktop/jobFields.h"
 #include "desktop/jobTable.h"
+#include "files/openFile.h"
+#include "formats/formatTable.h"
+#include "formats/readers.h"
 
 #include <QCoreApplication>
 
 #include <array>
 
 namespace {
+
+struct Texts {
+    Q_DECLARE_TR_FUNCTIONS(jobs)
+};
 
 constexpr const char* image = QT_TRANSLATE_NOOP("jobs", "Image");
 constexpr const char* protection = QT_TRANSLATE_NOOP("jobs", "Protection");
@@ -27,17 +34,19 @@ constexpr std::array updateRows = {
              .placeholder = "blink.hex",
              .check = [](const QStringList& own, const JobValues& /*all*/) { return checkUpdateFirmware(pathOf(own)); },
              .tip = QT_TRANSLATE_NOOP("jobs", "ELF, Intel HEX, S-Record or raw binary, with one segment.")},
-    FieldRow{.id = "key",
-             .group = protection,
-             .label = QT_TRANSLATE_NOOP("jobs", "&Key"),
-             .kind = FieldKind::inFile,
-             .option = "-k",
-             .required = true,
-             .role = PathRole::key,
-             .filter = binaryFilter,
-             .placeholder = "key.bin",
-             .check = checkKey16,
-             .tip = QT_TRANSLATE_NOOP("jobs", "A binary file with the AES-GCM key, 16 bytes.")},
+    FieldRow{
+        .id = "key",
+        .group = protection,
+        .label = QT_TRANSLATE_NOOP("jobs", "&Key"),
+        .kind = FieldKind::inFile,
+        .option = "-k",
+        .required = true,
+        .role = PathRole::key,
+        .filter = binaryFilter,
+        .placeholder = "key.bin",
+        .check = checkKey16,
+        .tip = QT_TRANSLATE_NOOP(
+            "jobs", "A binary file with the secret key (AES-GCM), 16 bytes. The page “Keys and nonces” makes one.")},
     FieldRow{.id = "nonce",
              .group = protection,
              .label = QT_TRANSLATE_NOOP("jobs", "&Nonce"),
@@ -48,7 +57,9 @@ constexpr std::array updateRows = {
              .filter = binaryFilter,
              .placeholder = "nonce.bin",
              .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFileSize(pathOf(own), {12}); },
-             .tip = QT_TRANSLATE_NOOP("jobs", "A binary file of 12 bytes. Take a fresh nonce for each image.")},
+             .tip = QT_TRANSLATE_NOOP("jobs",
+                                      "A binary file of 12 bytes, fresh for each image: never the same twice with one "
+                                      "key. The page “Keys and nonces” makes one.")},
     FieldRow{.id = "version",
              .group = protection,
              .label = QT_TRANSLATE_NOOP("jobs", "Image ver&sion"),
@@ -57,7 +68,8 @@ constexpr std::array updateRows = {
              .required = true,
              .placeholder = "2",
              .check = checkImageVersion,
-             .tip = QT_TRANSLATE_NOOP("jobs", "0 to 255, in any base.")},
+             .tip = QT_TRANSLATE_NOOP(
+                 "jobs", "A number from 0 to 255: decimal, hexadecimal with 0x, or octal with a leading 0.")},
     FieldRow{
         .id = "header",
         .group = output,
@@ -107,8 +119,8 @@ constexpr std::array signingRows = {
              .filter = pemFilter,
              .placeholder = "private.pem",
              .tip = QT_TRANSLATE_NOOP("jobs",
-                                      "A PEM file with a key on the curve P-256. The public key is written "
-                                      "beside it, as NAME_pub.bin.")},
+                                      "A PEM file with a key on the elliptic curve P-256. Its public key is "
+                                      "written beside it, as NAME_pub.bin.")},
     FieldRow{.id = "version",
              .group = protection,
              .label = QT_TRANSLATE_NOOP("jobs", "Image ver&sion"),
@@ -117,7 +129,8 @@ constexpr std::array signingRows = {
              .required = true,
              .placeholder = "1",
              .check = checkImageVersion,
-             .tip = QT_TRANSLATE_NOOP("jobs", "0 to 255, in any base.")},
+             .tip = QT_TRANSLATE_NOOP(
+                 "jobs", "A number from 0 to 255: decimal, hexadecimal with 0x, or octal with a leading 0.")},
     FieldRow{
         .id = "out",
         .group = output,
@@ -155,6 +168,15 @@ void listingArguments(const FieldRow& row, const JobValues& values, QStringList&
     }
 }
 
+Verdict checkListing(const QStringList& own, const JobValues& /*all*/) {
+    constexpr bool allowPvs = true;
+    const FormatRow* const format = formatOf(formatTable(), pathOf(own), allowPvs);
+    const bool isImage = format != nullptr && (format->read == readTbiFile || format->read == readXtbiFile ||
+                                               format->read == readPvsTbiFile);
+    return isImage ? checkFileSize(pathOf(own))
+                   : fault(Texts::tr("The tool prints only files whose name ends in .tbi, .tbix, .xtbi or .pvs."));
+}
+
 constexpr std::array listingRows = {
     FieldRow{.id = "image",
              .group = image,
@@ -166,6 +188,7 @@ constexpr std::array listingRows = {
              .role = PathRole::output,
              .filter = QT_TRANSLATE_NOOP("jobs", "Images (*.tbi *.tbix *.xtbi *.pvs);;All files (*)"),
              .placeholder = "image.tbi",
+             .check = checkListing,
              .tip = QT_TRANSLATE_NOOP("jobs",
                                       "An install image (.tbi, .tbix), a packaged module (.xtbi) or a "
                                       "provisioning image (.pvs).")},

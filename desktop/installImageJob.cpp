@@ -5,6 +5,7 @@
 #include "files/openFile.h"
 #include "files/parseNumber.h"
 #include "formats/readers.h"
+#include "formats/secureImageLayout.h"
 
 #include <QCoreApplication>
 
@@ -92,8 +93,11 @@ Verdict checkMoreExternal(const QString& path, const QString& beside) {
         return fault(binary ? Texts::tr("Raw binary needs start address, mode, region and key address.")
                             : Texts::tr("This needs region, mode and key address."));
     }
-    for (const QString& number : numbers.first(binary ? 4 : 3)) {
-        Verdict one = checkNumber({number});
+    const QList<std::uint32_t> most =
+        binary ? QList<std::uint32_t>{UINT32_MAX, regionDescriptor::maxMode, regionDescriptor::maxNumber, UINT32_MAX}
+               : QList<std::uint32_t>{regionDescriptor::maxNumber, regionDescriptor::maxMode, UINT32_MAX};
+    for (qsizetype i = 0; i < most.size(); ++i) {
+        Verdict one = checkNumber({numbers.at(i)}, most.at(i));
         if (one.kind != Verdict::Kind::good) {
             return one;
         }
@@ -193,17 +197,19 @@ constexpr std::array rows = {
              .tip = QT_TRANSLATE_NOOP("jobs",
                                       "ELF, Intel HEX, S-Record or raw binary. Raw binary needs the address "
                                       "that it is loaded to. Several files become one.")},
-    FieldRow{.id = "key",
-             .group = protection,
-             .label = QT_TRANSLATE_NOOP("jobs", "&Key"),
-             .kind = FieldKind::inFile,
-             .option = "-k",
-             .required = true,
-             .role = PathRole::key,
-             .filter = binaryFilter,
-             .placeholder = "key.bin",
-             .check = checkKey16,
-             .tip = QT_TRANSLATE_NOOP("jobs", "A binary file with the AES-GCM key, 16 bytes.")},
+    FieldRow{
+        .id = "key",
+        .group = protection,
+        .label = QT_TRANSLATE_NOOP("jobs", "&Key"),
+        .kind = FieldKind::inFile,
+        .option = "-k",
+        .required = true,
+        .role = PathRole::key,
+        .filter = binaryFilter,
+        .placeholder = "key.bin",
+        .check = checkKey16,
+        .tip = QT_TRANSLATE_NOOP(
+            "jobs", "A binary file with the secret key (AES-GCM), 16 bytes. The page “Keys and nonces” makes one.")},
     FieldRow{.id = "nonce",
              .group = protection,
              .label = QT_TRANSLATE_NOOP("jobs", "&Nonce"),
@@ -215,8 +221,8 @@ constexpr std::array rows = {
              .placeholder = "nonce.bin",
              .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFileSize(pathOf(own)); },
              .tip = QT_TRANSLATE_NOOP("jobs",
-                                      "A binary file of any length, usually 12 bytes. Take a fresh nonce for "
-                                      "each image.")},
+                                      "A binary file of any length, usually 12 bytes, fresh for each image: "
+                                      "never the same twice with one key. The page “Keys and nonces” makes one.")},
     FieldRow{.id = "version",
              .group = protection,
              .label = QT_TRANSLATE_NOOP("jobs", "Image ver&sion"),
@@ -225,7 +231,8 @@ constexpr std::array rows = {
              .placeholder = "1",
              .check = checkVersion,
              .checksEmpty = true,
-             .tip = QT_TRANSLATE_NOOP("jobs", "0 to 255, in any base.")},
+             .tip = QT_TRANSLATE_NOOP(
+                 "jobs", "A number from 0 to 255: decimal, hexadecimal with 0x, or octal with a leading 0.")},
     FieldRow{.id = "out",
              .group = output,
              .label = QT_TRANSLATE_NOOP("jobs", "&Output image"),
@@ -327,7 +334,8 @@ constexpr std::array rows = {
              .arguments = toldElsewhere,
              .required = true,
              .placeholder = "0",
-             .check = checkAnyNumber,
+             .check = [](const QStringList& own,
+                         const JobValues& /*all*/) { return checkNumber(own, regionDescriptor::maxNumber); },
              .shownIf = hasExternal,
              .tip = QT_TRANSLATE_NOOP("jobs",
                                       "The region of the memory cipher: 0 to 3 are those of the first unit, 4 "
@@ -339,7 +347,10 @@ constexpr std::array rows = {
              .arguments = toldElsewhere,
              .choices = regionModes,
              .shownIf = hasExternal,
-             .tip = QT_TRANSLATE_NOOP("jobs", "What the region decrypts. The first three are AES-CTR.")},
+             .tip = QT_TRANSLATE_NOOP(
+                 "jobs",
+                 "What the device decrypts in this region. The first three use AES-CTR, the last one a cipher "
+                 "of its own.")},
     FieldRow{.id = "external-key-address",
              .group = external,
              .label = QT_TRANSLATE_NOOP("jobs", "Key address"),

@@ -1,6 +1,7 @@
 #include "desktop/jobTable.h"
 
 #include "desktop/fieldChecks.h"
+#include "files/outputFile.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -27,7 +28,7 @@ constexpr FieldRow logRow = {
     .role = PathRole::output,
     .filter = QT_TRANSLATE_NOOP("jobs", "Logs (*.log);;All files (*)"),
     .placeholder = "run.log",
-    .tip = QT_TRANSLATE_NOOP("jobs", "Every message of the run, with time stamps. It may be left empty.")};
+    .tip = QT_TRANSLATE_NOOP("jobs", "Gets every message of the run with time stamps. Left empty, none is written.")};
 
 /// The file that a template names in its `Output`; empty if that can't be told.
 QString outputOfTemplate(const QString& path) {
@@ -72,12 +73,22 @@ QStringList encryptedImage(const JobValues& values) {
     return {pathOf(values.value(QStringLiteral("folder"))) + QStringLiteral("/Encrypted_Image.bin")};
 }
 
+bool hasImgtool() {
+    return !QStandardPaths::findExecutable(QStringLiteral("imgtool")).isEmpty();
+}
+
 QString imgtoolHint(const JobValues& /*values*/) {
-    return QStandardPaths::findExecutable(QStringLiteral("imgtool")).isEmpty()
-               ? Texts::tr(
-                     "There is no imgtool on the PATH. Install the MCUboot image tool, for example with: pip "
-                     "install imgtool")
-               : QString();
+    return hasImgtool() ? QString()
+                        : Texts::tr(
+                              "There is no imgtool on the PATH. Install the MCUboot image tool, for example with: pip "
+                              "install imgtool");
+}
+
+QString privateKeyHint(const JobValues& /*values*/) {
+    return hasImgtool() ? QString()
+                        : Texts::tr(
+                              "There is no imgtool on the PATH, which a template with a private key needs. Install it, "
+                              "for example with: pip install imgtool");
 }
 
 /// Whether p11-kit is told of a driver besides its own list of certificates.
@@ -126,6 +137,22 @@ QString personalizationHint(const JobValues& /*values*/) {
                      "nothing.");
 }
 
+/// The first other field of the job that names the file at `path`; null if none does.
+const FieldRow* otherFieldOf(const JobRow& job, const FieldRow& own, const JobValues& values, const QString& path) {
+    for (const FieldRow* const row : fieldsOf(job)) {
+        if (row == &own || !isPath(*row) || !isShown(*row, values)) {
+            continue;
+        }
+        const QStringList named = values.value(QLatin1String(row->id));
+        for (qsizetype i = 0; i < named.size(); i += 2) {
+            if (isSameFile(path, named.at(i))) {
+                return row;
+            }
+        }
+    }
+    return nullptr;
+}
+
 constexpr const char* images = QT_TRANSLATE_NOOP("pageTable", "Images");
 constexpr const char* secrets = QT_TRANSLATE_NOOP("pageTable", "Secrets");
 constexpr const char* keysAndCards = QT_TRANSLATE_NOOP("pageTable", "Keys and cards");
@@ -140,21 +167,23 @@ const QList<JobRow>& jobTable() {
          .group = images,
          .title = QT_TRANSLATE_NOOP("pageTable", "Install image"),
          .summary = QT_TRANSLATE_NOOP("pageTable", "Encrypts and authenticates firmware for its first installation."),
-         .words = QT_TRANSLATE_NOOP("pageTable", "-tbi --tbi tbix make firmware encrypt modules external memory"),
+         .words = QT_TRANSLATE_NOOP(
+             "pageTable",
+             "-tbi --tbi tbix make firmware encrypt modules external memory elf hex srec bin option bytes"),
          .command = "-tbi",
          .rows = installImageRows()},
         {.id = "update-image",
          .group = images,
          .title = QT_TRANSLATE_NOOP("pageTable", "Update image"),
          .summary = QT_TRANSLATE_NOOP("pageTable", "Encrypts and authenticates firmware for devices in the field."),
-         .words = QT_TRANSLATE_NOOP("pageTable", "-tbu --tbu tbuh make firmware encrypt"),
+         .words = QT_TRANSLATE_NOOP("pageTable", "-tbu --tbu tbuh make firmware encrypt elf hex srec bin field"),
          .command = "-tbu",
          .rows = updateImageRows()},
         {.id = "sign",
          .group = images,
          .title = QT_TRANSLATE_NOOP("pageTable", "Signed image"),
          .summary = QT_TRANSLATE_NOOP("pageTable", "Signs a binary image with an elliptic-curve key."),
-         .words = QT_TRANSLATE_NOOP("pageTable", "-sign --sign signature ECDSA wireless stack"),
+         .words = QT_TRANSLATE_NOOP("pageTable", "-sign --sign signature ECDSA ECC elliptic curve wireless stack"),
          .command = "-sign",
          .rows = signRows()},
         {.id = "imgtool-image",
@@ -194,7 +223,8 @@ const QList<JobRow>& jobTable() {
          .words = QT_TRANSLATE_NOOP("pageTable", "-obk --obk OBkey xml make template"),
          .command = "-obk",
          .rows = provisioningFileRows(),
-         .moreOutputs = outputsOfTemplates},
+         .moreOutputs = outputsOfTemplates,
+         .hint = privateKeyHint},
         {.id = "key-pair",
          .group = keysAndCards,
          .title = QT_TRANSLATE_NOOP("pageTable", "Key pair"),
@@ -208,7 +238,9 @@ const QList<JobRow>& jobTable() {
          .group = keysAndCards,
          .title = QT_TRANSLATE_NOOP("pageTable", "Card"),
          .summary = QT_TRANSLATE_NOOP("pageTable", "Programs a card with key, nonce and licences, or reads it."),
-         .words = QT_TRANSLATE_NOOP("pageTable", "-hsm --hsm -info program read smart card security module PKCS"),
+         .words = QT_TRANSLATE_NOOP("pageTable",
+                                    "-hsm --hsm -info program read smart card smartcard hardware security module PKCS "
+                                    "token PIN licences licenses counter"),
          .command = "-hsm",
          .rows = cardRows(),
          .hint = cardHint},
@@ -224,7 +256,7 @@ const QList<JobRow>& jobTable() {
          .group = memoryAndWireless,
          .title = QT_TRANSLATE_NOOP("pageTable", "External memory"),
          .summary = QT_TRANSLATE_NOOP("pageTable", "Encrypts an application as the device decrypts it while it runs."),
-         .words = QT_TRANSLATE_NOOP("pageTable", "-dcu --dcu encrypt cipher Noekeon"),
+         .words = QT_TRANSLATE_NOOP("pageTable", "-dcu --dcu encrypt cipher AES Noekeon flash"),
          .command = "-dcu",
          .rows = externalMemoryRows(),
          .moreOutputs = encryptedImage},
@@ -272,6 +304,25 @@ QList<const FieldRow*> fieldsOf(const JobRow& job) {
     }
     fields.append(&logRow);
     return fields;
+}
+
+Verdict judgeInJob(const JobRow& job, const FieldRow& row, const JobValues& values) {
+    Verdict verdict = judge(row, values);
+    const QString path = pathOf(values.value(QLatin1String(row.id)));
+    const FieldRow* const other =
+        row.kind == FieldKind::outFile && verdict.kind == Verdict::Kind::good && !path.isEmpty()
+            ? otherFieldOf(job, row, values, path)
+            : nullptr;
+    if (other == nullptr) {
+        return verdict;
+    }
+    const QString label = Texts::tr(other->label).remove(u'&');
+    // These are read whole before anything is written, and the tool lets them be replaced.
+    const bool mayReplace =
+        &row != &logRow && (other->role == PathRole::firmware || qstrcmp(job.command, "-gpdata") == 0);
+    return mayReplace
+               ? Verdict{Verdict::Kind::good, Texts::tr("This is the file of “%1”, which will be replaced.").arg(label)}
+               : fault(Texts::tr("This is the file of “%1”, which the tool doesn't write over.").arg(label));
 }
 
 JobValues initialValues(const JobRow& job) {

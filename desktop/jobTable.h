@@ -29,6 +29,9 @@ struct JobRow {
 /// The rows of a job and those that all jobs have.
 [[nodiscard]] QList<const FieldRow*> fieldsOf(const JobRow& job);
 
+/// What is to be said of a value of the job: `judge`, and of an output that is another of the job's files too.
+[[nodiscard]] Verdict judgeInJob(const JobRow& job, const FieldRow& row, const JobValues& values);
+
 /// What a new form of the job holds.
 [[nodiscard]] JobValues initialValues(const JobRow& job);
 

@@ -25,8 +25,12 @@ constexpr const char* output = QT_TRANSLATE_NOOP("jobs", "Output");
 constexpr const char* sources = QT_TRANSLATE_NOOP("jobs", "Public key as source text");
 
 constexpr std::array keyKinds = {
-    ChoiceRow{"ecdsa-p256", "ecdsa-p256"}, ChoiceRow{"ecdsa-p384", "ecdsa-p384"}, ChoiceRow{"rsa-2048", "rsa-2048"},
-    ChoiceRow{"rsa-3072", "rsa-3072"},     ChoiceRow{"ed25519", "ed25519"},       ChoiceRow{"x25519", "x25519"},
+    ChoiceRow{"ecdsa-p256", QT_TRANSLATE_NOOP("jobs", "ecdsa-p256 – elliptic curve, 256 bits")},
+    ChoiceRow{"ecdsa-p384", QT_TRANSLATE_NOOP("jobs", "ecdsa-p384 – elliptic curve, 384 bits")},
+    ChoiceRow{"rsa-2048", QT_TRANSLATE_NOOP("jobs", "rsa-2048 – RSA, 2048 bits")},
+    ChoiceRow{"rsa-3072", QT_TRANSLATE_NOOP("jobs", "rsa-3072 – RSA, 3072 bits")},
+    ChoiceRow{"ed25519", QT_TRANSLATE_NOOP("jobs", "ed25519 – Edwards curve, for signatures")},
+    ChoiceRow{"x25519", QT_TRANSLATE_NOOP("jobs", "x25519 – for encryption, signs nothing")},
 };
 
 Verdict checkNewKey(const QStringList& own, const JobValues& /*all*/) {
@@ -95,13 +99,12 @@ constexpr std::array card = {
         .label = QT_TRANSLATE_NOOP("jobs", "&Slot"),
         .kind = FieldKind::fixed,
         .option = "-i",
-        .required = true,
         .initial = "0",
         .check = [](const QStringList& own,
                     const JobValues& /*all*/) { return checkNumber(own, std::numeric_limits<std::int32_t>::max()); },
         .tip = QT_TRANSLATE_NOOP("jobs",
-                                 "The position among the slots that hold a card, from 0. With one card it "
-                                 "is 0.")},
+                                 "The position among the slots that hold a card, from 0: with one card it is 0. "
+                                 "Left empty it is 2.")},
     FieldRow{.id = "firmware-id",
              .group = cardGroup,
              .label = QT_TRANSLATE_NOOP("jobs", "Firm&ware identifier"),
@@ -133,7 +136,7 @@ constexpr std::array card = {
              .placeholder = "key.bin",
              .check = checkKey16,
              .shownIf = programs,
-             .tip = QT_TRANSLATE_NOOP("jobs", "The key of the image, 16 bytes.")},
+             .tip = QT_TRANSLATE_NOOP("jobs", "The secret key that the image was made with, 16 bytes.")},
     FieldRow{.id = "nonce",
              .group = protection,
              .label = QT_TRANSLATE_NOOP("jobs", "&Nonce"),
@@ -148,7 +151,7 @@ constexpr std::array card = {
                      return checkFileSize(pathOf(own), {12, 16});
                  },
              .shownIf = programs,
-             .tip = QT_TRANSLATE_NOOP("jobs", "The nonce of the image, 12 or 16 bytes.")},
+             .tip = QT_TRANSLATE_NOOP("jobs", "The nonce that the image was made with, 12 or 16 bytes.")},
     FieldRow{
         .id = "personalization",
         .group = protection,
@@ -162,7 +165,7 @@ constexpr std::array card = {
         .shownIf = programs,
         .tip = QT_TRANSLATE_NOOP("jobs",
                                  "Encrypted personalization data of 108 bytes, for cards of the second "
-                                 "generation.")},
+                                 "generation. The page “Personalization data” encrypts it.")},
 };
 
 constexpr std::array personalization = {
@@ -208,6 +211,18 @@ Verdict checkCipherKey(const QStringList& own, const JobValues& /*all*/) {
                             : checkFileSize(pathOf(own));
 }
 
+Verdict checkCipherFolder(const QStringList& own, const JobValues& /*all*/) {
+    const QFileInfo folder(pathOf(own));
+    const QFileInfo image(pathOf(own) + QStringLiteral("/Encrypted_Image.bin"));
+    if (image.exists()) {
+        return image.isWritable()
+                   ? Verdict{Verdict::Kind::good, Texts::tr("Encrypted_Image.bin in it will be replaced; "
+                                                            "what it has beyond the new length stays.")}
+                   : fault(Texts::tr("You have no right to write over Encrypted_Image.bin in it."));
+    }
+    return folder.isWritable() ? Verdict() : fault(Texts::tr("You have no right to make files in this folder."));
+}
+
 constexpr std::array externalMemory = {
     FieldRow{
         .id = "application",
@@ -220,7 +235,7 @@ constexpr std::array externalMemory = {
         .filter = binaryFilter,
         .placeholder = "app.bin",
         .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFileSuffix(pathOf(own), ".bin"); },
-        .tip = QT_TRANSLATE_NOOP("jobs", "The raw binary to encrypt.")},
+        .tip = QT_TRANSLATE_NOOP("jobs", "The raw binary to encrypt, with the ending .bin.")},
     FieldRow{.id = "address",
              .group = memory,
              .label = QT_TRANSLATE_NOOP("jobs", "&Start address"),
@@ -240,7 +255,8 @@ constexpr std::array externalMemory = {
              .filter = binaryFilter,
              .placeholder = "key.bin",
              .check = checkCipherKey,
-             .tip = QT_TRANSLATE_NOOP("jobs", "A file that begins with the 16 bytes of the key.")},
+             .tip = QT_TRANSLATE_NOOP("jobs",
+                                      "A file that begins with the 16 bytes of the secret key, with the ending .bin.")},
     FieldRow{.id = "mode",
              .group = protection,
              .label = QT_TRANSLATE_NOOP("jobs", "&Mode"),
@@ -255,6 +271,7 @@ constexpr std::array externalMemory = {
              .option = "-directory",
              .required = true,
              .role = PathRole::output,
+             .check = checkCipherFolder,
              .tip = QT_TRANSLATE_NOOP("jobs", "Encrypted_Image.bin is written into this folder.")},
 };
 

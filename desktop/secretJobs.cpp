@@ -37,17 +37,19 @@ constexpr const char* output = QT_TRANSLATE_NOOP("jobs", "Output");
 constexpr const char* templateGroup = QT_TRANSLATE_NOOP("jobs", "Template");
 constexpr const char* backup = QT_TRANSLATE_NOOP("jobs", "Backup memory");
 
-constexpr FieldRow keyRow = {.id = "key",
-                             .group = protection,
-                             .label = QT_TRANSLATE_NOOP("jobs", "&Key"),
-                             .kind = FieldKind::inFile,
-                             .option = "-k",
-                             .required = true,
-                             .role = PathRole::key,
-                             .filter = binaryFilter,
-                             .placeholder = "key.bin",
-                             .check = checkKey16,
-                             .tip = QT_TRANSLATE_NOOP("jobs", "A binary file with the AES-GCM key, 16 bytes.")};
+constexpr FieldRow keyRow = {
+    .id = "key",
+    .group = protection,
+    .label = QT_TRANSLATE_NOOP("jobs", "&Key"),
+    .kind = FieldKind::inFile,
+    .option = "-k",
+    .required = true,
+    .role = PathRole::key,
+    .filter = binaryFilter,
+    .placeholder = "key.bin",
+    .check = checkKey16,
+    .tip = QT_TRANSLATE_NOOP(
+        "jobs", "A binary file with the secret key (AES-GCM), 16 bytes. The page “Keys and nonces” makes one.")};
 
 constexpr FieldRow outputRow = {
     .id = "out",
@@ -86,8 +88,8 @@ constexpr std::array payload = {
              .placeholder = "oem-public.pem",
              .check = checkPublicKeyOrHash,
              .tip = QT_TRANSLATE_NOOP("jobs",
-                                      "What the payload is bound to: your public key (a PEM file of 178 "
-                                      "bytes), or the hash of the table of root keys (32 bytes).")},
+                                      "What the payload is bound to: your public key on the curve P-256 (a PEM "
+                                      "file of 178 bytes), or the hash of your table of root keys (32 bytes).")},
     keyRow,
     FieldRow{.id = "nonce",
              .group = protection,
@@ -99,7 +101,9 @@ constexpr std::array payload = {
              .filter = binaryFilter,
              .placeholder = "nonce16.bin",
              .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFileSize(pathOf(own), {16}); },
-             .tip = QT_TRANSLATE_NOOP("jobs", "A binary file of 16 bytes. Take a fresh nonce for each payload.")},
+             .tip = QT_TRANSLATE_NOOP("jobs",
+                                      "A binary file of 16 bytes, fresh for each payload: never the same twice with "
+                                      "one key. The page “Keys and nonces” makes one.")},
     outputRow,
 };
 
@@ -139,15 +143,20 @@ constexpr std::array provisioningImage = {
              .filter = binaryFilter,
              .placeholder = "nonce.bin",
              .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFileSize(pathOf(own), {12}); },
-             .tip = QT_TRANSLATE_NOOP("jobs", "A binary file of 12 bytes. Take a fresh nonce for each image.")},
-    FieldRow{.id = "version",
-             .group = protection,
-             .label = QT_TRANSLATE_NOOP("jobs", "I&mage version"),
-             .kind = FieldKind::fixed,
-             .option = "-iv",
-             .placeholder = "1",
-             .check = checkImageVersion,
-             .tip = QT_TRANSLATE_NOOP("jobs", "0 to 255, in any base. Left empty it is 0.")},
+             .tip = QT_TRANSLATE_NOOP("jobs",
+                                      "A binary file of 12 bytes, fresh for each image: never the same twice with one "
+                                      "key. The page “Keys and nonces” makes one.")},
+    FieldRow{
+        .id = "version",
+        .group = protection,
+        .label = QT_TRANSLATE_NOOP("jobs", "I&mage version"),
+        .kind = FieldKind::fixed,
+        .option = "-iv",
+        .placeholder = "1",
+        .check = checkImageVersion,
+        .tip = QT_TRANSLATE_NOOP(
+            "jobs",
+            "A number from 0 to 255: decimal, hexadecimal with 0x, or octal with a leading 0. Left empty it is 0.")},
     outputRow,
 };
 

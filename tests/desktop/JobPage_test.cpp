@@ -144,7 +144,7 @@ TEST_F(JobPageTest, SaysWhatIsWrongWithAValue) {
         {"install-image", "version", "0x100", "The number must be 255 or less."},
         {"install-image", "version", "09",
          "A number is wanted: decimal, hexadecimal with 0x, or octal with a leading 0."},
-        {"install-image", "version", "0377", "0 to 255, in any base."},
+        {"install-image", "version", "0377", "A number from 0 to 255"},
         {"install-image", "firmware", "bare.bin", "A raw binary needs a load address."},
         {"install-image", "firmware", "option-bytes.csv",
          "By its name, “option-bytes.csv” is no firmware: ELF, HEX, S-Record or raw binary."},
@@ -156,10 +156,11 @@ TEST_F(JobPageTest, SaysWhatIsWrongWithAValue) {
         {"payload", "public-key", "oem-public.pem", "178 bytes"},
         {"payload", "public-key", "nonce16.bin", "The file must have 32 bytes, this one has 16."},
         {"card", "nonce", "nonce16.bin", "16 bytes"},
-        {"card", "firmware-id", "0123456789abcdef", "At most 15 bytes in UTF-8 fit, this has 16."},
+        {"card", "firmware-id", "0123456789abcdef", "At most 15 bytes fit, this takes 16."},
         {"card", "firmware-id", "-x", "The tool takes what begins with - for an option."},
         {"external-memory", "address", "0x90000000", "Where the image is programmed"},
         {"external-memory", "address", "9g", "A hexadecimal number of up to 8 digits is wanted."},
+        {"print-image", "image", "secrets.bin", "The tool prints only files whose name ends in .tbi"},
         {"wireless-keys", "private-key", "private.pem",
          "There is a file of this name, and the tool replaces none here."},
     };
@@ -200,9 +201,12 @@ TEST_F(JobPageTest, ShowsTheFieldsThatCountAndNeedsOnlyThem) {
     EXPECT_FALSE(isShown("external-address"));
     EXPECT_TRUE(shownLine(kit).endsWith(QLatin1String("-firx blink.hex 4 2 0x08010000")));
     kit.type("external", QString());
+    kit.type("log", QStringLiteral("./key.bin"));
+    EXPECT_EQ(kit.find("log")->accessibleDescription().toStdString(),
+              "This is the file of “Key”, which the tool doesn't write over.");
     kit.press("run");
     EXPECT_EQ(QApplication::focusWidget(), kit.find("firmware"));
-    EXPECT_EQ(shownStatus(kit).toStdString(), "2 things are missing or wrong: Firmware, Image version");
+    EXPECT_EQ(shownStatus(kit).toStdString(), "3 things are missing or wrong: Firmware, Image version, Log file");
 }
 
 TEST_F(JobPageTest, TellsWhatIsMissingHereAndAFailureThatTheStatusDoesNotTell) {

@@ -10,6 +10,8 @@
 #include <QStyledItemDelegate>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 namespace {
 
 constexpr int idRole = Qt::UserRole;
@@ -17,6 +19,20 @@ constexpr int wordsRole = Qt::UserRole + 1;
 
 QString text(const char* source) {
     return QCoreApplication::translate("pageTable", source);
+}
+
+/// The words of a search that tell pages apart.
+QStringList tellingWords(const QString& search) {
+    // Those that stand in any sentence about any page.
+    const QStringList fillers =
+        PageList::tr("a an and by for from how i in into is it of on the through to what with").split(u' ');
+    QStringList words = search.toLower().split(u' ', Qt::SkipEmptyParts);
+    words.removeIf([&fillers](const QString& word) { return fillers.contains(word); });
+    return words;
+}
+
+bool contains(const QString& text, const QString& word) {
+    return text.contains(word, Qt::CaseInsensitive);
 }
 
 /// Titles of groups small and quiet, pages with room around them and a bar beside the chosen one.
@@ -80,10 +96,15 @@ PageList::PageList(QWidget* parent) : QWidget(parent), search_(new QLineEdit), l
         }
         auto* item = new QListWidgetItem(text(row.title), list_);
         item->setData(idRole, QLatin1String(row.id));
-        item->setData(wordsRole, QString(text(row.title) + u' ' + text(row.group) + u' ' + text(row.words)));
+        item->setData(wordsRole,
+                      QStringList{text(row.title), text(row.group), text(row.words), text(row.summary)}.join(u' '));
         item->setToolTip(text(row.summary));
         item->setData(Qt::AccessibleDescriptionRole, text(row.summary));
     }
+
+    nothing_ = new QListWidgetItem(tr("No page has these words"), list_);
+    nothing_->setFlags(Qt::NoItemFlags);
+    nothing_->setHidden(true);
 
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, Theme::labelGap(), 0, 0);
@@ -138,19 +159,35 @@ bool PageList::eventFilter(QObject* watched, QEvent* event) {
     if (key != Qt::Key_Return && key != Qt::Key_Enter && key != Qt::Key_Down) {
         return false;
     }
-    for (int row = 0; row < list_->count(); ++row) {
-        const QListWidgetItem* item = list_->item(row);
-        if (!item->isHidden() && !item->data(idRole).isNull()) {
-            list_->setCurrentRow(row);
-            list_->setFocus(Qt::TabFocusReason);
-            break;
-        }
+    if (QListWidgetItem* best = bestOf(tellingWords(search_->text())); best != nullptr) {
+        list_->setCurrentItem(best);
+        list_->setFocus(Qt::TabFocusReason);
     }
     return true;
 }
 
-void PageList::narrow(const QString& words) {
+QListWidgetItem* PageList::bestOf(const QStringList& words) const {
+    QListWidgetItem* best = nullptr;
+    qsizetype most = -1;
+    for (int row = 0; row < list_->count(); ++row) {
+        QListWidgetItem* item = list_->item(row);
+        if (item->isHidden() || item->data(idRole).isNull()) {
+            continue;
+        }
+        const qsizetype count = std::count_if(words.begin(), words.end(),
+                                              [item](const QString& word) { return contains(item->text(), word); });
+        if (count > most) {
+            most = count;
+            best = item;
+        }
+    }
+    return best;
+}
+
+void PageList::narrow(const QString& search) {
+    const QStringList words = tellingWords(search);
     QListWidgetItem* title = nullptr;
+    bool isAnyShown = false;
     for (int row = 0; row < list_->count(); ++row) {
         QListWidgetItem* item = list_->item(row);
         if (item->data(idRole).isNull()) {
@@ -158,13 +195,14 @@ void PageList::narrow(const QString& words) {
             title->setHidden(true);
             continue;
         }
-        bool fits = true;
-        for (const QString& word : words.split(u' ', Qt::SkipEmptyParts)) {
-            fits = fits && item->data(wordsRole).toString().contains(word, Qt::CaseInsensitive);
-        }
+        const QString known = item->data(wordsRole).toString();
+        const bool fits =
+            std::all_of(words.begin(), words.end(), [&known](const QString& word) { return contains(known, word); });
         item->setHidden(!fits);
+        isAnyShown = isAnyShown || fits;
         if (fits && title != nullptr) {
             title->setHidden(false);
         }
     }
+    nothing_->setHidden(isAnyShown);
 }

@@ -6,6 +6,7 @@
 
 class QLineEdit;
 class QListWidget;
+class QListWidgetItem;
 
 /// The list at the left: all pages under the titles of their groups, and a line that narrows it.
 class PageList : public QWidget {
@@ -28,8 +29,11 @@ class PageList : public QWidget {
     bool eventFilter(QObject* watched, QEvent* event) override;
 
   private:
-    void narrow(const QString& text);
+    void narrow(const QString& search);
+    /// The shown page that has most of `words` in its title; the first of several, null if none is shown.
+    [[nodiscard]] QListWidgetItem* bestOf(const QStringList& words) const;
 
     QLineEdit* search_;
     QListWidget* list_;
+    QListWidgetItem* nothing_ = nullptr;  ///< says that no page fits
 };

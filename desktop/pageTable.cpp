@@ -52,7 +52,8 @@ const QList<PageRow>& pageTable() {
          make<TemplatePage>},
         {"keys", QT_TRANSLATE_NOOP("pageTable", "Keys and cards"), QT_TRANSLATE_NOOP("pageTable", "Keys and nonces"),
          QT_TRANSLATE_NOOP("pageTable", "Makes keys, nonces and key pairs, and tells the hash of a public key."),
-         QT_TRANSLATE_NOOP("pageTable", "key nonce random rsa ecdsa elliptic curve pair hash pem generate"),
+         QT_TRANSLATE_NOOP("pageTable",
+                           "key nonce random aes rsa ecdsa ecc elliptic curve pair hash pem make generate"),
          make<KeysPage>},
         {"option-bytes", QT_TRANSLATE_NOOP("pageTable", "Editors"), QT_TRANSLATE_NOOP("pageTable", "Option bytes"),
          QT_TRANSLATE_NOOP("pageTable", "Edits the option bytes of a device field by field, for an install image."),
@@ -64,9 +65,10 @@ const QList<PageRow>& pageTable() {
          QT_TRANSLATE_NOOP("pageTable", "otp fuses secrets image json words one-time-programmable"), make<SecretsPage>},
         {"inspect", QT_TRANSLATE_NOOP("pageTable", "Look inside"), QT_TRANSLATE_NOOP("pageTable", "Inspect a file"),
          QT_TRANSLATE_NOOP("pageTable", "Shows what stands in a file, proves it with its keys and compares two files."),
-         QT_TRANSLATE_NOOP("pageTable",
-                           "qvora-inspect show verify diff compare open view image tag signature digest memory map "
-                           "bytes hex -ptbi -pxtbi -ppvs-tbi -kdu"),
+         QT_TRANSLATE_NOOP(
+             "pageTable",
+             "qvora-inspect show verify prove diff differs compare open view image tag signature digest memory map "
+             "bytes hex -ptbi -pxtbi -ppvs-tbi -kdu"),
          make<InspectPage>},
     };
     static const QList<PageRow> rows = inGroups(jobPages() + otherPages);

@@ -111,6 +111,37 @@ QStringList faultsOf(const MainWindow& window) {
     return faults;
 }
 
+TEST(MainWindow, FindsPagesByTheWordsOfANewcomer) {
+    const struct {
+        const char* search;
+        const char* page;
+    } rows[] = {
+        {"-tbi", "install-image"},
+        {"tbu", "update-image"},
+        {"sign", "sign"},
+        {"--obk", "provisioning-file"},
+        {"obk", "provisioning-file"},
+        {"hsm", "card"},
+        {"card", "card"},
+        {"smartcard", "card"},
+        {"nonce", "keys"},
+        {"print", "print-image"},
+        {"pb", "imgtool-image"},
+        {"encrypt external memory", "external-memory"},
+        {"make a key", "key-pair"},
+        {"the secrets", "secrets"},
+        {"sign a wireless-chip binary", "wireless-sign"},
+        {"what differs", "inspect"},
+    };
+    DesktopKit kit;
+    for (const auto& row : rows) {
+        QTest::keyClick(kit.window.get(), Qt::Key_K, Qt::ControlModifier);
+        QTest::keyClicks(QApplication::focusWidget(), QLatin1String(row.search));
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
+        EXPECT_EQ(kit.settings.lastPage().toStdString(), row.page) << row.search;
+    }
+}
+
 TEST(MainWindow, EveryPageCanBeUsedByKeyboardAndFits) {
     for (const PageRow& row : pageTable()) {
         DesktopKit kit;

@@ -9,6 +9,10 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QRegularExpression>
+#include <QSettings>
+#include <QVariant>
+
+#include <array>
 
 namespace {
 
@@ -22,6 +26,34 @@ QString firstSuffix(const QString& filter) {
     return pattern.match(filter).captured(1);
 }
 
+/// Leaves the notes as they were in which Qt keeps the folders of its dialogs, among them those of keys.
+class WithoutTrace {
+  public:
+    WithoutTrace() : notes_(QSettings::UserScope, QStringLiteral("QtProject")) {
+        for (const char* key : keys) {
+            before_.append(notes_.value(QLatin1String(key)));
+        }
+    }
+    ~WithoutTrace() {
+        for (std::size_t i = 0; i < keys.size(); ++i) {
+            const QVariant& value = before_.at(static_cast<qsizetype>(i));
+            if (value.isValid()) {
+                notes_.setValue(QLatin1String(keys[i]), value);
+            } else {
+                notes_.remove(QLatin1String(keys[i]));
+            }
+        }
+    }
+    WithoutTrace(const WithoutTrace&) = delete;
+    WithoutTrace& operator=(const WithoutTrace&) = delete;
+
+  private:
+    static constexpr std::array keys = {"FileDialog/lastVisited", "FileDialog/history"};
+
+    QSettings notes_;
+    QVariantList before_;
+};
+
 }  // namespace
 
 Dialogs::Dialogs(Settings& settings) : settings_(settings) {
@@ -30,6 +62,7 @@ Dialogs::Dialogs(Settings& settings) : settings_(settings) {
 Dialogs::~Dialogs() = default;
 
 QString Dialogs::openFile(QWidget* parent, const QString& title, PathRole role, const QString& filter) {
+    const WithoutTrace without;
     QString path = QFileDialog::getOpenFileName(parent, title, settings_.lastFolder(role), filter);
     if (!path.isEmpty()) {
         settings_.setLastFolder(role, QFileInfo(path).absolutePath());
@@ -39,13 +72,21 @@ QString Dialogs::openFile(QWidget* parent, const QString& title, PathRole role, 
 
 QString Dialogs::saveFile(QWidget* parent, const QString& title, PathRole role, const QString& filter,
                           const QString& proposed) {
+    const WithoutTrace without;
     QFileDialog dialog(parent, title, settings_.lastFolder(role), filter);
     dialog.setAcceptMode(QFileDialog::AcceptSave);
-    dialog.setDefaultSuffix(firstSuffix(filter));
     if (!proposed.isEmpty()) {
         dialog.selectFile(QDir(settings_.lastFolder(role)).filePath(proposed));
     }
     QString path = dialog.exec() == QDialog::Accepted ? dialog.selectedFiles().value(0) : QString();
+    const QString ending = firstSuffix(filter);
+    if (!path.isEmpty() && !ending.isEmpty() && QFileInfo(path).suffix().isEmpty()) {
+        // The dialog of a system asks about the name that was entered, not about this one.
+        path += u'.' + ending;
+        if (QFileInfo::exists(path) && !confirm(parent, text("“%1” exists already.").arg(path), text("Replace"))) {
+            return {};
+        }
+    }
     if (!path.isEmpty()) {
         settings_.setLastFolder(role, QFileInfo(path).absolutePath());
     }
@@ -53,6 +94,7 @@ QString Dialogs::saveFile(QWidget* parent, const QString& title, PathRole role, 
 }
 
 QString Dialogs::openFolder(QWidget* parent, const QString& title, PathRole role) {
+    const WithoutTrace without;
     QString path = QFileDialog::getExistingDirectory(parent, title, settings_.lastFolder(role));
     if (!path.isEmpty()) {
         settings_.setLastFolder(role, path);

@@ -4,11 +4,16 @@
 
 #include <QAbstractButton>
 #include <QAccessible>
+#include <QFileDialog>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMenuBar>
+#include <QMessageBox>
 #include <QScrollArea>
 #include <QScrollBar>
+#include <QSettings>
 #include <QTest>
+#include <QTimer>
 
 #include <gtest/gtest.h>
 
@@ -148,6 +153,36 @@ TEST(MainWindow, EveryPageCanBeUsedByKeyboardAndFits) {
         kit.show(row.id);
         EXPECT_EQ(faultsOf(*kit.window).join(u'\n').toStdString(), "") << "on the page " << row.id;
     }
+}
+
+TEST(Dialogs, AskBeforeAnEndingReplacesAndNoteNoFolderOfKeys) {
+    const TempFolder folder;
+    Settings settings(folder.path("settings.ini"));
+    Dialogs dialogs(settings);
+    folder.write("pair.pem", "an older key");
+    const auto noted = [] {
+        const QSettings notes(QSettings::UserScope, QStringLiteral("QtProject"));
+        return QVariantList{notes.value(QStringLiteral("FileDialog/lastVisited")),
+                            notes.value(QStringLiteral("FileDialog/history"))};
+    };
+    const QVariantList before = noted();
+    int questions = 0;
+    QTimer user;
+    QObject::connect(&user, &QTimer::timeout, [&] {
+        QWidget* asking = QApplication::activeModalWidget();
+        if (auto* files = qobject_cast<QFileDialog*>(asking)) {
+            files->findChild<QLineEdit*>()->setText(folder.path("pair"));
+            QMetaObject::invokeMethod(files, questions == 0 ? "accept" : "reject");
+        } else if (auto* question = qobject_cast<QMessageBox*>(asking)) {
+            ++questions;
+            question->reject();
+        }
+    });
+    user.start(20);
+    const QString filter = QStringLiteral("PEM files (*.pem)");
+    EXPECT_EQ(dialogs.saveFile(nullptr, QString(), PathRole::key, filter, QString()), QString());
+    EXPECT_EQ(questions, 1);
+    EXPECT_EQ(noted(), before);
 }
 
 }  // namespace

@@ -391,6 +391,7 @@ void OptionBytePage::takeDevices(const DeviceSearch& search) {
     }
     devices_->setPlaceholderText(devices_->count() == 0 ? tr("No description with option bytes was found")
                                                         : tr("Choose a device"));
+    (void)word_->commit();  // other fields take the place of those with an entry
     const Device* chosen = document_.device() == nullptr ? nullptr : search_.find(document_.device()->deviceId);
     if (chosen != nullptr) {
         document_.setDevice(*chosen);

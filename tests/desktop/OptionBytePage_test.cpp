@@ -150,6 +150,19 @@ TEST(OptionBytePage, TellsWhatIsWrongAndChangesNothing) {
 }
 
 TEST(OptionBytePage, LosesNothingUnasked) {
+    DesktopKit quick;
+    begin(quick);
+    ASSERT_TRUE(quick.window->openFile(QStringLiteral(QVORA_EXAMPLES "/firmware/option-bytes.csv")));
+    quick.dialogs.paths = {quick.folder.path("")};
+    quick.press("descriptions");
+    quick.find("word")->setFocus();
+    QTest::keyClick(quick.find("word"), Qt::Key_Backspace);
+    QTest::keyClicks(quick.find("word"), QStringLiteral("B"));
+    const auto* remarks = quick.window->page()->findChild<QAbstractItemView*>(QStringLiteral("remarks"));
+    ASSERT_TRUE(DesktopKit::waitFor([remarks] { return remarks->model()->rowCount() == 1; }));
+    EXPECT_EQ(quick.find<QLineEdit>("word")->text(), QStringLiteral("0x000000AB")) << "typed before other fields came";
+    EXPECT_TRUE(quick.window->isWindowModified());
+
     DesktopKit kit;
     begin(kit);
     kit.find("device")->setFocus();

@@ -30,6 +30,17 @@ Verdict judgeWord(const QString& word, bool path, bool severalWords) {
 
 }  // namespace
 
+Verdict judgeWords(const FieldRow& row, const QStringList& own) {
+    for (qsizetype i = 0; i < own.size(); ++i) {
+        const bool behindPath = row.kind == FieldKind::inFiles && i % 2 == 1;
+        Verdict verdict = judgeWord(own.at(i), isPath(row) && !behindPath, behindPath);
+        if (verdict.kind != Verdict::Kind::good) {
+            return verdict;
+        }
+    }
+    return {};
+}
+
 QString textOf(const JobValues& values, const char* id) {
     return textOf(values.value(QLatin1String(id)));
 }
@@ -56,12 +67,6 @@ Verdict judge(const FieldRow& row, const JobValues& values) {
     if (std::all_of(own.begin(), own.end(), isEmptyText)) {
         return row.required ? missing({}) : row.checksEmpty ? row.check(own, values) : Verdict();
     }
-    for (qsizetype i = 0; i < own.size(); ++i) {
-        const bool behindPath = row.kind == FieldKind::inFiles && i % 2 == 1;
-        Verdict verdict = judgeWord(own.at(i), isPath(row) && !behindPath, behindPath);
-        if (verdict.kind != Verdict::Kind::good) {
-            return verdict;
-        }
-    }
-    return row.check == nullptr ? Verdict() : row.check(own, values);
+    Verdict verdict = judgeWords(row, own);
+    return verdict.kind == Verdict::Kind::good && row.check != nullptr ? row.check(own, values) : verdict;
 }

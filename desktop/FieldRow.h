@@ -32,6 +32,7 @@ struct FieldRow {
     FieldKind kind;
     const char* option = nullptr;       ///< the tool's word for it; null: its value is told with another row's
     ArgumentMaker arguments = nullptr;  ///< null: the option and its one value, or nothing for an empty one
+    bool keepsOld = false;              ///< an older file at the path of an output is moved aside
     bool required = false;              ///< never left empty while it is shown
     const char* initial = "";           ///< for a choice its first if this is empty
     std::span<const ChoiceRow> choices{};
@@ -55,6 +56,9 @@ struct FieldRow {
 
 [[nodiscard]] bool isShown(const FieldRow& row, const JobValues& values);
 [[nodiscard]] bool isPath(const FieldRow& row);
+
+/// Whether the tool takes the words of a value for what they are.
+[[nodiscard]] Verdict judgeWords(const FieldRow& row, const QStringList& own);
 
 /// What is to be said of a field's value: the general rules of the tool's command line, then the row's own check.
 [[nodiscard]] Verdict judge(const FieldRow& row, const JobValues& values);

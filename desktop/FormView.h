@@ -26,6 +26,7 @@ struct FormField {
     QString tip;    ///< help: shown as tool tip and by What's This
     FieldKind kind = FieldKind::text;
     bool required = false;
+    bool keepsOld = false;     ///< an older file at this path is moved aside, so it need not be writable
     bool marksChange = false;  ///< its label is marked as long as the value isn't the initial one
     QStringList initial;
     QList<FieldChoice> choices;

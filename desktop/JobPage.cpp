@@ -48,6 +48,7 @@ FormField fieldOf(const FieldRow& row, const JobRow& job) {
     field.label = text(row.label);
     field.tip = text(row.tip);
     field.kind = row.kind;
+    field.keepsOld = row.keepsOld;
     field.required = row.required;
     field.initial = initialValues(job).value(field.id);
     for (const ChoiceRow& choice : row.choices) {

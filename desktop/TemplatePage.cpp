@@ -6,6 +6,7 @@
 #include "desktop/RunPanel.h"
 #include "desktop/RunSplitter.h"
 #include "desktop/ToneLabel.h"
+#include "desktop/jobTable.h"
 #include "files/outputFile.h"
 
 #include <QDir>
@@ -108,6 +109,7 @@ TemplatePage::TemplatePage(PageContext& context, QWidget* parent)
       stack_(new QStackedLayout(this)),
       title_(new QLabel),
       notes_(new ToneLabel(ThemeColor::quiet)),
+      hint_(new ToneLabel(ThemeColor::warning)),
       message_(new ToneLabel(ThemeColor::fault)),
       place_(new QVBoxLayout),
       panel_(new RunPanel(context)) {
@@ -136,6 +138,7 @@ TemplatePage::TemplatePage(PageContext& context, QWidget* parent)
     head->setSpacing(Theme::rowGap() / 2);
     head->addWidget(title_);
     head->addWidget(notes_);
+    head->addWidget(hint_);
     head->addWidget(message_);
     auto* editor = new QWidget;
     auto* layout = new QVBoxLayout(editor);
@@ -281,6 +284,10 @@ void TemplatePage::showHead() {
         notes.append(tr("%1 hidden by the template").arg(hidden));
     }
     notes_->setText(notes.join(tr(", ")) + u'.');
+    // What this machine lacks is the same as on the page that only runs the template.
+    const bool isObdata = form_->format == formatObdata;
+    hint_->setText(findJob(isObdata ? QStringLiteral("provisioning-file") : QStringLiteral("imgtool-image"))->hint({}));
+    hint_->setVisible(!hint_->text().isEmpty());
 }
 
 void TemplatePage::takeEdit(const QString& id) {

@@ -58,6 +58,7 @@ class TemplatePage : public Page {
     QStackedLayout* stack_;
     QLabel* title_;
     QLabel* notes_;
+    QLabel* hint_;  ///< what this machine lacks for the template
     QLabel* message_;
     QVBoxLayout* place_;  ///< of the form
     RunPanel* panel_;

@@ -35,7 +35,7 @@ Verdict inFileVerdict(const QFileInfo& file) {
     return {};
 }
 
-Verdict outFileVerdict(const QString& path, const QFileInfo& file) {
+Verdict outFileVerdict(const QString& path, const QFileInfo& file, bool keepsOld) {
     if (file.isDir() || path.endsWith(u'/')) {
         return fault(Words::tr("This is a folder; the name of a file is needed."));
     }
@@ -48,6 +48,12 @@ Verdict outFileVerdict(const QString& path, const QFileInfo& file) {
     }
     // A file that is there can be written over in a folder that takes no new one.
     if (file.exists()) {
+        if (!file.isFile()) {
+            return file.isWritable() ? Verdict() : fault(Words::tr("You have no right to write there."));
+        }
+        if (keepsOld && folder.isWritable()) {
+            return {};
+        }
         return file.isWritable() ? Verdict{Verdict::Kind::good, Words::tr("The file that is there will be replaced.")}
                                  : fault(Words::tr("You have no right to write over the file that is there."));
     }
@@ -103,7 +109,7 @@ Verdict fieldVerdict(const FormField& field, const QStringList& values, const QS
         case FieldKind::inFile:
             return inFileVerdict(fileAt(value, folder));
         case FieldKind::outFile:
-            return outFileVerdict(value, fileAt(value, folder));
+            return outFileVerdict(value, fileAt(value, folder), field.keepsOld);
         case FieldKind::folder:
             return folderVerdict(fileAt(value, folder));
         case FieldKind::inFiles:

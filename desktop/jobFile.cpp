@@ -204,6 +204,12 @@ bool commandLineOfJobFile(const QString& path, const QString& toolPath, QString&
     if (!readJobFile(path, job, fault)) {
         return false;
     }
+    for (const FieldRow* const row : fieldsOf(*job.row)) {
+        const Verdict verdict = judgeWords(*row, job.values.value(QLatin1String(row->id)));
+        if (isShown(*row, job.values) && verdict.kind != Verdict::Kind::good) {
+            return refuse(fault, Texts::tr("“%1”, %2: %3").arg(path, Texts::tr(row->label).remove(u'&'), verdict.text));
+        }
+    }
     line = shellQuoted(QStringList(programWord(toolPath)) + argumentsOf(*job.row, job.values));
     return true;
 }

@@ -45,6 +45,7 @@ constexpr std::array keyPair = {
              .label = QT_TRANSLATE_NOOP("jobs", "Private &key"),
              .kind = FieldKind::outFile,
              .option = "-inkey",
+             .keepsOld = true,
              .required = true,
              .role = PathRole::key,
              .filter = pemFilter,

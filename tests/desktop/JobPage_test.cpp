@@ -263,7 +263,7 @@ TEST_F(JobPageTest, SavesAJobThatOpensAndPrintsAsTheSameLine) {
     QString fault;
     ASSERT_TRUE(writeJobFile(folder.path("strange.json"),
                              {findJob(QStringLiteral("card")),
-                              {{QStringLiteral("key"), {folder.path(" a\n\"b$c` ")}},
+                              {{QStringLiteral("key"), {folder.path(" a\n\"b$c`")}},
                                {QStringLiteral("firmware-id"), {QStringLiteral(" two  words\t")}}}},
                              fault));
     ASSERT_TRUE(third.show("card")->openFile(folder.path("strange.json")));

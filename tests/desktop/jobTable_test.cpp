@@ -157,6 +157,18 @@ TEST(JobFile, KeepsEveryFieldOfEveryJobAndMovesWithItsFolder) {
     }
 }
 
+// An option in place of a value would make another line of it than the window runs.
+TEST(JobFile, PrintsNoLineThatTheToolWouldReadOtherwise) {
+    const TempFolder folder;
+    for (const char* const values : {R"("firmware-id": "-info")", R"("log": "run.log ")"}) {
+        const QByteArray text = QByteArray(R"({"version": 1, "job": "card", "values": {)") + values + "}}";
+        QString line;
+        QString fault;
+        EXPECT_FALSE(commandLineOfJobFile(folder.write("job.json", text), QStringLiteral(QVORA_TOOL), line, fault));
+        EXPECT_TRUE(line.isEmpty() && fault.contains(QLatin1String("The tool "))) << qUtf8Printable(fault);
+    }
+}
+
 TEST(JobFile, RefusesWhatIsNoJobByNamingIt) {
     const TempFolder folder;
     const struct {

@@ -123,13 +123,14 @@ bool JobPage::openFile(const QString& path) {
     }
     setValues(job.values);
     path_ = path;
+    mark_.note(path);
     saved_ = form_->allValues();
     refresh();
     return true;
 }
 
 bool JobPage::save() {
-    return path_.isEmpty() ? saveAs() : saveTo(path_);
+    return path_.isEmpty() ? saveAs() : mark_.mayReplace(context_.dialogs, this) && saveTo(path_);
 }
 
 bool JobPage::saveAs() {
@@ -146,6 +147,7 @@ bool JobPage::saveTo(const QString& path) {
         return false;
     }
     path_ = path;
+    mark_.note(path);
     saved_ = values;
     emit stateChanged();
     return true;

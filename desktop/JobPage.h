@@ -1,5 +1,6 @@
 #pragma once
 
+#include "desktop/FileMark.h"
 #include "desktop/Page.h"
 #include "desktop/jobTable.h"
 
@@ -39,6 +40,7 @@ class JobPage : public Page {
     RunPanel* panel_;
     QString path_;     ///< of the job file; empty before the first saving
     JobValues saved_;  ///< what it holds
+    FileMark mark_;
 };
 
 /// Makes the page of the job that has the row's id; for the table of pages.

@@ -353,6 +353,7 @@ bool SecretsPage::openFile(const QString& path) {
         context_.dialogs.showFault(this, fault);
         return false;
     }
+    mark_.note(path);
     editor_->hideData();
     return true;
 }
@@ -363,12 +364,14 @@ bool SecretsPage::writeTo(const QString& path) {
         context_.dialogs.showFault(this, fault);
         return false;
     }
+    mark_.note(path);
     refresh();  // paths count from the document's folder
     return true;
 }
 
 bool SecretsPage::save() {
-    return document_.path().isEmpty() ? saveAs() : writeTo(document_.path());
+    return document_.path().isEmpty() ? saveAs()
+                                      : mark_.mayReplace(context_.dialogs, this) && writeTo(document_.path());
 }
 
 bool SecretsPage::saveAs() {

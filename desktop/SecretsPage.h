@@ -1,5 +1,6 @@
 #pragma once
 
+#include "desktop/FileMark.h"
 #include "desktop/Page.h"
 #include "desktop/SecretsDocument.h"
 #include "desktop/secretsPlan.h"
@@ -71,6 +72,7 @@ class SecretsPage : public Page {
 
     PageContext& context_;
     SecretsDocument document_;
+    FileMark mark_;  ///< of its file
     SecretsPlan plan_;
     QList<Device> devices_;
     QString deviceFolder_;  ///< of the user, in which they were looked for

@@ -243,6 +243,11 @@ TEST_F(JobPageTest, SavesAJobThatOpensAndPrintsAsTheSameLine) {
         kit.window->openFile(folder.path("none.json")));  // the question what becomes of the change is cancelled
     EXPECT_EQ(kit.dialogs.asked.last(), QStringLiteral("it's a job.json"));
     ASSERT_TRUE(page->save());
+    const QByteArray saved = folder.read("it's a job.json");
+    folder.write("it's a job.json", QByteArray(saved).replace("\"7\"", "\"8\""));
+    EXPECT_FALSE(page->save()) << "another program's change isn't lost without a question";
+    folder.write("it's a job.json", saved);
+    EXPECT_TRUE(page->save());
 
     DesktopKit other;
     QDir::setCurrent(before);

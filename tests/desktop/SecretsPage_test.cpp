@@ -155,6 +155,9 @@ TEST(SecretsPage, SavingChangesNothingElse) {
     ASSERT_TRUE(kit.window->page()->save());
     EXPECT_EQ(fileContent(path), QByteArray(text).replace("\"a\"", "\"a \\\"b\\\"\"").replace("\"0x11\"", "\"0x12\""));
     const QString shown = shownItems(kit);
+    kit.folder.write("secrets.json", text);
+    EXPECT_FALSE(kit.window->page()->save()) << "another program's change isn't lost without a question";
+    EXPECT_EQ(fileContent(path), text);
 
     const std::pair<QByteArray, const char*> hostile[] = {
         {"", "This is no JSON"},

@@ -18,10 +18,7 @@
 #include <QPushButton>
 #include <QSplitter>
 #include <QStackedWidget>
-#include <QThread>
 #include <QUrl>
-
-#include <memory>
 
 namespace {
 
@@ -74,12 +71,10 @@ class RemarkModel : public QAbstractListModel {
 }  // namespace
 
 OptionBytePage::~OptionBytePage() {
+    worker_.waitForDone();  // older searches too: each tells this page what it found
     // These look at the document, which goes before the page's widgets would.
     delete body_;
     delete remarks_;
-    if (searching_ != nullptr) {
-        searching_->wait();
-    }
 }
 
 OptionBytePage::OptionBytePage(PageContext& context, QWidget* parent)
@@ -359,17 +354,14 @@ bool OptionBytePage::mayLose() {
 
 void OptionBytePage::searchDevices() {
     // Descriptions may stand on a slow drive.
-    auto search = std::make_shared<DeviceSearch>();
-    QThread* thread = QThread::create(
-        [search, own = context_.settings.deviceFolder()] { *search = findDevices(shippedDescriptions(), own); });
-    searching_ = thread;
-    connect(thread, &QThread::finished, this, [this, thread, search] {
-        if (thread == searching_) {
-            takeDevices(*search);
-        }
+    worker_.start([this, number = ++newestSearch_, own = context_.settings.deviceFolder()] {
+        const DeviceSearch search = findDevices(shippedDescriptions(), own);
+        QMetaObject::invokeMethod(this, [this, number, search] {
+            if (number == newestSearch_) {
+                takeDevices(search);
+            }
+        });
     });
-    connect(thread, &QThread::finished, thread, &QObject::deleteLater);
-    thread->start();
 }
 
 void OptionBytePage::takeDevices(const DeviceSearch& search) {

@@ -5,7 +5,7 @@
 #include "devices/deviceFinder.h"
 
 #include <QFileSystemWatcher>
-#include <QPointer>
+#include <QThreadPool>
 #include <QTimer>
 
 class OptionByteList;
@@ -15,7 +15,6 @@ class QLabel;
 class QListView;
 class QPushButton;
 class QStackedWidget;
-class QThread;
 
 /// The editor of option bytes: the device at the top, its words at the left, the chosen one's fields at the right.
 class OptionBytePage : public Page {
@@ -59,7 +58,7 @@ class OptionBytePage : public Page {
     PageContext& context_;
     OptionByteDocument document_;
     DeviceSearch search_;
-    QPointer<QThread> searching_;
+    int newestSearch_ = 0;
     QFileSystemWatcher watcher_;
     QTimer settling_;
     QComboBox* devices_;
@@ -73,4 +72,5 @@ class OptionBytePage : public Page {
     QLabel* remarksTitle_;
     QListView* remarks_;
     qsizetype shownWord_ = -1;
+    QThreadPool worker_;
 };

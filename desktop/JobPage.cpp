@@ -156,6 +156,7 @@ bool JobPage::saveTo(const QString& path) {
 void JobPage::run() {
     refresh();
     if (form_->openPoints().isEmpty()) {
+        panel_->setOutputs(outputsOf(job_, form_->allValues()));  // which may look into a file
         panel_->start();
     } else {
         form_->focusFirstOpenPoint();
@@ -186,7 +187,6 @@ void JobPage::refresh() {
     showFields();
     const JobValues values = form_->allValues();
     panel_->setCommand(argumentsOf(job_, values), form_->openPoints());
-    panel_->setOutputs(outputsOf(job_, values));
     hint_->setText(job_.hint == nullptr ? QString() : job_.hint(values));
     hint_->setVisible(!hint_->text().isEmpty());
     emit stateChanged();

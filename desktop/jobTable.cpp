@@ -13,7 +13,7 @@
 namespace {
 
 // Templates are small; a larger file isn't looked into for the name of its output.
-constexpr qint64 largestTemplate = qint64{1} << 20;
+constexpr qint64 largestTemplate = qint64{1} << 18;
 
 struct Texts {
     Q_DECLARE_TR_FUNCTIONS(jobs)

@@ -132,9 +132,9 @@ QWidget* InspectPage::makeStart() {
 
 void InspectPage::makeVerdict() {
     QPushButton* compare = makeButton(tr("Compare &With…"), "compare");
-    compare->setToolTip(tr("Shows what differs between this file and another one"));
+    compare->setToolTip(tr("Shows what differs between this file and another one."));
     QPushButton* report = reportButton_;
-    report->setToolTip(tr("Copies what qvora-inspect prints about the file"));
+    report->setToolTip(tr("Copies what qvora-inspect prints about the file."));
     verdict_->addButton(stopButton_);
     verdict_->addButton(keysButton_);
     verdict_->addButton(compare);
@@ -261,7 +261,7 @@ QWidget* InspectPage::makeCommandBar() {
     bar->setBackgroundRole(QPalette::Window);
     commandLine_->setObjectName(QStringLiteral("commandLine"));
     QPushButton* copy = makeButton(tr("Cop&y"), "copy");
-    copy->setToolTip(tr("Copies the command line for a shell or a script"));
+    copy->setToolTip(tr("Copies the command line for a shell or a script."));
     copy->setAccessibleName(tr("Copy the command line"));
     Theme::setFilled(*runButton_);
     auto* layout = new QHBoxLayout(bar);
@@ -480,9 +480,9 @@ void InspectPage::showVerdict() {
     keysButton_->setVisible(!missingField_.isEmpty());
     const bool isPlainPossible =
         isJudged && inspect::isOpen(*result_->file) && judgement.verdict != inspect::Verdict::wrong;
-    bytes_->setPlainPossible(isPlainPossible, isPlainPossible
-                                                  ? tr("Shows the plain bytes of the chosen area instead of the file's")
-                                                  : tr("Plain contents are shown once every tag is good."));
+    bytes_->setPlainPossible(isPlainPossible,
+                             isPlainPossible ? tr("Shows the plain bytes of the chosen area instead of the file's.")
+                                             : tr("Plain contents are shown once every tag is good."));
     reportButton_->setEnabled(result_->file != nullptr);
     const int bad = judgement.bad;
     tabs_->setTabText(ChecksTab, !isJudged || checks_->rowCount() == 0 ? tr("&Checks")

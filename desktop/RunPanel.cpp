@@ -202,7 +202,7 @@ void RunPanel::Inside::build() {
     output->setObjectName(QStringLiteral("output"));
     copyButton = makeButton(tr("Cop&y"), "copy");
     copyButton->setAccessibleName(tr("Copy the command line"));
-    copyButton->setToolTip(tr("Copy the command line for a shell or a script"));
+    copyButton->setToolTip(tr("Copies the command line for a shell or a script."));
     keepWidth(*copyButton, {tr("Cop&y"), tr("Copied")});
     folderButton = makeButton(tr("Open Fo&lder"), "openFolder");
     inspectButton = makeButton(tr("&Inspect"), "inspect");

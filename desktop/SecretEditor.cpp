@@ -119,11 +119,11 @@ void SecretEditor::makeItemFields(QFormLayout& form) {
     mandatory_->setObjectName(QStringLiteral("mandatory"));
     fuse_->setMinimumContentsLength(12);
     fuse_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
-    fuse_->setToolTip(tr("Words with a name in the description: fills index, number of words and protection"));
+    fuse_->setToolTip(tr("Words with a name in the description: fills index, number of words and protection."));
     index_->setRange(0, 0xFFFF);
     expected_->setRange(0, 0xFFFF);
     expected_->setSpecialValueText(tr("any number"));
-    expected_->setToolTip(tr("How many words the data should have"));
+    expected_->setToolTip(tr("How many words the data should have."));
 
     form.addRow(groupTitle(tr("Item")));
     form.addRow(tr("&Name"), name_);

@@ -84,7 +84,7 @@ QWidget* SecretsPage::makeDeviceRow() {
     deviceBox_->setMinimumContentsLength(36);
     auto* read = new QPushButton(tr("Read &Image…"));
     read->setObjectName(QStringLiteral("readImage"));
-    read->setToolTip(tr("Shows the records of a secrets image as the items of a new document"));
+    read->setToolTip(tr("Shows the records of a secrets image as the items of a new document."));
     auto* layout = new QHBoxLayout(row);
     layout->setContentsMargins({});
     layout->setSpacing(Theme::labelGap());

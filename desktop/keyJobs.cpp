@@ -1,6 +1,7 @@
 // The jobs about keys, cards, external memory and wireless chips.
 
 #include "desktop/commandLine.h"
+#include "desktop/counted.h"
 #include "desktop/jobFields.h"
 #include "desktop/jobTable.h"
 
@@ -212,6 +213,20 @@ Verdict checkCipherKey(const QStringList& own, const JobValues& /*all*/) {
                             : checkFileSize(pathOf(own));
 }
 
+/// The cipher works on groups of 32 bytes, and what fills none is lost.
+Verdict checkApplication(const QStringList& own, const JobValues& /*all*/) {
+    constexpr qint64 groupSize = 32;
+    Verdict verdict = checkFileSuffix(pathOf(own), ".bin");
+    const QFileInfo file(pathOf(own));
+    const qint64 rest = file.isFile() ? file.size() % groupSize : 0;
+    if (verdict.kind == Verdict::Kind::good && rest > 0) {
+        verdict.text =
+            counted(rest, Texts::tr("The last byte becomes zero: pad the file to a multiple of 32 bytes to keep it."),
+                    Texts::tr("The last %1 bytes become zeros: pad the file to a multiple of 32 bytes to keep them."));
+    }
+    return verdict;
+}
+
 Verdict checkCipherFolder(const QStringList& own, const JobValues& /*all*/) {
     const QFileInfo folder(pathOf(own));
     const QFileInfo image(pathOf(own) + QStringLiteral("/Encrypted_Image.bin"));
@@ -225,18 +240,17 @@ Verdict checkCipherFolder(const QStringList& own, const JobValues& /*all*/) {
 }
 
 constexpr std::array externalMemory = {
-    FieldRow{
-        .id = "application",
-        .group = memory,
-        .label = QT_TRANSLATE_NOOP("jobs", "&Application"),
-        .kind = FieldKind::inFile,
-        .option = "-app",
-        .required = true,
-        .role = PathRole::firmware,
-        .filter = binaryFilter,
-        .placeholder = "app.bin",
-        .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFileSuffix(pathOf(own), ".bin"); },
-        .tip = QT_TRANSLATE_NOOP("jobs", "The raw binary to encrypt, with the ending .bin.")},
+    FieldRow{.id = "application",
+             .group = memory,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Application"),
+             .kind = FieldKind::inFile,
+             .option = "-app",
+             .required = true,
+             .role = PathRole::firmware,
+             .filter = binaryFilter,
+             .placeholder = "app.bin",
+             .check = checkApplication,
+             .tip = QT_TRANSLATE_NOOP("jobs", "The raw binary to encrypt, with the ending .bin.")},
     FieldRow{.id = "address",
              .group = memory,
              .label = QT_TRANSLATE_NOOP("jobs", "&Start address"),

@@ -117,6 +117,7 @@ constexpr std::array provisioningImage = {
              .role = PathRole::key,
              .filter = binaryFilter,
              .placeholder = "secrets.bin",
+             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFileSize(pathOf(own)); },
              .tip = QT_TRANSLATE_NOOP("jobs", "The binary file of secrets to encrypt. The page “Secrets” makes one.")},
     FieldRow{.id = "backup",
              .group = backup,

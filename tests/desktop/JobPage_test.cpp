@@ -159,6 +159,7 @@ TEST_F(JobPageTest, SaysWhatIsWrongWithAValue) {
         {"card", "firmware-id", "0123456789abcdef", "At most 15 bytes fit, this takes 16."},
         {"card", "firmware-id", "-x", "The tool takes what begins with - for an option."},
         {"external-memory", "address", "0x90000000", "Where the image is programmed"},
+        {"external-memory", "application", "key15.bin", "The last 15 bytes become zeros"},
         {"external-memory", "address", "9g", "A hexadecimal number of up to 8 digits is wanted."},
         {"print-image", "image", "secrets.bin", "The tool prints only files whose name ends in .tbi"},
         {"wireless-keys", "private-key", "private.pem",

@@ -99,7 +99,7 @@ QString JobPage::documentName() const {
 }
 
 QString JobPage::fileFilter() const {
-    return tr("Jobs (*.json)");
+    return tr("Saved jobs (*.json)");
 }
 
 bool JobPage::isModified() const {

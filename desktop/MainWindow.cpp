@@ -14,6 +14,7 @@
 #include <QPushButton>
 #include <QSplitter>
 #include <QStackedWidget>
+#include <QTextDocument>
 #include <QUndoGroup>
 #include <QUndoStack>
 #include <QVBoxLayout>
@@ -201,9 +202,11 @@ void MainWindow::refresh() {
     stopAction_->setEnabled(page_->isBusy());
     runAction_->setEnabled(!page_->isBusy());
     openButton_->setText(tr("Open…"));
+    openButton_->setToolTip(tr("Opens on this page: %1").arg(page_->fileFilter().section(QLatin1String(";;"), 0, 0)));
     openButton_->setVisible(hasFiles);
     openButton_->setEnabled(openAction_->isEnabled());
     saveButton_->setText(tr("Save"));
+    saveButton_->setToolTip(Qt::convertFromPlainText(tr("Saves “%1”.").arg(name)));
     saveButton_->setVisible(!name.isEmpty());
 }
 

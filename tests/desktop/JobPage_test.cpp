@@ -277,6 +277,9 @@ TEST_F(JobPageTest, SavesAJobThatOpensAndPrintsAsTheSameLine) {
         outsideTool(QStringLiteral(QVORA_PROGRAM), {QStringLiteral("--print-command"), folder.path("strange.json")}),
         shownLine(third).toUtf8() + '\n');
     EXPECT_TRUE(third.dialogs.faults.last().contains(QLatin1String("no job"))) << third.dialogs.faults.size();
+    third.dialogs.paths = {folder.path(".")};
+    EXPECT_FALSE(third.window->page()->saveAs());
+    EXPECT_TRUE(third.dialogs.faults.last().contains(QLatin1String("can't be written"))) << third.dialogs.faults.size();
 }
 
 }  // namespace

@@ -4,10 +4,13 @@
 #include "desktop/jobTable.h"
 #include "files/openFile.h"
 #include "files/parseNumber.h"
+#include "formats/moduleLayout.h"
 #include "formats/readers.h"
 #include "formats/secureImageLayout.h"
 
 #include <QCoreApplication>
+#include <QFile>
+#include <QFileInfo>
 
 #include <algorithm>
 #include <array>
@@ -69,11 +72,25 @@ Verdict checkVersion(const QStringList& own, const JobValues& all) {
     return textOf(own).isEmpty() ? neededWithoutExternal(all) : checkNumber(own, 255);
 }
 
+/// The load address counts only for a module that has none of its own.
 Verdict checkModule(const QString& path, const QString& beside) {
+    constexpr qint64 headSize = preparedModule::loadAddressOffset + qint64{sizeof(std::uint32_t)};
     Verdict verdict = checkFormat(path, readKmdFile);
-    return verdict.kind != Verdict::Kind::good || beside.isEmpty() || checkNumber({beside}).kind == Verdict::Kind::good
-               ? verdict
-               : checkNumber({beside});
+    QFile file(path);
+    if (verdict.kind != Verdict::Kind::good || !QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly)) {
+        return verdict;
+    }
+    const QByteArray head = file.read(headSize);
+    if (!head.startsWith(preparedModule::magic)) {
+        return fault(Texts::tr("The file is no module: it doesn't begin with the mark of one."));
+    }
+    const QByteArrayView address = QByteArrayView(head).sliced(preparedModule::loadAddressOffset);
+    if (std::any_of(address.begin(), address.end(), [](char byte) { return byte != '\0'; })) {
+        return verdict;
+    }
+    Verdict number = beside.isEmpty() ? fault(Texts::tr("This module has no load address of its own, so it needs one."))
+                                      : checkNumber({beside});
+    return number.kind == Verdict::Kind::good ? verdict : number;
 }
 
 Verdict checkPackagedModule(const QString& path) {

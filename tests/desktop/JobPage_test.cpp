@@ -129,6 +129,7 @@ TEST_F(JobPageTest, SaysWhatIsWrongWithAValue) {
     folder.write("key15.bin", QByteArray(15, 'k'));
     folder.write("broken.csv", "RDP,zz\n");
     folder.write("bare.bin", "code");
+    folder.write("bare.kmd", QByteArray("KMDMAGIC") + QByteArray(8, '\0'));
     folder.write("two.hex", ":0100000001FE\n:0110000002ED\n:00000001FF\n");
     folder.write("empty.bin", "");
     const struct {
@@ -150,6 +151,7 @@ TEST_F(JobPageTest, SaysWhatIsWrongWithAValue) {
          "By its name, “option-bytes.csv” is no firmware: ELF, HEX, S-Record or raw binary."},
         {"install-image", "option-bytes", "broken.csv", "broken.csv is an invalid option bytes file"},
         {"install-image", "out", "image.bin", "The name must end in .tbi or .tbix."},
+        {"install-image", "modules", "bare.kmd", "This module has no load address of its own"},
         {"install-image", "token", "1", "The address where the device notes"},
         {"update-image", "firmware", "two.hex", "An update takes firmware with one segment"},
         {"update-image", "nonce", "nonce16.bin", "The file must have 12 bytes, this one has 16."},

@@ -167,9 +167,9 @@ const QList<JobRow>& jobTable() {
          .group = images,
          .title = QT_TRANSLATE_NOOP("pageTable", "Install image"),
          .summary = QT_TRANSLATE_NOOP("pageTable", "Encrypts and authenticates firmware for its first installation."),
-         .words = QT_TRANSLATE_NOOP(
-             "pageTable",
-             "-tbi --tbi tbix make firmware encrypt modules external memory elf hex srec bin option bytes"),
+         .words = QT_TRANSLATE_NOOP("pageTable",
+                                    "-tbi --tbi tbix make firmware encrypt modules external memory elf hex srec bin "
+                                    "kmd xtbi mcsv ecsv option bytes diversification"),
          .command = "-tbi",
          .rows = installImageRows()},
         {.id = "update-image",
@@ -190,7 +190,7 @@ const QList<JobRow>& jobTable() {
          .group = images,
          .title = QT_TRANSLATE_NOOP("pageTable", "Image through imgtool"),
          .summary = QT_TRANSLATE_NOOP("pageTable", "Makes a signed MCUboot image from a template."),
-         .words = QT_TRANSLATE_NOOP("pageTable", "-pb --pb MCUboot sign make xml"),
+         .words = QT_TRANSLATE_NOOP("pageTable", "-pb --pb MCUboot bootloader sign make xml"),
          .command = "-pb",
          .rows = imgtoolImageRows(),
          .moreOutputs = outputsOfTemplates,
@@ -239,9 +239,10 @@ const QList<JobRow>& jobTable() {
          .group = keysAndCards,
          .title = QT_TRANSLATE_NOOP("pageTable", "Card"),
          .summary = QT_TRANSLATE_NOOP("pageTable", "Programs a card with key, nonce and licences, or reads it."),
-         .words = QT_TRANSLATE_NOOP("pageTable",
-                                    "-hsm --hsm -info program read smart card smartcard hardware security module PKCS "
-                                    "token PIN licences licenses counter"),
+         .words = QT_TRANSLATE_NOOP(
+             "pageTable",
+             "-hsm --hsm -info program read smart card smartcard hardware security module PKCS#11 PKCS11 "
+             "token PIN licences licenses counter"),
          .command = "-hsm",
          .rows = cardRows(),
          .hint = cardHint},

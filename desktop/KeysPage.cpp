@@ -4,6 +4,7 @@
 #include "desktop/Dialogs.h"
 #include "desktop/FormView.h"
 #include "desktop/ToneLabel.h"
+#include "desktop/counted.h"
 
 #include <QClipboard>
 #include <QDir>
@@ -247,7 +248,9 @@ void KeysPage::refresh() {
     const QStringList points = view_->openPoints();
     missing_->setText(isBusy()           ? tr("Working…")
                       : points.isEmpty() ? QString()
-                                         : tr("Still needed: %1").arg(points.join(tr(", "))));
+                                         : counted(points.size(), tr("1 thing is missing or wrong: %2"),
+                                                   tr("%1 things are missing or wrong: %2"))
+                                               .arg(points.join(QLatin1String(", "))));
     emit stateChanged();
 }
 

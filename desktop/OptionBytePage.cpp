@@ -313,7 +313,7 @@ bool OptionBytePage::saveTo(const QString& path) {
     }
     QString fault;
     if (!document_.save(path, fault)) {
-        context_.dialogs.showFault(this, tr("“%1” can't be saved.\n\n%2").arg(path, fault));
+        context_.dialogs.showFault(this, tr("“%1” can't be written.\n\n%2").arg(path, fault));
         return false;
     }
     changedBar_->hide();

@@ -191,7 +191,7 @@ bool writeJobFile(const QString& path, const Job& job, QString& fault) {
     Job again;
     QString reason;
     if (!readJob(document, folder, again, reason)) {
-        return refuse(fault, Texts::tr("%1 can't be written. %2").arg(path, reason));
+        return refuse(fault, Texts::tr("“%1” can't be written. %2").arg(path, reason));
     }
     const QByteArray bytes = QJsonDocument(document).toJson();
     QSaveFile file(path);

@@ -2,6 +2,7 @@
 
 #include "desktop/ByteView.h"
 #include "desktop/ElidedLabel.h"
+#include "desktop/counted.h"
 #include "desktop/theme.h"
 
 #include <QCheckBox>
@@ -42,8 +43,10 @@ BytePanel::BytePanel(QWidget* parent)
     setTabOrder(view_, plain_);
     setTabOrder(plain_, goTo_);
     connect(view_, &ByteView::byteChosen, this, &BytePanel::byteChosen);
-    connect(view_, &ByteView::stretchChosen, this,
-            [this] { describe(tr("%1 bytes from byte %2 on").arg(view_->chosenSize()).arg(view_->chosenOffset())); });
+    connect(view_, &ByteView::stretchChosen, this, [this] {
+        describe(counted(view_->chosenSize(), tr("1 byte from byte %2 on"), tr("%1 bytes from byte %2 on"))
+                     .arg(view_->chosenOffset()));
+    });
     connect(plain_, &QCheckBox::toggled, this, &BytePanel::plainWanted);
     connect(goTo_, &QLineEdit::returnPressed, this, &BytePanel::goToOffset);
 }

@@ -69,10 +69,12 @@ bool isKept(const FieldRow& row, const Job& job) {
     const QString id = QLatin1String(row.id);
     const QStringList value = job.values.value(id);
     const bool isSet = std::any_of(value.begin(), value.end(), [](const QString& text) { return !text.isEmpty(); });
-    return isSet && (isShown(row, job.values) || value != initialValues(*job.row).value(id));
+    const QStringList initial = initialValues(*job.row).value(id);
+    // One that was emptied must not come back as a new form has it.
+    return isShown(row, job.values) ? isSet || (row.choices.empty() && !initial.isEmpty()) : isSet && value != initial;
 }
 
-bool readEntries(const QJsonArray& entries, const QDir& folder, QStringList& value) {
+bool readEntries(const FieldRow& row, const QJsonArray& entries, const QDir& folder, QStringList& value) {
     if (entries.size() > mostEntries) {
         return false;
     }
@@ -82,6 +84,10 @@ bool readEntries(const QJsonArray& entries, const QDir& folder, QStringList& val
         const qsizetype members = beside.isUndefined() ? 1 : 2;
         if (!object.value(pathName).isString() || object.size() != members ||
             !(beside.isUndefined() || beside.isString())) {
+            return false;
+        }
+        // Where the form has no place for a text behind the path, nobody would see it.
+        if (!beside.isUndefined() && *row.besideLabel == '\0') {
             return false;
         }
         if (!isArgument(object.value(pathName).toString()) || !isArgument(beside.toString())) {
@@ -94,7 +100,7 @@ bool readEntries(const QJsonArray& entries, const QDir& folder, QStringList& val
 
 bool readValue(const FieldRow& row, const QJsonValue& json, const QDir& folder, QStringList& value) {
     if (row.kind == FieldKind::inFiles) {
-        return json.isArray() && readEntries(json.toArray(), folder, value);
+        return json.isArray() && readEntries(row, json.toArray(), folder, value);
     }
     const QString text = json.toString();
     value = {isPath(row) ? absolute(folder, text) : text};

@@ -129,7 +129,8 @@ JobValues filled(const JobRow& job, const QString& folder) {
         const QString id = QLatin1String(row->id);
         const QString path = folder + u'/' + id;
         if (row->kind == FieldKind::inFiles) {
-            values[id] = {path + QStringLiteral("/-1"), QStringLiteral("2 0x3"), path + QStringLiteral("2"), QString()};
+            const QString beside = *row->besideLabel == '\0' ? QString() : QStringLiteral("2 0x3");
+            values[id] = {path + QStringLiteral("/-1"), beside, path + QStringLiteral("2"), QString()};
         } else {
             values[id] = {isPath(*row)           ? path
                           : row->choices.empty() ? QStringLiteral("a b'\"$x")
@@ -154,6 +155,17 @@ TEST(JobFile, KeepsEveryFieldOfEveryJobAndMovesWithItsFolder) {
         ASSERT_TRUE(readJobFile(folder.path("c/b/job.json"), read, fault)) << qUtf8Printable(fault);
         EXPECT_EQ(read.row, &job);
         EXPECT_EQ(argumentsOf(job, read.values), argumentsOf(job, filled(job, folder.path("c")))) << job.id;
+
+        // A field that was emptied stays empty.
+        JobValues emptied = initialValues(job);
+        for (const FieldRow& row : job.rows) {
+            if (row.choices.empty()) {
+                emptied.remove(QLatin1String(row.id));
+            }
+        }
+        ASSERT_TRUE(writeJobFile(folder.path("empty.json"), {&job, emptied}, fault) &&
+                    readJobFile(folder.path("empty.json"), read, fault));
+        EXPECT_EQ(argumentsOf(job, read.values), argumentsOf(job, emptied)) << job.id;
     }
 }
 
@@ -193,6 +205,9 @@ TEST(JobFile, RefusesWhatIsNoJobByNamingIt) {
              QByteArray(R"({"path": "a"},)").repeated(256) + R"({"path": "a"}]}})",
          "“firmware”"},
         {R"({"version": 1, "job": "sign", "values": {"key": ")" + QByteArray(8193, 'a') + "\"}}", "“key”"},
+        {R"({"version": 1, "job": "provisioning-file",
+              "values": {"more-templates": [{"path": "a", "beside": "1"}]}})",
+         "“more-templates”"},
         {QByteArray(1048577, ' '), "too large"},
     };
     for (const auto& row : rows) {

@@ -312,7 +312,9 @@ constexpr std::array rows = {
              .placeholder = "modules.mcsv",
              .check = [](const QStringList& own,
                          const JobValues& /*all*/) { return checkTable(pathOf(own), CsvKind::moduleList); },
-             .tip = QT_TRANSLATE_NOOP("jobs", "A list (.mcsv) that names modules and the firmware they belong to.")},
+             .tip = QT_TRANSLATE_NOOP(
+                 "jobs",
+                 "A list (.mcsv) of modules with their licences and addresses. It names a file beside it as ./NAME.")},
     FieldRow{.id = "external-module-list",
              .group = contents,
              .label = QT_TRANSLATE_NOOP("jobs", "External module list"),
@@ -322,7 +324,8 @@ constexpr std::array rows = {
              .placeholder = "modules.ecsv",
              .check = [](const QStringList& own,
                          const JobValues& /*all*/) { return checkTable(pathOf(own), CsvKind::externalModuleList); },
-             .tip = QT_TRANSLATE_NOOP("jobs", "A list (.ecsv) of modules for external memory.")},
+             .tip = QT_TRANSLATE_NOOP(
+                 "jobs", "A list (.ecsv) of modules for external memory. It names a file beside it as ./NAME.")},
     FieldRow{.id = "external",
              .group = external,
              .label = QT_TRANSLATE_NOOP("jobs", "Extern&al firmware"),

@@ -259,7 +259,9 @@ constexpr std::array externalMemory = {
              .required = true,
              .placeholder = "90000000",
              .check = [](const QStringList& own, const JobValues& /*all*/) { return checkHexAddress(own); },
-             .tip = QT_TRANSLATE_NOOP("jobs", "Where the image is programmed, in hexadecimal with or without 0x.")},
+             .tip = QT_TRANSLATE_NOOP(
+                 "jobs",
+                 "Where the image is programmed, in hexadecimal with or without 0x: usually a multiple of 32 (0x20).")},
     FieldRow{.id = "key",
              .group = protection,
              .label = QT_TRANSLATE_NOOP("jobs", "&Key"),

@@ -16,7 +16,7 @@ bool makeRoomForNext(std::vector<FileSegment>& segments) {
         return true;
     }
     const std::size_t capacity = 2 * segments.capacity() + 1;
-    if (!canAllocate(static_cast<qint64>(capacity * sizeof(FileSegment)))) {
+    if (!canAllocate(static_cast<qint64>(capacity) * qint64{sizeof(FileSegment)})) {
         return false;
     }
     segments.reserve(capacity);

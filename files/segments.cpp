@@ -140,7 +140,7 @@ bool rangesOverlap(std::uint32_t address1, std::uint32_t end1, std::uint32_t add
 
 bool mergeFiles(FileLoadContext& context, const QList<FileData*>& files, FileData*& merged) {
     const std::size_t segmentCount = countSegments(files);
-    if (!canAllocate(static_cast<qint64>(segmentCount * (sizeof(FileSegment) + bytesToCompare)))) {
+    if (!canAllocate(static_cast<qint64>(segmentCount) * qint64{sizeof(FileSegment) + bytesToCompare})) {
         return reportError("Out of memory");
     }
     if (anyClash(files, segmentCount)) {

@@ -95,9 +95,11 @@ QWidget* MainWindow::makeHeader() {
     layout->setContentsMargins(gap, Theme::labelGap(), gap, Theme::labelGap());
     layout->setVerticalSpacing(Theme::rowGap() / 3);
     layout->addWidget(headline_, 0, 0);
-    layout->addWidget(summary_, 1, 0, 1, 3);
-    layout->addWidget(openButton_, 0, 1);
-    layout->addWidget(saveButton_, 0, 2);
+    layout->addWidget(summary_, 1, 0, 1, 2);
+    auto* buttons = new QHBoxLayout;
+    buttons->addWidget(openButton_);
+    buttons->addWidget(saveButton_);
+    layout->addLayout(buttons, 0, 1);
     layout->setColumnStretch(0, 1);
     connect(openButton_, &QPushButton::clicked, this, &MainWindow::open);
     connect(saveButton_, &QPushButton::clicked, this, [this] { saveAction_->trigger(); });

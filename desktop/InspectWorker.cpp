@@ -1,6 +1,6 @@
 #include "desktop/InspectWorker.h"
 
-#include "desktop/MessageCollector.h"
+#include "display/MessageCollector.h"
 #include "inspect/commandLine.h"
 #include "inspect/formats.h"
 

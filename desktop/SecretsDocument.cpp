@@ -1,6 +1,6 @@
 #include "desktop/SecretsDocument.h"
 
-#include "desktop/MessageCollector.h"
+#include "display/MessageCollector.h"
 #include "desktop/jsonText.h"
 
 #include "files/outputFile.h"

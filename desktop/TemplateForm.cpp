@@ -1,6 +1,6 @@
 #include "desktop/TemplateForm.h"
 
-#include "desktop/MessageCollector.h"
+#include "display/MessageCollector.h"
 #include "desktop/counted.h"
 #include "obkey/MemoryLayout.h"
 #include "obkey/passwordFile.h"

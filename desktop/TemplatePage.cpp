@@ -2,7 +2,7 @@
 
 #include "desktop/Dialogs.h"
 #include "desktop/FormView.h"
-#include "desktop/MessageCollector.h"
+#include "display/MessageCollector.h"
 #include "desktop/RunPanel.h"
 #include "desktop/RunSplitter.h"
 #include "desktop/ToneLabel.h"

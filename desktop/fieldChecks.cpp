@@ -1,6 +1,6 @@
 #include "desktop/fieldChecks.h"
 
-#include "desktop/MessageCollector.h"
+#include "display/MessageCollector.h"
 #include "desktop/counted.h"
 #include "files/elfReader.h"
 #include "files/openFile.h"

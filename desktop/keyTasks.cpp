@@ -2,7 +2,7 @@
 
 #include "Preparation/primitives/randomBytes.h"
 #include "Preparation/src/ec_crypto.h"
-#include "desktop/MessageCollector.h"
+#include "display/MessageCollector.h"
 #include "files/outputFile.h"
 #include "files/wipe.h"
 

@@ -1,6 +1,6 @@
 #include "desktop/secretsImages.h"
 
-#include "desktop/MessageCollector.h"
+#include "display/MessageCollector.h"
 #include "desktop/SecretsDocument.h"
 #include "desktop/counted.h"
 

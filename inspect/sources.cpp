@@ -1,6 +1,6 @@
 #include "inspect/sources.h"
 
-#include "display/Display.h"
+#include "display/MessageCollector.h"
 #include "files/byteWriter.h"
 #include "files/elfReader.h"
 #include "files/readExactly.h"
@@ -17,27 +17,6 @@ namespace inspect {
 
 namespace {
 
-thread_local QString lastMessage;
-
-void keepMessage(std::int32_t /*kind*/, const wchar_t* text) {
-    lastMessage = QString::fromWCharArray(text).trimmed();
-}
-
-/// What the readers of firmware say becomes the fault, and nothing goes to the console.
-class QuietDisplay {
-  public:
-    QuietDisplay() : before_(Display::getInstance()->callback) {
-        lastMessage.clear();
-        Display::getInstance()->callback = keepMessage;
-    }
-    ~QuietDisplay() { Display::getInstance()->callback = before_; }
-    QuietDisplay(const QuietDisplay&) = delete;
-    QuietDisplay& operator=(const QuietDisplay&) = delete;
-
-  private:
-    DisplayCallback before_;
-};
-
 bool parseHex(const QString& text, std::uint64_t& value) {
     const QStringView digits =
         text.startsWith(QLatin1String("0x"), Qt::CaseInsensitive) ? QStringView(text).mid(2) : QStringView(text);
@@ -50,9 +29,9 @@ bool parseHex(const QString& text, std::uint64_t& value) {
 bool readSegments(FileReader reader, QFile& file, std::vector<SourcePiece>& pieces, QString& fault) {
     FileLoadContext context;
     std::shared_ptr<FileData> record;
-    const QuietDisplay quiet;
+    const MessageCollector messages;
     if (!reader(context, file, record)) {
-        fault = lastMessage.startsWith(QLatin1String("Error: ")) ? lastMessage.sliced(7) : lastMessage;
+        fault = messages.lastFault();
         return false;
     }
     for (const FileSegment& segment : record->segments) {

@@ -1,10 +1,18 @@
-#include "desktop/MessageCollector.h"
+#include "display/MessageCollector.h"
 
+#include <QMutex>
 #include <QStringList>
+
+#include <atomic>
 
 namespace {
 
 thread_local MessageCollector* current = nullptr;
+
+const QList<MessageKind> faultKinds = {MessageKind::error, MessageKind::errorLook};
+
+/// What the process did with its messages before the first collector.
+std::atomic<DisplayCallback> without = nullptr;
 
 /// What a user may see of a message: a direction mark or a bell in a file's name must not act on the window.
 QString shownText(QString text) {
@@ -29,11 +37,13 @@ QString shownText(QString text) {
 }  // namespace
 
 MessageCollector::MessageCollector() : before_(current) {
-    static const bool isRegistered = [] {
-        Display::getInstance()->callback = collect;
-        return true;
-    }();
-    Q_UNUSED(isRegistered)
+    static QMutex installing;
+    const QMutexLocker lock(&installing);
+    DisplayCallback& callback = Display::getInstance()->callback;
+    if (callback != collect) {
+        without = callback;
+        callback = collect;
+    }
     current = this;
 }
 
@@ -44,11 +54,22 @@ MessageCollector::~MessageCollector() {
 void MessageCollector::collect(std::int32_t kind, const wchar_t* text) {
     if (current != nullptr) {
         current->messages_.append({kind, QString::fromWCharArray(text)});
+    } else if (const DisplayCallback callback = without) {
+        callback(kind, text);
     }
 }
 
 QString MessageCollector::faults() const {
-    return texts({MessageKind::error, MessageKind::errorLook});
+    return texts(faultKinds);
+}
+
+QString MessageCollector::lastFault() const {
+    for (auto message = messages_.crbegin(); message != messages_.crend(); ++message) {
+        if (faultKinds.contains(static_cast<MessageKind>(message->kind))) {
+            return shownText(message->text);
+        }
+    }
+    return {};
 }
 
 QString MessageCollector::warnings() const {

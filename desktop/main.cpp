@@ -19,11 +19,6 @@ void nameApplication() {
     QCoreApplication::setApplicationVersion(QStringLiteral(QVORA_VERSION));
 }
 
-QCommandLineOption printCommandOption() {
-    return {QStringLiteral("print-command"), QStringLiteral("Prints the command line of a saved job and ends."),
-            QStringLiteral("job.json")};
-}
-
 QString toolPath() {
     return QCoreApplication::applicationDirPath() + QStringLiteral("/QVORASealedBundleBuilder_CLI");
 }
@@ -43,20 +38,65 @@ QString pageOfJob(const QString& path) {
     return readJobFile(path, job, fault) ? QString::fromLatin1(job.row->id) : QString();
 }
 
-/// Prints the command line of the saved job that --print-command names, without a display. False if it isn't asked for.
-bool printsCommand(int argc, char** argv, int& status) {
-    const QCoreApplication application(argc, argv);
+/// What the program is started with.
+struct StartOptions {
+    StartOptions() {
+        parser.setApplicationDescription(
+            QStringLiteral("Packages and provisions firmware of secure microcontrollers, in a window."));
+        parser.addOptions({theme, devices, page, printCommand});
+        parser.addPositionalArgument(QStringLiteral("file"),
+                                     QStringLiteral("A file to open on that page; a saved job opens its own."),
+                                     QStringLiteral("[file]"));
+    }
+
     QCommandLineParser parser;
-    parser.addOption(printCommandOption());
-    (void)parser.parse(QCoreApplication::arguments());
-    if (!parser.isSet(printCommandOption())) {
+    QCommandLineOption help = parser.addHelpOption();
+    QCommandLineOption version = parser.addVersionOption();
+    QCommandLineOption theme{QStringLiteral("theme"), QStringLiteral("system, light or dark, for this run."),
+                             QStringLiteral("look")};
+    QCommandLineOption devices{QStringLiteral("devices"), QStringLiteral("Your own folder of device descriptions."),
+                               QStringLiteral("folder")};
+    QCommandLineOption page{QStringLiteral("page"), QStringLiteral("The page to begin with: %1.").arg(pageIds()),
+                            QStringLiteral("page")};
+    QCommandLineOption printCommand{QStringLiteral("print-command"),
+                                    QStringLiteral("Prints the command line of a saved job and ends."),
+                                    QStringLiteral("job.json")};
+};
+
+/// Does what needs no display: tells the options or the version, prints the command line of a saved job. False if the
+/// window is asked for.
+bool endsWithoutWindow(int argc, char** argv, int& status) {
+    const QCoreApplication application(argc, argv);
+    StartOptions options;
+    (void)options.parser.parse(QCoreApplication::arguments());
+    if (options.parser.isSet(options.help)) {
+        options.parser.showHelp();
+    }
+    if (options.parser.isSet(options.version)) {
+        options.parser.showVersion();
+    }
+    if (!options.parser.isSet(options.printCommand)) {
         return false;
     }
     QString line;
     QString fault;
-    const bool read = commandLineOfJobFile(parser.value(printCommandOption()), toolPath(), line, fault);
+    const bool read = commandLineOfJobFile(options.parser.value(options.printCommand), toolPath(), line, fault);
     std::fprintf(read ? stdout : stderr, "%s\n", (read ? line : fault).toUtf8().constData());
     status = read && std::fflush(stdout) == 0 ? 0 : 2;
+    return true;
+}
+
+/// The look that `name` names; false if none does.
+bool readScheme(const QString& name, ThemeScheme& scheme) {
+    if (name == QLatin1String("system")) {
+        scheme = ThemeScheme::system;
+    } else if (name == QLatin1String("light")) {
+        scheme = ThemeScheme::light;
+    } else if (name == QLatin1String("dark")) {
+        scheme = ThemeScheme::dark;
+    } else {
+        return false;
+    }
     return true;
 }
 
@@ -65,48 +105,38 @@ bool printsCommand(int argc, char** argv, int& status) {
 int main(int argc, char** argv) {
     nameApplication();
     int status = 0;
-    if (printsCommand(argc, argv, status)) {
+    if (endsWithoutWindow(argc, argv, status)) {
         return status;
     }
     QApplication application(argc, argv);
     QGuiApplication::setDesktopFileName(QStringLiteral("com.qvora.SealedBundleBuilder"));
     QGuiApplication::setWindowIcon(QIcon(QStringLiteral(":/com.qvora.SealedBundleBuilder.svg")));
-
-    QCommandLineParser parser;
-    parser.setApplicationDescription(
-        QStringLiteral("Packages and provisions firmware of secure microcontrollers, in a window."));
-    parser.addHelpOption();
-    parser.addVersionOption();
-    const QCommandLineOption theme(QStringLiteral("theme"), QStringLiteral("system, light or dark, for this run."),
-                                   QStringLiteral("look"));
-    const QCommandLineOption devices(
-        QStringLiteral("devices"), QStringLiteral("Your own folder of device descriptions."), QStringLiteral("folder"));
-    const QCommandLineOption page(QStringLiteral("page"), QStringLiteral("The page to begin with: %1.").arg(pageIds()),
-                                  QStringLiteral("page"));
-    parser.addOptions({theme, devices, page, printCommandOption()});
-    parser.addPositionalArgument(QStringLiteral("file"),
-                                 QStringLiteral("A file to open on that page; a saved job opens its own."),
-                                 QStringLiteral("[file]"));
-    parser.process(application);
+    StartOptions options;
+    const QCommandLineParser& parser = options.parser;
+    options.parser.process(application);
 
     Settings settings;
-    if (parser.isSet(devices)) {
-        settings.setDeviceFolder(QDir(parser.value(devices)).absolutePath());
+    if (parser.isSet(options.devices)) {
+        settings.setDeviceFolder(QDir(parser.value(options.devices)).absolutePath());
     }
-    Theme::apply(application, parser.value(theme) == QLatin1String("dark")    ? ThemeScheme::dark
-                              : parser.value(theme) == QLatin1String("light") ? ThemeScheme::light
-                                                                              : settings.scheme());
+    ThemeScheme scheme = settings.scheme();
+    if (parser.isSet(options.theme) && !readScheme(parser.value(options.theme), scheme)) {
+        std::fprintf(stderr, "The look is system, light or dark, not \"%s\".\n",
+                     qPrintable(parser.value(options.theme)));
+        return 2;
+    }
+    Theme::apply(application, scheme);
     Dialogs dialogs(settings);
     PageContext context{dialogs, settings, toolPath()};
     InputFilter filter;
     application.installEventFilter(&filter);
     MainWindow window(context);
-    if (parser.isSet(page) && !window.showPage(parser.value(page))) {
-        std::fprintf(stderr, "There is no page \"%s\".\n", qPrintable(parser.value(page)));
+    if (parser.isSet(options.page) && !window.showPage(parser.value(options.page))) {
+        std::fprintf(stderr, "There is no page \"%s\".\n", qPrintable(parser.value(options.page)));
         return 2;
     }
     const QString file = parser.positionalArguments().value(0);
-    if (!parser.isSet(page) && !window.showPage(pageOfJob(file)) && !window.showPage(settings.lastPage()) &&
+    if (!parser.isSet(options.page) && !window.showPage(pageOfJob(file)) && !window.showPage(settings.lastPage()) &&
         !pageTable().isEmpty()) {
         (void)window.showPage(QLatin1String(pageTable().first().id));
     }

@@ -122,6 +122,7 @@ bool Dialogs::confirm(QWidget* parent, const QString& question, const QString& a
     QMessageBox box(QMessageBox::NoIcon, QCoreApplication::applicationName(), question, QMessageBox::Cancel, parent);
     box.setTextFormat(Qt::PlainText);
     const QPushButton* accept = box.addButton(action, QMessageBox::AcceptRole);
+    box.setDefaultButton(QMessageBox::Cancel);  // Enter, pressed once too often, loses nothing
     box.exec();
     return box.clickedButton() == accept;
 }

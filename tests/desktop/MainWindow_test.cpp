@@ -175,7 +175,7 @@ TEST(Dialogs, AskBeforeAnEndingReplacesAndNoteNoFolderOfKeys) {
             QMetaObject::invokeMethod(files, questions == 0 ? "accept" : "reject");
         } else if (auto* question = qobject_cast<QMessageBox*>(asking)) {
             ++questions;
-            question->reject();
+            QTest::keyClick(question, Qt::Key_Return);
         }
     });
     user.start(20);

@@ -87,6 +87,10 @@ QString Dialogs::saveFile(QWidget* parent, const QString& title, PathRole role, 
             return {};
         }
     }
+    if (const QFileInfo file(path); file.exists() && !file.isFile()) {  // a pipe would keep the window waiting
+        showFault(parent, text("“%1” is no plain file.").arg(path));
+        return {};
+    }
     if (!path.isEmpty()) {
         settings_.setLastFolder(role, QFileInfo(path).absolutePath());
     }

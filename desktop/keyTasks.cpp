@@ -140,6 +140,12 @@ KeyAnswer runKeyTask(const KeyRequest& request, const std::atomic<bool>& isGiven
     if (!mayWrite(request)) {
         return faultAnswer(words(strangerLeft));
     }
+    // A pipe would keep its writer waiting, and the window with it when it is closed.
+    for (const QString& path : existingOutputs(request)) {
+        if (QFileInfo::exists(path) && !QFileInfo(path).isFile()) {
+            return faultAnswer(words("“%1” is no plain file.").arg(path));
+        }
+    }
     if (request.task == KeyTask::publicKeyHash) {
         return hashFile(request.path);
     }

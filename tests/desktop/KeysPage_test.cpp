@@ -8,6 +8,8 @@
 #include <QLineEdit>
 #include <QTest>
 
+#include <sys/stat.h>
+
 namespace {
 
 constexpr auto ownerOnly =
@@ -84,6 +86,12 @@ TEST(KeysPage, MakesRandomFilesAndKeepsWhatIsThere) {
     kit.dialogs.confirmations = {true};
     (void)make(kit);
     EXPECT_NE(fileContent(last), contents.last());
+
+    const QString pipe = kit.folder.path("pipe");
+    ASSERT_EQ(mkfifo(qUtf8Printable(pipe), 0600), 0);
+    kit.type("file", pipe);
+    kit.dialogs.confirmations = {true};
+    EXPECT_NE(make(kit).find("pipe” is no plain file."), std::string::npos) << "nobody reads it";
 }
 
 TEST(KeysPage, MakesPairsThatOpensslTakes) {

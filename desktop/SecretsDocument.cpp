@@ -1,7 +1,7 @@
 #include "desktop/SecretsDocument.h"
 
-#include "display/MessageCollector.h"
 #include "desktop/jsonText.h"
+#include "display/MessageCollector.h"
 
 #include "files/outputFile.h"
 #include "files/readExactly.h"

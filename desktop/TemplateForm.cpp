@@ -1,7 +1,7 @@
 #include "desktop/TemplateForm.h"
 
-#include "display/MessageCollector.h"
 #include "desktop/counted.h"
+#include "display/MessageCollector.h"
 #include "obkey/MemoryLayout.h"
 #include "obkey/passwordFile.h"
 #include "obkey/readMcuboot.h"

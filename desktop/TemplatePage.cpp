@@ -2,11 +2,11 @@
 
 #include "desktop/Dialogs.h"
 #include "desktop/FormView.h"
-#include "display/MessageCollector.h"
 #include "desktop/RunPanel.h"
 #include "desktop/RunSplitter.h"
 #include "desktop/ToneLabel.h"
 #include "desktop/jobTable.h"
+#include "display/MessageCollector.h"
 #include "files/outputFile.h"
 
 #include <QDir>
@@ -26,9 +26,9 @@
 namespace {
 
 /// A change of one field. Key strokes in a row are one change.
-class FieldEdit : public QUndoCommand {
+class FieldChange : public QUndoCommand {
   public:
-    FieldEdit(TemplatePage& page, QString id, QString before, QString after, int visit)
+    FieldChange(TemplatePage& page, QString id, QString before, QString after, int visit)
         : page_(page), id_(std::move(id)), before_(std::move(before)), after_(std::move(after)), visit_(visit) {
         const TemplateField* const field = page.field(id_);
         setText(TemplatePage::tr("Change of “%1”").arg(field == nullptr ? id_ : field->label));
@@ -39,7 +39,7 @@ class FieldEdit : public QUndoCommand {
     void redo() override { page_.setText(id_, after_); }
 
     bool mergeWith(const QUndoCommand* next) override {
-        const auto* edit = static_cast<const FieldEdit*>(next);  // only these have the id
+        const auto* edit = static_cast<const FieldChange*>(next);  // only these have the id
         if (edit->id_ != id_ || edit->visit_ != visit_) {
             return false;
         }
@@ -299,7 +299,7 @@ void TemplatePage::takeEdit(const QString& id) {
     const QString after = storedTemplateText(*form_, *field, view_->values(id).value(0));
     if (before != after) {
         const QScopedValueRollback<bool> guard(isFromView_, true);
-        undo_->push(new FieldEdit(*this, id, before, after, visit_));
+        undo_->push(new FieldChange(*this, id, before, after, visit_));
     }
 }
 
@@ -444,7 +444,7 @@ void TemplatePage::takeFiles(const QString& path) {
     }
     undo_->beginMacro(tr("Save As"));
     for (const auto& [field, text] : edits) {
-        undo_->push(new FieldEdit(*this, field->id, textOf(*field), text, visit_));
+        undo_->push(new FieldChange(*this, field->id, textOf(*field), text, visit_));
     }
     undo_->endMacro();
 }

@@ -1,7 +1,7 @@
 #include "desktop/fieldChecks.h"
 
-#include "display/MessageCollector.h"
 #include "desktop/counted.h"
+#include "display/MessageCollector.h"
 #include "files/elfReader.h"
 #include "files/openFile.h"
 #include "files/parseNumber.h"

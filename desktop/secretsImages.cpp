@@ -1,8 +1,8 @@
 #include "desktop/secretsImages.h"
 
-#include "display/MessageCollector.h"
 #include "desktop/SecretsDocument.h"
 #include "desktop/counted.h"
+#include "display/MessageCollector.h"
 
 #include "files/memoryFile.h"
 #include "files/outputFile.h"

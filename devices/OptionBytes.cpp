@@ -114,9 +114,7 @@ OptionBytes resetOptionBytes(const Device& device) {
 
 OptionBytesMatch matchOptionBytes(const OptionBytes& table, const Device& device) {
     OptionBytesMatch match;
-    const auto remark = [&match](qsizetype word, const char* text) {
-        match.remarks += {word, QLatin1String(text)};
-    };
+    const auto remark = [&match](qsizetype word, const char* text) { match.remarks += {word, QLatin1String(text)}; };
     QHash<QByteArray, qsizetype> places;
     for (const DeviceRegister& reg : device.registers) {
         places.insert(reg.name.toUtf8(), places.size());

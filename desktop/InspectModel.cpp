@@ -25,7 +25,8 @@ QModelIndex InspectModel::index(int row, int column, const QModelIndex& parent) 
     if (!hasIndex(row, column, parent)) {
         return {};
     }
-    return createIndex(row, column, static_cast<quintptr>(tree_->line(lineOf(parent)).firstChild + row));
+    return createIndex(row, column,
+                       static_cast<quintptr>(tree_->line(lineOf(parent)).firstChild) + static_cast<quintptr>(row));
 }
 
 QModelIndex InspectModel::parent(const QModelIndex& child) const {

@@ -80,7 +80,7 @@ QString firstFault(const inspect::Description& description) {
     }
     if (text.isEmpty()) {
         for (const inspect::Description& inner : description.inner) {
-            const QString fault = firstFault(inner);
+            QString fault = firstFault(inner);
             if (!fault.isEmpty()) {
                 return fault;
             }

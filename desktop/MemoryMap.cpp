@@ -26,9 +26,9 @@ double linesOf(MapBlockKind kind, quint64 size) {
 QPolygonF tornLine(const QRectF& rect, double y) {
     constexpr double step = 5;
     QPolygonF line;
-    int turn = 0;
-    for (double x = rect.left(); x < rect.right(); x += step) {
-        line.append(QPointF(x, y + (turn++ % 2 == 0 ? 1.5 : -1.5)));
+    const int turns = static_cast<int>(std::ceil(rect.width() / step));
+    for (int turn = 0; turn < turns; ++turn) {
+        line.append(QPointF(rect.left() + turn * step, y + (turn % 2 == 0 ? 1.5 : -1.5)));
     }
     line.append(QPointF(rect.right(), y));
     return line;
@@ -139,7 +139,7 @@ QModelIndex MemoryMap::moveCursor(CursorAction action, Qt::KeyboardModifiers /*m
             indexAt(QPoint(0, visualRect(currentIndex()).top() + sign * std::max(1, viewport()->height())));
         return there.isValid() ? there.row() : sign < 0 ? 0 : rows - 1;
     };
-    int next = row;
+    int next = rows - 1;
     switch (action) {
         case MoveUp:
         case MoveLeft:
@@ -155,7 +155,6 @@ QModelIndex MemoryMap::moveCursor(CursorAction action, Qt::KeyboardModifiers /*m
             next = 0;
             break;
         case MoveEnd:
-            next = rows - 1;
             break;
         case MovePageUp:
             next = pageFrom(-1);

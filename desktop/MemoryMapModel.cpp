@@ -117,12 +117,12 @@ QString MemoryMapModel::kindOf(int line) const {
 }
 
 QString MemoryMapModel::nameOf(const MapBlock& block) const {
-    const QString first = tree_->name(tree_->line(block.line));
+    QString first = tree_->name(tree_->line(block.line));
     if (block.kind != MapBlockKind::collision) {
         return first;
     }
     const QString second = tree_->name(tree_->line(block.other));
-    return block.areas > 2 ? tr("%1, %2 and %3 more").arg(first, second).arg(block.areas - 2)
+    return block.areas > 2 ? tr("%1, %2 and %3 more").arg(first, second, QString::number(block.areas - 2))
                            : tr("%1 and %2").arg(first, second);
 }
 

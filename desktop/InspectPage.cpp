@@ -471,8 +471,8 @@ void InspectPage::showVerdict() {
     InspectVerdict verdict = isCompared ? comparisonVerdict(*result_) : fileVerdict(*result_);
     const InspectRequest now = request(true);
     if (now.verify != result_->request.verify || now.compare != result_->request.compare) {
-        verdict.detail += QLatin1Char(' ') + tr("That was said before the fields were changed: %1 again.")
-                                                 .arg(isCompared ? tr("compare") : tr("verify"));
+        verdict.detail.prepend(isCompared ? tr("Said before the fields were changed: compare again. ")
+                                          : tr("Said before the fields were changed: verify again. "));
     }
     verdict_->setVerdict(verdict);
     missingField_ = verdict.missingField;

@@ -97,6 +97,7 @@ QWidget* MainWindow::makeHeader() {
     layout->addWidget(headline_, 0, 0);
     layout->addWidget(summary_, 1, 0, 1, 2);
     auto* buttons = new QHBoxLayout;
+    buttons->setSpacing(Theme::rowGap());
     buttons->addWidget(openButton_);
     buttons->addWidget(saveButton_);
     layout->addLayout(buttons, 0, 1);

@@ -1,9 +1,9 @@
 #include "desktop/VerdictBar.h"
 
+#include "desktop/ElidedLabel.h"
 #include "desktop/theme.h"
 
 #include <QHBoxLayout>
-#include <QLabel>
 #include <QPainter>
 
 namespace {
@@ -24,18 +24,18 @@ QColor colorOf(Sign sign) {
 }  // namespace
 
 VerdictBar::VerdictBar(QWidget* parent)
-    : QWidget(parent), place_(new QWidget), headline_(new QLabel), detail_(new QLabel), row_(new QHBoxLayout(this)) {
+    : QWidget(parent),
+      place_(new QWidget),
+      headline_(new ElidedLabel),
+      detail_(new ElidedLabel),
+      row_(new QHBoxLayout(this)) {
     headline_->setObjectName(QStringLiteral("verdict"));
-    headline_->setTextFormat(Qt::PlainText);
-    headline_->setWordWrap(true);
     QFont font = headline_->font();
     font.setPointSizeF(font.pointSizeF() + 2);
     font.setWeight(QFont::DemiBold);
     headline_->setFont(font);
     detail_->setObjectName(QStringLiteral("verdictDetail"));
-    detail_->setTextFormat(Qt::PlainText);
-    detail_->setWordWrap(true);
-    detail_->setForegroundRole(QPalette::PlaceholderText);
+    detail_->setTone(ThemeColor::quiet);
     const int side = 2 * fontMetrics().height();
     place_->setFixedSize(side, side);
 
@@ -53,6 +53,8 @@ void VerdictBar::setVerdict(const InspectVerdict& verdict) {
     verdict_ = verdict;
     headline_->setText(verdict.headline);
     detail_->setText(verdict.detail);
+    headline_->setToolTip(Qt::convertFromPlainText(verdict.headline));
+    detail_->setToolTip(Qt::convertFromPlainText(verdict.detail));
     setAccessibleName(verdict.headline);
     update();
 }

@@ -4,8 +4,8 @@
 
 #include <QWidget>
 
+class ElidedLabel;
 class QHBoxLayout;
-class QLabel;
 
 /// A verdict across the page: its sign, its words, and beside them what can be done next.
 class VerdictBar : public QWidget {
@@ -23,7 +23,7 @@ class VerdictBar : public QWidget {
   private:
     InspectVerdict verdict_;
     QWidget* place_;  ///< where the sign is painted
-    QLabel* headline_;
-    QLabel* detail_;
+    ElidedLabel* headline_;
+    ElidedLabel* detail_;
     QHBoxLayout* row_;
 };

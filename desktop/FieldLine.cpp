@@ -22,6 +22,10 @@ FieldLine::FieldLine(int characters, QWidget* parent)
     setAcceptDrops(false);
 }
 
+void FieldLine::setExample(const QString& example) {
+    setPlaceholderText(example.isEmpty() ? QString() : tr("e.g. %1").arg(example));
+}
+
 void FieldLine::setPath(bool isPath) {
     isPath_ = isPath;
 }

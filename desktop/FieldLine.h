@@ -12,6 +12,8 @@ class FieldLine : public QLineEdit {
 
     /// Shows both ends of a path that is too long, as long as nobody edits it.
     void setPath(bool isPath);
+    /// Shows an example of a good value as long as there is none.
+    void setExample(const QString& example);
     void setEditable(bool editable);
     void describe(const QString& text, bool isFault);
     /// Shows that something dragged would land here.

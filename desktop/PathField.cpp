@@ -23,7 +23,7 @@ PathField::PathField(const FormField& field, PageContext& context, QWidget* pare
       line_(new FieldLine(characters, this)),
       button_(new QPushButton(tr("Browse…"), this)) {
     line_->setPath(true);
-    line_->setPlaceholderText(field.placeholder);
+    line_->setExample(field.placeholder);
     line_->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     button_->setAutoDefault(false);
     rename(field.id, plainLabel(field.label));

@@ -26,7 +26,7 @@ TextField::TextField(const FormField& field, QWidget* parent)
         line_->setFont(Theme::fixedFont());
     }
     line_->setObjectName(field.id);
-    line_->setPlaceholderText(field.placeholder);
+    line_->setExample(field.placeholder);
     watch(line_, plainLabel(field.label));
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);

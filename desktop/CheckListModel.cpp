@@ -98,19 +98,7 @@ QVariant CheckListModel::data(const QModelIndex& index, int role) const {
         case Qt::DecorationRole:
             return index.column() == What ? QVariant(signIcon(signOf(row))) : QVariant();
         case Qt::ForegroundRole:
-            if (index.column() == Outcome) {
-                switch (signOf(row)) {
-                    case Sign::good:
-                        return Theme::color(ThemeColor::success);
-                    case Sign::bad:
-                        return Theme::color(ThemeColor::fault);
-                    case Sign::unknown:
-                        return Theme::color(ThemeColor::warning);
-                    default:
-                        return Theme::color(ThemeColor::quiet);
-                }
-            }
-            return {};
+            return index.column() == Outcome ? QVariant(signColor(signOf(row))) : QVariant();
         default:
             return {};
     }

@@ -222,22 +222,7 @@ void MainWindow::open() {
 }
 
 bool MainWindow::openFile(const QString& path, const QString& kind) {
-    return page_ != nullptr && !page_->isBusy() && mayLose(*page_) && page_->openFileAs(path, kind);
-}
-
-bool MainWindow::mayLose(Page& page) {
-    if (!page.isModified()) {
-        return true;
-    }
-    switch (context_.dialogs.askSave(this, page.documentName())) {
-        case SaveAnswer::save:
-            return page.save();
-        case SaveAnswer::discard:
-            return true;
-        case SaveAnswer::cancel:
-            break;
-    }
-    return false;
+    return page_ != nullptr && !page_->isBusy() && page_->mayLose(context_.dialogs) && page_->openFileAs(path, kind);
 }
 
 void MainWindow::step(int steps) {
@@ -267,7 +252,7 @@ void MainWindow::closeEvent(QCloseEvent* event) {
         }
         if (page->isModified()) {
             (void)showPage(QLatin1String(row.id));
-            if (!mayLose(*page)) {
+            if (!page->mayLose(context_.dialogs)) {
                 return;
             }
         }

@@ -36,7 +36,6 @@ class MainWindow : public QMainWindow {
     void makeMenus();
     QWidget* makeHeader();
     [[nodiscard]] Page* pageOf(const PageRow& row);
-    [[nodiscard]] bool mayLose(Page& page);
     void open();
     void step(int steps);
     void setScheme(ThemeScheme scheme);

@@ -171,7 +171,7 @@ QWidget* OptionBytePage::makeDeviceRow() {
     connect(devices_, &QComboBox::activated, this, &OptionBytePage::chooseDevice);
     connect(newTable_, &QPushButton::clicked, this, [this] {
         const Device device = *document_.device();
-        if (mayLose()) {
+        if (mayLose(context_.dialogs)) {
             startNew(device);
         }
     });
@@ -337,21 +337,6 @@ void OptionBytePage::dropEvent(QDropEvent* event) {
     }
 }
 
-bool OptionBytePage::mayLose() {
-    if (!isModified()) {
-        return true;
-    }
-    switch (context_.dialogs.askSave(this, documentName())) {
-        case SaveAnswer::save:
-            return save();
-        case SaveAnswer::discard:
-            return true;
-        case SaveAnswer::cancel:
-            break;
-    }
-    return false;
-}
-
 void OptionBytePage::searchDevices() {
     // Descriptions may stand on a slow drive.
     worker_.start([this, number = ++newestSearch_, own = context_.settings.deviceFolder()] {
@@ -420,7 +405,7 @@ void OptionBytePage::chooseDevice(int row) {
         const Device device = *found;
         if (document_.holdsTable() && !document_.path().isEmpty()) {
             document_.setDevice(device);
-        } else if (mayLose()) {
+        } else if (mayLose(context_.dialogs)) {
             startNew(device);
         }
     }

@@ -52,7 +52,6 @@ class OptionBytePage : public Page {
     void watchFile();
     void lookAtFile();
     void reload();
-    [[nodiscard]] bool mayLose();
     [[nodiscard]] bool saveTo(const QString& path);
 
     PageContext& context_;

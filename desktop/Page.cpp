@@ -1,5 +1,7 @@
 #include "desktop/Page.h"
 
+#include "desktop/Dialogs.h"
+
 Page::Page(QWidget* parent) : QWidget(parent) {
 }
 
@@ -16,6 +18,21 @@ QString Page::fileFilter() const {
 }
 
 bool Page::isModified() const {
+    return false;
+}
+
+bool Page::mayLose(Dialogs& dialogs) {
+    if (!isModified()) {
+        return true;
+    }
+    switch (dialogs.askSave(this, documentName())) {
+        case SaveAnswer::save:
+            return save();
+        case SaveAnswer::discard:
+            return true;
+        case SaveAnswer::cancel:
+            break;
+    }
     return false;
 }
 

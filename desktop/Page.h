@@ -31,6 +31,8 @@ class Page : public QWidget {
     [[nodiscard]] virtual QString fileFilter() const;
     /// Whether something would be lost if the page went away.
     [[nodiscard]] virtual bool isModified() const;
+    /// Whether the document may go: asks about its changes, and saves them if the user wants.
+    [[nodiscard]] bool mayLose(Dialogs& dialogs);
     /// Whether something runs.
     [[nodiscard]] virtual bool isBusy() const;
 

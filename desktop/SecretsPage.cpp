@@ -381,21 +381,6 @@ bool SecretsPage::saveAs() {
     return !path.isEmpty() && writeTo(path);
 }
 
-bool SecretsPage::mayLose() {
-    if (!isModified()) {
-        return true;
-    }
-    switch (context_.dialogs.askSave(this, documentName())) {
-        case SaveAnswer::save:
-            return save();
-        case SaveAnswer::discard:
-            return true;
-        case SaveAnswer::cancel:
-            break;
-    }
-    return false;
-}
-
 void SecretsPage::insertNew(const FuseWords& words, bool isNamed) {
     if (const QString fault = document_.fullFault(); !fault.isEmpty()) {
         context_.dialogs.showFault(this, fault);
@@ -509,7 +494,7 @@ void SecretsPage::finishImage(const SecretsMade& made, const QString& path, bool
 }
 
 void SecretsPage::readImage() {
-    if (isBusy_ || !mayLose()) {
+    if (isBusy_ || !mayLose(context_.dialogs)) {
         return;
     }
     const QString path = context_.dialogs.openFile(this, tr("Read Secrets Image"), PathRole::output,
@@ -534,7 +519,7 @@ void SecretsPage::dropEvent(QDropEvent* event) {
     event->acceptProposedAction();
     if (paths.constFirst().endsWith(QLatin1String(".json"), Qt::CaseInsensitive)) {
         emit handOver(QStringLiteral("secrets"), paths.constFirst());  // to the window, which asks about changes
-    } else if (mayLose()) {
+    } else if (mayLose(context_.dialogs)) {
         readImageAt(paths.constFirst());
     }
 }

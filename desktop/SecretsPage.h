@@ -68,7 +68,6 @@ class SecretsPage : public Page {
     void readImageAt(const QString& path);
     void finishImage(const SecretsMade& made, const QString& path, bool isOfFixedLayout);
     [[nodiscard]] bool writeTo(const QString& path);
-    [[nodiscard]] bool mayLose();
 
     PageContext& context_;
     SecretsDocument document_;

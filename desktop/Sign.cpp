@@ -8,9 +8,7 @@
 
 #include <array>
 
-namespace {
-
-QColor colorOf(Sign sign) {
+QColor signColor(Sign sign) {
     switch (sign) {
         case Sign::good:
             return Theme::color(ThemeColor::success);
@@ -22,6 +20,8 @@ QColor colorOf(Sign sign) {
             return Theme::color(ThemeColor::quiet);
     }
 }
+
+namespace {
 
 QPolygonF octagon(const QRectF& rect) {
     const double cut = rect.width() * 0.29;
@@ -84,7 +84,7 @@ void paintSign(QPainter& painter, const QRectF& rect, Sign sign) {
     const double side = qMin(rect.width(), rect.height());
     QRectF square(0, 0, side * 0.88, side * 0.88);
     square.moveCenter(rect.center());
-    const QColor color = colorOf(sign);
+    const QColor color = signColor(sign);
     const bool isFilled = sign == Sign::good || sign == Sign::bad;
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QColor>
 #include <QIcon>
 
 class QPainter;
@@ -14,6 +15,9 @@ enum class Sign {
     note,     ///< a ring with an i
     busy,     ///< a ring with three dots
 };
+
+/// Of the sign, and of words that say the same.
+[[nodiscard]] QColor signColor(Sign sign);
 
 void paintSign(QPainter& painter, const QRectF& rect, Sign sign);
 

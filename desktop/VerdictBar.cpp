@@ -6,23 +6,6 @@
 #include <QHBoxLayout>
 #include <QPainter>
 
-namespace {
-
-QColor colorOf(Sign sign) {
-    switch (sign) {
-        case Sign::good:
-            return Theme::color(ThemeColor::success);
-        case Sign::bad:
-            return Theme::color(ThemeColor::fault);
-        case Sign::unknown:
-            return Theme::color(ThemeColor::warning);
-        default:
-            return Theme::color(ThemeColor::line);
-    }
-}
-
-}  // namespace
-
 VerdictBar::VerdictBar(QWidget* parent)
     : QWidget(parent),
       place_(new QWidget),
@@ -66,9 +49,9 @@ void VerdictBar::addButton(QWidget* button) {
 void VerdictBar::paintEvent(QPaintEvent* /*event*/) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    QColor ground = colorOf(verdict_.sign);
+    QColor ground = signColor(verdict_.sign);
     ground.setAlphaF(0.09F);
-    QColor frame = colorOf(verdict_.sign);
+    QColor frame = signColor(verdict_.sign);
     frame.setAlphaF(0.45F);
     painter.setPen(frame);
     painter.setBrush(ground);

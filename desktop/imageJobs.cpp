@@ -18,7 +18,6 @@ struct Texts {
 };
 
 constexpr const char* image = QT_TRANSLATE_NOOP("jobs", "Image");
-constexpr const char* protection = QT_TRANSLATE_NOOP("jobs", "Protection");
 constexpr const char* output = QT_TRANSLATE_NOOP("jobs", "Output");
 constexpr const char* templateGroup = QT_TRANSLATE_NOOP("jobs", "Template");
 
@@ -34,19 +33,7 @@ constexpr std::array updateRows = {
              .placeholder = "blink.hex",
              .check = [](const QStringList& own, const JobValues& /*all*/) { return checkUpdateFirmware(pathOf(own)); },
              .tip = QT_TRANSLATE_NOOP("jobs", "ELF, Intel HEX, S-Record or raw binary, with one segment.")},
-    FieldRow{
-        .id = "key",
-        .group = protection,
-        .label = QT_TRANSLATE_NOOP("jobs", "&Key"),
-        .kind = FieldKind::inFile,
-        .option = "-k",
-        .required = true,
-        .role = PathRole::key,
-        .filter = binaryFilter,
-        .placeholder = "key.bin",
-        .check = checkKey16,
-        .tip = QT_TRANSLATE_NOOP(
-            "jobs", "A binary file with the secret key (AES-GCM), 16 bytes. The page “Keys and nonces” makes one.")},
+    keyRow,
     FieldRow{.id = "nonce",
              .group = protection,
              .label = QT_TRANSLATE_NOOP("jobs", "&Nonce"),

@@ -161,7 +161,6 @@ void externalArguments(const FieldRow& row, const JobValues& values, QStringList
 
 constexpr const char* target = QT_TRANSLATE_NOOP("jobs", "Target");
 constexpr const char* firmware = QT_TRANSLATE_NOOP("jobs", "Firmware");
-constexpr const char* protection = QT_TRANSLATE_NOOP("jobs", "Protection");
 constexpr const char* output = QT_TRANSLATE_NOOP("jobs", "Output");
 constexpr const char* contents = QT_TRANSLATE_NOOP("jobs", "More contents");
 constexpr const char* external = QT_TRANSLATE_NOOP("jobs", "External memory");
@@ -214,19 +213,7 @@ constexpr std::array rows = {
              .tip = QT_TRANSLATE_NOOP("jobs",
                                       "ELF, Intel HEX, S-Record or raw binary. Raw binary needs the address "
                                       "that it is loaded to. Several files become one.")},
-    FieldRow{
-        .id = "key",
-        .group = protection,
-        .label = QT_TRANSLATE_NOOP("jobs", "&Key"),
-        .kind = FieldKind::inFile,
-        .option = "-k",
-        .required = true,
-        .role = PathRole::key,
-        .filter = binaryFilter,
-        .placeholder = "key.bin",
-        .check = checkKey16,
-        .tip = QT_TRANSLATE_NOOP(
-            "jobs", "A binary file with the secret key (AES-GCM), 16 bytes. The page “Keys and nonces” makes one.")},
+    keyRow,
     FieldRow{.id = "nonce",
              .group = protection,
              .label = QT_TRANSLATE_NOOP("jobs", "&Nonce"),

@@ -24,3 +24,19 @@ inline Verdict checkAnyNumber(const QStringList& own, const JobValues& /*all*/) 
 inline Verdict checkImageVersion(const QStringList& own, const JobValues& /*all*/) {
     return checkNumber(own, 255);
 }
+
+inline constexpr const char* protection = QT_TRANSLATE_NOOP("jobs", "Protection");
+
+inline constexpr FieldRow keyRow = {
+    .id = "key",
+    .group = protection,
+    .label = QT_TRANSLATE_NOOP("jobs", "&Key"),
+    .kind = FieldKind::inFile,
+    .option = "-k",
+    .required = true,
+    .role = PathRole::key,
+    .filter = binaryFilter,
+    .placeholder = "key.bin",
+    .check = checkKey16,
+    .tip = QT_TRANSLATE_NOOP(
+        "jobs", "A binary file with the secret key (AES-GCM), 16 bytes. The page “Keys and nonces” makes one.")};

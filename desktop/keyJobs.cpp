@@ -19,7 +19,6 @@ struct Texts {
 
 constexpr const char* keyGroup = QT_TRANSLATE_NOOP("jobs", "Key");
 constexpr const char* cardGroup = QT_TRANSLATE_NOOP("jobs", "Card");
-constexpr const char* protection = QT_TRANSLATE_NOOP("jobs", "Protection");
 constexpr const char* dataGroup = QT_TRANSLATE_NOOP("jobs", "Data");
 constexpr const char* memory = QT_TRANSLATE_NOOP("jobs", "Memory");
 constexpr const char* output = QT_TRANSLATE_NOOP("jobs", "Output");

@@ -32,24 +32,9 @@ Verdict checkBackup(const QString& path, const QString& beside) {
 }
 
 constexpr const char* secrets = QT_TRANSLATE_NOOP("jobs", "Secrets");
-constexpr const char* protection = QT_TRANSLATE_NOOP("jobs", "Protection");
 constexpr const char* output = QT_TRANSLATE_NOOP("jobs", "Output");
 constexpr const char* templateGroup = QT_TRANSLATE_NOOP("jobs", "Template");
 constexpr const char* backup = QT_TRANSLATE_NOOP("jobs", "Backup memory");
-
-constexpr FieldRow keyRow = {
-    .id = "key",
-    .group = protection,
-    .label = QT_TRANSLATE_NOOP("jobs", "&Key"),
-    .kind = FieldKind::inFile,
-    .option = "-k",
-    .required = true,
-    .role = PathRole::key,
-    .filter = binaryFilter,
-    .placeholder = "key.bin",
-    .check = checkKey16,
-    .tip = QT_TRANSLATE_NOOP(
-        "jobs", "A binary file with the secret key (AES-GCM), 16 bytes. The page “Keys and nonces” makes one.")};
 
 constexpr FieldRow outputRow = {
     .id = "out",

@@ -136,7 +136,9 @@ void ByteView::copy() const {
     constexpr qint64 most = 1 << 20;
     const QByteArrayView chosen = bytes_.sliced(chosenOffset_, std::min(chosenSize_, most));
     if (!chosen.isEmpty()) {
-        QApplication::clipboard()->setText(QString::fromLatin1(chosen.toByteArray().toHex(' ')));
+        const QString text = QString::fromLatin1(chosen.toByteArray().toHex(' '));
+        QApplication::clipboard()->setText(
+            chosenSize_ <= most ? text : tr("%1\n%L2 more bytes are left out.").arg(text).arg(chosenSize_ - most));
     }
 }
 

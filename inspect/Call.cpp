@@ -4,7 +4,6 @@
 #include "inspect/input.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 
 namespace inspect {
@@ -168,7 +167,7 @@ bool Call::openSecond(const FormatRow* as, const char* payload, Opened& opened) 
     if (path.isEmpty()) {
         const QFileInfo first(opened.source.path);
         path = first.path() + u'/' + first.completeBaseName() + u'.' + QLatin1String(row->secondSuffix);
-        path = QFile::exists(path) ? QDir::cleanPath(path) : QString();
+        path = QFileInfo(path).isFile() ? QDir::cleanPath(path) : QString();  // a pipe is only read if it is named
     }
     QString fault;
     if (path.isEmpty()) {

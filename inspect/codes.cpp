@@ -30,7 +30,7 @@ constexpr std::array findingRows = {
                "{field} {value} is more than the {limit} bytes there"},
     FindingRow{FindingCode::unknownAlgorithm, "unknownAlgorithm", Severity::error, "unknown algorithm {value}"},
     FindingRow{FindingCode::secondFileMissing, "secondFileMissing", Severity::note,
-               "the second file of the pair isn't there; --payload names it"},
+               "the second file of the pair isn't there; --payload (--payload-b) names it"},
     FindingRow{FindingCode::otherFormatFits, "otherFormatFits", Severity::note,
                "the content also fits {other}; the suffix decided"},
     FindingRow{FindingCode::severalFormatsFit, "severalFormatsFit", Severity::note,

@@ -10,6 +10,7 @@
 #include <QScrollBar>
 #include <QTextDocument>
 #include <QToolTip>
+#include <QtMath>
 
 #include <algorithm>
 #include <limits>
@@ -81,9 +82,10 @@ int ByteView::visibleRows() const {
 }
 
 void ByteView::layOut() {
-    const QFontMetrics metrics(Theme::fixedFont());
-    cell_ = std::max(1, metrics.horizontalAdvance(u'0'));
-    line_ = metrics.height() + 2;
+    // A digit's width is a fraction of a pixel on some screens: rounded down, the last one of a row would be cut.
+    const QFontMetricsF metrics(Theme::fixedFont());
+    cell_ = std::max(1, qCeil(metrics.horizontalAdvance(u'0')));
+    line_ = qCeil(metrics.height()) + 2;
     digits_ = base_ + static_cast<quint64>(bytes_.size()) > (quint64{1} << 32) ? 16 : 8;
     columns_ = wide;
     if (textLeft(wide) > viewport()->width()) {

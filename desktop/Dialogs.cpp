@@ -70,6 +70,15 @@ QString Dialogs::openFile(QWidget* parent, const QString& title, PathRole role, 
     return path;
 }
 
+QStringList Dialogs::openFiles(QWidget* parent, const QString& title, PathRole role, const QString& filter) {
+    const WithoutTrace without;
+    QStringList paths = QFileDialog::getOpenFileNames(parent, title, settings_.lastFolder(role), filter);
+    if (!paths.isEmpty()) {
+        settings_.setLastFolder(role, QFileInfo(paths.constFirst()).absolutePath());
+    }
+    return paths;
+}
+
 QString Dialogs::saveFile(QWidget* parent, const QString& title, PathRole role, const QString& filter,
                           const QString& proposed) {
     const WithoutTrace without;

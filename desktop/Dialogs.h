@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QString>
+#include <QStringList>
 
 class QWidget;
 class Settings;
@@ -20,6 +20,9 @@ class Dialogs {
 
     /// The chosen path; empty if the user gave up. `filter` is as QFileDialog has it, or empty.
     [[nodiscard]] virtual QString openFile(QWidget* parent, const QString& title, PathRole role, const QString& filter);
+    /// The chosen paths; none if the user gave up.
+    [[nodiscard]] virtual QStringList openFiles(QWidget* parent, const QString& title, PathRole role,
+                                                const QString& filter);
     [[nodiscard]] virtual QString saveFile(QWidget* parent, const QString& title, PathRole role, const QString& filter,
                                            const QString& proposed);
     [[nodiscard]] virtual QString openFolder(QWidget* parent, const QString& title, PathRole role);

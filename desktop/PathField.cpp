@@ -123,6 +123,13 @@ void PathField::browse() {
         case FieldKind::folder:
             take(dialogs.openFolder(this, title, field_.role));
             break;
+        case FieldKind::inFiles:
+            if (const QStringList paths = dialogs.openFiles(this, title, field_.role, field_.filter);
+                !paths.isEmpty()) {
+                take(paths.constFirst());
+                emit moreChosen(paths.mid(1));
+            }
+            break;
         default:
             take(dialogs.openFile(this, title, field_.role, field_.filter));
     }

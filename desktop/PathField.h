@@ -31,6 +31,9 @@ class PathField : public FieldEdit {
     /// The local paths that are dragged; none if any of it is something else.
     [[nodiscard]] static QStringList pathsOf(const QMimeData& data);
 
+  signals:
+    void moreChosen(const QStringList& paths);  ///< besides the one that the field has taken
+
   protected:
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dragLeaveEvent(QDragLeaveEvent* event) override;

@@ -115,7 +115,14 @@ void PathListField::dragLeaveEvent(QDragLeaveEvent* /*event*/) {
 void PathListField::dropEvent(QDropEvent* event) {
     setTarget(false);
     event->acceptProposedAction();
-    for (const QString& path : PathField::pathsOf(*event->mimeData())) {
+    fillRows(PathField::pathsOf(*event->mimeData()));
+}
+
+void PathListField::fillRows(const QStringList& paths) {
+    if (paths.isEmpty()) {
+        return;
+    }
+    for (const QString& path : paths) {
         const auto isFree = [](const Row& row) { return row.path->path().isEmpty(); };
         if (std::none_of(rows_.begin(), rows_.end(), isFree)) {
             addRow();
@@ -154,6 +161,7 @@ void PathListField::addRow() {
     }
     connect(row.path, &FieldEdit::edited, this, &PathListField::edited);
     connect(row.path, &FieldEdit::settled, this, &PathListField::settled);
+    connect(row.path, &PathField::moreChosen, this, &PathListField::fillRows);
     connect(row.path, &FieldEdit::entered, this, &PathListField::entered);
     connect(row.path, &FieldEdit::menuAsked, this, &PathListField::menuAsked);
     connect(row.path, &FieldEdit::left, this, &PathListField::leave);

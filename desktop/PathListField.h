@@ -36,6 +36,8 @@ class PathListField : public FieldEdit {
     };
 
     void addRow();
+    /// Takes the paths into rows without one, and adds what rows are wanting.
+    void fillRows(const QStringList& paths);
     void removeRow(const QWidget* box);
     /// Gives all rows their ids and names by their order.
     void renameRows();

@@ -8,11 +8,18 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 QString ScriptedDialogs::openFile(QWidget* /*parent*/, const QString& title, PathRole /*role*/,
                                   const QString& /*filter*/) {
     asked.append(title);
     return paths.isEmpty() ? QString() : paths.takeFirst();
+}
+
+QStringList ScriptedDialogs::openFiles(QWidget* /*parent*/, const QString& title, PathRole /*role*/,
+                                       const QString& /*filter*/) {
+    asked.append(title);
+    return std::exchange(paths, {});
 }
 
 QString ScriptedDialogs::saveFile(QWidget* /*parent*/, const QString& title, PathRole /*role*/,

@@ -17,6 +17,7 @@ class ScriptedDialogs : public Dialogs {
     using Dialogs::Dialogs;
 
     QString openFile(QWidget* parent, const QString& title, PathRole role, const QString& filter) override;
+    QStringList openFiles(QWidget* parent, const QString& title, PathRole role, const QString& filter) override;
     QString saveFile(QWidget* parent, const QString& title, PathRole role, const QString& filter,
                      const QString& proposed) override;
     QString openFolder(QWidget* parent, const QString& title, PathRole role) override;
@@ -24,7 +25,7 @@ class ScriptedDialogs : public Dialogs {
     bool confirm(QWidget* parent, const QString& question, const QString& action) override;
     void showFault(QWidget* parent, const QString& text) override;
 
-    QStringList paths;          ///< for the next file and folder dialogs
+    QStringList paths;          ///< for the next file and folder dialogs; one for several files takes all
     QList<SaveAnswer> answers;  ///< for the next "save changes?"
     QList<bool> confirmations;
     QStringList asked;   ///< what was asked, in order

@@ -181,6 +181,13 @@ TEST_F(FormViewTest, FilesAreChosenOrDroppedAndRowsRemoved) {
     const QString b = folder.path("b.hex");
     const QString id = QStringLiteral("files");
 
+    dialogs.paths = {a, b};
+    QTest::keyClick(find(QStringLiteral("filesBrowse")), Qt::Key_Space);
+    EXPECT_EQ(form->values(id), QStringList({a, QString(), b, QString()}));
+    form->setValues(id, {});
+    edited.clear();
+    left.clear();
+    dialogs.asked.clear();
     drop(id, {a, b});
     EXPECT_EQ(form->values(id), QStringList({a, QString(), b, QString()}));
     EXPECT_EQ(edited.count(), 1);

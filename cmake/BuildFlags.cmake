@@ -7,7 +7,7 @@ if(NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE Release CACHE STRING "" FORCE)
 endif()
 set(CMAKE_CXX_FLAGS_RELEASE "-O2")
-set(CMAKE_CXX_FLAGS_DEBUG "-O1 -g")
+set(CMAKE_CXX_FLAGS_DEBUG "-O1 -g1")
 
 add_library(build-flags INTERFACE)
 target_include_directories(build-flags INTERFACE ${PROJECT_SOURCE_DIR})
@@ -26,21 +26,41 @@ target_compile_definitions(tool-flags INTERFACE QT_NO_EXCEPTIONS)
 add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
 
 if(QVORA_SANITIZE)
-  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
-  add_link_options(-fsanitize=address,undefined)
-  if(QVORA_FUZZ)
-    # Warnings are held against one compiler, g++; clang has others.
-    add_compile_options(-fsanitize=fuzzer-no-link)
-    target_compile_options(build-flags INTERFACE -Wno-error)
-  endif()
+  # One build serves the tests and the fuzz targets: the coverage that libFuzzer needs costs the tests little.
+  add_compile_options(-fsanitize=address,undefined,fuzzer-no-link -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined -fuse-ld=lld)
 else()
   add_compile_options($<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2> -fstack-protector-strong)
   add_link_options(-Wl,-z,relro -Wl,--as-needed)
 endif()
 
-# tool_library(name SOURCES file... [LINK target...]): one room of the tool.
+# Headers that most sources of a kind include are parsed once. A source still includes what it uses: scripts/check builds
+# with QVORA_PRECOMPILE off.
+#
+# shared_headers(name HEADERS header... LINK target...): makes such a set.
+function(shared_headers name)
+  cmake_parse_arguments(ARG "" "" "HEADERS;LINK" ${ARGN})
+  add_library(${name} OBJECT ${PROJECT_SOURCE_DIR}/cmake/sharedHeaders.cpp)
+  target_link_libraries(${name} PRIVATE build-flags ${ARG_LINK})
+  if(QVORA_PRECOMPILE)
+    target_precompile_headers(${name} PRIVATE ${ARG_HEADERS})
+  endif()
+endfunction()
+
+# share_headers(target name): compiles the target's sources with a set of shared headers.
+function(share_headers target name)
+  if(QVORA_PRECOMPILE)
+    target_precompile_headers(${target} REUSE_FROM ${name})
+  endif()
+endfunction()
+
+# tool_library(name [HEADERS set] SOURCES file... [LINK target...]): one room of the tool.
 function(tool_library name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
+  cmake_parse_arguments(ARG "" "HEADERS" "SOURCES;LINK" ${ARGN})
+  if(NOT ARG_HEADERS)
+    set(ARG_HEADERS core-headers)
+  endif()
   add_library(${name} STATIC ${ARG_SOURCES})
   target_link_libraries(${name} PUBLIC build-flags ${ARG_LINK} PRIVATE tool-flags)
+  share_headers(${name} ${ARG_HEADERS})
 endfunction()

@@ -43,14 +43,6 @@ void setFuzzTarget(const QByteArray& name) {
     targetName() = name;
 }
 
-#ifdef QVORA_LIBFUZZER
-extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** argv) {
-    const QByteArray path((*argv)[0]);
-    setFuzzTarget(path.sliced(path.lastIndexOf('/') + 1).chopped(qsizetype{sizeof("_fuzz") - 1}));
-    return 0;
-}
-#endif
-
 FuzzFile::FuzzFile(const std::uint8_t* data, std::size_t size, const char* suffix)
     : path_(folder() + QStringLiteral("/input") + QLatin1String(suffix)) {
     Display::getInstance()->callback = swallow;

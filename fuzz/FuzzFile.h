@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-/// The target that this program is: what stands before "_fuzz" in its name, or what a replay was told to be.
+/// The target that this run of the program serves: its first argument.
 [[nodiscard]] QByteArray fuzzTarget();
 void setFuzzTarget(const QByteArray& name);
 

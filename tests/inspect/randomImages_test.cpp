@@ -108,7 +108,10 @@ QByteArray listedModules(Job& job, std::uint32_t base, bool isExternal) {
                                  : besideList(job.write(job.dice.bytes(1 + job.dice.below(40)), ".lic"))) +
                  ',' + hex(nth(base, i)).toUtf8();
         if (isExternal) {
-            lines += ',' + QByteArray::number(job.dice.below(8)) + ',' + QByteArray::number(job.dice.below(4)) + ',' +
+            // One throw a statement: the language doesn't fix the order of throws within one.
+            const int mode = job.dice.below(4);
+            const int region = job.dice.below(8);
+            lines += ',' + QByteArray::number(region) + ',' + QByteArray::number(mode) + ',' +
                      hex(nth(0x08060000, i)).toUtf8();
         }
         lines += '\n';
@@ -135,7 +138,9 @@ void addModules(Job& job) {
 
 QByteArray provisioningFile(Dice& dice, int bodySize) {
     const QByteArray size = QByteArray(1, static_cast<char>(bodySize)) + QByteArray(3, '\0');
-    return dice.bytes(4) + size + dice.bytes(4) + dice.bytes(bodySize);
+    const QByteArray body = dice.bytes(bodySize);
+    const QByteArray flags = dice.bytes(4);
+    return dice.bytes(4) + size + flags + body;
 }
 
 QByteArray table(Job& job, bool hasLabels) {

@@ -7,6 +7,7 @@
 /// A folder of its own for one test, gone with the object.
 class TempFolder {
   public:
+    TempFolder() {}  // not defaulted, so that a member of a fixture may be const
     /// The path of `name` inside the folder.
     [[nodiscard]] QString path(const char* name) const;
     /// Writes a file and gives its path.

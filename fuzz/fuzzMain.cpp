@@ -1,6 +1,7 @@
-// replay TARGET FOLDER...: gives every file of the folders to a fuzz target, each whole, cut short and with single
-// bytes flipped, always from a buffer of the exact size, so that a read beyond it shows. A folder that isn't there has
-// no files.
+// The main function of every fuzz program: replays files, or runs libFuzzer.
+//
+// "replay" gives every file of the folders to the target: whole, cut short and with single bytes flipped, always from a
+// buffer of the exact size, so that a read beyond its end is found. A missing folder has no files.
 
 #include "fuzz/FuzzFile.h"
 
@@ -12,6 +13,9 @@
 #include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+#ifdef QVORA_LIBFUZZER
+extern "C" int LLVMFuzzerRunDriver(int* argc, char*** argv, int (*callback)(const std::uint8_t*, std::size_t));
+#endif
 
 namespace {
 
@@ -34,16 +38,9 @@ void replayVariants(QByteArray bytes) {
     }
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    if (argc < 3) {
-        std::fprintf(stderr, "replay TARGET FOLDER...\n");
-        return 2;
-    }
-    setFuzzTarget(argv[1]);
+int replayFolders(int argc, char** argv) {
     int replayed = 0;
-    for (int i = 2; i < argc; ++i) {
+    for (int i = 0; i < argc; ++i) {
         const QDir folder(QDir(QString::fromLocal8Bit(argv[i])).absolutePath());
         for (const QString& name : folder.entryList(QDir::Files)) {
             QFile file(folder.filePath(name));
@@ -55,6 +52,27 @@ int main(int argc, char** argv) {
             ++replayed;
         }
     }
-    std::printf("%s: %d files replayed\n", argv[1], replayed);
+    std::printf("%d files replayed\n", replayed);
     return replayed > 0 ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc > 3) {
+        setFuzzTarget(argv[1]);
+        if (qstrcmp(argv[2], "replay") == 0) {
+            return replayFolders(argc - 3, argv + 3);
+        }
+#ifdef QVORA_LIBFUZZER
+        if (qstrcmp(argv[2], "fuzz") == 0) {
+            argv[2] = argv[0];  // libFuzzer expects the program's name before its arguments
+            argc -= 2;
+            argv += 2;
+            return LLVMFuzzerRunDriver(&argc, &argv, LLVMFuzzerTestOneInput);
+        }
+#endif
+    }
+    std::fprintf(stderr, "%s TARGET replay FOLDER... | fuzz ARGUMENT...\n", argv[0]);
+    return 2;
 }

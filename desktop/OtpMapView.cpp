@@ -241,7 +241,8 @@ void OtpMapView::paintEvent(QPaintEvent* event) {
     painter.setBrush(Qt::NoBrush);
     for (int row = firstRow; row <= lastRow; ++row) {
         const qsizetype first = std::max<qsizetype>(rowStart(row), chosen_.first);
-        const auto end = static_cast<qsizetype>(std::min<std::uint64_t>(chosen_.end(), static_cast<std::uint64_t>(rowStart(row + 1))));
+        const auto end = static_cast<qsizetype>(
+            std::min<std::uint64_t>(chosen_.end(), static_cast<std::uint64_t>(rowStart(row + 1))));
         if (first < end) {
             painter.setPen(QPen(Theme::color(ThemeColor::accent), 2));
             painter.drawRect(cells.run(first, end - 1).adjusted(1, 1, 0, 0));

@@ -11,7 +11,7 @@
 namespace {
 
 constexpr std::array<std::uint8_t, 16> key = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
-constexpr std::uint32_t startAddress = 0x90000000;
+constexpr std::uint32_t startAddress = 0xB0000000;
 constexpr std::size_t imageSize = 64 << 10;  // in the second-level cache, so that memory has no part in it
 
 template <auto encrypt>

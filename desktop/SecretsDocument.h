@@ -27,23 +27,23 @@ struct SecretChange {
 /// How a document writes a number: hexadecimal behind 0x.
 [[nodiscard]] QString secretNumber(std::uint32_t number);
 
-/// The text of an item whose protection has the fields of a device; without a description of them, those that a
-/// document usually has.
+/// The text of an item whose protection has the fields of a device; without a description of them, those of
+/// the example documents.
 [[nodiscard]] QByteArray secretItemText(const DeviceFuses& fuses, const NewSecret& secret);
 
 /// A field of the protection word under the name that documents give it.
 struct ProtectionRow {
     const char* name;
     ProtectionField ProtectedItem::*field;
-    std::uint32_t bit;  ///< where it usually stands; a description or document may place it elsewhere
+    std::uint32_t bit;  ///< in the example documents; a description or document may place it elsewhere
     std::uint32_t width;
 };
 
 inline constexpr ProtectionRow protectionRows[] = {
-    {"Lock", &ProtectedItem::Lock, 28, 1},       {"CID", &ProtectedItem::CID, 16, 3},
-    {"EncWrap", &ProtectedItem::EncWrap, 22, 2}, {"KeySel", &ProtectedItem::KeySel, 24, 2},
-    {"KeySize", &ProtectedItem::KeySize, 26, 1}, {"Algorithm", &ProtectedItem::Algorithm, 19, 3},
-    {"HDPL", &ProtectedItem::HDPL, 29, 2},
+    {"Lock", &ProtectedItem::Lock, 28, 1},       {"CID", &ProtectedItem::CID, 29, 3},
+    {"EncWrap", &ProtectedItem::EncWrap, 26, 2}, {"KeySel", &ProtectedItem::KeySel, 16, 2},
+    {"KeySize", &ProtectedItem::KeySize, 24, 1}, {"Algorithm", &ProtectedItem::Algorithm, 19, 3},
+    {"HDPL", &ProtectedItem::HDPL, 22, 2},
 };
 
 /// The changes that bring the protection fields of `item` to those of a protection word.

@@ -211,7 +211,7 @@ QList<FormField> inspectFields() {
             field.besideLabel = text(QT_TRANSLATE_NOOP("InspectFields", "Address"));
         }
         if (row.kind == FieldKind::fixed) {
-            field.placeholder = QStringLiteral("0x90000000");
+            field.placeholder = QStringLiteral("0xB0000000");
         }
         field.check = [&row](const QStringList& values) { return verdictOf(row, values); };
         fields.append(field);

@@ -256,7 +256,7 @@ constexpr std::array externalMemory = {
              .kind = FieldKind::fixed,
              .option = "-add",
              .required = true,
-             .placeholder = "90000000",
+             .placeholder = "B0000000",
              .check = [](const QStringList& own, const JobValues& /*all*/) { return checkHexAddress(own); },
              .tip = QT_TRANSLATE_NOOP(
                  "jobs",

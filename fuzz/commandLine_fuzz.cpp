@@ -43,7 +43,7 @@ void makeFiles() {
     writeFile("mod.kmd", QByteArray("KMDMAGIC") + QByteArray(40, '\1'));
     writeFile("ob.csv", "a,0x1,b,0x2\n");
     writeFile("list.mcsv", "./fw.bin,none,0x08100000\n");
-    writeFile("list.ecsv", "./fw.bin,Chip,0x90000000,1,2,0x08001000\n");
+    writeFile("list.ecsv", "./fw.bin,Chip,0xB0000000,1,2,0x08001000\n");
     writeFile("file.obk", QByteArray(44, 'o'));
     writeFile("backup.json", "{\"Files\": []}");
     writeFile("backup.bin", QByteArray::fromHex("0000000000000000040000000102030405"));

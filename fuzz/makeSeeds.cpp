@@ -13,8 +13,8 @@ namespace {
 
 constexpr char obdataTemplate[] = R"(<?xml version="1.0" encoding="UTF-8"?>
 <Root><Obdata>
-<Info><Title>t</Title><ObDestAddress>0x0FFD0100</ObDestAddress><DoEncryption>1</DoEncryption><GlobalAlign>16</GlobalAlign>
-<FlashStart>0x8000000</FlashStart><FlashSize>0x100000</FlashSize><FlashSectorSize>0x2000</FlashSectorSize></Info>
+<Info><Title>t</Title><ObDestAddress>0x10000100</ObDestAddress><DoEncryption>1</DoEncryption><GlobalAlign>16</GlobalAlign>
+<FlashStart>0x4000000</FlashStart><FlashSize>0x180000</FlashSize><FlashSectorSize>0x1000</FlashSectorSize></Info>
 <Data><Name>Slot offset</Name><Width>4</Width><Default>0x2000</Default><TypeSlot>Execution</TypeSlot><SlotCli>start#1</SlotCli></Data>
 <Data><Name>Slot size</Name><Width>4</Width><Default>8192</Default><SlotCli>size#1</SlotCli></Data>
 <Bool><Name>b</Name><Width>1</Width><Default>0</Default><True>1</True><False>0</False></Bool>
@@ -37,7 +37,7 @@ constexpr char mcubootTemplate[] = R"(<?xml version="1.0" encoding="UTF-8" stand
 
 constexpr char deviceDescription[] = R"(<?xml version="1.0" encoding="UTF-8"?>
 <Device><DeviceID>0x455</DeviceID><Name>d</Name><Description>t</Description>
-<Storage><Memory Name="m" Kind="Flash" Address="0x8000000" Size="64" WriteUnit="8"/></Storage>
+<Storage><Memory Name="m" Kind="Flash" Address="0x4000000" Size="64" WriteUnit="8"/></Storage>
 <Configuration><OptionBytes>
 <Register Name="a" Address="0" Size="4" Reset="0xAA" Description="t">
 <Field Name="f" Bit="0" Width="8" Access="ReadOnly"><Value Value="0xAA" Name="v"/></Field></Register>
@@ -104,12 +104,12 @@ void writeFirmware(const QDir& root) {
 }
 
 void writeTables(const QDir& root) {
-    write(root, "csv", "csv", "RDP,0xAA,USER,020\n");
-    write(root, "optionBytes", "table", "RDP,0xaa, USER ,020\r\nx,9\n");
+    write(root, "csv", "csv", "SEAL,0xAA,START,020\n");
+    write(root, "optionBytes", "table", "SEAL,0xaa, START ,020\r\nx,9\n");
     write(root, "kcsv", "kcsv", "10,FF,0x20\n");
     write(root, "tsv", "tsv", "#a\nP\t0x1\tfsbl\tBinary\tnone\t0x0\tfile.bin\n");
     write(root, "mcsv", "mcsv", "./input.mcsv.bin,none,0x08100000\n");
-    write(root, "ecsv", "ecsv", "./input.ecsv.bin,Chip,0x90000000,1,2,0x08001000\n");
+    write(root, "ecsv", "ecsv", "./input.ecsv.bin,Chip,0xB0000000,1,2,0x08001000\n");
 }
 
 void writeDocuments(const QDir& root) {

@@ -41,7 +41,7 @@ void makeFiles(const TempFolder& folder) {
                                                   "aabb"));
     folder.write("short.kmd", QByteArray::fromHex("4b4d444d41474943"
                                                   "0000"));
-    folder.write("ob.csv", "RDP,0xAA,USER,0x1\n");
+    folder.write("ob.csv", "SEAL,0xAA,START,0x1\n");
     folder.write("area.csv", "10,FF,0x20\n");
     folder.write("short.PEM", "pem");
     folder.write("public.pem", publicKey);
@@ -60,7 +60,7 @@ void makeFiles(const TempFolder& folder) {
     EXPECT_TRUE(QFile::resize(folder.path("huge.bin"), qint64{5} << 30));  // without taking room on the disk
     folder.write("a.obk", QByteArray(12, '\0') + QByteArray(16, 'o'));
     folder.write("modules.csv", "./fw.bin,id42,0x08004000\n");
-    folder.write("external.csv", "./fw.bin,none,0x90000000,1,2,0x08001000\n");
+    folder.write("external.csv", "./fw.bin,none,0xB0000000,1,2,0x08001000\n");
     folder.write("a.xtbi", buildImage(ImageKind::xtbi, 1, {{'F', 0x08000000, QByteArray(16, 'f')}, {'C', 0, "opts"}}));
     folder.write("strange.xml", templateHead + QByteArray("<McubootFormat><Data/></McubootFormat></Root>"));
     folder.write("untold.xml", templateHead + QByteArray("<Obdata></Obdata></Root>"));

@@ -36,7 +36,7 @@ constexpr FaultRow rows[] = {
     {"-gpdata secrets.bin old/d.bin", "d.bin", 1, "Error: Error while writing in the output file"},
     {"-sign -bin stack.bin -prvk private.pem -v 1 -o old/s.bin", "s.bin", 1,
      "Error: Error while writing in the signed image file | Error: an error occured while preparing signed image"},
-    {"-dcu -app secrets.bin -key key.bin -directory old -add 90000000 -mode 0", "Encrypted_Image.bin", 0,
+    {"-dcu -app secrets.bin -key key.bin -directory old -add B0000000 -mode 0", "Encrypted_Image.bin", 0,
      "Error: Error while writing the file old/Encrypted_Image.bin | Firmware encryption failed"},
     {"-obk ./t.xml", "o.bin", 0, "Error:  OBkey Generation Failed ././old/o.bin is already opened or save error"},
     {"-backupgen -in backup/backup.json -o old/b.bin", "b.bin", 1, "Error: Failed to write old/b.bin file."},
@@ -165,7 +165,7 @@ TEST_F(FaultTest, PipesAreReadToTheirEnd) {
         {QStringLiteral("-c"),
          QStringLiteral("\"$0\" -backupgen -in backup/backup.json -o all.bin && mkfifo app.bin bk.bin && "
                         "{ cat secrets.bin >app.bin & cat all.bin >bk.bin & } && "
-                        "cipher() { mkdir $2 && \"$0\" -dcu -app $1 -key key.bin -directory $2 -add 90000000; } "
+                        "cipher() { mkdir $2 && \"$0\" -dcu -app $1 -key key.bin -directory $2 -add B0000000; } "
                         "&& cipher app.bin p && cipher secrets.bin q && "
                         "make() { \"$0\" -pvs-tbi -b secrets.bin -backup $1 0x10 -k key.bin -n nonce.bin "
                         "-o $2; } && make all.bin b.pvs && make bk.bin a.pvs"),

@@ -32,7 +32,7 @@ constexpr TraceRow rows[] = {
     {"key.bin", "-tbu -fir blink.hex -k key.bin -n nonce.bin -v 2 -oh a.tbuh -os a.tbu"},
     {"key.bin blob", "-pvs -b secrets.bin -pk oem-public.pem -k key.bin -n nonce16.bin -o a.pvs"},
     {"key.bin blob", "-pvs-tbi -b secrets.bin -k key.bin -n nonce.bin -iv 1 -o b.pvs"},
-    {"key.bin", "-dcu -app secrets.bin -key key.bin -directory . -add 90000000 -mode 0"},
+    {"key.bin", "-dcu -app secrets.bin -key key.bin -directory . -add B0000000 -mode 0"},
     {"perso-key blob", "-gpdata secrets.bin d.bin"},
     {"scalar line", "-sign -bin stack.bin -prvk private.pem -v 1 -o s.bin"},
     {"exponent rsa-line", "-signbin -k rsa.pem -f b.bin -o t.bin"},

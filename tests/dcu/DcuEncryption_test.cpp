@@ -10,7 +10,7 @@
 namespace {
 
 const QByteArray keyBytes("0123456789abcdef behind the key");
-constexpr std::uint32_t start = 0x90000010;
+constexpr std::uint32_t start = 0xB0000010;
 
 QByteArray image(int size) {
     QByteArray bytes;

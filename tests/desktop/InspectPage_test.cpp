@@ -68,13 +68,13 @@ TEST(InspectPage, ProvesAnImageWithItsKeyAndNamesTheAreaThatIsWrong) {
     ASSERT_TRUE(page.says(QStringLiteral("Can't be judged: no key given")));
     EXPECT_TRUE(page.line(QStringLiteral("area 5 C")).isValid());
     EXPECT_EQ(page.column("map", 1),
-              QStringList({QStringLiteral("0x08000000"), QStringLiteral("0x08000128"), QStringLiteral("0x08010000"),
+              QStringList({QStringLiteral("0x04000000"), QStringLiteral("0x04000114"), QStringLiteral("0x08010000"),
                            QStringLiteral("0x0801C738"), QStringLiteral("0x08100000")}));
     page.prove();
     ASSERT_TRUE(page.says(QStringLiteral("Proven: 5 tags and 1 digest good")));
     EXPECT_EQ(page.column("checks", 1).count(QStringLiteral("good")), 8);
 
-    ASSERT_TRUE(page.kit.window->openFile(changedCopy(page.kit, image, "changed.tbi", 354 + 40, "x")));
+    ASSERT_TRUE(page.kit.window->openFile(changedCopy(page.kit, image, "changed.tbi", 334 + 40, "x")));
     ASSERT_TRUE(page.says(QStringLiteral("Wrong: area 2 F firmware: tag wrong")));
 }
 
@@ -104,21 +104,21 @@ TEST(InspectPage, ChoosesTheSameInTreeBytesAndMap) {
     page.kit.find<QTabWidget>("tabs")->setCurrentIndex(0);
     auto* bytes = page.kit.find<ByteView>("bytes");
     page.tree()->setCurrentIndex(page.line(QStringLiteral("area 2 F")));
-    EXPECT_EQ(bytes->chosenOffset(), 354);
+    EXPECT_EQ(bytes->chosenOffset(), 334);
     EXPECT_EQ(bytes->chosenSize(), 30 + 51000);
     EXPECT_EQ(page.kit.find<QAbstractItemView>("map")->currentIndex().row(), 2);
 
     // A byte chooses the narrowest thing that it is in: the tag of the second area, which stands behind 14 bytes.
-    page.kit.type("goTo", QStringLiteral("0x17A"));
+    page.kit.type("goTo", QStringLiteral("0x166"));
     QTest::keyClick(page.kit.find("goTo"), Qt::Key_Return);
     EXPECT_EQ(page.tree()->currentIndex().siblingAtColumn(0).data().toString(), QStringLiteral("tag"));
-    EXPECT_EQ(bytes->chosenOffset(), 354 + 14);
+    EXPECT_EQ(bytes->chosenOffset(), 334 + 14);
     EXPECT_EQ(bytes->chosenSize(), 16);
 
     page.kit.find("map")->setFocus();
     QTest::keyClick(page.kit.find("map"), Qt::Key_End);
     EXPECT_EQ(page.tree()->currentIndex(), page.line(QStringLiteral("area 3 F")));
-    EXPECT_EQ(bytes->chosenOffset(), 51384);
+    EXPECT_EQ(bytes->chosenOffset(), 51364);
 }
 
 TEST(InspectPage, ShowsPlainContentsOnlyOfProvenFilesAndWhenAsked) {

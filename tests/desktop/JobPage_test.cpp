@@ -127,7 +127,7 @@ TEST_F(JobPageTest, RunsEveryCommandOfTheReadme) {
 
 TEST_F(JobPageTest, SaysWhatIsWrongWithAValue) {
     folder.write("key15.bin", QByteArray(15, 'k'));
-    folder.write("broken.csv", "RDP,zz\n");
+    folder.write("broken.csv", "START,zz\n");
     folder.write("bare.bin", "code");
     folder.write("bare.kmd", QByteArray("KMDMAGIC") + QByteArray(8, '\0'));
     folder.write("two.hex", ":0100000001FE\n:0110000002ED\n:00000001FF\n");
@@ -160,7 +160,7 @@ TEST_F(JobPageTest, SaysWhatIsWrongWithAValue) {
         {"card", "nonce", "nonce16.bin", "16 bytes"},
         {"card", "firmware-id", "0123456789abcdef", "At most 15 bytes fit, this takes 16."},
         {"card", "firmware-id", "-x", "The tool takes what begins with - for an option."},
-        {"external-memory", "address", "0x90000000", "Where the image is programmed"},
+        {"external-memory", "address", "0xB0000000", "Where the image is programmed"},
         {"external-memory", "application", "key15.bin", "The last 15 bytes become zeros"},
         {"external-memory", "address", "9g", "A hexadecimal number of up to 8 digits is wanted."},
         {"print-image", "image", "secrets.bin", "The tool prints only files whose name ends in .tbi"},
@@ -186,7 +186,7 @@ TEST_F(JobPageTest, ShowsTheFieldsThatCountAndNeedsOnlyThem) {
     EXPECT_TRUE(isShown("diversification"));
     kit.type("external", QStringLiteral("app.bin"));
     EXPECT_TRUE(isShown("external-address") && isShown("external-region") && isShown("external-key-address"));
-    for (const auto& [field, value] : {std::pair("external-address", "0x90000000"),
+    for (const auto& [field, value] : {std::pair("external-address", "0xB0000000"),
                                        {"external-region", "4"},
                                        {"external-mode", "2"},
                                        {"external-key-address", "0x08010000"},
@@ -195,7 +195,7 @@ TEST_F(JobPageTest, ShowsTheFieldsThatCountAndNeedsOnlyThem) {
                                        {"out", "x.tbix"}}) {
         kit.type(field, QLatin1String(value));
     }
-    EXPECT_TRUE(shownLine(kit).endsWith(QLatin1String("-firx app.bin 0x90000000 2 4 0x08010000")))
+    EXPECT_TRUE(shownLine(kit).endsWith(QLatin1String("-firx app.bin 0xB0000000 2 4 0x08010000")))
         << qUtf8Printable(shownLine(kit));
     kit.press("run");
     ASSERT_TRUE(DesktopKit::waitFor([&] { return !page->isBusy(); }));

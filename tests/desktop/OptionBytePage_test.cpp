@@ -48,13 +48,13 @@ TEST(OptionBytePage, EditsOnlyTheNumbersOfChangedWords) {
     chooseWord(kit, 0);
     kit.find("word")->setFocus();
     QTest::keyClick(kit.find("word"), Qt::Key_Tab);
-    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Down);  // the level, from Open to Closed
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Down);  // the level, from Open to Guarded
     chooseWord(kit, 1);
-    QTest::keyClick(kit.find("field.Swap banks"), Qt::Key_Space);
-    kit.type("field.Supply level.number", QStringLiteral("7"));  // a value without a name
-    EXPECT_EQ(kit.find<QComboBox>("field.Supply level")->currentText(), QStringLiteral("Other: 0x7"));
+    QTest::keyClick(kit.find("field.Chime"), Qt::Key_Space);
+    kit.type("field.Pause.number", QStringLiteral("7"));  // a value without a name
+    EXPECT_EQ(kit.find<QComboBox>("field.Pause")->currentText(), QStringLiteral("Other: 0x7"));
     chooseWord(kit, 3);
-    kit.type("field.Last unit", QStringLiteral("0x1f"));
+    kit.type("field.Attempts", QStringLiteral("0x1f"));
     chooseWord(kit, 8);
     kit.find("bits")->setFocus();
     QTest::keyClick(kit.find("bits"), Qt::Key_Home);
@@ -65,8 +65,8 @@ TEST(OptionBytePage, EditsOnlyTheNumbersOfChangedWords) {
     QTest::keyClick(kit.find("word"), Qt::Key_S, Qt::ControlModifier);
 
     QByteArray expected = example;
-    expected.replace("RDP,0xAA", "RDP,0xBB").replace("0x7FEFF800", "0x7FFFFF00");
-    expected.replace("_END,0x00000000", "_END,0x0000001F").replace("SECURITY,0x0", "SECURITY,0x8");
+    expected.replace("PROTECTION,0x500", "PROTECTION,0x600").replace("0x30000210", "0x30002270");
+    expected.replace("RETRIES,0x00000000", "RETRIES,0x0000001F").replace("SEAL,0x0", "SEAL,0x8");
     EXPECT_EQ(kit.folder.read("o.csv"), expected + "VENDOR WORD , 0777\r\n");
     EXPECT_FALSE(kit.window->isWindowModified());
 }
@@ -78,13 +78,13 @@ TEST(OptionBytePage, TakesStepsBackToTheFile) {
     QUndoStack& steps = *kit.window->page()->undoStack();
     chooseWord(kit, 1);
     for (int i = 0; i < 3; ++i) {
-        QTest::keyClick(kit.find("field.Swap banks"), Qt::Key_Space);
+        QTest::keyClick(kit.find("field.Chime"), Qt::Key_Space);
     }
     EXPECT_EQ(steps.count(), 1) << "one field, one step";
-    QTest::keyClick(kit.find("field.Swap banks"), Qt::Key_Space);
+    QTest::keyClick(kit.find("field.Chime"), Qt::Key_Space);
     EXPECT_EQ(steps.count(), 0) << "where it began";
-    QTest::keyClick(kit.find("field.Swap banks"), Qt::Key_Space);
-    kit.type("field.Supply level.number", QStringLiteral("3"));
+    QTest::keyClick(kit.find("field.Chime"), Qt::Key_Space);
+    kit.type("field.Pause.number", QStringLiteral("3"));
     EXPECT_EQ(steps.count(), 2);
 
     // What was typed and not left counts, too, and the line takes it back itself.
@@ -93,22 +93,22 @@ TEST(OptionBytePage, TakesStepsBackToTheFile) {
     QTest::keyClicks(word, QStringLiteral("0"));
     EXPECT_TRUE(kit.window->isWindowModified());
     chooseWord(kit, 0);
-    EXPECT_EQ(word->text(), QStringLiteral("0x000000AA"));
+    EXPECT_EQ(word->text(), QStringLiteral("0x00000500"));
     QTest::keyClick(kit.find("words"), Qt::Key_Z, Qt::ControlModifier);
     QCoreApplication::processEvents();
-    EXPECT_EQ(word->text(), QStringLiteral("0x7FFFF800")) << "the word of the step is shown";
+    EXPECT_EQ(word->text(), QStringLiteral("0x30002210")) << "the word of the step is shown";
     QTest::keyClick(kit.find("words"), Qt::Key_Z, Qt::ControlModifier);
     EXPECT_FALSE(kit.window->isWindowModified());
-    EXPECT_EQ(word->text(), QStringLiteral("0x7FEFF800"));
+    EXPECT_EQ(word->text(), QStringLiteral("0x30000210"));
 
     // The menu leaves the focus in a field, whose entry becomes a step when the focus goes.
     steps.redo();
     chooseWord(kit, 3);
-    kit.find("field.Last unit")->setFocus();
-    QTest::keyClicks(kit.find("field.Last unit"), QStringLiteral("1"));
+    kit.find("field.Attempts")->setFocus();
+    QTest::keyClicks(kit.find("field.Attempts"), QStringLiteral("1"));
     steps.undo();
     QCoreApplication::processEvents();
-    EXPECT_EQ(word->text(), QStringLiteral("0x7FEFF800"));
+    EXPECT_EQ(word->text(), QStringLiteral("0x30000210"));
     EXPECT_TRUE(kit.window->isWindowModified()) << "by the entry";
     steps.undo();
     EXPECT_FALSE(kit.window->isWindowModified());
@@ -117,16 +117,16 @@ TEST(OptionBytePage, TakesStepsBackToTheFile) {
 TEST(OptionBytePage, TellsWhatIsWrongAndChangesNothing) {
     DesktopKit kit;
     begin(kit);
-    const QString path = kit.folder.write("o.csv", "PCROP1A_END,0x00000000\n");
+    const QString path = kit.folder.write("o.csv", "RETRIES,0x00000000\n");
     ASSERT_TRUE(kit.window->openFile(path));
     const struct {
         const char* editor;
         const char* entry;
         const char* reason;
     } rows[] = {
-        {"field.Last unit", "0x10000", "At most 0xFFFF fits."},
-        {"field.Last unit", "12ab", "A number is needed, such as 31 or 0x1F."},
-        {"field.Last unit", "", "A number is needed"},
+        {"field.Attempts", "0x10000", "At most 0xFFFF fits."},
+        {"field.Attempts", "12ab", "A number is needed, such as 31 or 0x1F."},
+        {"field.Attempts", "", "A number is needed"},
         {"word", "0x100000000", "At most 0xFFFFFFFF fits."},
         {"word", "-1", "A hexadecimal number is needed, such as 0x1F."},
     };
@@ -140,13 +140,13 @@ TEST(OptionBytePage, TellsWhatIsWrongAndChangesNothing) {
     }
     EXPECT_EQ(kit.window->page()->undoStack()->count(), 0);
 
-    const QString hostile = kit.folder.write("h.csv", "<b>RDP</b>,0xAA\nUSER,0xGG\n");
+    const QString hostile = kit.folder.write("h.csv", "<b>LAMP</b>,0xAA\nSTART,0xGG\n");
     EXPECT_FALSE(kit.window->openFile(hostile));
     ASSERT_EQ(kit.dialogs.faults.size(), 1);
     EXPECT_TRUE(
-        kit.dialogs.faults.first().contains(QStringLiteral("line 2, column 6: A number of 32 bits is expected")));
+        kit.dialogs.faults.first().contains(QStringLiteral("line 2, column 7: A number of 32 bits is expected")));
     EXPECT_EQ(kit.window->page()->documentName(), QStringLiteral("o.csv"));
-    EXPECT_TRUE(showsText(kit, QStringLiteral("PCROP1A_END")));
+    EXPECT_TRUE(showsText(kit, QStringLiteral("RETRIES")));
 }
 
 TEST(OptionBytePage, LosesNothingUnasked) {
@@ -160,7 +160,7 @@ TEST(OptionBytePage, LosesNothingUnasked) {
     QTest::keyClicks(quick.find("word"), QStringLiteral("B"));
     const auto* remarks = quick.window->page()->findChild<QAbstractItemView*>(QStringLiteral("remarks"));
     ASSERT_TRUE(DesktopKit::waitFor([remarks] { return remarks->model()->rowCount() == 1; }));
-    EXPECT_EQ(quick.find<QLineEdit>("word")->text(), QStringLiteral("0x000000AB")) << "typed before other fields came";
+    EXPECT_EQ(quick.find<QLineEdit>("word")->text(), QStringLiteral("0x0000050B")) << "typed before other fields came";
     EXPECT_TRUE(quick.window->isWindowModified());
 
     DesktopKit kit;
@@ -169,7 +169,7 @@ TEST(OptionBytePage, LosesNothingUnasked) {
     QTest::keyClick(kit.find("device"), Qt::Key_Down);
     EXPECT_EQ(kit.window->page()->documentName(), QStringLiteral("Untitled"));
     chooseWord(kit, 1);
-    QTest::keyClick(kit.find("field.Swap banks"), Qt::Key_Space);
+    QTest::keyClick(kit.find("field.Chime"), Qt::Key_Space);
     kit.press("newTable");  // and give up
     EXPECT_TRUE(kit.window->isWindowModified());
     kit.dialogs.answers = {SaveAnswer::save};
@@ -179,14 +179,14 @@ TEST(OptionBytePage, LosesNothingUnasked) {
     EXPECT_TRUE(kit.window->isWindowModified());
     kit.dialogs.paths = {kit.folder.path("new")};
     QTest::keyClick(kit.find("words"), Qt::Key_S, Qt::ControlModifier);
-    EXPECT_TRUE(kit.folder.read("new.csv").startsWith("RDP,0x000000AA\nUSER,0x7FFFF800\n"));
+    EXPECT_TRUE(kit.folder.read("new.csv").startsWith("PROTECTION,0x00000500\nSTART,0x30002210\n"));
 
     // Somebody else's change of the file is told, and not written over without a question.
-    const QString path = kit.folder.write("new.csv", "RDP,1\n");
+    const QString path = kit.folder.write("new.csv", "PROTECTION,1\n");
     EXPECT_TRUE(DesktopKit::waitFor([&kit] { return showsText(kit, QStringLiteral("holds something else now")); }));
-    QTest::keyClick(kit.find("field.Swap banks"), Qt::Key_Space);
+    QTest::keyClick(kit.find("field.Chime"), Qt::Key_Space);
     EXPECT_FALSE(kit.window->page()->save());
-    EXPECT_EQ(kit.folder.read("new.csv"), "RDP,1\n");
+    EXPECT_EQ(kit.folder.read("new.csv"), "PROTECTION,1\n");
     kit.dialogs.confirmations = {true};
     kit.press("reload");
     EXPECT_EQ(kit.find<QLineEdit>("word")->text(), QStringLiteral("0x00000001"));

@@ -62,9 +62,9 @@ TEST(SecretsPage, CollisionsAreToldAndUndone) {
     EXPECT_EQ(said(kit, "collisions") + said(kit, "missing"), QString());
 
     QTest::keyClick(kit.find("items"), Qt::Key_End, Qt::ControlModifier);
-    kit.type("index", QStringLiteral("200"));
-    EXPECT_EQ(said(kit, "collisions").toStdString(), "Collision: “Storage key” and “Calibration” in 200–203.");
-    EXPECT_EQ(said(kit, "place").toStdString(), "Collides with “Storage key” in words 200–203.");
+    kit.type("index", QStringLiteral("276"));
+    EXPECT_EQ(said(kit, "collisions").toStdString(), "Collision: “Cellar key” and “Calibration” in 276–279.");
+    EXPECT_EQ(said(kit, "place").toStdString(), "Collides with “Cellar key” in words 276–279.");
     EXPECT_TRUE(kit.window->isWindowModified());
     const QString path = kit.folder.path("none.bin");
     kit.dialogs.paths = {path};
@@ -90,14 +90,14 @@ TEST(SecretsPage, CollisionsAreToldAndUndone) {
 
     QTest::keyClick(kit.find("items"), Qt::Key_Home, Qt::ControlModifier);
     kit.press("remove");
-    EXPECT_EQ(said(kit, "missing").toStdString(), "Missing: Product state (12).");
+    EXPECT_EQ(said(kit, "missing").toStdString(), "Missing: Case colour (12).");
     kit.press("add");
-    EXPECT_EQ(said(kit, "missing").toStdString(), "Missing: data of “Product state”.");
+    EXPECT_EQ(said(kit, "missing").toStdString(), "Missing: data of “Case colour”.");
 
     // Another device, whose images have another layout.
     kit.find("device")->setFocus();
     QTest::keyClick(kit.find("device"), Qt::Key_End);
-    EXPECT_TRUE(said(kit, "misplaced").startsWith(QStringLiteral("No place on this device: “Features” (17–18), “P")));
+    EXPECT_TRUE(said(kit, "misplaced").startsWith(QStringLiteral("No place on this device: “Melody” (17–18), “C")));
     kit.type("content", QStringLiteral("0x00000001"));
     kit.press("makeImage");
     EXPECT_TRUE(said(kit, "result").startsWith(QStringLiteral("An image of this device takes word 56 from its first")));
@@ -117,10 +117,10 @@ TEST(SecretsPage, ImagesAreThoseOfTheLibraryAndReadBack) {
 
     kit.dialogs.paths = {kit.folder.path("window.bin")};
     kit.press("readImage");
-    EXPECT_FALSE(shownItems(kit).contains(QStringLiteral("0x00000017"))) << "a secret is shown unasked";
+    EXPECT_FALSE(shownItems(kit).contains(QStringLiteral("0x0000002A"))) << "a secret is shown unasked";
     kit.press("showData");
     EXPECT_EQ(shownItems(kit).section(u'\n', 0, 1).toStdString(),
-              "Product state|12|Words|0x00000017|0x10000000\nFeatures|17–18|Words|0x0000001F80000003|0x00000000");
+              "Case colour|12|Words|0x0000002A|0x10000000\nMelody|17–18|Words|0x0000001F80000003|0x00000000");
     EXPECT_EQ(shownItems(kit).count(u'\n'), 7);
     EXPECT_EQ(made(kit, "again.bin"), image);
 
@@ -142,9 +142,8 @@ TEST(SecretsPage, ImagesAreThoseOfTheLibraryAndReadBack) {
 TEST(SecretsPage, SavingChangesNothingElse) {
     DesktopKit kit;
     QByteArray text = fileContent(QLatin1String(example));
-    text =
-        "\xEF\xBB\xBF" + text.replace("\"Files\"", "\"F\\u0069les\"")
-                             .replace("\"Name\": \"Features\"", "\"y\":[1.0,{\"Name\":\"}\"}],\"N\\u0061me\" : \"a\"");
+    text = "\xEF\xBB\xBF" + text.replace("\"Files\"", "\"F\\u0069les\"")
+                                .replace("\"Name\": \"Melody\"", "\"y\":[1.0,{\"Name\":\"}\"}],\"N\\u0061me\" : \"a\"");
     const QString path = kit.folder.write("secrets.json", text);
     ASSERT_TRUE(openDocument(kit, path));
     ASSERT_TRUE(kit.window->page()->save());

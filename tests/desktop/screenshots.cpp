@@ -52,16 +52,16 @@ void openOptionBytes(DesktopKit& kit, const QString& path) {
 void editOptionBytes(DesktopKit& kit) {
     openOptionBytes(kit, QStringLiteral(QVORA_EXAMPLES "/firmware/option-bytes.csv"));
     QTest::keyClick(kit.find("words"), Qt::Key_Down);
-    QTest::keyClick(kit.find("field.Swap banks"), Qt::Key_Space);
-    kit.find("field.Supply level")->setFocus();
-    QTest::keyClick(kit.find("field.Supply level"), Qt::Key_Down);
-    QTest::keyClick(kit.find("field.Supply level"), Qt::Key_Down);
+    QTest::keyClick(kit.find("field.Chime"), Qt::Key_Space);
+    kit.find("field.Pause")->setFocus();
+    QTest::keyClick(kit.find("field.Pause"), Qt::Key_Down);
+    QTest::keyClick(kit.find("field.Pause"), Qt::Key_Down);
 }
 
 void openStrangeOptionBytes(DesktopKit& kit) {
-    openOptionBytes(kit, kit.folder.write("strange.csv", "USER,0x7FEFF800,LAYOUT,0x00000012\nSECURITY,0x00010004\n"));
+    openOptionBytes(kit, kit.folder.write("strange.csv", "START,0x30000210,EXTRA,0x00000012\nSEAL,0x00010004\n"));
     QTest::keyClick(kit.find("words"), Qt::Key_End);
-    kit.type("field.Hidden sectors", QStringLiteral("0x1FF"));
+    kit.type("field.Seal number", QStringLiteral("0x1FF"));
 }
 
 void openSecrets(DesktopKit& kit) {
@@ -77,7 +77,7 @@ void collideSecrets(DesktopKit& kit) {
     QTest::keyClick(kit.find("items"), Qt::Key_Home, Qt::ControlModifier);
     kit.press("remove");
     QTest::keyClick(kit.find("items"), Qt::Key_End, Qt::ControlModifier);
-    kit.type("index", QStringLiteral("200"));
+    kit.type("index", QStringLiteral("276"));
     kit.press("showData");
 }
 

@@ -105,8 +105,8 @@ TEST(OptionBytes, OpensTheExampleInItsDescription) {
     EXPECT_TRUE(match.remarks.isEmpty());
     EXPECT_EQ(match.registers, QList<qsizetype>({0, 1, 2, 3, 4, 5, 6, 7, 8}));
     const OptionBytes reset = resetOptionBytes(device);
-    EXPECT_TRUE(writeOptionBytes(reset).startsWith("RDP,0x000000AA\nUSER,0x7FEFF800\n"));
-    EXPECT_TRUE(writeOptionBytes(reset).endsWith("\nSECURITY,0x00000000\n"));
+    EXPECT_TRUE(writeOptionBytes(reset).startsWith("PROTECTION,0x00000500\nSTART,0x30000210\n"));
+    EXPECT_TRUE(writeOptionBytes(reset).endsWith("\nSEAL,0x00000000\n"));
     ASSERT_EQ(reset.words.size(), table.words.size());
     for (qsizetype i = 0; i < table.words.size(); ++i) {
         EXPECT_EQ(std::tuple(reset.words[i].label(), reset.words[i].value),

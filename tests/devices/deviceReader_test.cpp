@@ -305,18 +305,18 @@ TEST(DeviceReader, ReadsTheExampleOfOptionBytes) {
     const Device device = example("example-0x455.xml");
     EXPECT_EQ(device.deviceId, 0x455U);
     EXPECT_TRUE(device.description.startsWith(QStringLiteral("Example only: names of registers and fields, their")));
-    ASSERT_EQ(device.memories.size(), 4);
-    EXPECT_EQ(std::tuple(device.memories[2].kind, device.memories[2].address, device.memories[2].writeUnit),
-              std::tuple(MemoryKind::backup, 0x40024000U, 4U));
+    ASSERT_EQ(device.memories.size(), 5);
+    EXPECT_EQ(std::tuple(device.memories[3].kind, device.memories[3].address, device.memories[3].writeUnit),
+              std::tuple(MemoryKind::backup, 0x50000000U, 4U));
     ASSERT_EQ(device.registers.size(), 9);
-    const DeviceRegister& user = device.registers[1];
-    EXPECT_EQ(std::tuple(user.name, user.address, user.size, user.reset),
-              std::tuple(QStringLiteral("USER"), std::nullopt, 4U, 0x7FEFF800U));
-    const DeviceField& start = user.fields[5];
-    EXPECT_EQ(std::tuple(start.name, start.valueIn(user.reset), start.values[1].name),
-              std::tuple(QStringLiteral("Start from"), 3U, QStringLiteral("Loader")));
-    EXPECT_EQ(start.set(user.reset, 0xFFFFFFFD), 0x7DEFF800U);
-    EXPECT_EQ(user.fields[6].access, FieldAccess::readOnly);
+    const DeviceRegister& lamp = device.registers[1];
+    EXPECT_EQ(std::tuple(lamp.name, lamp.address, lamp.size, lamp.reset),
+              std::tuple(QStringLiteral("START"), std::nullopt, 4U, 0x30000210U));
+    const DeviceField& start = lamp.fields[5];
+    EXPECT_EQ(std::tuple(start.name, start.valueIn(lamp.reset), start.values[1].name),
+              std::tuple(QStringLiteral("Start from"), 0U, QStringLiteral("Spare program")));
+    EXPECT_EQ(start.set(lamp.reset, 0xFFFFFFFD), 0x30040210U);
+    EXPECT_EQ(lamp.fields[6].access, FieldAccess::readOnly);
     EXPECT_EQ(std::tuple(device.parameters.otpLayout, device.parameters.externalRegions[1].number),
               std::tuple(OtpLayout::none, 1U));
 }
@@ -324,9 +324,9 @@ TEST(DeviceReader, ReadsTheExampleOfOptionBytes) {
 TEST(DeviceReader, ReadsTheExampleOfFuses) {
     const Device device = example("example-0x505.xml");
     EXPECT_EQ(std::tuple(device.deviceId, device.parameters.otpLayout), std::tuple(0x505U, OtpLayout::records));
-    const FuseWords& key = device.fuses.words[9];
+    const FuseWords& key = device.fuses.words[10];
     EXPECT_EQ(std::tuple(key.index, key.count, key.protection, key.mayBeLeftOut),
-              std::tuple(196U, 8U, 0x14400000U, true));
+              std::tuple(272U, 8U, 0x15000000U, true));
     EXPECT_FALSE(device.fuses.words[0].mayBeLeftOut);
     // The words are those that a secrets image of the device can have.
     const TempFolder folder;

@@ -255,7 +255,7 @@ TEST(ElfReader, AgreesWithObjcopy) {
     FileLoadContext context;
     const FileELF* const file = read(context, path);
     ASSERT_NE(file, nullptr);
-    EXPECT_EQ(segmentText(*file), "8000000:" + folder.read("out.bin").toHex().toStdString());
+    EXPECT_EQ(segmentText(*file), "4000000:" + folder.read("out.bin").toHex().toStdString());
     EXPECT_TRUE(std::any_of(file->symbols.begin(), file->symbols.end(),
                             [](const ElfSymbolRecord& symbol) { return symbol.name == "main"; }));
 }

@@ -28,7 +28,7 @@ TEST(BackupGenerator, ListsDocumentAndImage) {
         "0 Protection : |0     [Lock]      : 0x1FF|0     [CID]       : 0x00|0     [EncWrap]   : 0x00|"
         "0     [KeySel]    : 0x00|0     [KeySize]   : 0x00|0     [Algorithm] : 0x01|0     [Nonce]     : ./n.bin|"
         "0     [HDPL]      : 0x01|0|2PVS Backup generation SUCCESS|0\nParse PVS Backup image:|0  Segment 1/1     |"
-        "0       Offset         : 0x00000020|0       Protection     : 0xF0080000|0       Data Size      : 0x20\n");
+        "0       Offset         : 0x00000020|0       Protection     : 0xF0480000|0       Data Size      : 0x20\n");
 }
 
 TEST(BackupGenerator, TakesOtherShapesAsEmptyAndRefusesDepth) {

@@ -17,7 +17,7 @@ TEST(InspectInstallImage, IsShown) {
     const Inspection external = inspectBytes(kitMake(kitExternalImage()), "\x1b[31m\xe2\x80\xae.tbi", {});
     EXPECT_EQ(external.text("show").substr(0, 24), "\\u{1b}[31m\\u{202e}.tbi: ");
     EXPECT_NE(external.text("show").find(
-                  "0x90000000-0x9000001F  48 bytes, region mode 2, region number 5, key address 0x08001000\n"),
+                  "0xB0000000-0xB000001F  48 bytes, region mode 2, region number 5, key address 0x08001000\n"),
               std::string::npos);
 }
 
@@ -26,12 +26,12 @@ TEST(InspectInstallImage, IsProvenByItsKey) {
     EXPECT_EQ(inspection.faults(), "");
     const std::string text = inspection.text("verify");
     EXPECT_EQ(text.substr(text.find('\n') + 1),
-              "area 1 O 0x0FFD0100 16 bytes: tag good, form of the content good\n"
+              "area 1 O 0x10000100 16 bytes: tag good, form of the content good\n"
               "area 2 m 0x08010000 11 bytes: tag good, form of the content good\n"
               "area 3 M 0x08010000 40 bytes: tag good\n"
-              "area 4 E 0x90000000 48 bytes: tag good, region key good\n"
+              "area 4 E 0xB0000000 48 bytes: tag good, region key good\n"
               "area 5 P 0x0800F000 8 bytes: tag good, part and area count good\n"
-              "area 6 e 0x90000000 32 bytes: tag good, region key good\n"
+              "area 6 e 0xB0000000 32 bytes: tag good, region key good\n"
               "area 7 H 0x00000000 32 bytes: tag good, digest good\n"
               "area 8 C 0x00000000 0 bytes: tag good\n"
               "a.tbi: rules of the format good, IVs all different good\n"

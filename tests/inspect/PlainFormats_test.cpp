@@ -29,7 +29,7 @@ QByteArray secretsRecords() {
 QByteArray provisioning(bool hasHeader, bool hasDigest) {
     const QByteArray payload = secret + "payload";
     const QByteArray body = (hasDigest ? kitSha256(payload) : QByteArray()) + payload;
-    return (hasHeader ? words({0x0FFD0100, static_cast<std::uint32_t>(body.size()), 1}) : QByteArray()) + body;
+    return (hasHeader ? words({0x10000100, static_cast<std::uint32_t>(body.size()), 1}) : QByteArray()) + body;
 }
 
 QByteArray password() {
@@ -60,9 +60,9 @@ TEST(InspectPlainFormats, AreShownWithoutTheirSecrets) {
          "record 2  at 12  16 bytes, otp 176, protection word 0x00000000\n"
          "record 3  at 36   4 bytes, otp 180, protection word 0x00000000\n"},
         {provisioning(true, true), "a.x", nullptr,
-         "a.x: provisioning file by content, 67 bytes, destination address 0x0FFD0100, body size 55, encryption flag "
+         "a.x: provisioning file by content, 67 bytes, destination address 0x10000100, body size 55, encryption flag "
          "1, payload digest (32 bytes)\n"
-         "payload 1  at 12  0x0FFD0100-0x0FFD0136  23 bytes\n"},
+         "payload 1  at 12  0x10000100-0x10000136  23 bytes\n"},
         {provisioning(false, true), "a.x", nullptr,
          "a.x: provisioning file by content, 55 bytes, payload digest (32 bytes)\n"
          "payload 1  at 0  23 bytes\n"},

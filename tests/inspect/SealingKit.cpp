@@ -117,23 +117,23 @@ KitImage kitExternalImage() {
     KitImage image;
     image.protocol = 2;
     QByteArray descriptor;
-    appendU32(descriptor, 0x90000000);
+    appendU32(descriptor, 0xB0000000);
     appendU32(descriptor, 2);
     appendU32(descriptor, 5);
     appendU32(descriptor, 0x08001000);
     QByteArray block;
-    appendU32(block, 0x0FFD0100);
+    appendU32(block, 0x10000100);
     appendU32(block, 4);
     appendU32(block, 0);
     QByteArray partEnd;
     appendU32(partEnd, 1);
     appendU32(partEnd, 3);
-    image.areas = {{'O', 0x0FFD0100, block + "data", {}, {}, {}, {}, {}},
+    image.areas = {{'O', 0x10000100, block + "data", {}, {}, {}, {}, {}},
                    {'m', 0x08010000, QByteArray::fromHex("01000000") + "licence", {}, {}, {}, {}, {}},
                    {'M', 0x08010000, QByteArray(40, 'm'), {}, {}, {}, {}, {}},
-                   {'E', 0x90000000, QByteArray(32, 'e'), descriptor, {}, {}, {}, kitKey},
+                   {'E', 0xB0000000, QByteArray(32, 'e'), descriptor, {}, {}, {}, kitKey},
                    {'P', 0x0800F000, partEnd, {}, {}, {}, {}, {}},
-                   {'e', 0x90000000, QByteArray(16, 'x'), descriptor, {}, {}, {}, kitKey}};
+                   {'e', 0xB0000000, QByteArray(16, 'x'), descriptor, {}, {}, {}, kitKey}};
     image.areas.push_back(kitHash(image.areas));
     image.areas.push_back({'C', 0, {}, {}, {}, {}, {}, {}});
     return image;
@@ -171,7 +171,7 @@ KitImage kitProvisioningImage() {
     appendU32(record, 4);
     image.areas = {{'S', 0, QByteArray(24, 's'), {}, {}, {}, {}, {}},
                    {'F', 0x08000000, QByteArray(16, 'f'), {}, {}, {}, {}, {}},
-                   {'B', 0x40024000, record + "data", {}, {}, {}, {}, {}}};
+                   {'B', 0x50000000, record + "data", {}, {}, {}, {}, {}}};
     return image;
 }
 

@@ -65,18 +65,18 @@ Given personalization() {
     return made;
 }
 
-// The bytes 0 to 63 at 0x9000ABE0 under kitKey, as the tool encrypts them.
+// The bytes 0 to 63 at 0xB000ABE0 under kitKey, as the tool encrypts them.
 Given memory(std::uint32_t mode) {
     const char* const images[] = {
         "9266f8a57cb701645ada93b0edb2895a927d05c7e6c773678f5c4e3d158ce22d"
         "f69afc64bfef187077c297eb27eddac6d4eb80bdc4246e54e3cbc4ab1887d75b",
-        "1faa007c9a118fba89a2025c574368b65597222e18e6828f4042caa2e070030d"
-        "2fdc21223f9d597caa842cf8b3c22be4a3032aadcc4db3a09dd88c0052176926",
+        "578ce5baf01dd57a70bb14f2c28c43553018a4842675af0fe31c2de2800ff63c"
+        "4fc08591cf255c45b4aaf543526b5930e27d7fa62232d57f41daabab5c8c8534",
         "351f4710ea2027f2479070043e94a7bce520b06f2f9d184a2fabd8b1af19aeb0"
         "a332b2fdc83378e824f09a0d03b62c00d173184f8e64cf40ac8298783719d7e4"};
     Given made = given("Encrypted_Image.bin", QByteArray::fromHex(images[std::min(mode, 2U)]));
     made.as = "memoryImage";
-    made.memory = inspect::MemoryUse{0x9000ABE0, mode};
+    made.memory = inspect::MemoryUse{0xB000ABE0, mode};
     made.app = QByteArray(64, '\0');
     std::iota(made.app->begin(), made.app->end(), '\0');
     return made;

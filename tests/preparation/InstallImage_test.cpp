@@ -38,7 +38,7 @@ FileTBI moduleOf(const std::vector<TbiArea>& areas) {
 /// One of everything, and how to hand it over.
 struct Everything {
     FileTBI xtbi = moduleOf({{0, 0, "payload,", 0, "first,", 0, {}, 0}, {0, 0, {}, 0, "last", 0, {}, 0}});
-    FileOBK obk{{fileTypeObk, 1, {segment(0, "obk data")}}, {0x00, 0x10, 0x00, 0x0C, 8, 0, 0, 0, 1, 0, 0, 0}};
+    FileOBK obk{{fileTypeObk, 1, {segment(0, "obk data")}}, {0x00, 0x10, 0x00, 0x10, 8, 0, 0, 0, 1, 0, 0, 0}};
     FileData keyArea{0, 1, {segment(0, words({1, 2}))}};
     FileData diversification{0, 1, {segment(0, words({3}))}};
     FileData module{0, 1, {segment(0x99, QByteArray("KMDMAGIC") + words({0x08100000}) + "code")}};
@@ -46,7 +46,7 @@ struct Everything {
     FileMCSV mcsv{{}, {{1, 0x08300000, 3, 3, 2, "lic", "id", "mod", {}}}};
     FileData firmware{0, 3, {segment(0x08001000, "second"), segment(0x08000000, "first"), segment(0x08000800, "")}};
     FileData external{0, 1, {segment(0x70000100, "external")}};
-    FileECSV ecsv{{}, {{0, 0x90000000, 3, 0, 2, 4, 1, 0x08003000, {}, "id", "ext", {}}}};
+    FileECSV ecsv{{}, {{0, 0xB0000000, 3, 0, 2, 4, 1, 0x08003000, {}, "id", "ext", {}}}};
     FileData optionBytes{0, 1, {segment(0, words({4}))}};
     InstallImageContent content{&xtbi,
                                 {nullptr, &obk},
@@ -93,7 +93,7 @@ TEST(InstallImage, HoldsEveryAreaInOrder) {
     };
     const DecryptedAreas expected{
         {'S', 0, {}, "header,first,payload,last"},
-        {'O', 0x0C001000, {}, words({0x0C001000, 8, 1}) + "obk data"},
+        {'O', 0x10001000, {}, words({0x10001000, 8, 1}) + "obk data"},
         {'K', 0, {}, words({1, 2})},
         {'R', 0, {}, words({3})},
         {'M', 0x08100000, {}, QByteArray("KMDMAGIC") + words({0x08100000}) + "code"},
@@ -104,8 +104,8 @@ TEST(InstallImage, HoldsEveryAreaInOrder) {
         {'F', 0x08000000, {}, "first"},
         {'F', 0x08001000, {}, "second"},
         {'E', 0x70000100, words({0x70000100, 3, 7, 0x08002000}), "external" + regionKey(7)},
-        {'m', 0x90000000, {}, words({2}) + "id"},
-        {'e', 0x90000000, words({0x90000000, 1, 4, 0x08003000}), "ext" + regionKey(4)},
+        {'m', 0xB0000000, {}, words({2}) + "id"},
+        {'e', 0xB0000000, words({0xB0000000, 1, 4, 0x08003000}), "ext" + regionKey(4)},
         {'H', 0, {}, {}},
         {'C', 0, {}, words({4})},
     };

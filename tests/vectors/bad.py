@@ -157,7 +157,7 @@ def side_files_rows(good):
         Row("order", "structure", ORDER,
             f.make_area_image(with_areas(image, [areas[-1], *areas[:-1]]))),
         Row("data-address", "content", "an O area goes to the address in its block",
-            f.make_area_image(with_content(image, provisioning, address=0x0FFD0300))),
+            f.make_area_image(with_content(image, provisioning, address=0x10000300))),
         Row("data-size", "content", "an O area's size is that of its data", f.make_area_image(with_content(
             image, provisioning, plain=with_bytes(areas[provisioning - 1].plain, 4, f.u32(6))))),
         Row("table-empty", "structure", "tables are 32-bit words",
@@ -307,7 +307,7 @@ def data_rows(good):
     payload, data = good.made.details["payload"], good.made.data
 
     def file(**changes):
-        return f.provisioning_file(payload, 0x0FFD0100, 1, True, **changes)
+        return f.provisioning_file(payload, 0x10000100, 1, True, **changes)
     size = len(data) - 12
     return [
         Row("size-small", "structure", "the size and 12 are the file's length", file(size=size - 1)),

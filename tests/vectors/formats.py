@@ -344,7 +344,7 @@ class BackupRecord:
     own_size: int = None
 
     # Where examples/backup/backup.json puts the fields.
-    positions = {"lock": 0x1C, "wrap": 0x16, "key_size": 0x1A, "algorithm": 0x13}
+    positions = {"lock": 0x1C, "wrap": 0x1A, "key_size": 0x18, "algorithm": 0x13}
 
     @property
     def protection(self):

@@ -54,8 +54,8 @@ class Vector:
 
 KEY = fixed("key", 16)
 NONCE = fixed("nonce", 12)
-OPTION_BYTES = "RDP,0xAA,USER,0x7FEFF800\n"
-OPTION_WORDS = f.words(0xAA, 0x7FEFF800)
+OPTION_BYTES = "PROTECTION,0x500,START,0x30000210\n"
+OPTION_WORDS = f.words(0x500, 0x30000210)
 
 
 def firmware(*segments):
@@ -103,9 +103,9 @@ def install_images():
 
 def install_parts():
     areas, options, inputs = firmware((0x08000000, 333), (0x08000400, 40))
-    block = f.words(0x0FFD0100, 40, 1)
+    block = f.words(0x10000100, 40, 1)
     data = fixed("provisioning data", 40)
-    areas.insert(0, f.Area("O", 0x0FFD0100, block + data))
+    areas.insert(0, f.Area("O", 0x10000100, block + data))
     return install("install-parts", "Three parts for a device with 256 bytes of RAM", areas,
                    " -obkeys data.obk" + options + " -rs 256 -ct 0x20000000", inputs | {"data.obk": block + data},
                    device="0x450", arrange=lambda areas: f.in_parts(areas, 30, 256, 0x20000000))
@@ -136,9 +136,9 @@ def install_parts_ends():
 def install_side_files():
     module = packaged_module()
     first, second = (f.words(address, len(data), flag) + data for address, data, flag in
-                     ((0x0FFD0100, fixed("first data", 5), 1), (0x0FFD0200, b"", 0)))
+                     ((0x10000100, fixed("first data", 5), 1), (0x10000200, b"", 0)))
     firmware_areas, options, inputs = firmware((0x08000000, 32))
-    areas = [f.Area("S", 0, module), f.Area("O", 0x0FFD0100, first), f.Area("O", 0x0FFD0200, second),
+    areas = [f.Area("S", 0, module), f.Area("O", 0x10000100, first), f.Area("O", 0x10000200, second),
              f.Area("K", 0, f.words(0x200, 0x08010000)), f.Area("R", 0, f.words(1, 0xFFFFFFFF, 3, 0x10)),
              *firmware_areas]
     return install("install-side-files", "Packaged module, provisioning data, key area table, diversification", areas,
@@ -171,23 +171,23 @@ def install_modules():
 def install_external():
     data, code, module = (fixed(name, size) for name, size in (("data", 40), ("code", 24), ("external module", 33)))
     firmware_areas, options, inputs = firmware((0x08000000, 32))
-    regions = [(0x90000000, 2, 0, 0x08010000, data), (0x90001000, 3, 5, 0x08010010, code)]
+    regions = [(0xB0000000, 2, 0, 0x08010000, data), (0xB0001000, 3, 5, 0x08010010, code)]
     areas = (firmware_areas + f.external_areas(KEY, NONCE, "E", regions)
-             + [f.Area("m", 0x90002000, f.u32(2) + b"Product-1")]
-             + f.external_areas(KEY, NONCE, "e", [(0x90002000, 1, 4, 0x08010020, module)]))
+             + [f.Area("m", 0xB0002000, f.u32(2) + b"Product-1")]
+             + f.external_areas(KEY, NONCE, "e", [(0xB0002000, 1, 4, 0x08010020, module)]))
     return install("install-external", "External memory: regions 0, 5 and 4, each with its key", areas,
-                   options + " -firx data.bin 0x90000000 2 0 0x08010000 -firx code.bin 0x90001000 3 5 0x08010010"
+                   options + " -firx data.bin 0xB0000000 2 0 0x08010000 -firx code.bin 0xB0001000 3 5 0x08010010"
                    " -ecsv modules.ecsv",
                    inputs | {"data.bin": data, "code.bin": code, "module.bin": module,
-                             "modules.ecsv": b"./module.bin,Product-1,0x90002000,4,1,0x08010020\n"}, protocol=2)
+                             "modules.ecsv": b"./module.bin,Product-1,0xB0002000,4,1,0x08010020\n"}, protocol=2)
 
 
 def install_external_parts():
     data = fixed("data", 40)
     firmware_areas, options, inputs = firmware((0x08000000, 150))
-    areas = firmware_areas + f.external_areas(KEY, NONCE, "E", [(0x90000000, 2, 0, 0x08010000, data)])
+    areas = firmware_areas + f.external_areas(KEY, NONCE, "E", [(0xB0000000, 2, 0, 0x08010000, data)])
     return install("install-external-parts", "Parts with second blocks, for a device with 224 bytes of RAM", areas,
-                   options + " -firx data.bin 0x90000000 2 0 0x08010000 -rs 224 -ct 0x20000000",
+                   options + " -firx data.bin 0xB0000000 2 0 0x08010000 -rs 224 -ct 0x20000000",
                    inputs | {"data.bin": data}, device="0x480", protocol=2,
                    arrange=lambda areas: f.in_parts(areas, 46, 224, 0x20000000))
 
@@ -244,7 +244,7 @@ def payloads():
 
 
 def provisioning_image(id, comment, version, blob, records):
-    base = 0x40024000
+    base = 0x50000000
     areas = [f.Area("S", 0, blob)] + [f.Area("B", base + record.offset, record.bytes) for record in records]
     image = f.AreaImage(KEY, NONCE, version, areas, b"PVSMAGIC", kind=f.PROVISIONING)
     made = f.make_area_image(image)
@@ -269,8 +269,8 @@ def provisioning_images():
 
 def backup_document(records):
     def protection(record):
-        values = {"Lock": (0x1C, record.lock), "CID": (0x10, 0), "EncWrap": (0x16, record.wrap), "KeySel": (0x18, 0),
-                  "KeySize": (0x1A, record.key_size), "Algorithm": (0x13, record.algorithm)}
+        values = {"Lock": (0x1C, record.lock), "CID": (0x1D, 0), "EncWrap": (0x1A, record.wrap), "KeySel": (0x10, 0),
+                  "KeySize": (0x18, record.key_size), "Algorithm": (0x13, record.algorithm)}
         fields = {name: {"BitOffset": hex(offset), "BitWidth": "0x3", "BitValue": hex(value), "PossibleValues": {}}
                   for name, (offset, value) in values.items()}
         if record.nonce:
@@ -292,7 +292,7 @@ def backups():
 # Provisioning data files
 
 def template(parameters, output, header=True, digest=False, authentication=False):
-    place = "<ObDestAddress>0x0FFD0100</ObDestAddress><DoEncryption>1</DoEncryption>" if header else ""
+    place = "<ObDestAddress>0x10000100</ObDestAddress><DoEncryption>1</DoEncryption>" if header else ""
     return ('<?xml version="1.0" encoding="UTF-8"?>\n<Root>\n<Obdata>\n'
             f"<Info><Title>Vector</Title>{place}<GlobalAlign>16</GlobalAlign></Info>\n"
             + ("<Hash/>\n" if digest else "") + ("<DA/>\n" if authentication else "") + parameters
@@ -324,15 +324,15 @@ def provisioning_files():
     file_content = fixed("file", 20)
     numbers = f.padded(f.padded(NUMBER_BYTES, 16) + file_content, 16)
     inputs = {"key.bin": file_content}
-    yield provisioning("data", "Without digest", f.provisioning_file(numbers, 0x0FFD0100, 1, False), ".obk", NUMBERS,
+    yield provisioning("data", "Without digest", f.provisioning_file(numbers, 0x10000100, 1, False), ".obk", NUMBERS,
                        inputs)
-    yield provisioning("data-digest", "With digest", f.provisioning_file(numbers, 0x0FFD0100, 1, True), ".obk", NUMBERS,
+    yield provisioning("data-digest", "With digest", f.provisioning_file(numbers, 0x10000100, 1, True), ".obk", NUMBERS,
                        inputs, digest=True)
     yield provisioning("data-body", "Template without address: digest and payload alone",
                        f.provisioning_body(numbers, True), ".bin", NUMBERS, inputs, digest=True, header=False)
     authentication = f.authentication_payload(PASSWORD, f.u32(0x11) + f.permission_mask("22114433") + bytes(12))
     yield provisioning("data-authentication", "Debug authentication: digest of the password, then permissions",
-                       f.provisioning_file(authentication, 0x0FFD0100, 1, False), ".obk", AUTHENTICATION, {},
+                       f.provisioning_file(authentication, 0x10000100, 1, False), ".obk", AUTHENTICATION, {},
                        authentication=True)
     made = f.password_file(PASSWORD)
     yield Vector("password", "passwordFile", "The password beside a debug authentication file", made,

@@ -1,7 +1,7 @@
 """python3 device.py FOLDER: opens every golden vector of FOLDER as a device would, or refuses it.
 
-Written from docs/formats.md and docs/vectors.md alone, by somebody who had seen neither the tool nor the program that
-makes the vectors: it shares nothing with them, so that a sentence of those pages that misleads shows here. An opener
+It follows docs/formats.md and docs/vectors.md alone and shares nothing with the tool or with the program that makes
+the vectors, so that a misleading sentence of those pages shows here. An opener
 takes the bytes of the files and the facts that a device knows for itself (key, nonce, binding), and gives what the
 files hold or raises Refused. It makes three passes, in this order: structure, which takes no key, tags, content.
 Nothing leaves it before all three are through.

@@ -65,7 +65,7 @@ int CommandLineTool::run(int argc, char** argv) {
     wipeFreedOpensslMemory();
     const QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("QVORA Sealed Bundle Builder"));
-    QCoreApplication::setApplicationVersion(QStringLiteral(QVORA_VERSION));
+    QCoreApplication::setApplicationVersion(QStringLiteral("2.19.0"));
     QCoreApplication::setOrganizationName(QStringLiteral("Veltrane"));
     Display::getInstance()->callback = displayCallback;
     preparation.setDisplayCallback(displayCallback);

@@ -34,6 +34,20 @@ else()
   add_link_options(-Wl,-z,relro -Wl,--as-needed)
 endif()
 
+# Every build writes the source that names its release and commit. Only main sources use it, so that a commit costs no
+# more than to link them again.
+set(build_version ${PROJECT_BINARY_DIR}/buildVersion.cpp)
+add_custom_target(build-version BYPRODUCTS ${build_version}
+  COMMAND ${CMAKE_COMMAND} -DSOURCE=${PROJECT_SOURCE_DIR} -DRELEASE=${PROJECT_VERSION} -DOUTPUT=${build_version}
+          -P ${PROJECT_SOURCE_DIR}/cmake/writeBuildVersion.cmake VERBATIM)
+
+# name_build(target): gives a program its buildVersion.
+function(name_build target)
+  target_sources(${target} PRIVATE ${build_version})
+  set_source_files_properties(${build_version} PROPERTIES GENERATED ON SKIP_PRECOMPILE_HEADERS ON SKIP_AUTOMOC ON)
+  add_dependencies(${target} build-version)
+endfunction()
+
 # Headers that most sources of a kind include are parsed once. A source still includes what it uses: scripts/check builds
 # with QVORA_PRECOMPILE off.
 #

@@ -3,6 +3,7 @@
 #include "desktop/MainWindow.h"
 #include "desktop/Settings.h"
 #include "desktop/jobFile.h"
+#include "display/buildVersion.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -16,7 +17,7 @@ namespace {
 void nameApplication() {
     QCoreApplication::setOrganizationName(QStringLiteral("QVORA"));
     QCoreApplication::setApplicationName(QStringLiteral("QVORA Sealed Bundle Builder"));
-    QCoreApplication::setApplicationVersion(QStringLiteral(QVORA_VERSION));
+    QCoreApplication::setApplicationVersion(QString::fromLatin1(buildVersion));
 }
 
 QString toolPath() {

@@ -1,3 +1,4 @@
+#include "display/buildVersion.h"
 #include "inspect/commandLine.h"
 
 #include <QCoreApplication>
@@ -35,6 +36,6 @@ int main(int argc, char** argv) {
     }
     const QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("qvora-inspect"));
-    QCoreApplication::setApplicationVersion(QStringLiteral(QVORA_VERSION));
+    QCoreApplication::setApplicationVersion(QString::fromLatin1(buildVersion));
     return inspect::run(QCoreApplication::arguments());
 }

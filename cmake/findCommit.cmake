@@ -1,0 +1,27 @@
+# find_commit(source commit date): the first 12 digits of the commit that a source tree is at, and its day as YYYYMMDD.
+# "-changed" follows the digits if files differ from that commit. An exported archive has both in commit.txt. A tree
+# without either is at commit "unknown" of day 00000000.
+function(find_commit source commit_variable date_variable)
+  file(STRINGS ${source}/cmake/commit.txt exported LIMIT_COUNT 1)
+  set(changed "")
+  if(exported MATCHES "Format")
+    set(exported "")
+    if(EXISTS ${source}/.git)
+      execute_process(COMMAND git -C ${source} log -1 "--format=%H %cs" OUTPUT_VARIABLE exported
+                      OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
+      execute_process(COMMAND git -C ${source} --no-optional-locks diff --quiet HEAD -- RESULT_VARIABLE differs ERROR_QUIET)
+      if(differs EQUAL 1)
+        set(changed -changed)
+      endif()
+    endif()
+  endif()
+  if(exported MATCHES "^([0-9a-f]+) ([0-9]+)-([0-9]+)-([0-9]+)$")
+    set(date ${CMAKE_MATCH_2}${CMAKE_MATCH_3}${CMAKE_MATCH_4})
+    string(SUBSTRING ${CMAKE_MATCH_1} 0 12 commit)
+  else()
+    set(commit unknown)
+    set(date 00000000)
+  endif()
+  set(${commit_variable} ${commit}${changed} PARENT_SCOPE)
+  set(${date_variable} ${date} PARENT_SCOPE)
+endfunction()

@@ -1,0 +1,8 @@
+# Writes the source that defines buildVersion, if it has changed:
+# cmake -DSOURCE=tree -DRELEASE=2.20.0 -DOUTPUT=file.cpp -P writeBuildVersion.cmake
+include(${SOURCE}/cmake/findCommit.cmake)
+find_commit(${SOURCE} commit date)
+file(CONFIGURE OUTPUT ${OUTPUT} CONTENT "#include \"display/buildVersion.h\"
+
+const char buildVersion[] = \"@RELEASE@ (@commit@)\";
+" @ONLY)

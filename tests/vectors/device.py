@@ -559,10 +559,10 @@ def open_memory(files, facts):
 
 # Checker
 
-OPENERS = {"installImage": open_install, "pvsImage": open_provisioning, "updateImage": open_update,
-           "pvsPayload": open_payload, "backupImage": open_backup, "provisioningFile": open_data,
+OPENERS = {"installImage": open_install, "provisioningImage": open_provisioning, "updateImage": open_update,
+           "provisioningPayload": open_payload, "backupImage": open_backup, "provisioningFile": open_data,
            "passwordFile": open_password, "signedImage": open_signed, "wirelessBinary": open_wireless,
-           "personalizationData": open_personalization, "wirelessKeyFiles": open_key_files, "memoryCipher": open_memory}
+           "personalizationData": open_personalization, "wirelessKeyFile": open_key_files, "memoryImage": open_memory}
 SECRET_HEX = ("key", "nonce", "deviceBinding")
 # A good vector that has one of these must be compared in it; so no opener can pass by giving nothing.
 MUST = {"areas", "records", "groups", "plaintext", "payload", "digest", "password", "modulus", "r2", "exponent",

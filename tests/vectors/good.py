@@ -231,7 +231,7 @@ def payload(id, comment, protocol, binding, binding_file):
     made = f.provisioning_payload(KEY, NONCE16, binding, protocol, BLOB)
     made.details["deviceBinding"] = binding
     name = "oem.pem" if protocol == 1 else "oem.bin"
-    return Vector(id, "pvsPayload", comment, made, {".pvs": made.data},
+    return Vector(id, "provisioningPayload", comment, made, {".pvs": made.data},
                   f"-pvs -b secrets.bin -pk {name} -k key.bin -n nonce.bin -o payload.pvs",
                   {"secrets.bin": BLOB, name: binding_file, "key.bin": KEY, "nonce.bin": NONCE16}, ["payload.pvs"],
                   image={"key": KEY, "nonce": NONCE16, "binding": binding, "protocol": protocol, "blob": BLOB})
@@ -252,7 +252,7 @@ def provisioning_image(id, comment, version, blob, records):
     if records:
         inputs["backup.bin"] = b"".join(record.bytes for record in records)
     backup = f" -backup backup.bin 0x{base:08X}" if records else ""
-    return Vector(id, "pvsImage", comment, made, {".pvs": made.data},
+    return Vector(id, "provisioningImage", comment, made, {".pvs": made.data},
                   f"-pvs-tbi -b secrets.bin{backup} -k key.bin -n nonce.bin -iv {version} -o image.pvs", inputs,
                   ["image.pvs"], image=image)
 
@@ -349,7 +349,7 @@ def memory_images():
     for mode, (name, start) in enumerate((("normal", 0x90ABCDE0), ("fast", 0x90ABCDE4), ("noekeon", 0xFFFFFFE0))):
         made = memory_image(KEY, start, mode, app)
         made.details = {"key": KEY} | made.details
-        yield Vector(f"memory-{name}", "memoryCipher", f"Mode {mode}: three groups, four bytes dropped", made,
+        yield Vector(f"memory-{name}", "memoryImage", f"Mode {mode}: three groups, four bytes dropped", made,
                      {".bin": made.data}, f"-dcu -app app.bin -key key.bin -directory . -add {start:08X} -mode {mode}",
                      {"app.bin": app, "key.bin": KEY}, ["Encrypted_Image.bin"])
 
@@ -396,7 +396,7 @@ def wireless():
                  {"private.pem": f.pem_of_private(key), "binary.bin": binary}, ["signed.bin"])
     names = ["private.pem", "public.pem", "key.c", "key.py", "key.txt"]
     made = f.Made(details=f.key_details(key))
-    yield Vector("wireless-keys", "wirelessKeyFiles", "A fixed pair in the five forms", made, f.key_files(key),
+    yield Vector("wireless-keys", "wirelessKeyFile", "A fixed pair in the five forms", made, f.key_files(key),
                  "-keygen -k private.pem public.pem -f key.c key.py key.txt", {}, names, judge=judge_key_files)
 
 

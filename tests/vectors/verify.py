@@ -7,13 +7,9 @@ import subprocess
 import sys
 import tempfile
 
-# The opener's name of each format, and the suffixes of the files that are asked for.
-FORMATS = {"installImage": ("installImage", ".tbi .tbix"), "updateImage": ("updateImage", ".tbuh"),
-           "pvsPayload": ("provisioningPayload", ".pvs"), "pvsImage": ("provisioningImage", ".pvs"),
-           "backupImage": ("backupImage", ".bin"), "provisioningFile": ("provisioningFile", ".obk .bin"),
-           "passwordFile": ("passwordFile", ".bin"), "memoryCipher": ("memoryImage", ".bin"),
-           "signedImage": ("signedImage", ".bin"), "personalizationData": ("personalizationData", ".bin"),
-           "wirelessBinary": ("wirelessBinary", ".bin"), "wirelessKeyFiles": ("wirelessKeyFile", ".c .py .txt")}
+# The suffixes of the files that are asked for, by the format.
+SUFFIXES = {"installImage": ".tbi .tbix", "updateImage": ".tbuh", "provisioningPayload": ".pvs", "provisioningImage": ".pvs",
+            "provisioningFile": ".obk .bin", "wirelessKeyFile": ".c .py .txt"}
 SCRIPT = pathlib.Path(__file__).resolve().parents[2] / "scripts/vectors"
 PLAIN = {"backupImage", "passwordFile"}
 
@@ -41,7 +37,7 @@ def options_of(vector, base, folder):
         path.write_bytes(content)
         path.chmod(0o600)
         options += [f"--{name}", path]
-    if vector["format"] == "memoryCipher":
+    if vector["format"] == "memoryImage":
         options += ["--address", vector["startAddress"], "--mode", str(vector["mode"])]
     return options
 
@@ -79,17 +75,17 @@ def judge_all(folder, opener):
     vectors = {path.stem: json.loads(path.read_text()) for path in pathlib.Path(folder).glob("*.json")}
     faults = []
     for name, vector in sorted(vectors.items()):
-        format_name, suffixes = FORMATS[vector["format"]]
+        format_name, suffixes = vector["format"], SUFFIXES.get(vector["format"], ".bin")
         base = vectors[vector.get("base", name)]
         # Whether a file was made with a digest stands outside the file.
         if vector.get("hasDigest", base.get("hasDigest")):
             format_name = "hashedProvisioningFile"
         with tempfile.TemporaryDirectory() as work:
             options = ["--as", format_name, *options_of(vector, base, pathlib.Path(work))]
-            if vector["format"] == "wirelessKeyFiles":
+            if vector["format"] == "wirelessKeyFile":
                 options += ["--public", pathlib.Path(folder) / f"{name}-public.pem"]
             paths = [pathlib.Path(folder) / entry["name"] for entry in vector["files"]]
-            if vector["format"] == "memoryCipher":
+            if vector["format"] == "memoryImage":
                 paths = whole_groups(paths, options, pathlib.Path(work))
             for path in paths:
                 if path.suffix in suffixes.split():

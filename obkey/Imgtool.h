@@ -30,8 +30,8 @@ class Imgtool {
 /// Shows what imgtool said, beside an error whose text doesn't tell it.
 void showImgtoolAnswer(const QByteArray& output);
 
-/// The bytes of the C array that imgtool prints for a key. `output` may end its lines with LF or CRLF. Empty if there
-/// is no array.
+/// The bytes of the C array that imgtool prints for a key. Empty unless `output` is such an array from its first to its
+/// last character.
 [[nodiscard]] QByteArray imgtoolArrayBytes(const QByteArray& output);
 
 /// Makes a long argument (255 characters or more) an extended-length path of Windows, with doubled separators.

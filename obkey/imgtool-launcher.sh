@@ -1,12 +1,14 @@
 #!/bin/sh
 # Stands where the tool looks for imgtool and starts the one that is found on the PATH.
 #
-# Public releases of imgtool differ from the program that the tool talks to in three places, bridged here:
+# Public releases of imgtool differ from the program that the tool talks to in four places, bridged here:
 #
 #   keygen -e FILE   isn't known: the public key is taken out of the private one afterwards, as PEM
 #   getpriv --raw    isn't known: the bare private number is printed, in the layout of imgtool's C arrays
 #   sign, create     say "image.py: sign the payload" (or "digest") though all went well; the tool takes any output
 #                    for a failure, so that one line is left out of a successful run
+#   getpub, getpriv  may print a warning of Python on standard error; the tool takes nothing but the array for a key,
+#                    so that a successful run keeps standard error to itself
 #
 # Everything else passes through as it is.
 set -u
@@ -109,6 +111,17 @@ sign_image() {
     exit "$status"
 }
 
+# The key itself goes straight to standard output, past this shell.
+print_key() {
+    { errors=$({ "$program" "$@" 2>&1 >&3 3>&-; printf '\n%d' "$?"; } | head -c 1000000); } 3>&1
+    status=${errors##*"
+"}
+    case $status in '' | *[!0-9]*) status=1 ;; esac
+    [ "$status" -eq 0 ] || printf '%s' "${errors%"
+"*}" >&2
+    exit "$status"
+}
+
 has_raw_option() {
     for argument in "$@"; do
         [ "$argument" != --raw ] || return 0
@@ -119,7 +132,8 @@ has_raw_option() {
 case ${1-} in
     keygen) make_key_pair "$@" ;;
     sign | create) sign_image "$@" ;;
-    getpriv) if has_raw_option "$@"; then print_raw_private_key "$@"; else exec "$program" "$@"; fi ;;
+    getpriv) if has_raw_option "$@"; then print_raw_private_key "$@"; else print_key "$@"; fi ;;
+    getpub) print_key "$@" ;;
     *) exec "$program" "$@" ;;
 esac
 

@@ -1,33 +1,69 @@
 #include "obkey/generateKeyPair.h"
 
 #include "display/Display.h"
+#include "files/FileHandle.h"
+#include "files/outputFile.h"
+#include "files/wipe.h"
 
 #include <QDateTime>
 #include <QFile>
 #include <QFileInfo>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cstdio>
+
 namespace {
 
+/// Copies a key to a new file that nobody but its owner may read.
+bool copyKey(const QByteArray& path, const QString& copyPath) {
+    constexpr qsizetype pieceSize = qsizetype{64} << 10;
+    const FileHandle key(open(path.constData(), O_RDONLY | O_CLOEXEC));
+    struct stat status {};
+    if (!key.isOpen() || fstat(key.get(), &status) != 0) {
+        return false;
+    }
+    QByteArray piece(pieceSize, '\0');
+    const WipeOnExit wipePiece(piece);
+    const auto copy = [&](const PieceWriter& write) {
+        ssize_t count = 0;
+        do {
+            count = key.read(piece.data(), static_cast<std::size_t>(piece.size()));
+        } while (count > 0 && write(QByteArrayView(piece).first(count)));
+        return count == 0;
+    };
+    const bool isWritable = (status.st_mode & S_IWUSR) != 0;
+    return replaceFileBy(copyPath, copy, isWritable ? FileAccess::ownerReadsAndWrites : FileAccess::ownerReads) ==
+           ReplaceResult::done;
+}
+
 /// Moves an older key out of the way of a new one, under a name that is free. There it stays whatever comes of the new
-/// one: a script that finds a key at the path must not take the older one for it.
-void keepOldKey(const QString& path) {
+/// one: a script that finds a key at the path must not take the older one for it. A key that can't be moved, such as
+/// one that is mounted by itself, is copied. False if that fails too: imgtool would write over the only copy.
+bool keepOldKey(const QString& path) {
     const QString stamp = QDateTime::currentDateTime().toString(QStringLiteral("_dd.MM.yyyy_hh_mm_ss"));
     const QString stem = path + stamp;
     QString kept = stem + QStringLiteral(".bak");
     for (int count = 2; QFile::exists(kept); ++count) {
         kept = stem + QLatin1Char('_') + QString::number(count) + QStringLiteral(".bak");
     }
-    if (QFile::rename(path, kept)) {
+    // QFile's own rename would copy where the system refuses, and give the copy the permissions of any new file.
+    const QByteArray oldName = QFile::encodeName(path);
+    if (std::rename(oldName.constData(), QFile::encodeName(kept).constData()) == 0) {
         displayMessage(MessageKind::grey, "Rename file is succeeded \n");
+        return true;
     }
+    return copyKey(oldName, kept);
 }
 
 }  // namespace
 
 void generateKeyPair(const QString& keyPath, const QString& keyType, Imgtool& imgtool) {
     const QString path = QString(keyPath).replace(QLatin1Char('\\'), QLatin1Char('/'));
-    if (QFileInfo(path).isFile()) {
-        keepOldKey(path);
+    if (QFileInfo(path).isFile() && !keepOldKey(path)) {
+        reportError("Key Generation Failed \n");
+        return;
     }
     const QString publicPath = path.chopped(std::min<qsizetype>(4, path.size())) + QStringLiteral("_pub.pem");
     const QStringList arguments = {QStringLiteral("keygen"),

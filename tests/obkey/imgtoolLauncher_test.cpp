@@ -1,10 +1,12 @@
 #include "obkey/generateKeyPair.h"
 #include "tests/obkey/TemplateRun.h"
 #include "tests/support/outsideTool.h"
+#include "tests/support/ownProcess.h"
 
 #include <QDir>
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -105,6 +107,66 @@ TEST(ImgtoolLauncher, KeyPairAndRawKey) {
     Imgtool none(QStringLiteral("none"));
     generateKeyPair(run.folder.path("new2.pem"), QString(), none);
     EXPECT_EQ(capture.texts(), std::vector<std::string>{"Error: Key Generation Failed \n"});
+}
+
+// Where an old key can't be renamed it is copied, or imgtool isn't started.
+TEST(ImgtoolLauncher, AnOldKeyIsNeverLost) {
+    struct Row {
+        const char* name;
+        mode_t keyMode, folderMode;
+        bool isMounted;
+        mode_t keptMode;  ///< 0: nothing is kept and nothing made
+    };
+    const Row rows[] = {
+        {"moved with its mode", 0644, 0700, false, 0644},
+        {"read-only folder", 0600, 0555, false, 0},
+        {"mounted, for everybody", 0644, 0700, true, 0600},
+        {"mounted, read-only", 0444, 0700, true, 0400},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        LauncherRun run;
+        QDir(run.folder.path("")).mkdir(QStringLiteral("keys"));
+        const QByteArray old(100000, 'o');
+        const QByteArray key = run.folder.write("keys/root.pem", old).toUtf8();
+        const QByteArray place = run.folder.path("keys").toUtf8();
+        chmod(key.constData(), row.keyMode);
+        chmod(place.constData(), row.folderMode);
+        std::vector<std::string> messages = {"Rename file is succeeded \n", "SUCCESS Key Generation \n"};
+        if (row.isMounted) {
+            messages.erase(messages.begin());
+        } else if (row.keptMode == 0) {
+            messages = {"Error: Key Generation Failed \n"};
+        }
+        const int status = inOwnProcess([&] {
+            if (row.isMounted) {
+                ownMounts();
+                if (mount(key.constData(), key.constData(), nullptr, MS_BIND, nullptr) != 0) {
+                    _exit(childSkipped);
+                }
+            }
+            if (row.keptMode == 0) {
+                chmod(run.folder.path("").toUtf8().constData(), 0755);
+                dropRoot();
+            }
+            const MessageCapture capture;
+            generateKeyPair(QString::fromUtf8(key), QStringLiteral("ecdsa-p256"), run.imgtool);
+            return capture.texts() == messages;
+        });
+        chmod(place.constData(), 0700);
+        if (status == childSkipped) {
+            continue;
+        }
+        EXPECT_EQ(status, 0);
+        EXPECT_EQ(fileContent(QString::fromUtf8(key)) == old, row.keptMode == 0);
+        const QFileInfoList kept = QDir(QString::fromUtf8(place)).entryInfoList({QStringLiteral("root.pem_*.bak")});
+        ASSERT_EQ(kept.size(), row.keptMode == 0 ? 0 : 1);
+        struct stat file {};
+        if (row.keptMode != 0 && stat(qUtf8Printable(kept.first().filePath()), &file) == 0) {
+            EXPECT_EQ(file.st_mode & 07777, row.keptMode);
+            EXPECT_EQ(fileContent(kept.first().filePath()), old);
+        }
+    }
 }
 
 // Whatever else is printed before, within or after an array, it is no key.

@@ -12,7 +12,7 @@ struct ObkeyBodies {
     /// What alignment counts with. It wraps, and isn't the size of mainBody: text, for one, doesn't move it.
     std::uint16_t runningSize = 0;
     QString outputPath;
-    bool hasPrivateKey = false;
+    bool holdsSecret = false;  ///< a private key, or a password in clear text
 
     /// Gives both bodies room for a parameter of `size` bytes and the padding around it, so that nothing that is
     /// appended leaves a copy in memory. False if there is no memory for that.

@@ -104,6 +104,10 @@ QString invalidDocumentMessage(QString fault, qint64 line) {
     return QStringLiteral("XML document is invalid! Error type: \"") + fault + QStringLiteral(".\"");
 }
 
+bool reportTooLarge() {
+    return reportError("XML document is invalid! A template may have 8 MiB at most.");
+}
+
 bool reportInvalid(const QString& fault, qint64 line) {
     return reportError("%s ", qUtf8Printable(invalidDocumentMessage(fault, line)));
 }
@@ -148,6 +152,29 @@ QDomNode firstChildPastComments(const QDomNode& node) {
 
 }  // namespace
 
+bool validateTemplateText(const QByteArray& text) {
+    if (text.size() > maxTemplateSize) {
+        return reportTooLarge();
+    }
+    const qsizetype firstBreak = text.indexOf('\n');
+    const qsizetype lineEnd = firstBreak < 0 ? text.size() : firstBreak + 1;
+    if (!hasDeclaration(text.first(lineEnd))) {
+        return reportError("XML document is invalid! xml version is wrong or missing");
+    }
+    // Messages count lines as a file in text mode has them: a carriage return alone ends none.
+    QByteArray lines = text.sliced(lineEnd);
+    lines.replace("\r", "");
+    const LongTags longTags = findLongTags(lines);
+    if (longTags.comparisons <= mostComparisons) {
+        QXmlStreamReader reader(lines);
+        readThrough(reader);
+        if (reader.hasError()) {
+            return reportInvalid(reader.errorString(), reader.lineNumber());
+        }
+    }
+    return longTags.firstLine == 0 || reportInvalid(QStringLiteral("A tag is too long."), longTags.firstLine);
+}
+
 bool validateTemplate(const QString& templatePath, const QString& xsdPath, QByteArray& text) {
     if (!QFile(xsdPath).open(QIODevice::ReadOnly | QIODevice::Text)) {
         return reportError(
@@ -158,27 +185,13 @@ bool validateTemplate(const QString& templatePath, const QString& xsdPath, QByte
     QByteArray whole;
     const bool isRead = file.open(QIODevice::ReadOnly) && readUpTo(file, maxTemplateSize, whole);
     if (!isRead && file.error() == QFileDevice::NoError) {
-        return reportError("XML document is invalid! A template may have 8 MiB at most.");
+        return reportTooLarge();
     }
     if (!isRead) {
         return reportError("XML document is invalid! Please insert a valid one.");
     }
-    const qsizetype firstBreak = whole.indexOf('\n');
-    const qsizetype lineEnd = firstBreak < 0 ? whole.size() : firstBreak + 1;
-    if (!hasDeclaration(whole.first(lineEnd))) {
-        return reportError("XML document is invalid! xml version is wrong or missing");
-    }
-    const QByteArray rest = whole.sliced(lineEnd);
-    const LongTags longTags = findLongTags(rest);
-    if (longTags.comparisons <= mostComparisons) {
-        QXmlStreamReader reader(rest);
-        readThrough(reader);
-        if (reader.hasError()) {
-            return reportInvalid(reader.errorString(), reader.lineNumber());
-        }
-    }
-    if (longTags.firstLine != 0) {
-        return reportInvalid(QStringLiteral("A tag is too long."), longTags.firstLine);
+    if (!validateTemplateText(whole)) {
+        return false;
     }
     text = whole;
     return true;

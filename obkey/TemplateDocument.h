@@ -28,6 +28,9 @@ struct TemplateDocument {
 /// `text` gets the template.
 [[nodiscard]] bool validateTemplate(const QString& templatePath, const QString& xsdPath, QByteArray& text);
 
+/// The same for the text of a template: that it is well-formed and within the limits of one.
+[[nodiscard]] bool validateTemplateText(const QByteArray& text);
+
 /// The tree of a template, given by its text or by its path, without a message.
 [[nodiscard]] TemplateDocument documentOf(const QByteArray& text);
 [[nodiscard]] TemplateDocument openDocument(const QString& templatePath);

@@ -106,6 +106,8 @@ bool appendText(const ObkeySurroundings& surroundings, ObkeyParam& param, ObkeyB
         return false;
     }
     bodies.mainBody.append(text);
+    // With debug authentication the file has nothing but the digest of it.
+    bodies.holdsSecret = bodies.holdsSecret || !surroundings.daMode;
     return writePasswordFile(surroundings.params, surroundings.xmlFolder);
 }
 
@@ -244,7 +246,8 @@ void closePayload(const ObdataTemplate& obdata, ObkeyBodies& bodies) {
     }
 }
 
-/// Whether nothing that will be written takes the place of a file that is read. Asked before the first file is written.
+/// Whether nothing that will be written takes the place of a file that is read, or of the other output. Asked before
+/// the first file is written.
 bool checkOutputs(const ObkeySurroundings& surroundings, const QString& templatePath) {
     QStringList inputs(templatePath);
     QStringList outputs;
@@ -265,12 +268,17 @@ bool checkOutputs(const ObkeySurroundings& surroundings, const QString& template
                                qUtf8Printable(output));
         }
     }
+    // A template has one Output and one Text at most.
+    if (outputs.size() == 2 && isSameFile(outputs.first(), outputs.last())) {
+        return reportError("Fail OBkey Generation: the output %s and the password file are one file",
+                           qUtf8Printable(outputs.first()));
+    }
     return true;
 }
 
 bool writeObkey(const ObkeyBodies& bodies, const QByteArray& bytes) {
     const QString& path = bodies.outputPath;
-    const FileAccess access = bodies.hasPrivateKey ? FileAccess::ownerOnly : FileAccess::asUsual;
+    const FileAccess access = bodies.holdsSecret ? FileAccess::ownerOnly : FileAccess::asUsual;
     return reportReplacement(replaceFile(path, bytes, access), path,
                              {"Fail OBkey Generation The %s already Opened \n",
                               " OBkey Generation Failed %s is already opened or save error \n"});

@@ -129,7 +129,7 @@ bool appendPrivateKey(const ObkeySurroundings& surroundings, const ObkeyParam& p
         }
         return reportError("%s", takesPublic ? "Fail Public Key Generation \n" : "Fail Private Key Generation \n");
     }
-    bodies.hasPrivateKey = bodies.hasPrivateKey || !takesPublic;
+    bodies.holdsSecret = bodies.holdsSecret || !takesPublic;
     if (surroundings.daMode) {
         if (key.size() > pointHeaderSize) {
             bodies.mainBody.append(QByteArrayView(key).sliced(pointHeaderSize));

@@ -3,6 +3,7 @@
 #include "display/Display.h"
 #include "files/outputFile.h"
 #include "files/readExactly.h"
+#include "obkey/TemplateDocument.h"
 #include "obkey/xmlText.h"
 
 #include <QBitArray>
@@ -240,6 +241,10 @@ void rewriteTemplateValues(const QList<ObkeyParam>& params, const QString& xmlPa
         values.append({param.name, param.value});
     }
     setTemplateValues(values, bytes);
+    // The next run has to accept what this one leaves.
+    if (!validateTemplateText(bytes)) {
+        return;
+    }
     // The provisioning file stands whatever comes of its template.
     static_cast<void>(reportReplacement(
         replaceFile(xmlPath, bytes), xmlPath,
@@ -258,7 +263,7 @@ bool saveConfiguration(const McubootConfig& config) {
                                : TemplateValue{param.name, param.value, param.enable});
     }
     setTemplateValues(values, bytes);
-    return reportReplacement(
-        replaceFile(config.xmlPath, bytes), config.xmlPath,
-        {"Save Configuration File Failed %s is already Opened \n", " Save Configuration XML File Failed %s \n"});
+    return validateTemplateText(bytes) && reportReplacement(replaceFile(config.xmlPath, bytes), config.xmlPath,
+                                                            {"Save Configuration File Failed %s is already Opened \n",
+                                                             " Save Configuration XML File Failed %s \n"});
 }

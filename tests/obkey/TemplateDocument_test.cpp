@@ -1,7 +1,11 @@
 #include "obkey/readObdata.h"
 #include "tests/obkey/TemplateRun.h"
 
+#include <QXmlStreamReader>
+
 #include <gtest/gtest.h>
+
+#include <random>
 
 namespace {
 
@@ -72,6 +76,38 @@ TEST(TemplateDocument, WhatIsNoTemplateIsRefused) {
                                    "Error: XML document is invalid! A template may have 8 MiB at most.",
                                    "Error: The XML Template file \"no.xsd\" is missing! Please check your QVORA Seal "
                                    "Bundle Builder installation folder."}));
+}
+
+// The reader of a file in text mode is the judge of where a fault is.
+TEST(TemplateDocument, LinesAreThoseOfAFileInTextMode) {
+    const QByteArrayList pieces = {"<A>", "</A>", "<B/>", "x",   "&",   "\r", "\r\n",
+                                   "\n",  "\n\r", "<!--", "-->", "]]>", "\t"};
+    std::minstd_rand random(29);
+    int faults = 0;
+    for (int i = 0; i < 400; ++i) {
+        QByteArray text = QByteArray(declaration).replace("\n", i % 2 == 0 ? "\r\n" : "\n") + "<Root>";
+        for (unsigned count = random() % 12; count > 0; --count) {
+            text += pieces[random() % static_cast<unsigned>(pieces.size())];
+        }
+        TemplateRun run;
+        QFile file(run.folder.write("t.xml", text + "</Root>"));
+        ASSERT_TRUE(file.open(QIODevice::ReadOnly | QIODevice::Text));
+        file.readLine();
+        QXmlStreamReader judge(&file);
+        while (!judge.atEnd()) {
+            judge.readNext();
+        }
+        const MessageCapture capture;
+        EXPECT_EQ(run.engine.validateTemplate(file.fileName(), run.schema), !judge.hasError());
+        if (judge.hasError() && !judge.errorString().startsWith(QLatin1String("Premature"))) {
+            ++faults;
+            ASSERT_EQ(capture.texts().size(), 1U);
+            EXPECT_NE(capture.texts()[0].find(" line: " + std::to_string(judge.lineNumber() + 1) + ","),
+                      std::string::npos)
+                << text.toHex(' ').constData();
+        }
+    }
+    EXPECT_GT(faults, 100);
 }
 
 TEST(TemplateDocument, TheRootIsFoundBehindTheDeclarationOnly) {

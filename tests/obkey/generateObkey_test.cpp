@@ -161,11 +161,29 @@ TEST(GenerateObkey, OnlyTheDigestOutlivesAJob) {
 TEST(GenerateObkey, SecretsAreTheOwnersAndInputsStay) {
     TemplateRun run;
     run.folder.write("a.pem", "PRIVATE");
-    const QByteArray head = elements(
-        "Info;GlobalAlign=1\nText;Name=t;Width=9;MinWidth=1;Default=abc\nFile;Name=f;Align=1;KeyType=k;Default=a.pem");
-    EXPECT_TRUE(run.generate(obdata(head + elements("Output;Default=o.bin"))));
-    for (const char* const secret : {"o.bin", "password.bin"}) {
-        EXPECT_EQ(QFile::permissions(run.folder.path(secret)) & QFile::Permissions(0x0077), QFile::Permissions());
+    const QByteArray info = "Info;GlobalAlign=1\n";
+    const QByteArray password = "Text;Name=t;Width=9;MinWidth=1;Default=abc\n";
+    const QByteArray key = "File;Name=f;Align=1;KeyType=k;Default=a.pem\n";
+    const auto isPrivate = [&run](const char* name) {
+        return (QFile::permissions(run.folder.path(name)) & QFile::Permissions(0x0077)) == QFile::Permissions();
+    };
+    const std::pair<QByteArray, bool> contents[] = {
+        {key, true}, {password, true}, {"DA\n" + password, false}, {"", false}};
+    for (const auto& [content, holdsSecret] : contents) {
+        QFile::remove(run.folder.path("o.bin"));
+        EXPECT_TRUE(run.generate(obdata(elements(info + content + "Output;Default=o.bin"))));
+        EXPECT_EQ(isPrivate("o.bin"), holdsSecret) << content.constData();
+    }
+    EXPECT_TRUE(isPrivate("password.bin"));
+    // The output and the password file must not be one file, whatever name leads there.
+    QFile::remove(run.folder.path("password.bin"));
+    QFile::remove(run.folder.path("o.bin"));
+    QFile::link(run.folder.path("password.bin"), run.folder.path("link.bin"));
+    for (const char* const name : {"password.obk", "./password.bin", "link.bin"}) {
+        const MessageCapture capture;
+        EXPECT_FALSE(run.generate(obdata(elements(info + password + "Output;Default=" + name))));
+        EXPECT_EQ(capture.texts().size(), 1U);
+        EXPECT_FALSE(QFile::exists(run.folder.path("password.bin"))) << name;
     }
     run.folder.write("password.bin", "raw");
     run.folder.write("a.bin", "raw");

@@ -85,3 +85,39 @@ TEST(TemplateWriteBack, EveryKindStoresWhatWasUsed) {
     EXPECT_EQ(run.folder.read("template.xml"), after);
     EXPECT_EQ(run.folder.read("o.bin"), "\1\2\3k");
 }
+
+// What is written back has to be a template that the next run accepts: here it is just one, or one too many.
+TEST(TemplateWriteBack, NoTemplateGrowsBeyondItsLimits) {
+    const QByteArray element = "<A><Name>n</Name></A>";
+    const QByteArray value = "<Value>1</Value>\r\n\t\t";
+    const qsizetype room = (8 << 20) - templateText(element + "<!---->" + value).size();
+    const std::pair<QByteArray, std::string> rows[] = {
+        {QByteArray("<a/>").repeated(20000 - 4), ""},
+        {QByteArray("<a/>").repeated(20000 - 3),
+         "Error: XML document is invalid at line: 3, error type: \" There are too many elements. \"The tag mentioned "
+         "may be a strange tag or even an existent one with wrong order, please refer to documentation to be able to "
+         "fix the issue.  "},
+        {"<!--" + QByteArray(room, 'x') + "-->", ""},
+        {"<!--" + QByteArray(room + 1, 'x') + "-->",
+         "Error: XML document is invalid! A template may have 8 MiB at most."},
+    };
+    for (const auto& [filling, fault] : rows) {
+        const TempFolder folder;
+        const QByteArray text = templateText(element + filling);
+        const QByteArray edited = fault.empty() ? templateText("<A><Name>n</Name>" + value + "</A>" + filling) : text;
+        ObkeyParam param;
+        param.name = QStringLiteral("n");
+        param.value = QStringLiteral("1");
+        McubootParam option;
+        option.name = param.name;
+        option.value = param.value;
+        McubootConfig config;
+        config.params.append(option);
+        config.xmlPath = folder.write("image.xml", text);
+        const MessageCapture capture;
+        rewriteTemplateValues({param}, folder.write("t.xml", text));
+        EXPECT_EQ(saveConfiguration(config), fault.empty());
+        EXPECT_TRUE(folder.read("t.xml") == edited && folder.read("image.xml") == edited) << fault;
+        EXPECT_EQ(capture.texts(), std::vector<std::string>(fault.empty() ? 0 : 2, fault));
+    }
+}

@@ -4,7 +4,9 @@
 #include "files/wipe.h"
 
 #include <QFileInfo>
+
 #include <algorithm>
+#include <cstdlib>
 
 namespace {
 
@@ -55,12 +57,36 @@ bool takeByte(QByteArrayView& rest, QByteArray& bytes) {
     return true;
 }
 
+/// Takes the card's PIN out of the environment while another program starts. The entry itself stays where it is, so
+/// that no copy of it is made.
+class WithoutPin {
+  public:
+    WithoutPin() {
+        if (char* const pin = std::getenv(name.data())) {
+            entry_ = pin - name.size() - 1;
+            unsetenv(name.data());
+        }
+    }
+    ~WithoutPin() {
+        if (entry_ != nullptr) {
+            putenv(entry_);
+        }
+    }
+    WithoutPin(const WithoutPin&) = delete;
+    WithoutPin& operator=(const WithoutPin&) = delete;
+
+  private:
+    static constexpr QByteArrayView name{"QVORA_HSM_PIN"};
+    char* entry_ = nullptr;
+};
+
 }  // namespace
 
 ImgtoolAnswer Imgtool::run(const QStringList& arguments) {
     ImgtoolAnswer answer;
     process_.setProcessChannelMode(QProcess::MergedChannels);
     if (process_.state() == QProcess::NotRunning) {
+        const WithoutPin withoutPin;
         process_.start(imgtoolPath_, arguments, QIODevice::ReadWrite);
     }
     // Nobody is there to answer a question: one that reads its input meets the end of it.

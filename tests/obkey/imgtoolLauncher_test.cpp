@@ -206,6 +206,17 @@ TEST(ImgtoolLauncher, AWarningBesideAKeyIsKeptBack) {
     }
 }
 
+TEST(ImgtoolLauncher, ThePinOfTheCardIsNotHandedOn) {
+    LauncherRun run;
+    qputenv("QVORA_HSM_PIN", "1234");
+    qputenv("IMGTOOL_FAULT", "env; exit");
+    const ImgtoolAnswer answer = run.imgtool.run(words("verify a"));
+    qunsetenv("IMGTOOL_FAULT");
+    EXPECT_TRUE(answer.output.contains("IMGTOOL_RECORD=") && !answer.output.contains("1234\n"));
+    EXPECT_EQ(qgetenv("QVORA_HSM_PIN"), "1234");
+    qunsetenv("QVORA_HSM_PIN");
+}
+
 TEST(ImgtoolLauncher, SaysWhatIsMissing) {
     LauncherRun run;
     EXPECT_TRUE(run.imgtool.run(words("getpriv --minimal --raw -k nowhere.pem"))

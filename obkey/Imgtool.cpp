@@ -2,10 +2,13 @@
 
 #include "display/Display.h"
 #include "files/wipe.h"
+#include "obkey/Interruption.h"
 
+#include <QFile>
 #include <QFileInfo>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdlib>
 
 namespace {
@@ -57,6 +60,22 @@ bool takeByte(QByteArrayView& rest, QByteArray& bytes) {
     return true;
 }
 
+/// Ends a process and those that it started, such as the imgtool of a launcher, which would go on writing.
+void killTree(qint64 process) {
+    const auto id = static_cast<pid_t>(process);
+    ::kill(id, SIGSTOP);  // so that it starts no more of them
+    QFile children(QStringLiteral("/proc/%1/task/%1/children").arg(process));
+    if (children.open(QIODevice::ReadOnly)) {
+        for (const QByteArray& child : children.readAll().split(' ')) {
+            const qint64 childId = child.toLongLong();
+            if (childId > 0) {
+                killTree(childId);
+            }
+        }
+    }
+    ::kill(id, SIGKILL);
+}
+
 /// Takes the card's PIN out of the environment while another program starts. The entry itself stays where it is, so
 /// that no copy of it is made.
 class WithoutPin {
@@ -94,10 +113,13 @@ ImgtoolAnswer Imgtool::run(const QStringList& arguments) {
     if (!process_.waitForStarted(-1)) {
         return answer;
     }
-    while (process_.bytesAvailable() <= maxOutput && process_.waitForReadyRead(-1)) {
+    constexpr int patience = 100;  // milliseconds until an interruption is seen
+    const auto goesOn = [this] { return process_.bytesAvailable() <= maxOutput && !Interruption::isPending(); };
+    while (process_.state() == QProcess::Running && goesOn()) {
+        process_.waitForReadyRead(patience);
     }
-    if (process_.bytesAvailable() > maxOutput) {
-        process_.kill();
+    if (process_.state() == QProcess::Running) {
+        killTree(process_.processId());
     }
     process_.waitForFinished(-1);
     answer.ended = process_.state() == QProcess::NotRunning;

@@ -2,6 +2,8 @@
 
 #include "display/Display.h"
 #include "files/outputFile.h"
+#include "obkey/Interruption.h"
+#include "obkey/KeptOutput.h"
 #include "obkey/LinkedTemplate.h"
 #include "obkey/templatePaths.h"
 #include "obkey/templateWriteBack.h"
@@ -149,7 +151,7 @@ bool mayWriteImage(const McubootConfig& config, const QStringList& keyPaths, con
 }
 
 ImageResult appendOutput(const McubootConfig& config, const McubootParam& param, const QStringList& keyPaths,
-                         QStringList& arguments) {
+                         QStringList& arguments, QString& outputPath) {
     if (!param.outputValue) {
         reportError("The Output of the template has no Value, the path of the image to write.");
         return parameterFault;
@@ -160,11 +162,12 @@ ImageResult appendOutput(const McubootConfig& config, const McubootParam& param,
         return parameterFault;
     }
     arguments.append(path);
+    outputPath = path;
     return imageDone;
 }
 
-/// The arguments of imgtool; records behind the first `Output` don't count.
-ImageResult composeArguments(McubootConfig& config, QStringList& arguments) {
+/// The arguments of imgtool, and the path of its output; records behind the first `Output` don't count.
+ImageResult composeArguments(McubootConfig& config, QStringList& arguments, QString& outputPath) {
     LinkedTemplates linkedTemplates;
     QStringList keyPaths;  // files behind an option; the firmware has none and may be written over
     if (config.command) {
@@ -172,7 +175,7 @@ ImageResult composeArguments(McubootConfig& config, QStringList& arguments) {
     }
     for (McubootParam& param : config.params) {
         if (param.kind == outputKind) {
-            return appendOutput(config, param, keyPaths, arguments);
+            return appendOutput(config, param, keyPaths, arguments, outputPath);
         }
         const qsizetype before = arguments.size();
         const ImageResult result = appendParam(config, param, linkedTemplates, arguments);
@@ -287,15 +290,8 @@ ImgtoolAnswer runLogged(Imgtool& imgtool, QStringList arguments) {
     return answer;
 }
 
-}  // namespace
-
-int generateImage(Imgtool& imgtool, McubootConfig& config) {
-    QStringList arguments;
-    const ImageResult composed = composeArguments(config, arguments);
-    if (composed != imageDone) {
-        return composed;
-    }
-    const ImgtoolAnswer answer = runLogged(imgtool, arguments);
+/// Whether imgtool made the image; if not, the fault is reported.
+ImageResult judge(const McubootConfig& config, const ImgtoolAnswer& answer) {
     if (answer.ended && !checkVersions(config)) {
         return imgtoolFault;
     }
@@ -307,6 +303,33 @@ int generateImage(Imgtool& imgtool, McubootConfig& config) {
         reportError("Fail to Generate Image\n\nImgtool :%s ",
                     qUtf8Printable(faultOf(QString::fromLocal8Bit(answer.output))));
         return imgtoolFault;
+    }
+    return imageDone;
+}
+
+}  // namespace
+
+int generateImage(Imgtool& imgtool, McubootConfig& config) {
+    QStringList arguments;
+    QString outputPath;
+    const ImageResult composed = composeArguments(config, arguments, outputPath);
+    if (composed != imageDone) {
+        return composed;
+    }
+    // imgtool writes the output in place: its disk may be full, or this run may be interrupted.
+    const Interruption interruption;
+    KeptOutput output(outputPath);
+    if (!output.keep()) {
+        return processFault;
+    }
+    const ImgtoolAnswer answer = runLogged(imgtool, arguments);
+    const ImageResult result = judge(config, answer);
+    if (result != imageDone) {
+        output.putBack();
+        if (answer.failed) {
+            output.removeNew();
+        }
+        return result;
     }
     if (!saveConfiguration(config)) {
         return templateNotUpdated;

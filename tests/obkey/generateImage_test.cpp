@@ -1,9 +1,16 @@
 #include "obkey/readMcuboot.h"
 #include "obkey/tagChecks.h"
 #include "tests/obkey/TemplateRun.h"
+#include "tests/support/ownProcess.h"
+
+#include <QDir>
+#include <QThread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <csignal>
 
 namespace {
 
@@ -139,6 +146,119 @@ TEST(GenerateImage, LogAndWriteBack) {
     ASSERT_EQ(run.generate(elements(output)), 6);
     EXPECT_EQ(run.folder.read("Veltrane/QVORAFlashDesk/imgtool-command.log"),
               QByteArray(TEST_FILES "imgtool-stand-in.sh") + " /./o.bin\n\rsaid");
+}
+
+// imgtool writes in place. What was there before comes back unless the whole run succeeds.
+TEST(GenerateImage, AnOlderImageSurvivesAFailure) {
+    const QByteArray image = elements("GlobalParam;Command=sign\nParam;Name=n;Type=File;Default=./o.bin\n") +
+                             elements("Output;Name=o;Value=./o.bin");
+    const QByteArray old(3000, 'o');
+    constexpr char writeHalf[] =
+        "for last; do :; done; cat \"${last%/*}\"/.older-* 2>/dev/null >\"${last%/*}/kept\"; printf half >\"$last\"; ";
+    struct Row {
+        const char* name;
+        const char* fault;
+        int status;
+        bool isOldBack;     ///< where there was one
+        bool isNewRemoved;  ///< where there was none
+    };
+    const Row rows[] = {
+        {"success", "exit 0", 0, false, false},
+        {"fault", "echo Error: full; exit 1", 6, true, true},
+        {"silent fault", "exit 1", 5, true, true},
+        {"killed", "kill -9 $$", 5, true, true},
+        {"removes its output and talks", "rm \"$last\"; echo talk", 6, true, true},
+        {"talks", "echo talk", 6, true, false},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        ImageRun run;
+        const MessageCapture capture;
+        qputenv("IMGTOOL_FAULT", QByteArray(writeHalf) + row.fault + "; exit");
+        EXPECT_EQ(run.generate(image), row.status);
+        EXPECT_EQ(QFile::exists(run.folder.path("o.bin")), !row.isNewRemoved);
+        const QByteArray path = run.folder.write("behind", old).toUtf8();
+        QFile::remove(run.folder.path("o.bin"));
+        QFile::link(run.folder.path("behind"), run.folder.path("o.bin"));
+        chmod(path.constData(), 0640);
+        EXPECT_EQ(run.generate(image), row.status);
+        qunsetenv("IMGTOOL_FAULT");
+        struct stat file {};
+        EXPECT_EQ(stat(path.constData(), &file), 0);
+        EXPECT_EQ(file.st_mode & 07777, 0640U);
+        EXPECT_EQ(run.folder.read("behind"), row.isOldBack ? old : "half");
+        EXPECT_EQ(run.folder.read("kept"), old) << "what would be left if this process were killed";
+        EXPECT_TRUE(
+            QDir(run.folder.path("")).entryList({QStringLiteral(".older-*")}, QDir::Files | QDir::Hidden).empty());
+    }
+}
+
+// A file system with room for the copy or without, a read-only folder, a file that is mounted by itself.
+TEST(GenerateImage, AnOlderImageSurvivesAFullDisk) {
+    const QByteArray image =
+        elements("GlobalParam;Command=sign\nParam;Name=n;Type=File;Default=./t\nOutput;Name=o;Value=./disk/o.bin");
+    for (const qsizetype oldSize : {20000, 60000}) {
+        for (const char* const kind : {"plain", "folder", "file"}) {
+            ImageRun run;
+            const QByteArray place = run.folder.path("disk").toUtf8();
+            const QByteArray path = run.folder.path("disk/o.bin").toUtf8();
+            QDir().mkdir(run.folder.path("disk"));
+            qputenv("IMGTOOL_FAULT", "for last; do :; done; cat /dev/zero >\"$last\" 2>/dev/null; exit 1");
+            const int status = inOwnProcess([&] {
+                ownMounts();
+                if (mount("none", place.constData(), "tmpfs", 0, "size=96k") != 0) {
+                    _exit(childSkipped);
+                }
+                const QByteArray old(oldSize, 'o');
+                run.folder.write("disk/o.bin", old);
+                if (QByteArrayView(kind) == "file") {
+                    mount(path.constData(), path.constData(), nullptr, MS_BIND, nullptr);
+                } else if (QByteArrayView(kind) == "folder") {
+                    chmod(run.folder.path("").toUtf8().constData(), 0777);
+                    chmod(path.constData(), 0666);
+                    chmod(place.constData(), 0555);
+                    dropRoot();
+                }
+                const MessageCapture capture;
+                return run.generate(image) == 5 && run.folder.read("disk/o.bin") == old &&
+                       capture.texts().size() == 1 &&
+                       QDir(run.folder.path("disk")).entryList(QDir::Files | QDir::Hidden).size() == 1;
+            });
+            qunsetenv("IMGTOOL_FAULT");
+            EXPECT_TRUE(status == 0 || status == childSkipped) << kind << oldSize;
+        }
+    }
+}
+
+TEST(GenerateImage, AnInterruptionEndsImgtoolAndPutsTheOlderImageBack) {
+    const QByteArray image =
+        elements("GlobalParam;Command=sign\nParam;Name=n;Type=File;Default=./t\nOutput;Name=o;Value=./o.bin");
+    for (const int signal : {SIGINT, SIGTERM}) {
+        ImageRun run;
+        run.folder.write("o.bin", "old");
+        qputenv("IMGTOOL_FAULT",
+                "for last; do :; done; { sleep 1; echo late >>\"$last.late\"; } & printf half >\"$last\"; "
+                "echo >\"$last.begun\"; wait");
+        const pid_t child = fork();
+        if (child == 0) {
+            const MessageCapture capture;
+            _exit(run.generate(image));
+        }
+        qunsetenv("IMGTOOL_FAULT");
+        for (int i = 0; i < 1000 && !QFile::exists(run.folder.path("o.bin.begun")); ++i) {
+            QThread::msleep(10);
+        }
+        EXPECT_EQ(run.folder.read("o.bin"), "half");
+        kill(child, signal);
+        int status = 0;
+        waitpid(child, &status, 0);
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << status;
+        EXPECT_EQ(run.folder.read("o.bin"), "old");
+        EXPECT_TRUE(
+            QDir(run.folder.path("")).entryList({QStringLiteral(".older-*")}, QDir::Files | QDir::Hidden).empty());
+        QThread::msleep(signal == SIGTERM ? 1300 : 0);
+        EXPECT_FALSE(QFile::exists(run.folder.path("o.bin.late"))) << "a process of imgtool's goes on";
+    }
 }
 
 TEST(GenerateImage, TagChecksOfTheFormat) {

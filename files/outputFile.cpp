@@ -133,7 +133,7 @@ bool PendingFile::openContent() {
     content_ = FileHandle(mkostemp(temporary_.data(), O_CLOEXEC));
     if (!content_.isOpen()) {
         temporary_.clear();
-        if (isOld_ && folderTakesNoFile(errno) && access(target_.constData(), W_OK) == 0) {
+        if (isOld_ && folderTakesNoFile(errno) && (access_.isKey || access(target_.constData(), W_OK) == 0)) {
             content_ = FileHandle(memfd_create("content", MFD_CLOEXEC));
         }
     }
@@ -189,6 +189,9 @@ ReplaceResult PendingFile::commit() {
 
 ReplaceResult PendingFile::writeOver() {
     FileHandle file(open(target_.constData(), O_WRONLY | O_CLOEXEC));
+    if (!file.isOpen() && access_.isKey && chmod(target_.constData(), (old_.st_mode & 07777) | S_IWUSR) == 0) {
+        file = FileHandle(open(target_.constData(), O_WRONLY | O_CLOEXEC));
+    }
     // A private key must not get into a file that others may go on reading.
     const bool isSecret = access_.isKey && (access_.newMode & 0077) == 0;
     if (!file.isOpen() || (access_.isKey && fchmod(file.get(), mode()) != 0 && isSecret)) {

@@ -124,6 +124,26 @@ TEST(OutputFile, WritesOverWhatItsFolderKeeps) {
     }
 }
 
+// The owner of a read-only key file makes it writable first.
+TEST(OutputFile, WritesOverAReadOnlyKeyInAReadOnlyFolder) {
+    const TempFolder folder;
+    const QByteArray place = folder.path("").toUtf8();
+    const QByteArray path = folder.write("key", "old").toUtf8();
+    ASSERT_EQ(chmod(path.constData(), 0444), 0);
+    ASSERT_EQ(chmod(place.constData(), 0555), 0);
+    ASSERT_TRUE(geteuid() != 0 || chown(path.constData(), 65534, 65534) == 0);
+    EXPECT_EQ(inChild([&] {
+                  becomeNobody();
+                  return replaceFile(folder.path("key"), "new", FileAccess::ownerReads) == ReplaceResult::done;
+              }),
+              0);
+    chmod(place.constData(), 0700);
+    EXPECT_EQ(folder.read("key"), "new");
+    struct stat status {};
+    EXPECT_EQ(stat(path.constData(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0400U);
+}
+
 TEST(OutputFile, WritesOverAMountedFileButNotWithoutRoom) {
     const TempFolder folder;
     const QByteArray path = folder.write("out", "old").toUtf8();

@@ -1,5 +1,6 @@
 #include "obkey/Obkey.h"
 
+#include "files/wipe.h"
 #include "obkey/MemoryLayout.h"
 #include "obkey/generateImage.h"
 #include "obkey/generateKeyPair.h"
@@ -19,8 +20,13 @@ Obkey::Obkey(const QString& imgtoolPath) : imgtool_(imgtoolPath) {
 }
 
 bool Obkey::validateTemplate(const QString& templatePath, const QString& xsdPath) {
+    QByteArray text;
+    const WipeOnExit wipeText(text);
+    const bool isValid = ::validateTemplate(templatePath, xsdPath, text);
     validatedPath_ = templatePath;
-    return ::validateTemplate(templatePath, xsdPath, validatedText_);
+    passwords_.clear();
+    validatedText_ = passwords_.mask(text);
+    return isValid;
 }
 
 bool Obkey::loadTemplate(const QString& templatePath) {
@@ -63,7 +69,7 @@ bool Obkey::checkLayout() const {
 }
 
 bool Obkey::generateObkey() {
-    return ::generateObkey(obkeyJob_.xmlPath, imgtool_, obkeyJob_.obdata);
+    return ::generateObkey(obkeyJob_.xmlPath, passwords_, imgtool_, obkeyJob_.obdata);
 }
 
 void Obkey::startImageJob() {

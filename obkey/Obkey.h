@@ -3,6 +3,7 @@
 #include "obkey/Imgtool.h"
 #include "obkey/McubootTemplate.h"
 #include "obkey/ObdataTemplate.h"
+#include "obkey/PasswordMask.h"
 #include "obkey/TemplateDocument.h"
 
 /// The provisioning template engine: reads XML templates, checks them, and makes provisioning files (`Obdata`
@@ -69,8 +70,9 @@ class Obkey {
         QList<McubootConfig> configs;
     };
 
-    QString validatedPath_;  ///< and its text: a pipe can be read only once
+    QString validatedPath_;  ///< and its text, masked: a pipe can be read only once
     QByteArray validatedText_;
+    PasswordMask passwords_;
     ObkeyJob obkeyJob_;
     ImageJob imageJob_;
     TemplateFormat templateFormat_ = formatObdata;  ///< that of the last template which told one

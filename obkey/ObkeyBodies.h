@@ -2,6 +2,7 @@
 
 #include "obkey/Imgtool.h"
 #include "obkey/ObdataTemplate.h"
+#include "obkey/PasswordMask.h"
 
 #include <QByteArray>
 
@@ -27,6 +28,7 @@ struct ObkeyBodies {
 /// What the bytes of a parameter depend on besides itself.
 struct ObkeySurroundings {
     const QList<ObkeyParam>& params;  ///< all of the template
+    const PasswordMask& passwords;
     const QString xmlFolder;
     const bool daMode;
     const bool rawOutput;  ///< without a header, which the output's name tells

@@ -2,12 +2,16 @@
 
 #include "display/Display.h"
 #include "files/readExactly.h"
+#include "files/wipe.h"
+#include "obkey/PasswordMask.h"
 #include "obkey/templatePaths.h"
 #include "obkey/xmlText.h"
 
 #include <QFile>
 #include <QRegularExpression>
 #include <QXmlStreamReader>
+
+#include <utility>
 
 namespace {
 
@@ -156,13 +160,15 @@ bool validateTemplateText(const QByteArray& text) {
     if (text.size() > maxTemplateSize) {
         return reportTooLarge();
     }
-    const qsizetype firstBreak = text.indexOf('\n');
-    const qsizetype lineEnd = firstBreak < 0 ? text.size() : firstBreak + 1;
-    if (!hasDeclaration(text.first(lineEnd))) {
+    PasswordMask passwords;
+    const QByteArray masked = passwords.mask(text);
+    const qsizetype firstBreak = masked.indexOf('\n');
+    const qsizetype lineEnd = firstBreak < 0 ? masked.size() : firstBreak + 1;
+    if (!hasDeclaration(masked.first(lineEnd))) {
         return reportError("XML document is invalid! xml version is wrong or missing");
     }
     // Messages count lines as a file in text mode has them: a carriage return alone ends none.
-    QByteArray lines = text.sliced(lineEnd);
+    QByteArray lines = masked.sliced(lineEnd);
     lines.replace("\r", "");
     const LongTags longTags = findLongTags(lines);
     if (longTags.comparisons <= mostComparisons) {
@@ -183,7 +189,9 @@ bool validateTemplate(const QString& templatePath, const QString& xsdPath, QByte
     }
     QFile file(withSingleBackslashes(templatePath));
     QByteArray whole;
-    const bool isRead = file.open(QIODevice::ReadOnly) && readUpTo(file, maxTemplateSize, whole);
+    const WipeOnExit wipeWhole(whole);
+    const bool isRead =
+        file.open(QIODevice::ReadOnly | QIODevice::Unbuffered) && readUpTo(file, maxTemplateSize, whole);
     if (!isRead && file.error() == QFileDevice::NoError) {
         return reportTooLarge();
     }
@@ -193,7 +201,7 @@ bool validateTemplate(const QString& templatePath, const QString& xsdPath, QByte
     if (!validateTemplateText(whole)) {
         return false;
     }
-    text = whole;
+    text = std::move(whole);
     return true;
 }
 

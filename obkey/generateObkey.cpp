@@ -100,7 +100,7 @@ bool makeRoomForField(qsizetype size, ObkeyBodies& bodies) {
 
 bool appendText(const ObkeySurroundings& surroundings, ObkeyParam& param, ObkeyBodies& bodies) {
     param.value = chosenText(param);
-    QByteArray text = param.value->toUtf8();
+    QByteArray text = surroundings.passwords.passwordOf(*param.value);
     const WipeOnExit wipeText(text);
     if (!checkTextLength(param, text) || !makeRoomForField(text.size(), bodies)) {
         return false;
@@ -108,7 +108,7 @@ bool appendText(const ObkeySurroundings& surroundings, ObkeyParam& param, ObkeyB
     bodies.mainBody.append(text);
     // With debug authentication the file has nothing but the digest of it.
     bodies.holdsSecret = bodies.holdsSecret || !surroundings.daMode;
-    return writePasswordFile(surroundings.params, surroundings.xmlFolder);
+    return writePasswordFile(surroundings.params, surroundings.passwords, surroundings.xmlFolder);
 }
 
 bool appendData(const ObkeySurroundings& surroundings, ObkeyParam& param, ObkeyBodies& bodies) {
@@ -286,7 +286,7 @@ bool writeObkey(const ObkeyBodies& bodies, const QByteArray& bytes) {
 
 }  // namespace
 
-bool generateObkey(const QString& xmlPath, Imgtool& imgtool, ObdataTemplate& obdata) {
+bool generateObkey(const QString& xmlPath, const PasswordMask& passwords, Imgtool& imgtool, ObdataTemplate& obdata) {
     ObkeyInfo& info = obdata.info;
     const bool hasDestination = info.obDestAddress != ABSENT_VALUE;
     const bool hasEncryption = info.doEncryption != ABSENT_VALUE;
@@ -294,7 +294,8 @@ bool generateObkey(const QString& xmlPath, Imgtool& imgtool, ObdataTemplate& obd
         return reportError("Either ObDestAddress or DoEncryption is present,it is a Wrong Configuration ");
     }
     const QString path = QString(xmlPath).replace(QLatin1Char('\\'), QLatin1Char('/'));
-    const ObkeySurroundings surroundings{obdata.params, templateFolder(path), obdata.daMode, !hasDestination, imgtool};
+    const ObkeySurroundings surroundings{obdata.params, passwords,       templateFolder(path),
+                                         obdata.daMode, !hasDestination, imgtool};
     if (info.globalAlign == 0) {
         info.globalAlign = 1;
     }
@@ -328,6 +329,6 @@ bool generateObkey(const QString& xmlPath, Imgtool& imgtool, ObdataTemplate& obd
         return false;
     }
     displayMessage(MessageKind::grey, "SUCCESS OBKey File Generation \n");
-    rewriteTemplateValues(obdata.params, path);
+    rewriteTemplateValues(obdata.params, passwords, path);
     return true;
 }

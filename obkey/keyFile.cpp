@@ -35,7 +35,7 @@ bool readKeyParameter(const QString& path, const QString& name, ObkeyBodies& bod
         displayMessage(MessageKind::normal, "file does not exist: %s", qUtf8Printable(path));
         return reportError("Wrong Path %s for %s \n", qUtf8Printable(path), qUtf8Printable(name));
     }
-    if (!file.open(QIODevice::ReadOnly)) {
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
         displayMessage(MessageKind::normal, "Unable to open the file: %s", qUtf8Printable(path));
         return reportError("Cannot Open Input File \n");
     }

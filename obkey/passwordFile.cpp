@@ -50,7 +50,7 @@ QString passwordPath(const QList<ObkeyParam>& params, const QString& xmlFolder) 
     return folder + QStringLiteral("/password.bin");
 }
 
-bool writePasswordFile(const QList<ObkeyParam>& params, const QString& xmlFolder) {
+bool writePasswordFile(const QList<ObkeyParam>& params, const PasswordMask& passwords, const QString& xmlFolder) {
     const QString path = passwordPath(params, xmlFolder);
     const ObkeyParam* password = nullptr;
     for (const ObkeyParam& param : params) {
@@ -61,7 +61,8 @@ bool writePasswordFile(const QList<ObkeyParam>& params, const QString& xmlFolder
     if (password == nullptr) {
         return true;
     }
-    QByteArray text = (password->value ? *password->value : password->defaultValue.value_or(QString())).toUtf8();
+    QByteArray text =
+        passwords.passwordOf(password->value ? *password->value : password->defaultValue.value_or(QString()));
     const WipeOnExit wipeText(text);
     if (!checkTextLength(*password, text)) {
         return false;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "obkey/ObdataTemplate.h"
+#include "obkey/PasswordMask.h"
 
 /// Checks the length of a `Text` parameter's text, in bytes of UTF-8, against its limits.
 [[nodiscard]] bool checkTextLength(const ObkeyParam& param, const QByteArray& text);
@@ -10,4 +11,5 @@
 
 /// Writes password.bin for the `Text` of a template that lies in `xmlFolder`. A template without a `Text` has none. A
 /// fault is told.
-[[nodiscard]] bool writePasswordFile(const QList<ObkeyParam>& params, const QString& xmlFolder);
+[[nodiscard]] bool writePasswordFile(const QList<ObkeyParam>& params, const PasswordMask& passwords,
+                                     const QString& xmlFolder);

@@ -3,6 +3,7 @@
 #include "display/Display.h"
 #include "files/outputFile.h"
 #include "files/readExactly.h"
+#include "files/wipe.h"
 #include "obkey/TemplateDocument.h"
 #include "obkey/xmlText.h"
 
@@ -21,54 +22,16 @@ namespace {
 
 constexpr const char* lineBehindValue = "\r\n\t\t";
 
-/// A piece of the template's text: [begin, end).
-struct TextRange {
-    qsizetype begin = -1;
-    qsizetype end = -1;
-    [[nodiscard]] qsizetype size() const { return end - begin; }
-};
-
-enum class TagKind { open, close, selfClosed };
-
-struct Tag {
-    TextRange range;
-    TagKind kind = TagKind::open;
-    QByteArrayView name;
-};
-
 QByteArray escapedText(const QString& text) {
-    QByteArray bytes = text.toUtf8();
-    return bytes.replace('&', "&amp;").replace('<', "&lt;").replace('>', "&gt;").replace('\r', "&#13;");
+    QByteArray bytes;
+    for (const char character : text.toUtf8()) {
+        appendEscaped(character, bytes);
+    }
+    return bytes;
 }
 
-bool isSpace(char character) {
+bool isXmlSpace(char character) {
     return character == ' ' || character == '\t' || character == '\r' || character == '\n';
-}
-
-/// Finds the next tag at or behind `position`, past comments, character data and instructions.
-bool nextTag(const QByteArray& bytes, qsizetype position, Tag& tag) {
-    Markup markup;
-    do {
-        tag.range.begin = position < 0 ? -1 : bytes.indexOf('<', position);
-        if (tag.range.begin < 0) {
-            return false;
-        }
-        markup = markupAt(bytes, tag.range.begin);
-        position = markup.end;
-    } while (!markup.isTag);
-    tag.range.end = markup.end;
-    if (markup.end < 0) {
-        return false;
-    }
-    const QByteArrayView inner = QByteArrayView(bytes).sliced(tag.range.begin + 1, tag.range.size() - 2);
-    tag.kind = inner.startsWith('/') ? TagKind::close : inner.endsWith('/') ? TagKind::selfClosed : TagKind::open;
-    const qsizetype nameBegin = tag.kind == TagKind::close ? 1 : 0;
-    qsizetype nameEnd = nameBegin;
-    while (nameEnd < inner.size() && !isSpace(inner.at(nameEnd)) && inner.at(nameEnd) != '/') {
-        ++nameEnd;
-    }
-    tag.name = inner.sliced(nameBegin, nameEnd - nameBegin);
-    return true;
 }
 
 /// A piece of the text that is replaced by another one.
@@ -142,7 +105,7 @@ class WantedNames {
 
 /// A range together with the blanks and line ends in front of it.
 TextRange withLeadingSpace(const QByteArray& bytes, TextRange range) {
-    while (range.begin > 0 && isSpace(bytes.at(range.begin - 1))) {
+    while (range.begin > 0 && isXmlSpace(bytes.at(range.begin - 1))) {
         --range.begin;
     }
     return range;
@@ -219,7 +182,7 @@ QByteArray editedText(const QByteArray& bytes, QList<Edit> edits) {
 bool readTemplate(const QString& path, QByteArray& bytes) {
     QFile file(path);
     // What came through a pipe can't be written back, and to open one again may take forever.
-    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly)) {
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
         return false;
     }
     return readUpTo(file, std::numeric_limits<std::uint32_t>::max(), bytes);
@@ -231,16 +194,27 @@ void setTemplateValues(const QList<TemplateValue>& values, QByteArray& bytes) {
     bytes = editedText(bytes, findEdits(bytes, values));
 }
 
-void rewriteTemplateValues(const QList<ObkeyParam>& params, const QString& xmlPath) {
-    QByteArray bytes;
-    if (!readTemplate(xmlPath, bytes)) {
+void rewriteTemplateValues(const QList<ObkeyParam>& params, const PasswordMask& passwords, const QString& xmlPath) {
+    QByteArray older;
+    const WipeOnExit wipeOlder(older);
+    if (!readTemplate(xmlPath, older)) {
         return;
     }
+    PasswordMask now;
+    QByteArray masked = now.mask(older);
     QList<TemplateValue> values;
     for (const ObkeyParam& param : params) {
-        values.append({param.name, param.value});
+        TagText value = param.value;
+        if (value && passwords.isMark(*value)) {
+            QByteArray password = passwords.passwordOf(*value);
+            const WipeOnExit wipePassword(password);
+            value = now.markFor(password);
+        }
+        values.append({param.name, value});
     }
-    setTemplateValues(values, bytes);
+    setTemplateValues(values, masked);
+    QByteArray bytes = now.unmask(masked);
+    const WipeOnExit wipeBytes(bytes);
     // The next run has to accept what this one leaves.
     if (!validateTemplateText(bytes)) {
         return;

@@ -2,6 +2,7 @@
 
 #include "obkey/McubootTemplate.h"
 #include "obkey/ObdataTemplate.h"
+#include "obkey/PasswordMask.h"
 
 #include <QByteArray>
 
@@ -22,7 +23,7 @@ void setTemplateValues(const QList<TemplateValue>& values, QByteArray& bytes);
 
 /// Writes what was used for `params` into the template at `xmlPath`. A fault is told, but for a template that can't be
 /// opened for reading.
-void rewriteTemplateValues(const QList<ObkeyParam>& params, const QString& xmlPath);
+void rewriteTemplateValues(const QList<ObkeyParam>& params, const PasswordMask& passwords, const QString& xmlPath);
 
 /// The same for a `McubootFormat` template. False if it wasn't written.
 [[nodiscard]] bool saveConfiguration(const McubootConfig& config);

@@ -20,6 +20,10 @@ qsizetype endOfTag(QByteArrayView text, qsizetype position) {
 
 }  // namespace
 
+bool isXmlSpace(char character) {
+    return character == ' ' || character == '\t' || character == '\r' || character == '\n';
+}
+
 Markup markupAt(QByteArrayView text, qsizetype position) {
     struct Row {
         QByteArrayView opening;
@@ -35,4 +39,48 @@ Markup markupAt(QByteArrayView text, qsizetype position) {
         }
     }
     return {endOfTag(text, position), !rest.startsWith("<!")};
+}
+
+bool nextTag(const QByteArray& bytes, qsizetype position, Tag& tag) {
+    Markup markup;
+    do {
+        tag.range.begin = position < 0 ? -1 : bytes.indexOf('<', position);
+        if (tag.range.begin < 0) {
+            return false;
+        }
+        markup = markupAt(bytes, tag.range.begin);
+        position = markup.end;
+    } while (!markup.isTag);
+    tag.range.end = markup.end;
+    if (markup.end < 0) {
+        return false;
+    }
+    const QByteArrayView inner = QByteArrayView(bytes).sliced(tag.range.begin + 1, tag.range.size() - 2);
+    tag.kind = inner.startsWith('/') ? TagKind::close : inner.endsWith('/') ? TagKind::selfClosed : TagKind::open;
+    const qsizetype nameBegin = tag.kind == TagKind::close ? 1 : 0;
+    qsizetype nameEnd = nameBegin;
+    while (nameEnd < inner.size() && !isXmlSpace(inner.at(nameEnd)) && inner.at(nameEnd) != '/') {
+        ++nameEnd;
+    }
+    tag.name = inner.sliced(nameBegin, nameEnd - nameBegin);
+    return true;
+}
+
+void appendEscaped(char character, QByteArray& bytes) {
+    switch (character) {
+        case '&':
+            bytes.append("&amp;");
+            break;
+        case '<':
+            bytes.append("&lt;");
+            break;
+        case '>':
+            bytes.append("&gt;");
+            break;
+        case '\r':
+            bytes.append("&#13;");
+            break;
+        default:
+            bytes.append(character);
+    }
 }

@@ -20,7 +20,19 @@ constexpr char secretFiles[] =
     "&& "
     "head -c 64 secrets.bin > blob && "
     "{ head -c 40 /dev/urandom; cat key.bin; } | tail -c 64 > b.bin && "
+    // a password of the template, in the forms of bytes and of a text in memory
+    "printf 'correct-horse-battery' > password && printf '%s\\000' c o r r e c t - h o r s e - b > password16 && "
     "{ head -c 64 /dev/zero; printf '\\221\\051\\067\\043'; } > stack.bin";
+
+// The bytes that the stand-in for imgtool gives for a private key.
+constexpr char imgtoolKey[] = "000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f2021222324252627";
+
+constexpr char provisioningTemplate[] =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Root><Obdata><Info><GlobalAlign>1</GlobalAlign></Info>"
+    "<Text><Name>p</Name><MinWidth>1</MinWidth><Width>64</Width><Default>correct-horse-battery</Default></Text>"
+    "<File><Name>f</Name><Align>1</Align><KeyType>k</KeyType><Default>secrets.bin</Default></File>"
+    "<File><Name>g</Name><Align>1</Align><KeyType>k</KeyType><Default>private.pem</Default></File>"
+    "<Output><Name>o</Name><Default>o.obk</Default></Output></Obdata></Root>";
 
 struct TraceRow {
     const char* secrets;
@@ -35,6 +47,8 @@ constexpr TraceRow rows[] = {
     {"key.bin", "-dcu -app secrets.bin -key key.bin -directory . -add B0000000 -mode 0"},
     {"perso-key blob", "-gpdata secrets.bin d.bin"},
     {"scalar line", "-sign -bin stack.bin -prvk private.pem -v 1 -o s.bin"},
+    {"password password16 blob imgtool-key line", "-obk t.xml"},
+    {"password password16", "-obk t.xml"},  // with the value that the first run wrote into the template
     {"exponent rsa-line", "-signbin -k rsa.pem -f b.bin -o t.bin"},
 };
 
@@ -42,6 +56,9 @@ TEST(KeyTraces, NoSecretStaysInMemory) {
     const TempFolder folder;
     // What the built-in pair derives: its first half is the key of personalization data.
     folder.write("perso-key", QByteArray::fromHex("0963e5379da02b15148c86f014ffc36b"));
+    folder.write("imgtool-key", QByteArray::fromHex(imgtoolKey));
+    folder.write("t.xml", provisioningTemplate);
+    qputenv("IMGTOOL_RECORD", "imgtool-arguments");
     QProcess maker;
     maker.setWorkingDirectory(folder.path("."));
     maker.start(QStringLiteral("sh"),

@@ -115,7 +115,7 @@ TEST(TemplateWriteBack, NoTemplateGrowsBeyondItsLimits) {
         config.params.append(option);
         config.xmlPath = folder.write("image.xml", text);
         const MessageCapture capture;
-        rewriteTemplateValues({param}, folder.write("t.xml", text));
+        rewriteTemplateValues({param}, PasswordMask(), folder.write("t.xml", text));
         EXPECT_EQ(saveConfiguration(config), fault.empty());
         EXPECT_TRUE(folder.read("t.xml") == edited && folder.read("image.xml") == edited) << fault;
         EXPECT_EQ(capture.texts(), std::vector<std::string>(fault.empty() ? 0 : 2, fault));

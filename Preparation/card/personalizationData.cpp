@@ -7,8 +7,11 @@
 #include <QCoreApplication>
 #include <QFile>
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstring>
 
 namespace {
@@ -36,14 +39,27 @@ struct AgreementKeys {
     P256Key card;  ///< public
 };
 
-// Null keys, with a message, on failure. A key file that can't be used is an error, never a reason for the
-// development pair.
+/// Whether nothing at all has the name `path`. A link counts, wherever it leads, and so does a name that can't be
+/// looked up, for want of a right or for any other reason.
+bool isAbsent(const QString& path) {
+    struct stat status {};
+    return lstat(QFile::encodeName(path).constData(), &status) != 0 && errno == ENOENT;
+}
+
+/// Whether no key file is in `folder`, which may be absent too. In a folder that is a dangling link the answer isn't
+/// known.
+bool holdsNoKey(const QString& folder, const QString& toolKeyPath, const QString& cardKeyPath) {
+    return isAbsent(toolKeyPath) && isAbsent(cardKeyPath) && (isAbsent(folder) || QFile::exists(folder));
+}
+
+// Null keys, with a message, on failure. The development pair serves only where no key file is: one that can't be used,
+// or only one of the two, is an error.
 AgreementKeys readKeys() {
     const QString folder = QCoreApplication::applicationDirPath() + QStringLiteral("/Keys");
     const QString toolKeyPath = folder + QStringLiteral("/perso_private.pem");
     const QString cardKeyPath = folder + QStringLiteral("/card_public.pem");
     AgreementKeys keys;
-    if (QFile::exists(toolKeyPath) && QFile::exists(cardKeyPath)) {
+    if (!holdsNoKey(folder, toolKeyPath, cardKeyPath)) {
         keys.tool = readP256PrivateKey(toolKeyPath);
         keys.card = keys.tool ? readP256PublicKey(cardKeyPath) : nullptr;
         return keys;
@@ -83,6 +99,11 @@ bool Preparation::SignECDH_KDF2(unsigned char** table) {
 
 std::int32_t Preparation::encryptPersoData(unsigned char* input, std::int32_t length, unsigned char* key,
                                            unsigned char* iv, unsigned char* output, unsigned char* tag) {
+    const bool hasContent = length == 0 || (input != nullptr && output != nullptr);
+    if (!hasContent || key == nullptr || iv == nullptr || tag == nullptr) {
+        reportError("Personalization data can't be encrypted : a buffer is missing");
+        return -1;
+    }
     if (std::all_of(key, key + AesGcm::keySize, [](unsigned char byte) { return byte == 0; })) {
         // A derivation that failed leaves this key, which everybody knows.
         reportError("Personalization data can't be encrypted without a key");

@@ -9,6 +9,8 @@
 
 #include <gmock/gmock.h>
 
+#include <utility>
+
 namespace {
 
 using testing::ElementsAre;
@@ -30,12 +32,39 @@ TEST(PersonalizationData, DerivesTheSecretFromTheKeysBesideTheTool) {
     // Computed by openssl pkeyutl and openssl kdf.
     EXPECT_EQ(derive(preparation).toHex(), "0963e5379da02b15148c86f014ffc36b9e7f251a33dd6a0c25b44c3adfc4fe58");
     QDir().mkpath(folder);
-    outsideTool("openssl ecparam -name prime256v1 -genkey -noout -out " + keys + "perso_private.pem");
-    EXPECT_EQ(derive(preparation).toHex().left(8), "0963e537");  // one key alone doesn't count
+    EXPECT_EQ(derive(preparation).toHex().left(8), "0963e537");
     const std::string warning = "Warning: There is no perso_private.pem with a card_public.pem in " +
                                 folder.toStdString() +
                                 ", the built-in development key pair is used : it is public and protects nothing";
     EXPECT_THAT(messages.texts(), ElementsAre(warning, warning));
+    QDir(folder).removeRecursively();
+
+    // Anything that is there, or can't be looked at, is the maker's: the development pair doesn't take its place.
+    messages.clear();
+    const auto prepare = [&folder](const QString& command) {
+        outsideTool(QStringLiteral("sh"), {QStringLiteral("-c"), QStringLiteral("rm -rf $0; ") + command, folder});
+    };
+    const char* const faulty[] = {
+        ": > $0",                                     // a file in the folder's place
+        "ln -s none $0",                              // the folder is a dangling link
+        "ln -s Keys $0",                              // or a circle
+        "mkdir $0; ln -s none $0/perso_private.pem",  // a key is a dangling link
+        "mkdir $0; ln -s none $0/card_public.pem",
+        "mkdir $0; mkdir $0/card_public.pem",
+    };
+    for (const char* const command : faulty) {
+        prepare(QString::fromLatin1(command));
+        EXPECT_EQ(derive(preparation), "none") << command;
+        EXPECT_THAT(messages.texts().back(), testing::StartsWith("Error: Failed to open the private key file " +
+                                                                 keys.toStdString() + "perso_private.pem : "))
+            << command;
+    }
+    EXPECT_EQ(messages.texts().size(), std::size(faulty));
+    prepare(QStringLiteral("mkdir $0"));
+    outsideTool("openssl ecparam -name prime256v1 -genkey -noout -out " + keys + "perso_private.pem");
+    EXPECT_EQ(derive(preparation), "none");
+    EXPECT_THAT(messages.texts().back(), testing::StartsWith("Error: Failed to open the public key file " +
+                                                             keys.toStdString() + "card_public.pem : "));
 
     messages.clear();
     outsideTool("openssl ecparam -name prime256v1 -genkey -noout -out " + keys + "card.pem");
@@ -76,7 +105,18 @@ TEST(PersonalizationData, Encrypts) {
     EXPECT_EQ(preparation.encryptPersoData(bytesOf(plain), 64, bytesOf(key), bytesOf(iv), bytesOf(output),
                                            bytesOf(output) + 64),
               -1);
-    EXPECT_THAT(messages.texts(), ElementsAre("Error: Personalization data can't be encrypted without a key"));
+    key.fill('k');
+    using Bytes = unsigned char*;
+    Bytes buffers[] = {bytesOf(plain), bytesOf(key), bytesOf(iv), bytesOf(output), bytesOf(output) + 64};
+    for (Bytes& buffer : buffers) {
+        const Bytes whole = std::exchange(buffer, nullptr);
+        EXPECT_EQ(preparation.encryptPersoData(buffers[0], 64, buffers[1], buffers[2], buffers[3], buffers[4]), -1);
+        buffer = whole;
+    }
+    std::vector<std::string> expected(5, "Error: Personalization data can't be encrypted : a buffer is missing");
+    expected.insert(expected.begin(), "Error: Personalization data can't be encrypted without a key");
+    EXPECT_EQ(messages.texts(), expected);
+    EXPECT_EQ(preparation.encryptPersoData(nullptr, 0, buffers[1], buffers[2], nullptr, buffers[4]), 0);
 }
 
 }  // namespace

@@ -34,16 +34,16 @@ struct SecretChange {
 /// A field of the protection word under the name that documents give it.
 struct ProtectionRow {
     const char* name;
-    ProtectionField ProtectedItem::*field;
+    ProtectionField SecretItem::*field;
     std::uint32_t bit;  ///< in the example documents; a description or document may place it elsewhere
     std::uint32_t width;
 };
 
 inline constexpr ProtectionRow protectionRows[] = {
-    {"Lock", &ProtectedItem::Lock, 28, 1},       {"CID", &ProtectedItem::CID, 29, 3},
-    {"EncWrap", &ProtectedItem::EncWrap, 26, 2}, {"KeySel", &ProtectedItem::KeySel, 16, 2},
-    {"KeySize", &ProtectedItem::KeySize, 24, 1}, {"Algorithm", &ProtectedItem::Algorithm, 19, 3},
-    {"HDPL", &ProtectedItem::HDPL, 22, 2},
+    {"Lock", &SecretItem::Lock, 28, 1},       {"CID", &SecretItem::CID, 29, 3},
+    {"EncWrap", &SecretItem::EncWrap, 26, 2}, {"KeySel", &SecretItem::KeySel, 16, 2},
+    {"KeySize", &SecretItem::KeySize, 24, 1}, {"Algorithm", &SecretItem::Algorithm, 19, 3},
+    {"HDPL", &SecretItem::HDPL, 22, 2},
 };
 
 /// The changes that bring the protection fields of `item` to those of a protection word.

@@ -4,8 +4,7 @@
 
 std::uint32_t protectionWord(const ProtectedItem& item) {
     std::uint32_t word = 0;
-    for (const ProtectionField* field :
-         {&item.Lock, &item.CID, &item.EncWrap, &item.KeySel, &item.KeySize, &item.Algorithm, &item.HDPL}) {
+    for (const ProtectionField* const field : item.fields) {
         word |= std::uint32_t{field->BitValue} << (field->BitOffset % 32);
     }
     return word;

@@ -3,6 +3,7 @@
 #include <QMap>
 #include <QString>
 
+#include <array>
 #include <cstdint>
 
 /// One field of an item's protection word. Neither the word nor any check looks at `BitWidth`: a value too wide for
@@ -19,18 +20,37 @@ enum EncWrapValue : std::uint16_t { encWrapNone = 0, encWrapWrapping = 1, encWra
 enum KeySizeValue : std::uint16_t { keySize128 = 0, keySize256 = 1 };
 enum AlgorithmValue : std::uint16_t { algorithmEcb = 0, algorithmCbc = 1, algorithmCtr = 2 };
 
-/// What a backup item and a secret item have in common.
+/// The protection fields of a backup item or a secret item, in the order of documents.
+enum ProtectionIndex : std::size_t {
+    lockField,
+    cidField,
+    encWrapField,
+    keySelField,
+    keySizeField,
+    algorithmField,
+    hdplField
+};
+template <typename Field>
+using ProtectionFields = std::array<Field*, hdplField + 1>;
+
+template <typename Item>
+[[nodiscard]] auto protectionFields(Item& item) {
+    return std::array{&item.Lock, &item.CID, &item.EncWrap, &item.KeySel, &item.KeySize, &item.Algorithm, &item.HDPL};
+}
+
+/// What a backup item and a secret item have in common: a view of one, which must outlive it. Both items are plain
+/// lists of members, so that their users can make them by braces.
 struct ProtectedItem {
-    QString Name;
-    std::uint32_t Offset = 0;
-    ProtectionField Lock;
-    ProtectionField CID;
-    ProtectionField EncWrap;
-    ProtectionField KeySel;
-    ProtectionField KeySize;
-    ProtectionField Algorithm;
-    QString Nonce;  ///< path of a nonce file, may be empty
-    ProtectionField HDPL;
+    template <typename Item>
+    ProtectedItem(const Item& item)
+        : Name(item.Name), Offset(item.Offset), Nonce(item.Nonce), fields(protectionFields(item)) {}
+
+    const QString& Name;
+    std::uint32_t Offset;
+    const QString& Nonce;
+    ProtectionFields<const ProtectionField> fields;
+
+    [[nodiscard]] std::uint16_t value(ProtectionIndex index) const { return fields[index]->BitValue; }
 };
 
 /// The OR of every field's value at its place.

@@ -12,6 +12,8 @@
 
 #include <QFileInfo>
 
+#include <algorithm>
+
 namespace {
 
 using WipeRecordsOnExit = WipeSegmentsOnExit<BackupSegment, &BackupSegment::record>;
@@ -24,7 +26,7 @@ bool readItem(const QJsonObject& object, BackupItem& item) {
     item.Name = object.value(QLatin1String("Name")).toString();
     item.Path = object.value(QLatin1String("Path")).toString();
     return readHex(object.value(QLatin1String("Offset")), item.Offset) &&
-           readProtection(object.value(QLatin1String("Protection")).toObject(), item);
+           readProtection(object.value(QLatin1String("Protection")).toObject(), protectionFields(item), item.Nonce);
 }
 
 bool buildSegment(const BackupItem& item, const QString& folder, BackupSegment& segment) {
@@ -56,18 +58,15 @@ bool buildSegment(const BackupItem& item, const QString& folder, BackupSegment& 
     return true;
 }
 
-/// What the items name must outlive the image that is made of it.
+/// The document and the files that its items name must outlive the image that is made of them.
 bool checkOutput(const QList<BackupItem>& items, const QString& jsonPath, const QString& outputPath) {
-    const QString folder = QFileInfo(jsonPath).absolutePath();
-    for (const BackupItem& item : items) {
-        for (const QString& path : {item.Path, item.Nonce}) {
-            if (!path.isEmpty() && isSameFile(outputPath, resolvedPath(folder, path))) {
-                return reportError("[%s]\nThe output file would replace a file of this item.\n%s",
-                                   qUtf8Printable(item.Name), qUtf8Printable(outputPath));
-            }
-        }
+    if (isSameFile(outputPath, jsonPath)) {
+        return reportError("The output file would replace the document.\n%s", qUtf8Printable(outputPath));
     }
-    return true;
+    const QString folder = QFileInfo(jsonPath).absolutePath();
+    return std::all_of(items.begin(), items.end(), [&](const BackupItem& item) {
+        return sparesFiles(outputPath, item, {resolvedPath(folder, item.Path), resolvedPath(folder, item.Nonce)});
+    });
 }
 
 bool buildSegments(const QList<BackupItem>& items, const QString& jsonPath, QList<BackupSegment>& segments) {

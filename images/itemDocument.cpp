@@ -15,20 +15,20 @@ constexpr qint64 maxDocumentSize = qint64{8} << 20;
 struct FieldRow {
     QLatin1String key;
     const char* label;
-    ProtectionField ProtectedItem::*field;
+    ProtectionIndex index;
     /// The key whose value the message about a bad `BitOffset` shows.
     QLatin1String offsetKeyShown = QLatin1String("BitOffset");
 };
 
 constexpr FieldRow fieldRows[] = {
-    {QLatin1String("Lock"), "[Lock]", &ProtectedItem::Lock},
-    {QLatin1String("CID"), "[CID]", &ProtectedItem::CID},
-    {QLatin1String("EncWrap"), "[EncWrap]", &ProtectedItem::EncWrap, QLatin1String("Wrapping")},
-    {QLatin1String("KeySel"), "[KeySel]", &ProtectedItem::KeySel},
-    {QLatin1String("KeySize"), "[KeySize]", &ProtectedItem::KeySize},
-    {QLatin1String("Algorithm"), "[Algorithm]", &ProtectedItem::Algorithm},
+    {QLatin1String("Lock"), "[Lock]", lockField},
+    {QLatin1String("CID"), "[CID]", cidField},
+    {QLatin1String("EncWrap"), "[EncWrap]", encWrapField, QLatin1String("Wrapping")},
+    {QLatin1String("KeySel"), "[KeySel]", keySelField},
+    {QLatin1String("KeySize"), "[KeySize]", keySizeField},
+    {QLatin1String("Algorithm"), "[Algorithm]", algorithmField},
 };
-constexpr FieldRow hdplRow = {QLatin1String("HDPL"), "[HDPL]", &ProtectedItem::HDPL};
+constexpr FieldRow hdplRow = {QLatin1String("HDPL"), "[HDPL]", hdplField};
 
 bool readPossibleValues(const QJsonObject& object, QMap<std::uint16_t, QString>& labels) {
     for (auto entry = object.constBegin(); entry != object.constEnd(); ++entry) {
@@ -41,9 +41,8 @@ bool readPossibleValues(const QJsonObject& object, QMap<std::uint16_t, QString>&
     return true;
 }
 
-bool readField(const QJsonObject& protection, const FieldRow& row, ProtectedItem& item) {
+bool readField(const QJsonObject& protection, const FieldRow& row, ProtectionField& field) {
     const QJsonObject object = protection.value(row.key).toObject();
-    ProtectionField& field = item.*row.field;
     return readHex(object.value(QLatin1String("BitOffset")), field.BitOffset, object.value(row.offsetKeyShown)) &&
            readHex(object.value(QLatin1String("BitWidth")), field.BitWidth) &&
            readHex(object.value(QLatin1String("BitValue")), field.BitValue) &&
@@ -51,7 +50,7 @@ bool readField(const QJsonObject& protection, const FieldRow& row, ProtectedItem
 }
 
 void listField(const FieldRow& row, const ProtectedItem& item) {
-    displayMessage(MessageKind::normal, "     %-11s : 0x%02X", row.label, unsigned{(item.*row.field).BitValue});
+    displayMessage(MessageKind::normal, "     %-11s : 0x%02X", row.label, unsigned{item.value(row.index)});
 }
 
 }  // namespace
@@ -79,14 +78,14 @@ bool hasKeys(const QJsonObject& object, std::initializer_list<QLatin1String> key
     return std::all_of(keys.begin(), keys.end(), [&object](QLatin1String key) { return object.contains(key); });
 }
 
-bool readProtection(const QJsonObject& protection, ProtectedItem& item) {
+bool readProtection(const QJsonObject& protection, const ProtectionFields<ProtectionField>& fields, QString& nonce) {
     for (const FieldRow& row : fieldRows) {
-        if (!readField(protection, row, item)) {
+        if (!readField(protection, row, *fields[row.index])) {
             return false;
         }
     }
-    item.Nonce = protection.value(QLatin1String("Algorithm")).toObject().value(QLatin1String("Nonce")).toString();
-    return !protection.contains(hdplRow.key) || readField(protection, hdplRow, item);
+    nonce = protection.value(QLatin1String("Algorithm")).toObject().value(QLatin1String("Nonce")).toString();
+    return !protection.contains(hdplRow.key) || readField(protection, hdplRow, *fields[hdplField]);
 }
 
 void listItem(int number, const ProtectedItem& item, const QString& path, const QString& nonce) {
@@ -101,7 +100,7 @@ void listItem(int number, const ProtectedItem& item, const QString& path, const 
     if (!nonce.isEmpty()) {
         displayMessage(MessageKind::normal, "     [Nonce]     : %s", qUtf8Printable(nonce));
     }
-    if (!item.HDPL.PossibleValues.isEmpty()) {
+    if (!item.fields[hdplField]->PossibleValues.isEmpty()) {
         listField(hdplRow, item);
     }
     displayMessage(MessageKind::normal, "%s", "");

@@ -37,7 +37,8 @@ template <typename Number>
 }
 
 /// Reads the fields of a `Protection` object and the nonce path in it.
-[[nodiscard]] bool readProtection(const QJsonObject& protection, ProtectedItem& item);
+[[nodiscard]] bool readProtection(const QJsonObject& protection, const ProtectionFields<ProtectionField>& fields,
+                                  QString& nonce);
 
 /// Prints an item behind its `number`. `path` is what its path line shows; an empty `nonce` has no line.
 void listItem(int number, const ProtectedItem& item, const QString& path, const QString& nonce);

@@ -2,10 +2,12 @@
 
 #include "images/imageLayout.h"
 
+#include "files/outputFile.h"
 #include "files/readExactly.h"
 
 #include <QFile>
 
+#include <algorithm>
 #include <limits>
 
 namespace {
@@ -16,22 +18,22 @@ constexpr qint64 maxPipeSize = qint64{1} << 20;  // a device perhaps never ends
 constexpr qint64 roomForHeaders = 4096;          ///< around the copies of a file in its segment and its record
 
 bool checkSizeUnderWrapping(const ProtectedItem& item, const QString& path, qint64 size) {
-    if (item.KeySize.BitValue == keySize128 && size != 16) {
+    if (item.value(keySizeField) == keySize128 && size != 16) {
         return reportError("[%s]\nWrapping is activated with KeySize 128-bit, file must have the size 16 Bytes.\n%s ",
                            qUtf8Printable(item.Name), qUtf8Printable(path));
     }
-    if (item.KeySize.BitValue == keySize256 && size != 32) {
+    if (item.value(keySizeField) == keySize256 && size != 32) {
         return reportError("[%s]\nWrapping is activated with KeySize 256-bit, file must have the size 32 Bytes.\n%s ",
                            qUtf8Printable(item.Name), qUtf8Printable(path));
     }
-    if (item.Algorithm.BitValue == algorithmCtr) {
+    if (item.value(algorithmField) == algorithmCtr) {
         return reportError("[%s]\nAlgorithm AES CTR is not supported with Wrapping option.", qUtf8Printable(item.Name));
     }
     return true;
 }
 
 bool checkSize(const ProtectedItem& item, const QString& path, qint64 size) {
-    switch (item.EncWrap.BitValue) {
+    switch (item.value(encWrapField)) {
         case encWrapNone:
             return size % 4 == 0 || reportError("[%s]\nNo enryption is activated, file is not 32-bit aligned.\n%s ",
                                                 qUtf8Printable(item.Name), qUtf8Printable(path));
@@ -54,7 +56,7 @@ bool openItemFile(QFile& file) {
 }  // namespace
 
 bool chooseNonce(const ProtectedItem& item, const QString& path, MessageKind missingKind, QString& noncePath) {
-    const std::uint16_t algorithm = item.Algorithm.BitValue;
+    const std::uint16_t algorithm = item.value(algorithmField);
     noncePath = item.Nonce;
     if ((algorithm == algorithmCbc || algorithm == algorithmCtr) && noncePath.isEmpty()) {
         displayMessage(missingKind, "[%s]\nNonce file is mandatory with AES-CBC and AES-CTR algorithm.\n%s",
@@ -72,6 +74,15 @@ bool chooseNonce(const ProtectedItem& item, const QString& path, MessageKind mis
 
 QString resolvedPath(const QString& folder, const QString& path) {
     return path.startsWith(u'.') ? folder + u'/' + path : path;
+}
+
+bool sparesFiles(const QString& outputPath, const ProtectedItem& item, std::initializer_list<QString> paths) {
+    const auto isOutput = [&outputPath](const QString& path) {
+        return !path.isEmpty() && isSameFile(outputPath, path);
+    };
+    return std::none_of(paths.begin(), paths.end(), isOutput) ||
+           reportError("[%s]\nThe output file would replace a file of this item.\n%s", qUtf8Printable(item.Name),
+                       qUtf8Printable(outputPath));
 }
 
 bool readNonce(const ProtectedItem& item, const QString& path, QByteArray& nonce) {

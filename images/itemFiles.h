@@ -7,6 +7,8 @@
 
 #include <QList>
 
+#include <initializer_list>
+
 /// What backup and secret items share in reading their files. Messages name the item and the resolved path.
 
 /// Looks at an item's algorithm and nonce path. `noncePath` receives the nonce file to read, empty for none: AES-ECB
@@ -17,6 +19,11 @@
 
 /// `path` as it counts from `folder` if it begins with ".", else as it stands.
 [[nodiscard]] QString resolvedPath(const QString& folder, const QString& path);
+
+/// Whether an output leaves the files at `paths` alone, which `item` names; an empty path names none. False with a
+/// message otherwise.
+[[nodiscard]] bool sparesFiles(const QString& outputPath, const ProtectedItem& item,
+                               std::initializer_list<QString> paths);
 
 /// Reads a nonce file of 16 bytes.
 [[nodiscard]] bool readNonce(const ProtectedItem& item, const QString& path, QByteArray& nonce);

@@ -135,6 +135,14 @@ bool isAmong(std::span<const OtpRange> ranges, std::uint32_t index) {
                        [index](const OtpRange& range) { return index >= range.first && index <= range.last; });
 }
 
+/// The files that the items name must outlive the image that is made of them.
+bool checkOutput(const QList<SecretItem>& items, const QString& outputPath) {
+    return std::all_of(items.begin(), items.end(), [&outputPath](const SecretItem& item) {
+        return sparesFiles(outputPath, item,
+                           {item.isFile ? secretPath(item.PathOrWord) : QString(), secretPath(item.Nonce)});
+    });
+}
+
 bool checkIndex(std::uint32_t deviceId, const SecretItem& item) {
     if (hasFixedLayout(deviceId)) {
         return isAmong(fixedRanges, item.Offset) ||
@@ -245,7 +253,7 @@ bool readSecretItem(const QJsonObject& object, SecretItem& item) {
     if (!object.contains(QLatin1String("Protection"))) {
         return reportError("Invalid json item");
     }
-    return readProtection(object.value(QLatin1String("Protection")).toObject(), item);
+    return readProtection(object.value(QLatin1String("Protection")).toObject(), protectionFields(item), item.Nonce);
 }
 
 QString secretPath(const QString& path) {
@@ -304,7 +312,7 @@ int generateSecrets(std::uint32_t deviceId, const QList<SecretItem>& items, cons
     }
     QList<SecretSegment> segments;
     const WipeDataOnExit wipeSegments(segments);
-    if (buildSecretSegments(items, segments, false, deviceId) != 0) {
+    if (!checkOutput(items, outputPath) || buildSecretSegments(items, segments, false, deviceId) != 0) {
         return -1;
     }
     const bool fixed = hasFixedLayout(deviceId);

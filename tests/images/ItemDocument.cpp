@@ -4,7 +4,11 @@
 
 namespace {
 
-void setValue(const QString& key, const QString& value, QString& item) {
+void setValue(const QString& key, QString value, QString& item) {
+    const qsizetype zeros = value.startsWith(QLatin1String("0x")) ? value.indexOf(u'z') : -1;
+    if (zeros >= 0) {
+        value = value.left(zeros) + QString(2 * value.mid(zeros + 1).toInt(), u'0');
+    }
     const QString head = QStringLiteral("\"%1\": ").arg(key);
     const QString fieldHead = head + QStringLiteral("{\"BitValue\": ");
     const QString& found = item.contains(fieldHead) ? fieldHead : head;

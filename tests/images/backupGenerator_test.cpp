@@ -39,20 +39,23 @@ TEST(BackupGenerator, TakesOtherShapesAsEmptyAndRefusesDepth) {
         EXPECT_TRUE(QFile::exists(folder.path("out.bin")) && folder.read("out.bin").isEmpty()) << text;
     }
     EXPECT_EQ(QFile::permissions(folder.path("out.bin")) & QFile::Permissions(0x0077), QFile::Permissions());
+    EXPECT_EQ(generateBackup(folder.path("doc.json"), folder.path("./doc.json")), -1);
     EXPECT_EQ(generateBackup(folder.path("absent.json"), folder.path("out.bin")), -2);
     ASSERT_TRUE(QFile::resize(folder.path("doc.json"), (8 << 20) + 1));
     EXPECT_EQ(generateBackup(folder.path("doc.json"), folder.path("out.bin")), -2);
     EXPECT_EQ(generateBackup(folder.write("doc.json", QByteArray(100000, '[')), folder.path("out.bin")), -2);
-    EXPECT_THAT(messages.texts(5),
-                ElementsAre("Error: Failed to open JSON file",
-                            "Error: The document " + folder.path("doc.json").toStdString() + " is larger than 8 MiB",
-                            "Error: Failed to parse JSON data, Invalid format !"));
+    EXPECT_THAT(
+        messages.texts(5),
+        ElementsAre("Error: The output file would replace the document.\n" + folder.path("./doc.json").toStdString(),
+                    "Error: Failed to open JSON file",
+                    "Error: The document " + folder.path("doc.json").toStdString() + " is larger than 8 MiB",
+                    "Error: Failed to parse JSON data, Invalid format !"));
 }
 
 TEST(BackupGenerator, ListDrivenFlowChecksBeforeItLists) {
     const TempFolder folder;
-    BackupItem item;
-    item.Path = folder.write("a.bin", {});
+    const ProtectionField none;
+    const BackupItem item{QString(), folder.write("a.bin", {}), 0, none, none, none, none, none, none, QString(), none};
     QList<BackupItem> items(256, item);
     const QString output = folder.path("out.bin");
     const MessageCapture messages;

@@ -26,17 +26,34 @@ TEST(SecretsGenerator, ReadsAndListsTheDocument) {
 
 TEST(SecretsGenerator, ListsTheImage) {
     const TempFolder folder;
-    QList<SecretItem> items(1);
-    items[0].Offset = 367;
-    items[0].Lock = {28, 1, 1, {}};
-    items[0].PathOrWord = QStringLiteral("0x1234ABCD");
+    const ProtectionField none;
+    const SecretItem item{QStringLiteral("name"),
+                          QStringLiteral("0x1234ABCD"),
+                          367,
+                          {28, 1, 1, {}},
+                          none,
+                          none,
+                          none,
+                          none,
+                          none,
+                          QStringLiteral("nonce"),
+                          none,
+                          false,
+                          false,
+                          false,
+                          1,
+                          4};
+    const QList<SecretItem> items{item, {.PathOrWord = QStringLiteral("0x01020304"), .Offset = 12, .Format = 1}};
     const MessageCapture messages;
     EXPECT_EQ(generateSecrets(0x505, {}, folder.path("out.bin")), -1);
-    ASSERT_EQ(generateSecrets(0x505, items, folder.path("out.bin")), 1);
+    ASSERT_EQ(generateSecrets(0x505, items, folder.path("out.bin")), 2);
     EXPECT_THAT(messages.texts(),
-                testing::ElementsAre("\nParse PVS secrets image:", "  OTP AREAS     ", "       Offset         : 367",
-                                     "       Protection     : 0x10000000", "       Data Size      : 0x4\n",
-                                     "PVS Secrets generation SUCCESS"));
+                testing::ElementsAre(
+                    "Warning: [name]\nNonce file is not empty, it will be ignored with AES-ECB algorithm.\nnonce",
+                    "\nParse PVS secrets image:", "  OTP AREAS     ", "       Offset         : 367",
+                    "       Protection     : 0x10000000", "       Data Size      : 0x4\n", "  OTP AREAS     ",
+                    "       Offset         : 12", "       Protection     : 0x00000000", "       Data Size      : 0x4\n",
+                    "PVS Secrets generation SUCCESS"));
 }
 
 TEST(SecretsGenerator, PreviewKeepsOrderAndLeavesOutWhatIsNotFilledIn) {

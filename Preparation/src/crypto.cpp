@@ -221,7 +221,10 @@ int Crypto::releaseBuffer(QByteArray& buffer) {
     if (buffer.isNull()) {
         return keyService::refused;
     }
-    wipe(buffer);
+    if (buffer.isDetached()) {
+        wipe(buffer);
+    }
+    buffer = QByteArray();
     return keyService::done;
 }
 

@@ -47,7 +47,8 @@ class Crypto {
     [[nodiscard]] int publicKeyHash(const evp_pkey_st* pkey, QByteArray& digest) const;
     /// DER of the public key (SubjectPublicKeyInfo, RFC 5280).
     [[nodiscard]] static int encodePublicKey(const evp_pkey_st* pkey, QByteArray& der);
-    /// Wipes and frees; 0 when there is nothing to free, else 1.
+    /// Wipes and frees; 0 when there is nothing to free, else 1. Bytes that another owner holds too are that owner's to
+    /// wipe and stay as they are.
     static int releaseBuffer(QByteArray& buffer);
 
     [[nodiscard]] static int readPublicKeyPem(const QString& path, KeyPointer& pkey);

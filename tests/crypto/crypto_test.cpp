@@ -56,6 +56,18 @@ TEST(Crypto, MakesRsaKeyFilesThatSign) {
     EXPECT_EQ(signature, "untouched");
 }
 
+TEST(Crypto, ReleasesABufferButNotItsOtherOwners) {
+    const QByteArray other("secret bytes");
+    QByteArray shared = other;
+    QByteArray own(16, 's');
+    for (QByteArray* const buffer : {&shared, &own}) {
+        EXPECT_EQ(Crypto::releaseBuffer(*buffer), 1);
+        EXPECT_TRUE(buffer->isNull());
+        EXPECT_EQ(Crypto::releaseBuffer(*buffer), 0);
+    }
+    EXPECT_EQ(other, "secret bytes");
+}
+
 TEST(Crypto, TellsWhatIsWrongWithAnRsaKey) {
     const MessageCapture capture;
     // p = 61 and q = 53, but n = 3235.

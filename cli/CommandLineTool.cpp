@@ -58,6 +58,9 @@ CommandLineTool::~CommandLineTool() {
     wipe(key);
     wipe(nonce);
     wipe(persoData);
+    for (BackupRecord& backup : backupSections) {
+        wipeRecords(backup.sections);
+    }
 }
 
 int CommandLineTool::run(int argc, char** argv) {

@@ -45,7 +45,8 @@ Flow ProvisioningImageCommand::addBackup(const QStringList& params) {
     }
     BackupRecord record;
     // A pipe gives its bytes once.
-    const QByteArray& image = file->segments.front().data;
+    QByteArray& image = file->segments.front().data;
+    const WipeOnExit wipeImage(image);
     if ((canReadBack(path) ? parseBackupImage(path, record.sections)
                            : parseBackupImage(image, path, record.sections)) != 0) {
         return failRun("Parse PVS Backup file failed !");
@@ -56,7 +57,7 @@ Flow ProvisioningImageCommand::addBackup(const QStringList& params) {
     if (!parseNumber(params.at(1), 0, record.address)) {
         return failRun("Invalid backup address address");
     }
-    tool.backupSections.append(record);
+    tool.backupSections.append(std::move(record));
     return Flow::goOn();
 }
 
@@ -80,7 +81,7 @@ Flow ProvisioningImageCommand::run() {
     }
     pvsTbiParameters parameters;
     parameters.blob = std::move(blob);
-    parameters.backupSections = tool.backupSections;
+    parameters.backupSections = std::move(tool.backupSections);
     parameters.key = std::move(tool.key);
     parameters.nonce = std::move(tool.nonce);
     parameters.imageVersion = static_cast<std::uint8_t>(tool.imageVersion);

@@ -108,8 +108,9 @@ bool openFile(FileLoadContext& context, const QString& path, FileData*& result, 
     context.fillByte = fillByte;
     NamedFile device(path);
     const FormatRow* const row = formatOf(context.formats, path, allowPvs);
-    // Raw bytes may be secrets: none of them stays in a buffer that nobody wipes.
-    return openInputFile(device, row == nullptr ? QIODevice::Unbuffered : QIODevice::NotOpen) &&
+    // Raw bytes and provisioning data may be secrets: none of them stays in a buffer that is never wiped.
+    const bool mayBeSecret = row == nullptr || row->read == readObkFile;
+    return openInputFile(device, mayBeSecret ? QIODevice::Unbuffered : QIODevice::NotOpen) &&
            readBy(row, context, device, {offset, size}, result);
 }
 

@@ -11,3 +11,10 @@ void wipe(QByteArray& secret) {
     }
     secret = QByteArray();
 }
+
+void wipeIfOwned(QByteArray& secret) {
+    if (secret.isDetached()) {
+        wipe(secret);
+    }
+    secret = QByteArray();
+}

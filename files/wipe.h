@@ -6,6 +6,9 @@
 /// bytes that somebody else holds as well would stay.
 void wipe(QByteArray& secret);
 
+/// Lets go of a secret, and wipes it if no other owner holds its bytes: that one wipes them.
+void wipeIfOwned(QByteArray& secret);
+
 /// Wipes what it refers to when it goes, on every way out of a scope.
 class WipeOnExit {
   public:

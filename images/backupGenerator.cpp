@@ -40,6 +40,7 @@ bool buildSegment(const BackupItem& item, const QString& folder, BackupSegment& 
     }
     QByteArray nonce;
     QByteArray data;
+    const WipeOnExit wipeNonce(nonce);
     const WipeOnExit wipeData(data);
     if (!noncePath.isEmpty() && !readNonce(item, resolvedPath(folder, noncePath), nonce)) {
         return false;

@@ -8,6 +8,8 @@
 #include "files/ByteReader.h"
 #include "files/wipe.h"
 
+#include <QScopeGuard>
+
 #include <algorithm>
 
 namespace {
@@ -27,6 +29,12 @@ bool readRecord(ByteReader& reader, BackupSegment& segment) {
 
 }  // namespace
 
+void wipeRecords(QList<BackupSegment>& segments) {
+    for (BackupSegment& segment : segments) {
+        wipeIfOwned(segment.record);
+    }
+}
+
 int parseBackupImage(const QString& path, QList<BackupSegment>& segments) {
     QByteArray image;
     const WipeOnExit wipeImage(image);
@@ -36,6 +44,7 @@ int parseBackupImage(const QString& path, QList<BackupSegment>& segments) {
 int parseBackupImage(QByteArrayView image, const QString& path, QList<BackupSegment>& segments) {
     ByteReader reader(image);
     QList<BackupSegment> found;
+    const auto wipeFound = qScopeGuard([&found] { wipeRecords(found); });
     while (!reader.atEnd()) {
         BackupSegment segment;
         if (!readRecord(reader, segment)) {
@@ -48,7 +57,7 @@ int parseBackupImage(QByteArrayView image, const QString& path, QList<BackupSegm
         }
         found.append(std::move(segment));
     }
-    segments.swap(found);
+    segments.swap(found);  // the records that it contained are wiped
     return 0;
 }
 

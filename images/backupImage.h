@@ -15,6 +15,9 @@ struct BackupSegment {
     QByteArray record;       ///< the record's raw bytes, its 12-byte header included
 };
 
+/// Wipes the records that have no other owner.
+void wipeRecords(QList<BackupSegment>& segments);
+
 /// Reads the backup image at `path`, or the `image` of that name in memory. 0 on success, when `segments` is replaced;
 /// -1 with a message otherwise. An image may have 65,535 records.
 [[nodiscard]] int parseBackupImage(const QString& path, QList<BackupSegment>& segments);

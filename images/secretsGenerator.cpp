@@ -69,6 +69,7 @@ void reverseWords(QByteArray& data) {
 
 bool readFile(const SecretItem& item, const QString& noncePath, SecretSegment& segment) {
     QByteArray nonce;
+    const WipeOnExit wipeNonce(nonce);
     if (!noncePath.isEmpty() && !readNonce(item, secretPath(noncePath), nonce)) {
         return false;
     }

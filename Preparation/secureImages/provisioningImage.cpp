@@ -34,10 +34,11 @@ bool addBackup(const BackupRecord& backup, AreaPlan& plan) {
 
 QByteArray Preparation::pvsTbiPreparation(pvsTbiParameters parameters) {
     const auto wipeOwnSecrets = qScopeGuard([&parameters] {
-        for (QByteArray* const secret : {&parameters.key, &parameters.blob}) {
-            if (secret->isDetached()) {  // a caller who keeps a copy wipes it himself
-                wipe(*secret);
-            }
+        for (QByteArray* const secret : {&parameters.key, &parameters.nonce, &parameters.blob}) {
+            wipeIfOwned(*secret);
+        }
+        for (BackupRecord& backup : parameters.backupSections) {
+            wipeRecords(backup.sections);
         }
     });
     AreaImageForm form{.magic = secureImage::provisioningMagic,

@@ -221,10 +221,7 @@ int Crypto::releaseBuffer(QByteArray& buffer) {
     if (buffer.isNull()) {
         return keyService::refused;
     }
-    if (buffer.isDetached()) {
-        wipe(buffer);
-    }
-    buffer = QByteArray();
+    wipeIfOwned(buffer);
     return keyService::done;
 }
 

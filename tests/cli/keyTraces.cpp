@@ -1,5 +1,5 @@
 // Runs the tool in this process, then looks for secrets in the memory that it leaves: keyTraces FILE... -- ARGUMENT...
-// Each file holds one secret of 16 to 64 bytes. Ends with the run's status, or with 99 where a secret still stands in
+// Each file holds one secret of 12 to 64 bytes. Ends with the run's status, or with 99 where a secret still stands in
 // the heap; keys of OpenSSL stand there in either byte order.
 
 #include "cli/CommandLineTool.h"
@@ -28,7 +28,7 @@ bool readSecret(const char* path, Secret& secret) {
     const int file = open(path, O_RDONLY | O_CLOEXEC);
     const ssize_t size = file < 0 ? -1 : read(file, secret.masked.data(), secret.masked.size());
     close(file);
-    secret.size = size < 16 ? 0 : static_cast<std::size_t>(size);
+    secret.size = size < 12 ? 0 : static_cast<std::size_t>(size);
     for (unsigned char& byte : secret.masked) {
         byte ^= mask;
     }

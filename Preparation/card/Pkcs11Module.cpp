@@ -3,9 +3,12 @@
 #include "display/Display.h"
 
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/file.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstring>
 #include <string>
 
@@ -121,6 +124,22 @@ bool Pkcs11Module::load() {
     return answer == CKR_CRYPTOKI_ALREADY_INITIALIZED || succeeded(answer, "C_Initialize", "the driver");
 }
 
+void Pkcs11Module::lock() {
+    // PKCS #11 has no lock. The driver's own file is one that all who use the driver can open, and no crash leaves the
+    // lock on it. A driver whose file takes no lock is used without.
+    Dl_info driver{};
+    if (dladdr(reinterpret_cast<const void*>(functions_->C_Initialize), &driver) == 0) {
+        return;
+    }
+    lock_ = FileHandle(open(driver.dli_fname, O_RDONLY | O_CLOEXEC));
+    if (flock(lock_.get(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) {
+        return;
+    }
+    displayMessage(MessageKind::warning, "Another run programs a card, waiting for its end");
+    while (flock(lock_.get(), LOCK_EX) != 0 && errno == EINTR) {
+    }
+}
+
 bool Pkcs11Module::findSlot(std::int32_t position, CK_SLOT_ID& slot) const {
     CK_ULONG count = 0;
     // Drivers renew their list only when they are asked for its length.
@@ -230,6 +249,7 @@ bool Pkcs11Session::create(std::vector<CK_ATTRIBUTE>& attributes, const char* la
 
 bool Pkcs11Session::destroy(const Handles& objects, const char* label) const {
     return std::all_of(objects.rbegin(), objects.rend(), [this, label](CK_OBJECT_HANDLE object) {
-        return succeeded(module_.functions().C_DestroyObject(session_, object), "C_DestroyObject", label);
+        const CK_RV answer = module_.functions().C_DestroyObject(session_, object);
+        return answer == CKR_OBJECT_HANDLE_INVALID || succeeded(answer, "C_DestroyObject", label);
     });
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "files/FileHandle.h"
+
 #include <QByteArray>
 #include <QByteArrayView>
 
@@ -21,6 +23,8 @@ class Pkcs11Module {
     /// Loads and initialises the library that QVORA_HSM_MODULE names, else p11-kit's proxy. False, with a message,
     /// if it can't be loaded or is no PKCS #11 driver.
     [[nodiscard]] bool load();
+    /// Waits until no other run of this machine holds the driver's lock, which this one then holds until it ends.
+    void lock();
     /// Finds the slot at `position` among those that hold a token, from 0. False, with a message, if there is none.
     [[nodiscard]] bool findSlot(std::int32_t position, CK_SLOT_ID& slot) const;
 
@@ -28,6 +32,7 @@ class Pkcs11Module {
 
   private:
     CK_FUNCTION_LIST* functions_ = nullptr;
+    FileHandle lock_;
     bool finalize_ = false;  // false if somebody else in the process had initialised the driver
 };
 
@@ -52,7 +57,8 @@ class Pkcs11Session {
     [[nodiscard]] bool readValue(CK_OBJECT_HANDLE object, const char* label, QByteArray& value) const;
     /// Makes an object and appends it to `created`.
     [[nodiscard]] bool create(std::vector<CK_ATTRIBUTE>& attributes, const char* label, Handles& created) const;
-    /// Removes objects, the last one first, up to the first that can't be removed. `label` is for the message.
+    /// Removes objects, the last one first, up to the first that can't be removed. An object that another process has
+    /// removed counts as removed. `label` is for the message.
     [[nodiscard]] bool destroy(const Handles& objects, const char* label) const;
 
   private:

@@ -5,7 +5,9 @@
 #include "files/wipe.h"
 #include "preparation-interface/Preparation.h"
 
+#include <algorithm>
 #include <cstring>
+#include <initializer_list>
 
 // The card is any PKCS #11 token. Its objects, found by their labels:
 //
@@ -18,6 +20,12 @@
 // last, and what an attempt that broke off left under the other labels is removed just before it, so that a card in
 // state 39 never has two objects of one label. Should a power cut leave an older vx-card-info beside the new one, the
 // one with state 39 counts.
+//
+// Runs of one machine program one after the other, by the driver's lock. A card may be reached from elsewhere too. So
+// each run looks for the leftovers, writes its own objects, looks whether the card is still a fresh one, removes the
+// leftovers, writes its vx-card-info, and then looks whether exactly its own objects are there. If not, it removes its
+// own. A run that succeeds has seen no object of another one; any run that writes its first object later finds
+// vx-card-info before it removes anything, and ends. At worst both runs remove theirs.
 
 namespace {
 
@@ -150,22 +158,45 @@ struct CardContent {
     QByteArray info;
 };
 
+bool findAll(const Pkcs11Session& session, std::initializer_list<const char*> labels, Pkcs11Session::Handles& found) {
+    return std::all_of(labels.begin(), labels.end(), [&](const char* label) { return session.find(label, found); });
+}
+
+// Whether the card has exactly these objects under these labels. False, with a message, also if another run works on
+// it.
+bool holdsJust(const Pkcs11Session& session, std::initializer_list<const char*> labels,
+               Pkcs11Session::Handles expected) {
+    Pkcs11Session::Handles found;
+    if (!findAll(session, labels, found)) {
+        return false;
+    }
+    std::sort(found.begin(), found.end());
+    std::sort(expected.begin(), expected.end());
+    return found == expected || reportError("Another run programs this card at the same time");
+}
+
+Pkcs11Session::Handles joined(Pkcs11Session::Handles first, const Pkcs11Session::Handles& second) {
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+}
+
 // Writes everything or, as far as the card lets it, nothing.
 bool programCard(const Pkcs11Session& session, const CardContent& content,
                  const Pkcs11Session::Handles& olderInfoObjects) {
     Pkcs11Session::Handles leftovers;
-    for (const char* label : {keyLabel, nonceLabel, persoLabel}) {
-        if (!session.find(label, leftovers)) {
-            return false;
-        }
+    if (!findAll(session, {keyLabel, nonceLabel, persoLabel}, leftovers)) {
+        return false;
     }
     Pkcs11Session::Handles written;
     const bool done =
         writeKey(session, content.key, written) && writeData(session, nonceLabel, content.nonce, yes, written) &&
         (content.persoData.isEmpty() || writeData(session, persoLabel, content.persoData, yes, written)) &&
+        holdsJust(session, {infoLabel}, olderInfoObjects) &&
         session.destroy(leftovers, "objects of an earlier attempt") &&
-        writeData(session, infoLabel, content.info, no, written) && session.destroy(olderInfoObjects, infoLabel);
-    // The last one written goes first: no vx-card-info may stand there without the objects that it speaks for.
+        writeData(session, infoLabel, content.info, no, written) &&
+        holdsJust(session, {keyLabel, nonceLabel, persoLabel, infoLabel}, joined(written, olderInfoObjects)) &&
+        session.destroy(olderInfoObjects, infoLabel);
+    // The last one written is removed first: no vx-card-info may be there without the objects that it speaks for.
     if (!done && !session.destroy(written, "objects of this attempt")) {
         return reportError("Some objects of this attempt stay on the card");
     }
@@ -201,6 +232,7 @@ bool Preparation::HSMProvisioning(std::int32_t slot, const QByteArray& key, cons
     if (!module.load()) {
         return false;
     }
+    module.lock();
     Pkcs11Session session(module);
     CardState card;
     if (!session.open(slot, Pkcs11Session::Access::write) || !readCard(session, card)) {

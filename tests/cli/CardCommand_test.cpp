@@ -1,6 +1,8 @@
 #include "tests/cli/CommandRun.h"
 #include "tests/support/CardTest.h"
 
+#include <QProcess>
+
 namespace {
 
 using CardCommand = CardTest;
@@ -63,6 +65,63 @@ TEST_F(CardCommand, ShowsAndPrograms) {
     expectRows({{"-hsm -i 0 -info", 1,
                  "Error: The card answered C_OpenSession for the session with CKR_TOKEN_NOT_RECOGNIZED (0x000000E1) | "
                  "Error: Failed to get available HSM info from slot 0"}});
+}
+
+/// Two runs for one card at once, which want it to have nonces of their own.
+class TwoRuns : public CardTest {
+  protected:
+    void SetUp() override {
+        CardTest::SetUp();
+        folder.write("key.bin", QByteArray(16, 'k'));
+        folder.write("perso.bin", QByteArray(108, 'p'));
+        folder.write("1", QByteArray(12, '1'));
+        folder.write("2", QByteArray(12, '2'));
+    }
+    static QString arguments(const char* run) {
+        return QStringLiteral("-hsm -i 0 -k key.bin -n %1 -id %1 -mc 1 -pd perso.bin").arg(QLatin1String(run));
+    }
+    /// The command for a shell. Its status goes into a file.
+    QByteArray second() {
+        return "cd " + folder.path(".").toUtf8() + " && QVORA_HSM_MODULE=" + driver + ' ' + QVORA_TOOL + ' ' +
+               arguments("2").toUtf8() + " > 2.out; echo $? > 2.status";
+    }
+    void expectOneSuccess(const CommandResult& first) {
+        const bool secondToo = folder.read("2.status").trimmed() == "0";
+        ASSERT_NE(first.status == 0, secondToo) << first.body() << ' ' << folder.read("2.out").constData();
+        EXPECT_EQ(pkcs11Tool("--read-object --type data --label vx-card-nonce"), QByteArray(12, secondToo ? '2' : '1'));
+        EXPECT_EQ(pkcs11Tool("--list-objects").count("label:"), 4);
+        outsideTool("softhsm2-util --delete-token --token card");
+        makeToken();
+    }
+};
+
+TEST_F(TwoRuns, OfOneMachineTakeTurns) {
+    for (int round = 0; round < 5; ++round) {
+        QProcess second;
+        second.start(QStringLiteral("sh"), {QStringLiteral("-c"), QString::fromUtf8(this->second())});
+        const CommandResult first = runCommand(folder.path("."), splitArguments(arguments("1")));
+        ASSERT_TRUE(second.waitForFinished());
+        expectOneSuccess(first);
+    }
+}
+
+// At each search of one run, another one with a lock of its own programs the card from its beginning to its end.
+TEST_F(TwoRuns, OfTwoMachinesNeverBothSucceed) {
+    qputenv("FAILING_DRIVER_REAL", driver);
+    bool isOver = false;
+    for (int search = 1; !isOver && search < 50; ++search) {
+        SCOPED_TRACE(search);
+        qputenv("QVORA_HSM_MODULE", FAILING_DRIVER);
+        qputenv("FAILING_DRIVER_CALL", QByteArray::number(search));
+        qputenv("FAILING_DRIVER_COMMAND", second());
+        folder.write("2.status", "not started");
+        const CommandResult first = runCommand(folder.path("."), splitArguments(arguments("1")));
+        qputenv("QVORA_HSM_MODULE", driver);
+        qunsetenv("FAILING_DRIVER_COMMAND");
+        isOver = folder.read("2.status") == "not started";
+        expectOneSuccess(first);
+    }
+    EXPECT_TRUE(isOver);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "Preparation/primitives/AesGcm.h"
 #include "Preparation/primitives/P256Key.h"
+#include "Preparation/primitives/missingAlgorithm.h"
 #include "Preparation/primitives/x963Secret.h"
 #include "display/Display.h"
 #include "preparation-interface/Preparation.h"
@@ -91,6 +92,7 @@ bool Preparation::SignECDH_KDF2(unsigned char** table) {
     if (derived) {
         std::memcpy(table[0], secret.data(), secret.size());
     } else {
+        reportMissing({Algorithm::ecdh, Algorithm::x963, Algorithm::sha256});
         reportError("The secret of the personalization data can't be derived");
     }
     explicit_bzero(secret.data(), secret.size());
@@ -115,6 +117,7 @@ std::int32_t Preparation::encryptPersoData(unsigned char* input, std::int32_t le
                            cipher.encrypt(QByteArrayView(input, length), reinterpret_cast<char*>(output)) &&
                            cipher.finish(reinterpret_cast<char*>(tag));
     if (!encrypted) {
+        reportMissing({Algorithm::aes128Gcm});
         reportError("Personalization data of %d bytes can't be encrypted", length);
     }
     return encrypted ? length : -1;

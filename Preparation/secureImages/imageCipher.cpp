@@ -1,6 +1,7 @@
 #include "Preparation/secureImages/imageCipher.h"
 
 #include "Preparation/primitives/Sha256.h"
+#include "Preparation/primitives/missingAlgorithm.h"
 #include "display/Display.h"
 
 #include <QtEndian>
@@ -22,6 +23,7 @@ bool deriveBaseIv(const QByteArray& nonce, ImageIv& baseIv) {
     }
     Sha256Digest digest{};
     if (!sha256({nonce}, digest)) {
+        reportMissing({Algorithm::sha256});
         return reportError("Error while hashing the nonce");
     }
     std::copy_n(digest.begin(), baseIv.size(), baseIv.begin());

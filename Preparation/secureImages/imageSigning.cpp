@@ -1,6 +1,7 @@
 #include "Preparation/primitives/P256Key.h"
 #include "Preparation/primitives/Sha256.h"
 #include "Preparation/primitives/ecdsa.h"
+#include "Preparation/primitives/missingAlgorithm.h"
 #include "Preparation/secureImages/signedImageContent.h"
 #include "display/Display.h"
 #include "files/outputFile.h"
@@ -58,6 +59,7 @@ bool Preparation::signECDSA(unsigned char* keyPath, SignedImage** image, bool wr
     QByteArray signature;
     if (!sha256({content.signedPart, content.footerHead}, digest) ||
         !signEcdsa(key.get(), QByteArrayView(digest), der) || !toRawSignature(der, signature)) {
+        reportMissing({Algorithm::sha256, Algorithm::ecdsa});
         return reportError("The image can't be signed with the key %s", qUtf8Printable(path));
     }
     // Starts from the bytes that go into the image, so that a fault in their encoding shows as well.

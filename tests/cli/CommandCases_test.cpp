@@ -1,6 +1,7 @@
 #include "tests/cli/CommandRun.h"
 #include "tests/support/ImageBuilder.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/outsideTool.h"
 
 #include <QFile>
 #include <QProcess>
@@ -121,6 +122,30 @@ TEST(CommandCases, ArgumentsAreInUtf8) {
         EXPECT_EQ(shell.exitCode(), 1);
         EXPECT_TRUE(shell.readAllStandardOutput().trimmed().endsWith(row.message)) << row.message;
     }
+}
+
+// A configuration that asks for certified algorithms, on a machine without the provider that has them.
+TEST(CommandCases, NameTheAlgorithmThatOpensslDoesntOffer) {
+    const TempFolder folder;
+    makeFiles(folder);
+    opensslMakeKey(folder.path("private.pem"), "EC -pkeyopt ec_paramgen_curve:P-256");
+    const QString config = folder.write("openssl.cnf",
+                                        "openssl_conf = init\n[init]\nalg_section = algorithms\n"
+                                        "[algorithms]\ndefault_properties = fips=yes\n");
+    constexpr std::pair<const char*, const char*> rows[] = {
+        {"-tbu -fir fw.hex -k key.bin -n nonce.bin -v 1 -oh a.tbuh -os a.tbu",
+         "Error: The cipher AES-128-GCM isn't available"},
+        {"-gpdata fw.bin d.enc", "Error: OpenSSL doesn't offer ECDH as it is set up on this machine"},
+        {"-sign -bin stack.bin -prvk private.pem -v 1 -o signed.bin",
+         "Error: OpenSSL doesn't offer SHA-256 as it is set up on this machine"},
+    };
+    qputenv("OPENSSL_CONF", config.toUtf8());
+    for (const auto& [arguments, reason] : rows) {
+        const CommandResult result = runCommand(folder.path("."), splitArguments(QString::fromLatin1(arguments)));
+        EXPECT_EQ(result.status, 1) << arguments;
+        EXPECT_TRUE(result.output.contains(reason)) << result.body();
+    }
+    qunsetenv("OPENSSL_CONF");
 }
 
 // imgtool is whichever one the PATH has.

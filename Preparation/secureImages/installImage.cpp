@@ -188,6 +188,20 @@ bool InstallPlanner::addExternalModules() {
     return true;
 }
 
+/// How much memory an area fills on the device: a region key goes to another place.
+qsizetype memorySize(const PlannedArea& area) {
+    switch (area.letter) {
+        case areaLetter::firmware:
+        case areaLetter::module:
+            return payloadSize(area);
+        case areaLetter::external:
+        case areaLetter::externalModule:
+            return payloadSize(area) - area.pieces.back().size();
+        default:
+            return 0;
+    }
+}
+
 bool InstallPlanner::planAreas() {
     addPackagedModule();
     addProvisioningData();
@@ -202,7 +216,8 @@ bool InstallPlanner::planAreas() {
         add(areaLetter::contentHash, 0);
     }
     appendSegments(add(areaLetter::optionBytes, 0), content.optionBytes);
-    return true;
+    return std::all_of(plan.areas.begin(), plan.areas.end(),
+                       [](const PlannedArea& area) { return fitsAddressSpace(area.address, memorySize(area)); });
 }
 
 }  // namespace

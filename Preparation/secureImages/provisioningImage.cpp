@@ -3,6 +3,7 @@
 #include "display/Display.h"
 #include "files/wipe.h"
 #include "formats/secureImageLayout.h"
+#include "images/ProtectedItem.h"
 #include "preparation-interface/Preparation.h"
 
 #include <QScopeGuard>
@@ -11,12 +12,17 @@
 
 namespace {
 
-void addFirmware(const FileData& firmware, AreaPlan& plan) {
+bool addFirmware(const FileData& firmware, AreaPlan& plan) {
     for (const FileSegment& segment : firmware.segments) {
-        if (!segmentBytes(segment).isEmpty()) {
-            plan.areas.push_back({areaLetter::firmware, segment.address, {segmentBytes(segment)}, {}});
+        const QByteArrayView bytes = segmentBytes(segment);
+        if (!fitsAddressSpace(segment.address, bytes.size())) {
+            return false;
+        }
+        if (!bytes.isEmpty()) {
+            plan.areas.push_back({areaLetter::firmware, segment.address, {bytes}, {}});
         }
     }
+    return true;
 }
 
 bool addBackup(const BackupRecord& backup, AreaPlan& plan) {
@@ -24,6 +30,10 @@ bool addBackup(const BackupRecord& backup, AreaPlan& plan) {
         if (section.offset > std::numeric_limits<std::uint32_t>::max() - backup.address) {
             return reportError("The backup section at offset 0x%08X lies beyond the end of the address space",
                                section.offset);
+        }
+        const qsizetype stored = qsizetype{section.size} - nonceBytes(section.protection);  // a nonce takes no room
+        if (!fitsAddressSpace(backup.address + section.offset, stored)) {
+            return false;
         }
         plan.areas.push_back({areaLetter::backup, backup.address + section.offset, {section.record}, {}});
     }
@@ -58,8 +68,8 @@ QByteArray Preparation::pvsTbiPreparation(pvsTbiParameters parameters) {
     AreaPlan plan;
     plan.areas.push_back({areaLetter::secureModule, 0, {parameters.blob}, {}});
     for (const FileData* const firmware : parameters.firmwares) {
-        if (firmware != nullptr) {
-            addFirmware(*firmware, plan);
+        if (firmware != nullptr && !addFirmware(*firmware, plan)) {
+            return {};
         }
     }
     for (const BackupRecord& backup : parameters.backupSections) {

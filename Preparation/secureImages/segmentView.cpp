@@ -1,9 +1,18 @@
 #include "Preparation/secureImages/segmentView.h"
 
+#include "display/Display.h"
+
 #include <algorithm>
 
 QByteArrayView segmentBytes(const FileSegment& segment) {
     return QByteArrayView(segment.data).first(std::min<qsizetype>(segment.size, segment.data.size()));
+}
+
+bool fitsAddressSpace(std::uint32_t address, qsizetype size) {
+    constexpr qsizetype end = qsizetype{1} << 32;
+    return size <= end - qsizetype{address} ||
+           reportError("The %lld bytes at address 0x%08X go beyond the end of the address space",
+                       static_cast<long long>(size), address);
 }
 
 std::vector<const FileSegment*> sortedSegments(const FileData* file) {

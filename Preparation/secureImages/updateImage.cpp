@@ -40,6 +40,9 @@ QByteArray Preparation::TBUPreparation(FileData* firmware, const QByteArray& key
     }
     const FileSegment& segment = firmware->segments.front();
     const QByteArrayView plain = segmentBytes(segment);
+    if (!fitsAddressSpace(segment.address, plain.size())) {
+        return {};
+    }
     if (!canAllocate(headerSize + plain.size())) {
         reportError("Unable to allocate memory");
         return {};

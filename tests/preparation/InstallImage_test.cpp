@@ -202,6 +202,28 @@ TEST(InstallImage, RefusesWithOneMessage) {
     const FileData external{0, 1, {segment(0x70000100, "x")}};
     const FileData optionBytes{0, 1, {segment(0, QByteArray(99, 'c'))}};
     const FileECSV noModules;
+    FileData atEnd{0, 1, {segment(0xFFFFFFF0, QByteArray(16, 'x'))}};
+    const QList<ExtBinInfo> endRegion = {{0xFFFFFFF0, 0, 0, 0}};
+    FileMCSV moduleAtEnd{{}, {{1, 0xFFFFFFF0, 0, 0, 16, {}, {}, QByteArray(16, 'x'), {}}}};
+    FileECSV externalModuleAtEnd{{}, {{0, 0xFFFFFFF0, 0, 0, 16, 0, 0, 0, {}, {}, QByteArray(16, 'x'), {}}}};
+    const auto endContents = [&]() -> std::vector<InstallImageContent> {
+        return {{.moduleList = &moduleAtEnd},
+                {.firmware = &atEnd},
+                {.externalFirmware = &atEnd, .externalRegions = endRegion},
+                {.externalModuleList = &externalModuleAtEnd}};
+    };
+    for (const InstallImageContent& content : endContents()) {
+        EXPECT_FALSE(makeInstallImage(content, imageKey, imageNonce).isEmpty());
+    }
+    atEnd.segments[0] = segment(0xFFFFFFF0, QByteArray(17, 'x'));
+    moduleAtEnd.modules[0].moduleData += 'x';
+    externalModuleAtEnd.modules[0].moduleData += 'x';
+    for (const InstallImageContent& content : endContents()) {
+        const MessageCapture messages;
+        EXPECT_TRUE(makeInstallImage(content, imageKey, imageNonce).isEmpty());
+        EXPECT_THAT(messages.texts(5),
+                    ElementsAre("Error: The 17 bytes at address 0xFFFFFFF0 go beyond the end of the address space"));
+    }
     const struct {
         const char* message;
         InstallImageContent content;

@@ -35,9 +35,15 @@ TEST(UpdateImage, HasItsHeaderAndDecrypts) {
     expectEveryChangeShows(image, [](const QByteArray& changed) { return decryptUpdate(changed, key, nonce); });
 
     const MessageCapture messages;
+    firmware.segments[0].address = 0xFFFFFFFB;
+    EXPECT_FALSE(Preparation().TBUPreparation(&firmware, key, nonce, 1).isEmpty());
+    firmware.segments[0].address = 0xFFFFFFFC;
+    EXPECT_TRUE(Preparation().TBUPreparation(&firmware, key, nonce, 1).isEmpty());
     firmware.segments.resize(2);
     EXPECT_TRUE(Preparation().TBUPreparation(&firmware, key, nonce, 1).isEmpty());
-    EXPECT_THAT(messages.texts(5), ElementsAre("Error: An update image needs a firmware of one segment"));
+    EXPECT_THAT(messages.texts(5),
+                ElementsAre("Error: The 5 bytes at address 0xFFFFFFFC go beyond the end of the address space",
+                            "Error: An update image needs a firmware of one segment"));
 }
 
 TEST(ProvisioningPayload, IsBoundToTheKeyAndDecrypts) {
@@ -97,12 +103,23 @@ TEST(ProvisioningImage, HoldsBlobFirmwareAndBackup) {
     EXPECT_EQ(key, "sixteen byte key") << "a shared key is left alone";
 
     const MessageCapture messages;
+    parameters.backupSections[0].sections = {{0x20, 1U << 19, 20, "with a nonce of 16"}};
+    parameters.backupSections[0].address = 0xFFFFFFDC;
+    EXPECT_FALSE(Preparation().pvsTbiPreparation(parameters).isEmpty());
+    parameters.backupSections[0].address = 0xFFFFFFDD;
+    EXPECT_TRUE(Preparation().pvsTbiPreparation(parameters).isEmpty());
+    firmware.segments[0].address = 0xFFFFFFFD;
+    EXPECT_TRUE(Preparation().pvsTbiPreparation(parameters).isEmpty());
+    parameters.backupSections[0].sections[0].offset = 0x10;
+    firmware.segments[0].address = 0;
     parameters.backupSections[0].address = 0xFFFFFFF0;
     EXPECT_TRUE(Preparation().pvsTbiPreparation(parameters).isEmpty());
     parameters.blob.clear();
     EXPECT_TRUE(Preparation().pvsTbiPreparation(parameters).isEmpty());
     EXPECT_THAT(messages.texts(5),
-                ElementsAre("Error: The backup section at offset 0x00000010 lies beyond the end of the address space",
+                ElementsAre("Error: The 4 bytes at address 0xFFFFFFFD go beyond the end of the address space",
+                            "Error: The 4 bytes at address 0xFFFFFFFD go beyond the end of the address space",
+                            "Error: The backup section at offset 0x00000010 lies beyond the end of the address space",
                             "Error: The blob is empty"));
 }
 

@@ -10,9 +10,6 @@
 #include "formats/moduleLayout.h"
 #include "formats/openCsvFile.h"
 
-#include <QFile>
-#include <QFileInfo>
-
 #include <algorithm>
 #include <array>
 
@@ -49,6 +46,8 @@ struct InstallImageCommand : CommandBase {
     std::uint32_t ramSize = 0;
     std::uint32_t continuationToken = 0;
     QByteArray image;
+    PendingFile output;
+    FileData* written = nullptr;  // the output as its reader sees it
 
     Flow run();
 
@@ -75,8 +74,12 @@ struct InstallImageCommand : CommandBase {
     Flow readList(const QString& path, CsvKind kind, FileType type, List*& list);
     Flow checkOptions();
     Flow mergeFirmware();
+    [[nodiscard]] OutputFile outputFile() const {
+        return {tool.outputPath, image, "Error while writing in the output file"};
+    }
     Flow writeImage();
     Flow verifyImage();
+    Flow listImage();
 };
 
 constexpr OptionRow<InstallImageCommand> optionRows[] = {
@@ -381,21 +384,21 @@ Flow InstallImageCommand::writeImage() {
     if (image.isEmpty()) {
         return failRun("Error occured when preparing an TBI image");
     }
-    return continueIf(writeOutputFile(tool.outputPath, image, "Error while writing in the output file"));
+    return continueIf(writePendingOutput(outputFile(), output));
 }
 
+// What is written is verified before an older image gives way to it.
 Flow InstallImageCommand::verifyImage() {
-    const bool isFile = QFileInfo(tool.outputPath).isFile();
-    if (isFile) {
-        image.clear();  // what counts is what came to stand there
+    if (output.isHeld()) {
+        image.clear();  // what counts is what was written
     }
-    FileData* written = nullptr;
-    if (!openOutput(tool.fileContext, tool.outputPath, image, written)) {
-        if (isFile) {
-            QFile::remove(tool.outputPath);
-        }
+    if (!openPendingOutput(tool.fileContext, tool.outputPath, output, image, written)) {
         return failRun("Error while verifying the TBI file");
     }
+    return continueIf(commitPendingOutput(outputFile(), output));
+}
+
+Flow InstallImageCommand::listImage() {
     displayMessage(MessageKind::success, "%s generation SUCCESS",
                    tool.externalFirmwareFiles.isEmpty() ? "TBI" : "TBIx");
     if (written->fileType != fileTypeTbi && written->fileType != fileTypeXtbi) {
@@ -412,8 +415,9 @@ Flow InstallImageCommand::run() {
     }
     warnOfOwnParameters("tbi");
     Flow flow = walkOptions(*this, optionRows, "tbi");
-    for (const auto step : {&InstallImageCommand::checkOptions, &InstallImageCommand::mergeFirmware,
-                            &InstallImageCommand::writeImage, &InstallImageCommand::verifyImage}) {
+    for (const auto step :
+         {&InstallImageCommand::checkOptions, &InstallImageCommand::mergeFirmware, &InstallImageCommand::writeImage,
+          &InstallImageCommand::verifyImage, &InstallImageCommand::listImage}) {
         if (flow.ends()) {
             return flow;
         }

@@ -1,13 +1,11 @@
 #include "cli/CommandBase.h"
 #include "cli/commands.h"
 #include "files/outputFile.h"
+#include "files/unfinishedFiles.h"
 #include "files/wipe.h"
 
 #include <QDir>
 #include <QFileInfo>
-#include <QTemporaryFile>
-
-#include <memory>
 
 namespace {
 
@@ -18,8 +16,8 @@ struct PayloadCommand : CommandBase {
 
     QByteArray blob;
     QByteArray oemKeyPath;
-    std::unique_ptr<QTemporaryFile> oemKeyCopy;  // of a pipe, which the library can't read a second time
-    int pvsProtocol = 0;                         // 0: bound to a PEM key, 1: to a root key table hash
+    UnfinishedFile oemKeyCopy;  // of a pipe, which the library can't read a second time
+    int pvsProtocol = 0;        // 0: bound to a PEM key, 1: to a root key table hash
     WipeOnExit wipeBlob{blob};
 
     Flow run();
@@ -57,11 +55,11 @@ Flow PayloadCommand::readOemKey(const QStringList& params) {
 }
 
 Flow PayloadCommand::copyOemKey(const QByteArray& oemKey, bool pem) {
-    oemKeyCopy = std::make_unique<QTemporaryFile>(QDir::tempPath() + QLatin1String(pem ? "/XXXXXX.pem" : "/XXXXXX"));
-    if (!oemKeyCopy->open() || oemKeyCopy->write(oemKey) != oemKey.size() || !oemKeyCopy->flush()) {
+    FileHandle copy = oemKeyCopy.create(QFile::encodeName(QDir::tempPath()) + '/', pem ? ".pem" : "");
+    if (!copy.isOpen() || !copy.write(oemKey) || !copy.close()) {
         return failRun("Unable to read the file %s", oemKeyPath.constData());
     }
-    oemKeyPath = oemKeyCopy->fileName().toUtf8();
+    oemKeyPath = oemKeyCopy.name();
     return Flow::goOn();
 }
 

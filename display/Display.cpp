@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
@@ -229,10 +228,20 @@ void Display::closeLog() {
 }
 
 bool Display::finishOutput() {
-    if (std::fflush(stdout) != 0 && errno != EPIPE) {
+    if (std::fflush(stdout) != 0) {
         outputFailed = 1;
     }
     return outputFailed == 0;
+}
+
+void Display::writeLastLine(const char* line) const {
+    for (std::FILE* const file : {logFile, stdout}) {
+        if (file != nullptr) {
+            std::fputs(line, file);
+            std::fputc('\n', file);
+            std::fflush(file);
+        }
+    }
 }
 
 void displayCallback(std::int32_t kind, const wchar_t* text) {
@@ -250,7 +259,7 @@ void displayCallback(std::int32_t kind, const wchar_t* text) {
     if (forTerminal && display->consoleOff == 0 && coloursWanted()) {
         line = escapeOf(attributeOf(kind)) + line + plainEscape;
     }
-    if (!writeAll(stdout, line) && errno != EPIPE) {
+    if (!writeAll(stdout, line)) {
         display->outputFailed = 1;
     }
 }

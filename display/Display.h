@@ -47,8 +47,12 @@ class Display {
     void closeLog();
 
     /// Writes out what standard output still holds back. False if anything of it, from the start on, couldn't be
-    /// written; a pipe that nobody reads any longer doesn't count.
+    /// written, for example to a closed pipe.
     [[nodiscard]] bool finishOutput();
+
+    /// Writes a line to the console and the log as it is, and all that they hold back. Allocates nothing, for a run
+    /// that ends because it has no memory left.
+    void writeLastLine(const char* line) const;
 
     std::uint8_t consoleOff = 0;    ///< not 0: no colours; text is still printed
     std::int32_t verbosity = 1;     ///< 1, 2 or 3: which of the verbose kinds the console shows

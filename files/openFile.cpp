@@ -123,6 +123,14 @@ bool openOutput(FileLoadContext& context, const QString& path, QByteArrayView by
            readBy(formatOf(context.formats, path, allowPvs), context, device, {}, result);
 }
 
+bool openPendingOutput(FileLoadContext& context, const QString& path, const PendingFile& output, QByteArrayView bytes,
+                       FileData*& result) {
+    NamedFile device(path);
+    return ((output.isHeld() ? output.openContent(device) : openOnBytes(device, bytes)) ||
+            reportError("Unable to open the file %s", qUtf8Printable(bareFileName(device)))) &&
+           readBy(formatOf(context.formats, path), context, device, {}, result);
+}
+
 bool readBinaryImage(QFile& device, qint64 offset, std::uint32_t size, std::shared_ptr<FileData>& record) {
     // Without a size all bytes of the file are asked for, behind an offset too: that read comes out short and fails.
     const qint64 wanted = size != 0 ? size : device.size();

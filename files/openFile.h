@@ -5,6 +5,8 @@
 
 #include <QString>
 
+class PendingFile;
+
 /// Reads the file at `path`; the file's name decides how.
 ///
 /// `result` receives the new record, which the context owns; on failure it is untouched and the fault has been
@@ -21,6 +23,10 @@
 /// doesn't give back what was written to it, the `bytes` that were.
 [[nodiscard]] bool openOutput(FileLoadContext& context, const QString& path, QByteArrayView bytes, FileData*& result,
                               bool allowPvs = false);
+
+/// The same for an output that `path` names and that hasn't taken its place yet.
+[[nodiscard]] bool openPendingOutput(FileLoadContext& context, const QString& path, const PendingFile& output,
+                                     QByteArrayView bytes, FileData*& result);
 
 /// Reads `device` as raw binary: one segment at address 0. The file has no format, so nothing but a short read fails.
 [[nodiscard]] bool readBinaryImage(QFile& device, qint64 offset, std::uint32_t size, std::shared_ptr<FileData>& record);

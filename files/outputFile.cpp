@@ -1,7 +1,6 @@
 #include "files/outputFile.h"
 
 #include "display/Display.h"
-#include "files/FileHandle.h"
 
 #include <QByteArray>
 #include <QDir>
@@ -9,6 +8,7 @@
 #include <QFileInfo>
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/sendfile.h>
 #include <sys/stat.h>
@@ -17,46 +17,30 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <ctime>
+#include <optional>
 #include <vector>
 
 // A content goes to a new file beside the old one, which it then takes the place of: a write that fails halfway would
-// cost the old file, and half of a new one could be taken for all of it. It isn't forced to the disk, which takes
-// longer than all the rest of a run; keys are the exception.
+// cost the old file, and half of a new one could be taken for all of it.
 //
 // Not every folder lets that happen: one that is read-only, one where only the owner of a file may replace it, one in
-// which the file is mounted by itself. An old file is then written over, but only when all of its new content stands in
+// which the file is mounted by itself. An old file is then written over, but only when all of its new content is in
 // the other file (in memory, if the folder took none) and there is room for it.
+//
+// Files that belong together are committed in two steps. First each takes its place by a rename, or has room reserved
+// in the old file; a failure undoes the renames, which swapped old and new. Then the old files are written over, which
+// only a broken disk can prevent. A lock keeps the renames of two runs apart.
 //
 // System calls are used directly: a buffer of the library's would keep a copy of a secret, and it takes a pipe behind a
 // link, such as /dev/stdout, for something that isn't there.
 
 namespace {
 
-struct AccessRow {
-    mode_t newMode;
-    bool isKey;
-};
-
 mode_t usualMode() {
     const mode_t mask = umask(0);
     umask(mask);
     return 0666 & ~mask;
-}
-
-AccessRow rowOf(FileAccess access) {
-    switch (access) {
-        case FileAccess::ownerOnly:
-            return {0600, false};
-        case FileAccess::ownerReads:
-            return {0400, true};
-        case FileAccess::ownerReadsAndWrites:
-            return {0600, true};
-        case FileAccess::everybodyReads:
-            return {0444, true};
-        case FileAccess::asUsual:
-            break;
-    }
-    return {usualMode(), false};
 }
 
 /// The file behind all links, whether it is there or not.
@@ -82,8 +66,11 @@ bool leadsNowhere(int error) {
 
 // Sees to it that `size` bytes find room, if the file system can tell.
 bool reserveRoom(const FileHandle& file, off_t size) {
-    return size == 0 || fallocate(file.get(), FALLOC_FL_KEEP_SIZE, 0, size) == 0 || errno == EOPNOTSUPP ||
-           errno == ENOSYS;
+    int failed = 0;
+    do {
+        failed = size == 0 ? 0 : fallocate(file.get(), FALLOC_FL_KEEP_SIZE, 0, size);
+    } while (failed != 0 && errno == EINTR);
+    return failed == 0 || errno == EOPNOTSUPP || errno == ENOSYS;
 }
 
 bool copyWhole(const FileHandle& from, const FileHandle& to, off_t size) {
@@ -97,45 +84,65 @@ bool copyWhole(const FileHandle& from, const FileHandle& to, off_t size) {
     return true;
 }
 
-/// A content on its way to its place.
-class PendingFile {
+/// Keeps apart runs that replace files together in one folder. A lock that isn't to be had is no fault: not every file
+/// system has locks, and whoever started this run may hold that of the folder.
+class FolderLock {
   public:
-    PendingFile() = default;
-    ~PendingFile();
-    PendingFile(const PendingFile&) = delete;
-    PendingFile& operator=(const PendingFile&) = delete;
-
-    ReplaceResult write(const QString& path, const ContentWriter& writeContent, FileAccess access);
-    ReplaceResult commit();
+    explicit FolderLock(const QByteArray& folder)
+        : folder_(open(folder.isEmpty() ? "." : folder.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+        constexpr int mostTries = 500;
+        constexpr timespec pause{0, 10'000'000};
+        for (int i = 0; i < mostTries && flock(folder_.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK; ++i) {
+            nanosleep(&pause, nullptr);
+        }
+    }
 
   private:
-    bool openContent();
-    ReplaceResult writeOver();
-    [[nodiscard]] mode_t mode() const { return isOld_ && !access_.isKey ? old_.st_mode & 07777 : access_.newMode; }
-    [[nodiscard]] bool force(const FileHandle& file) const { return !access_.isKey || fsync(file.get()) == 0; }
-
-    QByteArray target_;
-    struct stat old_ {};
-    bool isOld_ = false;
-    AccessRow access_{};
-    FileHandle content_;    ///< closed for a pipe or device, which has the content at once
-    QByteArray temporary_;  ///< the name of the content's file; empty if it is in memory
+    FileHandle folder_;  ///< closing it gives the lock back
 };
 
-PendingFile::~PendingFile() {
-    if (!temporary_.isEmpty()) {
-        unlink(temporary_.constData());
-    }
+QByteArray folderOf(const QByteArray& path) {
+    return path.left(path.lastIndexOf('/') + 1);
 }
 
-bool PendingFile::openContent() {
-    temporary_ = target_.left(target_.lastIndexOf('/') + 1) + ".XXXXXX";
-    content_ = FileHandle(mkostemp(temporary_.data(), O_CLOEXEC));
-    if (!content_.isOpen()) {
-        temporary_.clear();
-        if (isOld_ && folderTakesNoFile(errno) && (access_.isKey || access(target_.constData(), W_OK) == 0)) {
-            content_ = FileHandle(memfd_create("content", MFD_CLOEXEC));
-        }
+/// Where a file would come to stand that isn't there yet: its folder may be named in several ways.
+QString placeOf(const QString& path) {
+    const QFileInfo file(behindLinks(path));
+    const QString folder = file.dir().canonicalPath();
+    return (folder.isEmpty() ? file.absolutePath() : folder) + u'/' + file.fileName();
+}
+
+ContentWriter writerOf(QByteArrayView bytes) {
+    return [bytes](const PieceWriter& write) { return write(bytes); };
+}
+
+bool report(const OutputFile& output, ReplaceResult result) {
+    return reportReplacement(result, output.path, {"Failed to create output file %s", output.writeError});
+}
+
+}  // namespace
+
+PendingFile::AccessRow PendingFile::rowOf(FileAccess access) {
+    switch (access) {
+        case FileAccess::ownerOnly:
+            return {0600, false};
+        case FileAccess::ownerReads:
+            return {0400, true};
+        case FileAccess::ownerReadsAndWrites:
+            return {0600, true};
+        case FileAccess::everybodyReads:
+            return {0444, true};
+        case FileAccess::asUsual:
+            break;
+    }
+    return {usualMode(), false};
+}
+
+bool PendingFile::makeContent() {
+    content_ = hidden_.create(folderOf(target_));
+    if (!content_.isOpen() && isOld_ && folderTakesNoFile(errno) &&
+        (access_.isKey || access(target_.constData(), W_OK) == 0)) {
+        content_ = FileHandle(memfd_create("content", MFD_CLOEXEC));
     }
     return content_.isOpen();
 }
@@ -157,37 +164,64 @@ ReplaceResult PendingFile::write(const QString& path, const ContentWriter& write
     }
     target_ = QFile::encodeName(behindLinks(path));  // a link stays one
     const bool isReadOnly = isOld_ && !access_.isKey && ::access(target_.constData(), W_OK) != 0;
-    if (isReadOnly || !openContent()) {
+    if (isReadOnly || !makeContent()) {
         return ReplaceResult::cannotOpen;
     }
     const bool written = writeContent([this](QByteArrayView piece) { return content_.write(piece); }) &&
-                         fchmod(content_.get(), mode()) == 0 && force(content_);
+                         fchmod(content_.get(), mode()) == 0 && flush(content_);
     return written ? ReplaceResult::done : ReplaceResult::cannotWrite;
 }
 
-ReplaceResult PendingFile::commit() {
-    if (!content_.isOpen()) {
+// To the disk, where a power cut would cost more than the new file. A new file that replaces none isn't flushed: that
+// would take longer than the rest of a run.
+bool PendingFile::flush(const FileHandle& file) const {
+    return access_.isKey ? fsync(file.get()) == 0 : !isOld_ || fdatasync(file.get()) == 0;
+}
+
+bool PendingFile::openContent(QFile& device) const {
+    FileHandle copy(dup(content_.get()));
+    return copy.isOpen() && lseek(copy.get(), 0, SEEK_SET) == 0 &&
+           device.open(copy.release(), QIODevice::ReadOnly, QFileDevice::AutoCloseHandle);
+}
+
+// False with the reason in errno.
+bool PendingFile::rename(bool revocably) {
+    if (revocably && renameat2(AT_FDCWD, hidden_.name(), AT_FDCWD, target_.constData(), RENAME_EXCHANGE) == 0) {
+        place_ = Place::swapped;
+        return true;
+    }
+    // There is no old file, or the file system can't swap two.
+    if (std::rename(hidden_.name(), target_.constData()) != 0) {
+        return false;
+    }
+    hidden_.release();
+    place_ = Place::taken;
+    return true;
+}
+
+ReplaceResult PendingFile::takePlace(bool revocably) {
+    if (!isHeld()) {
         return ReplaceResult::done;
     }
-    if (temporary_.isEmpty()) {
-        return writeOver();
+    if (!hidden_.exists()) {
+        return openOld();
     }
-    // What closing tells has to be known before the old file goes.
-    if (!FileHandle(dup(content_.get())).close()) {
+    // What closing reports has to be known before the old file goes.
+    FileHandle copy(dup(content_.get()));
+    if (!copy.isOpen() || !copy.close()) {
         return ReplaceResult::cannotWrite;
     }
-    if (std::rename(temporary_.constData(), target_.constData()) == 0) {
-        temporary_.clear();
+    if (rename(revocably)) {
         return ReplaceResult::done;
     }
     if (isOld_ && folderKeepsFile(errno)) {
-        return writeOver();
+        return openOld();
     }
     // A path that leads nowhere would not have been opened either.
     return leadsNowhere(errno) ? ReplaceResult::cannotOpen : ReplaceResult::cannotWrite;
 }
 
-ReplaceResult PendingFile::writeOver() {
+ReplaceResult PendingFile::openOld() {
     FileHandle file(open(target_.constData(), O_WRONLY | O_CLOEXEC));
     if (!file.isOpen() && access_.isKey && chmod(target_.constData(), (old_.st_mode & 07777) | S_IWUSR) == 0) {
         file = FileHandle(open(target_.constData(), O_WRONLY | O_CLOEXEC));
@@ -197,28 +231,76 @@ ReplaceResult PendingFile::writeOver() {
     if (!file.isOpen() || (access_.isKey && fchmod(file.get(), mode()) != 0 && isSecret)) {
         return ReplaceResult::cannotOpen;
     }
+    over_ = std::move(file);
     const off_t size = lseek(content_.get(), 0, SEEK_END);
-    const bool written = size >= 0 && reserveRoom(file, size) && copyWhole(content_, file, size) &&
-                         ftruncate(file.get(), size) == 0 && force(file) && file.close();
+    return size >= 0 && reserveRoom(over_, size) ? ReplaceResult::done : ReplaceResult::cannotWrite;
+}
+
+ReplaceResult PendingFile::writeOver() {
+    if (!over_.isOpen()) {
+        return ReplaceResult::done;
+    }
+    FileHandle file = std::move(over_);
+    const off_t size = lseek(content_.get(), 0, SEEK_END);
+    const bool written =
+        size >= 0 && copyWhole(content_, file, size) && ftruncate(file.get(), size) == 0 && flush(file) && file.close();
     return written ? ReplaceResult::done : ReplaceResult::cannotWrite;
 }
 
-/// Where a file would come to stand that isn't there yet: its folder may be named in several ways.
-QString placeOf(const QString& path) {
-    const QFileInfo file(behindLinks(path));
-    const QString folder = file.dir().canonicalPath();
-    return (folder.isEmpty() ? file.absolutePath() : folder) + u'/' + file.fileName();
+void PendingFile::revoke() {
+    if (place_ == Place::swapped) {
+        static_cast<void>(renameat2(AT_FDCWD, hidden_.name(), AT_FDCWD, target_.constData(), RENAME_EXCHANGE));
+    } else if (place_ == Place::taken && !isOld_) {
+        unlink(target_.constData());
+    }
+    if (over_.isOpen()) {
+        static_cast<void>(ftruncate(over_.get(), old_.st_size));  // gives the reserved room back
+    }
 }
 
-ContentWriter writerOf(QByteArrayView bytes) {
-    return [bytes](const PieceWriter& write) { return write(bytes); };
+ReplaceResult PendingFile::commit() {
+    std::size_t at = 0;
+    return commitAll({this, 1}, at);
 }
 
-bool report(const OutputFile& output, ReplaceResult result) {
-    return reportReplacement(result, output.path, {"Failed to create output file %s", output.writeError});
+ReplaceResult PendingFile::commitAll(std::span<PendingFile> files, std::size_t& at) {
+    const bool areSeveral = files.size() > 1;
+    std::optional<FolderLock> lock;
+    if (areSeveral) {
+        lock.emplace(folderOf(files.front().target_));
+    }
+    const EndingSignalsHeld held;
+    const auto step = [&](auto&& onFile) {
+        for (at = 0; at < files.size(); ++at) {
+            const ReplaceResult result = onFile(files[at]);
+            if (result != ReplaceResult::done) {
+                return result;
+            }
+        }
+        return ReplaceResult::done;
+    };
+    ReplaceResult result = step([&](PendingFile& file) { return file.takePlace(areSeveral); });
+    if (result == ReplaceResult::done) {
+        result = step([](PendingFile& file) { return file.writeOver(); });
+    }
+    if (result != ReplaceResult::done) {
+        std::for_each(files.begin(), files.end(), [](PendingFile& file) { file.revoke(); });
+    }
+    return result;
 }
 
-}  // namespace
+ReplaceResult replaceFiles(std::initializer_list<NewContent> contents) {
+    std::vector<PendingFile> files(contents.size());
+    auto file = files.begin();
+    for (const NewContent& content : contents) {
+        const ReplaceResult result = (file++)->write(content.path, writerOf(content.bytes));
+        if (result != ReplaceResult::done) {
+            return result;
+        }
+    }
+    std::size_t at = 0;
+    return PendingFile::commitAll(files, at);
+}
 
 ReplaceResult replaceFileBy(const QString& path, const ContentWriter& writeContent, FileAccess access) {
     PendingFile file;
@@ -269,18 +351,26 @@ bool isSameFile(const QString& path, const QString& other) {
                    : !path.isEmpty() && !other.isEmpty() && placeOf(path) == placeOf(other);
 }
 
+bool writePendingOutput(const OutputFile& output, PendingFile& file) {
+    warnOfOverwriting(output.path);
+    return report(output, file.write(output.path, writerOf(output.bytes)));
+}
+
+bool commitPendingOutput(const OutputFile& output, PendingFile& file) {
+    return report(output, file.commit());
+}
+
 bool writeOutputFiles(std::initializer_list<OutputFile> outputs) {
     std::vector<PendingFile> files(outputs.size());
     auto file = files.begin();
     for (const OutputFile& output : outputs) {
-        warnOfOverwriting(output.path);
-        if (!report(output, (file++)->write(output.path, writerOf(output.bytes), FileAccess::asUsual))) {
+        if (!writePendingOutput(output, *file++)) {
             return false;
         }
     }
-    file = files.begin();
-    return std::all_of(outputs.begin(), outputs.end(),
-                       [&file](const OutputFile& output) { return report(output, (file++)->commit()); });
+    std::size_t at = 0;
+    const ReplaceResult result = PendingFile::commitAll(files, at);
+    return result == ReplaceResult::done || report(outputs.begin()[at], result);
 }
 
 bool writeOutputFile(const QString& path, QByteArrayView bytes, const char* writeError) {

@@ -62,8 +62,8 @@ class Preparation {
     [[nodiscard]] std::int32_t backupPreparation(QString jsonPath, QString outputPath);
 
     /// Signs the image's signed part and footer head with the P-256 private key (PEM) at `keyPath` (NUL-terminated
-    /// UTF-8) by ECDSA with SHA-256 (FIPS 186-4), verifies the signature, and writes the public key, X then Y, beside
-    /// the private key. The last two arguments are always true and null.
+    /// UTF-8) by ECDSA with SHA-256 (FIPS 186-4) and verifies the signature. The public key, X then Y, is written
+    /// beside the private key once the image itself is. The last two arguments are always true and null.
     [[nodiscard]] bool signECDSA(unsigned char* keyPath, SignedImage** image, bool writePublicKey, char* reserved);
 
     /// Programs the card in `slot` (the position among the slots that hold a token, from 0) with key, nonce, counter,

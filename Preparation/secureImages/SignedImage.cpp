@@ -7,6 +7,35 @@
 #include "files/readExactly.h"
 #include "formats/signedImageLayout.h"
 
+#include <QFile>
+
+namespace {
+
+void warnOfPublicKey(const char* reason, const QString& path) {
+    displayMessage(MessageKind::warning, "The public key file %s %s, the image is signed all the same",
+                   qUtf8Printable(path), reason);
+}
+
+// A key signs many images: only its first one writes the public key. Nobody named the file, so it may be anything, and
+// what becomes of it takes nothing from the signature.
+void writePublicKeyFile(const QByteArray& point, const QString& path) {
+    QFile file(path);
+    if (file.size() == point.size() && file.open(QIODevice::ReadOnly) && file.readAll() == point) {
+        return;
+    }
+    if (file.size() != 0 && file.size() != point.size()) {
+        warnOfPublicKey("holds something else", path);
+        return;
+    }
+    file.close();
+    warnOfOverwriting(path);
+    if (replaceFile(path, point) != ReplaceResult::done) {
+        warnOfPublicKey("can't be written", path);
+    }
+}
+
+}  // namespace
+
 SignedImage::SignedImage() : content_(std::make_unique<Content>()) {
 }
 
@@ -57,5 +86,11 @@ bool SignedImage::createSignedImage(QString path, QByteArray image) {
     QByteArray signedImage;
     signedImage.reserve(size);
     signedImage.append(image).append(content_->footerHead).append(content_->signature);
-    return writeOutputFile(path, signedImage, "Error while writing in the signed image file");
+    if (!writeOutputFile(path, signedImage, "Error while writing in the signed image file")) {
+        return false;
+    }
+    if (!content_->publicKey.isEmpty()) {
+        writePublicKeyFile(content_->publicKey, content_->publicKeyFile);
+    }
+    return true;
 }

@@ -4,38 +4,8 @@
 #include "Preparation/primitives/missingAlgorithm.h"
 #include "Preparation/secureImages/signedImageContent.h"
 #include "display/Display.h"
-#include "files/outputFile.h"
 #include "preparation-interface/Preparation.h"
 #include "preparation-interface/publicKeyPath.h"
-
-#include <QFile>
-
-namespace {
-
-void warnOfPublicKey(const char* reason, const QString& path) {
-    displayMessage(MessageKind::warning, "The public key file %s %s, the image is signed all the same",
-                   qUtf8Printable(path), reason);
-}
-
-// A key signs many images: only its first one writes the public key. Nobody named the file, so it may be anything, and
-// what becomes of it takes nothing from the signature.
-void writePublicKeyFile(const QByteArray& point, const QString& path) {
-    QFile file(path);
-    if (file.size() == point.size() && file.open(QIODevice::ReadOnly) && file.readAll() == point) {
-        return;
-    }
-    if (file.size() != 0 && file.size() != point.size()) {
-        warnOfPublicKey("holds something else", path);
-        return;
-    }
-    file.close();
-    warnOfOverwriting(path);
-    if (replaceFile(path, point) != ReplaceResult::done) {
-        warnOfPublicKey("can't be written", path);
-    }
-}
-
-}  // namespace
 
 bool Preparation::signECDSA(unsigned char* keyPath, SignedImage** image, bool writePublicKey, char* /*reserved*/) {
     if (keyPath == nullptr || image == nullptr || *image == nullptr) {
@@ -71,7 +41,8 @@ bool Preparation::signECDSA(unsigned char* keyPath, SignedImage** image, bool wr
         if (point.isEmpty()) {
             return false;
         }
-        writePublicKeyFile(point, publicKeyPath(path));
+        content.publicKey = point;
+        content.publicKeyFile = publicKeyPath(path);
     }
     content.signature = signature;
     return true;

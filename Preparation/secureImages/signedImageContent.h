@@ -10,5 +10,7 @@ struct SignedImage::Content {
     bool hasSignedPart = false;  // the signed part may be empty, but it has to be set
     QByteArray signedPart;
     QByteArray footerHead;  // empty until it is built
+    QByteArray publicKey;   // to be written once the image is; empty if it isn't asked for
+    QString publicKeyFile;  // where
     QByteArray signature;   // empty until the image is signed; gone again when anything that it covers changes
 };

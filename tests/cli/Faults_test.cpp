@@ -14,6 +14,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
+
 namespace {
 
 struct FaultRow {
@@ -111,13 +113,70 @@ TEST_F(FaultTest, LockedFolderHasItsOldFilesWrittenOver) {
     QFile::setPermissions(folder.path("old"), writable);
 }
 
+// The work is done all the same: a full disk or a reader that has gone costs the messages alone.
 TEST_F(FaultTest, LostMessagesAreAFailure) {
-    const CommandResult result = run("--help", [] {
-        const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
-        dup2(full, STDOUT_FILENO);
-    });
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.output, "Standard output could not be written\n");
+    void (*const outputs[])() = {[] { dup2(open("/dev/full", O_WRONLY | O_CLOEXEC), STDOUT_FILENO); },
+                                 [] {
+                                     int ends[2] = {};
+                                     static_cast<void>(pipe(ends));
+                                     dup2(ends[1], STDOUT_FILENO);
+                                     close(ends[0]);
+                                 }};
+    for (const auto output : outputs) {
+        const CommandResult result = run("-backupgen -in backup/backup.json -o lost.bin", output);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.output, "Standard output could not be written\n");
+        EXPECT_FALSE(folder.read("lost.bin").isEmpty());
+        QFile::remove(folder.path("lost.bin"));
+    }
+}
+
+// An image that its own reader refuses: a firmware that starts in the last Flash word of a module.
+TEST_F(FaultTest, RefusedImageCostsNoOlderOne) {
+    folder.write("m.kmd", QByteArray::fromHex("4b4d444d4147494320000008aabb"));
+    ASSERT_TRUE(QFile::link(QStringLiteral("old/a.tbi"), folder.path("link.tbi")));
+    const auto expectRefusal = [&](const char* output, void (*prepare)()) {
+        const QByteArray arguments = QByteArray("-tbi -devid 0x455 -fir secrets.bin 0x8000030 -m m.kmd -k key.bin ") +
+                                     "-n nonce.bin -v 1 -o " + output;
+        const CommandResult result = run(arguments.constData(), prepare);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_TRUE(result.body().ends_with(" | Error: Error while verifying the TBI file")) << result.body();
+        EXPECT_EQ(folder.read("old/a.tbi"), oldContent);
+    };
+    expectRefusal("old/a.tbi", nullptr);
+    expectRefusal("link.tbi", nullptr);
+    expectRefusal("old/new.tbi", nullptr);
+    EXPECT_TRUE(QFileInfo(folder.path("link.tbi")).isSymLink());
+    const auto writable = QFile::permissions(folder.path("old"));
+    QFile::setPermissions(folder.path("old"), QFileDevice::ReadOwner | QFileDevice::ExeOwner);
+    expectRefusal("old/a.tbi", dropOverride);
+    QFile::setPermissions(folder.path("old"), writable);
+    EXPECT_EQ(QDir(folder.path("old")).entryList(QDir::Files | QDir::Hidden).size(), qsizetype{std::size(rows)});
+}
+
+// The header is written, and waits beside its place until the other output, a pipe, has a reader.
+TEST_F(FaultTest, InterruptedRunLeavesNothing) {
+    ASSERT_EQ(mkfifo(folder.path("pipe.tbu").toUtf8().constData(), 0600), 0);
+    for (const int signal : {SIGINT, SIGTERM}) {
+        QProcess process;
+        process.setWorkingDirectory(folder.path("."));
+        process.start(QStringLiteral(QVORA_TOOL),
+                      splitArguments(QStringLiteral("-tbu -fir blink.hex -k key.bin -n nonce.bin -v 2 -oh old/a.tbuh "
+                                                    "-os pipe.tbu")));
+        const QDir old(folder.path("old"));
+        const auto unfinished = [&old] {
+            return old.entryList({QStringLiteral(".qvora-*")}, QDir::Files | QDir::Hidden);
+        };
+        for (int i = 0; i < 1000 && unfinished().isEmpty(); ++i) {
+            usleep(10000);
+        }
+        EXPECT_EQ(unfinished().size(), 1);
+        kill(static_cast<pid_t>(process.processId()), signal);
+        ASSERT_TRUE(process.waitForFinished());
+        EXPECT_EQ(process.exitStatus(), QProcess::CrashExit);  // it ended by the signal, as a shell expects
+        EXPECT_EQ(unfinished(), QStringList());
+        EXPECT_EQ(folder.read("old/a.tbuh"), oldContent);
+    }
 }
 
 TEST_F(FaultTest, TemplateThatCantBeRewrittenStays) {
@@ -220,7 +279,26 @@ TEST_F(FaultTest, UpdateImageTakesBothPlacesOrNone) {
     EXPECT_EQ(folder.read("old/a.tbuh"), oldContent);
 }
 
+// The signed part of an image ends at its mark; the footer holds its length.
+TEST_F(FaultTest, SignsUpToTheMark) {
+    const struct {
+        const char* mark;
+        qsizetype position;
+        std::uint8_t length;
+    } marks[] = {{"91293723", 64, 68}, {"11987642", 0, 4}, {"21922732", 40, 12}, {"21922732", 27, 0}};
+    for (const auto& row : marks) {
+        folder.write("marked.bin", QByteArray(row.position, 'i') + QByteArray::fromHex(row.mark) + "rest");
+        EXPECT_EQ(run("-sign -bin marked.bin -prvk private.pem -v 7 -o marked-s.bin", nullptr).status, 0);
+        const QByteArray footer = folder.read("marked-s.bin").right(80);
+        EXPECT_EQ(footer.sliced(4, 12).toHex(),
+                  "0700000000000000" + QByteArray(1, static_cast<char>(row.length)).toHex() + "000000");
+    }
+}
+
 TEST_F(FaultTest, NobodyLosesAFileTheyDidntName) {
+    folder.write("private_pub.bin", QByteArray(64, 'p'));  // of another key
+    EXPECT_EQ(run("-sign -bin stack.bin -prvk private.pem -v 1 -o none/s.bin", nullptr).status, 1);
+    EXPECT_EQ(folder.read("private_pub.bin"), QByteArray(64, 'p'));
     folder.write("private_pub.bin", "something else");
     const CommandResult result = run("-sign -bin stack.bin -prvk private.pem -v 1 -o s.bin", nullptr);
     EXPECT_EQ(result.status, 0);

@@ -6,14 +6,45 @@
 #include <QDir>
 #include <QFileInfo>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sched.h>
+#include <sys/file.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <functional>
+
+namespace {
+
+// Functions of the system are replaced: what they are asked for can't be seen otherwise, and they don't fail on demand.
+bool closeFails = false;
+bool flushFails = false;
+QByteArrayView lastWiped;
+
+}  // namespace
+
+extern "C" int close(int descriptor) {
+    const auto result = static_cast<int>(syscall(SYS_close, descriptor));
+    if (closeFails) {
+        errno = EIO;
+    }
+    return closeFails ? -1 : result;
+}
+
+extern "C" int fdatasync(int /*descriptor*/) {
+    errno = EIO;
+    return flushFails ? -1 : 0;
+}
+
+extern "C" void explicit_bzero(void* start, std::size_t size) noexcept {
+    lastWiped = {static_cast<char*>(start), static_cast<qsizetype>(size)};
+    std::memset(start, 0, size);
+}
 
 namespace {
 
@@ -174,6 +205,75 @@ TEST(OutputFile, WritesOverAMountedFileButNotWithoutRoom) {
     EXPECT_EQ(folder.read("out"), "new");
 }
 
+TEST(OutputFile, ReplacesNothingThatIsNotOnTheDisk) {
+    const TempFolder folder;
+    folder.write("out", "old");
+    for (bool* const fails : {&closeFails, &flushFails}) {
+        *fails = true;
+        EXPECT_EQ(replaceFile(folder.path("out"), "new"), ReplaceResult::cannotWrite);
+        *fails = false;
+        EXPECT_EQ(folder.read("out"), "old");
+    }
+    flushFails = true;
+    EXPECT_EQ(replaceFile(folder.path("new"), "new"), ReplaceResult::done);  // which there is nothing to lose by
+    flushFails = false;
+}
+
+/// Replaces two files by "new" and 80,000 bytes.
+ReplaceResult replaceTwo(const QString& first, const QString& second) {
+    return replaceFiles({{first, "new"}, {second, QByteArray(80000, 'n')}});
+}
+
+// The second file is in a folder that takes no new file, on a full disk: no room for it in the old one.
+TEST(OutputFile, ReplacesTwoFilesOrNone) {
+    const TempFolder folder;
+    QDir(folder.path("")).mkdir(QStringLiteral("full"));
+    chmod(folder.path("").toUtf8().constData(), 0777);
+    chmod(folder.write("out", "old").toUtf8().constData(), 0666);
+    const int result = inChild([&] {
+        takeOwnMounts();
+        const QByteArray full = folder.path("full").toUtf8();
+        if (mount("none", full.constData(), "tmpfs", 0, "size=64k,mode=555") != 0) {
+            _exit(skipped);
+        }
+        const QByteArray old(40000, 'o');
+        chmod(folder.write("full/out", old).toUtf8().constData(), 0666);
+        becomeNobody();
+        const bool keepsOld = replaceTwo(folder.path("out"), folder.path("full/out")) == ReplaceResult::cannotWrite &&
+                              folder.read("out") == "old" && folder.read("full/out") == old;
+        const bool makesNone = replaceTwo(folder.path("none"), folder.path("full/out")) == ReplaceResult::cannotWrite &&
+                               !QFile::exists(folder.path("none"));
+        return keepsOld && makesNone &&
+               replaceTwo(folder.path("full/out"), folder.path("out")) == ReplaceResult::done &&
+               folder.read("out").size() == 80000 && folder.read("full/out") == "new";
+    });
+    if (result == skipped) {
+        GTEST_SKIP() << "nothing can be mounted here";
+    }
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(QDir(folder.path("")).entryList(QDir::Files | QDir::Hidden), QStringList{QStringLiteral("out")});
+}
+
+TEST(OutputFile, WaitsForAnotherRunThatReplacesTwoFiles) {
+    const TempFolder folder;
+    folder.write("one", "old");
+    int lock = open(folder.path("").toUtf8().constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_EQ(flock(lock, LOCK_EX), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        close(lock);
+        _exit(replaceTwo(folder.path("one"), folder.path("two")) == ReplaceResult::done ? 0 : 1);
+    }
+    usleep(200000);
+    EXPECT_EQ(folder.read("one"), "old");
+    EXPECT_FALSE(QFile::exists(folder.path("two")));
+    close(lock);
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(folder.read("one"), "new");
+}
+
 TEST(OutputFile, KnowsAFileByAnyName) {
     const TempFolder folder;
     const QString path = folder.write("one", "x");
@@ -188,12 +288,17 @@ TEST(OutputFile, KnowsAFileByAnyName) {
     EXPECT_FALSE(isSameFile({}, {}));
 }
 
-// Bytes that were cut off the front still stand in the allocation, before data(): they have to go, and no byte behind.
+// Bytes that were cut off the front or the end are still in the allocation: they have to go, and no byte after it.
 TEST(Wipe, EmptiesWhatItOwns) {
     QByteArray secret(32, 's');
+    const char* const start = secret.constData();
+    const qsizetype size = secret.capacity();
     secret.remove(0, 8);
+    secret.chop(8);
     wipe(secret);
     EXPECT_TRUE(secret.isEmpty());
+    EXPECT_EQ(lastWiped.data(), start);
+    EXPECT_EQ(lastWiped.size(), size);
 
     const QByteArray kept("kept elsewhere");
     QByteArray shared = kept;

@@ -46,5 +46,5 @@ bool writePublicKeySources(const QList<std::int32_t>& modulusBytes, std::uint32_
                                exponentText + "};\n";
     const QByteArray pySource =
         "modulus = [" + modulus + "]\n\nr2 = [" + constant + "]\n\nexponent = [" + exponentText + "]\n";
-    return replaceFile(cPath, cSource) == ReplaceResult::done && replaceFile(pyPath, pySource) == ReplaceResult::done;
+    return replaceFiles({{cPath, cSource}, {pyPath, pySource}}) == ReplaceResult::done;
 }

@@ -1,0 +1,69 @@
+#include "files/guardProcess.h"
+
+#include "display/Display.h"
+#include "files/unfinishedFiles.h"
+
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <exception>
+#include <new>
+
+namespace {
+
+void endBySignal(int signal) {
+    removeUnfinishedFiles();
+    raise(signal);  // with its default action, once this handler has returned
+}
+
+void handleEndingSignals() {
+    for (const int signal : endingSignals) {
+        struct sigaction action {};
+        // A signal that the caller ignores, as nohup does, stays ignored.
+        if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler != SIG_DFL) {
+            continue;
+        }
+        action.sa_handler = endBySignal;
+        action.sa_flags = static_cast<int>(SA_RESETHAND);
+        sigaction(signal, &action, nullptr);
+    }
+}
+
+// Nothing here may allocate.
+[[noreturn]] void endWithoutMemory() {
+    removeUnfinishedFiles();
+    Display::getInstance()->writeLastLine("Error: Out of memory");
+    _exit(1);
+}
+
+// Qt throws when its containers get no memory, which nothing here catches. Where there is no exception, Qt or the
+// language's library has printed the reason.
+[[noreturn]] void endByTermination() {
+    if (std::current_exception() != nullptr) {
+        endWithoutMemory();
+    }
+    removeUnfinishedFiles();
+    _exit(1);
+}
+
+void protectMemory() {
+#ifdef QT_NO_DEBUG  // a debugger and a leak check need what this takes away
+    const rlimit noCore{0, 0};
+    setrlimit(RLIMIT_CORE, &noCore);
+    prctl(PR_SET_DUMPABLE, 0);
+#endif
+}
+
+}  // namespace
+
+void guardProcess() {
+    protectMemory();
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+    handleEndingSignals();
+    static_cast<void>(Display::getInstance());  // made while there is memory
+    std::set_new_handler(endWithoutMemory);
+    std::set_terminate(endByTermination);
+}

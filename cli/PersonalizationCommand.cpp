@@ -54,11 +54,15 @@ Flow PersonalizationCommand::run() {
         if (!openInput(option.params.at(0), tool.currentFile)) {
             return Flow::end(1);
         }
+        secretPaths = option.params.first(1);
         if (!isFirmware(*tool.currentFile)) {
             return failRun("Unable to create a personalization data file from this file's format : %s",
                            qUtf8Printable(option.params.at(0)));
         }
         tool.outputPath = option.params.at(1);
+    }
+    if (!mayWrite(tool.outputPath)) {
+        return Flow::end(1);
     }
     displayMessage(MessageKind::success, "Encryption of Personalization Data Process started ... ");
     QByteArray output;

@@ -71,6 +71,10 @@ Flow UpdateImageCommand::run() {
     if (!mayWrite(tool.outputPath) || !mayWrite(tool.outputImagePath)) {
         return Flow::end(1);
     }
+    if (isSameFile(tool.outputPath, tool.outputImagePath)) {
+        return failRun("The output files %s and %s are one file", qUtf8Printable(tool.outputPath),
+                       qUtf8Printable(tool.outputImagePath));
+    }
     const QByteArray image = tool.preparation.TBUPreparation(tool.firmware, tool.key, tool.nonce,
                                                              static_cast<std::uint16_t>(tool.imageVersion));
     if (image.size() < headerSize) {

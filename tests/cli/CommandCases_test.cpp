@@ -24,6 +24,12 @@ void makeFiles(const TempFolder& folder) {
     folder.write("key.bin", QByteArray(16, 'k'));
     ASSERT_EQ(link(folder.path("key.bin").toUtf8().constData(), folder.path("hard-link.bin").toUtf8().constData()), 0);
     folder.write("key.pvs", QByteArray(16, 'k'));
+    folder.write("key.tbuh", QByteArray(16, 'k'));
+    folder.write("key.tbi", QByteArray(16, 'k'));
+    folder.write("nonce.tbu", QByteArray(12, 'n'));
+    ASSERT_TRUE(QFile::link(QStringLiteral("one.tbu"), folder.path("link.tbuh")));
+    folder.write("old.tbu", "old");
+    ASSERT_EQ(link(folder.path("old.tbu").toUtf8().constData(), folder.path("old.tbuh").toUtf8().constData()), 0);
     folder.write("Encrypted_Image.bin", QByteArray(16, 'k'));
     folder.write("key15.bin", QByteArray(15, 'k'));
     folder.write("nonce.bin", QByteArray(12, 'n'));

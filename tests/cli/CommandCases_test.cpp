@@ -3,6 +3,7 @@
 #include "tests/support/TempFolder.h"
 #include "tests/support/outsideTool.h"
 
+#include <QDir>
 #include <QFile>
 #include <QProcess>
 
@@ -19,6 +20,21 @@ constexpr char publicKey[] =
     "MFkwEwYHKoZIzj0CAQYIKoZIzj0DAQcDQgAEaxfR8uEsQkf4vOblY6RA8ncDfYEt\n"
     "6zOg9KE5RdiYwpZP40Li/hp/m47n60p8D54WK84zV2sxXs7LtkBoN79R9Q==\n"
     "-----END PUBLIC KEY-----\n";
+
+/// 257 segments of one byte, from 0x90000000 on, 256 bytes apart.
+QByteArray manySegments() {
+    QByteArray text(
+        ":020000049000"
+        "6A\n");
+    for (int i = 0; i < 256; ++i) {
+        const QByteArray page = QByteArray::number(i, 16).rightJustified(2, '0');
+        const auto sum = static_cast<std::uint8_t>(-(1 + i + 0xAA));
+        text += ":01" + page + "0000AA" + QByteArray::number(sum, 16).rightJustified(2, '0') + '\n';
+    }
+    return text +
+           ":0200000490016"
+           "9\n:01000000AA55\n:00000001FF\n";
+}
 
 void makeFiles(const TempFolder& folder) {
     folder.write("key.bin", QByteArray(16, 'k'));
@@ -53,6 +69,8 @@ void makeFiles(const TempFolder& folder) {
     folder.write("short.PEM", "pem");
     folder.write("public.pem", publicKey);
     folder.write("large.pem", QByteArray(1680, 'x'));
+    folder.write("just.pem", QByteArray(1679, 'x'));
+    folder.write("many.hex", manySegments());
     for (const char* const name : {"backup.bin", "backup.pvs"}) {
         folder.write(name, QByteArray::fromHex("00000000"
                                                "00000000"
@@ -106,6 +124,67 @@ TEST(CommandCases, endAsTheirLinesSay) {
     EXPECT_GT(cases, 100);
     EXPECT_EQ(folder.read("key.bin"), QByteArray(16, 'k'));
     EXPECT_TRUE(folder.read("a.tbi").isEmpty());
+}
+
+TEST(CommandCases, MissEachMandatoryOption) {
+    const TempFolder folder;
+    makeFiles(folder);
+    const struct {
+        const char* command;
+        std::vector<const char*> options;
+        const char* error;
+    } rows[] = {
+        {"-tbi -devid 0x455",
+         {"-fir fw.hex", "-k key.bin", "-n nonce.bin", "-v 1", "-o new.tbi"},
+         "Error: One or more mandatory options are missing"},
+        {"-tbu",
+         {"-fir fw.bin", "-k key.bin", "-n nonce.bin", "-v 1", "-oh new.tbuh", "-os new.tbu"},
+         "Error: One or more mandatory options are missing"},
+        {"-pvs",
+         {"-b blob.bin", "-pk public.pem", "-k key.bin", "-n nonce16.bin", "-o new.pvs"},
+         "Error: One or more mandatory options are missing for RT51 PVS"},
+        {"-pvs-tbi",
+         {"-b blob.bin", "-k key.bin", "-n nonce.bin", "-o new.pvs"},
+         "Error: One or more mandatory options are missing for RT51 PVS"},
+        {"-sign",
+         {"-bin stack.bin", "-prvk none.pem", "-v 1", "-o new.bin"},
+         "Error: One or more mandatory options are missing, please refer to help menu"},
+        {"-hsm -i 0",
+         {"-k key.bin", "-n nonce.bin", "-id 7", "-mc 5"},
+         "Error: One or more mandatory options are missing"},
+    };
+    for (const auto& row : rows) {
+        for (const char* const missing : row.options) {
+            QString line = QString::fromLatin1(row.command);
+            for (const char* const option : row.options) {
+                line += option == missing ? QString() : u' ' + QString::fromLatin1(option);
+            }
+            const CommandResult result = runCommand(folder.path("."), splitArguments(line));
+            EXPECT_EQ(result.status, 1) << line.toStdString();
+            EXPECT_TRUE(result.body().ends_with(row.error)) << result.body();
+        }
+    }
+    EXPECT_EQ(QDir(folder.path("")).entryList({QStringLiteral("new.*")}), QStringList());
+}
+
+// Three devices take an image in parts, and with a RAM size need a token. All others take one whole.
+TEST(CommandCases, KnowTheirDevices) {
+    const TempFolder folder;
+    makeFiles(folder);
+    const auto run = [&folder](const QString& devices) {
+        return runCommand(folder.path("."), splitArguments(QStringLiteral("-tbi -devid ") + devices +
+                                                           QStringLiteral(" -rs 1024 -fir fw.hex -k key.bin -n "
+                                                                          "nonce.bin -v 1 -o device.tbi")));
+    };
+    for (const char* const device : {"0x450", "0x480", "0x483", "0x450 -devid 0x480"}) {
+        const CommandResult result = run(QString::fromLatin1(device));
+        EXPECT_EQ(result.body(), "Error: Missing continuation token") << device;
+        EXPECT_EQ(result.status, 1);
+    }
+    for (const char* const device : {"0x455", "0x462", "0x472", "0x476", "0x478", "0x481", "0x482", "0x484", "0x485",
+                                     "0x492", "0x497", "0x4B0", "0x455 -devid 0x480", "0x480 -devid 0x455"}) {
+        EXPECT_EQ(run(QString::fromLatin1(device)).status, 0) << device;
+    }
 }
 
 TEST(CommandCases, ArgumentsAreInUtf8) {

@@ -254,7 +254,7 @@ void PendingFile::revoke() {
         unlink(target_.constData());
     }
     if (over_.isOpen()) {
-        static_cast<void>(ftruncate(over_.get(), old_.st_size));  // gives the reserved room back
+        [[maybe_unused]] const int result = ftruncate(over_.get(), old_.st_size);  // gives the reserved room back
     }
 }
 

@@ -106,6 +106,10 @@ TEST(OutputFile, ReplacesAllOrNothing) {
     EXPECT_TRUE(QFileInfo(folder.path("link")).isSymLink() && QFile::remove(folder.path("link")));
     EXPECT_TRUE(QFile::remove(folder.path("behind")));
 
+    EXPECT_EQ(replaceFile(folder.path("secret"), "x", FileAccess::ownerOnly), ReplaceResult::done);
+    EXPECT_EQ(QFile::permissions(folder.path("secret")) & QFile::Permissions(0x0077), QFile::Permissions());
+    EXPECT_TRUE(QFile::remove(folder.path("secret")));
+
     const auto failHalfway = [](const PieceWriter& write) { return !write("part"); };
     EXPECT_EQ(replaceFileBy(path, failHalfway), ReplaceResult::cannotWrite);
     EXPECT_EQ(replaceFileBy(folder.path("new"), failHalfway), ReplaceResult::cannotWrite);
@@ -125,6 +129,7 @@ TEST(OutputFile, WritesOverWhatItsFolderKeeps) {
         {"read-only folder", 0555, 0666, FileAccess::asUsual, ReplaceResult::done, false},
         {"public key in it", 0555, 0666, FileAccess::everybodyReads, ReplaceResult::done, false},
         {"private key in another's file", 0555, 0666, FileAccess::ownerReads, ReplaceResult::cannotOpen, true},
+        {"read-only file", 0777, 0444, FileAccess::asUsual, ReplaceResult::cannotOpen, false},
         {"read-only file in it", 0555, 0444, FileAccess::asUsual, ReplaceResult::cannotOpen, false},
         {"new file in it", 0555, 0, FileAccess::asUsual, ReplaceResult::cannotOpen, false},
         {"another's file in a sticky folder", 01777, 0666, FileAccess::ownerOnly, ReplaceResult::done, true},

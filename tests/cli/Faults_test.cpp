@@ -270,13 +270,16 @@ TEST_F(FaultTest, PipesAsOutputsEndAsFilesDo) {
     }
 }
 
-TEST_F(FaultTest, UpdateImageTakesBothPlacesOrNone) {
+TEST_F(FaultTest, PairsTakeBothPlacesOrNone) {
     QDir(folder.path("old")).mkdir(QStringLiteral("folder.tbu"));
     const CommandResult result =
         run("-tbu -fir blink.hex -k key.bin -n nonce.bin -v 2 -oh old/a.tbuh -os old/folder.tbu", nullptr);
     EXPECT_EQ(result.status, 1);
     EXPECT_TRUE(result.body().ends_with("Error: Failed to create output file old/folder.tbu")) << result.body();
     EXPECT_EQ(folder.read("old/a.tbuh"), oldContent);
+    EXPECT_EQ(run("-keygen -k new.pem new-public.pem -f new.c none/new.py new.txt", nullptr).status, 0);
+    EXPECT_TRUE(QFile::exists(folder.path("new.txt")));
+    EXPECT_FALSE(QFile::exists(folder.path("new.c")));
 }
 
 // The signed part of an image ends at its mark; the footer holds its length.

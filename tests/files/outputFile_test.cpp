@@ -99,6 +99,7 @@ TEST(OutputFile, ReplacesAllOrNothing) {
 
     EXPECT_EQ(QFile::permissions(path) & QFile::Permissions(0x0077), QFile::Permissions());
     EXPECT_EQ(replaceFile({}, "x"), ReplaceResult::cannotOpen);
+    EXPECT_EQ(replaceFile(folder.path(QByteArray(300, 'n').constData()), "x"), ReplaceResult::cannotOpen);
     ASSERT_TRUE(QFile::link(folder.path("behind"), folder.path("link")) && QFile::link(path, folder.path("old")));
     EXPECT_EQ(replaceFile(folder.path("link"), "new"), ReplaceResult::done);
     EXPECT_EQ(replaceFile(folder.path("old"), "old"), ReplaceResult::done);

@@ -16,10 +16,15 @@ TEST(Ecdh, DerivesFromThePublishedSharedCoordinate) {
     QByteArray secret;
     ASSERT_EQ(computeEcdhSecret(secret, scalar, point), 32);
     EXPECT_EQ(secret, QCryptographicHash::hash(shared + QByteArray("\0\0\0\1", 4), QCryptographicHash::Sha256));
+    const QByteArray compressed = '\2' + point.sliced(1, 32);  // Y is even
+    for (const QByteArray& other : {compressed, point + '\0', QByteArray()}) {
+        EXPECT_EQ(computeEcdhSecret(secret, scalar, other), 0) << other.size();
+    }
     point[64] = 0;  // no longer on the curve
     EXPECT_EQ(computeEcdhSecret(secret, scalar.left(31), point), 0);
     EXPECT_EQ(ecdhSelfTest(), 1);
-    EXPECT_THAT(capture.texts(),
-                testing::ElementsAre("Error: Failed Convert to BIGNUM for private key conversion.\n",
-                                     "Error: Failed ecPeerKey = EC_KEY_new().\n", "ECDH Work correctly yeaaah\n"));
+    const std::string badPoint = "Error: Failed ecPeerKey = EC_KEY_new().\n";
+    EXPECT_THAT(capture.texts(), testing::ElementsAre(badPoint, badPoint, badPoint,
+                                                      "Error: Failed Convert to BIGNUM for private key conversion.\n",
+                                                      badPoint, "ECDH Work correctly yeaaah\n"));
 }

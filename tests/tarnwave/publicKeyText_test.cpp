@@ -51,3 +51,22 @@ TEST(PublicKeyText, ExponentIsOneOfThree) {
     }
     EXPECT_EQ(capture.texts(), std::vector<std::string>(3, "Error: Error wrong exponent!!!\n"));
 }
+
+// 2 to the power of 128 for each word of 64 bits, a partial one too, modulo n. Computed by Python.
+TEST(PublicKeyText, R2CountsPartialWords) {
+    constexpr std::pair<const char*, const char*> rows[] = {
+        {"b3", "a1"},
+        {"ffffffffffffffc5", "0000000000000d99"},
+        {"1ffffffffffffffc5", "0060000000000b8e4c"},
+        {"0000000000000003", "0000000000000001"},
+    };
+    QByteArray r2;
+    for (const auto& [modulus, expected] : rows) {
+        EXPECT_TRUE(computeR2(modulus, r2)) << modulus;
+        EXPECT_EQ(r2.toHex(), expected) << modulus;
+    }
+    EXPECT_TRUE(computeR2(QByteArray(512, 'f'), r2));
+    for (const QByteArray& wrong : {QByteArray(), QByteArray("0"), QByteArray("12x4"), QByteArray(513, 'f')}) {
+        EXPECT_FALSE(computeR2(wrong, r2)) << wrong.constData();
+    }
+}

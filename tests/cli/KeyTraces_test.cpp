@@ -20,6 +20,9 @@ constexpr char secretFiles[] =
     "&& "
     "head -c 64 secrets.bin > blob && "
     "openssl rand -out nonce.bin 12 && openssl rand -out perso.bin 108 && head -c 64 perso.bin > perso && "
+    // the key of region 1
+    "{ printf 'region\\001'; openssl dgst -sha256 -binary nonce.bin | head -c 12; } | openssl dgst -sha256 -mac HMAC "
+    "-macopt hexkey:$(od -An -tx1 key.bin | tr -d ' \\n') -binary | head -c 16 > region-key && "
     "cp -r $0/backup . && openssl rand -out backup/data.bin 32 && openssl rand -out backup/key.bin 16 && "
     "openssl rand -out backup/nonce.bin 16 && "
     "openssl rand -out body 48 && { printf '\\0\\020\\0\\014\\060\\0\\0\\0\\0\\0\\0\\0'; cat body; } > a.obk && "
@@ -46,6 +49,7 @@ struct TraceRow {
 
 constexpr TraceRow rows[] = {
     {"key.bin nonce.bin body", "-tbi -devid 0x455 -fir blink.elf -obkeys a.obk -k key.bin -n nonce.bin -v 1 -o a.tbi"},
+    {"region-key", "-tbi -devid 0x455 -firx secrets.bin 0x90000000 1 2 0x1000 -k key.bin -n nonce.bin -v 1 -o a.tbi"},
     {"key.bin nonce.bin", "-tbu -fir blink.hex -k key.bin -n nonce.bin -v 2 -oh a.tbuh -os a.tbu"},
     {"key.bin blob", "-pvs -b secrets.bin -pk oem-public.pem -k key.bin -n nonce16.bin -o a.pvs"},
     {"backup/data.bin backup/key.bin backup/nonce.bin", "-backupgen -in backup/backup.json -o backup.bin"},

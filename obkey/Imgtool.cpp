@@ -7,14 +7,21 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <array>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 
 namespace {
 
 constexpr qsizetype longArgument = 255;
 constexpr qint64 maxOutput = qint64{16} << 20;  // the longest true answer has some kilobytes
+constexpr int patience = 100;                   // milliseconds until an interruption is seen
 
 /// Takes `expected` from the front of `rest`. False, with `rest` as it was, if something else is there.
 bool take(QByteArrayView& rest, QByteArrayView expected) {
@@ -60,6 +67,18 @@ bool takeByte(QByteArrayView& rest, QByteArray& bytes) {
     return true;
 }
 
+/// Appends to an array that leaves nothing of itself where it was when it moves.
+void appendSecret(QByteArrayView piece, QByteArray& bytes) {
+    if (bytes.capacity() - bytes.size() < piece.size()) {
+        QByteArray larger;
+        larger.reserve(2 * bytes.size() + piece.size());
+        larger.append(bytes);
+        wipe(bytes);
+        bytes.swap(larger);
+    }
+    bytes.append(piece);
+}
+
 /// Ends a process and those that it started, such as the imgtool of a launcher, which would go on writing.
 void killTree(qint64 process) {
     const auto id = static_cast<pid_t>(process);
@@ -101,33 +120,59 @@ class WithoutPin {
 
 }  // namespace
 
+void Imgtool::collect(const FileHandle& pipe, QByteArray& output) {
+    std::array<char, 4096> piece{};
+    while (output.size() <= maxOutput && !Interruption::isPending()) {
+        pollfd waited{pipe.get(), POLLIN, 0};
+        const int ready = poll(&waited, 1, patience);
+        if (ready == 0 && (process_.waitForFinished(0) || process_.state() == QProcess::NotRunning)) {
+            break;  // a process of its own goes on and holds the pipe
+        }
+        if (ready > 0) {
+            const ssize_t count = pipe.read(piece.data(), piece.size());
+            if (count <= 0) {
+                break;
+            }
+            appendSecret(QByteArrayView(piece).first(count), output);
+        }
+    }
+    explicit_bzero(piece.data(), piece.size());
+}
+
+// The answer may be a private key: a QProcess that reads it would leave copies in memory.
 ImgtoolAnswer Imgtool::run(const QStringList& arguments) {
     ImgtoolAnswer answer;
-    process_.setProcessChannelMode(QProcess::MergedChannels);
+    std::array<int, 2> ends{};
+    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+        return answer;
+    }
+    const FileHandle pipe(ends[0]);
+    FileHandle itsEnd(ends[1]);
+    process_.setProcessChannelMode(QProcess::ForwardedChannels);
+    process_.setChildProcessModifier([end = ends[1]] {
+        dup2(end, STDOUT_FILENO);
+        dup2(end, STDERR_FILENO);
+    });
     if (process_.state() == QProcess::NotRunning) {
         const WithoutPin withoutPin;
         process_.start(imgtoolPath_, arguments, QIODevice::ReadWrite);
     }
     // Nobody is there to answer a question: one that reads its input meets the end of it.
     process_.closeWriteChannel();
-    if (!process_.waitForStarted(-1)) {
+    const bool isStarted = process_.waitForStarted(-1);
+    if (!itsEnd.close() || !isStarted) {
         return answer;
     }
-    constexpr int patience = 100;  // milliseconds until an interruption is seen
-    const auto goesOn = [this] { return process_.bytesAvailable() <= maxOutput && !Interruption::isPending(); };
-    while (process_.state() == QProcess::Running && goesOn()) {
-        process_.waitForReadyRead(patience);
+    collect(pipe, answer.output);
+    while (answer.output.size() <= maxOutput && !Interruption::isPending() && process_.state() == QProcess::Running &&
+           !process_.waitForFinished(patience)) {
     }
     if (process_.state() == QProcess::Running) {
         killTree(process_.processId());
     }
     process_.waitForFinished(-1);
     answer.ended = process_.state() == QProcess::NotRunning;
-    if (!answer.ended) {
-        return answer;
-    }
     answer.failed = process_.exitStatus() != QProcess::NormalExit || process_.exitCode() != 0;
-    answer.output = process_.readAll();
     return answer;
 }
 

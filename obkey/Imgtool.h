@@ -1,5 +1,7 @@
 #pragma once
 
+#include "files/FileHandle.h"
+
 #include <QByteArray>
 #include <QProcess>
 #include <QString>
@@ -23,6 +25,8 @@ class Imgtool {
     [[nodiscard]] ImgtoolAnswer run(const QStringList& arguments);
 
   private:
+    void collect(const FileHandle& pipe, QByteArray& output);
+
     QString imgtoolPath_;
     QProcess process_;
 };

@@ -3,6 +3,8 @@
 #include <QRegularExpression>
 #include <QString>
 
+#include <cstring>
+
 namespace {
 
 constexpr qsizetype longestLine = 1000;
@@ -30,7 +32,7 @@ bool isLastWord(const QString& line) {
 }  // namespace
 
 QByteArray imgtoolReason(const QByteArray& output) {
-    const QByteArray text = output.trimmed();
+    const QByteArrayView text = QByteArrayView(output).trimmed();
     QByteArray lines;
     qsizetype end = 0;
     for (qsizetype begin = 0; begin < text.size(); begin = end + 1) {
@@ -40,10 +42,11 @@ QByteArray imgtoolReason(const QByteArray& output) {
         if (end - begin > longestLine) {
             continue;
         }
-        const QString line = QString::fromLocal8Bit(QByteArrayView(text).sliced(begin, end - begin).trimmed());
+        QString line = QString::fromLocal8Bit(text.sliced(begin, end - begin).trimmed());
         if ((isReportedError(line) || (isLast && isLastWord(line))) && !mayHoldBytes(line)) {
             lines.append(line.toUtf8()).append('\n');
         }
+        explicit_bzero(line.data(), static_cast<std::size_t>(line.size()) * sizeof(QChar));
     }
     return lines;
 }

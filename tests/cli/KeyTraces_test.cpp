@@ -62,7 +62,8 @@ constexpr TraceRow rows[] = {
     {"key.bin", "-dcu -app secrets.bin -key key.bin -directory . -add B0000000 -mode 0"},
     {"perso-key blob", "-gpdata secrets.bin d.bin"},
     {"scalar line", "-sign -bin stack.bin -prvk private.pem -v 1 -o s.bin"},
-    {"password password16 blob imgtool-key line", "-obk t.xml"},
+    {"password password16 blob imgtool-key imgtool-text line", "-obk t.xml"},
+    {"password password16 blob imgtool-key", "-obk u.xml"},
     {"password password16", "-obk t.xml"},  // with the value that the first run wrote into the template
     {"exponent rsa-line", "-signbin -k rsa.pem -f b.bin -o t.bin"},
 };
@@ -72,7 +73,9 @@ TEST(KeyTraces, NoSecretStaysInMemory) {
     // What the built-in pair derives: its first half is the key of personalization data.
     folder.write("perso-key", QByteArray::fromHex("0963e5379da02b15148c86f014ffc36b"));
     folder.write("imgtool-key", QByteArray::fromHex(imgtoolKey));
+    folder.write("imgtool-text", "0x00, 0x01, 0x02, 0x03, 0x04, 0x05,");
     folder.write("t.xml", provisioningTemplate);
+    folder.write("u.xml", QByteArray(provisioningTemplate).replace("<Text>", "<DA/><Text>"));
     qputenv("IMGTOOL_RECORD", "imgtool-arguments");
     QProcess maker;
     maker.setWorkingDirectory(folder.path("."));

@@ -256,7 +256,7 @@ TEST(GenerateImage, AnInterruptionEndsImgtoolAndPutsTheOlderImageBack) {
         EXPECT_TRUE(
             QDir(run.folder.path("")).entryList({QStringLiteral(".older-*")}, QDir::Files | QDir::Hidden).empty());
         const auto grandchild = QString::fromUtf8("/proc/" + run.folder.read("o.bin.pid").trimmed() + "/cmdline");
-        for (int i = 0; i < 100 && !fileContent(grandchild).isEmpty(); ++i) {
+        for (int i = 0; i < 1000 && !fileContent(grandchild).isEmpty(); ++i) {
             QThread::msleep(10);
         }
         EXPECT_EQ(fileContent(grandchild), "") << "a process of imgtool's goes on";

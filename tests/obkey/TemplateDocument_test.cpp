@@ -78,6 +78,22 @@ TEST(TemplateDocument, WhatIsNoTemplateIsRefused) {
                                    "Bundle Builder installation folder."}));
 }
 
+TEST(TemplateDocument, LimitsAreInclusive) {
+    const auto nested = [](int depth) {
+        return QByteArray("<a>").repeated(depth) + QByteArray("</a>").repeated(depth);
+    };
+    const auto longTag = [](int size) { return "<a b='" + QByteArray(size - 9, 'x') + "'/>"; };
+    const std::pair<QByteArray, bool> rows[] = {
+        {nested(256), true}, {nested(257), false}, {longTag(2048), true}, {longTag(2049), false}};
+    for (const auto& [text, isValid] : rows) {
+        TemplateRun run;
+        const MessageCapture capture;
+        const QString path = run.folder.write("t.xml", declaration + text);
+        EXPECT_EQ(run.engine.validateTemplate(path, run.schema), isValid) << text.size();
+        EXPECT_EQ(openDocument(path).document != nullptr, isValid) << text.size();
+    }
+}
+
 // The reader of a file in text mode is the judge of where a fault is.
 TEST(TemplateDocument, LinesAreThoseOfAFileInTextMode) {
     const QByteArrayList pieces = {"<A>", "</A>", "<B/>", "x",   "&",   "\r", "\r\n",

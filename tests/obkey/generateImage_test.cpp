@@ -108,6 +108,7 @@ TEST(GenerateImage, LinkedTemplates) {
         {"size", "Data", "#2#", " 5"},
         {"size", "Data", "#2#+0x400", " 0x405"},
         {"size", "Data", "#2#+4294967295", " 0x4"},
+        {"size", "Data", "#2#+0x80000000", " 0x80000005"},
         {"size", "Data", "#1#", ""},
         {"mask", "Data", "#2#", " 0x7"},
         {"far", "Data", "#2#", " own"},
@@ -125,6 +126,41 @@ TEST(GenerateImage, LinkedTemplates) {
             "Param;Name=" + row.name + ";Type=" + row.type + ";Link=" + row.link + ";Default=own\n";
         EXPECT_EQ(run.generate(elements(text + output)), 0);
         EXPECT_EQ(run.arguments(), std::string("sign") + row.arguments + " @/./o.bin") << row.name << row.link;
+    }
+}
+
+TEST(GenerateImage, ManyLinkedTemplates) {
+    ImageRun run;
+    QByteArray lines = "GlobalParam;Command=sign";
+    std::string arguments = "sign";
+    for (int i = 1; i <= 40; ++i) {
+        const QByteArray n = QByteArray::number(i % 20 + 1);
+        run.folder.write(("linked" + n + ".xml").constData(), obdata(elements("Data;Name=a;Default=" + n)));
+        lines += i <= 20 ? ";LinkedXML=#" + n + "#./linked" + n + ".xml" : QByteArray();
+    }
+    for (int i = 1; i <= 40; ++i) {
+        const QByteArray n = QByteArray::number(i % 20 + 1);
+        lines += "\nParam;Name=a;Type=Data;Default=own;Link=#" + n + "#";
+        arguments += " " + n.toStdString();
+    }
+    EXPECT_EQ(run.generate(elements(lines + "\n" + output)), 0);
+    EXPECT_EQ(run.arguments(), arguments + " @/./o.bin");
+}
+
+TEST(GenerateImage, NoInputIsWrittenOver) {
+    const QByteArray global = "GlobalParam;Command=sign;LinkedXML=./linked.xml\n";
+    const QByteArray key = "Param;Name=key;Type=File;Default=d;Link=x\n";
+    for (const char* const input : {"image.xml", "linked.xml", "root.pem"}) {
+        ImageRun run;
+        run.folder.write("linked.xml", obdata(elements("File;Name=key;Default=./root.pem")));
+        run.folder.write("root.pem", "key");
+        const QByteArray last = QByteArray("Output;Name=o;Value=") + run.folder.path(input).toUtf8();
+        const MessageCapture capture;
+        EXPECT_EQ(run.generate(elements(global + key + last)), 1);
+        EXPECT_EQ(capture.texts(),
+                  std::vector<std::string>{"Error: Fail to Generate Image: the output " +
+                                           run.folder.path(input).toStdString() + " is an input of the template"});
+        EXPECT_FALSE(QFile::exists(run.folder.path("arguments")));
     }
 }
 

@@ -85,6 +85,12 @@ TEST(ImgtoolLauncher, KeyPairAndRawKey) {
     ASSERT_EQ(kept.size(), 1);
     EXPECT_EQ(fileContent(run.folder.path(qUtf8Printable(kept.first()))), "old");
 
+    // Two more in the same second, perhaps: each old key has a name of its own.
+    capture.clear();
+    generateKeyPair(key, QStringLiteral("ecdsa-p256"), run.imgtool);
+    generateKeyPair(key, QStringLiteral("ecdsa-p256"), run.imgtool);
+    EXPECT_EQ(QDir(run.folder.path("")).entryList({QStringLiteral("root.pem_*.bak")}, QDir::Files).size(), 3);
+
     // The private number, held against the DER form of the key (RFC 5915: it stands behind 7 bytes).
     const ImgtoolAnswer answer = run.imgtool.run(
         {QStringLiteral("getpriv"), QStringLiteral("--minimal"), QStringLiteral("--raw"), QStringLiteral("-k"), key});

@@ -88,6 +88,12 @@ TEST(TemplatePaths, EachFormatHasItsRule) {
     EXPECT_EQ(templateFolder(QStringLiteral("t.xml")), QStringLiteral("."));
     EXPECT_EQ(collapsePath(QStringLiteral("../../a/./b\\../c")), QStringLiteral("../../a/c"));
 
+    // Folder and path have 254 or 255 characters together.
+    for (const qsizetype length : {254, 255}) {
+        QString path = QStringLiteral("./") + QString(length - 5, QLatin1Char('x'));
+        resolveMcubootPath(path, QStringLiteral("/r"));
+        EXPECT_EQ(path.size(), length < 255 ? length : length - 2);
+    }
     QString longPath = QStringLiteral("./../") + QString(250, QLatin1Char('x'));
     resolveMcubootPath(longPath, QStringLiteral("/r/s"));
     EXPECT_EQ(longPath, QStringLiteral("/r/") + QString(250, QLatin1Char('x')));

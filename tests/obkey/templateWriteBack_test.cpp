@@ -74,7 +74,8 @@ TEST(TemplateWriteBack, EveryKindStoresWhatWasUsed) {
         "<Info><GlobalAlign>1</GlobalAlign></Info>\n"
         "<Data><Name>d</Name><!-- kept --><Width>1</Width><Default>1</Default></Data>\n"
         "<List><Name>l</Name><Width>1</Width><Default>0x 2</Default></List>\n"
-        "<List><Name>h</Name><Width>1</Width><Default>3</Default><Hidden>1</Hidden></List>\n"
+        "<List><Name>h</Name><Width>1</Width><Default>3</Default><Hidden>2</Hidden></List>\n"
+        "<File><Name>g</Name><Align>1</Align><KeyType>k</KeyType><Default>k.bin</Default><Hidden>-1</Hidden></File>\n"
         "<File><Name>f</Name><Align>1</Align><KeyType>k</KeyType><Default>k.bin</Default></File>\n"
         "<Output><Name>o</Name><Default>o.bin</Default></Output>");
     ASSERT_TRUE(run.generate(before));
@@ -83,7 +84,7 @@ TEST(TemplateWriteBack, EveryKindStoresWhatWasUsed) {
     after.replace("<Name>l</Name>", "<Name>l</Name><Value>0x2</Value>\r\n\t\t");
     after.replace("<Name>f</Name>", "<Name>f</Name><Value>k.bin</Value>\r\n\t\t");
     EXPECT_EQ(run.folder.read("template.xml"), after);
-    EXPECT_EQ(run.folder.read("o.bin"), "\1\2\3k");
+    EXPECT_EQ(run.folder.read("o.bin"), "\1\2\3kk");
 }
 
 // What is written back has to be a template that the next run accepts: here it is just one, or one too many.

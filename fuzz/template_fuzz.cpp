@@ -3,6 +3,7 @@
 #include "fuzz/FuzzFile.h"
 #include "obkey/LinkedTemplate.h"
 #include "obkey/MemoryLayout.h"
+#include "obkey/PasswordMask.h"
 #include "obkey/readMcuboot.h"
 #include "obkey/readObdata.h"
 #include "obkey/tagChecks.h"
@@ -29,6 +30,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return 0;
     }
     const TemplateDocument document = documentOf(text);
+    PasswordMask passwords;
+    const QByteArray masked = passwords.mask(text);
+    if (passwords.unmask(masked) != text ||
+        (documentOf(masked).document == nullptr) != (document.document == nullptr)) {
+        std::abort();
+    }
     if (document.document == nullptr) {
         return 0;
     }

@@ -1,9 +1,9 @@
 # find_commit(source commit date): the first 12 digits of the commit that a source tree is at, and its day as YYYYMMDD.
-# "-changed" follows the digits if files differ from that commit. An exported archive has both in commit.txt. A tree
+# "-dirty" follows the digits if files differ from that commit. An exported archive has both in commit.txt. A tree
 # without either is at commit "unknown" of day 00000000.
 function(find_commit source commit_variable date_variable)
   file(STRINGS ${source}/cmake/commit.txt exported LIMIT_COUNT 1)
-  set(changed "")
+  set(dirty "")
   if(exported MATCHES "Format")
     set(exported "")
     if(EXISTS ${source}/.git)
@@ -11,7 +11,7 @@ function(find_commit source commit_variable date_variable)
                       OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
       execute_process(COMMAND git -C ${source} --no-optional-locks diff --quiet HEAD -- RESULT_VARIABLE differs ERROR_QUIET)
       if(differs EQUAL 1)
-        set(changed -changed)
+        set(dirty -dirty)
       endif()
     endif()
   endif()
@@ -22,6 +22,6 @@ function(find_commit source commit_variable date_variable)
     set(commit unknown)
     set(date 00000000)
   endif()
-  set(${commit_variable} ${commit}${changed} PARENT_SCOPE)
+  set(${commit_variable} ${commit}${dirty} PARENT_SCOPE)
   set(${date_variable} ${date} PARENT_SCOPE)
 endfunction()

@@ -10,7 +10,7 @@ fail() {
 
 release=$(sed -n 's/^project(.* VERSION \([0-9.]*\) .*/\1/p' "$source/CMakeLists.txt")
 named=$("$inspect" --version)
-echo "$named" | grep -qxE "qvora-inspect $release \(([0-9a-f]{12}(-changed)?|unknown)\)" || fail "--version prints: $named"
+echo "$named" | grep -qxE "qvora-inspect $release \(([0-9a-f]{12}(-dirty)?|unknown)\)" || fail "--version prints: $named"
 if [ -n "$window" ]; then
     [ "$(QT_QPA_PLATFORM=offscreen "$window" --version)" = "QVORA Sealed Bundle Builder ${named#qvora-inspect }" ] ||
         fail "the window has another version"

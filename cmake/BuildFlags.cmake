@@ -30,8 +30,14 @@ if(QVORA_SANITIZE)
   add_compile_options(-fsanitize=address,undefined,fuzzer-no-link -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined -fuse-ld=lld)
 else()
-  add_compile_options($<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2> -fstack-protector-strong)
-  add_link_options(-Wl,-z,relro -Wl,--as-needed)
+  add_compile_options("$<$<CONFIG:Release>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=3>" -fstack-protector-strong)
+  add_link_options(-Wl,-z,relro -Wl,-z,now -Wl,--as-needed)
+  # Only x86 has it.
+  include(CheckCXXCompilerFlag)
+  check_cxx_compiler_flag(-fcf-protection QVORA_HAS_CF_PROTECTION)
+  if(QVORA_HAS_CF_PROTECTION)
+    add_compile_options(-fcf-protection)
+  endif()
 endif()
 
 # Every build writes the source that names its release and commit. Only main sources use it, so that a commit costs no

@@ -1,9 +1,37 @@
-# Installation and the Debian package. The executable looks for its helper files beside itself, so it lives in a folder
+# Installation and the Debian packages. The executable looks for its helper files beside itself, so it lives in a folder
 # of its own, with a link in bin/.
-set(home ${CMAKE_INSTALL_LIBDIR}/qvora-sealed-bundle-builder)
+set(CPACK_PACKAGE_NAME qvora-sealed-bundle-builder)
+set(CPACK_PACKAGE_CONTACT "QVORA Sealed Bundle Builder developers <developers@qvora.invalid>")
+include(cmake/findCommit.cmake)
+find_commit(${PROJECT_SOURCE_DIR} commit date)
+# The file's name may have 80 characters, with the longest architecture: there is room for nine digits of the commit, or
+# for the word that the tree differs from it.
+if(commit MATCHES "dirty")
+  set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION}+${date}.dirty)
+else()
+  string(SUBSTRING ${commit} 0 9 commit_part)
+  set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION}+${date}.${commit_part})
+endif()
+
+set(home ${CMAKE_INSTALL_LIBDIR}/${CPACK_PACKAGE_NAME})
+set(documents ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_PACKAGE_NAME})
 set(tool QVORASealedBundleBuilder_CLI)
 set(made ${PROJECT_BINARY_DIR}/packaging)
 file(MAKE_DIRECTORY ${made})
+string(TIMESTAMP now "%a, %d %b %Y %H:%M:%S +0000" UTC)  # of SOURCE_DATE_EPOCH, where it is set
+configure_file(cmake/debian/changelog.in ${made}/changelog @ONLY)
+
+# install_compressed(file name destination): installs a file compressed, as a package has its pages and changelogs. Two
+# runs give the same bytes.
+function(install_compressed file name destination)
+  set(packed ${made}/${CMAKE_INSTALL_DEFAULT_COMPONENT_NAME}/${name}.gz)
+  cmake_path(GET packed PARENT_PATH folder)
+  add_custom_command(OUTPUT ${packed}
+    COMMAND ${CMAKE_COMMAND} -E make_directory ${folder}
+    COMMAND gzip -9 -n -c ${file} > ${packed} DEPENDS ${file} VERBATIM)
+  set_property(GLOBAL APPEND PROPERTY packed_files ${packed})
+  install(FILES ${packed} DESTINATION ${destination})
+endfunction()
 
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME tool)
 install(TARGETS ${tool} RUNTIME DESTINATION ${home})
@@ -13,10 +41,16 @@ file(RELATIVE_PATH link_target ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL
 file(CREATE_LINK ${link_target} ${made}/${tool} SYMBOLIC)
 install(FILES ${made}/${tool} DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(TARGETS qvora-inspect RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-install(FILES README.md CHANGELOG.md CONTRIBUTING.md LICENSE SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
-install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR})
-install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} PATTERN demo EXCLUDE)
-install(PROGRAMS examples/demo DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
+install(FILES README.md CONTRIBUTING.md SECURITY.md cmake/debian/copyright DESTINATION ${documents})
+install(FILES LICENSE DESTINATION ${documents} COMPONENT license)  # in no package: Debian has the text once for all
+install_compressed(${PROJECT_SOURCE_DIR}/CHANGELOG.md CHANGELOG.md ${documents})
+install_compressed(${made}/changelog changelog ${documents})
+install(DIRECTORY docs DESTINATION ${documents})
+# No program is among the documents, not even an example's: examples/demo unpacks it.
+install(DIRECTORY examples DESTINATION ${documents} PATTERN demo EXCLUDE PATTERN build EXCLUDE PATTERN *.elf EXCLUDE)
+install(PROGRAMS examples/demo DESTINATION ${documents}/examples)
+install(PROGRAMS examples/firmware/build DESTINATION ${documents}/examples/firmware)
+install_compressed(${PROJECT_SOURCE_DIR}/examples/firmware/blink.elf blink.elf ${documents}/examples/firmware)
 
 if(NOT QVORA_SANITIZE)
   foreach(kind man completion)
@@ -24,7 +58,8 @@ if(NOT QVORA_SANITIZE)
     add_custom_command(OUTPUT ${page}
       COMMAND ${PROJECT_SOURCE_DIR}/scripts/make-docs ${kind} $<TARGET_FILE:${tool}> > ${page}
       DEPENDS ${tool} ${PROJECT_SOURCE_DIR}/scripts/make-docs ${PROJECT_SOURCE_DIR}/examples/commands.tsv
-              ${PROJECT_SOURCE_DIR}/examples/more-options.tsv VERBATIM)
+              ${PROJECT_SOURCE_DIR}/examples/more-options.tsv ${PROJECT_SOURCE_DIR}/README.md
+              ${PROJECT_SOURCE_DIR}/CMakeLists.txt ${PROJECT_SOURCE_DIR}/cli/InstallImageCommand.cpp VERBATIM)
     list(APPEND pages ${page})
   endforeach()
   foreach(kind man completion)
@@ -32,14 +67,15 @@ if(NOT QVORA_SANITIZE)
     add_custom_command(OUTPUT ${page}
       COMMAND ${PROJECT_SOURCE_DIR}/scripts/make-docs inspect-${kind} $<TARGET_FILE:qvora-inspect> > ${page}
       DEPENDS qvora-inspect ${PROJECT_SOURCE_DIR}/scripts/make-docs ${PROJECT_SOURCE_DIR}/examples/inspect.tsv
-              ${PROJECT_SOURCE_DIR}/docs/inspect.schema.json VERBATIM)
+              ${PROJECT_SOURCE_DIR}/docs/inspect.schema.json ${PROJECT_SOURCE_DIR}/CMakeLists.txt
+              ${PROJECT_SOURCE_DIR}/inspect/commandLine.cpp VERBATIM)
     list(APPEND pages ${page})
   endforeach()
-  install(FILES ${made}/qvora-inspect.man DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 RENAME qvora-inspect.1)
+  install_compressed(${made}/qvora-inspect.man qvora-inspect.1 ${CMAKE_INSTALL_MANDIR}/man1)
   install(FILES ${made}/qvora-inspect.completion DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
           RENAME qvora-inspect)
   add_custom_target(command-pages ALL DEPENDS ${pages})
-  install(FILES ${made}/${tool}.man DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 RENAME ${tool}.1)
+  install_compressed(${made}/${tool}.man ${tool}.1 ${CMAKE_INSTALL_MANDIR}/man1)
   install(FILES ${made}/${tool}.completion DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
           RENAME ${tool})
 endif()
@@ -58,26 +94,35 @@ if(QVORA_DESKTOP)
   install(FILES desktop/package/${window_id}.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
   install(FILES desktop/package/${window_id}.metainfo.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/metainfo)
   install(FILES desktop/package/${window_id}.svg DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps)
-  install(FILES desktop/package/${window}.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-  install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/qvora-sealed-bundle-builder-desktop)
+  add_custom_command(OUTPUT ${made}/${window}.man
+    COMMAND ${PROJECT_SOURCE_DIR}/scripts/make-docs window-man > ${made}/${window}.man
+    DEPENDS ${PROJECT_SOURCE_DIR}/scripts/make-docs ${PROJECT_SOURCE_DIR}/desktop/package/${window}.1
+            ${PROJECT_SOURCE_DIR}/CMakeLists.txt VERBATIM)
+  install_compressed(${made}/${window}.man ${window}.1 ${CMAKE_INSTALL_MANDIR}/man1)
+  install(FILES cmake/debian/copyright DESTINATION ${documents}-desktop)
+  install_compressed(${made}/changelog changelog ${documents}-desktop)
 endif()
+get_property(packed_files GLOBAL PROPERTY packed_files)
+add_custom_target(packed-files ALL DEPENDS ${packed_files})
 
 set(CPACK_GENERATOR DEB)
-set(CPACK_PACKAGE_NAME qvora-sealed-bundle-builder)
-set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
-set(CPACK_PACKAGE_CONTACT "QVORA Sealed Bundle Builder developers <developers@qvora.invalid>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Package and provision firmware of secure microcontrollers")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_ALL tool)
-set(CPACK_COMPONENT_TOOL_DESCRIPTION ${CPACK_PACKAGE_DESCRIPTION_SUMMARY})
+set(CPACK_COMPONENT_TOOL_DESCRIPTION "Makes encrypted and authenticated install and update images, provisioning
+payloads and files, signed images, encrypted memory images, backup images
+and key pairs, and programs cards. A second program, qvora-inspect, shows
+and proves what is in these files.")
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME ${CPACK_PACKAGE_NAME})
 set(CPACK_DEBIAN_TOOL_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SUGGESTS "p11-kit-modules, opensc, python3-pip")
 if(QVORA_DESKTOP)
   list(APPEND CPACK_COMPONENTS_ALL desktop)
-  set(CPACK_COMPONENT_DESKTOP_DESCRIPTION "${CPACK_PACKAGE_DESCRIPTION_SUMMARY}: the desktop program")
+  set(CPACK_COMPONENT_DESKTOP_DESCRIPTION "This is a window over the command-line tool: a form for each command, editors
+for option bytes, secrets and templates, and an inspector for images. It
+always shows the command line that it runs.")
   set(CPACK_DEBIAN_DESKTOP_PACKAGE_NAME ${CPACK_PACKAGE_NAME}-desktop)
   set(CPACK_DEBIAN_DESKTOP_FILE_NAME DEB-DEFAULT)
   # Without the SVG plugin the icon would stay empty without a word.

@@ -58,6 +58,14 @@ void Description::addCheck(CheckCode code, bool good, int part, std::vector<Fiel
         {code, good ? CheckResult::good : CheckResult::bad, Reason::none, part, true, std::move(arguments)});
 }
 
+void Description::addResult(CheckCode code, CheckResult result, int part) {
+    if (result == CheckResult::unchecked) {
+        addUnchecked(code, Reason::notOffered, part);
+    } else {
+        addCheck(code, result == CheckResult::good, part);
+    }
+}
+
 void Description::addUnchecked(CheckCode code, Reason reason, int part, bool needed) {
     checks.push_back({code, CheckResult::unchecked, reason, part, needed, {}});
 }

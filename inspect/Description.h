@@ -130,6 +130,8 @@ struct Description {
     void addFinding(FindingCode code, int part, qint64 offset, std::vector<Field> arguments = {});
     void addCheck(CheckCode code, bool good, int part = 0, std::vector<Field> arguments = {});
     void addUnchecked(CheckCode code, Reason reason, int part = 0, bool needed = true);
+    /// The same for what OpenSSL may not offer: `unchecked` is a check that it refused to make.
+    void addResult(CheckCode code, CheckResult result, int part = 0);
     /// The offset behind the last range.
     [[nodiscard]] qint64 rangesEnd() const;
 };

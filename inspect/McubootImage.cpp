@@ -294,9 +294,11 @@ void proveSignature(const McubootImage& image, const Tlv& tlv, const PublicKey& 
     switch (tlv.role()) {
         case TlvRole::rsa: {
             const int bits = tlv.type == 0x20 ? 2048 : 3072;
-            description.addCheck(
-                CheckCode::signature,
-                key.bits() == bits && key.verifyRsa(PublicKey::Padding::pss, {image.covered}, tlv.value), part);
+            description.addResult(CheckCode::signature,
+                                  key.bits() != bits
+                                      ? CheckResult::bad
+                                      : key.verifyRsa(PublicKey::Padding::pss, {image.covered}, tlv.value),
+                                  part);
             break;
         }
         case TlvRole::ecdsa:
@@ -305,8 +307,9 @@ void proveSignature(const McubootImage& image, const Tlv& tlv, const PublicKey& 
                 description.addUnchecked(CheckCode::signature, Reason::unsupported, part);
             } else {
                 const bool isP256 = tlv.role() == TlvRole::ecdsa;
-                description.addCheck(CheckCode::signature,
-                                     isP256 && key.verifyEcdsa({image.covered}, withoutPadding(tlv.value)), part);
+                description.addResult(
+                    CheckCode::signature,
+                    isP256 ? key.verifyEcdsa({image.covered}, withoutPadding(tlv.value)) : CheckResult::bad, part);
             }
             break;
         case TlvRole::ed25519: {
@@ -316,8 +319,11 @@ void proveSignature(const McubootImage& image, const Tlv& tlv, const PublicKey& 
             });
             const std::uint16_t algorithm = digest == image.tlvs.end() ? 0x10 : digest->type;
             const QByteArray message = isPure ? QByteArray() : digestOf(algorithm, image.covered);
-            description.addCheck(CheckCode::signature,
-                                 key.verifyEd25519(isPure ? image.covered : QByteArrayView(message), tlv.value), part);
+            description.addResult(CheckCode::signature,
+                                  isPure              ? key.verifyEd25519(image.covered, tlv.value)
+                                  : message.isEmpty() ? CheckResult::unchecked
+                                                      : key.verifyEd25519(message, tlv.value),
+                                  part);
             break;
         }
         default:
@@ -327,8 +333,9 @@ void proveSignature(const McubootImage& image, const Tlv& tlv, const PublicKey& 
 
 // The entry that tells a bootloader which of its keys to take.
 void proveSigningKey(QByteArrayView expected, const Tlv& tlv, int part, Description& description) {
-    const bool isGood = sameBytes(expected, tlv.value);
-    description.addCheck(CheckCode::signingKey, isGood, part);
+    const CheckResult result = compareDigest(expected, tlv.value);
+    const bool isGood = result == CheckResult::good;
+    description.addResult(CheckCode::signingKey, result, part);
     for (Range& range : description.ranges) {
         if (isGood && range.part == part && range.role == Role::payload) {
             range.cover = Cover::comparison;
@@ -346,7 +353,7 @@ void proveTlv(McubootImage& image, const Tlv& tlv, const PublicKey& key, bool ha
         if (!hasKey) {
             description.addUnchecked(CheckCode::signature, Reason::noPublicKey, part);
         } else if (!isUsable || isEncrypted) {
-            description.addUnchecked(CheckCode::signature, isUsable ? Reason::encrypted : Reason::unusableKey, part);
+            description.addUnchecked(CheckCode::signature, isUsable ? Reason::encrypted : unusableReason(), part);
         } else if (++image.signatures > signatureLimit) {
             description.addUnchecked(CheckCode::signature, Reason::unsupported, part);
         } else {
@@ -355,7 +362,7 @@ void proveTlv(McubootImage& image, const Tlv& tlv, const PublicKey& key, bool ha
     } else if (tlv.role() == TlvRole::digest && isEncrypted) {
         description.addUnchecked(CheckCode::digest, Reason::encrypted, part);
     } else if (tlv.role() == TlvRole::digest) {
-        description.addCheck(CheckCode::digest, sameBytes(coveredDigest(image, tlv.type), tlv.value), part);
+        description.addResult(CheckCode::digest, compareDigest(coveredDigest(image, tlv.type), tlv.value), part);
     } else if (tlv.role() == TlvRole::keyHash && isUsable && tlv.value.size() == 32) {
         proveSigningKey(sha256(encoded), tlv, part, description);
     } else if (tlv.role() == TlvRole::publicKey && isUsable) {
@@ -445,6 +452,8 @@ void proveMcubootImage(const Source& source, const Evidence& evidence, Descripti
     if (hasKey && !has(image, isSignature)) {
         description.addCheck(CheckCode::signature, false);
     }
+    } else if (!has(image, isSignature)) {
+        description.addUnchecked(CheckCode::signature, Reason::notSigned);
     if (contents != nullptr && (image.flags & encryptedFlags) == 0) {
         Content content = contentOf(description.parts.front(), ContentKind::module);
         content.bytes = image.code.toByteArray();

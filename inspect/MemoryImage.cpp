@@ -1,6 +1,7 @@
 // Memory cipher image: raw ciphertext for one address, key and mode. Nothing in it tells whether it is right, so only a
 // comparison with the application proves it.
 
+#include "inspect/cipher.h"
 #include "inspect/compare.h"
 #include "inspect/formats.h"
 #include "inspect/memoryCipher.h"
@@ -8,6 +9,8 @@
 namespace inspect {
 
 namespace {
+
+constexpr std::uint32_t lastAesMode = 1;
 
 /// Adds every byte that is in one and not in the other, and gives whether there is none. Bytes behind the last whole
 /// group aren't in the image: they are dropped when it is made.
@@ -48,7 +51,8 @@ void proveMemoryImage(const Source& source, const Evidence& evidence, Descriptio
     QByteArray plain = decryptMemory(source.bytes, evidence.key, evidence.memory->address, evidence.memory->mode);
     const WipeOnExit wiped(plain);
     if (plain.size() != source.bytes.size() / memoryGroupSize * memoryGroupSize) {
-        description.addUnchecked(CheckCode::against, Reason::noMemory);
+        const bool isOffered = evidence.memory->mode > lastAesMode || isCipherOffered("AES-128-ECB");
+        description.addUnchecked(CheckCode::against, isOffered ? Reason::noMemory : Reason::notOffered);
         return;
     }
     Part& part = description.parts.front();

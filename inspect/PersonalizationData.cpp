@@ -12,8 +12,8 @@ constexpr qsizetype tagSize = 16;
 constexpr qsizetype keySize = 16;
 constexpr qsizetype ivSize = 12;
 
-/// The content, tag proven, or nothing.
-bool open(QByteArrayView bytes, QByteArrayView secret, QByteArray* content) {
+/// The content, which counts only if its tag is good.
+CheckResult open(QByteArrayView bytes, QByteArrayView secret, QByteArray* content) {
     GcmOpener opener(secret.first(keySize));
     return opener.open(secret.sliced(keySize, ivSize), {}, bytes.sliced(tagSize), bytes.first(tagSize),
                        [content](QByteArrayView piece) {
@@ -57,7 +57,7 @@ void provePersonalizationData(const Source& source, const Evidence& evidence, De
     QByteArray shared = PublicKey(evidence.publicKey).agree(evidence.privateKey);
     const WipeOnExit wipedShared(shared);
     if (shared.isEmpty()) {
-        description.addUnchecked(CheckCode::tag, Reason::unusableKey, 1);
+        description.addUnchecked(CheckCode::tag, unusableReason(), 1);
         return;
     }
     // The key derivation of ANSI X9.63 (SEC 1, 3.6.1): 32 bytes take one round of SHA-256.
@@ -67,7 +67,7 @@ void provePersonalizationData(const Source& source, const Evidence& evidence, De
     QByteArray secret = derivation.finish();
     const WipeOnExit wipedSecret(secret);
     if (secret.size() < keySize + ivSize) {
-        description.addUnchecked(CheckCode::tag, Reason::noMemory, 1);
+        description.addUnchecked(CheckCode::tag, Reason::notOffered, 1);
         return;
     }
     QByteArray content;
@@ -75,9 +75,9 @@ void provePersonalizationData(const Source& source, const Evidence& evidence, De
     if (contents != nullptr) {
         content.reserve(source.bytes.size());
     }
-    const bool isGood = open(source.bytes, secret, contents != nullptr ? &content : nullptr);
-    description.addCheck(CheckCode::tag, isGood, 1);
-    if (!isGood) {
+    const CheckResult result = open(source.bytes, secret, contents != nullptr ? &content : nullptr);
+    description.addResult(CheckCode::tag, result, 1);
+    if (result != CheckResult::good) {
         return;
     }
     // Two files under one pair of keys share their IV.

@@ -31,6 +31,10 @@ bool hasDigestAt(QByteArrayView bytes, qsizetype at) {
            sameBytes(sha256(bytes.sliced(at + digestSize)), bytes.sliced(at, digestSize));
 }
 
+bool isDigestOffered() {
+    return !sha256({}).isEmpty();
+}
+
 /// Where the body starts, and whether it starts with its digest.
 struct Layout {
     qsizetype body = headerSize;
@@ -121,14 +125,16 @@ void proveProvisioningFile(const Source& source, const Evidence& evidence, Descr
     if (layoutOf(source).hasDigest) {
         proveHashedProvisioningFile(source, evidence, description, contents);
     } else {
-        description.addUnchecked(CheckCode::digest, Reason::noProtection);
+        description.addUnchecked(CheckCode::digest, isDigestOffered() ? Reason::noProtection : Reason::notOffered);
         keepPayloads(source, description, ContentKind::blob, contents);
     }
 }
 
 void proveHashedProvisioningFile(const Source& source, const Evidence& /*evidence*/, Description& description,
                                  Contents* contents) {
-    description.addCheck(CheckCode::digest, layoutOf(source).hasDigest);
+    description.addResult(CheckCode::digest, !isDigestOffered()           ? CheckResult::unchecked
+                                             : layoutOf(source).hasDigest ? CheckResult::good
+                                                                          : CheckResult::bad);
     keepPayloads(source, description, ContentKind::blob, contents);
 }
 

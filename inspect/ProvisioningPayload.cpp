@@ -69,11 +69,11 @@ void proveBinding(const Header& header, const Evidence& evidence, Description& d
     const bool isTable = header.protocol == 2;
     const PublicKey key(isTable ? QByteArrayView() : QByteArrayView(evidence.publicKey));
     if (isTable ? evidence.publicKey.size() != header.binding.size() : key.kind() != PublicKey::Kind::p256) {
-        description.addUnchecked(CheckCode::binding, Reason::unusableKey);
+        description.addUnchecked(CheckCode::binding, unusableReason());
         return;
     }
     const QByteArray expected = isTable ? evidence.publicKey : sha256(key.der());
-    description.addCheck(CheckCode::binding, sameBytes(expected, header.binding));
+    description.addResult(CheckCode::binding, compareDigest(expected, header.binding));
 }
 
 }  // namespace

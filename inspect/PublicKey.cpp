@@ -98,23 +98,24 @@ PublicKey::Kind kindOf(const EVP_PKEY* key) {
 }
 
 /// Verifies over the pieces; `padding` is 0 for anything but RSA.
-bool verify(EVP_PKEY* key, int padding, std::initializer_list<QByteArrayView> pieces, QByteArrayView signature) {
+CheckResult verify(EVP_PKEY* key, int padding, std::initializer_list<QByteArrayView> pieces, QByteArrayView signature) {
     const Owned<EVP_MD_CTX, EVP_MD_CTX_free> context(EVP_MD_CTX_new());
     EVP_PKEY_CTX* settings = nullptr;
     if (context == nullptr || EVP_DigestVerifyInit(context.get(), &settings, EVP_sha256(), nullptr, key) != 1 ||
         (padding != 0 && EVP_PKEY_CTX_set_rsa_padding(settings, padding) != 1) ||
         (padding == RSA_PKCS1_PSS_PADDING && EVP_PKEY_CTX_set_rsa_pss_saltlen(settings, RSA_PSS_SALTLEN_DIGEST) != 1)) {
-        return false;
+        ERR_clear_error();
+        return CheckResult::unchecked;
     }
     for (const QByteArrayView piece : pieces) {
         if (EVP_DigestVerifyUpdate(context.get(), piece.data(), static_cast<std::size_t>(piece.size())) != 1) {
-            return false;
+            return CheckResult::unchecked;
         }
     }
     const bool isGood =
         EVP_DigestVerifyFinal(context.get(), bytesOf(signature), static_cast<std::size_t>(signature.size())) == 1;
     ERR_clear_error();
-    return isGood;
+    return isGood ? CheckResult::good : CheckResult::bad;
 }
 
 }  // namespace
@@ -192,39 +193,47 @@ QByteArray PublicKey::rsaDer() const {
     return size > 0 ? QByteArray(reinterpret_cast<const char*>(bytes), size) : QByteArray();
 }
 
-bool PublicKey::verifyRsa(Padding padding, std::initializer_list<QByteArrayView> pieces,
-                          QByteArrayView signature) const {
-    return kind_ == Kind::rsa &&
-           verify(key_.get(), padding == Padding::pss ? RSA_PKCS1_PSS_PADDING : RSA_PKCS1_PADDING, pieces, signature);
+CheckResult PublicKey::verifyRsa(Padding padding, std::initializer_list<QByteArrayView> pieces,
+                                 QByteArrayView signature) const {
+    return kind_ != Kind::rsa ? CheckResult::bad
+                              : verify(key_.get(), padding == Padding::pss ? RSA_PKCS1_PSS_PADDING : RSA_PKCS1_PADDING,
+                                       pieces, signature);
 }
 
-bool PublicKey::verifyEcdsa(std::initializer_list<QByteArrayView> pieces, QByteArrayView r, QByteArrayView s) const {
+CheckResult PublicKey::verifyEcdsa(std::initializer_list<QByteArrayView> pieces, QByteArrayView r,
+                                   QByteArrayView s) const {
     const Owned<ECDSA_SIG, ECDSA_SIG_free> pair(ECDSA_SIG_new());
     BIGNUM* const first = BN_bin2bn(bytesOf(r), static_cast<int>(r.size()), nullptr);
     BIGNUM* const second = BN_bin2bn(bytesOf(s), static_cast<int>(s.size()), nullptr);
     if (pair == nullptr || ECDSA_SIG_set0(pair.get(), first, second) != 1) {
         BN_free(first);
         BN_free(second);
-        return false;
+        return CheckResult::unchecked;
     }
     unsigned char* bytes = nullptr;
     const int size = i2d_ECDSA_SIG(pair.get(), &bytes);
     const Owned<unsigned char, [](unsigned char* owned) { OPENSSL_free(owned); }> owned(bytes);
-    return size > 0 && verifyEcdsa(pieces, QByteArrayView(bytes, size));
+    return size > 0 ? verifyEcdsa(pieces, QByteArrayView(bytes, size)) : CheckResult::unchecked;
 }
 
-bool PublicKey::verifyEcdsa(std::initializer_list<QByteArrayView> pieces, QByteArrayView signature) const {
-    return kind_ == Kind::p256 && verify(key_.get(), 0, pieces, signature);
+CheckResult PublicKey::verifyEcdsa(std::initializer_list<QByteArrayView> pieces, QByteArrayView signature) const {
+    return kind_ == Kind::p256 ? verify(key_.get(), 0, pieces, signature) : CheckResult::bad;
 }
 
-bool PublicKey::verifyEd25519(QByteArrayView message, QByteArrayView signature) const {
+CheckResult PublicKey::verifyEd25519(QByteArrayView message, QByteArrayView signature) const {
+    if (kind_ != Kind::ed25519) {
+        return CheckResult::bad;
+    }
     const Owned<EVP_MD_CTX, EVP_MD_CTX_free> context(EVP_MD_CTX_new());
-    const bool isGood = kind_ == Kind::ed25519 && context != nullptr &&
-                        EVP_DigestVerifyInit(context.get(), nullptr, nullptr, nullptr, key_.get()) == 1 &&
-                        EVP_DigestVerify(context.get(), bytesOf(signature), static_cast<std::size_t>(signature.size()),
-                                         bytesOf(message), static_cast<std::size_t>(message.size())) == 1;
+    CheckResult result = CheckResult::unchecked;
+    if (context != nullptr && EVP_DigestVerifyInit(context.get(), nullptr, nullptr, nullptr, key_.get()) == 1) {
+        const bool isGood =
+            EVP_DigestVerify(context.get(), bytesOf(signature), static_cast<std::size_t>(signature.size()),
+                             bytesOf(message), static_cast<std::size_t>(message.size())) == 1;
+        result = isGood ? CheckResult::good : CheckResult::bad;
+    }
     ERR_clear_error();
-    return isGood;
+    return result;
 }
 
 QByteArray PublicKey::agree(QByteArrayView privatePem) const {
@@ -242,6 +251,17 @@ QByteArray PublicKey::agree(QByteArrayView privatePem) const {
                         size == coordinateSize;
     ERR_clear_error();
     return isDone ? shared : QByteArray();
+}
+
+Reason unusableReason() {
+    for (const char* const name : {"EC", "RSA", "ED25519"}) {
+        const Owned<EVP_KEYMGMT, EVP_KEYMGMT_free> kind(EVP_KEYMGMT_fetch(nullptr, name, nullptr));
+        if (kind == nullptr) {
+            ERR_clear_error();
+            return Reason::notOffered;
+        }
+    }
+    return Reason::unusableKey;
 }
 
 }  // namespace inspect

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QByteArray>
+#include "inspect/Description.h"
 
 #include <cstdint>
 #include <initializer_list>
@@ -37,15 +37,16 @@ class PublicKey {
     [[nodiscard]] QByteArray rsaDer() const;
 
     enum class Padding { pkcs1, pss };
-    /// RSA over SHA-256 of the pieces (RFC 8017); the salt of PSS has 32 bytes.
-    [[nodiscard]] bool verifyRsa(Padding padding, std::initializer_list<QByteArrayView> pieces,
-                                 QByteArrayView signature) const;
+    /// RSA over SHA-256 of the pieces (RFC 8017); the salt of PSS has 32 bytes. This and the others are `bad` for a key
+    /// of another kind, and `unchecked` if OpenSSL doesn't offer the algorithm.
+    [[nodiscard]] CheckResult verifyRsa(Padding padding, std::initializer_list<QByteArrayView> pieces,
+                                        QByteArrayView signature) const;
     /// ECDSA over SHA-256 of the pieces (FIPS 186-5), with r and s as 32 bytes each, or as DER.
-    [[nodiscard]] bool verifyEcdsa(std::initializer_list<QByteArrayView> pieces, QByteArrayView r,
-                                   QByteArrayView s) const;
-    [[nodiscard]] bool verifyEcdsa(std::initializer_list<QByteArrayView> pieces, QByteArrayView signature) const;
+    [[nodiscard]] CheckResult verifyEcdsa(std::initializer_list<QByteArrayView> pieces, QByteArrayView r,
+                                          QByteArrayView s) const;
+    [[nodiscard]] CheckResult verifyEcdsa(std::initializer_list<QByteArrayView> pieces, QByteArrayView signature) const;
     /// Ed25519 over `message` itself (RFC 8032).
-    [[nodiscard]] bool verifyEd25519(QByteArrayView message, QByteArrayView signature) const;
+    [[nodiscard]] CheckResult verifyEd25519(QByteArrayView message, QByteArrayView signature) const;
 
     /// ECDH on P-256 with a private key in PEM form that has no passphrase (SEC 1, 3.3.1): the shared X coordinate, 32
     /// bytes, which the caller wipes. Empty if the keys don't fit.
@@ -58,5 +59,9 @@ class PublicKey {
     std::unique_ptr<evp_pkey_st, Free> key_;
     Kind kind_ = Kind::none;
 };
+
+/// Why a given key can't be used: it is none, or OpenSSL doesn't offer keys of all our kinds, and it may be one of
+/// those.
+[[nodiscard]] Reason unusableReason();
 
 }  // namespace inspect

@@ -151,11 +151,12 @@ void proveSignedImage(const Source& source, const Evidence& evidence, Descriptio
     } else {
         const PublicKey key(evidence.publicKey);
         if (key.kind() != PublicKey::Kind::p256) {
-            description.addUnchecked(CheckCode::signature, Reason::unusableKey);
+            description.addUnchecked(CheckCode::signature, unusableReason());
         } else {
-            isProven = key.verifyEcdsa({footer.image.first(footer.length), footer.head}, footer.signature.first(32),
-                                       footer.signature.sliced(32));
-            description.addCheck(CheckCode::signature, isProven);
+            const CheckResult result = key.verifyEcdsa({footer.image.first(footer.length), footer.head},
+                                                       footer.signature.first(32), footer.signature.sliced(32));
+            description.addResult(CheckCode::signature, result);
+            isProven = result == CheckResult::good;
         }
     }
     if (description.inner.empty() && contents != nullptr) {

@@ -73,12 +73,12 @@ void proveWirelessBinary(const Source& source, const Evidence& evidence, Descrip
     }
     const PublicKey key(evidence.publicKey);
     if (key.kind() != PublicKey::Kind::rsa || key.bits() != keyBits) {
-        description.addUnchecked(CheckCode::signature, Reason::unusableKey);
+        description.addUnchecked(CheckCode::signature, unusableReason());
         return;
     }
-    description.addCheck(CheckCode::signature,
-                         key.verifyRsa(PublicKey::Padding::pkcs1, {source.bytes.chopped(signatureSize)},
-                                       source.bytes.last(signatureSize)));
+    description.addResult(CheckCode::signature,
+                          key.verifyRsa(PublicKey::Padding::pkcs1, {source.bytes.chopped(signatureSize)},
+                                        source.bytes.last(signatureSize)));
 }
 
 }  // namespace inspect

@@ -117,7 +117,9 @@ void describeWirelessKeyFile(const Source& source, Description& description) {
     const Form* const form = formOf(bytes);
     const PublicKey key = form != nullptr ? keyOf(bytes, *form) : PublicKey({});
     if (form == nullptr || key.kind() == PublicKey::Kind::none) {
-        description.addFinding(FindingCode::noModulus, 0, -1);
+        if (form == nullptr || unusableReason() == Reason::unusableKey) {
+            description.addFinding(FindingCode::noModulus, 0, -1);
+        }
         description.addRange(bytes.size(), Role::unread, Cover::none);
         return;
     }
@@ -148,8 +150,8 @@ void proveWirelessKeyFile(const Source& source, const Evidence& evidence, Descri
         return;
     }
     const PublicKey given(evidence.publicKey);
-    if (given.kind() != PublicKey::Kind::rsa) {
-        description.addUnchecked(CheckCode::sameKey, Reason::unusableKey);
+    if (given.kind() != PublicKey::Kind::rsa || unusableReason() == Reason::notOffered) {
+        description.addUnchecked(CheckCode::sameKey, unusableReason());
         return;
     }
     description.addCheck(CheckCode::sameKey, key.kind() == PublicKey::Kind::rsa && key.der() == given.der());

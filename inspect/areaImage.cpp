@@ -284,7 +284,7 @@ void Prover::proveArea(const Area& area, int index) {
     }
     Glimpse glimpse;
     const bool countsInDigest = isDigesting_ && area.letter != 'H';
-    const bool isGood =
+    const CheckResult result =
         opener_.open(areaIv(image_.nonce.first(baseIvSize), layout_.ivKind, area.version, area.index),
                      {image_.header, area.head, area.second}, area.payload, area.tag, [&](QByteArrayView piece) {
                          glimpse.add(piece);
@@ -295,8 +295,8 @@ void Prover::proveArea(const Area& area, int index) {
                              content.bytes.append(piece);
                          }
                      });
-    description_.addCheck(CheckCode::tag, isGood, index);
-    if (!isGood) {
+    description_.addResult(CheckCode::tag, result, index);
+    if (result != CheckResult::good) {
         isDigestSound_ = false;
         return;
     }
@@ -384,7 +384,7 @@ void Prover::proveDigest(int index, const Glimpse& glimpse) {
         description_.addUnchecked(CheckCode::digest, Reason::notAuthentic, index);
         return;
     }
-    description_.addCheck(CheckCode::digest, sameBytes(digest_.finish(), glimpse.head), index);
+    description_.addResult(CheckCode::digest, compareDigest(digest_.finish(), glimpse.head), index);
 }
 
 // The first 16 bytes of HMAC-SHA256(image key, "region" || region number || base IV).
@@ -396,10 +396,8 @@ void Prover::proveRegionKey(const Area& area, int index, const Glimpse& glimpse)
     message.append(image_.nonce.first(baseIvSize));
     QByteArray expected = hmacSha256(evidence_.key, message);
     const WipeOnExit wiped(expected);
-    description_.addCheck(CheckCode::regionKey,
-                          expected.size() >= blockSize && area.size >= blockSize &&
-                              sameBytes(QByteArrayView(expected).first(blockSize), glimpse.tail),
-                          index);
+    const QByteArrayView key = expected.isEmpty() ? QByteArrayView() : QByteArrayView(expected).first(blockSize);
+    description_.addResult(CheckCode::regionKey, compareDigest(key, glimpse.tail), index);
 }
 
 }  // namespace
@@ -526,8 +524,7 @@ QByteArray areaIv(QByteArrayView baseIv, std::uint32_t kind, std::uint32_t versi
 
 void proveNonce(QByteArrayView baseIv, const Evidence& evidence, Description& description) {
     if (evidence.hasNonce) {
-        description.addCheck(CheckCode::nonce,
-                             sameBytes(QByteArrayView(sha256(evidence.nonce)).first(baseIv.size()), baseIv));
+        description.addResult(CheckCode::nonce, compareDigest(sha256(evidence.nonce).left(baseIv.size()), baseIv));
     }
 }
 

@@ -37,34 +37,36 @@ GcmOpener::~GcmOpener() {
     wipe(buffer_);
 }
 
-bool GcmOpener::open(QByteArrayView iv, std::initializer_list<QByteArrayView> additional, QByteArrayView sealed,
-                     QByteArrayView tag, const PieceSink& sink) {
+CheckResult GcmOpener::open(QByteArrayView iv, std::initializer_list<QByteArrayView> additional, QByteArrayView sealed,
+                            QByteArrayView tag, const PieceSink& sink) {
     EVP_CIPHER_CTX* const context = context_.get();
     if (!usable_ || iv.isEmpty() || tag.size() != tagSize ||
         EVP_CIPHER_CTX_ctrl(context, EVP_CTRL_AEAD_SET_IVLEN, static_cast<int>(iv.size()), nullptr) != 1 ||
         EVP_DecryptInit_ex(context, nullptr, nullptr, nullptr, bytesOf(iv)) != 1) {
-        return false;
+        return CheckResult::unchecked;
     }
     int written = 0;
     for (const QByteArrayView piece : additional) {
         if (!piece.isEmpty() &&
             EVP_DecryptUpdate(context, nullptr, &written, bytesOf(piece), static_cast<int>(piece.size())) != 1) {
-            return false;
+            return CheckResult::unchecked;
         }
     }
     auto* const plain = reinterpret_cast<unsigned char*>(buffer_.data());
     for (qsizetype at = 0; at < sealed.size(); at += pieceSize) {
         const qsizetype size = std::min(pieceSize, sealed.size() - at);
         if (EVP_DecryptUpdate(context, plain, &written, bytesOf(sealed.sliced(at)), static_cast<int>(size)) != 1) {
-            return false;
+            return CheckResult::unchecked;
         }
         if (sink) {
             sink(QByteArrayView(buffer_.constData(), size));
         }
     }
     QByteArray expected = tag.toByteArray();
-    return EVP_CIPHER_CTX_ctrl(context, EVP_CTRL_AEAD_SET_TAG, static_cast<int>(tagSize), expected.data()) == 1 &&
-           EVP_DecryptFinal_ex(context, plain, &written) == 1;
+    if (EVP_CIPHER_CTX_ctrl(context, EVP_CTRL_AEAD_SET_TAG, static_cast<int>(tagSize), expected.data()) != 1) {
+        return CheckResult::unchecked;
+    }
+    return EVP_DecryptFinal_ex(context, plain, &written) == 1 ? CheckResult::good : CheckResult::bad;
 }
 
 void Sha256::Free::operator()(evp_md_ctx_st* context) const {
@@ -99,6 +101,19 @@ QByteArray hmacSha256(QByteArrayView key, QByteArrayView message) {
                            static_cast<std::size_t>(message.size()), reinterpret_cast<unsigned char*>(code.data()),
                            nullptr) != nullptr;
     return done ? code : QByteArray();
+}
+
+CheckResult compareDigest(QByteArrayView made, QByteArrayView found) {
+    if (made.isEmpty()) {
+        return CheckResult::unchecked;
+    }
+    return sameBytes(made, found) ? CheckResult::good : CheckResult::bad;
+}
+
+bool isCipherOffered(const char* name) {
+    EVP_CIPHER* const cipher = EVP_CIPHER_fetch(nullptr, name, nullptr);
+    EVP_CIPHER_free(cipher);
+    return cipher != nullptr;
 }
 
 bool sameBytes(QByteArrayView a, QByteArrayView b) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QByteArray>
+#include "inspect/Description.h"
 
 #include <functional>
 #include <memory>
@@ -21,10 +21,10 @@ class GcmOpener {
     GcmOpener(const GcmOpener&) = delete;
     GcmOpener& operator=(const GcmOpener&) = delete;
 
-    /// Whether `tag` (16 bytes) is right for `sealed`, given its IV (12 or 16 bytes) and what was authenticated
-    /// besides.
-    [[nodiscard]] bool open(QByteArrayView iv, std::initializer_list<QByteArrayView> additional, QByteArrayView sealed,
-                            QByteArrayView tag, const PieceSink& sink);
+    /// Whether `tag` (16 bytes) is right for `sealed`, given its IV (12 or 16 bytes) and the additional data;
+    /// `unchecked` if OpenSSL doesn't offer the cipher.
+    [[nodiscard]] CheckResult open(QByteArrayView iv, std::initializer_list<QByteArrayView> additional,
+                                   QByteArrayView sealed, QByteArrayView tag, const PieceSink& sink);
 
   private:
     struct Free {
@@ -35,7 +35,7 @@ class GcmOpener {
     bool usable_ = false;
 };
 
-/// SHA-256 over pieces (FIPS 180-4).
+/// SHA-256 over pieces (FIPS 180-4). Like all digests here it is empty if OpenSSL doesn't offer the algorithm.
 class Sha256 {
   public:
     Sha256();
@@ -54,6 +54,12 @@ class Sha256 {
 
 /// HMAC-SHA256 (RFC 2104); the caller wipes it.
 [[nodiscard]] QByteArray hmacSha256(QByteArrayView key, QByteArrayView message);
+
+/// Compares a digest that was made here with one in a file; `unchecked` if none could be made.
+[[nodiscard]] CheckResult compareDigest(QByteArrayView made, QByteArrayView found);
+
+/// Whether OpenSSL offers a cipher of this name.
+[[nodiscard]] bool isCipherOffered(const char* name);
 
 /// Compares in a time that tells nothing but the sizes.
 [[nodiscard]] bool sameBytes(QByteArrayView a, QByteArrayView b);

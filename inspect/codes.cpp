@@ -118,6 +118,8 @@ constexpr std::array reasonRows = {
     ReasonRow{Reason::encrypted, "encrypted", "its content is encrypted"},
 };
 
+    ReasonRow{Reason::notOffered, "notOffered", "OpenSSL, as it is configured, doesn't offer the algorithm"},
+    ReasonRow{Reason::notSigned, "notSigned", "it isn't signed, and anyone can make its digest"},
 /// A row stands at the place of its code, so that a code without a row can't be built.
 template <typename Table, typename Member>
 constexpr bool isInOrder(const Table& table, Member member) {
@@ -135,7 +137,7 @@ static_assert(isInOrder(checkRows, &CheckRow::code));
 static_assert(isInOrder(reasonRows, &ReasonRow::reason));
 static_assert(findingRows.size() == static_cast<std::size_t>(FindingCode::notUtf8) + 1);
 static_assert(checkRows.size() == static_cast<std::size_t>(CheckCode::signingKey) + 1);
-static_assert(reasonRows.size() == static_cast<std::size_t>(Reason::encrypted) + 1);
+static_assert(reasonRows.size() == static_cast<std::size_t>(Reason::notSigned) + 1);
 
 }  // namespace
 

@@ -133,6 +133,8 @@ enum class Reason : std::uint8_t {
     unsupported,
     encrypted,
 };
+    notOffered,
+    notSigned,
 
 struct ReasonRow {
     Reason reason;

@@ -62,14 +62,14 @@ void proveBlob(const SealedBlob& blob, const Evidence& evidence, Description& de
         content.bytes.reserve(blob.size);
     }
     GcmOpener opener(evidence.key);
-    const bool isGood = opener.open(blob.iv, {blob.additional[0], blob.additional[1]}, blob.bytes.first(blob.size),
-                                    blob.tag, [&](QByteArrayView piece) {
-                                        if (contents != nullptr) {
-                                            content.bytes.append(piece);
-                                        }
-                                    });
-    description.addCheck(CheckCode::tag, isGood, 1);
-    if (isGood && contents != nullptr) {
+    const CheckResult result = opener.open(blob.iv, {blob.additional[0], blob.additional[1]},
+                                           blob.bytes.first(blob.size), blob.tag, [&](QByteArrayView piece) {
+                                               if (contents != nullptr) {
+                                                   content.bytes.append(piece);
+                                               }
+                                           });
+    description.addResult(CheckCode::tag, result, 1);
+    if (result == CheckResult::good && contents != nullptr) {
         contents->list.push_back(std::move(content));
     }
 }

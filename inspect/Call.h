@@ -9,10 +9,6 @@
 
 namespace inspect {
 
-constexpr int statusGood = 0;
-constexpr int statusWrong = 1;
-constexpr int statusUndecided = 2;
-
 /// A file that was read, and what was found in it.
 struct Opened {
     QByteArray bytes;

@@ -57,6 +57,7 @@ struct Part {
     qint64 size = 0;
     qint64 payloadOffset = 0;  ///< -1 likewise
     qint64 payloadSize = 0;    ///< of bytes that are there
+    bool isPlain = false;      ///< its payload is readable in the file, though no content of its own
     std::vector<Field> fields;
 };
 

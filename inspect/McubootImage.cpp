@@ -229,6 +229,7 @@ void describeTlv(const Tlv& tlv, Cover covered, Description& description) {
     part.size = entrySize + tlv.value.size();
     part.payloadOffset = tlv.offset + entrySize;
     part.payloadSize = tlv.value.size();
+    part.isPlain = true;
     Field number = numberField("type", tlv.type);
     number.offset = tlv.offset;
     number.size = 2;

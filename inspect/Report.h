@@ -4,6 +4,10 @@
 
 namespace inspect {
 
+constexpr int statusGood = 0;
+constexpr int statusWrong = 1;
+constexpr int statusUndecided = 2;
+
 enum class Verdict { proven, wrong, undecided };
 
 /// What the checks of a file, and of the files in it, come to: one bad check or broken rule makes it wrong, a needed

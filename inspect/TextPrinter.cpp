@@ -188,8 +188,12 @@ void Printer::printDifferences(const std::vector<Difference>& differences) {
 void Printer::printComparison() {
     printDifferences(report_.differences);
     if (report_.files.size() == 2) {
-        constexpr std::array results = {"no difference", "different", "undecided: contents not compared, no key given"};
-        line(QLatin1String(results[static_cast<std::size_t>(report_.status)]));
+        constexpr std::array results = {"no difference", "different", "undecided: contents not compared"};
+        const Reason first = judge(report_.files[0]).reason;
+        const Reason reason = first != Reason::none ? first : judge(report_.files[1]).reason;
+        const bool hasReason = report_.status == statusUndecided && reason != Reason::none;
+        line(QLatin1String(results[static_cast<std::size_t>(report_.status)]) +
+             (hasReason ? QStringLiteral(", ") + QLatin1String(rowOf(reason).words) : QString()));
     }
 }
 

@@ -122,7 +122,13 @@ void proveUpdateImage(const Source& source, const Evidence& evidence, Descriptio
 }
 
 void describeUpdatePayload(const Source& source, Description& description) {
-    description.addRange(source.bytes.size(), Role::payload, Cover::none);
+    Part part;
+    part.name = "segment";
+    part.index = 1;
+    part.payloadSize = source.bytes.size();
+    part.size = part.payloadSize;
+    description.addRange(part.size, Role::payload, Cover::none, part.index);
+    description.parts.push_back(std::move(part));
 }
 
 void proveUpdatePayload(const Source& /*source*/, const Evidence& /*evidence*/, Description& description,

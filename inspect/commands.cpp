@@ -117,7 +117,8 @@ void diff(Call& call, const QStringList& files) {
         report.files.push_back(std::move(a.description));
         report.files.push_back(std::move(b.description));
     };
-    if (call.has("except-signature")) {
+    const bool isExcepting = call.has("except-signature");
+    if (isExcepting) {
         const SignatureComparison result = compareExceptSignature(fileA, fileB);
         if (result == SignatureComparison::noSignature) {
             call.fail("noSignature", {}, QStringLiteral("not both files have a signature"));
@@ -128,13 +129,10 @@ void diff(Call& call, const QStringList& files) {
         }
     }
     report.differences = compareFiles(fileA, fileB);
-    const auto has = [&report](DifferenceCode code) {
-        return std::any_of(report.differences.begin(), report.differences.end(),
-                           [code](const Difference& difference) { return difference.code == code; });
-    };
-    const bool isDifferent = std::any_of(report.differences.begin(), report.differences.end(),
-                                         [](const Difference& difference) { return rowOf(difference.code).counts; });
-    finish(isDifferent ? statusWrong : has(DifferenceCode::notCompared) ? statusUndecided : statusGood);
+    if (isExcepting && statusOf(report.differences) != statusWrong) {
+        compareAsBytes(fileA, fileB, report.differences);
+    }
+    finish(statusOf(report.differences));
 }
 
 constexpr std::array commands = {

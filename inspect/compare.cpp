@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 #include <map>
+#include <set>
+#include <span>
 #include <tuple>
 
 namespace inspect {
@@ -78,27 +80,56 @@ class Walk {
     std::uint64_t start_ = 0;
 };
 
-/// The parts of a file and of what is in it.
-void collectParts(const Description& description, std::vector<const Part*>& parts) {
-    for (const Part& part : description.parts) {
-        parts.push_back(&part);
+/// A description of one side with the bytes that it describes: a file, a file in it, or the second file of a pair.
+struct Layer {
+    const ComparedFile& file;
+    const Description& description;
+    QByteArrayView bytes;
+    const char* name;           ///< of its bytes, in differences
+    bool isBroken;              ///< by an error in it
+    std::vector<Range> ranges;  ///< by part
+    std::vector<int> faulty;    ///< the parts with findings, in order
+};
+
+Layer makeLayer(const ComparedFile& file, const Description& description, QByteArrayView bytes, const char* name) {
+    Layer layer{file, description, bytes, name, hasErrors(description), description.ranges, {}};
+    std::stable_sort(layer.ranges.begin(), layer.ranges.end(),
+                     [](const Range& a, const Range& b) { return a.part < b.part; });
+    for (const Finding& finding : description.findings) {
+        layer.faulty.push_back(finding.part);
     }
-    for (const Description& inner : description.inner) {
-        collectParts(inner, parts);
+    std::sort(layer.faulty.begin(), layer.faulty.end());
+    return layer;
+}
+
+/// The layers of a file, the outer one first.
+std::vector<Layer> layersOf(const ComparedFile& file) {
+    std::vector<Layer> layers = {makeLayer(file, file.description, file.bytes, "file")};
+    for (const Description& inner : file.description.inner) {
+        const QByteArrayView bytes = file.second.isNull() ? file.bytes : file.second;
+        layers.push_back(
+            makeLayer(file, inner, bytes.first(std::min<qsizetype>(inner.size, bytes.size())), inner.format->name));
     }
+    return layers;
+}
+
+/// The ranges of one part, or those of the layer as a whole if it is null.
+std::span<const Range> rangesOf(const Layer& layer, const Part* part) {
+    const auto [first, last] = std::equal_range(layer.ranges.begin(), layer.ranges.end(),
+                                                Range{0, 0, {}, {}, part != nullptr ? part->index : 0},
+                                                [](const Range& a, const Range& b) { return a.part < b.part; });
+    return {first, last};
 }
 
 using PartKey = std::tuple<std::string, char, std::uint64_t, int>;  // name, letter, address, turn
 
 std::map<PartKey, const Part*> byKey(const Description& description) {
-    std::vector<const Part*> parts;
-    collectParts(description, parts);
     std::map<PartKey, const Part*> keyed;
     std::map<PartKey, int> turns;
-    for (const Part* const part : parts) {
-        PartKey key{part->name, part->letter, part->address, 0};
+    for (const Part& part : description.parts) {
+        PartKey key{part.name, part.letter, part.address, 0};
         std::get<3>(key) = turns[key]++;
-        keyed[key] = part;
+        keyed[key] = &part;
     }
     return keyed;
 }
@@ -122,6 +153,12 @@ Difference partDifference(DifferenceCode code, const Part& part) {
              numberField("size", static_cast<std::uint64_t>(part.payloadSize))}};
 }
 
+Difference fieldDifference(int part, QByteArrayView name, Field a, Field b) {
+    a.name = "a";
+    b.name = "b";
+    return {DifferenceCode::fieldDiffers, part, {textField("name", name), std::move(a), std::move(b)}};
+}
+
 bool isSeal(const Field& field) {
     return QByteArrayView(field.name) == "baseIv" || QByteArrayView(field.name) == "nonce";
 }
@@ -132,38 +169,133 @@ void compareFields(const std::vector<Field>& a, const std::vector<Field>& b, int
         const auto other = std::find_if(b.begin(), b.end(), [&field](const Field& candidate) {
             return QByteArrayView(candidate.name) == QByteArrayView(field.name);
         });
-        if (other == b.end() || (other->number == field.number && other->bytes == field.bytes)) {
+        if (field.secret || other == b.end() || (other->number == field.number && other->bytes == field.bytes)) {
             continue;
         }
-        const Field name = textField("name", prefix + field.name);
-        if (isSeal(field)) {
-            differences.push_back({DifferenceCode::sealDiffers, part, {name}});
-            continue;
-        }
-        Field from = field;
-        Field to = *other;
-        from.name = "a";
-        to.name = "b";
-        differences.push_back({DifferenceCode::fieldDiffers, part, {name, from, to}});
+        const QByteArray name = prefix + field.name;
+        differences.push_back(isSeal(field) ? Difference{DifferenceCode::sealDiffers, part, {textField("name", name)}}
+                                            : fieldDifference(part, name, field, *other));
     }
 }
 
-void compareHeads(const Description& a, const Description& b, std::vector<Difference>& differences) {
-    compareFields(a.fields, b.fields, 0, {}, differences);
-    for (std::size_t i = 0; i < std::min(a.inner.size(), b.inner.size()); ++i) {
-        compareHeads(a.inner[i], b.inner[i], differences);
+/// Adds what differs between two ranges of bytes, by offset. `hidden` are the fields that were compared already.
+void compareRange(const Layer& a, const Range& rangeA, const Layer& b, const Range& rangeB,
+                  const std::array<const std::vector<Field>*, 2>& hidden, std::vector<Difference>& differences) {
+    QByteArray bytesA;
+    QByteArray bytesB;
+    QByteArrayView viewA = a.bytes.sliced(rangeA.offset, rangeA.size);
+    QByteArrayView viewB = b.bytes.sliced(rangeB.offset, rangeB.size);
+    if (rangeA.role == Role::header) {
+        const auto withoutFields = [&hidden](QByteArrayView view, qint64 start) {
+            QByteArray bytes = view.toByteArray();
+            for (const std::vector<Field>* const fields : hidden) {
+                for (const Field& field : *fields) {
+                    const qint64 from = std::max<qint64>(field.offset - start, 0);
+                    const qint64 to = std::min<qint64>(field.offset + field.size - start, bytes.size());
+                    if (field.offset >= 0 && from < to) {
+                        std::fill(bytes.begin() + from, bytes.begin() + to, '\0');
+                    }
+                }
+            }
+            return bytes;
+        };
+        viewA = bytesA = withoutFields(viewA, rangeA.offset);
+        viewB = bytesB = withoutFields(viewB, rangeB.offset);
+    }
+    const auto start = static_cast<std::uint64_t>(rangeA.offset);
+    addByteDifferences(a.name, 0, compareBytes({{start, viewA}}, {{start, viewB}}), {"A", "B"}, differences);
+}
+
+/// Adds what differs between the ranges of one role and part, turn by turn. A range that only one side has is
+/// compared with nothing.
+void compareRanges(const Layer& a, const Part* partA, const Layer& b, const Part* partB, Role role,
+                   std::vector<Difference>& differences) {
+    const auto select = [role](const Layer& layer, const Part* part) {
+        std::vector<Range> selected;
+        const std::span<const Range> ranges = rangesOf(layer, part);
+        std::copy_if(ranges.begin(), ranges.end(), std::back_inserter(selected),
+                     [role](const Range& range) { return range.role == role; });
+        return selected;
+    };
+    const std::vector<Range> rangesA = select(a, partA);
+    const std::vector<Range> rangesB = select(b, partB);
+    static const std::vector<Field> none;
+    const std::array<const std::vector<Field>*, 2> hidden = {&a.description.fields,
+                                                             partA != nullptr ? &partA->fields : &none};
+    for (std::size_t i = 0; i < std::max(rangesA.size(), rangesB.size()); ++i) {
+        const Range rangeA = i < rangesA.size() ? rangesA[i] : Range{a.description.size, 0, role, Cover::none, 0};
+        const Range rangeB = i < rangesB.size() ? rangesB[i] : Range{b.description.size, 0, role, Cover::none, 0};
+        // Where the rules fix every byte, only a broken rule can hide a difference.
+        const bool isFixed = rangeA.cover == Cover::structure && rangeB.cover == Cover::structure;
+        if (!isFixed || a.isBroken || b.isBroken) {
+            compareRange(a, rangeA, b, rangeB, hidden, differences);
+        }
     }
 }
 
-QByteArrayView payloadOf(const ComparedFile& file, const Part& part) {
-    const QByteArrayView bytes = file.second.isNull() ? file.bytes : file.second;
+QByteArrayView payloadOf(const Layer& layer, const Part& part) {
+    const QByteArrayView bytes = layer.bytes;
     const bool isThere = part.payloadOffset >= 0 && part.payloadOffset <= bytes.size() &&
                          part.payloadSize <= bytes.size() - part.payloadOffset;
     return isThere ? bytes.sliced(part.payloadOffset, part.payloadSize) : QByteArrayView();
 }
 
-void comparePair(const ComparedFile& fileA, const Part& a, const ComparedFile& fileB, const Part& b,
+/// What a part was encrypted with, as far as the file shows it: equal ciphertext says nothing under another IV.
+QByteArrayList sealOf(const Layer& layer, const Part& part) {
+    QByteArrayList seal;
+    const std::vector<UsedIv>& ivs = layer.description.ivs;  // in the order of their parts
+    const auto iv = std::lower_bound(ivs.begin(), ivs.end(), part.index,
+                                     [](const UsedIv& used, int index) { return used.part < index; });
+    if (iv != ivs.end() && iv->part == part.index) {
+        seal << iv->iv;
+    }
+    for (const Field& field : layer.file.description.fields) {
+        if (isSeal(field)) {
+            seal << field.bytes;
+        }
+    }
+    return seal;
+}
+
+void compareContents(const Layer& layerA, const Part& a, const Layer& layerB, const Part& b,
+                     std::vector<Difference>& differences) {
+    const Content* const contentA = contentOfPart(layerA.file.contents, a);
+    const Content* const contentB = contentOfPart(layerB.file.contents, b);
+    const QByteArrayView payloadA = payloadOf(layerA, a);
+    const QByteArrayView payloadB = payloadOf(layerB, b);
+    if (contentA != nullptr && contentB != nullptr) {
+        addByteDifferences(nameOf(a).constData(), b.index,
+                           compareBytes({{a.address, contentA->bytes}}, {{b.address, contentB->bytes}}), {"A", "B"},
+                           differences);
+    } else if (a.isPlain) {
+        addByteDifferences(nameOf(a).constData(), b.index, compareBytes({{0, payloadA}}, {{0, payloadB}}), {"A", "B"},
+                           differences);
+    } else if (payloadA != payloadB || sealOf(layerA, a) != sealOf(layerB, b)) {
+        differences.push_back(partDifference(DifferenceCode::notCompared, a));
+    }
+}
+
+bool hasFinding(const Layer& layer, const Part& part) {
+    return std::binary_search(layer.faulty.begin(), layer.faulty.end(), part.index);
+}
+
+/// Whether the payload is a tag, digest or signature, which follows from the rest of the file.
+bool isTag(const Layer& layer, const Part& part) {
+    const std::span<const Range> ranges = rangesOf(layer, &part);
+    return std::any_of(ranges.begin(), ranges.end(), [&part](const Range& range) {
+        return range.role == Role::tag && range.offset == part.payloadOffset;
+    });
+}
+
+void comparePair(const Layer& layerA, const Part& a, const Layer& layerB, const Part& b,
                  std::vector<Difference>& differences) {
+    compareFields(a.fields, b.fields, b.index, nameOf(a) + ' ', differences);
+    if (hasFinding(layerA, a) || hasFinding(layerB, b)) {
+        compareRanges(layerA, &a, layerB, &b, Role::header, differences);
+    }
+    if (isTag(layerA, a) && isTag(layerB, b)) {
+        return;
+    }
     if (a.payloadSize != b.payloadSize) {
         differences.push_back({DifferenceCode::partResized,
                                b.index,
@@ -171,23 +303,16 @@ void comparePair(const ComparedFile& fileA, const Part& a, const ComparedFile& f
                                 numberField("a", static_cast<std::uint64_t>(a.payloadSize)),
                                 numberField("b", static_cast<std::uint64_t>(b.payloadSize))}});
     }
-    compareFields(a.fields, b.fields, b.index, nameOf(a) + ' ', differences);
-    const Content* const contentA = contentOfPart(fileA.contents, a);
-    const Content* const contentB = contentOfPart(fileB.contents, b);
-    if (contentA != nullptr && contentB != nullptr) {
-        addByteDifferences(nameOf(a).constData(), b.index,
-                           compareBytes({{a.address, contentA->bytes}}, {{b.address, contentB->bytes}}), {"A", "B"},
-                           differences);
-        return;
+    if (a.index != b.index && layerA.description.parts.size() == layerB.description.parts.size()) {
+        differences.push_back(fieldDifference(b.index, nameOf(a) + " number",
+                                              numberField("a", static_cast<std::uint64_t>(a.index)),
+                                              numberField("b", static_cast<std::uint64_t>(b.index))));
     }
-    const QByteArrayView sealedA = payloadOf(fileA, a);
-    if (sealedA.isEmpty() || sealedA != payloadOf(fileB, b)) {
-        differences.push_back(partDifference(DifferenceCode::notCompared, a));
-    }
+    compareContents(layerA, a, layerB, b, differences);
 }
 
 // What is left of one letter on both sides with one size has moved.
-void compareLeft(std::vector<const Part*>& onlyA, std::vector<const Part*>& onlyB,
+void compareLeft(const std::vector<const Part*>& onlyA, const std::vector<const Part*>& onlyB,
                  std::vector<Difference>& differences) {
     std::multimap<std::tuple<std::string, char, qint64>, const Part*> left;
     for (const Part* const part : onlyB) {
@@ -210,13 +335,108 @@ void compareLeft(std::vector<const Part*>& onlyA, std::vector<const Part*>& only
     }
 }
 
+void compareParts(const Layer& a, const Layer& b, std::vector<Difference>& differences) {
+    const std::map<PartKey, const Part*> partsA = byKey(a.description);
+    const std::map<PartKey, const Part*> partsB = byKey(b.description);
+    std::vector<const Part*> onlyA;
+    std::vector<const Part*> onlyB;
+    for (const auto& [key, part] : partsA) {
+        const auto other = partsB.find(key);
+        if (other == partsB.end()) {
+            onlyA.push_back(part);
+        } else {
+            comparePair(a, *part, b, *other->second, differences);
+        }
+    }
+    for (const auto& [key, part] : partsB) {
+        if (!partsA.contains(key)) {
+            onlyB.push_back(part);
+        }
+    }
+    compareLeft(onlyA, onlyB, differences);
+}
+
+/// Fields, parts, and the bytes that belong to none of them. An inner file stands for the payload around it.
+void compareLayer(const Layer& a, const Layer& b, bool hasInner, std::vector<Difference>& differences) {
+    compareFields(a.description.fields, b.description.fields, 0, {}, differences);
+    compareParts(a, b, differences);
+    for (const Role role : {Role::header, Role::payload, Role::unused, Role::unread}) {
+        if (role != Role::payload || !hasInner) {
+            compareRanges(a, nullptr, b, nullptr, role, differences);
+        }
+    }
+}
+
+// Tags and signatures follow from the rest, so they are of interest only where nothing in it differs.
+void compareTags(const Layer& a, const Layer& b, std::vector<Difference>& differences) {
+    compareRanges(a, nullptr, b, nullptr, Role::tag, differences);
+    const std::size_t parts = std::min(a.description.parts.size(), b.description.parts.size());
+    for (std::size_t i = 0; i < parts; ++i) {
+        compareRanges(a, &a.description.parts[i], b, &b.description.parts[i], Role::tag, differences);
+    }
+}
+
+bool isRecordFile(const ComparedFile& file) {
+    return file.description.format->describe == describeRecords;
+}
+
+// Records may stand in any order and of any length: their content counts.
+void compareRecordFiles(const ComparedFile& a, const ComparedFile& b, std::vector<Difference>& differences) {
+    std::array<std::vector<PlacedBytes>, 2> sides;
+    for (std::size_t i = 0; i < sides.size(); ++i) {
+        for (const Content& content : (i == 0 ? a : b).contents.list) {
+            sides[i].push_back({content.address, content.bytes});
+        }
+    }
+    addByteDifferences("segment", 0, compareBytes(std::move(sides[0]), std::move(sides[1])), {"A", "B"}, differences);
+}
+
+bool lacksSecondFile(const ComparedFile& file) {
+    return std::any_of(file.description.findings.begin(), file.description.findings.end(),
+                       [](const Finding& finding) { return finding.code == FindingCode::secondFileMissing; });
+}
+
+void compareLayers(const ComparedFile& a, const ComparedFile& b, bool areProven, std::vector<Difference>& differences) {
+    const std::vector<Layer> layersA = layersOf(a);
+    const std::vector<Layer> layersB = layersOf(b);
+    const bool isAlike = std::equal(
+        layersA.begin(), layersA.end(), layersB.begin(), layersB.end(),
+        [](const Layer& one, const Layer& other) { return one.description.format == other.description.format; });
+    const std::size_t count = isAlike ? layersA.size() : 1;
+    for (std::size_t i = 0; i < count; ++i) {
+        compareLayer(layersA[i], layersB[i], i + 1 < count, differences);
+    }
+    if (lacksSecondFile(a) || lacksSecondFile(b)) {
+        Part segment;
+        segment.name = "segment";
+        differences.push_back(partDifference(DifferenceCode::notCompared, segment));
+    }
+    for (std::size_t i = 0; i < count && differences.empty() && !areProven; ++i) {
+        compareTags(layersA[i], layersB[i], differences);
+    }
+}
+
+/// The file without its signatures. The signature of an MCUboot image may have another length each time, so the lengths
+/// that count it are left out as well: that of its entry, of which only the type stays, and that of the block.
 QByteArray withoutSignature(const ComparedFile& file, bool& hasSignature) {
+    constexpr qint64 typeSize = 2;
+    const auto isSignature = [](const Range& range) {
+        return range.role == Role::tag && range.cover == Cover::signature;
+    };
+    std::set<int> entries;
+    for (const Range& range : file.description.ranges) {
+        if (isSignature(range)) {
+            hasSignature = true;
+            entries.insert(range.part);
+        }
+    }
+    const bool isSound = !hasErrors(file.description);
     QByteArray bytes;
     for (const Range& range : file.description.ranges) {
-        if (range.role == Role::tag && range.cover == Cover::signature) {
-            hasSignature = true;
-        } else {
-            bytes.append(file.bytes.sliced(range.offset, range.size));
+        const bool isHeader = range.role == Role::header && isSound;
+        const bool isOfEntry = isHeader && range.part != 0 && entries.contains(range.part);
+        if (!isSignature(range) && !(isHeader && range.cover == Cover::structure)) {
+            bytes.append(file.bytes.sliced(range.offset, isOfEntry ? std::min(typeSize, range.size) : range.size));
         }
     }
     return bytes;
@@ -260,40 +480,52 @@ void addByteDifferences(const char* name, int part, const std::vector<ByteDiffer
     }
 }
 
+int statusOf(const std::vector<Difference>& differences) {
+    const auto has = [&differences](bool (*is)(const Difference& difference)) {
+        return std::any_of(differences.begin(), differences.end(), is);
+    };
+    if (has([](const Difference& difference) { return rowOf(difference.code).counts; })) {
+        return statusWrong;
+    }
+    return has([](const Difference& difference) { return difference.code == DifferenceCode::notCompared; })
+               ? statusUndecided
+               : statusGood;
+}
+
+void compareAsBytes(const ComparedFile& a, const ComparedFile& b, std::vector<Difference>& differences) {
+    addByteDifferences("file", 0, compareBytes({{0, a.bytes}}, {{0, b.bytes}}), {"A", "B"}, differences);
+    addByteDifferences("secondFile", 0, compareBytes({{0, a.second}}, {{0, b.second}}), {"A", "B"}, differences);
+}
+
 std::vector<Difference> compareFiles(const ComparedFile& a, const ComparedFile& b) {
     std::vector<Difference> differences;
-    if (a.bytes == b.bytes && a.second == b.second) {
+    if (a.bytes == b.bytes && a.second == b.second && a.second.isNull() == b.second.isNull()) {
         return differences;
     }
+    const bool areRecords = isRecordFile(a) && isRecordFile(b);
     if (a.description.format != b.description.format) {
         differences.push_back(
             {DifferenceCode::formatDiffers,
              0,
              {textField("a", a.description.format->name), textField("b", b.description.format->name)}});
-        addByteDifferences("file", 0, compareBytes({{0, a.bytes}}, {{0, b.bytes}}), {"A", "B"}, differences);
+        areRecords ? compareRecordFiles(a, b, differences) : compareAsBytes(a, b, differences);
         return differences;
     }
-    compareHeads(a.description, b.description, differences);
-    const std::map<PartKey, const Part*> partsA = byKey(a.description);
-    const std::map<PartKey, const Part*> partsB = byKey(b.description);
-    std::vector<const Part*> onlyA;
-    std::vector<const Part*> onlyB;
-    for (const auto& [key, part] : partsA) {
-        const auto other = partsB.find(key);
-        if (other == partsB.end()) {
-            onlyA.push_back(part);
-        } else {
-            comparePair(a, *part, b, *other->second, differences);
-        }
+    const Verdict verdictA = judge(a.description).verdict;
+    const Verdict verdictB = judge(b.description).verdict;
+    const bool areProven = verdictA == Verdict::proven && verdictB == Verdict::proven;
+    if ((verdictA == Verdict::wrong) != (verdictB == Verdict::wrong)) {
+        differences.push_back(
+            fieldDifference(0, "verdict", textField("a", nameOf(verdictA)), textField("b", nameOf(verdictB))));
     }
-    for (const auto& [key, part] : partsB) {
-        if (!partsA.contains(key)) {
-            onlyB.push_back(part);
-        }
+    if (areRecords) {
+        compareRecordFiles(a, b, differences);
+    } else {
+        compareLayers(a, b, areProven, differences);
     }
-    compareLeft(onlyA, onlyB, differences);
-    if (differences.empty() && (a.description.parts.empty() || a.bytes.size() != b.bytes.size())) {
-        addByteDifferences("file", 0, compareBytes({{0, a.bytes}}, {{0, b.bytes}}), {"A", "B"}, differences);
+    const bool isSettled = areProven || (areRecords && verdictA != Verdict::wrong && verdictB != Verdict::wrong);
+    if (!isSettled && statusOf(differences) == statusGood) {
+        compareAsBytes(a, b, differences);
     }
     return differences;
 }
@@ -306,7 +538,8 @@ SignatureComparison compareExceptSignature(const ComparedFile& a, const Compared
     if (!hasSignatureA || !hasSignatureB) {
         return SignatureComparison::noSignature;
     }
-    return restA == restB ? SignatureComparison::equal : SignatureComparison::different;
+    const bool isSame = restA == restB && hasErrors(a.description) == hasErrors(b.description);
+    return isSame ? SignatureComparison::equal : SignatureComparison::different;
 }
 
 }  // namespace inspect

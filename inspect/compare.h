@@ -28,8 +28,16 @@ struct ComparedFile {
     const Contents& contents;  ///< of those parts that could be opened
 };
 
-/// What differs between two files; empty if nothing does.
+/// What differs between two files. Without a difference that counts, or a content that couldn't be compared, all their
+/// bytes are equal, or both files are proven and their contents and header fields are equal. Of HEX and S-Record files
+/// the contents count.
 [[nodiscard]] std::vector<Difference> compareFiles(const ComparedFile& a, const ComparedFile& b);
+
+/// The status that the differences of two files come to.
+[[nodiscard]] int statusOf(const std::vector<Difference>& differences);
+
+/// Adds every byte of the files that differs, by offset.
+void compareAsBytes(const ComparedFile& a, const ComparedFile& b, std::vector<Difference>& differences);
 
 /// Whether both are equal but for the bytes of their signatures.
 enum class SignatureComparison { equal, different, noSignature };

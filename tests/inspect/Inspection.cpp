@@ -1,5 +1,7 @@
 #include "tests/inspect/Inspection.h"
 
+#include "inspect/compare.h"
+
 #include <algorithm>
 #include <set>
 
@@ -65,9 +67,9 @@ Inspection inspectBytes(const QByteArray& bytes, const char* name, const QByteAr
     return inspectGiven(given);
 }
 
-Inspection inspectGiven(const Given& given) {
-    const inspect::FormatRow* const row =
-        given.as == nullptr ? nullptr : inspect::formatByName(QString::fromLatin1(given.as));
+namespace {
+
+inspect::Source sourceOf(const Given& given) {
     inspect::Source source;
     source.path = QString::fromUtf8(given.name);
     source.bytes = given.bytes;
@@ -75,13 +77,46 @@ Inspection inspectGiven(const Given& given) {
         source.secondPath = QStringLiteral("second");
         source.second = given.second;
     }
-    inspect::Evidence evidence;
+    return source;
+}
+
+const inspect::FormatRow* rowOf(const Given& given) {
+    return given.as == nullptr ? nullptr : inspect::formatByName(QString::fromUtf8(given.as));
+}
+
+void fill(inspect::Evidence& evidence, const Given& given) {
     evidence.key = QByteArray(given.key.constData(), given.key.size());
     evidence.publicKey = given.publicKey;
     evidence.privateKey = QByteArray(given.privateKey.constData(), given.privateKey.size());
     evidence.memory = given.memory;
     evidence.app = given.app;
-    Inspection inspection{inspect::describe(source, row), {}};
+}
+
+}  // namespace
+
+int compareGiven(const Given& a, const Given& b) {
+    const inspect::Source sources[] = {sourceOf(a), sourceOf(b)};
+    inspect::Description descriptions[] = {inspect::describe(sources[0], rowOf(a)),
+                                           inspect::describe(sources[1], rowOf(b))};
+    inspect::Contents contents[2];
+    for (int i = 0; i < 2; ++i) {
+        inspect::Evidence evidence;
+        fill(evidence, i == 0 ? a : b);
+        inspect::prove(sources[i], evidence, descriptions[i], &contents[i]);
+    }
+    if (descriptions[0].format == nullptr || descriptions[1].format == nullptr) {
+        return inspect::statusUndecided;
+    }
+    return inspect::statusOf(
+        inspect::compareFiles({sources[0].bytes, sources[0].second, descriptions[0], contents[0]},
+                              {sources[1].bytes, sources[1].second, descriptions[1], contents[1]}));
+}
+
+Inspection inspectGiven(const Given& given) {
+    const inspect::Source source = sourceOf(given);
+    inspect::Evidence evidence;
+    fill(evidence, given);
+    Inspection inspection{inspect::describe(source, rowOf(given)), {}};
     inspect::prove(source, evidence, inspection.description);
     std::vector<inspect::Description> files = {inspection.description};
     inspect::proveIvs(files);

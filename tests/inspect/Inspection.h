@@ -35,5 +35,7 @@ struct Given {
 /// Shows and proves, and asserts what holds for any bytes: the ranges tile them, both printers say the same twice and
 /// print no control character and nothing of the key.
 [[nodiscard]] Inspection inspectGiven(const Given& given);
+/// The status of a comparison of two files with what is given for each.
+[[nodiscard]] int compareGiven(const Given& a, const Given& b);
 [[nodiscard]] Inspection inspectBytes(const QByteArray& bytes, const char* name, const QByteArray& key,
                                       const char* as = nullptr);

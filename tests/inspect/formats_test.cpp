@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <random>
 
 namespace {
 
@@ -166,6 +167,88 @@ TEST(InspectFormats, EveryCoveredBitAndEveryCutCounts) {
             changed.second[i] = static_cast<char>(changed.second.at(i) ^ 1);
             EXPECT_EQ(inspectGiven(changed).judgement.verdict, inspect::Verdict::wrong) << i;
         }
+    }
+}
+
+// Whatever is in a file, and whatever format it is taken for: two files with different bytes are equal only if both are
+// proven. What that leaves is shown by the pairs below.
+TEST(InspectFormats, NoChangedByteIsNoDifference) {
+    std::mt19937 random(20);
+    for (const Whole& whole : wholeFiles()) {
+        for (const inspect::FormatRow& row : inspect::formatTable()) {
+            Given good = whole.given;
+            good.as = row.name;
+            const bool isOwn = std::string(row.name) == whole.format;
+            EXPECT_EQ(compareGiven(good, good), 0);
+            for (unsigned i = 0; i < (isOwn ? 48U : 2U); ++i) {
+                Given changed = good;
+                good.key = changed.key = i % 3 == 0 ? QByteArray() : kitKey;
+                const bool isSecond = i % 2 == 1 && !good.second.isEmpty();
+                QByteArray& bytes = isSecond ? changed.second : changed.bytes;
+                const auto at = static_cast<qsizetype>(random() % static_cast<unsigned>(bytes.size()));
+                bytes[at] = static_cast<char>(static_cast<unsigned>(bytes.at(at)) ^ (1 + random() % 255));
+                EXPECT_NE(compareGiven(good, changed), 0) << row.name << ' ' << whole.format << ' ' << at;
+            }
+        }
+    }
+}
+
+TEST(InspectFormats, CompareByWhatCounts) {
+    const KitImage image = kitInstallImage();
+    KitImage fresh = image;
+    fresh.nonce = "another";
+    const auto kdu = [](KitKind signer, const QByteArray& code) {
+        KitMcuboot made;
+        made.signer = signer;
+        made.code = code;
+        Given result = given("a.kdu", kitMake(made));
+        result.publicKey = kitKeyOf(signer).publicPem;
+        return result;
+    };
+    const auto withoutKey = [](Given bare) {
+        bare.key.clear();
+        bare.publicKey.clear();
+        return bare;
+    };
+    const auto onHex = [](const char* text) {
+        Given hex = given("a.hex", text);
+        hex.as = "hexFile";
+        return hex;
+    };
+    const Given update1 = update(kitUpdate(QByteArray(33, 'u'), 2));
+    Given headerOnly = update1;
+    headerOnly.second = QByteArray();
+    Given otherSegment = update1;
+    otherSegment.second = kitUpdate(QByteArray(33, 'v'), 2).segment;
+    const Given tbi = given("a.tbi", kitMake(image));
+    Given tail = signedImage(QByteArray(100, 'x'), 90);
+    Given otherTail = tail;
+    otherTail.bytes[95] = 'y';
+    const char* const records = ":0400000001020304F2\n:0400100005060708D2\n:00000001FF\n";
+    struct Row {
+        Given a;
+        Given b;
+        int status;
+    };
+    const Row rows[] = {
+        {tbi, given("b.tbi", kitMake(fresh)), 0},                          // a fresh nonce
+        {withoutKey(tbi), withoutKey(given("b.tbi", kitMake(fresh))), 2},  // which hides the contents
+        {kdu(KitKind::p256, "code"), kdu(KitKind::p256, "code"), 0},       // ECDSA signs anew
+        {withoutKey(kdu(KitKind::p256, "code")), withoutKey(kdu(KitKind::p256, "code")), 1},
+        {kdu(KitKind::p256, "code"), kdu(KitKind::p256, "coda"), 1},
+        {kdu(KitKind::p256, "code"), kdu(KitKind::ed25519, "code"), 1},
+        {tail, otherTail, 1},  // both proven, by 170 bytes
+        {update1, headerOnly, 2},
+        {withoutKey(update1), withoutKey(otherSegment), 2},
+        {onHex(records), onHex(":0400100005060708d2\n:020000000102FB\n:020002000304F5\n:00000001FF\n"), 0},
+        {onHex(records), onHex(":0400000001020304F2\n:0400100005060709D1\n:00000001FF\n"), 1},
+        {onHex(":0400000001020304F2\n:04001000050607\n"), onHex(records), 1},
+    };
+    int index = 0;
+    for (const Row& row : rows) {
+        EXPECT_EQ(compareGiven(row.a, row.b), row.status) << index;
+        EXPECT_EQ(compareGiven(row.b, row.a), row.status) << index;
+        ++index;
     }
 }
 

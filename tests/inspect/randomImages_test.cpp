@@ -300,6 +300,15 @@ void expectFlipsShow(Dice& dice, const Given& given, const inspect::Description&
     }
 }
 
+void expectChangesDiffer(Dice& dice, const Given& given) {
+    for (int i = 0; i < 6; ++i) {
+        Given changed = given;
+        const int at = dice.below(static_cast<int>(given.bytes.size()));
+        changed.bytes[at] = static_cast<char>(changed.bytes.at(at) ^ (1 + dice.below(255)));
+        EXPECT_NE(compareGiven(given, changed), 0) << "byte " << at;
+    }
+}
+
 // What no flip of a bit does: parts in another order, twice, left out, cut, or taken from another image of the same
 // key.
 void expectShuffledPartsShow(Dice& dice, const Given& given, const inspect::Description& description,
@@ -345,6 +354,7 @@ TEST(RandomImages, AreProvenAndShowEveryChange) {
             expectFlipsShow(job.dice, given, inspection.description,
                             i == 0 && given.bytes.size() < 700 ? everyBit : 24);
             expectShuffledPartsShow(job.dice, given, inspection.description, last);
+            expectChangesDiffer(job.dice, given);
             last = given.bytes;
             if (job.isRepeatable) {
                 all.addData(given.bytes);

@@ -54,6 +54,8 @@ struct Content {
     std::uint64_t address = 0;
     ContentKind kind = ContentKind::other;
     QByteArray bytes;
+    qsizetype ownOffset = 0;  ///< where the packaging tool writes a value of its own, whatever its input has there
+    qsizetype ownSize = 0;
 };
 
 /// The plain contents of a file's parts, wiped when they go.

@@ -162,6 +162,7 @@ void proveSignedImage(const Source& source, const Evidence& evidence, Descriptio
     if (description.inner.empty() && contents != nullptr) {
         Content image;
         image.name = "image";
+        image.kind = ContentKind::firmware;
         image.bytes = footer.image.toByteArray();
         contents->list.push_back(std::move(image));
     }

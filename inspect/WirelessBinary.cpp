@@ -67,6 +67,10 @@ void proveWirelessBinary(const Source& source, const Evidence& evidence, Descrip
         return;
     }
     keepPayloads(source, description, ContentKind::firmware, contents);
+    if (contents != nullptr) {
+        contents->list.back().ownOffset = sizeOffset;
+        contents->list.back().ownSize = sizeEnd - sizeOffset;
+    }
     if (evidence.publicKey.isEmpty()) {
         description.addUnchecked(CheckCode::signature, Reason::noPublicKey);
         return;

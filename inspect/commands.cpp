@@ -30,7 +30,7 @@ void verifyFile(Call& call, Opened& opened) {
     if (!isCompared) {
         opened.description.addUnchecked(CheckCode::against, Reason::notAsked, 0, false);
     } else if (isOpen(opened.description)) {
-        proveAgainst(call.sources(), contents, opened.description);
+        proveAgainst(call.sources(), contents, opened.source.bytes, opened.description);
     } else {
         opened.description.addUnchecked(CheckCode::against, Reason::notAuthentic);
     }

@@ -90,19 +90,48 @@ void finish(const char* name, std::size_t before, Description& description) {
     description.addCheck(CheckCode::against, description.differences.size() == before, 0, {textField("content", name)});
 }
 
-void proveFirmware(const Sources& sources, const Contents& contents, Description& description) {
+// Without an address of its own, a content starts at the lowest one of its sources.
+std::uint64_t startOf(const std::vector<SourcePiece>& pieces) {
+    const auto lowest = std::min_element(
+        pieces.begin(), pieces.end(), [](const SourcePiece& a, const SourcePiece& b) { return a.address < b.address; });
+    return lowest == pieces.end() ? 0 : lowest->address;
+}
+
+/// The source with the values in it that the packaging tool writes.
+QByteArray withOwnValues(const QByteArray& source, std::uint64_t address, const Content& content) {
+    QByteArray bytes = source;
+    for (qsizetype i = content.ownOffset; i < content.ownOffset + content.ownSize; ++i) {
+        const std::uint64_t at = content.address + static_cast<std::uint64_t>(i) - address;
+        if (i < content.bytes.size() && at < static_cast<std::uint64_t>(bytes.size())) {
+            bytes[static_cast<qsizetype>(at)] = content.bytes.at(i);
+        }
+    }
+    return bytes;
+}
+
+void proveFirmware(const Sources& sources, const std::vector<const Content*>& found, Description& description) {
+    const bool isPlaced = found.empty() || found.front()->hasAddress;
+    const std::uint64_t start = isPlaced ? 0 : startOf(sources.firmware);
     std::vector<PlacedBytes> inImage;
-    for (const Content* const content : contentsOfKind(contents, ContentKind::firmware)) {
+    for (const Content* const content : found) {
         inImage.push_back({content->address, content->bytes});
     }
     std::vector<PlacedBytes> given;
+    QByteArrayList changed;
     for (const SourcePiece& piece : sources.firmware) {
-        given.push_back({piece.address, piece.bytes});
+        const bool hasOwnValue = found.size() == 1 && found.front()->ownSize > 0;
+        if (hasOwnValue) {
+            changed << withOwnValues(piece.bytes, piece.address - start, *found.front());
+        }
+        given.push_back({piece.address - start, hasOwnValue ? QByteArrayView(changed.constLast()) : piece.bytes});
     }
     const std::size_t before = description.differences.size();
     addByteDifferences("firmware", 0, compareBytes(std::move(inImage), std::move(given)), {"image", "source"},
                        description.differences);
     finish("firmware", before, description);
+    for (QByteArray& bytes : changed) {
+        wipe(bytes);
+    }
 }
 
 // A module that can be placed anywhere has the address that it was given in place of its 0.
@@ -140,6 +169,22 @@ void proveInTurn(const char* name, const std::vector<QByteArray>& given, const s
             {DifferenceCode::sourceExtra, 0, {textField("name", name), numberField("count", i + 1)}});
     }
     finish(name, before, description);
+}
+
+// What nothing in the format protects is proven by a comparison of all of it.
+void settle(bool isWhole, Description& description) {
+    bool isSettled = false;
+    for (Check& check : description.checks) {
+        const bool isAnswered =
+            check.result == CheckResult::unchecked &&
+            (check.reason == Reason::noProtection || (isWhole && check.reason == Reason::notSigned));
+        isSettled = isSettled || (isAnswered && check.needed);
+        check.needed = check.needed && !isAnswered;
+    }
+    for (Range& range : description.ranges) {
+        const bool isCompared = isWhole || range.role == Role::payload;
+        range.cover = isSettled && isCompared && range.cover == Cover::none ? Cover::comparison : range.cover;
+    }
 }
 
 }  // namespace
@@ -240,30 +285,50 @@ bool readOptionBytes(const QString& path, QByteArray& words, QString& fault) {
     return true;
 }
 
-void proveAgainst(const Sources& sources, const Contents& contents, Description& description) {
+void proveAgainst(const Sources& sources, const Contents& contents, QByteArrayView file, Description& description) {
+    // A module file is carried as it is, so a source of its own format is the whole file.
+    Contents whole;
+    const bool isModuleFile = contents.list.size() == 1 && contents.list.front().letter == 0 &&
+                              contents.list.front().kind == ContentKind::module;
+    const bool isWhole = isModuleFile && sources.modules.size() == 1 && description.format->match != nullptr &&
+                         description.format->match(sources.modules.front()) != Match::no;
+    if (isWhole) {
+        whole.list.push_back(contentOf(description.parts.front(), ContentKind::module));
+        whole.list.back().bytes = file.toByteArray();
+    }
+    const Contents& compared = isWhole ? whole : contents;
+    // An MCUboot image holds firmware as well as a module, and its file doesn't say which.
+    const bool isFirmware = isModuleFile && sources.hasFirmware && sources.modules.empty();
+    const ContentKind firmwareKind = isFirmware ? ContentKind::module : ContentKind::firmware;
+    bool isComplete = true;
     const auto tellUncompared = [&](const char* name, ContentKind kind, bool isCompared) {
-        if (!isCompared && !contentsOfKind(contents, kind).empty()) {
+        if (!isCompared && !contentsOfKind(compared, kind).empty()) {
             description.addUnchecked(CheckCode::against, Reason::notAsked, 0, false);
             description.checks.back().arguments.push_back(textField("content", name));
+            isComplete = false;
         }
     };
     tellUncompared("firmware", ContentKind::firmware, sources.hasFirmware);
-    tellUncompared("module", ContentKind::module, !sources.modules.empty());
+    tellUncompared("module", ContentKind::module, !sources.modules.empty() || isFirmware);
     tellUncompared("optionBytes", ContentKind::optionBytes, sources.hasOptionBytes);
     tellUncompared("blob", ContentKind::blob, !sources.blobs.empty());
     tellUncompared("other", ContentKind::other, false);
+    const std::size_t before = description.differences.size();
     if (sources.hasFirmware) {
-        proveFirmware(sources, contents, description);
+        proveFirmware(sources, contentsOfKind(compared, firmwareKind), description);
     }
     if (sources.hasOptionBytes) {
-        proveInTurn("optionBytes", {sources.optionBytes}, contentsOfKind(contents, ContentKind::optionBytes),
+        proveInTurn("optionBytes", {sources.optionBytes}, contentsOfKind(compared, ContentKind::optionBytes),
                     description);
     }
     if (!sources.modules.empty()) {
-        proveInTurn("module", sources.modules, contentsOfKind(contents, ContentKind::module), description);
+        proveInTurn("module", sources.modules, contentsOfKind(compared, ContentKind::module), description);
     }
     if (!sources.blobs.empty()) {
-        proveInTurn("blob", sources.blobs, contentsOfKind(contents, ContentKind::blob), description);
+        proveInTurn("blob", sources.blobs, contentsOfKind(compared, ContentKind::blob), description);
+    }
+    if (isComplete && description.differences.size() == before) {
+        settle(isWhole, description);
     }
 }
 

@@ -38,7 +38,8 @@ struct Sources {
 /// Reads a module as an image holds it: a `.hex` file is laid out from its first address to its last.
 [[nodiscard]] bool readModule(const QString& path, QByteArray& module, QString& fault);
 
-/// Adds the checks of contents against their sources, and every byte that is in one and not in the other.
-void proveAgainst(const Sources& sources, const Contents& contents, Description& description);
+/// Adds the checks of contents against their sources, and every byte that is in one and not in the other. `file` is
+/// what the contents come from.
+void proveAgainst(const Sources& sources, const Contents& contents, QByteArrayView file, Description& description);
 
 }  // namespace inspect

@@ -268,7 +268,7 @@ bool holdsItsSources(const Job& job, const Given& given) {
     inspect::Description description = inspect::describe(source, inspect::formatByName(QLatin1String(given.as)));
     inspect::Contents contents;
     inspect::prove(source, evidence, description, &contents);
-    inspect::proveAgainst(job.sources, contents, description);
+    inspect::proveAgainst(job.sources, contents, given.bytes, description);
     return inspect::judge(description).verdict == inspect::Verdict::proven;
 }
 

@@ -6,6 +6,8 @@
 #include <QDir>
 #include <QFileInfo>
 
+#include <algorithm>
+
 namespace inspect {
 
 bool Call::fail(const char* code, const QString& file, const QString& text) {
@@ -75,7 +77,10 @@ bool Call::readMemoryUse() {
 
 bool Call::readEvidence() {
     std::optional<QByteArray> nonce;
-    if (!readSecret("key", readKey, evidence_.key) || !readSecret("key-b", readKey, evidenceB_.key) ||
+    const bool isForMemory = has("address") || has("mode") || has("app") ||
+                             value("as").compare(QLatin1String("memoryImage"), Qt::CaseInsensitive) == 0;
+    const SecretReader readImageKey = isForMemory ? readMemoryKey : readKey;
+    if (!readSecret("key", readImageKey, evidence_.key) || !readSecret("key-b", readImageKey, evidenceB_.key) ||
         !readWhole("nonce", nonce) || !readSecret("public", readKeyFile, evidence_.publicKey) ||
         !readSecret("private", readKeyFile, evidence_.privateKey) || !readWhole("app", evidence_.app)) {
         return false;
@@ -123,7 +128,7 @@ bool Call::readSources() {
     return true;
 }
 
-bool Call::open(const QString& path, Opened& opened, const char* payload) {
+bool Call::open(const QString& path, Opened& opened, const char* payload, QStringList* others) {
     QString fault;
     if (!claimStandardInput(path)) {
         return false;
@@ -139,7 +144,7 @@ bool Call::open(const QString& path, Opened& opened, const char* payload) {
     } else if (evidence_.app) {
         as = formatByName(QStringLiteral("memoryImage"));
     }
-    if (!openSecond(as, payload, opened)) {
+    if (!openSecond(as, payload, others, opened)) {
         return false;
     }
     opened.description = describe(opened.source, as);
@@ -156,19 +161,54 @@ bool Call::open(const QString& path, Opened& opened, const char* payload) {
     return true;
 }
 
-// The second file of a pair is the one that an option names, else the one beside the first with its suffix.
-bool Call::openSecond(const FormatRow* as, const char* payload, Opened& opened) {
+namespace {
+
+QString besideOf(const QString& path, const QString& suffix) {
+    const QFileInfo first(path);
+    return QDir::cleanPath(first.path() + u'/' + first.completeBaseName() + u'.' + suffix);
+}
+
+// A file among `others` that may be the second of a pair: the one beside the first file; else the first one with the
+// suffix that isn't beside another file.
+qsizetype findSecond(const QString& beside, const QString& suffix, const QStringList& others) {
+    qsizetype found = -1;
+    for (qsizetype i = 0; i < others.size(); ++i) {
+        const QString path = QDir::cleanPath(others.at(i));
+        if (path == beside) {
+            return i;
+        }
+        const bool isOfAnother = std::any_of(others.begin(), others.end(), [&](const QString& other) {
+            return QDir::cleanPath(other) != path && besideOf(other, suffix) == path;
+        });
+        const bool hasSuffix = QFileInfo(path).suffix().compare(suffix, Qt::CaseInsensitive) == 0;
+        found = found < 0 && hasSuffix && !isOfAnother ? i : found;
+    }
+    return found;
+}
+
+// The second file of a pair is the one that an option names, else one of `others`, which it is taken from, else the one
+// beside the first with its suffix.
+QString secondPath(const QString& first, const QString& suffix, const QString& named, QStringList* others) {
+    const QString beside = besideOf(first, suffix);
+    if (!named.isEmpty()) {
+        return named;
+    }
+    const qsizetype found = others != nullptr ? findSecond(beside, suffix, *others) : -1;
+    if (found >= 0) {
+        return others->takeAt(found);
+    }
+    return QFileInfo(beside).isFile() ? beside : QString();  // a pipe is only read if it is named
+}
+
+}  // namespace
+
+bool Call::openSecond(const FormatRow* as, const char* payload, QStringList* others, Opened& opened) {
     Description probe;
     const FormatRow* const row = as != nullptr ? as : findFormat(opened.source, probe);
     if (row == nullptr || row->secondSuffix == nullptr) {
         return true;
     }
-    QString path = value(payload);
-    if (path.isEmpty()) {
-        const QFileInfo first(opened.source.path);
-        path = first.path() + u'/' + first.completeBaseName() + u'.' + QLatin1String(row->secondSuffix);
-        path = QFileInfo(path).isFile() ? QDir::cleanPath(path) : QString();  // a pipe is only read if it is named
-    }
+    const QString path = secondPath(opened.source.path, QLatin1String(row->secondSuffix), value(payload), others);
     QString fault;
     if (path.isEmpty()) {
         return true;

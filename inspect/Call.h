@@ -44,8 +44,10 @@ class Call {
     [[nodiscard]] bool readEvidence();
     /// Reads the files that contents are compared with.
     [[nodiscard]] bool readSources();
-    /// Reads and describes a file; its format has to be known. `payload` is the option for the second file of a pair.
-    [[nodiscard]] bool open(const QString& path, Opened& opened, const char* payload = "payload");
+    /// Reads and describes a file; its format has to be known. `payload` is the option for the second file of a pair,
+    /// which may also be one of `others`, unless that is null; then it is removed from there.
+    [[nodiscard]] bool open(const QString& path, Opened& opened, const char* payload = "payload",
+                            QStringList* others = nullptr);
 
     [[nodiscard]] bool has(const char* option) const { return parser_.isSet(QLatin1String(option)); }
     [[nodiscard]] QString value(const char* option) const { return parser_.value(QLatin1String(option)); }
@@ -66,7 +68,7 @@ class Call {
     using FileReader = bool (*)(const QString& path, QByteArray& bytes, QString& fault);
 
     bool readAll(const char* option, FileReader read, std::vector<QByteArray>& files);
-    bool openSecond(const FormatRow* as, const char* payload, Opened& opened);
+    bool openSecond(const FormatRow* as, const char* payload, QStringList* others, Opened& opened);
 
     const QCommandLineParser& parser_;
     Report& report_;

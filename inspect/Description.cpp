@@ -74,16 +74,12 @@ qint64 Description::rangesEnd() const {
     return ranges.empty() ? 0 : ranges.back().offset + ranges.back().size;
 }
 
-namespace {
-
-void checkEnd(const Part& part, Description& description) {
+void findWrap(const Part& part, Description& description) {
     constexpr std::uint64_t addressLimit = std::uint64_t{1} << 32;
     if (part.memorySize > addressLimit - part.address) {
         description.addFinding(FindingCode::addressWraps, part.index, part.offset);
     }
 }
-
-}  // namespace
 
 std::vector<const Part*> partsByAddress(const Description& description, char letter) {
     std::vector<const Part*> parts;
@@ -102,7 +98,7 @@ void findOverlaps(Description& description, char letter) {
         if (part->memorySize == 0) {
             continue;
         }
-        checkEnd(*part, description);
+        findWrap(*part, description);
         if (furthest != nullptr && part->address - furthest->address < furthest->memorySize) {
             description.addFinding(FindingCode::overlap, part->index, part->offset,
                                    {numberField("other", static_cast<std::uint64_t>(furthest->index)),
@@ -117,7 +113,7 @@ void findOverlaps(Description& description, char letter) {
 void findWraps(Description& description, char letter) {
     for (const Part& part : description.parts) {
         if (part.letter == letter) {
-            checkEnd(part, description);
+            findWrap(part, description);
         }
     }
 }

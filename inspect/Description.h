@@ -130,9 +130,9 @@ struct Description {
     void addRange(qint64 size, Role role, Cover cover, int part = 0);
     void addFinding(FindingCode code, int part, qint64 offset, std::vector<Field> arguments = {});
     void addCheck(CheckCode code, bool good, int part = 0, std::vector<Field> arguments = {});
-    void addUnchecked(CheckCode code, Reason reason, int part = 0, bool needed = true);
     /// The same for what OpenSSL may not offer: `unchecked` is a check that it refused to make.
     void addResult(CheckCode code, CheckResult result, int part = 0);
+    void addUnchecked(CheckCode code, Reason reason, int part = 0, bool needed = true);
     /// The offset behind the last range.
     [[nodiscard]] qint64 rangesEnd() const;
 };
@@ -149,7 +149,9 @@ struct Description {
 /// 32-bit addresses.
 void findOverlaps(Description& description, char letter = 0);
 
-/// Adds a finding for each part of one letter whose bytes in memory go beyond 32-bit addresses.
+/// Adds a finding if the bytes of `part` in memory end after the last 32-bit address.
+void findWrap(const Part& part, Description& description);
+/// The same for each part of one letter.
 void findWraps(Description& description, char letter);
 
 /// Whether the ranges of `description` and of what is in it cover every byte once.

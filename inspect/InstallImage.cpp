@@ -57,6 +57,28 @@ void findModuleTails(Description& description) {
     }
 }
 
+// The tool allows a module over firmware, and a device writes both. That may be meant, so it is no error.
+void noteModulesOverFirmware(Description& description) {
+    std::array<const Part*, 2> furthest{};  // firmware, module
+    for (const Part* const part : partsByAddress(description)) {
+        const AreaLetter* const letter = letterOf(layout, part->letter);
+        if (letter == nullptr || part->memorySize == 0) {
+            continue;
+        }
+        const bool isModule = letter->kind == ContentKind::module;
+        const Part* const other = furthest[isModule ? 0 : 1];
+        if (other != nullptr && part->address - other->address < other->memorySize) {
+            description.addFinding(FindingCode::moduleOverFirmware, part->index, part->offset,
+                                   {numberField("other", static_cast<std::uint64_t>(other->index)),
+                                    addressField("address", part->address)});
+        }
+        const Part*& own = furthest[isModule ? 1 : 0];
+        if (own == nullptr || part->address + part->memorySize > own->address + own->memorySize) {
+            own = part;
+        }
+    }
+}
+
 // A licence and an identity stand directly before their module, and the letters of the rest in the order of the table.
 // `P` may stand between any two.
 void checkOrder(Description& description) {
@@ -145,6 +167,7 @@ void describeInstallImage(const Source& source, Description& description) {
         findWraps(description, letter);
     }
     findModuleTails(description);
+    noteModulesOverFirmware(description);
     checkOrder(description);
     checkPartEnds(description);
     checkHash(image, description);

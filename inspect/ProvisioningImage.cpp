@@ -34,15 +34,6 @@ void checkOrder(Description& description) {
     }
 }
 
-// Where a section ends is known once its record is open.
-void checkSections(Description& description) {
-    const std::size_t before = description.findings.size();
-    findOverlaps(description, 'B');
-    if (description.findings.size() != before) {
-        description.addCheck(CheckCode::payloadForm, false);
-    }
-}
-
 }  // namespace
 
 Match matchProvisioningImage(QByteArrayView bytes) {
@@ -58,7 +49,7 @@ void describeProvisioningImage(const Source& source, Description& description) {
 void proveProvisioningImage(const Source& source, const Evidence& evidence, Description& description,
                             Contents* contents) {
     proveAreas(walkAreas(source.bytes, layout), layout, evidence, description, contents);
-    checkSections(description);
+    findOverlaps(description, 'B');  // where a section ends is known once its record is open
 }
 
 }  // namespace inspect

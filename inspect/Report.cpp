@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <functional>
+#include <set>
+#include <span>
 
 namespace inspect {
 
@@ -35,13 +37,82 @@ void addJudgement(const Description& description, Judgement& sum) {
     }
 }
 
-void collectIvs(Description& description, std::vector<std::pair<const UsedIv*, Description*>>& all) {
+/// An IV and the file that it is used in.
+struct Used {
+    const UsedIv* iv;
+    Description* description;
+};
+
+void collectIvs(Description& description, std::vector<Used>& all) {
     for (const UsedIv& iv : description.ivs) {
-        all.emplace_back(&iv, &description);
+        all.push_back({&iv, &description});
     }
     for (Description& inner : description.inner) {
         collectIvs(inner, all);
     }
+}
+
+/// Marks each use of one IV that has another message under it: another part of its file, or a part of another file
+/// with another tag. Those of one file are neighbours.
+void proveSharedIv(std::span<const Used> uses, std::set<const Description*>& faulty) {
+    const auto other =
+        std::find_if(uses.begin(), uses.end(), [&](const Used& used) { return used.iv->tag != uses.front().iv->tag; });
+    for (std::size_t i = 0; i < uses.size(); ++i) {
+        const Used& own = uses[i];
+        const Used* shared = nullptr;
+        if (i > 0 && uses[i - 1].description == own.description) {
+            shared = &uses[i - 1];
+        } else if (i + 1 < uses.size() && uses[i + 1].description == own.description) {
+            shared = &uses[i + 1];
+        } else if (other != uses.end()) {
+            shared = own.iv->tag != uses.front().iv->tag ? &uses.front() : &*other;
+        }
+        if (shared != nullptr) {
+            own.description->addCheck(CheckCode::ivs, false, own.iv->part,
+                                      {numberField("other", static_cast<std::uint64_t>(shared->iv->part)),
+                                       textField("file", shared->description->file.toUtf8())});
+            faulty.insert(own.description);
+        }
+    }
+}
+
+/// Whether the tags of a file in a file were tried and are good, so that they cover what the file around it leaves.
+bool isCovering(const Description& inner) {
+    const auto isTag = [](const Check& check) { return check.code == CheckCode::tag; };
+    return std::any_of(inner.checks.begin(), inner.checks.end(), isTag) &&
+           std::none_of(inner.checks.begin(), inner.checks.end(),
+                        [&](const Check& check) { return isTag(check) && check.result != CheckResult::good; });
+}
+
+/// The ranges that no check would miss, neighbours joined.
+std::vector<Range> uncoveredOf(const Description& description) {
+    std::vector<Range> uncovered;
+    const auto add = [&uncovered](qint64 from, qint64 to) {
+        if (from >= to) {
+            return;
+        }
+        if (!uncovered.empty() && uncovered.back().offset + uncovered.back().size == from) {
+            uncovered.back().size += to - from;
+        } else {
+            uncovered.push_back({from, to - from, Role::payload, Cover::none, 0});
+        }
+    };
+    const bool hasInner = !description.inner.empty() && description.inner.front().file == description.file &&
+                          isCovering(description.inner.front());
+    const std::vector<Range> inner = hasInner ? uncoveredOf(description.inner.front()) : std::vector<Range>();
+    for (const Range& range : description.ranges) {
+        const qint64 end = range.offset + range.size;
+        if (range.cover != Cover::none) {
+            continue;
+        }
+        if (!hasInner) {
+            add(range.offset, end);
+        }
+        for (const Range& left : inner) {
+            add(std::max(range.offset, left.offset), std::min(end, left.offset + left.size));
+        }
+    }
+    return uncovered;
 }
 
 }  // namespace
@@ -64,16 +135,7 @@ Judgement judge(const Description& description) {
     Judgement sum;
     addJudgement(description, sum);
     std::sort(sum.proofs.begin(), sum.proofs.end(), std::greater<>());
-    for (const Range& range : description.ranges) {
-        if (range.cover != Cover::none) {
-            continue;
-        }
-        if (!sum.uncovered.empty() && sum.uncovered.back().offset + sum.uncovered.back().size == range.offset) {
-            sum.uncovered.back().size += range.size;
-        } else {
-            sum.uncovered.push_back(range);
-        }
-    }
+    sum.uncovered = uncoveredOf(description);
     if (sum.bad > 0 || hasErrors(description)) {
         sum.verdict = Verdict::wrong;
     } else if (sum.reason == Reason::none && !sum.proofs.empty()) {
@@ -96,33 +158,23 @@ const char* nameOf(Proof proof) {
 }
 
 void proveIvs(std::vector<Description>& files) {
-    std::vector<std::pair<const UsedIv*, Description*>> all;
+    std::vector<Used> all;
     for (Description& file : files) {
         collectIvs(file, all);
     }
-    std::sort(all.begin(), all.end(), [](const auto& a, const auto& b) { return a.first->iv < b.first->iv; });
-    std::vector<Description*> clean;
-    std::vector<const Description*> faulty;
-    for (std::size_t i = 1; i < all.size(); ++i) {
-        const auto& [iv, description] = all[i];
-        const auto& [other, otherDescription] = all[i - 1];
-        if (iv->iv != other->iv || (description != otherDescription && iv->tag == other->tag)) {
-            continue;
-        }
-        description->addCheck(CheckCode::ivs, false, iv->part,
-                              {numberField("other", static_cast<std::uint64_t>(other->part)),
-                               textField("file", otherDescription->file.toUtf8())});
-        faulty.push_back(description);
+    std::stable_sort(all.begin(), all.end(), [](const Used& a, const Used& b) { return a.iv->iv < b.iv->iv; });
+    std::set<const Description*> faulty;
+    for (auto first = all.begin(); first != all.end();) {
+        const auto last =
+            std::find_if(first, all.end(), [&](const Used& used) { return used.iv->iv != first->iv->iv; });
+        proveSharedIv({first, last}, faulty);
+        first = last;
     }
-    for (const auto& entry : all) {
-        const bool isNew = clean.empty() || clean.back() != entry.second;
-        if (isNew && std::find(clean.begin(), clean.end(), entry.second) == clean.end() &&
-            std::find(faulty.begin(), faulty.end(), entry.second) == faulty.end()) {
-            clean.push_back(entry.second);
+    std::set<const Description*> clean;
+    for (const Used& used : all) {
+        if (!faulty.contains(used.description) && clean.insert(used.description).second) {
+            used.description->addCheck(CheckCode::ivs, true);
         }
-    }
-    for (Description* const description : clean) {
-        description->addCheck(CheckCode::ivs, true);
     }
 }
 

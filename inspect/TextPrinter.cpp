@@ -207,8 +207,14 @@ void Printer::printVerdict(const Description& description) {
             for (const Proof proof : judgement.proofs) {
                 proofs << QString::fromLatin1(nameOf(proof));
             }
-            text += QStringLiteral(" by %1: %2 of %3")
-                        .arg(proofs.join(QStringLiteral(" and ")), bytesText(sizeOf(description)), name);
+            std::uint64_t count = sizeOf(description);
+            const QString size = bytesText(count);
+            for (const Range& range : judgement.uncovered) {
+                count -= static_cast<std::uint64_t>(range.size);
+            }
+            text += QStringLiteral(" by %1: %2%3 of %4")
+                        .arg(proofs.join(QStringLiteral(" and ")),
+                             judgement.uncovered.empty() ? QString() : QStringLiteral("%1 of ").arg(count), size, name);
             for (const Range& range : judgement.uncovered) {
                 text += QStringLiteral("; nothing covers bytes %1 to %2")
                             .arg(range.offset)

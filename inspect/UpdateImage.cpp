@@ -85,6 +85,11 @@ void describeUpdateImage(const Source& source, Description& description) {
     if (header.size == 0) {
         description.addFinding(FindingCode::empty, 0, 12);
     }
+    Part segment;
+    segment.offset = 16;
+    segment.address = header.address;
+    segment.memorySize = header.size;
+    findWrap(segment, description);
     description.addNumber("protocolVersion", header.protocol, 8, 2);
     description.addNumber("imageVersion", header.version, 10, 2);
     description.addNumber("segmentSize", header.size, 12, 4);
@@ -119,6 +124,7 @@ void proveUpdateImage(const Source& source, const Evidence& evidence, Descriptio
     const SealedBlob blob = {
         iv, {source.bytes.first(32), header.zero}, source.second, header.size, header.tag, ContentKind::firmware};
     proveBlob(blob, evidence, description.inner.front(), contents);
+    proveRules(description.inner.front());
 }
 
 void describeUpdatePayload(const Source& source, Description& description) {

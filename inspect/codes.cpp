@@ -66,6 +66,8 @@ constexpr std::array findingRows = {
                "its address is below that of area {other} in front of it"},
     FindingRow{FindingCode::outOfRange, "outOfRange", Severity::error, "{field} is out of its range"},
     FindingRow{FindingCode::notUtf8, "notUtf8", Severity::error, "it isn't in UTF-8"},
+    FindingRow{FindingCode::moduleOverFirmware, "moduleOverFirmware", Severity::note,
+               "module and firmware overlap: area {other} has bytes from {address} on too"},
 };
 
 constexpr std::array differenceRows = {
@@ -135,7 +137,7 @@ static_assert(isInOrder(differenceRows, &DifferenceRow::code));
 static_assert(differenceRows.size() == static_cast<std::size_t>(DifferenceCode::sourceExtra) + 1);
 static_assert(isInOrder(checkRows, &CheckRow::code));
 static_assert(isInOrder(reasonRows, &ReasonRow::reason));
-static_assert(findingRows.size() == static_cast<std::size_t>(FindingCode::notUtf8) + 1);
+static_assert(findingRows.size() == static_cast<std::size_t>(FindingCode::moduleOverFirmware) + 1);
 static_assert(checkRows.size() == static_cast<std::size_t>(CheckCode::signingKey) + 1);
 static_assert(reasonRows.size() == static_cast<std::size_t>(Reason::notSigned) + 1);
 

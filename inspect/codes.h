@@ -52,6 +52,7 @@ enum class FindingCode : std::uint8_t {
     descending,
     outOfRange,
     notUtf8,
+    moduleOverFirmware,
 };
 
 enum class Severity : std::uint8_t { note, error };

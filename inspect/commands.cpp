@@ -52,9 +52,13 @@ void verify(Call& call, const QStringList& files) {
         return;
     }
     Report& report = call.report();
-    for (const QString& path : files) {
+    // The second files of pairs come last, so that the first ones can take them.
+    QStringList left = files;
+    std::stable_partition(left.begin(), left.end(), [](const QString& path) { return !isSecondName(path); });
+    while (!left.isEmpty()) {
+        const QString path = left.takeFirst();
         Opened opened;
-        if (call.open(path, opened)) {
+        if (call.open(path, opened, "payload", &left)) {
             verifyFile(call, opened);
             report.files.push_back(std::move(opened.description));
         }
@@ -87,6 +91,7 @@ void extract(Call& call, const QStringList& files) {
         call.fail("unwritable", call.value("output"), fault);
     } else {
         report.folder = call.value("output");
+        report.status = statusOf(report.files);  // what nothing proves is written all the same, and the status says so
     }
 }
 

@@ -140,6 +140,13 @@ const FormatRow* findFormat(const Source& source, Description& description) {
     return found;
 }
 
+bool isSecondName(const QString& path) {
+    const QString suffix = QFileInfo(path).suffix();
+    return std::any_of(rows.begin(), rows.end(), [&suffix](const FormatRow& row) {
+        return row.secondSuffix != nullptr && suffix.compare(QLatin1String(row.secondSuffix), Qt::CaseInsensitive) == 0;
+    });
+}
+
 Content contentOf(const Part& part, ContentKind kind) {
     Content content;
     content.part = part.index;
@@ -181,20 +188,25 @@ void keepPayloads(const Source& source, const Description& description, ContentK
     }
 }
 
+void proveRules(Description& description) {
+    const bool isBroken =
+        std::any_of(description.findings.begin(), description.findings.end(),
+                    [](const Finding& finding) { return rowOf(finding.code).severity == Severity::error; });
+    description.addCheck(CheckCode::rules, !isBroken);
+    std::rotate(description.checks.begin(), description.checks.end() - 1, description.checks.end());
+}
+
 void prove(const Source& source, const Evidence& evidence, Description& description, Contents* contents) {
     if (description.format == nullptr) {
         return;
     }
-    const bool keepsRules =
-        std::none_of(description.findings.begin(), description.findings.end(),
-                     [](const Finding& finding) { return rowOf(finding.code).severity == Severity::error; });
-    description.addCheck(CheckCode::rules, keepsRules);
     if (description.format->prove == nullptr) {
         description.addUnchecked(CheckCode::tag, Reason::noProtection);
         keepPayloads(source, description, description.format->plainKind, contents);
-        return;
+    } else {
+        description.format->prove(source, evidence, description, contents);
     }
-    description.format->prove(source, evidence, description, contents);
+    proveRules(description);
 }
 
 }  // namespace inspect

@@ -44,6 +44,9 @@ struct FormatRow {
 /// The same for a file in a file: by content, and by suffix only where several contents fit.
 [[nodiscard]] const FormatRow* findInnerFormat(const Source& source, Description& description);
 
+/// Whether a path has the suffix of the second file of a pair.
+[[nodiscard]] bool isSecondName(const QString& path);
+
 /// Finds the format of `source`, or takes `as` if it isn't null, and describes it.
 [[nodiscard]] Description describe(const Source& source, const FormatRow* as = nullptr);
 
@@ -52,6 +55,9 @@ void keepPayloads(const Source& source, const Description& description, ContentK
 
 /// A content of `part`, still without its bytes.
 [[nodiscard]] Content contentOf(const Part& part, ContentKind kind);
+
+/// Puts the check of the format's rules before the others: whether no finding is an error.
+void proveRules(Description& description);
 
 /// Adds the checks to what `describe` gave, and the plain contents if they are wanted.
 void prove(const Source& source, const Evidence& evidence, Description& description, Contents* contents = nullptr);

@@ -27,18 +27,57 @@ bool openInput(const QString& path, QFile& file, QString& fault) {
 }
 
 // One read into memory of the right size where the size is known.
-bool readRegular(QFile& file, QByteArray& bytes) {
+bool readRegular(QFile& file, QByteArray& bytes, QString& fault) {
     const qint64 size = file.size();
     if (!canAllocate(size)) {
+        fault = QStringLiteral("larger than the memory");
         return false;
     }
     QByteArray content(size, Qt::Uninitialized);
     preferLargePages(content);
+    char more = 0;
     if (file.read(content.data(), size) != size) {
+        const bool isFaulty = file.read(&more, 1) < 0;
+        fault = isFaulty ? file.errorString() : QStringLiteral("it became shorter while it was read");
         return false;
     }
     bytes = std::move(content);
     return true;
+}
+
+// A file that the system makes as it is read says that it has no bytes.
+bool readUnsized(QFile& file, QByteArray& bytes, QString& fault) {
+    QByteArray content;
+    QByteArray piece(4096, '\0');
+    qint64 got = 1;
+    while (got > 0 && content.size() < maxInputPipe) {
+        got = file.read(piece.data(), piece.size());
+        content.append(piece.constData(), std::max<qint64>(got, 0));
+    }
+    if (got < 0) {
+        fault = file.errorString();
+        return false;
+    }
+    bytes = std::move(content);
+    return true;
+}
+
+bool readPipe(QFile& file, QByteArray& bytes, QString& fault) {
+    switch (readWhole(file, maxInputPipe, bytes)) {
+        case WholeStatus::done:
+            return true;
+        case WholeStatus::tooLong:
+            fault = QStringLiteral("more than 256 MiB from a pipe");
+            break;
+        case WholeStatus::noMemory:
+            fault = QStringLiteral("larger than the memory");
+            break;
+        case WholeStatus::failed:
+            fault =
+                file.error() != QFileDevice::NoError ? file.errorString() : QStringLiteral("not readable to its end");
+            break;
+    }
+    return false;
 }
 
 // Never more than `limit` bytes: a wrong path can be a whole firmware, or a device without an end. No copy of what was
@@ -54,6 +93,11 @@ bool readSecret(const QString& path, qsizetype limit, QByteArray& secret, QStrin
     while (piece > 0 && got < limit) {
         piece = file.read(content.data() + got, limit - got);
         got += std::max<qint64>(piece, 0);
+    }
+    if (piece < 0) {
+        wipe(content);
+        fault = file.errorString();
+        return false;
     }
     content.truncate(got);
     secret = std::move(content);
@@ -71,13 +115,10 @@ bool readInput(const QString& path, QByteArray& bytes, QString& fault) {
     if (!openInput(path, file, fault)) {
         return false;
     }
-    const bool isRegular = !file.isSequential() && QFileInfo(path).isFile();
-    const bool isRead = isRegular ? readRegular(file, bytes) : readUpTo(file, maxInputPipe, bytes);
-    if (!isRead) {
-        fault = isRegular ? QStringLiteral("not readable to its end, or larger than the memory")
-                          : QStringLiteral("not readable to its end, or more than 256 MiB from a pipe");
+    if (file.isSequential() || !QFileInfo(path).isFile()) {
+        return readPipe(file, bytes, fault);
     }
-    return isRead;
+    return file.size() > 0 ? readRegular(file, bytes, fault) : readUnsized(file, bytes, fault);
 }
 
 bool readKey(const QString& path, QByteArray& key, QString& fault, QString& warning) {
@@ -93,6 +134,20 @@ bool readKey(const QString& path, QByteArray& key, QString& fault, QString& warn
         fault = isLonger ? QStringLiteral("a key has 16 bytes; there are more%1")
                                .arg(endsInLineFeed ? QStringLiteral(", the 17th a line feed") : QString())
                          : QStringLiteral("a key has 16 bytes, not %1").arg(content.size());
+        return false;
+    }
+    key = std::move(content);
+    return true;
+}
+
+bool readMemoryKey(const QString& path, QByteArray& key, QString& fault, QString& warning) {
+    QByteArray content;
+    const WipeOnExit wiped(content);
+    if (!readSecret(path, keySize, content, fault, warning)) {
+        return false;
+    }
+    if (content.size() < keySize) {
+        fault = QStringLiteral("a key has 16 bytes, not %1").arg(content.size());
         return false;
     }
     key = std::move(content);

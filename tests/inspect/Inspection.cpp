@@ -123,6 +123,7 @@ Inspection inspectGiven(const Given& given) {
     inspection.description = files.front();
     inspection.judgement = inspect::judge(inspection.description);
     EXPECT_TRUE(inspect::isTiled(inspection.description)) << given.name;
+    EXPECT_EQ(inspection.judgement.verdict == inspect::Verdict::wrong, inspection.judgement.bad > 0) << given.name;
     if (!given.isPrinted) {
         return inspection;
     }

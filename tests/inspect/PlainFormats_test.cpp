@@ -90,7 +90,7 @@ TEST(InspectPlainFormats, AreProvenAsFarAsTheyProtectThemselves) {
         {secretsRecords(), "a.bin", "secretsRecords", "?tag", "undecided: a.bin, nothing in the format protects it"},
         {password(), "password.bin", nullptr, "?tag", "undecided: password.bin, nothing in the format protects it"},
         {provisioning(true, true), "a.obk", nullptr, "",
-         "proven by digest: 67 bytes of a.obk; nothing covers bytes 0 to 3; nothing covers bytes 8 to 11"},
+         "proven by digest: 59 of 67 bytes of a.obk; nothing covers bytes 0 to 3; nothing covers bytes 8 to 11"},
         {provisioning(false, true), "a.bin", nullptr, "", "proven by digest: 55 bytes of a.bin"},
         {provisioning(true, false), "a.obk", nullptr, "?digest", "undecided: a.obk, nothing in the format protects it"},
         {provisioning(true, false), "a.obk", "hashedProvisioningFile", "digest",

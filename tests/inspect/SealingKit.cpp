@@ -139,12 +139,12 @@ KitImage kitExternalImage() {
     return image;
 }
 
-KitPair kitUpdate(const QByteArray& segment, std::uint16_t version) {
+KitPair kitUpdate(const QByteArray& segment, std::uint16_t version, std::uint32_t address) {
     QByteArray head = "TBUMAGIC";
     appendU16(head, 1);
     appendU16(head, version);
     appendU32(head, static_cast<std::uint32_t>(segment.size()));
-    appendU32(head, 0x08000000);
+    appendU32(head, address);
     head += kitBaseIv(KitImage().nonce);
     const Sealed sealed = kitSeal(kitAreaIv(KitImage().nonce, 2, static_cast<std::uint8_t>(version), 0),
                                   head + QByteArray(16, '\0'), segment);

@@ -62,7 +62,7 @@ struct KitPair {
     QByteArray header;
     QByteArray segment;
 };
-[[nodiscard]] KitPair kitUpdate(const QByteArray& segment, std::uint16_t version);
+[[nodiscard]] KitPair kitUpdate(const QByteArray& segment, std::uint16_t version, std::uint32_t address = 0x08000000);
 [[nodiscard]] QByteArray kitPayload(const QByteArray& blob, const QByteArray& binding);
 /// Secrets, firmware and a backup section.
 [[nodiscard]] KitImage kitProvisioningImage();

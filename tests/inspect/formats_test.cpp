@@ -292,6 +292,16 @@ TEST(InspectFormats, NameTheOneRuleThatIsBroken) {
         {"notZero", given("a.pvs", kitMake(provisioning([](KitImage& image) {
              image.areas[1].second = QByteArray(16, 'x');
          })))},
+        {"", given("a.pvs", kitMake(provisioning([](KitImage& image) {
+             image.areas[1].address = 0xFFFFFFF0;
+             image.areas[2].address = 0xFFFFFFFC;
+         })))},
+        {"addressWraps",
+         given("a.pvs", kitMake(provisioning([](KitImage& image) { image.areas[1].address = 0xFFFFFFF1; })))},
+        {"addressWraps",
+         given("a.pvs", kitMake(provisioning([](KitImage& image) { image.areas[2].address = 0xFFFFFFFD; })))},
+        {"", update(kitUpdate(QByteArray(33, 'u'), 2, 0xFFFFFFDF))},
+        {"addressWraps", update(kitUpdate(QByteArray(33, 'u'), 2, 0xFFFFFFE0))},
         {"?tag", given("a.pvs", kitMake(provisioning([](KitImage& image) { image.areas.clear(); })))},
         {"bytesBehindEnd", given("a.pvs", kitMake(kitProvisioningImage()) + 'x')},
         {"bytesBehindEnd", longSegment},
@@ -355,7 +365,7 @@ TEST(InspectFormats, ContentDecidesAndThenTheSuffix) {
 TEST(InspectFormats, SignedImageTellsItsImageAndWhatIsNotCovered) {
     Given given = signedImage(QByteArray(100, 'x'), 90);
     EXPECT_NE(inspectGiven(given).text("verify").find(
-                  "proven by signature: 180 bytes of a.bin; nothing covers bytes 90 to 99\n"),
+                  "proven by signature: 170 of 180 bytes of a.bin; nothing covers bytes 90 to 99\n"),
               std::string::npos);
     const QByteArray image = kitMake(kitInstallImage());
     given = signedImage(image, static_cast<std::uint32_t>(image.size()));
@@ -364,6 +374,13 @@ TEST(InspectFormats, SignedImageTellsItsImageAndWhatIsNotCovered) {
     EXPECT_NE(inspectGiven(given).text("show").find("a.bin: install image by content, 253 bytes"), std::string::npos);
     given.key = QByteArray(16, 'k');
     EXPECT_EQ(inspectGiven(given).judgement.verdict, inspect::Verdict::wrong);
+    // The tags of the image inside cover what the signature leaves, if they are checked.
+    given = signedImage(image, 100);
+    EXPECT_TRUE(inspectGiven(given).judgement.uncovered.empty());
+    given.key.clear();
+    EXPECT_NE(inspectGiven(given).text("verify").find(
+                  "proven by signature: 180 of 333 bytes of a.bin; nothing covers bytes 100 to 252\n"),
+              std::string::npos);
 }
 
 }  // namespace

@@ -452,9 +452,9 @@ void proveMcubootImage(const Source& source, const Evidence& evidence, Descripti
     }
     if (hasKey && !has(image, isSignature)) {
         description.addCheck(CheckCode::signature, false);
-    }
     } else if (!has(image, isSignature)) {
         description.addUnchecked(CheckCode::signature, Reason::notSigned);
+    }
     if (contents != nullptr && (image.flags & encryptedFlags) == 0) {
         Content content = contentOf(description.parts.front(), ContentKind::module);
         content.bytes = image.code.toByteArray();

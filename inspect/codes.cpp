@@ -118,10 +118,10 @@ constexpr std::array reasonRows = {
     ReasonRow{Reason::noAddress, "noAddress", "no address and mode given"},
     ReasonRow{Reason::unsupported, "unsupported", "of a kind that isn't known here"},
     ReasonRow{Reason::encrypted, "encrypted", "its content is encrypted"},
-};
-
     ReasonRow{Reason::notOffered, "notOffered", "OpenSSL, as it is configured, doesn't offer the algorithm"},
     ReasonRow{Reason::notSigned, "notSigned", "it isn't signed, and anyone can make its digest"},
+};
+
 /// A row stands at the place of its code, so that a code without a row can't be built.
 template <typename Table, typename Member>
 constexpr bool isInOrder(const Table& table, Member member) {

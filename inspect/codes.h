@@ -133,9 +133,9 @@ enum class Reason : std::uint8_t {
     noAddress,
     unsupported,
     encrypted,
-};
     notOffered,
     notSigned,
+};
 
 struct ReasonRow {
     Reason reason;

@@ -115,17 +115,21 @@ void print(const char* kind, const std::vector<Failure>& failures) {
     }
 }
 
-/// A report that can't be written whole is no report.
+/// Output that can't be written whole is no answer.
+int finishOutput(int status) {
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) {
+        return status;
+    }
+    std::fprintf(stderr, "qvora-inspect: the output can't be written\n");
+    return statusUndecided;
+}
+
 int write(const Report& report, bool asJson) {
     const QByteArray text = asJson ? printJson(report) : printText(report);
     print("warning: ", report.warnings);
     print("", report.failures);
-    const auto size = static_cast<std::size_t>(text.size());
-    if (std::fwrite(text.constData(), 1, size, stdout) != size || std::fflush(stdout) != 0) {
-        std::fprintf(stderr, "qvora-inspect: the output can't be written\n");
-        return statusUndecided;
-    }
-    return report.status;
+    std::fwrite(text.constData(), 1, static_cast<std::size_t>(text.size()), stdout);
+    return finishOutput(report.status);
 }
 
 Report runCommand(const QCommandLineParser& parser, bool isParsed, Kept* kept) {
@@ -185,11 +189,11 @@ int run(const QStringList& arguments) {
     const bool isParsed = parser.parse(arguments);
     if (isParsed && parser.isSet(help)) {
         std::fputs(qUtf8Printable(helpText(parser)), stdout);
-        return std::fflush(stdout) == 0 ? statusGood : statusUndecided;
+        return finishOutput(statusGood);
     }
     if (isParsed && parser.isSet(version)) {
         std::printf("qvora-inspect %s\n", qUtf8Printable(QCoreApplication::applicationVersion()));
-        return std::fflush(stdout) == 0 ? statusGood : statusUndecided;
+        return finishOutput(statusGood);
     }
     return write(runCommand(parser, isParsed, nullptr), arguments.contains(QLatin1String("--json")));
 }

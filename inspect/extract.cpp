@@ -12,10 +12,14 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <climits>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 
@@ -36,9 +40,65 @@ QString systemFault() {
     return QString::fromLocal8Bit(std::strerror(errno));
 }
 
+/// Holds back the signals that end a run, until what it began to write is complete or removed.
+class HeldSignals {
+  public:
+    HeldSignals() {
+        sigset_t held;
+        sigemptyset(&held);
+        for (const int signal : endingSignals) {
+            struct sigaction action = {};
+            const bool isIgnored = sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+            if (!isIgnored) {  // one that is blocked would count although it is ignored
+                sigaddset(&held, signal);
+            }
+        }
+        pthread_sigmask(SIG_BLOCK, &held, &before_);
+    }
+    ~HeldSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+    HeldSignals(const HeldSignals&) = delete;
+    HeldSignals& operator=(const HeldSignals&) = delete;
+
+    /// Whether one of them came.
+    [[nodiscard]] static bool hasOne() {
+        sigset_t pending;
+        sigemptyset(&pending);
+        sigpending(&pending);
+        return std::any_of(endingSignals.begin(), endingSignals.end(),
+                           [&pending](int signal) { return sigismember(&pending, signal) == 1; });
+    }
+
+  private:
+    static constexpr std::array endingSignals = {SIGHUP, SIGINT, SIGTERM};
+    sigset_t before_ = {};
+};
+
+// The folder that is being filled, for removeUnfinished, which can allocate nothing; empty if there is none.
+std::array<char, PATH_MAX> unfinished{};
+
+/// Names the folder while it is being filled.
+class Unfinished {
+  public:
+    explicit Unfinished(const QString& folder) {
+        const QByteArray name = QFile::encodeName(folder);
+        if (name.size() < static_cast<qsizetype>(unfinished.size())) {
+            std::copy(name.cbegin(), name.cend() + 1, unfinished.begin());
+        }
+    }
+    ~Unfinished() { unfinished.front() = '\0'; }
+    Unfinished(const Unfinished&) = delete;
+    Unfinished& operator=(const Unfinished&) = delete;
+};
+
 bool writeAll(int handle, QByteArrayView bytes) {
+    constexpr qsizetype pieceSize = 1 << 20;
     while (!bytes.isEmpty()) {
-        const ssize_t written = ::write(handle, bytes.data(), static_cast<std::size_t>(bytes.size()));
+        if (HeldSignals::hasOne()) {
+            errno = EINTR;
+            return false;
+        }
+        const auto size = static_cast<std::size_t>(std::min(bytes.size(), pieceSize));
+        const ssize_t written = ::write(handle, bytes.data(), size);
         if (written < 0 && errno != EINTR) {
             return false;
         }
@@ -92,6 +152,10 @@ bool hasPlainLetters(const Contents& contents) {
 
 bool fillFolder(const QString& folder, const Description& description, const Contents& contents, QString& fault) {
     QJsonArray entries;
+    if (sha256({}).isEmpty()) {
+        fault = QStringLiteral("OpenSSL, as it is configured, doesn't offer SHA-256 for the manifest");
+        return false;
+    }
     for (const Content& content : contents.list) {
         if (!writeOwned(folder + u'/' + fileNameOf(content), content.bytes, fault)) {
             return false;
@@ -106,6 +170,31 @@ bool fillFolder(const QString& folder, const Description& description, const Con
 
 }  // namespace
 
+void removeUnfinished() {
+    const int folder = unfinished.front() == '\0' ? -1 : ::open(unfinished.data(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (folder < 0) {
+        return;
+    }
+    static std::array<char, 32768> entries;
+    bool isChanged = true;
+    while (isChanged) {  // a file system may skip entries while others are removed
+        isChanged = false;
+        lseek(folder, 0, SEEK_SET);
+        long size = 0;
+        while ((size = syscall(SYS_getdents64, folder, entries.data(), entries.size())) > 0) {
+            // An entry: 8 bytes inode, 8 offset, 2 its own size, 1 type, then the name.
+            for (long at = 0; at < size;) {
+                std::uint16_t entrySize = 0;
+                std::memcpy(&entrySize, entries.data() + at + 16, sizeof entrySize);
+                isChanged = unlinkat(folder, entries.data() + at + 19, 0) == 0 || isChanged;
+                at += entrySize;
+            }
+        }
+    }
+    ::close(folder);
+    rmdir(unfinished.data());
+}
+
 bool writeContents(const QString& path, const Description& description, const Contents& contents, QString& fault) {
     const QFileInfo place(QDir::cleanPath(path));
     if (place.exists() || place.isSymLink()) {
@@ -116,11 +205,13 @@ bool writeContents(const QString& path, const Description& description, const Co
         fault = QStringLiteral("an area's letter is none");
         return false;
     }
-    QTemporaryDir beside(place.path() + QStringLiteral("/.XXXXXX"));  // for its owner only
+    const HeldSignals held;
+    QTemporaryDir beside(place.path() + QStringLiteral("/.qvora-inspect-XXXXXX"));  // readable by its owner only
     if (!beside.isValid()) {
         fault = beside.errorString();
         return false;
     }
+    const Unfinished name(beside.path());
     if (!fillFolder(beside.path(), description, contents, fault)) {
         return false;
     }

@@ -1,13 +1,20 @@
 #include "display/buildVersion.h"
 #include "inspect/commandLine.h"
+#include "inspect/extract.h"
 
 #include <QCoreApplication>
 #include <QStringDecoder>
+
+#include <cxxabi.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
+#include <new>
+#include <typeinfo>
 
 namespace {
 
@@ -22,9 +29,27 @@ bool wantsJson(int argc, char** argv) {
     return std::any_of(argv + 1, argv + argc, [](const char* word) { return std::strcmp(word, "--json") == 0; });
 }
 
+[[noreturn]] void endWithoutMemory() {
+    constexpr char text[] = "qvora-inspect: not enough memory\n";
+    inspect::removeUnfinished();
+    static_cast<void>(!write(STDERR_FILENO, text, sizeof text - 1));
+    _exit(inspect::statusUndecided);
+}
+
+// Qt's containers throw where they get no memory, and nothing here catches.
+[[noreturn]] void endUncaught() {
+    const std::type_info* const type = abi::__cxa_current_exception_type();
+    if (type != nullptr && *type == typeid(std::bad_alloc)) {
+        endWithoutMemory();
+    }
+    std::abort();
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+    std::set_new_handler(endWithoutMemory);
+    std::set_terminate(endUncaught);
     // A file that may grow no further and a reader that went away are writes that fail, and not the end of the run.
     std::signal(SIGXFSZ, SIG_IGN);
     std::signal(SIGPIPE, SIG_IGN);

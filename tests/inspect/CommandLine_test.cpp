@@ -1,4 +1,6 @@
+#include "inspect/extract.h"
 #include "tests/inspect/SealingKit.h"
+#include "tests/inspect/SigningKit.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/outsideTool.h"
 
@@ -43,6 +45,7 @@ CallResult runShell(const TempFolder& folder, const char* script) {
 
 void makeFiles(const TempFolder& folder) {
     folder.write("a.tbi", kitMake(kitInstallImage()));
+    folder.write("tag.tbi", kitMake(kitInstallImage()).replace(42, 1, "x"));
     folder.write("cut.tbi", kitMake(kitInstallImage()).chopped(1));
     folder.write("key.bin", kitKey);
     folder.write("key15.bin", kitKey.first(15));
@@ -50,10 +53,13 @@ void makeFiles(const TempFolder& folder) {
     folder.write("other.bin", QByteArray(16, 'k'));
     folder.write("nonce.bin", KitImage().nonce);
     folder.write("noise", "no format");
-    for (const char* const name : {"u", "v"}) {
-        const KitPair pair = kitUpdate(QByteArray("segment of ") + name, 1);
+    std::uint16_t version = 0;
+    for (const char* const name : {"u", "v", "w", "x"}) {
+        const KitPair pair = kitUpdate(QByteArray("segment of ") + name, ++version);
+        const char* const suffix = version < 3 ? ".segment" : ".tbu";
         folder.write((QByteArray(name) + ".tbuh").constData(), pair.header);
-        folder.write((QByteArray(name) + ".segment").constData(), pair.segment);
+        folder.write((QByteArray(name) + suffix).constData(), pair.segment);
+        folder.write((QByteArray(name) + ".other.tbu").constData(), pair.segment);
     }
     KitImage image = kitInstallImage();
     image.nonce = "another";
@@ -62,7 +68,24 @@ void makeFiles(const TempFolder& folder) {
     image.areas[1].address += 4;
     image.areas[2] = kitHash({image.areas.begin(), image.areas.begin() + 2});
     folder.write("c.tbi", kitMake(image));
-    folder.write("signed.bin", kitSign("image", 5).image);
+    const KitSigned made = kitSign("image", 5);
+    folder.write("signed.bin", made.image);
+    folder.write("signer.pem", made.publicPem);
+    folder.write("image", "image");
+    folder.write("imago", "imago");
+    folder.write("wireless-signed.bin", kitWirelessBinary(QByteArray(60, 'w')));
+    folder.write("wireless.bin", QByteArray(60, 'w'));
+    folder.write("wireless-changed.bin", QByteArray(59, 'w') + 'W');
+    folder.write("wireless.pem", kitKeyOf(KitKind::rsa2048).publicPem);
+    KitMcuboot update;
+    folder.write("free.kdu", kitMake(update));
+    folder.write("code", update.code);
+    update.signer = KitKind::ed25519;
+    folder.write("signed.kdu", kitMake(update));
+    folder.write("kdu.pem", kitKeyOf(KitKind::ed25519).publicPem);
+    folder.write("memory.bin", QByteArray::fromHex("9266f8a57cb701645ada93b0edb2895a927d05c7e6c773678f5c4e3d158ce22d"));
+    folder.write("memory-app.bin",
+                 QByteArray::fromHex("000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f"));
     folder.write("other-signed.bin", kitSign("image", 5).image);
     folder.write("changed-signed.bin", kitSign("imago", 5).image);
     folder.write("raw.bin", QByteArray(17, 'g'));
@@ -80,10 +103,11 @@ void makeFiles(const TempFolder& folder) {
     image.areas.push_back({'C', 0, {}, {}, {}, {}, {}, {}});
     folder.write("modules.tbi", kitMake(image));
     folder.write("free.kmd", "KMDMAGIC" + QByteArray(4, '\0') + "code");
+    folder.write("placed.kmd", "KMDMAGIC" + QByteArray::fromHex("00000008") + "code");
     folder.write("broken.hex", ":0200\n");
     folder.write("ob.csv", "A,0x63636363,B,0x63636363\n");
     folder.write("odd.csv", "A,1,B\n");
-    for (const char* name : {"key.bin", "other.bin"}) {
+    for (const char* name : {"key.bin", "other.bin", "line.bin"}) {
         EXPECT_TRUE(QFile::setPermissions(folder.path(name), QFile::ReadOwner | QFile::WriteOwner));
     }
 }
@@ -117,6 +141,10 @@ TEST(InspectCommandLine, EndsAsItsRowSays) {
         {"verify --key other.bin a.tbi", 1, "",
          "wrong: 4 of 6 checks of a.tbi are bad; no tag is right: another key or a changed file header"},
         {"verify --key key.bin cut.tbi a.tbi", 1, "", "proven by tag and digest: 253 bytes of a.tbi"},
+        {"verify cut.tbi a.tbi", 1, "", "undecided: a.tbi, no key given"},
+        {"verify a.tbi cut.tbi", 1, "", "wrong: 1 of 2 checks of cut.tbi are bad"},
+        {"verify --key key.bin cut.tbi none.tbi", 1, "none.tbi: No such file or directory",
+         "wrong: 1 of 6 checks of cut.tbi are bad"},
         {"verify --key key.bin a.tbi none.tbi", 2, "none.tbi: No such file or directory",
          "proven by tag and digest: 253 bytes of a.tbi"},
         {"verify --key key15.bin a.tbi", 2, "key15.bin: a key has 16 bytes, not 15", ""},
@@ -131,6 +159,8 @@ TEST(InspectCommandLine, EndsAsItsRowSays) {
         {"extract -o out --key key.bin a.tbi", 0, "", "written to out"},
         {"extract -o out --key key.bin a.tbi", 2, "out: is there already",
          "proven by tag and digest: 253 bytes of a.tbi"},
+        {"extract -o plain --as rawFirmware raw.bin", 2, "", "written to plain"},
+        {"extract -o bare signed.bin", 2, "", "written to bare"},
         {"diff a.tbi", 2, "diff takes two files", ""},
         {"diff a.tbi a.tbi", 0, "", "no difference"},
         {"diff a.tbi b.tbi", 2, "", "undecided: contents not compared, no key given"},
@@ -140,6 +170,9 @@ TEST(InspectCommandLine, EndsAsItsRowSays) {
         {"diff --key key.bin a.tbi c.tbi", 1, "", "different"},
         {"diff --key key.bin --payload u.segment --payload-b u.segment u.tbuh u.tbuh", 0, "", "no difference"},
         {"diff --key key.bin --payload u.segment --payload-b v.segment u.tbuh v.tbuh", 1, "", "different"},
+        {"diff --key key.bin a.tbi tag.tbi", 1, "", "different"},
+        {"diff a.tbi tag.tbi", 1, "", "different"},
+        {"diff --public kdu.pem --except-signature signed.kdu free.kdu", 2, "not both files have a signature", ""},
         {"diff --except-signature a.tbi b.tbi", 2, "not both files have a signature", ""},
         {"diff --except-signature signed.bin other-signed.bin", 0, "", "no difference"},
         {"diff --except-signature signed.bin changed-signed.bin", 1, "", "different"},
@@ -155,6 +188,44 @@ TEST(InspectCommandLine, EndsAsItsRowSays) {
          "proven by comparison and tag and digest: 244 bytes of modules.tbi"},
         {"verify --key key.bin --module free.kmd --module raw.bin modules.tbi", 1, "",
          "wrong: 1 of 8 checks of modules.tbi are bad"},
+        {"verify --public signer.pem --against --firmware image@0 signed.bin", 0, "",
+         "proven by comparison and signature: 85 bytes of signed.bin"},
+        {"verify --public signer.pem --firmware image@08000000 signed.bin", 0, "",
+         "proven by comparison and signature: 85 bytes of signed.bin"},
+        {"verify --public signer.pem --firmware imago@0 signed.bin", 1, "",
+         "wrong: 1 of 3 checks of signed.bin are bad"},
+        {"verify --public wireless.pem --firmware wireless.bin@0 wireless-signed.bin", 0, "",
+         "proven by comparison and signature: 316 bytes of wireless-signed.bin"},
+        {"verify --public wireless.pem --firmware wireless-changed.bin@0 wireless-signed.bin", 1, "",
+         "wrong: 1 of 3 checks of wireless-signed.bin are bad"},
+        {"verify --module free.kmd placed.kmd", 0, "", "proven by comparison: 16 bytes of placed.kmd"},
+        {"verify --module placed.kmd free.kmd", 1, "", "wrong: 1 of 2 checks of free.kmd are bad"},
+        {"verify --module code placed.kmd", 1, "", "wrong: 1 of 2 checks of placed.kmd are bad"},
+        {"verify --module free.kdu free.kdu", 0, "", "proven by comparison and digest: 124 bytes of free.kdu"},
+        {"verify --module code free.kdu", 2, "",
+         "undecided: free.kdu, it isn't signed, and anyone can make its digest"},
+        {"verify free.kdu", 2, "", "undecided: free.kdu, it isn't signed, and anyone can make its digest"},
+        {"verify --public kdu.pem --module code signed.kdu", 0, "",
+         "proven by comparison and signature and digest: 224 of 228 bytes of signed.kdu; nothing covers bytes 124 to "
+         "127"},
+        {"verify --public kdu.pem --firmware code@0 signed.kdu", 0, "",
+         "proven by comparison and signature and digest: 224 of 228 bytes of signed.kdu; nothing covers bytes 124 to "
+         "127"},
+        {"verify --public kdu.pem --module image signed.kdu", 1, "", "wrong: 1 of 5 checks of signed.kdu are bad"},
+        {"verify --as rawFirmware --firmware raw.bin@0 raw.bin", 0, "", "proven by comparison: 17 bytes of raw.bin"},
+        {"verify --key line.bin --address 9000ABE0 --mode 0 --app memory-app.bin memory.bin", 0, "",
+         "proven by comparison: 32 bytes of memory.bin"},
+        {"verify --key key15.bin --address 9000ABE0 --mode 0 --app memory-app.bin memory.bin", 2,
+         "key15.bin: a key has 16 bytes, not 15", ""},
+        {"verify --key key.bin u.tbuh u.other.tbu", 0, "", "proven by tag: 76 bytes of u.tbuh"},
+        {"verify --key key.bin x.tbu w.tbuh x.tbuh w.tbu", 0, "", "proven by tag: 76 bytes of x.tbuh"},
+        {"verify --key key.bin w.tbuh w.other.tbu x.tbuh", 0, "", "proven by tag: 76 bytes of x.tbuh"},
+        {"verify --key key.bin u.tbuh x.tbuh x.tbu", 2, "", "proven by tag: 76 bytes of x.tbuh"},
+        {"verify --key key.bin u.tbuh v.other.tbu", 1, "",
+         "wrong: 1 of 4 checks of u.tbuh are bad; no tag is right: another key or a changed file header"},
+        {"verify --key key.bin u.other.tbu", 2, "", "undecided: u.other.tbu, the second file of the pair isn't there"},
+        {"show --as rawFirmware /proc/self/mem", 2, "/proc/self/mem: Input/output error", ""},
+        {"verify --key /proc/self/mem a.tbi", 2, "/proc/self/mem: Input/output error", ""},
         {"verify --firmware fw.hex a.tbi", 2, "", "undecided: a.tbi, no key given"},
         {"verify --key - a.tbi", 0, "", "proven by tag and digest: 253 bytes of a.tbi"},
     };
@@ -182,6 +253,113 @@ TEST(InspectCommandLine, ExtractsForTheOwnerAloneAndLeavesNothingBehind) {
     EXPECT_EQ(QFile::permissions(folder.path("out/manifest.json")) & others, 0);
     EXPECT_EQ(QDir(folder.path(".")).entryList(QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot).join(u' '),
               QStringLiteral("out"));
+}
+
+std::string shown(const TempFolder& folder) {
+    return QDir(folder.path(".")).entryList(QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot).join(u' ').toStdString();
+}
+
+// An image of so many areas that making their files, or telling of them, takes a while.
+void makeManyAreas(const TempFolder& folder, int count) {
+    KitImage image;
+    for (int i = 0; i < count; ++i) {
+        image.areas.push_back({'F', 0x08000000U + static_cast<std::uint32_t>(i) * 32, "f", {}, {}, {}, {}, {}});
+    }
+    image.areas.push_back(kitHash(image.areas));
+    image.areas.push_back({'C', 0, {}, {}, {}, {}, {}, {}});
+    folder.write("many.tbi", kitMake(image));
+}
+
+TEST(InspectCommandLine, ASignalLeavesNothing) {
+    const TempFolder folder;
+    makeFiles(folder);
+    makeManyAreas(folder, 1500);
+    // The shell ignores SIGINT for what it runs in the background, and so does the last of these.
+    for (const char* const signal : {"TERM", "HUP", "INT", ""}) {
+        const bool isIgnored = *signal == '\0';
+        const QByteArray script =
+            QByteArray(isIgnored ? "" : "env --default-signal=INT ") +
+            "\"$0\" extract --key key.bin -o out many.tbi & until [ -d .qvora* ]; do kill -0 $! || "
+            "exit 9; done; kill -" +
+            (isIgnored ? "INT" : signal) + " $!; wait $!";
+        const CallResult result = runShell(folder, script.constData());
+        EXPECT_EQ(result.status > 128, !isIgnored) << signal << result.status;
+        EXPECT_EQ(shown(folder), isIgnored ? "out" : "") << signal;
+    }
+}
+
+#ifdef QVORA_SANITIZED
+// Qt's containers throw where memory runs out; the sanitizer's limit makes them.
+TEST(InspectCommandLine, RunningOutOfMemoryIsToldAndLeavesNothing) {
+    const TempFolder folder;
+    makeFiles(folder);
+    makeManyAreas(folder, 4000);
+    for (const char* const call : {"show --json many.tbi", "extract --key key.bin -o out many.tbi"}) {
+        const QByteArray script = QByteArray(
+                                      "ASAN_OPTIONS=allocator_may_return_null=1:max_allocation_size_mb=1 "
+                                      "exec \"$0\" ") +
+                                  call + " 2>&1 >out.txt | grep -v WARNING; exit ${PIPESTATUS[0]}";
+        const CallResult result =
+            run(folder, "/bin/bash", {QStringLiteral("-c"), QString::fromUtf8(script), QStringLiteral(QVORA_INSPECT)});
+        EXPECT_EQ(result.output, "qvora-inspect: not enough memory\n");
+        EXPECT_EQ(result.status, 2);
+        EXPECT_EQ(shown(folder), "");
+    }
+}
+
+#endif
+
+TEST(InspectCommandLine, OutputThatCantBeWrittenIsNoAnswer) {
+    const TempFolder folder;
+    makeFiles(folder);
+    for (const char* const call : {"show a.tbi", "show --json a.tbi", "--help", "--version"}) {
+        for (const char* const output : {">/dev/full", ">&-", "| true"}) {
+            const QByteArray script = QByteArray("{ sleep 0.1; \"$0\" ") + call + "; echo $? >status; } " + output;
+            EXPECT_EQ(runShell(folder, script.constData()).errors, "qvora-inspect: the output can't be written");
+            EXPECT_EQ(folder.read("status"), "2\n") << call << output;
+        }
+    }
+}
+
+// OpenSSL without a usable cipher, digest or key: nothing can be judged, and the reason is told.
+TEST(InspectCommandLine, WhatOpenSslDoesntOfferIsUndecided) {
+    const TempFolder folder;
+    makeFiles(folder);
+    folder.write("fips.cnf", "openssl_conf = a\n[a]\nalg_section = b\n[b]\ndefault_properties = fips=yes\n");
+    folder.write("p.pvs", kitPayload("blob", QByteArray(32, 'r')));
+    folder.write("key.c", kitWirelessKey("c"));
+    const QByteArray body = kitSha256("payload") + "payload";
+    folder.write("a.obk", QByteArray::fromHex("00000010") + QByteArray(1, static_cast<char>(body.size())) +
+                              QByteArray(7, '\0') + body);
+    for (const char* const call :
+         {"verify --key key.bin --nonce nonce.bin a.tbi", "verify --key key.bin p.pvs",
+          "verify --key key.bin --payload u.segment u.tbuh", "verify --public signer.pem signed.bin",
+          "verify --public wireless.pem wireless-signed.bin", "verify --public kdu.pem signed.kdu",
+          "verify --public wireless.pem key.c", "verify --as hashedProvisioningFile a.obk", "verify a.obk",
+          "verify --key key.bin --address 9000ABE0 --mode 0 --app memory-app.bin memory.bin"}) {
+        const CallResult result =
+            runShell(folder, (QByteArray("OPENSSL_CONF=fips.cnf exec \"$0\" ") + call).constData());
+        EXPECT_EQ(result.status, 2) << call;
+        const std::string reason = "OpenSSL, as it is configured, doesn't offer the algorithm\n";
+        EXPECT_EQ(result.output.substr(result.output.size() - std::min(result.output.size(), reason.size())), reason)
+            << call << result.output << result.errors;
+    }
+}
+
+// No letter of a file gets into a name, whatever its reader let through.
+TEST(InspectCommandLine, NamesOfFilesAreOurs) {
+    const TempFolder folder;
+    inspect::Description description;
+    description.format = inspect::formatByName(QStringLiteral("installImage"));
+    for (const char letter : {'@', 'A', 'Z', '[', '`', 'a', 'z', '{', '/', '.', '\n', '\xe9'}) {
+        inspect::Contents contents;
+        contents.list.push_back({1, "area", letter, false, 0, inspect::ContentKind::other, "x"});
+        QString fault;
+        const bool isLetter = (letter >= 'A' && letter <= 'Z') || (letter >= 'a' && letter <= 'z');
+        const QString out = folder.path(isLetter ? (QByteArray("out") + letter).constData() : "none");
+        EXPECT_EQ(inspect::writeContents(out, description, contents, fault), isLetter) << letter;
+        EXPECT_EQ(QDir(out).exists(), isLetter) << letter;
+    }
 }
 
 TEST(InspectCommandLine, AFullDiskIsToldAndLeavesNothingBehind) {

@@ -90,7 +90,13 @@ bool Call::readEvidence() {
     if (!has("key-b")) {
         evidenceB_.key = QByteArray(evidence_.key.constData(), evidence_.key.size());
     }
-    return readMemoryUse();
+    evidenceB_.publicKey = evidence_.publicKey;
+    evidenceB_.privateKey = QByteArray(evidence_.privateKey.constData(), evidence_.privateKey.size());
+    if (!readMemoryUse()) {
+        return false;
+    }
+    evidenceB_.memory = evidence_.memory;
+    return true;
 }
 
 bool Call::readAll(const char* option, FileReader read, std::vector<QByteArray>& files) {

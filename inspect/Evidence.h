@@ -56,6 +56,7 @@ struct Content {
     QByteArray bytes;
     qsizetype ownOffset = 0;  ///< where the packaging tool writes a value of its own, whatever its input has there
     qsizetype ownSize = 0;
+    qsizetype headerRoom = 0;  ///< how many zero bytes its source may have before it, as room for a header
 };
 
 /// The plain contents of a file's parts, wiped when they go.

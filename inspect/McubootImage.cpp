@@ -458,6 +458,7 @@ void proveMcubootImage(const Source& source, const Evidence& evidence, Descripti
     if (contents != nullptr && (image.flags & encryptedFlags) == 0) {
         Content content = contentOf(description.parts.front(), ContentKind::module);
         content.bytes = image.code.toByteArray();
+        content.headerRoom = image.headerSize;
         contents->list.push_back(std::move(content));
     }
 }

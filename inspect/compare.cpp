@@ -418,7 +418,8 @@ void compareLayers(const ComparedFile& a, const ComparedFile& b, bool areProven,
 
 /// The file without its signatures. The signature of an MCUboot image may have another length each time, so the lengths
 /// that count it are left out as well: that of its entry, of which only the type stays, and that of the block.
-QByteArray withoutSignature(const ComparedFile& file, bool& hasSignature) {
+/// In a slot of one size it leaves more room or less, which is filled with one byte, if `isInSlot`.
+QByteArray withoutSignature(const ComparedFile& file, bool isInSlot, bool& hasSignature) {
     constexpr qint64 typeSize = 2;
     const auto isSignature = [](const Range& range) {
         return range.role == Role::tag && range.cover == Cover::signature;
@@ -435,9 +436,18 @@ QByteArray withoutSignature(const ComparedFile& file, bool& hasSignature) {
     for (const Range& range : file.description.ranges) {
         const bool isHeader = range.role == Role::header && isSound;
         const bool isOfEntry = isHeader && range.part != 0 && entries.contains(range.part);
-        if (!isSignature(range) && !(isHeader && range.cover == Cover::structure)) {
-            bytes.append(file.bytes.sliced(range.offset, isOfEntry ? std::min(typeSize, range.size) : range.size));
+        QByteArrayView kept = file.bytes.sliced(range.offset, range.size);
+        if (isSignature(range) || (isHeader && range.cover == Cover::structure)) {
+            continue;
         }
+        if (isOfEntry) {
+            kept = kept.first(std::min(typeSize, range.size));
+        } else if (range.role == Role::unused && isInSlot) {
+            const auto* const end =
+                std::find_if(kept.begin(), kept.end(), [kept](char byte) { return byte != kept.front(); });
+            kept = kept.sliced(end - kept.begin());
+        }
+        bytes.append(kept);
     }
     return bytes;
 }
@@ -533,8 +543,9 @@ std::vector<Difference> compareFiles(const ComparedFile& a, const ComparedFile& 
 SignatureComparison compareExceptSignature(const ComparedFile& a, const ComparedFile& b) {
     bool hasSignatureA = false;
     bool hasSignatureB = false;
-    const QByteArray restA = withoutSignature(a, hasSignatureA);
-    const QByteArray restB = withoutSignature(b, hasSignatureB);
+    const bool isInSlot = a.bytes.size() == b.bytes.size();
+    const QByteArray restA = withoutSignature(a, isInSlot, hasSignatureA);
+    const QByteArray restB = withoutSignature(b, isInSlot, hasSignatureB);
     if (!hasSignatureA || !hasSignatureB) {
         return SignatureComparison::noSignature;
     }

@@ -109,6 +109,13 @@ QByteArray withOwnValues(const QByteArray& source, std::uint64_t address, const 
     return bytes;
 }
 
+QByteArrayView withoutHeaderRoom(const QByteArray& source, const Content& content) {
+    const qsizetype room = content.headerRoom;
+    const bool hasRoom = room > 0 && source.size() == room + content.bytes.size() &&
+                         std::all_of(source.begin(), source.begin() + room, [](char byte) { return byte == 0; });
+    return QByteArrayView(source).sliced(hasRoom ? room : 0);
+}
+
 void proveFirmware(const Sources& sources, const std::vector<const Content*>& found, Description& description) {
     const bool isPlaced = found.empty() || found.front()->hasAddress;
     const std::uint64_t start = isPlaced ? 0 : startOf(sources.firmware);
@@ -119,11 +126,15 @@ void proveFirmware(const Sources& sources, const std::vector<const Content*>& fo
     std::vector<PlacedBytes> given;
     QByteArrayList changed;
     for (const SourcePiece& piece : sources.firmware) {
-        const bool hasOwnValue = found.size() == 1 && found.front()->ownSize > 0;
-        if (hasOwnValue) {
-            changed << withOwnValues(piece.bytes, piece.address - start, *found.front());
+        const std::uint64_t address = piece.address - start;
+        if (isPlaced) {
+            given.push_back({address, piece.bytes});
+        } else if (found.front()->ownSize > 0) {
+            changed << withOwnValues(piece.bytes, address, *found.front());
+            given.push_back({address, changed.constLast()});
+        } else {
+            given.push_back({address, withoutHeaderRoom(piece.bytes, *found.front())});
         }
-        given.push_back({piece.address - start, hasOwnValue ? QByteArrayView(changed.constLast()) : piece.bytes});
     }
     const std::size_t before = description.differences.size();
     addByteDifferences("firmware", 0, compareBytes(std::move(inImage), std::move(given)), {"image", "source"},
@@ -144,7 +155,7 @@ std::vector<PlacedBytes> asPlaced(const QByteArray& source, const Content& conte
                           source.mid(at, end - at) == QByteArray(end - at, '\0') &&
                           content.bytes.mid(at, end - at) == address;
     if (!isPlaced) {
-        return {{0, source}};
+        return {{0, withoutHeaderRoom(source, content)}};
     }
     return {{0, QByteArrayView(source).first(at)},
             {at, QByteArrayView(content.bytes).sliced(at, end - at)},

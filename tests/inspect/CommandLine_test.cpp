@@ -83,7 +83,25 @@ void makeFiles(const TempFolder& folder) {
     update.signer = KitKind::ed25519;
     folder.write("signed.kdu", kitMake(update));
     folder.write("kdu.pem", kitKeyOf(KitKind::ed25519).publicPem);
+    folder.write("header-and-code", QByteArray(32, '\0') + update.code);
+    // Signatures by ECDSA: until one has another length, which moves the fill of the slot.
+    update.signer = KitKind::p256;
+    const auto inSlot = [](QByteArray bytes) { return bytes.leftJustified(400, '\xff') + "trailer"; };
+    const QByteArray first = kitMake(update);
+    QByteArray second = first;
+    while (second.size() == first.size()) {
+        second = kitMake(update);
+    }
+    folder.write("short.kdu", first);
+    folder.write("long.kdu", second);
+    folder.write("first.kdu", inSlot(first));
+    folder.write("second.kdu", inSlot(second));
+    folder.write("longer.kdu", inSlot(second) + '\xff');
+    update.code[3] = 'x';
+    folder.write("changed.kdu", inSlot(kitMake(update)));
+    folder.write("p256.pem", kitKeyOf(KitKind::p256).publicPem);
     folder.write("memory.bin", QByteArray::fromHex("9266f8a57cb701645ada93b0edb2895a927d05c7e6c773678f5c4e3d158ce22d"));
+    folder.write("memory-other.bin", QByteArray(32, 'm'));
     folder.write("memory-app.bin",
                  QByteArray::fromHex("000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f"));
     folder.write("other-signed.bin", kitSign("image", 5).image);
@@ -172,6 +190,15 @@ TEST(InspectCommandLine, EndsAsItsRowSays) {
         {"diff --key key.bin --payload u.segment --payload-b v.segment u.tbuh v.tbuh", 1, "", "different"},
         {"diff --key key.bin a.tbi tag.tbi", 1, "", "different"},
         {"diff a.tbi tag.tbi", 1, "", "different"},
+        {"diff --except-signature first.kdu second.kdu", 0, "", "no difference"},
+        {"diff --except-signature first.kdu longer.kdu", 1, "", "different"},
+        {"diff --except-signature first.kdu changed.kdu", 1, "", "different"},
+        {"diff --public p256.pem first.kdu changed.kdu", 1, "", "different"},
+        {"diff --public p256.pem --except-signature first.kdu longer.kdu", 1, "", "different"},
+        {"diff --public wireless.pem wireless-signed.bin wireless-signed.bin", 0, "", "no difference"},
+        {"diff --key key.bin --address 9000ABE0 --mode 0 memory.bin memory-other.bin", 1, "", "different"},
+        {"diff --public p256.pem short.kdu long.kdu", 0, "", "no difference"},
+        {"diff short.kdu long.kdu", 1, "", "different"},
         {"diff --public kdu.pem --except-signature signed.kdu free.kdu", 2, "not both files have a signature", ""},
         {"diff --except-signature a.tbi b.tbi", 2, "not both files have a signature", ""},
         {"diff --except-signature signed.bin other-signed.bin", 0, "", "no difference"},
@@ -209,6 +236,9 @@ TEST(InspectCommandLine, EndsAsItsRowSays) {
          "proven by comparison and signature and digest: 224 of 228 bytes of signed.kdu; nothing covers bytes 124 to "
          "127"},
         {"verify --public kdu.pem --firmware code@0 signed.kdu", 0, "",
+         "proven by comparison and signature and digest: 224 of 228 bytes of signed.kdu; nothing covers bytes 124 to "
+         "127"},
+        {"verify --public kdu.pem --firmware header-and-code@0 signed.kdu", 0, "",
          "proven by comparison and signature and digest: 224 of 228 bytes of signed.kdu; nothing covers bytes 124 to "
          "127"},
         {"verify --public kdu.pem --module image signed.kdu", 1, "", "wrong: 1 of 5 checks of signed.kdu are bad"},

@@ -92,6 +92,27 @@ TEST(InspectInstallImage, NamesTheOneRuleThatIsBroken) {
         {"wrongOrder", kitExternalImage(), [](KitImage& image) { image.areas[1].address = 0; }},
         {"wrongDescriptor", kitExternalImage(), [](KitImage& image) { image.areas[3].second[4] = 4; }},
         {"wrongDescriptor", kitExternalImage(), [](KitImage& image) { image.areas[5].second[0] = 1; }},
+        {"", kitExternalImage(),
+         [](KitImage& image) {
+             image.areas[3].second[4] = 3;
+             image.areas[3].second[8] = 7;
+             hashAnew(image);
+         }},
+        {"wrongDescriptor", kitExternalImage(),
+         [](KitImage& image) {
+             image.areas[3].second[8] = 8;
+             hashAnew(image);
+         }},
+        {"", kitExternalImage(),  // the longest identity
+         [](KitImage& image) {
+             image.areas[1].payload = QByteArray::fromHex("02000000") + QByteArray(15, 'i');
+             hashAnew(image);
+         }},
+        {"", kitExternalImage(),  // as close to a module as may be
+         [](KitImage& image) { image.areas[4].address = 0x08010040; }},
+        {"moduleTail", kitExternalImage(), [](KitImage& image) { image.areas[4].address = 0x0801003F; }},
+        {"overlap", kitInstallImage(), [](KitImage& image) { image.areas[1].address = 0x08000000; }},
+        {"", kitInstallImage(), [](KitImage& image) { image.areas[1].address = 0x08000030; }},
         {"digest", kitInstallImage(), [](KitImage& image) { image.areas[2].payload[31] ^= 1; }},
         {"regionKey", kitExternalImage(),
          [](KitImage& image) {
@@ -158,6 +179,48 @@ TEST(InspectInstallImage, NamesTheOneRuleThatIsBroken) {
     }
     EXPECT_EQ(inspectBytes(kitMake(kitInstallImage()) + "x", "a.tbi", kitKey).faults(), "bytesBehindEnd");
     EXPECT_EQ(inspectBytes(kitMake(kitInstallImage()), "a.tbi", QByteArray(16, 'k')).faults(), "tag");
+}
+
+TEST(InspectInstallImage, AreasHaveTheirLeastSizeAndTheirPlace) {
+    struct Row {
+        char letter;
+        int least;
+        const char* faults;  // of one byte less
+        bool isAtZero;
+    };
+    for (const Row& row : {Row{'S', 1, "empty", true}, Row{'O', 12, "payloadForm tooSmall", false},
+                           Row{'K', 4, "tooSmall", true}, Row{'R', 4, "tooSmall", true}, Row{'F', 1, "empty", false}}) {
+        const auto faultsOf = [&row](int size, std::uint32_t address) {
+            KitImage image = kitInstallImage();
+            image.areas.insert(image.areas.begin(), {row.letter, address, QByteArray(size, '\0'), {}, {}, {}, {}, {}});
+            hashAnew(image);
+            return inspectBytes(kitMake(image), "a.tbi", kitKey).faults();
+        };
+        EXPECT_EQ(faultsOf(row.least, 0), "") << row.letter;
+        EXPECT_EQ(faultsOf(row.least - 1, 0), row.faults) << row.letter;
+        if (row.letter != 'O') {  // its block holds the address
+            EXPECT_EQ(faultsOf(row.least, 4), row.isAtZero ? "wrongValue" : "") << row.letter;
+        }
+    }
+}
+
+// A module beside firmware is as it should be; over it, it is noted, and no error.
+TEST(InspectInstallImage, NotesModulesOverFirmware) {
+    struct Row {
+        std::uint32_t firmware;
+        int size;
+        bool isNoted;
+    };
+    for (const Row& row :
+         {Row{0x0800FFF0, 16, false}, Row{0x0800FFF0, 17, true}, Row{0x08010010, 4, true}, Row{0x08010040, 4, false}}) {
+        KitImage image = kitInstallImage();
+        image.areas[0] = {'M', 0x08010000, QByteArray(64, 'm'), {}, {}, {}, {}, {}};
+        image.areas[1] = {'F', row.firmware, QByteArray(row.size, 'f'), {}, {}, {}, {}, {}};
+        hashAnew(image);
+        const Inspection inspection = inspectBytes(kitMake(image), "a.tbi", kitKey);
+        EXPECT_EQ(inspection.faults(), "");
+        EXPECT_EQ(inspection.description.findings.size(), row.isNoted ? 1U : 0U) << row.firmware;
+    }
 }
 
 // No key is needed to see that two images share an IV; one image in two files shares nothing but itself.

@@ -3,6 +3,9 @@
 
 #include "files/byteWriter.h"
 
+#include <algorithm>
+#include <iterator>
+
 // Formats that encrypt nothing: backup and secrets images, provisioning and password files.
 
 namespace {
@@ -124,6 +127,10 @@ TEST(InspectPlainFormats, BrokenRulesAreNamed) {
         {"backupImage", words({0x12, 0, 4}) + "data", "?tag unaligned"},
         {"backupImage", words({0x10, 0, 3}) + "dat", "?tag unaligned"},
         {"backupImage", words({0x10, 2U << 19, 15}) + secret.first(15), "?tag noRoomForNonce"},
+        {"backupImage", words({0x10, 2U << 19, 16}) + secret, "?tag"},
+        {"backupImage", words({0xFFFFFFF0, 0, 16}) + secret, "?tag"},
+        {"backupImage", QByteArray(12 * 65535, '\0'), "?tag"},
+        {"secretsRecords", words({364, 16}) + secret, "?tag"},
         {"backupImage", words({0x10, 0, 32}) + secret + secret + words({0x20, 1U << 19, 32}) + secret + secret,
          "?tag overlap"},
         {"backupImage", words({0xFFFFFFF0, 0, 20}) + secret + "last", "?tag addressWraps"},
@@ -148,6 +155,26 @@ TEST(InspectPlainFormats, BrokenRulesAreNamed) {
         given.as = row.as;
         given.isPrinted = row.bytes.size() < 10000;
         EXPECT_EQ(inspectGiven(given).faults(), row.faults);
+    }
+}
+
+// The words at which a record may start, by number.
+TEST(InspectPlainFormats, SecretsRecordsStartWhereTheDeviceHasRoom) {
+    constexpr std::uint32_t runs[][2] = {{12, 12},   {17, 19},   {22, 22},   {144, 144},
+                                         {152, 152}, {176, 254}, {256, 256}, {260, 367}};
+    for (std::uint32_t otp = 0; otp < 400; ++otp) {
+        const bool isKnown = std::any_of(std::begin(runs), std::end(runs), [otp](const std::uint32_t(&run)[2]) {
+            return otp >= run[0] && otp <= run[1];
+        });
+        Given given;
+        given.bytes = words({otp, 4}) + "word";
+        given.as = "secretsRecords";
+        given.isPrinted = false;
+        const bool isBeyond = otp > 367;
+        EXPECT_EQ(inspectGiven(given).faults(), isBeyond  ? "?tag beyondLastIndex unknownIndex"
+                                                : isKnown ? "?tag"
+                                                          : "?tag unknownIndex")
+            << otp;
     }
 }
 

@@ -258,6 +258,13 @@ KitImage provisioning(void (*change)(KitImage& image)) {
     return image;
 }
 
+// A signed image with another r (at 64 from its end) or s (at 32).
+Given scalar(qsizetype fromEnd, const char* value) {
+    Given made = signedImage("image", 5);
+    made.bytes.replace(made.bytes.size() - fromEnd, 32, QByteArray::fromHex(value));
+    return made;
+}
+
 TEST(InspectFormats, NameTheOneRuleThatIsBroken) {
     const KitPair pair = kitUpdate(QByteArray(33, 'u'), 2);
     Given longSegment = update(pair);
@@ -316,11 +323,10 @@ TEST(InspectFormats, NameTheOneRuleThatIsBroken) {
              row.as = "signedImage";
              return row;
          }()},
-        {"outOfRange signature", [] {
-             Given row = signedImage("image", 5);
-             row.bytes.replace(row.bytes.size() - 32, 32, QByteArray(32, '\xff'));
-             return row;
-         }()},
+        {"outOfRange signature", scalar(32, "FFFFFFFF00000000FFFFFFFFFFFFFFFFBCE6FAADA7179E84F3B9CAC2FC632551")},
+        {"signature", scalar(32, "FFFFFFFF00000000FFFFFFFFFFFFFFFFBCE6FAADA7179E84F3B9CAC2FC632550")},
+        {"outOfRange signature", scalar(64, "0000000000000000000000000000000000000000000000000000000000000000")},
+        {"empty", signedImage("image", 0)},
         {"beyondEnd", [] {
              const KitSigned made = kitSign("image", 6);
              Given row = given("a.bin", made.image);

@@ -161,6 +161,7 @@ void SecretEditor::makeItemFields(QFormLayout& form) {
 void SecretEditor::makeDataFields(QFormLayout& form) {
     kind_->setObjectName(QStringLiteral("kind"));
     content_->setObjectName(QStringLiteral("content"));
+    content_->setAccessibleName(tr("Content"));
     browse_->setObjectName(QStringLiteral("browse"));
     dataVerdict_->setObjectName(QStringLiteral("dataVerdict"));
     showData_->setObjectName(QStringLiteral("showData"));
@@ -226,6 +227,7 @@ QWidget* SecretEditor::makeProtectionFields(int labels) {
     grid->setColumnStretch(3, 1);
 
     nonce_->setObjectName(QStringLiteral("nonce"));
+    nonce_->setAccessibleName(tr("Nonce"));
     browseNonce_->setObjectName(QStringLiteral("browseNonce"));
     browseNonce_->setAccessibleName(tr("Browse for the nonce"));
     browse_->setAccessibleName(tr("Browse for the content"));

@@ -120,6 +120,7 @@ QWidget* SecretsPage::makeTable() {
     for (int column = 0; column < model_->columnCount(); ++column) {
         table_->setColumnWidth(column, digit * widths[column]);
     }
+    table_->horizontalHeader()->setMinimumSectionSize(digit * 10);
     table_->horizontalHeader()->setSectionResizeMode(3, QHeaderView::Stretch);
     empty_->setForegroundRole(QPalette::PlaceholderText);
     empty_->setAlignment(Qt::AlignCenter);

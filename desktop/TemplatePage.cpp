@@ -6,6 +6,7 @@
 #include "desktop/RunSplitter.h"
 #include "desktop/ToneLabel.h"
 #include "desktop/jobTable.h"
+#include "desktop/tabOrder.h"
 #include "display/MessageCollector.h"
 #include "files/outputFile.h"
 
@@ -241,6 +242,7 @@ void TemplatePage::showForm() {
     view_ = new FormView(fields, context_);
     view_->setFolder(form_->folder());
     place_->addWidget(view_);
+    setTabOrderOfParts(*view_, *panel_);
     // Told again, each says at once how wide it is.
     for (const FormField& field : std::as_const(fields)) {
         view_->setValues(field.id, field.initial);

@@ -1,9 +1,12 @@
 #include "tests/desktop/DesktopKit.h"
+#include "tests/desktop/scenes.h"
+#include "tests/desktop/textRoom.h"
 
 #include "desktop/pageTable.h"
 
 #include <QAbstractButton>
 #include <QAccessible>
+#include <QDir>
 #include <QFileDialog>
 #include <QLabel>
 #include <QLineEdit>
@@ -70,6 +73,10 @@ TEST(MainWindow, EveryTextColourCanBeReadOnItsGround) {
 QString mnemonicOf(const QString& text) {
     const QKeySequence keys = QKeySequence::mnemonic(text);
     return keys.toString();
+}
+
+QString nameOf(const QWidget* widget) {
+    return QLatin1String(widget->metaObject()->className()) + u' ' + widget->objectName();
 }
 
 /// What is wrong with a page for somebody who can't use the mouse, or sees only what fits.
@@ -147,12 +154,55 @@ TEST(MainWindow, FindsPagesByTheWordsOfANewcomer) {
     }
 }
 
-TEST(MainWindow, EveryPageCanBeUsedByKeyboardAndFits) {
-    for (const PageRow& row : pageTable()) {
-        DesktopKit kit;
-        kit.show(row.id);
-        EXPECT_EQ(faultsOf(*kit.window).join(u'\n').toStdString(), "") << "on the page " << row.id;
+/// What is wrong with the order in which Tab goes through the window: it may go down or to the right, never back.
+QStringList faultsOfOrder(const MainWindow& window) {
+    QStringList faults;
+    const auto placeOf = [&window](const QWidget* part) { return QRect(part->mapTo(&window, QPoint()), part->size()); };
+    const QWidget* const first = QApplication::focusWidget();
+    const QWidget* from = first;
+    for (int steps = 0; steps < 200; ++steps) {
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+        QCoreApplication::processEvents();
+        const QWidget* const to = QApplication::focusWidget();
+        if (to == first || to == nullptr) {
+            return faults;
+        }
+        const QRect a = placeOf(from);
+        const QRect b = placeOf(to);
+        const bool isUp = b.bottom() < a.top() && b.left() < a.right();
+        const bool isBack = b.top() <= a.bottom() && b.bottom() >= a.top() && b.right() < a.left();
+        if (isUp || isBack) {
+            faults.append(nameOf(from) + QStringLiteral(" is followed by ") + nameOf(to));
+        }
+        from = to;
     }
+    faults.append(QStringLiteral("Tab never comes back to ") + nameOf(first));
+    return faults;
+}
+
+TEST(MainWindow, EveryPageCanBeUsedByKeyboardAndShowsItsTexts) {
+    const QByteArray path = qgetenv("PATH");
+    const QString folder = QDir::currentPath();
+    QList<Scene> shown = scenes();
+    for (const PageRow& row : pageTable()) {
+        shown.append({row.id, "empty", [](DesktopKit& /*kit*/) {}});
+    }
+    for (const Scene& scene : shown) {
+        const std::string where = std::string("\non the page ") + scene.page + ", " + scene.name;
+        DesktopKit kit;
+        play(scene, kit);
+        QTest::qWait(50);  // for layouts that follow others
+        EXPECT_EQ(faultsOf(*kit.window).join(u'\n').toStdString(), "") << where;
+        EXPECT_EQ(textsWithoutRoom(*kit.window).join(u'\n').toStdString(), "") << where;
+        kit.window->resize(1024, 600);
+        QTest::qWait(50);
+        EXPECT_EQ(textsWithoutRoom(*kit.window).join(u'\n').toStdString(), "") << where << " on a small screen";
+        kit.window->resize(1280, 800);
+        QTest::keyClick(kit.window.get(), Qt::Key_K, Qt::ControlModifier);
+        EXPECT_EQ(faultsOfOrder(*kit.window).join(u'\n').toStdString(), "") << where;
+        qputenv("PATH", path);
+    }
+    QDir::setCurrent(folder);
 }
 
 TEST(Dialogs, AskBeforeAnEndingReplacesAndNoteNoFolderOfKeys) {

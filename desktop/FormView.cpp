@@ -4,6 +4,7 @@
 #include "desktop/FieldLabel.h"
 #include "desktop/VerdictLine.h"
 #include "desktop/fieldVerdict.h"
+#include "desktop/plainTip.h"
 #include "desktop/theme.h"
 
 #include <QGridLayout>
@@ -63,9 +64,10 @@ QString resetText(const FormField& field) {
                : FormView::tr("Set Back to “%1”").arg(initial.left(mostOfReset).replace(u'&', QLatin1String("&&")));
 }
 
-/// Texts of other files are plain, and a plain tip would be one endless line.
-QString shownTip(const QString& tip) {
-    return tip.isEmpty() ? QString() : Qt::convertFromPlainText(tip.trimmed());
+/// The help of a field for one of its widgets. The words of a template are plain, even if they look like HTML.
+void setHelp(QWidget& widget, const QString& tip) {
+    setPlainTip(widget, tip);
+    widget.setWhatsThis(Qt::mightBeRichText(tip) ? plainTip(tip) : tip);
 }
 
 }  // namespace
@@ -158,15 +160,12 @@ void FormView::Inside::addRow(QGridLayout& grid, Row& row, PageContext& context)
     row.edit = makeFieldEdit(field, context, nullptr);
     row.line = new VerdictLine(!showsItself || field.check);
     row.line->setObjectName(field.id + QLatin1String("Verdict"));
-    const QString tip = shownTip(field.tip);
-    row.edit->setToolTip(tip);
-    row.edit->setWhatsThis(tip);
+    setHelp(*row.edit, field.tip);
     if (!showsItself) {
         row.label = new FieldLabel(field.label);
         row.label->setBuddy(row.edit->first());
         row.label->standBeside(row.edit->first());
-        row.label->setToolTip(tip);
-        row.label->setWhatsThis(tip);
+        setHelp(*row.label, field.tip);
         grid.addWidget(row.label, at, labelColumn, Qt::AlignRight | Qt::AlignTop);
     }
     grid.addWidget(row.edit, at, fieldColumn);
@@ -305,7 +304,7 @@ void FormView::Inside::mark(Row& row) {
         const QString before =
             initial.isEmpty() ? tr("Changed. It was empty.") : tr("Changed. It was “%1”.").arg(initial);
         row.label->setChanged(isChanged);
-        row.label->setToolTip(shownTip(isChanged ? before + u'\n' + row.field.tip : row.field.tip));
+        setPlainTip(*row.label, isChanged ? before + u'\n' + row.field.tip : row.field.tip);
     }
 }
 

@@ -3,6 +3,7 @@
 #include "desktop/Dialogs.h"
 #include "desktop/PageList.h"
 #include "desktop/Settings.h"
+#include "desktop/plainTip.h"
 
 #include <QActionGroup>
 #include <QApplication>
@@ -14,7 +15,6 @@
 #include <QPushButton>
 #include <QSplitter>
 #include <QStackedWidget>
-#include <QTextDocument>
 #include <QUndoGroup>
 #include <QUndoStack>
 #include <QVBoxLayout>
@@ -209,7 +209,7 @@ void MainWindow::refresh() {
     openButton_->setVisible(hasFiles);
     openButton_->setEnabled(openAction_->isEnabled());
     saveButton_->setText(tr("Save"));
-    saveButton_->setToolTip(Qt::convertFromPlainText(tr("Saves “%1”.").arg(name)));
+    setPlainTip(*saveButton_, tr("Saves “%1”.").arg(name));
     saveButton_->setVisible(!name.isEmpty());
 }
 

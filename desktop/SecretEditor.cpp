@@ -4,6 +4,7 @@
 #include "desktop/PathField.h"
 #include "desktop/VerdictLine.h"
 #include "desktop/counted.h"
+#include "desktop/plainTip.h"
 #include "desktop/theme.h"
 
 #include "files/wipe.h"
@@ -18,7 +19,6 @@
 #include <QMimeData>
 #include <QPushButton>
 #include <QSpinBox>
-#include <QTextDocument>
 
 #include <algorithm>
 
@@ -313,7 +313,7 @@ void SecretEditor::setFuses(const DeviceFuses& fuses) {
     fuse_->addItem(tr("Other words"));
     for (const FuseWords& words : fuses_.words) {
         fuse_->addItem(tr("%1  %2").arg(wordRange(words.index, words.end()), words.name));
-        fuse_->setItemData(fuse_->count() - 1, Qt::convertFromPlainText(words.description), Qt::ToolTipRole);
+        fuse_->setItemData(fuse_->count() - 1, plainTip(words.description), Qt::ToolTipRole);
     }
     for (std::size_t i = 0; i < protection_.size(); ++i) {
         QString tip;
@@ -322,7 +322,7 @@ void SecretEditor::setFuses(const DeviceFuses& fuses) {
                 tip = field.description;
             }
         }
-        protection_[i].values->setToolTip(tip.isEmpty() ? tip : Qt::convertFromPlainText(tip));
+        setPlainTip(*protection_[i].values, tip);
     }
 }
 

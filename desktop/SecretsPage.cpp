@@ -10,6 +10,7 @@
 #include "desktop/Settings.h"
 #include "desktop/counted.h"
 
+#include "desktop/plainTip.h"
 #include "images/imageLayout.h"
 
 #include <QComboBox>
@@ -24,7 +25,6 @@
 #include <QShortcut>
 #include <QSplitter>
 #include <QTableView>
-#include <QTextDocument>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -254,7 +254,7 @@ void SecretsPage::takeDevices(const DeviceSearch& search) {
             deviceBox_->setCurrentIndex(deviceBox_->count() - 1);
         }
     }
-    deviceBox_->setToolTip(Qt::convertFromPlainText(search.remarks.join(u'\n')));
+    setPlainTip(*deviceBox_, search.remarks.join(u'\n'));
     showDevice();
 }
 

@@ -16,6 +16,7 @@
 #include <QScrollBar>
 #include <QSettings>
 #include <QTest>
+#include <QTextDocument>
 #include <QTimer>
 
 #include <gtest/gtest.h>
@@ -114,6 +115,17 @@ QStringList faultsOf(const MainWindow& window) {
         if ((widget->focusPolicy() & Qt::TabFocus) != 0 && widget->isEnabled() && widget->focusProxy() == nullptr &&
             (spoken == nullptr || spoken->text(QAccessible::Name).isEmpty())) {
             faults.append(what + QStringLiteral(" has no spoken name"));
+        }
+        for (const QAccessible::Text kind : {QAccessible::Description, QAccessible::Help}) {
+            if (spoken != nullptr && Qt::mightBeRichText(spoken->text(kind))) {
+                faults.append(what + QStringLiteral(" has HTML in its spoken text"));
+            }
+        }
+        const bool isPicture = widget->inherits("ByteView") || widget->inherits("MemoryMap") ||
+                               widget->inherits("OtpMapView") || widget->inherits("BitView");
+        if (isPicture && (spoken == nullptr || spoken->role() == QAccessible::Client ||
+                          spoken->text(QAccessible::Description).isEmpty())) {
+            faults.append(what + QStringLiteral(" doesn't say what it is and what it shows"));
         }
         const auto* area = qobject_cast<QScrollArea*>(widget);
         if (area != nullptr && area->horizontalScrollBar()->maximum() > 0) {

@@ -47,7 +47,7 @@ struct Row {
 };
 
 bool isOpen(const Verdict& verdict) {
-    return verdict.kind != Verdict::Kind::good;
+    return verdict.kind == Verdict::Kind::missing || verdict.kind == Verdict::Kind::fault;
 }
 
 /// What the context menu calls setting a field back to its initial value.
@@ -242,6 +242,10 @@ Verdict FormView::Inside::judge(Row& row) {
     }
     return row.said && !isOpen(verdict) ? *row.said : verdict;
 }
+        if (verdict.kind == Verdict::Kind::missing && verdict.text.isEmpty()) {
+            verdict = missingVerdict(row.field.kind);
+        }
+        verdict = withAccess(verdict, row.field, values, folder_);
 
 void FormView::Inside::tell(Row& row, const Verdict& verdict) {
     row.isTold = true;

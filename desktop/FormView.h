@@ -32,8 +32,9 @@ struct FormField {
     QList<FieldChoice> choices;
     QString besideLabel;
     PathRole role = PathRole::document;
-    QString filter;                                           ///< of the file dialog
-    QString placeholder;                                      ///< an example of a good value
+    bool secret = false;  ///< only its owner should be able to read the file; private keys in PEM always count as such
+    QString filter;       ///< of the file dialog
+    QString placeholder;  ///< an example of a good value
     std::function<Verdict(const QStringList& values)> check;  ///< may be empty
     bool judgesEmpty = false;                                 ///< its check is asked about nothing too
 };

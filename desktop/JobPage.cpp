@@ -59,6 +59,7 @@ FormField fieldOf(const FieldRow& row, const JobRow& job) {
     field.filter = text(row.filter);
     field.placeholder = QLatin1String(row.placeholder);
     field.judgesEmpty = row.checksEmpty;
+    field.secret = row.secret;
     return field;
 }
 

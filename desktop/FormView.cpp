@@ -7,6 +7,7 @@
 #include "desktop/plainTip.h"
 #include "desktop/theme.h"
 
+#include <QApplication>
 #include <QGridLayout>
 #include <QLineEdit>
 #include <QMenu>
@@ -184,7 +185,10 @@ void FormView::Inside::connectRow(Row& row) {
     });
     connect(row.edit, &FieldEdit::settled, &form_, [this, kept] { noteLeave(*kept); });
     connect(row.edit, &FieldEdit::left, &form_, [this, kept] { noteLeave(*kept); });
-    connect(row.edit, &FieldEdit::entered, &form_, [this, kept] { bringIntoView(*kept); });
+    connect(row.edit, &FieldEdit::entered, &form_, [this, kept] {
+        bringIntoView(*kept);
+        emit form_.entered(kept->field.id);
+    });
     connect(row.edit, &FieldEdit::menuAsked, &form_,
             [this, kept](QWidget* part, QPoint at) { showMenu(*kept, part, at); });
 }
@@ -238,14 +242,14 @@ Verdict FormView::Inside::judge(Row& row) {
                 verdict = special;
             }
         }
-        row.judged = Judged{values, stamps, verdict};
-    }
-    return row.said && !isOpen(verdict) ? *row.said : verdict;
-}
         if (verdict.kind == Verdict::Kind::missing && verdict.text.isEmpty()) {
             verdict = missingVerdict(row.field.kind);
         }
         verdict = withAccess(verdict, row.field, values, folder_);
+        row.judged = Judged{values, stamps, verdict};
+    }
+    return row.said && !isOpen(verdict) ? *row.said : verdict;
+}
 
 void FormView::Inside::tell(Row& row, const Verdict& verdict) {
     row.isTold = true;
@@ -377,6 +381,16 @@ void FormView::setValues(const QString& id, const QStringList& values) {
     row->isTouched = false;
     inside_->mark(*row);
     inside_->judgeAndTell(*row);
+}
+
+void FormView::bringIntoView(const QString& id) {
+    const Row* row = inside_->find(id);
+    if (row != nullptr && row->isShown) {
+        if (!row->edit->isAncestorOf(QApplication::focusWidget())) {
+            row->edit->first()->setFocus(Qt::OtherFocusReason);
+        }
+        inside_->bringIntoView(*row);
+    }
 }
 
 void FormView::keepValues() {

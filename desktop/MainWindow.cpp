@@ -222,6 +222,9 @@ void MainWindow::open() {
 }
 
 bool MainWindow::openFile(const QString& path, const QString& kind) {
+    if (page_ != nullptr) {
+        (void)showPage(page_->pageOf(path));  // what is on this one stays
+    }
     return page_ != nullptr && !page_->isBusy() && page_->mayLose(context_.dialogs) && page_->openFileAs(path, kind);
 }
 

@@ -40,6 +40,11 @@ bool Page::isBusy() const {
     return false;
 }
 
+QString Page::pageOf(const QString& path) const {
+    Q_UNUSED(path)
+    return {};
+}
+
 bool Page::openFile(const QString& path) {
     Q_UNUSED(path)
     return false;

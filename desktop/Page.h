@@ -36,6 +36,8 @@ class Page : public QWidget {
     /// Whether something runs.
     [[nodiscard]] virtual bool isBusy() const;
 
+    /// The page that the file at `path` is for, if that is another one than this; empty otherwise.
+    [[nodiscard]] virtual QString pageOf(const QString& path) const;
     /// Opens the document at `path` in place of the one that is shown; what may get lost was asked about before. False
     /// after a fault, which the page has told, and which leaves the shown document as it was.
     [[nodiscard]] virtual bool openFile(const QString& path);

@@ -12,6 +12,7 @@
 #include <QLineEdit>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QProcess>
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QSettings>
@@ -215,6 +216,32 @@ TEST(MainWindow, EveryPageCanBeUsedByKeyboardAndShowsItsTexts) {
         qputenv("PATH", path);
     }
     QDir::setCurrent(folder);
+}
+
+TEST(Program, ReportsWrongOptionsWithoutADisplay) {
+    const struct {
+        QStringList arguments;
+        const char* says;
+    } rows[] = {
+        {{QStringLiteral("--pagee"), QStringLiteral("sign")}, "Unknown option 'pagee'.\n"},
+        {{QStringLiteral("--page"), QStringLiteral("sings")}, "There is no page \"sings\".\n"},
+        {{QStringLiteral("--theme=blue"), QStringLiteral("-platform"), QStringLiteral("xcb")},
+         "The look is system, light or dark, not \"blue\".\n"},
+        {{QStringLiteral("--theme")}, "Missing value after '--theme'.\n"},
+    };
+    for (const auto& row : rows) {
+        QProcess program;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        for (const char* const name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) {
+            environment.remove(QLatin1String(name));
+        }
+        program.setProcessEnvironment(environment);
+        program.start(QStringLiteral(QVORA_PROGRAM), row.arguments);
+        ASSERT_TRUE(program.waitForFinished());
+        EXPECT_EQ(program.exitStatus(), QProcess::NormalExit) << row.says;
+        EXPECT_EQ(program.exitCode(), 2) << row.says;
+        EXPECT_EQ(program.readAllStandardError().toStdString(), row.says);
+    }
 }
 
 TEST(Dialogs, AskBeforeAnEndingReplacesAndNoteNoFolderOfKeys) {

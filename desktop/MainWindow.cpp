@@ -1,5 +1,6 @@
 #include "desktop/MainWindow.h"
 
+#include "Preparation/primitives/opensslObjects.h"
 #include "desktop/Dialogs.h"
 #include "desktop/PageList.h"
 #include "desktop/Settings.h"
@@ -53,6 +54,7 @@ MainWindow::MainWindow(PageContext& context, QWidget* parent)
       openButton_(new QPushButton),
       saveButton_(new QPushButton),
       undo_(new QUndoGroup(this)) {
+    wipeFreedOpensslMemory();  // before any page reads a key
     auto* left = new Panel;
     auto* leftLayout = new QVBoxLayout(left);
     leftLayout->setContentsMargins({});

@@ -149,7 +149,10 @@ TemplatePage::TemplatePage(PageContext& context, QWidget* parent)
     layout->addLayout(place_, 1);
     stack_->addWidget(new RunSplitter(editor, panel_));
 
-    connect(undo_, &QUndoStack::indexChanged, this, &TemplatePage::refresh);
+    connect(undo_, &QUndoStack::indexChanged, this, [this] {
+        panel_->forgetEnd();
+        refresh();
+    });
     connect(panel_, &RunPanel::runRequested, this, &TemplatePage::run);
     connect(panel_, &RunPanel::runningChanged, this, &Page::stateChanged);
     connect(panel_, &RunPanel::finished, this, &TemplatePage::finish);

@@ -92,8 +92,12 @@ TEST(TemplatePage, RunsTheLineThatItShows) {
     EXPECT_EQ(made.mid(44 + 4, 4), QByteArray::fromHex("00000200")) << "the size that was typed";
     EXPECT_FALSE(page->isModified());
 
+    const auto* status = kit.find<QLabel>("missing");
+    EXPECT_TRUE(status->text().startsWith(QStringLiteral("Ended with status 0")) && kit.find("inspect")->isVisible());
     // The tool wrote all values that it used into the template, so the page must not take that for another's change.
     kit.type("parameter Firmware area size", QStringLiteral("0x20000"));
+    EXPECT_EQ(status->text(), QStringLiteral("Ready")) << "the end of a run with other values isn't shown any more";
+    EXPECT_FALSE(page->findChild<QWidget*>(QStringLiteral("inspect"))->isVisible());
     EXPECT_TRUE(page->save());
     ASSERT_TRUE(QFile::remove(kit.folder.path("provisioning.obk")));
     const QString line = kit.find<QPlainTextEdit>("commandLine")->toPlainText();

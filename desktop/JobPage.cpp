@@ -41,7 +41,9 @@ class HintLine : public QLabel {
     }
 };
 
-FormField fieldOf(const FieldRow& row, const JobRow& job) {
+}  // namespace
+
+FormField formFieldOf(const FieldRow& row, const JobRow& job) {
     FormField field;
     field.id = QLatin1String(row.id);
     field.group = text(row.group);
@@ -62,13 +64,11 @@ FormField fieldOf(const FieldRow& row, const JobRow& job) {
     return field;
 }
 
-}  // namespace
-
 JobPage::JobPage(const JobRow& job, PageContext& context, QWidget* parent)
     : Page(parent), job_(job), context_(context), hint_(new HintLine), panel_(new RunPanel(context)) {
     QList<FormField> fields;
     for (const FieldRow* const row : fieldsOf(job)) {
-        FormField field = fieldOf(*row, job);
+        FormField field = formFieldOf(*row, job);
         field.check = [this, row](const QStringList& /*own*/) { return judgeInJob(job_, *row, form_->allValues()); };
         fields.append(field);
     }
@@ -118,7 +118,8 @@ bool JobPage::openFile(const QString& path) {
         return false;
     }
     if (job.row != &job_) {
-        emit handOver(QLatin1String(job.row->id), path);
+        const JobPlace place = placeOf(job, path);
+        emit handOver(place.page, place.file);
         return true;
     }
     setValues(job.values);

@@ -7,6 +7,7 @@
 class FormView;
 class QLabel;
 class RunPanel;
+struct FormField;
 struct PageRow;
 
 /// The page of one job: its form above, its run below. The command line follows every edit. A form that was never saved
@@ -42,6 +43,9 @@ class JobPage : public Page {
     JobValues saved_;  ///< what it holds
     FileMark mark_;
 };
+
+/// A field of a job as a form has it, but for its check.
+[[nodiscard]] FormField formFieldOf(const FieldRow& row, const JobRow& job);
 
 /// Makes the page of the job that has the row's id; for the table of pages.
 [[nodiscard]] Page* makeJobPage(const PageRow& row, PageContext& context, QWidget* parent);

@@ -178,7 +178,7 @@ Page* MainWindow::pageOf(const PageRow& row) {
         }
         connect(page, &Page::stateChanged, this, &MainWindow::refresh);
         connect(page, &Page::handOver, this, [this](const QString& id, const QString& path, const QString& kind) {
-            if (showPage(id)) {
+            if (showPage(id) && !path.isEmpty()) {
                 (void)openFile(path, kind);
             }
         });

@@ -31,11 +31,12 @@ QString pageIds() {
     return ids.join(QStringLiteral(", "));
 }
 
-/// The page of the saved job at `path`; empty if it is none.
-QString pageOfJob(const QString& path) {
+/// Where the file that the program is started with is shown: a saved job has its place, any other file no page of its
+/// own.
+JobPlace placeOfFile(const QString& path) {
     Job job;
     QString fault;
-    return readJobFile(path, job, fault) ? QString::fromLatin1(job.row->id) : QString();
+    return readJobFile(path, job, fault) ? placeOf(job, path) : JobPlace{{}, path};
 }
 
 /// What the program is started with.
@@ -135,14 +136,17 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "There is no page \"%s\".\n", qPrintable(parser.value(options.page)));
         return 2;
     }
-    const QString file = parser.positionalArguments().value(0);
-    if (!parser.isSet(options.page) && !window.showPage(pageOfJob(file)) && !window.showPage(settings.lastPage()) &&
+    JobPlace place = {{}, parser.positionalArguments().value(0)};
+    if (!parser.isSet(options.page)) {
+        place = placeOfFile(place.file);
+    }
+    if (!parser.isSet(options.page) && !window.showPage(place.page) && !window.showPage(settings.lastPage()) &&
         !pageTable().isEmpty()) {
         (void)window.showPage(QLatin1String(pageTable().first().id));
     }
     window.show();
-    if (!file.isEmpty()) {
-        (void)window.openFile(file);
+    if (!place.file.isEmpty()) {
+        (void)window.openFile(place.file);
     }
     return QApplication::exec();
 }

@@ -1,3 +1,4 @@
+#include "desktop/jobFile.h"
 #include "tests/desktop/DesktopKit.h"
 #include "tests/support/outsideTool.h"
 
@@ -84,6 +85,7 @@ TEST(TemplatePage, RunsTheLineThatItShows) {
     EXPECT_EQ(kit.dialogs.asked.size(), 1) << "cancelled: the file doesn't have the change yet";
     EXPECT_FALSE(QFile::exists(kit.folder.path("provisioning.obk")));
 
+    kit.type("log", QStringLiteral("run.log"));
     kit.dialogs.confirmations = {true};
     kit.press("run");
     ASSERT_TRUE(DesktopKit::waitFor([&] { return !page->isBusy(); }));
@@ -104,6 +106,18 @@ TEST(TemplatePage, RunsTheLineThatItShows) {
     const QString folder = QFileInfo(kit.context.toolPath).path();
     outsideTool(QStringLiteral("sh"), {QStringLiteral("-c"), QStringLiteral("PATH='%1'; ").arg(folder) + line});
     EXPECT_EQ(kit.folder.read("provisioning.obk"), made);
+    EXPECT_NE(kit.folder.read("run.log"), QByteArray());
+
+    // The fields of a saved job come back beside its template.
+    const QString job = kit.folder.write("job.json", R"({"version": 1, "job": "provisioning-file", "values": {
+        "template": "provisioning.xml", "more-templates": [{"path": "a.xml"}, {"path": "b.xml"}], "log": "b.log"}})");
+    QString printed;
+    QString fault;
+    ASSERT_TRUE(kit.window->openFile(job));
+    ASSERT_TRUE(commandLineOfJobFile(job, kit.context.toolPath, printed, fault));
+    EXPECT_EQ(kit.find<QPlainTextEdit>("commandLine")->toPlainText(), printed);
+    EXPECT_TRUE(printed.contains(QStringLiteral("b.xml' -l '"))) << printed.toStdString();
+    EXPECT_TRUE(status->text().endsWith(QStringLiteral("wrong: More templates"))) << "there are none of these names";
 }
 
 TEST(TemplatePage, SaysWhatIsWrong) {
@@ -113,7 +127,7 @@ TEST(TemplatePage, SaysWhatIsWrong) {
     ASSERT_TRUE(kit.window->openFile(path));
     const auto saysAnywhere = [&](const char* text) {
         for (const QLabel* label : kit.window->page()->findChildren<QLabel*>()) {
-            if (label->isVisible() && label->text().contains(QLatin1String(text))) {
+            if (label->isVisible() && label->text().contains(QString::fromUtf8(text))) {
                 return true;
             }
         }
@@ -129,6 +143,7 @@ TEST(TemplatePage, SaysWhatIsWrong) {
         {"parameter Firmware area size", "0x40001", "alignment constraint"},
         {"parameter Firmware area size", "0x40000", "4 bytes, 262,144"},
         {"parameter Authentication key", "./provisioning.xml", "bytes, taken as is"},
+        {"log", "provisioning.xml", "This is the file of “Template”, which the tool doesn't write over."},
         {"parameter Authentication key", "./no.pem", "no such file"},
     };
     for (const auto& row : rows) {

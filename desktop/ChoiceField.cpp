@@ -1,5 +1,7 @@
 #include "desktop/ChoiceField.h"
 
+#include "desktop/fieldFrame.h"
+
 #include <QComboBox>
 #include <QHBoxLayout>
 

@@ -7,7 +7,6 @@
 #include "desktop/TextField.h"
 
 #include <QContextMenuEvent>
-#include <QPainter>
 
 void FieldEdit::watch(QWidget* part, const QString& name) {
     part->setAccessibleName(name);
@@ -55,15 +54,6 @@ FieldEdit* makeFieldEdit(const FormField& field, PageContext& context, QWidget* 
             return new PathListField(field, context, parent);
     }
     return new TextField(field, parent);
-}
-
-void paintFieldFrame(QWidget& part, ThemeColor color, double width) {
-    constexpr double roundness = 3;  // as that of the frame below
-    QPainter painter(&part);
-    painter.setRenderHint(QPainter::Antialiasing);
-    const double half = width / 2;
-    painter.setPen(QPen(Theme::color(color), width));
-    painter.drawRoundedRect(QRectF(part.rect()).adjusted(half, half, -half, -half), roundness, roundness);
 }
 
 QString plainLabel(const QString& label) {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "desktop/FormView.h"
-#include "desktop/theme.h"
 
 /// What edits the value of one field of a form. It tells what the user does and shows what is said of the value, but
 /// judges nothing itself.
@@ -38,11 +37,6 @@ class FieldEdit : public QWidget {
 
 /// The editor for a field of its kind. Its parts are named after the field's id.
 [[nodiscard]] FieldEdit* makeFieldEdit(const FormField& field, PageContext& context, QWidget* parent);
-
-constexpr double faultFrame = 1.6;
-
-/// Paints a frame over that of a part: of a fault, or of the place where something dragged would land.
-void paintFieldFrame(QWidget& part, ThemeColor color, double width);
 
 /// A label without the mark of its mnemonic.
 [[nodiscard]] QString plainLabel(const QString& label);

@@ -1,6 +1,6 @@
 #include "desktop/FieldLine.h"
 
-#include "desktop/FieldEdit.h"
+#include "desktop/fieldFrame.h"
 
 #include <QApplication>
 #include <QEvent>

@@ -44,7 +44,9 @@ class HintLine : public QLabel {
     }
 };
 
-FormField fieldOf(const FieldRow& row, const JobRow& job) {
+}  // namespace
+
+FormField formFieldOf(const FieldRow& row, const JobRow& job) {
     FormField field;
     field.id = QLatin1String(row.id);
     field.group = text(row.group);
@@ -65,8 +67,6 @@ FormField fieldOf(const FieldRow& row, const JobRow& job) {
     field.judgesEmpty = row.checksEmpty;
     return field;
 }
-
-}  // namespace
 
 /// A change of one field.
 class JobPage::Edit : public QUndoCommand {
@@ -109,7 +109,7 @@ JobPage::JobPage(const JobRow& job, PageContext& context, QWidget* parent)
       undo_(new QUndoStack(this)) {
     QList<FormField> fields;
     for (const FieldRow* const row : fieldsOf(job)) {
-        FormField field = fieldOf(*row, job);
+        FormField field = formFieldOf(*row, job);
         field.check = [this, row](const QStringList& /*own*/) { return judgeInJob(job_, *row, form_->allValues()); };
         fields.append(field);
     }
@@ -158,10 +158,10 @@ bool JobPage::isBusy() const {
     return panel_->isRunning();
 }
 
-QString JobPage::pageOf(const QString& path) const {
+JobPlace JobPage::otherPlaceOf(const QString& path) const {
     Job job;
     QString fault;
-    return readJobFile(path, job, fault) && job.row != &job_ ? QString::fromLatin1(job.row->id) : QString();
+    return readJobFile(path, job, fault) && job.row != &job_ ? placeOf(job, path) : JobPlace();
 }
 
 bool JobPage::openFile(const QString& path) {
@@ -172,7 +172,8 @@ bool JobPage::openFile(const QString& path) {
         return false;
     }
     if (job.row != &job_) {
-        emit handOver(QLatin1String(job.row->id), path);
+        const JobPlace place = placeOf(job, path);
+        emit handOver(place.page, place.file);
         return true;
     }
     setValues(job.values);

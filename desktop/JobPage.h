@@ -7,6 +7,7 @@
 class FormView;
 class QLabel;
 class RunPanel;
+struct FormField;
 struct PageRow;
 
 /// The page of one job: its form above, its run below. The command line follows every edit, and each can be undone.
@@ -21,7 +22,7 @@ class JobPage : public Page {
     [[nodiscard]] QString fileFilter() const override;
     [[nodiscard]] bool isModified() const override;
     [[nodiscard]] bool isBusy() const override;
-    [[nodiscard]] QString pageOf(const QString& path) const override;
+    [[nodiscard]] JobPlace otherPlaceOf(const QString& path) const override;
     [[nodiscard]] bool openFile(const QString& path) override;
     [[nodiscard]] bool save() override;
     [[nodiscard]] bool saveAs() override;
@@ -50,6 +51,9 @@ class JobPage : public Page {
     JobValues saved_;  ///< what it holds, or a new form
     FileMark mark_;
 };
+
+/// A field of a job as a form has it, but for its check.
+[[nodiscard]] FormField formFieldOf(const FieldRow& row, const JobRow& job);
 
 /// Makes the page of the job that has the row's id; for the table of pages.
 [[nodiscard]] Page* makeJobPage(const PageRow& row, PageContext& context, QWidget* parent);

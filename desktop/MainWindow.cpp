@@ -1,8 +1,10 @@
 #include "desktop/MainWindow.h"
 
+#include "Preparation/primitives/opensslObjects.h"
 #include "desktop/Dialogs.h"
 #include "desktop/PageList.h"
 #include "desktop/Settings.h"
+#include "desktop/jobFile.h"
 #include "desktop/plainTip.h"
 
 #include <QActionGroup>
@@ -53,6 +55,7 @@ MainWindow::MainWindow(PageContext& context, QWidget* parent)
       openButton_(new QPushButton),
       saveButton_(new QPushButton),
       undo_(new QUndoGroup(this)) {
+    wipeFreedOpensslMemory();  // before any page reads a key
     auto* left = new Panel;
     auto* leftLayout = new QVBoxLayout(left);
     leftLayout->setContentsMargins({});
@@ -176,7 +179,7 @@ Page* MainWindow::pageOf(const PageRow& row) {
         }
         connect(page, &Page::stateChanged, this, &MainWindow::refresh);
         connect(page, &Page::handOver, this, [this](const QString& id, const QString& path, const QString& kind) {
-            if (showPage(id)) {
+            if (showPage(id) && !path.isEmpty()) {
                 (void)openFile(path, kind);
             }
         });
@@ -222,8 +225,9 @@ void MainWindow::open() {
 }
 
 bool MainWindow::openFile(const QString& path, const QString& kind) {
-    if (page_ != nullptr) {
-        (void)showPage(page_->pageOf(path));  // what is on this one stays
+    const JobPlace other = page_ == nullptr ? JobPlace() : page_->otherPlaceOf(path);
+    if (showPage(other.page)) {  // what is on the page before stays
+        return other.file.isEmpty() || openFile(other.file, kind);
     }
     return page_ != nullptr && !page_->isBusy() && page_->mayLose(context_.dialogs) && page_->openFileAs(path, kind);
 }

@@ -1,6 +1,7 @@
 #include "desktop/Page.h"
 
 #include "desktop/Dialogs.h"
+#include "desktop/jobFile.h"
 
 Page::Page(QWidget* parent) : QWidget(parent) {
 }
@@ -40,7 +41,7 @@ bool Page::isBusy() const {
     return false;
 }
 
-QString Page::pageOf(const QString& path) const {
+JobPlace Page::otherPlaceOf(const QString& path) const {
     Q_UNUSED(path)
     return {};
 }

@@ -140,6 +140,11 @@ void RunPanel::setCommand(const QStringList& arguments, const QStringList& openP
     }
 }
 
+void RunPanel::forgetEnd() {
+    inside_->showsEnd = false;
+    inside_->refresh();
+}
+
 void RunPanel::setOutputs(const QStringList& paths) {
     inside_->job.outputs = paths;
 }

@@ -19,6 +19,8 @@ class RunPanel : public QWidget {
 
     /// What Run starts and the line shows; `openPoints` names what is missing or wrong, for the text beside the button.
     void setCommand(const QStringList& arguments, const QStringList& openPoints);
+    /// Takes away how the last run ended: what it was made from has changed.
+    void forgetEnd();
     /// The files that the command makes: those that are there after a good run are offered for a look.
     void setOutputs(const QStringList& paths);
     /// The folder that the command runs in and that relative paths count from.

@@ -11,6 +11,7 @@ SecretsFooter::SecretsFooter(QWidget* parent)
     : QWidget(parent),
       collisions_(makeLine("collisions")),
       misplaced_(makeLine("misplaced")),
+      unusable_(makeLine("unusable")),
       missing_(makeLine("missing")),
       allGood_(makeLine("allGood")),
       result_(makeLine("result")),
@@ -25,7 +26,7 @@ SecretsFooter::SecretsFooter(QWidget* parent)
     auto* lines = new QVBoxLayout;
     lines->setSpacing(Theme::rowGap());
     lines->addStretch(1);
-    for (const Line& line : {collisions_, misplaced_, missing_, allGood_, result_}) {
+    for (const Line& line : {collisions_, misplaced_, unusable_, missing_, allGood_, result_}) {
         lines->addWidget(line.row);
         line.row->hide();
     }
@@ -62,9 +63,10 @@ void SecretsFooter::tell(const Line& line, StatusMark::Kind kind, const QString&
 void SecretsFooter::tellRemarks(const Remarks& remarks, bool hasItems) {
     tell(collisions_, StatusMark::Kind::bad, remarks.collisions);
     tell(misplaced_, StatusMark::Kind::bad, remarks.misplaced);
+    tell(unusable_, StatusMark::Kind::bad, remarks.unusable);
     tell(missing_, StatusMark::Kind::open, remarks.missing);
-    const bool isGood =
-        hasItems && remarks.collisions.isEmpty() && remarks.misplaced.isEmpty() && remarks.missing.isEmpty();
+    const bool isGood = hasItems && remarks.collisions.isEmpty() && remarks.misplaced.isEmpty() &&
+                        remarks.unusable.isEmpty() && remarks.missing.isEmpty();
     allGood_.text->setText(isGood ? tr("Nothing collides, and nothing is missing.") : QString());
     allGood_.row->setVisible(isGood && result_.text->text().isEmpty());
 }

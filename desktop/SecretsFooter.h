@@ -5,8 +5,8 @@
 class QLabel;
 class QPushButton;
 
-/// The lower edge of the secrets editor: what collides and what is missing, how making an image went with the next
-/// step, and the button that makes it.
+/// The lower edge of the secrets editor: what collides, can't be used or is missing, how making an image went with the
+/// next step, and the button that makes it.
 class SecretsFooter : public QWidget {
     Q_OBJECT
 
@@ -16,6 +16,7 @@ class SecretsFooter : public QWidget {
     struct Remarks {
         QString collisions;
         QString misplaced;
+        QString unusable;
         QString missing;
     };
 
@@ -44,6 +45,7 @@ class SecretsFooter : public QWidget {
 
     Line collisions_;
     Line misplaced_;
+    Line unusable_;
     Line missing_;
     Line allGood_;
     Line result_;

@@ -299,7 +299,7 @@ void SecretsPage::refresh() {
     duplicate_->setEnabled(row_ >= 0);
     up_->setEnabled(row_ > 0);
     down_->setEnabled(row_ >= 0 && row_ + 1 < items.size());
-    footer_->tellRemarks({collisionsTold(plan_), misplacedTold(plan_), missingTold(plan_, fuses, items)},
+    footer_->tellRemarks({collisionsTold(plan_), misplacedTold(plan_), unusableTold(plan_), missingTold(plan_, fuses)},
                          !items.isEmpty());
 }
 
@@ -309,21 +309,21 @@ void SecretsPage::showTable() {
     for (qsizetype i = 0; i < plan_.places.size(); ++i) {
         const SecretItem& item = document_.items().at(i);
         const OtpItem& place = plan_.places.at(i);
-        const Verdict content = plan_.sizes.at(i).data;
+        const Verdict& open = plan_.open.at(i);
         SecretRow row;
         row.name = place.name;
         row.place = wordRange(place.first, place.end());
         row.kind = kinds[static_cast<int>(secretKind(item))];
-        row.source = content.kind == Verdict::Kind::missing ? tr("to be filled in")
-                     : item.isFile || editor_->showsData()  ? shownLine(item.PathOrWord)
-                                                            : QString(8, u'•');
+        row.source = plan_.sizes.at(i).data.kind == Verdict::Kind::missing ? tr("to be filled in")
+                     : item.isFile || editor_->showsData()                 ? shownLine(item.PathOrWord)
+                                                                           : QString(8, u'•');
         row.protection =
             QStringLiteral("0x%1").arg(protectionWord(item) & secretRecord::protectionMask, 8, 16, QLatin1Char('0'));
         if (!plan_.faults.at(i).isEmpty()) {
             row.fault = plan_.faults.at(i);
             row.place += QStringLiteral(" ✕");  // not by its colour alone
-        } else if (content.kind == Verdict::Kind::fault) {
-            row.fault = content.text;
+        } else if (open.kind == Verdict::Kind::fault) {
+            row.fault = open.text;
             row.source += QStringLiteral(" ✕");
         }
         rows += row;

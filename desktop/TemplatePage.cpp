@@ -2,10 +2,12 @@
 
 #include "desktop/Dialogs.h"
 #include "desktop/FormView.h"
+#include "desktop/JobPage.h"
 #include "desktop/RunPanel.h"
 #include "desktop/RunSplitter.h"
 #include "desktop/ToneLabel.h"
-#include "desktop/jobTable.h"
+#include "desktop/commandLine.h"
+#include "desktop/jobFile.h"
 #include "desktop/tabOrder.h"
 #include "display/MessageCollector.h"
 #include "files/outputFile.h"
@@ -25,6 +27,8 @@
 #include <utility>
 
 namespace {
+
+constexpr const char* templateField = "template";  ///< of the jobs that run one
 
 /// A change of one field. Key strokes in a row are one change.
 class FieldChange : public QUndoCommand {
@@ -150,7 +154,10 @@ TemplatePage::TemplatePage(PageContext& context, QWidget* parent)
     layout->addLayout(place_, 1);
     stack_->addWidget(new RunSplitter(editor, panel_));
 
-    connect(undo_, &QUndoStack::indexChanged, this, &TemplatePage::refresh);
+    connect(undo_, &QUndoStack::indexChanged, this, [this] {
+        panel_->forgetEnd();
+        refresh();
+    });
     connect(panel_, &RunPanel::runRequested, this, &TemplatePage::run);
     connect(panel_, &RunPanel::runningChanged, this, &Page::stateChanged);
     connect(panel_, &RunPanel::finished, this, &TemplatePage::finish);
@@ -168,7 +175,7 @@ QString TemplatePage::documentName() const {
 }
 
 QString TemplatePage::fileFilter() const {
-    return tr("Templates (*.xml);;All files (*)");
+    return tr("Templates and saved jobs (*.xml *.json);;All files (*)");
 }
 
 bool TemplatePage::isModified() const {
@@ -180,7 +187,40 @@ bool TemplatePage::isBusy() const {
     return panel_->isRunning();
 }
 
+JobPlace TemplatePage::otherPlaceOf(const QString& path) const {
+    Job job;
+    QString fault;
+    const JobPlace place = readJobFile(path, job, fault) ? placeOf(job, path) : JobPlace();
+    return place.page == QLatin1String(templatePage) ? JobPlace() : place;
+}
+
 bool TemplatePage::openFile(const QString& path) {
+    return path.endsWith(QLatin1String(".json"), Qt::CaseInsensitive) ? openJob(path) : openTemplate(path);
+}
+
+bool TemplatePage::openJob(const QString& path) {
+    Job saved;
+    QString fault;
+    if (!readJobFile(path, saved, fault)) {
+        context_.dialogs.showFault(this, fault);
+        return false;
+    }
+    const JobPlace place = placeOf(saved, path);
+    if (place.page != QLatin1String(templatePage)) {
+        emit handOver(place.page, place.file);
+        return true;
+    }
+    if (!openTemplate(pathOf(saved.values.value(QLatin1String(templateField))))) {
+        return false;
+    }
+    for (const FieldRow* const row : runRows()) {
+        view_->setValues(QLatin1String(row->id), saved.values.value(QLatin1String(row->id)));
+    }
+    refresh();
+    return true;
+}
+
+bool TemplatePage::openTemplate(const QString& path) {
     auto form = std::make_unique<TemplateForm>();
     QString fault;
     if (!readTemplateForm(path, schemaFolder(context_.toolPath), *form, fault)) {
@@ -202,24 +242,22 @@ QString TemplatePage::textOf(const TemplateField& field) const {
     return values_.value(field.id, field.value);
 }
 
-void TemplatePage::showForm() {
-    // Letters of the menus, of the window's buttons and of the run panel.
-    QString used = QStringLiteral("FEJVHYLIUT");
+QList<FormField> TemplatePage::templateFields(QString& mnemonics) {
     QList<FormField> fields;
     for (const TemplateField& field : std::as_const(form_->fields)) {
         if (field.isHidden) {
             continue;
         }
-        const bool isPath = field.kind == FieldKind::inFile || field.kind == FieldKind::outFile;
+        const bool isFilePath = field.kind == FieldKind::inFile || field.kind == FieldKind::outFile;
         FormField made;
         made.id = field.id;
         made.group = groupOf(field);
-        made.label = labelWithMnemonic(field.label, used);
+        made.label = labelWithMnemonic(field.label, mnemonics);
         made.marksChange = true;
         made.tip =
             field.tip.isEmpty() || field.lock.isEmpty() ? field.tip + field.lock : field.tip + u'\n' + field.lock;
         made.kind = field.kind;
-        made.required = field.lock.isEmpty() && isPath;
+        made.required = field.lock.isEmpty() && isFilePath;
         made.initial = {shownTemplateText(field, field.value)};
         for (const TemplateChoice& choice : field.choices) {
             made.choices.append({choice.value, choice.label});
@@ -238,6 +276,55 @@ void TemplatePage::showForm() {
         };
         fields.append(made);
     }
+    return fields;
+}
+
+const JobRow* TemplatePage::job() const {
+    return form_ == nullptr ? nullptr
+                            : findJob(form_->format == formatObdata ? QStringLiteral("provisioning-file")
+                                                                    : QStringLiteral("imgtool-image"));
+}
+
+QList<const FieldRow*> TemplatePage::runRows() const {
+    QList<const FieldRow*> rows = fieldsOf(*job());
+    rows.removeIf([](const FieldRow* row) { return qstrcmp(row->id, templateField) == 0; });
+    return rows;
+}
+
+JobValues TemplatePage::jobValues() const {
+    JobValues values = {{QLatin1String(templateField), {form_->path}}};
+    for (const FieldRow* const row : runRows()) {
+        values.insert(QLatin1String(row->id), view_->values(QLatin1String(row->id)));
+    }
+    return values;
+}
+
+JobValues TemplatePage::absoluteJobValues() const {
+    JobValues values = jobValues();
+    for (const FieldRow* const row : runRows()) {
+        QStringList& paths = values[QLatin1String(row->id)];
+        for (qsizetype i = 0; isPath(*row) && i < paths.size(); i += 2) {
+            paths[i] = paths.at(i).isEmpty() ? QString() : QDir(form_->folder()).absoluteFilePath(paths.at(i));
+        }
+    }
+    return values;
+}
+
+QList<FormField> TemplatePage::runFields(QString& mnemonics) {
+    QList<FormField> fields;
+    for (const FieldRow* const row : runRows()) {
+        FormField field = formFieldOf(*row, *job());
+        field.label = labelWithMnemonic(field.label.remove(u'&'), mnemonics);
+        field.check = [this, row](const QStringList& /*own*/) { return judgeInJob(*job(), *row, absoluteJobValues()); };
+        fields.append(field);
+    }
+    return fields;
+}
+
+void TemplatePage::showForm() {
+    // Letters of the menus, of the window's buttons and of the run panel.
+    QString used = QStringLiteral("FEJVHYLIUT");
+    const QList<FormField> fields = templateFields(used) + runFields(used);
     delete view_;
     view_ = new FormView(fields, context_);
     view_->setFolder(form_->folder());
@@ -286,15 +373,14 @@ void TemplatePage::showHead() {
         notes.append(tr("%1 hidden by the template").arg(hidden));
     }
     notes_->setText(notes.join(tr(", ")) + u'.');
-    // What this machine lacks is the same as on the page that only runs the template.
-    const bool isObdata = form_->format == formatObdata;
-    hint_->setText(findJob(isObdata ? QStringLiteral("provisioning-file") : QStringLiteral("imgtool-image"))->hint({}));
+    hint_->setText(job()->hint({}));
     hint_->setVisible(!hint_->text().isEmpty());
 }
 
 void TemplatePage::takeEdit(const QString& id) {
     const TemplateField* const field = form_->field(id);
     if (field == nullptr) {
+        refresh();  // of the run
         return;
     }
     const QString before = textOf(*field);
@@ -347,10 +433,12 @@ void TemplatePage::refresh() {
     }
     message_->setText(layout);
     message_->setVisible(!layout.isEmpty());
-    const QString word = form_->format == formatObdata ? QStringLiteral("-obk") : QStringLiteral("-pb");
     panel_->setFolder(form_->folder());
-    panel_->setCommand({word, form_->path}, points);
-    panel_->setOutputs(templateOutputs(*form_, values_));
+    panel_->setCommand(argumentsOf(*job(), jobValues()), points);
+    // Those of the template as it is now, and of the others as they are on the disk.
+    JobValues others = absoluteJobValues();
+    others.remove(QLatin1String(templateField));
+    panel_->setOutputs(templateOutputs(*form_, values_) + job()->moreOutputs(others));
     emit stateChanged();
 }
 

@@ -2,10 +2,12 @@
 
 #include "desktop/Page.h"
 #include "desktop/TemplateForm.h"
+#include "desktop/jobTable.h"
 
 #include <memory>
 
 class FormView;
+struct FormField;
 class QLabel;
 class QStackedLayout;
 class QUndoStack;
@@ -13,7 +15,8 @@ class QVBoxLayout;
 class RunPanel;
 
 /// A template as a form, and the file that the tool makes of it. The document is the template's text with the values
-/// that differ from it; the tool runs on the saved file.
+/// that differ from it; the tool runs on the saved file. The other fields of the job that makes the file come after the
+/// template's own; they are of the run and not saved. A saved job is opened as its template with these fields.
 class TemplatePage : public Page {
     Q_OBJECT
 
@@ -26,6 +29,7 @@ class TemplatePage : public Page {
     [[nodiscard]] QString fileFilter() const override;
     [[nodiscard]] bool isModified() const override;
     [[nodiscard]] bool isBusy() const override;
+    [[nodiscard]] JobPlace otherPlaceOf(const QString& path) const override;
     [[nodiscard]] bool openFile(const QString& path) override;
     [[nodiscard]] bool save() override;
     [[nodiscard]] bool saveAs() override;
@@ -43,6 +47,17 @@ class TemplatePage : public Page {
 
   private:
     [[nodiscard]] QString textOf(const TemplateField& field) const;
+    [[nodiscard]] bool openJob(const QString& path);
+    [[nodiscard]] bool openTemplate(const QString& path);
+    [[nodiscard]] QList<FormField> templateFields(QString& mnemonics);
+    [[nodiscard]] QList<FormField> runFields(QString& mnemonics);
+    /// The job that runs the template, with its values; null as long as nothing was opened.
+    [[nodiscard]] const JobRow* job() const;
+    /// The fields of that job but for the template.
+    [[nodiscard]] QList<const FieldRow*> runRows() const;
+    [[nodiscard]] JobValues jobValues() const;
+    /// The same with paths that don't count from the template's folder.
+    [[nodiscard]] JobValues absoluteJobValues() const;
     [[nodiscard]] bool saveTo(const QString& path);
     [[nodiscard]] bool mayReplace();
     void takeFiles(const QString& path);

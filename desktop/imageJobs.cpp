@@ -3,19 +3,10 @@
 #include "desktop/commandLine.h"
 #include "desktop/jobFields.h"
 #include "desktop/jobTable.h"
-#include "files/openFile.h"
-#include "formats/formatTable.h"
-#include "formats/readers.h"
-
-#include <QCoreApplication>
 
 #include <array>
 
 namespace {
-
-struct Texts {
-    Q_DECLARE_TR_FUNCTIONS(jobs)
-};
 
 constexpr const char* image = QT_TRANSLATE_NOOP("jobs", "Image");
 constexpr const char* output = QT_TRANSLATE_NOOP("jobs", "Output");
@@ -139,12 +130,7 @@ constexpr std::array imgtoolRows = {
              .label = QT_TRANSLATE_NOOP("jobs", "Tem&plate"),
              .kind = FieldKind::inFile,
              .arguments = valueAlone,
-             .required = true,
-             .filter = templateFilter,
-             .placeholder = "image.xml",
-             .tip = QT_TRANSLATE_NOOP("jobs",
-                                      "The XML template that tells the firmware, the key, imgtool's settings "
-                                      "and the image to make. The page “Provisioning template” edits it.")},
+             .required = true},
 };
 
 /// Each of the two commands takes files of its own endings.
@@ -156,15 +142,6 @@ void listingArguments(const FieldRow& row, const JobValues& values, QStringList&
     }
 }
 
-Verdict checkListing(const QStringList& own, const JobValues& /*all*/) {
-    constexpr bool allowPvs = true;
-    const FormatRow* const format = formatOf(formatTable(), pathOf(own), allowPvs);
-    const bool isImage = format != nullptr && (format->read == readTbiFile || format->read == readXtbiFile ||
-                                               format->read == readPvsTbiFile);
-    return isImage ? checkFileSize(pathOf(own))
-                   : fault(Texts::tr("The tool prints only files whose name ends in .tbi, .tbix, .xtbi or .pvs."));
-}
-
 constexpr std::array listingRows = {
     FieldRow{.id = "image",
              .group = image,
@@ -172,14 +149,7 @@ constexpr std::array listingRows = {
              .kind = FieldKind::inFile,
              .option = "-ptbi",
              .arguments = listingArguments,
-             .required = true,
-             .role = PathRole::output,
-             .filter = QT_TRANSLATE_NOOP("jobs", "Images (*.tbi *.tbix *.xtbi *.pvs);;All files (*)"),
-             .placeholder = "image.tbi",
-             .check = checkListing,
-             .tip = QT_TRANSLATE_NOOP("jobs",
-                                      "An install image (.tbi, .tbix), a packaged module (.xtbi) or a "
-                                      "provisioning image (.pvs).")},
+             .required = true},
 };
 
 }  // namespace

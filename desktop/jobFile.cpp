@@ -183,6 +183,13 @@ bool readJobFile(const QString& path, Job& job, QString& fault) {
            refuse(fault, Texts::tr("“%1” can't be opened. %2").arg(path, reason));
 }
 
+JobPlace placeOf(const Job& job, const QString& path) {
+    const QString page = QLatin1String(job.row->page == nullptr ? job.row->id : job.row->page);
+    // The opener has no form for the job: it shows the file that the job is about.
+    const bool isLook = page == QLatin1String(inspectPage);
+    return {page, isLook ? pathOf(job.values.value(QLatin1String(job.row->rows.front().id))) : path};
+}
+
 bool writeJobFile(const QString& path, const Job& job, QString& fault) {
     const QDir folder = QFileInfo(path).absoluteDir();
     QJsonObject values;

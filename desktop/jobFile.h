@@ -13,6 +13,15 @@ struct Job {
 /// the job doesn't.
 [[nodiscard]] bool readJobFile(const QString& path, Job& job, QString& fault);
 
+/// Where the window shows a job: a page, and the file to open there; empty for none.
+struct JobPlace {
+    QString page;
+    QString file;
+};
+
+/// Where the window shows the job that was read from `path`.
+[[nodiscard]] JobPlace placeOf(const Job& job, const QString& path);
+
 /// Writes the job file at `path`, with paths that count from its folder. What stood there stays until all is written.
 [[nodiscard]] bool writeJobFile(const QString& path, const Job& job, QString& fault);
 

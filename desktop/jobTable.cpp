@@ -157,7 +157,6 @@ constexpr const char* images = QT_TRANSLATE_NOOP("pageTable", "Images");
 constexpr const char* secrets = QT_TRANSLATE_NOOP("pageTable", "Secrets");
 constexpr const char* keysAndCards = QT_TRANSLATE_NOOP("pageTable", "Keys and cards");
 constexpr const char* memoryAndWireless = QT_TRANSLATE_NOOP("pageTable", "Memory and wireless");
-constexpr const char* lookInside = QT_TRANSLATE_NOOP("pageTable", "Look inside");
 
 }  // namespace
 
@@ -187,10 +186,8 @@ const QList<JobRow>& jobTable() {
          .command = "-sign",
          .rows = signRows()},
         {.id = "imgtool-image",
-         .group = images,
-         .title = QT_TRANSLATE_NOOP("pageTable", "Image through imgtool"),
-         .summary = QT_TRANSLATE_NOOP("pageTable", "Makes a signed MCUboot image from a template."),
-         .words = QT_TRANSLATE_NOOP("pageTable", "-pb --pb MCUboot bootloader sign make xml"),
+         .words = "-pb --pb",
+         .page = templatePage,
          .command = "-pb",
          .rows = imgtoolImageRows(),
          .moreOutputs = outputsOfTemplates,
@@ -218,10 +215,8 @@ const QList<JobRow>& jobTable() {
          .command = "-backupgen",
          .rows = backupImageRows()},
         {.id = "provisioning-file",
-         .group = secrets,
-         .title = QT_TRANSLATE_NOOP("pageTable", "Provisioning file"),
-         .summary = QT_TRANSLATE_NOOP("pageTable", "Makes a provisioning file from a template."),
-         .words = QT_TRANSLATE_NOOP("pageTable", "-obk --obk OBkey xml make template"),
+         .words = "-obk --obk",
+         .page = templatePage,
          .command = "-obk",
          .rows = provisioningFileRows(),
          .moreOutputs = outputsOfTemplates,
@@ -279,13 +274,8 @@ const QList<JobRow>& jobTable() {
          .command = "-signbin",
          .rows = wirelessSignRows()},
         {.id = "print-image",
-         .group = lookInside,
-         .title = QT_TRANSLATE_NOOP("pageTable", "Print an image"),
-         .summary = QT_TRANSLATE_NOOP("pageTable",
-                                      "Prints the areas of an install or provisioning image as a script "
-                                      "sees them."),
-         .words = QT_TRANSLATE_NOOP(
-             "pageTable", "-ptbi --parse-tbi -ppvs-tbi --parse-pvs-tbi see show holds parse install provisioning"),
+         .words = "-ptbi --parse-tbi -ppvs-tbi --parse-pvs-tbi",
+         .page = inspectPage,
          .command = "",
          .rows = printImageRows()},
     };

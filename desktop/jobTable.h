@@ -7,12 +7,13 @@
 /// One job: a command of the tool and the fields that its options become. Its texts are marked for translation in the
 /// context "pageTable", as the page has them too.
 struct JobRow {
-    const char* id;     ///< stable: of the page, in saved jobs and tests
-    const char* group;  ///< of the list of pages
-    const char* title;
-    const char* summary;
-    const char* words;    ///< what the page is found by besides
-    const char* command;  ///< the tool's word for it; empty: the first row tells it
+    const char* id;          ///< stable: of the page, in saved jobs and tests
+    const char* group = "";  ///< of the list of pages
+    const char* title = "";
+    const char* summary = "";
+    const char* words;           ///< what the page is found by, the command's words among them
+    const char* page = nullptr;  ///< that shows the job; null: one of its own, with the texts above
+    const char* command;         ///< the tool's word for it; empty: the first row tells it
     std::span<const FieldRow> rows;
     /// What else than the files of its rows the command makes, after a good run. Null: nothing.
     QStringList (*moreOutputs)(const JobValues& values) = nullptr;
@@ -22,6 +23,10 @@ struct JobRow {
 
 /// All jobs, in the order of the list of pages.
 [[nodiscard]] const QList<JobRow>& jobTable();
+
+// Pages that show jobs besides what else they do.
+inline constexpr const char* templatePage = "template";
+inline constexpr const char* inspectPage = "inspect";
 
 /// Null if there is none.
 [[nodiscard]] const JobRow* findJob(const QString& id);

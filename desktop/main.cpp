@@ -32,11 +32,12 @@ QString pageIds() {
     return ids.join(QStringLiteral(", "));
 }
 
-/// The page of the saved job at `path`; empty if it is none.
-QString pageOfJob(const QString& path) {
+/// Where the file that the program is started with is shown: a saved job has its place, any other file no page of its
+/// own.
+JobPlace placeOfFile(const QString& path) {
     Job job;
     QString fault;
-    return readJobFile(path, job, fault) ? QString::fromLatin1(job.row->id) : QString();
+    return readJobFile(path, job, fault) ? placeOf(job, path) : JobPlace{{}, path};
 }
 
 /// What the program is started with.
@@ -170,14 +171,18 @@ int main(int argc, char** argv) {
     InputFilter filter;
     application.installEventFilter(&filter);
     MainWindow window(context);
-    const QString file = parser.positionalArguments().value(0);
-    if (!window.showPage(parser.value(options.page)) && !window.showPage(pageOfJob(file)) &&
-        !window.showPage(settings.lastPage()) && !pageTable().isEmpty()) {
+    JobPlace place = {{}, parser.positionalArguments().value(0)};
+    const bool isPageGiven = window.showPage(parser.value(options.page));
+    if (!isPageGiven) {
+        place = placeOfFile(place.file);
+    }
+    if (!isPageGiven && !window.showPage(place.page) && !window.showPage(settings.lastPage()) &&
+        !pageTable().isEmpty()) {
         (void)window.showPage(QLatin1String(pageTable().first().id));
     }
     window.show();
-    if (!file.isEmpty()) {
-        (void)window.openFile(file);
+    if (!place.file.isEmpty()) {
+        (void)window.openFile(place.file);
     }
     return QApplication::exec();
 }

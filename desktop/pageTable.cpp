@@ -24,7 +24,9 @@ Page* make(const PageRow& /*row*/, PageContext& context, QWidget* parent) {
 QList<PageRow> jobPages() {
     QList<PageRow> rows;
     for (const JobRow& job : jobTable()) {
-        rows.append({job.id, job.group, job.title, job.summary, job.words, makeJobPage});
+        if (job.page == nullptr) {
+            rows.append({job.id, job.group, job.title, job.summary, job.words, makeJobPage});
+        }
     }
     return rows;
 }
@@ -46,9 +48,12 @@ QList<PageRow> inGroups(QList<PageRow> rows) {
 
 const QList<PageRow>& pageTable() {
     static const QList<PageRow> otherPages = {
-        {"template", QT_TRANSLATE_NOOP("pageTable", "Secrets"), QT_TRANSLATE_NOOP("pageTable", "Provisioning template"),
+        {templatePage, QT_TRANSLATE_NOOP("pageTable", "Secrets"),
+         QT_TRANSLATE_NOOP("pageTable", "Provisioning template"),
          QT_TRANSLATE_NOOP("pageTable", "Fills in a template and makes the provisioning file or signed image of it."),
-         QT_TRANSLATE_NOOP("pageTable", "obk pb xml provisioning file parameter obkey template form"),
+         QT_TRANSLATE_NOOP("pageTable",
+                           "-obk --obk OBkey -pb --pb MCUboot bootloader sign image through imgtool make xml "
+                           "provisioning file parameter template form"),
          make<TemplatePage>},
         {"keys", QT_TRANSLATE_NOOP("pageTable", "Keys and cards"), QT_TRANSLATE_NOOP("pageTable", "Keys and nonces"),
          QT_TRANSLATE_NOOP("pageTable", "Makes keys, nonces and key pairs, and tells the hash of a public key."),
@@ -63,12 +68,14 @@ const QList<PageRow>& pageTable() {
              "pageTable",
              "Edits a secrets document over the one-time-programmable words of a device, makes and reads images."),
          QT_TRANSLATE_NOOP("pageTable", "otp fuses secrets image json words one-time-programmable"), make<SecretsPage>},
-        {"inspect", QT_TRANSLATE_NOOP("pageTable", "Look inside"), QT_TRANSLATE_NOOP("pageTable", "Inspect a file"),
+        {inspectPage, QT_TRANSLATE_NOOP("pageTable", "Look inside"), QT_TRANSLATE_NOOP("pageTable", "Inspect a file"),
          QT_TRANSLATE_NOOP("pageTable", "Shows what stands in a file, proves it with its keys and compares two files."),
          QT_TRANSLATE_NOOP(
              "pageTable",
-             "qvora-inspect show verify prove diff differs compare open view image tag signature digest memory map "
-             "bytes hex -ptbi -pxtbi -ppvs-tbi -kdu"),
+             "qvora-inspect show see holds print parse verify prove diff differs compare open view install "
+             "provisioning "
+             "image areas tag signature digest memory map bytes hex -ptbi --parse-tbi -pxtbi -ppvs-tbi --parse-pvs-tbi "
+             "-kdu"),
          make<InspectPage>},
     };
     static const QList<PageRow> rows = inGroups(jobPages() + otherPages);

@@ -258,6 +258,16 @@ SecretSize secretSize(const SecretItem& item, const QString& folder) {
     return size;
 }
 
+Verdict openVerdict(const SecretItem& item, const SecretSize& size) {
+    const bool isLeftOut = item.isFile && item.PathOrWord.isEmpty() && !item.isMandatory;
+    for (const Verdict& verdict : {size.data, size.nonce}) {
+        if (verdict.kind == Verdict::Kind::fault || (verdict.kind == Verdict::Kind::missing && !isLeftOut)) {
+            return verdict;
+        }
+    }
+    return {};
+}
+
 QList<OtpItem> otpItems(const DeviceFuses& fuses, const QList<SecretItem>& items, const QList<SecretSize>& sizes) {
     QList<OtpItem> places;
     for (qsizetype i = 0; i < items.size(); ++i) {
@@ -306,12 +316,9 @@ SecretsOpenPoint secretsOpenPoint(std::uint32_t deviceId, const QList<SecretItem
     }
     for (qsizetype i = 0; i < items.size(); ++i) {
         const SecretItem& item = items.at(i);
-        const SecretSize size = secretSize(item, folder);
-        const bool isLeftOut = item.isFile && item.PathOrWord.isEmpty() && !item.isMandatory;
-        for (const Verdict& verdict : {size.data, size.nonce}) {
-            if (verdict.kind == Verdict::Kind::fault || (verdict.kind == Verdict::Kind::missing && !isLeftOut)) {
-                return {i, text("%1: %2").arg(item.Name, verdict.text)};
-            }
+        const Verdict verdict = openVerdict(item, secretSize(item, folder));
+        if (verdict.kind != Verdict::Kind::good) {
+            return {i, text("%1: %2").arg(item.Name, verdict.text)};
         }
     }
     return hasFixedLayout(deviceId) ? headWordPoint(items, folder) : SecretsOpenPoint();

@@ -38,6 +38,10 @@ struct SecretSize {
 
 [[nodiscard]] SecretSize secretSize(const SecretItem& item, const QString& folder);
 
+/// What keeps an item from being stored: a fault, or what is still missing; good for nothing. An optional item without
+/// a file is left out of the image.
+[[nodiscard]] Verdict openVerdict(const SecretItem& item, const SecretSize& size);
+
 /// The words that items fill. One of unknown size fills those that `fuses` names there.
 [[nodiscard]] QList<OtpItem> otpItems(const DeviceFuses& fuses, const QList<SecretItem>& items,
                                       const QList<SecretSize>& sizes);

@@ -1,5 +1,6 @@
 #include "desktop/secretsPlan.h"
 
+#include "desktop/counted.h"
 #include "images/imageLayout.h"
 
 #include <QCoreApplication>
@@ -67,6 +68,7 @@ SecretsPlan planSecrets(const Device& device, const QList<SecretItem>& items, co
     SecretsPlan plan;
     for (const SecretItem& item : items) {
         plan.sizes += secretSize(item, folder);
+        plan.open += openVerdict(item, plan.sizes.constLast());
     }
     plan.places = otpItems(device.fuses, items, plan.sizes);
     for (OtpItem& place : plan.places) {
@@ -146,15 +148,29 @@ QString misplacedTold(const SecretsPlan& plan) {
     return listed(text("No place on this device: %1."), parts);
 }
 
-QString missingTold(const SecretsPlan& plan, const DeviceFuses& fuses, const QList<SecretItem>& items) {
+QString unusableTold(const SecretsPlan& plan) {
+    QStringList parts;
+    for (qsizetype item = 0; item < plan.places.size(); ++item) {
+        if (plan.open.at(item).kind == Verdict::Kind::fault) {
+            parts += text("“%1”: %2").arg(plan.places.at(item).name, plan.open.at(item).text);
+        }
+    }
+    return parts.size() < 2
+               ? parts.value(0)
+               : parts.constFirst() + u' ' +
+                     counted(parts.size() - 1, text("1 more item has a fault."), text("%1 more items have a fault."));
+}
+
+QString missingTold(const SecretsPlan& plan, const DeviceFuses& fuses) {
     QStringList parts;
     for (const qsizetype fuse : plan.map.missing) {
         const FuseWords& words = fuses.words.at(fuse);
         parts += text("%1 (%2)").arg(words.name, wordRange(words.index, words.end()));
     }
-    for (qsizetype i = 0; i < items.size(); ++i) {
-        if (items.at(i).isMandatory && plan.sizes.at(i).data.kind == Verdict::Kind::missing) {
-            parts += text("data of “%1”").arg(plan.places.at(i).name);
+    for (qsizetype i = 0; i < plan.places.size(); ++i) {
+        if (plan.open.at(i).kind == Verdict::Kind::missing) {
+            const bool isData = plan.sizes.at(i).data.kind == Verdict::Kind::missing;
+            parts += (isData ? text("data of “%1”") : text("nonce of “%1”")).arg(plan.places.at(i).name);
         }
     }
     return listed(text("Missing: %1."), parts);

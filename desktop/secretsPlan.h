@@ -9,6 +9,7 @@ struct SecretsPlan {
     QList<SecretSize> sizes;  ///< of the items
     QList<OtpItem> places;    ///< likewise, with their names as they are shown
     QStringList faults;       ///< likewise: what is wrong with the place; empty for nothing
+    QList<Verdict> open;      ///< likewise: what keeps the item from being stored; good for nothing
     OtpMap map;
 };
 
@@ -26,8 +27,9 @@ struct SecretsPlan {
 /// What is to be said of the words of an item.
 [[nodiscard]] Verdict placeVerdict(const SecretsPlan& plan, qsizetype item);
 
-/// A sentence on all collisions, one on items that the device has no room for, and one on everything that is missing;
-/// empty if there is none. A long list is cut.
+/// A sentence on all collisions, one on items that the device has no room for, one on items whose files or words can't
+/// be used, and one on everything that is missing; empty if there is none. A long list is cut.
 [[nodiscard]] QString collisionsTold(const SecretsPlan& plan);
 [[nodiscard]] QString misplacedTold(const SecretsPlan& plan);
-[[nodiscard]] QString missingTold(const SecretsPlan& plan, const DeviceFuses& fuses, const QList<SecretItem>& items);
+[[nodiscard]] QString unusableTold(const SecretsPlan& plan);
+[[nodiscard]] QString missingTold(const SecretsPlan& plan, const DeviceFuses& fuses);

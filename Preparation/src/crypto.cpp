@@ -227,6 +227,7 @@ int Crypto::releaseBuffer(QByteArray& buffer) {
 
 int Crypto::readPublicKeyPem(const QString& path, KeyPointer& pkey) {
     QByteArray pem;
+    const WipeOnExit wiped(pem);  // the file may hold a private key
     if (!readKeyFile(path, pem)) {
         return failKeyService("Error: reading device key file fails\n");
     }

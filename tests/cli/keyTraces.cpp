@@ -1,14 +1,17 @@
-// Runs the tool in this process, then looks for secrets in the memory that it leaves: keyTraces FILE... -- ARGUMENT...
-// Each file holds one secret of 16 to 64 bytes. Ends with the run's status, or with 99 where a secret still stands in
-// the heap; keys of OpenSSL stand there in either byte order.
+// Runs a program's work in this process, then looks for secrets in the memory that it leaves:
+// keyTraces FILE[@OFFSET]... -- ARGUMENT...
+// The first 16 to 64 bytes of each file, from the offset on, are one secret. Ends with the run's status, or with 99
+// where a secret is still in the heap; keys of OpenSSL are there in either byte order.
 
-#include "cli/CommandLineTool.h"
+#include "tests/cli/keyTraces.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <array>
 #include <cinttypes>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 extern "C" void __asan_describe_address(void* address) __attribute__((weak));
@@ -24,9 +27,16 @@ struct Secret {
     std::size_t size;
 };
 
-bool readSecret(const char* path, Secret& secret) {
-    const int file = open(path, O_RDONLY | O_CLOEXEC);
-    const ssize_t size = file < 0 ? -1 : read(file, secret.masked.data(), secret.masked.size());
+bool readSecret(const char* name, Secret& secret) {
+    std::array<char, 256> path{};
+    std::strncpy(path.data(), name, path.size() - 1);
+    char* const mark = std::strchr(path.data(), '@');
+    const long offset = mark == nullptr ? 0 : std::atol(mark + 1);
+    if (mark != nullptr) {
+        *mark = '\0';
+    }
+    const int file = open(path.data(), O_RDONLY | O_CLOEXEC);
+    const ssize_t size = file < 0 ? -1 : pread(file, secret.masked.data(), secret.masked.size(), offset);
     close(file);
     secret.size = size < 16 ? 0 : static_cast<std::size_t>(size);
     for (unsigned char& byte : secret.masked) {
@@ -104,25 +114,22 @@ bool findInHeap(const Secret& secret, const char* name) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    std::array<Secret, 8> secrets{};
     int count = 0;
     while (count + 1 < argc && std::strcmp(argv[count + 1], "--") != 0) {
-        if (count == static_cast<int>(secrets.size()) ||
-            !readSecret(argv[count + 1], secrets[static_cast<std::size_t>(count)])) {
-            return 98;
-        }
         ++count;
     }
-    int status = 0;
-    {
-        CommandLineTool tool;
-        char* const ownName = argv[0];
-        char** const arguments = argv + count + 1;
-        arguments[0] = ownName;
-        status = tool.run(argc - count - 1, arguments);
+    char** const arguments = argv + count + 1;
+    if (count + 1 >= argc) {
+        return 98;
     }
-    for (int i = 0; i < count; ++i) {
-        if (findInHeap(secrets[static_cast<std::size_t>(i)], argv[i + 1])) {
+    arguments[0] = argv[0];
+    const int status = runInHere(argc - count - 1, arguments);
+    for (int i = 1; i <= count; ++i) {
+        Secret secret{};  // read only now: the run may have made it
+        if (!readSecret(argv[i], secret)) {
+            return 98;
+        }
+        if (findInHeap(secret, argv[i])) {
             return 99;
         }
     }

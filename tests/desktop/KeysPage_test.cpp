@@ -6,6 +6,7 @@
 #include <QFileInfo>
 #include <QLabel>
 #include <QLineEdit>
+#include <QProcess>
 #include <QTest>
 
 #include <sys/stat.h>
@@ -143,6 +144,38 @@ TEST(KeysPage, MakesPairsThatOpensslTakes) {
     choose(kit, "Hash");
     kit.type("pem", kit.folder.write("no-key.pem", "-----BEGIN PUBLIC KEY-----\nAAAA\n-----END PUBLIC KEY-----\n"));
     EXPECT_NE(make(kit).find("no PEM key"), std::string::npos);
+}
+
+// Keys that the user gives are read by OpenSSL, whose readers leave copies; so do those of the file.
+TEST(KeyTasks, LeaveNoKeyInMemory) {
+    const TempFolder folder;
+    const char* const makeKeys =
+        "openssl genrsa -traditional -out rsa.pem 2048 2>/dev/null && "
+        "openssl rsa -traditional -in rsa.pem -outform DER 2>/dev/null >rsa.der && "
+        "openssl ecparam -name prime256v1 -genkey -noout -out ec.pem";
+    QProcess shell;
+    shell.setWorkingDirectory(folder.path(""));
+    shell.start(QStringLiteral("sh"), {QStringLiteral("-ec"), QLatin1String(makeKeys)});
+    ASSERT_TRUE(shell.waitForFinished() && shell.exitCode() == 0) << shell.readAllStandardError().constData();
+    const struct {
+        const char* secrets;  ///< private lines of PEM files, and the exponent d after version, modulus and e
+        const char* arguments;
+    } rows[] = {
+        {"random.bin", "random random.bin"},
+        {"rsa.pem@610 rsa.der@300", "hash rsa.pem"},
+        {"ec.pem@31", "hash ec.pem"},
+        {"pair.pem@93", "curve pair.pem pair_pub.pem"},
+    };
+    for (const auto& row : rows) {
+        QProcess run;
+        run.setWorkingDirectory(folder.path(""));
+        run.setProcessChannelMode(QProcess::MergedChannels);
+        run.start(QStringLiteral(KEY_TASK_TRACES), QString::fromLatin1(row.secrets).split(u' ')
+                                                       << QStringLiteral("--")
+                                                       << QString::fromLatin1(row.arguments).split(u' '));
+        ASSERT_TRUE(run.waitForFinished(120000));
+        EXPECT_EQ(run.exitCode(), 0) << row.arguments << '\n' << run.readAll().constData();
+    }
 }
 
 }  // namespace

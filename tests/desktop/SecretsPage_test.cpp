@@ -60,6 +60,7 @@ TEST(SecretsPage, CollisionsAreToldAndUndone) {
     ASSERT_TRUE(openDocument(kit, QLatin1String(example)));
     const QString before = shownItems(kit);
     EXPECT_EQ(said(kit, "collisions") + said(kit, "missing"), QString());
+    EXPECT_NE(said(kit, "allGood"), QString());
 
     QTest::keyClick(kit.find("items"), Qt::Key_End, Qt::ControlModifier);
     kit.type("index", QStringLiteral("200"));
@@ -83,10 +84,24 @@ TEST(SecretsPage, CollisionsAreToldAndUndone) {
     const QString pipe = kit.folder.path("pipe");
     ASSERT_EQ(mkfifo(qUtf8Printable(pipe), 0600), 0);
     kit.type("content", pipe);
+    EXPECT_TRUE(said(kit, "unusable").endsWith(QStringLiteral("pipe” is no plain file.")));
     kit.press("makeImage");
     EXPECT_TRUE(said(kit, "result").endsWith(QStringLiteral("pipe” is no plain file."))) << "nobody writes to it";
     kit.find("items")->setFocus();
     QTest::keyClick(kit.find("items"), Qt::Key_Z, Qt::ControlModifier);
+
+    kit.type("content", kit.folder.path("none.bin"));
+    kit.type("nonce", kit.folder.path(""));
+    EXPECT_EQ(said(kit, "unusable").toStdString(),
+              "“Calibration”: There is no file “" + kit.folder.path("none.bin").toStdString() + "”.");
+    EXPECT_EQ(said(kit, "allGood"), QString()) << "the item is optional, and named all the same";
+    kit.type("content", QStringLiteral("calibration.bin"));
+    EXPECT_TRUE(said(kit, "unusable").endsWith(QStringLiteral("is a folder.")));
+    EXPECT_TRUE(shownItems(kit).contains(QStringLiteral("calibration.bin ✕")));
+    kit.type("nonce", QString());
+    EXPECT_EQ(said(kit, "missing").toStdString(), "Missing: nonce of “Calibration”.");
+    kit.type("nonce", QStringLiteral("nonce.bin"));
+    EXPECT_NE(said(kit, "allGood"), QString());
 
     QTest::keyClick(kit.find("items"), Qt::Key_Home, Qt::ControlModifier);
     kit.press("remove");

@@ -1,3 +1,4 @@
+#include "desktop/jobFile.h"
 #include "tests/desktop/DesktopKit.h"
 #include "tests/support/outsideTool.h"
 
@@ -84,6 +85,7 @@ TEST(TemplatePage, RunsTheLineThatItShows) {
     EXPECT_EQ(kit.dialogs.asked.size(), 1) << "cancelled: the file doesn't have the change yet";
     EXPECT_FALSE(QFile::exists(kit.folder.path("provisioning.obk")));
 
+    kit.type("log", QStringLiteral("run.log"));
     kit.dialogs.confirmations = {true};
     kit.press("run");
     ASSERT_TRUE(DesktopKit::waitFor([&] { return !page->isBusy(); }));
@@ -92,14 +94,30 @@ TEST(TemplatePage, RunsTheLineThatItShows) {
     EXPECT_EQ(made.mid(44 + 4, 4), QByteArray::fromHex("00000200")) << "the size that was typed";
     EXPECT_FALSE(page->isModified());
 
+    const auto* status = kit.find<QLabel>("missing");
+    EXPECT_TRUE(status->text().startsWith(QStringLiteral("Ended with status 0")) && kit.find("inspect")->isVisible());
     // The tool wrote all values that it used into the template, so the page must not take that for another's change.
     kit.type("parameter Firmware area size", QStringLiteral("0x20000"));
+    EXPECT_EQ(status->text(), QStringLiteral("Ready")) << "the end of a run with other values isn't shown any more";
+    EXPECT_FALSE(page->findChild<QWidget*>(QStringLiteral("inspect"))->isVisible());
     EXPECT_TRUE(page->save());
     ASSERT_TRUE(QFile::remove(kit.folder.path("provisioning.obk")));
     const QString line = kit.find<QPlainTextEdit>("commandLine")->toPlainText();
     const QString folder = QFileInfo(kit.context.toolPath).path();
     outsideTool(QStringLiteral("sh"), {QStringLiteral("-c"), QStringLiteral("PATH='%1'; ").arg(folder) + line});
     EXPECT_EQ(kit.folder.read("provisioning.obk"), made);
+    EXPECT_NE(kit.folder.read("run.log"), QByteArray());
+
+    // The fields of a saved job come back beside its template.
+    const QString job = kit.folder.write("job.json", R"({"version": 1, "job": "provisioning-file", "values": {
+        "template": "provisioning.xml", "more-templates": [{"path": "a.xml"}, {"path": "b.xml"}], "log": "b.log"}})");
+    QString printed;
+    QString fault;
+    ASSERT_TRUE(kit.window->openFile(job));
+    ASSERT_TRUE(commandLineOfJobFile(job, kit.context.toolPath, printed, fault));
+    EXPECT_EQ(kit.find<QPlainTextEdit>("commandLine")->toPlainText(), printed);
+    EXPECT_TRUE(printed.contains(QStringLiteral("b.xml' -l '"))) << printed.toStdString();
+    EXPECT_TRUE(status->text().endsWith(QStringLiteral("wrong: More templates"))) << "there are none of these names";
 }
 
 TEST(TemplatePage, SaysWhatIsWrong) {
@@ -109,7 +127,7 @@ TEST(TemplatePage, SaysWhatIsWrong) {
     ASSERT_TRUE(kit.window->openFile(path));
     const auto saysAnywhere = [&](const char* text) {
         for (const QLabel* label : kit.window->page()->findChildren<QLabel*>()) {
-            if (label->isVisible() && label->text().contains(QLatin1String(text))) {
+            if (label->isVisible() && label->text().contains(QString::fromUtf8(text))) {
                 return true;
             }
         }
@@ -125,6 +143,7 @@ TEST(TemplatePage, SaysWhatIsWrong) {
         {"parameter Firmware area size", "0x40001", "alignment constraint"},
         {"parameter Firmware area size", "0x40000", "4 bytes, 262,144"},
         {"parameter Authentication key", "./provisioning.xml", "bytes, taken as is"},
+        {"log", "provisioning.xml", "This is the file of “Template”, which the tool doesn't write over."},
         {"parameter Authentication key", "./no.pem", "no such file"},
     };
     for (const auto& row : rows) {

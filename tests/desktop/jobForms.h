@@ -11,6 +11,8 @@ struct JobForm {
     const char* made;           ///< the files that come of it
     int status = 0;             ///< of the tool
     bool isRepeatable = false;  ///< a second run makes the same bytes
+    const char* job =
+        nullptr;  ///< of a page that shows it without a form of its own: the fields are those of a saved job
 
     [[nodiscard]] QStringList outputs() const;
 };

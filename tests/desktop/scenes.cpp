@@ -68,6 +68,13 @@ void collideSecrets(DesktopKit& kit) {
     kit.press("showData");
 }
 
+void loseSecretFiles(DesktopKit& kit) {
+    openSecrets(kit);
+    kit.type("content", kit.folder.path("lost.bin"));
+    QTest::keyClick(kit.find("items"), Qt::Key_End, Qt::ControlModifier);
+    kit.type("nonce", QString());
+}
+
 void makeSecrets(DesktopKit& kit) {
     openSecrets(kit);
     for (int row = 0; row < 6; ++row) {
@@ -188,6 +195,7 @@ const QList<Scene>& scenes() {
         {"option-bytes", "strange", openStrangeOptionBytes},
         {"secrets", "opened", openSecrets},
         {"secrets", "collision", collideSecrets},
+        {"secrets", "lost", loseSecretFiles},
         {"secrets", "made", makeSecrets},
     };
     return rows;

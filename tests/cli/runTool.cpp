@@ -1,0 +1,7 @@
+#include "cli/CommandLineTool.h"
+#include "tests/cli/keyTraces.h"
+
+int runInHere(int argc, char** argv) {
+    CommandLineTool tool;
+    return tool.run(argc, argv);
+}

@@ -1,6 +1,7 @@
 #include "desktop/BitView.h"
 
 #include "desktop/optionByteText.h"
+#include "desktop/spokenRole.h"
 #include "desktop/theme.h"
 
 #include <QKeyEvent>
@@ -51,6 +52,7 @@ BitView::BitView(QWidget* parent) : QWidget(parent) {
     setFocusPolicy(Qt::StrongFocus);
     setMouseTracking(true);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    setSpokenRole(*this, QAccessible::Graphic);
     setAccessibleName(tr("Bits of the word"));
 }
 

@@ -3,6 +3,7 @@
 #include "desktop/ByteView.h"
 #include "desktop/ElidedLabel.h"
 #include "desktop/counted.h"
+#include "desktop/plainTip.h"
 #include "desktop/theme.h"
 
 #include <QCheckBox>
@@ -10,7 +11,6 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QSignalBlocker>
-#include <QTextDocument>
 
 BytePanel::BytePanel(QWidget* parent)
     : QWidget(parent),
@@ -72,7 +72,7 @@ void BytePanel::mark(qint64 offset, qint64 size) {
 void BytePanel::describe(const QString& what) {
     const QString values = readings();
     status_->setText(values.isEmpty() ? what : tr("%1 · %2").arg(what, values));
-    status_->setToolTip(Qt::convertFromPlainText(status_->text()));
+    setPlainTip(*status_, status_->text());
     view_->setAccessibleDescription(status_->text());
 }
 

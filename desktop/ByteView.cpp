@@ -1,5 +1,6 @@
 #include "desktop/ByteView.h"
 
+#include "desktop/spokenRole.h"
 #include "desktop/theme.h"
 
 #include <QApplication>
@@ -31,6 +32,7 @@ ByteView::ByteView(QWidget* parent) : QAbstractScrollArea(parent) {
     setFocusPolicy(Qt::StrongFocus);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     viewport()->setCursor(Qt::IBeamCursor);
+    setSpokenRole(*this, QAccessible::Document);
     setAccessibleName(tr("Bytes"));
     layOut();
 }

@@ -1,5 +1,7 @@
 #include "desktop/ChoiceField.h"
 
+#include "desktop/fieldFrame.h"
+
 #include <QComboBox>
 #include <QHBoxLayout>
 
@@ -10,7 +12,29 @@ constexpr int mostCharacters = 60;
 
 }  // namespace
 
-ChoiceField::ChoiceField(const FormField& field, QWidget* parent) : FieldEdit(parent), box_(new QComboBox(this)) {
+/// A list that shows a fault at its frame.
+class ChoiceBox : public QComboBox {
+  public:
+    using QComboBox::QComboBox;
+
+    void setFault(bool isFault) {
+        isFault_ = isFault;
+        update();
+    }
+
+  protected:
+    void paintEvent(QPaintEvent* event) override {
+        QComboBox::paintEvent(event);
+        if (isFault_) {
+            paintFieldFrame(*this, ThemeColor::fault, faultFrame);
+        }
+    }
+
+  private:
+    bool isFault_ = false;
+};
+
+ChoiceField::ChoiceField(const FormField& field, QWidget* parent) : FieldEdit(parent), box_(new ChoiceBox(this)) {
     for (const FieldChoice& choice : field.choices) {
         box_->addItem(choice.label, choice.value);
     }
@@ -53,8 +77,9 @@ void ChoiceField::setEditable(bool editable) {
     box_->setEnabled(editable);
 }
 
-void ChoiceField::describe(const QString& text, bool /*isFault*/) {
+void ChoiceField::describe(const QString& text, bool isFault) {
     box_->setAccessibleDescription(text);
+    box_->setFault(isFault);
 }
 
 QWidget* ChoiceField::first() const {

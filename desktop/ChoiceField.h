@@ -2,7 +2,7 @@
 
 #include "desktop/FieldEdit.h"
 
-class QComboBox;
+class ChoiceBox;
 
 /// One of several named values.
 class ChoiceField : public FieldEdit {
@@ -19,5 +19,5 @@ class ChoiceField : public FieldEdit {
     [[nodiscard]] QWidget* first() const override;
 
   private:
-    QComboBox* box_;
+    ChoiceBox* box_;
 };

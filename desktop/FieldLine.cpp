@@ -1,6 +1,6 @@
 #include "desktop/FieldLine.h"
 
-#include "desktop/theme.h"
+#include "desktop/fieldFrame.h"
 
 #include <QApplication>
 #include <QEvent>
@@ -11,7 +11,6 @@
 namespace {
 
 constexpr int fewestCharacters = 9;
-constexpr double roundness = 3;  ///< as that of the frame below
 
 }  // namespace
 
@@ -69,13 +68,10 @@ void FieldLine::paintEvent(QPaintEvent* event) {
     } else {
         QLineEdit::paintEvent(event);
     }
-    if (isTarget_ || isFault_) {
-        QPainter painter(this);
-        painter.setRenderHint(QPainter::Antialiasing);
-        const double width = isTarget_ ? 2.4 : 1.6;
-        const double half = width / 2;
-        painter.setPen(QPen(Theme::color(isTarget_ ? ThemeColor::accent : ThemeColor::fault), width));
-        painter.drawRoundedRect(QRectF(rect()).adjusted(half, half, -half, -half), roundness, roundness);
+    if (isTarget_) {
+        paintFieldFrame(*this, ThemeColor::accent, 2.4);
+    } else if (isFault_) {
+        paintFieldFrame(*this, ThemeColor::fault, faultFrame);
     }
 }
 

@@ -37,6 +37,7 @@ struct FieldRow {
     const char* initial = "";           ///< for a choice its first if this is empty
     std::span<const ChoiceRow> choices{};
     PathRole role = PathRole::document;
+    bool secret = false;           ///< only its owner should be able to read the file
     const char* filter = "";       ///< of the file dialog
     const char* placeholder = "";  ///< an example of a good value
     const char* besideLabel = "";  ///< of the text behind each path

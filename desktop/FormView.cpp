@@ -4,8 +4,10 @@
 #include "desktop/FieldLabel.h"
 #include "desktop/VerdictLine.h"
 #include "desktop/fieldVerdict.h"
+#include "desktop/plainTip.h"
 #include "desktop/theme.h"
 
+#include <QApplication>
 #include <QGridLayout>
 #include <QLineEdit>
 #include <QMenu>
@@ -46,7 +48,7 @@ struct Row {
 };
 
 bool isOpen(const Verdict& verdict) {
-    return verdict.kind != Verdict::Kind::good;
+    return verdict.kind == Verdict::Kind::missing || verdict.kind == Verdict::Kind::fault;
 }
 
 /// What the context menu calls setting a field back to its initial value.
@@ -63,9 +65,10 @@ QString resetText(const FormField& field) {
                : FormView::tr("Set Back to “%1”").arg(initial.left(mostOfReset).replace(u'&', QLatin1String("&&")));
 }
 
-/// Texts of other files are plain, and a plain tip would be one endless line.
-QString shownTip(const QString& tip) {
-    return tip.isEmpty() ? QString() : Qt::convertFromPlainText(tip.trimmed());
+/// The help of a field for one of its widgets. The words of a template are plain, even if they look like HTML.
+void setHelp(QWidget& widget, const QString& tip) {
+    setPlainTip(widget, tip);
+    widget.setWhatsThis(Qt::mightBeRichText(tip) ? plainTip(tip) : tip);
 }
 
 }  // namespace
@@ -158,15 +161,12 @@ void FormView::Inside::addRow(QGridLayout& grid, Row& row, PageContext& context)
     row.edit = makeFieldEdit(field, context, nullptr);
     row.line = new VerdictLine(!showsItself || field.check);
     row.line->setObjectName(field.id + QLatin1String("Verdict"));
-    const QString tip = shownTip(field.tip);
-    row.edit->setToolTip(tip);
-    row.edit->setWhatsThis(tip);
+    setHelp(*row.edit, field.tip);
     if (!showsItself) {
         row.label = new FieldLabel(field.label);
         row.label->setBuddy(row.edit->first());
         row.label->standBeside(row.edit->first());
-        row.label->setToolTip(tip);
-        row.label->setWhatsThis(tip);
+        setHelp(*row.label, field.tip);
         grid.addWidget(row.label, at, labelColumn, Qt::AlignRight | Qt::AlignTop);
     }
     grid.addWidget(row.edit, at, fieldColumn);
@@ -185,7 +185,10 @@ void FormView::Inside::connectRow(Row& row) {
     });
     connect(row.edit, &FieldEdit::settled, &form_, [this, kept] { noteLeave(*kept); });
     connect(row.edit, &FieldEdit::left, &form_, [this, kept] { noteLeave(*kept); });
-    connect(row.edit, &FieldEdit::entered, &form_, [this, kept] { bringIntoView(*kept); });
+    connect(row.edit, &FieldEdit::entered, &form_, [this, kept] {
+        bringIntoView(*kept);
+        emit form_.entered(kept->field.id);
+    });
     connect(row.edit, &FieldEdit::menuAsked, &form_,
             [this, kept](QWidget* part, QPoint at) { showMenu(*kept, part, at); });
 }
@@ -239,6 +242,10 @@ Verdict FormView::Inside::judge(Row& row) {
                 verdict = special;
             }
         }
+        if (verdict.kind == Verdict::Kind::missing && verdict.text.isEmpty()) {
+            verdict = missingVerdict(row.field.kind);
+        }
+        verdict = withAccess(verdict, row.field, values, folder_);
         row.judged = Judged{values, stamps, verdict};
     }
     return row.said && !isOpen(verdict) ? *row.said : verdict;
@@ -305,7 +312,7 @@ void FormView::Inside::mark(Row& row) {
         const QString before =
             initial.isEmpty() ? tr("Changed. It was empty.") : tr("Changed. It was “%1”.").arg(initial);
         row.label->setChanged(isChanged);
-        row.label->setToolTip(shownTip(isChanged ? before + u'\n' + row.field.tip : row.field.tip));
+        setPlainTip(*row.label, isChanged ? before + u'\n' + row.field.tip : row.field.tip);
     }
 }
 
@@ -374,6 +381,16 @@ void FormView::setValues(const QString& id, const QStringList& values) {
     row->isTouched = false;
     inside_->mark(*row);
     inside_->judgeAndTell(*row);
+}
+
+void FormView::bringIntoView(const QString& id) {
+    const Row* row = inside_->find(id);
+    if (row != nullptr && row->isShown) {
+        if (!row->edit->isAncestorOf(QApplication::focusWidget())) {
+            row->edit->first()->setFocus(Qt::OtherFocusReason);
+        }
+        inside_->bringIntoView(*row);
+    }
 }
 
 void FormView::keepValues() {

@@ -32,8 +32,9 @@ struct FormField {
     QList<FieldChoice> choices;
     QString besideLabel;
     PathRole role = PathRole::document;
-    QString filter;                                           ///< of the file dialog
-    QString placeholder;                                      ///< an example of a good value
+    bool secret = false;  ///< only its owner should be able to read the file; private keys in PEM always count as such
+    QString filter;       ///< of the file dialog
+    QString placeholder;  ///< an example of a good value
     std::function<Verdict(const QStringList& values)> check;  ///< may be empty
     bool judgesEmpty = false;                                 ///< its check is asked about nothing too
 };
@@ -58,6 +59,8 @@ class FormView : public QWidget {
     [[nodiscard]] QHash<QString, QStringList> allValues() const;
     /// As if the user had entered it, but without `edited`.
     void setValues(const QString& id, const QStringList& values);
+    /// Brings a field into view, with the focus in it.
+    void bringIntoView(const QString& id);
     /// What stands in the fields now becomes what they are set back to and told apart from: it was saved.
     void keepValues();
     void setShown(const QString& id, bool shown);
@@ -73,8 +76,9 @@ class FormView : public QWidget {
     void focusFirstOpenPoint();
 
   signals:
-    void edited(const QString& id);  ///< the user changed the value
-    void left(const QString& id);    ///< the user has finished with the field; its check has been made
+    void entered(const QString& id);  ///< a part of the field got the focus
+    void edited(const QString& id);   ///< the user changed the value
+    void left(const QString& id);     ///< the user has finished with the field; its check has been made
 
   private:
     struct Inside;

@@ -1,5 +1,7 @@
 #include "desktop/InputFilter.h"
 
+#include "desktop/FieldLine.h"
+
 #include <QAbstractSpinBox>
 #include <QComboBox>
 #include <QKeyEvent>
@@ -17,8 +19,11 @@ bool InputFilter::eventFilter(QObject* watched, QEvent* event) {
     } else if (event->type() == QEvent::ShortcutOverride) {
         const auto* line = qobject_cast<QLineEdit*>(watched);
         const auto* key = static_cast<QKeyEvent*>(event);
-        if (line != nullptr && ((key->matches(QKeySequence::Undo) && !line->isUndoAvailable()) ||
-                                (key->matches(QKeySequence::Redo) && !line->isRedoAvailable()))) {
+        // The lines of a form leave every step to the window, which knows their order. If it has none, the key comes
+        // back to the line.
+        const bool isOfForm = qobject_cast<FieldLine*>(watched) != nullptr;
+        if (line != nullptr && ((key->matches(QKeySequence::Undo) && (isOfForm || !line->isUndoAvailable())) ||
+                                (key->matches(QKeySequence::Redo) && (isOfForm || !line->isRedoAvailable())))) {
             event->ignore();
             return true;
         }

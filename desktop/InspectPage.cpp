@@ -203,10 +203,14 @@ QWidget* InspectPage::makeTree() {
     header->setStretchLastSection(false);
     header->setSectionResizeMode(InspectModel::Meaning, QHeaderView::Stretch);
     const int wide = tree_->fontMetrics().averageCharWidth();
+    const QFontMetrics fixed(Theme::fixedFont());
     header->resizeSection(InspectModel::Name, wide * 28);
-    header->resizeSection(InspectModel::Value, QFontMetrics(Theme::fixedFont()).averageCharWidth() * 27);
-    header->resizeSection(InspectModel::Offset, wide * 10);
-    header->resizeSection(InspectModel::Size, wide * 10);
+    header->resizeSection(InspectModel::Value, fixed.averageCharWidth() * 27);
+    // A file has up to 4 GiB.
+    const int number = fixed.horizontalAdvance(QStringLiteral("4294967296")) + Theme::labelGap();
+    header->resizeSection(InspectModel::Offset, number);
+    header->resizeSection(InspectModel::Size, number);
+    header->setMinimumSectionSize(number);
     connect(tree_->selectionModel(), &QItemSelectionModel::currentChanged, this,
             [this](const QModelIndex& current) { choose(model_->lineOf(current), tree_); });
     return tree_;

@@ -14,7 +14,10 @@
 #include <QLabel>
 #include <QPainter>
 #include <QStyle>
+#include <QUndoStack>
 #include <QVBoxLayout>
+
+#include <utility>
 
 namespace {
 
@@ -58,14 +61,52 @@ FormField formFieldOf(const FieldRow& row, const JobRow& job) {
     }
     field.besideLabel = text(row.besideLabel);
     field.role = row.role;
+    field.secret = row.secret;
     field.filter = text(row.filter);
     field.placeholder = QLatin1String(row.placeholder);
     field.judgesEmpty = row.checksEmpty;
     return field;
 }
 
+/// A change of one field.
+class JobPage::Edit : public QUndoCommand {
+  public:
+    Edit(JobPage& page, QString id, QStringList before, QStringList after)
+        : page_(page), id_(std::move(id)), before_(std::move(before)), after_(std::move(after)), visit_(page.visit_) {}
+
+    int id() const override { return 1; }
+    void undo() override { page_.takeBack(id_, before_); }
+    void redo() override {
+        if (page_.form_->values(id_) != after_) {  // unless the user has just made it
+            page_.takeBack(id_, after_);
+        }
+    }
+
+    bool mergeWith(const QUndoCommand* next) override {
+        const auto* edit = static_cast<const Edit*>(next);  // only these have the id
+        if (edit->id_ != id_ || edit->visit_ != visit_) {
+            return false;
+        }
+        after_ = edit->after_;
+        setObsolete(after_ == before_);
+        return true;
+    }
+
+  private:
+    JobPage& page_;
+    QString id_;
+    QStringList before_;
+    QStringList after_;
+    int visit_;
+};
+
 JobPage::JobPage(const JobRow& job, PageContext& context, QWidget* parent)
-    : Page(parent), job_(job), context_(context), hint_(new HintLine), panel_(new RunPanel(context)) {
+    : Page(parent),
+      job_(job),
+      context_(context),
+      hint_(new HintLine),
+      panel_(new RunPanel(context)),
+      undo_(new QUndoStack(this)) {
     QList<FormField> fields;
     for (const FieldRow* const row : fieldsOf(job)) {
         FormField field = formFieldOf(*row, job);
@@ -84,14 +125,21 @@ JobPage::JobPage(const JobRow& job, PageContext& context, QWidget* parent)
     layout->setContentsMargins({});
     layout->addWidget(new RunSplitter(upper, panel_));
 
-    connect(form_, &FormView::edited, this, &JobPage::refresh);
+    connect(form_, &FormView::edited, this, &JobPage::noteEdit);
+    connect(form_, &FormView::entered, this, [this] { ++visit_; });
     connect(form_, &FormView::left, this, &JobPage::refresh);
     connect(panel_, &RunPanel::runRequested, this, &JobPage::run);
     connect(panel_, &RunPanel::runningChanged, this, &JobPage::stateChanged);
     connect(panel_, &RunPanel::inspectRequested, this,
             [this](const QString& path) { emit handOver(QStringLiteral("inspect"), path); });
     panel_->setFolder(QDir::currentPath());
+    shown_ = form_->allValues();
+    saved_ = shown_;
     refresh();
+}
+
+QUndoStack* JobPage::undoStack() {
+    return undo_;
 }
 
 QString JobPage::documentName() const {
@@ -103,11 +151,17 @@ QString JobPage::fileFilter() const {
 }
 
 bool JobPage::isModified() const {
-    return !path_.isEmpty() && form_->allValues() != saved_;
+    return form_->allValues() != saved_;
 }
 
 bool JobPage::isBusy() const {
     return panel_->isRunning();
+}
+
+JobPlace JobPage::otherPlaceOf(const QString& path) const {
+    Job job;
+    QString fault;
+    return readJobFile(path, job, fault) && job.row != &job_ ? placeOf(job, path) : JobPlace();
 }
 
 bool JobPage::openFile(const QString& path) {
@@ -123,9 +177,11 @@ bool JobPage::openFile(const QString& path) {
         return true;
     }
     setValues(job.values);
+    undo_->clear();
     path_ = path;
     mark_.note(path);
     saved_ = form_->allValues();
+    shown_ = saved_;
     refresh();
     return true;
 }
@@ -166,6 +222,21 @@ void JobPage::run() {
 
 void JobPage::stop() {
     panel_->stop();
+}
+
+void JobPage::noteEdit(const QString& id) {
+    const QStringList before = std::exchange(shown_[id], form_->values(id));
+    if (before != shown_.value(id)) {
+        undo_->push(new Edit(*this, id, before, shown_.value(id)));
+    }
+    refresh();
+}
+
+void JobPage::takeBack(const QString& id, const QStringList& values) {
+    form_->setValues(id, values);
+    shown_[id] = form_->values(id);
+    refresh();
+    form_->bringIntoView(id);
 }
 
 void JobPage::setValues(const JobValues& values) {

@@ -10,18 +10,19 @@ class RunPanel;
 struct FormField;
 struct PageRow;
 
-/// The page of one job: its form above, its run below. The command line follows every edit. A form that was never saved
-/// isn't asked about when it goes: it holds nothing but paths and numbers, which the command line shows.
+/// The page of one job: its form above, its run below. The command line follows every edit, and each can be undone.
 class JobPage : public Page {
     Q_OBJECT
 
   public:
     JobPage(const JobRow& job, PageContext& context, QWidget* parent = nullptr);
 
+    [[nodiscard]] QUndoStack* undoStack() override;
     [[nodiscard]] QString documentName() const override;
     [[nodiscard]] QString fileFilter() const override;
     [[nodiscard]] bool isModified() const override;
     [[nodiscard]] bool isBusy() const override;
+    [[nodiscard]] JobPlace otherPlaceOf(const QString& path) const override;
     [[nodiscard]] bool openFile(const QString& path) override;
     [[nodiscard]] bool save() override;
     [[nodiscard]] bool saveAs() override;
@@ -29,6 +30,10 @@ class JobPage : public Page {
     void stop() override;
 
   private:
+    class Edit;
+
+    void noteEdit(const QString& id);
+    void takeBack(const QString& id, const QStringList& values);
     [[nodiscard]] bool saveTo(const QString& path);
     void setValues(const JobValues& values);
     void showFields();
@@ -39,8 +44,11 @@ class JobPage : public Page {
     FormView* form_;
     QLabel* hint_;
     RunPanel* panel_;
+    QUndoStack* undo_;
+    int visit_ = 0;    ///< counts the changes of the focus: key strokes between two of them are one step
+    JobValues shown_;  ///< what the form held after the last step
     QString path_;     ///< of the job file; empty before the first saving
-    JobValues saved_;  ///< what it holds
+    JobValues saved_;  ///< what it holds, or a new form
     FileMark mark_;
 };
 

@@ -4,6 +4,8 @@
 #include "desktop/Dialogs.h"
 #include "desktop/PageList.h"
 #include "desktop/Settings.h"
+#include "desktop/jobFile.h"
+#include "desktop/plainTip.h"
 
 #include <QActionGroup>
 #include <QApplication>
@@ -15,7 +17,6 @@
 #include <QPushButton>
 #include <QSplitter>
 #include <QStackedWidget>
-#include <QTextDocument>
 #include <QUndoGroup>
 #include <QUndoStack>
 #include <QVBoxLayout>
@@ -211,7 +212,7 @@ void MainWindow::refresh() {
     openButton_->setVisible(hasFiles);
     openButton_->setEnabled(openAction_->isEnabled());
     saveButton_->setText(tr("Save"));
-    saveButton_->setToolTip(Qt::convertFromPlainText(tr("Saves “%1”.").arg(name)));
+    setPlainTip(*saveButton_, tr("Saves “%1”.").arg(name));
     saveButton_->setVisible(!name.isEmpty());
 }
 
@@ -224,6 +225,10 @@ void MainWindow::open() {
 }
 
 bool MainWindow::openFile(const QString& path, const QString& kind) {
+    const JobPlace other = page_ == nullptr ? JobPlace() : page_->otherPlaceOf(path);
+    if (showPage(other.page)) {  // what is on the page before stays
+        return other.file.isEmpty() || openFile(other.file, kind);
+    }
     return page_ != nullptr && !page_->isBusy() && page_->mayLose(context_.dialogs) && page_->openFileAs(path, kind);
 }
 

@@ -1,6 +1,8 @@
 #include "desktop/MemoryMap.h"
 
 #include "desktop/MemoryMapModel.h"
+#include "desktop/counted.h"
+#include "desktop/spokenRole.h"
 #include "desktop/theme.h"
 
 #include <QMouseEvent>
@@ -48,6 +50,7 @@ MemoryMap::MemoryMap(QWidget* parent) : QAbstractItemView(parent) {
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setVerticalScrollMode(ScrollPerPixel);
     setMouseTracking(true);
+    setSpokenRole(*this, QAccessible::Graphic);
     setAccessibleName(tr("Memory map"));
 }
 
@@ -60,6 +63,34 @@ void MemoryMap::reset() {
     QAbstractItemView::reset();
     hovered_ = -1;
     layOut();
+    speak(QModelIndex());
+}
+
+void MemoryMap::currentChanged(const QModelIndex& current, const QModelIndex& previous) {
+    QAbstractItemView::currentChanged(current, previous);
+    speak(current);
+}
+
+/// What the picture shows as a whole, and the block that is chosen.
+void MemoryMap::speak(const QModelIndex& chosen) {
+    const int rows = model() == nullptr ? 0 : model()->rowCount();
+    if (rows == 0) {
+        setAccessibleDescription(emptyText());
+        return;
+    }
+    const auto textOf = [this](int row, int column) { return model()->index(row, column).data().toString(); };
+    QString text = counted(rows, tr("1 block from %2 to %3."), tr("%1 blocks from %2 to %3."))
+                       .arg(textOf(0, MemoryMapModel::Start), textOf(rows - 1, MemoryMapModel::End));
+    if (chosen.isValid()) {
+        text += tr(" Chosen: %1, %2 to %3, %4.")
+                    .arg(textOf(chosen.row(), MemoryMapModel::What), textOf(chosen.row(), MemoryMapModel::Start),
+                         textOf(chosen.row(), MemoryMapModel::End), textOf(chosen.row(), MemoryMapModel::Size));
+    }
+    setAccessibleDescription(text);
+}
+
+QString MemoryMap::emptyText() {
+    return tr("Nothing here has a place in memory.");
 }
 
 void MemoryMap::layOut() {
@@ -232,7 +263,7 @@ void MemoryMap::paintEvent(QPaintEvent* event) {
     if (rows == 0) {
         painter.setPen(Theme::color(ThemeColor::quiet));
         painter.drawText(viewport()->rect().adjusted(Theme::labelGap(), 0, -Theme::labelGap(), 0),
-                         Qt::AlignCenter | Qt::TextWordWrap, tr("Nothing here has a place in memory."));
+                         Qt::AlignCenter | Qt::TextWordWrap, emptyText());
         return;
     }
     const QModelIndex first = indexAt(event->rect().topLeft());

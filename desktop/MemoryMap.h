@@ -18,6 +18,7 @@ class MemoryMap : public QAbstractItemView {
     [[nodiscard]] QModelIndex indexAt(const QPoint& point) const override;
     [[nodiscard]] QSize sizeHint() const override;
     void reset() override;
+    void currentChanged(const QModelIndex& current, const QModelIndex& previous) override;
 
     /// The ground of the blocks of one kind of area.
     [[nodiscard]] static QColor kindColor(int kind);
@@ -37,6 +38,8 @@ class MemoryMap : public QAbstractItemView {
 
   private:
     void layOut();
+    void speak(const QModelIndex& chosen);
+    [[nodiscard]] static QString emptyText();
     void setHovered(int row);
     void paintRow(QPainter& painter, const QModelIndex& index, const QRect& rect) const;
     void paintGap(QPainter& painter, const QModelIndex& index, const QRect& block) const;

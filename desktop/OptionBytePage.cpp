@@ -97,6 +97,7 @@ OptionBytePage::OptionBytePage(PageContext& context, QWidget* parent)
     remarks_->setModel(remarks);
     remarks_->setEditTriggers(QAbstractItemView::NoEditTriggers);
     remarks_->setObjectName(QStringLiteral("remarks"));
+    remarks_->setAccessibleName(tr("Remarks"));
     remarks_->setTextElideMode(Qt::ElideMiddle);
     remarks_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     remarks_->setUniformItemSizes(true);

@@ -59,6 +59,7 @@ OptionWordEditor::OptionWordEditor(OptionByteDocument& document, QWidget* parent
     name_->setFont(Theme::headlineFont());
     reason_->setTone(ThemeColor::fault);
     place_->setWordWrap(false);
+    place_->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     area_->setWidgetResizable(true);
     area_->setFrameShape(QFrame::NoFrame);
     area_->setFocusPolicy(Qt::NoFocus);

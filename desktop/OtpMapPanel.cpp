@@ -85,5 +85,5 @@ OtpMapPanel::OtpMapPanel(QWidget* parent)
 
 void OtpMapPanel::tell(const QString& word) {
     told_->setText(word.isEmpty() ? tr("Point at a word, or go to it with the arrow keys.") : word);
-    view_->setAccessibleDescription(word);
+    view_->setAccessibleDescription(word.isEmpty() ? view_->summary() : word + u' ' + view_->summary());
 }

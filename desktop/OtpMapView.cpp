@@ -1,5 +1,6 @@
 #include "desktop/OtpMapView.h"
 
+#include "desktop/spokenRole.h"
 #include "desktop/theme.h"
 
 #include <QFontMetrics>
@@ -42,6 +43,7 @@ struct OtpMapView::Grid {
 };
 
 OtpMapView::OtpMapView(QWidget* parent) : QWidget(parent) {
+    setSpokenRole(*this, QAccessible::Graphic);
     setFocusPolicy(Qt::StrongFocus);
     setMouseTracking(true);
     QSizePolicy policy(QSizePolicy::Preferred, QSizePolicy::Minimum);
@@ -63,14 +65,22 @@ void OtpMapView::setMap(const OtpMap& map, const QStringList& names) {
     map_ = map;
     names_ = names;
     update();
-    if (hasFocus()) {
-        emit pointedAt(told(static_cast<std::uint32_t>(cursor_)));
-    }
+    emit pointedAt(hasFocus() ? told(static_cast<std::uint32_t>(cursor_)) : QString());
 }
 
 void OtpMapView::setChosen(const OtpItem& item) {
     chosen_ = item;
     update();
+}
+
+QString OtpMapView::summary() const {
+    const auto countOf = [this](auto condition) {
+        return QString::number(std::count_if(map_.words.begin(), map_.words.end(), condition));
+    };
+    return tr("%1 words: %2 filled, %3 to be filled, %4 in collision.")
+        .arg(QString::number(map_.words.size()), countOf([](const OtpWord& word) { return word.use == OtpUse::used; }),
+             countOf([this](const OtpWord& word) { return mustBeFilled(word); }),
+             countOf([](const OtpWord& word) { return word.use == OtpUse::collision; }));
 }
 
 QString OtpMapView::told(std::uint32_t word) const {

@@ -22,6 +22,8 @@ class OtpMapView : public QWidget {
     /// The words that are outlined; one without any outlines nothing.
     void setChosen(const OtpItem& item);
 
+    /// How many words there are of each use.
+    [[nodiscard]] QString summary() const;
     /// What is to be said of a word.
     [[nodiscard]] QString told(std::uint32_t word) const;
 

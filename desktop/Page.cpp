@@ -1,6 +1,7 @@
 #include "desktop/Page.h"
 
 #include "desktop/Dialogs.h"
+#include "desktop/jobFile.h"
 
 Page::Page(QWidget* parent) : QWidget(parent) {
 }
@@ -38,6 +39,11 @@ bool Page::mayLose(Dialogs& dialogs) {
 
 bool Page::isBusy() const {
     return false;
+}
+
+JobPlace Page::otherPlaceOf(const QString& path) const {
+    Q_UNUSED(path)
+    return {};
 }
 
 bool Page::openFile(const QString& path) {

@@ -6,6 +6,7 @@
 class Dialogs;
 class QUndoStack;
 class Settings;
+struct JobPlace;
 
 /// What every page may use. It outlives the pages.
 struct PageContext {
@@ -36,6 +37,8 @@ class Page : public QWidget {
     /// Whether something runs.
     [[nodiscard]] virtual bool isBusy() const;
 
+    /// Where the file at `path` is shown, if that is another page than this one; nowhere otherwise.
+    [[nodiscard]] virtual JobPlace otherPlaceOf(const QString& path) const;
     /// Opens the document at `path` in place of the one that is shown; what may get lost was asked about before. False
     /// after a fault, which the page has told, and which leaves the shown document as it was.
     [[nodiscard]] virtual bool openFile(const QString& path);

@@ -7,6 +7,7 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPainter>
+#include <QScrollBar>
 #include <QStyledItemDelegate>
 #include <QVBoxLayout>
 
@@ -54,21 +55,27 @@ class ListDelegate : public QStyledItemDelegate {
         } else if (option.state.testFlag(QStyle::State_MouseOver) && !isTitle) {
             painter->fillRect(option.rect, Theme::color(ThemeColor::line));
         }
-        QFont font = option.font;
-        font.setWeight(isTitle || isChosen ? QFont::DemiBold : QFont::Normal);
-        painter->setFont(font);
+        painter->setFont(isTitle || isChosen ? boldOf(option.font) : option.font);
         painter->setPen(isTitle ? Theme::color(ThemeColor::quiet) : option.palette.color(QPalette::WindowText));
         const QRect room = option.rect.adjusted(isTitle ? Theme::labelGap() : Theme::groupGap(),
                                                 isTitle ? Theme::rowGap() : 0, -Theme::rowGap(), 0);
         painter->drawText(room, Qt::AlignVCenter | Qt::TextSingleLine,
-                          option.fontMetrics.elidedText(index.data().toString(), Qt::ElideRight, room.width()));
+                          painter->fontMetrics().elidedText(index.data().toString(), Qt::ElideRight, room.width()));
         painter->restore();
     }
 
     [[nodiscard]] QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override {
         const bool isTitle = index.data(idRole).isNull();
         const int height = option.fontMetrics.height() + Theme::rowGap() * 3 / 2 + (isTitle ? Theme::rowGap() : 0);
-        return {option.fontMetrics.horizontalAdvance(index.data().toString()) + 2 * Theme::groupGap(), height};
+        // Any page can be the chosen one, which is bold.
+        const QFontMetrics metrics(boldOf(option.font));
+        return {metrics.horizontalAdvance(index.data().toString()) + Theme::groupGap() + Theme::labelGap(), height};
+    }
+
+  private:
+    [[nodiscard]] static QFont boldOf(QFont font) {
+        font.setWeight(QFont::DemiBold);
+        return font;
     }
 };
 
@@ -106,6 +113,7 @@ PageList::PageList(QWidget* parent) : QWidget(parent), search_(new QLineEdit), l
     nothing_->setFlags(Qt::NoItemFlags);
     nothing_->setHidden(true);
 
+    list_->setMinimumWidth(list_->sizeHintForColumn(0) + list_->verticalScrollBar()->sizeHint().width());
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, Theme::labelGap(), 0, 0);
     auto* searchRow = new QHBoxLayout;

@@ -23,13 +23,14 @@ PathListField::PathListField(const FormField& field, PageContext& context, QWidg
       field_(field),
       context_(context),
       layout_(new QVBoxLayout(this)),
-      add_(new QPushButton(tr("Add a File"), this)) {
+      add_(new QPushButton(tr("Add a File"))) {
     add_->setObjectName(field.id + QLatin1String("Add"));
     add_->setAutoDefault(false);
     watch(add_, tr("Add a file to %1").arg(labelInSentence(plainLabel(field.label))));
     setAcceptDrops(true);
     layout_->setContentsMargins(0, 0, 0, 0);
     addRow();
+    // It becomes a child after the first row, and so comes after it by Tab.
     layout_->addWidget(add_, 0, Qt::AlignLeft);
     connect(add_, &QPushButton::clicked, this, [this] {
         addRow();
@@ -151,14 +152,6 @@ void PathListField::addRow() {
     row.remove = new QPushButton(tr("Remove"), row.box);
     row.remove->setAutoDefault(false);
     line->addWidget(row.remove);
-    QWidget* after = rows_.isEmpty() ? nullptr : rows_.last().remove;
-    for (QWidget* part : {row.path->first(), row.path->last(), static_cast<QWidget*>(row.beside),
-                          static_cast<QWidget*>(row.remove), static_cast<QWidget*>(add_)}) {
-        if (part != nullptr && after != nullptr) {
-            QWidget::setTabOrder(after, part);
-        }
-        after = part != nullptr ? part : after;
-    }
     connect(row.path, &FieldEdit::edited, this, &PathListField::edited);
     connect(row.path, &FieldEdit::settled, this, &PathListField::settled);
     connect(row.path, &PathField::moreChosen, this, &PathListField::fillRows);
@@ -174,6 +167,9 @@ void PathListField::addRow() {
     row.box->show();
     rows_.append(row);
     renameRows();
+    if (rows_.size() > 1) {
+        orderTabs();
+    }
     setEditable(isEditable_);
 }
 
@@ -213,6 +209,24 @@ void PathListField::renameRows() {
         row.remove->setVisible(rows_.size() > 1);
         watch(row.remove, tr("Remove %1").arg(labelInSentence(name)));
     }
+}
+
+/// A row that is added later comes at the end of the window otherwise.
+void PathListField::orderTabs() {
+    QWidget* before = nullptr;
+    const auto follow = [&before](QWidget* part) {
+        if (part != nullptr && before != nullptr) {
+            QWidget::setTabOrder(before, part);
+        }
+        before = part != nullptr ? part : before;
+    };
+    for (const Row& row : rows_) {
+        follow(row.path->first());
+        follow(row.path->last());
+        follow(row.beside);
+        follow(row.remove);
+    }
+    follow(add_);
 }
 
 void PathListField::setTarget(bool isTarget) {

@@ -41,6 +41,7 @@ class PathListField : public FieldEdit {
     void removeRow(const QWidget* box);
     /// Gives all rows their ids and names by their order.
     void renameRows();
+    void orderTabs();
     void setTarget(bool isTarget);
 
     FormField field_;

@@ -7,6 +7,7 @@
 #include "desktop/StatusMark.h"
 #include "desktop/ToolRun.h"
 #include "desktop/commandLine.h"
+#include "desktop/plainTip.h"
 #include "desktop/shellQuoted.h"
 #include "desktop/theme.h"
 
@@ -21,7 +22,6 @@
 #include <QMenu>
 #include <QPainter>
 #include <QPushButton>
-#include <QTextDocument>
 #include <QTimer>
 #include <QUrl>
 #include <QVBoxLayout>
@@ -80,15 +80,6 @@ QString openText(const QStringList& points) {
 QString secondsText(qint64 milliseconds) {
     const double seconds = static_cast<double>(milliseconds) / 1000;
     return QLocale().toString(seconds, 'f', seconds < 0.1 ? 2 : seconds < 10 ? 1 : 0);
-}
-
-/// A tip that stays the text that it is: a name may look like HTML.
-QString plainTip(const QString& text) {
-    return text.isEmpty() ? text : Qt::convertFromPlainText(text);
-}
-
-QString pathTip(const QString& path) {
-    return plainTip(QDir::toNativeSeparators(path));
 }
 
 }  // namespace
@@ -265,8 +256,8 @@ void RunPanel::Inside::refresh() {
     const bool isRunning = run.isRunning();
     const Job& shown = isRunning ? running : job;
     commandLine->setLine(lineOf(shown));
-    commandLine->setToolTip(
-        shown.folder.isEmpty() ? QString() : plainTip(tr("Runs in %1").arg(QDir::toNativeSeparators(shown.folder))));
+    setPlainTip(*commandLine,
+                shown.folder.isEmpty() ? QString() : tr("Runs in %1").arg(QDir::toNativeSeparators(shown.folder)));
     // It stays enabled while the run comes to its end: a disabled button would hand its focus on.
     runButton->setText(run.isStopping() ? tr("Stopping") : isRunning ? tr("S&top") : tr("R&un"));
     folderButton->setVisible(!isRunning && showsEnd && !made.isEmpty());
@@ -283,7 +274,7 @@ void RunPanel::Inside::showStatus(StatusMark::Kind kind, const QString& text) {
     mark->setVisible(kind != StatusMark::Kind::none);
     mark->show(kind);
     words->setText(text);
-    words->setToolTip(kind == StatusMark::Kind::open ? plainTip(job.openPoints.join(u'\n')) : QString());
+    setPlainTip(*words, kind == StatusMark::Kind::open ? job.openPoints.join(u'\n') : QString());
     colourStatus();
 }
 
@@ -372,8 +363,9 @@ void RunPanel::Inside::offerOutputs() {
         action->setToolTip(QDir::toNativeSeparators(path));
     }
     inspectButton->setMenu(made.size() > 1 ? inspectMenu : nullptr);
-    inspectButton->setToolTip(made.size() == 1 ? pathTip(made.constFirst()) : QString());
-    folderButton->setToolTip(made.isEmpty() ? QString() : pathTip(QFileInfo(made.constFirst()).path()));
+    setPlainTip(*inspectButton, made.size() == 1 ? QDir::toNativeSeparators(made.constFirst()) : QString());
+    setPlainTip(*folderButton,
+                made.isEmpty() ? QString() : QDir::toNativeSeparators(QFileInfo(made.constFirst()).path()));
 }
 
 void RunPanel::Inside::copy() {

@@ -4,6 +4,7 @@
 #include "desktop/PathField.h"
 #include "desktop/VerdictLine.h"
 #include "desktop/counted.h"
+#include "desktop/plainTip.h"
 #include "desktop/theme.h"
 
 #include "files/wipe.h"
@@ -18,7 +19,6 @@
 #include <QMimeData>
 #include <QPushButton>
 #include <QSpinBox>
-#include <QTextDocument>
 
 #include <algorithm>
 
@@ -161,6 +161,7 @@ void SecretEditor::makeItemFields(QFormLayout& form) {
 void SecretEditor::makeDataFields(QFormLayout& form) {
     kind_->setObjectName(QStringLiteral("kind"));
     content_->setObjectName(QStringLiteral("content"));
+    content_->setAccessibleName(tr("Content"));
     browse_->setObjectName(QStringLiteral("browse"));
     dataVerdict_->setObjectName(QStringLiteral("dataVerdict"));
     showData_->setObjectName(QStringLiteral("showData"));
@@ -226,6 +227,7 @@ QWidget* SecretEditor::makeProtectionFields(int labels) {
     grid->setColumnStretch(3, 1);
 
     nonce_->setObjectName(QStringLiteral("nonce"));
+    nonce_->setAccessibleName(tr("Nonce"));
     browseNonce_->setObjectName(QStringLiteral("browseNonce"));
     browseNonce_->setAccessibleName(tr("Browse for the nonce"));
     browse_->setAccessibleName(tr("Browse for the content"));
@@ -311,7 +313,7 @@ void SecretEditor::setFuses(const DeviceFuses& fuses) {
     fuse_->addItem(tr("Other words"));
     for (const FuseWords& words : fuses_.words) {
         fuse_->addItem(tr("%1  %2").arg(wordRange(words.index, words.end()), words.name));
-        fuse_->setItemData(fuse_->count() - 1, Qt::convertFromPlainText(words.description), Qt::ToolTipRole);
+        fuse_->setItemData(fuse_->count() - 1, plainTip(words.description), Qt::ToolTipRole);
     }
     for (std::size_t i = 0; i < protection_.size(); ++i) {
         QString tip;
@@ -320,7 +322,7 @@ void SecretEditor::setFuses(const DeviceFuses& fuses) {
                 tip = field.description;
             }
         }
-        protection_[i].values->setToolTip(tip.isEmpty() ? tip : Qt::convertFromPlainText(tip));
+        setPlainTip(*protection_[i].values, tip);
     }
 }
 

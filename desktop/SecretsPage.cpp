@@ -10,6 +10,7 @@
 #include "desktop/Settings.h"
 #include "desktop/counted.h"
 
+#include "desktop/plainTip.h"
 #include "images/imageLayout.h"
 
 #include <QComboBox>
@@ -24,7 +25,6 @@
 #include <QShortcut>
 #include <QSplitter>
 #include <QTableView>
-#include <QTextDocument>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -120,6 +120,7 @@ QWidget* SecretsPage::makeTable() {
     for (int column = 0; column < model_->columnCount(); ++column) {
         table_->setColumnWidth(column, digit * widths[column]);
     }
+    table_->horizontalHeader()->setMinimumSectionSize(digit * 10);
     table_->horizontalHeader()->setSectionResizeMode(3, QHeaderView::Stretch);
     empty_->setForegroundRole(QPalette::PlaceholderText);
     empty_->setAlignment(Qt::AlignCenter);
@@ -253,7 +254,7 @@ void SecretsPage::takeDevices(const DeviceSearch& search) {
             deviceBox_->setCurrentIndex(deviceBox_->count() - 1);
         }
     }
-    deviceBox_->setToolTip(Qt::convertFromPlainText(search.remarks.join(u'\n')));
+    setPlainTip(*deviceBox_, search.remarks.join(u'\n'));
     showDevice();
 }
 

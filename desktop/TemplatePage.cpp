@@ -8,6 +8,7 @@
 #include "desktop/ToneLabel.h"
 #include "desktop/commandLine.h"
 #include "desktop/jobFile.h"
+#include "desktop/tabOrder.h"
 #include "display/MessageCollector.h"
 #include "files/outputFile.h"
 
@@ -186,6 +187,13 @@ bool TemplatePage::isBusy() const {
     return panel_->isRunning();
 }
 
+JobPlace TemplatePage::otherPlaceOf(const QString& path) const {
+    Job job;
+    QString fault;
+    const JobPlace place = readJobFile(path, job, fault) ? placeOf(job, path) : JobPlace();
+    return place.page == QLatin1String(templatePage) ? JobPlace() : place;
+}
+
 bool TemplatePage::openFile(const QString& path) {
     return path.endsWith(QLatin1String(".json"), Qt::CaseInsensitive) ? openJob(path) : openTemplate(path);
 }
@@ -321,6 +329,7 @@ void TemplatePage::showForm() {
     view_ = new FormView(fields, context_);
     view_->setFolder(form_->folder());
     place_->addWidget(view_);
+    setTabOrderOfParts(*view_, *panel_);
     // Told again, each says at once how wide it is.
     for (const FormField& field : std::as_const(fields)) {
         view_->setValues(field.id, field.initial);

@@ -29,6 +29,7 @@ class TemplatePage : public Page {
     [[nodiscard]] QString fileFilter() const override;
     [[nodiscard]] bool isModified() const override;
     [[nodiscard]] bool isBusy() const override;
+    [[nodiscard]] JobPlace otherPlaceOf(const QString& path) const override;
     [[nodiscard]] bool openFile(const QString& path) override;
     [[nodiscard]] bool save() override;
     [[nodiscard]] bool saveAs() override;

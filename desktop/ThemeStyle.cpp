@@ -143,6 +143,11 @@ void ThemeStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* opt
 
 void ThemeStyle::drawControl(ControlElement element, const QStyleOption* option, QPainter* painter,
                              const QWidget* widget) const {
+    if (const auto* box = qstyleoption_cast<const QStyleOptionComboBox*>(option);
+        element == CE_ComboBoxLabel && box != nullptr) {
+        drawComboBoxLabel(*box, painter, widget);
+        return;
+    }
     const auto* button = qstyleoption_cast<const QStyleOptionButton*>(option);
     const bool isPart = element == CE_PushButtonBevel || element == CE_PushButtonLabel;
     if (!isPart || button == nullptr || !isFilled(widget)) {
@@ -153,6 +158,15 @@ void ThemeStyle::drawControl(ControlElement element, const QStyleOption* option,
     filled.palette.setColor(QPalette::Button, Theme::color(ThemeColor::accent));
     filled.palette.setColor(QPalette::ButtonText, Theme::color(ThemeColor::onAccent));
     QProxyStyle::drawControl(element, &filled, painter, widget);
+}
+
+/// What is too long ends in dots, instead of in the middle of a letter.
+void ThemeStyle::drawComboBoxLabel(const QStyleOptionComboBox& box, QPainter* painter, const QWidget* widget) const {
+    QStyleOptionComboBox elided = box;
+    const QRect room = proxy()->subControlRect(CC_ComboBox, &box, SC_ComboBoxEditField, widget);
+    constexpr int inset = 2;  // Qt's own
+    elided.currentText = box.fontMetrics.elidedText(box.currentText, Qt::ElideRight, room.width() - inset);
+    QProxyStyle::drawControl(CE_ComboBoxLabel, &elided, painter, widget);
 }
 
 void ThemeStyle::drawComplexControl(ComplexControl control, const QStyleOptionComplex* option, QPainter* painter,

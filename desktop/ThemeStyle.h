@@ -26,4 +26,7 @@ class ThemeStyle : public QProxyStyle {
                                        const QWidget* widget) const override;
     [[nodiscard]] int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
                                 QStyleHintReturn* answer) const override;
+
+  private:
+    void drawComboBoxLabel(const QStyleOptionComboBox& box, QPainter* painter, const QWidget* widget) const;
 };

@@ -6,6 +6,7 @@
 struct Verdict {
     enum class Kind {
         good,
+        warning,  ///< good, but there is something to know of it
         missing,  ///< empty, though something is needed: no fault before Run is pressed
         fault,
     };

@@ -1,6 +1,7 @@
 #include "desktop/VerdictBar.h"
 
 #include "desktop/ElidedLabel.h"
+#include "desktop/plainTip.h"
 #include "desktop/theme.h"
 
 #include <QHBoxLayout>
@@ -36,8 +37,8 @@ void VerdictBar::setVerdict(const InspectVerdict& verdict) {
     verdict_ = verdict;
     headline_->setText(verdict.headline);
     detail_->setText(verdict.detail);
-    headline_->setToolTip(Qt::convertFromPlainText(verdict.headline));
-    detail_->setToolTip(Qt::convertFromPlainText(verdict.detail));
+    setPlainTip(*headline_, verdict.headline);
+    setPlainTip(*detail_, verdict.detail);
     setAccessibleName(verdict.headline);
     update();
 }

@@ -11,10 +11,12 @@ namespace {
 constexpr int above = 2;
 
 QColor iconColor(Verdict::Kind kind) {
-    return Theme::color(kind == Verdict::Kind::good ? ThemeColor::success : ThemeColor::fault);
+    return Theme::color(kind == Verdict::Kind::good      ? ThemeColor::success
+                        : kind == Verdict::Kind::warning ? ThemeColor::warning
+                                                         : ThemeColor::fault);
 }
 
-/// A cross, a tick or a dot within `box`.
+/// A cross, a tick, a triangle or a dot within `box`.
 void drawIcon(QPainter& painter, Verdict::Kind kind, const QRectF& box) {
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
@@ -32,6 +34,9 @@ void drawIcon(QPainter& painter, Verdict::Kind kind, const QRectF& box) {
             path.moveTo(0.1, 0.55);
             path.lineTo(0.4, 0.85);
             path.lineTo(0.9, 0.2);
+            break;
+        case Verdict::Kind::warning:
+            path.addPolygon(QPolygonF({{0.5, 0.1}, {0.95, 0.9}, {0.05, 0.9}, {0.5, 0.1}}));
             break;
         case Verdict::Kind::missing:
             painter.setBrush(iconColor(kind));
@@ -85,7 +90,7 @@ void VerdictLine::paintEvent(QPaintEvent* /*event*/) {
     const qreal line = fontMetrics().height();
     const qreal size = line * 0.66;
     drawIcon(painter, kind_, {QPointF(2, above + (line - size) / 2), QSizeF(size, size)});
-    painter.setPen(Theme::color(kind_ == Verdict::Kind::good ? ThemeColor::quiet : ThemeColor::fault));
+    painter.setPen(kind_ == Verdict::Kind::good ? Theme::color(ThemeColor::quiet) : iconColor(kind_));
     style()->drawItemText(&painter, contentsRect(), Qt::AlignLeft | Qt::AlignTop | Qt::TextWordWrap, palette(),
                           isEnabled(), text());
 }

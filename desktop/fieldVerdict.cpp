@@ -1,8 +1,11 @@
 #include "desktop/fieldVerdict.h"
 
+#include "files/wipe.h"
+
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 
 #include <algorithm>
@@ -82,7 +85,22 @@ Verdict inFilesVerdict(const QStringList& values, const QString& folder) {
     return {};
 }
 
-Verdict missing(FieldKind kind) {
+/// Whether a file holds a private key by the mark that PEM has for one.
+bool holdsPrivateKey(const QString& path) {
+    constexpr qint64 most = 8192;  // a key behind a longer text than that isn't one that people keep
+    QFile file(path);
+    QByteArray head;
+    const WipeOnExit wiped(head);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        return false;
+    }
+    head = file.read(most);
+    return head.contains("PRIVATE KEY-----");
+}
+
+}  // namespace
+
+Verdict missingVerdict(FieldKind kind) {
     switch (kind) {
         case FieldKind::inFile:
         case FieldKind::inFiles:
@@ -91,6 +109,8 @@ Verdict missing(FieldKind kind) {
             return {Verdict::Kind::missing, Words::tr("The name of a file to write is needed here.")};
         case FieldKind::folder:
             return {Verdict::Kind::missing, Words::tr("A folder is needed here.")};
+        case FieldKind::choice:
+            return {Verdict::Kind::missing, Words::tr("Choose one of the list.")};
         case FieldKind::check:
             return {Verdict::Kind::missing, Words::tr("This has to be checked.")};
         default:
@@ -98,11 +118,9 @@ Verdict missing(FieldKind kind) {
     }
 }
 
-}  // namespace
-
 Verdict fieldVerdict(const FormField& field, const QStringList& values, const QString& folder) {
     if (values.isEmpty()) {
-        return field.required ? missing(field.kind) : Verdict();
+        return field.required ? missingVerdict(field.kind) : Verdict();
     }
     const QString& value = values.first();
     switch (field.kind) {
@@ -124,6 +142,23 @@ Verdict fieldVerdict(const FormField& field, const QStringList& values, const QS
     }
 }
 
+Verdict withAccess(const Verdict& verdict, const FormField& field, const QStringList& values, const QString& folder) {
+    const bool isKey = field.secret || field.role == PathRole::key;
+    if (verdict.kind != Verdict::Kind::good || !isKey ||
+        (field.kind != FieldKind::inFile && field.kind != FieldKind::inFiles)) {
+        return verdict;
+    }
+    for (qsizetype at = 0; at < values.size(); at += 2) {
+        const QFileInfo file = fileAt(values.at(at), folder);
+        if (file.isFile() && file.permission(QFile::ReadOther) && (field.secret || holdsPrivateKey(file.filePath()))) {
+            const QString warning = Words::tr("Every user of this computer can read “%1”.").arg(file.fileName());
+            return {Verdict::Kind::warning,
+                    verdict.text.isEmpty() ? warning : Words::tr("%1. %2").arg(verdict.text, warning)};
+        }
+    }
+    return verdict;
+}
+
 QStringList fileStamps(const FormField& field, const QStringList& values, const QString& folder) {
     QStringList stamps;
     if (field.kind != FieldKind::inFile && field.kind != FieldKind::inFiles) {
@@ -132,7 +167,7 @@ QStringList fileStamps(const FormField& field, const QStringList& values, const 
     for (qsizetype at = 0; at < values.size(); at += 2) {
         const QFileInfo file = fileAt(values.at(at), folder);
         stamps.append(QString::number(file.size()) + u' ' + QString::number(file.lastModified().toMSecsSinceEpoch()) +
-                      u' ' + QString::number(file.isReadable()));
+                      u' ' + QString::number(file.isReadable()) + u' ' + QString::number(file.permissions().toInt()));
     }
     return stamps;
 }

@@ -94,6 +94,7 @@ constexpr std::array signingRows = {
              .option = "-prvk",
              .required = true,
              .role = PathRole::key,
+             .secret = true,
              .filter = pemFilter,
              .placeholder = "private.pem",
              .tip = QT_TRANSLATE_NOOP("jobs",

@@ -123,9 +123,7 @@ Verdict keyVerdict(Checked checked, const QString& path) {
     if (checked == Checked::publicKey) {
         return {Verdict::Kind::good, publicKeyText(key)};
     }
-    return {Verdict::Kind::good, warning.isEmpty()
-                                     ? QString()
-                                     : text(QT_TRANSLATE_NOOP("InspectFields", "Everybody may read this key file."))};
+    return {};
 }
 
 bool isHexadecimal(const QString& value) {
@@ -203,6 +201,7 @@ QList<FormField> inspectFields() {
         field.tip = text(row.tip);
         field.kind = row.kind;
         field.role = row.role;
+        field.secret = row.checked == Checked::key || row.checked == Checked::privateKey;
         if (row.kind == FieldKind::choice) {
             field.choices = field.id == QLatin1String("as") ? formatChoices() : modeChoices();
             field.initial = QStringList{QString()};

@@ -35,6 +35,7 @@ inline constexpr FieldRow keyRow = {
     .option = "-k",
     .required = true,
     .role = PathRole::key,
+    .secret = true,
     .filter = binaryFilter,
     .placeholder = "key.bin",
     .check = checkKey16,

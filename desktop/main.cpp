@@ -10,6 +10,7 @@
 #include <QDir>
 #include <QIcon>
 
+#include <algorithm>
 #include <cstdio>
 
 namespace {
@@ -65,29 +66,6 @@ struct StartOptions {
                                     QStringLiteral("job.json")};
 };
 
-/// Does what needs no display: tells the options or the version, prints the command line of a saved job. False if the
-/// window is asked for.
-bool endsWithoutWindow(int argc, char** argv, int& status) {
-    const QCoreApplication application(argc, argv);
-    StartOptions options;
-    (void)options.parser.parse(QCoreApplication::arguments());
-    if (options.parser.isSet(options.help)) {
-        options.parser.showHelp();
-    }
-    if (options.parser.isSet(options.version)) {
-        options.parser.showVersion();
-    }
-    if (!options.parser.isSet(options.printCommand)) {
-        return false;
-    }
-    QString line;
-    QString fault;
-    const bool read = commandLineOfJobFile(options.parser.value(options.printCommand), toolPath(), line, fault);
-    std::fprintf(read ? stdout : stderr, "%s\n", (read ? line : fault).toUtf8().constData());
-    status = read && std::fflush(stdout) == 0 ? 0 : 2;
-    return true;
-}
-
 /// The look that `name` names; false if none does.
 bool readScheme(const QString& name, ThemeScheme& scheme) {
     if (name == QLatin1String("system")) {
@@ -99,6 +77,71 @@ bool readScheme(const QString& name, ThemeScheme& scheme) {
     } else {
         return false;
     }
+    return true;
+}
+
+/// The arguments without Qt's own options, which a QApplication takes away before they are parsed.
+QStringList withoutQtOptions(const QStringList& arguments) {
+    const QStringList alone = {QStringLiteral("reverse"), QStringLiteral("nograb"), QStringLiteral("dograb"),
+                               QStringLiteral("sync"), QStringLiteral("widgetcount")};
+    const QStringList withValue = {QStringLiteral("platform"),        QStringLiteral("platformpluginpath"),
+                                   QStringLiteral("platformtheme"),   QStringLiteral("plugin"),
+                                   QStringLiteral("qwindowgeometry"), QStringLiteral("qwindowicon"),
+                                   QStringLiteral("qwindowtitle"),    QStringLiteral("display"),
+                                   QStringLiteral("session"),         QStringLiteral("style"),
+                                   QStringLiteral("stylesheet")};
+    QStringList rest;
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString& word = arguments.at(i);
+        const QString name = word.mid(word.startsWith(QLatin1String("--")) ? 2 : 1).section(u'=', 0, 0);
+        if (!word.startsWith(u'-') || !(alone.contains(name) || withValue.contains(name))) {
+            rest.append(word);
+        } else if (withValue.contains(name) && !word.contains(u'=')) {
+            ++i;
+        }
+    }
+    return rest;
+}
+
+/// What is wrong with the options; empty if nothing.
+QString faultOf(const StartOptions& options, bool isParsed) {
+    const QCommandLineParser& parser = options.parser;
+    if (!isParsed) {
+        return parser.errorText();
+    }
+    ThemeScheme scheme = ThemeScheme::system;
+    const QString look = parser.value(options.theme);
+    if (parser.isSet(options.theme) && !readScheme(look, scheme)) {
+        return QStringLiteral("The look is system, light or dark, not \"%1\".").arg(look);
+    }
+    const QString page = parser.value(options.page);
+    const QList<PageRow>& pages = pageTable();
+    const bool isPage =
+        std::any_of(pages.begin(), pages.end(), [&page](const PageRow& row) { return page == QLatin1String(row.id); });
+    return parser.isSet(options.page) && !isPage ? QStringLiteral("There is no page \"%1\".").arg(page) : QString();
+}
+
+/// Does what needs no display: shows the options or the version, prints the command line of a saved job, reports wrong
+/// options. False if the window is asked for.
+bool endsWithoutWindow(int argc, char** argv, int& status) {
+    const QCoreApplication application(argc, argv);
+    StartOptions options;
+    const bool isParsed = options.parser.parse(withoutQtOptions(QCoreApplication::arguments()));
+    if (options.parser.isSet(options.help)) {
+        options.parser.showHelp();
+    }
+    if (options.parser.isSet(options.version)) {
+        options.parser.showVersion();
+    }
+    QString fault = faultOf(options, isParsed);
+    if (fault.isEmpty() && !options.parser.isSet(options.printCommand)) {
+        return false;
+    }
+    QString line;
+    const bool isDone =
+        fault.isEmpty() && commandLineOfJobFile(options.parser.value(options.printCommand), toolPath(), line, fault);
+    std::fprintf(isDone ? stdout : stderr, "%s\n", (isDone ? line : fault).toUtf8().constData());
+    status = isDone && std::fflush(stdout) == 0 ? 0 : 2;
     return true;
 }
 
@@ -122,26 +165,19 @@ int main(int argc, char** argv) {
         settings.setDeviceFolder(QDir(parser.value(options.devices)).absolutePath());
     }
     ThemeScheme scheme = settings.scheme();
-    if (parser.isSet(options.theme) && !readScheme(parser.value(options.theme), scheme)) {
-        std::fprintf(stderr, "The look is system, light or dark, not \"%s\".\n",
-                     qPrintable(parser.value(options.theme)));
-        return 2;
-    }
+    (void)readScheme(parser.value(options.theme), scheme);  // which was checked, if it is given
     Theme::apply(application, scheme);
     Dialogs dialogs(settings);
     PageContext context{dialogs, settings, toolPath()};
     InputFilter filter;
     application.installEventFilter(&filter);
     MainWindow window(context);
-    if (parser.isSet(options.page) && !window.showPage(parser.value(options.page))) {
-        std::fprintf(stderr, "There is no page \"%s\".\n", qPrintable(parser.value(options.page)));
-        return 2;
-    }
     JobPlace place = {{}, parser.positionalArguments().value(0)};
-    if (!parser.isSet(options.page)) {
+    const bool isPageGiven = window.showPage(parser.value(options.page));
+    if (!isPageGiven) {
         place = placeOfFile(place.file);
     }
-    if (!parser.isSet(options.page) && !window.showPage(place.page) && !window.showPage(settings.lastPage()) &&
+    if (!isPageGiven && !window.showPage(place.page) && !window.showPage(settings.lastPage()) &&
         !pageTable().isEmpty()) {
         (void)window.showPage(QLatin1String(pageTable().first().id));
     }

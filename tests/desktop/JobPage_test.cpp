@@ -12,6 +12,7 @@
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QProcess>
+#include <QTest>
 #include <QTreeView>
 
 #include <gtest/gtest.h>
@@ -262,11 +263,46 @@ TEST_F(JobPageTest, TellsWhatIsMissingHereAndAFailureThatTheStatusDoesNotTell) {
     EXPECT_TRUE(kit.find<QLabel>("hint")->text().contains(QLatin1String("QVORA_HSM_PIN")));
 }
 
+TEST_F(JobPageTest, LosesNoEntryUnaskedAndTakesEachStepBack) {
+    DesktopKit kit;
+    Page* page = kit.show("install-image");
+    const std::string empty = shownLine(kit).toStdString();
+    const auto undo = [] { QTest::keySequence(QApplication::focusWidget(), QKeySequence::Undo); };
+    const auto redo = [] { QTest::keySequence(QApplication::focusWidget(), QKeySequence::Redo); };
+    EXPECT_FALSE(page->isModified()) << "nothing was entered";
+    kit.type("firmware", QStringLiteral("blink.elf"));
+    EXPECT_FALSE(kit.window->close());
+    EXPECT_EQ(kit.dialogs.asked.value(0), QStringLiteral("Untitled"));
+
+    kit.press("firmwareAdd");
+    kit.type("firmware2", QStringLiteral("app.bin"));
+    kit.type("firmware2Beside", QStringLiteral("0x08020000"));
+    kit.type("key", QStringLiteral("key.bin"));
+    const std::string full = shownLine(kit).toStdString();
+    kit.press("firmwareRemove");
+    EXPECT_FALSE(shownLine(kit).contains(QLatin1String("blink.elf")));
+    undo();
+    EXPECT_EQ(shownLine(kit).toStdString(), full) << "the removed row is back, whatever has the focus";
+    EXPECT_EQ(QApplication::focusWidget()->objectName(), QStringLiteral("firmware"));
+    for (int steps = 0; steps < 3; ++steps) {
+        undo();  // the key, the address, the second file
+    }
+    EXPECT_EQ(shownLine(kit).toStdString(), empty + " -fir blink.elf");
+    undo();
+    EXPECT_EQ(shownLine(kit).toStdString(), empty);
+    EXPECT_FALSE(page->isModified());
+    for (int steps = 0; steps < 4; ++steps) {
+        redo();
+    }
+    EXPECT_EQ(shownLine(kit).toStdString(), full);
+}
+
 TEST_F(JobPageTest, SavesAJobThatOpensAndPrintsAsTheSameLine) {
     DesktopKit kit;
     Page* page = kit.show("install-image");
-    fillIn(kit, jobForms().first());
     EXPECT_FALSE(page->isModified());
+    fillIn(kit, jobForms().first());
+    EXPECT_TRUE(page->isModified());
     kit.dialogs.paths = {folder.path("it's a job.json")};
     ASSERT_TRUE(page->save());
     EXPECT_EQ(folder.read("it's a job.json"), folder.read("blink.json"));  // the example
@@ -293,9 +329,14 @@ TEST_F(JobPageTest, SavesAJobThatOpensAndPrintsAsTheSameLine) {
         outsideTool(QStringLiteral(QVORA_PROGRAM), {QStringLiteral("--print-command"), folder.path("it's a job.json")}),
         line.toUtf8() + '\n');
 
-    // A page hands over a job of another one.
+    // A job of another page leaves this one as it is, and so asks nothing.
     DesktopKit third;
-    EXPECT_TRUE(third.show("update-image")->openFile(folder.path("it's a job.json")));
+    third.show("update-image");
+    third.type("key", QStringLiteral("key.bin"));
+    EXPECT_TRUE(third.window->openFile(folder.path("it's a job.json")));
+    EXPECT_EQ(third.dialogs.asked.size(), 0);
+    EXPECT_TRUE(third.show("update-image")->isModified());
+    EXPECT_TRUE(third.window->page()->openFile(folder.path("it's a job.json")));
     EXPECT_EQ(shownLine(third), line);
     EXPECT_FALSE(third.window->page()->openFile(folder.path("key.bin")));
     QString fault;

@@ -1,18 +1,23 @@
 #include "tests/desktop/DesktopKit.h"
+#include "tests/desktop/scenes.h"
+#include "tests/desktop/textRoom.h"
 
 #include "desktop/pageTable.h"
 
 #include <QAbstractButton>
 #include <QAccessible>
+#include <QDir>
 #include <QFileDialog>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QProcess>
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QSettings>
 #include <QTest>
+#include <QTextDocument>
 #include <QTimer>
 
 #include <gtest/gtest.h>
@@ -72,6 +77,10 @@ QString mnemonicOf(const QString& text) {
     return keys.toString();
 }
 
+QString nameOf(const QWidget* widget) {
+    return QLatin1String(widget->metaObject()->className()) + u' ' + widget->objectName();
+}
+
 /// What is wrong with a page for somebody who can't use the mouse, or sees only what fits.
 QStringList faultsOf(const MainWindow& window) {
     QStringList faults;
@@ -107,6 +116,17 @@ QStringList faultsOf(const MainWindow& window) {
         if ((widget->focusPolicy() & Qt::TabFocus) != 0 && widget->isEnabled() && widget->focusProxy() == nullptr &&
             (spoken == nullptr || spoken->text(QAccessible::Name).isEmpty())) {
             faults.append(what + QStringLiteral(" has no spoken name"));
+        }
+        for (const QAccessible::Text kind : {QAccessible::Description, QAccessible::Help}) {
+            if (spoken != nullptr && Qt::mightBeRichText(spoken->text(kind))) {
+                faults.append(what + QStringLiteral(" has HTML in its spoken text"));
+            }
+        }
+        const bool isPicture = widget->inherits("ByteView") || widget->inherits("MemoryMap") ||
+                               widget->inherits("OtpMapView") || widget->inherits("BitView");
+        if (isPicture && (spoken == nullptr || spoken->role() == QAccessible::Client ||
+                          spoken->text(QAccessible::Description).isEmpty())) {
+            faults.append(what + QStringLiteral(" doesn't say what it is and what it shows"));
         }
         const auto* area = qobject_cast<QScrollArea*>(widget);
         if (area != nullptr && area->horizontalScrollBar()->maximum() > 0) {
@@ -149,11 +169,80 @@ TEST(MainWindow, FindsPagesByTheWordsOfANewcomer) {
     }
 }
 
-TEST(MainWindow, EveryPageCanBeUsedByKeyboardAndFits) {
+/// What is wrong with the order in which Tab goes through the window: it may go down or to the right, never back.
+QStringList faultsOfOrder(const MainWindow& window) {
+    QStringList faults;
+    const auto placeOf = [&window](const QWidget* part) { return QRect(part->mapTo(&window, QPoint()), part->size()); };
+    const QWidget* const first = QApplication::focusWidget();
+    const QWidget* from = first;
+    for (int steps = 0; steps < 200; ++steps) {
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+        QCoreApplication::processEvents();
+        const QWidget* const to = QApplication::focusWidget();
+        if (to == first || to == nullptr) {
+            return faults;
+        }
+        const QRect a = placeOf(from);
+        const QRect b = placeOf(to);
+        const bool isUp = b.bottom() < a.top() && b.left() < a.right();
+        const bool isBack = b.top() <= a.bottom() && b.bottom() >= a.top() && b.right() < a.left();
+        if (isUp || isBack) {
+            faults.append(nameOf(from) + QStringLiteral(" is followed by ") + nameOf(to));
+        }
+        from = to;
+    }
+    faults.append(QStringLiteral("Tab never comes back to ") + nameOf(first));
+    return faults;
+}
+
+TEST(MainWindow, EveryPageCanBeUsedByKeyboardAndShowsItsTexts) {
+    const QByteArray path = qgetenv("PATH");
+    const QString folder = QDir::currentPath();
+    QList<Scene> shown = scenes();
     for (const PageRow& row : pageTable()) {
+        shown.append({row.id, "empty", [](DesktopKit& /*kit*/) {}});
+    }
+    for (const Scene& scene : shown) {
+        const std::string where = std::string("\non the page ") + scene.page + ", " + scene.name;
         DesktopKit kit;
-        kit.show(row.id);
-        EXPECT_EQ(faultsOf(*kit.window).join(u'\n').toStdString(), "") << "on the page " << row.id;
+        play(scene, kit);
+        QTest::qWait(50);  // for layouts that follow others
+        EXPECT_EQ(faultsOf(*kit.window).join(u'\n').toStdString(), "") << where;
+        EXPECT_EQ(textsWithoutRoom(*kit.window).join(u'\n').toStdString(), "") << where;
+        kit.window->resize(1024, 600);
+        QTest::qWait(50);
+        EXPECT_EQ(textsWithoutRoom(*kit.window).join(u'\n').toStdString(), "") << where << " on a small screen";
+        kit.window->resize(1280, 800);
+        QTest::keyClick(kit.window.get(), Qt::Key_K, Qt::ControlModifier);
+        EXPECT_EQ(faultsOfOrder(*kit.window).join(u'\n').toStdString(), "") << where;
+        qputenv("PATH", path);
+    }
+    QDir::setCurrent(folder);
+}
+
+TEST(Program, ReportsWrongOptionsWithoutADisplay) {
+    const struct {
+        QStringList arguments;
+        const char* says;
+    } rows[] = {
+        {{QStringLiteral("--pagee"), QStringLiteral("sign")}, "Unknown option 'pagee'.\n"},
+        {{QStringLiteral("--page"), QStringLiteral("sings")}, "There is no page \"sings\".\n"},
+        {{QStringLiteral("--theme=blue"), QStringLiteral("-platform"), QStringLiteral("xcb")},
+         "The look is system, light or dark, not \"blue\".\n"},
+        {{QStringLiteral("--theme")}, "Missing value after '--theme'.\n"},
+    };
+    for (const auto& row : rows) {
+        QProcess program;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        for (const char* const name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) {
+            environment.remove(QLatin1String(name));
+        }
+        program.setProcessEnvironment(environment);
+        program.start(QStringLiteral(QVORA_PROGRAM), row.arguments);
+        ASSERT_TRUE(program.waitForFinished());
+        EXPECT_EQ(program.exitStatus(), QProcess::NormalExit) << row.says;
+        EXPECT_EQ(program.exitCode(), 2) << row.says;
+        EXPECT_EQ(program.readAllStandardError().toStdString(), row.says);
     }
 }
 

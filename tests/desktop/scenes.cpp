@@ -1,0 +1,208 @@
+#include "tests/desktop/scenes.h"
+
+#include "tests/desktop/inspectScenes.h"
+#include "tests/desktop/jobForms.h"
+
+#include <QComboBox>
+#include <QDir>
+#include <QTest>
+
+namespace {
+
+void chooseEntry(DesktopKit& kit, const char* list, int entry) {
+    kit.find(list)->setFocus();
+    QTest::keyClick(kit.find(list), Qt::Key_Home);
+    for (int i = 0; i < entry; ++i) {
+        QTest::keyClick(kit.find(list), Qt::Key_Down);
+    }
+}
+
+void makeCurvePair(DesktopKit& kit) {
+    chooseEntry(kit, "task", 4);
+    kit.type("private", kit.folder.path("signing.pem"));
+    kit.press("make");
+    (void)DesktopKit::waitFor([&] { return !kit.window->page()->isBusy(); });
+}
+
+void forgetTheKey(DesktopKit& kit) {
+    chooseEntry(kit, "task", 3);
+    kit.type("size", QStringLiteral("70000"));
+    kit.press("make");
+}
+
+void openOptionBytes(DesktopKit& kit, const QString& path) {
+    const auto* devices = kit.find<QComboBox>("device");
+    (void)DesktopKit::waitFor([devices] { return devices->count() > 0; });
+    (void)kit.window->openFile(path);
+}
+
+void editOptionBytes(DesktopKit& kit) {
+    openOptionBytes(kit, QStringLiteral(QVORA_EXAMPLES "/firmware/option-bytes.csv"));
+    QTest::keyClick(kit.find("words"), Qt::Key_Down);
+    QTest::keyClick(kit.find("field.Chime"), Qt::Key_Space);
+    kit.find("field.Pause")->setFocus();
+    QTest::keyClick(kit.find("field.Pause"), Qt::Key_Down);
+    QTest::keyClick(kit.find("field.Pause"), Qt::Key_Down);
+}
+
+void openStrangeOptionBytes(DesktopKit& kit) {
+    openOptionBytes(kit, kit.folder.write("strange.csv", "START,0x30000210,EXTRA,0x00000012\nSEAL,0x00010004\n"));
+    QTest::keyClick(kit.find("words"), Qt::Key_End);
+    kit.type("field.Seal number", QStringLiteral("0x1FF"));
+}
+
+void openSecrets(DesktopKit& kit) {
+    const auto* devices = kit.find<QComboBox>("device");
+    (void)DesktopKit::waitFor([devices] { return devices->currentText().startsWith(QLatin1String("0x505")); });
+    (void)kit.window->openFile(QStringLiteral(QVORA_EXAMPLES "/secrets/secrets.json"));
+    kit.find("items")->setFocus();
+    QTest::keyClick(kit.find("items"), Qt::Key_Down);
+}
+
+void collideSecrets(DesktopKit& kit) {
+    openSecrets(kit);
+    QTest::keyClick(kit.find("items"), Qt::Key_Home, Qt::ControlModifier);
+    kit.press("remove");
+    QTest::keyClick(kit.find("items"), Qt::Key_End, Qt::ControlModifier);
+    kit.type("index", QStringLiteral("276"));
+    kit.press("showData");
+}
+
+void loseSecretFiles(DesktopKit& kit) {
+    openSecrets(kit);
+    kit.type("content", kit.folder.path("lost.bin"));
+    QTest::keyClick(kit.find("items"), Qt::Key_End, Qt::ControlModifier);
+    kit.type("nonce", QString());
+}
+
+void makeSecrets(DesktopKit& kit) {
+    openSecrets(kit);
+    for (int row = 0; row < 6; ++row) {
+        QTest::keyClick(kit.find("items"), Qt::Key_Down);
+    }
+    kit.dialogs.paths = {kit.folder.path("secrets.bin")};
+    kit.press("makeImage");
+    (void)DesktopKit::waitFor([&kit] { return !kit.window->page()->isBusy(); });
+}
+
+/// The example template beside the key that it names.
+void openTemplate(DesktopKit& kit) {
+    const QString examples = QStringLiteral(QVORA_EXAMPLES);
+    (void)QDir(kit.folder.path("")).mkpath(QStringLiteral("keys"));
+    (void)QFile::copy(examples + QStringLiteral("/provisioning/oem-public.pem"),
+                      kit.folder.path("keys/authentication_pub.pem"));
+    const QString path = kit.folder.path("provisioning.xml");
+    (void)QFile::copy(examples + QStringLiteral("/templates/provisioning.xml"), path);
+    (void)kit.window->openFile(path);
+}
+
+void runTemplate(DesktopKit& kit) {
+    openTemplate(kit);
+    kit.type("parameter Firmware area size", QStringLiteral("0x80000"));
+    kit.dialogs.confirmations = {true};
+    kit.press("run");
+    (void)DesktopKit::waitFor([&] { return !kit.window->page()->isBusy(); });
+}
+
+void spoilTemplate(DesktopKit& kit) {
+    openTemplate(kit);
+    kit.type("parameter Firmware area offset", QStringLiteral("0x100000000"));
+    kit.type("parameter Authentication key", QStringLiteral("./keys/none.pem"));
+    kit.press("run");
+}
+
+void misalignTemplate(DesktopKit& kit) {
+    openTemplate(kit);
+    kit.type("parameter Firmware area size", QStringLiteral("0x80001"));
+}
+
+void openImageTemplate(DesktopKit& kit) {
+    (void)kit.window->openFile(QStringLiteral(QVORA_EXAMPLES "/templates/image.xml"));
+}
+
+void fillInstallImage(DesktopKit& kit) {
+    if (!copyExamples(kit.folder)) {
+        qFatal("the examples can't be copied");
+    }
+    fillIn(kit, jobForms().first());
+}
+
+void runInstallJob(DesktopKit& kit) {
+    fillInstallImage(kit);
+    kit.press("run");
+    (void)DesktopKit::waitFor([&kit] { return !kit.window->page()->isBusy(); });
+}
+
+/// Runs the job with a shell script in the tool's place.
+void runInstallScript(DesktopKit& kit, const QByteArray& script) {
+    fillInstallImage(kit);
+    kit.context.toolPath = kit.folder.write("QVORASealedBundleBuilder_CLI", "#!/bin/sh\n" + script);
+    // The command line begins with the tool's name all the same.
+    qputenv("PATH", kit.folder.path("").toUtf8() + ':' + qgetenv("PATH"));
+    QFile::setPermissions(kit.context.toolPath, QFile::ReadOwner | QFile::ExeOwner);
+    kit.press("run");
+}
+
+void failInstallJob(DesktopKit& kit) {
+    runInstallScript(kit,
+                     "printf '\\033[96mMaking the image\\033[0m\\n\\033[93mWarning: The output exists\\033[0m\\n"
+                     "\\033[91mError: The output can'\"'\"'t be written: no space left\\033[0m\\n'; exit 1\n");
+    (void)DesktopKit::waitFor([&kit] { return !kit.window->page()->isBusy(); });
+}
+
+void watchInstallJob(DesktopKit& kit) {
+    runInstallScript(kit, "printf '\\033[96mMaking the image\\033[0m\\nArea 1 of 3\\n'; exec sleep 60\n");
+    QTest::qWait(1500);
+}
+
+void misfillInstallImage(DesktopKit& kit) {
+    fillInstallImage(kit);
+    kit.folder.write("key.bin", QByteArray(15, 'k'));
+    kit.type("version", QStringLiteral("300"));
+    kit.type("out", QString());
+    kit.press("run");
+}
+
+void fillExternalMemory(DesktopKit& kit) {
+    fillInstallImage(kit);
+    kit.type("external", QStringLiteral("app.bin"));
+    kit.find("log")->setFocus(Qt::TabFocusReason);
+}
+
+}  // namespace
+
+const QList<Scene>& scenes() {
+    static const QList<Scene> rows = {
+        {"install-image", "done", runInstallJob},
+        {"install-image", "failed", failInstallJob},
+        {"install-image", "running", watchInstallJob},
+        {"install-image", "filled", fillInstallImage},
+        {"install-image", "faulty", misfillInstallImage},
+        {"install-image", "external", fillExternalMemory},
+        {"template", "done", runTemplate},
+        {"template", "faulty", spoilTemplate},
+        {"template", "misaligned", misalignTemplate},
+        {"template", "image", openImageTemplate},
+        {"keys", "made", makeCurvePair},
+        {"inspect", "shown", showImage},
+        {"inspect", "proven", proveImage},
+        {"inspect", "wrong", proveWrongImage},
+        {"inspect", "keys", giveKeys},
+        {"inspect", "compared", compareImages},
+        {"inspect", "large", showLargeImage},
+        {"keys", "faulty", forgetTheKey},
+        {"option-bytes", "edited", editOptionBytes},
+        {"option-bytes", "strange", openStrangeOptionBytes},
+        {"secrets", "opened", openSecrets},
+        {"secrets", "collision", collideSecrets},
+        {"secrets", "lost", loseSecretFiles},
+        {"secrets", "made", makeSecrets},
+    };
+    return rows;
+}
+
+void play(const Scene& scene, DesktopKit& kit) {
+    QDir::setCurrent(kit.folder.path(""));
+    kit.show(scene.page);
+    scene.fill(kit);
+}

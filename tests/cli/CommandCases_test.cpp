@@ -21,18 +21,18 @@ constexpr char publicKey[] =
     "6zOg9KE5RdiYwpZP40Li/hp/m47n60p8D54WK84zV2sxXs7LtkBoN79R9Q==\n"
     "-----END PUBLIC KEY-----\n";
 
-/// 257 segments of one byte, from 0x90000000 on, 256 bytes apart.
+/// 257 segments of one byte, from 0xB0000000 on, 256 bytes apart.
 QByteArray manySegments() {
     QByteArray text(
-        ":020000049000"
-        "6A\n");
+        ":02000004B000"
+        "4A\n");
     for (int i = 0; i < 256; ++i) {
         const QByteArray page = QByteArray::number(i, 16).rightJustified(2, '0');
         const auto sum = static_cast<std::uint8_t>(-(1 + i + 0xAA));
         text += ":01" + page + "0000AA" + QByteArray::number(sum, 16).rightJustified(2, '0') + '\n';
     }
     return text +
-           ":0200000490016"
+           ":02000004B0014"
            "9\n:01000000AA55\n:00000001FF\n";
 }
 

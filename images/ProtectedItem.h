@@ -12,7 +12,7 @@ struct ProtectionField {
     std::uint8_t BitOffset = 0;  ///< taken modulo 32
     std::uint8_t BitWidth = 0;
     std::uint16_t BitValue = 0;
-    QMap<std::uint16_t, QString> PossibleValues;  ///< value to label, for a selection list
+    QMap<std::uint16_t, QString> PossibleValues{};  ///< value to label, for a selection list
 };
 
 /// Values of `EncWrap`, `KeySize` and `Algorithm` that rules look at; others are passed on to the device.

@@ -6,17 +6,17 @@
 
 /// One file of a backup image. `Offset` counts bytes from the start of the backup memory.
 struct BackupItem {
-    QString Name;
-    QString Path;
+    QString Name{};
+    QString Path{};
     std::uint32_t Offset = 0;
-    ProtectionField Lock;
-    ProtectionField CID;
-    ProtectionField EncWrap;
-    ProtectionField KeySel;
-    ProtectionField KeySize;
-    ProtectionField Algorithm;
-    QString Nonce;  ///< path of a nonce file, may be empty
-    ProtectionField HDPL;
+    ProtectionField Lock{};
+    ProtectionField CID{};
+    ProtectionField EncWrap{};
+    ProtectionField KeySel{};
+    ProtectionField KeySize{};
+    ProtectionField Algorithm{};
+    QString Nonce{};  ///< path of a nonce file, may be empty
+    ProtectionField HDPL{};
 };
 
 /// Reads the backup document at `jsonPath` and prints what it lists. 0 on success, when `items` is replaced by the

@@ -12,7 +12,7 @@ struct BackupSegment {
     std::uint32_t offset = 0;
     std::uint32_t protection = 0;
     std::uint32_t size = 0;  ///< bytes of data, the nonce's 16 bytes included
-    QByteArray record;       ///< the record's raw bytes, its 12-byte header included
+    QByteArray record{};     ///< the record's raw bytes, its 12-byte header included
 };
 
 /// Wipes the records that have no other owner.

@@ -11,17 +11,17 @@ class QJsonObject;
 
 /// One secret: a file or a literal word for the OTP memory. `Offset` is the index of its first OTP word.
 struct SecretItem {
-    QString Name;
-    QString PathOrWord;  ///< the path, or a word such as "0x12345678"
+    QString Name{};
+    QString PathOrWord{};  ///< the path, or a word such as "0x12345678"
     std::uint32_t Offset = 0;
-    ProtectionField Lock;
-    ProtectionField CID;
-    ProtectionField EncWrap;
-    ProtectionField KeySel;
-    ProtectionField KeySize;
-    ProtectionField Algorithm;
-    QString Nonce;  ///< path of a nonce file, may be empty
-    ProtectionField HDPL;
+    ProtectionField Lock{};
+    ProtectionField CID{};
+    ProtectionField EncWrap{};
+    ProtectionField KeySel{};
+    ProtectionField KeySize{};
+    ProtectionField Algorithm{};
+    QString Nonce{};  ///< path of a nonce file, may be empty
+    ProtectionField HDPL{};
     bool isFile = false;
     bool isMandatory = false;        ///< for a front end; no effect on the image
     bool isVXOwner = false;          ///< for a front end; no effect on the image

@@ -12,7 +12,7 @@ struct SecretSegment {
     std::uint32_t offset = 0;  ///< index of the first OTP word
     std::uint32_t word = 0;    ///< the index in the low half, protection bits in the high half
     std::uint32_t size = 0;    ///< bytes of data, the nonce's 16 bytes included
-    QByteArray data;
+    QByteArray data{};
 };
 
 /// Reads the secrets image at `path`, or the `image` of that name in memory, in the layout of device `deviceId`. An

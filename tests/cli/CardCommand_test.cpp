@@ -90,6 +90,7 @@ class TwoRuns : public CardTest {
         ASSERT_NE(first.status == 0, secondToo) << first.body() << ' ' << folder.read("2.out").constData();
         EXPECT_EQ(pkcs11Tool("--read-object --type data --label vx-card-nonce"), QByteArray(12, secondToo ? '2' : '1'));
         EXPECT_EQ(pkcs11Tool("--list-objects").count("label:"), 4);
+        EXPECT_EQ(first.body().find("stay on the card"), std::string::npos);
         outsideTool("softhsm2-util --delete-token --token card");
         makeToken();
     }
@@ -105,12 +106,14 @@ TEST_F(TwoRuns, OfOneMachineTakeTurns) {
     }
 }
 
-// At each search of one run, another one with a lock of its own programs the card from its beginning to its end.
+// At each search and removal of one run, another one with a lock of its own programs the card from its beginning to its
+// end.
 TEST_F(TwoRuns, OfTwoMachinesNeverBothSucceed) {
     qputenv("FAILING_DRIVER_REAL", driver);
     bool isOver = false;
     for (int search = 1; !isOver && search < 50; ++search) {
         SCOPED_TRACE(search);
+        writeData("vx-card-nonce", "of an attempt that broke off");
         qputenv("QVORA_HSM_MODULE", FAILING_DRIVER);
         qputenv("FAILING_DRIVER_CALL", QByteArray::number(search));
         qputenv("FAILING_DRIVER_COMMAND", second());

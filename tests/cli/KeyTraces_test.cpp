@@ -25,6 +25,7 @@ constexpr char secretFiles[] =
     "-macopt hexkey:$(od -An -tx1 key.bin | tr -d ' \\n') -binary | head -c 16 > region-key && "
     "cp -r $0/backup . && openssl rand -out backup/data.bin 32 && openssl rand -out backup/key.bin 16 && "
     "openssl rand -out backup/nonce.bin 16 && "
+    "{ printf '\\0\\0\\0\\0\\0\\0\\0\\0\\040\\0\\0\\0'; cat backup/data.bin; printf cut; } > cut.bin && "
     "openssl rand -out body 48 && { printf '\\0\\020\\0\\014\\060\\0\\0\\0\\0\\0\\0\\0'; cat body; } > a.obk && "
     "{ head -c 40 /dev/urandom; cat key.bin; } | tail -c 64 > b.bin && "
     // a password of the template, in the forms of bytes and of a text in memory
@@ -55,6 +56,7 @@ constexpr TraceRow rows[] = {
     {"backup/data.bin backup/key.bin backup/nonce.bin", "-backupgen -in backup/backup.json -o backup.bin"},
     {"key.bin nonce.bin blob backup/data.bin backup/key.bin backup/nonce.bin",
      "-pvs-tbi -b secrets.bin -backup backup.bin 0x1000 -k key.bin -n nonce.bin -iv 1 -o b.pvs"},
+    {"backup/data.bin", "-pvs-tbi -backup cut.bin 0x1000", 1},
     // the file after it ends the run
     {"backup/data.bin", "-pvs-tbi -backup backup.bin 0x1000 -backup blink.hex 0x2000", 1},
     // no card answers, so the counter stays missing

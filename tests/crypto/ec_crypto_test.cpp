@@ -56,7 +56,9 @@ TEST(EcCrypto, KeyFileFaultsEndWhereTheyHappen) {
     const MessageCapture capture;
     EXPECT_EQ(crypto.generateKeyFiles(good, good, good, "pass", 2), -1);
     EXPECT_THAT(capture.texts(), ElementsAre("Unsupported algorithm selected for private key encription\n"));
-    EXPECT_EQ(EC_Crypto().setCurve(prime256v1Nid + 1), -1);
+    EC_Crypto other(prime256v1Nid);
+    EXPECT_EQ(other.setCurve(prime256v1Nid + 1), -1);
+    EXPECT_EQ(other.curveNid, prime256v1Nid + 1);
     EXPECT_EQ(EC_Crypto().generateKeyFiles(good, good, good, "pass", 0), -1);
     EXPECT_EQ(crypto.generateKeyFiles(nowhere, good, good, "pass", 0), -1);
     EXPECT_EQ(crypto.generateKeyFiles(QStringLiteral("/dev/full"), good, good, "pass", 0), -1);
@@ -113,5 +115,15 @@ TEST(EcCrypto, RawSignaturesAlwaysHave64Bytes) {
     QByteArray raw;
     EXPECT_EQ(EC_Crypto::signDigestEcdsa(sha256("data"), raw, KeyPointer(EVP_RSA_gen(1024)).get()), -1);
     EXPECT_EQ(EC_Crypto::signDigestEcdsa(sha256("data"), raw, KeyPointer(EVP_EC_gen("P-384")).get()), -1);
+    EXPECT_EQ(EC_Crypto::signDigestEcdsa({}, raw, key.get()), -1);
+    EXPECT_EQ(capture.texts(5).back(), "Error: Error: unvalid hash pointer \n");
     EXPECT_TRUE(raw.isEmpty());
+}
+
+TEST(EcCrypto, ReversesBytes) {
+    QByteArray out("before");
+    EXPECT_EQ(EC_Crypto::reverseBytes(out, "abcd"), 4);
+    EXPECT_EQ(out, "dcba");
+    EXPECT_EQ(EC_Crypto::reverseBytes(out, {}), 0);
+    EXPECT_TRUE(out.isEmpty());
 }

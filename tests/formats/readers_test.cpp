@@ -206,6 +206,9 @@ class Readers : public testing::Test {
         folder_.write("far.hex",
                       ":0100000001FE\n:020000048000"
                       "7A\n:0100000001FE\n");
+        folder_.write("wide.hex",
+                      ":0100000001FE\n:020000040900"
+                      "F1\n:0100000001FE\n:00000001FF\n");
         QDir(folder_.path("")).mkdir(QStringLiteral("dir.bin"));
         QDir(folder_.path("")).mkdir(QStringLiteral("dir.lic"));
     }

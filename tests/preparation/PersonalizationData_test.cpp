@@ -115,6 +115,8 @@ TEST(PersonalizationData, Encrypts) {
     }
     std::vector<std::string> expected(5, "Error: Personalization data can't be encrypted : a buffer is missing");
     expected.insert(expected.begin(), "Error: Personalization data can't be encrypted without a key");
+    EXPECT_EQ(preparation.encryptPersoData(buffers[0], -1, buffers[1], buffers[2], buffers[3], buffers[4]), -1);
+    expected.emplace_back("Error: Personalization data of -1 bytes can't be encrypted");
     EXPECT_EQ(messages.texts(), expected);
     EXPECT_EQ(preparation.encryptPersoData(nullptr, 0, buffers[1], buffers[2], nullptr, buffers[4]), 0);
 }

@@ -134,10 +134,14 @@ TEST(ModuleFile, HoldsMagicAddressAndLoadImage) {
                                                        0x08040000, {}, {}, {}, {});
         EXPECT_EQ(made, address == 0x105);
     }
+    elf.segments = {{0, 1, "a"}, {0x900000, 1, "b"}, {0x1200000, 1, "c"}};  // each gap alone is small enough
+    EXPECT_FALSE(
+        Preparation().KMDPreparation(folder.path("module.kmd").toStdString(), &elf, nullptr, false, 0, {}, {}, {}, {}));
     EXPECT_EQ(folder.read("module.kmd"), "KMDMAGIC" + QByteArray::fromHex("00000408") + "abc\xFF\xFFyz");
     EXPECT_THAT(messages.texts(5),
                 ElementsAre("Error: The ELF file has overlapping segments at address 0x00000102",
-                            "Error: The segments of the ELF file lie too far apart, at address 0x01000104"));
+                            "Error: The segments of the ELF file lie too far apart, at address 0x01000104",
+                            "Error: The segments of the ELF file lie too far apart, at address 0x01200000"));
 }
 
 }  // namespace

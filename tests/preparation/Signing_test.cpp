@@ -89,6 +89,13 @@ TEST_F(Signing, SignsWithoutAPublicKeyFile) {
         EXPECT_THAT(messages.texts(), Contains("Warning: The public key file " + path.toStdString() + ' ' + warning +
                                                ", the image is signed all the same"));
     };
+    folder.write("key_pub.bin", QByteArray(64, 'p'));  // of another key
+    SignedImage image;
+    setUp(image, "part");
+    EXPECT_TRUE(sign(image, "key.pem"));
+    EXPECT_EQ(folder.read("key_pub.bin").size(), 64);
+    EXPECT_NE(folder.read("key_pub.bin"), QByteArray(64, 'p'));
+    EXPECT_THAT(messages.texts(), ElementsAre(testing::HasSubstr("key_pub.bin already exists")));
     folder.write("key_pub.bin", "something else");
     signedWith("holds something else");
     EXPECT_EQ(folder.read("key_pub.bin"), "something else");
@@ -96,6 +103,25 @@ TEST_F(Signing, SignsWithoutAPublicKeyFile) {
     signedWith("holds something else");
     ASSERT_TRUE(QDir().rmdir(path) && QFile::link(QStringLiteral("/none/at/all"), path));
     signedWith("can't be written");
+}
+
+TEST_F(Signing, IsGoneWhenAnythingThatItCoversChanges) {
+    openssl("ecparam -name prime256v1 -genkey -noout -out @key.pem");
+    FileData part;
+    part.segments.push_back({0, 4, "part"});
+    FileData* pointer = &part;
+    for (const bool footer : {false, true}) {
+        SignedImage image;
+        setUp(image, "part");
+        ASSERT_TRUE(sign(image, "key.pem"));
+        if (footer) {
+            image.setSigImgFooter();
+        } else {
+            image.setSigImgBin(&pointer);
+        }
+        EXPECT_FALSE(image.createSignedImage(folder.path("out.bin"), "part"));
+        EXPECT_THAT(messages.texts().back(), testing::StartsWith("Error: The image isn't signed"));
+    }
 }
 
 TEST_F(Signing, RefusesOtherKeys) {

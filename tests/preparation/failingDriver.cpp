@@ -1,6 +1,7 @@
 // A card driver that hands on to the one in FAILING_DRIVER_REAL, but answers call number FAILING_DRIVER_CALL (from 1)
 // with CKR_DEVICE_REMOVED, and every call after it too if that number is negative. With FAILING_DRIVER_COMMAND no call
-// fails: that command runs before search number FAILING_DRIVER_CALL, once, as another process does at the same time.
+// fails: that command runs before search or removal number FAILING_DRIVER_CALL, once, as another process does at the
+// same time.
 
 #include <p11-kit/pkcs11.h>
 
@@ -27,10 +28,11 @@ CK_RV handOn(Arguments... arguments) {
     return mayFail && fails() ? CKR_DEVICE_REMOVED : (real->*function)(arguments...);
 }
 
-CK_RV search(CK_SESSION_HANDLE session, CK_ATTRIBUTE* wanted, CK_ULONG count) {
+template <auto function, typename... Arguments>
+CK_RV handOnLater(Arguments... arguments) {
     const char* const command = std::getenv("FAILING_DRIVER_COMMAND");
     commandRan = commandRan || (command != nullptr && fails() && std::system(command) == 0);
-    return handOn<&CK_FUNCTION_LIST::C_FindObjectsInit>(session, wanted, count);
+    return handOn<function>(arguments...);
 }
 
 }  // namespace
@@ -43,12 +45,12 @@ extern "C" CK_RV C_GetFunctionList(CK_FUNCTION_LIST** list) {
     failing.C_GetSlotList = handOn<&CK_FUNCTION_LIST::C_GetSlotList>;
     failing.C_OpenSession = handOn<&CK_FUNCTION_LIST::C_OpenSession>;
     failing.C_Login = handOn<&CK_FUNCTION_LIST::C_Login>;
-    failing.C_FindObjectsInit = search;
+    failing.C_FindObjectsInit = handOnLater<&CK_FUNCTION_LIST::C_FindObjectsInit>;
     failing.C_FindObjects = handOn<&CK_FUNCTION_LIST::C_FindObjects>;
     failing.C_FindObjectsFinal = handOn<&CK_FUNCTION_LIST::C_FindObjectsFinal>;
     failing.C_GetAttributeValue = handOn<&CK_FUNCTION_LIST::C_GetAttributeValue>;
     failing.C_CreateObject = handOn<&CK_FUNCTION_LIST::C_CreateObject>;
-    failing.C_DestroyObject = handOn<&CK_FUNCTION_LIST::C_DestroyObject>;
+    failing.C_DestroyObject = handOnLater<&CK_FUNCTION_LIST::C_DestroyObject>;
     calls = std::getenv("FAILING_DRIVER_COMMAND") == nullptr ? 0 : calls;
     *list = &failing;
     return CKR_OK;

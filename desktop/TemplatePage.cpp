@@ -292,20 +292,14 @@ QList<const FieldRow*> TemplatePage::runRows() const {
 }
 
 JobValues TemplatePage::jobValues() const {
+    const QDir folder(form_->folder());
     JobValues values = {{QLatin1String(templateField), {form_->path}}};
     for (const FieldRow* const row : runRows()) {
-        values.insert(QLatin1String(row->id), view_->values(QLatin1String(row->id)));
-    }
-    return values;
-}
-
-JobValues TemplatePage::absoluteJobValues() const {
-    JobValues values = jobValues();
-    for (const FieldRow* const row : runRows()) {
-        QStringList& paths = values[QLatin1String(row->id)];
-        for (qsizetype i = 0; isPath(*row) && i < paths.size(); i += 2) {
-            paths[i] = paths.at(i).isEmpty() ? QString() : QDir(form_->folder()).absoluteFilePath(paths.at(i));
+        QStringList value = view_->values(QLatin1String(row->id));
+        for (qsizetype i = 0; isPath(*row) && i < value.size(); i += 2) {
+            value[i] = value.at(i).isEmpty() ? QString() : folder.absoluteFilePath(value.at(i));
         }
+        values.insert(QLatin1String(row->id), value);
     }
     return values;
 }
@@ -315,7 +309,7 @@ QList<FormField> TemplatePage::runFields(QString& mnemonics) {
     for (const FieldRow* const row : runRows()) {
         FormField field = formFieldOf(*row, *job());
         field.label = labelWithMnemonic(field.label.remove(u'&'), mnemonics);
-        field.check = [this, row](const QStringList& /*own*/) { return judgeInJob(*job(), *row, absoluteJobValues()); };
+        field.check = [this, row](const QStringList& /*own*/) { return judgeInJob(*job(), *row, jobValues()); };
         fields.append(field);
     }
     return fields;
@@ -436,7 +430,7 @@ void TemplatePage::refresh() {
     panel_->setFolder(form_->folder());
     panel_->setCommand(argumentsOf(*job(), jobValues()), points);
     // Those of the template as it is now, and of the others as they are on the disk.
-    JobValues others = absoluteJobValues();
+    JobValues others = jobValues();
     others.remove(QLatin1String(templateField));
     panel_->setOutputs(templateOutputs(*form_, values_) + job()->moreOutputs(others));
     emit stateChanged();

@@ -51,13 +51,11 @@ class TemplatePage : public Page {
     [[nodiscard]] bool openTemplate(const QString& path);
     [[nodiscard]] QList<FormField> templateFields(QString& mnemonics);
     [[nodiscard]] QList<FormField> runFields(QString& mnemonics);
-    /// The job that runs the template, with its values; null as long as nothing was opened.
+    /// The job that runs the template, with its values as whole paths; null as long as nothing was opened.
     [[nodiscard]] const JobRow* job() const;
     /// The fields of that job but for the template.
     [[nodiscard]] QList<const FieldRow*> runRows() const;
     [[nodiscard]] JobValues jobValues() const;
-    /// The same with paths that don't count from the template's folder.
-    [[nodiscard]] JobValues absoluteJobValues() const;
     [[nodiscard]] bool saveTo(const QString& path);
     [[nodiscard]] bool mayReplace();
     void takeFiles(const QString& path);

@@ -9,10 +9,10 @@
 
 /// What a new item of a document is made from.
 struct NewSecret {
-    QString name;
+    QString name = {};
     std::uint32_t index = 0;
     std::uint32_t protection = 0;
-    QString pathOrWord;
+    QString pathOrWord = {};
     bool isFile = false;
     bool isMandatory = false;
     std::int32_t expectedSize = -1;  ///< bytes; -1: none

@@ -1,3 +1,6 @@
+#include "desktop/keyTasks.h"
+
+#include "Preparation/src/ec_crypto.h"
 #include "tests/desktop/DesktopKit.h"
 #include "tests/support/outsideTool.h"
 
@@ -10,6 +13,9 @@
 #include <QTest>
 
 #include <sys/stat.h>
+
+#include <chrono>
+#include <thread>
 
 namespace {
 
@@ -144,6 +150,40 @@ TEST(KeysPage, MakesPairsThatOpensslTakes) {
     choose(kit, "Hash");
     kit.type("pem", kit.folder.write("no-key.pem", "-----BEGIN PUBLIC KEY-----\nAAAA\n-----END PUBLIC KEY-----\n"));
     EXPECT_NE(make(kit).find("no PEM key"), std::string::npos);
+}
+
+TEST(KeyTasks, ReplaceOnlyWhatTheUserLetsGo) {
+    const TempFolder folder;
+    const QString path = folder.path("key.pem");
+    const QString other = folder.path("key_pub.pem");
+    const std::string stranger = "A file has appeared at one of the paths; it was left alone.";
+    const auto fault = [](const KeyRequest& request) {
+        return runKeyTask(request, std::atomic<bool>(false)).fault.toStdString();
+    };
+    const KeyRequest random{KeyTask::randomFile, path, QString(), 16, 0, {}};
+    KeyRequest pair{KeyTask::curvePair, path, other, 0, prime256v1Nid, {}};
+    ASSERT_TRUE(QFile::link(folder.path("nowhere"), path));
+    EXPECT_EQ(fault(random), stranger) << "a link that leads nowhere is a file too";
+    EXPECT_FALSE(QFile::exists(folder.path("nowhere")));
+    QFile::remove(path);
+    folder.write("key_pub.pem", "older");
+    EXPECT_EQ(fault(pair), stranger);
+    EXPECT_FALSE(QFile::exists(path));
+    pair.replaced = {other, path};
+    EXPECT_EQ(fault(pair), "");
+    pair.publicPath = folder.path("./key.pem");
+    pair.replaced.append(pair.publicPath);
+    EXPECT_EQ(fault(pair), "The private and the public key need two files.");
+
+    // A file may come while the key is made, which takes an RSA pair seconds.
+    KeyRequest slow{KeyTask::rsaPair, folder.path("rsa.pem"), folder.path("rsa_pub.pem"), 0, 0, {}};
+    std::string said;
+    std::thread worker([&] { said = fault(slow); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    folder.write("rsa.pem", "newer");
+    worker.join();
+    EXPECT_EQ(said, stranger);
+    EXPECT_EQ(folder.read("rsa.pem"), "newer");
 }
 
 // Keys that the user gives are read by OpenSSL, whose readers leave copies; so do those of the file.

@@ -112,14 +112,54 @@ TEST(JobTable, HasTheOptionsThatTheToolTellsOf) {
     }
 }
 
-TEST(JobTable, OffersOnlyDevicesThatTheToolKnows) {
+TEST(JobTable, OffersTheDevicesThatTheToolKnows) {
+    Words offered;
     for (const ChoiceRow& device : installImageRows().front().choices) {
-        if (*device.value != '\0') {
-            EXPECT_TRUE(toolOutput({QStringLiteral("-tbi"), QStringLiteral("-devid"), QLatin1String(device.value)})
-                            .contains("mandatory options are missing"))
-                << device.value;
-        }
+        offered.insert(device.value);
     }
+    for (int id = 0x44F; id <= 0x4B1; ++id) {
+        const QByteArray device = "0x" + QByteArray::number(id, 16).toUpper();
+        const QByteArray said =
+            toolOutput({QStringLiteral("-tbi"), QStringLiteral("-devid"), QString::fromLatin1(device)});
+        EXPECT_EQ(said.contains("mandatory options are missing"), offered.contains(device)) << device.constData();
+        offered.erase(device);
+    }
+    EXPECT_EQ(offered, Words{""}) << "the choice of none";
+}
+
+// The tool cuts blanks off its arguments, and a shell finds the program on its PATH.
+TEST(CommandLine, KeepsWhatTheToolAndTheShellWouldChange) {
+    const JobRow& job = *findJob(QStringLiteral("sign"));
+    const JobValues values = {{QStringLiteral("binary"), {QStringLiteral(" a.bin")}},
+                              {QStringLiteral("key"), {QStringLiteral("-k.pem")}},
+                              {QStringLiteral("version"), {QStringLiteral(" 7 ")}}};
+    EXPECT_EQ(argumentsOf(job, values).join(u'|').toStdString(), "-sign|-bin|./ a.bin|-prvk|./-k.pem|-v|7");
+
+    const TempFolder other;
+    const QByteArray path = qgetenv("PATH");
+    const QString tool = QStringLiteral(QVORA_TOOL);
+    const auto nameOnPath = [&](const QString& folder) {
+        qputenv("PATH", folder.toUtf8());
+        const QString word = programWord(tool);
+        qputenv("PATH", path);
+        return word;
+    };
+    EXPECT_EQ(nameOnPath(QFileInfo(tool).path()), QFileInfo(tool).fileName());
+    EXPECT_EQ(nameOnPath(other.path("")), tool);
+    QFile::setPermissions(other.write(qPrintable(QFileInfo(tool).fileName()), "#!/bin/sh\n"),
+                          QFile::ReadOwner | QFile::ExeOwner);
+    EXPECT_EQ(nameOnPath(other.path("")), tool) << "another program of the same name";
+}
+
+TEST(JobTable, KnowsTheFilesThatTemplatesName) {
+    const TempFolder folder;
+    const QByteArray start = "<Root><Obdata><Output><Name>n</Name>";
+    const QByteArray end = "<Default> ./d.obk </Default></Output></Obdata></Root>";
+    const JobValues values = {{QStringLiteral("more-templates"),
+                               {folder.write("a.xml", start + end), QString(),
+                                folder.write("b.xml", start + "<Value>out/v.obk</Value>" + end), QString()}}};
+    const QStringList expected = {folder.path("./d.obk"), folder.path("out/v.obk")};
+    EXPECT_EQ(outputsOf(*findJob(QStringLiteral("provisioning-file")), values), expected);
 }
 
 /// Something for every field, the last choice of each.
@@ -169,6 +209,29 @@ TEST(JobFile, KeepsEveryFieldOfEveryJobAndMovesWithItsFolder) {
     }
 }
 
+// What is hidden now may be shown again; what couldn't be read again isn't written.
+TEST(JobFile, KeepsHiddenFieldsAndWritesOnlyWhatItReads) {
+    const TempFolder folder;
+    const JobRow& card = *findJob(QStringLiteral("card"));
+    JobValues values = initialValues(card);
+    values[QStringLiteral("action")] = {QStringLiteral("read")};
+    values[QStringLiteral("firmware-id")] = {QStringLiteral("-hidden")};
+    QString fault;
+    QString line;
+    Job read;
+    const QString path = folder.path("job.json");
+    ASSERT_TRUE(writeJobFile(path, {&card, values}, fault) && readJobFile(path, read, fault)) << qUtf8Printable(fault);
+    EXPECT_EQ(read.values.value(QStringLiteral("firmware-id")), values.value(QStringLiteral("firmware-id")));
+    EXPECT_TRUE(commandLineOfJobFile(path, QStringLiteral(QVORA_TOOL), line, fault)) << qUtf8Printable(fault);
+
+    const QByteArray kept = folder.read("job.json");
+    for (const QString& text : {QString(8193, u'x'), QString(QChar(0xD800))}) {
+        values[QStringLiteral("firmware-id")] = {text};
+        EXPECT_FALSE(writeJobFile(path, {&card, values}, fault));
+        EXPECT_EQ(folder.read("job.json"), kept);
+    }
+}
+
 // An option in place of a value would make another line of it than the window runs.
 TEST(JobFile, PrintsNoLineThatTheToolWouldReadOtherwise) {
     const TempFolder folder;
@@ -191,6 +254,7 @@ TEST(JobFile, RefusesWhatIsNoJobByNamingIt) {
         {"[]", "no version"},
         {R"({"version": 1, "job": "sign", "values": {})", "at byte"},
         {R"({"version": 2, "job": "sign", "values": {}})", "version 2"},
+        {R"({"version": 0, "job": "sign", "values": {}})", "version 0"},
         {R"({"version": "1", "job": "sign", "values": {}})", "no version"},
         {R"({"version": 1, "job": "sing", "values": {}})", "“sing”"},
         {R"({"version": 1, "job": "sign"})", "no values"},

@@ -22,7 +22,7 @@ constexpr const char* parameters =
 
 QByteArray templateOf(const QByteArray& content) {
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Root><Obdata><Info><GlobalAlign>1</GlobalAlign>"
-           "<ObDestAddress>0x0FFD0100</ObDestAddress><DoEncryption>1</DoEncryption></Info>" +
+           "<ObDestAddress>0x10000100</ObDestAddress><DoEncryption>1</DoEncryption></Info>" +
            content + "</Obdata></Root>\n";
 }
 

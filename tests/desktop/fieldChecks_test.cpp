@@ -23,7 +23,7 @@ class FieldChecks : public testing::Test {
         const QByteArray example = fileContent(QStringLiteral(QVORA_EXAMPLES "/firmware/option-bytes.csv"));
         ASSERT_FALSE(example.isEmpty());
         folder.write("option-bytes.csv", example);
-        folder.write("broken.csv", "RDP,zz\n");
+        folder.write("broken.csv", "START,zz\n");
         folder.write("key15.bin", QByteArray(15, 'k'));
         folder.write("key.bin", QByteArray(16, 'k'));
         folder.write("oem.pem", QByteArray(178, 'k'));

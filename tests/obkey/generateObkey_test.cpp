@@ -208,7 +208,7 @@ TEST(GenerateObkey, SecretsAreTheOwnersAndInputsStay) {
         const MessageCapture capture;
         EXPECT_FALSE(
             run.generate(obdata(elements("Info;GlobalAlign=1\nText;Name=t;Width=9;MinWidth=1;Default=abc\n"
-                                         "File;Name=f;Align=1;KeyType=k;Default=" +
+                                         "File;Name=f;Align=1;KeyType=k;Default=none;Value=" +
                                          QByteArray(input) + "\nOutput;Default=a.obk"))));
         EXPECT_EQ(run.folder.read("a.bin") + run.folder.read("password.bin"), "rawraw");
         EXPECT_EQ(capture.texts(),

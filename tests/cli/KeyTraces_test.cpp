@@ -50,7 +50,7 @@ struct TraceRow {
 
 constexpr TraceRow rows[] = {
     {"key.bin nonce.bin body", "-tbi -devid 0x455 -fir blink.elf -obkeys a.obk -k key.bin -n nonce.bin -v 1 -o a.tbi"},
-    {"region-key", "-tbi -devid 0x455 -firx secrets.bin 0xB0000000 1 2 0x1000 -k key.bin -n nonce.bin -v 1 -o a.tbi"},
+    {"region-key", "-tbi -devid 0x455 -firx secrets.bin 0xB0000000 1 1 0x1000 -k key.bin -n nonce.bin -v 1 -o a.tbi"},
     {"key.bin nonce.bin", "-tbu -fir blink.hex -k key.bin -n nonce.bin -v 2 -oh a.tbuh -os a.tbu"},
     {"key.bin blob", "-pvs -b secrets.bin -pk oem-public.pem -k key.bin -n nonce16.bin -o a.pvs"},
     {"backup/data.bin backup/key.bin backup/nonce.bin", "-backupgen -in backup/backup.json -o backup.bin"},

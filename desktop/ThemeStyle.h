@@ -2,6 +2,8 @@
 
 #include <QProxyStyle>
 
+class QStyleOptionComboBox;
+
 /// Fusion with flat fields and buttons in the theme's colours, the one filled button of a page, and slim scroll bars.
 /// Fusion takes its outlines from the window's colour, darkened, which a dark look swallows.
 class ThemeStyle : public QProxyStyle {

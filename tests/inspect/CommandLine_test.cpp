@@ -1,4 +1,5 @@
 #include "inspect/extract.h"
+#include "inspect/sources.h"
 #include "tests/inspect/SealingKit.h"
 #include "tests/inspect/SigningKit.h"
 #include "tests/support/TempFolder.h"
@@ -247,6 +248,7 @@ TEST(InspectCommandLine, EndsAsItsRowSays) {
          "proven by comparison: 32 bytes of memory.bin"},
         {"verify --key key15.bin --address 9000ABE0 --mode 0 --app memory-app.bin memory.bin", 2,
          "key15.bin: a key has 16 bytes, not 15", ""},
+        {"verify --key key.bin --app memory-app.bin memory.bin", 2, "--app needs --address and --mode", ""},
         {"verify --key key.bin u.tbuh u.other.tbu", 0, "", "proven by tag: 76 bytes of u.tbuh"},
         {"verify --key key.bin x.tbu w.tbuh x.tbuh w.tbu", 0, "", "proven by tag: 76 bytes of x.tbuh"},
         {"verify --key key.bin w.tbuh w.other.tbu x.tbuh", 0, "", "proven by tag: 76 bytes of x.tbuh"},
@@ -376,6 +378,23 @@ TEST(InspectCommandLine, WhatOpenSslDoesntOfferIsUndecided) {
     }
 }
 
+TEST(InspectCommandLine, OptionBytesAreReadInTheirBase) {
+    const TempFolder folder;
+    struct Row {
+        const char* text;
+        const char* words;
+    };
+    for (const Row& row : {Row{"A,010\n", "08000000"}, Row{"A,10,B, 0X1f", "0a0000001f000000"}, Row{"A,0", "00000000"},
+                           Row{"A,4294967295", "ffffffff"}, Row{"A,4294967296", ""}, Row{"A,08", ""}, Row{"A,+1", ""},
+                           Row{"A,0x", ""}, Row{"A,", ""}, Row{"A", ""}, Row{"A,1\n\n", ""}}) {
+        QByteArray words;
+        QString fault;
+        const bool isRead = inspect::readOptionBytes(folder.write("ob.csv", row.text), words, fault);
+        EXPECT_EQ(isRead ? words.toHex() : QByteArray(), row.words) << row.text;
+        EXPECT_EQ(isRead, fault.isEmpty()) << row.text;
+    }
+}
+
 // No letter of a file gets into a name, whatever its reader let through.
 TEST(InspectCommandLine, NamesOfFilesAreOurs) {
     const TempFolder folder;
@@ -414,6 +433,14 @@ TEST(InspectCommandLine, TellsWhatDiffersByAddress) {
               "area F: changed 0x08000005-0x08000005\n"
               "area H: changed 0x00000000-0x0000001F\n"
               "area F: moved 0x08000100 -> 0x08000104\n"
+              "different\n");
+    // Several differences in files that nothing proves are all listed.
+    folder.write("a.password", QByteArray::fromHex("0000008002000000") + "aa");
+    folder.write("b.password", QByteArray::fromHex("0000008002000100") + "ab");
+    EXPECT_EQ(runInspect(folder, "diff --as passwordFile a.password b.password").output,
+              "verdict undecided -> wrong\n"
+              "password: changed 0x00000001-0x00000001\n"
+              "file: changed 0x00000006-0x00000006\n"
               "different\n");
     const std::string output = runInspect(folder, "verify --key key.bin --firmware fw.hex a.tbi").output;
     EXPECT_NE(output.find("\nfirmware: only in image 0x08000100-0x08000110\n"), std::string::npos) << output;

@@ -88,10 +88,11 @@ QByteArray kitSignature(KitKind kind, const QByteArray& message, KitPadding padd
     EVP_PKEY_CTX* settings = nullptr;
     EVP_DigestSignInit(context, &settings, kind == KitKind::ed25519 ? nullptr : EVP_sha256(), nullptr, key);
     if (EVP_PKEY_get_base_id(key) == EVP_PKEY_RSA) {
-        const bool isPss = padding == KitPadding::pss;
+        const bool isPss = padding != KitPadding::pkcs1;
         EVP_PKEY_CTX_set_rsa_padding(settings, isPss ? RSA_PKCS1_PSS_PADDING : RSA_PKCS1_PADDING);
         if (isPss) {
-            EVP_PKEY_CTX_set_rsa_pss_saltlen(settings, RSA_PSS_SALTLEN_DIGEST);
+            EVP_PKEY_CTX_set_rsa_pss_saltlen(settings,
+                                             padding == KitPadding::pss ? RSA_PSS_SALTLEN_DIGEST : RSA_PSS_SALTLEN_MAX);
         }
     }
     const auto* const bytes = reinterpret_cast<const unsigned char*>(message.constData());
@@ -216,7 +217,8 @@ QByteArray kitMake(const KitMcuboot& image) {
     if (image.signer) {
         const bool isDigestSigned = *image.signer == KitKind::ed25519 && !image.isPure;
         tlvs.push_back({0x01, QCryptographicHash::hash(kitKeyOf(*image.signer).publicDer, QCryptographicHash::Sha256)});
-        tlvs.push_back({signatureType(*image.signer), kitSignature(*image.signer, isDigestSigned ? digest : bytes)});
+        tlvs.push_back({signatureType(*image.signer),
+                        kitSignature(*image.signer, isDigestSigned ? digest : bytes, image.padding)});
     }
     tlvs.insert(tlvs.end(), image.moreTlvs.begin(), image.moreTlvs.end());
     return bytes + block(image.plainMagic, tlvs);

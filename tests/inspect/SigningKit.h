@@ -22,7 +22,7 @@ struct KitKey {
 /// Another one of the kind.
 [[nodiscard]] KitKey kitMakeKey(KitKind kind);
 
-enum class KitPadding { pkcs1, pss };
+enum class KitPadding { pkcs1, pss, pssLongSalt };
 
 /// Signs `message` by SHA-256; Ed25519 signs `message` itself.
 [[nodiscard]] QByteArray kitSignature(KitKind kind, const QByteArray& message, KitPadding padding = KitPadding::pss);
@@ -50,6 +50,7 @@ struct KitMcuboot {
     std::vector<KitTlv> protectedTlvs = {{0x50, QByteArray(4, '\7')}};
     std::optional<KitKind> signer;
     bool isPure = false;
+    KitPadding padding = KitPadding::pss;
     QByteArray otherDigest;        ///< in place of the right one
     std::vector<KitTlv> moreTlvs;  ///< behind the others
     std::optional<std::uint16_t> protectedSize;

@@ -201,6 +201,13 @@ TEST(InspectFirmware, SignedByAnotherKey) {
         given.publicKey = row.publicKey;
         EXPECT_EQ(inspectGiven(given).faults(), row.faults);
     }
+    image.signer = KitKind::rsa2048;
+    for (const KitPadding padding : {KitPadding::pss, KitPadding::pssLongSalt, KitPadding::pkcs1}) {
+        image.padding = padding;
+        given.bytes = kitMake(image);
+        given.publicKey = kitKeyOf(KitKind::rsa2048).publicPem;
+        EXPECT_EQ(inspectGiven(given).faults(), padding == KitPadding::pss ? "" : "signature");
+    }
     image.signer.reset();
     given.bytes = kitMake(image);
     given.publicKey = kitKeyOf(KitKind::p256).publicPem;

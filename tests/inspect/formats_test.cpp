@@ -295,6 +295,12 @@ TEST(InspectFormats, NameTheOneRuleThatIsBroken) {
         {"payloadForm", given("a.pvs", kitMake(provisioning([](KitImage& image) {
              image.areas[2].payload = image.areas[2].payload.chopped(1).replace(8, 1, "\3");
          })))},
+        {"", given("a.pvs", kitMake(provisioning([](KitImage& image) {
+             image.areas[2].payload.replace(0, 4, QByteArray::fromHex("00400240"));
+         })))},
+        {"payloadForm", given("a.pvs", kitMake(provisioning([](KitImage& image) {
+             image.areas[2].payload.replace(0, 4, QByteArray::fromHex("04400240"));  // beyond its address
+         })))},
         {"empty", given("a.pvs", kitMake(provisioning([](KitImage& image) { image.areas[1].payload = QByteArray(); })))},
         {"notZero", given("a.pvs", kitMake(provisioning([](KitImage& image) {
              image.areas[1].second = QByteArray(16, 'x');
@@ -357,6 +363,10 @@ TEST(InspectFormats, ContentDecidesAndThenTheSuffix) {
         {"a.xtbi", "TBIMAGIC", "packagedModule", inspect::FoundBy::suffix},
         {"a.tbu", "no magic", "updatePayload", inspect::FoundBy::suffix},
         {"a", "TBIMAGIC", nullptr, inspect::FoundBy::suffix},
+        {"a", QByteArray::fromHex("000000100100000000000000aa"), "provisioningFile", inspect::FoundBy::content},
+        {"a", QByteArray::fromHex("000000100000000000000000"), nullptr, inspect::FoundBy::suffix},
+        {"a", QByteArray::fromHex("0000008001000000aa"), "passwordFile", inspect::FoundBy::content},
+        {"a", QByteArray::fromHex("0100008001000000aa"), nullptr, inspect::FoundBy::suffix},
     };
     for (const Row& row : rows) {
         inspect::Description description;

@@ -72,7 +72,7 @@ const QList<PageRow>& pageTable() {
          QT_TRANSLATE_NOOP("pageTable", "Shows what stands in a file, proves it with its keys and compares two files."),
          QT_TRANSLATE_NOOP(
              "pageTable",
-             "qvora-inspect show see holds print parse verify prove diff differs compare open view install "
+             "qvora-inspect show see holds contains print parse verify prove diff differs compare open view install "
              "provisioning "
              "image areas tag signature digest memory map bytes hex -ptbi --parse-tbi -pxtbi -ppvs-tbi --parse-pvs-tbi "
              "-kdu"),

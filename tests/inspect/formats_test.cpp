@@ -296,10 +296,10 @@ TEST(InspectFormats, NameTheOneRuleThatIsBroken) {
              image.areas[2].payload = image.areas[2].payload.chopped(1).replace(8, 1, "\3");
          })))},
         {"", given("a.pvs", kitMake(provisioning([](KitImage& image) {
-             image.areas[2].payload.replace(0, 4, QByteArray::fromHex("00400240"));
+             image.areas[2].payload.replace(0, 4, QByteArray::fromHex("00000050"));
          })))},
         {"payloadForm", given("a.pvs", kitMake(provisioning([](KitImage& image) {
-             image.areas[2].payload.replace(0, 4, QByteArray::fromHex("04400240"));  // beyond its address
+             image.areas[2].payload.replace(0, 4, QByteArray::fromHex("04000050"));  // beyond its address
          })))},
         {"empty", given("a.pvs", kitMake(provisioning([](KitImage& image) { image.areas[1].payload = QByteArray(); })))},
         {"notZero", given("a.pvs", kitMake(provisioning([](KitImage& image) {

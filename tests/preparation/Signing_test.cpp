@@ -93,6 +93,8 @@ TEST_F(Signing, SignsWithoutAPublicKeyFile) {
     SignedImage image;
     setUp(image, "part");
     EXPECT_TRUE(sign(image, "key.pem"));
+    EXPECT_EQ(folder.read("key_pub.bin"), QByteArray(64, 'p'));  // the image comes first
+    EXPECT_TRUE(image.createSignedImage(folder.path("signed.bin"), "part"));
     EXPECT_EQ(folder.read("key_pub.bin").size(), 64);
     EXPECT_NE(folder.read("key_pub.bin"), QByteArray(64, 'p'));
     EXPECT_THAT(messages.texts(), ElementsAre(testing::HasSubstr("key_pub.bin already exists")));

@@ -129,7 +129,13 @@ QString cardHint(const JobValues& values) {
 /// As -gpdata looks for them.
 QString personalizationHint(const JobValues& /*values*/) {
     const QDir keys(QCoreApplication::applicationDirPath() + QStringLiteral("/Keys"));
-    return keys.exists(QStringLiteral("perso_private.pem")) && keys.exists(QStringLiteral("card_public.pem"))
+    const bool isPrivateThere = keys.exists(QStringLiteral("perso_private.pem"));
+    if (isPrivateThere != keys.exists(QStringLiteral("card_public.pem"))) {
+        return Texts::tr(
+            "The folder Keys beside the tool has only one of perso_private.pem and card_public.pem; "
+            "the tool needs both.");
+    }
+    return isPrivateThere
                ? QString()
                : Texts::tr(
                      "There is no perso_private.pem and card_public.pem in the folder Keys beside the tool. "

@@ -1,12 +1,11 @@
 #pragma once
 
+#include "desktop/PathRole.h"
+
 #include <QStringList>
 
 class QWidget;
 class Settings;
-
-/// What a path is for. A file dialog begins in the last folder of its role; that of keys isn't remembered over runs.
-enum class PathRole { firmware, key, output, document };
 
 enum class SaveAnswer { save, discard, cancel };
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "desktop/Dialogs.h"
 #include "desktop/FieldKind.h"
+#include "desktop/PathRole.h"
 #include "desktop/Verdict.h"
 
 #include <QHash>

@@ -5,7 +5,7 @@
 #include "desktop/RunSplitter.h"
 #include "desktop/commandLine.h"
 #include "desktop/jobFile.h"
-#include "desktop/pageTable.h"
+#include "desktop/PageRow.h"
 #include "desktop/theme.h"
 
 #include <QCoreApplication>

@@ -44,10 +44,11 @@ class Panel : public QWidget {
 
 }  // namespace
 
-MainWindow::MainWindow(PageContext& context, QWidget* parent)
+MainWindow::MainWindow(const QList<PageRow>& pages, PageContext& context, QWidget* parent)
     : QMainWindow(parent),
+      pageRows_(pages),
       context_(context),
-      list_(new PageList),
+      list_(new PageList(pages)),
       stack_(new QStackedWidget),
       splitter_(new QSplitter),
       headline_(new QLabel),
@@ -154,7 +155,7 @@ void MainWindow::makeMenus() {
 }
 
 bool MainWindow::showPage(const QString& id) {
-    for (const PageRow& row : pageTable()) {
+    for (const PageRow& row : pageRows_) {
         if (id == QLatin1String(row.id)) {
             row_ = &row;
             page_ = pageOf(row);
@@ -245,7 +246,7 @@ void MainWindow::setScheme(ThemeScheme scheme) {
 
 void MainWindow::closeEvent(QCloseEvent* event) {
     event->ignore();
-    for (const PageRow& row : pageTable()) {
+    for (const PageRow& row : pageRows_) {
         Page* page = pages_.value(QLatin1String(row.id));
         if (page == nullptr) {
             continue;

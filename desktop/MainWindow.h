@@ -1,9 +1,10 @@
 #pragma once
 
-#include "desktop/pageTable.h"
+#include "desktop/PageRow.h"
 #include "desktop/theme.h"
 
 #include <QHash>
+#include <QList>
 #include <QMainWindow>
 
 class PageList;
@@ -19,7 +20,8 @@ class MainWindow : public QMainWindow {
     Q_OBJECT
 
   public:
-    explicit MainWindow(PageContext& context, QWidget* parent = nullptr);
+    /// `pages` outlives the window.
+    MainWindow(const QList<PageRow>& pages, PageContext& context, QWidget* parent = nullptr);
 
     /// Shows the page of this id; false if there is none.
     [[nodiscard]] bool showPage(const QString& id);
@@ -42,6 +44,7 @@ class MainWindow : public QMainWindow {
     void refresh();
     void about();
 
+    const QList<PageRow>& pageRows_;
     PageContext& context_;
     PageList* list_;
     QStackedWidget* stack_;

@@ -81,7 +81,8 @@ class ListDelegate : public QStyledItemDelegate {
 
 }  // namespace
 
-PageList::PageList(QWidget* parent) : QWidget(parent), search_(new QLineEdit), list_(new QListWidget) {
+PageList::PageList(const QList<PageRow>& pages, QWidget* parent)
+    : QWidget(parent), search_(new QLineEdit), list_(new QListWidget) {
     search_->setPlaceholderText(tr("Find a page"));
     search_->setClearButtonEnabled(true);
     search_->setAccessibleName(tr("Find a page"));
@@ -95,7 +96,7 @@ PageList::PageList(QWidget* parent) : QWidget(parent), search_(new QLineEdit), l
     list_->setSizeAdjustPolicy(QAbstractScrollArea::AdjustToContents);
 
     const char* group = "";
-    for (const PageRow& row : pageTable()) {
+    for (const PageRow& row : pages) {
         if (qstrcmp(group, row.group) != 0) {
             group = row.group;
             auto* title = new QListWidgetItem(text(group), list_);

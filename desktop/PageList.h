@@ -1,7 +1,8 @@
 #pragma once
 
-#include "desktop/pageTable.h"
+#include "desktop/PageRow.h"
 
+#include <QList>
 #include <QWidget>
 
 class QLineEdit;
@@ -13,7 +14,7 @@ class PageList : public QWidget {
     Q_OBJECT
 
   public:
-    explicit PageList(QWidget* parent = nullptr);
+    explicit PageList(const QList<PageRow>& pages, QWidget* parent = nullptr);
 
     /// Chooses the page without a signal.
     void choose(const QString& id);

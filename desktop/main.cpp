@@ -3,6 +3,7 @@
 #include "desktop/MainWindow.h"
 #include "desktop/Settings.h"
 #include "desktop/jobFile.h"
+#include "desktop/pageTable.h"
 #include "display/buildVersion.h"
 
 #include <QApplication>
@@ -171,7 +172,7 @@ int main(int argc, char** argv) {
     PageContext context{dialogs, settings, toolPath()};
     InputFilter filter;
     application.installEventFilter(&filter);
-    MainWindow window(context);
+    MainWindow window(pageTable(), context);
     JobPlace place = {{}, parser.positionalArguments().value(0)};
     const bool isPageGiven = window.showPage(parser.value(options.page));
     if (!isPageGiven) {

@@ -1,6 +1,7 @@
 #include "tests/desktop/DesktopKit.h"
 
 #include "desktop/InputFilter.h"
+#include "desktop/pageTable.h"
 
 #include <QDeadlineTimer>
 #include <QLocale>
@@ -51,7 +52,7 @@ DesktopKit::DesktopKit()
     : settings(folder.path("settings.ini")),
       dialogs(settings),
       context{dialogs, settings, QStringLiteral(QVORA_TOOL)},
-      window(std::make_unique<MainWindow>(context)) {
+      window(std::make_unique<MainWindow>(pageTable(), context)) {
     window->resize(1280, 800);
     window->show();
     QApplication::setActiveWindow(window.get());

@@ -1,8 +1,8 @@
-#include "desktop/Dialogs.h"
-#include "desktop/InputFilter.h"
-#include "desktop/MainWindow.h"
-#include "desktop/Settings.h"
-#include "desktop/jobFile.h"
+#include "desktop/page/Dialogs.h"
+#include "desktop/window/InputFilter.h"
+#include "desktop/window/MainWindow.h"
+#include "desktop/page/Settings.h"
+#include "jobs/jobFile.h"
 #include "desktop/pageTable.h"
 #include "display/buildVersion.h"
 

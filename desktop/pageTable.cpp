@@ -1,11 +1,11 @@
 #include "desktop/pageTable.h"
 
-#include "desktop/InspectPage.h"
-#include "desktop/JobPage.h"
-#include "desktop/KeysPage.h"
-#include "desktop/OptionBytePage.h"
-#include "desktop/SecretsPage.h"
-#include "desktop/TemplatePage.h"
+#include "desktop/inspector/InspectPage.h"
+#include "desktop/run/JobPage.h"
+#include "desktop/keys/KeysPage.h"
+#include "desktop/optionBytes/OptionBytePage.h"
+#include "desktop/secrets/SecretsPage.h"
+#include "desktop/template/TemplatePage.h"
 
 #include <QtGlobal>
 

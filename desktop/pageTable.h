@@ -1,6 +1,6 @@
 #pragma once
 
-#include "desktop/PageRow.h"
+#include "desktop/page/PageRow.h"
 
 #include <QList>
 

@@ -1,6 +1,6 @@
 #include "tests/desktop/DesktopKit.h"
 
-#include "desktop/InputFilter.h"
+#include "desktop/window/InputFilter.h"
 #include "desktop/pageTable.h"
 
 #include <QDeadlineTimer>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "desktop/Dialogs.h"
-#include "desktop/MainWindow.h"
-#include "desktop/Page.h"
-#include "desktop/Settings.h"
+#include "desktop/page/Dialogs.h"
+#include "desktop/window/MainWindow.h"
+#include "desktop/page/Page.h"
+#include "desktop/page/Settings.h"
 #include "tests/support/TempFolder.h"
 
 #include <QApplication>

@@ -1,4 +1,4 @@
-#include "desktop/FormView.h"
+#include "desktop/form/FormView.h"
 
 #include "tests/desktop/DesktopKit.h"
 

@@ -1,5 +1,5 @@
-#include "desktop/ByteView.h"
-#include "desktop/CommandLineView.h"
+#include "desktop/inspector/ByteView.h"
+#include "desktop/run/CommandLineView.h"
 #include "tests/desktop/DesktopKit.h"
 #include "tests/desktop/sampleImages.h"
 

@@ -1,8 +1,8 @@
 // Each job of the window, filled in by key strokes on the files of examples/ and run with the real tool.
 
-#include "desktop/JobPage.h"
+#include "desktop/run/JobPage.h"
 
-#include "desktop/jobFile.h"
+#include "jobs/jobFile.h"
 #include "desktop/pageTable.h"
 #include "tests/desktop/DesktopKit.h"
 #include "tests/desktop/jobForms.h"

@@ -1,4 +1,4 @@
-#include "desktop/keyTasks.h"
+#include "desktop/keys/keyTasks.h"
 
 #include "Preparation/src/ec_crypto.h"
 #include "tests/desktop/DesktopKit.h"

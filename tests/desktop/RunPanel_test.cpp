@@ -1,6 +1,6 @@
-#include "desktop/RunPanel.h"
+#include "desktop/run/RunPanel.h"
 
-#include "desktop/OutputPane.h"
+#include "desktop/run/OutputPane.h"
 #include "tests/desktop/DesktopKit.h"
 
 #include <QClipboard>

@@ -1,4 +1,4 @@
-#include "desktop/SecretsDocument.h"
+#include "desktop/secrets/SecretsDocument.h"
 #include "images/secretsGenerator.h"
 #include "tests/desktop/DesktopKit.h"
 

@@ -1,6 +1,6 @@
 // Templates as forms, without the page.
 
-#include "desktop/TemplateForm.h"
+#include "desktop/template/TemplateForm.h"
 #include "tests/support/TempFolder.h"
 
 #include <QFileInfo>

@@ -1,4 +1,4 @@
-#include "desktop/jobFile.h"
+#include "jobs/jobFile.h"
 #include "tests/desktop/DesktopKit.h"
 #include "tests/support/outsideTool.h"
 

@@ -1,7 +1,7 @@
-#include "desktop/ToolRun.h"
+#include "desktop/run/ToolRun.h"
 
-#include "desktop/OutputPane.h"
-#include "desktop/shellQuoted.h"
+#include "desktop/run/OutputPane.h"
+#include "jobs/shellQuoted.h"
 #include "tests/desktop/DesktopKit.h"
 
 #include <QFile>

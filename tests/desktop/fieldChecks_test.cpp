@@ -1,7 +1,7 @@
 // What the pages say of values, without a page.
 
-#include "desktop/fieldChecks.h"
-#include "desktop/jobTable.h"
+#include "jobs/fieldChecks.h"
+#include "jobs/jobTable.h"
 #include "tests/support/TempFolder.h"
 
 #include <QDir>

@@ -1,6 +1,6 @@
-#include "desktop/jobTable.h"
-#include "desktop/commandLine.h"
-#include "desktop/jobFile.h"
+#include "jobs/jobTable.h"
+#include "jobs/commandLine.h"
+#include "jobs/jobFile.h"
 #include "tests/support/TempFolder.h"
 
 #include <QDir>

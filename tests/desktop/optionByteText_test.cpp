@@ -1,4 +1,4 @@
-#include "desktop/optionByteText.h"
+#include "desktop/optionBytes/optionByteText.h"
 
 #include <gtest/gtest.h>
 

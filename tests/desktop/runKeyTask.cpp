@@ -1,7 +1,7 @@
 // Runs one task of the page "Keys and nonces": random|curve|rsa|hash PATH [PUBLIC-PATH]
 
 #include "Preparation/src/ec_crypto.h"
-#include "desktop/keyTasks.h"
+#include "desktop/keys/keyTasks.h"
 #include "tests/cli/keyTraces.h"
 #include "tests/desktop/DesktopKit.h"
 

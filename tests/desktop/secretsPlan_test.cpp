@@ -1,7 +1,7 @@
 // Secrets documents and what becomes of their items, without the page.
 
-#include "desktop/secretsPlan.h"
-#include "desktop/SecretsDocument.h"
+#include "desktop/secrets/secretsPlan.h"
+#include "desktop/secrets/SecretsDocument.h"
 #include "tests/support/TempFolder.h"
 
 #include <gtest/gtest.h>

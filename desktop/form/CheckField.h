@@ -1,0 +1,22 @@
+#pragma once
+
+#include "desktop/form/FieldEdit.h"
+
+class QCheckBox;
+
+/// Yes or no. Its label stands behind the box.
+class CheckField : public FieldEdit {
+    Q_OBJECT
+
+  public:
+    explicit CheckField(const FormField& field, QWidget* parent = nullptr);
+
+    [[nodiscard]] QStringList values() const override;
+    void setValues(const QStringList& values) override;
+    void setEditable(bool editable) override;
+    void describe(const QString& text, bool isFault) override;
+    [[nodiscard]] QWidget* first() const override;
+
+  private:
+    QCheckBox* box_;
+};

@@ -1,0 +1,475 @@
+#include "desktop/form/FormView.h"
+
+#include "desktop/form/FieldEdit.h"
+#include "desktop/form/FieldLabel.h"
+#include "desktop/form/VerdictLine.h"
+#include "desktop/form/fieldVerdict.h"
+#include "desktop/look/plainTip.h"
+#include "desktop/look/theme.h"
+
+#include <QApplication>
+#include <QGridLayout>
+#include <QLineEdit>
+#include <QMenu>
+#include <QScrollArea>
+#include <QScrollBar>
+#include <QTextDocument>
+
+#include <optional>
+#include <vector>
+
+namespace {
+
+constexpr int labelColumn = 0;
+constexpr int fieldColumn = 1;
+constexpr int mostOfReset = 40;     ///< characters of the value in the context menu
+constexpr int mostCharacters = 78;  ///< of a field with its button; with the labels a form has some 90
+
+/// A verdict and what it was made of.
+struct Judged {
+    QStringList values;
+    QStringList stamps;
+    Verdict verdict;
+};
+
+struct Row {
+    FormField field;
+    QLabel* title = nullptr;      ///< of its group; null if that has none
+    FieldLabel* label = nullptr;  ///< null if the editor shows it
+    FieldEdit* edit = nullptr;
+    VerdictLine* line = nullptr;
+    bool isShown = true;
+    bool isEditable = true;
+    bool isTold = false;     ///< its verdict is shown
+    bool isWanted = false;   ///< that it is missing is shown too
+    bool isTouched = false;  ///< edited since it was last left
+    std::optional<Verdict> said;
+    std::optional<Judged> judged;  ///< of fields whose check reads files
+};
+
+bool isOpen(const Verdict& verdict) {
+    return verdict.kind == Verdict::Kind::missing || verdict.kind == Verdict::Kind::fault;
+}
+
+/// What the context menu calls setting a field back to its initial value.
+QString resetText(const FormField& field) {
+    const QString initial = field.initial.value(0);
+    if (field.kind == FieldKind::inFiles) {
+        return field.initial.isEmpty() ? FormView::tr("Remove All Files") : FormView::tr("Set the Whole List Back");
+    }
+    if (field.kind == FieldKind::choice || field.kind == FieldKind::check) {
+        return FormView::tr("Set Back");
+    }
+    return initial.isEmpty()
+               ? FormView::tr("Empty This Field")
+               : FormView::tr("Set Back to “%1”").arg(initial.left(mostOfReset).replace(u'&', QLatin1String("&&")));
+}
+
+/// The help of a field for one of its widgets. The words of a template are plain, even if they look like HTML.
+void setHelp(QWidget& widget, const QString& tip) {
+    setPlainTip(widget, tip);
+    widget.setWhatsThis(Qt::mightBeRichText(tip) ? plainTip(tip) : tip);
+}
+
+}  // namespace
+
+struct FormView::Inside {
+    explicit Inside(FormView& form) : form_(form) {}
+
+    void build(const QList<FormField>& fields, PageContext& context);
+    void addRow(QGridLayout& grid, Row& row, PageContext& context);
+    void connectRow(Row& row);
+    void showTitles();
+
+    [[nodiscard]] Row* find(const QString& id);
+    [[nodiscard]] Verdict judge(Row& row);
+    void tell(Row& row, const Verdict& verdict);
+    void clear(Row& row);
+    void judgeAndTell(Row& row);
+    void noteEdit(Row& row);
+    void noteLeave(Row& row);
+    /// What files say is asked anew: another field may count in it.
+    void forget();
+    void mark(Row& row);
+    void bringIntoView(const Row& row);
+    void showMenu(Row& row, QWidget* part, QPoint at);
+
+    FormView& form_;
+    QScrollArea* scroll_ = nullptr;
+    QString folder_;
+    std::vector<Row> rows_;  ///< they stay where they are
+    QHash<QString, Row*> byId_;
+};
+
+void FormView::Inside::build(const QList<FormField>& fields, PageContext& context) {
+    auto* fieldArea = new QWidget;
+    auto* grid = new QGridLayout(fieldArea);
+    grid->setContentsMargins(0, 0, 0, 0);
+    // The lines with the verdicts are the gaps between the fields.
+    grid->setVerticalSpacing(0);
+    grid->setHorizontalSpacing(Theme::labelGap());
+    grid->setColumnStretch(fieldColumn, 1);
+    rows_.resize(static_cast<size_t>(fields.size()));
+    QLabel* title = nullptr;
+    int widest = 0;
+    for (size_t at = 0; at < rows_.size(); ++at) {
+        Row& row = rows_[at];
+        row.field = fields.at(static_cast<qsizetype>(at));
+        if (at == 0 || row.field.group != rows_[at - 1].field.group) {
+            title = new QLabel(row.field.group);
+            title->setTextFormat(Qt::PlainText);
+            QFont bold = title->font();
+            bold.setWeight(QFont::DemiBold);
+            title->setFont(bold);
+            grid->addWidget(title, grid->rowCount(), labelColumn, 1, 2);
+        }
+        row.title = title;
+        byId_.insert(row.field.id, &row);
+        addRow(*grid, row, context);
+        if (row.label != nullptr) {
+            widest = qMax(widest, row.label->sizeHint().width());
+        }
+    }
+    // Kept for all, so that the column stays where it is when fields come and go.
+    grid->setColumnMinimumWidth(labelColumn, widest);
+    grid->setRowStretch(grid->rowCount(), 1);
+    fieldArea->setMaximumWidth(widest + Theme::labelGap() +
+                               fieldArea->fontMetrics().averageCharWidth() * mostCharacters);
+
+    auto* body = new QWidget;
+    auto* bodyLayout = new QHBoxLayout(body);
+    bodyLayout->setContentsMargins(0, 0, Theme::rowGap(), 0);
+    bodyLayout->addWidget(fieldArea, 1);
+    bodyLayout->addStretch();
+    scroll_ = new QScrollArea(&form_);
+    scroll_->setFrameShape(QFrame::NoFrame);
+    scroll_->setFocusPolicy(Qt::NoFocus);
+    scroll_->setWidgetResizable(true);
+    scroll_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    scroll_->setWidget(body);
+    scroll_->setMinimumWidth(body->minimumSizeHint().width() + scroll_->verticalScrollBar()->sizeHint().width());
+    auto* layout = new QVBoxLayout(&form_);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(scroll_);
+    showTitles();
+}
+
+void FormView::Inside::addRow(QGridLayout& grid, Row& row, PageContext& context) {
+    const FormField& field = row.field;
+    const int at = grid.rowCount();
+    const bool showsItself = field.kind == FieldKind::check;
+    row.edit = makeFieldEdit(field, context, nullptr);
+    row.line = new VerdictLine(!showsItself || field.check);
+    row.line->setObjectName(field.id + QLatin1String("Verdict"));
+    setHelp(*row.edit, field.tip);
+    if (!showsItself) {
+        row.label = new FieldLabel(field.label);
+        row.label->setBuddy(row.edit->first());
+        row.label->standBeside(row.edit->first());
+        setHelp(*row.label, field.tip);
+        grid.addWidget(row.label, at, labelColumn, Qt::AlignRight | Qt::AlignTop);
+    }
+    grid.addWidget(row.edit, at, fieldColumn);
+    grid.addWidget(row.line, at + 1, fieldColumn);
+    row.edit->setValues(field.initial);
+    row.field.initial = row.edit->values();
+    row.edit->describe(field.tip, false);
+    connectRow(row);
+}
+
+void FormView::Inside::connectRow(Row& row) {
+    Row* kept = &row;
+    connect(row.edit, &FieldEdit::edited, &form_, [this, kept] {
+        noteEdit(*kept);
+        emit form_.edited(kept->field.id);
+    });
+    connect(row.edit, &FieldEdit::settled, &form_, [this, kept] { noteLeave(*kept); });
+    connect(row.edit, &FieldEdit::left, &form_, [this, kept] { noteLeave(*kept); });
+    connect(row.edit, &FieldEdit::entered, &form_, [this, kept] {
+        bringIntoView(*kept);
+        emit form_.entered(kept->field.id);
+    });
+    connect(row.edit, &FieldEdit::menuAsked, &form_,
+            [this, kept](QWidget* part, QPoint at) { showMenu(*kept, part, at); });
+}
+
+void FormView::Inside::showTitles() {
+    QLabel* title = nullptr;
+    const Row* above = nullptr;
+    for (size_t at = 0; at < rows_.size();) {
+        title = rows_[at].title;
+        const Row* last = nullptr;
+        for (; at < rows_.size() && rows_[at].title == title; ++at) {
+            last = rows_[at].isShown ? &rows_[at] : last;
+        }
+        // One without a text is a gap, which the first group doesn't need.
+        title->setVisible(last != nullptr && (above != nullptr || !title->text().isEmpty()));
+        if (last != nullptr) {
+            // An empty line for a verdict is a part of the gap.
+            const int gap = above == nullptr           ? 0
+                            : above->line->keepsRoom() ? Theme::labelGap()
+                                                       : Theme::groupGap() + Theme::rowGap();
+            if (title->text().isEmpty()) {
+                title->setFixedHeight(gap);
+            } else {
+                title->setContentsMargins(0, gap, 0, Theme::rowGap());
+            }
+            above = last;
+        }
+    }
+}
+
+Row* FormView::Inside::find(const QString& id) {
+    Row* row = byId_.value(id);
+    Q_ASSERT_X(row != nullptr, "FormView", "no such field");
+    return row;
+}
+
+Verdict FormView::Inside::judge(Row& row) {
+    if (!row.isShown || !row.isEditable) {
+        return {};
+    }
+    const QStringList values = row.edit->values();
+    const QStringList stamps = fileStamps(row.field, values, folder_);
+    Verdict verdict;
+    if (row.judged && !stamps.isEmpty() && row.judged->values == values && row.judged->stamps == stamps) {
+        verdict = row.judged->verdict;
+    } else {
+        verdict = fieldVerdict(row.field, values, folder_);
+        if (!isOpen(verdict) && row.field.check && (!values.isEmpty() || row.field.judgesEmpty)) {
+            const Verdict special = row.field.check(values);
+            if (isOpen(special) || !special.text.isEmpty()) {
+                verdict = special;
+            }
+        }
+        if (verdict.kind == Verdict::Kind::missing && verdict.text.isEmpty()) {
+            verdict = missingVerdict(row.field.kind);
+        }
+        verdict = withAccess(verdict, row.field, values, folder_);
+        row.judged = Judged{values, stamps, verdict};
+    }
+    return row.said && !isOpen(verdict) ? *row.said : verdict;
+}
+
+void FormView::Inside::tell(Row& row, const Verdict& verdict) {
+    row.isTold = true;
+    const bool isQuiet = verdict.kind == Verdict::Kind::missing && !row.isWanted;
+    const Verdict shown = isQuiet ? Verdict() : verdict;
+    row.line->tell(shown);
+    row.edit->describe(shown.text.isEmpty() ? row.field.tip : shown.text, isOpen(shown));
+}
+
+void FormView::Inside::clear(Row& row) {
+    tell(row, {});
+    row.isTold = false;
+}
+
+void FormView::Inside::judgeAndTell(Row& row) {
+    tell(row, judge(row));
+}
+
+void FormView::Inside::noteEdit(Row& row) {
+    const bool wasSaid = row.said.has_value();
+    row.said.reset();
+    row.isTouched = true;
+    mark(row);
+    if (row.label != nullptr && row.label->buddy() != row.edit->first()) {
+        row.label->setBuddy(row.edit->first());
+    }
+    // While somebody types, what was said stays only as long as it is true of what stands there now.
+    if (row.isTold) {
+        const Verdict verdict = judge(row);
+        if (wasSaid || !isOpen(verdict) || verdict.text != row.line->text()) {
+            clear(row);
+        }
+    }
+}
+
+void FormView::Inside::noteLeave(Row& row) {
+    if (row.isTouched) {
+        row.isTouched = false;
+        forget();
+        for (Row& other : rows_) {
+            if (&other != &row && other.isTold) {
+                judgeAndTell(other);
+            }
+        }
+    }
+    judgeAndTell(row);
+    emit form_.left(row.field.id);
+}
+
+void FormView::Inside::forget() {
+    for (Row& row : rows_) {
+        row.judged.reset();
+    }
+}
+
+void FormView::Inside::mark(Row& row) {
+    const QString initial = row.field.initial.value(0);
+    const bool isChanged = row.field.marksChange && row.edit->values() != row.field.initial;
+    if (row.label != nullptr && row.label->isChanged() != isChanged) {
+        const QString before =
+            initial.isEmpty() ? tr("Changed. It was empty.") : tr("Changed. It was “%1”.").arg(initial);
+        row.label->setChanged(isChanged);
+        setPlainTip(*row.label, isChanged ? before + u'\n' + row.field.tip : row.field.tip);
+    }
+}
+
+void FormView::Inside::bringIntoView(const Row& row) {
+    const QWidget* body = scroll_->widget();
+    const QRect edit(row.edit->mapTo(body, QPoint()), row.edit->size());
+    const QRect line(row.line->mapTo(body, QPoint()), row.line->size());
+    const QRect all = edit.united(line);
+    scroll_->ensureVisible(edit.left(), all.bottom(), 0, Theme::rowGap());
+    scroll_->ensureVisible(edit.left(), all.top(), 0, Theme::groupGap());
+}
+
+void FormView::Inside::showMenu(Row& row, QWidget* part, QPoint at) {
+    auto* text = qobject_cast<QLineEdit*>(part);
+    QMenu* menu = text != nullptr ? text->createStandardContextMenu() : new QMenu(part);
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    if (row.isEditable && row.edit->values() != row.field.initial) {
+        menu->addSeparator();
+        connect(menu->addAction(resetText(row.field)), &QAction::triggered, &form_, [this, &row] {
+            row.edit->setValues(row.field.initial);
+            noteEdit(row);
+            emit form_.edited(row.field.id);
+            noteLeave(row);
+        });
+    }
+    if (menu->isEmpty()) {
+        delete menu;
+        return;
+    }
+    menu->popup(at);
+}
+
+FormView::FormView(const QList<FormField>& fields, PageContext& context, QWidget* parent)
+    : QWidget(parent), inside_(std::make_unique<Inside>(*this)) {
+    inside_->build(fields, context);
+}
+
+FormView::~FormView() {
+    // A field that goes with the focus tells of its loss; nobody is left to hear it.
+    for (const Row& row : inside_->rows_) {
+        row.edit->disconnect(this);
+    }
+}
+
+QStringList FormView::values(const QString& id) const {
+    const Row* row = inside_->find(id);
+    return row == nullptr ? QStringList() : row->edit->values();
+}
+
+QHash<QString, QStringList> FormView::allValues() const {
+    QHash<QString, QStringList> all;
+    for (const Row& row : inside_->rows_) {
+        all.insert(row.field.id, row.edit->values());
+    }
+    return all;
+}
+
+void FormView::setValues(const QString& id, const QStringList& values) {
+    Row* row = inside_->find(id);
+    if (row == nullptr) {
+        return;
+    }
+    row->edit->setValues(values);
+    row->said.reset();
+    row->isWanted = false;
+    row->isTouched = false;
+    inside_->mark(*row);
+    inside_->judgeAndTell(*row);
+}
+
+void FormView::bringIntoView(const QString& id) {
+    const Row* row = inside_->find(id);
+    if (row != nullptr && row->isShown) {
+        if (!row->edit->isAncestorOf(QApplication::focusWidget())) {
+            row->edit->first()->setFocus(Qt::OtherFocusReason);
+        }
+        inside_->bringIntoView(*row);
+    }
+}
+
+void FormView::keepValues() {
+    for (Row& row : inside_->rows_) {
+        row.field.initial = row.edit->values();
+        inside_->mark(row);
+    }
+}
+
+void FormView::setShown(const QString& id, bool shown) {
+    Row* row = inside_->find(id);
+    if (row == nullptr || row->isShown == shown) {
+        return;
+    }
+    row->isShown = shown;
+    row->edit->setVisible(shown);
+    row->line->setVisible(shown);
+    if (row->label != nullptr) {
+        row->label->setVisible(shown);
+    }
+    inside_->showTitles();
+}
+
+void FormView::setEditable(const QString& id, bool editable) {
+    Row* row = inside_->find(id);
+    if (row != nullptr) {
+        row->isEditable = editable;
+        row->edit->setEditable(editable);
+        if (!editable) {
+            inside_->clear(*row);
+        }
+    }
+}
+
+void FormView::setFolder(const QString& folder) {
+    inside_->folder_ = folder;
+    for (Row& row : inside_->rows_) {
+        row.judged.reset();
+        if (row.isTold) {
+            inside_->judgeAndTell(row);
+        }
+    }
+}
+
+void FormView::setVerdict(const QString& id, const Verdict& verdict) {
+    Row* row = inside_->find(id);
+    if (row != nullptr) {
+        row->said = verdict;
+        // The field's own fault waits until who types now has finished.
+        const Verdict all = inside_->judge(*row);
+        if (!row->isTouched || all.text == verdict.text) {
+            inside_->tell(*row, all);
+        }
+    }
+}
+
+QStringList FormView::openPoints() {
+    QStringList labels;
+    for (Row& row : inside_->rows_) {
+        if (isOpen(inside_->judge(row))) {
+            labels.append(plainLabel(row.field.label));
+        }
+    }
+    return labels;
+}
+
+void FormView::focusFirstOpenPoint() {
+    inside_->forget();
+    const Row* first = nullptr;
+    for (Row& row : inside_->rows_) {
+        row.isWanted = true;
+        const Verdict verdict = inside_->judge(row);
+        inside_->tell(row, verdict);
+        if (first == nullptr && isOpen(verdict)) {
+            first = &row;
+        }
+    }
+    if (first != nullptr) {
+        first->edit->first()->setFocus(Qt::OtherFocusReason);
+        inside_->bringIntoView(*first);
+    }
+}

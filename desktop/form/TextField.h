@@ -1,0 +1,23 @@
+#pragma once
+
+#include "desktop/form/FieldEdit.h"
+
+class FieldLine;
+
+/// A line of text or, in the fixed font, a number.
+class TextField : public FieldEdit {
+    Q_OBJECT
+
+  public:
+    explicit TextField(const FormField& field, QWidget* parent = nullptr);
+
+    [[nodiscard]] QStringList values() const override;
+    void setValues(const QStringList& values) override;
+    void setEditable(bool editable) override;
+    void describe(const QString& text, bool isFault) override;
+    [[nodiscard]] QWidget* first() const override;
+
+  private:
+    FieldLine* line_;
+    bool isFixed_;
+};

@@ -1,0 +1,173 @@
+#include "desktop/form/fieldVerdict.h"
+
+#include "files/wipe.h"
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <algorithm>
+
+namespace {
+
+struct Words {
+    Q_DECLARE_TR_FUNCTIONS(fieldVerdict)
+};
+
+Verdict fault(const QString& sentence) {
+    return {Verdict::Kind::fault, sentence};
+}
+
+QFileInfo fileAt(const QString& path, const QString& folder) {
+    return QFileInfo(folder.isEmpty() ? path : QDir(folder).filePath(path));
+}
+
+Verdict inFileVerdict(const QFileInfo& file) {
+    if (!file.exists()) {
+        return fault(file.dir().exists() ? Words::tr("There is no such file.")
+                                         : Words::tr("The folder of this file isn't there."));
+    }
+    if (file.isDir()) {
+        return fault(Words::tr("This is a folder; a file is needed."));
+    }
+    if (!file.isReadable()) {
+        return fault(Words::tr("You have no right to read this file."));
+    }
+    return {};
+}
+
+Verdict outFileVerdict(const QString& path, const QFileInfo& file, bool keepsOld) {
+    if (file.isDir() || path.endsWith(u'/')) {
+        return fault(Words::tr("This is a folder; the name of a file is needed."));
+    }
+    const QFileInfo folder(file.absolutePath());
+    if (!folder.exists()) {
+        return fault(Words::tr("The folder of this file isn't there."));
+    }
+    if (!folder.isDir()) {
+        return fault(Words::tr("What should be the folder of this file is a file."));
+    }
+    // A file that is there can be written over in a folder that takes no new one.
+    if (file.exists()) {
+        if (!file.isFile()) {
+            return file.isWritable() ? Verdict() : fault(Words::tr("You have no right to write there."));
+        }
+        if (keepsOld && folder.isWritable()) {
+            return {};
+        }
+        return file.isWritable() ? Verdict{Verdict::Kind::good, Words::tr("The file that is there will be replaced.")}
+                                 : fault(Words::tr("You have no right to write over the file that is there."));
+    }
+    return folder.isWritable() ? Verdict() : fault(Words::tr("You have no right to make files in this folder."));
+}
+
+Verdict folderVerdict(const QFileInfo& folder) {
+    if (!folder.exists()) {
+        return fault(Words::tr("There is no such folder."));
+    }
+    return folder.isDir() ? Verdict() : fault(Words::tr("This is a file; a folder is needed."));
+}
+
+Verdict inFilesVerdict(const QStringList& values, const QString& folder) {
+    for (qsizetype at = 0; at < values.size(); at += 2) {
+        const QString& path = values.at(at);
+        if (path.isEmpty()) {
+            return fault(Words::tr("“%1” stands beside no file.").arg(values.value(at + 1)));
+        }
+        const QFileInfo file = fileAt(path, folder);
+        const Verdict verdict = inFileVerdict(file);
+        if (verdict.kind != Verdict::Kind::good) {
+            return values.size() == 2 ? verdict : fault(Words::tr("“%1”: %2").arg(file.fileName(), verdict.text));
+        }
+    }
+    return {};
+}
+
+/// Whether a file holds a private key by the mark that PEM has for one.
+bool holdsPrivateKey(const QString& path) {
+    constexpr qint64 most = 8192;  // a key behind a longer text than that isn't one that people keep
+    QFile file(path);
+    QByteArray head;
+    const WipeOnExit wiped(head);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        return false;
+    }
+    head = file.read(most);
+    return head.contains("PRIVATE KEY-----");
+}
+
+}  // namespace
+
+Verdict missingVerdict(FieldKind kind) {
+    switch (kind) {
+        case FieldKind::inFile:
+        case FieldKind::inFiles:
+            return {Verdict::Kind::missing, Words::tr("A file is needed here.")};
+        case FieldKind::outFile:
+            return {Verdict::Kind::missing, Words::tr("The name of a file to write is needed here.")};
+        case FieldKind::folder:
+            return {Verdict::Kind::missing, Words::tr("A folder is needed here.")};
+        case FieldKind::choice:
+            return {Verdict::Kind::missing, Words::tr("Choose one of the list.")};
+        case FieldKind::check:
+            return {Verdict::Kind::missing, Words::tr("This has to be checked.")};
+        default:
+            return {Verdict::Kind::missing, Words::tr("A value is needed here.")};
+    }
+}
+
+Verdict fieldVerdict(const FormField& field, const QStringList& values, const QString& folder) {
+    if (values.isEmpty()) {
+        return field.required ? missingVerdict(field.kind) : Verdict();
+    }
+    const QString& value = values.first();
+    switch (field.kind) {
+        case FieldKind::inFile:
+            return inFileVerdict(fileAt(value, folder));
+        case FieldKind::outFile:
+            return outFileVerdict(value, fileAt(value, folder), field.keepsOld);
+        case FieldKind::folder:
+            return folderVerdict(fileAt(value, folder));
+        case FieldKind::inFiles:
+            return inFilesVerdict(values, folder);
+        case FieldKind::choice: {
+            const bool isChoice = std::any_of(field.choices.begin(), field.choices.end(),
+                                              [&value](const FieldChoice& choice) { return choice.value == value; });
+            return isChoice ? Verdict() : fault(Words::tr("“%1” can't be chosen here.").arg(value));
+        }
+        default:
+            return {};
+    }
+}
+
+Verdict withAccess(const Verdict& verdict, const FormField& field, const QStringList& values, const QString& folder) {
+    const bool isKey = field.secret || field.role == PathRole::key;
+    if (verdict.kind != Verdict::Kind::good || !isKey ||
+        (field.kind != FieldKind::inFile && field.kind != FieldKind::inFiles)) {
+        return verdict;
+    }
+    for (qsizetype at = 0; at < values.size(); at += 2) {
+        const QFileInfo file = fileAt(values.at(at), folder);
+        if (file.isFile() && file.permission(QFile::ReadOther) && (field.secret || holdsPrivateKey(file.filePath()))) {
+            const QString warning = Words::tr("Every user of this computer can read “%1”.").arg(file.fileName());
+            return {Verdict::Kind::warning,
+                    verdict.text.isEmpty() ? warning : Words::tr("%1. %2").arg(verdict.text, warning)};
+        }
+    }
+    return verdict;
+}
+
+QStringList fileStamps(const FormField& field, const QStringList& values, const QString& folder) {
+    QStringList stamps;
+    if (field.kind != FieldKind::inFile && field.kind != FieldKind::inFiles) {
+        return stamps;
+    }
+    for (qsizetype at = 0; at < values.size(); at += 2) {
+        const QFileInfo file = fileAt(values.at(at), folder);
+        stamps.append(QString::number(file.size()) + u' ' + QString::number(file.lastModified().toMSecsSinceEpoch()) +
+                      u' ' + QString::number(file.isReadable()) + u' ' + QString::number(file.permissions().toInt()));
+    }
+    return stamps;
+}

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "desktop/inspector/InspectWorker.h"
+
+#include <QAbstractTableModel>
+
+/// All that was found and checked in a file, and how that came out.
+class CheckListModel : public QAbstractTableModel {
+    Q_OBJECT
+
+  public:
+    enum Column { What, Outcome, Where, ColumnCount };
+
+    using QAbstractTableModel::QAbstractTableModel;
+
+    void setResult(std::shared_ptr<const InspectResult> result);
+    /// The tree's line that a row is about; 0 for none.
+    [[nodiscard]] int lineOf(int row) const;
+
+    [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
+    [[nodiscard]] int columnCount(const QModelIndex& parent = {}) const override;
+    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
+    [[nodiscard]] QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
+
+  private:
+    struct Row {
+        const inspect::Description* description = nullptr;
+        bool isFinding = false;
+        std::size_t item = 0;
+    };
+
+    void addRows(const inspect::Description& description);
+    [[nodiscard]] static int partOf(const Row& row);
+    [[nodiscard]] static Sign signOf(const Row& row);
+    [[nodiscard]] QString textOf(const Row& row, int column) const;
+
+    std::shared_ptr<const InspectResult> result_;
+    std::vector<Row> rows_;
+};

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "desktop/inspector/MemoryMapModel.h"
+
+#include <QWidget>
+
+class MapKey;
+class MemoryMap;
+class QItemSelectionModel;
+class QStackedWidget;
+class QTableView;
+
+/// The memory of a file as a picture with a key to its colours, or as a table of the same rows.
+class MapPanel : public QWidget {
+    Q_OBJECT
+
+  public:
+    explicit MapPanel(QWidget* parent = nullptr);
+
+    void setBlocks(const std::shared_ptr<const InspectTree>& tree, const std::vector<MapBlock>& blocks);
+    /// Chooses the block of a line of the tree, or none.
+    void choose(int line);
+
+  signals:
+    /// The user went to an area.
+    void areaChosen(int line);
+    /// What is shown now reads best with this width.
+    void widthWanted(int width);
+
+  private:
+    void noteRow(int row);
+
+    MemoryMapModel* model_;
+    QItemSelectionModel* selection_;
+    MemoryMap* map_;
+    QTableView* table_;
+    QStackedWidget* stack_;
+    MapKey* key_;
+    bool isChoosing_ = false;
+};

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "desktop/inspector/InspectVerdict.h"
+
+#include <QWidget>
+
+class ElidedLabel;
+class QHBoxLayout;
+
+/// A verdict across the page: its sign, its words, and beside them what can be done next.
+class VerdictBar : public QWidget {
+    Q_OBJECT
+
+  public:
+    explicit VerdictBar(QWidget* parent = nullptr);
+
+    void setVerdict(const InspectVerdict& verdict);
+    void addButton(QWidget* button);
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+
+  private:
+    InspectVerdict verdict_;
+    QWidget* place_;  ///< where the sign is painted
+    ElidedLabel* headline_;
+    ElidedLabel* detail_;
+    QHBoxLayout* row_;
+};

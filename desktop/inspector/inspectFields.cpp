@@ -1,0 +1,249 @@
+#include "desktop/inspector/inspectFields.h"
+
+#include "files/parseNumber.h"
+#include "inspect/PublicKey.h"
+#include "inspect/commandLine.h"
+#include "inspect/formats.h"
+#include "inspect/input.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <array>
+
+namespace {
+
+constexpr const char* context = "InspectFields";
+
+/// What a path has to lead to.
+enum class Checked { nothing, key, publicKey, privateKey, hexadecimal };
+
+struct Row {
+    const char* id;
+    const char* group;
+    const char* label;
+    FieldKind kind;
+    PathRole role;
+    Checked checked;
+    const char* tip;
+};
+
+constexpr const char* fileGroup = QT_TRANSLATE_NOOP("InspectFields", "The file");
+constexpr const char* keyGroup = QT_TRANSLATE_NOOP("InspectFields", "Keys");
+constexpr const char* sourceGroup = QT_TRANSLATE_NOOP("InspectFields", "What it should hold");
+constexpr const char* cipherGroup = QT_TRANSLATE_NOOP("InspectFields", "Memory cipher image");
+constexpr const char* secondGroup = QT_TRANSLATE_NOOP("InspectFields", "Comparison");
+
+constexpr std::array rows = {
+    Row{"key", keyGroup, QT_TRANSLATE_NOOP("InspectFields", "&Image key"), FieldKind::inFile, PathRole::key,
+        Checked::key, QT_TRANSLATE_NOOP("InspectFields", "The key that the image was encrypted with: 16 bytes.")},
+    Row{"nonce", keyGroup, QT_TRANSLATE_NOOP("InspectFields", "&Nonce"), FieldKind::inFile, PathRole::key,
+        Checked::nothing,
+        QT_TRANSLATE_NOOP("InspectFields", "The nonce that the image was made with, if it is to be checked too.")},
+    Row{"public", keyGroup, QT_TRANSLATE_NOOP("InspectFields", "P&ublic key"), FieldKind::inFile, PathRole::key,
+        Checked::publicKey,
+        QT_TRANSLATE_NOOP("InspectFields",
+                          "Signatures are checked with it: PEM, X and Y of a point (64 bytes), or the "
+                          "hash of a root key table.")},
+    Row{"private", keyGroup, QT_TRANSLATE_NOOP("InspectFields", "Priv&ate key"), FieldKind::inFile, PathRole::key,
+        Checked::privateKey,
+        QT_TRANSLATE_NOOP("InspectFields", "Personalization data is opened with it: PEM without a passphrase.")},
+    Row{"as", fileGroup, QT_TRANSLATE_NOOP("InspectFields", "For&mat"), FieldKind::choice, PathRole::document,
+        Checked::nothing,
+        QT_TRANSLATE_NOOP("InspectFields", "Files whose content tells no format, such as backup images, need one.")},
+    Row{"payload", fileGroup, QT_TRANSLATE_NOOP("InspectFields", "Second fi&le"), FieldKind::inFile, PathRole::document,
+        Checked::nothing,
+        QT_TRANSLATE_NOOP("InspectFields",
+                          "The other file of a pair. Without it the one beside the file is taken, as .tbu for .tbuh.")},
+    Row{"firmware", sourceGroup, QT_TRANSLATE_NOOP("InspectFields", "Firmware"), FieldKind::inFiles, PathRole::firmware,
+        Checked::hexadecimal,
+        QT_TRANSLATE_NOOP("InspectFields",
+                          "The contents are compared with it: ELF, HEX, S-Record, or raw bytes with "
+                          "their hexadecimal address.")},
+    Row{"option-bytes", sourceGroup, QT_TRANSLATE_NOOP("InspectFields", "Option bytes"), FieldKind::inFile,
+        PathRole::document, Checked::nothing,
+        QT_TRANSLATE_NOOP("InspectFields", "The table of option bytes that the image was made from.")},
+    Row{"module", sourceGroup, QT_TRANSLATE_NOOP("InspectFields", "Modules"), FieldKind::inFiles, PathRole::firmware,
+        Checked::nothing, QT_TRANSLATE_NOOP("InspectFields", "Modules in the order of the image.")},
+    Row{"blob", sourceGroup, QT_TRANSLATE_NOOP("InspectFields", "Secrets"), FieldKind::inFiles, PathRole::document,
+        Checked::nothing, QT_TRANSLATE_NOOP("InspectFields", "The secrets that the image was made from.")},
+    Row{"address", cipherGroup, QT_TRANSLATE_NOOP("InspectFields", "Address"), FieldKind::fixed, PathRole::document,
+        Checked::hexadecimal, QT_TRANSLATE_NOOP("InspectFields", "Where the image starts in memory, hexadecimal.")},
+    Row{"mode", cipherGroup, QT_TRANSLATE_NOOP("InspectFields", "Mode"), FieldKind::choice, PathRole::document,
+        Checked::nothing, QT_TRANSLATE_NOOP("InspectFields", "How it was encrypted.")},
+    Row{"app", cipherGroup, QT_TRANSLATE_NOOP("InspectFields", "Application"), FieldKind::inFile, PathRole::firmware,
+        Checked::nothing, QT_TRANSLATE_NOOP("InspectFields", "What the image should decrypt to.")},
+    Row{"key-b", secondGroup, QT_TRANSLATE_NOOP("InspectFields", "Key of the second file"), FieldKind::inFile,
+        PathRole::key, Checked::key,
+        QT_TRANSLATE_NOOP("InspectFields", "Only if it has another key than the first one.")},
+    Row{"payload-b", secondGroup, QT_TRANSLATE_NOOP("InspectFields", "Its second file"), FieldKind::inFile,
+        PathRole::document, Checked::nothing,
+        QT_TRANSLATE_NOOP("InspectFields", "The other file of the second pair, if the files to compare are pairs.")},
+    Row{"except-signature", secondGroup, QT_TRANSLATE_NOOP("InspectFields", "Compare all but the signatures"),
+        FieldKind::check, PathRole::document, Checked::nothing,
+        QT_TRANSLATE_NOOP("InspectFields",
+                          "Signatures of one image differ each time; the rest of two signed images should not.")},
+};
+
+QString text(const char* source) {
+    return QCoreApplication::translate(context, source);
+}
+
+Verdict fault(const QString& sentence) {
+    return {Verdict::Kind::fault, sentence};
+}
+
+QString publicKeyText(QByteArrayView file) {
+    const inspect::PublicKey key(file);
+    switch (key.kind()) {
+        case inspect::PublicKey::Kind::rsa:
+            return text(QT_TRANSLATE_NOOP("InspectFields", "RSA, %1 bits")).arg(key.bits());
+        case inspect::PublicKey::Kind::p256:
+            return text(QT_TRANSLATE_NOOP("InspectFields", "Elliptic curve P-256"));
+        case inspect::PublicKey::Kind::ed25519:
+            return text(QT_TRANSLATE_NOOP("InspectFields", "Ed25519"));
+        default:
+            return {};
+    }
+}
+
+/// Looks into a key file; nothing of it stays in memory.
+Verdict keyVerdict(Checked checked, const QString& path) {
+    QByteArray key;
+    const WipeOnExit wiped(key);
+    QString why;
+    QString warning;
+    const bool isRead = checked == Checked::key ? inspect::readKey(path, key, why, warning)
+                                                : inspect::readKeyFile(path, key, why, warning);
+    if (!isRead) {
+        why.front() = why.front().toUpper();
+        return fault(why + u'.');
+    }
+    if (checked == Checked::publicKey) {
+        return {Verdict::Kind::good, publicKeyText(key)};
+    }
+    return {};
+}
+
+bool isHexadecimal(const QString& value) {
+    std::uint32_t number = 0;
+    return parseNumber(value, 16, number);
+}
+
+Verdict verdictOf(const Row& row, const QStringList& values) {
+    const bool isPath = row.kind == FieldKind::inFile || row.kind == FieldKind::inFiles;
+    if (!isPath) {
+        return row.checked != Checked::hexadecimal || isHexadecimal(values.value(0))
+                   ? Verdict()
+                   : fault(text(QT_TRANSLATE_NOOP("InspectFields", "This is no hexadecimal address of 32 bits.")));
+    }
+    for (qsizetype i = 0; i < values.size(); i += row.kind == FieldKind::inFiles ? 2 : 1) {
+        // A pipe or a terminal would wait for somebody who may never write.
+        if (!QFileInfo(values.at(i)).isFile()) {
+            return fault(text(QT_TRANSLATE_NOOP("InspectFields", "This is no plain file.")));
+        }
+        if (isTooLarge(QFileInfo(values.at(i)))) {
+            return fault(text(QT_TRANSLATE_NOOP("InspectFields", "This file is larger than 4 GiB.")));
+        }
+        const QString beside = values.value(i + 1);
+        if (row.kind == FieldKind::inFiles && !beside.isEmpty() && !isHexadecimal(beside)) {
+            return fault(text(QT_TRANSLATE_NOOP("InspectFields", "This is no hexadecimal address of 32 bits.")));
+        }
+    }
+    return row.checked == Checked::nothing || row.kind != FieldKind::inFile ? Verdict()
+                                                                            : keyVerdict(row.checked, values.value(0));
+}
+
+QList<FieldChoice> formatChoices() {
+    QList<FieldChoice> choices;
+    for (const inspect::FormatRow& row : inspect::formatTable()) {
+        choices.append({QString::fromLatin1(row.name), QString::fromLatin1(row.title)});
+    }
+    std::sort(choices.begin(), choices.end(), [](const FieldChoice& a, const FieldChoice& b) {
+        return a.label.compare(b.label, Qt::CaseInsensitive) < 0;
+    });
+    choices.prepend({QString(), text(QT_TRANSLATE_NOOP("InspectFields", "found by itself"))});
+    return choices;
+}
+
+QList<FieldChoice> modeChoices() {
+    return {{QString(), text(QT_TRANSLATE_NOOP("InspectFields", "not given"))},
+            {QStringLiteral("0"), QStringLiteral("0")},
+            {QStringLiteral("1"), QStringLiteral("1")},
+            {QStringLiteral("2"), QStringLiteral("2")}};
+}
+
+/// The values of an option, each as one word behind it.
+QStringList wordsOf(const Row& row, const QStringList& values) {
+    if (row.kind != FieldKind::inFiles) {
+        return values.value(0).isEmpty() ? QStringList() : values.first(1);
+    }
+    QStringList words;
+    for (qsizetype i = 0; i < values.size(); i += 2) {
+        const QString beside = values.value(i + 1);
+        if (!values.at(i).isEmpty()) {
+            words.append(beside.isEmpty() ? values.at(i) : values.at(i) + u'@' + beside);
+        }
+    }
+    return words;
+}
+
+}  // namespace
+
+QList<FormField> inspectFields() {
+    QList<FormField> fields;
+    for (const Row& row : rows) {
+        FormField field;
+        field.id = QString::fromLatin1(row.id);
+        field.group = text(row.group);
+        field.label = text(row.label);
+        field.tip = text(row.tip);
+        field.kind = row.kind;
+        field.role = row.role;
+        field.secret = row.checked == Checked::key || row.checked == Checked::privateKey;
+        if (row.kind == FieldKind::choice) {
+            field.choices = field.id == QLatin1String("as") ? formatChoices() : modeChoices();
+            field.initial = QStringList{QString()};
+        }
+        if (row.kind == FieldKind::inFiles && row.checked == Checked::hexadecimal) {
+            field.besideLabel = text(QT_TRANSLATE_NOOP("InspectFields", "Address"));
+        }
+        if (row.kind == FieldKind::fixed) {
+            field.placeholder = QStringLiteral("0xB0000000");
+        }
+        field.check = [&row](const QStringList& values) { return verdictOf(row, values); };
+        fields.append(field);
+    }
+    return fields;
+}
+
+bool isTooLarge(const QFileInfo& file) {
+    constexpr qint64 most = qint64{1} << 32;
+    return file.size() > most;
+}
+
+QStringList inspectArguments(const QString& command, const QHash<QString, QStringList>& values,
+                             const QStringList& files) {
+    QStringList arguments{command};
+    bool hasSources = false;
+    for (const Row& row : rows) {
+        const QString id = QString::fromLatin1(row.id);
+        const QString option = QStringLiteral("--") + id;
+        if (!inspect::takesOption(command, id)) {
+            continue;
+        }
+        const QStringList words = wordsOf(row, values.value(id));
+        if (!words.isEmpty() && row.group == sourceGroup && !hasSources) {
+            arguments.append(QStringLiteral("--against"));
+            hasSources = true;
+        }
+        for (const QString& word : words) {
+            arguments.append(option);
+            if (row.kind != FieldKind::check) {
+                arguments.append(word);
+            }
+        }
+    }
+    return arguments + files;
+}

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "desktop/page/Page.h"
+#include "desktop/keys/keyTasks.h"
+
+#include <QThreadPool>
+
+#include <memory>
+
+class FormView;
+class QLineEdit;
+class QPushButton;
+class ToneLabel;
+
+/// Makes keys, nonces and key pairs, and tells the hashes of public keys. Only files hold what is made: nothing secret
+/// is shown or remembered.
+class KeysPage : public Page {
+    Q_OBJECT
+
+  public:
+    explicit KeysPage(PageContext& context, QWidget* parent = nullptr);
+    ~KeysPage() override;
+
+    [[nodiscard]] bool isBusy() const override;
+    void run() override;
+    void stop() override;
+
+  private:
+    struct Work;
+
+    /// A hash in fixed font with a button that copies it.
+    struct HashRow {
+        QWidget* row;
+        QLineEdit* line;
+    };
+
+    [[nodiscard]] HashRow makeHashRow(const QString& label, const QString& name, const QString& copy);
+    [[nodiscard]] KeyRequest request() const;
+    void showFields();
+    void fitForm();
+    void proposePublic();
+    void finish();
+    void refresh();
+
+    PageContext& context_;
+    FormView* view_;
+    QPushButton* make_;
+    ToneLabel* missing_;
+    ToneLabel* result_;
+    HashRow pointHash_;
+    HashRow keyHash_;
+    QThreadPool pool_;  ///< one thread: RSA takes seconds
+    std::shared_ptr<Work> work_;
+};

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "desktop/look/theme.h"
+
+#include <QLabel>
+
+/// Plain text in one of the theme's colours, in whichever look.
+class ToneLabel : public QLabel {
+    Q_OBJECT
+
+  public:
+    explicit ToneLabel(ThemeColor tone, QWidget* parent = nullptr);
+
+    void setTone(ThemeColor tone);
+
+  protected:
+    void changeEvent(QEvent* event) override;
+
+  private:
+    void colour();
+
+    ThemeColor tone_;
+};

@@ -1,0 +1,13 @@
+#include "desktop/look/fieldFrame.h"
+
+#include <QPainter>
+#include <QWidget>
+
+void paintFieldFrame(QWidget& part, ThemeColor color, double width) {
+    constexpr double roundness = 3;  // as that of the frame below
+    QPainter painter(&part);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const double half = width / 2;
+    painter.setPen(QPen(Theme::color(color), width));
+    painter.drawRoundedRect(QRectF(part.rect()).adjusted(half, half, -half, -half), roundness, roundness);
+}

@@ -1,0 +1,248 @@
+#include "desktop/optionBytes/OptionByteDocument.h"
+
+#include "devices/TextFault.h"
+#include "files/outputFile.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QSet>
+#include <QUndoCommand>
+
+#include <algorithm>
+
+namespace {
+
+constexpr qsizetype longestLabel = 64;
+
+/// The bytes of a regular file, at most one more than a table may have. False if it can't be read.
+bool readBounded(const QString& path, QByteArray& content, QString& fault) {
+    const QFileInfo info(path);
+    if (!info.exists()) {
+        fault = OptionByteDocument::tr("There is no such file.");
+        return false;
+    }
+    // A pipe would keep the window waiting.
+    if (!info.isFile()) {
+        fault = OptionByteDocument::tr("It is no regular file.");
+        return false;
+    }
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        fault = OptionByteDocument::tr("It can't be opened: %1.").arg(file.errorString());
+        return false;
+    }
+    const QByteArray read = file.read(maxOptionBytesSize + 1);
+    if (file.error() != QFileDevice::NoError) {
+        fault = OptionByteDocument::tr("It can't be read: %1.").arg(file.errorString());
+        return false;
+    }
+    content = read;
+    return true;
+}
+
+/// What one field of a register keeps of `text` on a line: no control character, no more than a line takes.
+QString shown(const QByteArray& text) {
+    QString label = QString::fromUtf8(text.first(std::min(text.size(), longestLabel)));
+    for (QChar& character : label) {
+        if (!character.isPrint() && !character.isSurrogate()) {
+            character = QChar::ReplacementCharacter;
+        }
+    }
+    return text.size() > longestLabel ? label + u'…' : label;
+}
+
+}  // namespace
+
+/// Sets one word. It merges with the next change of the same part and drops out when the value is where it began.
+class OptionByteDocument::SetWord : public QUndoCommand {
+  public:
+    SetWord(OptionByteDocument& document, qsizetype word, std::uint32_t after, int part)
+        : document_(document),
+          word_(word),
+          part_(part),
+          edit_(document.edit_),
+          before_(document.value(word)),
+          after_(after) {
+        setText(OptionByteDocument::tr("Change %1").arg(document.label(word).replace(u'&', QLatin1String("&&"))));
+    }
+
+    void undo() override { document_.put(word_, before_); }
+    void redo() override { document_.put(word_, after_); }
+    [[nodiscard]] int id() const override { return 1; }
+
+    bool mergeWith(const QUndoCommand* other) override {
+        const auto& next = static_cast<const SetWord&>(*other);
+        if (next.word_ != word_ || next.part_ != part_ || next.edit_ != edit_) {
+            return false;
+        }
+        after_ = next.after_;
+        setObsolete(after_ == before_);
+        return true;
+    }
+
+  private:
+    OptionByteDocument& document_;
+    qsizetype word_;
+    int part_;
+    int edit_;
+    std::uint32_t before_;
+    std::uint32_t after_;
+};
+
+OptionByteDocument::OptionByteDocument(QObject* parent) : QObject(parent) {
+    connect(&undo_, &QUndoStack::cleanChanged, this, &OptionByteDocument::stateChanged);
+}
+
+OptionByteDocument::~OptionByteDocument() {
+    // The stack becomes clean while it goes, which is nobody's business any more.
+    undo_.disconnect(this);
+}
+
+QString OptionByteDocument::label(qsizetype word) const {
+    return shown(table_.words.at(word).label());
+}
+
+const DeviceRegister* OptionByteDocument::registerOf(qsizetype word) const {
+    const qsizetype place = match_.registers.value(word, -1);
+    return place < 0 ? nullptr : &device_.registers.at(place);
+}
+
+int OptionByteDocument::bitCount(qsizetype word) const {
+    const DeviceRegister* reg = registerOf(word);
+    return reg == nullptr || (value(word) & ~reg->mask()) != 0 ? 32 : static_cast<int>(8 * reg->size);
+}
+
+QString OptionByteDocument::remarkText(qsizetype index) const {
+    const OptionBytesRemark& remark = match_.remarks.at(index);
+    return remark.word < 0
+               ? remark.text
+               : tr("Word %1, %2: %3").arg(QString::number(remark.word + 1), label(remark.word), remark.text);
+}
+
+bool OptionByteDocument::open(const QString& path, QString& fault) {
+    QByteArray content;
+    if (!readBounded(path, content, fault)) {
+        return false;
+    }
+    OptionBytes table;
+    TextFault textFault;
+    if (!readOptionBytes(content, table, textFault)) {
+        fault = faultLine(textFault) + u'.';
+        return false;
+    }
+    take(table, path, content);
+    return true;
+}
+
+bool OptionByteDocument::save(const QString& path, QString& fault) {
+    const QByteArray content = writeOptionBytes(table_);
+    switch (replaceFile(path, content)) {
+        case ReplaceResult::cannotOpen:
+            fault = tr("The file can't be made there. What stood there is as it was.");
+            return false;
+        case ReplaceResult::cannotWrite:
+            fault = tr("Not every byte could be written. What stood there is as it was.");
+            return false;
+        case ReplaceResult::done:
+            break;
+    }
+    path_ = path;
+    savedContent_ = content;
+    QList<qsizetype> changed;
+    for (qsizetype word = 0; word < wordCount(); ++word) {
+        if (saved_.at(word) != value(word)) {
+            saved_[word] = value(word);
+            changed += word;
+        }
+    }
+    endEdit();
+    undo_.setClean();
+    for (const qsizetype word : changed) {
+        emit wordChanged(word);
+    }
+    emit stateChanged();
+    return true;
+}
+
+void OptionByteDocument::startNew(const Device& device) {
+    device_ = device;
+    hasDevice_ = true;
+    take(resetOptionBytes(device), QString(), QByteArray());
+}
+
+void OptionByteDocument::setDevice(const Device& device) {
+    device_ = device;
+    hasDevice_ = true;
+    match();
+    emit tableReset();
+    emit remarksChanged();
+}
+
+qsizetype OptionByteDocument::knownLabels(const Device& device) const {
+    QSet<QByteArray> names;
+    for (const DeviceRegister& reg : device.registers) {
+        names += reg.name.toUtf8();
+    }
+    return std::count_if(table_.words.begin(), table_.words.end(),
+                         [&names](const OptionByte& word) { return names.contains(word.label()); });
+}
+
+bool OptionByteDocument::differsFromFile() const {
+    QByteArray content;
+    QString fault;
+    return !path_.isEmpty() && (!readBounded(path_, content, fault) || content != savedContent_);
+}
+
+void OptionByteDocument::setWord(qsizetype word, std::uint32_t value, int part) {
+    if (value == this->value(word)) {
+        return;
+    }
+    isPushing_ = true;
+    undo_.push(new SetWord(*this, word, value, part));
+    isPushing_ = false;
+}
+
+void OptionByteDocument::put(qsizetype word, std::uint32_t value) {
+    const DeviceRegister* reg = registerOf(word);
+    const auto fits = [reg](std::uint32_t v) { return reg == nullptr || (v & ~reg->mask()) == 0; };
+    const std::uint32_t before = this->value(word);
+    table_.words[word].value = value;
+    if (fits(before) != fits(value)) {
+        match();
+        emit remarksChanged();
+    }
+    emit wordChanged(word);
+    if (!isPushing_) {
+        emit wordWound(word);
+    }
+}
+
+void OptionByteDocument::take(const OptionBytes& table, const QString& path, const QByteArray& content) {
+    table_ = table;
+    path_ = path;
+    savedContent_ = content;
+    hasTable_ = true;
+    saved_.clear();
+    saved_.reserve(table_.words.size());
+    for (const OptionByte& word : qAsConst(table_.words)) {
+        saved_ += word.value;
+    }
+    match();
+    endEdit();
+    emit tableReset();
+    // The steps name words that are gone. Whoever hears of that looks at the new ones already.
+    undo_.clear();
+    emit remarksChanged();
+    emit stateChanged();
+}
+
+void OptionByteDocument::match() {
+    match_ = hasDevice_ ? matchOptionBytes(table_, device_) : OptionBytesMatch();
+    wordRemarks_.clear();
+    for (const OptionBytesRemark& remark : qAsConst(match_.remarks)) {
+        if (remark.word >= 0) {
+            QString& text = wordRemarks_[remark.word];
+            text += (text.isEmpty() ? QString() : QStringLiteral("; ")) + remark.text;
+        }
+    }
+}

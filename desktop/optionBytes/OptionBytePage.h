@@ -1,0 +1,75 @@
+#pragma once
+
+#include "desktop/optionBytes/OptionByteDocument.h"
+#include "desktop/page/Page.h"
+#include "devices/deviceFinder.h"
+
+#include <QFileSystemWatcher>
+#include <QThreadPool>
+#include <QTimer>
+
+class OptionByteList;
+class OptionWordEditor;
+class QComboBox;
+class QLabel;
+class QListView;
+class QPushButton;
+class QStackedWidget;
+
+/// The editor of option bytes: the device at the top, its words at the left, the chosen one's fields at the right.
+class OptionBytePage : public Page {
+    Q_OBJECT
+
+  public:
+    OptionBytePage(PageContext& context, QWidget* parent);
+    ~OptionBytePage() override;
+
+    [[nodiscard]] QUndoStack* undoStack() override;
+    [[nodiscard]] QString documentName() const override;
+    [[nodiscard]] QString fileFilter() const override;
+    [[nodiscard]] bool isModified() const override;
+    [[nodiscard]] bool openFile(const QString& path) override;
+    [[nodiscard]] bool save() override;
+    [[nodiscard]] bool saveAs() override;
+
+  protected:
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+
+  private:
+    [[nodiscard]] QWidget* makeDeviceRow();
+    [[nodiscard]] QWidget* makeChangedBar();
+    [[nodiscard]] QWidget* makeEmpty();
+    [[nodiscard]] QWidget* makeEditor();
+    void searchDevices();
+    void takeDevices(const DeviceSearch& search);
+    void guessDevice();
+    void chooseDevice(int row);
+    void startNew(const Device& device);
+    void showDevice();
+    void showTable();
+    void showRemarks();
+    void watchFile();
+    void lookAtFile();
+    void reload();
+    [[nodiscard]] bool saveTo(const QString& path);
+
+    PageContext& context_;
+    OptionByteDocument document_;
+    DeviceSearch search_;
+    int newestSearch_ = 0;
+    QFileSystemWatcher watcher_;
+    QTimer settling_;
+    QComboBox* devices_;
+    QPushButton* newTable_;
+    QLabel* changedText_;
+    QPushButton* reload_;
+    QWidget* changedBar_;
+    QStackedWidget* body_;
+    OptionByteList* words_;
+    OptionWordEditor* word_;
+    QLabel* remarksTitle_;
+    QListView* remarks_;
+    qsizetype shownWord_ = -1;
+    QThreadPool worker_;
+};

@@ -1,0 +1,269 @@
+#include "desktop/run/JobPage.h"
+
+#include "desktop/form/FormView.h"
+#include "desktop/run/RunPanel.h"
+#include "desktop/run/RunSplitter.h"
+#include "jobs/commandLine.h"
+#include "jobs/jobFile.h"
+#include "desktop/page/PageRow.h"
+#include "desktop/look/theme.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QLabel>
+#include <QPainter>
+#include <QStyle>
+#include <QUndoStack>
+#include <QVBoxLayout>
+
+#include <utility>
+
+namespace {
+
+QString text(const char* source) {
+    return *source == '\0' ? QString() : QCoreApplication::translate("jobs", source);
+}
+
+/// What this machine lacks for the job.
+class HintLine : public QLabel {
+  public:
+    HintLine() {
+        setTextFormat(Qt::PlainText);
+        setWordWrap(true);
+        setObjectName(QStringLiteral("hint"));
+        setContentsMargins(0, 0, Theme::groupGap(), 0);
+    }
+
+  protected:
+    void paintEvent(QPaintEvent* /*event*/) override {
+        QPainter painter(this);
+        painter.setPen(Theme::color(ThemeColor::warning));
+        style()->drawItemText(&painter, contentsRect(), Qt::AlignLeft | Qt::AlignTop | Qt::TextWordWrap, palette(),
+                              isEnabled(), QLabel::text());
+    }
+};
+
+}  // namespace
+
+FormField formFieldOf(const FieldRow& row, const JobRow& job) {
+    FormField field;
+    field.id = QLatin1String(row.id);
+    field.group = text(row.group);
+    field.label = text(row.label);
+    field.tip = text(row.tip);
+    field.kind = row.kind;
+    field.keepsOld = row.keepsOld;
+    field.required = row.required;
+    field.initial = initialValues(job).value(field.id);
+    for (const ChoiceRow& choice : row.choices) {
+        field.choices.append({QLatin1String(choice.value), text(choice.label)});
+    }
+    field.besideLabel = text(row.besideLabel);
+    field.role = row.role;
+    field.secret = row.secret;
+    field.filter = text(row.filter);
+    field.placeholder = QLatin1String(row.placeholder);
+    field.judgesEmpty = row.checksEmpty;
+    return field;
+}
+
+/// A change of one field.
+class JobPage::Edit : public QUndoCommand {
+  public:
+    Edit(JobPage& page, QString id, QStringList before, QStringList after)
+        : page_(page), id_(std::move(id)), before_(std::move(before)), after_(std::move(after)), visit_(page.visit_) {}
+
+    int id() const override { return 1; }
+    void undo() override { page_.takeBack(id_, before_); }
+    void redo() override {
+        if (page_.form_->values(id_) != after_) {  // unless the user has just made it
+            page_.takeBack(id_, after_);
+        }
+    }
+
+    bool mergeWith(const QUndoCommand* next) override {
+        const auto* edit = static_cast<const Edit*>(next);  // only these have the id
+        if (edit->id_ != id_ || edit->visit_ != visit_) {
+            return false;
+        }
+        after_ = edit->after_;
+        setObsolete(after_ == before_);
+        return true;
+    }
+
+  private:
+    JobPage& page_;
+    QString id_;
+    QStringList before_;
+    QStringList after_;
+    int visit_;
+};
+
+JobPage::JobPage(const JobRow& job, PageContext& context, QWidget* parent)
+    : Page(parent),
+      job_(job),
+      context_(context),
+      hint_(new HintLine),
+      panel_(new RunPanel(context)),
+      undo_(new QUndoStack(this)) {
+    QList<FormField> fields;
+    for (const FieldRow* const row : fieldsOf(job)) {
+        FormField field = formFieldOf(*row, job);
+        field.check = [this, row](const QStringList& /*own*/) { return judgeInJob(job_, *row, form_->allValues()); };
+        fields.append(field);
+    }
+    form_ = new FormView(fields, context);
+
+    auto* upper = new QWidget;
+    auto* upperLayout = new QVBoxLayout(upper);
+    upperLayout->setContentsMargins(Theme::groupGap(), 0, 0, 0);
+    upperLayout->setSpacing(Theme::labelGap());
+    upperLayout->addWidget(hint_);
+    upperLayout->addWidget(form_, 1);
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins({});
+    layout->addWidget(new RunSplitter(upper, panel_));
+
+    connect(form_, &FormView::edited, this, &JobPage::noteEdit);
+    connect(form_, &FormView::entered, this, [this] { ++visit_; });
+    connect(form_, &FormView::left, this, &JobPage::refresh);
+    connect(panel_, &RunPanel::runRequested, this, &JobPage::run);
+    connect(panel_, &RunPanel::runningChanged, this, &JobPage::stateChanged);
+    connect(panel_, &RunPanel::inspectRequested, this,
+            [this](const QString& path) { emit handOver(QStringLiteral("inspect"), path); });
+    panel_->setFolder(QDir::currentPath());
+    shown_ = form_->allValues();
+    saved_ = shown_;
+    refresh();
+}
+
+QUndoStack* JobPage::undoStack() {
+    return undo_;
+}
+
+QString JobPage::documentName() const {
+    return path_.isEmpty() ? tr("Untitled") : QFileInfo(path_).fileName();
+}
+
+QString JobPage::fileFilter() const {
+    return tr("Saved jobs (*.json)");
+}
+
+bool JobPage::isModified() const {
+    return form_->allValues() != saved_;
+}
+
+bool JobPage::isBusy() const {
+    return panel_->isRunning();
+}
+
+JobPlace JobPage::otherPlaceOf(const QString& path) const {
+    Job job;
+    QString fault;
+    return readJobFile(path, job, fault) && job.row != &job_ ? placeOf(job, path) : JobPlace();
+}
+
+bool JobPage::openFile(const QString& path) {
+    Job job;
+    QString fault;
+    if (!readJobFile(path, job, fault)) {
+        context_.dialogs.showFault(this, fault);
+        return false;
+    }
+    if (job.row != &job_) {
+        const JobPlace place = placeOf(job, path);
+        emit handOver(place.page, place.file);
+        return true;
+    }
+    setValues(job.values);
+    undo_->clear();
+    path_ = path;
+    mark_.note(path);
+    saved_ = form_->allValues();
+    shown_ = saved_;
+    refresh();
+    return true;
+}
+
+bool JobPage::save() {
+    return path_.isEmpty() ? saveAs() : mark_.mayReplace(context_.dialogs, this) && saveTo(path_);
+}
+
+bool JobPage::saveAs() {
+    const QString proposed = path_.isEmpty() ? QLatin1String(job_.id) + QStringLiteral(".json") : path_;
+    const QString path = context_.dialogs.saveFile(this, tr("Save Job"), PathRole::document, fileFilter(), proposed);
+    return !path.isEmpty() && saveTo(path);
+}
+
+bool JobPage::saveTo(const QString& path) {
+    const JobValues values = form_->allValues();
+    QString fault;
+    if (!writeJobFile(path, {&job_, values}, fault)) {
+        context_.dialogs.showFault(this, fault);
+        return false;
+    }
+    path_ = path;
+    mark_.note(path);
+    saved_ = values;
+    emit stateChanged();
+    return true;
+}
+
+void JobPage::run() {
+    refresh();
+    if (form_->openPoints().isEmpty()) {
+        panel_->setOutputs(outputsOf(job_, form_->allValues()));  // which may look into a file
+        panel_->start();
+    } else {
+        form_->focusFirstOpenPoint();
+    }
+}
+
+void JobPage::stop() {
+    panel_->stop();
+}
+
+void JobPage::noteEdit(const QString& id) {
+    const QStringList before = std::exchange(shown_[id], form_->values(id));
+    if (before != shown_.value(id)) {
+        undo_->push(new Edit(*this, id, before, shown_.value(id)));
+    }
+    refresh();
+}
+
+void JobPage::takeBack(const QString& id, const QStringList& values) {
+    form_->setValues(id, values);
+    shown_[id] = form_->values(id);
+    refresh();
+    form_->bringIntoView(id);
+}
+
+void JobPage::setValues(const JobValues& values) {
+    for (const FieldRow* const row : fieldsOf(job_)) {
+        const QString id = QLatin1String(row->id);
+        form_->setValues(id, values.value(id));
+    }
+}
+
+void JobPage::showFields() {
+    const JobValues values = form_->allValues();
+    for (const FieldRow* const row : fieldsOf(job_)) {
+        if (row->shownIf != nullptr) {
+            form_->setShown(QLatin1String(row->id), row->shownIf(values));
+        }
+    }
+}
+
+void JobPage::refresh() {
+    showFields();
+    const JobValues values = form_->allValues();
+    panel_->setCommand(argumentsOf(job_, values), form_->openPoints());
+    hint_->setText(job_.hint == nullptr ? QString() : job_.hint(values));
+    hint_->setVisible(!hint_->text().isEmpty());
+    emit stateChanged();
+}
+
+Page* makeJobPage(const PageRow& row, PageContext& context, QWidget* parent) {
+    return new JobPage(*findJob(QLatin1String(row.id)), context, parent);
+}

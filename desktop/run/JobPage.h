@@ -1,0 +1,59 @@
+#pragma once
+
+#include "desktop/page/FileMark.h"
+#include "desktop/page/Page.h"
+#include "jobs/jobTable.h"
+
+class FormView;
+class QLabel;
+class RunPanel;
+struct FormField;
+struct PageRow;
+
+/// The page of one job: its form above, its run below. The command line follows every edit, and each can be undone.
+class JobPage : public Page {
+    Q_OBJECT
+
+  public:
+    JobPage(const JobRow& job, PageContext& context, QWidget* parent = nullptr);
+
+    [[nodiscard]] QUndoStack* undoStack() override;
+    [[nodiscard]] QString documentName() const override;
+    [[nodiscard]] QString fileFilter() const override;
+    [[nodiscard]] bool isModified() const override;
+    [[nodiscard]] bool isBusy() const override;
+    [[nodiscard]] JobPlace otherPlaceOf(const QString& path) const override;
+    [[nodiscard]] bool openFile(const QString& path) override;
+    [[nodiscard]] bool save() override;
+    [[nodiscard]] bool saveAs() override;
+    void run() override;
+    void stop() override;
+
+  private:
+    class Edit;
+
+    void noteEdit(const QString& id);
+    void takeBack(const QString& id, const QStringList& values);
+    [[nodiscard]] bool saveTo(const QString& path);
+    void setValues(const JobValues& values);
+    void showFields();
+    void refresh();
+
+    const JobRow& job_;
+    PageContext& context_;
+    FormView* form_;
+    QLabel* hint_;
+    RunPanel* panel_;
+    QUndoStack* undo_;
+    int visit_ = 0;    ///< counts the changes of the focus: key strokes between two of them are one step
+    JobValues shown_;  ///< what the form held after the last step
+    QString path_;     ///< of the job file; empty before the first saving
+    JobValues saved_;  ///< what it holds, or a new form
+    FileMark mark_;
+};
+
+/// A field of a job as a form has it, but for its check.
+[[nodiscard]] FormField formFieldOf(const FieldRow& row, const JobRow& job);
+
+/// Makes the page of the job that has the row's id; for the table of pages.
+[[nodiscard]] Page* makeJobPage(const PageRow& row, PageContext& context, QWidget* parent);

@@ -1,0 +1,91 @@
+#pragma once
+
+#include "desktop/secrets/SecretsDocument.h"
+#include "desktop/secrets/secretsPlan.h"
+
+#include <QWidget>
+
+#include <array>
+#include <iterator>
+
+class Dialogs;
+class QCheckBox;
+class QComboBox;
+class QFormLayout;
+class QLabel;
+class QLineEdit;
+class QPushButton;
+class QSpinBox;
+class VerdictLine;
+
+/// The fields of one item of a secrets document. Each edit is a change of the document at once.
+class SecretEditor : public QWidget {
+    Q_OBJECT
+
+  public:
+    SecretEditor(SecretsDocument& document, Dialogs& dialogs, QWidget* parent = nullptr);
+
+    void setFuses(const DeviceFuses& fuses);
+    /// Shows the item `row`; -1 for none. `place` is what is to be said of its words.
+    void showItem(qsizetype row, const SecretSize& size, const Verdict& place);
+    /// The changes that make an item one for the words `fuse` of the description.
+    [[nodiscard]] QList<SecretChange> changesFor(const SecretItem& item, const FuseWords& fuse) const;
+
+    /// Puts the focus where the data of the item is told.
+    void focusData();
+
+    [[nodiscard]] bool showsData() const;
+    void hideData();
+
+  signals:
+    void showsDataChanged();
+
+  protected:
+    /// Takes files that are dropped on the lines for paths.
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+  private:
+    struct ProtectionEditor {
+        QLabel* label = nullptr;
+        QComboBox* values = nullptr;
+    };
+
+    void makeItemFields(QFormLayout& form);
+    void makeDataFields(QFormLayout& form);
+    QWidget* makeProtectionFields(int labels);
+    QWidget* makePathField(QLineEdit* line, QPushButton* browse, const QString& title, const QByteArrayList& path);
+    void connectLine(QLineEdit* line, const QByteArrayList& path, const QString& undoText);
+
+    void change(const QList<SecretChange>& changes, const QString& undoText);
+    void takeFile(const QByteArrayList& path, const QString& file);
+    void pickFuse(int entry);
+    void pickKind(int kind);
+    void showFuse(const SecretItem& item);
+    void showProtection(const SecretItem& item);
+    void showPreview(const SecretItem& item);
+    [[nodiscard]] QString writtenPath(const QString& path) const;
+
+    SecretsDocument& document_;
+    Dialogs& dialogs_;
+    DeviceFuses fuses_;
+    qsizetype row_ = -1;
+    bool isShowing_ = false;
+
+    QLineEdit* name_;
+    QComboBox* fuse_;
+    QSpinBox* index_;
+    VerdictLine* place_;
+    QSpinBox* expected_;
+    QCheckBox* mandatory_;
+    QComboBox* kind_;
+    QLineEdit* content_;
+    QPushButton* browse_;
+    VerdictLine* dataVerdict_;
+    QCheckBox* showData_;
+    QLabel* preview_;
+    QLabel* word_;
+    std::array<ProtectionEditor, std::size(protectionRows)> protection_;
+    QLineEdit* nonce_;
+    QPushButton* browseNonce_;
+    VerdictLine* nonceVerdict_;
+};

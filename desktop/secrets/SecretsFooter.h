@@ -1,0 +1,54 @@
+#pragma once
+
+#include "desktop/look/StatusMark.h"
+
+class QLabel;
+class QPushButton;
+
+/// The lower edge of the secrets editor: what collides, can't be used or is missing, how making an image went with the
+/// next step, and the button that makes it.
+class SecretsFooter : public QWidget {
+    Q_OBJECT
+
+  public:
+    explicit SecretsFooter(QWidget* parent = nullptr);
+
+    struct Remarks {
+        QString collisions;
+        QString misplaced;
+        QString unusable;
+        QString missing;
+    };
+
+    /// Each is a sentence, or empty for nothing to be said. Without any, items are told to be good.
+    void tellRemarks(const Remarks& remarks, bool hasItems);
+    void tellResult(StatusMark::Kind kind, const QString& text);
+    void offerInspect(bool isOffered);
+    void setBusy(bool isBusy);
+
+  signals:
+    void makeRequested();
+    void inspectRequested();
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+
+  private:
+    struct Line {
+        QWidget* row = nullptr;
+        StatusMark* mark = nullptr;
+        QLabel* text = nullptr;
+    };
+
+    [[nodiscard]] Line makeLine(const char* name);
+    static void tell(const Line& line, StatusMark::Kind kind, const QString& text);
+
+    Line collisions_;
+    Line misplaced_;
+    Line unusable_;
+    Line missing_;
+    Line allGood_;
+    Line result_;
+    QPushButton* inspect_;
+    QPushButton* make_;
+};

@@ -1,0 +1,397 @@
+#include "desktop/secrets/secretsImages.h"
+
+#include "desktop/secrets/SecretsDocument.h"
+#include "jobs/counted.h"
+#include "display/MessageCollector.h"
+
+#include "files/memoryFile.h"
+#include "files/outputFile.h"
+#include "files/readExactly.h"
+#include "files/wipe.h"
+#include "images/imageLayout.h"
+#include "images/itemFiles.h"
+#include "images/secretsImage.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QRegularExpression>
+
+#include <algorithm>
+#include <limits>
+#include <memory>
+#include <vector>
+
+namespace {
+
+constexpr qsizetype digitsPerWord = 8;
+constexpr qsizetype maxRecordItems = 4096;        // what a document may have
+constexpr qint64 maxImageSize = qint64{1} << 20;  // several times what the words of a device take
+
+QString text(const char* source) {
+    return QCoreApplication::translate("SecretsPage", source);
+}
+
+/// The digits of a text of words; an empty text stands for a word of zeros.
+QString digitsOf(const SecretItem& item) {
+    return item.PathOrWord.isEmpty() ? QString(digitsPerWord, u'0') : item.PathOrWord.mid(2);
+}
+
+bool isHexDigit(QChar c) {
+    return (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F');
+}
+
+/// A word of zeros under this protection is one that nobody filled in, as the library has it. Nor is an empty one that
+/// has to be filled.
+bool isUnfilled(const SecretItem& item) {
+    constexpr std::uint32_t unfilledProtection = 0x10000000;
+    const bool isZero = item.PathOrWord.isEmpty() || item.PathOrWord == QLatin1String("0x00000000");
+    return isZero && ((item.PathOrWord.isEmpty() && item.isMandatory) ||
+                      (protectionWord(item) & secretRecord::protectionMask) == unfilledProtection);
+}
+
+SecretSize sizeOfWords(const SecretItem& item) {
+    SecretSize size;
+    const QString digits = digitsOf(item);
+    const bool hasPrefix =
+        item.PathOrWord.isEmpty() || item.PathOrWord.startsWith(QLatin1String("0x"), Qt::CaseInsensitive);
+    if (!hasPrefix || digits.isEmpty() || digits.size() % 2 != 0 || digits.size() < digitsPerWord ||
+        !std::all_of(digits.begin(), digits.end(), isHexDigit)) {
+        size.data = {Verdict::Kind::fault, text("Words are 0x and eight hexadecimal digits for each.")};
+        return size;
+    }
+    size.isKnown = true;
+    size.bytes = digits.size() / 2;
+    if (isUnfilled(item)) {
+        size.data = {Verdict::Kind::missing, text("Still to be filled in.")};
+    }
+    return size;
+}
+
+/// A path that an item names. A pipe would keep its reader waiting, and the window with it when it is closed.
+Verdict fileVerdict(const QString& path, qint64& bytes) {
+    const QFileInfo info(path.contains(QChar::Null) ? QString() : path);
+    const char* fault = !info.exists()       ? QT_TRANSLATE_NOOP("SecretsPage", "There is no file “%1”.")
+                        : info.isDir()       ? QT_TRANSLATE_NOOP("SecretsPage", "“%1” is a folder.")
+                        : !info.isFile()     ? QT_TRANSLATE_NOOP("SecretsPage", "“%1” is no plain file.")
+                        : !info.isReadable() ? QT_TRANSLATE_NOOP("SecretsPage", "You have no right to read “%1”.")
+                                             : nullptr;
+    if (fault != nullptr) {
+        return {Verdict::Kind::fault, text(fault).arg(QDir::cleanPath(path))};
+    }
+    bytes = info.size();
+    return {};
+}
+
+SecretSize sizeOfFile(const SecretItem& item, const QString& folder) {
+    SecretSize size;
+    if (item.PathOrWord.isEmpty()) {
+        size.isKnown = item.expectedSize <= 0;
+        size.data = {Verdict::Kind::missing, text("No file is chosen yet.")};
+        return size;
+    }
+    qint64 bytes = 0;
+    size.data = fileVerdict(secretFile(item.PathOrWord, folder), bytes);
+    if (size.data.kind == Verdict::Kind::good) {
+        size.isKnown = true;
+        size.bytes = bytes;
+    }
+    return size;
+}
+
+Verdict nonceVerdict(const SecretItem& item, qint64 size, const QString& folder) {
+    if (item.Nonce.isEmpty()) {
+        const bool isAmongWords = !item.isFile && size > qint64{nonceSize};
+        return isAmongWords ? Verdict()
+                            : Verdict{Verdict::Kind::missing, text("This algorithm needs a nonce of 16 bytes.")};
+    }
+    qint64 bytes = 0;
+    const Verdict verdict = fileVerdict(secretFile(item.Nonce, folder), bytes);
+    return verdict.kind == Verdict::Kind::good && bytes != nonceSize
+               ? Verdict{Verdict::Kind::fault, text("A nonce has 16 bytes, this file has %1.").arg(bytes)}
+               : verdict;
+}
+
+/// The words as bytes in the order of their text.
+QByteArray bytesOf(const SecretItem& item) {
+    QByteArray digits = digitsOf(item).toLatin1();
+    const WipeOnExit wipeDigits(digits);
+    return QByteArray::fromHex(digits);
+}
+
+/// Files in memory that the library reads in place of texts of several words, of which it knows none. What they hold is
+/// on no disk, and goes with them.
+class MemoryFiles {
+  public:
+    /// A path that leads to a copy of `bytes`; empty if there is no memory.
+    QString add(QByteArrayView bytes) {
+        files_.push_back(std::make_unique<QFile>());
+        return openOnBytes(*files_.back(), bytes) ? QStringLiteral("/proc/self/fd/%1").arg(files_.back()->handle())
+                                                  : QString();
+    }
+
+  private:
+    std::vector<std::unique_ptr<QFile>> files_;
+};
+
+/// Turns a text of several words into a file of numbers. Words that came from an image have their nonce before them.
+bool giveWordsAsFile(SecretItem& item, MemoryFiles& files) {
+    QByteArray bytes = bytesOf(item);
+    const WipeOnExit wipeBytes(bytes);
+    QByteArrayView rest = bytes;
+    if (hasNonce(item) && item.Nonce.isEmpty() && rest.size() > qsizetype{nonceSize}) {
+        item.Nonce = files.add(rest.first(nonceSize));
+        rest = rest.sliced(nonceSize);
+        if (item.Nonce.isEmpty()) {
+            return false;
+        }
+    }
+    item.PathOrWord = files.add(rest);
+    item.isFile = true;
+    item.Format = 1;
+    return !item.PathOrWord.isEmpty();
+}
+
+/// Messages name files; those in memory have no name that tells anybody something.
+QString withoutMemoryFiles(QString message) {
+    static const QRegularExpression memoryFile(QStringLiteral("\\n?/proc/self/fd/\\d+ ?"));
+    return message.remove(memoryFile).trimmed();
+}
+
+QString overwrittenInput(const QList<SecretItem>& items, const QString& folder, const QString& documentPath,
+                         const QString& outputPath) {
+    QStringList inputs = {documentPath};
+    for (const SecretItem& item : items) {
+        if (item.isFile) {
+            inputs += secretFile(item.PathOrWord, folder);
+        }
+        inputs += secretFile(item.Nonce, folder);
+    }
+    for (const QString& input : qAsConst(inputs)) {
+        if (!input.isEmpty() && isSameFile(input, outputPath)) {
+            return input;
+        }
+    }
+    return {};
+}
+
+/// In the fixed layout whatever the first item holds goes to the place of word 56, and runs on into that of word 59.
+SecretsOpenPoint headWordPoint(const QList<SecretItem>& items, const QString& folder) {
+    const SecretItem& first = items.constFirst();
+    if (first.Offset != fixedSecrets::headWord) {
+        return {0, text("An image of this device takes word 56 from its first item. Put an item for word 56 first, of "
+                        "zeros if nothing is to stand there.")};
+    }
+    if (secretSize(first, folder).words() > 1) {
+        return {0, text("%1: word 56 stands alone in an image, so its item has one word.").arg(first.Name)};
+    }
+    return {};
+}
+
+/// The values of the words of a record as text.
+QString wordsText(const QByteArray& data) {
+    QByteArray numbers = data;
+    numbers.detach();
+    const WipeOnExit wipeNumbers(numbers);
+    for (qsizetype i = 0; i + otpWordSize <= numbers.size(); i += otpWordSize) {
+        std::reverse(numbers.begin() + i, numbers.begin() + i + otpWordSize);
+    }
+    return QStringLiteral("0x") + QString::fromLatin1(numbers.toHex().toUpper());
+}
+
+QByteArray itemOf(const Device& device, const SecretSegment& segment) {
+    const qsizetype fuse = fuseAt(device.fuses, segment.offset);
+    NewSecret secret;
+    secret.name = text("Word %1").arg(segment.offset);
+    if (fuse >= 0 && device.fuses.words.at(fuse).index == segment.offset) {
+        secret.name = device.fuses.words.at(fuse).name;
+        secret.isMandatory = !device.fuses.words.at(fuse).mayBeLeftOut;
+    }
+    secret.index = segment.offset;
+    secret.protection = segment.word & secretRecord::protectionMask;
+    secret.isFile = segment.data.isEmpty();  // nothing to store is a file without a name
+    secret.pathOrWord = segment.data.isEmpty() ? QString() : wordsText(segment.data);
+    return secretItemText(device.fuses, secret);
+}
+
+}  // namespace
+
+SecretKind secretKind(const SecretItem& item) {
+    return !item.isFile ? SecretKind::words : item.Format == 1 ? SecretKind::numbers : SecretKind::bytes;
+}
+
+bool hasNonce(const SecretItem& item) {
+    return item.Algorithm.BitValue == algorithmCbc || item.Algorithm.BitValue == algorithmCtr;
+}
+
+QString secretFile(const QString& path, const QString& folder) {
+    if (path.isEmpty()) {
+        return path;
+    }
+    return path.startsWith(u'.') ? secretPath(path) : QDir(folder).filePath(path);
+}
+
+std::uint32_t SecretSize::words() const {
+    const qint64 count = (bytes + otpWordSize - 1) / otpWordSize;
+    return static_cast<std::uint32_t>(std::min<qint64>(count, std::numeric_limits<std::uint32_t>::max()));
+}
+
+SecretSize secretSize(const SecretItem& item, const QString& folder) {
+    SecretSize size = item.isFile ? sizeOfFile(item, folder) : sizeOfWords(item);
+    if (size.isKnown && size.data.kind == Verdict::Kind::good && item.expectedSize > 0 &&
+        size.bytes != item.expectedSize) {
+        size.data = {Verdict::Kind::fault, counted(item.expectedSize, text("1 byte is expected, there are %2."),
+                                                   text("%1 bytes are expected, there are %2."))
+                                               .arg(size.bytes)};
+    }
+    if (!size.isKnown) {
+        size.bytes = std::max(item.expectedSize, 0);
+    }
+    if (hasNonce(item)) {
+        size.nonce = nonceVerdict(item, size.bytes, folder);
+        // A word alone gets no nonce from the library, and words of an image have theirs among them.
+        const bool isAdded = item.isFile || (size.bytes > otpWordSize && !item.Nonce.isEmpty());
+        size.nonceBytes = isAdded && size.bytes > 0 ? nonceSize : 0;
+        size.bytes += size.nonceBytes;
+    }
+    return size;
+}
+
+Verdict openVerdict(const SecretItem& item, const SecretSize& size) {
+    const bool isLeftOut = item.isFile && item.PathOrWord.isEmpty() && !item.isMandatory;
+    for (const Verdict& verdict : {size.data, size.nonce}) {
+        if (verdict.kind == Verdict::Kind::fault || (verdict.kind == Verdict::Kind::missing && !isLeftOut)) {
+            return verdict;
+        }
+    }
+    return {};
+}
+
+QList<OtpItem> otpItems(const DeviceFuses& fuses, const QList<SecretItem>& items, const QList<SecretSize>& sizes) {
+    QList<OtpItem> places;
+    for (qsizetype i = 0; i < items.size(); ++i) {
+        const SecretItem& item = items.at(i);
+        std::uint32_t count = sizes.at(i).words();
+        if (count == 0 && !sizes.at(i).isKnown) {
+            const qsizetype fuse = fuseAt(fuses, item.Offset);
+            count = fuse < 0 ? 1 : fuses.words.at(fuse).end() - item.Offset;
+        }
+        places += {item.Name, item.Offset, count};
+    }
+    return places;
+}
+
+QByteArray secretPreview(const SecretItem& item, const QString& folder, qsizetype most) {
+    const SecretSize size = secretSize(item, folder);
+    QByteArray bytes;
+    if (!size.isKnown) {
+        return bytes;
+    }
+    if (!item.isFile) {
+        bytes = bytesOf(item);
+        std::fill(bytes.begin() + std::min(most, bytes.size()), bytes.end(), '\0');
+        bytes.truncate(most);
+        return bytes;
+    }
+    const QString path = secretFile(item.PathOrWord, folder);
+    QFile file(path);
+    // A pipe would wait for somebody who writes to it.
+    if (QFileInfo(path).isFile() && file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        bytes = file.read(most);
+    }
+    return bytes;
+}
+
+bool makesSecretsFor(std::uint32_t deviceId) {
+    return hasFixedLayout(deviceId) || deviceId == recordsDevice;
+}
+
+SecretsOpenPoint secretsOpenPoint(std::uint32_t deviceId, const QList<SecretItem>& items, const QString& folder) {
+    if (!makesSecretsFor(deviceId)) {
+        return {-1, text("Images are made for the devices 0x500, 0x501 and 0x505.")};
+    }
+    if (items.isEmpty()) {
+        return {-1, text("The document has no items yet.")};
+    }
+    for (qsizetype i = 0; i < items.size(); ++i) {
+        const SecretItem& item = items.at(i);
+        const Verdict verdict = openVerdict(item, secretSize(item, folder));
+        if (verdict.kind != Verdict::Kind::good) {
+            return {i, text("%1: %2").arg(item.Name, verdict.text)};
+        }
+    }
+    return hasFixedLayout(deviceId) ? headWordPoint(items, folder) : SecretsOpenPoint();
+}
+
+SecretsMade makeSecretsImage(std::uint32_t deviceId, const QList<SecretItem>& items, const QString& folder,
+                             const QString& documentPath, const QString& outputPath) {
+    SecretsMade made;
+    made.fault = secretsOpenPoint(deviceId, items, folder).text;
+    if (!made.fault.isEmpty()) {
+        return made;
+    }
+    const QString input = overwrittenInput(items, folder, documentPath, outputPath);
+    if (!input.isEmpty()) {
+        made.fault = text("The image would replace “%1”, which it is made from.").arg(input);
+        return made;
+    }
+    MemoryFiles files;
+    QList<SecretItem> given = items;
+    for (SecretItem& item : given) {
+        item.Nonce = secretFile(item.Nonce, folder);
+        if (item.isFile) {
+            item.PathOrWord = secretFile(item.PathOrWord, folder);
+        } else if (digitsOf(item).size() > digitsPerWord && !giveWordsAsFile(item, files)) {
+            made.fault = text("There isn't memory enough for the words.");
+            return made;
+        }
+    }
+    const MessageCollector messages;
+    made.words = generateSecrets(deviceId, given, outputPath);
+    made.fault = made.words < 0 ? withoutMemoryFiles(messages.faults()) : QString();
+    made.warning = withoutMemoryFiles(messages.warnings());
+    if (made.words < 0 && made.fault.isEmpty()) {
+        made.fault = made.warning;
+    }
+    return made;
+}
+
+bool readSecretsImage(const Device& device, const QString& path, QByteArrayList& items, QString& fault,
+                      QString& remark) {
+    if (!makesSecretsFor(device.deviceId)) {
+        fault = text("Images are known of the devices 0x500, 0x501 and 0x505.");
+        return false;
+    }
+    if (!QFileInfo(path).isFile() || QFileInfo(path).size() > maxImageSize) {
+        fault = QFileInfo(path).isFile() ? text("“%1” is too large for an image of OTP words.").arg(path)
+                                         : text("“%1” can't be read.").arg(path);
+        return false;
+    }
+    QList<SecretSegment> segments;
+    const WipeSegmentsOnExit<SecretSegment, &SecretSegment::data> wipeSegments(segments);
+    const MessageCollector messages;
+    if (parseSecretsImage(device.deviceId, path, segments) != 0) {
+        fault = messages.faults();
+        return false;
+    }
+    QByteArrayList found;
+    qsizetype zeros = 0;
+    for (const SecretSegment& segment : qAsConst(segments)) {
+        // The first one stays: whatever an image is made from first goes to the place of the first word.
+        const bool isZero = std::all_of(segment.data.begin(), segment.data.end(), [](char c) { return c == '\0'; });
+        if (hasFixedLayout(device.deviceId) && isZero && !found.isEmpty()) {
+            ++zeros;
+            continue;
+        }
+        if (found.size() == maxRecordItems) {
+            fault = text("A document may have %1 items, this image has more.").arg(maxRecordItems);
+            return false;
+        }
+        found += itemOf(device, segment);
+    }
+    remark = zeros > 0 ? counted(zeros, text("1 word of zeros was left out."), text("%1 words of zeros were left out."))
+                       : QString();
+    items = found;
+    return true;
+}

@@ -1,0 +1,65 @@
+#pragma once
+
+#include "desktop/page/PageRow.h"
+#include "desktop/look/theme.h"
+
+#include <QHash>
+#include <QList>
+#include <QMainWindow>
+
+class PageList;
+class QLabel;
+class QPushButton;
+class QSplitter;
+class QStackedWidget;
+class QUndoGroup;
+
+/// The window: the list of pages at the left, the chosen page under its headline at the right. A page is made when it
+/// is first shown.
+class MainWindow : public QMainWindow {
+    Q_OBJECT
+
+  public:
+    /// `pages` outlives the window.
+    MainWindow(const QList<PageRow>& pages, PageContext& context, QWidget* parent = nullptr);
+
+    /// Shows the page of this id; false if there is none.
+    [[nodiscard]] bool showPage(const QString& id);
+    /// The shown page; null as long as none was.
+    [[nodiscard]] Page* page() const { return page_; }
+    /// Opens a file on the shown page, after asking about what would get lost.
+    [[nodiscard]] bool openFile(const QString& path, const QString& kind = QString());
+
+  protected:
+    void closeEvent(QCloseEvent* event) override;
+    void changeEvent(QEvent* event) override;
+
+  private:
+    void makeMenus();
+    QWidget* makeHeader();
+    [[nodiscard]] Page* pageOf(const PageRow& row);
+    void open();
+    void step(int steps);
+    void setScheme(ThemeScheme scheme);
+    void refresh();
+    void about();
+
+    const QList<PageRow>& pageRows_;
+    PageContext& context_;
+    PageList* list_;
+    QStackedWidget* stack_;
+    QSplitter* splitter_;
+    QLabel* headline_;
+    QLabel* summary_;
+    QPushButton* openButton_;
+    QPushButton* saveButton_;
+    QUndoGroup* undo_;
+    QAction* openAction_ = nullptr;
+    QAction* saveAction_ = nullptr;
+    QAction* saveAsAction_ = nullptr;
+    QAction* runAction_ = nullptr;
+    QAction* stopAction_ = nullptr;
+    QHash<QString, Page*> pages_;
+    const PageRow* row_ = nullptr;
+    Page* page_ = nullptr;
+};

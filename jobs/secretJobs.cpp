@@ -1,0 +1,211 @@
+// The jobs that make what provisions a device with secrets.
+
+#include "jobs/commandLine.h"
+#include "jobs/jobFields.h"
+#include "jobs/jobTable.h"
+#include "files/openFile.h"
+
+#include <QCoreApplication>
+
+#include <array>
+
+namespace {
+
+struct Texts {
+    Q_DECLARE_TR_FUNCTIONS(jobs)
+};
+
+/// A PEM file, or the hash of a table of root keys.
+Verdict checkPublicKeyOrHash(const QStringList& own, const JobValues& /*all*/) {
+    const QString path = pathOf(own);
+    return path.endsWith(QLatin1String(".pem"), Qt::CaseInsensitive) ? checkFileSize(path, {178})
+                                                                     : checkFileSize(path, {32});
+}
+
+Verdict checkBackup(const QString& path, const QString& beside) {
+    Verdict verdict = checkFormat(path, nullptr);
+    if (verdict.kind == Verdict::Kind::good && beside.isEmpty()) {
+        return fault(Texts::tr("A backup image needs its base address."));
+    }
+    Verdict address = checkNumber({beside});
+    return verdict.kind == Verdict::Kind::good && address.kind != Verdict::Kind::good ? address : verdict;
+}
+
+constexpr const char* secrets = QT_TRANSLATE_NOOP("jobs", "Secrets");
+constexpr const char* output = QT_TRANSLATE_NOOP("jobs", "Output");
+constexpr const char* templateGroup = QT_TRANSLATE_NOOP("jobs", "Template");
+constexpr const char* backup = QT_TRANSLATE_NOOP("jobs", "Backup memory");
+
+constexpr FieldRow outputRow = {
+    .id = "out",
+    .group = output,
+    .label = QT_TRANSLATE_NOOP("jobs", "&Output"),
+    .kind = FieldKind::outFile,
+    .option = "-o",
+    .required = true,
+    .role = PathRole::output,
+    .filter = QT_TRANSLATE_NOOP("jobs", "Provisioning files (*.pvs)"),
+    .placeholder = "secrets.pvs",
+    .check = [](const QStringList& own, const JobValues& /*all*/) { return checkOutput(pathOf(own), {".pvs"}); },
+    .tip = QT_TRANSLATE_NOOP("jobs", "The file to make, with the ending .pvs.")};
+
+constexpr std::array payload = {
+    FieldRow{
+        .id = "secrets",
+        .group = secrets,
+        .label = QT_TRANSLATE_NOOP("jobs", "&Secrets"),
+        .kind = FieldKind::inFile,
+        .option = "-b",
+        .required = true,
+        .role = PathRole::key,
+        .secret = true,
+        .filter = binaryFilter,
+        .placeholder = "secrets.bin",
+        .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFileSize(pathOf(own), {152}); },
+        .tip = QT_TRANSLATE_NOOP("jobs", "The binary file of secrets to encrypt, 152 bytes.")},
+    FieldRow{.id = "public-key",
+             .group = secrets,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Public key or hash"),
+             .kind = FieldKind::inFile,
+             .option = "-pk",
+             .required = true,
+             .role = PathRole::key,
+             .filter = QT_TRANSLATE_NOOP("jobs", "Keys and hashes (*.pem *.bin);;All files (*)"),
+             .placeholder = "oem-public.pem",
+             .check = checkPublicKeyOrHash,
+             .tip = QT_TRANSLATE_NOOP("jobs",
+                                      "What the payload is bound to: your public key on the curve P-256 (a PEM "
+                                      "file of 178 bytes), or the hash of your table of root keys (32 bytes).")},
+    keyRow,
+    FieldRow{.id = "nonce",
+             .group = protection,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Nonce"),
+             .kind = FieldKind::inFile,
+             .option = "-n",
+             .required = true,
+             .role = PathRole::key,
+             .filter = binaryFilter,
+             .placeholder = "nonce16.bin",
+             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFileSize(pathOf(own), {16}); },
+             .tip = QT_TRANSLATE_NOOP("jobs",
+                                      "A binary file of 16 bytes, fresh for each payload: never the same twice with "
+                                      "one key. The page “Keys and nonces” makes one.")},
+    outputRow,
+};
+
+constexpr std::array provisioningImage = {
+    FieldRow{.id = "secrets",
+             .group = secrets,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Secrets"),
+             .kind = FieldKind::inFile,
+             .option = "-b",
+             .required = true,
+             .role = PathRole::key,
+             .secret = true,
+             .filter = binaryFilter,
+             .placeholder = "secrets.bin",
+             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFileSize(pathOf(own)); },
+             .tip = QT_TRANSLATE_NOOP("jobs", "The binary file of secrets to encrypt. The page “Secrets” makes one.")},
+    FieldRow{.id = "backup",
+             .group = backup,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Backup images"),
+             .kind = FieldKind::inFiles,
+             .option = "-backup",
+             .arguments = optionForEach,
+             .role = PathRole::key,
+             .secret = true,
+             .filter = binaryFilter,
+             .placeholder = "backup.bin",
+             .besideLabel = QT_TRANSLATE_NOOP("jobs", "Base address"),
+             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFiles(own, checkBackup); },
+             .tip = QT_TRANSLATE_NOOP("jobs",
+                                      "What goes to the backup memory, made by the page “Backup image”, and "
+                                      "the base address of that memory.")},
+    keyRow,
+    FieldRow{.id = "nonce",
+             .group = protection,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Nonce"),
+             .kind = FieldKind::inFile,
+             .option = "-n",
+             .required = true,
+             .role = PathRole::key,
+             .filter = binaryFilter,
+             .placeholder = "nonce.bin",
+             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFileSize(pathOf(own), {12}); },
+             .tip = QT_TRANSLATE_NOOP("jobs",
+                                      "A binary file of 12 bytes, fresh for each image: never the same twice with one "
+                                      "key. The page “Keys and nonces” makes one.")},
+    FieldRow{
+        .id = "version",
+        .group = protection,
+        .label = QT_TRANSLATE_NOOP("jobs", "I&mage version"),
+        .kind = FieldKind::fixed,
+        .option = "-iv",
+        .placeholder = "1",
+        .check = checkImageVersion,
+        .tip = QT_TRANSLATE_NOOP(
+            "jobs",
+            "A number from 0 to 255: decimal, hexadecimal with 0x, or octal with a leading 0. Left empty it is 0.")},
+    outputRow,
+};
+
+constexpr std::array backupImage = {
+    FieldRow{
+        .id = "description",
+        .group = backup,
+        .label = QT_TRANSLATE_NOOP("jobs", "&Description"),
+        .kind = FieldKind::inFile,
+        .option = "-in",
+        .required = true,
+        .filter = QT_TRANSLATE_NOOP("jobs", "JSON documents (*.json)"),
+        .placeholder = "backup.json",
+        .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFileSuffix(pathOf(own), ".json"); },
+        .tip = QT_TRANSLATE_NOOP("jobs",
+                                 "A JSON document that names the files for the backup memory, where they "
+                                 "go and how each is protected.")},
+    FieldRow{.id = "out",
+             .group = output,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Output"),
+             .kind = FieldKind::outFile,
+             .option = "-o",
+             .required = true,
+             .role = PathRole::output,
+             .filter = binaryFilter,
+             .placeholder = "backup.bin",
+             .tip = QT_TRANSLATE_NOOP("jobs", "The backup image to make. A new one is for you alone to read.")},
+};
+
+constexpr std::array provisioningFile = {
+    FieldRow{.id = "template",
+             .group = templateGroup,
+             .label = QT_TRANSLATE_NOOP("jobs", "Tem&plate"),
+             .kind = FieldKind::inFile,
+             .arguments = valueAlone,
+             .required = true},
+    FieldRow{.id = "more-templates",
+             .group = QT_TRANSLATE_NOOP("jobs", "In the same run"),
+             .label = QT_TRANSLATE_NOOP("jobs", "&More templates"),
+             .kind = FieldKind::inFiles,
+             .option = "-obk",
+             .arguments = optionForEach,
+             .filter = templateFilter,
+             .tip = QT_TRANSLATE_NOOP("jobs", "Templates whose files are made in the same run, one after the other.")},
+};
+
+}  // namespace
+
+std::span<const FieldRow> payloadRows() {
+    return payload;
+}
+
+std::span<const FieldRow> provisioningImageRows() {
+    return provisioningImage;
+}
+
+std::span<const FieldRow> backupImageRows() {
+    return backupImage;
+}
+
+std::span<const FieldRow> provisioningFileRows() {
+    return provisioningFile;
+}

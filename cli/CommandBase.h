@@ -2,16 +2,7 @@
 
 #include "cli/CommandLineTool.h"
 #include "cli/OptionRow.h"
-
-/// Goes on, or ends the run with status 1 after a fault that has been reported.
-[[nodiscard]] constexpr Flow continueIf(bool fine) {
-    return fine ? Flow::goOn() : Flow::end(1);
-}
-
-/// Reports an error and ends the run with status 1.
-Flow failRun(const char* format, ...) __attribute__((format(printf, 1, 2)));
-/// The same after lines that show the paths at fault.
-Flow failRunOver(const QStringList& paths, const char* text);
+#include "cli/failRun.h"
 
 /// What several commands say of an option without its parameter.
 inline constexpr char missingKeyFile[] = "You need to specify a file with the key option";

@@ -1,8 +1,8 @@
 #include "cli/CommandLineTool.h"
 
 #include "Preparation/primitives/opensslObjects.h"
-#include "cli/CommandBase.h"
 #include "cli/commands.h"
+#include "cli/failRun.h"
 #include "cli/usageText.h"
 #include "display/Display.h"
 #include "files/largePages.h"

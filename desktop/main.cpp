@@ -1,10 +1,11 @@
+#include "desktop/look/applyTheme.h"
 #include "desktop/page/Dialogs.h"
+#include "desktop/page/Settings.h"
+#include "desktop/pageTable.h"
 #include "desktop/window/InputFilter.h"
 #include "desktop/window/MainWindow.h"
-#include "desktop/page/Settings.h"
-#include "jobs/jobFile.h"
-#include "desktop/pageTable.h"
 #include "display/buildVersion.h"
+#include "jobs/jobFile.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -167,7 +168,7 @@ int main(int argc, char** argv) {
     }
     ThemeScheme scheme = settings.scheme();
     (void)readScheme(parser.value(options.theme), scheme);  // which was checked, if it is given
-    Theme::apply(application, scheme);
+    applyTheme(application, scheme);
     Dialogs dialogs(settings);
     PageContext context{dialogs, settings, toolPath()};
     InputFilter filter;

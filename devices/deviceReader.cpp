@@ -1,7 +1,7 @@
 #include "devices/deviceReader.h"
 
 #include "files/parseNumber.h"
-#include "files/readExactly.h"
+#include "files/readWhole.h"
 
 #include <QFileInfo>
 #include <QStringDecoder>

@@ -1,6 +1,6 @@
 #include "images/itemDocument.h"
 
-#include "files/readExactly.h"
+#include "files/readWhole.h"
 
 #include <QFile>
 #include <QJsonDocument>

@@ -4,6 +4,7 @@
 
 #include "files/outputFile.h"
 #include "files/readExactly.h"
+#include "files/readWhole.h"
 
 #include <QFile>
 

@@ -2,6 +2,7 @@
 
 #include "files/largePages.h"
 #include "files/readExactly.h"
+#include "files/readWhole.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -1,7 +1,5 @@
 #include "jobs/FieldRow.h"
 
-#include "jobs/fieldChecks.h"
-
 #include <QCoreApplication>
 
 #include <algorithm>

@@ -15,3 +15,15 @@ struct Verdict {
     QString
         text;  ///< one sentence; for a good value what was found, such as "ELF, 2 segments, 41,984 bytes", or nothing
 };
+
+[[nodiscard]] inline Verdict good(const QString& text = QString()) {
+    return {Verdict::Kind::good, text};
+}
+
+[[nodiscard]] inline Verdict fault(const QString& text) {
+    return {Verdict::Kind::fault, text};
+}
+
+[[nodiscard]] inline Verdict missing(const QString& text) {
+    return {Verdict::Kind::missing, text};
+}

@@ -1,12 +1,12 @@
 #include "jobs/fieldChecks.h"
 
-#include "jobs/counted.h"
 #include "display/MessageCollector.h"
 #include "files/elfReader.h"
 #include "files/openFile.h"
 #include "files/parseNumber.h"
 #include "files/recordFiles.h"
 #include "formats/formatTable.h"
+#include "jobs/counted.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -30,10 +30,6 @@ QString sizeText(qint64 size) {
 
 QString segmentsText(int count) {
     return counted(count, Texts::tr("1 segment"), Texts::tr("%1 segments"));
-}
-
-Verdict good(const QString& text) {
-    return {Verdict::Kind::good, text};
 }
 
 bool isGood(const Verdict& verdict) {
@@ -120,14 +116,6 @@ Verdict checkFirmwareFile(const QString& path, bool onlyOneSegment) {
 }
 
 }  // namespace
-
-Verdict fault(const QString& text) {
-    return {Verdict::Kind::fault, text};
-}
-
-Verdict missing(const QString& text) {
-    return {Verdict::Kind::missing, text};
-}
 
 Verdict checkNumber(const QStringList& value, std::uint32_t most) {
     std::uint32_t number = 0;

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "jobs/FieldRow.h"
 #include "files/FileLoadContext.h"
 #include "formats/openCsvFile.h"
+#include "jobs/FieldRow.h"
 
 #include <cstdint>
 #include <initializer_list>
@@ -10,9 +10,6 @@
 // What is said of the values of a job's fields. They take whatever the tool takes, and never show what a key holds.
 // Whether a file is there, and can be read or made, is told by the form; what isn't there is good here. A pipe or
 // device counts as a file whose content isn't known.
-
-[[nodiscard]] Verdict fault(const QString& text);
-[[nodiscard]] Verdict missing(const QString& text);
 
 /// A 32-bit number up to `most`, in any base.
 [[nodiscard]] Verdict checkNumber(const QStringList& value, std::uint32_t most = UINT32_MAX);

@@ -1,7 +1,7 @@
 #include "obkey/TemplateDocument.h"
 
 #include "display/Display.h"
-#include "files/readExactly.h"
+#include "files/readWhole.h"
 #include "files/wipe.h"
 #include "obkey/PasswordMask.h"
 #include "obkey/templatePaths.h"

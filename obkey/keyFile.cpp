@@ -3,7 +3,7 @@
 #include "Preparation/src/ec_crypto.h"
 #include "display/Display.h"
 #include "files/memoryFile.h"
-#include "files/readExactly.h"
+#include "files/readWhole.h"
 #include "files/wipe.h"
 #include "obkey/imgtoolReason.h"
 #include "obkey/templatePaths.h"

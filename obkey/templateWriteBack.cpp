@@ -2,7 +2,7 @@
 
 #include "display/Display.h"
 #include "files/outputFile.h"
-#include "files/readExactly.h"
+#include "files/readWhole.h"
 #include "files/wipe.h"
 #include "obkey/TemplateDocument.h"
 #include "obkey/xmlText.h"

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "desktop/form/FieldEdit.h"
+#include "desktop/form/FormField.h"
 
 class QCheckBox;
 

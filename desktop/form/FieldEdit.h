@@ -1,6 +1,7 @@
 #pragma once
 
-#include "desktop/form/FormView.h"
+#include <QStringList>
+#include <QWidget>
 
 /// What edits the value of one field of a form. It tells what the user does and shows what is said of the value, but
 /// judges nothing itself.
@@ -34,9 +35,6 @@ class FieldEdit : public QWidget {
 
     bool eventFilter(QObject* watched, QEvent* event) override;
 };
-
-/// The editor for a field of its kind. Its parts are named after the field's id.
-[[nodiscard]] FieldEdit* makeFieldEdit(const FormField& field, PageContext& context, QWidget* parent);
 
 /// A label without the mark of its mnemonic.
 [[nodiscard]] QString plainLabel(const QString& label);

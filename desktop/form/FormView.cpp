@@ -4,6 +4,7 @@
 #include "desktop/form/FieldLabel.h"
 #include "desktop/form/VerdictLine.h"
 #include "desktop/form/fieldVerdict.h"
+#include "desktop/form/makeFieldEdit.h"
 #include "desktop/look/plainTip.h"
 #include "desktop/look/theme.h"
 

@@ -1,8 +1,6 @@
 #pragma once
 
-#include "desktop/page/Dialogs.h"
-#include "jobs/FieldKind.h"
-#include "jobs/Verdict.h"
+#include "desktop/form/FormField.h"
 
 #include <QHash>
 #include <QStringList>
@@ -12,32 +10,6 @@
 #include <memory>
 
 struct PageContext;
-
-struct FieldChoice {
-    QString value;
-    QString label;
-};
-
-/// What a form needs to know of a field. A page makes these from its own table.
-struct FormField {
-    QString id;
-    QString group;  ///< neighbouring fields of one group stand under its title
-    QString label;  ///< with its mnemonic
-    QString tip;    ///< help: shown as tool tip and by What's This
-    FieldKind kind = FieldKind::text;
-    bool required = false;
-    bool keepsOld = false;     ///< an older file at this path is moved aside, so it need not be writable
-    bool marksChange = false;  ///< its label is marked as long as the value isn't the initial one
-    QStringList initial;
-    QList<FieldChoice> choices;
-    QString besideLabel;
-    PathRole role = PathRole::document;
-    bool secret = false;  ///< only its owner should be able to read the file; private keys in PEM always count as such
-    QString filter;       ///< of the file dialog
-    QString placeholder;  ///< an example of a good value
-    std::function<Verdict(const QStringList& values)> check;  ///< may be empty
-    bool judgesEmpty = false;                                 ///< its check is asked about nothing too
-};
 
 /// A form: groups with bold titles, labels in one right-aligned column, each field with its verdict in a line below it.
 /// A field is judged when it is left, at Return, or after a file was chosen or dropped; while somebody types, what was

@@ -1,8 +1,9 @@
 #include "desktop/form/PathField.h"
 
 #include "desktop/form/FieldLine.h"
-#include "desktop/page/Page.h"
 #include "desktop/look/theme.h"
+#include "desktop/page/Dialogs.h"
+#include "desktop/page/Page.h"
 
 #include <QDragEnterEvent>
 #include <QHBoxLayout>

@@ -1,6 +1,9 @@
 #pragma once
 
 #include "desktop/form/FieldEdit.h"
+#include "desktop/form/FormField.h"
+
+struct PageContext;
 
 class FieldLine;
 class QMimeData;

@@ -16,10 +16,6 @@ struct Words {
     Q_DECLARE_TR_FUNCTIONS(fieldVerdict)
 };
 
-Verdict fault(const QString& sentence) {
-    return {Verdict::Kind::fault, sentence};
-}
-
 QFileInfo fileAt(const QString& path, const QString& folder) {
     return QFileInfo(folder.isEmpty() ? path : QDir(folder).filePath(path));
 }

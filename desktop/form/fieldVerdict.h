@@ -1,6 +1,6 @@
 #pragma once
 
-#include "desktop/form/FormView.h"
+#include "desktop/form/FormField.h"
 
 /// What can be said of the values of any field of its kind: whether something is missing, whether its files and folders
 /// are there and may be used. A relative path counts from `folder`, or from the program's own if that is empty.

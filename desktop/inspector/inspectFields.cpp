@@ -90,10 +90,6 @@ QString text(const char* source) {
     return QCoreApplication::translate(context, source);
 }
 
-Verdict fault(const QString& sentence) {
-    return {Verdict::Kind::fault, sentence};
-}
-
 QString publicKeyText(QByteArrayView file) {
     const inspect::PublicKey key(file);
     switch (key.kind()) {

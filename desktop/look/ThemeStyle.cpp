@@ -14,7 +14,7 @@ constexpr double roundness = 3;
 constexpr int textInset = 3;  ///< between the frame of a line and its text, besides Qt's own two pixels
 
 bool isFilled(const QWidget* widget) {
-    return widget != nullptr && widget->isEnabled() && widget->property(ThemeStyle::filledProperty).toBool();
+    return widget != nullptr && widget->isEnabled() && widget->property(Theme::filledProperty).toBool();
 }
 
 /// A border within `rect`, stronger around what has the focus.

@@ -8,9 +8,6 @@ class QStyleOptionComboBox;
 /// Fusion takes its outlines from the window's colour, darkened, which a dark look swallows.
 class ThemeStyle : public QProxyStyle {
   public:
-    /// A property that a button has if it is the filled one.
-    static constexpr const char* filledProperty = "qvoraFilled";
-
     ThemeStyle();
 
     void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,

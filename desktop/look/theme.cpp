@@ -1,7 +1,5 @@
 #include "desktop/look/theme.h"
 
-#include "desktop/look/ThemeStyle.h"
-
 #include <QApplication>
 #include <QFontDatabase>
 #include <QFontMetrics>
@@ -33,17 +31,6 @@ int steps(int count) {
 }
 
 }  // namespace
-
-void Theme::apply(QApplication& application, ThemeScheme scheme) {
-    // What the system's own palette says, asked before ours first covers it.
-    static const bool systemIsDark = isDark();
-    if (dynamic_cast<ThemeStyle*>(QApplication::style()) == nullptr) {
-        auto* style = new ThemeStyle;
-        style->setParent(&application);
-        QApplication::setStyle(style);
-    }
-    application.setPalette(palette(scheme == ThemeScheme::system ? systemIsDark : scheme == ThemeScheme::dark));
-}
 
 bool Theme::isDark() {
     return QApplication::palette().color(QPalette::Window).lightness() < 128;
@@ -112,7 +99,7 @@ int Theme::groupGap() {
 }
 
 void Theme::setFilled(QPushButton& button) {
-    button.setProperty(ThemeStyle::filledProperty, true);
+    button.setProperty(filledProperty, true);
     QFont font = button.font();
     font.setWeight(QFont::DemiBold);
     button.setFont(font);

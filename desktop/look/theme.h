@@ -30,9 +30,6 @@ enum class ThemeColor {
 /// while it paints, and repaints at QEvent::PaletteChange.
 namespace Theme {
 
-/// Sets style, palette and font of the application.
-void apply(QApplication& application, ThemeScheme scheme);
-
 [[nodiscard]] bool isDark();
 [[nodiscard]] QColor color(ThemeColor color);
 /// The colours of one of the two looks, for those who compare them.
@@ -49,7 +46,10 @@ void apply(QApplication& application, ThemeScheme scheme);
 [[nodiscard]] int labelGap();  ///< from a label to its field
 [[nodiscard]] int groupGap();  ///< between groups
 
-/// Makes `button` the one of its page that stands out.
+/// A property that a button has if it is the filled one of its page.
+inline constexpr char filledProperty[] = "qvoraFilled";
+
+/// Makes `button` the filled one of its page.
 void setFilled(QPushButton& button);
 
 }  // namespace Theme

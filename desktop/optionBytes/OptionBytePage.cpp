@@ -1,10 +1,11 @@
 #include "desktop/optionBytes/OptionBytePage.h"
 
+#include "desktop/look/ToneLabel.h"
 #include "desktop/optionBytes/OptionByteList.h"
 #include "desktop/optionBytes/OptionWordEditor.h"
-#include "desktop/page/Settings.h"
-#include "desktop/look/ToneLabel.h"
 #include "desktop/optionBytes/optionByteText.h"
+#include "desktop/page/Dialogs.h"
+#include "desktop/page/Settings.h"
 
 #include <QAbstractListModel>
 #include <QComboBox>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "desktop/page/Dialogs.h"
 #include "desktop/look/theme.h"
+#include "jobs/PathRole.h"
 
 #include <QByteArray>
 #include <QSettings>

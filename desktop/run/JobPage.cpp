@@ -1,12 +1,13 @@
 #include "desktop/run/JobPage.h"
 
 #include "desktop/form/FormView.h"
+#include "desktop/look/theme.h"
+#include "desktop/page/Dialogs.h"
+#include "desktop/page/PageRow.h"
 #include "desktop/run/RunPanel.h"
 #include "desktop/run/RunSplitter.h"
 #include "jobs/commandLine.h"
 #include "jobs/jobFile.h"
-#include "desktop/page/PageRow.h"
-#include "desktop/look/theme.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -4,7 +4,7 @@
 #include "display/MessageCollector.h"
 
 #include "files/outputFile.h"
-#include "files/readExactly.h"
+#include "files/readWhole.h"
 
 #include <QDir>
 #include <QFile>

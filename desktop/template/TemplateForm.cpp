@@ -1,7 +1,7 @@
 #include "desktop/template/TemplateForm.h"
 
-#include "jobs/counted.h"
 #include "display/MessageCollector.h"
+#include "jobs/counted.h"
 #include "obkey/MemoryLayout.h"
 #include "obkey/passwordFile.h"
 #include "obkey/readMcuboot.h"
@@ -45,14 +45,6 @@ QString words(const char* source) {
 
 QString bytesText(qint64 count) {
     return counted(count, words("1 byte"), words("%1 bytes"));
-}
-
-Verdict good(const QString& text = QString()) {
-    return {Verdict::Kind::good, text};
-}
-
-Verdict fault(const QString& text) {
-    return {Verdict::Kind::fault, text};
 }
 
 QString chosen(const TagText& value, const TagText& byDefault) {

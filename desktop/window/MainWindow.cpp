@@ -1,11 +1,12 @@
 #include "desktop/window/MainWindow.h"
 
 #include "Preparation/primitives/opensslObjects.h"
-#include "desktop/page/Dialogs.h"
-#include "desktop/window/PageList.h"
-#include "desktop/page/Settings.h"
-#include "jobs/jobFile.h"
+#include "desktop/look/applyTheme.h"
 #include "desktop/look/plainTip.h"
+#include "desktop/page/Dialogs.h"
+#include "desktop/page/Settings.h"
+#include "desktop/window/PageList.h"
+#include "jobs/jobFile.h"
 
 #include <QActionGroup>
 #include <QApplication>
@@ -241,7 +242,7 @@ void MainWindow::step(int steps) {
 
 void MainWindow::setScheme(ThemeScheme scheme) {
     context_.settings.setScheme(scheme);
-    Theme::apply(*qobject_cast<QApplication*>(QCoreApplication::instance()), scheme);
+    applyTheme(*qobject_cast<QApplication*>(QCoreApplication::instance()), scheme);
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {

@@ -1,7 +1,8 @@
 #include "tests/desktop/DesktopKit.h"
 
-#include "desktop/window/InputFilter.h"
+#include "desktop/look/applyTheme.h"
 #include "desktop/pageTable.h"
+#include "desktop/window/InputFilter.h"
 
 #include <QDeadlineTimer>
 #include <QLocale>
@@ -130,7 +131,7 @@ std::unique_ptr<QApplication> makeTestApplication(int& argc, char** argv) {
     QCoreApplication::setApplicationName(QStringLiteral("QVORA Sealed Bundle Builder"));
     auto application = std::make_unique<QApplication>(argc, argv);
     QApplication::setFont(QFont(QStringLiteral("DejaVu Sans"), 10));
-    Theme::apply(*application, ThemeScheme::light);
+    applyTheme(*application, ThemeScheme::light);
     application->installEventFilter(new InputFilter(application.get()));
     return application;
 }

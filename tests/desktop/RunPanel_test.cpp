@@ -1,4 +1,5 @@
 #include "desktop/run/RunPanel.h"
+#include "desktop/look/applyTheme.h"
 
 #include "desktop/run/OutputPane.h"
 #include "tests/desktop/DesktopKit.h"
@@ -148,10 +149,10 @@ TEST(OutputPane, WritesProgressOverAndTakesTheColoursOfTheTheme) {
         return pane.document()->findBlockByNumber(1).begin().fragment().charFormat().foreground().color();
     };
     EXPECT_EQ(color(), Theme::color(ThemeColor::fault, false));
-    Theme::apply(*qobject_cast<QApplication*>(QCoreApplication::instance()), ThemeScheme::dark);
+    applyTheme(*qobject_cast<QApplication*>(QCoreApplication::instance()), ThemeScheme::dark);
     QCoreApplication::processEvents();
     EXPECT_EQ(color(), Theme::color(ThemeColor::fault, true));
-    Theme::apply(*qobject_cast<QApplication*>(QCoreApplication::instance()), ThemeScheme::light);
+    applyTheme(*qobject_cast<QApplication*>(QCoreApplication::instance()), ThemeScheme::light);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // Draws every page of the window as a picture: desktop_screenshots FOLDER, or one page: desktop_screenshots FOLDER
 // PAGE.
 
+#include "desktop/look/applyTheme.h"
 #include "tests/desktop/DesktopKit.h"
 #include "tests/desktop/scenes.h"
 
@@ -37,7 +38,7 @@ int main(int argc, char** argv) {
     const auto isWanted = [&](const char* page) { return argc < 3 || qstrcmp(page, argv[2]) == 0; };
     bool drawn = folder.mkpath(QStringLiteral("."));
     for (const ThemeScheme scheme : {ThemeScheme::light, ThemeScheme::dark}) {
-        Theme::apply(*application, scheme);
+        applyTheme(*application, scheme);
         const QString look = scheme == ThemeScheme::dark ? QStringLiteral("-dark") : QStringLiteral("-light");
         for (const PageRow& row : pageTable()) {
             if (!isWanted(row.id)) {

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "cli/Flow.h"
+
+#include <QStringList>
+
+/// Goes on, or ends the run with status 1 after a fault that has been reported.
+[[nodiscard]] constexpr Flow continueIf(bool fine) {
+    return fine ? Flow::goOn() : Flow::end(1);
+}
+
+/// Reports an error and ends the run with status 1.
+Flow failRun(const char* format, ...) __attribute__((format(printf, 1, 2)));
+/// The same after lines that show the paths at fault.
+Flow failRunOver(const QStringList& paths, const char* text);

@@ -1,0 +1,16 @@
+#include "desktop/look/applyTheme.h"
+
+#include "desktop/look/ThemeStyle.h"
+
+#include <QApplication>
+
+void applyTheme(QApplication& application, ThemeScheme scheme) {
+    // What the system's own palette says, asked before ours first covers it.
+    static const bool systemIsDark = Theme::isDark();
+    if (dynamic_cast<ThemeStyle*>(QApplication::style()) == nullptr) {
+        auto* style = new ThemeStyle;
+        style->setParent(&application);
+        QApplication::setStyle(style);
+    }
+    application.setPalette(Theme::palette(scheme == ThemeScheme::system ? systemIsDark : scheme == ThemeScheme::dark));
+}

@@ -208,7 +208,20 @@ TEST(InspectFirmware, SignedByAnotherKey) {
         given.publicKey = kitKeyOf(KitKind::rsa2048).publicPem;
         EXPECT_EQ(inspectGiven(given).faults(), padding == KitPadding::pss ? "" : "signature");
     }
-    image.signer.reset();
+    // A key of another size than the entry's, and more signatures than are tried.
+    image = KitMcuboot();
+    const QByteArray covered = kitMake(image).first(84);
+    image.moreTlvs = {{0x20, kitSignature(KitKind::rsa3072, covered)}};
+    given.bytes = kitMake(image);
+    given.publicKey = kitKeyOf(KitKind::rsa3072).publicPem;
+    EXPECT_EQ(inspectGiven(given).faults(), "signature");
+    given.publicKey = kitKeyOf(KitKind::p256).publicPem;
+    for (const std::size_t count : {16U, 17U}) {
+        image.moreTlvs.assign(count, {0x22, kitSignature(KitKind::p256, covered)});
+        given.bytes = kitMake(image);
+        EXPECT_EQ(inspectGiven(given).faults(), count == 16 ? "" : "?signature");
+    }
+    image.moreTlvs.clear();
     given.bytes = kitMake(image);
     given.publicKey = kitKeyOf(KitKind::p256).publicPem;
     EXPECT_EQ(inspectGiven(given).faults(), "signature");

@@ -224,6 +224,8 @@ TEST(InspectFormats, CompareByWhatCounts) {
     Given tail = signedImage(QByteArray(100, 'x'), 90);
     Given otherTail = tail;
     otherTail.bytes[95] = 'y';
+    Given otherIv = withoutKey(tbi);
+    otherIv.bytes[12] = 'x';
     const char* const records = ":0400000001020304F2\n:0400100005060708D2\n:00000001FF\n";
     struct Row {
         Given a;
@@ -237,7 +239,8 @@ TEST(InspectFormats, CompareByWhatCounts) {
         {withoutKey(kdu(KitKind::p256, "code")), withoutKey(kdu(KitKind::p256, "code")), 1},
         {kdu(KitKind::p256, "code"), kdu(KitKind::p256, "coda"), 1},
         {kdu(KitKind::p256, "code"), kdu(KitKind::ed25519, "code"), 1},
-        {tail, otherTail, 1},  // both proven, by 170 bytes
+        {tail, otherTail, 1},           // both proven, by 170 bytes
+        {withoutKey(tbi), otherIv, 2},  // equal ciphertext under another IV
         {update1, headerOnly, 2},
         {withoutKey(update1), withoutKey(otherSegment), 2},
         {onHex(records), onHex(":0400100005060708d2\n:020000000102FB\n:020002000304F5\n:00000001FF\n"), 0},

@@ -7,11 +7,11 @@
 #include "files/outputFile.h"
 #include "files/parseNumber.h"
 #include "files/segments.h"
+#include "formats/installDevices.h"
 #include "formats/moduleLayout.h"
 #include "formats/openCsvFile.h"
 
 #include <algorithm>
-#include <array>
 
 namespace {
 
@@ -22,17 +22,6 @@ constexpr char missingOptionBytes[] = "You need to specify a file with the optio
 constexpr std::size_t maxExternalSegments = 256;
 
 constexpr std::uint32_t diversificationDevice = 0x484;
-
-struct Device {
-    std::uint32_t id;
-    bool takesPartialImages;  // the image can be handed over in parts
-};
-
-constexpr std::array devices = {
-    Device{0x450, true},  Device{0x455, false}, Device{0x462, false}, Device{0x472, false}, Device{0x476, false},
-    Device{0x478, false}, Device{0x480, true},  Device{0x481, false}, Device{0x482, false}, Device{0x483, true},
-    Device{0x484, false}, Device{0x485, false}, Device{0x492, false}, Device{0x497, false}, Device{0x4B0, false},
-};
 
 /// The parameter at `index` as a number in any base; a parameter that isn't there is no number.
 bool numberAt(const QStringList& params, qsizetype index, std::uint32_t& value) {
@@ -118,9 +107,9 @@ Flow InstallImageCommand::setDevice(const QStringList& params) {
     if (!numberAt(params, 0, tool.deviceId)) {
         return failRun("Invalid Device ID");
     }
-    const auto* const device =
-        std::find_if(devices.begin(), devices.end(), [this](const Device& known) { return known.id == tool.deviceId; });
-    if (device == devices.end()) {
+    const auto* const device = std::find_if(installDevices.begin(), installDevices.end(),
+                                            [this](const InstallDevice& known) { return known.id == tool.deviceId; });
+    if (device == installDevices.end()) {
         return failRun("Invalid device ID value");
     }
     multiImageDevice = multiImageDevice && device->takesPartialImages;

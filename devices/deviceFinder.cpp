@@ -6,6 +6,7 @@
 #include <QDir>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -40,7 +41,7 @@ void addFolder(const QString& path, bool isUsers, DeviceSearch& search) {
             QStringLiteral("%1: only the first %2 descriptions are read").arg(path, QString::number(mostFiles));
         names.resize(mostFiles);
     }
-    for (const QString& name : qAsConst(names)) {
+    for (const QString& name : std::as_const(names)) {
         addDevice(folder.filePath(name), isUsers, search);
     }
 }

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <limits>
 #include <span>
+#include <utility>
 
 namespace {
 
@@ -435,7 +436,7 @@ bool Reader::readMemory(QList<DeviceMemory>& memories) {
     if (memory.writeUnit > memory.size) {
         return fail(QStringLiteral("\"WriteUnit\" is larger than the memory"));
     }
-    for (const DeviceMemory& other : qAsConst(memories)) {
+    for (const DeviceMemory& other : std::as_const(memories)) {
         if (std::max(memory.address, other.address) <=
             std::min(memory.address + (memory.size - 1), other.address + (other.size - 1))) {
             return fail(QStringLiteral("%1 overlaps %2").arg(quoted(memory.name), quoted(other.name)));
@@ -541,7 +542,7 @@ bool Reader::readField(std::uint32_t wordMask, Words names, QList<DeviceField>& 
     if (field.width > 32 - field.bit || (field.mask() & ~wordMask) != 0) {
         return fail(quoted(field.name) + QStringLiteral(" ends beyond its word"));
     }
-    for (const DeviceField& other : qAsConst(fields)) {
+    for (const DeviceField& other : std::as_const(fields)) {
         if ((field.mask() & other.mask()) != 0) {
             return fail(QStringLiteral("%1 overlaps %2").arg(quoted(field.name), quoted(other.name)));
         }
@@ -562,7 +563,7 @@ bool Reader::readValue(DeviceField& field) {
     if (value.value != field.valueIn(field.set(0, value.value))) {
         return fail(QStringLiteral("%1 doesn't fit a field of %2 bits").arg(quoted(value.name)).arg(field.width));
     }
-    for (const NamedValue& other : qAsConst(field.values)) {
+    for (const NamedValue& other : std::as_const(field.values)) {
         if (value.value == other.value) {
             return fail(QStringLiteral("%1 has the value of %2").arg(quoted(value.name), quoted(other.name)));
         }
@@ -613,7 +614,7 @@ bool Reader::readFuseWords(DeviceFuses& fuses) {
         return fail(quoted(words.name) + QStringLiteral(" doesn't lie above ") + quoted(fuses.words.constLast().name));
     }
     std::uint32_t protectable = 0;
-    for (const DeviceField& field : qAsConst(fuses.protection)) {
+    for (const DeviceField& field : std::as_const(fuses.protection)) {
         protectable |= field.mask();
     }
     if ((words.protection & ~protectable) != 0) {
@@ -644,7 +645,7 @@ bool Reader::readRegion(QList<ExternalRegion>& regions) {
     if (region.size > addressSpace - region.address) {
         return fail(QStringLiteral("\"Region\" ends beyond 32 bits"));
     }
-    for (const ExternalRegion& other : qAsConst(regions)) {
+    for (const ExternalRegion& other : std::as_const(regions)) {
         if (region.number == other.number) {
             return fail(QStringLiteral("%1 has the number of %2").arg(quoted(region.name), quoted(other.name)));
         }

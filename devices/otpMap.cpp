@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <tuple>
+#include <utility>
 
 namespace {
 
@@ -34,7 +35,7 @@ QList<OtpCollision> findCollisions(const QList<OtpItem>& items) {
               [&items](qsizetype a, qsizetype b) { return keyOf(items, a) < keyOf(items, b); });
     QList<OtpCollision> collisions;
     qsizetype furthest = -1;
-    for (const qsizetype item : qAsConst(order)) {
+    for (const qsizetype item : std::as_const(order)) {
         const OtpItem& next = items.at(item);
         if (furthest >= 0 && next.first < items.at(furthest).end()) {
             const std::uint64_t end = std::min(next.end(), items.at(furthest).end());

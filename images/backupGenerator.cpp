@@ -13,6 +13,7 @@
 #include <QFileInfo>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -130,14 +131,14 @@ int parseBackupJson(const QString& jsonPath, QList<BackupItem>& items) {
         return -1;
     }
     QList<BackupItem> found;
-    for (const QJsonValue element : qAsConst(files)) {
+    for (const QJsonValue element : std::as_const(files)) {
         if (!readItem(element.toObject(), found.emplaceBack())) {
             return -1;
         }
     }
     items.swap(found);
     int number = 0;
-    for (const BackupItem& item : qAsConst(items)) {
+    for (const BackupItem& item : std::as_const(items)) {
         listItem(++number, item, item.Path, item.Nonce);
     }
     return 0;

@@ -12,6 +12,7 @@
 #include <QFileInfo>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -273,14 +274,14 @@ int parseSecretsJson(const QString& jsonPath, QList<SecretItem>& items) {
         return -1;
     }
     QList<SecretItem> found;
-    for (const QJsonValue element : qAsConst(files)) {
+    for (const QJsonValue element : std::as_const(files)) {
         if (!readSecretItem(element.toObject(), found.emplaceBack())) {
             return -1;
         }
     }
     items.swap(found);
     int number = 0;
-    for (const SecretItem& item : qAsConst(items)) {
+    for (const SecretItem& item : std::as_const(items)) {
         listItem(++number, item, item.PathOrWord, QString());
     }
     return 0;

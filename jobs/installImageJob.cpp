@@ -1,12 +1,13 @@
+#include "files/openFile.h"
+#include "files/parseNumber.h"
+#include "formats/installDevices.h"
+#include "formats/moduleLayout.h"
+#include "formats/readers.h"
+#include "formats/secureImageLayout.h"
 #include "jobs/commandLine.h"
 #include "jobs/fieldChecks.h"
 #include "jobs/jobFields.h"
 #include "jobs/jobTable.h"
-#include "files/openFile.h"
-#include "files/parseNumber.h"
-#include "formats/moduleLayout.h"
-#include "formats/readers.h"
-#include "formats/secureImageLayout.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -17,27 +18,13 @@
 
 namespace {
 
-constexpr std::array devices = {
-    ChoiceRow{"", QT_TRANSLATE_NOOP("jobs", "Choose a device")},
-    ChoiceRow{"0x450", "0x450"},
-    ChoiceRow{"0x455", "0x455"},
-    ChoiceRow{"0x462", "0x462"},
-    ChoiceRow{"0x472", "0x472"},
-    ChoiceRow{"0x476", "0x476"},
-    ChoiceRow{"0x478", "0x478"},
-    ChoiceRow{"0x480", "0x480"},
-    ChoiceRow{"0x481", "0x481"},
-    ChoiceRow{"0x482", "0x482"},
-    ChoiceRow{"0x483", "0x483"},
-    ChoiceRow{"0x484", "0x484"},
-    ChoiceRow{"0x485", "0x485"},
-    ChoiceRow{"0x492", "0x492"},
-    ChoiceRow{"0x497", "0x497"},
-    ChoiceRow{"0x4B0", "0x4B0"},
-};
-
-// Those that take their image in parts, as far as their memory reaches.
-constexpr std::array partialImageDevices = {"0x450", "0x480", "0x483"};
+constexpr auto devices = [] {
+    std::array<ChoiceRow, 1 + installDevices.size()> rows{ChoiceRow{"", QT_TRANSLATE_NOOP("jobs", "Choose a device")}};
+    std::transform(installDevices.begin(), installDevices.end(), rows.begin() + 1, [](const InstallDevice& device) {
+        return ChoiceRow{device.name, device.name};
+    });
+    return rows;
+}();
 
 constexpr std::array regionModes = {
     ChoiceRow{"0", QT_TRANSLATE_NOOP("jobs", "0 – instructions")},
@@ -134,8 +121,10 @@ Verdict checkToken(const QStringList& own, const JobValues& all) {
         return checkNumber(own);
     }
     const QString device = textOf(all, "device");
-    const bool partial = std::any_of(partialImageDevices.begin(), partialImageDevices.end(),
-                                     [&device](const char* id) { return device == QLatin1String(id); });
+    const bool partial =
+        std::any_of(installDevices.begin(), installDevices.end(), [&device](const InstallDevice& known) {
+            return known.takesPartialImages && device == QLatin1String(known.name);
+        });
     return partial && !textOf(all, "ram-size").isEmpty()
                ? missing(Texts::tr("This device needs a continuation token with a RAM size."))
                : Verdict();

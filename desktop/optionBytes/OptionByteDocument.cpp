@@ -9,6 +9,7 @@
 #include <QUndoCommand>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -224,7 +225,7 @@ void OptionByteDocument::take(const OptionBytes& table, const QString& path, con
     hasTable_ = true;
     saved_.clear();
     saved_.reserve(table_.words.size());
-    for (const OptionByte& word : qAsConst(table_.words)) {
+    for (const OptionByte& word : std::as_const(table_.words)) {
         saved_ += word.value;
     }
     match();
@@ -239,7 +240,7 @@ void OptionByteDocument::take(const OptionBytes& table, const QString& path, con
 void OptionByteDocument::match() {
     match_ = hasDevice_ ? matchOptionBytes(table_, device_) : OptionBytesMatch();
     wordRemarks_.clear();
-    for (const OptionBytesRemark& remark : qAsConst(match_.remarks)) {
+    for (const OptionBytesRemark& remark : std::as_const(match_.remarks)) {
         if (remark.word >= 0) {
             QString& text = wordRemarks_[remark.word];
             text += (text.isEmpty() ? QString() : QStringLiteral("; ")) + remark.text;

@@ -21,6 +21,8 @@
 #include <QStackedWidget>
 #include <QUrl>
 
+#include <utility>
+
 namespace {
 
 constexpr int remarkLines = 4;  // that are seen at once
@@ -356,7 +358,7 @@ void OptionBytePage::takeDevices(const DeviceSearch& search) {
     devices_->clear();
     const QString own = context_.settings.deviceFolder();
     bool isAnyOwn = own.isEmpty() || !search_.remarks.isEmpty();
-    for (const FoundDevice& found : qAsConst(search_.devices)) {
+    for (const FoundDevice& found : std::as_const(search_.devices)) {
         isAnyOwn = isAnyOwn || found.isUsers;
         if (!found.device.registers.isEmpty()) {
             const QString id = QStringLiteral("0x") + QString::number(found.device.deviceId, 16).toUpper();
@@ -386,7 +388,7 @@ void OptionBytePage::guessDevice() {
     }
     const Device* best = nullptr;
     qsizetype most = 0;
-    for (const FoundDevice& found : qAsConst(search_.devices)) {
+    for (const FoundDevice& found : std::as_const(search_.devices)) {
         const qsizetype known = document_.knownLabels(found.device);
         if (known > most) {
             most = known;

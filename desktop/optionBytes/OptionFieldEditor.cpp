@@ -13,6 +13,7 @@
 #include <QPainter>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -116,7 +117,7 @@ QWidget* OptionFieldEditor::makeEditor() {
 
 void OptionFieldEditor::makeChoice() {
     choice_ = new QComboBox;
-    for (const NamedValue& named : qAsConst(field_.values)) {
+    for (const NamedValue& named : std::as_const(field_.values)) {
         choice_->addItem(valueText(field_, named.value), static_cast<qlonglong>(named.value));
     }
     choice_->setMinimumContentsLength(static_cast<int>(9 + field_.width / 4));  // "Other: 0x12"

@@ -1,10 +1,10 @@
 #include "desktop/optionBytes/OptionWordEditor.h"
 
-#include "desktop/optionBytes/BitView.h"
 #include "desktop/look/ElidedLabel.h"
+#include "desktop/look/ToneLabel.h"
+#include "desktop/optionBytes/BitView.h"
 #include "desktop/optionBytes/OptionByteDocument.h"
 #include "desktop/optionBytes/OptionFieldEditor.h"
-#include "desktop/look/ToneLabel.h"
 #include "desktop/optionBytes/optionByteText.h"
 
 #include <QHBoxLayout>
@@ -15,6 +15,7 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -185,7 +186,7 @@ void OptionWordEditor::makeFields() {
             connect(editor, &OptionFieldEditor::typed, this, &OptionWordEditor::typed);
             choiceWidth = std::max(choiceWidth, editor->choiceWidth());
         }
-        for (OptionFieldEditor* editor : qAsConst(fields_)) {
+        for (OptionFieldEditor* editor : std::as_const(fields_)) {
             editor->setChoiceWidth(choiceWidth);
         }
     }
@@ -193,7 +194,7 @@ void OptionWordEditor::makeFields() {
     area_->setWidget(inside);
     // What is made later would come behind all else.
     QWidget* before = setReset_;
-    for (OptionFieldEditor* editor : qAsConst(fields_)) {
+    for (OptionFieldEditor* editor : std::as_const(fields_)) {
         before = editor->tabBehind(before);
     }
 }
@@ -206,7 +207,7 @@ void OptionWordEditor::refresh() {
     if (reg != nullptr) {
         shown.reset = reg->reset;
         reset_->setText(tr("Reset %1").arg(hexText(reg->reset, static_cast<int>(8 * reg->size))));
-        for (OptionFieldEditor* field : qAsConst(fields_)) {
+        for (OptionFieldEditor* field : std::as_const(fields_)) {
             field->setWords(value, saved, reg->reset);
         }
     }
@@ -280,7 +281,7 @@ bool OptionWordEditor::commit() {
     if (word_ < 0) {
         return true;
     }
-    for (OptionFieldEditor* field : qAsConst(fields_)) {
+    for (OptionFieldEditor* field : std::as_const(fields_)) {
         if (!field->commit()) {
             field->focusEntry();
             return false;

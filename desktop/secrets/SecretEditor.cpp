@@ -1,11 +1,11 @@
 #include "desktop/secrets/SecretEditor.h"
 
-#include "desktop/page/Dialogs.h"
 #include "desktop/form/PathField.h"
 #include "desktop/form/VerdictLine.h"
-#include "jobs/counted.h"
 #include "desktop/look/plainTip.h"
 #include "desktop/look/theme.h"
+#include "desktop/page/Dialogs.h"
+#include "jobs/counted.h"
 
 #include "files/wipe.h"
 #include "images/imageLayout.h"
@@ -21,6 +21,7 @@
 #include <QSpinBox>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -317,7 +318,7 @@ void SecretEditor::setFuses(const DeviceFuses& fuses) {
     }
     for (std::size_t i = 0; i < protection_.size(); ++i) {
         QString tip;
-        for (const DeviceField& field : qAsConst(fuses_.protection)) {
+        for (const DeviceField& field : std::as_const(fuses_.protection)) {
             if (field.name == QLatin1String(protectionRows[i].name)) {
                 tip = field.description;
             }
@@ -422,7 +423,7 @@ void SecretEditor::showProtection(const SecretItem& item) {
         const ProtectionField& field = item.*protectionRows[i].field;
         QMap<std::uint16_t, QString> values = field.PossibleValues;
         if (values.isEmpty()) {
-            for (const DeviceField& described : qAsConst(fuses_.protection)) {
+            for (const DeviceField& described : std::as_const(fuses_.protection)) {
                 if (described.name == QLatin1String(protectionRows[i].name)) {
                     for (const NamedValue& named : described.values) {
                         values.insert(static_cast<std::uint16_t>(named.value), named.name);

@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <iterator>
 #include <limits>
+#include <utility>
 
 namespace {
 
@@ -136,7 +137,7 @@ bool cut(const QByteArray& text, Pieces& pieces, QString& fault) {
     }
     qsizetype taken = files.start + 1;
     pieces.head = text.first(mark + taken);
-    for (const TextSpan& element : qAsConst(elements)) {
+    for (const TextSpan& element : std::as_const(elements)) {
         pieces.gaps += object.sliced(taken, element.start - taken);
         pieces.items += object.sliced(element.start, element.end - element.start);
         taken = element.end;

@@ -92,7 +92,6 @@ class SecretsDocument : public QObject {
     void move(qsizetype from, qsizetype to, const QString& undoText);
 
   signals:
-    void aboutToReset();              ///< the list of items is going to change
     void wasReset(qsizetype chosen);  ///< it did; the item to look at, -1 for none
     void itemChanged(qsizetype row);
     void modifiedChanged();

@@ -1,13 +1,13 @@
 #include "desktop/secrets/SecretsPage.h"
 
+#include "desktop/form/PathField.h"
 #include "desktop/page/Dialogs.h"
+#include "desktop/page/Settings.h"
 #include "desktop/secrets/OtpMapPanel.h"
 #include "desktop/secrets/OtpMapView.h"
-#include "desktop/form/PathField.h"
 #include "desktop/secrets/SecretEditor.h"
 #include "desktop/secrets/SecretsFooter.h"
 #include "desktop/secrets/SecretsModel.h"
-#include "desktop/page/Settings.h"
 #include "jobs/counted.h"
 
 #include "desktop/look/plainTip.h"
@@ -28,6 +28,7 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -246,7 +247,7 @@ void SecretsPage::takeDevices(const DeviceSearch& search) {
     }
     const std::uint32_t last = context_.settings.state(QLatin1String(deviceState)).toUInt();
     deviceBox_->clear();
-    for (const Device& one : qAsConst(devices_)) {
+    for (const Device& one : std::as_const(devices_)) {
         const QString id = secretNumber(one.deviceId);
         deviceBox_->addItem(one.name.isEmpty() ? tr("%1  without a description").arg(id)
                                                : tr("%1  %2").arg(id, one.name));

@@ -1,8 +1,8 @@
 #include "desktop/secrets/secretsImages.h"
 
 #include "desktop/secrets/SecretsDocument.h"
-#include "jobs/counted.h"
 #include "display/MessageCollector.h"
+#include "jobs/counted.h"
 
 #include "files/memoryFile.h"
 #include "files/outputFile.h"
@@ -21,6 +21,7 @@
 #include <algorithm>
 #include <limits>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -168,7 +169,7 @@ QString overwrittenInput(const QList<SecretItem>& items, const QString& folder, 
         }
         inputs += secretFile(item.Nonce, folder);
     }
-    for (const QString& input : qAsConst(inputs)) {
+    for (const QString& input : std::as_const(inputs)) {
         if (!input.isEmpty() && isSameFile(input, outputPath)) {
             return input;
         }
@@ -377,7 +378,7 @@ bool readSecretsImage(const Device& device, const QString& path, QByteArrayList&
     }
     QByteArrayList found;
     qsizetype zeros = 0;
-    for (const SecretSegment& segment : qAsConst(segments)) {
+    for (const SecretSegment& segment : std::as_const(segments)) {
         // The first one stays: whatever an image is made from first goes to the place of the first word.
         const bool isZero = std::all_of(segment.data.begin(), segment.data.end(), [](char c) { return c == '\0'; });
         if (hasFixedLayout(device.deviceId) && isZero && !found.isEmpty()) {

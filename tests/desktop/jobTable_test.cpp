@@ -112,21 +112,6 @@ TEST(JobTable, HasTheOptionsThatTheToolTellsOf) {
     }
 }
 
-TEST(JobTable, OffersTheDevicesThatTheToolKnows) {
-    Words offered;
-    for (const ChoiceRow& device : installImageRows().front().choices) {
-        offered.insert(device.value);
-    }
-    for (int id = 0x44F; id <= 0x4B1; ++id) {
-        const QByteArray device = "0x" + QByteArray::number(id, 16).toUpper();
-        const QByteArray said =
-            toolOutput({QStringLiteral("-tbi"), QStringLiteral("-devid"), QString::fromLatin1(device)});
-        EXPECT_EQ(said.contains("mandatory options are missing"), offered.contains(device)) << device.constData();
-        offered.erase(device);
-    }
-    EXPECT_EQ(offered, Words{""}) << "the choice of none";
-}
-
 // The tool cuts blanks off its arguments, and a shell finds the program on its PATH.
 TEST(CommandLine, KeepsWhatTheToolAndTheShellWouldChange) {
     const JobRow& job = *findJob(QStringLiteral("sign"));

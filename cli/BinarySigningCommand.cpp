@@ -56,7 +56,7 @@ Flow BinarySigningCommand::setOutput(const QStringList& params) {
 }
 
 Flow BinarySigningCommand::run() {
-    // A key of 2048 bits in its traditional form is smaller; a larger one needs a longer signature than there is room.
+    // The file of a 2048-bit key in its traditional form is smaller. The signature of a longer key doesn't fit.
     constexpr qint64 maxKeyFileSize = 1679;
     const Flow flow = walkOptions(*this, optionRows, nullptr);
     if (flow.ends()) {
@@ -79,7 +79,7 @@ Flow BinarySigningCommand::run() {
     }
     const int result = signTarnwaveBinary(keyPath, inputPath, signedPath);
     if (result == tarnwaveOutOfMemory) {
-        return Flow::end(result);  // told of already
+        return Flow::end(result);  // already reported
     }
     if (result == tarnwaveDone) {
         displayMessage(MessageKind::success, "\nSigned file generated succesfully.\n");

@@ -3,7 +3,7 @@
 #include <QString>
 #include <QStringList>
 
-/// One option of the command line: a word that begins with '-', and the words behind it up to the next such word.
+/// One option of the command line: a word that begins with '-', and the words after it up to the next such word.
 struct CliOption {
     QString name;
     QStringList params;

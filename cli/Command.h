@@ -10,30 +10,30 @@
 
 class CommandLineTool;
 
-/// What a command finds on the command line.
+/// The part of the command line that concerns one command.
 struct CommandCall {
-    QStringList params;                  ///< those of its own word
-    std::span<const CliOption> options;  ///< those behind its word, up to the end of the line
+    QStringList params;                  ///< the parameters of the command word
+    std::span<const CliOption> options;  ///< the options after the command word, up to the end of the line
 };
 
-/// Tells the file that a command writes in the folder, or beside the file, that an option names.
+/// Returns the path of the file that a command writes into the folder, or next to the file, that an option names.
 using DerivedPath = QString (*)(const QString& path);
 
-/// An option as the rest of the tool knows it: its names, and the files that its parameters tell.
+/// An option as the rest of the tool knows it: its names, and which of its parameters name files.
 struct OptionNames {
     const char* shortName;
     const char* longName;
-    int files;            ///< how many of the first parameters name one
-    DerivedPath derived;  ///< of the first parameter; may be null
+    int files;            ///< how many of the first parameters name files
+    DerivedPath derived;  ///< gives the path derived from the first parameter; may be null
 };
 
 /// `files` of an option all of whose parameters name files.
 inline constexpr int allAreFiles = 1 << 16;
 
-/// One step of the chain: the words that call it, what it does, and what stands behind its word.
+/// One step of the chain: the words that call it, its function, and the options after its word.
 struct Command {
-    std::array<const char*, 3> words;  ///< the one looked for first in front; null: no further one
+    std::array<const char*, 3> words;  ///< in the order in which they are looked for; null: unused
     Flow (*run)(CommandLineTool& tool, const CommandCall& call);
-    int files = 0;  ///< how many parameters of its own word name files
+    int files = 0;  ///< how many parameters of the command word name files
     std::span<const OptionNames> options = {};
 };

@@ -22,13 +22,13 @@
 
 namespace {
 
-/// What Qt has to say is for whoever reads the log; the user gets the tool's own message.
+/// Sends messages of Qt to the log; the user gets the tool's own messages.
 void logQtMessage(QtMsgType /*type*/, const QMessageLogContext& /*context*/, const QString& text) {
     displayMessage(MessageKind::verbose2, "%s", qUtf8Printable(text));
 }
 
-/// Takes the arguments as they were given, a byte order mark at the start of a name too. One in another encoding would
-/// come out as the name of another file: false, with a message.
+/// Decodes the arguments and keeps a byte order mark at the start of a name. An argument in another encoding than UTF-8
+/// would name another file: false, with a message.
 bool decodeArguments(int argc, char** argv, QStringList& arguments) {
     for (int i = 0; i < argc; ++i) {
         QStringDecoder decoder(QStringConverter::Utf8, QStringConverter::Flag::ConvertInitialBom);
@@ -159,7 +159,7 @@ bool CommandLineTool::readBinaryFile(const QString& path, QByteArray& outBytes, 
     if (!file.exists()) {
         return reportError("The file %s does not exist, please check the file's path", qUtf8Printable(path));
     }
-    // Unbuffered: no key is left behind in a buffer that nobody wipes.
+    // Unbuffered, so that no key stays in a buffer that is never wiped.
     if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
         return reportError("Unable to open the file %s", qUtf8Printable(path));
     }

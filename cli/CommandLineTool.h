@@ -13,7 +13,7 @@
 
 class Obkey;
 
-/// The context of a run: the scanned command line, and what one command leaves for the next.
+/// The context of a run: the scanned command line, and the data that one command leaves for the next.
 class CommandLineTool {
   public:
     CommandLineTool();
@@ -21,9 +21,10 @@ class CommandLineTool {
     CommandLineTool(const CommandLineTool&) = delete;
     CommandLineTool& operator=(const CommandLineTool&) = delete;
 
-    /// The whole run, from banner to status.
+    /// Runs the tool, from the banner to the status.
     [[nodiscard]] int run(int argc, char** argv);
-    /// The same for arguments at hand, the program path first. Needs an application object for the program's folder.
+    /// Scans and runs these arguments, the program path first. Needs an application object, which knows the program's
+    /// folder.
     [[nodiscard]] int runArguments(const QStringList& arguments);
 
     /// Finds the first option of exactly this name; true sets `currentIndex` and `outParams`, false touches neither.
@@ -31,31 +32,31 @@ class CommandLineTool {
     /// Whether the command line has any of these options.
     [[nodiscard]] bool isGiven(std::initializer_list<const char*> names) const;
 
-    /// Reads the whole file at `path` into `outBytes`, which may be expected to have `expectedSize` bytes (0: any).
-    /// False, with a message and `outBytes` as it was, otherwise.
+    /// Reads the whole file at `path` into `outBytes`. The file must have `expectedSize` bytes, unless that is 0. On
+    /// failure the fault has been reported and `outBytes` is unchanged.
     [[nodiscard]] static bool readBinaryFile(const QString& path, QByteArray& outBytes, qint64 expectedSize);
 
-    // The command line, and where the chain stands in it. A command gets what it needs of it as its CommandCall.
+    // The command line, and the option that the chain has found last. Each command receives its part as a CommandCall.
     QList<CliOption> options;
     QStringList currentParams;
     qsizetype currentIndex = 0;
 
-    // What every command works with. `currentFile` is the file that was opened last.
+    // Shared by all commands. `currentFile` is the file that was opened last.
     Preparation preparation;
     FileLoadContext fileContext;
     FileData* currentFile = nullptr;
 
-    // What one command leaves for those after it: -tbi its key and nonce for -hsm, its version for -pvs-tbi, its output
-    // for the size that -ppvs-tbi prints.
+    // Data that a command leaves for later ones: -tbi leaves its key and nonce for -hsm, its version for -pvs-tbi, and
+    // its output path for the size that -ppvs-tbi prints.
     QByteArray key;
     QByteArray nonce;
     std::uint32_t imageVersion = 0;
     QString outputPath;
 
-    // The template engine, which -pb, -obk and -genkey share; made by the first of them.
+    // The template engine, shared by -pb, -obk and -genkey; the first of them creates it.
     std::unique_ptr<Obkey> obkey;
 
-    // What -tbi gathers. -tbu, whose run ends there, takes `firmware` too.
+    // The inputs of -tbi. -tbu, which ends the run, uses `firmware` as well.
     std::uint32_t deviceId = 0;
     QList<FileData*> firmwareFiles;
     QList<FileData*> externalFirmwareFiles;
@@ -71,11 +72,11 @@ class CommandLineTool {
     FileMCSV* mcsvFile = nullptr;
     FileECSV* ecsvFile = nullptr;
 
-    // What the command that ends the run, or the last one to take such data, was given.
+    // The values of single commands, which no later command uses.
     QString outputImagePath;             ///< -tbu
     QByteArray binaryPath;               ///< -sign
     QString privateKeyPath;              ///< -sign
-    std::uint8_t signatureSize = 0;      ///< -sign: the signature algorithm; there is one, number 0
+    std::uint8_t signatureSize = 0;      ///< -sign: the signature algorithm; 0 is the only one
     QByteArray persoData;                ///< -hsm
     QByteArray templatePath;             ///< -pb, -obk
     QList<BackupRecord> backupSections;  ///< -pvs-tbi

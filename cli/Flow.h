@@ -1,6 +1,6 @@
 #pragma once
 
-/// What a command says when it is done: the chain goes on, or the run ends with a status.
+/// The result of a command: the chain continues, or the run ends with a status.
 class [[nodiscard]] Flow {
   public:
     static constexpr Flow goOn() { return {false, 0}; }

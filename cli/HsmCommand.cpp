@@ -15,7 +15,7 @@ constexpr qsizetype maxFirmwareIdLength = 15;
 constexpr qint64 persoDataSize = 108;
 constexpr std::int32_t defaultSlot = 2;
 
-/// What a card says of itself.
+/// What a card reports about itself.
 struct CardInfo {
     std::array<unsigned char, 17> firmwareId{};  // NUL-terminated
     std::array<unsigned char, 4> type{};         // three characters, NUL-terminated
@@ -73,7 +73,7 @@ constexpr OptionRow<HsmCommand> optionRows[] = {
     {"-id", "--id", "firmware id", "You need to specify a value with the firmware id option",
      &HsmCommand::setFirmwareId},
     {"-i", "--index", "index", "Invalid index", &HsmCommand::setSlot},
-    // The card decides whether this option counts at all, so its warning and missing value wait for the handler.
+    // The card decides whether this option counts, so the handler gives its warning and checks for a missing value.
     {"-pd", "--persodata", nullptr, nullptr, &HsmCommand::readPersoData, 1},
     {"-l", "--log"},
 };
@@ -91,7 +91,8 @@ Flow HsmCommand::readNonce(const QStringList& params) {
         return failRun(wrongSize);
     }
     const Flow flow = readAnyNonce(params);
-    return flow.ends() || isNonceSize(tool.nonce.size()) ? flow : failRun(wrongSize);  // a pipe is read first
+    // The size of a pipe is known only now.
+    return flow.ends() || isNonceSize(tool.nonce.size()) ? flow : failRun(wrongSize);
 }
 
 Flow HsmCommand::setCounter(const QStringList& params) {
@@ -124,9 +125,9 @@ bool HsmCommand::readCard(CardInfo& info) {
 
 Flow HsmCommand::readPersoData(const QStringList& params) {
     CardInfo info;
-    static_cast<void>(readCard(info));  // a card that doesn't answer is told of, and the option goes on
+    static_cast<void>(readCard(info));  // if the card doesn't answer, the option is still handled
     if (info.version == 1) {
-        wipe(tool.persoData);  // a first-generation card takes no such data
+        wipe(tool.persoData);  // a first-generation card accepts no such data
         return Flow::goOn();
     }
     if (persoDataGiven) {
@@ -152,7 +153,7 @@ void HsmCommand::printCard(const CardInfo& info) const {
 }
 
 bool HsmCommand::provisioningComplete() const {
-    // Key and nonce count by content: an image made earlier in this run leaves its own.
+    // The contents of key and nonce count, not their options: an image made earlier in this run leaves its own.
     return !tool.key.isEmpty() && !tool.nonce.isEmpty() && wasGiven(optionRows, given, "-id") &&
            wasGiven(optionRows, given, "-mc");
 }

@@ -23,7 +23,7 @@ constexpr std::size_t maxExternalSegments = 256;
 
 constexpr std::uint32_t diversificationDevice = 0x484;
 
-/// The parameter at `index` as a number in any base; a parameter that isn't there is no number.
+/// Reads the parameter at `index` as a number in any base. False if there is none.
 bool numberAt(const QStringList& params, qsizetype index, std::uint32_t& value) {
     return index < params.size() && parseNumber(params.at(index), 0, value);
 }
@@ -36,7 +36,7 @@ struct InstallImageCommand : CommandBase {
     std::uint32_t continuationToken = 0;
     QByteArray image;
     PendingFile output;
-    FileData* written = nullptr;  // the output as its reader sees it
+    FileData* written = nullptr;  // the output, read back
 
     Flow run();
 
@@ -184,7 +184,7 @@ Flow InstallImageCommand::addExternalBinary(const QStringList& params, FileData&
     if (!numberAt(params, 1, info.address)) {
         return failRun("Invalid external firmware start address");
     }
-    // With a raw binary the mode stands before the number, unlike with HEX; production scripts rely on both.
+    // For a raw binary the mode is before the number, unlike for HEX. Production scripts rely on both orders.
     if (!numberAt(params, 3, info.regionNumber)) {
         return failRun("Invalid region number for external firmware");
     }
@@ -295,7 +295,7 @@ Flow InstallImageCommand::readXtbi(const QStringList& params) {
         return failRun(wrongFormat, qUtf8Printable(params.constFirst()));
     }
     if (file->fileType == fileTypeBinary) {
-        // A plain file goes on as an image without areas.
+        // A raw binary becomes an image without areas.
         auto plain = std::make_shared<FileTBI>();
         static_cast<FileData&>(*plain) = *file;
         tool.xtbiFile = plain.get();
@@ -376,10 +376,10 @@ Flow InstallImageCommand::writeImage() {
     return continueIf(writePendingOutput(outputFile(), output));
 }
 
-// What is written is verified before an older image gives way to it.
+// Verifies the written file before it replaces an older image.
 Flow InstallImageCommand::verifyImage() {
     if (output.isHeld()) {
-        image.clear();  // what counts is what was written
+        image.clear();  // the written file is verified instead
     }
     if (!openPendingOutput(tool.fileContext, tool.outputPath, output, image, written)) {
         return failRun("Error while verifying the TBI file");

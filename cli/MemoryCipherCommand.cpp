@@ -5,7 +5,7 @@
 
 namespace {
 
-// The output folder's missing value borrows the key's text.
+// The option of the output folder reports a missing value with the same text.
 constexpr char missingKeyPath[] = "You need to specify a Type for the Key file path";
 
 struct MemoryCipherCommand : CommandBase {
@@ -42,7 +42,7 @@ Flow setBinaryPath(const QStringList& params, QString& path) {
     return path.endsWith(QLatin1String(".bin")) ? Flow::goOn() : failRun("The file type must be a binary (.bin)");
 }
 
-// A text that is no number counts as 0.
+// A text that isn't a number counts as 0.
 std::uint32_t numberOrZero(const QStringList& params, int base) {
     std::uint32_t number = 0;
     static_cast<void>(parseNumber(params.constFirst(), base, number));

@@ -7,20 +7,20 @@
 #include <bitset>
 #include <cstddef>
 
-/// One option of a command. A row without a handler is passed over.
+/// One option of a command. An option whose row has no handler is accepted and ignored.
 template <class Handler>
 struct OptionRow {
     const char* shortName;
     const char* longName;
     const char* onceWord = nullptr;     ///< names the option in the warning at its second occurrence; null: may repeat
-    const char* missingText = nullptr;  ///< the error if the option has no parameter; null: the handler sees to it
+    const char* missingText = nullptr;  ///< the error if the option has no parameter; null: the handler checks it
     Flow (Handler::*handle)(const QStringList& params) = nullptr;
     int files = 0;            ///< how many of its first parameters name files
-    bool endsParser = false;  ///< the options behind this one belong to another command
+    bool endsParser = false;  ///< the options after this one belong to another command
     DerivedPath derived = nullptr;
 };
 
-/// Which rows of a command's table its command line has used.
+/// The rows of a command's table that its command line has used.
 using GivenOptions = std::bitset<32>;
 
 /// The names in a command's table.
@@ -33,9 +33,9 @@ constexpr std::array<OptionNames, rowCount> namesOf(const OptionRow<Handler> (&r
     return names;
 }
 
-/// Walks the options behind the command word, in order: for each the first row of that name, its once-only warning, its
-/// missing value, its handler. Names that no row has bring a warning if `unknownCommand` names the command, and are
-/// passed over otherwise. An end is handed up at once.
+/// Handles the options after the command word, in order. Each uses the first row of its name: a once-only option warns
+/// at its second occurrence, a missing value is an error, and then the handler runs. An option without a row is
+/// ignored, with a warning if `unknownCommand` names the command. A handler that ends the run ends the walk.
 template <class Handler, std::size_t rowCount>
 Flow walkOptions(Handler& command, const OptionRow<Handler> (&rows)[rowCount], const char* unknownCommand) {
     static_assert(rowCount <= GivenOptions{}.size());

@@ -16,7 +16,7 @@ struct PayloadCommand : CommandBase {
 
     QByteArray blob;
     QByteArray oemKeyPath;
-    UnfinishedFile oemKeyCopy;  // of a pipe, which the library can't read a second time
+    UnfinishedFile oemKeyCopy;  // a copy of a key from a pipe, which the library can't read again
     int pvsProtocol = 0;        // 0: bound to a PEM key, 1: to a root key table hash
     WipeOnExit wipeBlob{blob};
 
@@ -47,7 +47,7 @@ Flow PayloadCommand::readOemKey(const QStringList& params) {
     displayMessage(MessageKind::normal, "PVS protocol version %d is requested !", pem ? 1 : 2);
     displayMessage(MessageKind::normal, "%s",
                    pem ? "OEM public key checking..." : "OEM Root public key table hash checking...");
-    QByteArray oemKey;  // read for its size alone; the library takes the path
+    QByteArray oemKey;  // read only to check its size; the library opens the path itself
     if (!readSecret(path, oemKey, pem ? 178 : 32)) {
         return Flow::end(1);
     }

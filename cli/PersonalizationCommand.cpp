@@ -9,7 +9,7 @@
 
 namespace {
 
-// Encrypts `content`, which it wipes, and gives the 16-byte tag followed by the encrypted data.
+// Encrypts and wipes `content`. `output` receives the 16-byte tag followed by the encrypted data.
 Flow encryptPersonalizationData(Preparation& preparation, FileSegment& content, QByteArray& output) {
     constexpr qsizetype ivOffset = 16;
     constexpr qsizetype tagSize = 16;

@@ -44,7 +44,7 @@ Flow ProvisioningImageCommand::addBackup(const QStringList& params) {
         return failRun("Accepts only binary file for backup memory.");
     }
     BackupRecord record;
-    // A pipe gives its bytes once.
+    // A pipe can be read only once.
     QByteArray& image = file->segments.front().data;
     const WipeOnExit wipeImage(image);
     if ((canReadBack(path) ? parseBackupImage(path, record.sections)

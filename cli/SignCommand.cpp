@@ -11,7 +11,7 @@
 
 namespace {
 
-/// The 4-byte mark that tells a kind of image, and how long its signed part is, counted from the mark's position.
+/// The 4-byte mark of a kind of image, and the length of the signed part relative to the mark's position.
 struct ImageMark {
     std::array<unsigned char, 4> bytes;
     const char* text;
@@ -96,7 +96,7 @@ Flow SignCommand::detectSignedImage(SignedImage& image, FileData& part) const {
             if (mark.note != nullptr) {
                 displayMessage(MessageKind::grey, "%s", mark.note);
             }
-            // An LVM mark within the first 28 bytes leaves nothing in front of it to sign.
+            // There is nothing to sign before an LVM mark within the first 28 bytes.
             const qsizetype length = std::max<qsizetype>(i + mark.lengthFromMark, 0);
             if (!memoryAvailable(length)) {
                 displayMessage(MessageKind::normal, "%s", "");

@@ -54,7 +54,7 @@ Flow UpdateImageCommand::setImageOutput(const QStringList& params) {
 }
 
 Flow UpdateImageCommand::run() {
-    // The chain has ended a run with both words before; a changed order of steps must not let one through.
+    // -tbi is earlier in the chain and ends such a run. This check also holds if the order changes.
     if (tool.isGiven({"-tbi", "--tbi"})) {
         return failRun("You need to specify which of tbi, kmd or tbu you want to create");
     }

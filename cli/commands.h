@@ -2,7 +2,7 @@
 
 #include "cli/Command.h"
 
-// Each is defined in the source of its name; those of several commands in one source name it.
+// Each command is defined in the source file of its name, or in the file that its line names.
 extern const Command helpCommand;  // informationCommands.cpp
 extern const Command logCommand;   // informationCommands.cpp
 extern const Command personalizationCommand;
@@ -22,6 +22,6 @@ extern const Command parsePvsTbiCommand;     // parseCommands.cpp
 extern const Command provisioningImageCommand;
 extern const Command backupCommand;
 
-/// All of them, in the order in which a run looks for their words. The order is part of the tool's behaviour: a command
-/// that lets the chain go on leaves its data to those after it.
+/// All commands, in the order in which a run looks for their words. The order is part of the tool's behaviour: a
+/// command that doesn't end the run leaves its data for later ones.
 [[nodiscard]] std::span<const Command* const> commandChain();

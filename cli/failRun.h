@@ -4,12 +4,12 @@
 
 #include <QStringList>
 
-/// Goes on, or ends the run with status 1 after a fault that has been reported.
+/// Continues the chain, or ends the run with status 1 after a fault that has been reported.
 [[nodiscard]] constexpr Flow continueIf(bool fine) {
     return fine ? Flow::goOn() : Flow::end(1);
 }
 
 /// Reports an error and ends the run with status 1.
 Flow failRun(const char* format, ...) __attribute__((format(printf, 1, 2)));
-/// The same after lines that show the paths at fault.
+/// Prints each of the paths at fault, then reports the error `text` and ends the run with status 1.
 Flow failRunOver(const QStringList& paths, const char* text);

@@ -3,10 +3,10 @@
 #include "cli/CommandLineTool.h"
 #include "formats/FileTBI.h"
 
-/// Prints what an install image holds. `path` is the path to show.
+/// Prints the contents of an install image. `path` is the path to print.
 void parseTbiDisplay(const FileTBI& image, const QString& path);
 
-/// Opens the provisioning image at `path` and prints what it holds. `written` is the image that this run has just put
-/// there, in case it was a pipe or device; null: none. Without one the size line and the format error still
-/// name the tool's output path.
+/// Opens the provisioning image at `path` and prints its contents. `written` is the image that this run has just
+/// written there, since a pipe or device can't be read back; null if the run wrote none. Without it, the size line
+/// shows the file at the tool's output path. The format error always names the output path.
 Flow parsePvsTbiDisplay(CommandLineTool& tool, const QString& path, const QByteArray* written = nullptr);

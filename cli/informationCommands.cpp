@@ -17,7 +17,8 @@ Flow showHelp(CommandLineTool& /*tool*/, const CommandCall& call) {
     return Flow::end(0);
 }
 
-/// The files that an option names, in whichever command takes the most, and those that a command derives from them.
+/// The files that an option names, and the files that a command derives from them. If several commands have the option,
+/// the one with the most files counts.
 QStringList filesOf(const CliOption& given) {
     const auto isName = [&given](const char* word) { return word != nullptr && given.name == QLatin1String(word); };
     int count = 0;
@@ -39,8 +40,8 @@ QStringList filesOf(const CliOption& given) {
     return files + given.params.first(std::min<qsizetype>(count, given.params.size()));
 }
 
-/// Whether the file at `path`, which a log empties, is one that another option names: an input or an output, also one
-/// that isn't there yet, and wherever in the line it stands.
+/// Whether another option names the file at `path`, which a log would empty. The option may be anywhere on the line,
+/// and its file may be an input or an output, even one that doesn't exist yet.
 bool isNamedBesideLog(const QList<CliOption>& options, const QString& path) {
     return std::any_of(options.begin(), options.end(), [&path](const CliOption& option) {
         const QStringList files = filesOf(option);

@@ -4,7 +4,7 @@
 
 namespace {
 
-/// The command's file; a path that isn't there is an empty one, which opening refuses.
+/// The path of the command's file. Without a parameter it is empty, and opening it fails.
 QString pathOf(const QStringList& params) {
     return params.isEmpty() ? QString() : params.constFirst();
 }

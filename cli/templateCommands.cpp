@@ -26,12 +26,12 @@ Flow generateObkeyFile(CommandLineTool& tool, const QString& path) {
         return Flow::end(1);
     }
     if (!engine.checkDuplicateTags() || !engine.checkMandatoryTags()) {
-        return Flow::end(0);  // the one failed check that scripts don't see in the status
+        return Flow::end(0);  // the only failed check that doesn't change the status
     }
     if (!engine.checkLayout()) {
         return Flow::end(1);
     }
-    engine.generateObkey();  // its failure is told, and the next template still has its turn
+    engine.generateObkey();  // its failure is reported, and the next template is still handled
     return Flow::goOn();
 }
 

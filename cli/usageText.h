@@ -1,4 +1,4 @@
 #pragma once
 
-/// Prints the help of the tool, one message a row.
+/// Prints the help of the tool, one message per row.
 void printUsage();

@@ -16,7 +16,7 @@ namespace {
 
 constexpr int maxCharacters = 30719;
 
-// A UTF-8 character has at most four bytes, so that this many bytes always hold the characters that are kept.
+// A UTF-8 character has at most four bytes, so this many bytes always hold the characters that are kept.
 constexpr std::size_t formatBytes = std::size_t{maxCharacters} * 4 + 1;
 
 // The colour of a kind is an attribute of the Windows console: blue 1, green 2, red 4, bright 8.
@@ -30,8 +30,8 @@ int attributeOf(std::int32_t kind) {
     return index < kindAttributes.size() ? kindAttributes[index] : plainAttribute;
 }
 
-// The terminal sequence for the same colour, where red is 1 and blue 4. Plain text takes the terminal's own colour: the
-// bright white of the attribute can't be read on a light background.
+// The terminal sequence for the same colour; a terminal numbers red 1 and blue 4. Plain text has the terminal's own
+// colour, because the bright white of the attribute can't be read on a light background.
 std::string escapeOf(int attribute) {
     if (attribute == plainAttribute) {
         return plainEscape;
@@ -63,7 +63,7 @@ int sequenceLength(const unsigned char* text) {
     return 0;
 }
 
-// Decodes NUL-terminated narrow text to at most `room` wide characters; gives the number written.
+// Decodes NUL-terminated narrow text to at most `room` wide characters; returns the number written.
 std::size_t widen(const char* narrow, wchar_t* wide, std::size_t room) {
     const auto* text = reinterpret_cast<const unsigned char*>(narrow);
     std::size_t count = 0;
@@ -95,7 +95,7 @@ void appendUtf8(std::string& out, std::uint32_t character) {
     }
 }
 
-// On a terminal a control character of a file's name or content must not act on it: it is shown as \xNN.
+// A control character from a file's name or content must not act on a terminal: it is printed as \xNN.
 std::string utf8Of(const wchar_t* text, bool forTerminal) {
     std::string out;
     out.reserve(std::wcslen(text) + 16);
@@ -114,7 +114,7 @@ std::string utf8Of(const wchar_t* text, bool forTerminal) {
     return out;
 }
 
-// The log collapses a doubled percent sign; any other percent sign stands as it is.
+// The log collapses a doubled percent sign and keeps any other.
 std::string logTextOf(const wchar_t* text) {
     std::string out = utf8Of(text, false);
     std::size_t at = 0;
@@ -126,7 +126,7 @@ std::string logTextOf(const wchar_t* text) {
 }
 
 bool coloursWanted() {
-    const char* const refused = std::getenv("NO_COLOR");  // set, but empty, means nothing
+    const char* const refused = std::getenv("NO_COLOR");  // an empty value has no effect
     return refused == nullptr || *refused == '\0';
 }
 

@@ -6,14 +6,14 @@
 #include <cstdint>
 #include <cstdio>
 
-/// What a message is. The numbers are those that the display callback carries.
+/// The kind of a message. The display callback receives these numbers.
 enum class MessageKind : std::int32_t {
     normal = 0,
     grey = 1,
     success = 2,
     title = 3,
-    warning = 4,  ///< printed behind "Warning: "
-    error = 5,    ///< printed behind "Error: "
+    warning = 4,  ///< printed after "Warning: "
+    error = 5,    ///< printed after "Error: "
     verbose1 = 6,
     verbose2 = 7,
     verbose3 = 8,
@@ -25,14 +25,14 @@ enum class MessageKind : std::int32_t {
 /// Receives every message: its kind and its NUL-terminated text, prefix included.
 using DisplayCallback = void (*)(std::int32_t kind, const wchar_t* text);
 
-/// The one way out for every line that the tool or the preparation library prints.
+/// Emits every line that the tool or the preparation library prints.
 ///
-/// A message is formatted, cut at 30,719 characters, given its prefix and handed to the callback, which writes it to
-/// the console and, when logging is on, to the log. Narrow text is UTF-8; a byte that is no UTF-8 counts as the
-/// Latin-1 character of that number, so that a name in either encoding comes out readable.
+/// A message is formatted, cut at 30,719 characters, given its prefix and passed to the callback, which writes it to
+/// the console and, when logging is on, to the log. Narrow text is UTF-8. A byte that isn't part of valid UTF-8 counts
+/// as the Latin-1 character of that number, so that names in either encoding are readable.
 class Display {
   public:
-    /// The process-wide object, made at the first call.
+    /// Returns the object of the process, which the first call creates.
     static Display* getInstance();
 
     /// Formats and emits one message. `format` is printf-style and always a literal.
@@ -40,17 +40,17 @@ class Display {
     void displayMessageV(MessageKind kind, const char* format, std::va_list arguments)
         __attribute__((format(printf, 3, 0)));
 
-    /// Creates or truncates the log at `path` and switches logging on. A file that can't be opened is no fault: the
-    /// run goes on without a log.
+    /// Creates or truncates the log at `path` and switches logging on. If the file can't be opened, the run continues
+    /// without a log.
     void openLog(const QString& path);
     /// Closes the log; called when a run ends, and at process exit.
     void closeLog();
 
-    /// Writes out what standard output still holds back. False if anything of it, from the start on, couldn't be
-    /// written, for example to a closed pipe.
+    /// Flushes standard output. False if any part of the output, from the start on, couldn't be written, for example to
+    /// a closed pipe.
     [[nodiscard]] bool finishOutput();
 
-    /// Writes a line to the console and the log as it is, and all that they hold back. Allocates nothing, for a run
+    /// Writes a line to the console and the log without formatting it, and flushes both. Allocates nothing, for a run
     /// that ends because it has no memory left.
     void writeLastLine(const char* line) const;
 
@@ -58,7 +58,7 @@ class Display {
     std::int32_t verbosity = 1;     ///< 1, 2 or 3: which of the verbose kinds the console shows
     std::uint8_t plain = 0;         ///< not 0: warnings, errors and successes lose their look and most prefixes
     std::uint8_t forceVerbose = 0;  ///< not 0: the callback gets kind 7 for every message
-    std::uint8_t onTerminal = 0;    ///< not 0: the console is a terminal, which takes colours; asked at the first call
+    std::uint8_t onTerminal = 0;    ///< not 0: the console is a terminal; determined at the first call
     std::uint8_t logEnabled = 0;
     std::uint8_t outputFailed = 0;  ///< not 0: a message didn't reach standard output
     std::FILE* logFile = nullptr;
@@ -74,5 +74,5 @@ void displayCallback(std::int32_t kind, const wchar_t* text);
 /// Emits a message through the process-wide display.
 void displayMessage(MessageKind kind, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
-/// Emits an error and gives false, so that a failing operation can return with it.
+/// Emits an error and returns false, so that a failing operation can return with it.
 bool reportError(const char* format, ...) __attribute__((format(printf, 1, 2)));

@@ -11,10 +11,10 @@ thread_local MessageCollector* current = nullptr;
 
 const QList<MessageKind> faultKinds = {MessageKind::error, MessageKind::errorLook};
 
-/// What the process did with its messages before the first collector.
+/// The callback of the process before the first collector.
 std::atomic<DisplayCallback> without = nullptr;
 
-/// What a user may see of a message: a direction mark or a bell in a file's name must not act on the window.
+/// The text of a message as a user sees it. A direction mark or a bell in a file's name must not act on the window.
 QString shownText(QString text) {
     for (const QLatin1String prefix : {QLatin1String("Error: "), QLatin1String("Warning: ")}) {
         if (text.startsWith(prefix)) {

@@ -5,10 +5,11 @@
 #include <QList>
 #include <QString>
 
-/// Takes the messages of the tool's libraries on this thread from its construction to its destruction, for a program
-/// that shows them otherwise than the tool. All messages go through one callback of the process; each thread has
-/// collectors of its own, so that a worker's messages don't mix with the window's. Collectors nest. A thread without
-/// one has the callback that was there before; the first collector of a process is made while one thread runs.
+/// Collects the messages of the tool's libraries on this thread from its construction to its destruction, for a program
+/// that shows them in its own way. The process has one callback for all messages, but each thread has its own
+/// collectors, so that a worker's messages don't mix with the window's. Collectors nest. On a thread without a
+/// collector, messages go to the callback that was set before. The first collector of a process is created while only
+/// one thread runs.
 class MessageCollector {
   public:
     MessageCollector();
@@ -16,14 +17,14 @@ class MessageCollector {
     MessageCollector(const MessageCollector&) = delete;
     MessageCollector& operator=(const MessageCollector&) = delete;
 
-    /// The errors so far, one a line, without prefix and outer blanks. Control characters, which may come from a file,
-    /// are shown as \xNN.
+    /// The errors so far, one per line, without prefix and outer blanks. Control characters, which may come from a
+    /// file, are shown as \xNN.
     [[nodiscard]] QString faults() const;
-    /// The last of them alone, for a library that goes from the general to the particular.
+    /// Only the last error, for a library that reports the general fault first and the particular one last.
     [[nodiscard]] QString lastFault() const;
-    /// The same as `faults` for warnings.
+    /// The warnings so far, in the form of `faults`.
     [[nodiscard]] QString warnings() const;
-    /// All messages of these kinds.
+    /// All messages of these kinds, in the form of `faults`.
     [[nodiscard]] QString texts(const QList<MessageKind>& kinds) const;
 
   private:

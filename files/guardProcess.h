@@ -1,8 +1,9 @@
 #pragma once
 
-/// Prepares the process of a command-line program; called first in its main.
+/// Prepares the process of a command-line program. Its main calls this first.
 ///
-/// A closed pipe and a file that may not grow are write errors, not the end of the run. The signals that end a run
-/// remove unfinished files first, and so does a lack of memory, which ends it with one message and status 1. Release
-/// builds leave no core dump and let no process of the same user read their memory, since that may hold keys.
+/// A write to a closed pipe, or past the limit for a file's size, fails without ending the run. A signal that ends the
+/// run removes unfinished files first. If memory runs out, the run removes them, prints one message and ends with
+/// status 1. Release builds leave no core dump and don't let processes of the same user read their memory, which may
+/// contain keys.
 void guardProcess();

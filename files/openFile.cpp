@@ -12,7 +12,7 @@
 
 namespace {
 
-// A suffix that contains one of these is raw binary, whatever else it says.
+// A file whose suffix contains one of these is raw binary, even if its name has the end of a format.
 constexpr std::array binaryWords = {"bin", "qvora", "ext2", "ext3", "ext4", "vfat", "ubi", "jffs2", "img", "wic"};
 
 bool hasBinarySuffix(const QString& path) {
@@ -52,13 +52,13 @@ bool seekTo(QFile& device, qint64 offset) {
     return (offset >= 0 && device.seek(offset)) || reportError("Unable to find fPosition");
 }
 
-/// What is asked for of a raw binary.
+/// The part of a raw binary to read.
 struct BinaryPart {
     qint64 offset = 0;
     std::uint32_t size = 0;
 };
 
-/// Reads `device` with the reader of `row`, or as raw binary without one.
+/// Reads `device` with the reader of `row`, or as raw binary if `row` is null.
 bool readBy(const FormatRow* row, FileLoadContext& context, QFile& device, const BinaryPart& part, FileData*& result) {
     if (row == nullptr && !hasBinarySuffix(device.fileName())) {
         announceBinary(bareFileName(device));
@@ -108,7 +108,7 @@ bool openFile(FileLoadContext& context, const QString& path, FileData*& result, 
     context.fillByte = fillByte;
     NamedFile device(path);
     const FormatRow* const row = formatOf(context.formats, path, allowPvs);
-    // Raw bytes and provisioning data may be secrets: none of them stays in a buffer that is never wiped.
+    // Raw bytes and provisioning data may be secrets, which must not stay in a buffer that is never wiped.
     const bool mayBeSecret = row == nullptr || row->read == readObkFile;
     return openInputFile(device, mayBeSecret ? QIODevice::Unbuffered : QIODevice::NotOpen) &&
            readBy(row, context, device, {offset, size}, result);
@@ -132,7 +132,7 @@ bool openPendingOutput(FileLoadContext& context, const QString& path, const Pend
 }
 
 bool readBinaryImage(QFile& device, qint64 offset, std::uint32_t size, std::shared_ptr<FileData>& record) {
-    // Without a size all bytes of the file are asked for, behind an offset too: that read comes out short and fails.
+    // Without a size the whole file's length is requested, even after an offset; that read ends too early and fails.
     const qint64 wanted = size != 0 ? size : device.size();
     auto file = std::make_shared<FileData>();
     if ((offset != 0 && !seekTo(device, offset)) || !readSegment(device, wanted, *file)) {

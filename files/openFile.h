@@ -7,28 +7,30 @@
 
 class PendingFile;
 
-/// Reads the file at `path`; the file's name decides how.
+/// Reads the file at `path` in the format that its name asks for.
 ///
-/// `result` receives the new record, which the context owns; on failure it is untouched and the fault has been
-/// reported. `fillByte` bridges gaps of up to 31 bytes between segments. `offset` and `size` (bytes, 0 for the whole
-/// file) bound a binary read; give both or neither. With `allowPvs` a ".pvs" file is read as a provisioning image.
+/// `result` receives the new record, which the context owns; on failure it is unchanged and the fault has been
+/// reported. `fillByte` fills gaps of up to 31 bytes between segments. `offset` and `size` (bytes, 0 for the whole
+/// file) limit the read of a raw binary; give both or neither. With `allowPvs` a ".pvs" file is read as a provisioning
+/// image.
 [[nodiscard]] bool openFile(FileLoadContext& context, const QString& path, FileData*& result,
                             std::uint8_t fillByte = 0xFF, qint64 offset = 0, std::uint32_t size = 0,
                             bool allowPvs = false);
 
-/// The row of `formats` whose reader the end of `path` asks for; null for raw binary, as which all other names count.
+/// The row of `formats` whose reader handles the file at `path`; null if the file is read as raw binary.
 [[nodiscard]] const FormatRow* formatOf(std::span<const FormatRow> formats, const QString& path, bool allowPvs = false);
 
-/// Reads back an output of this run as openFile would: the file at `path` or, where that is a pipe or device, which
-/// doesn't give back what was written to it, the `bytes` that were.
+/// Reads back an output of this run as openFile would. A pipe or device doesn't return what was written to it; for such
+/// a `path` the record is made from `bytes`, the written content.
 [[nodiscard]] bool openOutput(FileLoadContext& context, const QString& path, QByteArrayView bytes, FileData*& result,
                               bool allowPvs = false);
 
-/// The same for an output that `path` names and that hasn't taken its place yet.
+/// The same for an output that isn't at its `path` yet.
 [[nodiscard]] bool openPendingOutput(FileLoadContext& context, const QString& path, const PendingFile& output,
                                      QByteArrayView bytes, FileData*& result);
 
-/// Reads `device` as raw binary: one segment at address 0. The file has no format, so nothing but a short read fails.
+/// Reads `device` as raw binary: one segment at address 0. There is no format to check, so only the read itself can
+/// fail.
 [[nodiscard]] bool readBinaryImage(QFile& device, qint64 offset, std::uint32_t size, std::shared_ptr<FileData>& record);
 
 /// Reads a provisioning data file; a FileReader.

@@ -21,19 +21,19 @@
 #include <optional>
 #include <vector>
 
-// A content goes to a new file beside the old one, which it then takes the place of: a write that fails halfway would
-// cost the old file, and half of a new one could be taken for all of it.
+// New content is first written to a new file in the folder of the old one, which the new file then replaces.
+// Overwriting the old file at once could lose it halfway, and an incomplete file could pass for a complete one.
 //
-// Not every folder lets that happen: one that is read-only, one where only the owner of a file may replace it, one in
-// which the file is mounted by itself. An old file is then written over, but only when all of its new content is in
-// the other file (in memory, if the folder took none) and there is room for it.
+// Not every folder allows this: it may be read-only, it may let only the owner of a file replace it, or the file may be
+// mounted by itself. Then the old file is overwritten in place, but only after all of its new content is in the other
+// file (in memory, if the folder accepts no file) and room for it is reserved.
 //
-// Files that belong together are committed in two steps. First each takes its place by a rename, or has room reserved
-// in the old file; a failure undoes the renames, which swapped old and new. Then the old files are written over, which
-// only a broken disk can prevent. A lock keeps the renames of two runs apart.
+// Files that belong together are committed in two steps. First each file replaces the old one by a rename, or has room
+// reserved in the old one; a failure undoes the renames, which swapped old and new. Then the remaining old files are
+// overwritten, which only a broken disk can prevent. A lock keeps the renames of two runs apart.
 //
-// System calls are used directly: a buffer of the library's would keep a copy of a secret, and it takes a pipe behind a
-// link, such as /dev/stdout, for something that isn't there.
+// System calls are used directly: a library's buffer would keep a copy of a secret, and the library takes a pipe at the
+// end of a link, such as /dev/stdout, for a missing file.
 
 namespace {
 
@@ -43,7 +43,7 @@ mode_t usualMode() {
     return 0666 & ~mask;
 }
 
-/// The file behind all links, whether it is there or not.
+/// The path at the end of all links, whether a file exists there or not.
 QString behindLinks(QString path) {
     constexpr int mostLinks = 40;
     for (int i = 0; i < mostLinks && QFileInfo(path).isSymLink(); ++i) {
@@ -64,7 +64,7 @@ bool leadsNowhere(int error) {
     return error == ENAMETOOLONG || error == ENOENT || error == ENOTDIR;
 }
 
-// Sees to it that `size` bytes find room, if the file system can tell.
+// Reserves room for `size` bytes. A file system that can't reserve room counts as having it.
 bool reserveRoom(const FileHandle& file, off_t size) {
     int failed = 0;
     do {
@@ -84,8 +84,8 @@ bool copyWhole(const FileHandle& from, const FileHandle& to, off_t size) {
     return true;
 }
 
-/// Keeps apart runs that replace files together in one folder. A lock that isn't to be had is no fault: not every file
-/// system has locks, and whoever started this run may hold that of the folder.
+/// Keeps apart runs that replace files together in one folder. A run without the lock continues: not every file system
+/// has locks, and the process that started this run may hold the lock of the folder.
 class FolderLock {
   public:
     explicit FolderLock(const QByteArray& folder)
@@ -98,14 +98,15 @@ class FolderLock {
     }
 
   private:
-    FileHandle folder_;  ///< closing it gives the lock back
+    FileHandle folder_;  ///< closing it releases the lock
 };
 
 QByteArray folderOf(const QByteArray& path) {
     return path.left(path.lastIndexOf('/') + 1);
 }
 
-/// Where a file would come to stand that isn't there yet: its folder may be named in several ways.
+/// The path at which a file that doesn't exist yet would be created, with a canonical folder: a folder may be named in
+/// several ways.
 QString placeOf(const QString& path) {
     const QFileInfo file(behindLinks(path));
     const QString folder = file.dir().canonicalPath();
@@ -162,7 +163,7 @@ ReplaceResult PendingFile::write(const QString& path, const ContentWriter& write
         const bool written = writeContent([&device](QByteArrayView piece) { return device.write(piece); });
         return written && device.close() ? ReplaceResult::done : ReplaceResult::cannotWrite;
     }
-    target_ = QFile::encodeName(behindLinks(path));  // a link stays one
+    target_ = QFile::encodeName(behindLinks(path));  // a link stays a link
     const bool isReadOnly = isOld_ && !access_.isKey && ::access(target_.constData(), W_OK) != 0;
     if (isReadOnly || !makeContent()) {
         return ReplaceResult::cannotOpen;
@@ -172,8 +173,8 @@ ReplaceResult PendingFile::write(const QString& path, const ContentWriter& write
     return written ? ReplaceResult::done : ReplaceResult::cannotWrite;
 }
 
-// To the disk, where a power cut would cost more than the new file. A new file that replaces none isn't flushed: that
-// would take longer than the rest of a run.
+// Flushes a key file, or a file that replaces an older one, to the disk: a power cut could cost more than the new file.
+// Any other new file isn't flushed, because that would take longer than the rest of a run.
 bool PendingFile::flush(const FileHandle& file) const {
     return access_.isKey ? fsync(file.get()) == 0 : !isOld_ || fdatasync(file.get()) == 0;
 }
@@ -184,13 +185,13 @@ bool PendingFile::openContent(QFile& device) const {
            device.open(copy.release(), QIODevice::ReadOnly, QFileDevice::AutoCloseHandle);
 }
 
-// False with the reason in errno.
+// On failure the result is false and errno contains the reason.
 bool PendingFile::rename(bool revocably) {
     if (revocably && renameat2(AT_FDCWD, hidden_.name(), AT_FDCWD, target_.constData(), RENAME_EXCHANGE) == 0) {
         place_ = Place::swapped;
         return true;
     }
-    // There is no old file, or the file system can't swap two.
+    // The rename needn't be undone, there is no old file, or the file system can't swap two files.
     if (std::rename(hidden_.name(), target_.constData()) != 0) {
         return false;
     }
@@ -206,7 +207,7 @@ ReplaceResult PendingFile::takePlace(bool revocably) {
     if (!hidden_.exists()) {
         return openOld();
     }
-    // What closing reports has to be known before the old file goes.
+    // Closing may report a failed write, which must be known before the old file is replaced.
     FileHandle copy(dup(content_.get()));
     if (!copy.isOpen() || !copy.close()) {
         return ReplaceResult::cannotWrite;
@@ -217,7 +218,7 @@ ReplaceResult PendingFile::takePlace(bool revocably) {
     if (isOld_ && folderKeepsFile(errno)) {
         return openOld();
     }
-    // A path that leads nowhere would not have been opened either.
+    // A file at a path that leads nowhere couldn't have been opened either.
     return leadsNowhere(errno) ? ReplaceResult::cannotOpen : ReplaceResult::cannotWrite;
 }
 
@@ -226,7 +227,7 @@ ReplaceResult PendingFile::openOld() {
     if (!file.isOpen() && access_.isKey && chmod(target_.constData(), (old_.st_mode & 07777) | S_IWUSR) == 0) {
         file = FileHandle(open(target_.constData(), O_WRONLY | O_CLOEXEC));
     }
-    // A private key must not get into a file that others may go on reading.
+    // A private key must not be written to a file that others can still read.
     const bool isSecret = access_.isKey && (access_.newMode & 0077) == 0;
     if (!file.isOpen() || (access_.isKey && fchmod(file.get(), mode()) != 0 && isSecret)) {
         return ReplaceResult::cannotOpen;
@@ -254,7 +255,7 @@ void PendingFile::revoke() {
         unlink(target_.constData());
     }
     if (over_.isOpen()) {
-        [[maybe_unused]] const int result = ftruncate(over_.get(), old_.st_size);  // gives the reserved room back
+        [[maybe_unused]] const int result = ftruncate(over_.get(), old_.st_size);  // releases the reserved room
     }
 }
 

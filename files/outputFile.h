@@ -12,12 +12,12 @@
 #include <initializer_list>
 #include <span>
 
-/// Who may do what with a file once it is complete. Until then it is nobody else's to read.
+/// The permissions of a file once it is complete. Until then only its owner can read it.
 enum class FileAccess {
-    asUsual,    ///< an older file keeps its permissions, a new one has what the process gives its files
-    ownerOnly,  ///< likewise, but a new one is for its owner alone
+    asUsual,    ///< an older file keeps its permissions, a new one has those of the process's mask
+    ownerOnly,  ///< likewise, but a new one has mode 0600
 
-    // Of key files, which are forced to the disk. Older ones get these permissions too, and may be read-only.
+    // For key files, which are flushed to the disk. An older file gets these permissions as well, and may be read-only.
     ownerReads,           ///< 0400
     ownerReadsAndWrites,  ///< 0600
     everybodyReads,       ///< 0444
@@ -25,40 +25,40 @@ enum class FileAccess {
 
 enum class ReplaceResult { done, cannotOpen, cannotWrite };
 
-/// Puts `bytes` in the place of whatever stands at `path`, or leaves that as it was. Links are followed; a pipe or
-/// device takes the bytes as they come. Where the folder takes no new file, or none in the place of this one, an older
-/// file is written over in place.
+/// Replaces the file at `path` with `bytes`, or leaves it as it was. Links are followed. A pipe or device receives the
+/// bytes directly. If the folder accepts no new file, or doesn't let one replace the older file, the older file is
+/// overwritten in place.
 [[nodiscard]] ReplaceResult replaceFile(const QString& path, QByteArrayView bytes,
                                         FileAccess access = FileAccess::asUsual);
 
-/// The same for a content that is written piece by piece: `writeContent` hands each to `write`, and gives false as soon
-/// as that does.
+/// The same for content that is written piece by piece: `writeContent` passes each piece to `write`, and returns false
+/// as soon as `write` does.
 using PieceWriter = std::function<bool(QByteArrayView piece)>;
 using ContentWriter = std::function<bool(const PieceWriter& write)>;
 [[nodiscard]] ReplaceResult replaceFileBy(const QString& path, const ContentWriter& writeContent,
                                           FileAccess access = FileAccess::asUsual);
 
-/// The same for two files or more that belong together: they take their places when all of them are written, and a
-/// failure leaves all of them as they were.
+/// The same for two files or more that belong together: they replace the older files when all of them are written, and
+/// a failure leaves all older files as they were.
 struct NewContent {
     const QString& path;
     QByteArrayView bytes;
 };
 [[nodiscard]] ReplaceResult replaceFiles(std::initializer_list<NewContent> contents);
 
-/// A content on its way to its place. Without a commit it goes away, and what stood at its place stays.
+/// The content of a file that isn't at its path yet. Without a commit it is removed, and an older file stays.
 class PendingFile {
   public:
-    /// Writes the content. A pipe or device has it at once.
+    /// Writes the content. A pipe or device receives it at once.
     [[nodiscard]] ReplaceResult write(const QString& path, const ContentWriter& writeContent,
                                       FileAccess access = FileAccess::asUsual);
-    /// Whether the content waits for its commit: it doesn't if a pipe or device has it.
+    /// Whether the content waits for its commit. The content of a pipe or device doesn't.
     [[nodiscard]] bool isHeld() const { return content_.isOpen(); }
-    /// Opens `device`, whatever its name, for reading on the content that was written and is held.
+    /// Opens `device` for reading the content that was written and is held. The name of `device` doesn't matter.
     [[nodiscard]] bool openContent(QFile& device) const;
 
     [[nodiscard]] ReplaceResult commit();
-    /// Commits all files, which were written, or none. `at` receives the index of the file that failed.
+    /// Commits all files, each of which has been written, or none. `at` receives the index of the file that failed.
     [[nodiscard]] static ReplaceResult commitAll(std::span<PendingFile> files, std::size_t& at);
 
   private:
@@ -84,42 +84,42 @@ class PendingFile {
     AccessRow access_{};
     FileHandle content_;     ///< closed for a pipe or device
     UnfinishedFile hidden_;  ///< the content's file; without a name if the content is in memory
-    FileHandle over_;        ///< the older file, if it is to be written over in place
+    FileHandle over_;        ///< the older file, if it is to be overwritten in place
     Place place_ = Place::notTaken;
 };
 
-/// Whether what was written to `path` can be read from there: a pipe or device doesn't give it back.
+/// Whether the bytes that were written to `path` can be read from there; false for a pipe or device.
 [[nodiscard]] bool canReadBack(const QString& path);
 
-/// What is said of a file that couldn't be replaced. A "%s" stands for the file's name.
+/// The errors for a file that couldn't be replaced. The file's name replaces "%s".
 struct ReplaceErrors {
     const char* cannotOpen;
     const char* cannotWrite;
 };
 
-/// Whether `result` is "done"; if not, the error of `errors` for it is reported, with the file's name as it is `shown`.
+/// Whether `result` is `done`. If not, reports the matching one of `errors`, with `shown` as the file's name.
 [[nodiscard]] bool reportReplacement(ReplaceResult result, const QString& shown, const ReplaceErrors& errors);
 
-/// Warns if something stands at `path` that an output will replace.
+/// Warns if an output will replace a file at `path`. The warning prints `shown` as the file's name.
 void warnOfOverwriting(const QString& path);
 void warnOfOverwriting(const QString& path, const QString& shown);
 
-/// An output of a command, and the message for one that couldn't be written whole.
+/// An output of a command, and the error for an output that couldn't be written completely.
 struct OutputFile {
     const QString& path;
     QByteArrayView bytes;
     const char* writeError;
 };
 
-/// Writes what a command puts out: a warning for a file that exists, "Failed to create output file %s" for one that
-/// can't be made, and its `writeError` if not every byte could be written. Files that belong together take their places
-/// when all of them are written: a failure leaves older ones as they were, and no new one.
+/// Writes the outputs of a command. Warns of a file that exists, and reports "Failed to create output file %s" for a
+/// file that can't be created, or its `writeError` if not every byte could be written. Files that belong together
+/// replace older ones when all of them are written: a failure leaves the older files as they were, and no new file.
 [[nodiscard]] bool writeOutputFiles(std::initializer_list<OutputFile> outputs);
 [[nodiscard]] bool writeOutputFile(const QString& path, QByteArrayView bytes, const char* writeError);
 
-/// The two halves of writeOutputFile, for a content that is looked at before it takes its place.
+/// The two halves of writeOutputFile, for content that is checked before it replaces an older file.
 [[nodiscard]] bool writePendingOutput(const OutputFile& output, PendingFile& file);
 [[nodiscard]] bool commitPendingOutput(const OutputFile& output, PendingFile& file);
 
-/// Whether both paths lead to one file (by its device and inode), or would if it were there.
+/// Whether both paths lead to one file (by its device and inode) or, if there is no file yet, would lead to one.
 [[nodiscard]] bool isSameFile(const QString& path, const QString& other);

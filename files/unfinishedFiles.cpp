@@ -10,8 +10,8 @@
 
 namespace {
 
-// A run has two such files at most, the desktop program perhaps one for each of its threads. A file that finds no place
-// here is removed by its owner alone.
+// A run has at most two such files; the desktop program may have one in each of its threads. A file that finds no place
+// here is removed only by its UnfinishedFile.
 std::array<std::atomic<const char*>, 32> names;
 static_assert(std::atomic<const char*>::is_always_lock_free, "signal handlers read this");
 

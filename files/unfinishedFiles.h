@@ -14,10 +14,11 @@ class UnfinishedFile {
     UnfinishedFile(const UnfinishedFile&) = delete;
     UnfinishedFile& operator=(const UnfinishedFile&) = delete;
 
-    /// Makes a file that only its owner can read and write, called ".qvora-" and six characters and `suffix`. `folder`
-    /// ends with '/' or is empty. Closed, with the reason in errno, if the folder takes none. Called once.
+    /// Creates a file that only its owner can read and write. Its name is ".qvora-", six characters and `suffix`.
+    /// `folder` ends with '/' or is empty. If the folder accepts no file, the result is closed and errno contains the
+    /// reason. Call this once.
     [[nodiscard]] FileHandle create(const QByteArray& folder, const QByteArray& suffix = {});
-    /// Leaves the file where it is, or what has taken its name.
+    /// Forgets the name without removing the file that has it.
     void release();
 
     [[nodiscard]] bool exists() const { return !name_.isEmpty(); }
@@ -30,10 +31,10 @@ class UnfinishedFile {
 /// Removes the file of every UnfinishedFile. Allocates nothing: signal handlers may call it.
 void removeUnfinishedFiles();
 
-/// The signals that a user or a system ends a run with.
+/// The signals with which a user or the system ends a run.
 inline constexpr int endingSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
-/// Holds the ending signals back from its construction to its destruction.
+/// Blocks the ending signals from its construction to its destruction.
 class EndingSignalsHeld {
   public:
     EndingSignalsHeld();

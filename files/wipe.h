@@ -2,14 +2,14 @@
 
 #include <QByteArray>
 
-/// Overwrites a secret and empties it. The array has to be the only owner of its bytes, which a debug build asserts:
-/// bytes that somebody else holds as well would stay.
+/// Overwrites a secret and empties it. The array must be the only owner of its bytes, which a debug build asserts:
+/// bytes that are shared with another array would stay.
 void wipe(QByteArray& secret);
 
-/// Lets go of a secret, and wipes it if no other owner holds its bytes: that one wipes them.
+/// Empties the array, and wipes its bytes if no other array shares them. Otherwise the other array has to wipe them.
 void wipeIfOwned(QByteArray& secret);
 
-/// Wipes what it refers to when it goes, on every way out of a scope.
+/// Wipes a secret at the end of a scope, on every way out.
 class WipeOnExit {
   public:
     explicit WipeOnExit(QByteArray& secret) : secret_(secret) {}

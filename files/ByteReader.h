@@ -4,10 +4,10 @@
 
 #include <cstdint>
 
-/// A bounds-checked little-endian cursor over bytes that somebody else owns.
+/// A bounds-checked little-endian cursor over bytes that it doesn't own.
 ///
-/// It keeps its first failure: a read past the end gives zeros (or an empty view), moves nothing and makes ok() false
-/// from then on, so that a whole header can be taken and checked once.
+/// It keeps its first failure: a read past the end returns zeros (or an empty view), doesn't move the cursor and makes
+/// ok() false from then on. A caller can read a whole header and check once.
 class ByteReader {
   public:
     explicit ByteReader(QByteArrayView bytes) : bytes_(bytes) {}
@@ -17,7 +17,7 @@ class ByteReader {
     [[nodiscard]] qsizetype position() const { return position_; }
     [[nodiscard]] qsizetype remaining() const { return bytes_.size() - position_; }
 
-    /// Moves to `position`, counted from the start; beyond the end is a failure.
+    /// Moves to `position`, counted from the start; a position past the end is a failure.
     void seek(qsizetype position) {
         if (ok_ && position >= 0 && position <= bytes_.size()) {
             position_ = position;
@@ -27,7 +27,7 @@ class ByteReader {
     }
     void skip(qsizetype count) { static_cast<void>(take(count)); }
 
-    /// The next `count` bytes, not copied.
+    /// Returns a view of the next `count` bytes.
     [[nodiscard]] QByteArrayView take(qsizetype count) {
         if (!ok_ || count < 0 || count > remaining()) {
             ok_ = false;

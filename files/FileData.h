@@ -29,8 +29,8 @@ struct FileSegment {
     QByteArray data;
 };
 
-/// What every file reader gives or begins with. Records are plain and are held as what they are through a
-/// std::shared_ptr made from the derived type; look at `fileType` before casting down.
+/// The record of a file, and the base of the records of single formats. Records have no virtual functions: a
+/// std::shared_ptr made from the derived type destroys them as that type. Check `fileType` before casting down.
 struct FileData {
     std::uint32_t fileType = fileTypeBinary;
     std::uint32_t segmentCount = 0;  ///< entries of `segments`; images and module lists count areas or modules here

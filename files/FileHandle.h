@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <utility>
 
-/// Owns the descriptor of an open file. For bytes that must not pass through a buffer of a library's.
+/// Owns the descriptor of an open file. For bytes that must not pass through a library's buffer.
 class FileHandle {
   public:
     FileHandle() = default;
@@ -22,10 +22,10 @@ class FileHandle {
     [[nodiscard]] bool isOpen() const { return descriptor_ >= 0; }
     [[nodiscard]] int get() const { return descriptor_; }
 
-    /// Gives the descriptor to somebody else, who closes it.
+    /// Returns the descriptor and gives up its ownership; the caller closes it.
     [[nodiscard]] int release() { return std::exchange(descriptor_, -1); }
 
-    /// Reads what is there, up to `size` bytes. 0 at the end, -1 on failure.
+    /// Reads the bytes that are available, up to `size`. Returns 0 at the end, -1 on failure.
     [[nodiscard]] ssize_t read(char* bytes, std::size_t size) const {
         ssize_t count = 0;
         do {
@@ -48,7 +48,7 @@ class FileHandle {
         return true;
     }
 
-    // Some file systems tell a failed write only here.
+    // Some file systems report a failed write only here.
     [[nodiscard]] bool close() { return !isOpen() || ::close(release()) == 0; }
 
   private:

@@ -5,9 +5,9 @@
 
 /// Answers whether an address range clashes with any of a growing set of ranges, in log n steps.
 ///
-/// The rule, rangesOverlap(), compares two ranges by their order on the address line and by their ends. Asked of many
-/// second ranges at once, it comes down to a few questions of one form: what is the lowest, what the highest end among
-/// those that start between two addresses? A segment tree over the start addresses answers each.
+/// The rule, rangesOverlap(), compares two ranges by the order of their start addresses and by their ends. To compare
+/// one range with many, it is enough to know the lowest and the highest end of the ranges that start between two
+/// addresses, for a few pairs of addresses. A segment tree over the start addresses gives these ends.
 class LaterRanges {
   public:
     /// `addresses`: the start of every range that will be added; any order, repeats allowed.
@@ -19,7 +19,7 @@ class LaterRanges {
     [[nodiscard]] bool clashWith(std::uint32_t address, std::uint32_t end) const;
 
   private:
-    /// The lowest and the highest of a set of ends. Of an empty set, no end is above the highest nor below the lowest.
+    /// The lowest and the highest of a set of ends. For an empty set, no end is above the highest or below the lowest.
     struct Ends {
         std::uint32_t lowest = UINT32_MAX;
         std::uint32_t highest = 0;

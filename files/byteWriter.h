@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-/// Little-endian numbers at the end of a byte array.
+/// These functions append little-endian numbers to a byte array.
 inline void appendU16(QByteArray& bytes, std::uint16_t value) {
     bytes.append(static_cast<char>(value & 0xFF));
     bytes.append(static_cast<char>(value >> 8));

@@ -12,15 +12,16 @@
 
 #include <limits>
 
-// libelf decodes the tables in either byte order. What they say is only a claim: every offset and size is held against
-// the file's length, and everything that is copied is charged to an allowance, because a small file can point at its
-// own bytes again and again. libelf reads piece by piece what it is asked for; the file is never mapped or held whole.
+// libelf decodes the tables in either byte order. Their contents are only claims: every offset and size is checked
+// against the file's length, and every copy is charged to an allowance, because a small file can refer to its own bytes
+// again and again. libelf reads only the requested pieces; the file is never mapped or loaded as a whole.
 
 namespace {
 
 constexpr qint64 headerSize = 52;
 
-// How often the file's length may be copied into the record, all tables, names and segments together.
+// The limit for the bytes copied into the record, all tables, names and segments together, as a multiple of the file's
+// length.
 constexpr qint64 allowanceFactor = 16;
 
 enum class ElfStatus { good, invalid, wide, noMemory };
@@ -49,7 +50,8 @@ struct ElfSource {
     }
 };
 
-// The file bytes of a section or table as entries of `type`, decoded; null if they aren't there or are too many.
+// Decodes the file bytes of a section or table as entries of `type`; null if the file doesn't contain them or the
+// allowance is used up.
 Elf_Data* decodedData(ElfSource& source, std::uint64_t offset, std::uint64_t size, Elf_Type type) {
     if (!source.holds(offset, size) || !source.charge(1, size)) {
         return nullptr;
@@ -61,7 +63,8 @@ Elf_Data* decodedData(ElfSource& source, std::uint64_t offset, std::uint64_t siz
 struct StringTable {
     QByteArrayView bytes;
 
-    /// Gives the text at `offset`, up to its NUL or the table's end; empty if the offset is beyond the table.
+    /// Stores the text at `offset`, up to its NUL or the table's end; empty if the offset is past the table. False if
+    /// the allowance is used up.
     [[nodiscard]] bool text(ElfSource& source, std::uint64_t offset, std::string& result) const {
         if (offset >= static_cast<std::uint64_t>(bytes.size())) {
             result.clear();
@@ -78,7 +81,7 @@ struct StringTable {
     }
 };
 
-// A section that isn't there or has no file bytes is an empty table.
+// A section that doesn't exist or has no file bytes is an empty table.
 bool readStringTable(ElfSource& source, std::size_t index, StringTable& table) {
     GElf_Shdr header{};
     Elf_Scn* const section = elf_getscn(source.elf.get(), index);
@@ -95,8 +98,8 @@ bool readStringTable(ElfSource& source, std::size_t index, StringTable& table) {
     return true;
 }
 
-/// The section table as the file's header has it, read as little-endian numbers whatever the file's encoding says:
-/// those who receive the record count on that.
+/// The section table that the file's header refers to, read as little-endian numbers whatever the file's encoding is:
+/// users of the record rely on that.
 struct RawSectionTable {
     QFile& device;
     qint64 offset = 0;
@@ -113,7 +116,7 @@ struct RawSectionTable {
         count = fields.u16();
     }
 
-    /// The offset of a section; 0 if its entry lies outside the file.
+    /// The offset of a section; 0 if its entry is outside the file.
     [[nodiscard]] std::uint32_t sectionOffset(std::uint16_t index) const {
         constexpr qint64 entrySize = 40;
         if (index >= count || !device.seek(offset + index * stride)) {
@@ -144,7 +147,7 @@ bool readHeader(ElfSource& source, FileELF& file) {
                                                source.holds(header.e_shoff, sections * sizeof(Elf32_Shdr)));
     const bool segmentsFit = segments == 0 || (header.e_phentsize == sizeof(Elf32_Phdr) && segments <= maxEntries &&
                                                source.holds(header.e_phoff, segments * sizeof(Elf32_Phdr)));
-    // libelf drops a section table that the file has no room for.
+    // libelf ignores a section table that doesn't fit into the file.
     const bool counted = header.e_shnum == 0 || header.e_shnum == sections;
     if (header.e_ehsize != headerSize || !sectionsFit || !segmentsFit || !counted) {
         return false;
@@ -250,8 +253,8 @@ ElfStatus readSegments(ElfSource& source, FileELF& file) {
     return ElfStatus::good;
 }
 
-// The entries of a section, decoded. A section without entries gives null data and true, and so does one whose entries
-// have a size of their own: what is loaded into the device doesn't hang on it.
+// Decodes the entries of a section. The result is true with null data for a section without entries, and for one whose
+// entries have an unexpected size: the content loaded into the device doesn't depend on them.
 bool entriesOf(ElfSource& source, const ElfSectionRecord& section, Elf_Type type, std::size_t entrySize,
                std::size_t recordSize, Elf_Data*& data, int& count) {
     data = nullptr;
@@ -317,8 +320,8 @@ bool readRelocations(ElfSource& source, const ElfSectionRecord& section, FileELF
     return true;
 }
 
-// A note that its section cuts off ends the walk: compilers give the type of a note to sections that hold none. The
-// last one needs no padding, which libelf's own walk asks for.
+// A note that its section cuts off ends the walk: compilers also give the type of a note to sections without notes. The
+// last note needs no padding here, although libelf's own walk expects it.
 bool readNotes(ElfSource& source, const ElfSectionRecord& section, FileELF& file) {
     constexpr std::uint64_t headSize = 12;
     GElf_Shdr header{};

@@ -26,7 +26,7 @@ namespace {
 // SSE2 is part of every x86-64 processor, so there is nothing to choose at run time.
 constexpr std::size_t vectorSize = 16;
 
-// Read from position 16 - n on: n bytes of ones, then zeros.
+// A read at position 16 - n gives n bytes of ones, then zeros.
 constexpr std::array<std::uint8_t, 2 * vectorSize> onesThenZeros = [] {
     std::array<std::uint8_t, 2 * vectorSize> mask{};
     for (std::size_t i = 0; i < vectorSize; ++i) {
@@ -43,7 +43,8 @@ __m128i firstBytes(std::size_t count) {
     return load(onesThenZeros.data() + vectorSize - count);
 }
 
-// Eight pairs of digits to eight 16-bit bytes. `invalid` gets ones in place of every character that is no digit.
+// Decodes eight pairs of digits to eight bytes in 16-bit lanes. `invalid` receives ones for every character that isn't
+// a digit.
 inline __m128i decodeEight(__m128i text, __m128i& invalid) {
     const __m128i number = _mm_sub_epi8(text, _mm_set1_epi8('0'));
     const __m128i isNumber = _mm_cmpeq_epi8(_mm_min_epu8(number, _mm_set1_epi8(9)), number);
@@ -69,7 +70,7 @@ HexDecoding decodeHexPairs(const char* text, std::size_t pairs, std::uint8_t* by
         const __m128i high = decodeEight(load(text + 2 * done + vectorSize), invalidHigh);
         __m128i decoded = _mm_packus_epi16(low, high);
         const std::size_t left = pairs - done;
-        if (left < vectorSize) {  // what lies behind the last pair counts for nothing
+        if (left < vectorSize) {  // clear the result of characters after the last pair
             decoded = _mm_and_si128(decoded, firstBytes(left));
             invalidLow = _mm_and_si128(invalidLow, firstBytes(std::min(2 * left, vectorSize)));
             invalidHigh = _mm_and_si128(invalidHigh, firstBytes(std::max(2 * left, vectorSize) - vectorSize));

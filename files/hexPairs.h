@@ -4,20 +4,20 @@
 #include <cstddef>
 #include <cstdint>
 
-/// How far decodeHexPairs may look and write beyond what it is asked for.
+/// How many characters decodeHexPairs may read, and how many bytes it may write, beyond the pairs that it decodes.
 constexpr std::size_t hexTextSlack = 32;
 constexpr std::size_t hexBytesSlack = 16;
 
 struct HexDecoding {
     bool valid = false;    ///< every character was a hex digit of either case
-    std::uint8_t sum = 0;  ///< of all bytes, modulo 256; of no meaning if not valid
+    std::uint8_t sum = 0;  ///< of all bytes, modulo 256; meaningless if not valid
 };
 
-/// Decodes `pairs` pairs of hex digits at `text` to `bytes`. Works on whole vectors: `hexTextSlack` characters behind
-/// the last pair have to be readable, and up to `hexBytesSlack` bytes behind the last byte are overwritten.
+/// Decodes `pairs` pairs of hex digits at `text` to `bytes`. Works on whole vectors: `hexTextSlack` characters after
+/// the last pair must be readable, and up to `hexBytesSlack` bytes after the last byte are overwritten.
 [[nodiscard]] HexDecoding decodeHexPairs(const char* text, std::size_t pairs, std::uint8_t* bytes);
 
-/// The same, one digit at a time: for processors without the vector form, and to test that form against.
+/// The same, one digit at a time, for processors without the vector form and for tests that compare the two.
 [[nodiscard]] HexDecoding decodeHexPairsPortable(const char* text, std::size_t pairs, std::uint8_t* bytes);
 
 /// The value of every character as a hex digit, or -1.

@@ -11,7 +11,7 @@
 namespace {
 
 constexpr std::uintptr_t largePage = 2 << 20;
-constexpr int largestHeapArray = 32 << 20;  // the allocator takes no more
+constexpr int largestHeapArray = 32 << 20;  // the allocator accepts no larger value
 constexpr int heapRoom = 64 << 20;
 
 bool memoryIsLimited() {
@@ -28,7 +28,7 @@ std::uintptr_t roundedUp(std::uintptr_t address) {
     return (address + largePage - 1) / largePage * largePage;
 }
 
-// Only advice: whether it is taken changes nothing but the time.
+// Only advice: the system may ignore it, which changes nothing but the time.
 void advise(std::uintptr_t begin, std::uintptr_t end) {
     madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);  // NOLINT(performance-no-int-to-ptr)
 }
@@ -37,14 +37,14 @@ void advise(std::uintptr_t begin, std::uintptr_t end) {
 
 void prepareHeap() {
     if (memoryIsLimited()) {
-        return;  // room that is only held ahead would be missing elsewhere
+        return;  // reserved room would be missing elsewhere
     }
     mallopt(M_MMAP_THRESHOLD, largestHeapArray);
     mallopt(M_TRIM_THRESHOLD, 2 * heapRoom);
     mallopt(M_TOP_PAD, heapRoom);
     const auto oldEnd = reinterpret_cast<std::uintptr_t>(sbrk(0));
-    // More than the heap has left, so that it takes its room now: advice must come before anything touches the memory.
-    // Volatile, because a compiler may drop an allocation that nobody uses.
+    // More than the heap has left, so that the heap grows now: the advice must come before the first access to the
+    // memory. Volatile, because the compiler may remove an allocation that isn't used.
     constexpr std::size_t moreThanLeft = 1 << 20;
     void* volatile const place = std::malloc(moreThanLeft);
     std::free(place);
@@ -58,8 +58,8 @@ void preferLargePages(QByteArray& bytes) {
     if (bytes.size() < static_cast<qsizetype>(largePage)) {
         return;
     }
-    // Rounded outward to whole large pages: what lies beside the array is mostly the next one, and a page that is
-    // advised in part is not a large one. Parts of the range may not be mapped; the system passes over them.
+    // Rounded outward to whole large pages: the memory next to the array mostly belongs to the next array, and the
+    // system makes no large page of one that is advised in part. It skips parts of the range that aren't mapped.
     const auto begin = reinterpret_cast<std::uintptr_t>(bytes.data());
     advise(begin / largePage * largePage, roundedUp(begin + static_cast<std::uintptr_t>(bytes.capacity()) + 1));
 }

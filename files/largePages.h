@@ -2,11 +2,12 @@
 
 #include <QByteArray>
 
-// The first touch of a page of memory is among the dearest things in a run that lasts for milliseconds.
+// In a run of a few milliseconds, the first access to each page of memory is among the most expensive operations.
 
-/// Called once, before a run allocates anything large: the heap holds room for several large arrays, advised to be
-/// backed with large pages, and keeps what is freed. Does nothing where the memory of the process is limited.
+/// Makes the heap reserve room for several large arrays, ask the system for large pages there, and keep freed memory.
+/// Call it once, before the run allocates anything large. Does nothing if the memory of the process is limited.
 void prepareHeap();
 
-/// Asks the system to back a large array with large pages. Small arrays, and systems without, are left alone.
+/// Asks the system to back a large array with large pages. Does nothing for a small array or on a system without large
+/// pages.
 void preferLargePages(QByteArray& bytes);

@@ -4,8 +4,8 @@
 
 #include <QString>
 
-/// Reads an Intel HEX or Motorola S-Record file. The content tells which; the name alone tells the file type (HEX for
-/// ".hex", S-Record otherwise). Segments come out sorted and joined. A FileReader.
+/// Reads an Intel HEX or Motorola S-Record file. The content decides which; the name only decides the file type of the
+/// record (HEX for ".hex", S-Record otherwise). The segments are sorted and joined. A FileReader.
 [[nodiscard]] bool readRecordFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
 
 /// Writes the segments as Intel HEX records of up to 32 bytes. Line ends are single line feeds.
@@ -14,6 +14,6 @@
 /// Writes the segments as S-Records of up to 32 data bytes, S1 to S3 by the last address of the last segment.
 [[nodiscard]] bool writeSrecFile(const FileLoadContext& context, const FileData& file, const QString& path);
 
-/// Writes the segments as raw binary, the first segment's address at offset 0 and gaps filled with the context's fill
-/// byte. Gives the size of the written file, or -1.
+/// Writes the segments as raw binary, with the first segment's address at offset 0 and gaps filled with the context's
+/// fill byte. Returns the size of the written file, or -1.
 [[nodiscard]] qint64 writeBinFile(const FileLoadContext& context, const FileData& file, const QString& path);

@@ -9,20 +9,20 @@
 #include <cstdio>
 #include <cstring>
 
-// A record is decoded as a whole, its fields are looked at afterwards. Only when that fails is the line walked field by
-// field, to say which one was wrong. The text passes through one buffer of fixed size, and the bytes of a record go
-// from there straight to where the file under construction keeps them.
+// A record is decoded as a whole, and its fields are checked afterwards. Only if that fails is the line checked field
+// by field, to report the wrong field. The text passes through one buffer of fixed size, and the decoded bytes of a
+// record are copied straight into the file under construction.
 
 namespace {
 
-// A longer physical line is taken in pieces of this size. No record is as long: the longest has 521 characters.
+// A longer physical line is read in pieces of this size. No record is as long: the longest has 521 characters.
 constexpr qsizetype maxLineLength = 1024;
 
 constexpr qsizetype windowSize = qsizetype{256} * 1024;
 
 constexpr std::size_t maxRecordPairs = 255 + 5;
 
-// Of a decoded HEX record: behind count, address and type.
+// The data of a decoded HEX record comes after count, address and type.
 constexpr std::size_t hexDataOffset = 4;
 
 /// The part of a text that is in memory.
@@ -30,7 +30,7 @@ class TextWindow {
   public:
     explicit TextWindow(QIODevice& device) : device_(device) {}
 
-    /// Sees to it that the next line is in the window, or a piece of maxLineLength characters. False at the end.
+    /// Brings the next line into the window, or a piece of maxLineLength characters. False at the end.
     bool fill() {
         if (size() < maxLineLength && !complete_) {
             readOn();
@@ -49,7 +49,7 @@ class TextWindow {
     }
     void skipLine() { begin_ += line().size(); }
 
-    /// Skips the line of which the first `used` characters are a record.
+    /// Skips the line whose first `used` characters are a record.
     void skipRecord(qsizetype used) {
         const char* const rest = data() + used;
         const qsizetype left = size() - used;
@@ -88,7 +88,7 @@ constexpr qsizetype digitsOf(std::size_t pairs) {
     return 2 * static_cast<qsizetype>(pairs);
 }
 
-// The value of the pair at `offset` of the line; 0 if it is none, which decoding the record then finds.
+// The value of the pair of digits at `offset` of the line. 0 if there is none; then decoding the record fails.
 inline std::size_t countAt(const TextWindow& text, qsizetype offset) {
     if (text.size() < offset + 2) {
         return 0;
@@ -166,8 +166,8 @@ bool RecordParser::parseLine() {
     return true;
 }
 
-// Decodes the record whose digits begin at `textOffset` of the line. Its sum, checksum included, has to come out as
-// told.
+// Decodes the record whose digits begin at `textOffset` of the line. The sum of its bytes, checksum included, must be
+// `checkedSum`.
 bool RecordParser::decode(qsizetype textOffset, std::size_t pairs, std::uint8_t checkedSum) {
     if (digitsOf(pairs) > text_.size() - textOffset) {
         return false;
@@ -200,7 +200,7 @@ bool RecordParser::applyHexRecord(std::size_t count) {
             return true;
         case 3:
         case 5:
-            return true;  // where the program starts is nothing to an image
+            return true;  // an image doesn't contain the start of the program
         case 4:
             linearBase_ = baseOf(count) << 16;
             return true;
@@ -209,13 +209,13 @@ bool RecordParser::applyHexRecord(std::size_t count) {
     }
 }
 
-// The first two data bytes. The count of such a record isn't checked: a byte that isn't there is 0.
+// The first two data bytes. The count of such a record isn't checked: a missing byte counts as 0.
 std::uint32_t RecordParser::baseOf(std::size_t count) const {
     const std::size_t width = std::min<std::size_t>(count, 2);
     return bigEndian(hexDataOffset, width) << (8 * (2 - width));
 }
 
-// "S", a digit, then count, address (2 to 4), data, checksum. The count covers all that follows it.
+// "S", a digit, then count, address (2 to 4), data, checksum. The count includes everything after it.
 bool RecordParser::parseSrecLine() {
     constexpr qsizetype prefix = 2;
     const std::size_t count = countAt(text_, prefix);
@@ -278,7 +278,7 @@ std::uint32_t RecordParser::bigEndian(std::size_t offset, std::size_t width) con
     return value;
 }
 
-// Tests `pairs` pairs of the digits from position `at` on, which moves behind them.
+// Checks `pairs` pairs of the digits from position `at` on, and moves `at` past them.
 bool RecordParser::walkPairs(QByteArrayView digits, const char* field, std::size_t pairs, qsizetype& at) {
     for (const qsizetype end = at + digitsOf(pairs); at < end; ++at) {
         const char found = at < digits.size() ? digits.at(at) : '\0';

@@ -11,7 +11,7 @@ struct RecordBlock {
     QByteArrayView bytes;
 };
 
-/// What a parse hands its findings to. `context` is the file under construction.
+/// The functions that receive the results of a parse. `context` is the file under construction.
 struct RecordCallbacks {
     FileData* context = nullptr;
     /// A contiguous run starts.
@@ -27,5 +27,5 @@ struct RecordCallbacks {
 };
 
 /// Parses Intel HEX or Motorola S-Records from the device's position on. The first line that starts with ":" or "S"
-/// tells which; lines before it are comments. False after a failure, which has been reported.
+/// decides which; lines before it are comments. False after a failure, which has been reported.
 [[nodiscard]] bool parseRecords(QIODevice& device, const RecordCallbacks& callbacks);

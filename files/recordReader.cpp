@@ -10,7 +10,7 @@
 
 namespace {
 
-/// Sees to it that the next segment can be begun, which must not fail.
+/// Makes room for the next segment, because beginSegment can't report a failure.
 bool makeRoomForNext(std::vector<FileSegment>& segments) {
     if (segments.size() < segments.capacity()) {
         return true;
@@ -27,7 +27,7 @@ void beginSegment(FileData& file, std::uint32_t address) {
     file.segments.push_back({address, 0, {}});
 }
 
-// While a segment is open, its array has room behind the bytes that count. The room is neither filled nor touched.
+// While a segment is open, its array has room after the bytes that count. The room is neither filled nor accessed.
 bool addData(FileData& file, const RecordBlock& current) {
     if (!makeRoomForNext(file.segments)) {
         return reportError("Unable to allocate memory");
@@ -39,7 +39,7 @@ bool addData(FileData& file, const RecordBlock& current) {
         if (!memoryAvailable(size) || !canAllocate(grown)) {
             return reportError("Unable to allocate memory");
         }
-        segment.data.reserve(grown);  // exactly: left to itself, the array would take more than was asked for
+        segment.data.reserve(grown);  // exactly; resize alone would allocate more
         segment.data.resize(grown);
         preferLargePages(segment.data);
     }

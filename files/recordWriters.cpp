@@ -21,7 +21,7 @@ struct Remainder {
     std::uint32_t address = 0;
     QByteArrayView bytes;
 
-    /// Cuts off what the next record holds.
+    /// Removes and returns the data of the next record.
     QByteArrayView takeRecord() {
         const QByteArrayView taken = bytes.first(std::min<qsizetype>(bytes.size(), maxRecordData));
         bytes = bytes.sliced(taken.size());
@@ -57,7 +57,7 @@ unsigned appendData(QByteArray& text, QByteArrayView data) {
     return sum;
 }
 
-// The upper half of the addresses that follow.
+// Appends the record with the upper half of the addresses that follow.
 void appendLinearAddress(QByteArray& text, std::uint32_t address) {
     const std::uint32_t upper = address >> 16;
     text.append(":02000004");
@@ -66,8 +66,8 @@ void appendLinearAddress(QByteArray& text, std::uint32_t address) {
     text.append('\n');
 }
 
-// Up to 256 records, or up to the end of a 64 KiB page. A run that the segment's bytes don't fill goes on with records
-// of no data: the form that the receiving programmers were built with.
+// Appends 256 records, or fewer up to the end of a 64 KiB page. If the segment's bytes don't fill the run, it continues
+// with records without data: the programming devices that receive the file expect this form.
 void appendHexRun(QByteArray& text, Remainder& rest) {
     constexpr int maxRecords = 256;
     constexpr std::uint32_t pageEnd = 0xFFE0;
@@ -106,7 +106,7 @@ bool writeHexSegment(const PieceWriter& write, const FileSegment& segment) {
 
 /// One of the three widths of S-Records.
 struct SrecForm {
-    std::uint32_t aboveTop;  ///< taken when the image's last address is above this
+    std::uint32_t aboveTop;  ///< used if the image's last address is above this
     const char* type;
     int addressDigits;
     const char* termination;
@@ -147,7 +147,7 @@ bool writeSrecSegment(const PieceWriter& write, const SrecForm& form, const File
     return true;
 }
 
-// Writes the segment at `start` of the file, of which `written` bytes stand, and fills up to there.
+// Writes the segment at `start` of the file, which has `written` bytes so far, and fills the gap before it.
 bool writeBinSegment(const PieceWriter& write, const FileSegment& segment, std::uint32_t start, std::uint8_t fillByte,
                      qint64& written) {
     while (written < start) {

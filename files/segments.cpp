@@ -11,18 +11,18 @@ namespace {
 
 constexpr std::uint32_t maxBridgedGap = 31;
 
-// What holding one segment against all others takes, and sorting it among them.
+// The memory that it takes to compare one segment with all others, and to sort it among them.
 constexpr std::size_t bytesToCompare = 64;
 
 std::uint32_t endOf(const FileSegment& segment) {
     return segment.address + segment.size;
 }
 
-// Makes room for `size` bytes, the first segment.size of which stay.
+// Enlarges the segment to `size` bytes and keeps its content.
 bool enlarge(FileSegment& segment, qint64 size) {
     segment.data.resize(segment.size);
     if (size > segment.data.capacity()) {
-        // More than is asked for, so that a long chain of joins stays linear.
+        // More than requested, so that a long chain of joins takes linear time.
         const qint64 grown = std::max<qint64>(size, segment.data.capacity() * 2);
         if (!memoryAvailable(size) || !canAllocate(grown)) {
             return false;
@@ -51,7 +51,7 @@ bool overlay(FileSegment& first, const FileSegment& second) {
     if (endOf(second) > endOf(first) && !enlarge(first, qint64{endOf(second)} - first.address)) {
         return false;
     }
-    // A second that wraps ends below the first's end, and then only what lies inside the first has a place.
+    // A second segment that wraps ends below the first's end; then only the part inside the first is copied.
     std::memcpy(first.data.data() + offset, second.data.constData(), std::min(second.size, first.size - offset));
     return true;
 }
@@ -101,7 +101,7 @@ bool compactSegments(const FileLoadContext& context, FileData& file) {
         return false;
     }
     bool overlap = false;
-    // The segments before `last` are done; `last` itself takes in its successors as long as they are near.
+    // The segments before `last` are done; `last` absorbs its successors as long as they are near.
     auto last = file.segments.begin();
     auto next = last + 1;
     for (; next != file.segments.end(); ++next) {
@@ -122,7 +122,7 @@ bool compactSegments(const FileLoadContext& context, FileData& file) {
         }
         next->data = QByteArray();
     }
-    // What no memory was left for stays as it is, behind those that were joined.
+    // If memory ran out, the remaining segments stay as they are, after the joined ones.
     file.segments.erase(last + 1, next);
     file.segmentCount = static_cast<std::uint32_t>(file.segments.size());
     return overlap;

@@ -21,5 +21,5 @@ struct EcsvModule {
 /// A list of modules for external memory. `segmentCount` counts the modules.
 struct FileECSV : FileData {
     std::vector<EcsvModule> modules;
-    bool destinationNone = false;  ///< a line has said "none"; every later line counts as one that does
+    bool destinationNone = false;  ///< a line had the address "none"; this then applies to all later lines
 };

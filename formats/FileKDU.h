@@ -6,7 +6,7 @@
 
 /// One entry of a TLV block.
 struct TlvEntry {
-    std::string name;  ///< of the type; an unknown type bears the name of the entry before it
+    std::string name;  ///< of the type; an unknown type has the name of the entry before it
     std::uint16_t type = 0;
     std::uint16_t length = 0;
     QByteArray value;  ///< `length` bytes and a zero
@@ -24,7 +24,7 @@ struct FileKDU : FileData {
     std::uint8_t versionMinor = 0;
     std::uint16_t versionRevision = 0;
     std::uint32_t versionBuild = 0;
-    std::vector<TlvEntry> protectedTlvs;  ///< the first block behind the image, protected or not
+    std::vector<TlvEntry> protectedTlvs;  ///< the first block after the image, protected or not
     std::vector<TlvEntry> tlvs;           ///< the second block
     bool moduleFlag = false;              ///< bit 30 of `imageFlags`
 };

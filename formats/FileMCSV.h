@@ -2,7 +2,7 @@
 
 #include "files/FileData.h"
 
-/// One module of a list, with all that it needs loaded.
+/// One module of a list, with the content of its files.
 struct McsvModule {
     std::uint8_t hasLicense = 0;
     std::uint32_t destinationAddress = 0;
@@ -18,5 +18,5 @@ struct McsvModule {
 /// A module list. `segmentCount` counts the modules.
 struct FileMCSV : FileData {
     std::vector<McsvModule> modules;
-    bool destinationNone = false;  ///< a line has said "none"; every later line counts as one that does
+    bool destinationNone = false;  ///< a line had the address "none"; this then applies to all later lines
 };

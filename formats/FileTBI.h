@@ -2,10 +2,10 @@
 
 #include "files/FileData.h"
 
-/// One area of a secure image, as it stands in the file.
+/// One area of a secure image, as the file contains it.
 struct TbiArea {
     std::uint32_t address = 0;  ///< destination address
-    std::uint32_t size = 0;     ///< the size field, whatever the file really holds
+    std::uint32_t size = 0;     ///< the size field, even if the file is shorter
     QByteArray data;            ///< the payload, cut where the file ends
     std::uint8_t type = 0;      ///< the area letter
     QByteArray header;          ///< the whole area header, tag included

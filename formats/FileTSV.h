@@ -15,7 +15,7 @@ struct TsvEntry {
     QString binaryFile;  ///< column 7, up to its first blank
 };
 
-/// A partition table: its entries, and the normalised text behind its 256-byte header.
+/// A partition table: its entries, and the normalised text after its 256-byte header.
 struct FileTSV : FileData {
     QByteArray text;             ///< header, text and a zero byte
     std::uint32_t textSize = 0;  ///< without that zero

@@ -12,6 +12,6 @@ struct AddressRange {
     std::uint32_t end = 0;
 };
 
-/// The positions of the first pair that rangesOverlap() refuses: of all such pairs the one whose first member stands
-/// first, and of its partners, all behind it, the first. Takes n log n steps, since an image may hold 65,535 areas.
+/// The positions of the first two ranges for which rangesOverlap() is true: the first range with a later partner, and
+/// the earliest of its later partners. Takes n log n steps, since an image may contain 65,535 areas.
 [[nodiscard]] std::optional<std::pair<std::size_t, std::size_t>> firstOverlap(const std::vector<AddressRange>& ranges);

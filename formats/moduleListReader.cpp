@@ -13,9 +13,10 @@
 
 #include <initializer_list>
 
-// A module list has one module a line: the module's file, "none" or its licence file or its identity, and "none" or its
-// destination address. The list for external memory adds three columns for the decryption peripheral and is the same in
-// all else, so one set of functions reads both; where a record's type matters they are templates over it.
+// Each line of a module list describes one module in three columns: the file of the module; its licence file, its
+// identity or "none"; its destination address or "none". The list for external memory has three more columns, for the
+// decryption peripheral, and is otherwise the same. One set of functions reads both lists; functions that depend on the
+// type of the record are templates.
 
 namespace {
 
@@ -23,13 +24,13 @@ constexpr std::uint32_t mostModules = 8;
 constexpr qsizetype longestIdentity = 15;
 constexpr qsizetype longestNumber = 10;
 
-/// How many bytes the gaps between the segments of all hex modules of a list may take. A few records of text can name
-/// addresses at both ends of the address space; 256 MiB is more than any module spans, and still a size to be had.
+/// How many bytes the gaps between the segments of all hex modules of a list may have in total. A few records can name
+/// addresses at both ends of the address space. 256 MiB is more than any module spans, and can still be allocated.
 constexpr std::uint64_t mostGapBytes = 256U << 20;
 
 /// The list that is being read.
 struct ListFile {
-    QString path;      ///< as it was given, for messages
+    QString path;      ///< as it was given
     const char* kind;  ///< "mcsv" or "ecsv"
     std::uint64_t gapBytes = 0;
 };
@@ -38,7 +39,7 @@ bool isNone(const QByteArray& text) {
     return text.compare("none", Qt::CaseInsensitive) == 0;
 }
 
-/// Whether one of `suffixes` (lower case) stands anywhere in `text`, behind at least one character that is no quote.
+/// Whether `text` contains one of `suffixes` (lower case) after at least one character, and not directly after a quote.
 bool namesFile(const QByteArray& text, std::initializer_list<const char*> suffixes) {
     const QByteArray lower = text.toLower();
     for (const char* const suffix : suffixes) {
@@ -51,7 +52,8 @@ bool namesFile(const QByteArray& text, std::initializer_list<const char*> suffix
     return false;
 }
 
-/// Names that begin with a dot or a slash of either kind count from the list's folder, all others from the current one.
+/// A name that begins with a dot, a slash or a backslash is relative to the list's folder, any other to the current
+/// folder.
 QString resolvePath(const ListFile& list, const QByteArray& name) {
     const bool besideList = name.startsWith('.') || name.startsWith('/') || name.startsWith('\\');
     const QString folder = besideList ? QFileInfo(list.path).path() + QLatin1Char('/') : QString();
@@ -82,7 +84,7 @@ bool loadFile(const QString& path, QByteArray& content, std::uint32_t& size) {
     return reportError("Error while reading the file");
 }
 
-/// Lays the segments, which are sorted and don't overlap, one behind the other, with 0xFF in the gaps.
+/// Joins the segments, which are sorted and don't overlap, and fills the gaps with 0xFF.
 bool joinSegments(const FileData& hex, const QString& path, ListFile& list, QByteArray& content) {
     std::uint64_t dataBytes = 0;
     std::uint64_t gapBytes = 0;
@@ -114,18 +116,18 @@ bool joinSegments(const FileData& hex, const QString& path, ListFile& list, QByt
     return true;
 }
 
-/// Loads a hex module. `address`, the list's value, becomes the file's own; a difference brings a warning, unless the
-/// list gives no address.
+/// Loads a hex module. `address` contains the list's address and receives the module's own. If the list gives an
+/// address and the two differ, a warning says so.
 bool loadHexModule(const QString& path, bool addressGiven, ListFile& list, std::uint32_t& address,
                    QByteArray& content) {
-    // A context of its own frees the hex file when the module is made, and keeps the caller's fill byte.
+    // A separate context frees the hex file once the module is made, and leaves the caller's fill byte as it was.
     FileLoadContext context;
     context.formats = formatTable();
     FileData* hex = nullptr;
     if (!openFile(context, path, hex, 0xFF)) {
         return false;
     }
-    Q_ASSERT(!hex->segments.empty());  // openFile refuses a hex file without data
+    Q_ASSERT(!hex->segments.empty());  // openFile rejects a hex file without data
     if (hex->segments.empty() || !joinSegments(*hex, path, list, content)) {
         return false;
     }
@@ -209,7 +211,7 @@ bool takePeripheralColumns(const ListFile& list, const QList<QByteArray>& column
     return true;
 }
 
-/// Reads one line into a new module of `file`. The order of the steps decides which fault of a line is told.
+/// Reads one line into a new module of `file`. The order of the steps decides which fault of a line is reported.
 template <typename File>
 bool takeLine(ListFile& list, const QByteArray& line, qsizetype columnCount, File& file) {
     const qsizetype commas = line.count(',');

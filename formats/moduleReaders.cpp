@@ -6,13 +6,13 @@
 #include "formats/moduleLayout.h"
 #include "formats/readers.h"
 
-// Both kinds of module file are carried unchanged, so the whole file becomes one segment. A prepared module (KMD) is
-// its magic and anything behind it. A module update (KDU) is an image of the MCUboot format, all numbers little-endian:
+// Both kinds of module file are passed on unchanged, so the whole file becomes one segment. A prepared module (KMD) is
+// its magic and any bytes after it. A module update (KDU) is an image of the MCUboot format, all numbers little-endian:
 //
 //   magic 4, load address 4, header size 2, size of the protected TLV block 2, image size 4, flags 4,
 //   version: major 1, minor 1, revision 2, build 4
 //
-// The code follows at the header size, and two TLV blocks stand behind the code: magic 2, total size 2 (these four
+// The code is at the offset that the header size gives, and two TLV blocks follow it: magic 2, total size 2 (these four
 // bytes included), then entries of type 2, length 2 and the value.
 
 namespace {
@@ -64,8 +64,8 @@ bool readWholeFile(QFile& device, FileData& file) {
     return true;
 }
 
-/// Reads the entries of a block whose head, with its total size, has been read. An unknown type keeps `name`, the
-/// name of the entry before it, also from one block to the next. Ends at the first entry that the file cuts off.
+/// Reads the entries of a block whose head, with its total size, has been read. An unknown type gets `name`, the name
+/// of the entry before it, even of one in the block before. Stops at the first entry that the file cuts off.
 void readTlvEntries(ByteReader& fields, std::uint16_t total, std::string& name, std::vector<TlvEntry>& entries) {
     std::uint32_t position = tlvHeadSize;
     while (position < total) {

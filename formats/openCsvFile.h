@@ -4,7 +4,7 @@
 
 #include <QString>
 
-/// Which grammar a text table is expected in, whatever its name says.
+/// The grammar in which a text table is read, whatever its name says.
 enum class CsvKind : int {
     optionBytes = 0,
     keyArea = 1,
@@ -13,7 +13,7 @@ enum class CsvKind : int {
     diversification = 4,
 };
 
-/// Reads the table at `path`, whose name must end in "csv", in the grammar of `kind`. `result` receives the new
-/// record, which the context owns; on failure it is untouched and the fault has been reported. A kind that has no
-/// grammar fails without a word.
+/// Reads the table at `path`, whose name must end in "csv", in the grammar of `kind`. `result` receives the new record,
+/// which the context owns; on failure it is unchanged and the fault has been reported. An unknown kind fails without a
+/// message.
 [[nodiscard]] bool openCsvFile(FileLoadContext& context, const QString& path, CsvKind kind, FileData*& result);

@@ -2,32 +2,32 @@
 
 #include "files/FileLoadContext.h"
 
-// Each of these is a FileReader: the record it makes is named with it, docs/formats.md tells the layouts. A fault in
-// the file is reported where it is found, and only the first one.
+// Each of these functions is a FileReader. Its comment names the record that it makes; docs/formats.md describes the
+// layouts. Only the first fault of a file is reported.
 
-/// Reads a secure install image into a FileTBI. No tag is verified and nothing is decrypted: the chain of areas is
-/// walked up to its option bytes area, and like areas must not overlap.
+/// Reads a secure install image into a FileTBI. No tag is verified and nothing is decrypted: the areas are read up to
+/// the option bytes area, and areas of the same kind of firmware must not overlap.
 [[nodiscard]] bool readTbiFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
 
-/// Reads a packaged module (an image with the extended header) into a FileTBI; as readTbiFile.
+/// Reads a packaged module (an image with the extended header) into a FileTBI, like readTbiFile.
 [[nodiscard]] bool readXtbiFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
 
-/// Reads a provisioning image into a FileTBI. All areas that its header counts are taken, and none is compared.
+/// Reads a provisioning image into a FileTBI. All areas that its header counts are read, and overlaps aren't checked.
 [[nodiscard]] bool readPvsTbiFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
 
 /// Reads a prepared module into a FileData whose one segment, at address 0, holds the whole file.
 [[nodiscard]] bool readKmdFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
 
 /// Reads a module update, an image of the MCUboot format, into a FileKDU whose one segment, at address 0, holds the
-/// whole file. Any content is taken: fields that the file doesn't hold are 0, and entries that it cuts off are left
-/// out.
+/// whole file. Any content is accepted: fields that the file is too short for are 0, and entries that it cuts off are
+/// left out.
 [[nodiscard]] bool readKduFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
 
 /// Reads a table of option bytes into a FileData whose one segment, at address 0, holds 32-bit little-endian words.
-/// Every second field of a line is a number: "0x" hexadecimal, a leading 0 octal, else decimal.
+/// Every second field of a line is a number: "0x" hexadecimal, a leading 0 octal, otherwise decimal.
 [[nodiscard]] bool readOptionBytesFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
 
-/// Reads a table of key area words; as readOptionBytesFile, but every field is a number, and hexadecimal.
+/// Reads a table of key area words, like readOptionBytesFile, but every field is a number, and hexadecimal.
 [[nodiscard]] bool readKeyAreaFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
 
 /// Reads a partition table into a FileTSV.
@@ -36,5 +36,5 @@
 /// Reads a module list into a FileMCSV, with the content of every file that it names.
 [[nodiscard]] bool readMcsvFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
 
-/// Reads a list of modules for external memory into a FileECSV; as readMcsvFile.
+/// Reads a list of modules for external memory into a FileECSV, like readMcsvFile.
 [[nodiscard]] bool readEcsvFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);

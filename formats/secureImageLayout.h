@@ -4,11 +4,10 @@
 
 #include <cstdint>
 
-/// The layout of secure images, for those who write them and those who read them.
+/// The layout of secure images, shared by their writers and readers.
 ///
-/// An image is a file header and a chain of areas, each a plain header, a tag and an encrypted payload. Install and
-/// provisioning images have the first form; the second is that of packaged install images (XTBI). All numbers are
-/// little-endian.
+/// An image is a file header and a chain of areas, each a plain header, a tag and an encrypted payload. The column
+/// "offset" is for install and provisioning images, "XTBI" for packaged install images. All numbers are little-endian.
 ///
 ///     File header        size   offset   XTBI       Area header          size   offset   XTBI
 ///       magic               8        0      0         letter                1        0      0
@@ -39,11 +38,11 @@ inline constexpr qsizetype fileHeaderSize = 28;
 inline constexpr qsizetype packagedFileHeaderSize = 32;
 inline constexpr qsizetype packagedFileHeaderRest = 96;
 
-inline constexpr qsizetype flashWordSize = 32;  ///< what is written to Flash memory as a whole
+inline constexpr qsizetype flashWordSize = 32;  ///< the unit in which Flash memory is written
 
 inline constexpr std::uint16_t shortHeaderProtocol = 1;      ///< area headers without a second block; install images
-inline constexpr std::uint16_t longHeaderProtocol = 2;       ///< area headers with one; install images
-inline constexpr std::uint16_t laterLongHeaderProtocol = 3;  ///< read like the one before, never written
+inline constexpr std::uint16_t longHeaderProtocol = 2;       ///< area headers with a second block; install images
+inline constexpr std::uint16_t laterLongHeaderProtocol = 3;  ///< read like version 2, never written
 inline constexpr std::uint16_t provisioningProtocol = 1;
 inline constexpr std::uint16_t longFileHeaderProtocol = 65001;  ///< packaged install images
 

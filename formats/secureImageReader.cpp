@@ -9,21 +9,21 @@
 #include <algorithm>
 #include <string_view>
 
-// The three kinds of image share one layout; ImageForm holds what they differ in.
+// The three kinds of image share one layout; ImageForm contains their differences.
 //
-// Areas are read one at a time, straight into the buffers they stay in: a payload takes the memory that the file really
-// holds of it, whatever its size field claims.
+// Areas are read one at a time, straight into the buffers that they stay in. A payload takes only as much memory as the
+// file contains of it, whatever its size field claims.
 
 namespace {
 
 struct ImageForm {
     FileType fileType;
-    const char* kind;  ///< as messages name it
+    const char* kind;  ///< the name in messages
     QByteArrayView magic;
     qsizetype fileHeaderSize;
     std::string_view letters;           ///< the area types that are accepted
-    bool versionInFileHeader;           ///< the image version stands there, else in every area
-    bool areaHeaderByVersion;           ///< the protocol version tells the length of area headers, else they are long
+    bool versionInFileHeader;           ///< the image version is there, otherwise in every area
+    bool areaHeaderByVersion;           ///< the protocol version gives the size of area headers; if not, they are long
     qsizetype tagOffset;                ///< inside the area header
     bool endsAtOptionBytes;             ///< the walk ends at the option bytes area, and there must be one
     std::string_view exclusiveLetters;  ///< the types whose areas must not overlap areas of the same type
@@ -73,8 +73,8 @@ bool readFileHeader(QFile& device, const ImageForm& form, FileTBI& image) {
     image.protocolVersion = fields.u16();
     image.imageVersion = form.versionInFileHeader ? fields.u32() : 0;
     image.segmentCount = fields.u16();
-    // A number of areas that the file doesn't hold counts as 0, which fails wherever an option bytes area must be
-    // found.
+    // If the file is too short for the number of areas, the number is 0, which fails wherever an option bytes area is
+    // required.
     const bool cutOff = !fields.ok() && !form.endsAtOptionBytes;
     image.nonce = fields.take(secureImage::nonceSize).toByteArray();
     if (!magicFits || cutOff) {
@@ -88,7 +88,7 @@ bool readFileHeader(QFile& device, const ImageForm& form, FileTBI& image) {
     return true;
 }
 
-/// The length of every area header, or 0 for a protocol version that has none.
+/// The length of every area header; 0 for an unknown protocol version.
 qsizetype areaHeaderSize(const ImageForm& form, std::uint16_t protocolVersion) {
     if (!form.areaHeaderByVersion) {
         return areaHeader::longHeaderSize;
@@ -104,8 +104,8 @@ qsizetype areaHeaderSize(const ImageForm& form, std::uint16_t protocolVersion) {
     }
 }
 
-/// Reads and checks the header of area `number`, counted from 1. Bytes that the file doesn't hold fail the check that
-/// reads them; behind the last field that is the check of the number of areas.
+/// Reads and checks the header of area `number`, counted from 1. A missing byte fails the check of its field; a byte
+/// missing after the last field fails the check of the number of areas.
 bool readAreaHeader(QFile& device, const ImageForm& form, qsizetype headerSize, std::uint32_t number, FileTBI& image,
                     TbiArea& area) {
     area.header = device.read(headerSize);
@@ -175,8 +175,8 @@ bool readAreas(QFile& device, const ImageForm& form, FileTBI& image) {
     return true;
 }
 
-/// Checks all areas of one type but the last of the file. `first` and `second` receive the numbers, counted from 1, of
-/// the first pair that overlaps, unless an earlier pair stands there.
+/// Looks for overlaps among all areas of one type, except the last area of the file. `first` and `second` receive the
+/// numbers, counted from 1, of the first pair that overlaps, unless they contain an earlier pair.
 void findOverlap(const std::vector<TbiArea>& areas, std::uint8_t type, std::size_t& first, std::size_t& second) {
     const std::uint32_t tail = type == areaLetter::external ? std::uint32_t{regionDescriptor::keySize} : 0;
     std::vector<AddressRange> ranges;
@@ -206,7 +206,7 @@ bool checkOverlaps(const ImageForm& form, const std::vector<TbiArea>& areas) {
     return true;
 }
 
-/// A Flash word is written as a whole, so nothing may start in the one that a module only partly fills.
+/// A Flash word is written as a whole, so no area may start in a word that a module fills only in part.
 bool checkFlashWords(const std::vector<TbiArea>& areas) {
     std::vector<std::uint32_t> addresses;
     addresses.reserve(areas.size());

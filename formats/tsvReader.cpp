@@ -52,7 +52,7 @@ std::uint32_t leadingHexNumber(QByteArrayView text) {
     return number;
 }
 
-/// Whether digits of any number follow the "0x": an offset on a large medium doesn't fit 32 bits.
+/// Whether only digits, and at least one, follow the "0x". An offset on a large medium doesn't fit 32 bits.
 bool isHexOffset(QByteArrayView offset) {
     const QByteArrayView digits = offset.trimmed().sliced(2);
     return !digits.isEmpty() &&
@@ -94,8 +94,8 @@ bool takeLine(const QString& path, const QByteArray& line, FileTSV& file, QByteA
     return true;
 }
 
-/// The header that stands in front of the normalised text: "QVR2", 64 zero bytes, the sum of the text's bytes,
-/// 0x00010000, the text's length, 20 zero bytes, 1, and zeros up to 256 bytes. Numbers are 32-bit and little-endian.
+/// The header before the normalised text: "QVR2", 64 zero bytes, the sum of the text's bytes, 0x00010000, the text's
+/// length, 20 zero bytes, 1, and zeros up to 256 bytes. Numbers are 32-bit and little-endian.
 QByteArray textHeader(const QByteArray& text) {
     const std::uint32_t sum = std::accumulate(
         text.begin(), text.end(), std::uint32_t{0},

@@ -8,7 +8,7 @@
 
 namespace {
 
-/// Appends the numbers of one line to `words`. False if the line isn't made as the table asks.
+/// Appends the numbers of one line to `words`. False if the line doesn't have the table's form.
 bool takeWords(QByteArrayView line, bool pairs, QByteArray& words) {
     const qsizetype commas = line.count(',');
     if (commas == 0 || (pairs && commas % 2 == 0)) {

@@ -264,7 +264,7 @@ bool entriesOf(ElfSource& source, const ElfSectionRecord& section, Elf_Type type
         return true;
     }
     if (section.entrySize != entrySize) {
-        displayMessage(MessageKind::verbose2, "The ELF section %s has entries of %llu bytes, it is passed over",
+        displayMessage(MessageKind::verbose2, "The ELF section %s has entries of %llu bytes, it is ignored",
                        section.name.c_str(), static_cast<unsigned long long>(section.entrySize));
         return true;
     }

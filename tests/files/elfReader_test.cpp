@@ -193,8 +193,8 @@ TEST(ElfReader, PassesOverTablesOfAnotherForm) {
         std::size_t symbols;
         std::size_t relocations;
         const char* message;
-    } rows[] = {{sections + 40 + 36, 0, 1, "The ELF section .symtab has entries of 15 bytes, it is passed over"},
-                {sections + 120 + 36, 3, 0, "The ELF section .rela.text has entries of 15 bytes, it is passed over"}};
+    } rows[] = {{sections + 40 + 36, 0, 1, "The ELF section .symtab has entries of 15 bytes, it is ignored"},
+                {sections + 120 + 36, 3, 0, "The ELF section .rela.text has entries of 15 bytes, it is ignored"}};
     const TempFolder folder;
     for (const auto& row : rows) {
         QByteArray bytes = good;

@@ -44,7 +44,7 @@ mode_t usualMode() {
 }
 
 /// The path at the end of all links, whether a file exists there or not.
-QString behindLinks(QString path) {
+QString linkTarget(QString path) {
     constexpr int mostLinks = 40;
     for (int i = 0; i < mostLinks && QFileInfo(path).isSymLink(); ++i) {
         path = QFileInfo(path).symLinkTarget();
@@ -108,7 +108,7 @@ QByteArray folderOf(const QByteArray& path) {
 /// The path at which a file that doesn't exist yet would be created, with a canonical folder: a folder may be named in
 /// several ways.
 QString placeOf(const QString& path) {
-    const QFileInfo file(behindLinks(path));
+    const QFileInfo file(linkTarget(path));
     const QString folder = file.dir().canonicalPath();
     return (folder.isEmpty() ? file.absolutePath() : folder) + u'/' + file.fileName();
 }
@@ -163,7 +163,7 @@ ReplaceResult PendingFile::write(const QString& path, const ContentWriter& write
         const bool written = writeContent([&device](QByteArrayView piece) { return device.write(piece); });
         return written && device.close() ? ReplaceResult::done : ReplaceResult::cannotWrite;
     }
-    target_ = QFile::encodeName(behindLinks(path));  // a link stays a link
+    target_ = QFile::encodeName(linkTarget(path));  // a link stays a link
     const bool isReadOnly = isOld_ && !access_.isKey && ::access(target_.constData(), W_OK) != 0;
     if (isReadOnly || !makeContent()) {
         return ReplaceResult::cannotOpen;

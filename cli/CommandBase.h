@@ -40,7 +40,7 @@ struct CommandBase {
 
     // Handlers. Each stores its value in the matching member of `tool`.
     Flow readKey(const QStringList& params);       // 16 bytes
-    Flow readAnyNonce(const QStringList& params);  // of any size
+    Flow readAnyNonce(const QStringList& params);  // any size
     Flow readNonce12(const QStringList& params);
     Flow readNonce16(const QStringList& params);
     Flow setImageVersion(const QStringList& params);  // 0 to 255, in any base

@@ -15,7 +15,7 @@ struct OptionRow {
     const char* onceWord = nullptr;     ///< names the option in the warning at its second occurrence; null: may repeat
     const char* missingText = nullptr;  ///< the error if the option has no parameter; null: the handler checks it
     Flow (Handler::*handle)(const QStringList& params) = nullptr;
-    int files = 0;            ///< how many of its first parameters name files
+    int files = 0;            ///< how many of the first parameters name files
     bool endsParser = false;  ///< the options after this one belong to another command
     DerivedPath derived = nullptr;
 };

@@ -96,7 +96,7 @@ Flow SignCommand::detectSignedImage(SignedImage& image, FileData& part) const {
             if (mark.note != nullptr) {
                 displayMessage(MessageKind::grey, "%s", mark.note);
             }
-            // There is nothing to sign before an LVM mark within the first 28 bytes.
+            // An LVM mark within the first 28 bytes leaves no bytes to sign.
             const qsizetype length = std::max<qsizetype>(i + mark.lengthFromMark, 0);
             if (!memoryAvailable(length)) {
                 displayMessage(MessageKind::normal, "%s", "");

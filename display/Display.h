@@ -58,7 +58,7 @@ class Display {
     std::int32_t verbosity = 1;     ///< 1, 2 or 3: which of the verbose kinds the console shows
     std::uint8_t plain = 0;         ///< not 0: warnings, errors and successes lose their look and most prefixes
     std::uint8_t forceVerbose = 0;  ///< not 0: the callback gets kind 7 for every message
-    std::uint8_t onTerminal = 0;    ///< not 0: the console is a terminal; determined at the first call
+    std::uint8_t onTerminal = 0;    ///< not 0: the console is a terminal; set when the object is created
     std::uint8_t logEnabled = 0;
     std::uint8_t outputFailed = 0;  ///< not 0: a message didn't reach standard output
     std::FILE* logFile = nullptr;

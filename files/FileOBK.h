@@ -5,8 +5,8 @@
 
 #include <array>
 
-/// A provisioning data file: its 12-byte head as read, and the rest as one segment at address 0, which is wiped with
-/// the record.
+/// A provisioning data file: its 12-byte head as read, and the rest as one segment at address 0. The destructor wipes
+/// the segment.
 struct FileOBK : FileData {
     ~FileOBK() {
         for (FileSegment& segment : segments) {

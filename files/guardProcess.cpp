@@ -15,7 +15,7 @@ namespace {
 
 void endBySignal(int signal) {
     removeUnfinishedFiles();
-    raise(signal);  // with its default action, once this handler has returned
+    raise(signal);  // the default action follows when this handler returns
 }
 
 void handleEndingSignals() {

@@ -10,7 +10,7 @@ constexpr std::size_t hexBytesSlack = 16;
 
 struct HexDecoding {
     bool valid = false;    ///< every character was a hex digit of either case
-    std::uint8_t sum = 0;  ///< of all bytes, modulo 256; meaningless if not valid
+    std::uint8_t sum = 0;  ///< the sum of all bytes, modulo 256; meaningless if not valid
 };
 
 /// Decodes `pairs` pairs of hex digits at `text` to `bytes`. Works on whole vectors: `hexTextSlack` characters after

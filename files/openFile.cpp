@@ -12,7 +12,7 @@
 
 namespace {
 
-// A file whose suffix contains one of these is raw binary, even if its name has the end of a format.
+// A file whose suffix contains one of these is raw binary, even if the suffix also matches a format.
 constexpr std::array binaryWords = {"bin", "qvora", "ext2", "ext3", "ext4", "vfat", "ubi", "jffs2", "img", "wic"};
 
 bool hasBinarySuffix(const QString& path) {

@@ -14,7 +14,7 @@
 
 /// The permissions of a file once it is complete. Until then only its owner can read it.
 enum class FileAccess {
-    asUsual,    ///< an older file keeps its permissions, a new one has those of the process's mask
+    asUsual,    ///< an older file keeps its permissions, a new one gets those that the umask allows
     ownerOnly,  ///< likewise, but a new one has mode 0600
 
     // For key files, which are flushed to the disk. An older file gets these permissions as well, and may be read-only.
@@ -52,7 +52,7 @@ class PendingFile {
     /// Writes the content. A pipe or device receives it at once.
     [[nodiscard]] ReplaceResult write(const QString& path, const ContentWriter& writeContent,
                                       FileAccess access = FileAccess::asUsual);
-    /// Whether the content waits for its commit. The content of a pipe or device doesn't.
+    /// Whether the content waits for its commit. False for a pipe or device, which already has it.
     [[nodiscard]] bool isHeld() const { return content_.isOpen(); }
     /// Opens `device` for reading the content that was written and is held. The name of `device` doesn't matter.
     [[nodiscard]] bool openContent(QFile& device) const;

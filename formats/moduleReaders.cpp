@@ -18,7 +18,7 @@
 namespace {
 
 constexpr std::uint16_t protectedTlvMagic = 0x6908;
-constexpr std::uint32_t tlvHeadSize = 4;  ///< of a block and of an entry alike
+constexpr std::uint32_t tlvHeadSize = 4;  ///< the size of a block's head and of an entry's
 constexpr std::uint32_t moduleFlagBit = 1U << 30;
 constexpr const char* moduleInfoName = "MODULE_INFO";
 

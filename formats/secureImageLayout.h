@@ -23,7 +23,7 @@
 /// four zero bytes.
 namespace secureImage {
 
-inline constexpr QByteArrayView installMagic = "TBIMAGIC";  ///< of packaged install images, too
+inline constexpr QByteArrayView installMagic = "TBIMAGIC";  ///< packaged install images have it, too
 inline constexpr QByteArrayView provisioningMagic = "PVSMAGIC";
 inline constexpr qsizetype magicSize = 8;
 inline constexpr qsizetype nonceSize = 16;

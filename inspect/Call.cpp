@@ -69,7 +69,7 @@ bool Call::readMemoryUse() {
     }
     MemoryUse use;
     if (!parseNumber(address, 16, use.address) || !parseNumber(mode, 10, use.mode)) {
-        return fail("usage", {}, QStringLiteral("--address takes a hexadecimal and --mode a decimal number"));
+        return fail("usage", {}, QStringLiteral("--address needs a hexadecimal number, --mode a decimal one"));
     }
     evidence_.memory = use;
     return true;
@@ -161,8 +161,8 @@ bool Call::open(const QString& path, Opened& opened, const char* payload, QStrin
     if (opened.description.format == nullptr) {
         const bool fitsSeveral = !opened.description.findings.empty();
         return fail("unknownFormat", path,
-                    fitsSeveral ? QStringLiteral("fits several formats; --as names one")
-                                : QStringLiteral("no known format; --as names one"));
+                    fitsSeveral ? QStringLiteral("fits several formats; choose one with --as")
+                                : QStringLiteral("no known format; choose one with --as"));
     }
     return true;
 }

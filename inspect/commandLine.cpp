@@ -22,8 +22,8 @@ struct OptionRow {
 
 constexpr std::array options = {
     OptionRow{"json", nullptr, false, "show verify extract diff", "one JSON document instead of text"},
-    OptionRow{"as", "FORMAT", false, "show verify extract diff", "take a file for this format, whatever it looks like"},
-    OptionRow{"payload", "FILE", false, "show verify extract diff", "the second file of a pair, as of an update image"},
+    OptionRow{"as", "FORMAT", false, "show verify extract diff", "read a file as this format, whatever its content"},
+    OptionRow{"payload", "FILE", false, "show verify extract diff", "the second file of a pair, such as the .tbu file"},
     OptionRow{"payload-b", "FILE", false, "diff", "the second file of the second pair"},
     OptionRow{"key", "KEY", false, "verify extract diff", "the image key, 16 bytes: a path, \"-\" or /proc/self/fd/N"},
     OptionRow{"key-b", "KEY", false, "diff", "the key of the second file, if it has another"},
@@ -41,7 +41,7 @@ constexpr std::array options = {
     OptionRow{"blob", "FILE", true, "verify", "the secrets"},
     OptionRow{"app", "FILE", false, "verify", "the application that a memory cipher image was made from"},
     OptionRow{"o output", "FOLDER", false, "extract", "the folder to make"},
-    OptionRow{"except-signature", nullptr, false, "diff", "whether all but the signatures is the same"},
+    OptionRow{"except-signature", nullptr, false, "diff", "compare everything except the signatures"},
 };
 
 QString nameOf(const OptionRow& row) {
@@ -84,7 +84,7 @@ QString usageFault(const QCommandLineParser& parser) {
     }
     const CommandRow& command = *commandByName(words.constFirst());
     if (command.files != 0 && words.size() - 1 != command.files) {
-        return QStringLiteral("%1 takes %2")
+        return QStringLiteral("%1 needs %2")
             .arg(words.constFirst())
             .arg(command.files == 1 ? QStringLiteral("one file") : QStringLiteral("two files"));
     }
@@ -94,7 +94,7 @@ QString usageFault(const QCommandLineParser& parser) {
             continue;
         }
         if (!QString::fromLatin1(row.commands).split(u' ').contains(words.constFirst())) {
-            return QStringLiteral("%1 takes no --%2").arg(words.constFirst(), name);
+            return QStringLiteral("%1 doesn't accept --%2").arg(words.constFirst(), name);
         }
         if (row.value != nullptr && !row.isRepeated && parser.values(name).size() > 1) {
             return QStringLiteral("--%1 can be given once only").arg(name);

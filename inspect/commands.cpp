@@ -126,7 +126,7 @@ void diff(Call& call, const QStringList& files) {
     if (isExcepting) {
         const SignatureComparison result = compareExceptSignature(fileA, fileB);
         if (result == SignatureComparison::noSignature) {
-            call.fail("noSignature", {}, QStringLiteral("not both files have a signature"));
+            call.fail("noSignature", {}, QStringLiteral("at least one of the files has no signature"));
             return;
         }
         if (result == SignatureComparison::equal) {
@@ -141,10 +141,10 @@ void diff(Call& call, const QStringList& files) {
 }
 
 constexpr std::array commands = {
-    CommandRow{"show", 0, "what stands in a file", show},
-    CommandRow{"verify", 0, "prove it, as far as its keys are given", verify},
-    CommandRow{"extract", 1, "the plain contents of its parts, into a new folder", extract},
-    CommandRow{"diff", 2, "what differs between two files", diff},
+    CommandRow{"show", 0, "show what is in a file", show},
+    CommandRow{"verify", 0, "prove a file as far as the given keys allow", verify},
+    CommandRow{"extract", 1, "write the plain contents of its parts into a new folder", extract},
+    CommandRow{"diff", 2, "list the differences between two files", diff},
 };
 
 }  // namespace

@@ -198,11 +198,11 @@ void removeUnfinished() {
 bool writeContents(const QString& path, const Description& description, const Contents& contents, QString& fault) {
     const QFileInfo place(QDir::cleanPath(path));
     if (place.exists() || place.isSymLink()) {
-        fault = QStringLiteral("is there already");
+        fault = QStringLiteral("it exists already");
         return false;
     }
     if (!hasPlainLetters(contents)) {
-        fault = QStringLiteral("an area's letter is none");
+        fault = QStringLiteral("the letter of an area isn't a letter");
         return false;
     }
     const HeldSignals held;

@@ -104,7 +104,7 @@ bool readSecret(const QString& path, qsizetype limit, QByteArray& secret, QStrin
     secret = std::move(content);
     struct stat status = {};
     if (fstat(file.handle(), &status) == 0 && S_ISREG(status.st_mode) && (status.st_mode & S_IROTH) != 0) {
-        warning = QStringLiteral("the key file may be read by everybody");
+        warning = QStringLiteral("every user can read the key file");
     }
     return true;
 }

@@ -42,7 +42,7 @@ bool readSegments(FileReader reader, QFile& file, std::vector<SourcePiece>& piec
 
 bool layOut(const std::vector<SourcePiece>& pieces, QByteArray& module, QString& fault) {
     if (pieces.empty()) {
-        fault = QStringLiteral("nothing to load stands in it");
+        fault = QStringLiteral("it contains no data to load");
         return false;
     }
     std::uint64_t start = pieces.front().address;

@@ -144,13 +144,13 @@ TEST(InspectCommandLine, EndsAsItsRowSays) {
         {"", 2, "a command is missing; --help lists them", ""},
         {"open a.tbi", 2, "unknown command open; --help lists them", ""},
         {"show", 2, "a file is missing", ""},
-        {"show --key key.bin a.tbi", 2, "show takes no --key", ""},
+        {"show --key key.bin a.tbi", 2, "show doesn't accept --key", ""},
         {"show --foo a.tbi", 2, "Unknown option 'foo'.", ""},
         {"verify --key key.bin --key key.bin a.tbi", 2, "--key can be given once only", ""},
         {"show --as nothing a.tbi", 2, "unknown format nothing; --help lists them", ""},
         {"show none.tbi", 2, "none.tbi: No such file or directory", ""},
         {"show .", 2, ".: file to open is a directory", ""},
-        {"show noise", 2, "noise: no known format; --as names one", ""},
+        {"show noise", 2, "noise: no known format; choose one with --as", ""},
         {"show a.tbi", 0, "", "memory 0x08000100-0x08000110 firmware"},
         {"show --as installImage noise", 1, "", "error: at byte 9: cut off, 19 of 28 bytes are missing"},
         {"show cut.tbi", 1, "", "error: area 4 C at byte 252: cut off, 1 of 8 bytes are missing"},
@@ -176,11 +176,11 @@ TEST(InspectCommandLine, EndsAsItsRowSays) {
         {"extract -o none/out --key key.bin a.tbi", 2, "none/out: No such file or directory",
          "proven by tag and digest: 253 bytes of a.tbi"},
         {"extract -o out --key key.bin a.tbi", 0, "", "written to out"},
-        {"extract -o out --key key.bin a.tbi", 2, "out: is there already",
+        {"extract -o out --key key.bin a.tbi", 2, "out: it exists already",
          "proven by tag and digest: 253 bytes of a.tbi"},
         {"extract -o plain --as rawFirmware raw.bin", 2, "", "written to plain"},
         {"extract -o bare signed.bin", 2, "", "written to bare"},
-        {"diff a.tbi", 2, "diff takes two files", ""},
+        {"diff a.tbi", 2, "diff needs two files", ""},
         {"diff a.tbi a.tbi", 0, "", "no difference"},
         {"diff a.tbi b.tbi", 2, "", "undecided: contents not compared, no key given"},
         {"diff --key other.bin a.tbi b.tbi", 2, "a.tbi: no tag is right under the key given", ""},
@@ -200,8 +200,9 @@ TEST(InspectCommandLine, EndsAsItsRowSays) {
         {"diff --key key.bin --address 9000ABE0 --mode 0 memory.bin memory-other.bin", 1, "", "different"},
         {"diff --public p256.pem short.kdu long.kdu", 0, "", "no difference"},
         {"diff short.kdu long.kdu", 1, "", "different"},
-        {"diff --public kdu.pem --except-signature signed.kdu free.kdu", 2, "not both files have a signature", ""},
-        {"diff --except-signature a.tbi b.tbi", 2, "not both files have a signature", ""},
+        {"diff --public kdu.pem --except-signature signed.kdu free.kdu", 2,
+         "at least one of the files has no signature", ""},
+        {"diff --except-signature a.tbi b.tbi", 2, "at least one of the files has no signature", ""},
         {"diff --except-signature signed.bin other-signed.bin", 0, "", "no difference"},
         {"diff --except-signature signed.bin changed-signed.bin", 1, "", "different"},
         {"verify --against a.tbi", 2, "--against needs what to compare with, such as --firmware", ""},
@@ -255,7 +256,7 @@ TEST(InspectCommandLine, EndsAsItsRowSays) {
         {"verify --key key.bin u.tbuh x.tbuh x.tbu", 2, "", "proven by tag: 76 bytes of x.tbuh"},
         {"verify --key key.bin u.tbuh v.other.tbu", 1, "",
          "wrong: 1 of 4 checks of u.tbuh are bad; no tag is right: another key or a changed file header"},
-        {"verify --key key.bin u.other.tbu", 2, "", "undecided: u.other.tbu, the second file of the pair isn't there"},
+        {"verify --key key.bin u.other.tbu", 2, "", "undecided: u.other.tbu, the second file of the pair is missing"},
         {"show --as rawFirmware /proc/self/mem", 2, "/proc/self/mem: Input/output error", ""},
         {"verify --key /proc/self/mem a.tbi", 2, "/proc/self/mem: Input/output error", ""},
         {"verify --firmware fw.hex a.tbi", 2, "", "undecided: a.tbi, no key given"},
@@ -496,7 +497,7 @@ TEST(InspectCommandLine, WarnsOfAKeyThatEverybodyMayRead) {
     ASSERT_TRUE(QFile::setPermissions(folder.path("key.bin"), QFile::ReadOwner | QFile::ReadOther));
     const CallResult result = runInspect(folder, "verify --key key.bin a.tbi");
     EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.errors, "qvora-inspect: warning: key.bin: the key file may be read by everybody");
+    EXPECT_EQ(result.errors, "qvora-inspect: warning: key.bin: every user can read the key file");
 }
 
 }  // namespace

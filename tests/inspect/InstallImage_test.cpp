@@ -26,7 +26,7 @@ TEST(InspectInstallImage, IsProvenByItsKey) {
     EXPECT_EQ(inspection.faults(), "");
     const std::string text = inspection.text("verify");
     EXPECT_EQ(text.substr(text.find('\n') + 1),
-              "note: area 6 e at byte 381: module and firmware overlap: area 4 has bytes from 0xB0000000 on too\n"
+              "note: area 6 e at byte 381: module and firmware overlap: area 4 also has bytes from 0xB0000000 on\n"
               "area 1 O 0x10000100 16 bytes: tag good, form of the content good\n"
               "area 2 m 0x08010000 11 bytes: tag good, form of the content good\n"
               "area 3 M 0x08010000 40 bytes: tag good\n"

@@ -103,7 +103,7 @@ TEST(InspectFirmware, IsShown) {
         {"a.bin", "raw",
          "a.bin: raw firmware by suffix, 3 bytes\n"
          "content 1  at 0  3 bytes\n"
-         "note: nothing in the content tells the format; the suffix decided\n"},
+         "note: nothing in the content shows the format; the suffix decided\n"},
         {"a.x", "KMDMAGIC" + QByteArray::fromHex("00000108") + "code",
          "a.x: module file by content, 16 bytes, load address 0x08010000\n"
          "code 1  at 12  0x08010000-0x08010003  4 bytes\n"},

@@ -174,8 +174,8 @@ QString besideOf(const QString& path, const QString& suffix) {
     return QDir::cleanPath(first.path() + u'/' + first.completeBaseName() + u'.' + suffix);
 }
 
-// A file among `others` that may be the second of a pair: the one beside the first file; else the first one with the
-// suffix that isn't beside another file.
+// Finds the second file of a pair among `others`: the one beside the first file or, if there is none, the first one
+// with the suffix that isn't beside another file. Returns its index, or -1.
 qsizetype findSecond(const QString& beside, const QString& suffix, const QStringList& others) {
     qsizetype found = -1;
     for (qsizetype i = 0; i < others.size(); ++i) {
@@ -192,8 +192,8 @@ qsizetype findSecond(const QString& beside, const QString& suffix, const QString
     return found;
 }
 
-// The second file of a pair is the one that an option names, else one of `others`, which it is taken from, else the one
-// beside the first with its suffix.
+// Finds the second file of a pair: the one that the option names, otherwise one of `others`, which it removes from the
+// list, otherwise the file with the suffix beside the first one. Empty if there is none.
 QString secondPath(const QString& first, const QString& suffix, const QString& named, QStringList* others) {
     const QString beside = besideOf(first, suffix);
     if (!named.isEmpty()) {
@@ -203,7 +203,7 @@ QString secondPath(const QString& first, const QString& suffix, const QString& n
     if (found >= 0) {
         return others->takeAt(found);
     }
-    return QFileInfo(beside).isFile() ? beside : QString();  // a pipe is only read if it is named
+    return QFileInfo(beside).isFile() ? beside : QString();  // a pipe is read only if an option or argument names it
 }
 
 }  // namespace

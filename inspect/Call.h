@@ -9,13 +9,13 @@
 
 namespace inspect {
 
-/// A file that was read, and what was found in it.
+/// A file that was read, and its description.
 struct Opened {
     QByteArray bytes;
     QByteArray secondBytes;
     Source source;
     Description description;
-    bool isSecret = false;  ///< plain secrets, which the last owner wipes
+    bool isSecret = false;  ///< the bytes are plain secrets, which the last owner wipes
 
     ~Opened() {
         if (isSecret && bytes.isDetached()) {
@@ -24,14 +24,15 @@ struct Opened {
     }
 };
 
-/// The bytes that a call looked at, for a window that shows them beside the report.
+/// The bytes that a call read, for a window that shows them next to the report.
 struct Kept {
-    std::vector<Opened> files;  ///< in the order in which they were read; their descriptions stand in the report
+    std::vector<Opened> files;  ///< in the order in which they were read; their descriptions are in the report
     bool wantsContents = false;
-    Contents contents;  ///< of the last file that was verified, if nothing in it is wrong and no part stayed closed
+    Contents contents;  ///< of the last verified file, if nothing in it is wrong and every part could be opened
 };
 
-/// One call: its options, and what it has to tell. Faults go into the report; whoever gets false only returns.
+/// One call: its options and its report. A function that fails adds its fault to the report and returns false; its
+/// caller adds nothing and returns.
 class Call {
   public:
     /// `kept` may be null.
@@ -44,8 +45,8 @@ class Call {
     [[nodiscard]] bool readEvidence();
     /// Reads the files that contents are compared with.
     [[nodiscard]] bool readSources();
-    /// Reads and describes a file; its format has to be known. `payload` is the option for the second file of a pair,
-    /// which may also be one of `others`, unless that is null; then it is removed from there.
+    /// Reads and describes a file, which must have a known format. `payload` is the option that names the second file
+    /// of a pair. Unless `others` is null, the second file may also be one of them; then it is removed from `others`.
     [[nodiscard]] bool open(const QString& path, Opened& opened, const char* payload = "payload",
                             QStringList* others = nullptr);
 

@@ -10,13 +10,13 @@
 
 namespace inspect {
 
-/// Where a memory cipher image lies, and how it was encrypted.
+/// The address of a memory cipher image, and its encryption mode.
 struct MemoryUse {
     std::uint32_t address = 0;
     std::uint32_t mode = 0;
 };
 
-/// What the user gives to prove a file with. Keys are wiped with it.
+/// The user's keys and files that prove a file. The destructor wipes the keys.
 struct Evidence {
     Evidence() = default;
     ~Evidence() {
@@ -32,34 +32,34 @@ struct Evidence {
     QByteArray publicKey;   ///< PEM, or the 64 bytes of a P-256 point; empty if none was given
     QByteArray privateKey;  ///< PEM; empty if none was given
     std::optional<MemoryUse> memory;
-    std::optional<QByteArray> app;  ///< what a memory cipher image should decrypt to
+    std::optional<QByteArray> app;  ///< the expected plaintext of a memory cipher image
 };
 
-/// What the plain bytes of a part are for.
+/// The purpose of a part's plain bytes.
 enum class ContentKind {
     firmware,
     module,
     optionBytes,
     blob,
-    derived,  ///< follows from the rest, as a digest does
+    derived,  ///< computed from the rest of the file, such as a digest
     other,
 };
 
 /// The plain bytes of one part.
 struct Content {
     int part = 0;
-    const char* name = "content";  ///< of the part, for formats without letters
+    const char* name = "content";  ///< the name of the part, for formats without letters
     char letter = 0;
     bool hasAddress = false;
     std::uint64_t address = 0;
     ContentKind kind = ContentKind::other;
     QByteArray bytes;
-    qsizetype ownOffset = 0;  ///< where the packaging tool writes a value of its own, whatever its input has there
+    qsizetype ownOffset = 0;  ///< where the packaging tool writes its own value over the input's bytes
     qsizetype ownSize = 0;
-    qsizetype headerRoom = 0;  ///< how many zero bytes its source may have before it, as room for a header
+    qsizetype headerRoom = 0;  ///< number of zero bytes that its source may begin with, as room for a header
 };
 
-/// The plain contents of a file's parts, wiped when they go.
+/// The plain contents of a file's parts. The destructor wipes them.
 struct Contents {
     Contents() = default;
     ~Contents() {

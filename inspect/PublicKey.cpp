@@ -32,7 +32,7 @@ const unsigned char* bytesOf(QByteArrayView view) {
     return reinterpret_cast<const unsigned char*>(view.data());
 }
 
-// A key with a passphrase is refused; nobody is asked for one.
+// A key with a passphrase is rejected, without asking the user for it.
 int noPassphrase(char* /*buffer*/, int /*size*/, int /*isWriting*/, void* /*user*/) {
     return 0;
 }
@@ -45,7 +45,7 @@ EVP_PKEY* readPem(QByteArrayView file) {
     return bio != nullptr ? PEM_read_bio_PUBKEY(bio.get(), nullptr, noPassphrase, nullptr) : nullptr;
 }
 
-// A point that isn't on the curve is refused.
+// Rejects a point that isn't on the curve.
 EVP_PKEY* readPoint(QByteArrayView file) {
     QByteArray point = '\x04' + file.toByteArray();
     QByteArray group = QByteArrayLiteral("prime256v1");
@@ -97,7 +97,7 @@ PublicKey::Kind kindOf(const EVP_PKEY* key) {
     }
 }
 
-/// Verifies over the pieces; `padding` is 0 for anything but RSA.
+/// Verifies a signature over SHA-256 of the pieces; `padding` is 0 for every kind of key except RSA.
 CheckResult verify(EVP_PKEY* key, int padding, std::initializer_list<QByteArrayView> pieces, QByteArrayView signature) {
     const Owned<EVP_MD_CTX, EVP_MD_CTX_free> context(EVP_MD_CTX_new());
     EVP_PKEY_CTX* settings = nullptr;

@@ -15,11 +15,12 @@ class PublicKey {
   public:
     enum class Kind { none, rsa, p256, ed25519, other };
 
-    /// Takes a `PUBLIC KEY` in PEM form (RFC 7468), or a point of P-256 as 64 bytes: X, then Y, big-endian. Anything
-    /// else is a key of kind none, which proves nothing.
+    /// Reads a `PUBLIC KEY` in PEM form (RFC 7468), or a point of P-256 as 64 bytes: X, then Y, big-endian. Anything
+    /// else makes a key of kind none, which proves nothing.
     explicit PublicKey(QByteArrayView file);
 
-    /// The RSA key of a modulus, most significant byte first. Of kind none if that makes no key.
+    /// Makes an RSA key from a modulus, most significant byte first. The key is of kind none if the modulus is
+    /// unusable.
     [[nodiscard]] static PublicKey fromModulus(QByteArrayView modulus, std::uint32_t exponent);
 
     [[nodiscard]] Kind kind() const { return kind_; }
@@ -37,19 +38,19 @@ class PublicKey {
     [[nodiscard]] QByteArray rsaDer() const;
 
     enum class Padding { pkcs1, pss };
-    /// RSA over SHA-256 of the pieces (RFC 8017); the salt of PSS has 32 bytes. This and the others are `bad` for a key
-    /// of another kind, and `unchecked` if OpenSSL doesn't offer the algorithm.
+    /// Verifies an RSA signature over SHA-256 of the pieces (RFC 8017); the salt of PSS has 32 bytes. This function and
+    /// the next ones return `bad` for a key of another kind and `unchecked` if OpenSSL doesn't offer the algorithm.
     [[nodiscard]] CheckResult verifyRsa(Padding padding, std::initializer_list<QByteArrayView> pieces,
                                         QByteArrayView signature) const;
-    /// ECDSA over SHA-256 of the pieces (FIPS 186-5), with r and s as 32 bytes each, or as DER.
+    /// Verifies an ECDSA signature over SHA-256 of the pieces (FIPS 186-5): r and s of 32 bytes each, or DER.
     [[nodiscard]] CheckResult verifyEcdsa(std::initializer_list<QByteArrayView> pieces, QByteArrayView r,
                                           QByteArrayView s) const;
     [[nodiscard]] CheckResult verifyEcdsa(std::initializer_list<QByteArrayView> pieces, QByteArrayView signature) const;
-    /// Ed25519 over `message` itself (RFC 8032).
+    /// Verifies an Ed25519 signature over `message` itself (RFC 8032).
     [[nodiscard]] CheckResult verifyEd25519(QByteArrayView message, QByteArrayView signature) const;
 
-    /// ECDH on P-256 with a private key in PEM form that has no passphrase (SEC 1, 3.3.1): the shared X coordinate, 32
-    /// bytes, which the caller wipes. Empty if the keys don't fit.
+    /// Runs ECDH on P-256 with a private key in PEM form without a passphrase (SEC 1, 3.3.1). Returns the shared X
+    /// coordinate, 32 bytes, which the caller wipes. Empty if one of the keys isn't a P-256 key.
     [[nodiscard]] QByteArray agree(QByteArrayView privatePem) const;
 
   private:
@@ -60,8 +61,8 @@ class PublicKey {
     Kind kind_ = Kind::none;
 };
 
-/// Why a given key can't be used: it is none, or OpenSSL doesn't offer keys of all our kinds, and it may be one of
-/// those.
+/// The reason why a given key can't be used. If OpenSSL doesn't offer all kinds of keys that we use, the key may be of
+/// such a kind (`notOffered`); otherwise the key is of the wrong kind (`unusableKey`).
 [[nodiscard]] Reason unusableReason();
 
 }  // namespace inspect

@@ -52,8 +52,8 @@ void collectIvs(Description& description, std::vector<Used>& all) {
     }
 }
 
-/// Marks each use of one IV that has another message under it: another part of its file, or a part of another file
-/// with another tag. Those of one file are neighbours.
+/// Adds a bad check for each use of one IV that another message shares: another part of the same file, or a part of
+/// another file with another tag. Uses in the same file are neighbours in `uses`.
 void proveSharedIv(std::span<const Used> uses, std::set<const Description*>& faulty) {
     const auto other =
         std::find_if(uses.begin(), uses.end(), [&](const Used& used) { return used.iv->tag != uses.front().iv->tag; });
@@ -76,7 +76,8 @@ void proveSharedIv(std::span<const Used> uses, std::set<const Description*>& fau
     }
 }
 
-/// Whether the tags of a file in a file were tried and are good, so that they cover what the file around it leaves.
+/// Whether all tags of an inner file were checked and are good. Then they cover the bytes that the outer file's checks
+/// don't cover.
 bool isCovering(const Description& inner) {
     const auto isTag = [](const Check& check) { return check.code == CheckCode::tag; };
     return std::any_of(inner.checks.begin(), inner.checks.end(), isTag) &&
@@ -84,7 +85,7 @@ bool isCovering(const Description& inner) {
                         [&](const Check& check) { return isTag(check) && check.result != CheckResult::good; });
 }
 
-/// The ranges that no check would miss, neighbours joined.
+/// The ranges that no check covers; adjacent ranges are joined.
 std::vector<Range> uncoveredOf(const Description& description) {
     std::vector<Range> uncovered;
     const auto add = [&uncovered](qint64 from, qint64 to) {

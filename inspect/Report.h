@@ -10,7 +10,7 @@ constexpr int statusUndecided = 2;
 
 enum class Verdict { proven, wrong, undecided };
 
-/// What the checks of a file, and of the files in it, come to: one bad check or broken rule makes it wrong, a needed
+/// The summary of the checks of a file and its inner files. One bad check or broken rule makes the file wrong; a needed
 /// check that wasn't made leaves it undecided.
 struct Judgement {
     Verdict verdict = Verdict::undecided;
@@ -19,42 +19,42 @@ struct Judgement {
     int bad = 0;                   ///< bad checks
     int made = 0;                  ///< good and bad ones
     bool isKeyDoubtful = false;    ///< every tag is wrong
-    std::vector<Range> uncovered;  ///< bytes that no check would miss
+    std::vector<Range> uncovered;  ///< bytes that no check covers
 };
 
 [[nodiscard]] Judgement judge(const Description& description);
 [[nodiscard]] bool hasErrors(const Description& description);
-/// Whether the contents are all that there is: no part stayed closed.
+/// Whether every encrypted part could be opened, so that the contents are complete.
 [[nodiscard]] bool isOpen(const Description& description);
 [[nodiscard]] const char* nameOf(Verdict verdict);
 [[nodiscard]] const char* nameOf(Proof proof);
 
-/// Checks that no IV stands twice in the images of one call: two messages under one IV and key give AES-GCM away. It
+/// Checks that no two messages in the images of one call use the same IV: with one key, that breaks AES-GCM. The check
 /// needs no key. The same part in two files is one message.
 void proveIvs(std::vector<Description>& files);
 
-/// Why a command, or one of its files, couldn't be worked on.
+/// The reason why a command or one of its files couldn't be processed.
 struct Failure {
-    const char* code;  ///< stable: usage, unreadable, unknownFormat, badKey, unwritable, noMemory; openKey of a warning
+    const char* code;  ///< stable: usage, unreadable, unknownFormat, badKey, unwritable, noMemory; warning: openKey
     QString file;
     QString text;
 };
 
-/// Everything that one call has to tell. The printers turn it into words, and nobody else does.
+/// The whole result of one call. Only the printers turn it into text.
 struct Report {
     QString command;
     int status = 0;
     std::vector<Description> files;
     std::vector<Failure> failures;
-    std::vector<Failure> warnings;        ///< what should be told, but stops nothing
-    std::vector<Difference> differences;  ///< of the two files
-    QString folder;                       ///< that contents were written into
+    std::vector<Failure> warnings;        ///< the messages that don't stop the call
+    std::vector<Difference> differences;  ///< between the two files of `diff`
+    QString folder;                       ///< the folder that the contents were written to
 };
 
 [[nodiscard]] QByteArray printText(const Report& report);
 [[nodiscard]] QByteArray printJson(const Report& report);
 
-/// `text` with every character that could drive a terminal or turn the reading order shown as its number.
+/// `text`, with each character that could control a terminal or change the reading order replaced by its number.
 [[nodiscard]] QString printable(const QString& text);
 
 }  // namespace inspect

@@ -136,7 +136,7 @@ void compareHeader(const Area& area, int index, const AreaImage& image, const Ar
     expect(FindingCode::wrongCount, area.count, image.count, 12);
 }
 
-// What the row of its letter asks of an area's header.
+// Checks an area's header against the row of its letter.
 void checkLetter(const Area& area, int index, const AreaLetter& letter, Description& description) {
     constexpr std::uint32_t wordSize = 4;
     const auto addSize = [&](FindingCode code, std::uint32_t expected) {
@@ -207,7 +207,7 @@ void describeArea(const Area& area, int index, const AreaImage& image, const Are
     description.parts.push_back(std::move(part));
 }
 
-/// What the checks want to see of a plain payload.
+/// The first and last bytes of a plain payload, which the checks need.
 struct Glimpse {
     QByteArray head;
     QByteArray tail;
@@ -228,7 +228,7 @@ struct Glimpse {
     }
 };
 
-/// Goes through the areas of an image with its key.
+/// Checks the areas of an image, in order, with its key.
 class Prover {
   public:
     Prover(const AreaImage& image, const AreaLayout& layout, const Evidence& evidence, Description& description,
@@ -263,7 +263,7 @@ class Prover {
     bool isDigesting_ = false;
     bool isDigestSound_ = true;
     std::uint32_t partEnds_ = 0;
-    std::uint32_t recordKind_ = 0;  // of the module record in front, 0 if none is there
+    std::uint32_t recordKind_ = 0;  // kind of the module record before this area; 0 if there is none
 };
 
 void Prover::proveArea(const Area& area, int index) {
@@ -346,7 +346,7 @@ void Prover::provePlain(const Area& area, int index, const Glimpse& glimpse) {
                 area.size == 8 && first == partEnds_ && second == image_.count - static_cast<std::uint32_t>(index),
                 index);
             break;
-        case 'O': {  // its block names the address and the size of the data behind it
+        case 'O': {  // its block contains the address and the size of the data after it
             constexpr std::uint32_t dataBlockSize = 12;
             description_.addCheck(
                 CheckCode::payloadForm,
@@ -366,7 +366,8 @@ void Prover::provePlain(const Area& area, int index, const Glimpse& glimpse) {
     }
 }
 
-// A whole record of a backup image, which tells the size of its data and whether they start with a nonce.
+// Checks a whole record of a backup image. Its header contains the size of the data, and whether the data start with a
+// nonce.
 void Prover::proveRecord(const Area& area, int index, const std::array<std::uint32_t, 3>& header) {
     constexpr std::uint32_t headerSize = 12;
     const auto [offset, protection, size] = header;

@@ -10,10 +10,10 @@ struct evp_md_ctx_st;
 
 namespace inspect {
 
-/// Takes plain bytes piece by piece. They are authentic only if the whole comes out good.
+/// Receives plain bytes piece by piece. They are authentic only if `open` then returns `good`.
 using PieceSink = std::function<void(QByteArrayView piece)>;
 
-/// Opens what one AES-128-GCM key sealed (NIST SP 800-38D). The pieces go through one buffer, which is wiped.
+/// Decrypts and authenticates with one AES-128-GCM key (NIST SP 800-38D). All pieces use one buffer, which is wiped.
 class GcmOpener {
   public:
     explicit GcmOpener(QByteArrayView key);
@@ -21,8 +21,8 @@ class GcmOpener {
     GcmOpener(const GcmOpener&) = delete;
     GcmOpener& operator=(const GcmOpener&) = delete;
 
-    /// Whether `tag` (16 bytes) is right for `sealed`, given its IV (12 or 16 bytes) and the additional data;
-    /// `unchecked` if OpenSSL doesn't offer the cipher.
+    /// Passes the plain bytes of `sealed` to `sink`. Returns whether `tag` (16 bytes) is right for `sealed`, the IV (12
+    /// or 16 bytes) and the additional data; `unchecked` if OpenSSL doesn't offer the cipher.
     [[nodiscard]] CheckResult open(QByteArrayView iv, std::initializer_list<QByteArrayView> additional,
                                    QByteArrayView sealed, QByteArrayView tag, const PieceSink& sink);
 
@@ -35,7 +35,8 @@ class GcmOpener {
     bool usable_ = false;
 };
 
-/// SHA-256 over pieces (FIPS 180-4). Like all digests here it is empty if OpenSSL doesn't offer the algorithm.
+/// SHA-256 over pieces (FIPS 180-4). The result, as of all digests here, is empty if OpenSSL doesn't offer the
+/// algorithm.
 class Sha256 {
   public:
     Sha256();
@@ -52,16 +53,16 @@ class Sha256 {
 
 [[nodiscard]] QByteArray sha256(QByteArrayView bytes);
 
-/// HMAC-SHA256 (RFC 2104); the caller wipes it.
+/// HMAC-SHA256 (RFC 2104); the caller wipes the result.
 [[nodiscard]] QByteArray hmacSha256(QByteArrayView key, QByteArrayView message);
 
-/// Compares a digest that was made here with one in a file; `unchecked` if none could be made.
+/// Compares a computed digest with the one in a file; `unchecked` if the digest couldn't be computed.
 [[nodiscard]] CheckResult compareDigest(QByteArrayView made, QByteArrayView found);
 
 /// Whether OpenSSL offers a cipher of this name.
 [[nodiscard]] bool isCipherOffered(const char* name);
 
-/// Compares in a time that tells nothing but the sizes.
+/// Compares in constant time; the time depends only on the sizes.
 [[nodiscard]] bool sameBytes(QByteArrayView a, QByteArrayView b);
 
 }  // namespace inspect

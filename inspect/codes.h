@@ -4,7 +4,7 @@
 
 namespace inspect {
 
-/// What can be found in a file. Each has one row in codes.cpp: its stable name, its severity and its words.
+/// The findings about a file. Each has one row in codes.cpp with its stable name, its severity and its text.
 enum class FindingCode : std::uint8_t {
     cutOff,
     badMagic,
@@ -61,10 +61,10 @@ struct FindingRow {
     FindingCode code;
     const char* name;
     Severity severity;
-    const char* words;  ///< "{name}" stands for the argument of that name
+    const char* words;  ///< "{name}" is replaced by the argument of that name
 };
 
-/// How two files, or a content and its sources, differ.
+/// The differences between two files, or between contents and their sources.
 enum class DifferenceCode : std::uint8_t {
     formatDiffers,
     fieldDiffers,
@@ -85,10 +85,11 @@ struct DifferenceRow {
     DifferenceCode code;
     const char* name;
     const char* words;
-    bool counts;  ///< makes two files different; else it follows from a fresh nonce, or isn't known
+    bool counts;  ///< whether it makes two files different; a difference that doesn't count comes from a fresh nonce
+                  ///< or is unknown
 };
 
-/// What can be proven.
+/// The checks that can be made.
 enum class CheckCode : std::uint8_t {
     rules,
     tag,
@@ -105,7 +106,7 @@ enum class CheckCode : std::uint8_t {
     signingKey,
 };
 
-/// What a good check proves its bytes by.
+/// The kind of proof that a good check gives.
 enum class Proof : std::uint8_t { none, structure, digest, signature, tag, comparison };
 
 struct CheckRow {

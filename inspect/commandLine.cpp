@@ -13,10 +13,10 @@ namespace inspect {
 namespace {
 
 struct OptionRow {
-    const char* names;     ///< with blanks between; the last one is its name
+    const char* names;     ///< separated by blanks; the last one is the option's name
     const char* value;     ///< null for a switch
     bool isRepeated;       ///< may be given several times
-    const char* commands;  ///< those that take it, with blanks between
+    const char* commands;  ///< the commands that accept it, separated by blanks
     const char* help;
 };
 
@@ -70,7 +70,7 @@ QString helpText(const QCommandLineParser& parser) {
     return text + QStringLiteral("\nStatus: 0 proven or no difference, 1 wrong or a difference, 2 can't be judged.\n");
 }
 
-/// What is wrong with the command line; empty if nothing is.
+/// Describes the fault of the command line; empty if there is none.
 QString usageFault(const QCommandLineParser& parser) {
     const QStringList words = parser.positionalArguments();
     if (words.isEmpty()) {
@@ -115,7 +115,7 @@ void print(const char* kind, const std::vector<Failure>& failures) {
     }
 }
 
-/// Output that can't be written whole is no answer.
+/// Returns `status`, or `statusUndecided` with a message if the output couldn't be written completely.
 int finishOutput(int status) {
     if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) {
         return status;

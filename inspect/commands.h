@@ -8,7 +8,7 @@ namespace inspect {
 
 struct CommandRow {
     const char* name;
-    int files;  ///< how many it takes; 0 for any number
+    int files;  ///< how many files it needs; 0 for one or more
     const char* help;
     void (*run)(Call& call, const QStringList& files);  ///< leaves the status in the report
 };

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::uint64_t joinedGap = 7;
 
-// Files that differ everywhere are told in coarser ranges, which else took many times their own memory.
+// Files that differ everywhere get coarser ranges: the fine ones would need many times the memory of the files.
 constexpr std::size_t fineRanges = 65536;
 constexpr std::uint64_t coarseGap = 65535;
 
@@ -36,7 +36,7 @@ void compareRun(std::uint64_t address, QByteArrayView a, QByteArrayView b, std::
         for (qsizetype i = at; i < at + size; ++i) {
             if (a.at(i) != b.at(i)) {
                 const std::uint64_t place = address + static_cast<std::uint64_t>(i);
-                // Only inside the run: between two runs there may be bytes that neither side has.
+                // Ranges are joined only inside a run: between two runs there may be bytes that neither side has.
                 const std::uint64_t gap = ranges.size() < fineRanges ? joinedGap : coarseGap;
                 const bool isInRun = !ranges.empty() && ranges.back().to >= address;
                 addRange(DifferenceCode::bytesChanged, place, place, isInRun ? gap : 0, ranges);
@@ -45,7 +45,7 @@ void compareRun(std::uint64_t address, QByteArrayView a, QByteArrayView b, std::
     }
 }
 
-/// The pieces of one side from the lowest address on.
+/// Walks the pieces of one side from the lowest address to the highest.
 class Walk {
   public:
     explicit Walk(std::vector<PlacedBytes>& pieces) : pieces_(pieces) {
@@ -53,7 +53,7 @@ class Walk {
                          [](const PlacedBytes& a, const PlacedBytes& b) { return a.address < b.address; });
     }
 
-    /// Passes over what lies in front of `position`; false at the end.
+    /// Skips the bytes before `position`; returns false at the end.
     bool moveTo(std::uint64_t position) {
         while (next_ < pieces_.size() && endOf(pieces_[next_]) <= position) {
             ++next_;
@@ -80,14 +80,14 @@ class Walk {
     std::uint64_t start_ = 0;
 };
 
-/// A description of one side with the bytes that it describes: a file, a file in it, or the second file of a pair.
+/// A description with the bytes that it describes: a file, its inner file, or the second file of a pair.
 struct Layer {
     const ComparedFile& file;
     const Description& description;
     QByteArrayView bytes;
-    const char* name;           ///< of its bytes, in differences
-    bool isBroken;              ///< by an error in it
-    std::vector<Range> ranges;  ///< by part
+    const char* name;           ///< the name of its bytes in differences
+    bool isBroken;              ///< whether it has a finding that is an error
+    std::vector<Range> ranges;  ///< sorted by part
     std::vector<int> faulty;    ///< the parts with findings, in order
 };
 
@@ -113,7 +113,7 @@ std::vector<Layer> layersOf(const ComparedFile& file) {
     return layers;
 }
 
-/// The ranges of one part, or those of the layer as a whole if it is null.
+/// The ranges of one part. If `part` is null, the ranges that belong to no part.
 std::span<const Range> rangesOf(const Layer& layer, const Part* part) {
     const auto [first, last] = std::equal_range(layer.ranges.begin(), layer.ranges.end(),
                                                 Range{0, 0, {}, {}, part != nullptr ? part->index : 0},
@@ -178,7 +178,7 @@ void compareFields(const std::vector<Field>& a, const std::vector<Field>& b, int
     }
 }
 
-/// Adds what differs between two ranges of bytes, by offset. `hidden` are the fields that were compared already.
+/// Adds the differences between two ranges of bytes, by offset. `hidden` contains the fields that are compared already.
 void compareRange(const Layer& a, const Range& rangeA, const Layer& b, const Range& rangeB,
                   const std::array<const std::vector<Field>*, 2>& hidden, std::vector<Difference>& differences) {
     QByteArray bytesA;
@@ -206,8 +206,8 @@ void compareRange(const Layer& a, const Range& rangeA, const Layer& b, const Ran
     addByteDifferences(a.name, 0, compareBytes({{start, viewA}}, {{start, viewB}}), {"A", "B"}, differences);
 }
 
-/// Adds what differs between the ranges of one role and part, turn by turn. A range that only one side has is
-/// compared with nothing.
+/// Adds the differences between the ranges of one role and part, pair by pair. A range that only one side has is
+/// compared with an empty one.
 void compareRanges(const Layer& a, const Part* partA, const Layer& b, const Part* partB, Role role,
                    std::vector<Difference>& differences) {
     const auto select = [role](const Layer& layer, const Part* part) {
@@ -225,7 +225,7 @@ void compareRanges(const Layer& a, const Part* partA, const Layer& b, const Part
     for (std::size_t i = 0; i < std::max(rangesA.size(), rangesB.size()); ++i) {
         const Range rangeA = i < rangesA.size() ? rangesA[i] : Range{a.description.size, 0, role, Cover::none, 0};
         const Range rangeB = i < rangesB.size() ? rangesB[i] : Range{b.description.size, 0, role, Cover::none, 0};
-        // Where the rules fix every byte, only a broken rule can hide a difference.
+        // The format's rules fix these bytes, so they differ only if a rule is broken.
         const bool isFixed = rangeA.cover == Cover::structure && rangeB.cover == Cover::structure;
         if (!isFixed || a.isBroken || b.isBroken) {
             compareRange(a, rangeA, b, rangeB, hidden, differences);
@@ -240,7 +240,7 @@ QByteArrayView payloadOf(const Layer& layer, const Part& part) {
     return isThere ? bytes.sliced(part.payloadOffset, part.payloadSize) : QByteArrayView();
 }
 
-/// What a part was encrypted with, as far as the file shows it: equal ciphertext says nothing under another IV.
+/// The values that a part was encrypted with and that are in the file. Equal ciphertext proves nothing if they differ.
 QByteArrayList sealOf(const Layer& layer, const Part& part) {
     QByteArrayList seal;
     const std::vector<UsedIv>& ivs = layer.description.ivs;  // in the order of their parts
@@ -279,7 +279,7 @@ bool hasFinding(const Layer& layer, const Part& part) {
     return std::binary_search(layer.faulty.begin(), layer.faulty.end(), part.index);
 }
 
-/// Whether the payload is a tag, digest or signature, which follows from the rest of the file.
+/// Whether the payload is a tag, digest or signature, which is computed from the rest of the file.
 bool isTag(const Layer& layer, const Part& part) {
     const std::span<const Range> ranges = rangesOf(layer, &part);
     return std::any_of(ranges.begin(), ranges.end(), [&part](const Range& range) {
@@ -311,7 +311,7 @@ void comparePair(const Layer& layerA, const Part& a, const Layer& layerB, const 
     compareContents(layerA, a, layerB, b, differences);
 }
 
-// What is left of one letter on both sides with one size has moved.
+// Parts that remain on both sides with the same name, letter and size have moved.
 void compareLeft(const std::vector<const Part*>& onlyA, const std::vector<const Part*>& onlyB,
                  std::vector<Difference>& differences) {
     std::multimap<std::tuple<std::string, char, qint64>, const Part*> left;
@@ -356,7 +356,8 @@ void compareParts(const Layer& a, const Layer& b, std::vector<Difference>& diffe
     compareLeft(onlyA, onlyB, differences);
 }
 
-/// Fields, parts, and the bytes that belong to none of them. An inner file stands for the payload around it.
+/// Compares fields, parts, and the bytes that belong to no part. If there is an inner file, its own comparison covers
+/// the payload.
 void compareLayer(const Layer& a, const Layer& b, bool hasInner, std::vector<Difference>& differences) {
     compareFields(a.description.fields, b.description.fields, 0, {}, differences);
     compareParts(a, b, differences);
@@ -367,7 +368,7 @@ void compareLayer(const Layer& a, const Layer& b, bool hasInner, std::vector<Dif
     }
 }
 
-// Tags and signatures follow from the rest, so they are of interest only where nothing in it differs.
+// Tags and signatures are computed from the rest, so they are compared only if nothing in the rest differs.
 void compareTags(const Layer& a, const Layer& b, std::vector<Difference>& differences) {
     compareRanges(a, nullptr, b, nullptr, Role::tag, differences);
     const std::size_t parts = std::min(a.description.parts.size(), b.description.parts.size());
@@ -380,7 +381,7 @@ bool isRecordFile(const ComparedFile& file) {
     return file.description.format->describe == describeRecords;
 }
 
-// Records may stand in any order and of any length: their content counts.
+// Records may have any order and length, so only their content is compared.
 void compareRecordFiles(const ComparedFile& a, const ComparedFile& b, std::vector<Difference>& differences) {
     std::array<std::vector<PlacedBytes>, 2> sides;
     for (std::size_t i = 0; i < sides.size(); ++i) {
@@ -416,9 +417,10 @@ void compareLayers(const ComparedFile& a, const ComparedFile& b, bool areProven,
     }
 }
 
-/// The file without its signatures. The signature of an MCUboot image may have another length each time, so the lengths
-/// that count it are left out as well: that of its entry, of which only the type stays, and that of the block.
-/// In a slot of one size it leaves more room or less, which is filled with one byte, if `isInSlot`.
+/// Returns the file without its signatures. Signatures of an MCUboot image vary in length, so the result also omits the
+/// lengths that include them: it keeps only the type of a signature's entry, and omits the length of the TLV block. If
+/// `isInSlot`, both files have the size of one slot, and the result also omits the fill after the image, whose size
+/// varies with the signature: the first of the unused bytes and those after it that are equal to it.
 QByteArray withoutSignature(const ComparedFile& file, bool isInSlot, bool& hasSignature) {
     constexpr qint64 typeSize = 2;
     const auto isSignature = [](const Range& range) {

@@ -4,7 +4,7 @@
 
 namespace inspect {
 
-/// Bytes at an address, that somebody else owns.
+/// Bytes at an address; the caller owns them.
 struct PlacedBytes {
     std::uint64_t address = 0;
     QByteArrayView bytes;
@@ -16,34 +16,36 @@ struct ByteDifference {
     std::uint64_t to = 0;    ///< the last one
 };
 
-/// Every byte that is in one and not in the other, as ranges, by address. Both are sorted by address here; where pieces
-/// of one side overlap, the first one's bytes count. Changed ranges are joined across up to seven equal bytes.
+/// Returns every byte that differs or is only on one side, as ranges sorted by address. The function sorts both sides
+/// by address; where pieces of one side overlap, the bytes of the first piece count. Changed ranges are joined across
+/// up to seven equal bytes.
 [[nodiscard]] std::vector<ByteDifference> compareBytes(std::vector<PlacedBytes> a, std::vector<PlacedBytes> b);
 
 /// One side of a comparison: a file and its contents as far as they are authentic.
 struct ComparedFile {
     QByteArrayView bytes;
-    QByteArrayView second;  ///< of a pair
+    QByteArrayView second;  ///< the second file of a pair
     const Description& description;
-    const Contents& contents;  ///< of those parts that could be opened
+    const Contents& contents;  ///< of the parts that could be opened
 };
 
-/// What differs between two files. Without a difference that counts, or a content that couldn't be compared, all their
-/// bytes are equal, or both files are proven and their contents and header fields are equal. Of HEX and S-Record files
-/// the contents count.
+/// Returns the differences between two files. If none of them counts and every content could be compared, all bytes of
+/// the files are equal, or both files are proven and their contents and header fields are equal. For HEX and S-Record
+/// files only the contents count.
 [[nodiscard]] std::vector<Difference> compareFiles(const ComparedFile& a, const ComparedFile& b);
 
-/// The status that the differences of two files come to.
+/// The status for the differences of two files.
 [[nodiscard]] int statusOf(const std::vector<Difference>& differences);
 
-/// Adds every byte of the files that differs, by offset.
+/// Adds every byte of the files that differs, sorted by offset.
 void compareAsBytes(const ComparedFile& a, const ComparedFile& b, std::vector<Difference>& differences);
 
-/// Whether both are equal but for the bytes of their signatures.
+/// Whether both files are equal except for the bytes of their signatures.
 enum class SignatureComparison { equal, different, noSignature };
 [[nodiscard]] SignatureComparison compareExceptSignature(const ComparedFile& a, const ComparedFile& b);
 
-/// Turns byte differences of one part or source into differences that can be told. `sides` names A and B.
+/// Converts the byte differences of one part or source to differences of the report. `sides` contains the names of A
+/// and B.
 void addByteDifferences(const char* name, int part, const std::vector<ByteDifference>& ranges,
                         std::array<const char*, 2> sides, std::vector<Difference>& differences);
 

@@ -18,7 +18,7 @@
 
 namespace {
 
-// Qt would replace what isn't UTF-8, and another file could be opened.
+// Qt would replace bytes that aren't UTF-8, and then another file could be opened.
 bool isUtf8(const char* text) {
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     const QString decoded = decoder(QByteArrayView(text));
@@ -36,7 +36,7 @@ bool wantsJson(int argc, char** argv) {
     _exit(inspect::statusUndecided);
 }
 
-// Qt's containers throw where they get no memory, and nothing here catches.
+// Qt's containers throw when they get no memory, and no code here catches exceptions.
 [[noreturn]] void endUncaught() {
     const std::type_info* const type = abi::__cxa_current_exception_type();
     if (type != nullptr && *type == typeid(std::bad_alloc)) {
@@ -50,7 +50,7 @@ bool wantsJson(int argc, char** argv) {
 int main(int argc, char** argv) {
     std::set_new_handler(endWithoutMemory);
     std::set_terminate(endUncaught);
-    // A file that may grow no further and a reader that went away are writes that fail, and not the end of the run.
+    // A file at its size limit and a closed pipe make a write fail; their signals must not end the run.
     std::signal(SIGXFSZ, SIG_IGN);
     std::signal(SIGPIPE, SIG_IGN);
     setenv("LC_ALL", "C.UTF-8", 1);

@@ -12,7 +12,7 @@ QString fill(const char* words, const std::vector<Field>& arguments) {
     return text;
 }
 
-// A name of ours in a text, as "area F" or "externalFirmware", as words.
+// Converts our names in a text, such as "area F" or "externalFirmware", to words.
 QString wordsIn(const Field& field) {
     QStringList words;
     for (const QByteArray& word : field.bytes.split(' ')) {

@@ -1,4 +1,4 @@
-// Backup image: the content of a device's backup memory, plain. Nothing in it protects anything.
+// Backup image: the plain content of a device's backup memory. The format has no protection.
 
 #include "files/ByteReader.h"
 #include "inspect/formats.h"
@@ -36,7 +36,7 @@ void addFields(Part& part, std::uint32_t protection) {
     part.fields.push_back(std::move(algorithm));
 }
 
-// The memory is written in words.
+// Devices write the memory in words.
 void checkWords(const char* name, Field value, const Part& part, qint64 at, Description& description) {
     if (value.number % 4 != 0) {
         description.addFinding(FindingCode::unaligned, part.index, part.offset + at,

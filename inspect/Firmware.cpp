@@ -1,5 +1,4 @@
-// Firmware as compilers give it: raw bytes, Intel HEX, S-Records, ELF. Nothing in it protects it but the sums of
-// records.
+// Firmware files of compilers: raw bytes, Intel HEX, S-Records, ELF. Only the checksums of records protect them.
 
 #include "files/ByteReader.h"
 #include "files/recordParser.h"
@@ -17,7 +16,7 @@ namespace {
 
 constexpr std::size_t segmentLimit = 65535;
 
-/// Takes what the parser finds. With contents wanted, the bytes of each segment are kept.
+/// Receives the parser's segments. If `contents` isn't null, it keeps the bytes of each segment there.
 struct RecordSegments : FileData {
     Description* description = nullptr;
     Contents* contents = nullptr;
@@ -44,7 +43,7 @@ void beginSegment(FileData& file, std::uint32_t address) {
         part.index = index;
         part.hasAddress = true;
         part.address = address;
-        part.offset = -1;  // its bytes stand as text in the file
+        part.offset = -1;  // the file contains its bytes as text
         part.payloadOffset = -1;
         found.description->parts.push_back(std::move(part));
     }
@@ -85,7 +84,7 @@ bool parse(QByteArrayView bytes, RecordSegments& found) {
            parseRecords(buffer, {&found, beginSegment, addData, endSegment, keepFault, [](FileData&) {}});
 }
 
-/// The offset of a line, counted from 1.
+/// The offset of a line; lines are counted from 1.
 qint64 lineOffset(QByteArrayView bytes, int line) {
     qsizetype at = 0;
     for (int i = 1; i < line; ++i) {
@@ -113,7 +112,7 @@ constexpr qsizetype elfHeaderSize = 52;
 constexpr qsizetype programHeaderSize = 32;
 constexpr std::uint32_t loadType = 1;
 
-/// Numbers of an ELF file in its own byte order; 0 for what isn't there.
+/// Reads numbers of an ELF file in the file's byte order; bytes after its end are 0.
 class ElfNumbers {
   public:
     explicit ElfNumbers(QByteArrayView bytes) : bytes_(bytes), isBigEndian_(byteAt(5) == 2) {}
@@ -133,7 +132,7 @@ class ElfNumbers {
     bool isBigEndian_;
 };
 
-/// A claim of the file on its own bytes.
+/// A run of bytes that a header of the file claims for a table or segment.
 struct Claim {
     qint64 offset = 0;
     qint64 size = 0;
@@ -141,7 +140,7 @@ struct Claim {
     int part = 0;
 };
 
-// Where claims overlap, the one that starts first has the bytes; what nobody claims is unread.
+// Converts claims to ranges. Where claims overlap, the one that starts first gets the bytes. Other bytes are unread.
 void tile(std::vector<Claim> claims, qint64 size, Description& description) {
     std::stable_sort(claims.begin(), claims.end(), [](const Claim& a, const Claim& b) { return a.offset < b.offset; });
     for (const Claim& claim : claims) {

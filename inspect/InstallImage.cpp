@@ -9,7 +9,7 @@ namespace inspect {
 
 namespace {
 
-// In the order in which they stand in an image; `m` and `P` have places of their own.
+// In the order of an image; `m` and `P` have their own places.
 constexpr std::array letters = {
     AreaLetter{.letter = 'S', .name = "packagedModule", .isAtZero = true, .leastSize = 1},
     AreaLetter{.letter = 'O', .name = "provisioningData", .leastSize = 12},
@@ -40,7 +40,7 @@ constexpr AreaLayout layout = {"TBIMAGIC", letters, false, SecondBlock::byProtoc
 
 constexpr std::uint64_t wordSize = 32;  // of Flash memory
 
-// The Flash word that a module ends in belongs to it alone.
+// No other area may start in the Flash word that a module ends in.
 void findModuleTails(Description& description) {
     const std::vector<const Part*> parts = partsByAddress(description);
     for (const Part* const module : partsByAddress(description, 'M')) {
@@ -57,7 +57,7 @@ void findModuleTails(Description& description) {
     }
 }
 
-// The tool allows a module over firmware, and a device writes both. That may be meant, so it is no error.
+// The tool allows a module over firmware, and a device writes both. The overlap may be intended, so it isn't an error.
 void noteModulesOverFirmware(Description& description) {
     std::array<const Part*, 2> furthest{};  // firmware, module
     for (const Part* const part : partsByAddress(description)) {
@@ -79,8 +79,8 @@ void noteModulesOverFirmware(Description& description) {
     }
 }
 
-// A licence and an identity stand directly before their module, and the letters of the rest in the order of the table.
-// `P` may stand between any two.
+// A licence and an identity come directly before their module. The other letters are in the order of the table. `P` may
+// come between any two areas.
 void checkOrder(Description& description) {
     constexpr int mostRecords = 2;
     const Part* record = nullptr;
@@ -105,7 +105,7 @@ void checkOrder(Description& description) {
     }
 }
 
-// Segments of one memory ascend.
+// The segments of one memory have ascending addresses.
 void checkAscent(char letter, Description& description) {
     const Part* previous = nullptr;
     for (const Part& part : description.parts) {
@@ -121,7 +121,7 @@ void checkAscent(char letter, Description& description) {
     }
 }
 
-// `P` ends a part, so none is empty, and a device keeps its place at one address.
+// `P` ends a part, and no part is empty. A device stores its progress at one address, so each `P` has the same address.
 void checkPartEnds(Description& description) {
     const Part* first = nullptr;
     const Part* previous = nullptr;
@@ -141,7 +141,7 @@ void checkPartEnds(Description& description) {
     }
 }
 
-// Every image of the tool has one: what covers the order of its areas as a whole.
+// Each image of the tool contains a hash area, which protects the order of all areas.
 void checkHash(const AreaImage& image, Description& description) {
     const bool hasHash =
         std::any_of(image.areas.begin(), image.areas.end(), [](const Area& area) { return area.letter == 'H'; });

@@ -25,7 +25,7 @@ QJsonValue numberValue(std::uint64_t number) {
     return QJsonValue(static_cast<qint64>(number));
 }
 
-// Text that isn't UTF-8 goes into a member of its own as it stands.
+// The bytes of a text that isn't UTF-8 are added in hexadecimal as a member of their own.
 void addText(QJsonObject& object, const QString& name, QByteArrayView bytes) {
     QStringDecoder decoder(QStringDecoder::Utf8);
     const QString text = decoder(bytes);
@@ -196,8 +196,8 @@ QJsonObject toJson(const Difference& difference) {
     return object;
 }
 
-// Characters beyond ASCII stand in strings only, where their number means the same: so no control character and no
-// change of the reading order reaches a terminal.
+// JSON contains other characters than ASCII only in strings, where an escape means the same. With escapes, no control
+// character and no change of the reading order reaches a terminal.
 void appendAscii(const QByteArray& json, QByteArray& result) {
     for (const QChar character : QString::fromUtf8(json)) {
         const char16_t code = character.unicode();
@@ -209,18 +209,18 @@ void appendAscii(const QByteArray& json, QByteArray& result) {
     }
 }
 
-/// Puts the document together piece by piece, a line each: as one tree, that of a file with many thousand parts takes
-/// ten times the memory of its text.
+/// Writes the document piece by piece, one line each. For a file with many thousand parts, a tree of the whole document
+/// would need ten times the memory of its text.
 class DocumentWriter {
   public:
-    /// Begins an object with the members that `head` has.
+    /// Begins an object with the members of `head`.
     void begin(const QJsonObject& head) {
         appendAscii(QJsonDocument(head).toJson(QJsonDocument::Compact), text_);
         text_.chop(1);
     }
     void end() { text_ += '}'; }
 
-    /// A further member of the object, an array of what `write` writes of each item.
+    /// Adds a member to the object: an array, whose items `write` writes.
     template <typename Item, typename Write>
     void addArray(const char* name, const std::vector<Item>& items, Write write) {
         text_ += QByteArray(",\n\"") + name + "\":[";

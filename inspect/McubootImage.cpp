@@ -1,5 +1,5 @@
-// MCUboot image, a module update `.kdu` among them: header, code, and TLVs, of which the protected ones count to what
-// is hashed and signed.
+// MCUboot image, such as a module update `.kdu`: header, code and TLVs. All but the unprotected TLVs is hashed and
+// signed.
 
 #include "files/ByteReader.h"
 #include "inspect/PublicKey.h"
@@ -19,9 +19,9 @@ namespace {
 constexpr std::uint32_t imageMagic = 0x96F3B83D;
 constexpr std::uint16_t protectedMagic = 0x6908;
 constexpr std::uint16_t plainMagic = 0x6907;
-constexpr qsizetype headerSize = 32;  // of its fields; the header as a whole may be longer
+constexpr qsizetype headerSize = 32;  // the size of the fields; the whole header may be longer
 constexpr qsizetype entrySize = 4;
-constexpr int signatureLimit = 16;  // no bootloader has as many keys, and each hashes the whole image
+constexpr int signatureLimit = 16;  // a bootloader has fewer keys, and each check hashes the whole image
 
 constexpr std::uint32_t encryptedFlags = 0x04 | 0x08;
 constexpr std::uint32_t placedFlags = 0x20 | 0x100;  // the load address counts
@@ -79,10 +79,10 @@ bool isSignature(TlvRole role) {
            role == TlvRole::unprovenSignature;
 }
 
-/// A block of TLVs: where it stands, and where its entries end.
+/// The place of a block of TLVs.
 struct TlvBlock {
     qint64 offset = 0;
-    qint64 size = 0;  ///< as far as it is there
+    qint64 size = 0;  ///< with its head; smaller than the block's size field if the file is cut off
     bool isThere = false;
 };
 
@@ -95,15 +95,15 @@ struct McubootImage {
     std::uint32_t flags = 0;
     std::array<std::uint32_t, 4> version{};  ///< major, minor, revision, build
     QByteArrayView code;
-    QByteArrayView covered;  ///< what is hashed and signed
+    QByteArrayView covered;  ///< the bytes that are hashed and signed
     TlvBlock protectedBlock;
     TlvBlock plainBlock;
     std::vector<Tlv> tlvs;
     qint64 end = 0;
     bool isWhole = false;
     std::vector<Finding> findings;
-    std::map<std::uint16_t, QByteArray> digests;  ///< of what is covered, by type: a hostile block asks for many
-    int signatures = 0;                           ///< tried so far
+    std::map<std::uint16_t, QByteArray> digests;  ///< of `covered`, by type; kept, as a hostile block may contain many
+    int signatures = 0;                           ///< number of signatures checked so far
 
     void find(FindingCode fault, qint64 at, std::vector<Field> arguments = {}) {
         findings.push_back({fault, 0, at, std::move(arguments)});
@@ -116,7 +116,7 @@ void addCut(McubootImage& image, qint64 wanted, qint64 present, qint64 at) {
                 numberField("wanted", static_cast<std::uint64_t>(wanted))});
 }
 
-/// Reads a block that starts at the reader's position. False if the walk can't go on behind it.
+/// Reads a block that starts at the reader's position. Returns false if reading can't continue after it.
 bool readBlock(ByteReader& reader, std::uint16_t magic, bool isProtected, McubootImage& image, TlvBlock& block) {
     constexpr qsizetype headSize = 4;
     block.offset = reader.position();
@@ -246,7 +246,7 @@ void describeTlv(const Tlv& tlv, Cover covered, Description& description) {
     description.parts.push_back(std::move(part));
 }
 
-// Entries, and what is left where the block's end doesn't fit to them.
+// Adds the block's entries, and an unread range for bytes between the last entry and the end of the block.
 void describeBlock(const McubootImage& image, const TlvBlock& block, bool isProtected, Cover cover,
                    Description& description) {
     constexpr qint64 headSize = 4;
@@ -278,7 +278,7 @@ const QByteArray& coveredDigest(McubootImage& image, std::uint16_t type) {
     return digest;
 }
 
-// Older signers put zeros behind the DER of an ECDSA signature, to have one length.
+// Removes the zeros that older signers append to the DER of an ECDSA signature to give it a fixed length.
 QByteArrayView withoutPadding(QByteArrayView signature) {
     if (signature.size() < 2 || static_cast<std::uint8_t>(signature.at(1)) > signature.size() - 2) {
         return signature;
@@ -289,7 +289,7 @@ QByteArrayView withoutPadding(QByteArrayView signature) {
     return isPadded ? signature.first(size) : signature;
 }
 
-/// What can be said of one signature with a key: whether it verifies, or why that can't be tried.
+/// Adds the result of verifying one signature with a key, or the reason why it can't be verified.
 void proveSignature(const McubootImage& image, const Tlv& tlv, const PublicKey& key, int part,
                     Description& description) {
     switch (tlv.role()) {
@@ -332,7 +332,7 @@ void proveSignature(const McubootImage& image, const Tlv& tlv, const PublicKey& 
     }
 }
 
-// The entry that tells a bootloader which of its keys to take.
+// Checks the entry that a bootloader selects its key by.
 void proveSigningKey(QByteArrayView expected, const Tlv& tlv, int part, Description& description) {
     const CheckResult result = compareDigest(expected, tlv.value);
     const bool isGood = result == CheckResult::good;
@@ -346,7 +346,7 @@ void proveSigningKey(QByteArrayView expected, const Tlv& tlv, int part, Descript
 
 void proveTlv(McubootImage& image, const Tlv& tlv, const PublicKey& key, bool hasKey, int part,
               Description& description) {
-    // What is hashed and signed is the plain code.
+    // The hash and the signature cover the plain code.
     const bool isEncrypted = (image.flags & encryptedFlags) != 0;
     const bool isUsable = key.kind() != PublicKey::Kind::none;
     const QByteArray encoded = key.kind() == PublicKey::Kind::rsa ? key.rsaDer() : key.der();

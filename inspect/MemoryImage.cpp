@@ -1,4 +1,4 @@
-// Memory cipher image: raw ciphertext for one address, key and mode. Nothing in it tells whether it is right, so only a
+// Memory cipher image: raw ciphertext for one address, key and mode. Nothing in it shows whether it is right, so only a
 // comparison with the application proves it.
 
 #include "inspect/cipher.h"
@@ -12,13 +12,13 @@ namespace {
 
 constexpr std::uint32_t lastAesMode = 1;
 
-/// Adds every byte that is in one and not in the other, and gives whether there is none. Bytes behind the last whole
-/// group aren't in the image: they are dropped when it is made.
+/// Adds the differences between the plaintext and the application, and returns whether there are none. The
+/// application's bytes after the last whole group count as differences, because the tool leaves them out of the image.
 bool compare(const Source& source, QByteArrayView plain, QByteArrayView application, std::uint32_t address,
              Description& description) {
     const std::vector<ByteDifference> differences = compareBytes({{address, plain}}, {{address, application}});
     addByteDifferences("application", 1, differences, {"image", "source"}, description.differences);
-    // What an older, longer file of that name had there.
+    // These bytes are left over from an older, longer file of that name.
     const qint64 rest = source.bytes.size() - application.size();
     if (rest > 0) {
         description.addFinding(FindingCode::bytesBehindEnd, 0, application.size(),

@@ -1,4 +1,4 @@
-// Module file `.kmd`: magic, load address, code. It is carried whole, and nothing in it protects it.
+// Module file `.kmd`: magic, load address, code. An image contains the whole file. The format has no protection.
 
 #include "files/ByteReader.h"
 #include "inspect/formats.h"

@@ -1,4 +1,4 @@
-// Packaged module: `.xtbi`. Its maker alone can open it.
+// Packaged module: `.xtbi`. Only its maker can open it.
 
 #include "inspect/areaImage.h"
 

@@ -1,4 +1,4 @@
-// The password of a debug authentication, plain, beside its provisioning file.
+// Password file: the plain password of a debug authentication. It accompanies a provisioning file.
 
 #include "files/ByteReader.h"
 #include "inspect/formats.h"
@@ -11,7 +11,7 @@ namespace {
 
 constexpr qsizetype headerSize = 8;
 constexpr std::uint32_t marker = 0x80000000;
-constexpr qsizetype longestLength = 255;  // that the length byte tells in full
+constexpr qsizetype longestLength = 255;  // the largest length that the length byte can hold
 
 struct Header {
     std::uint32_t marker = 0;
@@ -34,7 +34,7 @@ bool isZero(QByteArrayView bytes) {
 
 }  // namespace
 
-// A vector table may begin alike, so that only a file that fits to the last byte counts.
+// A vector table may begin in the same way, so only a file that fits to its last byte matches.
 Match matchPasswordFile(QByteArrayView bytes) {
     const Header header = readHeader(bytes);
     const qsizetype length = bytes.size() - headerSize;

@@ -1,4 +1,4 @@
-// Personalization data: a tag, then what it seals under a secret of two key pairs.
+// Personalization data: a tag, then the ciphertext. Key and IV are derived from the shared secret of two key pairs.
 
 #include "inspect/PublicKey.h"
 #include "inspect/cipher.h"
@@ -12,7 +12,7 @@ constexpr qsizetype tagSize = 16;
 constexpr qsizetype keySize = 16;
 constexpr qsizetype ivSize = 12;
 
-/// The content, which counts only if its tag is good.
+/// Decrypts the content, which is authentic only if the result is good.
 CheckResult open(QByteArrayView bytes, QByteArrayView secret, QByteArray* content) {
     GcmOpener opener(secret.first(keySize));
     return opener.open(secret.sliced(keySize, ivSize), {}, bytes.sliced(tagSize), bytes.first(tagSize),
@@ -80,7 +80,7 @@ void provePersonalizationData(const Source& source, const Evidence& evidence, De
     if (result != CheckResult::good) {
         return;
     }
-    // Two files under one pair of keys share their IV.
+    // Two files with the same two key pairs have the same IV.
     description.ivs.push_back(
         {QByteArray(secret.constData() + keySize, ivSize), source.bytes.first(tagSize).toByteArray(), 1});
     if (contents != nullptr) {

@@ -1,5 +1,5 @@
-// Provisioning file: `.obk` with a header, `.bin` without one. Where it has a digest of its payload, only the digest
-// itself tells so.
+// Provisioning file: `.obk` with a header, `.bin` without one. No field shows whether it contains a digest of its
+// payload: it does if the bytes at the digest's place match.
 
 #include "files/ByteReader.h"
 #include "inspect/cipher.h"
@@ -16,7 +16,7 @@ namespace {
 constexpr qsizetype headerSize = 12;
 constexpr qsizetype digestSize = 32;
 
-// No larger content is hashed to find out whether it is a provisioning file.
+// Detection doesn't hash a larger content.
 constexpr qsizetype matchLimit = 1 << 20;
 
 bool isHeaderRight(QByteArrayView bytes) {
@@ -35,7 +35,7 @@ bool isDigestOffered() {
     return !sha256({}).isEmpty();
 }
 
-/// Where the body starts, and whether it starts with its digest.
+/// The offset of the body, and whether it starts with a digest.
 struct Layout {
     qsizetype body = headerSize;
     bool hasDigest = false;
@@ -53,7 +53,7 @@ Layout layoutOf(const Source& source) {
     return {headerSize, hasDigestAt(bytes, headerSize)};
 }
 
-// Nothing notices another address or encryption flag.
+// No check detects a change of the address or the encryption flag.
 void describeHeader(QByteArrayView bytes, Part& part, Description& description) {
     ByteReader reader(bytes);
     part.hasAddress = true;
@@ -105,7 +105,7 @@ void describeProvisioningFile(const Source& source, Description& description) {
     }
     const Cover cover = layout.hasDigest ? Cover::digest : Cover::none;
     if (layout.hasDigest) {
-        // Short secrets can be guessed from it.
+        // The digest is secret because short payloads can be guessed from it.
         description.addBytes("payloadDigest", bytes.sliced(layout.body, digestSize), layout.body);
         description.fields.back().secret = true;
         description.addRange(digestSize, Role::tag, cover, part.index);
@@ -121,7 +121,7 @@ void describeProvisioningFile(const Source& source, Description& description) {
 
 void proveProvisioningFile(const Source& source, const Evidence& evidence, Description& description,
                            Contents* contents) {
-    // Without a digest that fits, nobody can tell a file that has none from one whose digest is wrong.
+    // If no digest matches, the file has none or a wrong one; the two can't be distinguished.
     if (layoutOf(source).hasDigest) {
         proveHashedProvisioningFile(source, evidence, description, contents);
     } else {

@@ -9,7 +9,7 @@ namespace inspect {
 
 namespace {
 
-// In the order in which they stand in an image.
+// In the order of an image.
 constexpr std::array letters = {
     AreaLetter{.letter = 'S', .name = "secrets", .kind = ContentKind::blob, .isAtZero = true, .leastSize = 1},
     AreaLetter{.letter = 'F', .name = "firmware", .kind = ContentKind::firmware, .isInMemory = true, .leastSize = 1},
@@ -49,7 +49,7 @@ void describeProvisioningImage(const Source& source, Description& description) {
 void proveProvisioningImage(const Source& source, const Evidence& evidence, Description& description,
                             Contents* contents) {
     proveAreas(walkAreas(source.bytes, layout), layout, evidence, description, contents);
-    findOverlaps(description, 'B');  // where a section ends is known once its record is open
+    findOverlaps(description, 'B');  // the end of a section is known only after its record is decrypted
 }
 
 }  // namespace inspect

@@ -1,6 +1,6 @@
 // Provisioning payload: `.pvs` with one encrypted blob.
 //
-//  0  8  "PVSPAYLD"            16 16  nonce, all of which is the IV
+//  0  8  "PVSPAYLD"            16 16  nonce, used as the IV
 //  8  2  protocol version      32 32  binding to the OEM key or the root key table
 // 10  2  header size           64 16  tag
 // 12  4  size of the blob      80 16  zero
@@ -61,7 +61,7 @@ void checkHeader(const Header& header, QByteArrayView bytes, Description& descri
     }
 }
 
-// A P-256 key in PEM form stands for version 1, a file of 32 bytes is the hash of version 2.
+// Version 1 is bound to a P-256 key, given as PEM; version 2 to a hash of 32 bytes, given as a file.
 void proveBinding(const Header& header, const Evidence& evidence, Description& description) {
     if (evidence.publicKey.isEmpty()) {
         return;

@@ -35,7 +35,8 @@ void proveIvs(std::vector<Description>& files);
 
 /// The reason why a command or one of its files couldn't be processed.
 struct Failure {
-    const char* code;  ///< stable: usage, unreadable, unknownFormat, badKey, unwritable, noMemory; warning: openKey
+    /// Stable: usage, unreadable, unknownFormat, badKey, noSignature, unwritable; of a warning: openKey.
+    const char* code;
     QString file;
     QString text;
 };

@@ -1,5 +1,4 @@
-// Secrets images: one-time-programmable words. Their values are never told, nor anything that would let them be
-// guessed.
+// Secrets images: one-time-programmable words. The opener never prints their values or anything that reveals them.
 
 #include "files/ByteReader.h"
 #include "inspect/formats.h"
@@ -20,7 +19,7 @@ struct IndexRun {
     std::uint32_t last;
 };
 
-// Devices 0x500 and 0x501: all words stand in the image, in this order.
+// Devices 0x500 and 0x501: the image contains all these words, in this order.
 constexpr std::array wordRuns = {IndexRun{56, 56}, IndexRun{59, 95}};
 constexpr qint64 wordsSize = 152;
 

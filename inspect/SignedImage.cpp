@@ -1,4 +1,4 @@
-// Signed image: any image and an 80-byte footer behind it. What is signed is a file of its own format.
+// Signed image: any image, then an 80-byte footer. The image inside may have a format of its own.
 //
 //  0  4  "VXSG"                12  4  length of the signed part, from the start of the image
 //  4  4  image version         16 32  signature, r
@@ -28,8 +28,8 @@ struct Footer {
     QByteArrayView zero;
     std::uint32_t length = 0;
     QByteArrayView signature;
-    QByteArrayView head;   ///< the bytes of it that are signed
-    QByteArrayView image;  ///< all in front of it
+    QByteArrayView head;   ///< the bytes of the footer that are signed
+    QByteArrayView image;  ///< all bytes before the footer
     bool isWhole = false;
 };
 
@@ -77,7 +77,7 @@ void checkFooter(const Footer& footer, Description& description) {
     }
 }
 
-// Else no signature is right, whatever the key.
+// An r or s outside 1 to the order of P-256 minus 1 makes the signature invalid under every key.
 void checkNumber(const Footer& footer, const char* name, qsizetype at, Description& description) {
     constexpr qsizetype size = 32;
     constexpr std::array<std::uint8_t, size> order = {0xFF, 0xFF, 0xFF, 0xFF, 0x00, 0x00, 0x00, 0x00, 0xFF, 0xFF, 0xFF,
@@ -168,7 +168,7 @@ void proveSignedImage(const Source& source, const Evidence& evidence, Descriptio
     }
     for (Description& inner : description.inner) {
         prove(innerSource(source, footer), evidence, inner, contents);
-        // The signature stands for all bytes of the image; its tags are asked for by giving their key.
+        // If the signature is good, the tags of the inner file are needed only if their key is given.
         for (Check& check : inner.checks) {
             check.needed = check.needed && !(isProven && check.reason == Reason::noKey);
         }

@@ -13,7 +13,7 @@ QString joined(const QStringList& items) {
     return items.join(QStringLiteral(", "));
 }
 
-/// Of both files of a pair.
+/// The size of the file, or of both files of a pair.
 std::uint64_t sizeOf(const Description& description) {
     qint64 size = description.size;
     for (const Description& inner : description.inner) {
@@ -89,7 +89,7 @@ void Printer::printParts(const Description& description) {
     }
 }
 
-// Where the plain bytes lie, neighbours of one kind joined.
+// Prints the memory ranges of the plain bytes; adjacent parts with the same letter are joined.
 void Printer::printMemory(const Description& description) {
     std::vector<const Part*> parts;
     for (const Part& part : description.parts) {
@@ -117,7 +117,7 @@ void Printer::printMemory(const Description& description) {
     }
 }
 
-// A fault that repeats is told once, with how often it comes.
+// Prints each kind of finding once, with the number of the others of that kind.
 void Printer::printFindings(const Description& description) {
     QList<FindingCode> told;
     for (const Finding& finding : description.findings) {
@@ -167,7 +167,7 @@ void Printer::printChecks(const Description& description) {
     }
 }
 
-// Text tells the first ones of each kind, JSON all.
+// Prints the first differences of each kind; JSON output contains all.
 void Printer::printDifferences(const std::vector<Difference>& differences) {
     constexpr int limit = 50;
     QMap<DifferenceCode, int> counts;

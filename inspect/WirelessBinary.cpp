@@ -1,4 +1,4 @@
-// Signed binary of a wireless chip: the binary with its own size in it, then an RSA signature.
+// Signed binary of a wireless chip: the binary, which contains its own size, then an RSA signature.
 
 #include "files/ByteReader.h"
 #include "inspect/PublicKey.h"

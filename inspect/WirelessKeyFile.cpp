@@ -1,5 +1,5 @@
-// The public key of a wireless chip as source: C, Python or text. All follows from the modulus, so the whole file is
-// made anew from it and compared: a changed character can't hide.
+// The public key of a wireless chip as C or Python source or as text. The modulus determines the whole file, so the
+// opener writes the file again from it and compares: it finds every changed character.
 
 #include "inspect/PublicKey.h"
 #include "inspect/cipher.h"
@@ -19,9 +19,9 @@ constexpr std::uint32_t keyExponent = 65537;
 
 struct Form {
     const char* name;
-    const char* start;         ///< of the file
-    const char* modulusStart;  ///< what stands in front of the modulus
-    char modulusEnd;           ///< and behind it
+    const char* start;         ///< the start of the file
+    const char* modulusStart;  ///< the text before the modulus
+    char modulusEnd;           ///< the character after the modulus
     bool isHex;
     QByteArray (*write)(const PublicKey& key);
 };
@@ -68,7 +68,7 @@ const Form* formOf(QByteArrayView bytes) {
     return form == forms.end() ? nullptr : &*form;
 }
 
-// Numbers and what stands between them; whether they are written as they should be shows in the comparison.
+// Reads the numbers and ignores all text between them; the comparison of the whole file finds faults in that text.
 QByteArray parseBytes(QByteArrayView list, bool isHex) {
     QByteArray bytes;
     QByteArray number;
@@ -87,7 +87,7 @@ QByteArray parseBytes(QByteArrayView list, bool isHex) {
     return bytes;
 }
 
-/// The key that the file's modulus makes; of kind none if there is no modulus of the right size.
+/// The key with the file's modulus; of kind none if there is no modulus of the right size.
 PublicKey keyOf(QByteArrayView bytes, const Form& form) {
     constexpr qsizetype longestList = 8 * modulusSize;
     const qsizetype found = bytes.indexOf(QByteArrayView(form.modulusStart));

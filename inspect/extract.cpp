@@ -40,7 +40,7 @@ QString systemFault() {
     return QString::fromLocal8Bit(std::strerror(errno));
 }
 
-/// Holds back the signals that end a run, until what it began to write is complete or removed.
+/// Blocks the signals that end a run until the folder is complete or removed.
 class HeldSignals {
   public:
     HeldSignals() {
@@ -49,7 +49,7 @@ class HeldSignals {
         for (const int signal : endingSignals) {
             struct sigaction action = {};
             const bool isIgnored = sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
-            if (!isIgnored) {  // one that is blocked would count although it is ignored
+            if (!isIgnored) {  // while it is blocked, an ignored signal would become pending too
                 sigaddset(&held, signal);
             }
         }
@@ -59,7 +59,7 @@ class HeldSignals {
     HeldSignals(const HeldSignals&) = delete;
     HeldSignals& operator=(const HeldSignals&) = delete;
 
-    /// Whether one of them came.
+    /// Whether one of the blocked signals has arrived.
     [[nodiscard]] static bool hasOne() {
         sigset_t pending;
         sigemptyset(&pending);
@@ -73,10 +73,10 @@ class HeldSignals {
     sigset_t before_ = {};
 };
 
-// The folder that is being filled, for removeUnfinished, which can allocate nothing; empty if there is none.
+// The path of the folder that is being filled; empty if there is none. An array, as removeUnfinished can't allocate.
 std::array<char, PATH_MAX> unfinished{};
 
-/// Names the folder while it is being filled.
+/// Stores the path of the folder in `unfinished` while the folder is being filled.
 class Unfinished {
   public:
     explicit Unfinished(const QString& folder) {
@@ -107,7 +107,7 @@ bool writeAll(int handle, QByteArrayView bytes) {
     return true;
 }
 
-// By the system's own calls: they tell a full disk from a limit.
+// Writes with system calls, whose errors distinguish a full disk from a file size limit.
 bool writeOwned(const QString& path, QByteArrayView bytes, QString& fault) {
     const QByteArray name = QFile::encodeName(path);
     const int handle = ::open(name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
@@ -138,7 +138,7 @@ QJsonObject entryOf(const Content& content) {
     return entry;
 }
 
-// No letter of a hostile file gets into a name.
+// Rejects letters that a hostile file could bring into a file name.
 bool hasPlainLetters(const Contents& contents) {
     for (const Content& content : contents.list) {
         const bool isLetter =
@@ -177,12 +177,12 @@ void removeUnfinished() {
     }
     static std::array<char, 32768> entries;
     bool isChanged = true;
-    while (isChanged) {  // a file system may skip entries while others are removed
+    while (isChanged) {  // a file system may skip entries while other entries are removed
         isChanged = false;
         lseek(folder, 0, SEEK_SET);
         long size = 0;
         while ((size = syscall(SYS_getdents64, folder, entries.data(), entries.size())) > 0) {
-            // An entry: 8 bytes inode, 8 offset, 2 its own size, 1 type, then the name.
+            // An entry has 8 bytes of inode, 8 of offset, 2 of its own size, 1 of type, then the name.
             for (long at = 0; at < size;) {
                 std::uint16_t entrySize = 0;
                 std::memcpy(&entrySize, entries.data() + at + 16, sizeof entrySize);
@@ -215,7 +215,7 @@ bool writeContents(const QString& path, const Description& description, const Co
     if (!fillFolder(beside.path(), description, contents, fault)) {
         return false;
     }
-    // A folder that came up meanwhile stays as it is.
+    // A folder that was created in the meantime isn't replaced.
     if (renameat2(AT_FDCWD, QFile::encodeName(beside.path()).constData(), AT_FDCWD,
                   QFile::encodeName(place.filePath()).constData(), RENAME_NOREPLACE) != 0) {
         fault = systemFault();

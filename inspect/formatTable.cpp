@@ -9,7 +9,7 @@ namespace inspect {
 
 namespace {
 
-// The order means nothing.
+// The order of the rows has no effect on detection.
 constexpr std::array rows = {
     FormatRow{"installImage", "install image", "tbi tbix", matchInstallImage, describeInstallImage, proveInstallImage},
     FormatRow{"backupImage", "backup image", "", nullptr, describeBackupImage, nullptr, ContentKind::other, nullptr,
@@ -84,7 +84,7 @@ const FormatRow* bySuffix(const std::vector<const FormatRow*>& candidates, const
     return found;
 }
 
-/// The one of the formats that fit the content, by suffix if there are several.
+/// Chooses one of the formats that fit the content, by suffix if there are several.
 const FormatRow* chooseMatch(const std::vector<const FormatRow*>& matches, const QString& path,
                              Description& description) {
     description.by = FoundBy::content;
@@ -130,7 +130,7 @@ const FormatRow* findFormat(const Source& source, Description& description) {
         return chooseMatch(matches, source.path, description);
     }
     description.by = FoundBy::suffix;
-    // A format with a magic isn't that format without it, unless its suffix says that it was meant to be one.
+    // The content fits no format. A file is of a format with a magic only if its suffix says so.
     std::vector<const FormatRow*> all;
     std::transform(rows.begin(), rows.end(), std::back_inserter(all), [](const FormatRow& row) { return &row; });
     const FormatRow* const found = bySuffix(all, source.path);

@@ -9,57 +9,57 @@
 
 namespace inspect {
 
-/// The bytes to look at. The owner keeps them as long as anything looks.
+/// The bytes to describe. The caller owns them and keeps them alive while they are used.
 struct Source {
     QString path;
     QByteArrayView bytes;
-    QString secondPath;  ///< the other file of a pair; empty if there is none
+    QString secondPath;  ///< the second file of a pair; empty if there is none
     QByteArrayView second;
 };
 
-/// How well a content fits a format: `magic` for a right start with faults behind it, which is a broken file of the
-/// format and no unknown one; `whole` if every byte has its place.
+/// How well a content fits a format. `magic`: the start is right but the rest isn't, so the file is a broken one of
+/// this format, not an unknown one. `whole`: every byte fits.
 enum class Match { no, magic, whole };
 
 /// One format that the opener knows.
 struct FormatRow {
     const char* name;      ///< stable: `--as` and JSON
-    const char* title;     ///< in text
-    const char* suffixes;  ///< without dots, with blanks between
+    const char* title;     ///< the name in text output and help
+    const char* suffixes;  ///< without dots, separated by blanks
     Match (*match)(QByteArrayView bytes);
     void (*describe)(const Source& source, Description& description);
     void (*prove)(const Source& source, const Evidence& evidence, Description& description, Contents* contents);
-    ContentKind plainKind = ContentKind::other;  ///< without `prove`: what the payloads of its parts are
-    const char* secondSuffix = nullptr;          ///< of the other file, where a pair of files makes one image
+    ContentKind plainKind = ContentKind::other;  ///< the kind of its parts' payloads if `prove` is null
+    const char* secondSuffix = nullptr;          ///< suffix of the second file, if two files make one image
     bool isSecret = false;                       ///< its bytes are plain secrets
 };
 
 [[nodiscard]] std::span<const FormatRow> formatTable();
 [[nodiscard]] const FormatRow* formatByName(const QString& name);
 
-/// The row that fits `source` best, or null: by content, and where that leaves a choice or nothing, by suffix. Findings
-/// about the choice are added to `description`.
+/// The row that fits `source` best, or null. The content decides; if it fits several formats or none, the suffix does.
+/// Findings about the choice are added to `description`.
 [[nodiscard]] const FormatRow* findFormat(const Source& source, Description& description);
 
-/// The same for a file in a file: by content, and by suffix only where several contents fit.
+/// Does the same for a file inside a file, except that the suffix decides only if the content fits several formats.
 [[nodiscard]] const FormatRow* findInnerFormat(const Source& source, Description& description);
 
 /// Whether a path has the suffix of the second file of a pair.
 [[nodiscard]] bool isSecondName(const QString& path);
 
-/// Finds the format of `source`, or takes `as` if it isn't null, and describes it.
+/// Describes `source` in the format `as` or, if that is null, in the format that fits it.
 [[nodiscard]] Description describe(const Source& source, const FormatRow* as = nullptr);
 
-/// Gives the payloads of all parts as they stand in the file, for formats that encrypt nothing.
+/// Adds the payloads of all parts, unchanged, to `contents`, for formats that encrypt nothing. `contents` may be null.
 void keepPayloads(const Source& source, const Description& description, ContentKind kind, Contents* contents);
 
-/// A content of `part`, still without its bytes.
+/// A content for `part`, without its bytes, which the caller adds.
 [[nodiscard]] Content contentOf(const Part& part, ContentKind kind);
 
-/// Puts the check of the format's rules before the others: whether no finding is an error.
+/// Inserts the check of the format's rules before the other checks. It is good if no finding is an error.
 void proveRules(Description& description);
 
-/// Adds the checks to what `describe` gave, and the plain contents if they are wanted.
+/// Adds the checks to the description that `describe` made and, if `contents` isn't null, the plain contents to it.
 void prove(const Source& source, const Evidence& evidence, Description& description, Contents* contents = nullptr);
 
 [[nodiscard]] Match matchInstallImage(QByteArrayView bytes);
@@ -68,7 +68,7 @@ void proveInstallImage(const Source& source, const Evidence& evidence, Descripti
 
 void describeBackupImage(const Source& source, Description& description);
 
-// Of devices 0x500 and 0x501, and of device 0x505.
+// The first is for devices 0x500 and 0x501, the second for device 0x505.
 void describeSecretsWords(const Source& source, Description& description);
 void describeSecretsRecords(const Source& source, Description& description);
 

@@ -17,7 +17,7 @@ namespace {
 
 constexpr qsizetype keySize = 16;
 
-// Unbuffered, so that no second copy of a key stays behind.
+// Opens the file unbuffered, so that no second copy of a key remains in memory.
 bool openInput(const QString& path, QFile& file, QString& fault) {
     const bool isOpen = path == QLatin1String("-") ? file.open(0, QIODevice::ReadOnly | QIODevice::Unbuffered)
                                                    : file.open(QIODevice::ReadOnly | QIODevice::Unbuffered);
@@ -27,7 +27,7 @@ bool openInput(const QString& path, QFile& file, QString& fault) {
     return isOpen;
 }
 
-// One read into memory of the right size where the size is known.
+// Reads a file of known size with one read into memory of that size.
 bool readRegular(QFile& file, QByteArray& bytes, QString& fault) {
     const qint64 size = file.size();
     if (!canAllocate(size)) {
@@ -46,7 +46,7 @@ bool readRegular(QFile& file, QByteArray& bytes, QString& fault) {
     return true;
 }
 
-// A file that the system makes as it is read says that it has no bytes.
+// Reads a file whose content the system makes on reading, such as one in /proc. Its size is reported as 0.
 bool readUnsized(QFile& file, QByteArray& bytes, QString& fault) {
     QByteArray content;
     QByteArray piece(4096, '\0');
@@ -81,8 +81,8 @@ bool readPipe(QFile& file, QByteArray& bytes, QString& fault) {
     return false;
 }
 
-// Never more than `limit` bytes: a wrong path can be a whole firmware, or a device without an end. No copy of what was
-// read stays behind.
+// Reads at most `limit` bytes, because a wrong path may name a large firmware or an endless device. No copy of the
+// bytes remains in memory.
 bool readSecret(const QString& path, qsizetype limit, QByteArray& secret, QString& fault, QString& warning) {
     QFile file(path);
     if (!openInput(path, file, fault)) {
@@ -123,7 +123,7 @@ bool readInput(const QString& path, QByteArray& bytes, QString& fault) {
 }
 
 bool readKey(const QString& path, QByteArray& key, QString& fault, QString& warning) {
-    // One byte more than a key has, to see that there is none.
+    // Reading one byte more than a key has detects a longer file.
     QByteArray content;
     const WipeOnExit wiped(content);
     if (!readSecret(path, keySize + 1, content, fault, warning)) {

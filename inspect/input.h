@@ -6,16 +6,16 @@
 
 namespace inspect {
 
-/// Reads all of the file at `path`, a pipe too; "-" is standard input. On failure `fault` says why.
+/// Reads the whole file or pipe at `path`; "-" is standard input. On failure `fault` says why.
 [[nodiscard]] bool readInput(const QString& path, QByteArray& bytes, QString& fault);
 
-/// Reads a key of exactly 16 bytes likewise. `warning` tells of a file that everybody may read.
+/// Reads a key of exactly 16 bytes in the same way. `warning` is set if every user can read the file.
 [[nodiscard]] bool readKey(const QString& path, QByteArray& key, QString& fault, QString& warning);
 
-/// Reads a key of the memory cipher: the first 16 bytes of the file, as the packaging tool takes them.
+/// Reads a key of the memory cipher: the first 16 bytes of the file, which the packaging tool uses as well.
 [[nodiscard]] bool readMemoryKey(const QString& path, QByteArray& key, QString& fault, QString& warning);
 
-/// Reads a key in PEM or point form, 64 KiB at most, likewise. The caller wipes it.
+/// Reads a key in PEM or point form, shorter than 64 KiB, in the same way. The caller wipes it.
 [[nodiscard]] bool readKeyFile(const QString& path, QByteArray& key, QString& fault, QString& warning);
 
 }  // namespace inspect

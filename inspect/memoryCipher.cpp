@@ -10,8 +10,8 @@
 #include <array>
 #include <memory>
 
-// Plain and small on purpose: the tables follow from the standards' own rules, so that a slip in a table of the tool
-// can't stand here as well.
+// This code is deliberately plain and small. It computes the tables from the rules in the standards, so that it can't
+// repeat a mistake in a table of the tool.
 
 namespace inspect {
 
@@ -28,7 +28,7 @@ constexpr Word rotateLeft(Word word, unsigned count) {
     return count == 0 ? word : static_cast<Word>((word << count) | (word >> (bits - count)));
 }
 
-// FIPS 202, algorithm 2: the offset of each lane, cut to its 16 bits.
+// FIPS 202, algorithm 2: the offset of each lane, modulo its 16 bits.
 constexpr std::array<unsigned, 25> makeRotations() {
     std::array<unsigned, 25> rotations{};
     std::size_t x = 1;
@@ -60,8 +60,8 @@ constexpr std::array<std::uint16_t, 12> makeRoundConstants() {
 // FIPS 197, 5.1.1: the inverse in GF(2^8), then the affine transformation.
 constexpr std::array<std::uint8_t, 256> makeSbox() {
     std::array<std::uint8_t, 256> sbox{};
-    std::uint8_t power = 1;    // of 3, which generates the field
-    std::uint8_t inverse = 1;  // of that power
+    std::uint8_t power = 1;    // a power of 3, which generates the field's units
+    std::uint8_t inverse = 1;  // the inverse of `power`
     do {
         power = static_cast<std::uint8_t>(power ^ (power << 1) ^ ((power & 0x80) != 0 ? 0x1B : 0));
         // Division by 3 is multiplication by 0xF6.
@@ -104,7 +104,7 @@ void permute(Lanes& lanes, std::size_t first, std::size_t last) {
     }
 }
 
-/// Derives the keys of groups from the master key.
+/// Derives the keys of the groups from the master key.
 class GroupKeys {
   public:
     GroupKeys(QByteArrayView key, bool isFast) : isFast_(isFast) {
@@ -121,7 +121,7 @@ class GroupKeys {
     GroupKeys(const GroupKeys&) = delete;
     GroupKeys& operator=(const GroupKeys&) = delete;
 
-    /// The block keys of the two halves, each as it stands in the state.
+    /// The block keys of a group's two halves, in the byte order of the state.
     [[nodiscard]] std::array<Block, 2> of(std::uint32_t address) const {
         Lanes lanes = start_;
         if (isFast_) {
@@ -165,7 +165,7 @@ Block reversed(const Block& block) {
     return result;
 }
 
-// FIPS 197, 5.2, from the last round key back to the first, which is the cipher key.
+// Runs the key expansion of FIPS 197, 5.2, backwards, from the last round key to the first, which is the cipher key.
 void rewindKey(Block& key) {
     constexpr std::array<std::uint8_t, 10> constants = {0x36, 0x1B, 0x80, 0x40, 0x20, 0x10, 0x08, 0x04, 0x02, 0x01};
     for (const std::uint8_t constant : constants) {
@@ -205,7 +205,7 @@ Words toWords(const Block& block) {
     return words;
 }
 
-// One half of Theta: what two words have to say to the two others.
+// One half of Theta: adds the mixed sum of two words to the two others.
 void mix(Words& state, std::size_t from, std::size_t to) {
     const std::uint32_t sum = state[from] ^ state[from + 2];
     const std::uint32_t spread = sum ^ rotateLeft(sum, 8) ^ rotateLeft(sum, 24);
@@ -213,7 +213,7 @@ void mix(Words& state, std::size_t from, std::size_t to) {
     state[to + 2] ^= spread;
 }
 
-// The twelve rounds of Noekeon undone, the last one first. Gamma undoes itself, and each Pi the other.
+// Undoes the rounds of Noekeon, the last one first. Gamma is its own inverse, and Pi1 and Pi2 are each other's.
 void decryptNoekeon(const Block& keyBytes, Block& block) {
     constexpr std::array<std::uint32_t, 12> constants = {0x63, 0xBC, 0x5E, 0x2F, 0x9A, 0x4D,
                                                          0xAB, 0xD8, 0x6C, 0x36, 0x1B, 0x80};

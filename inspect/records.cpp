@@ -8,7 +8,7 @@ namespace inspect {
 
 namespace {
 
-// More are in no valid image; a large file of zeros would have them.
+// No valid image has more records. The limit is for files such as a large one of zeros.
 constexpr std::size_t recordLimit = 65535;
 
 void addPart(const Record& record, int index, Description& description) {

@@ -4,17 +4,17 @@
 
 namespace inspect {
 
-/// One of the records that stand one behind the other in a plain image: a header of fixed size whose last four bytes
-/// are the size of the data that follow it.
+/// One of the consecutive records of a plain image: a header of fixed size, then the data. The last four bytes of the
+/// header are the size of the data.
 struct Record {
     qint64 offset = 0;
     QByteArrayView header;
-    std::uint32_t size = 0;  ///< as its header says
-    QByteArrayView data;     ///< as far as it is there
+    std::uint32_t size = 0;  ///< from the header
+    QByteArrayView data;     ///< shorter than `size` if the file is cut off
 };
 
-/// Walks `bytes` to their end. Parts, ranges and the findings about what is missing are added to `description`; what
-/// a header means is the caller's: one part a record stands in `description.parts`.
+/// Reads the records in `bytes`. Adds one part for each record, the ranges, and the findings about missing bytes to
+/// `description`. The caller reads the fields of the headers.
 [[nodiscard]] std::vector<Record> readRecords(QByteArrayView bytes, qsizetype headerSize, Description& description);
 
 }  // namespace inspect

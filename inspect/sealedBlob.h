@@ -3,13 +3,13 @@
 #include "inspect/cipher.h"
 #include "inspect/formats.h"
 
-/// What the formats share that are a header and one encrypted content.
+/// The common code of the formats that consist of a header and one encrypted content.
 namespace inspect {
 
 struct SealedBlob {
     QByteArrayView iv;
     std::array<QByteArrayView, 2> additional;
-    QByteArrayView bytes;  ///< all that is there, more or less than `size`
+    QByteArrayView bytes;  ///< all bytes after the header; may be more or fewer than `size`
     std::uint32_t size;
     QByteArrayView tag;
     ContentKind kind;
@@ -17,16 +17,16 @@ struct SealedBlob {
 
 [[nodiscard]] bool isZero(QByteArrayView bytes);
 
-/// The one range and finding of a file that ends inside its header.
+/// Adds the only range and finding of a file that ends inside its header.
 void addCutHeader(qint64 present, qint64 wanted, Description& description);
 
-/// `size` bytes behind the end of what the format describes; nothing if that is 0.
+/// Adds a finding and a range for `size` bytes after the end of the format; adds nothing if `size` is 0.
 void addBytesBehind(qint64 size, Description& description);
 
-/// Adds `part` as part 1, its bytes as far as they are there, and whatever is behind them.
+/// Adds `part` as part 1, with the bytes that the file contains, and a finding for bytes after it.
 void addBlob(Part part, QByteArrayView bytes, std::uint32_t size, Description& description);
 
-/// Opens the blob that is part 1 of `description`.
+/// Decrypts and authenticates the blob that is part 1 of `description`.
 void proveBlob(const SealedBlob& blob, const Evidence& evidence, Description& description, Contents* contents);
 
 }  // namespace inspect

@@ -90,14 +90,14 @@ void finish(const char* name, std::size_t before, Description& description) {
     description.addCheck(CheckCode::against, description.differences.size() == before, 0, {textField("content", name)});
 }
 
-// Without an address of its own, a content starts at the lowest one of its sources.
+// A content without an address starts at the lowest address of its sources.
 std::uint64_t startOf(const std::vector<SourcePiece>& pieces) {
     const auto lowest = std::min_element(
         pieces.begin(), pieces.end(), [](const SourcePiece& a, const SourcePiece& b) { return a.address < b.address; });
     return lowest == pieces.end() ? 0 : lowest->address;
 }
 
-/// The source with the values in it that the packaging tool writes.
+/// Returns the source with the values that the packaging tool writes into it.
 QByteArray withOwnValues(const QByteArray& source, std::uint64_t address, const Content& content) {
     QByteArray bytes = source;
     for (qsizetype i = content.ownOffset; i < content.ownOffset + content.ownSize; ++i) {
@@ -145,7 +145,7 @@ void proveFirmware(const Sources& sources, const std::vector<const Content*>& fo
     }
 }
 
-// A module that can be placed anywhere has the address that it was given in place of its 0.
+// A module that can be placed anywhere has the address 0 in its file; the image contains its actual address there.
 std::vector<PlacedBytes> asPlaced(const QByteArray& source, const Content& content) {
     constexpr qsizetype at = 8;
     constexpr qsizetype end = 12;
@@ -182,7 +182,7 @@ void proveInTurn(const char* name, const std::vector<QByteArray>& given, const s
     finish(name, before, description);
 }
 
-// What nothing in the format protects is proven by a comparison of all of it.
+// A comparison of the whole content proves a file that nothing in its format protects.
 void settle(bool isWhole, Description& description) {
     bool isSettled = false;
     for (Check& check : description.checks) {
@@ -297,7 +297,7 @@ bool readOptionBytes(const QString& path, QByteArray& words, QString& fault) {
 }
 
 void proveAgainst(const Sources& sources, const Contents& contents, QByteArrayView file, Description& description) {
-    // A module file is carried as it is, so a source of its own format is the whole file.
+    // An image contains a module file unchanged, so a source in the file's own format is compared with the whole file.
     Contents whole;
     const bool isModuleFile = contents.list.size() == 1 && contents.list.front().letter == 0 &&
                               contents.list.front().kind == ContentKind::module;
@@ -308,7 +308,7 @@ void proveAgainst(const Sources& sources, const Contents& contents, QByteArrayVi
         whole.list.back().bytes = file.toByteArray();
     }
     const Contents& compared = isWhole ? whole : contents;
-    // An MCUboot image holds firmware as well as a module, and its file doesn't say which.
+    // An MCUboot image contains firmware or a module, and the file doesn't show which.
     const bool isFirmware = isModuleFile && sources.hasFirmware && sources.modules.empty();
     const ContentKind firmwareKind = isFirmware ? ContentKind::module : ContentKind::firmware;
     bool isComplete = true;

@@ -12,7 +12,7 @@ struct SourcePiece {
     QByteArray bytes;
 };
 
-/// What the plain contents of an image should be, read from the files that it was made from.
+/// The expected plain contents of an image, read from the files that it was made from.
 struct Sources {
     Sources() = default;
     ~Sources();
@@ -29,17 +29,17 @@ struct Sources {
     [[nodiscard]] bool isEmpty() const;
 };
 
-/// Reads firmware: ELF, Intel HEX, S-Record, or raw with its address behind "@". On failure `fault` says why.
+/// Reads firmware: ELF, Intel HEX, S-Record, or raw with its address after "@". On failure `fault` says why.
 [[nodiscard]] bool readFirmware(const QString& argument, std::vector<SourcePiece>& pieces, QString& fault);
 
 /// Reads a table of option bytes as words, low byte first.
 [[nodiscard]] bool readOptionBytes(const QString& path, QByteArray& words, QString& fault);
 
-/// Reads a module as an image holds it: a `.hex` file is laid out from its first address to its last.
+/// Reads a module in the form that an image contains. A `.hex` file is laid out from its first to its last address.
 [[nodiscard]] bool readModule(const QString& path, QByteArray& module, QString& fault);
 
-/// Adds the checks of contents against their sources, and every byte that is in one and not in the other. `file` is
-/// what the contents come from.
+/// Adds the checks of the contents against their sources, and the differences between them. `file` is the file that the
+/// contents come from.
 void proveAgainst(const Sources& sources, const Contents& contents, QByteArrayView file, Description& description);
 
 }  // namespace inspect

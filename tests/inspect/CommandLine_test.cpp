@@ -39,7 +39,7 @@ CallResult runInspect(const TempFolder& folder, const char* arguments, const QBy
     return run(folder, QVORA_INSPECT, QString::fromUtf8(arguments).split(u' ', Qt::SkipEmptyParts), input);
 }
 
-/// `script` with the opener as "$0".
+/// Runs `script` with the opener as "$0".
 CallResult runShell(const TempFolder& folder, const char* script) {
     return run(folder, "/bin/sh", {QStringLiteral("-c"), QString::fromUtf8(script), QStringLiteral(QVORA_INSPECT)});
 }
@@ -85,7 +85,7 @@ void makeFiles(const TempFolder& folder) {
     folder.write("signed.kdu", kitMake(update));
     folder.write("kdu.pem", kitKeyOf(KitKind::ed25519).publicPem);
     folder.write("header-and-code", QByteArray(32, '\0') + update.code);
-    // Signatures by ECDSA: until one has another length, which moves the fill of the slot.
+    // ECDSA signatures vary in length. A second one of another length moves the fill of the slot.
     update.signer = KitKind::p256;
     const auto inSlot = [](QByteArray bytes) { return bytes.leftJustified(400, '\xff') + "trailer"; };
     const QByteArray first = kitMake(update);
@@ -292,7 +292,7 @@ std::string shown(const TempFolder& folder) {
     return QDir(folder.path(".")).entryList(QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot).join(u' ').toStdString();
 }
 
-// An image of so many areas that making their files, or telling of them, takes a while.
+// Makes an image with many areas, so that extracting or printing them takes a while.
 void makeManyAreas(const TempFolder& folder, int count) {
     KitImage image;
     for (int i = 0; i < count; ++i) {
@@ -307,7 +307,7 @@ TEST(InspectCommandLine, ASignalLeavesNothing) {
     const TempFolder folder;
     makeFiles(folder);
     makeManyAreas(folder, 1500);
-    // The shell ignores SIGINT for what it runs in the background, and so does the last of these.
+    // The shell ignores SIGINT in background commands. The last row keeps this, and sends SIGINT without an effect.
     for (const char* const signal : {"TERM", "HUP", "INT", ""}) {
         const bool isIgnored = *signal == '\0';
         const QByteArray script =
@@ -322,7 +322,7 @@ TEST(InspectCommandLine, ASignalLeavesNothing) {
 }
 
 #ifdef QVORA_SANITIZED
-// Qt's containers throw where memory runs out; the sanitizer's limit makes them.
+// Qt's containers throw when memory runs out. The sanitizer's limit causes it here.
 TEST(InspectCommandLine, RunningOutOfMemoryIsToldAndLeavesNothing) {
     const TempFolder folder;
     makeFiles(folder);
@@ -354,7 +354,7 @@ TEST(InspectCommandLine, OutputThatCantBeWrittenIsNoAnswer) {
     }
 }
 
-// OpenSSL without a usable cipher, digest or key: nothing can be judged, and the reason is told.
+// If OpenSSL offers no usable cipher, digest or key, the verdict is undecided and names the reason.
 TEST(InspectCommandLine, WhatOpenSslDoesntOfferIsUndecided) {
     const TempFolder folder;
     makeFiles(folder);
@@ -396,7 +396,7 @@ TEST(InspectCommandLine, OptionBytesAreReadInTheirBase) {
     }
 }
 
-// No letter of a file gets into a name, whatever its reader let through.
+// An area's letter that isn't a plain letter never gets into a file name, even if a reader accepted it.
 TEST(InspectCommandLine, NamesOfFilesAreOurs) {
     const TempFolder folder;
     inspect::Description description;
@@ -435,7 +435,7 @@ TEST(InspectCommandLine, TellsWhatDiffersByAddress) {
               "area H: changed 0x00000000-0x0000001F\n"
               "area F: moved 0x08000100 -> 0x08000104\n"
               "different\n");
-    // Several differences in files that nothing proves are all listed.
+    // All differences between files that nothing proves are listed.
     folder.write("a.password", QByteArray::fromHex("0000008002000000") + "aa");
     folder.write("b.password", QByteArray::fromHex("0000008002000100") + "ab");
     EXPECT_EQ(runInspect(folder, "diff --as passwordFile a.password b.password").output,
@@ -448,7 +448,7 @@ TEST(InspectCommandLine, TellsWhatDiffersByAddress) {
     EXPECT_NE(output.find("option bytes contents against their sources unchecked (not asked for)"), std::string::npos);
 }
 
-// Of every kind of output, held against the published schema by an outside validator.
+// An outside validator checks every kind of output against the published schema.
 TEST(InspectCommandLine, JsonIsOneDocumentThatKeepsTheSchema) {
     const TempFolder folder;
     makeFiles(folder);

@@ -7,18 +7,18 @@
 #include <optional>
 #include <string>
 
-/// What the opener makes of bytes under a name.
+/// The opener's results for a file.
 struct Inspection {
     inspect::Description description;
     inspect::Judgement judgement;
 
-    /// The names of broken rules, bad checks and, behind "?", needed checks that weren't made.
+    /// The names of broken rules, bad checks and, after "?", needed checks that weren't made.
     [[nodiscard]] std::string faults() const;
     [[nodiscard]] std::string text(const char* command) const;
     [[nodiscard]] QByteArray json(const char* command) const;
 };
 
-/// What is given to the opener.
+/// The input of the opener.
 struct Given {
     QByteArray bytes;
     const char* name = "a.bin";
@@ -32,10 +32,10 @@ struct Given {
     bool isPrinted = true;  ///< whether the printers run as well
 };
 
-/// Shows and proves, and asserts what holds for any bytes: the ranges tile them, both printers say the same twice and
-/// print no control character and nothing of the key.
+/// Shows and proves a file, and asserts properties that hold for any bytes: the ranges tile the file, and neither
+/// printer prints a control character or any part of the key.
 [[nodiscard]] Inspection inspectGiven(const Given& given);
-/// The status of a comparison of two files with what is given for each.
+/// The status of a comparison of two files.
 [[nodiscard]] int compareGiven(const Given& a, const Given& b);
 [[nodiscard]] Inspection inspectBytes(const QByteArray& bytes, const char* name, const QByteArray& key,
                                       const char* as = nullptr);

@@ -56,14 +56,14 @@ void hashAnew(KitImage& image) {
     *hash = kitHash({image.areas.begin(), hash});
 }
 
-// A further part end, so that five or six areas stand between the first and the last.
+// Inserts another part end at `at`, and corrects the area count in the first one.
 void addPartEnd(KitImage& image, std::ptrdiff_t at, std::uint32_t address, const char* payload) {
     image.areas[4].payload[4] = 4;
     image.areas.insert(image.areas.begin() + at, {'P', address, QByteArray::fromHex(payload), {}, {}, {}, {}, {}});
     hashAnew(image);
 }
 
-// Each with right tags, so that the check behind them is reached, and each seen by one check alone.
+// Each image has right tags, so that the checks after them are made, and breaks one rule.
 TEST(InspectInstallImage, NamesTheOneRuleThatIsBroken) {
     struct Row {
         const char* faults;
@@ -108,7 +108,7 @@ TEST(InspectInstallImage, NamesTheOneRuleThatIsBroken) {
              image.areas[1].payload = QByteArray::fromHex("02000000") + QByteArray(15, 'i');
              hashAnew(image);
          }},
-        {"", kitExternalImage(),  // as close to a module as may be
+        {"", kitExternalImage(),  // as close to a module as allowed
          [](KitImage& image) { image.areas[4].address = 0x08010040; }},
         {"moduleTail", kitExternalImage(), [](KitImage& image) { image.areas[4].address = 0x0801003F; }},
         {"overlap", kitInstallImage(), [](KitImage& image) { image.areas[1].address = 0x08000000; }},
@@ -185,7 +185,7 @@ TEST(InspectInstallImage, AreasHaveTheirLeastSizeAndTheirPlace) {
     struct Row {
         char letter;
         int least;
-        const char* faults;  // of one byte less
+        const char* faults;  // of an area one byte shorter
         bool isAtZero;
     };
     for (const Row& row : {Row{'S', 1, "empty", true}, Row{'O', 12, "payloadForm tooSmall", false},
@@ -198,13 +198,13 @@ TEST(InspectInstallImage, AreasHaveTheirLeastSizeAndTheirPlace) {
         };
         EXPECT_EQ(faultsOf(row.least, 0), "") << row.letter;
         EXPECT_EQ(faultsOf(row.least - 1, 0), row.faults) << row.letter;
-        if (row.letter != 'O') {  // its block holds the address
+        if (row.letter != 'O') {  // its block contains the address
             EXPECT_EQ(faultsOf(row.least, 4), row.isAtZero ? "wrongValue" : "") << row.letter;
         }
     }
 }
 
-// A module beside firmware is as it should be; over it, it is noted, and no error.
+// A module next to firmware is right. A module over firmware is a note, not an error.
 TEST(InspectInstallImage, NotesModulesOverFirmware) {
     struct Row {
         std::uint32_t firmware;
@@ -223,7 +223,7 @@ TEST(InspectInstallImage, NotesModulesOverFirmware) {
     }
 }
 
-// No key is needed to see that two images share an IV; one image in two files shares nothing but itself.
+// Two images with a common IV are found without a key. One image in two files is one message, so it is good.
 TEST(InspectInstallImage, IvsDifferOverAllFiles) {
     KitImage other = kitInstallImage();
     other.areas[0].payload[0] = 'x';

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <iterator>
 
-// Formats that encrypt nothing: backup and secrets images, provisioning and password files.
+// Tests of the formats that encrypt nothing: backup and secrets images, provisioning and password files.
 
 namespace {
 
@@ -20,7 +20,7 @@ QByteArray words(std::initializer_list<std::uint32_t> values) {
 
 const QByteArray secret = QByteArrayLiteral("plain-secret-16b");
 
-// Plain, then AES-CBC with its nonce, which takes no room in the device.
+// A plain record, one for AES-CBC with its nonce, which the device doesn't store, and another plain one.
 QByteArray backup() {
     return words({0x10, 0, 16}) + secret + words({0x20, 1U << 19, 32}) + secret + secret + words({0x30, 0, 4}) + "last";
 }
@@ -158,7 +158,7 @@ TEST(InspectPlainFormats, BrokenRulesAreNamed) {
     }
 }
 
-// The words at which a record may start, by number.
+// The test lists the OTP numbers at which a record may start.
 TEST(InspectPlainFormats, SecretsRecordsStartWhereTheDeviceHasRoom) {
     constexpr std::uint32_t runs[][2] = {{12, 12},   {17, 19},   {22, 22},   {144, 144},
                                          {152, 152}, {176, 254}, {256, 256}, {260, 367}};
@@ -178,7 +178,7 @@ TEST(InspectPlainFormats, SecretsRecordsStartWhereTheDeviceHasRoom) {
     }
 }
 
-// What the ranges say about themselves: a change of a byte that something covers never passes.
+// A changed bit leaves the file proven only if the ranges say that nothing covers it.
 TEST(InspectPlainFormats, EveryChangedBitOfAProvisioningFileCounts) {
     for (const bool hasHeader : {true, false}) {
         const QByteArray good = provisioning(hasHeader, true);

@@ -6,18 +6,18 @@
 #include <optional>
 #include <vector>
 
-/// Makes sealed images from docs/formats.md, right ones and wrong ones with right tags: the opener's tests need both,
-/// and the tool itself makes no wrong ones.
+/// Makes sealed images from docs/formats.md: right ones, and wrong ones with right tags. The opener's tests need both,
+/// and the tool makes only right ones.
 
 struct KitArea {
     char letter = 'F';
     std::uint32_t address = 0;
     QByteArray payload;
-    QByteArray second;  ///< empty: zero
+    QByteArray second;  ///< zeros if empty
     std::optional<std::uint8_t> version;
     std::optional<std::uint16_t> index;
     std::optional<std::uint16_t> count;
-    QByteArray regionKeyOf;  ///< not empty: the region key for this key is put behind the payload
+    QByteArray regionKeyOf;  ///< unless empty, the region key for this key is appended to the payload
 };
 
 struct KitImage {
@@ -49,26 +49,26 @@ struct Sealed {
 
 [[nodiscard]] QByteArray kitMake(const KitImage& image);
 
-/// The hash area for what stands in `areas`.
+/// The hash area for `areas`.
 [[nodiscard]] KitArea kitHash(const std::vector<KitArea>& areas);
 
-/// Firmware in two segments, hash and option bytes.
+/// An install image with two firmware segments, hash and option bytes.
 [[nodiscard]] KitImage kitInstallImage();
-/// External firmware and modules besides.
+/// An install image that also contains external firmware and modules.
 [[nodiscard]] KitImage kitExternalImage();
 
-/// An update image's header for an encrypted segment.
+/// An update image: its header and its encrypted segment.
 struct KitPair {
     QByteArray header;
     QByteArray segment;
 };
 [[nodiscard]] KitPair kitUpdate(const QByteArray& segment, std::uint16_t version, std::uint32_t address = 0x08000000);
 [[nodiscard]] QByteArray kitPayload(const QByteArray& blob, const QByteArray& binding);
-/// Secrets, firmware and a backup section.
+/// A provisioning image with secrets, firmware and a backup section.
 [[nodiscard]] KitImage kitProvisioningImage();
 [[nodiscard]] QByteArray kitPackagedModule();
 
-/// `image` with a footer that signs its first `length` bytes.
+/// An image with a footer that signs its first `length` bytes.
 struct KitSigned {
     QByteArray image;
     QByteArray publicPem;

@@ -6,34 +6,34 @@
 #include <optional>
 #include <vector>
 
-/// Makes keys and signatures for what the opener has to prove.
+/// Makes keys, signatures and signed files for the opener's tests.
 
 enum class KitKind { rsa2048, rsa3072, p256, ed25519 };
 
 struct KitKey {
     QByteArray privatePem;
     QByteArray publicPem;
-    QByteArray publicDer;  ///< SubjectPublicKeyInfo; of RSA RSAPublicKey, as MCUboot hashes it
-    QByteArray modulus;    ///< of RSA
+    QByteArray publicDer;  ///< SubjectPublicKeyInfo; RSAPublicKey for RSA, as MCUboot hashes it
+    QByteArray modulus;    ///< of an RSA key
 };
 
 /// One key of each kind, made at the first call.
 [[nodiscard]] const KitKey& kitKeyOf(KitKind kind);
-/// Another one of the kind.
+/// Makes another key of the kind.
 [[nodiscard]] KitKey kitMakeKey(KitKind kind);
 
 enum class KitPadding { pkcs1, pss, pssLongSalt };
 
-/// Signs `message` by SHA-256; Ed25519 signs `message` itself.
+/// Signs the SHA-256 digest of `message`; Ed25519 signs `message` itself.
 [[nodiscard]] QByteArray kitSignature(KitKind kind, const QByteArray& message, KitPadding padding = KitPadding::pss);
 
 /// The 32-byte secret of personalization data between a private and a public key in PEM form.
 [[nodiscard]] QByteArray kitPersoSecret(const KitKey& own, const KitKey& other);
 
-/// A binary of a wireless chip with its size in it, signed.
+/// A signed binary of a wireless chip, with its size written into it.
 [[nodiscard]] QByteArray kitWirelessBinary(QByteArray binary);
 
-/// The public key of kind rsa2048 as the file that a wireless chip's source takes: "c", "py" or "txt".
+/// The public key of kind rsa2048 as a wireless chip's key file of the form "c", "py" or "txt".
 [[nodiscard]] QByteArray kitWirelessKey(const QByteArray& form);
 
 struct KitTlv {
@@ -41,7 +41,7 @@ struct KitTlv {
     QByteArray value;
 };
 
-/// An MCUboot image from docs/formats.md; what isn't given is made right.
+/// The description of an MCUboot image as in docs/formats.md. Values that aren't set are made right.
 struct KitMcuboot {
     std::uint32_t magic = 0x96F3B83D;
     std::uint16_t headerSize = 32;
@@ -51,8 +51,8 @@ struct KitMcuboot {
     std::optional<KitKind> signer;
     bool isPure = false;
     KitPadding padding = KitPadding::pss;
-    QByteArray otherDigest;        ///< in place of the right one
-    std::vector<KitTlv> moreTlvs;  ///< behind the others
+    QByteArray otherDigest;        ///< used in place of the right digest
+    std::vector<KitTlv> moreTlvs;  ///< appended to the others
     std::optional<std::uint16_t> protectedSize;
     std::uint16_t plainMagic = 0x6907;
 };

@@ -9,7 +9,7 @@ namespace {
 using inspect::DifferenceCode;
 using inspect::PlacedBytes;
 
-// Against the plainest way: a byte of each side for each address.
+// The expected result comes from a plain model: one byte of each side for each address.
 TEST(InspectCompare, TellsEveryByteThatOneSideLacks) {
     std::mt19937 random(14);
     for (int turn = 0; turn < 2000; ++turn) {

@@ -4,11 +4,11 @@
 
 #include "files/byteWriter.h"
 
-// Firmware and modules, signed or as compilers give them: what is shown, and which one rule is broken.
+// Tests of firmware and modules, signed or as compilers write them: the text of `show`, and the broken rules.
 
 namespace {
 
-/// A 32-bit ELF file with two segments that are loaded.
+/// A 32-bit ELF file with two loadable segments.
 QByteArray elf(bool isBigEndian = false) {
     QByteArray bytes = QByteArray::fromHex(isBigEndian ? "7f454c46010201" : "7f454c46010101");
     bytes.resize(16, '\0');
@@ -60,7 +60,7 @@ QByteArray sRecord(char type, const char* digits) {
     return QByteArray("S") + type + (record + static_cast<char>(~sumOf(record))).toHex().toUpper() + "\r\n";
 }
 
-// One segment at 0, one of two records behind an address of its own.
+// One segment at address 0, and one of two records after an address record.
 QByteArray hexFile(const char* last = "04001400090A0B0C") {
     return hexRecord("0400000001020304") + hexRecord("020000040800") + hexRecord("0400100005060708") + hexRecord(last) +
            hexRecord("00000001");
@@ -185,7 +185,7 @@ TEST(InspectFirmware, BrokenRulesAreNamed) {
     }
 }
 
-// A key of another kind says nothing; another key of the kind is told.
+// Another key makes the signature bad; a file that contains no key leaves it unchecked.
 TEST(InspectFirmware, SignedByAnotherKey) {
     KitMcuboot image;
     image.signer = KitKind::p256;
@@ -227,7 +227,8 @@ TEST(InspectFirmware, SignedByAnotherKey) {
     EXPECT_EQ(inspectGiven(given).faults(), "signature");
 }
 
-// The image drops what stands behind the last whole group, and what an older file left behind it isn't the application.
+// The image lacks the application's bytes after the last whole group. Bytes that an older file left there aren't part
+// of the application.
 TEST(InspectFirmware, MemoryImageIsComparedToTheLastByte) {
     Given given;
     given.as = "memoryImage";

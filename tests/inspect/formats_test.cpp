@@ -83,7 +83,7 @@ Given memory(std::uint32_t mode) {
     return made;
 }
 
-/// One whole file of each format, under a name and what it is found by.
+/// A whole file of a format, with the expected faults and proof.
 struct Whole {
     const char* format;
     Given given;
@@ -145,12 +145,12 @@ bool isUncovered(const inspect::Description& description, qsizetype offset) {
     return range->cover == inspect::Cover::none;
 }
 
-// The ranges say what protects each byte; flipping bits holds them to it.
+// A flipped bit makes the file wrong unless the ranges say that nothing covers the byte.
 TEST(InspectFormats, EveryCoveredBitAndEveryCutCounts) {
     for (const Whole& whole : wholeFiles()) {
         SCOPED_TRACE(whole.given.name);
         const Inspection good = inspectGiven(whole.given);
-        const qsizetype step = whole.given.bytes.size() > 1000 ? 7 : 1;  // of a text, where every byte is alike
+        const qsizetype step = whole.given.bytes.size() > 1000 ? 7 : 1;  // a text, whose bytes all have the same cover
         for (qsizetype i = 0; i < whole.given.bytes.size(); i += step) {
             Given changed = whole.given;
             changed.as = whole.format;
@@ -170,8 +170,8 @@ TEST(InspectFormats, EveryCoveredBitAndEveryCutCounts) {
     }
 }
 
-// Whatever is in a file, and whatever format it is taken for: two files with different bytes are equal only if both are
-// proven. What that leaves is shown by the pairs below.
+// Two files with different bytes are equal only if both are proven, whatever their content and format. The pairs of the
+// next test show the other cases.
 TEST(InspectFormats, NoChangedByteIsNoDifference) {
     std::mt19937 random(20);
     for (const Whole& whole : wholeFiles()) {
@@ -233,13 +233,13 @@ TEST(InspectFormats, CompareByWhatCounts) {
         int status;
     };
     const Row rows[] = {
-        {tbi, given("b.tbi", kitMake(fresh)), 0},                          // a fresh nonce
-        {withoutKey(tbi), withoutKey(given("b.tbi", kitMake(fresh))), 2},  // which hides the contents
-        {kdu(KitKind::p256, "code"), kdu(KitKind::p256, "code"), 0},       // ECDSA signs anew
+        {tbi, given("b.tbi", kitMake(fresh)), 0},                          // a fresh nonce doesn't count
+        {withoutKey(tbi), withoutKey(given("b.tbi", kitMake(fresh))), 2},  // but without a key it hides the contents
+        {kdu(KitKind::p256, "code"), kdu(KitKind::p256, "code"), 0},       // each ECDSA signature differs
         {withoutKey(kdu(KitKind::p256, "code")), withoutKey(kdu(KitKind::p256, "code")), 1},
         {kdu(KitKind::p256, "code"), kdu(KitKind::p256, "coda"), 1},
         {kdu(KitKind::p256, "code"), kdu(KitKind::ed25519, "code"), 1},
-        {tail, otherTail, 1},           // both proven, by 170 bytes
+        {tail, otherTail, 1},           // both are proven, but not all their bytes
         {withoutKey(tbi), otherIv, 2},  // equal ciphertext under another IV
         {update1, headerOnly, 2},
         {withoutKey(update1), withoutKey(otherSegment), 2},
@@ -261,7 +261,7 @@ KitImage provisioning(void (*change)(KitImage& image)) {
     return image;
 }
 
-// A signed image with another r (at 64 from its end) or s (at 32).
+// A signed image whose r (64 bytes before the end) or s (32 bytes before the end) is replaced.
 Given scalar(qsizetype fromEnd, const char* value) {
     Given made = signedImage("image", 5);
     made.bytes.replace(made.bytes.size() - fromEnd, 32, QByteArray::fromHex(value));
@@ -351,7 +351,7 @@ TEST(InspectFormats, NameTheOneRuleThatIsBroken) {
     }
 }
 
-// Two layouts share a magic: the one that fits wins whatever the name says, and a tie is the suffix's to decide.
+// Two layouts share a magic. The layout that fits is chosen, whatever the name; if both fit, the suffix decides.
 TEST(InspectFormats, ContentDecidesAndThenTheSuffix) {
     struct Row {
         const char* name;
@@ -380,7 +380,7 @@ TEST(InspectFormats, ContentDecidesAndThenTheSuffix) {
     }
 }
 
-// What nothing signs is named in the verdict, and one format in another is judged with it.
+// The verdict names the bytes that nothing signs, and includes the inner file.
 TEST(InspectFormats, SignedImageTellsItsImageAndWhatIsNotCovered) {
     Given given = signedImage(QByteArray(100, 'x'), 90);
     EXPECT_NE(inspectGiven(given).text("verify").find(
@@ -393,7 +393,7 @@ TEST(InspectFormats, SignedImageTellsItsImageAndWhatIsNotCovered) {
     EXPECT_NE(inspectGiven(given).text("show").find("a.bin: install image by content, 253 bytes"), std::string::npos);
     given.key = QByteArray(16, 'k');
     EXPECT_EQ(inspectGiven(given).judgement.verdict, inspect::Verdict::wrong);
-    // The tags of the image inside cover what the signature leaves, if they are checked.
+    // If the tags of the inner image are checked, they cover the bytes that the signature doesn't cover.
     given = signedImage(image, 100);
     EXPECT_TRUE(inspectGiven(given).judgement.uncovered.empty());
     given.key.clear();

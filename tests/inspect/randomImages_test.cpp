@@ -1,5 +1,5 @@
-// The tool and the opener against each other: random command lines make images, each has to be proven with its
-// contents, and every change of it that the opener's own map calls covered has to be noticed.
+// Tests the tool and the opener against each other. Random command lines make images. The opener must prove each image
+// and its contents, and must detect every change of bytes that its ranges call covered.
 
 #include "cli/CommandLineTool.h"
 #include "inspect/sources.h"
@@ -15,7 +15,8 @@
 
 namespace {
 
-/// The same numbers everywhere: the standard fixes this engine's, but not what its distributions make of them.
+/// Random numbers that are the same on all platforms: the standard fixes the engine's output, but not the
+/// distributions'.
 class Dice {
   public:
     explicit Dice(std::uint32_t seed) : engine_(seed) {}
@@ -31,7 +32,7 @@ class Dice {
     std::mt19937 engine_;
 };
 
-/// A command line in the making, what it makes, and what that should be opened and compared with.
+/// A command line, its output, and the key and sources that the output is opened and compared with.
 struct Job {
     explicit Job(std::uint32_t seed) : dice(seed) {}
 
@@ -69,7 +70,7 @@ std::uint32_t nth(std::uint32_t base, int index) {
     return base + static_cast<std::uint32_t>(index) * 0x10000;
 }
 
-// Unaligned at times, and far enough from the next one that no gap is filled.
+// Addresses may be unaligned. Files are so far apart that the tool fills no gap.
 void addFirmware(Job& job, int files) {
     for (int i = 0; i < files; ++i) {
         const QByteArray bytes = job.dice.bytes(1 + job.dice.below(1500));
@@ -108,7 +109,7 @@ QByteArray listedModules(Job& job, std::uint32_t base, bool isExternal) {
                                  : besideList(job.write(job.dice.bytes(1 + job.dice.below(40)), ".lic"))) +
                  ',' + hex(nth(base, i)).toUtf8();
         if (isExternal) {
-            // One throw a statement: the language doesn't fix the order of throws within one.
+            // Each call is a statement of its own, because the order of calls within one isn't fixed.
             const int mode = job.dice.below(4);
             const int region = job.dice.below(8);
             lines += ',' + QByteArray::number(region) + ',' + QByteArray::number(mode) + ',' +
@@ -259,7 +260,7 @@ Given givenOf(const Job& job, const char* format) {
     return given;
 }
 
-/// Whether the contents are those of the sources, no byte more or less.
+/// Whether the contents are exactly those of the sources.
 bool holdsItsSources(const Job& job, const Given& given) {
     inspect::Evidence evidence;
     evidence.key = QByteArray(given.key.constData(), given.key.size());
@@ -309,8 +310,8 @@ void expectChangesDiffer(Dice& dice, const Given& given) {
     }
 }
 
-// What no flip of a bit does: parts in another order, twice, left out, cut, or taken from another image of the same
-// key.
+// Tests the changes that flipped bits don't cover: parts in another order, repeated, omitted, cut, or from another
+// image with the same key.
 void expectShuffledPartsShow(Dice& dice, const Given& given, const inspect::Description& description,
                              const QByteArray& other) {
     const QByteArray& image = given.bytes;
@@ -362,7 +363,7 @@ TEST(RandomImages, AreProvenAndShowEveryChange) {
             }
         }
     }
-    // A changed byte in any of these formats changes it: then devices that were made before can't read the new images.
+    // A changed byte in any of these formats changes the digest. Then older devices can't read the new images.
     EXPECT_EQ(all.result().toHex().toStdString(), "4010ec37a6b190f970026abab9fdb2c573c3e94bacc120d3756772372de4e865");
 }
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""validateJson.py SCHEMA DOCUMENT...: holds documents against a copy of the schema that allows no other members, and the
-schema against documents with one fault each, which it must refuse."""
+"""validateJson.py SCHEMA DOCUMENT...: checks documents against a copy of the schema that allows no other members. Also
+checks that the schema rejects documents with one fault each."""
 import copy
 import json
 import sys
@@ -28,7 +28,7 @@ def closed(node, is_schema=True):
 
 
 def first(node, key):
-    """The first object below `node` that has the member `key`; arguments have names of their own."""
+    """The first object below `node` that has the member `key`. Skips "arguments", whose member names are free."""
     if isinstance(node, dict):
         if key in node:
             return node
@@ -41,7 +41,7 @@ def first(node, key):
     return None
 
 
-# A member, and a value that it must not have.
+# Each row is a member and a value that the schema must reject.
 FAULTS = [("schema", 2), ("schema", None), ("status", 3), ("status", "0"), ("files", {}), ("format", "Install image"), ("by", "magic"),
           ("size", -1), ("size", "4"), ("role", "body"), ("cover", ""), ("verdict", "good"), ("proof", ["trust"]),
           ("result", True), ("severity", "warning"), ("address", "0x8000000\n"), ("address", 134217728), ("kind", "letter"),
@@ -66,7 +66,7 @@ def main():
             missing.discard(key)
             place[key] = value
             if open_one.is_valid(broken):
-                sys.exit(f"{path}: the schema takes {key}: {value!r}")
+                sys.exit(f"{path}: the schema accepts {key}: {value!r}")
     if missing:
         sys.exit(f"in no document: {sorted(missing)}")
 

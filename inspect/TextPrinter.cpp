@@ -119,12 +119,12 @@ void Printer::printMemory(const Description& description) {
 
 // Prints each kind of finding once, with the number of the others of that kind.
 void Printer::printFindings(const Description& description) {
-    QList<FindingCode> told;
+    QList<FindingCode> printed;
     for (const Finding& finding : description.findings) {
-        if (told.contains(finding.code)) {
+        if (printed.contains(finding.code)) {
             continue;
         }
-        told << finding.code;
+        printed << finding.code;
         const FindingRow& row = rowOf(finding.code);
         QString place;
         if (const Part* const part = partOf(description, finding.part)) {

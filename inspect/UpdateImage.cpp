@@ -101,7 +101,7 @@ void describeUpdateImage(const Source& source, Description& description) {
     description.addRange(32, Role::header, Cover::tag);
     description.addRange(16, Role::tag, Cover::tag);
     description.addRange(16, Role::header, Cover::tag);
-    addBytesBehind(source.bytes.size() - headerSize, description);
+    addBytesAfterEnd(source.bytes.size() - headerSize, description);
     description.ivs.push_back({areaIv(header.baseIv, ivKind, header.version, 0), header.tag.toByteArray(), 0});
     if (source.secondPath.isEmpty()) {
         description.addFinding(FindingCode::secondFileMissing, 0, -1);

@@ -39,12 +39,12 @@ void describeWirelessBinary(const Source& source, Description& description) {
         return;
     }
     if (size >= sizeEnd) {
-        const std::uint32_t told = sizeField(bytes);
-        description.addNumber("signedSize", told, sizeOffset, sizeEnd - sizeOffset);
-        if (told != size) {
+        const std::uint32_t claimed = sizeField(bytes);
+        description.addNumber("signedSize", claimed, sizeOffset, sizeEnd - sizeOffset);
+        if (claimed != size) {
             description.addFinding(
                 FindingCode::wrongSize, 1, sizeOffset,
-                {numberField("value", static_cast<std::uint64_t>(size)), numberField("expected", told)});
+                {numberField("value", static_cast<std::uint64_t>(size)), numberField("expected", claimed)});
         }
     } else {
         description.addFinding(FindingCode::noRoomForSize, 1, -1);

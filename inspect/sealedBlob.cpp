@@ -17,7 +17,7 @@ void addCutHeader(qint64 present, qint64 wanted, Description& description) {
                             numberField("wanted", static_cast<std::uint64_t>(wanted))});
 }
 
-void addBytesBehind(qint64 size, Description& description) {
+void addBytesAfterEnd(qint64 size, Description& description) {
     if (size > 0) {
         description.addFinding(FindingCode::bytesBehindEnd, 0, description.rangesEnd(),
                                {numberField("size", static_cast<std::uint64_t>(size))});
@@ -39,7 +39,7 @@ void addBlob(Part part, QByteArrayView bytes, std::uint32_t size, Description& d
             {numberField("missing", static_cast<std::uint64_t>(size - present)), numberField("wanted", size)});
     }
     description.parts.push_back(std::move(part));
-    addBytesBehind(bytes.size() - present, description);
+    addBytesAfterEnd(bytes.size() - present, description);
 }
 
 void proveBlob(const SealedBlob& blob, const Evidence& evidence, Description& description, Contents* contents) {

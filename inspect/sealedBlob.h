@@ -21,7 +21,7 @@ struct SealedBlob {
 void addCutHeader(qint64 present, qint64 wanted, Description& description);
 
 /// Adds a finding and a range for `size` bytes after the end of the format; adds nothing if `size` is 0.
-void addBytesBehind(qint64 size, Description& description);
+void addBytesAfterEnd(qint64 size, Description& description);
 
 /// Adds `part` as part 1, with the bytes that the file contains, and a finding for bytes after it.
 void addBlob(Part part, QByteArrayView bytes, std::uint32_t size, Description& description);

@@ -312,18 +312,18 @@ void proveAgainst(const Sources& sources, const Contents& contents, QByteArrayVi
     const bool isFirmware = isModuleFile && sources.hasFirmware && sources.modules.empty();
     const ContentKind firmwareKind = isFirmware ? ContentKind::module : ContentKind::firmware;
     bool isComplete = true;
-    const auto tellUncompared = [&](const char* name, ContentKind kind, bool isCompared) {
+    const auto noteUncompared = [&](const char* name, ContentKind kind, bool isCompared) {
         if (!isCompared && !contentsOfKind(compared, kind).empty()) {
             description.addUnchecked(CheckCode::against, Reason::notAsked, 0, false);
             description.checks.back().arguments.push_back(textField("content", name));
             isComplete = false;
         }
     };
-    tellUncompared("firmware", ContentKind::firmware, sources.hasFirmware);
-    tellUncompared("module", ContentKind::module, !sources.modules.empty() || isFirmware);
-    tellUncompared("optionBytes", ContentKind::optionBytes, sources.hasOptionBytes);
-    tellUncompared("blob", ContentKind::blob, !sources.blobs.empty());
-    tellUncompared("other", ContentKind::other, false);
+    noteUncompared("firmware", ContentKind::firmware, sources.hasFirmware);
+    noteUncompared("module", ContentKind::module, !sources.modules.empty() || isFirmware);
+    noteUncompared("optionBytes", ContentKind::optionBytes, sources.hasOptionBytes);
+    noteUncompared("blob", ContentKind::blob, !sources.blobs.empty());
+    noteUncompared("other", ContentKind::other, false);
     const std::size_t before = description.differences.size();
     if (sources.hasFirmware) {
         proveFirmware(sources, contentsOfKind(compared, firmwareKind), description);

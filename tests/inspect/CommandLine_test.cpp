@@ -272,7 +272,7 @@ TEST(InspectCommandLine, EndsAsItsRowSays) {
     }
 }
 
-TEST(InspectCommandLine, ExtractsForTheOwnerAloneAndLeavesNothingBehind) {
+TEST(InspectCommandLine, ExtractsForTheOwnerOnlyAndLeavesNoOtherFiles) {
     const TempFolder folder;
     makeFiles(folder);
     EXPECT_EQ(runInspect(folder, "extract --key other.bin -o bad a.tbi").status, 1);
@@ -323,7 +323,7 @@ TEST(InspectCommandLine, ASignalLeavesNothing) {
 
 #ifdef QVORA_SANITIZED
 // Qt's containers throw when memory runs out. The sanitizer's limit causes it here.
-TEST(InspectCommandLine, RunningOutOfMemoryIsToldAndLeavesNothing) {
+TEST(InspectCommandLine, RunningOutOfMemoryIsReportedAndLeavesNoFiles) {
     const TempFolder folder;
     makeFiles(folder);
     makeManyAreas(folder, 4000);
@@ -412,7 +412,7 @@ TEST(InspectCommandLine, NamesOfFilesAreOurs) {
     }
 }
 
-TEST(InspectCommandLine, AFullDiskIsToldAndLeavesNothingBehind) {
+TEST(InspectCommandLine, AFullDiskIsReportedAndLeavesNoFiles) {
     const TempFolder folder;
     makeFiles(folder);
     KitImage image;
@@ -426,7 +426,7 @@ TEST(InspectCommandLine, AFullDiskIsToldAndLeavesNothingBehind) {
     EXPECT_EQ(QDir(folder.path(".")).entryList(QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot).join(u' '), QString());
 }
 
-TEST(InspectCommandLine, TellsWhatDiffersByAddress) {
+TEST(InspectCommandLine, ListsDifferencesByAddress) {
     const TempFolder folder;
     makeFiles(folder);
     EXPECT_EQ(runInspect(folder, "diff --key key.bin a.tbi c.tbi").output,
@@ -491,7 +491,7 @@ TEST(InspectCommandLine, JsonIsOneDocumentThatKeepsTheSchema) {
     outsideTool(command.toUtf8());
 }
 
-TEST(InspectCommandLine, WarnsOfAKeyThatEverybodyMayRead) {
+TEST(InspectCommandLine, WarnsOfAKeyThatEveryUserCanRead) {
     const TempFolder folder;
     makeFiles(folder);
     ASSERT_TRUE(QFile::setPermissions(folder.path("key.bin"), QFile::ReadOwner | QFile::ReadOther));

@@ -51,7 +51,7 @@ KitImage changed(KitImage image, void (*change)(KitImage& image)) {
     return image;
 }
 
-void hashAnew(KitImage& image) {
+void updateHash(KitImage& image) {
     const auto hash = image.areas.end() - 2;
     *hash = kitHash({image.areas.begin(), hash});
 }
@@ -60,7 +60,7 @@ void hashAnew(KitImage& image) {
 void addPartEnd(KitImage& image, std::ptrdiff_t at, std::uint32_t address, const char* payload) {
     image.areas[4].payload[4] = 4;
     image.areas.insert(image.areas.begin() + at, {'P', address, QByteArray::fromHex(payload), {}, {}, {}, {}, {}});
-    hashAnew(image);
+    updateHash(image);
 }
 
 // Each image has right tags, so that the checks after them are made, and breaks one rule.
@@ -96,17 +96,17 @@ TEST(InspectInstallImage, NamesTheOneRuleThatIsBroken) {
          [](KitImage& image) {
              image.areas[3].second[4] = 3;
              image.areas[3].second[8] = 7;
-             hashAnew(image);
+             updateHash(image);
          }},
         {"wrongDescriptor", kitExternalImage(),
          [](KitImage& image) {
              image.areas[3].second[8] = 8;
-             hashAnew(image);
+             updateHash(image);
          }},
         {"", kitExternalImage(),  // the longest identity
          [](KitImage& image) {
              image.areas[1].payload = QByteArray::fromHex("02000000") + QByteArray(15, 'i');
-             hashAnew(image);
+             updateHash(image);
          }},
         {"", kitExternalImage(),  // as close to a module as allowed
          [](KitImage& image) { image.areas[4].address = 0x08010040; }},
@@ -117,37 +117,37 @@ TEST(InspectInstallImage, NamesTheOneRuleThatIsBroken) {
         {"regionKey", kitExternalImage(),
          [](KitImage& image) {
              image.areas[3].regionKeyOf = "another";
-             hashAnew(image);
+             updateHash(image);
          }},
         {"continuation", kitExternalImage(),
          [](KitImage& image) {
              image.areas[4].payload[0] = 2;
-             hashAnew(image);
+             updateHash(image);
          }},
         {"payloadForm", kitExternalImage(),
          [](KitImage& image) {
              image.areas[0].payload[0] = 5;
-             hashAnew(image);
+             updateHash(image);
          }},
         {"payloadForm", kitExternalImage(),  // the size of its data
          [](KitImage& image) {
              image.areas[0].payload[4] = 5;
-             hashAnew(image);
+             updateHash(image);
          }},
         {"payloadForm", kitExternalImage(),  // a long identity
          [](KitImage& image) {
              image.areas[1].payload = QByteArray::fromHex("02000000") + QByteArray(16, 'i');
-             hashAnew(image);
+             updateHash(image);
          }},
         {"payloadForm", kitExternalImage(),  // two licences
          [](KitImage& image) {
              image.areas.insert(image.areas.begin() + 1, image.areas[1]);
-             hashAnew(image);
+             updateHash(image);
          }},
         {"payloadForm wrongOrder", kitExternalImage(),
          [](KitImage& image) {
              image.areas.insert(image.areas.begin() + 1, 2, image.areas[1]);
-             hashAnew(image);
+             updateHash(image);
          }},
         {"addressWraps", kitExternalImage(),
          [](KitImage& image) { image.areas[1].address = image.areas[2].address = 0xFFFFFFF0; }},
@@ -156,17 +156,17 @@ TEST(InspectInstallImage, NamesTheOneRuleThatIsBroken) {
         {"empty", kitInstallImage(),
          [](KitImage& image) {
              image.areas[1].payload = QByteArray();
-             hashAnew(image);
+             updateHash(image);
          }},
         {"tooSmall", kitExternalImage(),
          [](KitImage& image) {
              image.areas[3].payload = QByteArray();
-             hashAnew(image);
+             updateHash(image);
          }},
         {"continuation wrongSize", kitExternalImage(),
          [](KitImage& image) {
              image.areas[4].payload += 'x';
-             hashAnew(image);
+             updateHash(image);
          }},
         {"wrongOrder", kitExternalImage(),
          [](KitImage& image) { addPartEnd(image, 5, 0x0800F000, "0200000003000000"); }},
@@ -193,7 +193,7 @@ TEST(InspectInstallImage, AreasHaveTheirLeastSizeAndTheirPlace) {
         const auto faultsOf = [&row](int size, std::uint32_t address) {
             KitImage image = kitInstallImage();
             image.areas.insert(image.areas.begin(), {row.letter, address, QByteArray(size, '\0'), {}, {}, {}, {}, {}});
-            hashAnew(image);
+            updateHash(image);
             return inspectBytes(kitMake(image), "a.tbi", kitKey).faults();
         };
         EXPECT_EQ(faultsOf(row.least, 0), "") << row.letter;
@@ -216,7 +216,7 @@ TEST(InspectInstallImage, NotesModulesOverFirmware) {
         KitImage image = kitInstallImage();
         image.areas[0] = {'M', 0x08010000, QByteArray(64, 'm'), {}, {}, {}, {}, {}};
         image.areas[1] = {'F', row.firmware, QByteArray(row.size, 'f'), {}, {}, {}, {}, {}};
-        hashAnew(image);
+        updateHash(image);
         const Inspection inspection = inspectBytes(kitMake(image), "a.tbi", kitKey);
         EXPECT_EQ(inspection.faults(), "");
         EXPECT_EQ(inspection.description.findings.size(), row.isNoted ? 1U : 0U) << row.firmware;

@@ -10,7 +10,7 @@ using inspect::DifferenceCode;
 using inspect::PlacedBytes;
 
 // The expected result comes from a plain model: one byte of each side for each address.
-TEST(InspectCompare, TellsEveryByteThatOneSideLacks) {
+TEST(InspectCompare, FindsEveryByteThatDiffers) {
     std::mt19937 random(14);
     for (int turn = 0; turn < 2000; ++turn) {
         constexpr int space = 64;
@@ -31,13 +31,13 @@ TEST(InspectCompare, TellsEveryByteThatOneSideLacks) {
                 at += size + static_cast<int>(random() % 3 == 0 ? random() % 12 : 0);
             }
         }
-        QByteArray told(space, ' ');
+        QByteArray found(space, ' ');
         for (const inspect::ByteDifference& range : inspect::compareBytes(pieces[0], pieces[1])) {
             const char mark = range.code == DifferenceCode::bytesOnlyInA   ? 'a'
                               : range.code == DifferenceCode::bytesOnlyInB ? 'b'
                                                                            : 'c';
             for (std::uint64_t i = range.from; i <= range.to; ++i) {
-                told[static_cast<qsizetype>(i)] = mark;
+                found[static_cast<qsizetype>(i)] = mark;
             }
         }
         for (int i = 0; i < space; ++i) {
@@ -45,7 +45,8 @@ TEST(InspectCompare, TellsEveryByteThatOneSideLacks) {
             const char b = memory[1].at(i);
             const char expected = a == 0 && b == 0 ? ' ' : b == 0 ? 'a' : a == 0 ? 'b' : a != b ? 'c' : ' ';
             // Up to seven equal bytes may lie between changed ones.
-            EXPECT_TRUE(told.at(i) == expected || (expected == ' ' && told.at(i) == 'c' && a != 0)) << turn << ' ' << i;
+            EXPECT_TRUE(found.at(i) == expected || (expected == ' ' && found.at(i) == 'c' && a != 0))
+                << turn << ' ' << i;
         }
     }
 }

@@ -381,7 +381,7 @@ TEST(InspectFormats, ContentDecidesAndThenTheSuffix) {
 }
 
 // The verdict names the bytes that nothing signs, and includes the inner file.
-TEST(InspectFormats, SignedImageTellsItsImageAndWhatIsNotCovered) {
+TEST(InspectFormats, SignedImageShowsItsImageAndUncoveredBytes) {
     Given given = signedImage(QByteArray(100, 'x'), 90);
     EXPECT_NE(inspectGiven(given).text("verify").find(
                   "proven by signature: 170 of 180 bytes of a.bin; nothing covers bytes 90 to 99\n"),

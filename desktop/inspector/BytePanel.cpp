@@ -76,7 +76,7 @@ void BytePanel::describe(const QString& what) {
     view_->setAccessibleDescription(status_->text());
 }
 
-// A number in both orders of its bytes, where so many are chosen.
+// The number that 1, 2, 4 or 8 selected bytes form, in both byte orders; empty for any other count.
 QString BytePanel::readings() const {
     const qint64 size = view_->chosenSize();
     if (size != 1 && size != 2 && size != 4 && size != 8) {

@@ -11,23 +11,23 @@ class ElidedLabel;
 class QCheckBox;
 class QLineEdit;
 
-/// The bytes, what is chosen of them in words and numbers, and a way to an offset.
+/// The bytes of a file, with a line that describes the selected bytes and a field to go to an offset.
 class BytePanel : public QWidget {
     Q_OBJECT
 
   public:
     explicit BytePanel(QWidget* parent = nullptr);
 
-    /// As ByteView has it; shown bytes of the same place are left alone.
+    /// See ByteView::setBytes. Does nothing if the view shows the same bytes already.
     void setBytes(QByteArrayView bytes, const std::shared_ptr<const void>& owner, quint64 base = 0);
     void setDescriber(std::function<QString(qint64 offset)> describer);
     void choose(qint64 offset, qint64 size);
-    /// The same without moving there.
+    /// Like `choose`, but without scrolling.
     void mark(qint64 offset, qint64 size);
-    /// Says what is chosen; the value of the chosen bytes is told besides.
+    /// Shows `what` below the bytes, followed by the number that the selected bytes form.
     void describe(const QString& what);
 
-    /// Whether plain contents can be had, and why not.
+    /// Enables or disables the switch to the plain contents; `tip` explains why.
     void setPlainPossible(bool possible, const QString& tip);
     [[nodiscard]] bool wantsPlain() const;
     void clearPlain();

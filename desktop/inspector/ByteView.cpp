@@ -20,7 +20,7 @@ namespace {
 
 constexpr int wide = 16;
 constexpr int narrow = 8;
-constexpr int group = 4;  // bytes that stand closer together
+constexpr int group = 4;  // these bytes are drawn closer together
 
 QChar shownCharacter(char byte) {
     return byte >= 0x20 && byte < 0x7F ? QChar(QLatin1Char(byte)) : QChar(u'·');
@@ -64,7 +64,7 @@ void ByteView::choose(qint64 offset, qint64 size) {
         const qint64 row = chosenOffset_ / columns_;
         const qint64 lastRow = (chosenOffset_ + chosenSize_ - 1) / columns_;
         const int top = verticalScrollBar()->value();
-        // What isn't seen whole moves up to where most of it is, with a row of what is in front.
+        // Scroll if the selection isn't wholly visible: to its first row, with one row of context above.
         if (row < top || lastRow >= top + visibleRows()) {
             verticalScrollBar()->setValue(static_cast<int>(std::max<qint64>(0, row - 1)));
         }
@@ -84,7 +84,7 @@ int ByteView::visibleRows() const {
 }
 
 void ByteView::layOut() {
-    // A digit's width is a fraction of a pixel on some screens: rounded down, the last one of a row would be cut.
+    // A digit's width is a fraction of a pixel on some screens. Rounding it down would cut the last digit of a row.
     const QFontMetricsF metrics(Theme::fixedFont());
     cell_ = std::max(1, qCeil(metrics.horizontalAdvance(u'0')));
     line_ = qCeil(metrics.height()) + 2;
@@ -135,7 +135,7 @@ void ByteView::extendTo(qint64 offset) {
     emit stretchChosen();
 }
 
-// As hexadecimal text, so that it can be pasted anywhere.
+// Copies hexadecimal text, which can be pasted anywhere.
 void ByteView::copy() const {
     constexpr qint64 most = 1 << 20;
     const QByteArrayView chosen = bytes_.sliced(chosenOffset_, std::min(chosenSize_, most));
@@ -200,7 +200,7 @@ void ByteView::paintRow(QPainter& painter, qint64 row, int top) const {
         QString::number(base_ + static_cast<quint64>(begin), 16).toUpper().rightJustified(digits_, u'0');
     painter.drawText(QRect(Theme::labelGap(), top, cell_ * digits_, line_), Qt::AlignVCenter | Qt::AlignLeft, offset);
 
-    // What is chosen of the row lies under one band in each column.
+    // One band in each column marks the selected bytes of the row.
     const qint64 from = std::max(begin, chosenOffset_);
     const qint64 to = std::min(begin + count, chosenOffset_ + chosenSize_);
     if (from < to) {
@@ -259,7 +259,7 @@ void ByteView::mousePressEvent(QMouseEvent* event) {
     }
 }
 
-// Dragging chooses by hand, apart from the tree.
+// Dragging selects bytes independently of the tree.
 void ByteView::mouseMoveEvent(QMouseEvent* event) {
     const qint64 byte = byteAt(event->position().toPoint());
     if ((event->buttons() & Qt::LeftButton) != 0 && !bytes_.isEmpty() && byte != current_) {

@@ -7,34 +7,34 @@
 #include <functional>
 #include <memory>
 
-/// Bytes as offset, hexadecimal and text. It paints only the rows that are seen, straight from the bytes, which it
-/// doesn't copy. One byte is the current one; a stretch can be chosen from outside or by dragging.
+/// Shows bytes as offset, hexadecimal and text. It paints only the visible rows, straight from the bytes, which it
+/// doesn't copy. One byte is the current one. Callers and dragging can select a stretch of bytes.
 class ByteView : public QAbstractScrollArea {
     Q_OBJECT
 
   public:
     explicit ByteView(QWidget* parent = nullptr);
 
-    /// `owner` keeps the bytes as long as they are shown. `base` is the number of the first one.
+    /// `owner` keeps the bytes alive while they are shown. `base` is the number of the first byte.
     void setBytes(QByteArrayView bytes, std::shared_ptr<const void> owner, quint64 base = 0);
     [[nodiscard]] QByteArrayView bytes() const { return bytes_; }
 
-    /// Chooses a stretch and brings its start into view. Bytes that aren't there are left out.
+    /// Selects a stretch and scrolls to its start. Clips it to the bytes that exist.
     void choose(qint64 offset, qint64 size);
-    /// The same without moving to it.
+    /// Like `choose`, but without scrolling.
     void mark(qint64 offset, qint64 size);
     [[nodiscard]] qint64 chosenOffset() const { return chosenOffset_; }
     [[nodiscard]] qint64 chosenSize() const { return chosenSize_; }
 
-    /// Says what a byte is, for its tip.
+    /// Sets the function that makes a byte's tooltip.
     void setDescriber(std::function<QString(qint64 offset)> describer) { describer_ = std::move(describer); }
 
     [[nodiscard]] QSize sizeHint() const override;
 
   signals:
-    /// The user went to a byte by mouse or keyboard.
+    /// The user moved to a byte by mouse or keyboard.
     void byteChosen(qint64 offset);
-    /// The user chose a stretch by hand.
+    /// The user selected a stretch by mouse or keyboard.
     void stretchChosen();
 
   protected:
@@ -51,7 +51,7 @@ class ByteView : public QAbstractScrollArea {
   private:
     void layOut();
     void goTo(qint64 offset);
-    /// Chooses from the byte where that began up to `offset`.
+    /// Selects from the anchor to `offset`.
     void extendTo(qint64 offset);
     void copy() const;
     void showByte(qint64 offset);
@@ -71,7 +71,7 @@ class ByteView : public QAbstractScrollArea {
     int line_ = 1;  ///< height of a row
     int digits_ = 8;
     qint64 current_ = 0;
-    qint64 anchor_ = 0;  ///< where choosing by hand began
+    qint64 anchor_ = 0;  ///< where the user's selection started
     qint64 chosenOffset_ = 0;
     qint64 chosenSize_ = 0;
 };

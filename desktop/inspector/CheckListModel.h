@@ -4,7 +4,7 @@
 
 #include <QAbstractTableModel>
 
-/// All that was found and checked in a file, and how that came out.
+/// All findings and checks of a file with their results.
 class CheckListModel : public QAbstractTableModel {
     Q_OBJECT
 
@@ -14,7 +14,7 @@ class CheckListModel : public QAbstractTableModel {
     using QAbstractTableModel::QAbstractTableModel;
 
     void setResult(std::shared_ptr<const InspectResult> result);
-    /// The tree's line that a row is about; 0 for none.
+    /// The line of the tree that a row refers to; 0 if none.
     [[nodiscard]] int lineOf(int row) const;
 
     [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;

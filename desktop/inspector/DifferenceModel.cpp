@@ -21,7 +21,7 @@ int DifferenceModel::columnCount(const QModelIndex& parent) const {
     return parent.isValid() ? 0 : ColumnCount;
 }
 
-// The numbers of parts may be those of the second file, so the name and the address tell the part.
+// Identifies a part by name and address, because part numbers may be those of the second file.
 int DifferenceModel::lineOf(int row) const {
     if (row < 0 || row >= rowCount()) {
         return 0;

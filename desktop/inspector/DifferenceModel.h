@@ -4,7 +4,7 @@
 
 #include <QAbstractTableModel>
 
-/// What differs between two files.
+/// The differences between two files.
 class DifferenceModel : public QAbstractTableModel {
     Q_OBJECT
 
@@ -14,7 +14,7 @@ class DifferenceModel : public QAbstractTableModel {
     using QAbstractTableModel::QAbstractTableModel;
 
     void setResult(std::shared_ptr<const InspectResult> result);
-    /// The line of the first file's tree that a row is about; 0 for none.
+    /// The line of the first file's tree that a row refers to; 0 if none.
     [[nodiscard]] int lineOf(int row) const;
 
     [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;

@@ -67,7 +67,7 @@ QVariant InspectModel::data(const QModelIndex& index, int role) const {
         case Qt::DisplayRole:
             return textOf(line, index.column());
         case Qt::ToolTipRole:
-            // What didn't fit into its column; a text of the file stays text.
+            // The tooltip repeats texts that don't fit into their column. Text from the file stays plain text.
             return Qt::convertFromPlainText(isNumber && line.offset >= 0
                                                 ? tr("Byte %1 of the file, %2")
                                                       .arg(line.offset)

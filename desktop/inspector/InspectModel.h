@@ -7,19 +7,19 @@
 #include <array>
 #include <memory>
 
-/// The tree of a file for a view.
+/// The item model of a file's InspectTree.
 class InspectModel : public QAbstractItemModel {
     Q_OBJECT
 
   public:
     enum Column { Name, Value, Meaning, Offset, Size, ColumnCount };
-    enum Role { WideRole = Qt::UserRole };  ///< whether the meaning may take the room of the value
+    enum Role { WideRole = Qt::UserRole };  ///< whether the meaning may use the value's column as well
 
     using QAbstractItemModel::QAbstractItemModel;
 
-    /// `bytes` are those of the file and of the second one of a pair, and `tree` keeps what they lie in.
+    /// `bytes` are those of the file and of the second file of a pair; `tree` keeps their owner alive.
     void setTree(std::shared_ptr<const InspectTree> tree, std::array<QByteArrayView, 2> bytes);
-    /// The tree's line of an index; 0 for none.
+    /// The tree's line for an index; 0 if none.
     [[nodiscard]] int lineOf(const QModelIndex& index) const;
     [[nodiscard]] QModelIndex indexOf(int line, int column = Name) const;
 

@@ -51,7 +51,7 @@ QPushButton* makeButton(const QString& text, const char* name) {
     return button;
 }
 
-/// Says for a moment that it was done.
+/// Shows for a moment that the text was copied.
 void sayCopied(QPushButton& button) {
     constexpr int shownFor = 1500;  // milliseconds
     const QString text = button.text();
@@ -207,7 +207,7 @@ QWidget* InspectPage::makeTree() {
     const QFontMetrics fixed(Theme::fixedFont());
     header->resizeSection(InspectModel::Name, wide * 28);
     header->resizeSection(InspectModel::Value, fixed.averageCharWidth() * 27);
-    // A file has up to 4 GiB.
+    // The widest offset is that of a file of 4 GiB.
     const int number = fixed.horizontalAdvance(QStringLiteral("4294967296")) + Theme::labelGap();
     header->resizeSection(InspectModel::Offset, number);
     header->resizeSection(InspectModel::Size, number);
@@ -252,7 +252,7 @@ QWidget* InspectPage::makeTabs() {
             [this](const QModelIndex& current) { choose(checks_->lineOf(current.row()), nullptr); });
     connect(differences->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
             [this](const QModelIndex& current) { choose(differences_->lineOf(current.row()), nullptr); });
-    // Choosing shows the place in the tree; Enter shows its bytes.
+    // Selecting a row shows its line in the tree; Enter shows its bytes.
     for (const QTableView* const list : {checks, differences}) {
         connect(list, &QTableView::activated, this, [this] { tabs_->setCurrentIndex(BytesTab); });
     }
@@ -289,7 +289,7 @@ QString InspectPage::fileFilter() const {
 bool InspectPage::isReadable(const QString& path) {
     const QFileInfo file(path);
     const QString name = inspect::printable(path);
-    // A pipe or a device would make everybody wait for bytes that may never come.
+    // Reading a pipe or a device could block forever.
     const QString fault = !file.exists()       ? tr("There is no file “%1”.").arg(name)
                           : file.isDir()       ? tr("“%1” is a folder.").arg(name)
                           : !file.isFile()     ? tr("“%1” is no plain file.").arg(name)
@@ -314,7 +314,7 @@ bool InspectPage::openFileAs(const QString& path, const QString& kind) {
     other_.clear();
     tabs_->setTabVisible(DifferencesTab, false);
     bytes_->clearPlain();
-    // Keys often stay the same; what was said of the last file doesn't hold for this one.
+    // The keys often stay the same from file to file; these options belong to the last file only.
     for (const char* const field : {"as", "payload", "payload-b", "firmware", "option-bytes", "module", "blob",
                                     "address", "mode", "app", "except-signature"}) {
         form_->setValues(QLatin1String(field), {});
@@ -515,7 +515,7 @@ const inspect::Content* InspectPage::contentOf(int line) const {
     if (chosen.kind != InspectLineKind::part && chosen.kind != InspectLineKind::file && !isContent) {
         return nullptr;
     }
-    // A file without parts has one content, of no part.
+    // A file without parts has one content, which belongs to no part.
     const inspect::Part* const part = inspect::partOf(*chosen.description, chosen.part);
     const auto content =
         std::find_if(contents_->list.begin(), contents_->list.end(), [part](const inspect::Content& candidate) {
@@ -542,7 +542,7 @@ void InspectPage::showBytesOf(int line) {
     }
     const inspect::Opened& opened = result_->kept.files.front();
     bytes_->setBytes(chosen.file == 0 ? opened.bytes : opened.secondBytes, result_);
-    // A band under all bytes would tell nothing.
+    // Selecting all bytes would show nothing.
     const bool isAll = chosen.kind == InspectLineKind::file && chosen.parent == 0;
     bytes_->choose(chosen.offset, isAll ? 0 : chosen.size);
     const QString path = result_->tree.path(line);
@@ -554,7 +554,7 @@ void InspectPage::showBytesOf(int line) {
                   .arg(path, inspect::bytesText(static_cast<quint64>(chosen.size)), QString::number(chosen.offset)));
 }
 
-/// Brings a line into all views but the one that it was chosen in.
+/// Shows a line in all views except `from`, where it was chosen.
 void InspectPage::choose(int line, const QWidget* from) {
     if (isChoosing_ || line <= 0 || result_ == nullptr) {
         return;

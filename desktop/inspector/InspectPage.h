@@ -20,8 +20,8 @@ class QTableView;
 class QTreeView;
 class VerdictBar;
 
-/// Any file, as the opener understands it: a tree beside its bytes and its memory, what was checked, and what differs
-/// from another file. It shows what one command line of the opener finds, and shows that line.
+/// Shows any file as the opener understands it: a tree with the file's bytes and memory, the checks, and the
+/// differences from another file. It shows the result of one command line of the opener, and that line itself.
 class InspectPage : public Page {
     Q_OBJECT
 
@@ -34,7 +34,7 @@ class InspectPage : public Page {
     [[nodiscard]] bool openFileAs(const QString& path, const QString& kind) override;
     void run() override;
     void stop() override;
-    // It is never busy for the window: a newer file takes the place of an older one, and nothing is lost at the end.
+    // The window never counts this page as busy: a newer file replaces an older one, and leaving loses nothing.
 
   protected:
     void dragEnterEvent(QDragEnterEvent* event) override;
@@ -63,22 +63,22 @@ class InspectPage : public Page {
     void choose(int line, const QWidget* from);
     void chooseByte(qint64 offset);
     void showBytesOf(int line);
-    /// What a shown byte is; nothing for one of a plain content.
+    /// Describes a shown byte; empty for a byte of a plain content.
     [[nodiscard]] QString byteText(qint64 offset) const;
     [[nodiscard]] int lineOfByte(qint64 offset) const;
     [[nodiscard]] const inspect::Content* contentOf(int line) const;
 
     PageContext& context_;
     InspectWorker* worker_;
-    QTimer busyTimer_;  ///< short work is not worth a word
+    QTimer busyTimer_;  ///< delays the busy message, so that short work shows none
     QString path_;
-    QString other_;  ///< the file that it is compared with; may be empty
+    QString other_;  ///< the file to compare with; may be empty
     std::shared_ptr<InspectResult> result_;
-    std::shared_ptr<inspect::Contents> contents_;  ///< plain; only as long as they are asked for
-    QString missingField_;                         ///< that would bring the verdict further
+    std::shared_ptr<inspect::Contents> contents_;  ///< plain contents; kept only while the user wants to see them
+    QString missingField_;                         ///< the field that would bring the verdict further
     bool isBusyShown_ = false;
     bool isChoosing_ = false;
-    int nextTab_ = -1;  ///< to be shown with the result; -1 leaves it
+    int nextTab_ = -1;  ///< the tab to show with the result; -1 keeps the current one
 
     QStackedWidget* stack_;
     QSplitter* columns_;

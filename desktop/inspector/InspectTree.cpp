@@ -9,7 +9,7 @@
 
 namespace {
 
-/// The state of a part or file by what was found and checked.
+/// The worse of two states.
 Sign worse(Sign a, Sign b) {
     const auto rank = [](Sign sign) {
         return sign == Sign::bad ? 3 : sign == Sign::unknown ? 2 : sign == Sign::good ? 1 : 0;
@@ -33,7 +33,7 @@ Sign signOf(const inspect::Finding& finding) {
     return inspect::rowOf(finding.code).severity == inspect::Severity::error ? Sign::bad : Sign::note;
 }
 
-/// The state of each part, and of what is of no part at 0.
+/// The state of each part by its number; index 0 is for everything that belongs to no part.
 std::vector<Sign> partSigns(const inspect::Description& description) {
     std::vector<Sign> signs(description.parts.size() + 1, Sign::none);
     const auto note = [&signs](int part, Sign sign) {
@@ -64,7 +64,7 @@ Sign fileSign(const inspect::Description& description) {
     return Sign::unknown;
 }
 
-/// The numbers of a list's items, sorted by the part that they belong to; 0 for parts that aren't there.
+/// The indices of a list's items, sorted by their part. An item of a part that doesn't exist counts as part 0.
 template <typename Item>
 std::vector<std::pair<int, std::size_t>> byPart(const std::vector<Item>& items, std::size_t parts) {
     std::vector<std::pair<int, std::size_t>> sorted;
@@ -77,7 +77,7 @@ std::vector<std::pair<int, std::size_t>> byPart(const std::vector<Item>& items, 
     return sorted;
 }
 
-/// A list sorted by part, read part by part in rising order.
+/// Adds the items of one part. Calls must ask for the parts in rising order.
 template <typename Add>
 void takePart(const std::vector<std::pair<int, std::size_t>>& sorted, std::size_t& next, int part, Add add) {
     for (; next < sorted.size() && sorted[next].first == part; ++next) {
@@ -139,7 +139,7 @@ InspectTree::InspectTree(const inspect::Description& description) {
     file.size = description.size;
     file.sign = fileSign(description);
     add(0, file);
-    // The list is its own queue: what is added is gone through later.
+    // The list is its own queue: the loop reaches the added lines later.
     for (std::size_t i = 1; i < lines_.size(); ++i) {
         if (lines_[i].kind == InspectLineKind::file) {
             addChildren(static_cast<int>(i));
@@ -154,7 +154,7 @@ void InspectTree::add(int parent, InspectLine line) {
     lines_.push_back(line);
 }
 
-// First the direct children of a file, then those of its parts, so that each one's stand side by side.
+// Adds the file's direct children first and then those of its parts, so that siblings are next to each other.
 void InspectTree::addChildren(int index) {
     const InspectLine file = line(index);
     const inspect::Description& description = *file.description;
@@ -239,7 +239,7 @@ bool InspectTree::isInside(const InspectLine& line) const {
 QString InspectTree::name(const InspectLine& line) const {
     switch (line.kind) {
         case InspectLineKind::file:
-            // A format in a format has no name but its own.
+            // A format inside another has only its title for a name.
             return isInside(line) ? titleOf(*line.description)
                                   : inspect::printable(QFileInfo(line.description->file).fileName());
         case InspectLineKind::part:
@@ -266,7 +266,7 @@ QString InspectTree::value(const InspectLine& line, QByteArrayView bytes) const 
             return inspect::valueText(field);
         }
         case InspectLineKind::range: {
-            // The content stays where it is: it may be a secret.
+            // The content isn't shown: it may be a secret.
             constexpr qint64 shown = 16;
             const bool isTag = line.description->ranges[line.item].role == inspect::Role::tag;
             const bool isThere =

@@ -7,27 +7,27 @@
 
 #include <vector>
 
-/// What stands in one line of the tree of a file.
+/// The kind of a line of the tree.
 enum class InspectLineKind { file, part, field, range, finding };
 
-/// One line. Its texts are made when somebody looks at it, so that a file of many thousand records stays quick.
+/// One line. Its texts are made only when they are shown, so that a file of many thousands of records stays fast.
 struct InspectLine {
     InspectLineKind kind = InspectLineKind::file;
     Sign sign = Sign::none;
-    int file = 0;  ///< 1: its bytes are those of the second file of a pair
+    int file = 0;  ///< 1 if its bytes are those of the second file of a pair
     int parent = 0;
-    int row = 0;  ///< among its parent's
+    int row = 0;  ///< index among its parent's children
     int firstChild = 0;
     int childCount = 0;
     const inspect::Description* description = nullptr;
-    int part = 0;          ///< its number; 0 for what is of no part
-    std::size_t item = 0;  ///< of the description's or the part's list of its kind
+    int part = 0;          ///< the part's number; 0 if the line belongs to no part
+    std::size_t item = 0;  ///< index in the list of its kind, in the description or the part
     qint64 offset = -1;
     qint64 size = 0;
 };
 
-/// A description as a tree of lines that one list holds, each one's children side by side. It points into the report,
-/// whose owner keeps it as long. Line 0 stands for nothing and holds the file's line.
+/// A description as a tree of lines, stored in one list with the children of each line next to each other. It points
+/// into the report, which its owner keeps alive. Line 0 is the invisible root; its child is the file's line.
 class InspectTree {
     Q_DECLARE_TR_FUNCTIONS(InspectTree)
 
@@ -39,16 +39,16 @@ class InspectTree {
     [[nodiscard]] const InspectLine& line(int index) const { return lines_[static_cast<std::size_t>(index)]; }
 
     [[nodiscard]] QString name(const InspectLine& line) const;
-    /// What stands there, as it stands there. `bytes` are those of the line's file.
+    /// The value as the file states it. `bytes` are those of the line's file.
     [[nodiscard]] QString value(const InspectLine& line, QByteArrayView bytes) const;
-    /// What that means.
+    /// The meaning of the value.
     [[nodiscard]] QString meaning(const InspectLine& line) const;
-    /// Its name behind those of what it is in.
+    /// The names of the lines that contain this one, followed by its own.
     [[nodiscard]] QString path(int index) const;
 
-    /// The narrowest line that covers a byte; 0 if none does.
+    /// The narrowest line that covers a byte; 0 if none.
     [[nodiscard]] int lineAt(int file, qint64 offset) const;
-    /// The line of an item of a description's list of this kind, or of the description itself; 0 if there is none.
+    /// The line of an item in the description's list of this kind, or of the description itself; 0 if none.
     [[nodiscard]] int lineOf(InspectLineKind kind, const inspect::Description* description, std::size_t item) const;
 
   private:

@@ -28,7 +28,7 @@ void countGood(const inspect::Description& description, QMap<inspect::Proof, int
     }
 }
 
-/// As "3 tags and 1 digest good"; empty if nothing was proven.
+/// For example "3 tags and 1 digest good"; empty if nothing was proven.
 QString goodText(const inspect::Description& description) {
     QMap<inspect::Proof, int> counts;
     countGood(description, counts);
@@ -60,7 +60,7 @@ QString placeOf(const inspect::Description& description, int part) {
                                         : inspect::partName(*found) + u' ' + inspect::wordsOf(found->letterName);
 }
 
-/// The first thing that is wrong, with its place.
+/// The first fault, with its place.
 QString firstFault(const inspect::Description& description) {
     QString place;
     QString text;
@@ -89,7 +89,7 @@ QString firstFault(const inspect::Description& description) {
     return place.isEmpty() ? text : place + QStringLiteral(": ") + text;
 }
 
-/// The file, its format and what told it.
+/// The file, its format and how the format was recognised.
 QString fileText(const inspect::Description& file) {
     const QString name = inspect::printable(QFileInfo(file.file).fileName());
     const QString size = inspect::bytesText(static_cast<quint64>(file.size));

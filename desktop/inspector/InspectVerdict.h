@@ -6,15 +6,15 @@
 
 struct InspectResult;
 
-/// A verdict in words, with what it rests on.
+/// A verdict as text, with the reasons for it.
 struct InspectVerdict {
     Sign sign = Sign::unknown;
     QString headline;
     QString detail;
-    QString missingField;  ///< the field of the form that would bring it further; empty if none would
+    QString missingField;  ///< the form's field that would bring it further; empty if none
 };
 
-/// Of the file alone.
+/// The verdict on the file alone.
 [[nodiscard]] InspectVerdict fileVerdict(const InspectResult& result);
-/// Of a comparison.
+/// The verdict on a comparison.
 [[nodiscard]] InspectVerdict comparisonVerdict(const InspectResult& result);

@@ -20,7 +20,7 @@ QString faultOf(const inspect::Report& report) {
     return lines.join(u'\n');
 }
 
-/// A wrong key doesn't keep the file from being shown, nor does an unknown format.
+/// A wrong key or an unknown format doesn't keep the file from being shown.
 void describeFile(InspectResult& result) {
     result.kept.wantsContents = result.request.wantsContents;
     result.report = run(result.request.verify, &result.kept);

@@ -10,22 +10,22 @@
 #include <atomic>
 #include <memory>
 
-/// What is to be looked at: command lines of the opener, without the name of the program.
+/// The command lines of the opener to run, without the name of the program.
 struct InspectRequest {
-    QStringList verify;   ///< about the file
-    QStringList show;     ///< about the same file, for the case that nothing can be proven
-    QStringList compare;  ///< with another file; may be empty
+    QStringList verify;   ///< verifies the file
+    QStringList show;     ///< shows the same file, for the case that nothing can be proven
+    QStringList compare;  ///< compares it with another file; may be empty
     bool wantsContents = false;
 };
 
-/// What came of it. Everything in it stays as it is and where it is.
+/// The result of a request. It never changes or moves, because the tree points into it.
 struct InspectResult {
     InspectRequest request;
-    inspect::Report report;                      ///< of `verify`; of `show` if that gave no file
-    inspect::Kept kept;                          ///< the bytes of the file and of its second one
-    inspect::Description unknown;                ///< of a file whose format isn't known
+    inspect::Report report;                      ///< the report of `verify`, or of `show` if `verify` found no file
+    inspect::Kept kept;                          ///< the bytes of the file and of its second file
+    inspect::Description unknown;                ///< describes a file of unknown format
     const inspect::Description* file = nullptr;  ///< null if nothing could be read
-    QString fault;                               ///< why nothing could be proven, or read
+    QString fault;                               ///< why nothing could be proven or read
     InspectTree tree;
     std::vector<MapBlock> blocks;
     inspect::Report comparison;
@@ -35,8 +35,8 @@ struct InspectResult {
     InspectResult& operator=(const InspectResult&) = delete;
 };
 
-/// Works on one request at a time, apart from the window. A newer request, or a stop, makes an older one worthless:
-/// nobody hears of it again.
+/// Works on one request at a time, on a thread of its own. A newer request or a stop discards the result of an older
+/// one.
 class InspectWorker : public QObject {
     Q_OBJECT
 

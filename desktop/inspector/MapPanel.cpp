@@ -14,7 +14,7 @@
 
 #include <algorithm>
 
-/// What the colours of a map stand for, two in a row.
+/// The key to the colours of a map, two entries in a row.
 class MapKey : public QWidget {
   public:
     explicit MapKey(QWidget* parent = nullptr) : QWidget(parent) {

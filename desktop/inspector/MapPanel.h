@@ -10,7 +10,7 @@ class QItemSelectionModel;
 class QStackedWidget;
 class QTableView;
 
-/// The memory of a file as a picture with a key to its colours, or as a table of the same rows.
+/// The memory of a file as a picture with a colour key, or as a table of the same rows.
 class MapPanel : public QWidget {
     Q_OBJECT
 
@@ -18,13 +18,13 @@ class MapPanel : public QWidget {
     explicit MapPanel(QWidget* parent = nullptr);
 
     void setBlocks(const std::shared_ptr<const InspectTree>& tree, const std::vector<MapBlock>& blocks);
-    /// Chooses the block of a line of the tree, or none.
+    /// Selects the block of a tree line, or none.
     void choose(int line);
 
   signals:
-    /// The user went to an area.
+    /// The user selected an area.
     void areaChosen(int line);
-    /// What is shown now reads best with this width.
+    /// The panel asks for this width.
     void widthWanted(int width);
 
   private:

@@ -4,8 +4,8 @@
 
 class QTreeView;
 
-/// Paints the meaning of a line of an InspectModel. A sentence begins where the value would stand, which it has none
-/// of.
+/// Paints the meaning of a line of an InspectModel. A sentence starts in the value's column, because its line has no
+/// value.
 class MeaningDelegate : public QStyledItemDelegate {
     Q_OBJECT
 

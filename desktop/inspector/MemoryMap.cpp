@@ -24,7 +24,7 @@ double linesOf(MapBlockKind kind, quint64 size) {
     return 2.4 + 0.16 * std::log2(static_cast<double>(size));
 }
 
-/// A line torn by a zigzag, across a block.
+/// A zigzag line across a block.
 QPolygonF tornLine(const QRectF& rect, double y) {
     constexpr double step = 5;
     QPolygonF line;
@@ -71,7 +71,7 @@ void MemoryMap::currentChanged(const QModelIndex& current, const QModelIndex& pr
     speak(current);
 }
 
-/// What the picture shows as a whole, and the block that is chosen.
+/// Sets the spoken description: the whole picture, then the chosen block.
 void MemoryMap::speak(const QModelIndex& chosen) {
     const int rows = model() == nullptr ? 0 : model()->rowCount();
     if (rows == 0) {
@@ -107,7 +107,7 @@ void MemoryMap::layOut() {
         lines.push_back(linesOf(kind, index.data(MemoryMapModel::SizeRole).toULongLong()));
         all += lines.back();
     }
-    // A few blocks take some of the room that is left.
+    // A few blocks stretch into some of the free height.
     constexpr double most = 1.8;
     const double room = viewport()->height() - 2 * Theme::rowGap();
     const double stretch = all > 0 ? std::clamp(room / (all * line), 1.0, most) : 1.0;
@@ -343,8 +343,8 @@ void MemoryMap::paintBlock(QPainter& painter, const QModelIndex& index, const QR
     paintWords(painter, index, text, isCollision ? ground : QColor());
 }
 
-/// What a block holds, its name and its size; the last two in one line where it is low. With a ground, which keeps
-/// words readable over hatching.
+/// Paints what a block contains, its name and its size; a low block has the last two on one line. A valid `ground` is
+/// painted under the text, which keeps it readable on hatching.
 void MemoryMap::paintWords(QPainter& painter, const QModelIndex& index, const QRect& rect, const QColor& ground) const {
     const int line = fontMetrics().height();
     const QString detail = index.data(MemoryMapModel::DetailRole).toString();

@@ -4,9 +4,9 @@
 
 #include <vector>
 
-/// The picture of a MemoryMapModel: blocks in address order, each at least a line of text high and higher with the
-/// logarithm of its size; a gap as a torn line; start and end beside it. Only what is seen is painted. It behaves as
-/// any view: arrow keys, selection, tips.
+/// The picture of a MemoryMapModel: blocks in address order with their start and end addresses. A block is at least a
+/// line of text high and grows with the logarithm of its size; a gap is a torn line. Only the visible part is painted.
+/// It behaves like any view, with arrow keys, selection and tooltips.
 class MemoryMap : public QAbstractItemView {
     Q_OBJECT
 
@@ -20,7 +20,7 @@ class MemoryMap : public QAbstractItemView {
     void reset() override;
     void currentChanged(const QModelIndex& current, const QModelIndex& previous) override;
 
-    /// The ground of the blocks of one kind of area.
+    /// The background of blocks of one kind of area.
     [[nodiscard]] static QColor kindColor(int kind);
 
   protected:
@@ -47,6 +47,6 @@ class MemoryMap : public QAbstractItemView {
     void paintWords(QPainter& painter, const QModelIndex& index, const QRect& rect, const QColor& ground) const;
     [[nodiscard]] int gutter() const;
 
-    std::vector<int> tops_;  ///< of the rows, and the end of the last one
+    std::vector<int> tops_;  ///< the top of each row, then the bottom of the last one
     int hovered_ = -1;
 };

@@ -11,7 +11,7 @@
 
 namespace {
 
-/// An area begins or ends here.
+/// An address where an area begins or ends.
 struct Edge {
     std::uint64_t address = 0;
     int line = 0;
@@ -110,7 +110,7 @@ bool MemoryMapModel::hasKind(int line) const {
     return !tree_->meaning(tree_->line(line)).isEmpty();
 }
 
-/// What the areas of a line's kind hold.
+/// What areas of this line's kind contain.
 QString MemoryMapModel::kindOf(int line) const {
     const inspect::Part& part = tree_->line(line).description->parts[tree_->line(line).item];
     return hasKind(line) ? tree_->meaning(tree_->line(line)) : inspect::wordsOf(part.name);
@@ -145,7 +145,7 @@ QVariant MemoryMapModel::data(const QModelIndex& index, int role) const {
     const MapBlock& block = blocks_[static_cast<std::size_t>(index.row())];
     const std::uint64_t size = block.to - block.from + 1;
     const bool isGap = block.kind == MapBlockKind::gap;
-    // Made only when it is asked for: the picture asks about every block to lay them out.
+    // Made on demand only: the picture asks for data of every block during layout.
     const auto what = [&] {
         return isGap || titleOf(block) == nameOf(block) ? titleOf(block)
                                                         : tr("%1: %2").arg(nameOf(block), titleOf(block));

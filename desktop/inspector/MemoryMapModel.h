@@ -9,23 +9,23 @@
 
 enum class MapBlockKind { area, gap, collision };
 
-/// A stretch of memory: of one area, of several that collide, or of none.
+/// A stretch of memory that one area, several colliding areas or none cover.
 struct MapBlock {
     MapBlockKind kind = MapBlockKind::area;
     std::uint64_t from = 0;
     std::uint64_t to = 0;  ///< the last address
-    int line = 0;          ///< of the tree: the area's
-    int other = 0;         ///< the area that the first one collides with
-    int areas = 0;         ///< how many share it
+    int line = 0;          ///< the area's line in the tree
+    int other = 0;         ///< the line of the area that the first one collides with
+    int areas = 0;         ///< the number of areas that share it
 };
 
-/// What lies where in memory by a description, from the lowest address on, with the gaps between.
+/// The memory that a description covers, in rising order of addresses, with the gaps in between.
 [[nodiscard]] std::vector<MapBlock> mapBlocks(const InspectTree& tree);
 
-/// A size as people say it: "128 MiB" where it is that exactly, else in bytes.
+/// A readable size: "128 MiB" if it is exactly that, otherwise in bytes.
 [[nodiscard]] QString sizeText(std::uint64_t size);
 
-/// The blocks as a table. The picture of the memory paints it too.
+/// The blocks as a table. MemoryMap paints the same model.
 class MemoryMapModel : public QAbstractTableModel {
     Q_OBJECT
 
@@ -33,20 +33,20 @@ class MemoryMapModel : public QAbstractTableModel {
     enum Column { What, Start, End, Size, ColumnCount };
     enum Role {
         KindRole = Qt::UserRole,  ///< MapBlockKind
-        TitleRole,                ///< what the block holds
+        TitleRole,                ///< what the block contains
         DetailRole,               ///< its name
-        ColorRole,                ///< a number that areas of one kind share; -1 for no area
+        ColorRole,                ///< a number that areas of one kind share; -1 for a block without an area
         SizeRole,
     };
 
     using QAbstractTableModel::QAbstractTableModel;
 
-    /// `tree` is kept as long as the blocks are shown.
+    /// Keeps `tree` alive while the blocks are shown.
     void setBlocks(std::shared_ptr<const InspectTree> tree, std::vector<MapBlock> blocks);
     [[nodiscard]] const std::vector<MapBlock>& blocks() const { return blocks_; }
-    /// The names of the kinds of areas, by their number.
+    /// The names of the kinds of areas, indexed by their number.
     [[nodiscard]] const QStringList& kinds() const { return kinds_; }
-    /// The row of the first block of a tree's line; -1 if it has none.
+    /// The row of the first block of a tree line; -1 if none.
     [[nodiscard]] int rowOfLine(int line) const;
 
     [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;

@@ -7,7 +7,7 @@
 class ElidedLabel;
 class QHBoxLayout;
 
-/// A verdict across the page: its sign, its words, and beside them what can be done next.
+/// A verdict across the page: its sign, its text, and buttons for the next steps.
 class VerdictBar : public QWidget {
     Q_OBJECT
 

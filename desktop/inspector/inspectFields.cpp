@@ -16,7 +16,7 @@ namespace {
 
 constexpr const char* context = "InspectFields";
 
-/// What a path has to lead to.
+/// What a path must lead to.
 enum class Checked { nothing, key, publicKey, privateKey, hexadecimal };
 
 struct Row {
@@ -104,7 +104,7 @@ QString publicKeyText(QByteArrayView file) {
     }
 }
 
-/// Looks into a key file; nothing of it stays in memory.
+/// Checks a key file; nothing of it stays in memory.
 Verdict keyVerdict(Checked checked, const QString& path) {
     QByteArray key;
     const WipeOnExit wiped(key);
@@ -135,7 +135,7 @@ Verdict verdictOf(const Row& row, const QStringList& values) {
                    : fault(text(QT_TRANSLATE_NOOP("InspectFields", "This is no hexadecimal address of 32 bits.")));
     }
     for (qsizetype i = 0; i < values.size(); i += row.kind == FieldKind::inFiles ? 2 : 1) {
-        // A pipe or a terminal would wait for somebody who may never write.
+        // Reading a pipe or a terminal could block forever.
         if (!QFileInfo(values.at(i)).isFile()) {
             return fault(text(QT_TRANSLATE_NOOP("InspectFields", "This is no plain file.")));
         }
@@ -170,7 +170,7 @@ QList<FieldChoice> modeChoices() {
             {QStringLiteral("2"), QStringLiteral("2")}};
 }
 
-/// The values of an option, each as one word behind it.
+/// The values of an option as separate words.
 QStringList wordsOf(const Row& row, const QStringList& values) {
     if (row.kind != FieldKind::inFiles) {
         return values.value(0).isEmpty() ? QStringList() : values.first(1);

@@ -4,12 +4,12 @@
 
 class QFileInfo;
 
-/// What the opener takes besides files, as fields of a form. Their names are those of its options.
+/// The options of the opener as fields of a form. Each field has the name of its option.
 [[nodiscard]] QList<FormField> inspectFields();
 
-/// Whether a file is more than any image can be, and more than a window should read.
+/// Whether a file is larger than any image can be, and than the window should read.
 [[nodiscard]] bool isTooLarge(const QFileInfo& file);
 
-/// The arguments of the opener's `command` for these values, and for `files` behind them: the command itself first.
+/// The arguments of the opener: `command`, the options for `values`, and then `files`.
 [[nodiscard]] QStringList inspectArguments(const QString& command, const QHash<QString, QStringList>& values,
                                            const QStringList& files);

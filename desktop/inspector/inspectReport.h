@@ -4,6 +4,6 @@
 
 struct InspectResult;
 
-/// What the opener prints about a file, and about a comparison: each command line and its output, as a terminal would
-/// show them.
+/// The output of the opener about a file and about a comparison: each command line with its output, as a terminal shows
+/// them.
 [[nodiscard]] QString inspectReport(const InspectResult& result);

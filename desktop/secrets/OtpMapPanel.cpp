@@ -9,7 +9,7 @@
 
 namespace {
 
-/// A look of a word beside its meaning.
+/// An entry of the key: the look of a word, followed by its meaning.
 class MapKey : public QWidget {
   public:
     MapKey(OtpUse use, bool mustBeFilled, const QString& text) : use_(use), mustBeFilled_(mustBeFilled), text_(text) {

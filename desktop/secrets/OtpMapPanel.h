@@ -5,7 +5,7 @@
 class OtpMapView;
 class ToneLabel;
 
-/// The map of OTP words with a key to its colours, and below it what the word is for that is pointed at.
+/// The map of OTP words with a colour key, and below it the purpose of the word under the pointer.
 class OtpMapPanel : public QWidget {
     Q_OBJECT
 

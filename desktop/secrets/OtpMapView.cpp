@@ -24,12 +24,12 @@ QFont smallFont(const QFont& font) {
 
 }  // namespace
 
-/// Where the cells stand.
+/// The layout of the cells.
 struct OtpMapView::Grid {
     int columns = mostColumns;
     int rows = 0;
-    int left = 0;   ///< of the first column, behind the numbers
-    int width = 0;  ///< of all columns
+    int left = 0;   ///< the left edge of the first column, after the word numbers
+    int width = 0;  ///< width of all columns
     int rowHeight = 1;
 
     [[nodiscard]] int columnLeft(int column) const { return left + column * width / columns; }
@@ -38,7 +38,7 @@ struct OtpMapView::Grid {
         const int x = columnLeft(index % columns);
         return {x, index / columns * rowHeight + 1, columnLeft(index % columns + 1) - x, rowHeight};
     }
-    /// The cells of a part of one row.
+    /// The cells from `first` to `last`, which are in one row.
     [[nodiscard]] QRect run(qsizetype first, qsizetype last) const { return cell(first).united(cell(last)); }
 };
 
@@ -119,7 +119,7 @@ QString OtpMapView::told(std::uint32_t word) const {
     return tr("%1: free.").arg(purpose);
 }
 
-/// Rows grow into the height that there is, up to twice that of a line.
+/// Rows grow with the available height, up to twice the height of a line.
 OtpMapView::Grid OtpMapView::grid(int width, int height) const {
     const QFontMetrics metrics(smallFont(font()));
     Grid grid;
@@ -200,7 +200,7 @@ void OtpMapView::paintCells(QPainter& painter, const Grid& cells, qsizetype begi
     }
 }
 
-/// The outlines come behind the cells, as they cover the edges of their neighbours.
+/// Call this after all cells are painted, because the outlines cover the edges of their neighbours.
 void OtpMapView::paintNames(QPainter& painter, const Grid& cells, qsizetype begin, qsizetype end) const {
     const QFontMetrics metrics(painter.font());
     for (qsizetype word = begin; word < end;) {
@@ -268,7 +268,7 @@ bool OtpMapView::event(QEvent* event) {
     if (event->type() == QEvent::ToolTip) {
         const auto* help = static_cast<QHelpEvent*>(event);
         const qsizetype word = wordAt(help->pos());
-        // Names are from a file: they are text, whatever stands in them.
+        // Names come from a file, so they are shown as plain text.
         QToolTip::showText(help->globalPos(),
                            word < 0 ? QString() : Qt::convertFromPlainText(told(static_cast<std::uint32_t>(word))),
                            this);

@@ -7,9 +7,10 @@
 
 class QPainter;
 
-/// A picture of the OTP words of a device: numbered rows of words, those that belong together outlined with their name,
-/// what fills them coloured, what is wanted twice red and hatched. A word is pointed at by mouse or arrow keys, and
-/// what it is for is told in words; a click or Return chooses what fills it.
+/// A picture of a device's OTP words in numbered rows. Words of one purpose have a common outline with its name, words
+/// that an item fills are coloured, and words that two items claim are red and hatched. The mouse or the arrow keys
+/// move to a word, and the view reports the word's purpose as text. A click or Return chooses the item that fills the
+/// word.
 class OtpMapView : public QWidget {
     Q_OBJECT
 
@@ -17,17 +18,17 @@ class OtpMapView : public QWidget {
     explicit OtpMapView(QWidget* parent = nullptr);
 
     void setFuses(const DeviceFuses& fuses);
-    /// Shows what becomes of the words; `names` are those of the items.
+    /// Shows the use of the words; `names` are the names of the items.
     void setMap(const OtpMap& map, const QStringList& names);
-    /// The words that are outlined; one without any outlines nothing.
+    /// Outlines the words of `item`; an item without words outlines none.
     void setChosen(const OtpItem& item);
 
-    /// How many words there are of each use.
+    /// The number of words of each use.
     [[nodiscard]] QString summary() const;
-    /// What is to be said of a word.
+    /// A sentence about a word.
     [[nodiscard]] QString told(std::uint32_t word) const;
 
-    /// Paints the inside of a word, and the mark in the corner of words that must be filled.
+    /// Paints the inside of a word. `paintMark` paints the corner mark of words that must be filled.
     static void paintWord(QPainter& painter, const QRect& cell, OtpUse use);
     static void paintMark(QPainter& painter, const QRect& cell);
 
@@ -37,7 +38,7 @@ class OtpMapView : public QWidget {
 
   signals:
     void itemChosen(qsizetype item);
-    /// Return or a double click on a word that nothing fills.
+    /// The user pressed Return or double-clicked on a word that no item fills.
     void freeWordChosen(std::uint32_t word);
     void pointedAt(const QString& told);
     void cursorMoved(const QRect& cell);

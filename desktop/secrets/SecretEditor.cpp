@@ -50,13 +50,13 @@ QFormLayout* makeForm() {
     return form;
 }
 
-/// A text that is too long for a line is only shown.
+/// Shows a text that is too long for a line shortened and read-only.
 void setLine(QLineEdit* line, const QString& text) {
     constexpr qsizetype longestLine = 4096;
     constexpr qsizetype shownOfLonger = 64;
     line->setReadOnly(text.size() > longestLine);
     const QString shown = line->isReadOnly() ? text.left(shownOfLonger) + u'…' : text;
-    if (line->text() != shown) {  // else its cursor would jump
+    if (line->text() != shown) {  // setting the same text would move the cursor
         line->setText(shown);
     }
 }
@@ -67,7 +67,7 @@ QString sizeTold(const SecretSize& size) {
     return size.nonceBytes > 0 ? SecretEditor::tr("%1 behind a nonce of %2").arg(told).arg(size.nonceBytes) : told;
 }
 
-/// Words in a text, or nothing: what may be replaced without asking.
+/// Whether the item has an empty value that may be replaced without asking.
 bool isUnfilled(const SecretItem& item) {
     return item.PathOrWord.isEmpty() || (!item.isFile && item.PathOrWord == QLatin1String("0x00000000"));
 }
@@ -167,7 +167,7 @@ void SecretEditor::makeDataFields(QFormLayout& form) {
     dataVerdict_->setObjectName(QStringLiteral("dataVerdict"));
     showData_->setObjectName(QStringLiteral("showData"));
     preview_->setObjectName(QStringLiteral("preview"));
-    // In the order of SecretKind.
+    // the entries are in the order of SecretKind
     kind_->addItems({tr("Words in hexadecimal"), tr("File of numbers, low byte first"), tr("File as it is")});
     preview_->setFont(Theme::fixedFont());
     preview_->setTextFormat(Qt::PlainText);
@@ -193,7 +193,7 @@ void SecretEditor::makeDataFields(QFormLayout& form) {
     connect(showData_, &QCheckBox::toggled, this, &SecretEditor::showsDataChanged);
 }
 
-/// `labels` is the width of the labels above, with which these are in line.
+/// `labels` is the width of the labels above; these labels align with them.
 QWidget* SecretEditor::makeProtectionFields(int labels) {
     auto* widget = new QWidget;
     auto* grid = new QGridLayout(widget);
@@ -275,7 +275,7 @@ bool SecretEditor::eventFilter(QObject* watched, QEvent* event) {
     return true;
 }
 
-/// Data that was given as words is a file from then on.
+/// Sets a path. If the item's data was words, it becomes a file.
 void SecretEditor::takeFile(const QByteArrayList& path, const QString& file) {
     if (row_ < 0) {
         return;
@@ -296,7 +296,8 @@ void SecretEditor::connectLine(QLineEdit* line, const QByteArrayList& path, cons
     connect(line, &QLineEdit::editingFinished, &document_, &SecretsDocument::endField);
 }
 
-/// How a document names a file: as short as it can, and so that the library's rule for a leading dot doesn't catch it.
+/// The path that the document gets for a file. Short if possible, and never with a leading dot, which the library
+/// handles in a special way.
 QString SecretEditor::writtenPath(const QString& path) const {
     const QString relative = QDir(document_.folder()).relativeFilePath(path);
     return document_.path().isEmpty() || relative.startsWith(u'.') ? path : relative;
@@ -355,7 +356,7 @@ void SecretEditor::pickFuse(int entry) {
         change(changesFor(item, fuses_.words.at(entry - 1)), tr("Choose Purpose"));
         document_.endField();
     }
-    showFuse(document_.items().at(row_));  // other words are chosen by their index
+    showFuse(document_.items().at(row_));  // no purpose chosen: the index remains in effect
 }
 
 void SecretEditor::pickKind(int kind) {
@@ -368,7 +369,7 @@ void SecretEditor::pickKind(int kind) {
         changes +=
             {{"Format"}, kind == static_cast<int>(SecretKind::numbers) ? QStringLiteral("1") : QStringLiteral("2")};
     }
-    if (isFile != document_.items().at(row_).isFile) {  // words are no path, and a path is no words
+    if (isFile != document_.items().at(row_).isFile) {  // words aren't a path, and a path isn't words
         changes += {{"PathOrWord"}, isFile ? QString() : QStringLiteral("0x00000000")};
     }
     change(changes, tr("Change Kind of Data"));
@@ -451,7 +452,7 @@ void SecretEditor::showPreview(const SecretItem& item) {
         return;
     }
     preview_->setForegroundRole(QPalette::WindowText);
-    // One more, to tell whether there is more.
+    // One byte more than shown, to detect that there is more.
     QByteArray bytes = secretPreview(item, document_.folder(), previewWords * otpWordSize + 1);
     const WipeOnExit wipeBytes(bytes);
     QString text;

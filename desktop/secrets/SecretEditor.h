@@ -18,7 +18,7 @@ class QPushButton;
 class QSpinBox;
 class VerdictLine;
 
-/// The fields of one item of a secrets document. Each edit is a change of the document at once.
+/// The fields of one item of a secrets document. Each edit changes the document at once.
 class SecretEditor : public QWidget {
     Q_OBJECT
 
@@ -26,12 +26,12 @@ class SecretEditor : public QWidget {
     SecretEditor(SecretsDocument& document, Dialogs& dialogs, QWidget* parent = nullptr);
 
     void setFuses(const DeviceFuses& fuses);
-    /// Shows the item `row`; -1 for none. `place` is what is to be said of its words.
+    /// Shows the item `row`, or none for -1. `place` is the verdict on its words.
     void showItem(qsizetype row, const SecretSize& size, const Verdict& place);
-    /// The changes that make an item one for the words `fuse` of the description.
+    /// The changes that make `item` an item for the words `fuse` of the description.
     [[nodiscard]] QList<SecretChange> changesFor(const SecretItem& item, const FuseWords& fuse) const;
 
-    /// Puts the focus where the data of the item is told.
+    /// Puts the focus into the field with the item's data.
     void focusData();
 
     [[nodiscard]] bool showsData() const;
@@ -41,7 +41,7 @@ class SecretEditor : public QWidget {
     void showsDataChanged();
 
   protected:
-    /// Takes files that are dropped on the lines for paths.
+    /// Accepts files that are dropped on the path fields.
     bool eventFilter(QObject* watched, QEvent* event) override;
 
   private:

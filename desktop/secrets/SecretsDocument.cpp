@@ -20,15 +20,15 @@
 
 namespace {
 
-constexpr qint64 maxDocumentSize = qint64{8} << 20;  // as the library has it
+constexpr qint64 maxDocumentSize = qint64{8} << 20;  // the same limit as in the library
 constexpr qsizetype maxItems = 4096;                 // no device has more words
-constexpr std::uint32_t maxIndex = 0xFFFF;           // what the header word of a record has room for
+constexpr std::uint32_t maxIndex = 0xFFFF;           // the largest index that fits the header word of a record
 
 constexpr const char* byteOrderMark = "\xEF\xBB\xBF";
 constexpr const char* emptyDocument = "{\n    \"Title\": \"Secrets\",\n    \"Files\": [\n    ]\n}\n";
 constexpr const char* firstGap = "\n        ";
 
-/// The places of all protection fields; a field that the device lacks has no width.
+/// The position of each protection field; a field that the device lacks has width 0.
 QList<DeviceField> protectionPlaces(const DeviceFuses& fuses) {
     QList<DeviceField> places;
     for (const ProtectionRow& row : protectionRows) {
@@ -44,8 +44,8 @@ QList<DeviceField> protectionPlaces(const DeviceFuses& fuses) {
     return places;
 }
 
-/// Bits that belong to no field are kept in the one below them: a value too wide for its field reaches its neighbour's
-/// bits, and the word comes out as it was.
+/// Bits that belong to no field go into the lowest field's value. A value that is too wide for its field reaches the
+/// bits above it, so that the word keeps them.
 QList<std::uint32_t> protectionValues(const QList<DeviceField>& places, std::uint32_t protection) {
     std::uint32_t described = 0;
     qsizetype lowest = -1;
@@ -79,7 +79,7 @@ QByteArray protectionFieldText(const DeviceField& place, std::uint32_t value) {
            ", \"PossibleValues\": " + values + " }";
 }
 
-/// Reads the text of one item as the library does.
+/// Reads the text of one item like the library.
 bool readItem(const QByteArray& text, SecretItem& item, QString& fault) {
     const MessageCollector messages;
     if (!readSecretItem(QJsonDocument::fromJson(text).object(), item)) {
@@ -106,7 +106,7 @@ bool readItems(SecretList& list, QString& fault) {
     return true;
 }
 
-/// A document cut at its items.
+/// A document's text, cut at its items.
 struct Pieces {
     QByteArray head;
     QByteArrayList gaps;
@@ -146,7 +146,7 @@ bool cut(const QByteArray& text, Pieces& pieces, QString& fault) {
     return true;
 }
 
-/// A list of one more or one less, or in another order.
+/// The list before and after an insertion, a removal or a move.
 struct Replacement {
     SecretList before;
     SecretList after;
@@ -269,7 +269,7 @@ void SecretsDocument::clear(const QByteArrayList& items) {
     tail_ = pieces.tail;
     path_.clear();
     SecretList list = {items, {}};
-    (void)readItems(list, fault);  // they were made by secretItemText
+    (void)readItems(list, fault);  // can't fail: secretItemText made the items
     setList(list, items.isEmpty() ? -1 : 0);
     begin(QString(), !items.isEmpty());
 }
@@ -320,7 +320,7 @@ QByteArray SecretsDocument::text() const {
     QByteArray text = head_;
     const QByteArray first = gaps_.isEmpty() ? QByteArray(firstGap) : gaps_.constFirst();
     for (qsizetype i = 0; i < list_.texts.size(); ++i) {
-        // What stands between new items is as between the last ones before.
+        // The separator before a new item is the last one of the document.
         text += i == 0 ? first : i < gaps_.size() ? gaps_.at(i) : gaps_.size() > 1 ? gaps_.constLast() : ',' + first;
         text += list_.texts.at(i);
     }
@@ -377,7 +377,7 @@ void SecretsDocument::setItem(qsizetype row, const QByteArray& text) {
     QString fault;
     list_.texts[row] = text;
     list_.items[row] = {};
-    (void)readItem(text, list_.items[row], fault);  // which it passed before
+    (void)readItem(text, list_.items[row], fault);  // can't fail: the text was read before
     emit itemChanged(row);
 }
 

@@ -7,7 +7,7 @@
 #include <QObject>
 #include <QUndoStack>
 
-/// What a new item of a document is made from.
+/// The values of a new item.
 struct NewSecret {
     QString name = {};
     std::uint32_t index = 0;
@@ -18,24 +18,24 @@ struct NewSecret {
     std::int32_t expectedSize = -1;  ///< bytes; -1: none
 };
 
-/// A change to one value of an item: its keys from the item inward, and its text.
+/// A change to one value of an item: the path of keys from the item to the value, and the new text.
 struct SecretChange {
     QByteArrayList path;
     QString value;
 };
 
-/// How a document writes a number: hexadecimal behind 0x.
+/// A number as documents write it: hexadecimal with 0x.
 [[nodiscard]] QString secretNumber(std::uint32_t number);
 
-/// The text of an item whose protection has the fields of a device; without a description of them, those of
-/// the example documents.
+/// The text of a new item. Its protection has the fields of the device or, without a description of these, the fields
+/// of the example documents.
 [[nodiscard]] QByteArray secretItemText(const DeviceFuses& fuses, const NewSecret& secret);
 
-/// A field of the protection word under the name that documents give it.
+/// A field of the protection word with its name in documents.
 struct ProtectionRow {
     const char* name;
     ProtectionField SecretItem::*field;
-    std::uint32_t bit;  ///< in the example documents; a description or document may place it elsewhere
+    std::uint32_t bit;  ///< offset in the example documents; a description or document may give another one
     std::uint32_t width;
 };
 
@@ -46,45 +46,47 @@ inline constexpr ProtectionRow protectionRows[] = {
     {"HDPL", &SecretItem::HDPL, 22, 2},
 };
 
-/// The changes that bring the protection fields of `item` to those of a protection word.
+/// The changes that set the protection fields of `item` to the values in the word `protection`.
 [[nodiscard]] QList<SecretChange> protectionChanges(const SecretItem& item, std::uint32_t protection);
 
-/// Items as they are written, and as they are read.
+/// Items as text, and the same items parsed.
 struct SecretList {
     QByteArrayList texts;
     QList<SecretItem> items;
 };
 
-/// A secrets document as a list of items. It is kept as the text that it was, cut at its items, and a change replaces
-/// the text of one value, so that saving changes nothing else. All changes go through its undo stack.
+/// A secrets document as a list of items. It keeps the original text, cut at its items, and a change replaces the text
+/// of one value only, so that saving preserves everything else. All changes go through its undo stack.
 class SecretsDocument : public QObject {
     Q_OBJECT
 
   public:
     explicit SecretsDocument(QObject* parent = nullptr);
 
-    /// An empty document without a name.
+    /// Starts an empty document without a name.
     void clear();
-    /// The same with items that were made elsewhere; they count as a change that isn't saved.
+    /// Starts a document with `items` from another source; they count as an unsaved change.
     void clear(const QByteArrayList& items);
-    /// Opens the file at `path`. False with one sentence in `fault`; the document is then as it was.
+    /// Opens the file at `path`. On failure returns false with one sentence in `fault` and leaves the document
+    /// unchanged.
     [[nodiscard]] bool load(const QString& path, QString& fault);
     /// Writes the document; a new file is for its owner alone. False with `fault`, and what stood there stays.
     [[nodiscard]] bool save(const QString& path, QString& fault);
     [[nodiscard]] QByteArray text() const;
 
     [[nodiscard]] QString path() const { return path_; }  ///< empty for one that was never saved
-    /// What paths without a folder count from: the document's folder, else the current one.
+    /// The folder that relative paths start from: the document's folder, or the current one for a document without a
+    /// file.
     [[nodiscard]] QString folder() const;
     [[nodiscard]] QUndoStack& undoStack() { return undo_; }
     [[nodiscard]] bool isModified() const { return isMadeElsewhere_ || !undo_.isClean(); }
 
     [[nodiscard]] const QList<SecretItem>& items() const { return list_.items; }
     [[nodiscard]] QByteArray itemText(qsizetype row) const { return list_.texts.at(row); }
-    /// Why no further item fits; empty if one does.
+    /// The reason why the document can't have another item; empty if it can.
     [[nodiscard]] QString fullFault() const;
 
-    /// Changes one item. Successive changes with one `field` are undone together, until `endField`.
+    /// Changes one item. Successive changes with the same `field` form one undo step until `endField`.
     void change(qsizetype row, const QString& field, const QList<SecretChange>& changes, const QString& undoText);
     void endField() { ++field_; }
     void insert(qsizetype row, const QByteArray& text, const QString& undoText);
@@ -92,7 +94,7 @@ class SecretsDocument : public QObject {
     void move(qsizetype from, qsizetype to, const QString& undoText);
 
   signals:
-    void wasReset(qsizetype chosen);  ///< it did; the item to look at, -1 for none
+    void wasReset(qsizetype chosen);  ///< the list changed; `chosen` is the item to show, -1 for none
     void itemChanged(qsizetype row);
     void modifiedChanged();
 
@@ -105,9 +107,9 @@ class SecretsDocument : public QObject {
     void begin(const QString& path, bool isMadeElsewhere);
 
     QString path_;
-    QByteArray head_;      ///< up to the first item and the blanks before it
-    QByteArrayList gaps_;  ///< what stood before each item: blanks, and a comma
-    QByteArray tail_;      ///< behind the last item
+    QByteArray head_;      ///< the text up to the first item and the blanks before it
+    QByteArrayList gaps_;  ///< the text before each item: blanks and a comma
+    QByteArray tail_;      ///< the text after the last item
     SecretList list_;
     QUndoStack undo_;
     int field_ = 0;

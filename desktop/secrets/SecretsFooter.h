@@ -5,8 +5,8 @@
 class QLabel;
 class QPushButton;
 
-/// The lower edge of the secrets editor: what collides, can't be used or is missing, how making an image went with the
-/// next step, and the button that makes it.
+/// The footer of the secrets editor: collisions, unusable items and missing items, the result of making an image with
+/// the next step, and the button that makes it.
 class SecretsFooter : public QWidget {
     Q_OBJECT
 
@@ -20,7 +20,7 @@ class SecretsFooter : public QWidget {
         QString missing;
     };
 
-    /// Each is a sentence, or empty for nothing to be said. Without any, items are told to be good.
+    /// Each remark is a sentence or empty. If all are empty, the footer says that the items are good.
     void tellRemarks(const Remarks& remarks, bool hasItems);
     void tellResult(StatusMark::Kind kind, const QString& text);
     void offerInspect(bool isOffered);

@@ -12,7 +12,7 @@ namespace {
 struct Column {
     const char* title;
     QString SecretRow::*text;
-    bool isFixed;  ///< in the fixed font
+    bool isFixed;  ///< shown in the fixed font
 };
 
 constexpr Column columns[] = {

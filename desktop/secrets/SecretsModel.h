@@ -3,14 +3,14 @@
 #include <QAbstractTableModel>
 #include <QList>
 
-/// What the table shows of an item.
+/// The table's texts for an item.
 struct SecretRow {
     QString name;
-    QString place;  ///< its words
+    QString place;  ///< its OTP words
     QString kind;
     QString source;
     QString protection;
-    QString fault;  ///< empty for none
+    QString fault;  ///< empty if there is none
 };
 
 /// The items of a secrets document as a table.

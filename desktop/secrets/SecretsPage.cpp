@@ -71,9 +71,9 @@ SecretsPage::SecretsPage(PageContext& context, QWidget* parent)
 }
 
 SecretsPage::~SecretsPage() {
-    worker_.waitForDone();         // it tells this page how it went
-    document_.blockSignals(true);  // its stack is emptied when the window that listens has gone
-    delete editor_;                // it looks at the document, which goes before the page's widgets would
+    worker_.waitForDone();         // it reports its result to this page
+    document_.blockSignals(true);  // its stack is emptied after the window that listens was destroyed
+    delete editor_;                // it refers to the document, which is destroyed before the page's child widgets
 }
 
 QWidget* SecretsPage::makeDeviceRow() {
@@ -117,7 +117,7 @@ QWidget* SecretsPage::makeTable() {
     table_->verticalHeader()->setDefaultSectionSize(QFontMetrics(font()).height() + Theme::rowGap());
     table_->horizontalHeader()->setHighlightSections(false);
     const int digit = QFontMetrics(Theme::fixedFont()).horizontalAdvance(u'0');
-    const int widths[] = {28, 11, 10, 0, 13};  // in digits; the content has the rest
+    const int widths[] = {28, 11, 10, 0, 13};  // in digits; the content column gets the rest
     for (int column = 0; column < model_->columnCount(); ++column) {
         table_->setColumnWidth(column, digit * widths[column]);
     }
@@ -198,7 +198,7 @@ QWidget* SecretsPage::makeBody() {
 void SecretsPage::connectDocument() {
     const auto look = [this](qsizetype row) {
         row_ = row;
-        if (!isBusy_) {  // what was made is of another document now
+        if (!isBusy_) {  // the result belongs to another version of the document
             footer_->tellResult(StatusMark::Kind::none, QString());
             footer_->offerInspect(false);
         }
@@ -213,20 +213,21 @@ void SecretsPage::connectDocument() {
 
 bool SecretsPage::event(QEvent* event) {
     if (event->type() == QEvent::WindowActivate) {
-        refresh();  // the files may have changed meanwhile
+        refresh();  // the files may have changed in the meantime
     } else if (event->type() == QEvent::Show && deviceFolder_ != context_.settings.deviceFolder()) {
         searchDevices();
     }
     return Page::event(event);
 }
 
-/// Reading many descriptions takes a while; the devices without one can be worked with at once.
+/// Searches on another thread, because reading many descriptions takes a while. Devices without a description work at
+/// once.
 void SecretsPage::searchDevices() {
     deviceFolder_ = context_.settings.deviceFolder();
     worker_.start([this, folder = deviceFolder_] {
         const DeviceSearch search = findDevices(shippedDescriptions(), folder);
         QMetaObject::invokeMethod(this, [this, search, folder] {
-            if (folder == deviceFolder_) {  // else a newer search is on its way, or came first
+            if (folder == deviceFolder_) {  // otherwise a newer search is running or has finished
                 takeDevices(search);
             }
         });
@@ -322,7 +323,7 @@ void SecretsPage::showTable() {
             QStringLiteral("0x%1").arg(protectionWord(item) & secretRecord::protectionMask, 8, 16, QLatin1Char('0'));
         if (!plan_.faults.at(i).isEmpty()) {
             row.fault = plan_.faults.at(i);
-            row.place += QStringLiteral(" ✕");  // not by its colour alone
+            row.place += QStringLiteral(" ✕");  // don't mark it by colour alone
         } else if (open.kind == Verdict::Kind::fault) {
             row.fault = open.text;
             row.source += QStringLiteral(" ✕");
@@ -367,7 +368,7 @@ bool SecretsPage::writeTo(const QString& path) {
         return false;
     }
     mark_.note(path);
-    refresh();  // paths count from the document's folder
+    refresh();  // relative paths start from the document's folder
     return true;
 }
 
@@ -399,7 +400,7 @@ void SecretsPage::insertNew(const FuseWords& words, bool isNamed) {
     document_.insert(row_ + 1, secretItemText(device().fuses, secret), tr("Add Item"));
 }
 
-/// For what is missing first, else for the first words that are free.
+/// Adds an item for the first missing words, otherwise for the first free words.
 void SecretsPage::add() {
     const QList<FuseWords>& fuses = device().fuses.words;
     if (!plan_.map.missing.isEmpty()) {
@@ -512,7 +513,7 @@ void SecretsPage::dragEnterEvent(QDragEnterEvent* event) {
     }
 }
 
-/// A document is opened, anything else is read as an image.
+/// Opens a JSON file as a document and reads any other file as an image.
 void SecretsPage::dropEvent(QDropEvent* event) {
     const QStringList paths = PathField::pathsOf(*event->mimeData());
     if (paths.size() != 1 || isBusy_) {
@@ -520,7 +521,7 @@ void SecretsPage::dropEvent(QDropEvent* event) {
     }
     event->acceptProposedAction();
     if (paths.constFirst().endsWith(QLatin1String(".json"), Qt::CaseInsensitive)) {
-        emit handOver(QStringLiteral("secrets"), paths.constFirst());  // to the window, which asks about changes
+        emit handOver(QStringLiteral("secrets"), paths.constFirst());  // the window asks about changes
     } else if (mayLose(context_.dialogs)) {
         readImageAt(paths.constFirst());
     }

@@ -19,8 +19,8 @@ class SecretEditor;
 class SecretsFooter;
 class SecretsModel;
 
-/// The secrets editor: the items of a secrets document as a table over the OTP words of a device, the chosen one's
-/// fields beside it. Images are made and read through the library.
+/// The secrets editor: a table of the items of a secrets document above the map of a device's OTP words, with the
+/// fields of the chosen item at the side. The library makes and reads the images.
 class SecretsPage : public Page {
     Q_OBJECT
 
@@ -71,14 +71,14 @@ class SecretsPage : public Page {
 
     PageContext& context_;
     SecretsDocument document_;
-    FileMark mark_;  ///< of its file
+    FileMark mark_;  ///< of the document's file
     SecretsPlan plan_;
     QList<Device> devices_;
-    QString deviceFolder_;  ///< of the user, in which they were looked for
+    QString deviceFolder_;  ///< the user's folder in which the last search looked for devices
     qsizetype row_ = -1;
     bool isBusy_ = false;
-    QString imagePath_;  ///< of the last image that was made
-    QString imageKind_;  ///< as the opener names it
+    QString imagePath_;  ///< the last image that was made
+    QString imageKind_;  ///< its name in the opener
 
     QComboBox* deviceBox_;
     SecretsModel* model_;

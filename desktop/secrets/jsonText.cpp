@@ -9,7 +9,7 @@ bool isBlank(char c) {
     return c == ' ' || c == '\t' || c == '\n' || c == '\r';
 }
 
-/// Goes through a text from value to value. It never leaves it, whatever stands there.
+/// Walks through a text value by value. It never leaves the text, whatever the text contains.
 class Cursor {
   public:
     Cursor(const QByteArray& text, qsizetype at) : text_(text), at_(at) {}
@@ -23,7 +23,7 @@ class Cursor {
         }
     }
 
-    /// Takes `c` and the blanks before it, if it is there.
+    /// Skips blanks and then `c`; false if `c` isn't next.
     bool take(char c) {
         skipBlanks();
         if (next() != c) {
@@ -45,7 +45,7 @@ class Cursor {
         return take('"');
     }
 
-    /// Takes a value, and everything in it.
+    /// Skips a value with everything in it.
     bool takeValue(TextSpan& span) {
         skipBlanks();
         span.start = at_;
@@ -107,7 +107,7 @@ QByteArray textOf(const QByteArray& text, const TextSpan& span) {
     return text.sliced(span.start, span.end - span.start);
 }
 
-/// `object` with one member more, behind the last one and spaced as that is.
+/// Returns `object` with one more member after the last one, with the same blanks before it.
 QByteArray withMember(const QByteArray& object, const QByteArray& key, const QByteArray& value) {
     TextSpan lastKey;
     TextSpan lastValue;

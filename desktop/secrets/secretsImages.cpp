@@ -27,14 +27,14 @@
 namespace {
 
 constexpr qsizetype digitsPerWord = 8;
-constexpr qsizetype maxRecordItems = 4096;        // what a document may have
-constexpr qint64 maxImageSize = qint64{1} << 20;  // several times what the words of a device take
+constexpr qsizetype maxRecordItems = 4096;        // the limit of a document
+constexpr qint64 maxImageSize = qint64{1} << 20;  // several times the size that the words of a device need
 
 QString text(const char* source) {
     return QCoreApplication::translate("SecretsPage", source);
 }
 
-/// The digits of a text of words; an empty text stands for a word of zeros.
+/// The digits of a text of words; an empty text counts as a word of zeros.
 QString digitsOf(const SecretItem& item) {
     return item.PathOrWord.isEmpty() ? QString(digitsPerWord, u'0') : item.PathOrWord.mid(2);
 }
@@ -43,8 +43,8 @@ bool isHexDigit(QChar c) {
     return (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F');
 }
 
-/// A word of zeros under this protection is one that nobody filled in, as the library has it. Nor is an empty one that
-/// has to be filled.
+/// Whether the item's word still has to be filled in. The library treats a word of zeros with this protection as not
+/// filled in. An empty mandatory word isn't filled in either.
 bool isUnfilled(const SecretItem& item) {
     constexpr std::uint32_t unfilledProtection = 0x10000000;
     const bool isZero = item.PathOrWord.isEmpty() || item.PathOrWord == QLatin1String("0x00000000");
@@ -70,7 +70,7 @@ SecretSize sizeOfWords(const SecretItem& item) {
     return size;
 }
 
-/// A path that an item names. A pipe would keep its reader waiting, and the window with it when it is closed.
+/// The verdict on the path of an item. A pipe would block its reader, and with it the window on closing.
 Verdict fileVerdict(const QString& path, qint64& bytes) {
     const QFileInfo info(path.contains(QChar::Null) ? QString() : path);
     const char* fault = !info.exists()       ? QT_TRANSLATE_NOOP("SecretsPage", "There is no file “%1”.")
@@ -121,11 +121,11 @@ QByteArray bytesOf(const SecretItem& item) {
     return QByteArray::fromHex(digits);
 }
 
-/// Files in memory that the library reads in place of texts of several words, of which it knows none. What they hold is
-/// on no disk, and goes with them.
+/// Files in memory that replace texts of several words, which the library doesn't support. Their contents never reach a
+/// disk and vanish with this object.
 class MemoryFiles {
   public:
-    /// A path that leads to a copy of `bytes`; empty if there is no memory.
+    /// Returns the path of a new file with a copy of `bytes`; empty if there is no memory.
     QString add(QByteArrayView bytes) {
         files_.push_back(std::make_unique<QFile>());
         return openOnBytes(*files_.back(), bytes) ? QStringLiteral("/proc/self/fd/%1").arg(files_.back()->handle())
@@ -136,7 +136,7 @@ class MemoryFiles {
     std::vector<std::unique_ptr<QFile>> files_;
 };
 
-/// Turns a text of several words into a file of numbers. Words that came from an image have their nonce before them.
+/// Turns a text of several words into a file of numbers. Words that came from an image start with their nonce.
 bool giveWordsAsFile(SecretItem& item, MemoryFiles& files) {
     QByteArray bytes = bytesOf(item);
     const WipeOnExit wipeBytes(bytes);
@@ -154,7 +154,7 @@ bool giveWordsAsFile(SecretItem& item, MemoryFiles& files) {
     return !item.PathOrWord.isEmpty();
 }
 
-/// Messages name files; those in memory have no name that tells anybody something.
+/// Removes the names of files in memory from a message, because they mean nothing to the user.
 QString withoutMemoryFiles(QString message) {
     static const QRegularExpression memoryFile(QStringLiteral("\\n?/proc/self/fd/\\d+ ?"));
     return message.remove(memoryFile).trimmed();
@@ -177,7 +177,7 @@ QString overwrittenInput(const QList<SecretItem>& items, const QString& folder, 
     return {};
 }
 
-/// In the fixed layout whatever the first item holds goes to the place of word 56, and runs on into that of word 59.
+/// In the fixed layout, the first item's data is stored in word 56, and any further data in word 59 and later.
 SecretsOpenPoint headWordPoint(const QList<SecretItem>& items, const QString& folder) {
     const SecretItem& first = items.constFirst();
     if (first.Offset != fixedSecrets::headWord) {
@@ -190,7 +190,7 @@ SecretsOpenPoint headWordPoint(const QList<SecretItem>& items, const QString& fo
     return {};
 }
 
-/// The values of the words of a record as text.
+/// The words of a record as text.
 QString wordsText(const QByteArray& data) {
     QByteArray numbers = data;
     numbers.detach();
@@ -211,7 +211,7 @@ QByteArray itemOf(const Device& device, const SecretSegment& segment) {
     }
     secret.index = segment.offset;
     secret.protection = segment.word & secretRecord::protectionMask;
-    secret.isFile = segment.data.isEmpty();  // nothing to store is a file without a name
+    secret.isFile = segment.data.isEmpty();  // a record without data becomes a file item without a path
     secret.pathOrWord = segment.data.isEmpty() ? QString() : wordsText(segment.data);
     return secretItemText(device.fuses, secret);
 }
@@ -251,7 +251,7 @@ SecretSize secretSize(const SecretItem& item, const QString& folder) {
     }
     if (hasNonce(item)) {
         size.nonce = nonceVerdict(item, size.bytes, folder);
-        // A word alone gets no nonce from the library, and words of an image have theirs among them.
+        // The library adds no nonce to a single word, and words of an image already contain theirs.
         const bool isAdded = item.isFile || (size.bytes > otpWordSize && !item.Nonce.isEmpty());
         size.nonceBytes = isAdded && size.bytes > 0 ? nonceSize : 0;
         size.bytes += size.nonceBytes;
@@ -297,7 +297,7 @@ QByteArray secretPreview(const SecretItem& item, const QString& folder, qsizetyp
     }
     const QString path = secretFile(item.PathOrWord, folder);
     QFile file(path);
-    // A pipe would wait for somebody who writes to it.
+    // A pipe would block until another process writes to it.
     if (QFileInfo(path).isFile() && file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
         bytes = file.read(most);
     }
@@ -379,7 +379,7 @@ bool readSecretsImage(const Device& device, const QString& path, QByteArrayList&
     QByteArrayList found;
     qsizetype zeros = 0;
     for (const SecretSegment& segment : std::as_const(segments)) {
-        // The first one stays: whatever an image is made from first goes to the place of the first word.
+        // Keep the first one: an image stores its first item in the first word.
         const bool isZero = std::all_of(segment.data.begin(), segment.data.end(), [](char c) { return c == '\0'; });
         if (hasFixedLayout(device.deviceId) && isZero && !found.isEmpty()) {
             ++zeros;

@@ -7,30 +7,30 @@
 
 #include <QByteArrayList>
 
-// What stands between a secrets document in the window and the library that makes and reads its images.
+// The connection between the secrets editor and the library that makes and reads images.
 
-/// How the data of an item is given.
+/// The form of an item's data.
 enum class SecretKind {
-    words,    ///< hexadecimal text: 0x and eight digits a word, the values of the words in order
+    words,    ///< hexadecimal text: 0x and eight digits for each word, in the order of the words
     numbers,  ///< a file of numbers, stored low byte first
-    bytes,    ///< a file that is stored as it is
+    bytes,    ///< a file that is stored unchanged
 };
 
 [[nodiscard]] SecretKind secretKind(const SecretItem& item);
 
-/// Whether the item's data has a nonce before it.
+/// Whether a nonce is stored before the item's data.
 [[nodiscard]] bool hasNonce(const SecretItem& item);
 
-/// Where the path of an item leads. One that begins with "." counts from where the library has it count, any other
-/// from `folder`; an empty one stays empty.
+/// The file that the path of an item refers to. A path with a leading "." is relative to the library's own folder, any
+/// other one to `folder`. An empty path stays empty.
 [[nodiscard]] QString secretFile(const QString& path, const QString& folder);
 
-/// What is there to be stored of an item.
+/// The size of an item's data in the image.
 struct SecretSize {
-    bool isKnown = false;  ///< else `bytes` is what the document expects
+    bool isKnown = false;  ///< if false, `bytes` is the size that the document expects
     qint64 bytes = 0;      ///< the nonce included
     qint64 nonceBytes = 0;
-    Verdict data;  ///< on the file or the words
+    Verdict data;  ///< the verdict on the file or the words
     Verdict nonce;
 
     [[nodiscard]] std::uint32_t words() const;
@@ -38,44 +38,44 @@ struct SecretSize {
 
 [[nodiscard]] SecretSize secretSize(const SecretItem& item, const QString& folder);
 
-/// What keeps an item from being stored: a fault, or what is still missing; good for nothing. An optional item without
-/// a file is left out of the image.
+/// The reason why an item can't be stored: a fault or missing data; good if there is none. An optional item without a
+/// file is left out of the image.
 [[nodiscard]] Verdict openVerdict(const SecretItem& item, const SecretSize& size);
 
-/// The words that items fill. One of unknown size fills those that `fuses` names there.
+/// The words that the items fill. An item of unknown size fills the words that `fuses` describes from its index on.
 [[nodiscard]] QList<OtpItem> otpItems(const DeviceFuses& fuses, const QList<SecretItem>& items,
                                       const QList<SecretSize>& sizes);
 
-/// The first bytes of an item's data in the order of its source, at most `most`, for somebody to look at. The caller
-/// wipes them.
+/// The first bytes of an item's data in the order of its source, at most `most`, for display. The caller wipes them.
 [[nodiscard]] QByteArray secretPreview(const SecretItem& item, const QString& folder, qsizetype most);
 
 /// Whether the library makes images for the device.
 [[nodiscard]] bool makesSecretsFor(std::uint32_t deviceId);
 
-/// What has to be filled in or mended before an image can be made.
+/// The first thing that the user must fill in or correct before an image can be made.
 struct SecretsOpenPoint {
-    qsizetype item = -1;  ///< that it is about; -1 for none
-    QString text;         ///< empty if there is no such point
+    qsizetype item = -1;  ///< the item that it refers to; -1 for none
+    QString text;         ///< empty if nothing is open
 };
 
 [[nodiscard]] SecretsOpenPoint secretsOpenPoint(std::uint32_t deviceId, const QList<SecretItem>& items,
                                                 const QString& folder);
 
-/// How making an image went.
+/// The result of making an image.
 struct SecretsMade {
     int words = -1;   ///< of OTP memory; -1 after a fault
-    QString fault;    ///< what the library said, or we
-    QString warning;  ///< likewise; empty for none
+    QString fault;    ///< from the library or from this room
+    QString warning;  ///< from the library; empty for none
 };
 
-/// Makes the image of `items` for a device through the library, which writes `outputPath`; a new file is for its owner
-/// alone. An output that is one of the inputs, or the document at `documentPath`, is refused. It may run on any thread.
+/// Makes the image of `items` for a device through the library, which writes `outputPath`. A new file is readable by
+/// its owner only. Refuses an output that is one of the inputs or the document at `documentPath`. May run on any
+/// thread.
 [[nodiscard]] SecretsMade makeSecretsImage(std::uint32_t deviceId, const QList<SecretItem>& items,
                                            const QString& folder, const QString& documentPath,
                                            const QString& outputPath);
 
-/// Reads an image of the device `device` and gives its records as texts of items. False with `fault`. `remark` tells
-/// what the items don't show, if anything.
+/// Reads an image of `device` and returns its records as texts of items. On failure returns false with `fault`.
+/// `remark` names what the items leave out; empty if nothing.
 [[nodiscard]] bool readSecretsImage(const Device& device, const QString& path, QByteArrayList& items, QString& fault,
                                     QString& remark);

@@ -21,7 +21,7 @@ namespace {
 
 constexpr qsizetype mostRandomBytes = 65536;
 
-/// What can be made. A size of 0 is told by the user.
+/// A task that the user can choose. For a random file, the user enters the size if `size` is 0.
 struct TaskRow {
     const char* id;
     const char* label;
@@ -220,7 +220,8 @@ void KeysPage::showFields() {
 }
 
 void KeysPage::fitForm() {
-    // As high as its fields, so that the button stands right below: a form scrolls, and asks for no height of its own.
+    // As high as its fields, so that the button is right below them: a form scrolls and has no minimum height of its
+    // own.
     const QWidget* body = view_->findChild<QScrollArea*>()->widget();
     for (QWidget* part : body->findChildren<QWidget*>()) {
         if (part->layout() != nullptr) {
@@ -236,7 +237,7 @@ void KeysPage::proposePublic() {
     if (path.isEmpty() || !view_->values(publicField).value(0).isEmpty()) {
         return;
     }
-    // As the tool names the public key of a pair that it makes.
+    // The same name that the tool gives to the public key of a new pair.
     const QFileInfo info(path);
     view_->setValues(publicField, {QDir(info.path()).filePath(info.completeBaseName() + QStringLiteral("_pub.pem"))});
     refresh();

@@ -12,8 +12,8 @@ class QLineEdit;
 class QPushButton;
 class ToneLabel;
 
-/// Makes keys, nonces and key pairs, and tells the hashes of public keys. Only files hold what is made: nothing secret
-/// is shown or remembered.
+/// Makes keys, nonces and key pairs, and shows the hashes of public keys. The results are written to files only; the
+/// page neither shows nor remembers anything secret.
 class KeysPage : public Page {
     Q_OBJECT
 
@@ -28,7 +28,7 @@ class KeysPage : public Page {
   private:
     struct Work;
 
-    /// A hash in fixed font with a button that copies it.
+    /// A hash in the fixed font with a button that copies it.
     struct HashRow {
         QWidget* row;
         QLineEdit* line;

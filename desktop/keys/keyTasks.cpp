@@ -13,10 +13,10 @@
 
 namespace {
 
-constexpr int done = 1;  ///< what the key services give for a success
+constexpr int done = 1;  ///< the success value of the key services
 
-// DER of a public key on a curve of 256 bits (RFC 5480): a header, the mark of an uncompressed point, the point. The
-// header's length tells the family of the curve.
+// The DER of a public key on a curve of 256 bits (RFC 5480) consists of a header, the mark of an uncompressed point,
+// and the point. The length of the header shows the family of the curve.
 constexpr qsizetype pointSize = 64;
 constexpr qsizetype p256HeaderSize = 27;
 constexpr qsizetype brainpoolHeaderSize = 28;
@@ -54,7 +54,7 @@ bool mayWrite(const KeyRequest& request) {
                        [&](const QString& path) { return request.replaced.contains(path); });
 }
 
-/// The curve of a key whose point can be cut out of its DER; 0 for any other key.
+/// The curve of a key whose DER ends in an uncompressed point; 0 for any other key.
 std::int32_t curveOf(const QByteArray& der) {
     const qsizetype header = der.size() - pointSize;
     const bool hasPoint = header > 0 && der.at(header - 1) == uncompressed;
@@ -106,7 +106,7 @@ KeyAnswer makePair(const KeyRequest& request, const std::atomic<bool>& isGivenUp
     if (isGivenUp) {
         return faultAnswer(words("Stopped. Nothing was written."));
     }
-    // A file may have come while the key was made.
+    // A file may have appeared while the key was made.
     if (!mayWrite(request)) {
         return faultAnswer(words(strangerLeft));
     }
@@ -135,12 +135,12 @@ KeyAnswer hashFile(const QString& path) {
 }  // namespace
 
 KeyAnswer runKeyTask(const KeyRequest& request, const std::atomic<bool>& isGivenUp) {
-    // What the services say besides is for a console.
+    // Collect the services' messages, which are meant for a console.
     const MessageCollector messages;
     if (!mayWrite(request)) {
         return faultAnswer(words(strangerLeft));
     }
-    // A pipe would keep its writer waiting, and the window with it when it is closed.
+    // A pipe would block the writer, and with it the window on closing.
     for (const QString& path : existingOutputs(request)) {
         if (QFileInfo::exists(path) && !QFileInfo(path).isFile()) {
             return faultAnswer(words("“%1” is no plain file.").arg(path));

@@ -8,28 +8,28 @@
 
 enum class KeyTask { randomFile, curvePair, rsaPair, publicKeyHash };
 
-/// What is to be made, or for a hash to be read.
+/// What to make, or for a hash, what to read.
 struct KeyRequest {
     KeyTask task = KeyTask::randomFile;
-    QString path;            ///< of the random file, the private key, or the key to hash
-    QString publicPath;      ///< of a pair
-    qsizetype size = 0;      ///< of a random file
-    std::int32_t curve = 0;  ///< of a pair, as EC_Crypto numbers it
-    QStringList replaced;    ///< files that the user lets go
+    QString path;            ///< the random file, the private key, or the key to hash
+    QString publicPath;      ///< the public key of a pair
+    qsizetype size = 0;      ///< the size of a random file
+    std::int32_t curve = 0;  ///< the curve of a pair, in the numbering of EC_Crypto
+    QStringList replaced;    ///< the files that the user allowed to be replaced
 };
 
-/// What came of it.
+/// The result of a task.
 struct KeyAnswer {
     QString fault;      ///< one sentence; empty after a success
-    QStringList files;  ///< that were made
-    QString pointHash;  ///< SHA-256 over the public point, in hexadecimal; for curves of 256 bits
-    QString keyHash;    ///< SHA-256 over the public key's whole DER
+    QStringList files;  ///< the files that were made
+    QString pointHash;  ///< SHA-256 of the public point in hexadecimal, for curves of 256 bits
+    QString keyHash;    ///< SHA-256 of the whole DER of the public key
 };
 
-/// Does what `request` says; an RSA pair takes seconds, so it belongs on a thread of its own. A file that stands at one
-/// of the paths without being listed in `replaced` stays, and nothing is made. Once `isGivenUp`, nothing is written any
-/// more.
+/// Performs `request`. Run it on a thread of its own, because an RSA pair takes seconds. If one of the paths exists and
+/// isn't listed in `replaced`, the file stays and nothing is made. If `isGivenUp` becomes true while a pair is
+/// generated, nothing is written.
 [[nodiscard]] KeyAnswer runKeyTask(const KeyRequest& request, const std::atomic<bool>& isGivenUp);
 
-/// The files of `request` that exist already.
+/// The output files of `request` that exist already.
 [[nodiscard]] QStringList existingOutputs(const KeyRequest& request);

@@ -15,7 +15,7 @@ namespace {
 constexpr qreal narrowestCell = 15;
 constexpr qreal widestCell = 26;
 constexpr int nibbleGap = 4;
-constexpr int byteGap = 6;  // besides that of the nibble
+constexpr int byteGap = 6;  // added to the gap of the nibble
 
 QFont digitFont() {
     QFont font = Theme::fixedFont();
@@ -339,7 +339,7 @@ void BitView::paintInfo(QPainter& painter) const {
     const Heights at = heights();
     QRect room(0, at.info, width(), at.end - at.info);
     painter.setFont(font());
-    // What the marks mean stands at the right, as far as there are any.
+    // The right end explains the marks that occur in the word.
     struct Mark {
         bool isThere;
         ThemeColor color;

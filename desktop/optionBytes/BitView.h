@@ -6,8 +6,8 @@
 
 #include <optional>
 
-/// A picture of a word: its hexadecimal digits, its bits, and its fields as numbered bands below them. A click or the
-/// space bar turns a bit over; pointing at a field outlines it.
+/// A picture of a word: its hexadecimal digits, its bits, and below them its fields as numbered bands. A click or the
+/// space bar toggles a bit; hovering over a field outlines it.
 class BitView : public QWidget {
     Q_OBJECT
 
@@ -16,16 +16,16 @@ class BitView : public QWidget {
         std::uint32_t value = 0;
         std::uint32_t saved = 0;
         std::optional<std::uint32_t> reset;
-        int bits = 32;  ///< that are shown
+        int bits = 32;  ///< the number of shown bits
     };
 
     explicit BitView(QWidget* parent = nullptr);
 
     void setFields(const QList<DeviceField>& fields);
     void setWord(const Word& word);
-    /// The field that is edited; -1 for none.
+    /// Marks the field that the user edits; -1 for none.
     void setChosen(int field);
-    /// The field that is pointed at elsewhere; -1 for none.
+    /// Outlines the field that the pointer is over in another widget; -1 for none.
     void setPointed(int field);
 
     [[nodiscard]] QSize sizeHint() const override;
@@ -33,7 +33,7 @@ class BitView : public QWidget {
 
   signals:
     void bitToggled(int bit);
-    void fieldChosen(int field);   ///< -1 for bits of no field
+    void fieldChosen(int field);   ///< -1 for bits that belong to no field
     void fieldPointed(int field);  ///< -1 for none
 
   protected:

@@ -15,14 +15,14 @@ namespace {
 
 constexpr qsizetype longestLabel = 64;
 
-/// The bytes of a regular file, at most one more than a table may have. False if it can't be read.
+/// Reads a regular file, up to one byte more than a table may have. False if it can't be read.
 bool readBounded(const QString& path, QByteArray& content, QString& fault) {
     const QFileInfo info(path);
     if (!info.exists()) {
         fault = OptionByteDocument::tr("There is no such file.");
         return false;
     }
-    // A pipe would keep the window waiting.
+    // A pipe would block the window.
     if (!info.isFile()) {
         fault = OptionByteDocument::tr("It is no regular file.");
         return false;
@@ -41,7 +41,7 @@ bool readBounded(const QString& path, QByteArray& content, QString& fault) {
     return true;
 }
 
-/// What one field of a register keeps of `text` on a line: no control character, no more than a line takes.
+/// Makes a text from a file fit for one line: without control characters and limited in length.
 QString shown(const QByteArray& text) {
     QString label = QString::fromUtf8(text.first(std::min(text.size(), longestLabel)));
     for (QChar& character : label) {
@@ -54,7 +54,8 @@ QString shown(const QByteArray& text) {
 
 }  // namespace
 
-/// Sets one word. It merges with the next change of the same part and drops out when the value is where it began.
+/// Sets one word. It merges with the next change of the same part and becomes obsolete when the value is back at its
+/// start.
 class OptionByteDocument::SetWord : public QUndoCommand {
   public:
     SetWord(OptionByteDocument& document, qsizetype word, std::uint32_t after, int part)
@@ -95,7 +96,7 @@ OptionByteDocument::OptionByteDocument(QObject* parent) : QObject(parent) {
 }
 
 OptionByteDocument::~OptionByteDocument() {
-    // The stack becomes clean while it goes, which is nobody's business any more.
+    // The stack becomes clean while it is destroyed; the document must not signal that.
     undo_.disconnect(this);
 }
 
@@ -231,7 +232,8 @@ void OptionByteDocument::take(const OptionBytes& table, const QString& path, con
     match();
     endEdit();
     emit tableReset();
-    // The steps name words that are gone. Whoever hears of that looks at the new ones already.
+    // The steps refer to words that are gone. Clear them after `tableReset`, so that the receivers of the stack's
+    // signals already show the new words.
     undo_.clear();
     emit remarksChanged();
     emit stateChanged();

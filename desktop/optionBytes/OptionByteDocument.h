@@ -7,13 +7,13 @@
 #include <QObject>
 #include <QUndoStack>
 
-/// A table of option bytes that is edited: the words, the device that they are for, and every change as a step that can
-/// be taken back. It has no window; whoever shows it listens to its signals.
+/// A table of option bytes in an editor: the words, their device, and an undo step for every change. It has no widgets;
+/// its views connect to its signals.
 class OptionByteDocument : public QObject {
     Q_OBJECT
 
   public:
-    /// `part` of `setWord`: the word as a whole, not one field of it. Parts below it are single bits.
+    /// The `part` of `setWord` for a whole word. Smaller values name single bits, larger ones fields.
     static constexpr int wholeWord = -1;
 
     explicit OptionByteDocument(QObject* parent = nullptr);
@@ -22,48 +22,49 @@ class OptionByteDocument : public QObject {
     [[nodiscard]] QUndoStack& undoStack() { return undo_; }
     [[nodiscard]] bool holdsTable() const { return hasTable_; }
     [[nodiscard]] bool isModified() const { return hasTable_ && !undo_.isClean(); }
-    /// Where it was opened or last saved; empty for a new one.
+    /// The file that was opened or last saved; empty for a new table.
     [[nodiscard]] const QString& path() const { return path_; }
-    /// Null as long as none is chosen.
+    /// Null while no device is chosen.
     [[nodiscard]] const Device* device() const { return hasDevice_ ? &device_ : nullptr; }
 
     [[nodiscard]] qsizetype wordCount() const { return table_.words.size(); }
-    /// For people: of bounded length, without control characters. It may be empty.
+    /// The word's label for display: limited in length, without control characters. May be empty.
     [[nodiscard]] QString label(qsizetype word) const;
-    /// Null for a word that the description doesn't know.
+    /// Null for a word that the description doesn't contain.
     [[nodiscard]] const DeviceRegister* registerOf(qsizetype word) const;
     [[nodiscard]] std::uint32_t value(qsizetype word) const { return table_.words.at(word).value; }
-    /// The value in the file; of a new table that which it began with.
+    /// The word's value in the file, or the initial value in a new table.
     [[nodiscard]] std::uint32_t savedValue(qsizetype word) const { return saved_.at(word); }
-    /// 8, 16 or 32; more than the register has if the value doesn't fit it.
+    /// 8, 16 or 32; more than the register's width if the value doesn't fit into it.
     [[nodiscard]] int bitCount(qsizetype word) const;
-    /// What needs a look at this word; empty if nothing does.
+    /// What the user should check in this word; empty if nothing.
     [[nodiscard]] QString remark(qsizetype word) const { return wordRemarks_.value(word); }
     [[nodiscard]] const QList<OptionBytesRemark>& remarks() const { return match_.remarks; }
     [[nodiscard]] QString remarkText(qsizetype index) const;
 
-    /// False with a sentence in `fault`; the table is then as it was. Changes of the old one are gone after success.
+    /// On failure returns false with a sentence in `fault` and leaves the table unchanged. On success discards the
+    /// changes of the old table.
     [[nodiscard]] bool open(const QString& path, QString& fault);
     [[nodiscard]] bool save(const QString& path, QString& fault);
-    /// The reset values of a device in place of the table.
+    /// Replaces the table by the reset values of a device.
     void startNew(const Device& device);
-    /// Describes the table's words by another device. They keep their values.
+    /// Describes the table's words by another device. The words keep their values.
     void setDevice(const Device& device);
-    /// How many labels of the table are registers of `device`.
+    /// The number of labels in the table that name registers of `device`.
     [[nodiscard]] qsizetype knownLabels(const Device& device) const;
-    /// Whether the file holds something else than what was opened or saved last, or is gone.
+    /// Whether the file's content differs from the one last opened or saved, or the file is gone.
     [[nodiscard]] bool differsFromFile() const;
 
-    /// Changes a word as a step to take back. Steps of the same `part` of a word are one until `endEdit`.
+    /// Changes a word in an undo step. Changes to the same `part` of a word form one step until `endEdit`.
     void setWord(qsizetype word, std::uint32_t value, int part);
     void endEdit() { ++edit_; }
 
   signals:
-    void tableReset();                 ///< other words, or another device
-    void wordChanged(qsizetype word);  ///< its value or its remark
-    void wordWound(qsizetype word);    ///< was changed by undo or redo
+    void tableReset();                 ///< the words or the device changed
+    void wordChanged(qsizetype word);  ///< its value or its remark changed
+    void wordWound(qsizetype word);    ///< undo or redo changed it
     void remarksChanged();
-    void stateChanged();  ///< path or modified
+    void stateChanged();  ///< the path or the modified state changed
 
   private:
     class SetWord;

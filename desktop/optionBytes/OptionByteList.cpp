@@ -46,7 +46,7 @@ class WordModel : public QAbstractListModel {
 
     [[nodiscard]] bool isEdited(int row) const { return document_.value(row) != document_.savedValue(row); }
 
-    /// What is to be said of a word, short.
+    /// The state of a word in short texts.
     [[nodiscard]] QStringList stateOf(int row) const {
         QStringList states;
         if (isEdited(row)) {
@@ -66,7 +66,7 @@ class WordModel : public QAbstractListModel {
     const OptionByteDocument& document_;
 };
 
-/// Two lines a word: its name and value, what it means and what is to be said of it.
+/// Paints a word on two lines: name and value, then meaning and state.
 class WordDelegate : public QStyledItemDelegate {
   public:
     WordDelegate(const WordModel& model, OptionByteList* list)

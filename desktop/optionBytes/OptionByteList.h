@@ -4,14 +4,14 @@
 
 class OptionByteDocument;
 
-/// The words of a table: name and meaning, value, and what is to be said of it. Only rows in sight cost anything.
+/// The list of the words of a table, with name, meaning, value and state. Only visible rows are laid out.
 class OptionByteList : public QListView {
     Q_OBJECT
 
   public:
     explicit OptionByteList(OptionByteDocument& document, QWidget* parent = nullptr);
 
-    /// -1 if none is chosen.
+    /// The selected word; -1 if none.
     [[nodiscard]] qsizetype word() const;
     void choose(qsizetype word);
 

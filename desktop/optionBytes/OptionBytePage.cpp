@@ -25,9 +25,9 @@
 
 namespace {
 
-constexpr int remarkLines = 4;  // that are seen at once
+constexpr int remarkLines = 4;  // visible at once
 
-/// A bar that tells something the page can go on without.
+/// A bar for messages that don't stop the user's work.
 class Bar : public QWidget {
   public:
     using QWidget::QWidget;
@@ -40,7 +40,7 @@ class Bar : public QWidget {
     }
 };
 
-/// What needs a look: in the descriptions first, then in the table, which may have as many as words.
+/// The remarks for the user: first those on the descriptions, then those on the table, up to one for each word.
 class RemarkModel : public QAbstractListModel {
   public:
     RemarkModel(const OptionByteDocument& document, const QStringList& search, QObject* parent)
@@ -56,7 +56,7 @@ class RemarkModel : public QAbstractListModel {
                                                            : document_.remarkText(index.row() - search_.size());
     }
 
-    /// -1 for a remark that is about no word.
+    /// -1 for a remark on no single word.
     [[nodiscard]] qsizetype wordOf(int row) const {
         return row < search_.size() ? -1 : document_.remarks().at(row - search_.size()).word;
     }
@@ -74,8 +74,8 @@ class RemarkModel : public QAbstractListModel {
 }  // namespace
 
 OptionBytePage::~OptionBytePage() {
-    worker_.waitForDone();  // older searches too: each tells this page what it found
-    // These look at the document, which goes before the page's widgets would.
+    worker_.waitForDone();  // older searches too: each reports its result to this page
+    // These refer to the document, which is destroyed before the page's child widgets.
     delete body_;
     delete remarks_;
 }
@@ -122,18 +122,18 @@ OptionBytePage::OptionBytePage(PageContext& context, QWidget* parent)
     connect(&document_, &OptionByteDocument::tableReset, this, &OptionBytePage::showTable);
     connect(&document_, &OptionByteDocument::remarksChanged, this, &OptionBytePage::showRemarks);
     connect(&document_, &OptionByteDocument::stateChanged, this, &Page::stateChanged);
-    // When the stack is done: a field that loses the focus takes its entry over, which is a step itself.
+    // Queued until the stack is done: a field that loses the focus commits its entry, which pushes another step.
     connect(
         &document_, &OptionByteDocument::wordWound, this,
         [this](qsizetype word) {
             if (word != words_->word() && word < document_.wordCount()) {
-                // The fields of the old one go, and the focus with them.
+                // The fields of the old word are destroyed, and the focus with them.
                 words_->setFocus(Qt::OtherFocusReason);
                 words_->choose(word);
             }
         },
         Qt::QueuedConnection);
-    // Whoever replaces a file may leave none for a moment.
+    // A program that replaces the file may leave a moment without any file.
     settling_.setSingleShot(true);
     settling_.setInterval(200);
     connect(&watcher_, &QFileSystemWatcher::fileChanged, &settling_, qOverload<>(&QTimer::start));
@@ -295,7 +295,7 @@ bool OptionBytePage::saveAs() {
     if (path.isEmpty()) {
         return false;
     }
-    // Commands know a table by this end. What then stands there already was not asked about yet.
+    // Commands recognise a table by this suffix. The dialog didn't ask about a file with the added suffix.
     if (QFileInfo(path).suffix().isEmpty()) {
         path += QStringLiteral(".csv");
         if (QFileInfo::exists(path) &&
@@ -336,13 +336,13 @@ void OptionBytePage::dropEvent(QDropEvent* event) {
     const QList<QUrl> urls = event->mimeData()->urls();
     if (urls.size() == 1 && urls.first().isLocalFile()) {
         event->acceptProposedAction();
-        // By the window, which asks about changes first.
+        // The window asks about changes first.
         emit handOver(QStringLiteral("option-bytes"), urls.first().toLocalFile());
     }
 }
 
 void OptionBytePage::searchDevices() {
-    // Descriptions may stand on a slow drive.
+    // The descriptions may be on a slow drive.
     worker_.start([this, number = ++newestSearch_, own = context_.settings.deviceFolder()] {
         const DeviceSearch search = findDevices(shippedDescriptions(), own);
         QMetaObject::invokeMethod(this, [this, number, search] {
@@ -372,7 +372,7 @@ void OptionBytePage::takeDevices(const DeviceSearch& search) {
     }
     devices_->setPlaceholderText(devices_->count() == 0 ? tr("No description with option bytes was found")
                                                         : tr("Choose a device"));
-    (void)word_->commit();  // other fields take the place of those with an entry
+    (void)word_->commit();  // a new device replaces the fields, and with them any pending entry
     const Device* chosen = document_.device() == nullptr ? nullptr : search_.find(document_.device()->deviceId);
     if (chosen != nullptr) {
         document_.setDevice(*chosen);
@@ -405,7 +405,7 @@ void OptionBytePage::chooseDevice(int row) {
     const bool isSame = found == nullptr || (document_.device() != nullptr && document_.holdsTable() &&
                                              document_.device()->deviceId == found->deviceId);
     if (!isSame) {
-        // While the user is asked, a search may end and replace what was found before.
+        // A search may end while the question is open, and replace the devices that were found before.
         const Device device = *found;
         if (document_.holdsTable() && !document_.path().isEmpty()) {
             document_.setDevice(device);

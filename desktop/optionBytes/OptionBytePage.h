@@ -16,7 +16,8 @@ class QListView;
 class QPushButton;
 class QStackedWidget;
 
-/// The editor of option bytes: the device at the top, its words at the left, the chosen one's fields at the right.
+/// The editor of option bytes: the device at the top, the words at the left, the fields of the chosen word at the
+/// right.
 class OptionBytePage : public Page {
     Q_OBJECT
 

@@ -17,7 +17,7 @@
 
 namespace {
 
-/// Behind the named values in the list: the value that has no name.
+/// The list entry after the named values: any value without a name.
 constexpr int otherValue = -1;
 
 bool isCheck(const DeviceField& field) {
@@ -33,7 +33,7 @@ QFont boldOf(QFont font) {
     return font;
 }
 
-/// `name` if it can be broken into lines of `width`, else cut in the middle.
+/// Returns `name` if it can be broken into lines of `width`, otherwise elides it in the middle.
 QString fitted(const QString& name, const QFontMetrics& metrics, int width) {
     const QStringList words = name.split(u' ');
     const bool fits = std::all_of(words.begin(), words.end(), [&metrics, width](const QString& word) {
@@ -120,7 +120,7 @@ void OptionFieldEditor::makeChoice() {
     for (const NamedValue& named : std::as_const(field_.values)) {
         choice_->addItem(valueText(field_, named.value), static_cast<qlonglong>(named.value));
     }
-    choice_->setMinimumContentsLength(static_cast<int>(9 + field_.width / 4));  // "Other: 0x12"
+    choice_->setMinimumContentsLength(static_cast<int>(9 + field_.width / 4));  // room for "Other: 0x12"
     choice_->setSizeAdjustPolicy(QComboBox::AdjustToContents);
     connect(choice_, &QComboBox::activated, this, [this](int row) {
         const qlonglong value = choice_->itemData(row).toLongLong();
@@ -252,7 +252,7 @@ bool OptionFieldEditor::commit() {
         number_->setAccessibleDescription(reason);
         return false;
     }
-    // The same number in another spelling changes nothing but what is shown.
+    // The same number in another spelling changes only the display.
     number_->setText(hexText(value, static_cast<int>(field_.width)));
     showHint();
     if (value != value_) {

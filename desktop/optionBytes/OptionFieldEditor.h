@@ -13,38 +13,39 @@ class QLabel;
 class QLineEdit;
 class ToneLabel;
 
-/// One field of a word: number and name, bits, description, and an editor that fits what it can hold.
+/// The editor of one field of a word: number and name, bits, description, and an input widget that fits the field's
+/// values.
 class OptionFieldEditor : public QWidget {
     Q_OBJECT
 
   public:
-    /// `index` is its place among the fields, which the picture of the bits shows as well.
+    /// `index` is the field's position among the fields of the word; the picture of the bits shows the same number.
     OptionFieldEditor(const DeviceField& field, int index, int nameWidth, QWidget* parent = nullptr);
 
-    /// Shows the field of these words. What was typed stays as long as the field's value does.
+    /// Shows the field in these words. Keeps a pending entry while the field's value stays the same.
     void setWords(std::uint32_t value, std::uint32_t saved, std::uint32_t reset);
     void setMarks(bool isChosen, bool isPointed);
 
-    /// Whether something was typed that isn't in the word yet.
+    /// Whether the user has typed a value that isn't in the word yet.
     [[nodiscard]] bool hasEntry() const;
-    /// Takes over what was typed. False if it is no value of the field, which is then told.
+    /// Commits the pending entry. Shows the reason and returns false if it isn't a value of the field.
     [[nodiscard]] bool commit();
     void focusEntry();
 
-    /// Goes to this field by Tab after `before`. Gives what comes before the next one.
+    /// Puts this field after `before` in the Tab order. Returns the last widget of this field.
     [[nodiscard]] QWidget* tabBehind(QWidget* before);
 
-    /// Lists of one word have one width, so that the numbers behind them stand in a column.
+    /// The lists of a word all get the same width, so that the numbers after them are aligned.
     [[nodiscard]] int choiceWidth() const;
     void setChoiceWidth(int width);
 
-    /// The width that the names of `fields` want.
+    /// The width that the names of `fields` need.
     [[nodiscard]] static int nameWidthOf(const QList<DeviceField>& fields, const QFont& font);
 
   signals:
-    void edited(std::uint32_t value);  ///< of the field
+    void edited(std::uint32_t value);  ///< the new value of the field
     void typed();                      ///< hasEntry may have changed
-    void entered();                    ///< has the focus
+    void entered();                    ///< the field got the focus
     void pointedAt(bool isPointed);
 
   protected:

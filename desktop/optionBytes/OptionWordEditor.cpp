@@ -19,7 +19,7 @@
 
 namespace {
 
-/// A quiet sentence where fields would stand.
+/// A quiet sentence in place of the fields.
 QLabel* emptyText(const QString& text) {
     auto* label = new ToneLabel(ThemeColor::quiet);
     label->setText(text);
@@ -28,12 +28,12 @@ QLabel* emptyText(const QString& text) {
     return label;
 }
 
-/// A remark as it stands alone.
+/// A remark as a sentence of its own.
 QString sentence(const QString& remark) {
     return remark.first(1).toUpper() + remark.sliced(1) + u'.';
 }
 
-/// The read-only bits of a register that may be null.
+/// The read-only bits of a register; the register may be null.
 std::uint32_t fixedBits(const DeviceRegister* reg) {
     std::uint32_t bits = 0;
     for (const DeviceField& field : reg == nullptr ? QList<DeviceField>() : reg->fields) {
@@ -83,7 +83,7 @@ OptionWordEditor::OptionWordEditor(OptionByteDocument& document, QWidget* parent
     layout->addWidget(area_, 1);
 
     connect(bits_, &BitView::bitToggled, this, [this](int bit) {
-        // Bits of no field are a step each.
+        // Each bit outside the fields is an undo step of its own.
         const int part = part_ >= 0 ? part_ : OptionByteDocument::wholeWord - 1 - bit;
         document_.setWord(word_, document_.value(word_) ^ (std::uint32_t{1} << bit), part);
     });
@@ -192,7 +192,7 @@ void OptionWordEditor::makeFields() {
     }
     layout->addStretch(1);
     area_->setWidget(inside);
-    // What is made later would come behind all else.
+    // Without this, widgets that are made later would come last in the Tab order.
     QWidget* before = setReset_;
     for (OptionFieldEditor* editor : std::as_const(fields_)) {
         before = editor->tabBehind(before);
@@ -299,7 +299,7 @@ bool OptionWordEditor::commitWord() {
     if (word_ < 0 || number_->text() == wordText()) {
         return true;
     }
-    // A register of fewer bits than 32 takes no more than it has, unless the table gave it more.
+    // The value must fit the register's width, unless the table's value was wider.
     std::uint32_t value = 0;
     QString reason;
     if (!readEntry(number_->text(), document_.bitCount(word_), true, value, reason)) {

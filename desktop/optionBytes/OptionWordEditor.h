@@ -13,7 +13,7 @@ class QPushButton;
 class QScrollArea;
 class ToneLabel;
 
-/// One word of a table: the picture of its bits, its number, and its fields.
+/// The editor of one word of a table: the picture of its bits, its value, and its fields.
 class OptionWordEditor : public QWidget {
     Q_OBJECT
 
@@ -22,9 +22,9 @@ class OptionWordEditor : public QWidget {
 
     /// Shows another word, or none for -1.
     void setWord(qsizetype word);
-    /// Whether something was typed that isn't in the table yet.
+    /// Whether the user has typed a value that isn't in the table yet.
     [[nodiscard]] bool hasEntry() const;
-    /// Takes over what was typed. False if it is wrong, which is then told beside it, where the focus goes.
+    /// Commits the pending entry. If it is wrong, shows the reason next to it, focuses it and returns false.
     [[nodiscard]] bool commit();
 
   signals:

@@ -4,20 +4,20 @@
 
 #include <QString>
 
-// How words and fields of option bytes are told and entered.
+// The texts of words and fields of option bytes, and the parser for what the user enters.
 
-/// "0x000000AA", with a digit for each four bits.
+/// For example "0x000000AA", with one digit for every four bits.
 [[nodiscard]] QString hexText(std::uint32_t value, int bits);
 
-/// "bit 20" or "bits 10–8".
+/// For example "bit 20" or "bits 10–8".
 [[nodiscard]] QString bitsText(const DeviceField& field);
 
 /// Null if the value has no name.
 [[nodiscard]] const NamedValue* namedValue(const DeviceField& field, std::uint32_t value);
 
-/// "Flash (0x3)", or the number alone; of a single bit "0" or "1".
+/// For example "Flash (0x3)", or the number alone; "0" or "1" for a single bit.
 [[nodiscard]] QString valueText(const DeviceField& field, std::uint32_t value);
 
-/// Reads what somebody entered for `bits` bits: hexadecimal with 0x before it or if `isHex`, else decimal. False with a
-/// sentence in `reason`.
+/// Parses a user's entry for `bits` bits: hexadecimal with 0x or if `isHex`, otherwise decimal. On failure returns
+/// false with a sentence in `reason`.
 [[nodiscard]] bool readEntry(const QString& text, int bits, bool isHex, std::uint32_t& value, QString& reason);

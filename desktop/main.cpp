@@ -35,15 +35,14 @@ QString pageIds() {
     return ids.join(QStringLiteral(", "));
 }
 
-/// Where the file that the program is started with is shown: a saved job has its place, any other file no page of its
-/// own.
+/// The place to show the file from the command line: the page of a saved job, or no particular page for any other file.
 JobPlace placeOfFile(const QString& path) {
     Job job;
     QString fault;
     return readJobFile(path, job, fault) ? placeOf(job, path) : JobPlace{{}, path};
 }
 
-/// What the program is started with.
+/// The command-line options.
 struct StartOptions {
     StartOptions() {
         parser.setApplicationDescription(
@@ -68,7 +67,7 @@ struct StartOptions {
                                     QStringLiteral("job.json")};
 };
 
-/// The look that `name` names; false if none does.
+/// Reads the name of a look; false if there is no such look.
 bool readScheme(const QString& name, ThemeScheme& scheme) {
     if (name == QLatin1String("system")) {
         scheme = ThemeScheme::system;
@@ -82,7 +81,7 @@ bool readScheme(const QString& name, ThemeScheme& scheme) {
     return true;
 }
 
-/// The arguments without Qt's own options, which a QApplication takes away before they are parsed.
+/// The arguments without Qt's own options, which QApplication would remove before parsing.
 QStringList withoutQtOptions(const QStringList& arguments) {
     const QStringList alone = {QStringLiteral("reverse"), QStringLiteral("nograb"), QStringLiteral("dograb"),
                                QStringLiteral("sync"), QStringLiteral("widgetcount")};
@@ -105,7 +104,7 @@ QStringList withoutQtOptions(const QStringList& arguments) {
     return rest;
 }
 
-/// What is wrong with the options; empty if nothing.
+/// The fault in the options; empty if there is none.
 QString faultOf(const StartOptions& options, bool isParsed) {
     const QCommandLineParser& parser = options.parser;
     if (!isParsed) {
@@ -123,8 +122,8 @@ QString faultOf(const StartOptions& options, bool isParsed) {
     return parser.isSet(options.page) && !isPage ? QStringLiteral("There is no page \"%1\".").arg(page) : QString();
 }
 
-/// Does what needs no display: shows the options or the version, prints the command line of a saved job, reports wrong
-/// options. False if the window is asked for.
+/// Handles everything that needs no display: shows the help or the version, prints the command line of a saved job, or
+/// reports wrong options. Returns false if the window should open.
 bool endsWithoutWindow(int argc, char** argv, int& status) {
     const QCoreApplication application(argc, argv);
     StartOptions options;
@@ -167,7 +166,7 @@ int main(int argc, char** argv) {
         settings.setDeviceFolder(QDir(parser.value(options.devices)).absolutePath());
     }
     ThemeScheme scheme = settings.scheme();
-    (void)readScheme(parser.value(options.theme), scheme);  // which was checked, if it is given
+    (void)readScheme(parser.value(options.theme), scheme);  // valid or absent: faultOf has checked it
     applyTheme(application, scheme);
     Dialogs dialogs(settings);
     PageContext context{dialogs, settings, toolPath()};

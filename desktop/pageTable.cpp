@@ -37,7 +37,7 @@ qsizetype groupOf(const PageRow& row) {
            groups.begin();
 }
 
-/// In the order of the groups, and otherwise as they are.
+/// Sorts the rows by group and keeps their order within a group.
 QList<PageRow> inGroups(QList<PageRow> rows) {
     std::stable_sort(rows.begin(), rows.end(),
                      [](const PageRow& left, const PageRow& right) { return groupOf(left) < groupOf(right); });

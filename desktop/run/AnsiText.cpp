@@ -8,17 +8,17 @@ namespace {
 constexpr char16_t escapeCharacter = 0x1B;
 constexpr qsizetype maxParameters = 64;
 
-// Colours by their number in an escape sequence, the eight usual ones (30 to 37), then the bright ones (90 to 97).
-// Bright red, green, yellow and cyan are what the tool gives its errors, successes, warnings and titles; cyan and white
-// are its details and its lesser texts.
+// The styles of the colours in escape sequences: first the eight normal ones (30 to 37), then the bright ones (90 to
+// 97). The tool prints errors in bright red, successes in bright green, warnings in bright yellow, titles in bright
+// cyan, details in cyan and secondary texts in white.
 constexpr std::array colourStyles = {
     TextStyle::plain,  TextStyle::error, TextStyle::success, TextStyle::warning, TextStyle::title,   TextStyle::title,
     TextStyle::detail, TextStyle::grey,  TextStyle::grey,    TextStyle::error,   TextStyle::success, TextStyle::warning,
     TextStyle::title,  TextStyle::title, TextStyle::title,   TextStyle::plain,
 };
 
-// Whether a view would take the character for more than a sign to draw: controls, ends of lines of other kinds, marks
-// of direction, and what a text document keeps for itself.
+// Whether a view would act on the character instead of drawing it: controls, other line separators, direction marks,
+// and characters that a text document reserves.
 bool actsOnView(QChar character) {
     const char16_t code = character.unicode();
     return (code < 0x20 && code != u'\n' && code != u'\t') || (code >= 0x7F && code < 0xA0) ||
@@ -27,8 +27,8 @@ bool actsOnView(QChar character) {
            code >= 0xFFFE;
 }
 
-// How many bytes at the end are the beginning of a UTF-8 character. QStringDecoder, which could keep them itself, loses
-// the byte that follows if they turn out to be none.
+// The number of bytes at the end that start an incomplete UTF-8 character. QStringDecoder could keep them itself, but
+// it loses the following byte if they turn out to be invalid.
 qsizetype halfCharacter(QByteArrayView bytes) {
     for (qsizetype back = 1; back <= qMin<qsizetype>(3, bytes.size()); ++back) {
         const auto byte = static_cast<unsigned char>(bytes.at(bytes.size() - back));
@@ -92,7 +92,7 @@ void AnsiText::takeCharacter(QChar character) {
             } else if (QStringView(u"]PX^_").contains(character)) {
                 state_ = State::string;
             } else if (code != escapeCharacter && (code < 0x20 || code > 0x2F)) {
-                state_ = State::text;  // a sequence of two or three characters
+                state_ = State::text;  // the end of a sequence of two or three characters
             }
             break;
         case State::control:
@@ -130,7 +130,7 @@ void AnsiText::append(QChar character) {
 
 void AnsiText::appendShown(QChar character) {
     const int code = character.unicode();
-    const QString number = QString::number(code, 16).toUpper();  // as the tool shows it
+    const QString number = QString::number(code, 16).toUpper();  // the same notation as the tool's
     const QString shown = code < 0x100 ? QStringLiteral("\\x%1").arg(number.rightJustified(2, u'0'))
                                        : QStringLiteral("\\u%1").arg(number.rightJustified(4, u'0'));
     for (const QChar sign : shown) {
@@ -140,10 +140,10 @@ void AnsiText::appendShown(QChar character) {
 
 void AnsiText::applyColours() {
     for (const QString& text : parameters_.split(u';')) {
-        bool isNumber = text.isEmpty();  // which stands for 0
+        bool isNumber = text.isEmpty();  // an empty parameter means 0
         const uint number = isNumber ? 0 : text.toUInt(&isNumber);
         if (!isNumber || number == 38 || number == 48) {
-            return;  // a colour told by its parts: no style stands for it, and the numbers behind it are its own
+            return;  // a colour given by its components: it has no style, and the numbers after it are its components
         }
         if (number == 0 || number == 39) {
             style_ = TextStyle::plain;

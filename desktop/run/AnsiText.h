@@ -5,32 +5,32 @@
 #include <QList>
 #include <QString>
 
-/// What a program meant by the colour of a text. The window has colours of its own for these.
+/// The meaning of a text's colour. The window shows these in colours of its own.
 enum class TextStyle { plain, grey, detail, success, title, warning, error };
 
 struct StyledText {
     TextStyle style = TextStyle::plain;
-    bool restartsLine = false;  ///< it stands in the place of what its line held so far
-    QString text;               ///< of control characters it has line feeds and tabs alone
+    bool restartsLine = false;  ///< it replaces the text of its line so far
+    QString text;               ///< the only control characters are line feeds and tabs
 };
 
-/// Makes styled text of the bytes that a program sends to a terminal, however they are cut. Characters and escape
-/// sequences may begin in one piece and end in another. Colours become styles, other sequences are dropped, and what
-/// would act on a view (controls, marks that turn the direction of writing) is shown by its number. A line feed ends
-/// every sequence, so one that never ends can't hide the rest.
+/// Converts the bytes that a program sends to a terminal into styled text. Characters and escape sequences may be split
+/// between calls. Colours become styles, other sequences are dropped, and characters that would act on a view
+/// (controls, direction marks) are shown by their number. A line feed ends every sequence, so an unterminated one can't
+/// hide the rest.
 class AnsiText {
   public:
     [[nodiscard]] QList<StyledText> take(QByteArrayView bytes);
-    /// What is still to be said once nothing follows: the replacement character for half a character.
+    /// Returns the rest at the end of the output: the replacement character for an incomplete character.
     [[nodiscard]] QList<StyledText> finish();
 
   private:
     enum class State {
         text,
-        escape,        ///< behind ESC
-        control,       ///< behind ESC [
-        string,        ///< behind ESC ], P, X, ^ or _
-        stringEscape,  ///< behind an ESC in such a string
+        escape,        ///< after ESC
+        control,       ///< after ESC [
+        string,        ///< after ESC ], P, X, ^ or _
+        stringEscape,  ///< after an ESC in such a string
     };
 
     void takeText(const QString& text);
@@ -39,7 +39,7 @@ class AnsiText {
     void appendShown(QChar character);
     void applyColours();
 
-    QByteArray half_;  ///< of a character
+    QByteArray half_;  ///< the start of an incomplete character
     State state_ = State::text;
     TextStyle style_ = TextStyle::plain;
     bool afterReturn_ = false;

@@ -33,7 +33,7 @@ void CommandLineView::setLine(const QString& line) {
     if (line != line_) {
         line_ = line;
         setPlainText(line);
-        if (isVisible()) {  // before, the width is nobody's
+        if (isVisible()) {  // a hidden view doesn't have its final width yet
             fitHeight();
         }
     }
@@ -49,7 +49,7 @@ QSize CommandLineView::minimumSizeHint() const {
 
 QMimeData* CommandLineView::createMimeDataFromSelection() const {
     const QTextCursor chosen = textCursor();
-    if (document()->characterCount() != line_.size() + 1) {  // the document has an end besides
+    if (document()->characterCount() != line_.size() + 1) {  // the count includes the document's end
         return QPlainTextEdit::createMimeDataFromSelection();
     }
     auto* copied = new QMimeData;
@@ -60,7 +60,7 @@ QMimeData* CommandLineView::createMimeDataFromSelection() const {
 bool CommandLineView::event(QEvent* event) {
     const bool taken = QPlainTextEdit::event(event);
     if (event->type() == QEvent::Paint) {
-        // Beside the viewport, on the frame's own ground.
+        // Paints the prompt next to the viewport, on the frame's background.
         QPainter painter(this);
         painter.setPen(Theme::color(ThemeColor::quiet));
         painter.drawText(QPoint(frameWidth() + qRound(document()->documentMargin()),
@@ -83,7 +83,7 @@ void CommandLineView::showEvent(QShowEvent* event) {
 }
 
 void CommandLineView::fitHeight() {
-    // A plain text document counts its height in lines.
+    // The height of a plain text document is in lines.
     const int lines = qRound(document()->size().height());
     const Qt::ScrollBarPolicy policy = lines > maxLines ? Qt::ScrollBarAlwaysOn : Qt::ScrollBarAlwaysOff;
     if (verticalScrollBarPolicy() != policy) {
@@ -93,7 +93,7 @@ void CommandLineView::fitHeight() {
 }
 
 int CommandLineView::heightOf(int lines) const {
-    // A line is laid out a little higher than its font tells.
+    // The layout makes a line a little higher than the font's metrics.
     constexpr int slack = 2;
     return lines * fontMetrics().lineSpacing() + slack + 2 * (frameWidth() + qRound(document()->documentMargin()));
 }

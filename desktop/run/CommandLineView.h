@@ -2,8 +2,8 @@
 
 #include <QPlainTextEdit>
 
-/// A command line to read, select and copy: as high as its text needs, up to three lines, then it scrolls. The prompt
-/// is painted beside the text and is no part of it, so that whatever is selected can be pasted into a shell.
+/// A command line to read, select and copy. It is as high as its text, up to three lines, and then scrolls. The prompt
+/// is painted next to the text and isn't part of it, so that any selection can be pasted into a shell.
 class CommandLineView : public QPlainTextEdit {
     Q_OBJECT
 
@@ -26,5 +26,5 @@ class CommandLineView : public QPlainTextEdit {
     void fitHeight();
     [[nodiscard]] int heightOf(int lines) const;
 
-    QString line_;  ///< what the document gives back has other blanks and ends of lines
+    QString line_;  ///< the original, because the document returns other blanks and line ends
 };

@@ -69,7 +69,7 @@ FormField formFieldOf(const FieldRow& row, const JobRow& job) {
     return field;
 }
 
-/// A change of one field.
+/// Changes one field.
 class JobPage::Edit : public QUndoCommand {
   public:
     Edit(JobPage& page, QString id, QStringList before, QStringList after)
@@ -78,13 +78,13 @@ class JobPage::Edit : public QUndoCommand {
     int id() const override { return 1; }
     void undo() override { page_.takeBack(id_, before_); }
     void redo() override {
-        if (page_.form_->values(id_) != after_) {  // unless the user has just made it
+        if (page_.form_->values(id_) != after_) {  // not if the user has just made this change
             page_.takeBack(id_, after_);
         }
     }
 
     bool mergeWith(const QUndoCommand* next) override {
-        const auto* edit = static_cast<const Edit*>(next);  // only these have the id
+        const auto* edit = static_cast<const Edit*>(next);  // only Edit has this id
         if (edit->id_ != id_ || edit->visit_ != visit_) {
             return false;
         }
@@ -214,7 +214,7 @@ bool JobPage::saveTo(const QString& path) {
 void JobPage::run() {
     refresh();
     if (form_->openPoints().isEmpty()) {
-        panel_->setOutputs(outputsOf(job_, form_->allValues()));  // which may look into a file
+        panel_->setOutputs(outputsOf(job_, form_->allValues()));  // this may read a file
         panel_->start();
     } else {
         form_->focusFirstOpenPoint();

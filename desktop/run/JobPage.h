@@ -10,7 +10,8 @@ class RunPanel;
 struct FormField;
 struct PageRow;
 
-/// The page of one job: its form above, its run below. The command line follows every edit, and each can be undone.
+/// The page of one job: its form above, its run below. The command line follows every edit, and each edit can be
+/// undone.
 class JobPage : public Page {
     Q_OBJECT
 
@@ -45,15 +46,15 @@ class JobPage : public Page {
     QLabel* hint_;
     RunPanel* panel_;
     QUndoStack* undo_;
-    int visit_ = 0;    ///< counts the changes of the focus: key strokes between two of them are one step
-    JobValues shown_;  ///< what the form held after the last step
-    QString path_;     ///< of the job file; empty before the first saving
-    JobValues saved_;  ///< what it holds, or a new form
+    int visit_ = 0;    ///< counts focus changes: key strokes between two of them form one step
+    JobValues shown_;  ///< the form's values after the last step
+    QString path_;     ///< the job file; empty before the first save
+    JobValues saved_;  ///< the values in the file, or those of a new form
     FileMark mark_;
 };
 
-/// A field of a job as a form has it, but for its check.
+/// The form's field for a field of a job, without its check.
 [[nodiscard]] FormField formFieldOf(const FieldRow& row, const JobRow& job);
 
-/// Makes the page of the job that has the row's id; for the table of pages.
+/// Makes the page of the job with the row's id; used in the table of pages.
 [[nodiscard]] Page* makeJobPage(const PageRow& row, PageContext& context, QWidget* parent);

@@ -20,7 +20,7 @@
 namespace {
 
 constexpr int maxLines = 100'000;
-// A line that never ends would be laid out anew with each of its pieces.
+// The document lays out an unterminated line again with each piece.
 constexpr int maxLineLength = 32'768;
 constexpr int showEvery = 30;                    // milliseconds
 constexpr qsizetype showAtLeastEvery = 262'144;  // characters
@@ -160,7 +160,7 @@ void OutputPane::insert(QTextCursor& cursor, const StyledText& piece) {
         cursor.movePosition(QTextCursor::StartOfBlock, QTextCursor::KeepAnchor);
         cursor.removeSelectedText();
     }
-    // The last line feed is held back, so that no empty line stands at the end.
+    // Hold back the last line feed, so that the output doesn't end in an empty line.
     QString text = piece.text;
     if (std::exchange(lineEnded_, text.endsWith(u'\n'))) {
         text.prepend(u'\n');
@@ -201,7 +201,7 @@ void OutputPane::recolour() {
     QTextCursor cursor(document());
     cursor.beginEditBlock();
     for (QTextBlock block = document()->begin(); block.isValid(); block = block.next()) {
-        // Gathered first: a fragment that changes its format may become one with its neighbour.
+        // Collect the fragments first: changing a fragment's format may merge it with its neighbour.
         QList<QTextFragment> styled;
         for (QTextBlock::iterator it = block.begin(); !it.atEnd(); ++it) {
             if (it.fragment().charFormat().hasProperty(styleProperty)) {

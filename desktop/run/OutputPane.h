@@ -9,9 +9,9 @@
 class QLabel;
 struct PageContext;
 
-/// What a program has said, as it comes. Texts are gathered and put in many lines at once, since a document that grows
-/// line by line holds up the window. It keeps the last lines and tells when older ones are gone. It follows the end
-/// unless somebody looks at something above.
+/// The output of a program. It collects texts and adds many lines at once, because a document that grows line by line
+/// blocks the window. It keeps the last lines and says when it has dropped older ones. It scrolls to the end, unless
+/// the user has scrolled up.
 class OutputPane : public QPlainTextEdit {
     Q_OBJECT
 
@@ -19,7 +19,7 @@ class OutputPane : public QPlainTextEdit {
     explicit OutputPane(PageContext& context, QWidget* parent = nullptr);
 
     void add(const QList<StyledText>& texts);
-    /// Shows at once what was added.
+    /// Shows the added texts at once.
     void flush();
     void empty();
 
@@ -44,5 +44,5 @@ class OutputPane : public QPlainTextEdit {
     QTimer timer_;
     QList<StyledText> pending_;
     qsizetype pendingSize_ = 0;
-    bool lineEnded_ = false;  ///< a line feed is due before the next text
+    bool lineEnded_ = false;  ///< a line feed must come before the next text
 };

@@ -31,7 +31,7 @@
 
 namespace {
 
-/// What a run needs to know; the page may change its own while one runs.
+/// The data of a run. The page may change its own while a run is in progress.
 struct Job {
     QStringList arguments;
     QStringList openPoints;
@@ -46,7 +46,7 @@ QPushButton* makeButton(const QString& text, const char* name) {
     return button;
 }
 
-/// As wide as the widest of the texts that it shows in turn, so that nothing beside it moves.
+/// Makes the button as wide as the widest of its texts, so that its neighbours don't move.
 void keepWidth(QPushButton& button, const QStringList& texts) {
     const QString shown = button.text();
     int width = 0;
@@ -58,7 +58,7 @@ void keepWidth(QPushButton& button, const QStringList& texts) {
     button.setMinimumWidth(width);
 }
 
-/// The first of `points` by name, so that an empty form doesn't fill the panel.
+/// Names only the first of `points`, so that an empty form doesn't fill the panel.
 QString openText(const QStringList& points) {
     constexpr qsizetype maxNamed = 7;
     const qsizetype count = points.size();
@@ -76,7 +76,7 @@ QString openText(const QStringList& points) {
         .arg(QString::number(count), names, QString::number(count - maxNamed));
 }
 
-/// Short runs are told in hundredths, since 0.0 would be wrong.
+/// Shows short runs in hundredths, because 0.0 would be wrong.
 QString secondsText(qint64 milliseconds) {
     const double seconds = static_cast<double>(milliseconds) / 1000;
     return QLocale().toString(seconds, 'f', seconds < 0.1 ? 2 : seconds < 10 ? 1 : 0);
@@ -103,11 +103,11 @@ struct RunPanel::Inside {
     RunPanel& panel;
     PageContext& context;
     ToolRun run;
-    Job job;      ///< what the page shows
-    Job running;  ///< what runs, or ran last
+    Job job;      ///< the job that the page shows
+    Job running;  ///< the current run, or the last one
     bool showsEnd = false;
-    bool toldError = false;  ///< by what runs, or ran last
-    QStringList made;        ///< the outputs that are there, whole paths
+    bool toldError = false;  ///< whether the current or last run printed an error
+    QStringList made;        ///< absolute paths of the outputs that exist
     CommandLineView* commandLine = new CommandLineView;
     QPushButton* copyButton = nullptr;
     StatusMark* mark = new StatusMark;
@@ -258,7 +258,7 @@ void RunPanel::Inside::refresh() {
     commandLine->setLine(lineOf(shown));
     setPlainTip(*commandLine,
                 shown.folder.isEmpty() ? QString() : tr("Runs in %1").arg(QDir::toNativeSeparators(shown.folder)));
-    // It stays enabled while the run comes to its end: a disabled button would hand its focus on.
+    // The button stays enabled while the run stops: a disabled button would pass its focus on.
     runButton->setText(run.isStopping() ? tr("Stopping") : isRunning ? tr("S&top") : tr("R&un"));
     folderButton->setVisible(!isRunning && showsEnd && !made.isEmpty());
     inspectButton->setVisible(folderButton->isVisibleTo(&panel));
@@ -288,8 +288,8 @@ void RunPanel::Inside::colourStatus() {
 }
 
 void RunPanel::Inside::press() {
-    // The second half of a double click doesn't stop what the first has started. Nor does a press that was meant for
-    // Stop, but comes just after the end, start all anew.
+    // The second click of a double click must not stop the run that the first one started, and a click on Stop just
+    // after the run has ended must not start it again.
     const int tooSoon = QApplication::doubleClickInterval();
     if (run.isRunning()) {
         if (run.milliseconds() >= tooSoon) {
@@ -307,7 +307,7 @@ void RunPanel::Inside::showProgress() {
 
 void RunPanel::Inside::showEnd(const ToolEnd& end) {
     progressTimer.stop();
-    if (end.milliseconds > 1000) {  // before that nobody aims at Stop
+    if (end.milliseconds > 1000) {  // no user aims at Stop earlier than this
         justEnded.start(QApplication::doubleClickInterval());
     }
     output->flush();
@@ -318,7 +318,7 @@ void RunPanel::Inside::showEnd(const ToolEnd& end) {
     switch (end.kind) {
         case ToolEnd::Kind::ended:
             status = end.status;
-            // Some failures are told by their message alone.
+            // The tool reports some failures by a message only, with status 0.
             if (status == 0 && !toldError) {
                 offerOutputs();
                 showStatus(StatusMark::Kind::good, tr("Ended with status 0 in %1 s").arg(time));
@@ -357,7 +357,7 @@ void RunPanel::Inside::offerOutputs() {
     }
     inspectMenu->clear();
     for (const QString& path : made) {
-        // In a menu's text an ampersand marks a mnemonic.
+        // An ampersand in a menu's text marks a mnemonic.
         const QString name = QFileInfo(path).fileName().replace(u'&', QLatin1String("&&"));
         QAction* action = inspectMenu->addAction(name, &panel, [this, path] { emit panel.inspectRequested(path); });
         action->setToolTip(QDir::toNativeSeparators(path));

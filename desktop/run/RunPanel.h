@@ -7,9 +7,9 @@
 
 struct PageContext;
 
-/// The lower part of a page that runs the command-line tool: the exact command line with a button that copies it, the
-/// filled button that runs and stops it, what is still missing, the output as it comes, and how it ended with the next
-/// steps. It runs the very arguments that it shows. Its mnemonics are Y, L, I, U and T.
+/// The lower part of a page that runs the command-line tool. It contains the exact command line with a button that
+/// copies it, the button that starts and stops the run, the missing input, the output, and the result with the next
+/// steps. It runs exactly the arguments that it shows. Its mnemonics are Y, L, I, U and T.
 class RunPanel : public QWidget {
     Q_OBJECT
 
@@ -17,23 +17,24 @@ class RunPanel : public QWidget {
     explicit RunPanel(PageContext& context, QWidget* parent = nullptr);
     ~RunPanel() override;
 
-    /// What Run starts and the line shows; `openPoints` names what is missing or wrong, for the text beside the button.
+    /// Sets the command that the line shows and Run starts. `openPoints` names what is missing or wrong, for the text
+    /// next to the button.
     void setCommand(const QStringList& arguments, const QStringList& openPoints);
-    /// Takes away how the last run ended: what it was made from has changed.
+    /// Removes the result of the last run, because its input has changed.
     void forgetEnd();
-    /// The files that the command makes: those that are there after a good run are offered for a look.
+    /// Sets the files that the command makes. After a successful run the panel offers to inspect those that exist.
     void setOutputs(const QStringList& paths);
-    /// The folder that the command runs in and that relative paths count from.
+    /// Sets the folder that the command runs in and that relative paths start from.
     void setFolder(const QString& folder);
 
-    /// Starts the command, unless one runs. The page judges its form before.
+    /// Starts the command, unless one is running. The page checks its form first.
     void start();
-    /// Asks the running command to end, and ends it three seconds later if it hasn't.
+    /// Asks the running command to end, and kills it after three seconds.
     void stop();
     [[nodiscard]] bool isRunning() const;
 
   signals:
-    void runRequested();  ///< the button was pressed and nothing runs: judge, then `start`
+    void runRequested();  ///< the button was pressed while no command runs: check the form, then call `start`
     void runningChanged();
     void finished(int status);  ///< all output is shown; -1 for a command that didn't start or was stopped
     void inspectRequested(const QString& path);

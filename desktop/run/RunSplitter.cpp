@@ -18,7 +18,7 @@ RunSplitter::RunSplitter(QWidget* form, RunPanel* panel, QWidget* parent)
 
 bool RunSplitter::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() == QEvent::LayoutRequest) {
-        // Rows have come or gone; what they need is known when they are laid out.
+        // Rows were added or removed; their size is known after the layout.
         QMetaObject::invokeMethod(this, &RunSplitter::fit, Qt::QueuedConnection);
     }
     return QSplitter::eventFilter(watched, event);
@@ -41,7 +41,7 @@ int RunSplitter::wantedHeight() {
     int wanted = form_->sizeHint().height();
     for (const QScrollArea* area : form_->findChildren<QScrollArea*>()) {
         if (area->widget() != nullptr && area->isVisibleTo(form_)) {
-            // A scroll area asks for a part of what it holds.
+            // The size hint of a scroll area is smaller than its content.
             wanted += area->widget()->sizeHint().height() - area->sizeHint().height();
             area->widget()->installEventFilter(this);
         }

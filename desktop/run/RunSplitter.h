@@ -4,8 +4,8 @@
 
 class RunPanel;
 
-/// A form above, its run below. The form has the height that it needs and the run what is left, yet never less than it
-/// asks for: a long form scrolls. Once somebody has moved the edge between the two, it stays where it was put.
+/// A form above and its run below. The form gets the height that it needs and the run the rest, but at least its own
+/// size hint; a long form scrolls. Once the user has moved the handle, it keeps its position.
 class RunSplitter : public QSplitter {
     Q_OBJECT
 

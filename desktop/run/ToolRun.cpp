@@ -22,11 +22,11 @@ namespace {
 
 constexpr int killAfter = 3000;       // milliseconds
 constexpr int groupPollEvery = 20;    // milliseconds
-constexpr int groupGoneWithin = 500;  // milliseconds after a kill; what is then left of it, nobody has buried
+constexpr int groupGoneWithin = 500;  // milliseconds after a kill; what is left then are zombies that no process reaps
 
-// For one turn of the event loop, so that keys and clicks come through while much is written.
+// The limit for one turn of the event loop, so that keys and clicks are handled during much output.
 constexpr qsizetype readAtOnce = 65'536;
-// What a terminal holds back at most is far less. A process that outlives the tool and writes on isn't waited for.
+// A terminal buffers far less than this. The limit ends the reading if a process outlives the tool and keeps writing.
 constexpr qsizetype readAtEnd = 4'194'304;
 
 constexpr unsigned short columns = 120;
@@ -105,8 +105,8 @@ void ToolRun::start(const QString& program, const QStringList& arguments, const 
     process_->setWorkingDirectory(folder);
     process_->setStandardInputFile(QProcess::nullDevice());
     process_->setProcessChannelMode(QProcess::ForwardedChannels);
-    // Between fork and exec: nothing here may allocate. The session gives a group, which a signal reaches as a whole,
-    // and keeps the child from the terminal that this program may have been started from.
+    // This runs between fork and exec and must not allocate. The session creates a process group, which a signal
+    // reaches as a whole, and detaches the child from the terminal that this program may have been started from.
     process_->setChildProcessModifier([slave] {
         ::setsid();
         ::dup2(slave, STDOUT_FILENO);
@@ -185,7 +185,7 @@ bool ToolRun::openTerminal(int& slave, QString& fault) {
 void ToolRun::closeTerminal() {
     if (notifier_ != nullptr) {
         notifier_->setEnabled(false);
-        std::exchange(notifier_, nullptr)->deleteLater();  // it may be what calls
+        std::exchange(notifier_, nullptr)->deleteLater();  // the notifier may be the caller
     }
     if (terminal_ >= 0) {
         ::close(std::exchange(terminal_, -1));
@@ -200,7 +200,7 @@ void ToolRun::read(qsizetype limit) {
         if (count > 0) {
             bytes.append(buffer.data(), count);
         } else if (count == 0 || errno != EINTR) {
-            // Where nobody holds the other end any longer the terminal is at its end, and would wake us for ever.
+            // Once no process has the other end open, the terminal is at its end and would notify without end.
             if (count == 0 || errno != EAGAIN) {
                 notifier_->setEnabled(false);
             }
@@ -245,7 +245,7 @@ bool ToolRun::groupLives() const {
 void ToolRun::fail(const QString& reason) {
     end_.kind = ToolEnd::Kind::notStarted;
     end_.reason = reason;
-    // Whoever calls `start` hears of it later, as of every other end.
+    // The caller of `start` gets the failure later, like every other end.
     failTimer_.start();
 }
 

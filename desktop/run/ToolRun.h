@@ -11,13 +11,13 @@
 
 class QSocketNotifier;
 
-/// How a run came to its end.
+/// How a run ended.
 struct ToolEnd {
     enum class Kind {
         ended,       ///< by itself, with `status`
         crashed,     ///< by the signal `status`
-        stopped,     ///< because it was asked to
-        notStarted,  ///< for `reason`
+        stopped,     ///< on request
+        notStarted,  ///< because of `reason`
     };
 
     Kind kind = Kind::ended;
@@ -26,20 +26,21 @@ struct ToolEnd {
     QString reason;
 };
 
-/// One program at a time, as a child in a session of its own. Its output goes to a pseudo-terminal, since the tool
-/// colours its messages for a terminal only, and holds them back for a pipe. The terminal is raw, so the bytes come as
-/// they were written. There is no input.
+/// Runs one program at a time, as a child in a session of its own. Its output goes to a pseudo-terminal, because the
+/// tool colours its messages only for a terminal and buffers them for a pipe. The terminal is raw, so the bytes arrive
+/// unchanged. There is no input.
 class ToolRun : public QObject {
     Q_OBJECT
 
   public:
     explicit ToolRun(QObject* parent = nullptr);
-    /// Ends what runs, and waits for its end.
+    /// Ends the running program and waits for its end.
     ~ToolRun() override;
 
-    /// Starts `program`, a path, in `folder`. Nothing happens while one runs. A fault comes as `ended`, later.
+    /// Starts `program`, a path, in `folder`. Does nothing while a program runs. Reports a failure later through
+    /// `ended`.
     void start(const QString& program, const QStringList& arguments, const QString& folder);
-    /// Asks the program and all that it has started to end, and kills what is left three seconds later.
+    /// Asks the program and all its children to end, and kills the rest after three seconds.
     void stop();
 
     [[nodiscard]] bool isRunning() const;
@@ -48,13 +49,13 @@ class ToolRun : public QObject {
 
   signals:
     void output(const QList<StyledText>& texts);
-    /// Nothing runs any longer, and all output was given.
+    /// Nothing runs any more, and all output was emitted.
     void ended(const ToolEnd& end);
 
   private:
     [[nodiscard]] bool openTerminal(int& slave, QString& fault);
     void closeTerminal();
-    /// Gives on what has come, `limit` bytes at most.
+    /// Reads and emits at most about `limit` bytes.
     void read(qsizetype limit);
     void childEnded(int status, QProcess::ExitStatus how);
     void waitForGroup();
@@ -75,5 +76,5 @@ class ToolRun : public QObject {
     int terminal_ = -1;
     bool running_ = false;
     bool stopping_ = false;
-    QDeadlineTimer abandonAt_;  ///< when what a kill has left isn't waited for any longer
+    QDeadlineTimer abandonAt_;  ///< the time after which processes left by a kill are no longer waited for
 };

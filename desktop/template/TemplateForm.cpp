@@ -24,8 +24,8 @@
 namespace {
 
 constexpr qint64 largestForm = qint64{1} << 20;
-constexpr qsizetype mostFields = 300;      ///< each is several widgets
-constexpr qsizetype longestValue = 16384;  ///< a line cuts what it can't take
+constexpr qsizetype mostFields = 300;      ///< each field needs several widgets
+constexpr qsizetype longestValue = 16384;  ///< a line edit would cut a longer value
 constexpr qsizetype longestTip = 1000;
 constexpr qsizetype longestTitle = 80;
 constexpr qsizetype maskSize = 32;
@@ -59,12 +59,12 @@ bool hasHexPrefix(const QString& text) {
     return text.startsWith(QLatin1String("0x"), Qt::CaseInsensitive);
 }
 
-/// A text of the template's author as far as a form has room for it.
+/// Shortens a text of the template's author to the room in the form.
 QString shortText(const QString& text, qsizetype most = 40) {
     return text.size() <= most ? text : text.left(most - 1) + u'…';
 }
 
-/// Whether both texts are one number. Without a sign: "-1" is only itself.
+/// Whether both texts are the same number. Numbers have no sign, so "-1" equals only itself.
 bool isSameNumber(const QString& text, const QString& other) {
     const auto isNumber = [](const QString& candidate) {
         return isHexValue(candidate) || (!candidate.isEmpty() && isDecimalValue(candidate));
@@ -85,7 +85,7 @@ QString resolved(const TemplateForm& form, QString path) {
         resolveObkeyPath(path, form.folder());
     } else {
         resolveMcubootPath(path, form.folder());
-        // imgtool runs in the template's folder.
+        // imgtool runs in the template's folder
         path = QDir(form.folder()).absoluteFilePath(path);
     }
     return QDir::cleanPath(path);
@@ -99,7 +99,7 @@ QString outputPath(const TemplateForm& form, QString text) {
     return resolved(form, text);
 }
 
-/// A two-state parameter whose value is neither state, or whose states are one number, can't be a check box.
+/// Makes a check box. If the value is neither state, or both states are the same number, makes a choice instead.
 void makeBool(const ObkeyParam& param, TemplateField& field) {
     const QString trueText = param.trueValue.value_or(QString());
     const QString falseText = param.falseValue.value_or(QString());
@@ -119,7 +119,7 @@ void makeBool(const ObkeyParam& param, TemplateField& field) {
     }
 }
 
-/// The entries of a list, in which blanks don't count. The chosen one keeps the spelling of the template.
+/// Makes a choice of the list's entries without their blanks. The chosen entry keeps the template's spelling.
 void makeList(const ObkeyParam& param, TemplateField& field) {
     field.kind = FieldKind::choice;
     field.value = withoutBlanks(field.value);
@@ -165,7 +165,7 @@ TemplateField imageField(const McubootParam& param) {
     field.name = (isOutput ? param.outputName : param.name).value_or(QString());
     field.tip = param.tooltip.value_or(QString());
     field.type = param.kind;
-    // An image is written where the Value says; the Default is never taken.
+    // The tool writes an image to the path in Value and never uses the Default.
     field.value = isOutput ? param.outputValue.value_or(QString()) : chosen(param.value, param.defaultValue);
     field.example = (isOutput ? param.outputDefault : param.defaultValue).value_or(QString());
     field.isHidden = param.hidden;
@@ -181,7 +181,7 @@ TemplateField imageField(const McubootParam& param) {
     return field;
 }
 
-/// The check box of a parameter that may be left out.
+/// The check box for a parameter that may be left out.
 TemplateField switchOf(const McubootParam& param, const TemplateField& field) {
     TemplateField made;
     made.isSwitch = true;
@@ -194,7 +194,8 @@ TemplateField switchOf(const McubootParam& param, const TemplateField& field) {
     return made;
 }
 
-/// Gives every field an id and finds those that the write-back can't reach: it looks for names, and takes the first.
+/// Gives every field an id and locks those that the write-back can't reach: it searches by name and changes the first
+/// match.
 void nameFields(QList<TemplateField>& fields) {
     QSet<QString> ids;
     for (TemplateField& field : fields) {
@@ -220,7 +221,8 @@ void nameFields(QList<TemplateField>& fields) {
     }
 }
 
-/// A parameter that depends on a check box is changed only while that is checked. Its value counts all the same.
+/// Links each parameter to the check box that it depends on: the user can change it only while the box is checked. Its
+/// value is in effect in either case.
 void linkDependencies(const QList<ObkeyParam>& params, QList<TemplateField>& fields) {
     for (TemplateField& field : fields) {
         const QString wanted = params[field.param].dependency.value_or(QString());
@@ -266,7 +268,7 @@ void makeFields(TemplateForm& form) {
     });
 }
 
-/// Reads the template in `form.text`, which was validated, as the tool does.
+/// Parses the validated template in `form.text` like the tool.
 bool parse(TemplateForm& form) {
     const TemplateDocument document = documentOf(form.text);
     const QDomNode content = contentNode(document, form.format);
@@ -281,8 +283,8 @@ bool checkTags(const TemplateForm& form) {
                                        : checkDuplicateTags(form.image.tags) && checkMandatoryTags(form.image.tags);
 }
 
-/// What the tool makes of the number of a Bool or a List: a decimal one of a List is written as hexadecimal digits, of
-/// a Bool its low bytes are taken.
+/// Checks the number of a Bool or a List like the tool, which stores the hexadecimal digits of a decimal List value and
+/// the low bytes of a decimal Bool value.
 Verdict checkFieldNumber(const QString& text, const ObkeyParam& param) {
     if (param.width < 0 || param.width > widestField) {
         return fault(words("The template gives this field a width that the tool refuses."));
@@ -322,7 +324,7 @@ Verdict checkData(const QString& text, const ObkeyParam& param) {
     if (!fits) {
         return fault(words("The number is too large."));
     }
-    // The other way of writing it.
+    // The number in the other notation.
     const QString other =
         isHexValue(text) ? QLocale().toString(number) : QStringLiteral("0x") + QString::number(number, 16).toUpper();
     return good(words("%1, %2").arg(bytesText(param.width), other));
@@ -361,7 +363,7 @@ Verdict checkMask(const QString& text) {
                                    : good(words("%1, bits set: %2").arg(size, bits.join(QStringLiteral(", "))));
 }
 
-/// What the tool takes out of a file for a provisioning file.
+/// Checks the file of a key and reports what the tool takes from it.
 Verdict checkKey(const QString& path, qint64 size, const ObkeyParam& param) {
     if (QFileInfo(path).suffix().compare(QLatin1String("pem"), Qt::CaseInsensitive) != 0) {
         return good(words("%1, taken as is").arg(bytesText(size)));
@@ -404,7 +406,7 @@ Verdict checkOutput(const TemplateForm& form, const QString& text) {
     return good();
 }
 
-/// The text that field has in a template that was read again.
+/// The text of `field` in a template that was parsed again.
 QString readAgain(const TemplateForm& form, const TemplateField& field) {
     if (form.format == formatObdata) {
         const ObkeyParam& param = form.obdata.params[field.param];
@@ -537,7 +539,7 @@ bool templateTextWith(const TemplateForm& form, const TemplateValues& values, QB
     }
     TemplateForm written = form;
     setTemplateValues(changes, written.text);
-    // A name may stand where the write-back doesn't look for it, and a value may have characters that XML doesn't keep.
+    // The write-back may miss a name, and XML may not preserve all characters of a value. So read the result again.
     const MessageCollector messages;
     const bool isRead = parse(written) && written.obdata.params.size() == form.obdata.params.size() &&
                         written.image.params.size() == form.image.params.size();

@@ -16,67 +16,69 @@ struct TemplateChoice {
     QString label;
 };
 
-/// What a form shows of a parameter, or the switch of one that may be left out.
+/// The form's view of a parameter, or of the switch of a parameter that may be left out.
 struct TemplateField {
     QString id;
-    qsizetype param = 0;  ///< its place among the template's parameters
+    qsizetype param = 0;  ///< index among the template's parameters
     bool isSwitch = false;
     QString name;
-    QString label;  ///< the name as far as there is room
+    QString label;  ///< the name, shortened to the available room
     QString tip;
-    QString type;  ///< what the engine calls it: the element's name, in image templates the parameter's type
+    QString type;  ///< the engine's type: the element's name, or in image templates the parameter's type
     FieldKind kind = FieldKind::text;
     QList<TemplateChoice> choices;
-    QString trueText, falseText;  ///< a check box: what stands in the template for its two states
-    QString value;                ///< what the template chose, as it stands there
+    QString trueText, falseText;  ///< of a check box: the template's texts for its two states
+    QString value;                ///< the template's value, in the template's spelling
     QString example;
-    QString lock;        ///< why nobody can change it here; mostly empty
-    QString switchedBy;  ///< the id of the check box that has to be checked for a change; mostly empty
+    QString lock;        ///< the reason why the user can't change it here; usually empty
+    QString switchedBy;  ///< the id of the check box that must be checked to allow a change; usually empty
     bool isHidden = false;
 };
 
-/// A template as a form. Paths stand in it as its author wrote them, most of them from its folder.
+/// A template as a form. Paths are as the template's author wrote them, most of them relative to its folder.
 struct TemplateForm {
     QString path;
-    QByteArray text;  ///< of the file, every byte
+    QByteArray text;  ///< the whole content of the file
     TemplateFormat format = formatObdata;
     ObdataTemplate obdata;
     McubootTemplate image;
-    QList<TemplateField> fields;  ///< in the order of a form: parameters, files, output, locked ones
+    QList<TemplateField> fields;  ///< in the order of the form: parameters, files, output, locked fields
 
     [[nodiscard]] QString title() const;
     [[nodiscard]] QString folder() const;
     [[nodiscard]] const TemplateField* field(const QString& id) const;
 };
 
-/// Texts of the fields by id, as they stand in the template; a field without an entry has its `value`.
+/// The fields' texts by id, in the template's spelling. A field without an entry has its `value`.
 using TemplateValues = QHash<QString, QString>;
 
-/// Reads the template at `path` and checks it as the tool does, whose folder of schemas is `schemaFolder`. False with
-/// one sentence in `fault`, and `form` as it was, for what the tool would refuse or a form can't show.
+/// Reads the template at `path` and checks it like the tool, with the schemas in `schemaFolder`. On failure returns
+/// false with one sentence in `fault` and leaves `form` unchanged: if the tool would reject the template or a form
+/// can't show it.
 [[nodiscard]] bool readTemplateForm(const QString& path, const QString& schemaFolder, TemplateForm& form,
                                     QString& fault);
 
-/// What is to be said of a field's text: whether the tool takes it, and what becomes of it. Whether the files are there
-/// is the form's own matter.
+/// The verdict on a field's text: whether the tool accepts it, and what it becomes. The form itself checks that the
+/// files exist.
 [[nodiscard]] Verdict checkTemplateValue(const TemplateForm& form, const TemplateField& field, const QString& text);
 
-/// A field's text as a form shows it, and back. A value that is shown as the template's own keeps its spelling.
+/// A field's text as the form shows it, and the reverse. If the shown text is that of the template's own value, the
+/// value keeps its spelling.
 [[nodiscard]] QString shownTemplateText(const TemplateField& field, const QString& text);
 [[nodiscard]] QString storedTemplateText(const TemplateForm& form, const TemplateField& field, const QString& shown);
 
-/// How the template names the file at the absolute `path`: from its folder, if the file is below that. And the absolute
-/// path of the file that it names by `text`.
+/// templatePathTo returns the template's text for the file at the absolute `path`: relative to the template's folder,
+/// if the file is below it. templateFile returns the absolute path of the file for such a text.
 [[nodiscard]] QString templatePathTo(const TemplateForm& form, const QString& path);
 [[nodiscard]] QString templateFile(const TemplateForm& form, const QString& text);
 
-/// What the tool will say of the device's memory as `values` divide it; empty if nothing.
+/// The tool's complaint about the memory layout that `values` give; empty if there is none.
 [[nodiscard]] QString templateLayoutFault(const TemplateForm& form, const TemplateValues& values);
 
-/// The text of the template with `values`, by the tool's own write-back: everything but the changed values stays byte
-/// for byte. False with a sentence in `fault` if a value can't be written so that it is read again.
+/// Writes `values` into the template's text with the tool's own write-back, which keeps every other byte. Returns false
+/// with a sentence in `fault` if a value wouldn't be read back as it was written.
 [[nodiscard]] bool templateTextWith(const TemplateForm& form, const TemplateValues& values, QByteArray& text,
                                     QString& fault);
 
-/// The files that the tool will write, the main one first.
+/// The files that the tool will write, the main output first.
 [[nodiscard]] QStringList templateOutputs(const TemplateForm& form, const TemplateValues& values);

@@ -28,9 +28,9 @@
 
 namespace {
 
-constexpr const char* templateField = "template";  ///< of the jobs that run one
+constexpr const char* templateField = "template";  ///< the field's id in the jobs that run a template
 
-/// A change of one field. Key strokes in a row are one change.
+/// Changes one field. Successive key strokes form one change.
 class FieldChange : public QUndoCommand {
   public:
     FieldChange(TemplatePage& page, QString id, QString before, QString after, int visit)
@@ -44,7 +44,7 @@ class FieldChange : public QUndoCommand {
     void redo() override { page_.setText(id_, after_); }
 
     bool mergeWith(const QUndoCommand* next) override {
-        const auto* edit = static_cast<const FieldChange*>(next);  // only these have the id
+        const auto* edit = static_cast<const FieldChange*>(next);  // only FieldChange has this id
         if (edit->id_ != id_ || edit->visit_ != visit_) {
             return false;
         }
@@ -61,7 +61,7 @@ class FieldChange : public QUndoCommand {
     int visit_;
 };
 
-/// `name` as a label whose mnemonic is none of `used` yet, if it has a letter for one.
+/// Makes a label of `name` with a mnemonic that isn't in `used`, if the name has a letter left for one.
 QString labelWithMnemonic(const QString& name, QString& used) {
     QString label = name;
     label.replace(u'&', QStringLiteral("&&"));
@@ -89,7 +89,7 @@ QString groupOf(const TemplateField& field) {
     }
 }
 
-/// Where the tool keeps the schemas of its templates: beside itself.
+/// The folder of the tool's template schemas, next to the tool.
 QString schemaFolder(const QString& toolPath) {
     const QFileInfo tool(toolPath);
     const QString real = tool.canonicalFilePath();
@@ -166,7 +166,7 @@ TemplatePage::TemplatePage(PageContext& context, QWidget* parent)
 }
 
 TemplatePage::~TemplatePage() {
-    // Its signals would reach a page that is half gone.
+    // The stack's signals would reach a page that is half destroyed.
     undo_->disconnect(this);
 }
 
@@ -227,7 +227,7 @@ bool TemplatePage::openTemplate(const QString& path) {
         context_.dialogs.showFault(this, fault);
         return false;
     }
-    undo_->clear();  // while its steps and the fields that are shown are of one template
+    undo_->clear();  // while the steps and the shown fields still belong to the same template
     form_ = std::move(form);
     values_.clear();
     showForm();
@@ -262,7 +262,7 @@ QList<FormField> TemplatePage::templateFields(QString& mnemonics) {
         for (const TemplateChoice& choice : field.choices) {
             made.choices.append({choice.value, choice.label});
         }
-        // An image template names its firmware without an option of imgtool.
+        // The firmware parameter of an image template has no option of imgtool.
         const bool isFirmware = form_->format == formatMcuboot && !form_->image.params[field.param].command;
         made.role = field.kind == FieldKind::outFile ? PathRole::output
                     : isFirmware                     ? PathRole::firmware
@@ -316,7 +316,7 @@ QList<FormField> TemplatePage::runFields(QString& mnemonics) {
 }
 
 void TemplatePage::showForm() {
-    // Letters of the menus, of the window's buttons and of the run panel.
+    // the mnemonics of the menus, the window's buttons and the run panel
     QString used = QStringLiteral("FEJVHYLIUT");
     const QList<FormField> fields = templateFields(used) + runFields(used);
     delete view_;
@@ -324,7 +324,7 @@ void TemplatePage::showForm() {
     view_->setFolder(form_->folder());
     place_->addWidget(view_);
     setTabOrderOfParts(*view_, *panel_);
-    // Told again, each says at once how wide it is.
+    // Setting the values again makes each field show its size at once.
     for (const FormField& field : std::as_const(fields)) {
         view_->setValues(field.id, field.initial);
     }
@@ -374,7 +374,7 @@ void TemplatePage::showHead() {
 void TemplatePage::takeEdit(const QString& id) {
     const TemplateField* const field = form_->field(id);
     if (field == nullptr) {
-        refresh();  // of the run
+        refresh();  // the field belongs to the run
         return;
     }
     const QString before = textOf(*field);
@@ -391,7 +391,7 @@ void TemplatePage::leave(const QString& id) {
     if (field == nullptr) {
         return;
     }
-    // A file that was chosen below the template's folder is named from there.
+    // Show a file below the template's folder by its relative path, as the document stores it.
     const QString text = textOf(*field);
     const QString shown = shownTemplateText(*field, text);
     if (shown != view_->values(id).value(0)) {
@@ -429,7 +429,7 @@ void TemplatePage::refresh() {
     message_->setVisible(!layout.isEmpty());
     panel_->setFolder(form_->folder());
     panel_->setCommand(argumentsOf(*job(), jobValues()), points);
-    // Those of the template as it is now, and of the others as they are on the disk.
+    // The outputs of the template as edited, and those of the other fields as the files on disk give them.
     JobValues others = jobValues();
     others.remove(QLatin1String(templateField));
     panel_->setOutputs(templateOutputs(*form_, values_) + job()->moreOutputs(others));
@@ -491,7 +491,7 @@ bool TemplatePage::saveAs() {
             tr("Save"))) {
         return false;
     }
-    // Another file that stands there was asked about with its name.
+    // The file dialog has asked about replacing any other file.
     if (path == form_->path && !mayReplace()) {
         return false;
     }
@@ -586,7 +586,7 @@ void TemplatePage::dropEvent(QDropEvent* event) {
     const QList<QUrl> urls = event->mimeData()->urls();
     if (urls.size() == 1 && urls.first().isLocalFile()) {
         event->acceptProposedAction();
-        // By the window, which asks about changes first.
+        // The window asks about changes first.
         emit handOver(QStringLiteral("template"), urls.first().toLocalFile());
     }
 }

@@ -14,9 +14,9 @@ class QUndoStack;
 class QVBoxLayout;
 class RunPanel;
 
-/// A template as a form, and the file that the tool makes of it. The document is the template's text with the values
-/// that differ from it; the tool runs on the saved file. The other fields of the job that makes the file come after the
-/// template's own; they are of the run and not saved. A saved job is opened as its template with these fields.
+/// A template as a form, and the file that the tool makes from it. The document is the template's text with the changed
+/// values; the tool runs on the saved file. After the template's fields come the other fields of the job, which belong
+/// to the run and aren't saved. A saved job opens as its template with the values of these fields.
 class TemplatePage : public Page {
     Q_OBJECT
 
@@ -36,9 +36,9 @@ class TemplatePage : public Page {
     void run() override;
     void stop() override;
 
-    /// A field of the document; null if there is none.
+    /// The document's field with this id; null if there is none.
     [[nodiscard]] const TemplateField* field(const QString& id) const;
-    /// Changes a field of the document and what is shown of it.
+    /// Changes a field in the document and on the form.
     void setText(const QString& id, const QString& text);
 
   protected:
@@ -51,9 +51,9 @@ class TemplatePage : public Page {
     [[nodiscard]] bool openTemplate(const QString& path);
     [[nodiscard]] QList<FormField> templateFields(QString& mnemonics);
     [[nodiscard]] QList<FormField> runFields(QString& mnemonics);
-    /// The job that runs the template, with its values as whole paths; null as long as nothing was opened.
+    /// The job that runs the template; null until a template is open.
     [[nodiscard]] const JobRow* job() const;
-    /// The fields of that job but for the template.
+    /// The fields of that job except the template.
     [[nodiscard]] QList<const FieldRow*> runRows() const;
     [[nodiscard]] JobValues jobValues() const;
     [[nodiscard]] bool saveTo(const QString& path);
@@ -73,11 +73,11 @@ class TemplatePage : public Page {
     QLabel* notes_;
     QLabel* hint_;  ///< what this machine lacks for the template
     QLabel* message_;
-    QVBoxLayout* place_;  ///< of the form
+    QVBoxLayout* place_;  ///< the layout that contains the form
     RunPanel* panel_;
     FormView* view_ = nullptr;
-    std::unique_ptr<TemplateForm> form_;  ///< null as long as nothing was opened
+    std::unique_ptr<TemplateForm> form_;  ///< null until a template is open
     TemplateValues values_;
-    int visit_ = 0;            ///< of a field by the user: what is typed in one is one change
-    bool isFromView_ = false;  ///< the change that is made came from the form
+    int visit_ = 0;            ///< counts the user's visits to fields: the edits of one visit form one undo step
+    bool isFromView_ = false;  ///< the form made the current change
 };

@@ -19,8 +19,8 @@ bool InputFilter::eventFilter(QObject* watched, QEvent* event) {
     } else if (event->type() == QEvent::ShortcutOverride) {
         const auto* line = qobject_cast<QLineEdit*>(watched);
         const auto* key = static_cast<QKeyEvent*>(event);
-        // The lines of a form leave every step to the window, which knows their order. If it has none, the key comes
-        // back to the line.
+        // The window knows the order of all steps in a form, so form lines leave undo and redo to it. If the window has
+        // no step, the line receives the key again.
         const bool isOfForm = qobject_cast<FieldLine*>(watched) != nullptr;
         if (line != nullptr && ((key->matches(QKeySequence::Undo) && (isOfForm || !line->isUndoAvailable())) ||
                                 (key->matches(QKeySequence::Redo) && (isOfForm || !line->isRedoAvailable())))) {

@@ -2,8 +2,8 @@
 
 #include <QObject>
 
-/// What the whole program does otherwise with input than Qt does: the wheel changes no field that it only passes over,
-/// and undo reaches the page's document when the focused line has nothing of its own to take back.
+/// Input handling of the whole program that differs from Qt's: the wheel changes a field only if it has the focus, and
+/// undo goes to the page's document if the focused line has nothing to undo.
 class InputFilter : public QObject {
   public:
     using QObject::QObject;

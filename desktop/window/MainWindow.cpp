@@ -31,7 +31,7 @@ QString text(const char* source) {
     return QCoreApplication::translate("pageTable", source);
 }
 
-/// The ground of the list, of another colour than the page.
+/// The background of the list, in another colour than the page.
 class Panel : public QWidget {
   public:
     using QWidget::QWidget;
@@ -228,7 +228,7 @@ void MainWindow::open() {
 
 bool MainWindow::openFile(const QString& path, const QString& kind) {
     const JobPlace other = page_ == nullptr ? JobPlace() : page_->otherPlaceOf(path);
-    if (showPage(other.page)) {  // what is on the page before stays
+    if (showPage(other.page)) {  // the page shown before keeps its document
         return other.file.isEmpty() || openFile(other.file, kind);
     }
     return page_ != nullptr && !page_->isBusy() && page_->mayLose(context_.dialogs) && page_->openFileAs(path, kind);

@@ -14,20 +14,20 @@ class QSplitter;
 class QStackedWidget;
 class QUndoGroup;
 
-/// The window: the list of pages at the left, the chosen page under its headline at the right. A page is made when it
-/// is first shown.
+/// The window: the list of pages at the left, the chosen page under its headline at the right. It makes a page when the
+/// user first chooses it.
 class MainWindow : public QMainWindow {
     Q_OBJECT
 
   public:
-    /// `pages` outlives the window.
+    /// `pages` must outlive the window.
     MainWindow(const QList<PageRow>& pages, PageContext& context, QWidget* parent = nullptr);
 
-    /// Shows the page of this id; false if there is none.
+    /// Shows the page with this id; false if there is none.
     [[nodiscard]] bool showPage(const QString& id);
-    /// The shown page; null as long as none was.
+    /// The shown page; null before the first one.
     [[nodiscard]] Page* page() const { return page_; }
-    /// Opens a file on the shown page, after asking about what would get lost.
+    /// Opens a file on the shown page, after asking about unsaved changes.
     [[nodiscard]] bool openFile(const QString& path, const QString& kind = QString());
 
   protected:

@@ -22,9 +22,9 @@ QString text(const char* source) {
     return QCoreApplication::translate("pageTable", source);
 }
 
-/// The words of a search that tell pages apart.
+/// The words of a search that distinguish pages.
 QStringList tellingWords(const QString& search) {
-    // Those that stand in any sentence about any page.
+    // Words that occur in any sentence about any page.
     const QStringList fillers =
         PageList::tr("a an and by for from how i in into is it of on the through to what with").split(u' ');
     QStringList words = search.toLower().split(u' ', Qt::SkipEmptyParts);
@@ -36,7 +36,7 @@ bool contains(const QString& text, const QString& word) {
     return text.contains(word, Qt::CaseInsensitive);
 }
 
-/// Titles of groups small and quiet, pages with room around them and a bar beside the chosen one.
+/// Paints titles of groups small and quiet, and pages with space around them and a bar beside the chosen one.
 class ListDelegate : public QStyledItemDelegate {
   public:
     using QStyledItemDelegate::QStyledItemDelegate;
@@ -67,7 +67,7 @@ class ListDelegate : public QStyledItemDelegate {
     [[nodiscard]] QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override {
         const bool isTitle = index.data(idRole).isNull();
         const int height = option.fontMetrics.height() + Theme::rowGap() * 3 / 2 + (isTitle ? Theme::rowGap() : 0);
-        // Any page can be the chosen one, which is bold.
+        // The chosen page is bold, and any page can be chosen.
         const QFontMetrics metrics(boldOf(option.font));
         return {metrics.horizontalAdvance(index.data().toString()) + Theme::groupGap() + Theme::labelGap(), height};
     }

@@ -9,18 +9,18 @@ class QLineEdit;
 class QListWidget;
 class QListWidgetItem;
 
-/// The list at the left: all pages under the titles of their groups, and a line that narrows it.
+/// The list at the left: all pages under the titles of their groups, and a search line.
 class PageList : public QWidget {
     Q_OBJECT
 
   public:
     explicit PageList(const QList<PageRow>& pages, QWidget* parent = nullptr);
 
-    /// Chooses the page without a signal.
+    /// Selects the page without a signal.
     void choose(const QString& id);
-    /// The page `steps` further in what the list shows; the same at its ends.
+    /// The page `steps` entries after `id` in the shown list, clamped to the ends of the list.
     [[nodiscard]] QString neighbour(const QString& id, int steps) const;
-    /// Puts the focus into the line that narrows the list.
+    /// Puts the focus into the search line.
     void find();
 
   signals:
@@ -31,10 +31,10 @@ class PageList : public QWidget {
 
   private:
     void narrow(const QString& search);
-    /// The shown page that has most of `words` in its title; the first of several, null if none is shown.
+    /// The shown page whose title contains most of `words`. The first one if several do; null if none is shown.
     [[nodiscard]] QListWidgetItem* bestOf(const QStringList& words) const;
 
     QLineEdit* search_;
     QListWidget* list_;
-    QListWidgetItem* nothing_ = nullptr;  ///< says that no page fits
+    QListWidgetItem* nothing_ = nullptr;  ///< the text for a search without results
 };

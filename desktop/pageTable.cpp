@@ -56,7 +56,7 @@ const QList<PageRow>& pageTable() {
                            "provisioning file parameter template form"),
          make<TemplatePage>},
         {"keys", QT_TRANSLATE_NOOP("pageTable", "Keys and cards"), QT_TRANSLATE_NOOP("pageTable", "Keys and nonces"),
-         QT_TRANSLATE_NOOP("pageTable", "Makes keys, nonces and key pairs, and tells the hash of a public key."),
+         QT_TRANSLATE_NOOP("pageTable", "Makes keys, nonces and key pairs, and shows the hash of a public key."),
          QT_TRANSLATE_NOOP("pageTable",
                            "key nonce random aes rsa ecdsa ecc elliptic curve pair hash pem make generate"),
          make<KeysPage>},
@@ -69,7 +69,8 @@ const QList<PageRow>& pageTable() {
              "Edits a secrets document over the one-time-programmable words of a device, makes and reads images."),
          QT_TRANSLATE_NOOP("pageTable", "otp fuses secrets image json words one-time-programmable"), make<SecretsPage>},
         {inspectPage, QT_TRANSLATE_NOOP("pageTable", "Look inside"), QT_TRANSLATE_NOOP("pageTable", "Inspect a file"),
-         QT_TRANSLATE_NOOP("pageTable", "Shows what stands in a file, proves it with its keys and compares two files."),
+         QT_TRANSLATE_NOOP("pageTable",
+                           "Shows the contents of a file, proves it with its keys and compares two files."),
          QT_TRANSLATE_NOOP(
              "pageTable",
              "qvora-inspect show see holds contains print parse verify prove diff differs compare open view install "

@@ -25,7 +25,7 @@ BytePanel::BytePanel(QWidget* parent)
     goTo_->setObjectName(QStringLiteral("goTo"));
     goTo_->setFont(Theme::fixedFont());
     goTo_->setPlaceholderText(QStringLiteral("0x1C, 28"));
-    goTo_->setToolTip(tr("An offset in the file, decimal or behind 0x hexadecimal; Enter goes there."));
+    goTo_->setToolTip(tr("An offset in the file, in decimal or, after 0x, in hexadecimal. Enter goes there."));
     goTo_->setFixedWidth(QFontMetrics(goTo_->font()).averageCharWidth() * 13);
     auto* label = new QLabel(tr("&Go to"));
     label->setBuddy(goTo_);

@@ -61,7 +61,7 @@ QVariant DifferenceModel::data(const QModelIndex& index, int role) const {
     const bool isNotCompared = difference.code == inspect::DifferenceCode::notCompared;
     const bool counts = inspect::rowOf(difference.code).counts;
     const QString text = index.column() == What ? inspect::differenceText(difference)
-                         : isNotCompared        ? tr("undecided: it takes the key")
+                         : isNotCompared        ? tr("undecided: the key is needed")
                          : counts               ? tr("different")
                                                 : tr("follows from a fresh nonce");
     switch (role) {

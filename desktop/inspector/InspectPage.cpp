@@ -121,7 +121,7 @@ InspectPage::~InspectPage() {
 QWidget* InspectPage::makeStart() {
     auto* place =
         new DropPlace(tr("Open a file to look inside, or drop it here."),
-                      tr("Images of all kinds, signed files, firmware: every file that the tool makes or takes. "
+                      tr("Images of all kinds, signed files, firmware: every file that the tool makes or reads. "
                          "Two files at once are compared."));
     QPushButton* open = makeButton(tr("&Open a File…"), "open");
     Theme::setFilled(*open);
@@ -194,7 +194,7 @@ QWidget* InspectPage::makeContent() {
 
 QWidget* InspectPage::makeTree() {
     tree_->setObjectName(QStringLiteral("tree"));
-    tree_->setAccessibleName(tr("What stands in the file"));
+    tree_->setAccessibleName(tr("Contents of the file"));
     tree_->setModel(model_);
     tree_->setUniformRowHeights(true);
     tree_->setAlternatingRowColors(true);
@@ -476,8 +476,8 @@ void InspectPage::showVerdict() {
     InspectVerdict verdict = isCompared ? comparisonVerdict(*result_) : fileVerdict(*result_);
     const InspectRequest now = request(true);
     if (now.verify != result_->request.verify || now.compare != result_->request.compare) {
-        verdict.detail.prepend(isCompared ? tr("Said before the fields were changed: compare again. ")
-                                          : tr("Said before the fields were changed: verify again. "));
+        verdict.detail.prepend(isCompared ? tr("The fields have changed since: compare again. ")
+                                          : tr("The fields have changed since: verify again. "));
     }
     verdict_->setVerdict(verdict);
     missingField_ = verdict.missingField;

@@ -94,7 +94,7 @@ QString titleOf(const inspect::Description& description) {
 QString coverText(inspect::Cover cover) {
     switch (cover) {
         case inspect::Cover::structure:
-            return InspectTree::tr("held by the format's rules");
+            return InspectTree::tr("protected by the format's rules");
         case inspect::Cover::digest:
             return InspectTree::tr("protected by a digest");
         case inspect::Cover::signature:

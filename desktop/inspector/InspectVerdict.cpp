@@ -118,7 +118,7 @@ QString strengthText(const inspect::Judgement& judgement) {
     }
     return isBy(inspect::Proof::digest)
                ? QLatin1Char(' ') +
-                     Words::tr("A digest without a key shows accidents; who changes the file can change it too.")
+                     Words::tr("A digest without a key shows accidental changes only; an attacker can change it too.")
                : QString();
 }
 

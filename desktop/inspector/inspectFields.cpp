@@ -31,7 +31,7 @@ struct Row {
 
 constexpr const char* fileGroup = QT_TRANSLATE_NOOP("InspectFields", "The file");
 constexpr const char* keyGroup = QT_TRANSLATE_NOOP("InspectFields", "Keys");
-constexpr const char* sourceGroup = QT_TRANSLATE_NOOP("InspectFields", "What it should hold");
+constexpr const char* sourceGroup = QT_TRANSLATE_NOOP("InspectFields", "What it should contain");
 constexpr const char* cipherGroup = QT_TRANSLATE_NOOP("InspectFields", "Memory cipher image");
 constexpr const char* secondGroup = QT_TRANSLATE_NOOP("InspectFields", "Comparison");
 
@@ -51,11 +51,13 @@ constexpr std::array rows = {
         QT_TRANSLATE_NOOP("InspectFields", "Personalization data is opened with it: PEM without a passphrase.")},
     Row{"as", fileGroup, QT_TRANSLATE_NOOP("InspectFields", "For&mat"), FieldKind::choice, PathRole::document,
         Checked::nothing,
-        QT_TRANSLATE_NOOP("InspectFields", "Files whose content tells no format, such as backup images, need one.")},
+        QT_TRANSLATE_NOOP("InspectFields",
+                          "Needed for files whose content doesn't show their format, such as backup images.")},
     Row{"payload", fileGroup, QT_TRANSLATE_NOOP("InspectFields", "Second fi&le"), FieldKind::inFile, PathRole::document,
         Checked::nothing,
-        QT_TRANSLATE_NOOP("InspectFields",
-                          "The other file of a pair. Without it the one beside the file is taken, as .tbu for .tbuh.")},
+        QT_TRANSLATE_NOOP(
+            "InspectFields",
+            "The other file of a pair. Without it the file next to the first one is used, such as .tbu for .tbuh.")},
     Row{"firmware", sourceGroup, QT_TRANSLATE_NOOP("InspectFields", "Firmware"), FieldKind::inFiles, PathRole::firmware,
         Checked::hexadecimal,
         QT_TRANSLATE_NOOP("InspectFields",
@@ -159,7 +161,7 @@ QList<FieldChoice> formatChoices() {
     std::sort(choices.begin(), choices.end(), [](const FieldChoice& a, const FieldChoice& b) {
         return a.label.compare(b.label, Qt::CaseInsensitive) < 0;
     });
-    choices.prepend({QString(), text(QT_TRANSLATE_NOOP("InspectFields", "found by itself"))});
+    choices.prepend({QString(), text(QT_TRANSLATE_NOOP("InspectFields", "found automatically"))});
     return choices;
 }
 

@@ -33,10 +33,10 @@ constexpr std::array taskRows = {
     TaskRow{"key", QT_TRANSLATE_NOOP("KeysPage", "Key: 16 random bytes"), KeyTask::randomFile, 16},
     TaskRow{"nonce12", QT_TRANSLATE_NOOP("KeysPage", "Nonce: 12 random bytes"), KeyTask::randomFile, 12},
     TaskRow{"nonce16", QT_TRANSLATE_NOOP("KeysPage", "Nonce: 16 random bytes"), KeyTask::randomFile, 16},
-    TaskRow{"random", QT_TRANSLATE_NOOP("KeysPage", "Random bytes of another number"), KeyTask::randomFile, 0},
+    TaskRow{"random", QT_TRANSLATE_NOOP("KeysPage", "Random bytes of any number"), KeyTask::randomFile, 0},
     TaskRow{"curve", QT_TRANSLATE_NOOP("KeysPage", "Elliptic-curve key pair, 256 bits"), KeyTask::curvePair, 0},
     TaskRow{"rsa", QT_TRANSLATE_NOOP("KeysPage", "RSA key pair, 4096 bits"), KeyTask::rsaPair, 0},
-    TaskRow{"hash", QT_TRANSLATE_NOOP("KeysPage", "Hash of a public key that exists"), KeyTask::publicKeyHash, 0},
+    TaskRow{"hash", QT_TRANSLATE_NOOP("KeysPage", "Hash of an existing public key"), KeyTask::publicKeyHash, 0},
 };
 
 const TaskRow& rowOf(const QString& id) {
@@ -290,7 +290,7 @@ void KeysPage::run() {
     wanted.replaced = existingOutputs(wanted);
     for (const QString& path : std::as_const(wanted.replaced)) {
         if (!context_.dialogs.confirm(
-                this, tr("“%1” exists already. What it holds would be lost for good. Replace it?").arg(path),
+                this, tr("“%1” exists already. Its content would be lost for good. Replace it?").arg(path),
                 tr("Replace"))) {
             return;
         }

@@ -83,7 +83,7 @@ bool hashPublicKey(const evp_pkey_st* key, KeyAnswer& answer) {
 KeyAnswer makeRandomFile(const KeyRequest& request) {
     QByteArray bytes;
     if (!randomBytes(request.size, bytes)) {
-        return faultAnswer(words("The random generator of this system gives nothing."));
+        return faultAnswer(words("The random generator of this system fails."));
     }
     const WipeOnExit wiped(bytes);
     if (replaceFile(request.path, bytes, FileAccess::ownerReadsAndWrites) != ReplaceResult::done) {

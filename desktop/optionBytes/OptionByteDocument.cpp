@@ -140,10 +140,10 @@ bool OptionByteDocument::save(const QString& path, QString& fault) {
     const QByteArray content = writeOptionBytes(table_);
     switch (replaceFile(path, content)) {
         case ReplaceResult::cannotOpen:
-            fault = tr("The file can't be made there. What stood there is as it was.");
+            fault = tr("The file can't be made there. An existing file is unchanged.");
             return false;
         case ReplaceResult::cannotWrite:
-            fault = tr("Not every byte could be written. What stood there is as it was.");
+            fault = tr("Not every byte could be written. An existing file is unchanged.");
             return false;
         case ReplaceResult::done:
             break;

@@ -86,7 +86,7 @@ OptionBytePage::OptionBytePage(PageContext& context, QWidget* parent)
       devices_(new QComboBox),
       newTable_(new QPushButton(tr("&New Table"))),
       changedText_(new QLabel),
-      reload_(new QPushButton(tr("Open It &Anew"))),
+      reload_(new QPushButton(tr("Open It &Again"))),
       changedBar_(makeChangedBar()),
       body_(new QStackedWidget),
       words_(new OptionByteList(document_)),
@@ -160,8 +160,7 @@ QWidget* OptionBytePage::makeDeviceRow() {
     newTable_->setObjectName(QStringLiteral("newTable"));
     auto* folder = new QPushButton(tr("Des&criptions…"));
     folder->setObjectName(QStringLiteral("descriptions"));
-    folder->setToolTip(
-        tr("Chooses your own folder of device descriptions, which are found besides those of the program."));
+    folder->setToolTip(tr("Chooses your own folder of device descriptions, in addition to those of the program."));
 
     auto* layout = new QHBoxLayout(row);
     layout->setContentsMargins({});
@@ -213,8 +212,8 @@ QWidget* OptionBytePage::makeEmpty() {
     title->setFont(Theme::headlineFont());
     auto* text = new ToneLabel(ThemeColor::quiet);
     text->setText(
-        tr("A table is a CSV file of labels and words, as an install image takes it. A device begins a new table, "
-           "which has the words that the device has after a reset."));
+        tr("A table is a CSV file of labels and words, as an install image needs it. Choosing a device starts a new "
+           "table with the values that its words have after a reset."));
     text->setAlignment(Qt::AlignHCenter);
     const int width = fontMetrics().averageCharWidth() * 72;
     text->setFixedSize(width, text->heightForWidth(width));
@@ -311,8 +310,9 @@ bool OptionBytePage::saveTo(const QString& path) {
         return false;
     }
     if (path == document_.path() && QFileInfo::exists(path) && document_.differsFromFile() &&
-        !context_.dialogs.confirm(this, tr("“%1” holds something else now than was opened or saved here.").arg(path),
-                                  tr("Replace"))) {
+        !context_.dialogs.confirm(
+            this, tr("“%1” was changed by another program since it was opened or saved here.").arg(path),
+            tr("Replace"))) {
         return false;
     }
     QString fault;
@@ -459,8 +459,8 @@ void OptionBytePage::watchFile() {
 
 void OptionBytePage::lookAtFile() {
     const bool isThere = QFileInfo::exists(document_.path());
-    changedText_->setText(isThere ? tr("The file holds something else now than was opened or saved here.")
-                                  : tr("The file is gone. Saving makes it anew."));
+    changedText_->setText(isThere ? tr("The file was changed by another program since it was opened or saved here.")
+                                  : tr("The file is gone. Saving makes it again."));
     reload_->setVisible(isThere);
     changedBar_->setVisible(document_.differsFromFile());
     watchFile();
@@ -468,7 +468,7 @@ void OptionBytePage::lookAtFile() {
 
 void OptionBytePage::reload() {
     if (!isModified() ||
-        context_.dialogs.confirm(this, tr("Your changes are lost when the file is opened anew."), tr("Open Anew"))) {
+        context_.dialogs.confirm(this, tr("Your changes are lost when the file is opened again."), tr("Open Again"))) {
         (void)openFile(document_.path());
     }
 }

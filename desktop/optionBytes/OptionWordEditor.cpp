@@ -169,7 +169,7 @@ void OptionWordEditor::makeFields() {
                 ? tr("Choose a device to see the fields of this word. Without one it is edited as a whole.")
                 : tr("The description of the device has no register of this name. The word is edited as a whole.")));
     } else if (reg->fields.isEmpty()) {
-        layout->addWidget(emptyText(tr("The description tells no fields of this register. It is edited as a whole.")));
+        layout->addWidget(emptyText(tr("The description lists no fields of this register. It is edited as a whole.")));
     } else {
         const int nameWidth = OptionFieldEditor::nameWidthOf(reg->fields, font());
         int choiceWidth = 0;
@@ -223,7 +223,7 @@ void OptionWordEditor::refresh() {
         remarks += sentence(document_.remark(word_));
     }
     if (((value ^ saved) & fixedBits(reg)) != 0) {
-        remarks += tr("Read-only bits are changed, which a device doesn't heed.");
+        remarks += tr("Read-only bits are changed; a device ignores them.");
     }
     remark_->setText(remarks.join(u'\n'));
     remark_->setVisible(!remark_->text().isEmpty());

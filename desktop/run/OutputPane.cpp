@@ -67,7 +67,7 @@ OutputPane::OutputPane(PageContext& context, QWidget* parent)
     setTabStopDistance(8 * fontMetrics().horizontalAdvance(u' '));
     setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
     setAccessibleName(tr("Output"));
-    setPlaceholderText(tr("What the tool says is shown here."));
+    setPlaceholderText(tr("The output of the tool is shown here."));
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
     note_->setText(tr("Only the last %1 lines are kept.").arg(QLocale().toString(maxLines)));
     note_->setForegroundRole(QPalette::PlaceholderText);

@@ -324,7 +324,7 @@ void RunPanel::Inside::showEnd(const ToolEnd& end) {
                 showStatus(StatusMark::Kind::good, tr("Ended with status 0 in %1 s").arg(time));
             } else if (status == 0) {
                 showStatus(StatusMark::Kind::bad,
-                           tr("Ended with status 0 in %1 s, yet the tool tells of an error").arg(time));
+                           tr("Ended with status 0 in %1 s, but the tool reported an error").arg(time));
             } else {
                 showStatus(StatusMark::Kind::bad,
                            tr("Ended with status %1 in %2 s").arg(QString::number(status), time));
@@ -332,7 +332,7 @@ void RunPanel::Inside::showEnd(const ToolEnd& end) {
             break;
         case ToolEnd::Kind::crashed:
             showStatus(StatusMark::Kind::bad,
-                       tr("Broken off by signal %1 (%2) after %3 s")
+                       tr("Ended by signal %1 (%2) after %3 s")
                            .arg(QString::number(end.status), QString::fromLocal8Bit(strsignal(end.status)), time));
             break;
         case ToolEnd::Kind::stopped:

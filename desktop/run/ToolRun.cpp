@@ -94,7 +94,7 @@ void ToolRun::start(const QString& program, const QStringList& arguments, const 
     int slave = -1;
     QString fault;
     if (!openTerminal(slave, fault)) {
-        fail(tr("There is no terminal to be had: %1.").arg(fault));
+        fail(tr("No terminal is available: %1.").arg(fault));
         return;
     }
 

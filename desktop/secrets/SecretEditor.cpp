@@ -64,7 +64,7 @@ void setLine(QLineEdit* line, const QString& text) {
 QString sizeTold(const SecretSize& size) {
     const qint64 bytes = size.bytes - size.nonceBytes;
     const QString told = counted(bytes, SecretEditor::tr("1 byte"), SecretEditor::tr("%1 bytes"));
-    return size.nonceBytes > 0 ? SecretEditor::tr("%1 behind a nonce of %2").arg(told).arg(size.nonceBytes) : told;
+    return size.nonceBytes > 0 ? SecretEditor::tr("%1 after a nonce of %2").arg(told).arg(size.nonceBytes) : told;
 }
 
 /// Whether the item has an empty value that may be replaced without asking.

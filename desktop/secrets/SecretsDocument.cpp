@@ -306,7 +306,7 @@ bool SecretsDocument::load(const QString& path, QString& fault) {
 
 bool SecretsDocument::save(const QString& path, QString& fault) {
     if (replaceFile(path, text(), FileAccess::ownerOnly) != ReplaceResult::done) {
-        fault = tr("“%1” can't be written. What stood there is as it was.").arg(path);
+        fault = tr("“%1” can't be written. An existing file is unchanged.").arg(path);
         return false;
     }
     path_ = path;

@@ -19,7 +19,7 @@ SecretsFooter::SecretsFooter(QWidget* parent)
       make_(new QPushButton(tr("&Make Image…"))) {
     inspect_->setObjectName(QStringLiteral("inspect"));
     make_->setObjectName(QStringLiteral("makeImage"));
-    inspect_->setToolTip(tr("Opens the image on the page that shows what it holds."));
+    inspect_->setToolTip(tr("Opens the image on the page that shows its contents."));
     inspect_->hide();
     Theme::setFilled(*make_);
 

@@ -181,11 +181,11 @@ QString overwrittenInput(const QList<SecretItem>& items, const QString& folder, 
 SecretsOpenPoint headWordPoint(const QList<SecretItem>& items, const QString& folder) {
     const SecretItem& first = items.constFirst();
     if (first.Offset != fixedSecrets::headWord) {
-        return {0, text("An image of this device takes word 56 from its first item. Put an item for word 56 first, of "
-                        "zeros if nothing is to stand there.")};
+        return {0, text("An image of this device takes word 56 from its first item. Put an item for word 56 "
+                        "first, with zeros if the word is unused.")};
     }
     if (secretSize(first, folder).words() > 1) {
-        return {0, text("%1: word 56 stands alone in an image, so its item has one word.").arg(first.Name)};
+        return {0, text("%1: word 56 is separate in an image, so its item must have one word.").arg(first.Name)};
     }
     return {};
 }
@@ -344,7 +344,7 @@ SecretsMade makeSecretsImage(std::uint32_t deviceId, const QList<SecretItem>& it
         if (item.isFile) {
             item.PathOrWord = secretFile(item.PathOrWord, folder);
         } else if (digitsOf(item).size() > digitsPerWord && !giveWordsAsFile(item, files)) {
-            made.fault = text("There isn't memory enough for the words.");
+            made.fault = text("There isn't enough memory for the words.");
             return made;
         }
     }
@@ -361,7 +361,7 @@ SecretsMade makeSecretsImage(std::uint32_t deviceId, const QList<SecretItem>& it
 bool readSecretsImage(const Device& device, const QString& path, QByteArrayList& items, QString& fault,
                       QString& remark) {
     if (!makesSecretsFor(device.deviceId)) {
-        fault = text("Images are known of the devices 0x500, 0x501 and 0x505.");
+        fault = text("Images can be read for the devices 0x500, 0x501 and 0x505.");
         return false;
     }
     if (!QFileInfo(path).isFile() || QFileInfo(path).size() > maxImageSize) {

@@ -174,7 +174,7 @@ TemplateField imageField(const McubootParam& param) {
                  : param.kind == dataType ? FieldKind::fixed
                                           : FieldKind::text;
     if (param.link) {
-        field.lock = words("The tool takes the value out of the linked template.");
+        field.lock = words("The tool reads the value from the linked template.");
         field.value = words("from the linked template");
         field.kind = FieldKind::text;
     }
@@ -186,7 +186,7 @@ TemplateField switchOf(const McubootParam& param, const TemplateField& field) {
     TemplateField made;
     made.isSwitch = true;
     made.name = field.name;
-    made.tip = words("Unchecked, the parameter isn't handed to imgtool.");
+    made.tip = words("Unchecked, the parameter isn't passed to imgtool.");
     made.kind = FieldKind::check;
     made.trueText = QStringLiteral("1");
     made.falseText = QStringLiteral("0");
@@ -287,7 +287,7 @@ bool checkTags(const TemplateForm& form) {
 /// the low bytes of a decimal Bool value.
 Verdict checkFieldNumber(const QString& text, const ObkeyParam& param) {
     if (param.width < 0 || param.width > widestField) {
-        return fault(words("The template gives this field a width that the tool refuses."));
+        return fault(words("The template gives this field a width that the tool rejects."));
     }
     const QString size = bytesText(param.width);
     bool isNumber = isHexValue(text);
@@ -308,7 +308,7 @@ Verdict checkData(const QString& text, const ObkeyParam& param) {
     const MessageCollector messages;
     if (!checkDataValue(text, QString(), width)) {
         if (width == 0 || width > 8) {
-            return fault(words("The template gives this field a width that the tool refuses."));
+            return fault(words("The template gives this field a width that the tool rejects."));
         }
         if (!isHexValue(text) && !isDecimalValue(text)) {
             return fault(words("A number is hexadecimal with 0x, or decimal."));
@@ -376,12 +376,12 @@ Verdict checkKey(const QString& path, qint64 size, const ObkeyParam& param) {
     const bool derives = param.type.value_or(QString()).compare(QLatin1String("Public"), Qt::CaseInsensitive) == 0;
     const QString form = param.useHash ? words("as SHA-256") : words("as DER");
     if (firstLine.contains("PUBLIC")) {
-        return derives ? fault(words("The template wants the private key here, and takes the public one out of it."))
+        return derives ? fault(words("The template needs the private key here and derives the public key from it."))
                        : good(words("Public key, %1").arg(form));
     }
     if (firstLine.contains("PRIVATE")) {
-        return good(derives ? words("Private key, of which imgtool takes the public one")
-                            : words("Private key: it goes into the provisioning file itself"));
+        return good(derives ? words("Private key; imgtool derives the public key from it")
+                            : words("Private key: the provisioning file will contain it"));
     }
     return fault(words("The first line names neither a public nor a private key."));
 }
@@ -452,7 +452,7 @@ bool readTemplateForm(const QString& path, const QString& schemaFolder, Template
     if (!validateTemplate(read.path, schema, read.text) || !parse(read) || !checkTags(read)) {
         fault = shortText(messages.faults(), longestTip);
         if (fault.isEmpty()) {
-            fault = words("This file is no template, or has an element that templates don't know.");
+            fault = words("This file is no template, or has an element that templates can't have.");
         }
         return false;
     }

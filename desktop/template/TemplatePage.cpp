@@ -455,7 +455,7 @@ bool TemplatePage::saveTo(const QString& path) {
     }
     const MessageCollector messages;
     if (replaceFile(path, text) != ReplaceResult::done) {
-        context_.dialogs.showFault(this, tr("“%1” can't be written. What stood there is as it was.").arg(path));
+        context_.dialogs.showFault(this, tr("“%1” can't be written. An existing file is unchanged.").arg(path));
         return false;
     }
     form_->text = text;
@@ -485,10 +485,10 @@ bool TemplatePage::saveAs() {
     const QString path = QFileInfo(chosen).absoluteFilePath();
     const bool isMoved = QFileInfo(path).path() != QFileInfo(form_->path).path();
     if (isMoved && !form_->image.linkedTemplates.isEmpty() &&
-        !context_.dialogs.confirm(
-            this,
-            tr("The template takes values out of others, which it will look for from its new folder. Save it there?"),
-            tr("Save"))) {
+        !context_.dialogs.confirm(this,
+                                  tr("The template reads values from other templates, which the tool will search for "
+                                     "from its new folder. Save it there?"),
+                                  tr("Save"))) {
         return false;
     }
     // The file dialog has asked about replacing any other file.

@@ -231,7 +231,7 @@ TEST_F(JobPageTest, TellsWhatIsMissingHereAndAFailureThatTheStatusDoesNotTell) {
     ASSERT_TRUE(DesktopKit::waitFor([&] { return !page->isBusy(); }));
     qunsetenv("IMGTOOL_ANSWER");
     EXPECT_TRUE(shownStatus(kit).startsWith(QLatin1String("Ended with status 0"))) << qUtf8Printable(shownStatus(kit));
-    EXPECT_TRUE(shownStatus(kit).endsWith(QLatin1String("yet the tool tells of an error")));
+    EXPECT_TRUE(shownStatus(kit).endsWith(QLatin1String("but the tool reported an error")));
     QFile::remove(folder.path("imgtool"));
     kit.type("key", QStringLiteral("keys/other.pem"));
     EXPECT_TRUE(hint->isVisible() && hint->text().startsWith(QLatin1String("There is no imgtool on the PATH.")));

@@ -183,7 +183,8 @@ TEST(OptionBytePage, LosesNothingUnasked) {
 
     // Somebody else's change of the file is told, and not written over without a question.
     const QString path = kit.folder.write("new.csv", "PROTECTION,1\n");
-    EXPECT_TRUE(DesktopKit::waitFor([&kit] { return showsText(kit, QStringLiteral("holds something else now")); }));
+    EXPECT_TRUE(
+        DesktopKit::waitFor([&kit] { return showsText(kit, QStringLiteral("was changed by another program")); }));
     QTest::keyClick(kit.find("field.Chime"), Qt::Key_Space);
     EXPECT_FALSE(kit.window->page()->save());
     EXPECT_EQ(kit.folder.read("new.csv"), "PROTECTION,1\n");

@@ -69,8 +69,8 @@ TEST_F(TemplateFormTest, SaysWhetherTheToolTakesAValue) {
         {"Pick", "0xFFFF", true, "2 bytes"},
         {"Pick", "0x10000", false, "0x10000 is too wide: the field has 2 bytes."},
         {"Pick", "65536", false, "65536 is too wide: the field has 2 bytes."},
-        {"Key", "./key.pem", false, "The template wants the private key here, and takes the public one out of it."},
-        {"Key", "./private.pem", true, "Private key, of which imgtool takes the public one"},
+        {"Key", "./key.pem", false, "The template needs the private key here and derives the public key from it."},
+        {"Key", "./private.pem", true, "Private key; imgtool derives the public key from it"},
         {"Key", "./none.pem", false, "The first line names neither a public nor a private key."},
     };
     for (const auto& row : rows) {

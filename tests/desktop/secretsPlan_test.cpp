@@ -82,7 +82,7 @@ TEST(SecretsPlan, RefusesAnImageThatWouldBeWrong) {
          {.index = 204, .protection = ctr, .pathOrWord = text("data"), .isFile = true},
          "nonce”, which it is made from."},
         {0x500, {.index = 59, .pathOrWord = text("0x00000001")}, "takes word 56 from its first item"},
-        {0x500, {.index = 56, .pathOrWord = text("0x0000000100000002")}, "word 56 stands alone in an image"},
+        {0x500, {.index = 56, .pathOrWord = text("0x0000000100000002")}, "word 56 is separate in an image"},
         {0x455, {.index = 56, .pathOrWord = text("0x00000001")}, "Images are made for the devices"},
     };
     for (const auto& row : rows) {

@@ -69,7 +69,7 @@ void BitView::setWord(const Word& word) {
     word_ = word;
     cursor_ = std::min(cursor_, word_.bits - 1);
     hoveredBit_ = std::min(hoveredBit_, word_.bits - 1);
-    setAccessibleDescription(tell(cursor_));
+    setAccessibleDescription(descriptionOf(cursor_));
     update();
 }
 
@@ -141,7 +141,7 @@ int BitView::fieldOf(int bit) const {
     return -1;
 }
 
-QString BitView::tell(int bit) const {
+QString BitView::descriptionOf(int bit) const {
     const int index = fieldOf(bit);
     const QString is = isSet(word_.value, bit) ? QStringLiteral("1") : QStringLiteral("0");
     if (index < 0) {
@@ -156,7 +156,7 @@ QString BitView::tell(int bit) const {
 
 void BitView::moveCursor(int bit) {
     cursor_ = std::clamp(bit, 0, word_.bits - 1);
-    setAccessibleDescription(tell(cursor_));
+    setAccessibleDescription(descriptionOf(cursor_));
     emit fieldChosen(fieldOf(cursor_));
     update();
 }
@@ -372,6 +372,6 @@ void BitView::paintInfo(QPainter& painter) const {
     if (bit >= 0) {
         painter.setPen(palette().color(QPalette::WindowText));
         painter.drawText(room, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
-                         painter.fontMetrics().elidedText(tell(bit), Qt::ElideRight, room.width()));
+                         painter.fontMetrics().elidedText(descriptionOf(bit), Qt::ElideRight, room.width()));
     }
 }

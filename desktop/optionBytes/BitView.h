@@ -54,7 +54,7 @@ class BitView : public QWidget {
     [[nodiscard]] QRect columnsOf(const DeviceField& field) const;
     [[nodiscard]] int bitAt(int x) const;
     [[nodiscard]] int fieldOf(int bit) const;
-    [[nodiscard]] QString tell(int bit) const;
+    [[nodiscard]] QString descriptionOf(int bit) const;
     void moveCursor(int bit);
     void toggle(int bit);
     void paintDigits(QPainter& painter) const;

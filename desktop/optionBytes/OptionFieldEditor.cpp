@@ -166,7 +166,7 @@ void OptionFieldEditor::setWords(std::uint32_t value, std::uint32_t saved, std::
     if (number_ != nullptr && !keepsEntry) {
         number_->setText(hexText(value_, static_cast<int>(field_.width)));
     }
-    tellState(field_.valueIn(reset), keepsEntry);
+    showState(field_.valueIn(reset), keepsEntry);
 }
 
 void OptionFieldEditor::setChoice(std::uint32_t value) {
@@ -182,7 +182,7 @@ void OptionFieldEditor::setChoice(std::uint32_t value) {
     }
 }
 
-void OptionFieldEditor::tellState(std::uint32_t reset, bool keepsHint) {
+void OptionFieldEditor::showState(std::uint32_t reset, bool keepsHint) {
     QStringList states = {bitsText(field_)};
     if (isEdited_) {
         states += tr("changed");
@@ -269,7 +269,7 @@ void OptionFieldEditor::focusEntry() {
     }
 }
 
-QWidget* OptionFieldEditor::tabBehind(QWidget* before) {
+QWidget* OptionFieldEditor::tabAfter(QWidget* before) {
     for (QWidget* editor : editors()) {
         setTabOrder(before, editor);
         before = editor;

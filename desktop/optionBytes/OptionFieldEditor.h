@@ -33,7 +33,7 @@ class OptionFieldEditor : public QWidget {
     void focusEntry();
 
     /// Puts this field after `before` in the Tab order. Returns the last widget of this field.
-    [[nodiscard]] QWidget* tabBehind(QWidget* before);
+    [[nodiscard]] QWidget* tabAfter(QWidget* before);
 
     /// The lists of a word all get the same width, so that the numbers after them are aligned.
     [[nodiscard]] int choiceWidth() const;
@@ -59,7 +59,7 @@ class OptionFieldEditor : public QWidget {
     void makeChoice();
     void makeNumber();
     void setChoice(std::uint32_t value);
-    void tellState(std::uint32_t reset, bool keepsHint);
+    void showState(std::uint32_t reset, bool keepsHint);
     void showHint();
     [[nodiscard]] QList<QWidget*> editors() const;
     void watch(QWidget* editor, const QString& name);

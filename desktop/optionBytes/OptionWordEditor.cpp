@@ -195,7 +195,7 @@ void OptionWordEditor::makeFields() {
     // Without this, widgets that are made later would come last in the Tab order.
     QWidget* before = setReset_;
     for (OptionFieldEditor* editor : std::as_const(fields_)) {
-        before = editor->tabBehind(before);
+        before = editor->tabAfter(before);
     }
 }
 

@@ -106,8 +106,8 @@ struct RunPanel::Inside {
     Job job;      ///< the job that the page shows
     Job running;  ///< the current run, or the last one
     bool showsEnd = false;
-    bool toldError = false;  ///< whether the current or last run printed an error
-    QStringList made;        ///< absolute paths of the outputs that exist
+    bool hasReportedError = false;  ///< whether the current or last run printed an error
+    QStringList made;               ///< absolute paths of the outputs that exist
     CommandLineView* commandLine = new CommandLineView;
     QPushButton* copyButton = nullptr;
     StatusMark* mark = new StatusMark;
@@ -161,7 +161,7 @@ void RunPanel::start() {
     }
     in.running = in.job;
     in.showsEnd = false;
-    in.toldError = false;
+    in.hasReportedError = false;
     in.output->empty();
     in.run.start(in.context.toolPath, in.running.arguments, in.running.folder);
     in.progressTimer.start();
@@ -245,8 +245,9 @@ void RunPanel::Inside::build() {
     connect(runButton, &QPushButton::clicked, &panel, [this] { press(); });
     connect(&progressTimer, &QTimer::timeout, &panel, [this] { showProgress(); });
     connect(&run, &ToolRun::output, &panel, [this](const QList<StyledText>& texts) {
-        toldError = toldError || std::any_of(texts.begin(), texts.end(),
-                                             [](const StyledText& text) { return text.style == TextStyle::error; });
+        hasReportedError = hasReportedError || std::any_of(texts.begin(), texts.end(), [](const StyledText& text) {
+                               return text.style == TextStyle::error;
+                           });
         output->add(texts);
     });
     connect(&run, &ToolRun::ended, &panel, [this](const ToolEnd& end) { showEnd(end); });
@@ -319,7 +320,7 @@ void RunPanel::Inside::showEnd(const ToolEnd& end) {
         case ToolEnd::Kind::ended:
             status = end.status;
             // The tool reports some failures by a message only, with status 0.
-            if (status == 0 && !toldError) {
+            if (status == 0 && !hasReportedError) {
                 offerOutputs();
                 showStatus(StatusMark::Kind::good, tr("Ended with status 0 in %1 s").arg(time));
             } else if (status == 0) {

@@ -45,7 +45,7 @@ class MapKey : public QWidget {
 }  // namespace
 
 OtpMapPanel::OtpMapPanel(QWidget* parent)
-    : QWidget(parent), view_(new OtpMapView), told_(new ToneLabel(ThemeColor::quiet)) {
+    : QWidget(parent), view_(new OtpMapView), description_(new ToneLabel(ThemeColor::quiet)) {
     auto* title = new QLabel(tr("OTP words"));
     QFont bold = title->font();
     bold.setWeight(QFont::DemiBold);
@@ -69,21 +69,22 @@ OtpMapPanel::OtpMapPanel(QWidget* parent)
     area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     area->setFocusPolicy(Qt::NoFocus);
 
-    told_->setObjectName(QStringLiteral("wordTold"));
-    told_->setWordWrap(false);
-    told_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
+    description_->setObjectName(QStringLiteral("wordDescription"));
+    description_->setWordWrap(false);
+    description_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins({});
     layout->addLayout(keys);
     layout->addWidget(area, 1);
-    layout->addWidget(told_);
-    connect(view_, &OtpMapView::pointedAt, this, &OtpMapPanel::tell);
+    layout->addWidget(description_);
+    connect(view_, &OtpMapView::pointedAt, this, &OtpMapPanel::showWord);
     connect(view_, &OtpMapView::cursorMoved, area,
             [area](const QRect& cell) { area->ensureVisible(cell.center().x(), cell.center().y(), 0, cell.height()); });
-    tell(QString());
+    showWord(QString());
 }
 
-void OtpMapPanel::tell(const QString& word) {
-    told_->setText(word.isEmpty() ? tr("Point at a word, or go to it with the arrow keys.") : word);
-    view_->setAccessibleDescription(word.isEmpty() ? view_->summary() : word + u' ' + view_->summary());
+void OtpMapPanel::showWord(const QString& description) {
+    description_->setText(description.isEmpty() ? tr("Point at a word, or go to it with the arrow keys.")
+                                                : description);
+    view_->setAccessibleDescription(description.isEmpty() ? view_->summary() : description + u' ' + view_->summary());
 }

@@ -15,8 +15,8 @@ class OtpMapPanel : public QWidget {
     [[nodiscard]] OtpMapView& view() const { return *view_; }
 
   private:
-    void tell(const QString& word);
+    void showWord(const QString& description);
 
     OtpMapView* view_;
-    ToneLabel* told_;
+    ToneLabel* description_;
 };

@@ -65,7 +65,7 @@ void OtpMapView::setMap(const OtpMap& map, const QStringList& names) {
     map_ = map;
     names_ = names;
     update();
-    emit pointedAt(hasFocus() ? told(static_cast<std::uint32_t>(cursor_)) : QString());
+    emit pointedAt(hasFocus() ? descriptionOf(static_cast<std::uint32_t>(cursor_)) : QString());
 }
 
 void OtpMapView::setChosen(const OtpItem& item) {
@@ -83,7 +83,7 @@ QString OtpMapView::summary() const {
              countOf([](const OtpWord& word) { return word.use == OtpUse::collision; }));
 }
 
-QString OtpMapView::told(std::uint32_t word) const {
+QString OtpMapView::descriptionOf(std::uint32_t word) const {
     if (word >= map_.words.size()) {
         return {};
     }
@@ -269,9 +269,9 @@ bool OtpMapView::event(QEvent* event) {
         const auto* help = static_cast<QHelpEvent*>(event);
         const qsizetype word = wordAt(help->pos());
         // Names come from a file, so they are shown as plain text.
-        QToolTip::showText(help->globalPos(),
-                           word < 0 ? QString() : Qt::convertFromPlainText(told(static_cast<std::uint32_t>(word))),
-                           this);
+        QToolTip::showText(
+            help->globalPos(),
+            word < 0 ? QString() : Qt::convertFromPlainText(descriptionOf(static_cast<std::uint32_t>(word))), this);
         return true;
     }
     return QWidget::event(event);
@@ -280,7 +280,7 @@ bool OtpMapView::event(QEvent* event) {
 void OtpMapView::point(qsizetype word) {
     if (word >= 0 && word < map_.words.size()) {
         cursor_ = word;
-        emit pointedAt(told(static_cast<std::uint32_t>(word)));
+        emit pointedAt(descriptionOf(static_cast<std::uint32_t>(word)));
         emit cursorMoved(grid().cell(word));
         update();
     }
@@ -300,7 +300,7 @@ void OtpMapView::choose(qsizetype word, bool addsFree) {
 
 void OtpMapView::mouseMoveEvent(QMouseEvent* event) {
     const qsizetype word = wordAt(event->position().toPoint());
-    emit pointedAt(word < 0 ? QString() : told(static_cast<std::uint32_t>(word)));
+    emit pointedAt(word < 0 ? QString() : descriptionOf(static_cast<std::uint32_t>(word)));
 }
 
 void OtpMapView::mousePressEvent(QMouseEvent* event) {

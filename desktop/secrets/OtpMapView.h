@@ -26,7 +26,7 @@ class OtpMapView : public QWidget {
     /// The number of words of each use.
     [[nodiscard]] QString summary() const;
     /// A sentence about a word.
-    [[nodiscard]] QString told(std::uint32_t word) const;
+    [[nodiscard]] QString descriptionOf(std::uint32_t word) const;
 
     /// Paints the inside of a word. `paintMark` paints the corner mark of words that must be filled.
     static void paintWord(QPainter& painter, const QRect& cell, OtpUse use);
@@ -40,7 +40,7 @@ class OtpMapView : public QWidget {
     void itemChosen(qsizetype item);
     /// The user pressed Return or double-clicked on a word that no item fills.
     void freeWordChosen(std::uint32_t word);
-    void pointedAt(const QString& told);
+    void pointedAt(const QString& text);
     void cursorMoved(const QRect& cell);
 
   protected:

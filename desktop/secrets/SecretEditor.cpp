@@ -61,10 +61,10 @@ void setLine(QLineEdit* line, const QString& text) {
     }
 }
 
-QString sizeTold(const SecretSize& size) {
+QString sizeText(const SecretSize& size) {
     const qint64 bytes = size.bytes - size.nonceBytes;
-    const QString told = counted(bytes, SecretEditor::tr("1 byte"), SecretEditor::tr("%1 bytes"));
-    return size.nonceBytes > 0 ? SecretEditor::tr("%1 after a nonce of %2").arg(told).arg(size.nonceBytes) : told;
+    const QString data = counted(bytes, SecretEditor::tr("1 byte"), SecretEditor::tr("%1 bytes"));
+    return size.nonceBytes > 0 ? SecretEditor::tr("%1 after a nonce of %2").arg(data).arg(size.nonceBytes) : data;
 }
 
 /// Whether the item has an empty value that may be replaced without asking.
@@ -398,7 +398,7 @@ void SecretEditor::showItem(qsizetype row, const SecretSize& size, const Verdict
     content_->setPlaceholderText(row < 0 ? QString() : isWords ? QStringLiteral("0x00000000") : tr("No file"));
     setLine(content_, item.PathOrWord);
     browse_->setEnabled(row >= 0 && !isWords);
-    dataVerdict_->tell(size.data.kind == Verdict::Kind::good && row >= 0 ? Verdict{Verdict::Kind::good, sizeTold(size)}
+    dataVerdict_->tell(size.data.kind == Verdict::Kind::good && row >= 0 ? Verdict{Verdict::Kind::good, sizeText(size)}
                                                                          : size.data);
     content_->setAccessibleDescription(size.data.text);
     showPreview(item);

@@ -54,25 +54,25 @@ SecretsFooter::Line SecretsFooter::makeLine(const char* name) {
     return line;
 }
 
-void SecretsFooter::tell(const Line& line, StatusMark::Kind kind, const QString& text) {
+void SecretsFooter::showLine(const Line& line, StatusMark::Kind kind, const QString& text) {
     line.mark->show(kind);
     line.text->setText(text);
     line.row->setVisible(!text.isEmpty());
 }
 
-void SecretsFooter::tellRemarks(const Remarks& remarks, bool hasItems) {
-    tell(collisions_, StatusMark::Kind::bad, remarks.collisions);
-    tell(misplaced_, StatusMark::Kind::bad, remarks.misplaced);
-    tell(unusable_, StatusMark::Kind::bad, remarks.unusable);
-    tell(missing_, StatusMark::Kind::open, remarks.missing);
+void SecretsFooter::showRemarks(const Remarks& remarks, bool hasItems) {
+    showLine(collisions_, StatusMark::Kind::bad, remarks.collisions);
+    showLine(misplaced_, StatusMark::Kind::bad, remarks.misplaced);
+    showLine(unusable_, StatusMark::Kind::bad, remarks.unusable);
+    showLine(missing_, StatusMark::Kind::open, remarks.missing);
     const bool isGood = hasItems && remarks.collisions.isEmpty() && remarks.misplaced.isEmpty() &&
                         remarks.unusable.isEmpty() && remarks.missing.isEmpty();
     allGood_.text->setText(isGood ? tr("Nothing collides, and nothing is missing.") : QString());
     allGood_.row->setVisible(isGood && result_.text->text().isEmpty());
 }
 
-void SecretsFooter::tellResult(StatusMark::Kind kind, const QString& text) {
-    tell(result_, kind, text);
+void SecretsFooter::showResult(StatusMark::Kind kind, const QString& text) {
+    showLine(result_, kind, text);
     allGood_.row->setVisible(!allGood_.text->text().isEmpty() && text.isEmpty());
 }
 

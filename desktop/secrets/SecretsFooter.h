@@ -21,8 +21,8 @@ class SecretsFooter : public QWidget {
     };
 
     /// Each remark is a sentence or empty. If all are empty, the footer says that the items are good.
-    void tellRemarks(const Remarks& remarks, bool hasItems);
-    void tellResult(StatusMark::Kind kind, const QString& text);
+    void showRemarks(const Remarks& remarks, bool hasItems);
+    void showResult(StatusMark::Kind kind, const QString& text);
     void offerInspect(bool isOffered);
     void setBusy(bool isBusy);
 
@@ -41,7 +41,7 @@ class SecretsFooter : public QWidget {
     };
 
     [[nodiscard]] Line makeLine(const char* name);
-    static void tell(const Line& line, StatusMark::Kind kind, const QString& text);
+    static void showLine(const Line& line, StatusMark::Kind kind, const QString& text);
 
     Line collisions_;
     Line misplaced_;

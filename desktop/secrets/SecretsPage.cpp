@@ -199,7 +199,7 @@ void SecretsPage::connectDocument() {
     const auto look = [this](qsizetype row) {
         row_ = row;
         if (!isBusy_) {  // the result belongs to another version of the document
-            footer_->tellResult(StatusMark::Kind::none, QString());
+            footer_->showResult(StatusMark::Kind::none, QString());
             footer_->offerInspect(false);
         }
         refresh();
@@ -301,7 +301,7 @@ void SecretsPage::refresh() {
     duplicate_->setEnabled(row_ >= 0);
     up_->setEnabled(row_ > 0);
     down_->setEnabled(row_ >= 0 && row_ + 1 < items.size());
-    footer_->tellRemarks({collisionsTold(plan_), misplacedTold(plan_), unusableTold(plan_), missingTold(plan_, fuses)},
+    footer_->showRemarks({collisionsText(plan_), misplacedText(plan_), unusableText(plan_), missingText(plan_, fuses)},
                          !items.isEmpty());
 }
 
@@ -455,14 +455,14 @@ void SecretsPage::run() {
     footer_->offerInspect(false);
     const SecretsOpenPoint open = secretsOpenPoint(device().deviceId, document_.items(), document_.folder());
     if (!open.text.isEmpty()) {
-        footer_->tellResult(StatusMark::Kind::bad, open.text);
+        footer_->showResult(StatusMark::Kind::bad, open.text);
         if (open.item >= 0) {
             choose(open.item);
             editor_->focusData();
         }
         return;
     }
-    footer_->tellResult(StatusMark::Kind::none, QString());
+    footer_->showResult(StatusMark::Kind::none, QString());
     const QString path =
         context_.dialogs.saveFile(this, tr("Make Secrets Image"), PathRole::output,
                                   tr("Secrets images (*.bin);;All files (*)"), QStringLiteral("secrets.bin"));
@@ -471,7 +471,7 @@ void SecretsPage::run() {
     }
     isBusy_ = true;
     footer_->setBusy(true);
-    footer_->tellResult(StatusMark::Kind::running, tr("Making “%1”…").arg(QFileInfo(path).fileName()));
+    footer_->showResult(StatusMark::Kind::running, tr("Making “%1”…").arg(QFileInfo(path).fileName()));
     emit stateChanged();
     worker_.start([this, id = device().deviceId, items = document_.items(), folder = document_.folder(),
                    documentPath = document_.path(), path] {
@@ -484,10 +484,10 @@ void SecretsPage::finishImage(const SecretsMade& made, const QString& path, bool
     isBusy_ = false;
     footer_->setBusy(false);
     if (made.words < 0) {
-        footer_->tellResult(StatusMark::Kind::bad, tr("No image was made. %1").arg(made.fault));
+        footer_->showResult(StatusMark::Kind::bad, tr("No image was made. %1").arg(made.fault));
     } else {
         const QString words = counted(made.words, tr("1 OTP word"), tr("%1 OTP words"));
-        footer_->tellResult(made.warning.isEmpty() ? StatusMark::Kind::good : StatusMark::Kind::open,
+        footer_->showResult(made.warning.isEmpty() ? StatusMark::Kind::good : StatusMark::Kind::open,
                             tr("%1 made: %2. %3").arg(QFileInfo(path).fileName(), words, made.warning).trimmed());
     }
     imagePath_ = path;
@@ -533,13 +533,13 @@ void SecretsPage::readImageAt(const QString& path) {
     QString remark;
     footer_->offerInspect(false);
     if (!readSecretsImage(device(), path, items, fault, remark)) {
-        footer_->tellResult(StatusMark::Kind::bad, tr("No image was read. %1").arg(fault));
+        footer_->showResult(StatusMark::Kind::bad, tr("No image was read. %1").arg(fault));
         return;
     }
     editor_->hideData();
     document_.clear(items);
     const QString count = counted(items.size(), tr("1 item"), tr("%1 items"));
-    footer_->tellResult(
+    footer_->showResult(
         StatusMark::Kind::good,
         tr("%1 read: %2 in a new document. %3").arg(QFileInfo(path).fileName(), count, remark).trimmed());
 }

@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr qsizetype mostTold = 4;       // parts of a sentence
+constexpr qsizetype mostParts = 4;      // parts of a sentence
 constexpr qsizetype longestShown = 64;  // characters of a text of the document
 
 QString text(const char* source) {
@@ -20,9 +20,9 @@ QString listed(const QString& sentence, QStringList parts) {
     if (parts.isEmpty()) {
         return {};
     }
-    if (parts.size() > mostTold) {
-        const qsizetype more = parts.size() - mostTold;
-        parts = parts.first(mostTold);
+    if (parts.size() > mostParts) {
+        const qsizetype more = parts.size() - mostParts;
+        parts = parts.first(mostParts);
         parts += text("%1 more").arg(more);
     }
     return sentence.arg(parts.join(text(", ")));
@@ -123,7 +123,7 @@ Verdict placeVerdict(const SecretsPlan& plan, qsizetype item) {
                 : text("%1. The next item begins at %2.").arg(words).arg(plan.places.at(nearest.behind).first)};
 }
 
-QString collisionsTold(const SecretsPlan& plan) {
+QString collisionsText(const SecretsPlan& plan) {
     QStringList parts;
     for (const OtpCollision& at : plan.map.collisions) {
         parts += text("“%1” and “%2” in %3")
@@ -133,7 +133,7 @@ QString collisionsTold(const SecretsPlan& plan) {
     return listed(text("Collision: %1."), parts);
 }
 
-QString misplacedTold(const SecretsPlan& plan) {
+QString misplacedText(const SecretsPlan& plan) {
     QList<bool> collides(plan.places.size());
     for (const OtpCollision& at : plan.map.collisions) {
         collides[at.first] = collides[at.second] = true;
@@ -148,7 +148,7 @@ QString misplacedTold(const SecretsPlan& plan) {
     return listed(text("No place on this device: %1."), parts);
 }
 
-QString unusableTold(const SecretsPlan& plan) {
+QString unusableText(const SecretsPlan& plan) {
     QStringList parts;
     for (qsizetype item = 0; item < plan.places.size(); ++item) {
         if (plan.open.at(item).kind == Verdict::Kind::fault) {
@@ -161,7 +161,7 @@ QString unusableTold(const SecretsPlan& plan) {
                      counted(parts.size() - 1, text("1 more item has a fault."), text("%1 more items have a fault."));
 }
 
-QString missingTold(const SecretsPlan& plan, const DeviceFuses& fuses) {
+QString missingText(const SecretsPlan& plan, const DeviceFuses& fuses) {
     QStringList parts;
     for (const qsizetype fuse : plan.map.missing) {
         const FuseWords& words = fuses.words.at(fuse);

@@ -29,7 +29,7 @@ struct SecretsPlan {
 
 /// One sentence for each kind of remark: collisions, items outside the device's words, items with unusable files or
 /// words, and everything that is missing. Empty if there is none. Long lists are cut.
-[[nodiscard]] QString collisionsTold(const SecretsPlan& plan);
-[[nodiscard]] QString misplacedTold(const SecretsPlan& plan);
-[[nodiscard]] QString unusableTold(const SecretsPlan& plan);
-[[nodiscard]] QString missingTold(const SecretsPlan& plan, const DeviceFuses& fuses);
+[[nodiscard]] QString collisionsText(const SecretsPlan& plan);
+[[nodiscard]] QString misplacedText(const SecretsPlan& plan);
+[[nodiscard]] QString unusableText(const SecretsPlan& plan);
+[[nodiscard]] QString missingText(const SecretsPlan& plan, const DeviceFuses& fuses);

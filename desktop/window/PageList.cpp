@@ -23,7 +23,7 @@ QString text(const char* source) {
 }
 
 /// The words of a search that distinguish pages.
-QStringList tellingWords(const QString& search) {
+QStringList distinctiveWords(const QString& search) {
     // Words that occur in any sentence about any page.
     const QStringList fillers =
         PageList::tr("a an and by for from how i in into is it of on the through to what with").split(u' ');
@@ -168,7 +168,7 @@ bool PageList::eventFilter(QObject* watched, QEvent* event) {
     if (key != Qt::Key_Return && key != Qt::Key_Enter && key != Qt::Key_Down) {
         return false;
     }
-    if (QListWidgetItem* best = bestOf(tellingWords(search_->text())); best != nullptr) {
+    if (QListWidgetItem* best = bestOf(distinctiveWords(search_->text())); best != nullptr) {
         list_->setCurrentItem(best);
         list_->setFocus(Qt::TabFocusReason);
     }
@@ -194,7 +194,7 @@ QListWidgetItem* PageList::bestOf(const QStringList& words) const {
 }
 
 void PageList::narrow(const QString& search) {
-    const QStringList words = tellingWords(search);
+    const QStringList words = distinctiveWords(search);
     QListWidgetItem* title = nullptr;
     bool isAnyShown = false;
     for (int row = 0; row < list_->count(); ++row) {

@@ -103,9 +103,9 @@ TEST(SecretsPlan, ShowsTextsOfADocumentOnOneShortLine) {
     document.clear(
         QByteArrayList(6, secretItemText({}, {.name = text("x"), .index = 5, .pathOrWord = text("0x00000001")})));
     const SecretsPlan plan = planSecrets(plainDevice(0x500), document.items(), QString());
-    EXPECT_EQ(misplacedTold(planSecrets(plainDevice(0x500), document.items().first(1), QString())).toStdString(),
+    EXPECT_EQ(misplacedText(planSecrets(plainDevice(0x500), document.items().first(1), QString())).toStdString(),
               "No place on this device: “x” (5).");
-    EXPECT_TRUE(collisionsTold(plan).endsWith(QStringLiteral(" more."))) << collisionsTold(plan).toStdString();
+    EXPECT_TRUE(collisionsText(plan).endsWith(QStringLiteral(" more."))) << collisionsText(plan).toStdString();
 }
 
 TEST(SecretsDocument, KeepsItsLimitsAndEveryBitOfAProtection) {

@@ -5,7 +5,7 @@
 class QPushButton;
 class QVBoxLayout;
 
-/// An empty page that tells the user what to do: a framed area with a text and a button.
+/// An empty page with a framed area that contains an instruction and a button.
 class DropPlace : public QWidget {
     Q_OBJECT
 

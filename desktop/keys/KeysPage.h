@@ -49,6 +49,6 @@ class KeysPage : public Page {
     ToneLabel* result_;
     HashRow pointHash_;
     HashRow keyHash_;
-    QThreadPool pool_;  ///< one thread: RSA takes seconds
+    QThreadPool pool_;  ///< one thread, because making an RSA pair takes seconds
     std::shared_ptr<Work> work_;
 };

@@ -16,7 +16,7 @@ struct ToolEnd {
     enum class Kind {
         ended,       ///< by itself, with `status`
         crashed,     ///< by the signal `status`
-        stopped,     ///< on request
+        stopped,     ///< at the caller's request
         notStarted,  ///< because of `reason`
     };
 

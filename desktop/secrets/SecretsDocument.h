@@ -70,7 +70,8 @@ class SecretsDocument : public QObject {
     /// Opens the file at `path`. On failure returns false with one sentence in `fault` and leaves the document
     /// unchanged.
     [[nodiscard]] bool load(const QString& path, QString& fault);
-    /// Writes the document; a new file is for its owner alone. False with `fault`, and what stood there stays.
+    /// Writes the document. A new file is readable by its owner only. On failure returns false with `fault` and leaves
+    /// an existing file unchanged.
     [[nodiscard]] bool save(const QString& path, QString& fault);
     [[nodiscard]] QByteArray text() const;
 

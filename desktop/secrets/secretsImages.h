@@ -63,9 +63,9 @@ struct SecretsOpenPoint {
 
 /// The result of making an image.
 struct SecretsMade {
-    int words = -1;   ///< of OTP memory; -1 after a fault
-    QString fault;    ///< from the library or from this room
-    QString warning;  ///< from the library; empty for none
+    int words = -1;   ///< the number of OTP words in the image; -1 after a fault
+    QString fault;    ///< the message of the library or of this room
+    QString warning;  ///< the library's warning; empty for none
 };
 
 /// Makes the image of `items` for a device through the library, which writes `outputPath`. A new file is readable by

@@ -363,7 +363,7 @@ Verdict checkMask(const QString& text) {
                                    : good(words("%1, bits set: %2").arg(size, bits.join(QStringLiteral(", "))));
 }
 
-/// Checks the file of a key and reports what the tool takes from it.
+/// Checks the file of a key and names the part of it that the tool uses.
 Verdict checkKey(const QString& path, qint64 size, const ObkeyParam& param) {
     if (QFileInfo(path).suffix().compare(QLatin1String("pem"), Qt::CaseInsensitive) != 0) {
         return good(words("%1, taken as is").arg(bytesText(size)));

@@ -27,7 +27,7 @@ struct TemplateField {
     QString type;  ///< the engine's type: the element's name, or in image templates the parameter's type
     FieldKind kind = FieldKind::text;
     QList<TemplateChoice> choices;
-    QString trueText, falseText;  ///< of a check box: the template's texts for its two states
+    QString trueText, falseText;  ///< the template's texts for the two states of a check box
     QString value;                ///< the template's value, in the template's spelling
     QString example;
     QString lock;        ///< the reason why the user can't change it here; usually empty

@@ -67,7 +67,7 @@ TEST_F(CardCommand, ShowsAndPrograms) {
                  "Error: Failed to get available HSM info from slot 0"}});
 }
 
-/// Two runs for one card at once, which want it to have nonces of their own.
+/// Two runs that program the same card at the same time, each with its own nonce.
 class TwoRuns : public CardTest {
   protected:
     void SetUp() override {
@@ -80,7 +80,7 @@ class TwoRuns : public CardTest {
     static QString arguments(const char* run) {
         return QStringLiteral("-hsm -i 0 -k key.bin -n %1 -id %1 -mc 1 -pd perso.bin").arg(QLatin1String(run));
     }
-    /// The command for a shell. Its status goes into a file.
+    /// The shell command of the second run. It writes its output to "2.out" and its status to "2.status".
     QByteArray second() {
         return "cd " + folder.path(".").toUtf8() + " && QVORA_HSM_MODULE=" + driver + ' ' + QVORA_TOOL + ' ' +
                arguments("2").toUtf8() + " > 2.out; echo $? > 2.status";
@@ -106,8 +106,7 @@ TEST_F(TwoRuns, OfOneMachineTakeTurns) {
     }
 }
 
-// At each search and removal of one run, another one with a lock of its own programs the card from its beginning to its
-// end.
+// During each search and each removal of the first run, a second run with its own lock programs the whole card.
 TEST_F(TwoRuns, OfTwoMachinesNeverBothSucceed) {
     qputenv("FAILING_DRIVER_REAL", driver);
     bool isOver = false;

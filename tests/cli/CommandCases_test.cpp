@@ -21,7 +21,7 @@ constexpr char publicKey[] =
     "6zOg9KE5RdiYwpZP40Li/hp/m47n60p8D54WK84zV2sxXs7LtkBoN79R9Q==\n"
     "-----END PUBLIC KEY-----\n";
 
-/// 257 segments of one byte, from 0xB0000000 on, 256 bytes apart.
+/// 257 segments of one byte, 256 bytes apart, the first at 0xB0000000.
 QByteArray manySegments() {
     QByteArray text(
         ":02000004B000"
@@ -82,7 +82,7 @@ void makeFiles(const TempFolder& folder) {
     folder.write("lvm.bin", QByteArray::fromHex("2192273200"));
     folder.write("other.bin", QByteArray::fromHex("0011987642912937"));  // ends in a cut mark
     folder.write("huge.bin", {});
-    EXPECT_TRUE(QFile::resize(folder.path("huge.bin"), qint64{5} << 30));  // without taking room on the disk
+    EXPECT_TRUE(QFile::resize(folder.path("huge.bin"), qint64{5} << 30));  // a sparse file, so it uses no disk space
     folder.write("a.obk", QByteArray(12, '\0') + QByteArray(16, 'o'));
     folder.write("modules.csv", "./fw.bin,id42,0x08004000\n");
     folder.write("external.csv", "./fw.bin,none,0xB0000000,1,2,0x08001000\n");
@@ -167,7 +167,7 @@ TEST(CommandCases, MissEachMandatoryOption) {
     EXPECT_EQ(QDir(folder.path("")).entryList({QStringLiteral("new.*")}), QStringList());
 }
 
-// Three devices take an image in parts, and with a RAM size need a token. All others take one whole.
+// Three devices accept an image in parts and need a token with a RAM size. All others accept only a whole image.
 TEST(CommandCases, KnowTheirDevices) {
     const TempFolder folder;
     makeFiles(folder);
@@ -189,7 +189,7 @@ TEST(CommandCases, KnowTheirDevices) {
 
 TEST(CommandCases, ArgumentsAreInUtf8) {
     struct Row {
-        const char* bytes;  // for printf
+        const char* bytes;  // as an argument of printf
         const char* message;
     };
     constexpr Row rows[] = {
@@ -209,7 +209,7 @@ TEST(CommandCases, ArgumentsAreInUtf8) {
     }
 }
 
-// A configuration that asks for certified algorithms, on a machine without the provider that has them.
+// The OpenSSL configuration requires certified algorithms, but no provider on this machine offers them.
 TEST(CommandCases, NameTheAlgorithmThatOpensslDoesntOffer) {
     const TempFolder folder;
     makeFiles(folder);
@@ -233,7 +233,7 @@ TEST(CommandCases, NameTheAlgorithmThatOpensslDoesntOffer) {
     qunsetenv("OPENSSL_CONF");
 }
 
-// imgtool is whichever one the PATH has.
+// The tool starts the first imgtool on the PATH.
 TEST(CommandCases, TemplatesRunImgtool) {
     const TempFolder folder;
     folder.write("image.xml", templateHead + QByteArray("<McubootFormat><GlobalParam><Command>sign</Command>"

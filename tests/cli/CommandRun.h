@@ -4,18 +4,18 @@
 #include <QString>
 #include <QStringList>
 
-/// How one run of the built tool ended, and what it printed.
+/// Status and output of one run of the built tool.
 struct CommandResult {
     int status = -1;  ///< -1: it crashed or didn't start
     QByteArray output;
 
-    /// The output behind the banner, its lines joined by " | ", blanks at its end removed.
+    /// The output after the banner. Lines are joined by " | "; trailing blanks are removed.
     [[nodiscard]] std::string body() const;
 };
 
-/// Runs the built tool in `folder`, after `prepare` in its process, if one is given.
+/// Runs the built tool in `folder`. The child process calls `prepare`, if given, before it starts the tool.
 [[nodiscard]] CommandResult runCommand(const QString& folder, const QStringList& arguments,
                                        void (*prepare)() = nullptr);
 
-/// Splits a command line at blanks; double quotes keep them.
+/// Splits a command line at blanks outside of double quotes.
 [[nodiscard]] QStringList splitArguments(const QString& line);

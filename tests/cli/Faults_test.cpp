@@ -20,9 +20,9 @@ namespace {
 
 struct FaultRow {
     const char* arguments;
-    const char* output;  ///< the file that stands there before
+    const char* output;  ///< the name of the older output file in "old"
     int status;
-    const char* message;  ///< how the output ends when no file can be written
+    const char* message;  ///< the end of the output when no file can be written
     bool makesNewFile = false;
 };
 
@@ -50,16 +50,16 @@ constexpr char obkeyTemplate[] =
     "<Bool><Name>n</Name><Width>16</Width><Default>1</Default><True>1</True><False>0</False></Bool>"
     "<Output><Default>./old/o.obk</Default></Output></Obdata></Root>";
 
-// Longer than the encrypted memory image, which leaves the rest of an older file.
+// Longer than the encrypted memory image, which overwrites only the start of an older file.
 const QByteArray oldContent(2000, 'o');
 
-/// A file may have five bytes: what a full disk does to a write.
+/// Limits files to five bytes, so that writes fail as on a full disk.
 void fillDisk() {
     const rlimit limit{5, 5};
     setrlimit(RLIMIT_FSIZE, &limit);
 }
 
-/// Root is held to the permissions of files as anybody is.
+/// Makes the permissions of files apply to root as well.
 void dropOverride() {
     prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE);
 }
@@ -113,7 +113,7 @@ TEST_F(FaultTest, LockedFolderHasItsOldFilesWrittenOver) {
     QFile::setPermissions(folder.path("old"), writable);
 }
 
-// The work is done all the same: a full disk or a reader that has gone costs the messages alone.
+// A standard output that is full or has lost its reader loses only the messages: the output file is still made.
 TEST_F(FaultTest, LostMessagesAreAFailure) {
     void (*const outputs[])() = {[] { dup2(open("/dev/full", O_WRONLY | O_CLOEXEC), STDOUT_FILENO); },
                                  [] {
@@ -131,7 +131,7 @@ TEST_F(FaultTest, LostMessagesAreAFailure) {
     }
 }
 
-// An image that its own reader refuses: a firmware that starts in the last Flash word of a module.
+// The reader rejects the new image, because its firmware starts in the last Flash word of a module.
 TEST_F(FaultTest, RefusedImageCostsNoOlderOne) {
     folder.write("m.kmd", QByteArray::fromHex("4b4d444d4147494320000008aabb"));
     ASSERT_TRUE(QFile::link(QStringLiteral("old/a.tbi"), folder.path("link.tbi")));
@@ -154,7 +154,7 @@ TEST_F(FaultTest, RefusedImageCostsNoOlderOne) {
     EXPECT_EQ(QDir(folder.path("old")).entryList(QDir::Files | QDir::Hidden).size(), qsizetype{std::size(rows)});
 }
 
-// The header is written, and waits beside its place until the other output, a pipe, has a reader.
+// The run has written the header into a hidden file and waits for a reader of the other output, a pipe.
 TEST_F(FaultTest, InterruptedRunLeavesNothing) {
     ASSERT_EQ(mkfifo(folder.path("pipe.tbu").toUtf8().constData(), 0600), 0);
     for (const int signal : {SIGINT, SIGTERM}) {
@@ -173,7 +173,7 @@ TEST_F(FaultTest, InterruptedRunLeavesNothing) {
         EXPECT_EQ(unfinished().size(), 1);
         kill(static_cast<pid_t>(process.processId()), signal);
         ASSERT_TRUE(process.waitForFinished());
-        EXPECT_EQ(process.exitStatus(), QProcess::CrashExit);  // it ended by the signal, as a shell expects
+        EXPECT_EQ(process.exitStatus(), QProcess::CrashExit);  // a shell expects an end by the signal itself
         EXPECT_EQ(unfinished(), QStringList());
         EXPECT_EQ(folder.read("old/a.tbuh"), oldContent);
     }
@@ -206,7 +206,7 @@ TEST_F(FaultTest, PipesAreReadToTheirEnd) {
     EXPECT_EQ(shell.exitCode(), 0) << shell.readAll().constData();
     EXPECT_EQ(folder.read("pipes.pvs"), folder.read("files.pvs"));
 
-    // Firmware, and a module that a list names.
+    // Firmware and a module named in a list are pipes.
     folder.write("list.mcsv", "m.bin,none,0x08010000\n");
     shell.start(QStringLiteral("sh"),
                 {QStringLiteral("-c"),
@@ -218,7 +218,7 @@ TEST_F(FaultTest, PipesAreReadToTheirEnd) {
     EXPECT_EQ(shell.exitCode(), 0) << shell.readAll().constData();
     EXPECT_EQ(folder.read("a.tbi"), folder.read("b.tbi"));
 
-    // What a command looks at twice.
+    // Pipes in place of files that a command reads twice.
     shell.start(
         QStringLiteral("sh"),
         {QStringLiteral("-c"),
@@ -235,10 +235,10 @@ TEST_F(FaultTest, PipesAreReadToTheirEnd) {
     EXPECT_EQ(folder.read("a.pvs"), folder.read("b.pvs"));
 }
 
-// What goes to a pipe can't be read back: it is verified and listed from memory, and the run ends as for a file.
+// An output to a pipe can't be read back. The tool verifies and lists it from memory and ends as for a file.
 TEST_F(FaultTest, PipesAsOutputsEndAsFilesDo) {
     struct Row {
-        const char* arguments;  // but for the output
+        const char* arguments;  // without the output option
         QString suffix;
         bool warns;
     };
@@ -282,7 +282,7 @@ TEST_F(FaultTest, PairsTakeBothPlacesOrNone) {
     EXPECT_FALSE(QFile::exists(folder.path("new.c")));
 }
 
-// The signed part of an image ends at its mark; the footer holds its length.
+// The signed part of an image ends at its mark. The footer contains its length.
 TEST_F(FaultTest, SignsUpToTheMark) {
     const struct {
         const char* mark;

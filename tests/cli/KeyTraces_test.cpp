@@ -15,7 +15,7 @@ constexpr char secretFiles[] =
     "sed -n 2p private.pem | tr -d '\\n' | head -c 64 > line && "
     "openssl genrsa -traditional -out rsa.pem 2048 2>/dev/null && "
     "sed -n 9p rsa.pem | tr -d '\\n' | head -c 64 > rsa-line && "
-    // the exponent d comes after version, modulus and e
+    // the exponent d follows version, modulus and e
     "openssl rsa -traditional -in rsa.pem -outform DER 2>/dev/null | dd bs=1 skip=300 count=64 of=exponent 2>/dev/null "
     "&& "
     "head -c 64 secrets.bin > blob && "
@@ -28,11 +28,11 @@ constexpr char secretFiles[] =
     "{ printf '\\0\\0\\0\\0\\0\\0\\0\\0\\040\\0\\0\\0'; cat backup/data.bin; printf cut; } > cut.bin && "
     "openssl rand -out body 48 && { printf '\\0\\020\\0\\014\\060\\0\\0\\0\\0\\0\\0\\0'; cat body; } > a.obk && "
     "{ head -c 40 /dev/urandom; cat key.bin; } | tail -c 64 > b.bin && "
-    // a password of the template, in the forms of bytes and of a text in memory
+    // a password of the template, as bytes and as UTF-16 text
     "printf 'correct-horse-battery' > password && printf '%s\\000' c o r r e c t - h o r s e - b > password16 && "
     "{ head -c 64 /dev/zero; printf '\\221\\051\\067\\043'; } > stack.bin";
 
-// The bytes that the stand-in for imgtool gives for a private key.
+// The bytes that imgtool-stand-in.sh prints for a private key.
 constexpr char imgtoolKey[] = "000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f2021222324252627";
 
 constexpr char provisioningTemplate[] =
@@ -57,7 +57,7 @@ constexpr TraceRow rows[] = {
     {"key.bin nonce.bin blob backup/data.bin backup/key.bin backup/nonce.bin",
      "-pvs-tbi -b secrets.bin -backup backup.bin 0x1000 -k key.bin -n nonce.bin -iv 1 -o b.pvs"},
     {"backup/data.bin", "-pvs-tbi -backup cut.bin 0x1000", 1},
-    // the file after it ends the run
+    // the run fails at the file after the key
     {"backup/data.bin", "-pvs-tbi -backup backup.bin 0x1000 -backup blink.hex 0x2000", 1},
     // no card answers, so the counter stays missing
     {"key.bin nonce.bin perso", "-hsm -i 7 -k key.bin -n nonce.bin -id F -pd perso.bin", 1},
@@ -66,13 +66,13 @@ constexpr TraceRow rows[] = {
     {"scalar line", "-sign -bin stack.bin -prvk private.pem -v 1 -o s.bin"},
     {"password password16 blob imgtool-key imgtool-text line", "-obk t.xml"},
     {"password password16 blob imgtool-key", "-obk u.xml"},
-    {"password password16", "-obk t.xml"},  // with the value that the first run wrote into the template
+    {"password password16", "-obk t.xml"},  // reads the value that the first run wrote into the template
     {"exponent rsa-line", "-signbin -k rsa.pem -f b.bin -o t.bin"},
 };
 
 TEST(KeyTraces, NoSecretStaysInMemory) {
     const TempFolder folder;
-    // What the built-in pair derives: its first half is the key of personalization data.
+    // The secret derived from the built-in pair. Its first half is the key of personalization data.
     folder.write("perso-key", QByteArray::fromHex("0963e5379da02b15148c86f014ffc36b"));
     folder.write("imgtool-key", QByteArray::fromHex(imgtoolKey));
     folder.write("imgtool-text", "0x00, 0x01, 0x02, 0x03, 0x04, 0x05,");

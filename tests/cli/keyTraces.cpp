@@ -1,7 +1,7 @@
-// Runs a program's work in this process, then looks for secrets in the memory that it leaves:
 // keyTraces FILE[@OFFSET]... -- ARGUMENT...
-// The first 12 to 64 bytes of each file, from the offset on, are one secret. Ends with the run's status, or with 99
-// where a secret is still in the heap; keys of OpenSSL are there in either byte order.
+// Runs a program's work in this process, then searches the memory of the process for secrets.
+// Each file contains one secret: the first 12 to 64 bytes from the offset on. The exit status is the run's status, or
+// 99 if a secret is still in the heap. The search covers both byte orders, because OpenSSL stores keys in either.
 
 #include "tests/cli/keyTraces.h"
 
@@ -18,9 +18,9 @@ extern "C" void __asan_describe_address(void* address) __attribute__((weak));
 
 namespace {
 
-constexpr unsigned char mask = 0xA5;  // so that a secret doesn't find itself
+constexpr unsigned char mask = 0xA5;  // keeps the search from finding its own copy of a secret
 constexpr std::uint64_t masks = 0xA5A5A5A5A5A5A5A5;
-constexpr std::uintptr_t maxMappingSize = std::uintptr_t{1} << 30;  // what is larger is a sanitizer's own book
+constexpr std::uintptr_t maxMappingSize = std::uintptr_t{1} << 30;  // larger mappings are the sanitizers' own records
 
 struct Secret {
     std::array<unsigned char, 64> masked;
@@ -57,7 +57,7 @@ bool standsAt(const unsigned char* place, const Secret& secret) {
     return forward == secret.size || backward == secret.size;
 }
 
-/// The first eight bytes of the secret, still masked, or of the secret turned round.
+/// The first eight bytes of the secret, still masked. With `turned`, the first eight of the reversed secret.
 std::uint64_t firstBytes(const Secret& secret, bool turned) {
     std::array<unsigned char, sizeof(std::uint64_t)> first{};
     for (std::size_t i = 0; i < first.size(); ++i) {
@@ -69,7 +69,7 @@ std::uint64_t firstBytes(const Secret& secret, bool turned) {
 }
 
 bool find(std::uintptr_t begin, std::uintptr_t end, const Secret& secret, const char* name) {
-    // Most places are told by their first bytes: a sanitized process has hundreds of megabytes to look at.
+    // The first bytes rule out most places quickly: a sanitized process has hundreds of megabytes to search.
     const std::uint64_t forward = firstBytes(secret, false);
     const std::uint64_t backward = firstBytes(secret, true);
     bool found = false;
@@ -88,7 +88,7 @@ bool find(std::uintptr_t begin, std::uintptr_t end, const Secret& secret, const 
     return found;
 }
 
-// The heap, and what large arrays are mapped to: all that can be written and is no file's.
+// Searches the heap and the mappings of large arrays: all memory that is writable and belongs to no file.
 bool findInHeap(const Secret& secret, const char* name) {
     std::FILE* const maps = std::fopen("/proc/self/maps", "re");
     char line[512];
@@ -125,7 +125,7 @@ int main(int argc, char** argv) {
     arguments[0] = argv[0];
     const int status = runInHere(argc - count - 1, arguments);
     for (int i = 1; i <= count; ++i) {
-        Secret secret{};  // read only now: the run may have made it
+        Secret secret{};  // read after the run, which may have made the file
         if (!readSecret(argv[i], secret)) {
             return 98;
         }

@@ -1,4 +1,4 @@
 #pragma once
 
-/// What a program of keyTraces.cpp runs: all that it made is released when this returns.
+/// The work that a program of keyTraces.cpp runs. It has released all its objects when it returns.
 int runInHere(int argc, char** argv);

@@ -15,10 +15,10 @@ namespace {
 
 using Words = std::set<std::string>;
 
-// The help shows a long form that the command has never taken.
+// The help shows a long form that the command doesn't accept.
 constexpr char shownInVain[] = "--directory";
 
-/// The words at the front of a row of the help, or in a list of names: each begins with '-'.
+/// The words at the start of a row of the help, or in a list of names, that begin with '-'.
 Words leadingWords(const QByteArray& text) {
     Words words;
     for (QByteArray word : text.simplified().split(' ')) {
@@ -33,7 +33,7 @@ Words leadingWords(const QByteArray& text) {
     return words;
 }
 
-/// The sections of the help, each as the words that its rows begin with.
+/// The sections of the help. Each is the set of the words at the start of its rows.
 std::vector<Words> helpSections() {
     std::vector<Words> sections;
     for (const QByteArray& line : runCommand(QStringLiteral("."), {QStringLiteral("-h")}).output.split('\n')) {
@@ -47,7 +47,7 @@ std::vector<Words> helpSections() {
     return sections;
 }
 
-/// What the help leaves out, by the word of the command.
+/// The options that the help doesn't list, by the word of the command.
 std::map<std::string, Words> moreOptions() {
     std::map<std::string, Words> more;
     for (const QByteArray& line : fileContent(QStringLiteral(QVORA_EXAMPLES "/more-options.tsv")).split('\n')) {
@@ -69,7 +69,7 @@ Words wordsOf(const Command& command) {
     return words;
 }
 
-/// The words of a command and of its options, without those of other commands that its table passes over.
+/// The words of a command and of its options, without the words of other commands that its table ignores.
 Words tableOf(const Command& command) {
     Words others;
     for (const Command* const other : commandChain()) {
@@ -123,7 +123,7 @@ TEST(OptionTables, AreWhatTheHelpAndItsSupplementSay) {
         shown.erase(shownInVain);
         EXPECT_EQ(taken, shown);
     }
-    EXPECT_EQ(told.size(), sections.size() - 2);  // the two lines in front of them name none
+    EXPECT_EQ(told.size(), sections.size() - 2);  // the first two lines name no option
     EXPECT_EQ(nowhere, Words());
 }
 

@@ -95,8 +95,7 @@ TEST(EcCrypto, RawSignaturesAlwaysHave64Bytes) {
     const KeyPointer key(EVP_EC_gen("P-256"));
     ASSERT_EQ(Crypto::writePublicKey(publicPath, key.get()), 1);
     const MessageCapture capture;
-    // One signature in 128 has a part with a leading zero byte; one in four has two parts with their top bit set, of
-    // which the DER is written in no time.
+    // One signature in 128 has a part with a leading zero byte. One in four has the top bit set in both parts.
     bool sawShort = false;
     bool verified = false;
     for (int i = 0; i < 2000 && !(sawShort && verified); ++i) {

@@ -44,7 +44,7 @@ TEST(KeyFiles, ReadsAreBoundedAndFailedWritesLeaveWhatStoodThere) {
     EXPECT_TRUE(readKeyFile(QStringLiteral("/dev/zero"), content));
     EXPECT_EQ(content.size(), 1 << 20);
     EXPECT_FALSE(readKeyFile(folder.path(""), content));
-    const QByteArray tooLong(1 << 20, 'p');  // could never be given back, and overflows OpenSSL's buffer
+    const QByteArray tooLong(1 << 20, 'p');  // longer than OpenSSL's buffer for a passphrase
     EXPECT_EQ(Crypto::writePrivateKeyEncrypted(path, key.get(), tooLong, KeyCipher::aes128Cbc), -1);
     EXPECT_EQ(Crypto::writePrivateKeyPlain(path, nullptr), -1);
     EXPECT_EQ(Crypto::writePublicKey(folder.path(""), key.get()), -1);

@@ -16,7 +16,7 @@ unsigned roundConstantBit(std::size_t t) {
     return r & 1;
 }
 
-// FIPS 202, section 3.2, lane by lane; rotations and constants are made by their rules, not taken from tables.
+// FIPS 202, section 3.2, lane by lane. It computes rotations and constants by their rules instead of reading tables.
 std::array<std::uint16_t, 25> roundByDefinition(const std::array<std::uint16_t, 25>& a, std::size_t round) {
     std::array<std::uint16_t, 25> mixed = a;
     for (std::size_t i = 0; i < 25; ++i) {

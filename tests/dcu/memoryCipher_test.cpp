@@ -23,7 +23,7 @@ CipherBlock reversed(CipherBlock bytes) {
     return bytes;
 }
 
-// FIPS 197, appendices A.1, B and C.1: the example's last round key, plain and cipher block.
+// FIPS 197, appendices A.1, B and C.1: last round key, plain block and cipher block of the examples.
 TEST(MemoryCipher, AesByItsLastRoundKey) {
     const char* const rows[][3] = {
         {"d014f9a8c9ee2589e13f0cc8b6630ca6", "3243f6a8885a308d313198a2e0370734", "3925841d02dc09fbdc118597196a0b32"},
@@ -43,7 +43,7 @@ NoekeonWords words(const CipherBlock& bytes) {
     return result;
 }
 
-// The published direct-key vectors (key, plain, cipher): all sixteen rounds and the closing transformation.
+// The published direct-key vectors (key, plain, cipher). They cover all sixteen rounds and the final transformation.
 TEST(MemoryCipher, NoekeonVectors) {
     const char* const rows[][3] = {
         {"00000000000000000000000000000000", "00000000000000000000000000000000", "b1656851699e29fa24b70148503d2dfc"},
@@ -59,7 +59,7 @@ TEST(MemoryCipher, NoekeonVectors) {
     }
 }
 
-// Twelve rounds on the words of key and block read backward, and nothing after them.
+// Twelve rounds on the reversed words of key and block, without the final transformation.
 TEST(MemoryCipher, NoekeonReadsBackward) {
     const CipherBlock key = block("000102030405060708090a0b0c0d0e0f");
     const CipherBlock plain = block("f0e1d2c3b4a5968778695a4b3c2d1e0f");
@@ -70,7 +70,7 @@ TEST(MemoryCipher, NoekeonReadsBackward) {
 
 constexpr std::array<std::uint8_t, 16> someKey = {7, 6, 5, 4, 3, 2, 1, 0, 15, 14, 13, 12, 11, 10, 9, 8};
 
-// Each address bit, alone: whether it counts.
+// Whether each single bit of the address affects the keys.
 TEST(MemoryCipher, AddressBitsThatCount) {
     for (std::uint32_t bit = 0; bit < 32; ++bit) {
         const std::uint32_t address = 0x08000000 ^ (std::uint32_t{1} << bit);
@@ -80,7 +80,7 @@ TEST(MemoryCipher, AddressBitsThatCount) {
     }
 }
 
-// Both derivations, from the permutation's rounds and the lanes that this address sets.
+// Both derivations, from the rounds of the permutation and the lanes that this address sets.
 TEST(MemoryCipher, DerivationsByTheirRounds) {
     KeccakF400State fast{{0x0607, 0x0405, 0x0203, 0x0001, 0x0E0F, 0x0C0D, 0x0A0B, 0x0809, 0x3E60, 0x2A5C, 0x8000}};
     keccakF400Rounds(fast, 0, 8);

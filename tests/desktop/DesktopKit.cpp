@@ -112,7 +112,7 @@ bool DesktopKit::waitFor(const std::function<bool()>& condition, int seconds) {
 
 namespace {
 
-/// The offscreen platform says of each window that it knows no size hints. Everything else that Qt has to say counts.
+/// Drops the offscreen platform's message that it doesn't support size hints. Every other message of Qt is printed.
 void passOver(QtMsgType type, const QMessageLogContext& /*context*/, const QString& text) {
     if (!text.contains(QLatin1String("propagateSizeHints")) && !text.contains(QLatin1String("XDG_RUNTIME_DIR"))) {
         std::fprintf(stderr, "%s\n", qPrintable(text));

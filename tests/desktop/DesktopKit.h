@@ -1,9 +1,9 @@
 #pragma once
 
 #include "desktop/page/Dialogs.h"
-#include "desktop/window/MainWindow.h"
 #include "desktop/page/Page.h"
 #include "desktop/page/Settings.h"
+#include "desktop/window/MainWindow.h"
 #include "tests/support/TempFolder.h"
 
 #include <QApplication>
@@ -11,7 +11,7 @@
 #include <functional>
 #include <memory>
 
-/// Answers dialogs as a test tells beforehand, in order. A question that nobody foresaw is answered "cancel".
+/// Answers dialogs, in order, with the answers that a test has prepared. Without a prepared answer it cancels.
 class ScriptedDialogs : public Dialogs {
   public:
     using Dialogs::Dialogs;
@@ -25,21 +25,21 @@ class ScriptedDialogs : public Dialogs {
     bool confirm(QWidget* parent, const QString& question, const QString& action) override;
     void showFault(QWidget* parent, const QString& text) override;
 
-    QStringList paths;          ///< for the next file and folder dialogs; one for several files takes all
+    QStringList paths;          ///< for the next file and folder dialogs; a dialog for several files uses all
     QList<SaveAnswer> answers;  ///< for the next "save changes?"
     QList<bool> confirmations;
-    QStringList asked;   ///< what was asked, in order
-    QStringList faults;  ///< what was told
+    QStringList asked;   ///< the questions, in order
+    QStringList faults;  ///< the reported faults, in order
 };
 
-/// The real window on the offscreen platform, with settings of its own.
+/// The real window on the offscreen platform, with its own settings.
 class DesktopKit {
   public:
     DesktopKit();
 
-    /// Shows a page and gives it.
+    /// Shows a page and returns it.
     Page* show(const char* page);
-    /// The shown widget `name` of the shown page. A test ends with a message if there is none, or it can't be used.
+    /// The visible widget `name` of the current page. Ends the test program if it is missing or can't be used.
     QWidget* find(const char* name);
     template <class Widget>
     Widget* find(const char* name) {
@@ -49,11 +49,11 @@ class DesktopKit {
         }
         return widget;
     }
-    /// Puts the focus into `name`, replaces what stands there by key strokes, and leaves it by Tab.
+    /// Moves the focus to `name`, replaces its text by key strokes, and leaves it with Tab.
     void type(const char* name, const QString& text);
     /// Presses the button `name` with the space bar.
     void press(const char* name);
-    /// Lets the window work until `condition` holds; false after `seconds`.
+    /// Processes events until `condition` holds. Returns false after `seconds`.
     [[nodiscard]] static bool waitFor(const std::function<bool()>& condition, int seconds = 20);
 
     TempFolder folder;
@@ -63,6 +63,5 @@ class DesktopKit {
     std::unique_ptr<MainWindow> window;
 };
 
-/// Makes the application of a test program on the offscreen platform, with fonts and locale that are the same
-/// everywhere.
+/// Makes the application of a test program on the offscreen platform. Fonts and locale are the same on every machine.
 std::unique_ptr<QApplication> makeTestApplication(int& argc, char** argv);

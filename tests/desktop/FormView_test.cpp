@@ -45,7 +45,7 @@ class FormViewTest : public ::testing::Test {
         return nullptr;
     }
 
-    /// Types as somebody who stays in the field.
+    /// Replaces the text of a field and leaves the focus in it.
     void type(const QString& name, const QString& text) {
         auto* line = find<QLineEdit>(name);
         ASSERT_NE(line, nullptr) << name.toStdString();
@@ -119,7 +119,7 @@ TEST_F(FormViewTest, AFieldIsJudgedWhenItIsLeftAndNotBefore) {
         EXPECT_EQ(verdict(row.id), row.verdict) << row.path.toStdString();
     }
 
-    // What is typed on can heal a fault, but makes none.
+    // Typing can clear a fault, but reports none before the field is left.
     type(QStringLiteral("key"), folder.path("none.bin"));
     leave();
     QWidget* line = find(QStringLiteral("key"));

@@ -19,7 +19,7 @@ namespace {
 
 const QString key = QStringLiteral(QVORA_EXAMPLES "/firmware/key.bin");
 
-/// The page with what is seen of it.
+/// The page and the parts of it that a user sees.
 struct Inspector {
     DesktopKit kit;
     QString verdict;
@@ -30,7 +30,7 @@ struct Inspector {
         const auto* label = kit.window->page()->findChild<QLabel*>(QStringLiteral("verdict"));
         return label->isVisible() ? label->text() : QString();
     }
-    /// Does something, then waits until the page says what `start` begins with. False if it never does.
+    /// Waits until the verdict begins with `start`. Returns false if it never does.
     [[nodiscard]] bool says(const QString& start) {
         return DesktopKit::waitFor([&] { return headline().startsWith(start); });
     }
@@ -40,7 +40,7 @@ struct Inspector {
         kit.press("run");
     }
     QTreeView* tree() { return kit.find<QTreeView>("tree"); }
-    /// The line of the tree whose name starts so, among the children of the file.
+    /// The first child of the file in the tree whose name begins with `name`.
     QModelIndex line(const QString& name) {
         QAbstractItemModel* model = tree()->model();
         const QModelIndex file = model->index(0, 0);
@@ -108,7 +108,7 @@ TEST(InspectPage, ChoosesTheSameInTreeBytesAndMap) {
     EXPECT_EQ(bytes->chosenSize(), 30 + 51000);
     EXPECT_EQ(page.kit.find<QAbstractItemView>("map")->currentIndex().row(), 2);
 
-    // A byte chooses the narrowest thing that it is in: the tag of the second area, which stands behind 14 bytes.
+    // A byte selects the narrowest part that contains it: the tag of the second area, at offset 14 of its header.
     page.kit.type("goTo", QStringLiteral("0x166"));
     QTest::keyClick(page.kit.find("goTo"), Qt::Key_Return);
     EXPECT_EQ(page.tree()->currentIndex().siblingAtColumn(0).data().toString(), QStringLiteral("tag"));
@@ -144,7 +144,7 @@ TEST(InspectPage, ComparesTwoFiles) {
     ASSERT_TRUE(page.says(QStringLiteral("Can't be judged")));
     page.kit.dialogs.paths = QStringList{makeInstallImage(page.kit, "product-2.tbi", 2)};
     page.kit.press("compare");
-    ASSERT_TRUE(page.says(QStringLiteral("Different in 2 points")));  // version and size show without the key
+    ASSERT_TRUE(page.says(QStringLiteral("Different in 2 points")));  // version and size differ even without the key
     page.prove();
     ASSERT_TRUE(page.says(QStringLiteral("Different in 4 points")));
     EXPECT_TRUE(page.column("differences", 0).contains(QStringLiteral("image version 1 -> 2")));
@@ -157,7 +157,7 @@ TEST(InspectPage, ShowsEveryHostileFileAsFarAsItGoes) {
     QFile file(makeInstallImage(page.kit, "product.tbi"));
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     const QByteArray image = file.readAll();
-    // An area that claims no content, as often as a header can count.
+    // An area of size 0, repeated as often as the header can count.
     QByteArray many = image.first(10) + QByteArray::fromHex("FFFF") + image.sliced(12, 16);
     QByteArray area = image.sliced(28, 30);
     area.replace(4, 4, QByteArray(4, '\0'));
@@ -186,7 +186,7 @@ TEST(InspectPage, ShowsEveryHostileFileAsFarAsItGoes) {
         QFile written(path);
         ASSERT_TRUE(written.open(QIODevice::WriteOnly) && written.write(row.bytes) == row.bytes.size());
         written.close();
-        // The newer one wins.
+        // The page shows the file that was opened last.
         ASSERT_TRUE(page.kit.window->openFile(file.fileName()));
         ASSERT_TRUE(page.kit.window->openFile(path));
         const auto* detail = page.kit.window->page()->findChild<QLabel*>(QStringLiteral("verdictDetail"));

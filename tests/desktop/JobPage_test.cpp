@@ -1,9 +1,9 @@
-// Each job of the window, filled in by key strokes on the files of examples/ and run with the real tool.
+// Fills in each job of the window by key strokes, with the files of examples/, and runs it with the real tool.
 
 #include "desktop/run/JobPage.h"
 
-#include "jobs/jobFile.h"
 #include "desktop/pageTable.h"
+#include "jobs/jobFile.h"
 #include "tests/desktop/DesktopKit.h"
 #include "tests/desktop/jobForms.h"
 #include "tests/support/CardTest.h"
@@ -35,7 +35,7 @@ QString sorted(const QString& line) {
     return words.join(u' ');
 }
 
-/// Whether the list of pages shows this one for the words of `text` that say something, up to a bracket.
+/// Whether the search in the list of pages finds `page` by the significant words of `text` before a parenthesis.
 bool isFoundBy(const QString& text, const char* page) {
     static const QStringList fillers = {QStringLiteral("with"), QStringLiteral("from"), QStringLiteral("what"),
                                         QStringLiteral("for")};
@@ -52,8 +52,8 @@ bool isFoundBy(const QString& text, const char* page) {
     return false;
 }
 
-/// Opens a saved job of a page that has no form for it, from another page, and gives its line with paths of this
-/// folder.
+/// Opens, from another page, a saved job whose page has no form for it. Returns its command line with paths relative to
+/// the current folder.
 QString openSavedJob(DesktopKit& kit, const JobForm& form) {
     Job job{findJob(QLatin1String(form.job)), {}};
     for (const auto& [field, value] : form.fields) {
@@ -75,7 +75,7 @@ QString openSavedJob(DesktopKit& kit, const JobForm& form) {
     return line.remove(QDir::currentPath() + u'/').remove(u'\'');
 }
 
-/// In the example files, with the tool and an imgtool on the PATH and a card in slot 0.
+/// Works in a copy of the example files, with the tool and an imgtool on the PATH and a card in slot 0.
 class JobPageTest : public CardTest {
   protected:
     void SetUp() override {
@@ -96,10 +96,10 @@ class JobPageTest : public CardTest {
     QString before = QDir::currentPath();
 };
 
-// The lines of the README are what the pages run, whatever the order of their options, and a shell makes the same of
+// The pages run the command lines of the README, apart from the order of options. A shell makes the same files from
 // them.
 TEST_F(JobPageTest, RunsEveryCommandOfTheReadme) {
-    std::map<QString, QString> lines;  // what each is for
+    std::map<QString, QString> lines;  // the purpose of each command line
     for (const QByteArray& row : fileContent(QStringLiteral(QVORA_EXAMPLES "/commands.tsv")).split('\n')) {
         lines[sorted(QString::fromUtf8(row.split('\t').last()).mid(5))] = QString::fromUtf8(row.split('\t').first());
     }
@@ -163,7 +163,7 @@ TEST_F(JobPageTest, SaysWhatIsWrongWithAValue) {
         const char* page;
         const char* field;
         const char* value;
-        const char* says;  ///< the fault, the finding, or the field's tip
+        const char* says;  ///< the fault, the result of the check, or the field's tip
     } rows[] = {
         {"install-image", "key", "key15.bin", "The file must have 16 bytes, this one has 15."},
         {"install-image", "key", "none.bin", "There is no such file."},
@@ -285,8 +285,7 @@ TEST_F(JobPageTest, SavesAJobThatOpensAndPrintsAsTheSameLine) {
     EXPECT_EQ(folder.read("it's a job.json"), folder.read("blink.json"));  // the example
     kit.type("version", QStringLiteral("7"));
     EXPECT_TRUE(page->isModified());
-    EXPECT_FALSE(
-        kit.window->openFile(folder.path("none.json")));  // the question what becomes of the change is cancelled
+    EXPECT_FALSE(kit.window->openFile(folder.path("none.json")));  // the test cancels the question about the change
     EXPECT_EQ(kit.dialogs.asked.last(), QStringLiteral("it's a job.json"));
     ASSERT_TRUE(page->save());
     const QByteArray saved = folder.read("it's a job.json");
@@ -306,7 +305,7 @@ TEST_F(JobPageTest, SavesAJobThatOpensAndPrintsAsTheSameLine) {
         outsideTool(QStringLiteral(QVORA_PROGRAM), {QStringLiteral("--print-command"), folder.path("it's a job.json")}),
         line.toUtf8() + '\n');
 
-    // A job of another page leaves this one as it is, and so asks nothing.
+    // Opening a job of another page doesn't change this page, so it asks nothing.
     DesktopKit third;
     third.show("update-image");
     third.type("key", QStringLiteral("key.bin"));

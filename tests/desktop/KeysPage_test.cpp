@@ -22,7 +22,7 @@ namespace {
 constexpr auto ownerOnly =
     QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadUser | QFileDevice::WriteUser;
 
-/// Chooses an entry of the list of what can be made by its first letters.
+/// Chooses the entry of the list of tasks that begins with `entry`.
 void choose(DesktopKit& kit, const char* entry) {
     auto* list = kit.find<QComboBox>("task");
     list->setFocus(Qt::TabFocusReason);
@@ -33,7 +33,7 @@ void choose(DesktopKit& kit, const char* entry) {
     ASSERT_TRUE(list->currentText().startsWith(QLatin1String(entry))) << entry;
 }
 
-/// Presses the button and gives what the page says in the end.
+/// Presses the button "make" and returns the result that the page shows.
 std::string make(DesktopKit& kit) {
     kit.press("make");
     EXPECT_TRUE(DesktopKit::waitFor([&] { return !kit.window->page()->isBusy(); }, 120));
@@ -48,7 +48,7 @@ std::string textOf(DesktopKit& kit, const char* line) {
     return kit.find<QLineEdit>(line)->text().toStdString();
 }
 
-/// What openssl says of a key. Here the path may have blanks.
+/// The output of `openssl pkey` for a key. The path may contain blanks.
 QByteArray opensslKey(const QString& path, std::initializer_list<const char*> options) {
     QStringList arguments{QStringLiteral("pkey"), QStringLiteral("-in"), path};
     for (const char* option : options) {
@@ -66,7 +66,7 @@ TEST(KeysPage, MakesRandomFilesAndKeepsWhatIsThere) {
     QByteArrayList contents;
     const struct {
         const char* entry;
-        const char* bytes;  ///< typed; null if the entry tells them
+        const char* bytes;  ///< the size to type; null if the entry determines it
         qsizetype size;
     } rows[] = {{"Key", nullptr, 16}, {"Nonce: 12", nullptr, 12}, {"Nonce: 16", nullptr, 16}, {"Random", "48", 48}};
     for (const auto& row : rows) {
@@ -106,7 +106,7 @@ TEST(KeysPage, MakesPairsThatOpensslTakes) {
     kit.show("keys");
     const struct {
         const char* entry;
-        int curve;  ///< how far down the list of curves
+        int curve;  ///< index in the list of curves
         const char* inKey;
         bool hasPoint;
     } rows[] = {
@@ -175,7 +175,7 @@ TEST(KeyTasks, ReplaceOnlyWhatTheUserLetsGo) {
     pair.replaced.append(pair.publicPath);
     EXPECT_EQ(fault(pair), "The private and the public key need two files.");
 
-    // A file may come while the key is made, which takes an RSA pair seconds.
+    // Another program may create the file while the key is made: an RSA pair needs seconds.
     KeyRequest slow{KeyTask::rsaPair, folder.path("rsa.pem"), folder.path("rsa_pub.pem"), 0, 0, {}};
     std::string said;
     std::thread worker([&] { said = fault(slow); });
@@ -186,7 +186,7 @@ TEST(KeyTasks, ReplaceOnlyWhatTheUserLetsGo) {
     EXPECT_EQ(folder.read("rsa.pem"), "newer");
 }
 
-// Keys that the user gives are read by OpenSSL, whose readers leave copies; so do those of the file.
+// OpenSSL reads the user's keys. Its readers leave copies in memory, and so do the readers of files.
 TEST(KeyTasks, LeaveNoKeyInMemory) {
     const TempFolder folder;
     const char* const makeKeys =
@@ -198,7 +198,7 @@ TEST(KeyTasks, LeaveNoKeyInMemory) {
     shell.start(QStringLiteral("sh"), {QStringLiteral("-ec"), QLatin1String(makeKeys)});
     ASSERT_TRUE(shell.waitForFinished() && shell.exitCode() == 0) << shell.readAllStandardError().constData();
     const struct {
-        const char* secrets;  ///< private lines of PEM files, and the exponent d after version, modulus and e
+        const char* secrets;  ///< private lines of PEM files, and the exponent d, which follows version, modulus and e
         const char* arguments;
     } rows[] = {
         {"random.bin", "random random.bin"},

@@ -71,7 +71,7 @@ TEST(MainWindow, EveryTextColourCanBeReadOnItsGround) {
     }
 }
 
-/// The letter behind the first single '&'; nothing if there is none.
+/// The letter after the first single '&', as a key sequence. Empty if there is none.
 QString mnemonicOf(const QString& text) {
     const QKeySequence keys = QKeySequence::mnemonic(text);
     return keys.toString();
@@ -81,7 +81,7 @@ QString nameOf(const QWidget* widget) {
     return QLatin1String(widget->metaObject()->className()) + u' ' + widget->objectName();
 }
 
-/// What is wrong with a page for somebody who can't use the mouse, or sees only what fits.
+/// The faults of a page for a user without a mouse or with a screen reader, and texts that don't fit.
 QStringList faultsOf(const MainWindow& window) {
     QStringList faults;
     QHash<QString, QString> mnemonics;
@@ -169,7 +169,7 @@ TEST(MainWindow, FindsPagesByTheWordsOfANewcomer) {
     }
 }
 
-/// What is wrong with the order in which Tab goes through the window: it may go down or to the right, never back.
+/// The faults in the tab order of the window: Tab may move down or to the right, never back.
 QStringList faultsOfOrder(const MainWindow& window) {
     QStringList faults;
     const auto placeOf = [&window](const QWidget* part) { return QRect(part->mapTo(&window, QPoint()), part->size()); };
@@ -206,7 +206,7 @@ TEST(MainWindow, EveryPageCanBeUsedByKeyboardAndShowsItsTexts) {
         const std::string where = std::string("\non the page ") + scene.page + ", " + scene.name;
         DesktopKit kit;
         play(scene, kit);
-        QTest::qWait(50);  // for layouts that follow others
+        QTest::qWait(50);  // until layouts that depend on others are done
         EXPECT_EQ(faultsOf(*kit.window).join(u'\n').toStdString(), "") << where;
         EXPECT_EQ(textsWithoutRoom(*kit.window).join(u'\n').toStdString(), "") << where;
         kit.window->resize(1024, 600);

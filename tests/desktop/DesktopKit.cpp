@@ -112,7 +112,8 @@ bool DesktopKit::waitFor(const std::function<bool()>& condition, int seconds) {
 
 namespace {
 
-/// Drops the offscreen platform's message that it doesn't support size hints. Every other message of Qt is printed.
+/// Prints the messages of Qt, except those about size hints and a missing XDG_RUNTIME_DIR, which the offscreen platform
+/// causes.
 void passOver(QtMsgType type, const QMessageLogContext& /*context*/, const QString& text) {
     if (!text.contains(QLatin1String("propagateSizeHints")) && !text.contains(QLatin1String("XDG_RUNTIME_DIR"))) {
         std::fprintf(stderr, "%s\n", qPrintable(text));

@@ -14,7 +14,7 @@ namespace {
 
 constexpr const char* page = "option-bytes";
 
-/// The page with its devices, as a user has it a moment later.
+/// Shows the page and waits until it has read the device descriptions.
 void begin(DesktopKit& kit) {
     kit.show(page);
     const auto* devices = kit.find<QComboBox>("device");
@@ -48,7 +48,7 @@ TEST(OptionBytePage, EditsOnlyTheNumbersOfChangedWords) {
     chooseWord(kit, 0);
     kit.find("word")->setFocus();
     QTest::keyClick(kit.find("word"), Qt::Key_Tab);
-    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Down);  // the level, from Open to Guarded
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Down);  // changes the level from Open to Guarded
     chooseWord(kit, 1);
     QTest::keyClick(kit.find("field.Chime"), Qt::Key_Space);
     kit.type("field.Pause.number", QStringLiteral("7"));  // a value without a name
@@ -87,7 +87,7 @@ TEST(OptionBytePage, TakesStepsBackToTheFile) {
     kit.type("field.Pause.number", QStringLiteral("3"));
     EXPECT_EQ(steps.count(), 2);
 
-    // What was typed and not left counts, too, and the line takes it back itself.
+    // Text in a field that still has the focus counts as a change. Leaving the word makes it a step.
     auto* word = kit.find<QLineEdit>("word");
     word->setFocus();
     QTest::keyClicks(word, QStringLiteral("0"));
@@ -101,7 +101,7 @@ TEST(OptionBytePage, TakesStepsBackToTheFile) {
     EXPECT_FALSE(kit.window->isWindowModified());
     EXPECT_EQ(word->text(), QStringLiteral("0x30000210"));
 
-    // The menu leaves the focus in a field, whose entry becomes a step when the focus goes.
+    // Undo from the menu: the field keeps the focus. Its text becomes a step when it loses the focus.
     steps.redo();
     chooseWord(kit, 3);
     kit.find("field.Attempts")->setFocus();
@@ -170,7 +170,7 @@ TEST(OptionBytePage, LosesNothingUnasked) {
     EXPECT_EQ(kit.window->page()->documentName(), QStringLiteral("Untitled"));
     chooseWord(kit, 1);
     QTest::keyClick(kit.find("field.Chime"), Qt::Key_Space);
-    kit.press("newTable");  // and give up
+    kit.press("newTable");  // without a prepared answer the question is cancelled
     EXPECT_TRUE(kit.window->isWindowModified());
     kit.dialogs.answers = {SaveAnswer::save};
     kit.dialogs.paths = {kit.folder.path("none/new.csv")};
@@ -181,7 +181,7 @@ TEST(OptionBytePage, LosesNothingUnasked) {
     QTest::keyClick(kit.find("words"), Qt::Key_S, Qt::ControlModifier);
     EXPECT_TRUE(kit.folder.read("new.csv").startsWith("PROTECTION,0x00000500\nSTART,0x30002210\n"));
 
-    // Somebody else's change of the file is told, and not written over without a question.
+    // The page shows that another program changed the file, and doesn't overwrite that change without a question.
     const QString path = kit.folder.write("new.csv", "PROTECTION,1\n");
     EXPECT_TRUE(
         DesktopKit::waitFor([&kit] { return showsText(kit, QStringLiteral("was changed by another program")); }));

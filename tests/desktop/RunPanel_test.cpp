@@ -17,7 +17,7 @@
 
 namespace {
 
-/// A panel over a shell script in the tool's place.
+/// A panel that runs a shell script instead of the tool.
 struct Trial {
     explicit Trial(const QByteArray& script)
         : settings(folder.path("settings.ini")),
@@ -107,7 +107,7 @@ TEST(RunPanel, StopsAndShowsTheRunningLineMeanwhile) {
     EXPECT_EQ(trial.find<QPlainTextEdit>("commandLine")->toPlainText(), QStringLiteral("'the tool' two"));
 }
 
-/// The line at the top of what is seen.
+/// The number in the first visible line.
 int topLine(const OutputPane& pane) {
     return pane.cursorForPosition(QPoint(5, 5)).block().text().toInt();
 }
@@ -131,7 +131,7 @@ TEST(OutputPane, FollowsTheEndOnlyFromThereAndKeepsTheLastLines) {
     pane.verticalScrollBar()->setValue(50000);
     EXPECT_EQ(topLine(pane), 50000);
     add(60000, 120000);
-    EXPECT_EQ(topLine(pane), 50000);  // it stays on what is read, although lines before it are gone
+    EXPECT_EQ(topLine(pane), 50000);  // the visible lines don't move when earlier ones are removed
     EXPECT_EQ(pane.document()->firstBlock().text(), QStringLiteral("20000"));
     EXPECT_TRUE(pane.findChild<QLabel*>()->isVisible());
 }

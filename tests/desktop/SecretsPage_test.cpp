@@ -17,7 +17,7 @@ namespace {
 
 constexpr const char* example = QVORA_EXAMPLES "/secrets/secrets.json";
 
-/// Opens a document on the page, once the device is there.
+/// Shows the page, waits for the device description, then opens a document.
 bool openDocument(DesktopKit& kit, const QString& path) {
     kit.show("secrets");
     const auto* device = kit.find<QComboBox>("device");
@@ -26,7 +26,7 @@ bool openDocument(DesktopKit& kit, const QString& path) {
            kit.window->openFile(path);
 }
 
-/// What the table shows, a line for each item.
+/// The texts of the table, one line for each item.
 QString shownItems(DesktopKit& kit) {
     const QAbstractItemModel* model = kit.find<QTableView>("items")->model();
     QStringList lines;
@@ -45,7 +45,7 @@ QString said(DesktopKit& kit, const char* label) {
     return found->isVisible() ? found->text() : QString();
 }
 
-/// Makes an image of what the page shows.
+/// Makes an image from the items on the page and returns its bytes.
 QByteArray made(DesktopKit& kit, const char* name) {
     const QString path = kit.folder.path(name);
     kit.dialogs.paths = {path};
@@ -109,7 +109,7 @@ TEST(SecretsPage, CollisionsAreToldAndUndone) {
     kit.press("add");
     EXPECT_EQ(said(kit, "missing").toStdString(), "Missing: data of “Case colour”.");
 
-    // Another device, whose images have another layout.
+    // Select another device, whose images have another layout.
     kit.find("device")->setFocus();
     QTest::keyClick(kit.find("device"), Qt::Key_End);
     EXPECT_TRUE(said(kit, "misplaced").startsWith(QStringLiteral("No place on this device: “Melody” (17–18), “C")));
@@ -139,13 +139,13 @@ TEST(SecretsPage, ImagesAreThoseOfTheLibraryAndReadBack) {
     EXPECT_EQ(shownItems(kit).count(u'\n'), 7);
     EXPECT_EQ(made(kit, "again.bin"), image);
 
-    // Saved and opened again it is the same, and still for its owner alone.
+    // Saving and reopening the document doesn't change the image. `made` checks that only the owner can read it.
     kit.dialogs.paths = {kit.folder.path("read.json")};
     ASSERT_TRUE(kit.window->page()->save());
     ASSERT_TRUE(kit.window->openFile(kit.folder.path("read.json")));
     EXPECT_EQ(made(kit, "third.bin"), image);
 
-    // An image never replaces what it is made from.
+    // An image never replaces its own document.
     const QByteArray document = kit.folder.read("read.json");
     kit.dialogs.paths = {kit.folder.path("read.json")};
     kit.press("makeImage");

@@ -1,4 +1,4 @@
-// Templates as forms, without the page.
+// Tests forms of templates without the page.
 
 #include "desktop/template/TemplateForm.h"
 #include "tests/support/TempFolder.h"

@@ -14,7 +14,7 @@
 
 namespace {
 
-/// The example template with the key that it names, in the folder of the kit.
+/// Copies the example template and the key that it names into the folder of the kit. Returns the template's path.
 QString exampleTemplate(DesktopKit& kit) {
     EXPECT_TRUE(QDir(kit.folder.path("")).mkpath(QStringLiteral("keys")));
     EXPECT_TRUE(QFile::copy(QStringLiteral(QVORA_EXAMPLES "/provisioning/oem-public.pem"),
@@ -28,7 +28,7 @@ void toggle(DesktopKit& kit, const char* name) {
     QTest::keyClick(kit.find(name), Qt::Key_Space);
 }
 
-/// `text` with `value` behind the name `name`, as the tool writes it.
+/// `text` with `value` inserted after the name `name`, as the tool writes it.
 QByteArray withValue(QByteArray text, const QByteArray& name, const QByteArray& value) {
     const QByteArray tag = "<Name>" + name + "</Name>\n\t\t\t";
     EXPECT_EQ(text.count(tag), 1) << name.constData();
@@ -96,7 +96,8 @@ TEST(TemplatePage, RunsTheLineThatItShows) {
 
     const auto* status = kit.find<QLabel>("missing");
     EXPECT_TRUE(status->text().startsWith(QStringLiteral("Ended with status 0")) && kit.find("inspect")->isVisible());
-    // The tool wrote all values that it used into the template, so the page must not take that for another's change.
+    // The tool has written the values that it used into the template. The page must not report that as a change by
+    // another program.
     kit.type("parameter Firmware area size", QStringLiteral("0x20000"));
     EXPECT_EQ(status->text(), QStringLiteral("Ready")) << "the end of a run with other values isn't shown any more";
     EXPECT_FALSE(page->findChild<QWidget*>(QStringLiteral("inspect"))->isVisible());
@@ -108,7 +109,7 @@ TEST(TemplatePage, RunsTheLineThatItShows) {
     EXPECT_EQ(kit.folder.read("provisioning.obk"), made);
     EXPECT_NE(kit.folder.read("run.log"), QByteArray());
 
-    // The fields of a saved job come back beside its template.
+    // Opening a saved job restores its template and its other fields.
     const QString job = kit.folder.write("job.json", R"({"version": 1, "job": "provisioning-file", "values": {
         "template": "provisioning.xml", "more-templates": [{"path": "a.xml"}, {"path": "b.xml"}], "log": "b.log"}})");
     QString printed;

@@ -19,7 +19,7 @@ QString joined(const QList<StyledText>& texts) {
     return text;
 }
 
-/// A run of a program or of a shell script, with all that it says.
+/// A run of a program or of a shell script, with its output and its end.
 struct Trial {
     Trial() {
         QObject::connect(&run, &ToolRun::output, [this](const QList<StyledText>& texts) { output += texts; });

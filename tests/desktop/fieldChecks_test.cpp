@@ -1,4 +1,4 @@
-// What the pages say of values, without a page.
+// Tests the checks of field values without a page.
 
 #include "jobs/fieldChecks.h"
 #include "jobs/jobTable.h"
@@ -48,9 +48,9 @@ TEST_F(FieldChecks, SayWhatIsWrong) {
     const struct {
         const char* job;
         const char* field;
-        const char* value;   ///< paths and the texts after them are divided by |
-        const char* others;  ///< fields that count too: NAME=VALUE, divided by blanks
-        const char* says;    ///< the beginning: ! for a fault, ? for what is missing
+        const char* value;   ///< paths and the texts after them, separated by |
+        const char* others;  ///< values of other fields: NAME=VALUE, separated by blanks
+        const char* says;    ///< begins with ! for a fault, ? for a missing file or field
     } rows[] = {
         {"install-image", "key", "key15.bin", "", "!The file must have 16 bytes, this one has 15."},
         {"install-image", "key", "key.bin", "", "16 bytes"},

@@ -9,7 +9,7 @@
 
 namespace {
 
-/// Opens a file on the page that looks inside, and waits for its verdict.
+/// Opens a file on the page "Inspect a file" and waits for the verdict.
 void inspectFile(DesktopKit& kit, const QString& path) {
     (void)kit.window->openFile(path);
     (void)DesktopKit::waitFor([&] {
@@ -50,7 +50,7 @@ void proveImage(DesktopKit& kit) {
 }
 
 void proveWrongImage(DesktopKit& kit) {
-    // The third area comes to lie in the second one.
+    // The new address puts the third area inside the second one.
     inspectFile(kit, changedCopy(kit, makeInstallImage(kit, "product.tbi"), "changed.tbi", 51384 + 8,
                                  QByteArray::fromHex("00800108")));
     verifyWithKey(kit);

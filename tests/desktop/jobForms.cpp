@@ -96,7 +96,7 @@ void fillIn(DesktopKit& kit, const JobForm& form) {
 }
 
 bool copyExamples(const TempFolder& folder) {
-    // As examples/demo does it.
+    // These commands are the same as in examples/demo.
     const QByteArray script = R"(
         set -e
         cp "$1"/firmware/* "$1"/provisioning/* "$1"/templates/* .

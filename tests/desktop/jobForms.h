@@ -4,15 +4,14 @@
 
 #include <QList>
 
-/// What somebody types into the page of a job, on the files of examples/.
+/// The texts that a user types into the page of a job, for the files of examples/.
 struct JobForm {
     const char* page;
     QList<std::pair<const char*, const char*>> fields;
-    const char* made;           ///< the files that come of it
-    int status = 0;             ///< of the tool
+    const char* made;           ///< the output files
+    int status = 0;             ///< the expected status of the tool
     bool isRepeatable = false;  ///< a second run makes the same bytes
-    const char* job =
-        nullptr;  ///< of a page that shows it without a form of its own: the fields are those of a saved job
+    const char* job = nullptr;  ///< the saved job that `fields` describes, for a page without a form of its own
 
     [[nodiscard]] QStringList outputs() const;
 };
@@ -22,5 +21,5 @@ struct JobForm {
 
 void fillIn(DesktopKit& kit, const JobForm& form);
 
-/// Puts the example files into `folder`, with the keys that they are used with. False if something is missing.
+/// Copies the example files into `folder` and makes the keys that they need. False if that fails.
 [[nodiscard]] bool copyExamples(const TempFolder& folder);

@@ -15,10 +15,10 @@ namespace {
 
 using Words = std::set<QByteArray>;
 
-/// Options that no page has.
+/// Options of the tool that no page offers.
 const std::set<QByteArray> leftOut = {
-    "-tbi -hash",        // changes nothing
-    "-sign -a",          // there is one algorithm
+    "-tbi -hash",        // has no effect
+    "-sign -a",          // there is only one algorithm
     "-keygen --key",     // the same as -k
     "-signbin --key",    // the same as -k
     "-dcu --Directory",  // the same as -directory
@@ -31,7 +31,7 @@ QByteArray toolOutput(const QStringList& arguments) {
     return tool.waitForFinished() ? tool.readAllStandardOutput() : QByteArray();
 }
 
-/// The names at the front of a row of the help, or in a list of names.
+/// The names at the start of a row of the help, or in a list of names.
 Words leadingWords(const QByteArray& text) {
     Words words;
     for (QByteArray word : text.simplified().split(' ')) {
@@ -46,7 +46,7 @@ Words leadingWords(const QByteArray& text) {
     return words;
 }
 
-/// The options that the tool tells of, each with all its names, by the word of each command that they may belong to.
+/// The options that the tool documents, each with all its names, by the word of each command that may accept them.
 std::map<QByteArray, std::vector<Words>> toldOptions() {
     std::map<QByteArray, std::vector<Words>> told;
     std::vector<Words> section;
@@ -112,7 +112,7 @@ TEST(JobTable, HasTheOptionsThatTheToolTellsOf) {
     }
 }
 
-// The tool cuts blanks off its arguments, and a shell finds the program on its PATH.
+// The tool trims its arguments, and a shell looks up a program without a slash on its PATH.
 TEST(CommandLine, KeepsWhatTheToolAndTheShellWouldChange) {
     const JobRow& job = *findJob(QStringLiteral("sign"));
     const JobValues values = {{QStringLiteral("binary"), {QStringLiteral(" a.bin")}},
@@ -147,7 +147,7 @@ TEST(JobTable, KnowsTheFilesThatTemplatesName) {
     EXPECT_EQ(outputsOf(*findJob(QStringLiteral("provisioning-file")), values), expected);
 }
 
-/// Something for every field, the last choice of each.
+/// A value for every field; for a field with choices, the last one.
 JobValues filled(const JobRow& job, const QString& folder) {
     JobValues values;
     for (const FieldRow* const row : fieldsOf(job)) {
@@ -181,7 +181,7 @@ TEST(JobFile, KeepsEveryFieldOfEveryJobAndMovesWithItsFolder) {
         EXPECT_EQ(read.row, &job);
         EXPECT_EQ(argumentsOf(job, read.values), argumentsOf(job, filled(job, folder.path("c")))) << job.id;
 
-        // A field that was emptied stays empty.
+        // A field without a value stays empty.
         JobValues emptied = initialValues(job);
         for (const FieldRow& row : job.rows) {
             if (row.choices.empty()) {
@@ -194,7 +194,8 @@ TEST(JobFile, KeepsEveryFieldOfEveryJobAndMovesWithItsFolder) {
     }
 }
 
-// What is hidden now may be shown again; what couldn't be read again isn't written.
+// A job file keeps the values of hidden fields, because they may be shown again. A value that couldn't be read back
+// isn't written.
 TEST(JobFile, KeepsHiddenFieldsAndWritesOnlyWhatItReads) {
     const TempFolder folder;
     const JobRow& card = *findJob(QStringLiteral("card"));
@@ -217,7 +218,7 @@ TEST(JobFile, KeepsHiddenFieldsAndWritesOnlyWhatItReads) {
     }
 }
 
-// An option in place of a value would make another line of it than the window runs.
+// The tool would read a value that looks like an option, or that ends with a blank, differently from the window.
 TEST(JobFile, PrintsNoLineThatTheToolWouldReadOtherwise) {
     const TempFolder folder;
     for (const char* const values : {R"("firmware-id": "-info")", R"("log": "run.log ")"}) {

@@ -9,7 +9,7 @@ TEST(OptionByteText, ReadsAndShowsNumbersOfAnyWidth) {
         const char* entry;
         int bits;
         bool isHex;
-        const char* shown;  ///< what was read, or the reason
+        const char* shown;  ///< the value as it is shown, or the reason why it is rejected
     } rows[] = {
         {"0xFFFF", 16, false, "0xFFFF"},
         {"65536", 16, false, "At most 0xFFFF fits."},

@@ -1,4 +1,4 @@
-// Runs one task of the page "Keys and nonces": random|curve|rsa|hash PATH [PUBLIC-PATH]
+// Runs one task of the page "Keys and nonces". Arguments: random|curve|rsa|hash PATH [PUBLIC-PATH]
 
 #include "Preparation/src/ec_crypto.h"
 #include "desktop/keys/keyTasks.h"
@@ -9,7 +9,7 @@
 
 int runInHere(int argc, char** argv) {
     const std::unique_ptr<QApplication> application = makeTestApplication(argc, argv);
-    const DesktopKit kit;  // keys are handled while the window is there
+    const DesktopKit kit;  // the task runs beside a window, as in the program
     const QStringList names = {QStringLiteral("random"), QStringLiteral("curve"), QStringLiteral("rsa"),
                                QStringLiteral("hash")};
     const QStringList arguments = QCoreApplication::arguments();

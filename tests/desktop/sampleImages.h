@@ -2,10 +2,10 @@
 
 #include "tests/desktop/DesktopKit.h"
 
-/// An install image made by the tool from the examples: three firmware areas with gaps between them, a hash, option
-/// bytes. The path; the program ends if the tool fails.
+/// Makes an install image from the examples with the tool: three firmware areas with gaps between them, a hash, option
+/// bytes. Returns its path. The program ends if the tool fails.
 QString makeInstallImage(const DesktopKit& kit, const char* name, int version = 1);
 
-/// A copy of `path` with other bytes from `offset` on.
+/// Copies `path`, replaces bytes from `offset` on, and returns the path of the copy.
 QString changedCopy(const DesktopKit& kit, const QString& path, const char* name, qint64 offset,
                     const QByteArray& bytes);

@@ -85,7 +85,7 @@ void makeSecrets(DesktopKit& kit) {
     (void)DesktopKit::waitFor([&kit] { return !kit.window->page()->isBusy(); });
 }
 
-/// The example template beside the key that it names.
+/// Opens a copy of the example template, with the key that it names.
 void openTemplate(DesktopKit& kit) {
     const QString examples = QStringLiteral(QVORA_EXAMPLES);
     (void)QDir(kit.folder.path("")).mkpath(QStringLiteral("keys"));
@@ -133,11 +133,11 @@ void runInstallJob(DesktopKit& kit) {
     (void)DesktopKit::waitFor([&kit] { return !kit.window->page()->isBusy(); });
 }
 
-/// Runs the job with a shell script in the tool's place.
+/// Runs the job with a shell script instead of the tool.
 void runInstallScript(DesktopKit& kit, const QByteArray& script) {
     fillInstallImage(kit);
     kit.context.toolPath = kit.folder.write("QVORASealedBundleBuilder_CLI", "#!/bin/sh\n" + script);
-    // The command line begins with the tool's name all the same.
+    // With the folder on the PATH, the command line begins with the tool's name only.
     qputenv("PATH", kit.folder.path("").toUtf8() + ':' + qgetenv("PATH"));
     QFile::setPermissions(kit.context.toolPath, QFile::ReadOwner | QFile::ExeOwner);
     kit.press("run");

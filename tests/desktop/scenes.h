@@ -2,15 +2,15 @@
 
 #include "tests/desktop/DesktopKit.h"
 
-/// Brings a page into a state that its picture shows.
+/// A state of a page that a picture shows.
 struct Scene {
     const char* page;
-    const char* name;  ///< of the picture, after the page's
+    const char* name;  ///< the name of the picture follows that of the page
     void (*fill)(DesktopKit& kit);
 };
 
-/// The states of pages that are more than an empty form.
+/// The scenes of pages in other states than an empty form.
 [[nodiscard]] const QList<Scene>& scenes();
 
-/// Shows the page of a scene, with the kit's folder as the current one, and fills it.
+/// Makes the kit's folder the current one, shows the page of a scene and fills it.
 void play(const Scene& scene, DesktopKit& kit);

@@ -1,5 +1,4 @@
-// Draws every page of the window as a picture: desktop_screenshots FOLDER, or one page: desktop_screenshots FOLDER
-// PAGE.
+// desktop_screenshots FOLDER [PAGE]: draws every page of the window, or one page, as a picture.
 
 #include "desktop/look/applyTheme.h"
 #include "tests/desktop/DesktopKit.h"
@@ -33,7 +32,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     const QDir folder(QString::fromLocal8Bit(argv[1]));
-    // The command lines begin with the tool's name, as those of an installed one.
+    // With the tool on the PATH, command lines begin with its name only, as they do in an installed program.
     qputenv("PATH", QFileInfo(QStringLiteral(QVORA_TOOL)).path().toUtf8() + ':' + qgetenv("PATH"));
     const auto isWanted = [&](const char* page) { return argc < 3 || qstrcmp(page, argv[2]) == 0; };
     bool drawn = folder.mkpath(QStringLiteral("."));

@@ -1,4 +1,4 @@
-// Secrets documents and what becomes of their items, without the page.
+// Tests secrets documents and the plan of their images without the page.
 
 #include "desktop/secrets/secretsPlan.h"
 #include "desktop/secrets/SecretsDocument.h"
@@ -17,7 +17,7 @@ QString text(const char* words) {
     return QString::fromUtf8(words);
 }
 
-/// A document with one item, and a nonce if a path is given.
+/// A document with one item. It has a nonce if `noncePath` is given.
 void makeItem(SecretsDocument& document, const NewSecret& secret, const QString& nonce = {}) {
     document.clear({secretItemText({}, secret)});
     if (!nonce.isEmpty()) {
@@ -120,7 +120,7 @@ TEST(SecretsDocument, KeepsItsLimitsAndEveryBitOfAProtection) {
     document.insert(0, item, QString());
     EXPECT_NE(document.fullFault(), QString());
 
-    // A device that describes two fields only: the bits between them have to be kept in one of them.
+    // The device describes only two fields. The protection word keeps the bits that belong to neither.
     DeviceFuses fuses;
     fuses.protection = {{text("Lock"), 20, 1, {}, {}, {}}, {text("CID"), 4, 3, {}, {}, {}}};
     constexpr std::uint32_t protection = 0x0011B3F0;

@@ -18,11 +18,11 @@ namespace {
 
 struct DrawnText {
     QString text;
-    QRectF ink;   ///< what it covers
-    QRectF clip;  ///< what of that can be seen at most
+    QRectF ink;   ///< the rectangle that the glyphs cover
+    QRectF clip;  ///< the clip rectangle of the painter; invalid if it doesn't clip
 };
 
-/// Draws nothing and notes the texts.
+/// A paint engine that draws nothing and records the texts.
 class TextEngine : public QPaintEngine {
   public:
     TextEngine() : QPaintEngine(AllFeatures) {}
@@ -51,7 +51,7 @@ class TextEngine : public QPaintEngine {
     QTransform transform_;
 };
 
-/// As wide and as fine as an image, whose pixels nothing draws.
+/// A device with the size and resolution of an image. It records texts instead of drawing pixels.
 class TextDevice : public QImage {
   public:
     explicit TextDevice(QSize size) : QImage(size, Format_Grayscale8) {}
@@ -62,7 +62,7 @@ class TextDevice : public QImage {
     mutable TextEngine engine_;
 };
 
-/// What of a widget can be seen, in its own coordinates; a way that can be scrolled is without end.
+/// The part of a widget that the user can see, in its own coordinates. It is unbounded in each direction that scrolls.
 QRectF reachOf(const QWidget& widget) {
     constexpr double endless = 1e6;
     QRectF reach(-endless, -endless, 2 * endless, 2 * endless);
@@ -71,7 +71,7 @@ QRectF reachOf(const QWidget& widget) {
     for (const QWidget* part = &widget; part != nullptr && !part->isWindow(); part = part->parentWidget()) {
         const auto* area = qobject_cast<const QAbstractScrollArea*>(part->parentWidget());
         if (area != nullptr && area->viewport() == part) {
-            // A header follows the bars of its view.
+            // A header scrolls with the scroll bars of its view.
             const auto* view = qobject_cast<const QAbstractScrollArea*>(area->parentWidget());
             area = qobject_cast<const QHeaderView*>(area) != nullptr && view != nullptr ? view : area;
             beyondX = area->horizontalScrollBar()->maximum() > 0 ? endless : beyondX;
@@ -83,7 +83,7 @@ QRectF reachOf(const QWidget& widget) {
     return reach;
 }
 
-/// The place that a text is drawn into, and what can be scrolled beyond an edge that it shares with its widget.
+/// The clip rectangle of a text. It extends to `reach` at each edge that it shares with the widget.
 QRectF roomOf(const QRectF& clip, const QRectF& widget, const QRectF& reach) {
     return {QPointF(clip.left() > widget.left() ? clip.left() : reach.left(),
                     clip.top() > widget.top() ? clip.top() : reach.top()),
@@ -92,13 +92,13 @@ QRectF roomOf(const QRectF& clip, const QRectF& widget, const QRectF& reach) {
 }
 
 bool isCut(const DrawnText& drawn, const QRectF& widget, const QRectF& reach) {
-    constexpr double tolerance = 2;  // the ends of letters are a matter of smoothing
+    constexpr double tolerance = 2;  // smoothing blurs the ends of letters
     const QRectF ink = drawn.ink.adjusted(tolerance, tolerance, -tolerance, -tolerance);
     const QRectF room = drawn.clip.isValid() ? roomOf(drawn.clip, widget, reach).intersected(reach) : reach;
     return ink.isValid() && !room.contains(ink);
 }
 
-/// Whether what is left of an elided text says nothing: a number without all of its digits, or the dots alone.
+/// Whether the visible rest of an elided text is useless: an incomplete number, or only the dots.
 bool isLost(const QString& text) {
     static const QRegularExpression number(QStringLiteral("^(?=.*[0-9]|…$)[0-9A-Fa-fx.,]*…$"));
     return number.match(text).hasMatch();
@@ -122,7 +122,7 @@ QStringList textsWithoutRoom(const QWidget& window) {
         TextDevice device(widget->size());
         widget->render(&device, QPoint(), QRegion(), QWidget::RenderFlags());
         const QRectF reach = reachOf(*widget);
-        // The text of a line that is edited scrolls with the cursor.
+        // The text of a line edit scrolls with the cursor.
         const bool scrolls = qobject_cast<const QLineEdit*>(widget) != nullptr;
         for (const DrawnText& drawn : device.texts()) {
             if ((!scrolls && isCut(drawn, widget->rect(), reach)) || isLost(drawn.text)) {

@@ -4,7 +4,7 @@
 
 class QWidget;
 
-/// The texts of a window that are not seen whole, each with its widget. Every visible widget is drawn once, and each
-/// text that it draws is measured, in the font that it is drawn in, against the place that it is drawn into. What can
-/// be scrolled into view counts as seen, and so does an elided text, unless it is a number or nothing but the dots.
+/// The texts of a window that are cut off, each with its widget. The check renders each visible widget and compares the
+/// size of each text in its font with the rectangle that it is drawn into. Text that can be scrolled into view isn't
+/// cut off. Neither is an elided text, unless it is a number or only the dots.
 [[nodiscard]] QStringList textsWithoutRoom(const QWidget& window);

@@ -6,6 +6,6 @@
 /// bytes. Returns its path. The program ends if the tool fails.
 QString makeInstallImage(const DesktopKit& kit, const char* name, int version = 1);
 
-/// Copies `path`, replaces bytes from `offset` on, and returns the path of the copy.
+/// Copies the file `path`, replaces bytes from `offset` on, and returns the path of the copy.
 QString changedCopy(const DesktopKit& kit, const QString& path, const char* name, qint64 offset,
                     const QByteArray& bytes);

@@ -120,7 +120,7 @@ TEST(SecretsDocument, KeepsItsLimitsAndEveryBitOfAProtection) {
     document.insert(0, item, QString());
     EXPECT_NE(document.fullFault(), QString());
 
-    // The device describes only two fields. The protection word keeps the bits that belong to neither.
+    // The device describes only two fields. One of them must keep the bits between them.
     DeviceFuses fuses;
     fuses.protection = {{text("Lock"), 20, 1, {}, {}, {}}, {text("CID"), 4, 3, {}, {}, {}}};
     constexpr std::uint32_t protection = 0x0011B3F0;

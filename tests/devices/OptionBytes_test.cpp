@@ -25,7 +25,7 @@ Device exampleDevice() {
 
 struct TableRow {
     const char* text;
-    const char* result;  ///< "label=value" of each word, or the fault
+    const char* result;  ///< "label=value" for each word, or the fault
 };
 
 constexpr TableRow tables[] = {

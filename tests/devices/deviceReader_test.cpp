@@ -8,7 +8,7 @@
 
 namespace {
 
-/// What stands in front of `content` ends with a line, so that the fault is in line 2.
+/// The text before `content` ends with a line break, so `content` begins in line 2.
 QByteArray device(const QByteArray& content) {
     return "<Device><DeviceID>1</DeviceID><Name>d</Name>\n" + content + "</Device>";
 }
@@ -96,7 +96,7 @@ const FaultRow faults[] = {
     {"option bytes twice",
      optionBytes("<Register Name='R' Order='1' Size='1' Reset='0'/></OptionBytes>\n<OptionBytes>"),
      "line 3, column 1: \"OptionBytes\" stands twice in \"Configuration\""},
-    // Attributes, and the values that they take
+    // Attributes and their values
     {"unknown attribute", storage("<Memory name='x'/>"), "line 2, column 1: Unknown attribute \"name\" of \"Memory\""},
     {"attribute of a text", "<Device>\n<Name lang='en'>d</Name></Device>",
      "line 2, column 1: Unknown attribute \"lang\" of \"Name\""},
@@ -233,7 +233,7 @@ TEST(DeviceReader, TellsTheFirstFaultWithItsPlace) {
     EXPECT_TRUE(nothing.texts().empty());
 }
 
-/// `count` elements made by `element`, all different.
+/// `count` different elements; `element` makes each from its number.
 template <typename Element>
 QByteArray many(int count, Element element) {
     QByteArray elements;
@@ -328,7 +328,7 @@ TEST(DeviceReader, ReadsTheExampleOfFuses) {
     EXPECT_EQ(std::tuple(key.index, key.count, key.protection, key.mayBeLeftOut),
               std::tuple(272U, 8U, 0x15000000U, true));
     EXPECT_FALSE(device.fuses.words[0].mayBeLeftOut);
-    // The words are those that a secrets image of the device can have.
+    // The description lists exactly the words that a secrets image of the device can contain.
     const TempFolder folder;
     const MessageCapture messages;
     for (std::uint32_t index = 0; index < 400; ++index) {
@@ -346,7 +346,7 @@ TEST(DeviceReader, AgreesWithTheSchema) {
     for (const char* const name : {"example-0x455.xml", "example-0x505.xml"}) {
         outsideTool(QByteArray("xmllint --noout --schema " DATA_BASE "/device.xsd " DATA_BASE "/") + name);
     }
-    // Faults that a schema can express, and what the reader takes besides the examples.
+    // Faults that a schema can express, and more documents that the reader accepts.
     const TempFolder folder;
     const QByteArrayList taken = {
         device(""),

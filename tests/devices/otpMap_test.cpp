@@ -4,7 +4,7 @@
 
 namespace {
 
-/// One letter a word: what becomes of it.
+/// The use of each word, as one letter.
 std::string drawn(const OtpMap& map) {
     std::string text;
     for (const OtpWord& word : map.words) {
@@ -23,7 +23,7 @@ std::string drawn(const QList<OtpCollision>& collisions) {
 }
 
 TEST(OtpMap, TellsWhatBecomesOfEachWord) {
-    // Words 2 to 4 and 8 have to be filled, 6 may be left out.
+    // Words 2 to 4 and word 8 are mandatory; word 6 is optional.
     DeviceFuses fuses;
     fuses.wordCount = 10;
     fuses.words = {{QStringLiteral("key"), 2, 3, 0, false, {}},

@@ -14,7 +14,7 @@ namespace {
 using testing::HasSubstr;
 using testing::MatchesRegex;
 
-/// The process-wide display, put back as it starts when the test ends.
+/// Restores the initial state of the process-wide display after each test.
 struct DisplayTest : testing::Test {
     Display* const display = Display::getInstance();
 
@@ -26,7 +26,7 @@ struct DisplayTest : testing::Test {
     }
 };
 
-/// One message of every kind and one of none, as they reach the callback.
+/// One message of every kind, and one of an unknown kind, as the callback receives them.
 std::string everyKind() {
     const MessageCapture capture;
     for (int kind = 0; kind <= 12; ++kind) {
@@ -64,7 +64,8 @@ TEST_F(DisplayTest, CutsAndDecodesText) {
     EXPECT_EQ(capture.texts().back(), "ä ä í\xC2\xA0\xC2\x80 🔑 â\xC2\x82");
 }
 
-// The console shows what the verbosity lets through; the log has it all, and no percent sign reads an argument.
+// The console shows the messages that the verbosity allows. The log contains all messages, and a percent sign in a text
+// isn't read as a format.
 TEST_F(DisplayTest, LogHoldsEveryMessage) {
     const TempFolder folder;
     display->callback = displayCallback;
@@ -85,7 +86,7 @@ TEST_F(DisplayTest, LogHoldsEveryMessage) {
                              "Error: 100% of %s %n 5%\x1b.0m\n"));
 }
 
-/// What a terminal gets for a few messages; `noColor` is the value of the variable, if there is one.
+/// The bytes that a terminal receives for a few messages. `noColor` is the value of NO_COLOR; null if it is unset.
 std::string onTerminal(const char* noColor) {
     int terminal = -1;
     std::fflush(stdout);

@@ -11,8 +11,8 @@
 //   --drop-override       removes the right of root to ignore the permissions of files
 //
 // ptrace stops the program at each of its system calls. This works with every build, static or not, and reaches calls
-// inside of libraries. The injector doesn't trace what the program starts, but it waits for the end of those processes
-// too. It ends with the program's status, or with 128 plus the number of the signal that ended it.
+// inside of libraries. The injector doesn't trace the processes that the program starts, but it waits for their end.
+// Its exit status is the program's status, or 128 plus the number of the signal that ended the program.
 
 #include <fcntl.h>
 #include <linux/capability.h>
@@ -47,8 +47,8 @@ struct CallRow {
     long number;
     const char* name;
     const char* kind;
-    int path = none;    ///< which argument is the path that decides; the folder's descriptor is the argument before it
-    int file = none;    ///< which argument is a descriptor
+    int path = none;    ///< the argument with the path that decides; the folder's descriptor is the argument before it
+    int file = none;    ///< the argument with a descriptor
     bool isAt = false;  ///< the path is relative to a folder's descriptor
 };
 
@@ -136,7 +136,7 @@ struct Call {
     std::optional<long> forcedResult = {};
     bool isDelayed = false;  ///< it starts again after a signal
     bool killsAfter = false;
-    std::optional<unsigned long> refusedEnd = {};  ///< what a failing brk was to make the end of the heap
+    std::optional<unsigned long> refusedEnd = {};  ///< the end of the heap that a failing brk requested
 };
 
 bool readOptions(int count, char** words, Options& options) {
@@ -295,7 +295,7 @@ std::optional<Call> Tracer::describe(pid_t process, long number, const std::arra
     return call;
 }
 
-// The call that is to fail becomes one that doesn't exist; its result is set when it ends.
+// Replaces a call that has to fail by one that doesn't exist. Its result is set when it ends.
 void Tracer::start(pid_t process) {
     user_regs_struct registers{};
     ptrace(PTRACE_GETREGS, process, nullptr, &registers);
@@ -305,7 +305,7 @@ void Tracer::start(pid_t process) {
     if (!call) {
         return;
     }
-    // How often memory is needed differs from run to run, so these calls don't share the numbers of the others.
+    // The number of these calls differs from run to run, so they don't share the numbers of other calls.
     const bool isMemory = std::strcmp(call->kind, "memory") == 0;
     isPastLoader_ = isPastLoader_ || !isMemory;
     if (isMemory != options_.countsMemory || !isPastLoader_) {
@@ -364,7 +364,7 @@ void Tracer::end(pid_t process) {
         ptrace(PTRACE_SETREGS, process, nullptr, &registers);
     }
     if (call.refusedEnd) {
-        registers.rdi = *call.refusedEnd;  // a call leaves its arguments as they are
+        registers.rdi = *call.refusedEnd;  // a call doesn't change its arguments
         ptrace(PTRACE_SETREGS, process, nullptr, &registers);
     }
     const bool isChanged = call.forcedResult || call.killsAfter || call.refusedEnd;
@@ -376,7 +376,7 @@ void Tracer::end(pid_t process) {
     calls_.erase(found);
 }
 
-// Gives the signal that the process is to receive when it goes on.
+// Returns the signal that the process receives when it continues.
 int Tracer::stop(pid_t process, int status) {
     constexpr int callStop = SIGTRAP | 0x80;
     const int signal = WSTOPSIG(status);

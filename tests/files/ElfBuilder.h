@@ -19,7 +19,7 @@ struct ElfBuilder {
 
     bool bigEndian = false;
     QList<Segment> segments;
-    QList<Section> sections;  ///< behind the null section; the last one holds the names
+    QList<Section> sections;  ///< after the null section; the last one contains the names
 
     [[nodiscard]] QByteArray number(std::uint32_t value, int width) const {
         QByteArray bytes;
@@ -36,7 +36,7 @@ struct ElfBuilder {
         return bytes;
     }
 
-    /// Header, program headers, the bytes of segments and sections, section headers.
+    /// Returns header, program headers, the bytes of segments and sections, and section headers, in this order.
     [[nodiscard]] QByteArray build() const {
         const qsizetype start = 52 + 32 * segments.size();
         QByteArray programHeaders, content;

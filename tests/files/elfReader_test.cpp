@@ -53,7 +53,7 @@ std::string text(std::initializer_list<std::uint64_t> numbers) {
     return result;
 }
 
-/// Every member but `sectionsOffset` and the raw offsets of the sections.
+/// Every member except `sectionsOffset` and the raw offsets of the sections.
 std::string textOf(const FileELF& f) {
     std::string result = segmentText(f) + '\n';
     result += text({f.fileType, f.elfClass, f.elfIdentVersion, f.encoding, f.version, f.headerSize, f.sectionEntrySize,
@@ -79,7 +79,7 @@ std::string textOf(const FileELF& f) {
     return result;
 }
 
-// The third note has no padding behind it.
+// The third note has no padding after it.
 constexpr char sampleText[] = R"(
  4 1 1 %1 1 52 40 6 32 3 3 4 2 40 83886592 134217985 52 5
 section  0 0 0 0 0 0 0 0 0
@@ -109,7 +109,7 @@ TEST(ElfReader, CopiesTheLoadImageAndTheTables) {
         EXPECT_EQ(textOf(*file), "8000000:6162" + std::string(62, 'f') + "7365636f6e64" +
                                      QString::fromLatin1(sampleText).arg(bigEndian ? 2 : 1).toStdString());
         EXPECT_EQ(file->sectionsOffset, static_cast<std::uint64_t>(bytes.size()) - 6U * 40);
-        // Taken as little-endian whatever the file is: of a big-endian file the table is then looked for outside of it.
+        // The reader takes the table's offset as little-endian even in a big-endian file, where it then finds no table.
         EXPECT_EQ(file->sections[3].offset, bigEndian ? 0U : 52U + 3 * 32 + 12 + 48 + 9);
     }
 }
@@ -130,7 +130,7 @@ TEST(ElfReader, WarnsOfOverlap) {
 TEST(ElfReader, RefusesFalseClaims) {
     struct Row {
         const char* name;
-        int offset;  // in the file; what stands there becomes `value`
+        int offset;  // in the file; the bytes there become `value`
         int width;
         std::uint32_t value;
     };
@@ -184,12 +184,12 @@ TEST(ElfReader, RefusesFalseClaims) {
                 ElementsAre("Error: 64-bit ELF files are not supported"));
 }
 
-// Some compilers write tables of their own form. What is loaded is whole without them.
+// Some compilers write tables in their own form. The load image doesn't depend on them.
 TEST(ElfReader, PassesOverTablesOfAnotherForm) {
     const QByteArray good = sample(false).build();
     const qsizetype sections = good.size() - 6 * 40;
     const struct {
-        qsizetype entrySize;  ///< where the section header has it
+        qsizetype entrySize;  ///< its offset in the section header
         std::size_t symbols;
         std::size_t relocations;
         const char* message;
@@ -210,7 +210,7 @@ TEST(ElfReader, PassesOverTablesOfAnotherForm) {
     }
 }
 
-// Ten thousand sections or segments that all claim the whole of the file.
+// Ten thousand sections or segments each claim the whole file.
 TEST(ElfReader, CopiesNoMoreThanTheFileIsWorth) {
     ElfBuilder elf = sample(false);
     const TempFolder folder;
@@ -230,7 +230,7 @@ TEST(ElfReader, CopiesNoMoreThanTheFileIsWorth) {
     }
 }
 
-// Any byte changed to any of a few values: read, or refused with one message.
+// With any byte changed to one of a few values, the file is read or rejected with one message.
 TEST(ElfReader, SurvivesDamage) {
     const TempFolder folder;
     QByteArray bytes = sample(true).build();
@@ -247,7 +247,7 @@ TEST(ElfReader, SurvivesDamage) {
     }
 }
 
-// A linker's file against objcopy's view of it.
+// Compares the load image of a linked file with the output of objcopy.
 TEST(ElfReader, AgreesWithObjcopy) {
     const TempFolder folder;
     const QString path = QStringLiteral(QVORA_EXAMPLES "/firmware/blink.elf");

@@ -21,7 +21,7 @@ void throwUncaught() noexcept {
     throwOutOfMemory();
 }
 
-// However a run ends, it leaves no unfinished file.
+// A run leaves no unfinished file, whatever ends it.
 TEST(GuardProcess, RemovesUnfinishedFiles) {
     const TempFolder folder;
     const QByteArray place = folder.path("").toUtf8() + '/';

@@ -5,7 +5,7 @@
 #include <random>
 #include <vector>
 
-// Every length about the vector's, characters of all kinds, in buffers of exactly the promised size.
+// Tests all lengths near the width of a vector and all characters, in buffers of exactly the required size.
 TEST(HexPairs, VectorFormAgreesWithPortableForm) {
     std::mt19937 generator(1);
     for (std::size_t pairs = 1; pairs <= 40; ++pairs) {

@@ -21,7 +21,7 @@ bool readMarked(FileLoadContext& /*context*/, QFile& device, std::shared_ptr<Fil
 
 constexpr FormatRow formats[] = {{".kmd", readMarked}, {".pvs", readMarked, true}, {".obk", readObkFile}};
 
-/// The segments, or "no". Writes `content` first, if there is any.
+/// Returns the segments, or "no" on failure. Writes `content` into the file first, unless it is empty.
 std::string open(const TempFolder& folder, const char* name, const char* content, qint64 offset = 0,
                  std::uint32_t size = 0, bool allowPvs = false) {
     FileLoadContext context;
@@ -62,7 +62,7 @@ TEST(OpenFile, TellsWhyAFileCannotBeRead) {
     QDir(folder.path("")).mkdir(QStringLiteral("folder.bin"));
     folder.write("empty.kmd", "");
     const MessageCapture capture;
-    EXPECT_EQ(open(folder, "bad.kmd", "bad"), "no");  // its reader has said why
+    EXPECT_EQ(open(folder, "bad.kmd", "bad"), "no");  // the reader of the format reports the reason
     EXPECT_EQ(open(folder, "no/a.bin", ""), "no");
     EXPECT_EQ(open(folder, "folder.bin", ""), "no");
     EXPECT_EQ(open(folder, "empty.kmd", ""), "no");
@@ -79,7 +79,7 @@ TEST(OpenFile, TellsWhyAFileCannotBeRead) {
     EXPECT_EQ(open(folder, "data.bin", "", 8, 2), "0:3839");
 }
 
-/// Makes a pipe that gives `content` to whoever reads it, in two pieces.
+/// Makes a pipe. A child process writes `content` into it in two pieces.
 void makePipe(const QString& path, const QByteArray& content) {
     ASSERT_EQ(mkfifo(qUtf8Printable(path), 0600), 0);
     if (fork() == 0) {

@@ -21,7 +21,7 @@
 
 namespace {
 
-// Functions of the system are replaced: what they are asked for can't be seen otherwise, and they don't fail on demand.
+// These functions replace those of the system, so that the tests can see their arguments and make them fail.
 bool closeFails = false;
 bool flushFails = false;
 QByteArrayView lastWiped;
@@ -50,7 +50,7 @@ namespace {
 
 constexpr int skipped = 2;
 
-/// Runs a test in a child process, which may give up its rights. 0 if it passed.
+/// Runs a test in a child process, which may give up its rights. Returns 0 if the test passed.
 int inChild(const std::function<bool()>& passes) {
     const pid_t child = fork();
     if (child == 0) {
@@ -61,7 +61,7 @@ int inChild(const std::function<bool()>& passes) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-/// The rights that an ordinary user has: root may write everywhere.
+/// Changes root to an ordinary user, because root may write everywhere.
 void becomeNobody() {
     constexpr uid_t nobody = 65534;
     if (geteuid() == 0 && setresuid(nobody, nobody, nobody) != 0) {
@@ -69,7 +69,7 @@ void becomeNobody() {
     }
 }
 
-/// From here on mounts are this process's own.
+/// Gives the process its own mounts.
 void takeOwnMounts() {
     if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
         _exit(skipped);
@@ -125,7 +125,7 @@ TEST(OutputFile, WritesOverWhatItsFolderKeeps) {
         mode_t fileMode;  ///< 0: there is no file
         FileAccess access;
         ReplaceResult result;
-        bool onlyAsRoot;  ///< needs a folder of somebody else
+        bool onlyAsRoot;  ///< needs a folder of another user
     } rows[] = {
         {"read-only folder", 0555, 0666, FileAccess::asUsual, ReplaceResult::done, false},
         {"public key in it", 0555, 0666, FileAccess::everybodyReads, ReplaceResult::done, false},
@@ -221,7 +221,7 @@ TEST(OutputFile, ReplacesNothingThatIsNotOnTheDisk) {
         EXPECT_EQ(folder.read("out"), "old");
     }
     flushFails = true;
-    EXPECT_EQ(replaceFile(folder.path("new"), "new"), ReplaceResult::done);  // which there is nothing to lose by
+    EXPECT_EQ(replaceFile(folder.path("new"), "new"), ReplaceResult::done);  // there is no older file to lose
     flushFails = false;
 }
 
@@ -230,7 +230,7 @@ ReplaceResult replaceTwo(const QString& first, const QString& second) {
     return replaceFiles({{first, "new"}, {second, QByteArray(80000, 'n')}});
 }
 
-// The second file is in a folder that takes no new file, on a full disk: no room for it in the old one.
+// The second file is in a read-only folder on a full disk: neither a new file nor the old one has room for it.
 TEST(OutputFile, ReplacesTwoFilesOrNone) {
     const TempFolder folder;
     QDir(folder.path("")).mkdir(QStringLiteral("full"));
@@ -294,7 +294,8 @@ TEST(OutputFile, KnowsAFileByAnyName) {
     EXPECT_FALSE(isSameFile({}, {}));
 }
 
-// Bytes that were cut off the front or the end are still in the allocation: they have to go, and no byte after it.
+// Bytes that were removed from the front or the end are still in the allocation. `wipe` clears the whole allocation and
+// no byte after it.
 TEST(Wipe, EmptiesWhatItOwns) {
     QByteArray secret(32, 's');
     const char* const start = secret.constData();
@@ -309,7 +310,7 @@ TEST(Wipe, EmptiesWhatItOwns) {
     const QByteArray kept("kept elsewhere");
     QByteArray shared = kept;
 #ifndef QT_NO_DEBUG
-    EXPECT_DEATH(wipe(shared), "isDetached");  // what another one holds would stay
+    EXPECT_DEATH(wipe(shared), "isDetached");  // the bytes of another owner would remain
 #endif
     EXPECT_EQ(kept, "kept elsewhere");
 }

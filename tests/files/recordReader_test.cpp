@@ -17,7 +17,7 @@ bool read(FileLoadContext& context, const QString& path, FileData*& file) {
     return openFile(context, path, file);
 }
 
-// A text and its segments; or, if there are none, the last of the messages that refuse it.
+// Each row has a text and its segments, or the last message if the text is rejected.
 TEST(RecordReader, ReadsOrRefusesWhatTheRecordsSay) {
     struct Row {
         QByteArray text;
@@ -115,7 +115,7 @@ TEST(RecordReader, ReadsWhatOtherToolsWrite) {
     }
 }
 
-// A text cut anywhere, or with any one character changed, is read or refused, and nothing between.
+// A text that is cut anywhere, or has any one character changed, is either read or rejected.
 TEST(RecordReader, SurvivesDamage) {
     const TempFolder folder;
     std::mt19937 generator(4);

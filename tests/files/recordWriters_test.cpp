@@ -24,7 +24,7 @@ TEST(RecordWriters, WriteTheirForms) {
     EXPECT_EQ(folder.read("a.hex"), ":020000040800F2\n:20000000" + QByteArray("0A").repeated(32) + "A0\n:08002000" +
                                         QByteArray("0A").repeated(8) + "88\n" +
                                         QByteArray(":00002800D8\n").repeated(254) + ":00000001FF\n");
-    // A run ends with the page, and the upper half of the address comes anew.
+    // A run of records ends at the end of a page; the next one begins with the upper half of the address.
     ASSERT_TRUE(writeHexFile({}, image({{0x1FFC0, 65}}), folder.path("a.hex")));
     EXPECT_EQ(folder.read("a.hex").count('\n'), 1 + 2 + 1 + 256 + 1);
     EXPECT_EQ(folder.read("a.hex").split('\n')[3], ":020000040002F8");
@@ -50,7 +50,7 @@ TEST(RecordWriters, WriteTheirForms) {
     EXPECT_TRUE(QFile::exists(folder.path("b.bin")));
 }
 
-// Every size about a record's, an image of several windows, and many pieces from the highest address down.
+// Tests sizes near that of a record, an image of several windows, and many pieces in descending order.
 TEST(RecordWriters, WhatIsWrittenReadsBack) {
     static constexpr FormatRow formats[] = {{".hex", readRecordFile}, {".srec", readRecordFile}};
     std::vector<std::pair<std::uint32_t, int>> pieces = {{0, 1},       {0x40, 31},        {0x100, 32},

@@ -6,7 +6,7 @@
 
 #include <string>
 
-/// The segments as "address:bytes", in hexadecimal, blank-separated. Says so if the counts don't agree.
+/// The segments as "address:bytes" in hexadecimal, separated by blanks. Adds the count if it isn't their number.
 inline std::string segmentText(const FileData& file) {
     QStringList texts;
     for (const FileSegment& segment : file.segments) {

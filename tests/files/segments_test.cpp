@@ -19,7 +19,7 @@ FileData fileOf(const Pieces& pieces) {
     return file;
 }
 
-/// Up to eleven pieces of up to 23 bytes each, near an address or near the end of the address line.
+/// Up to eleven pieces of up to 23 bytes each, at random addresses from `base` to `base + span`.
 FileData randomFile(std::mt19937& generator, std::uint32_t base, std::uint32_t span) {
     const auto upTo = [&generator](std::uint32_t limit) { return static_cast<std::uint32_t>(generator()) % limit; };
     Pieces pieces(upTo(12));
@@ -29,7 +29,7 @@ FileData randomFile(std::mt19937& generator, std::uint32_t base, std::uint32_t s
     return fileOf(pieces);
 }
 
-/// The joining rules, one neighbour at a time. Gives whether an overlap was met.
+/// Applies the joining rules to one pair of neighbours at a time. Returns whether any two overlap.
 bool compactOneByOne(FileData& file) {
     bool overlap = false;
     for (std::size_t i = 0; i + 1 < file.segments.size();) {
@@ -111,7 +111,7 @@ TEST(Merge, SharesBuffersAndSorts) {
     EXPECT_FALSE(merges({&high, &low}));
 }
 
-// The quick check against the rule applied to each pair, in ranges that touch, nest, are empty and wrap.
+// Compares the quick check with the rule for each pair. The ranges touch, nest, wrap, or are empty.
 TEST(Merge, RefusesExactlyWhatThePairwiseRuleRefuses) {
     std::mt19937 generator(6);
     int refused = 0;

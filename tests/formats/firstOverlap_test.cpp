@@ -24,7 +24,7 @@ TEST(FirstOverlap, FindsThePairThatComparingAllPairsFinds) {
     std::mt19937 engine(1);
     const auto random = [&engine] { return static_cast<std::uint32_t>(engine()); };
     for (std::uint32_t trial = 0; trial < 20000; ++trial) {
-        // Around the wrap of 32-bit addresses, in every other trial also with ends before starts.
+        // The ranges are near the wrap of 32-bit addresses. Every other trial also has ends before starts.
         const std::uint32_t width = 4 + random() % 40;
         std::vector<AddressRange> ranges(random() % 9);
         for (AddressRange& range : ranges) {

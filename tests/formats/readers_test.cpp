@@ -15,7 +15,7 @@
 #include <gtest/gtest.h>
 
 #ifdef __SANITIZE_ADDRESS__
-/// Lets an allocation fail as it does where memory is short.
+/// Makes an allocation that is too large fail instead of ending the program.
 extern "C" const char* __asan_default_options() {  // NOLINT(bugprone-reserved-identifier)
     return "allocator_may_return_null=1:max_allocation_size_mb=1024";
 }
@@ -31,7 +31,7 @@ const QMap<QByteArray, FileReader> readers = {
 const QMap<QByteArray, ImageKind> imageKinds = {
     {"tbi", ImageKind::tbi}, {"xtbi", ImageKind::xtbi}, {"pvs", ImageKind::pvsTbi}};
 
-/// A file that can claim to be longer than it is.
+/// A file that can report a larger size than it has.
 struct ClaimingFile : QFile {
     using QFile::QFile;
     [[nodiscard]] qint64 size() const override { return claimedSize > 0 ? claimedSize : QFile::size(); }
@@ -43,9 +43,9 @@ struct ReadRun {
     QStringList messages;
 };
 
-/// Reads `bytes`. Messages come with "@" for the file's path and "#" for its folder.
+/// Reads `bytes` from a file. In the messages, "@" replaces the file's path and "#" its folder.
 ReadRun readBytesBy(FileReader read, const TempFolder& folder, const QByteArray& bytes, qint64 claimedSize = 0) {
-    QFile::remove(folder.path("file"));  // some file systems are slow to cut a file and fill it again
+    QFile::remove(folder.path("file"));  // some file systems truncate and refill a file slowly
     ClaimingFile device(folder.write("file", bytes));
     device.claimedSize = claimedSize;
     EXPECT_TRUE(device.open(QIODevice::ReadOnly));
@@ -61,7 +61,7 @@ ReadRun readBytesBy(FileReader read, const TempFolder& folder, const QByteArray&
     return run;
 }
 
-/// The words behind "image" of a case.
+/// The image that the words after "image" in a case describe.
 QByteArray imageFrom(const QByteArrayList& words) {
     std::vector<ImageArea> areas;
     int promised = -1;
@@ -100,7 +100,7 @@ QString hex(std::uint32_t number) {
     return QString::number(number, 16);
 }
 
-/// Words of a text, each behind a blank; "." stands for an empty one.
+/// The words as one text, a blank before each. "." represents an empty word.
 QString joined(const QStringList& words) {
     QString text;
     for (const QString& word : words) {
@@ -156,7 +156,7 @@ QStringList tlvWords(const std::vector<TlvEntry>& entries) {
     return words;
 }
 
-/// What a case tells of a record that was read from `bytes`.
+/// The text of a record that was read from `bytes`, in the form of cases.txt.
 QString textOf(const FileData& file, const QByteArray& bytes) {
     QString text;
     if (file.fileType == fileTypeTbi || file.fileType == fileTypeXtbi) {
@@ -228,7 +228,7 @@ TEST_F(Readers, ReadAsTheCasesTell) {
         ASSERT_LT(first, last);
 #ifndef __SANITIZE_ADDRESS__
         if (line.endsWith("Unable to allocate memory")) {
-            continue;  // nothing here makes an allocation fail
+            continue;  // only the address sanitizer makes an allocation fail
         }
 #endif
         const QByteArrayList head = line.first(first).trimmed().split(' ');

@@ -2,8 +2,8 @@
 
 #include "tests/support/TempFolder.h"
 
-/// Writes a document, as "doc.json", of items that are edits of item.json in the form that cases.txt tells, and gives
-/// its path.
+/// Writes "doc.json", a document of items, and returns its path. Each item is item.json with edits in the form that
+/// cases.txt describes.
 QString writeDocument(const TempFolder& folder, const QByteArray& items);
 
 /// `count` bytes that count up from `first`.

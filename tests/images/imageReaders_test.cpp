@@ -71,7 +71,7 @@ TEST(SecretsImage, ReadsBothLayoutsAndRefusesEveryCut) {
     EXPECT_EQ(messages.texts().back(), "Error: Failed to open no/s.bin file in write mode.");
 }
 
-// Eight or twelve bytes of a file, many times as many in memory.
+// A record of eight or twelve bytes in the file needs many times that much memory.
 TEST(ImageReaders, BoundTheNumberOfRecords) {
     const TempFolder folder;
     const MessageCapture messages;
@@ -86,7 +86,7 @@ TEST(ImageReaders, BoundTheNumberOfRecords) {
     }
     EXPECT_EQ(backup.size(), 65535);
     EXPECT_EQ(secrets.size(), 65535);
-    // A size that is only claimed: nothing of it is read.
+    // A sparse file of 1 TiB: the reader rejects the size without reading the file.
     ASSERT_TRUE(QFile::resize(path, qint64{1} << 40));
     EXPECT_EQ(parseSecretsImage(0x500, path, secrets), -1);
     EXPECT_EQ(parseBackupImage(path, backup), -1);

@@ -9,7 +9,7 @@
 
 namespace {
 
-/// The password that the reader finds in a template; nothing if it is no template.
+/// The password that the reader finds in a template. Empty if the text isn't a template.
 TagText passwordIn(const QByteArray& text) {
     const TemplateDocument document = documentOf(text);
     TemplateFormat format = formatObdata;
@@ -61,14 +61,14 @@ TEST(PasswordMask, HidesWhatIsPlainText) {
     }
     EXPECT_FALSE(masked.contains(">c<") || masked.contains("e\n"));
     EXPECT_EQ(masked.count('\n'), text.count('\n'));
-    // Marks of the author's own are left alone.
+    // Marks that the template itself contains aren't changed.
     const QByteArray own = QByteArray(text).replace(">a<",
                                                     ">\xEF\xA3\xBF"
                                                     "0\xEF\xA3\xBF<");
     EXPECT_EQ(passwords.mask(own), own);
 }
 
-// The reader of XML is the judge of what a masked tag means.
+// The XML reader finds the same password in the plain and in the masked template.
 TEST(PasswordMask, MeansWhatTheReaderReads) {
     const QByteArrayList pieces = {"a",    "\xC3\xBC",  " ",     "\r",         "\r\n",     "\n",  "&amp;",
                                    "&lt;", "&quot;",    "&#65;", "&#13;",      "&#x20AC;", "]]>", "&b;",

@@ -94,7 +94,7 @@ TEST(TemplateDocument, LimitsAreInclusive) {
     }
 }
 
-// The reader of a file in text mode is the judge of where a fault is.
+// A reader of the file in text mode reports the same line for a fault.
 TEST(TemplateDocument, LinesAreThoseOfAFileInTextMode) {
     const QByteArrayList pieces = {"<A>", "</A>", "<B/>", "x",   "&",   "\r", "\r\n",
                                    "\n",  "\n\r", "<!--", "-->", "]]>", "\t"};

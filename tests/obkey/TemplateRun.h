@@ -6,7 +6,7 @@
 
 #include <string>
 
-/// A template whose `Root` holds `content` behind the declaration that the reader demands.
+/// A template with the declaration that the reader requires and `content` in its `Root`.
 inline QByteArray templateText(const QByteArray& content) {
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Root>" + content + "</Root>\n";
 }
@@ -15,7 +15,7 @@ inline QByteArray obdata(const QByteArray& elements) {
     return templateText("<Obdata>" + elements + "</Obdata>");
 }
 
-/// Elements in short, one a line: "kind;tag=text;tag=text".
+/// XML elements from a short form, one element per line: "kind;tag=text;tag=text".
 inline QByteArray elements(const QByteArray& lines) {
     QByteArray xml;
     for (const QByteArray& line : lines.trimmed().split('\n')) {
@@ -30,19 +30,19 @@ inline QByteArray elements(const QByteArray& lines) {
     return xml;
 }
 
-/// One paragraph of a file of cases: the elements in short, and the lines that begin with a sign, by that sign.
+/// One paragraph of a file of cases: its elements as XML, and its lines that begin with a sign, by that sign.
 struct TemplateCase {
     QByteArray elements;
     QMap<char, QByteArray> signedLines;
 
-    /// The message between bars as an error; nothing if it is empty.
+    /// The error message between the bars. Empty if there is no text between them.
     [[nodiscard]] std::vector<std::string> errors() const {
         const QByteArray text = signedLines['!'].split('|').value(1).replace("\\n", "\n");
         return text.isEmpty() ? std::vector<std::string>() : std::vector<std::string>{"Error: " + text.toStdString()};
     }
 };
 
-/// The cases of a file in the tests' folder. An element named `first` or `last` is added where a case has none.
+/// Reads the cases of a file in the folder of the tests. Adds the element `first` or `last` to a case without one.
 inline QList<TemplateCase> readCases(const char* file, const QByteArray& first, const QByteArray& last) {
     QList<TemplateCase> cases;
     for (const QByteArray& paragraph :
@@ -74,7 +74,7 @@ inline QList<TemplateCase> readCases(const char* file, const QByteArray& first, 
     return cases;
 }
 
-/// One run of the steps for provisioning files, on a template in a folder of its own.
+/// One run of the steps for provisioning files, with a template in its own folder.
 struct TemplateRun {
     TempFolder folder;
     Obkey engine;
@@ -83,7 +83,7 @@ struct TemplateRun {
     explicit TemplateRun(const QString& imgtoolPath = QStringLiteral(TEST_FILES "imgtool-stand-in.sh"))
         : engine(imgtoolPath) {}
 
-    /// Writes the template and runs until a step fails. True if the file was made.
+    /// Writes the template and runs the steps until one fails. True if the run makes the file.
     bool generate(const QByteArray& text) {
         const QString path = folder.write("template.xml", text);
         qputenv("IMGTOOL_RECORD", folder.path("arguments").toUtf8());

@@ -16,7 +16,7 @@ namespace {
 
 constexpr char output[] = "Output;Name=o;Default=d.bin;Value=./o.bin";
 
-/// The steps for signed images, on a template in a folder of its own that is also the user's home.
+/// One run of the steps for signed images, with a template in its own folder, which is also the user's home.
 struct ImageRun {
     TempFolder folder;
     Obkey engine;
@@ -29,7 +29,7 @@ struct ImageRun {
         qputenv("IMGTOOL_STATUS", "0");
     }
 
-    /// The result of the run; -1 if the template wasn't loaded.
+    /// Returns the status of the run; -1 if the template can't be loaded.
     int generate(const QByteArray& content) {
         const QString path = folder.write("image.xml", templateText("<McubootFormat>" + content + "</McubootFormat>"));
         engine.startImageJob();
@@ -40,14 +40,14 @@ struct ImageRun {
         return engine.generateImage();
     }
 
-    /// The arguments that imgtool got, blanks between them; "@" is the template's folder.
+    /// The arguments that imgtool received, separated by blanks. "@" replaces the template's folder.
     std::string arguments() const {
         const QByteArray home = folder.path("").toUtf8();
         return folder.read("arguments").replace(home, "@").trimmed().replace('\n', ' ').toStdString();
     }
 };
 
-/// The `McubootFormat` template with that content.
+/// Reads `content` as an `McubootFormat` template.
 McubootTemplate readImage(const QByteArray& content) {
     const TempFolder folder;
     const TemplateDocument document = openDocument(folder.write("t.xml", templateText(content)));
@@ -184,7 +184,7 @@ TEST(GenerateImage, LogAndWriteBack) {
               QByteArray(TEST_FILES "imgtool-stand-in.sh") + " /./o.bin\n\rsaid");
 }
 
-// imgtool writes in place. What was there before comes back unless the whole run succeeds.
+// imgtool overwrites its output in place. The older image is restored unless the whole run succeeds.
 TEST(GenerateImage, AnOlderImageSurvivesAFailure) {
     const QByteArray image = elements("GlobalParam;Command=sign\nParam;Name=n;Type=File;Default=./o.bin\n") +
                              elements("Output;Name=o;Value=./o.bin");
@@ -195,8 +195,8 @@ TEST(GenerateImage, AnOlderImageSurvivesAFailure) {
         const char* name;
         const char* fault;
         int status;
-        bool isOldBack;     ///< where there was one
-        bool isNewRemoved;  ///< where there was none
+        bool isOldBack;     ///< the older image is restored
+        bool isNewRemoved;  ///< without an older image, the new one is removed
     };
     const Row rows[] = {
         {"success", "exit 0", 0, false, false},
@@ -229,7 +229,7 @@ TEST(GenerateImage, AnOlderImageSurvivesAFailure) {
     }
 }
 
-// A file system with room for the copy or without, a read-only folder, a file that is mounted by itself.
+// Tests disks with and without room for the copy, a read-only folder, and a file that is a mount point.
 TEST(GenerateImage, AnOlderImageSurvivesAFullDisk) {
     const QByteArray image =
         elements("GlobalParam;Command=sign\nParam;Name=n;Type=File;Default=./t\nOutput;Name=o;Value=./disk/o.bin");

@@ -54,7 +54,7 @@ TEST(GenerateObkey, BytesOfEachParameter) {
         {"Permission;Name=a;Width=6;Default=0x22114433", fromHex("0000")},
         {"Permission;Name=a;Width=2;Default=0x22114433", ""},
         {"Text;Name=a;Width=9;MinWidth=1;Default=x;Value=pä", "pä"},
-        // Text doesn't count for the alignment behind it.
+        // Text doesn't count for the alignment of the next file.
         {"Text;Name=t;Width=9;MinWidth=1;Default=abc\nFile;Name=a;Align=4;KeyType=k;Default=raw.bin", "abcRAWDATA"},
         {"Data;Name=d;Width=1;Default=1\nFile;Name=a;Align=4;KeyType=k;Hash=;Default=raw.bin",
          fromHex("01000000") + "RAWDATA"},
@@ -68,12 +68,12 @@ TEST(GenerateObkey, BytesOfEachParameter) {
         {"Data;Name=d;Width=1;Default=1\nFile;Name=a;Align=260;KeyType=k;Default=raw.bin",
          fromHex("01000000") + "RAWDATA"},
         {"Data;Name=d;Width=1;Default=1\nFile;Name=a;Align=256;KeyType=k;Default=raw.bin", "\1RAWDATA"},
-        // Debug authentication: the digest of the main body, then what counts for it, 64 bytes at least.
+        // Debug authentication: the digest of the main body, then the data for authentication. At least 64 bytes.
         {"DA\nData;Name=d;Width=2;Default=5\nBool;Name=b;Width=1;Default=7;True=1;False=0",
          digest("\7") + fromHex("0500") + QByteArray(30, '\0')},
         {"DA\nPermission;Name=p;Width=6;Default=0x22114433", digest("") + mask + fromHex("0000")},
         {"DA\nFile;Name=a;Align=1;KeyType=k;Default=private.PEM;Type=Public", digest(point) + QByteArray(32, '\0')},
-        // A public key counts with its header, a private one without.
+        // The header of a public key counts for alignment, that of a private key doesn't.
         {"DA\nFile;Name=a;Align=1;KeyType=k;Default=public.pem\nFile;Name=b;Align=4;KeyType=k;Default=raw.bin",
          digest(der.right(64) + QByteArray(1, '\0') + "RAWDATA") + QByteArray(32, '\0')},
         {"DA\nFile;Name=a;Align=1;KeyType=k;Default=private.PEM\nFile;Name=b;Align=4;KeyType=k;Default=raw.bin",
@@ -103,7 +103,7 @@ TEST(GenerateObkey, HeaderDigestAndPadding) {
     const QByteArray tail = elements("Output;Default=sub/../o.obk");
     run.folder.write("sub", "no folder");
     MessageCapture capture;
-    EXPECT_FALSE(run.generate(obdata(head + body + tail)));  // password.bin has no folder to lie in
+    EXPECT_FALSE(run.generate(obdata(head + body + tail)));  // the folder for password.bin doesn't exist
     const std::string folder = QFileInfo(run.schema).path().toStdString();
     EXPECT_EQ(capture.texts(5), std::vector<std::string>{"Error: Failed to create Password file\nThe " + folder +
                                                          "/sub/../password.bin already Opened \n"});
@@ -113,7 +113,7 @@ TEST(GenerateObkey, HeaderDigestAndPadding) {
     EXPECT_EQ(run.folder.read("o.obk"), fromHex("030201080b00000001000000") + payload);
     EXPECT_EQ(run.folder.read("password.bin"), fromHex("0000008003000000") + "abc");
 
-    // A digest that one template asked for stays in force for the next one; so does nothing else.
+    // A request for a digest, and nothing else, stays in force for the next template.
     EXPECT_TRUE(run.generate(QByteArray(good).replace("<Info>", "<Hash/><DA/><Info>")));
     capture.clear();
     EXPECT_TRUE(run.generate(good));
@@ -126,8 +126,8 @@ TEST(GenerateObkey, HeaderDigestAndPadding) {
                                         "SUCCESS OBKey File Generation \n"}));
 }
 
-// Destination, alignment, areas, slots, names, DA and the folder of one template mean nothing to the next one, whether
-// its job came to its end or not, nor does an image in between. A digest stays asked for.
+// Destination, alignment, areas, slots, names, DA and the folder of one template don't affect the next one, whether the
+// job succeeds or fails. An image between them has no effect either. Only a request for a digest stays in force.
 TEST(GenerateObkey, OnlyTheDigestOutlivesAJob) {
     TemplateRun run;
     const QByteArray full = elements(
@@ -136,7 +136,7 @@ TEST(GenerateObkey, OnlyTheDigestOutlivesAJob) {
         "Data;Name=d;Width=4;Default=0;OBKSlot=start#1\nData;Name=e;Width=4;Default=16;OBKSlot=size#1\n"
         "Bool;Name=b;Width=1;Default=1;True=1;False=0\nText;Name=t;Width=9;MinWidth=1;Default=abc\n"
         "Permission;Name=p;Width=4;Default=0x1\nOutput;Default=sub/o.obk");
-    // Without areas of its own, slots that lie nowhere pass.
+    // A template without areas accepts slots outside of any area.
     const QByteArray bare = elements(
         "Info;GlobalAlign=4\nData;Name=d;Width=1;Default=9;OBKSlot=start#1\n"
         "Data;Name=e;Width=1;Default=7;SlotCli=size#1\nOutput;Default=o.obk");
@@ -192,7 +192,7 @@ TEST(GenerateObkey, SecretsAreTheOwnersAndInputsStay) {
         EXPECT_EQ(isPrivate("o.bin"), holdsSecret) << content.constData();
     }
     EXPECT_TRUE(isPrivate("password.bin"));
-    // The output and the password file must not be one file, whatever name leads there.
+    // The output and the password file must not be the same file under any name.
     QFile::remove(run.folder.path("password.bin"));
     QFile::remove(run.folder.path("o.bin"));
     QFile::link(run.folder.path("password.bin"), run.folder.path("link.bin"));
@@ -234,7 +234,7 @@ TEST(GenerateObkey, PipesAreReadOnce) {
     EXPECT_TRUE(run.engine.validateTemplate(path, run.schema) && run.engine.loadTemplate(path) &&
                 run.engine.checkLayout() && run.engine.generateObkey());
     EXPECT_EQ(run.folder.read("o.bin"), "RAWDATA");
-    // A PEM file is opened again by those who read the key.
+    // The readers of keys open a PEM file again, so a pipe can't be a PEM file.
     const MessageCapture capture;
     const QString other = run.folder.write("other.xml", QByteArray(text).replace("raw.bin", "bad.pem"));
     run.engine.startObkeyJob(other);
@@ -302,7 +302,7 @@ TEST(GenerateObkey, KeyFileFaults) {
         }
         EXPECT_EQ(capture.texts(), expected);
     }
-    // The last line is the reason. A private key in an answer that can't be used is not for the console.
+    // The console shows the last line of an unusable answer as the reason, but never a private key from it.
     struct Answer {
         const char *command, *reason;
     };

@@ -88,7 +88,7 @@ TEST(TemplatePaths, EachFormatHasItsRule) {
     EXPECT_EQ(templateFolder(QStringLiteral("t.xml")), QStringLiteral("."));
     EXPECT_EQ(collapsePath(QStringLiteral("../../a/./b\\../c")), QStringLiteral("../../a/c"));
 
-    // Folder and path have 254 or 255 characters together.
+    // Folder and path together have 254 or 255 characters.
     for (const qsizetype length : {254, 255}) {
         QString path = QStringLiteral("./") + QString(length - 5, QLatin1Char('x'));
         resolveMcubootPath(path, QStringLiteral("/r"));

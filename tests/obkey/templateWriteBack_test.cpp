@@ -48,7 +48,7 @@ TEST(TemplateWriteBack, ValueStandsDirectlyBehindTheName) {
     EXPECT_EQ(bytes, "<D><Name>a&amp;b</Name><Value>&lt;x&gt; &amp; &#13;</Value>\r\n\t\t<B>1</B></D>");
 }
 
-// A name counts where it stands first, whatever the order of the values; the last one for a name is kept.
+// A value is placed at the first element with its name, in any order of the values. The last value for a name is kept.
 TEST(TemplateWriteBack, AllValuesArePlacedAtOnce) {
     QByteArray bytes =
         "<R><D><Name>b</Name><Value>0</Value><Enable>7</Enable></D><D><Value>0</Value><Name>a</Name><E/></D>"
@@ -87,7 +87,8 @@ TEST(TemplateWriteBack, EveryKindStoresWhatWasUsed) {
     EXPECT_EQ(run.folder.read("o.bin"), "\1\2\3kk");
 }
 
-// What is written back has to be a template that the next run accepts: here it is just one, or one too many.
+// The next run must accept the written template. Of each pair of rows, one is exactly at a limit, the other one above
+// it.
 TEST(TemplateWriteBack, NoTemplateGrowsBeyondItsLimits) {
     const QByteArray element = "<A><Name>n</Name></A>";
     const QByteArray value = "<Value>1</Value>\r\n\t\t";

@@ -65,8 +65,8 @@ TEST_F(Card, HoldsWhatItWasProgrammedWith) {
     EXPECT_EQ(pkcs11Tool(readData + "vx-card-nonce"), nonce);
     EXPECT_EQ(pkcs11Tool(readData + "vx-card-perso"), perso);
     EXPECT_THAT(labels(), UnorderedElementsAre("vx-card-info", "vx-card-key", "vx-card-nonce", "vx-card-perso"));
-    EXPECT_THAT(labels(""), ElementsAre("vx-card-info"));  // the rest asks for the PIN
-    // The key can be proved, but not read.
+    EXPECT_THAT(labels(""), ElementsAre("vx-card-info"));  // the other objects need the PIN
+    // The key can be used, but not read.
     const QByteArray block = folder.write("block", "sixteen bytes ..").toUtf8();
     const QByteArray result = folder.path("result").toUtf8();
     pkcs11Tool("--encrypt -m AES-ECB --label vx-card-key --input-file " + block + " --output-file " + result);
@@ -86,7 +86,7 @@ TEST_F(Card, KeepsVersionAndTypeAndClearsLeftovers) {
                 ElementsAre("Error: The card in slot 0 is of version 1, it takes no personalization data"));
     ASSERT_TRUE(provision({}));
     EXPECT_EQ(pkcs11Tool(readData + "vx-card-nonce"), nonce);
-    writeData("vx-card-info", version1Info);  // as if the power had gone before the older one was removed
+    writeData("vx-card-info", version1Info);  // the state after a power failure before the removal of the older object
     EXPECT_EQ(info(), "1 39 ABC 1000000 Gerät 01");
 }
 
@@ -113,7 +113,7 @@ TEST_F(Card, SaysWhyItCantBeProgrammed) {
     EXPECT_EQ(messages.texts().size(), 7u);
 }
 
-// Each call of a provisioning fails in turn, once or from there on, as when the card is pulled out.
+// Each call of a provisioning fails in turn: only this call, or also all later ones, as when the card is removed.
 TEST_F(Card, SurvivesAFaultInAnyCall) {
     const auto complete = UnorderedElementsAre("vx-card-info", "vx-card-key", "vx-card-nonce");
     qputenv("FAILING_DRIVER_REAL", driver);
@@ -136,9 +136,9 @@ TEST_F(Card, SurvivesAFaultInAnyCall) {
                 EXPECT_THAT(labels(), ElementsAre("vx-card-info")) << call;
             }
             if (info() == "1 23 ABC 5 0123456789ABCDEF") {
-                EXPECT_TRUE(provision({})) << call;  // clears what the attempt left
+                EXPECT_TRUE(provision({})) << call;  // clears the objects of the failed attempt
                 EXPECT_THAT(labels(), complete) << call;
-            } else {  // all is written; at worst the older information couldn't be removed
+            } else {  // all objects are written; only the removal of the older information may have failed
                 EXPECT_EQ(labels().size(), done ? 3u : 4u) << call;
             }
         }

@@ -35,7 +35,7 @@ FileTBI moduleOf(const std::vector<TbiArea>& areas) {
     return {{fileTypeXtbi, 2, {}}, "header,", 0, 1, 1, {}, 0, areas};
 }
 
-/// One of everything, and how to hand it over.
+/// A content with one file of every kind.
 struct Everything {
     FileTBI xtbi = moduleOf({{0, 0, "payload,", 0, "first,", 0, {}, 0}, {0, 0, {}, 0, "last", 0, {}, 0}});
     FileOBK obk{{fileTypeObk, 1, {segment(0, "obk data")}}, {0x00, 0x10, 0x00, 0x10, 8, 0, 0, 0, 1, 0, 0, 0}};
@@ -63,7 +63,7 @@ struct Everything {
                                 true};
 };
 
-/// The areas as "letter address:size", those of the kind P with their two numbers. The hash area must fit.
+/// The areas as "letter address:size", P areas as "P" with their two numbers. Checks the payload of the hash area.
 std::string layoutOf(const InstallImageContent& content, const QByteArray& nonce = imageNonce) {
     std::string text;
     QCryptographicHash hash(QCryptographicHash::Sha256);
@@ -136,14 +136,14 @@ TEST(InstallImage, ShowsEveryChangedByteAndSatisfiesItsReader) {
         std::shared_ptr<FileData> record;
         EXPECT_TRUE(file.open(QIODevice::ReadOnly) && readTbiFile(context, file, record));
     }
-    all.xtbi.fileType = fileTypeBinary;  // then only its segments count
+    all.xtbi.fileType = fileTypeBinary;  // in a binary only the segments count
     all.xtbi.segments = {segment(0, "ab"), segment(9, "c")};
     for (const qsizetype size : {1, 11, 12, 13, 64}) {
         EXPECT_EQ(layoutOf({.packagedModule = &all.xtbi}, QByteArray(size, 'n')), "S0:3 C0:0");
     }
 }
 
-// Nonces that count up must not meet the area numbers, which count up in the same four bytes.
+// The IV combines the nonce with the area number. Consecutive nonces and area numbers must not give the same IV.
 TEST(InstallImage, SharesNoIvWithItsNeighbours) {
     const FileData firmware{0, 2, {segment(0x08000000, "first"), segment(0x08001000, "second")}};
     for (const qsizetype nonceSize : {4, 12, 16}) {
@@ -161,7 +161,7 @@ TEST(InstallImage, SharesNoIvWithItsNeighbours) {
     }
 }
 
-// With 30-byte headers and a token, 38 bytes of each part are kept for the P area that may end it.
+// With 30-byte headers and a token, each part reserves 38 bytes for a P area at its end.
 TEST(InstallImage, CutsToTheRamSize) {
     const struct {
         std::uint32_t ramSize, token;

@@ -22,14 +22,14 @@ QByteArray derive(Preparation& preparation) {
     return preparation.SignECDH_KDF2(table) ? secret : QByteArray("none");
 }
 
-// The folder beside the test program serves all of it, so it is one test.
+// All cases use the folder beside the test program, so they are in one test.
 TEST(PersonalizationData, DerivesTheSecretFromTheKeysBesideTheTool) {
     const QString folder = QCoreApplication::applicationDirPath() + QStringLiteral("/Keys");
     const QByteArray keys = folder.toUtf8() + '/';
     QDir(folder).removeRecursively();
     Preparation preparation;
     MessageCapture messages;
-    // Computed by openssl pkeyutl and openssl kdf.
+    // The value was computed with openssl pkeyutl and openssl kdf.
     EXPECT_EQ(derive(preparation).toHex(), "0963e5379da02b15148c86f014ffc36b9e7f251a33dd6a0c25b44c3adfc4fe58");
     QDir().mkpath(folder);
     EXPECT_EQ(derive(preparation).toHex().left(8), "0963e537");
@@ -39,15 +39,15 @@ TEST(PersonalizationData, DerivesTheSecretFromTheKeysBesideTheTool) {
     EXPECT_THAT(messages.texts(), ElementsAre(warning, warning));
     QDir(folder).removeRecursively();
 
-    // Anything that is there, or can't be looked at, is the maker's: the development pair doesn't take its place.
+    // Any file in its place, even an unreadable one, belongs to the maker. The development pair doesn't replace it.
     messages.clear();
     const auto prepare = [&folder](const QString& command) {
         outsideTool(QStringLiteral("sh"), {QStringLiteral("-c"), QStringLiteral("rm -rf $0; ") + command, folder});
     };
     const char* const faulty[] = {
-        ": > $0",                                     // a file in the folder's place
+        ": > $0",                                     // a file instead of the folder
         "ln -s none $0",                              // the folder is a dangling link
-        "ln -s Keys $0",                              // or a circle
+        "ln -s Keys $0",                              // the folder is a link to itself
         "mkdir $0; ln -s none $0/perso_private.pem",  // a key is a dangling link
         "mkdir $0; ln -s none $0/card_public.pem",
         "mkdir $0; mkdir $0/card_public.pem",
@@ -101,7 +101,7 @@ TEST(PersonalizationData, Encrypts) {
               "21d514b25466931c7d8f6a5aac84aa051ba30b396a0aac973d58e091473f5985"
               "4d5c2af327cd64a62cf35abd2ba6fab4");
     const MessageCapture messages;
-    key.fill('\0');  // what a derivation that failed leaves
+    key.fill('\0');  // the key after a failed derivation
     EXPECT_EQ(preparation.encryptPersoData(bytesOf(plain), 64, bytesOf(key), bytesOf(iv), bytesOf(output),
                                            bytesOf(output) + 64),
               -1);

@@ -1,7 +1,7 @@
-// A card driver that hands on to the one in FAILING_DRIVER_REAL, but answers call number FAILING_DRIVER_CALL (from 1)
-// with CKR_DEVICE_REMOVED, and every call after it too if that number is negative. With FAILING_DRIVER_COMMAND no call
-// fails: that command runs before search or removal number FAILING_DRIVER_CALL, once, as another process does at the
-// same time.
+// A card driver that passes calls to the driver FAILING_DRIVER_REAL. Call number FAILING_DRIVER_CALL (from 1) returns
+// CKR_DEVICE_REMOVED; if the number is negative, so does every later call. With FAILING_DRIVER_COMMAND no call fails:
+// instead, that command runs once before search or removal number FAILING_DRIVER_CALL, like another process at the same
+// time.
 
 #include <p11-kit/pkcs11.h>
 

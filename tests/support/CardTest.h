@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-/// A SoftHSM token of its own for each test, in slot 0, for this process and those it starts.
+/// Gives each test its own SoftHSM token in slot 0. This process and the processes that it starts use it.
 class CardTest : public testing::Test {
   protected:
     void SetUp() override {

@@ -15,8 +15,8 @@ struct ImageArea {
 
 enum class ImageKind { tbi, xtbi, pvsTbi };
 
-/// Builds a well-formed image. Image version 7, nonce "nnnn...", every tag "tttt...", second blocks "bbbb...". The
-/// headers count `promised` areas, or as many as there are.
+/// Builds a well-formed image with image version 7, nonce "nnnn...", tags "tttt..." and second blocks "bbbb...". The
+/// number of areas in the headers is `promised`, or the real number if that is negative.
 inline QByteArray buildImage(ImageKind kind, std::uint16_t protocolVersion, const std::vector<ImageArea>& areas,
                              int promised = -1) {
     const auto count = static_cast<std::uint16_t>(promised < 0 ? static_cast<int>(areas.size()) : promised);

@@ -4,7 +4,7 @@
 
 #include <openssl/evp.h>
 
-// Written from the layouts alone: nothing here is shared with the library that makes the images.
+// This code follows the documented layouts and shares nothing with the library that makes the images.
 
 namespace {
 

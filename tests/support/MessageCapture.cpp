@@ -4,7 +4,8 @@
 
 namespace {
 
-// A callback is a plain function: what it fills can't be handed to it. Captures nest, so each keeps what it interrupts.
+// A callback is a plain function and has no context, so its messages go into a global. Captures nest: each one keeps
+// the messages of the outer one.
 std::vector<std::pair<int, std::string>> captured;
 
 void capture(std::int32_t kind, const wchar_t* text) {

@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
-/// Collects every message from its construction to its destruction, prefix included, in UTF-8. Then the callback that
-/// was there before takes them again, so captures can nest.
+/// Collects every message during its lifetime, with its prefix, in UTF-8. The destructor restores the previous
+/// callback, so captures can nest.
 class MessageCapture {
   public:
     MessageCapture();
@@ -15,9 +15,9 @@ class MessageCapture {
     MessageCapture(const MessageCapture&) = delete;
     MessageCapture& operator=(const MessageCapture&) = delete;
 
-    /// All texts so far, whatever their kinds.
+    /// The texts of all messages so far.
     [[nodiscard]] std::vector<std::string> texts() const;
-    /// The texts of one kind.
+    /// The texts of the messages of one kind so far.
     [[nodiscard]] std::vector<std::string> texts(int kind) const;
     /// All messages so far as (kind, text).
     [[nodiscard]] const std::vector<std::pair<int, std::string>>& messages() const;

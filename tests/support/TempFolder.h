@@ -4,13 +4,13 @@
 #include <QString>
 #include <QTemporaryDir>
 
-/// A folder of its own for one test, gone with the object.
+/// A folder for one test. The destructor removes it.
 class TempFolder {
   public:
     TempFolder() {}  // not defaulted, so that a member of a fixture may be const
     /// The path of `name` inside the folder.
     [[nodiscard]] QString path(const char* name) const;
-    /// Writes a file and gives its path.
+    /// Writes a file and returns its path.
     QString write(const char* name, const QByteArray& content) const;
     /// The content of a file; empty if it isn't there.
     [[nodiscard]] QByteArray read(const char* name) const;

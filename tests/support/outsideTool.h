@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-/// Runs another program and gives its standard output. A status other than 0 fails the test.
+/// Runs another program and returns its standard output. A status other than 0 fails the test.
 inline QByteArray outsideTool(const QString& program, const QStringList& arguments) {
     QProcess process;
     process.start(program, arguments);
@@ -18,7 +18,7 @@ inline QByteArray outsideTool(const QString& program, const QStringList& argumen
     return process.readAllStandardOutput();
 }
 
-/// The same for a line of words with blanks between them.
+/// The same for a command line of words separated by blanks.
 inline QByteArray outsideTool(const QByteArray& command) {
     QStringList arguments = QString::fromUtf8(command).split(QLatin1Char(' '), Qt::SkipEmptyParts);
     const QString program = arguments.takeFirst();
@@ -29,12 +29,12 @@ inline QByteArray openssl(const QString& arguments) {
     return outsideTool("openssl " + arguments.toUtf8());
 }
 
-/// A new private key of an algorithm with its options.
+/// Makes a new private key. `algorithm` is its name with its options.
 inline void opensslMakeKey(const QString& path, const char* algorithm) {
     openssl(QStringLiteral("genpkey -out %1 -algorithm %2").arg(path, QLatin1String(algorithm)));
 }
 
-/// Whether `signature`, DER where it is ECDSA, signs SHA-256 of `data`.
+/// Whether `signature` is valid for the SHA-256 of `data`. An ECDSA signature is in DER form.
 inline bool opensslVerifies(const QString& publicPath, const QByteArray& signature, const QByteArray& data) {
     const TempFolder folder;
     return openssl(QStringLiteral("dgst -sha256 -verify %1 -signature %2 %3")

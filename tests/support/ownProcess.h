@@ -7,10 +7,10 @@
 
 #include <functional>
 
-/// The status of a child that finds something missing on this system.
+/// The status of a child that can't run its test on this system.
 inline constexpr int childSkipped = 2;
 
-/// Runs a test in a child process, which may change what a process has. 0 if it passed.
+/// Runs a test in a child process, which may change its own rights and mounts. Returns 0 if the test passed.
 inline int inOwnProcess(const std::function<bool()>& passes) {
     const pid_t child = fork();
     if (child == 0) {
@@ -21,7 +21,7 @@ inline int inOwnProcess(const std::function<bool()>& passes) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-/// Gives the child the rights of an ordinary user: root may write everywhere.
+/// Changes root to an ordinary user, because root may write everywhere.
 inline void dropRoot() {
     constexpr uid_t nobody = 65534;
     if (geteuid() == 0 && setresuid(nobody, nobody, nobody) != 0) {
@@ -29,7 +29,7 @@ inline void dropRoot() {
     }
 }
 
-/// Gives the child its own view of the file system, in which it may mount.
+/// Gives the child its own mounts.
 inline void ownMounts() {
     if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
         _exit(childSkipped);

@@ -52,7 +52,7 @@ TEST(PublicKeyText, ExponentIsOneOfThree) {
     EXPECT_EQ(capture.texts(), std::vector<std::string>(3, "Error: Error wrong exponent!!!\n"));
 }
 
-// 2 to the power of 128 for each word of 64 bits, a partial one too, modulo n. Computed by Python.
+// Expected: 2 to the power of 128 for each 64-bit word, a partial one included, modulo n. Python computed the values.
 TEST(PublicKeyText, R2CountsPartialWords) {
     constexpr std::pair<const char*, const char*> rows[] = {
         {"b3", "a1"},

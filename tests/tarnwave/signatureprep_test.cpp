@@ -25,7 +25,7 @@ QByteArray decimals(const QByteArray& bytes) {
     return text;
 }
 
-// 2^4096 modulo n by doubling 1.
+// 2^4096 modulo n, computed by doubling 1.
 QByteArray r2Of(const QByteArray& n) {
     BIGNUM* const modulus = BN_bin2bn(reinterpret_cast<const unsigned char*>(n.constData()), 256, nullptr);
     BIGNUM* const value = BN_new();
@@ -100,7 +100,7 @@ TEST(Signatureprep, KeysAgreeInAllFiveFilesAndSign) {
 
 TEST(Signatureprep, KeysStopAtTheFirstFileThatCantBeMade) {
     const MessageCapture capture;
-    // Which of the five paths lies nowhere, and how many files remain; the sources alone are no condition.
+    // The path in a missing folder, and the number of files that remain. Only the sources may be missing.
     constexpr std::pair<int, int> cases[] = {{0, 0}, {1, 1}, {4, 2}, {2, 3}};
     for (const auto& [bad, files] : cases) {
         const TempFolder folder;

@@ -1,5 +1,5 @@
 #!/bin/bash
-# pages.sh MAKE_DOCS TOOL INSPECT: types words and looks at what bash would offer, then reads the man page.
+# pages.sh MAKE_DOCS TOOL INSPECT: checks the words that bash completes, then lines of the man page.
 set -eu
 # shellcheck disable=SC1090  # made by the script under test
 source <("$1" completion "$2")
@@ -7,7 +7,7 @@ source <("$1" completion "$2")
 source <("$1" inspect-completion "$3")
 failed=0
 
-# offers FUNCTION "words typed" "words offered" [word that isn't]
+# offers FUNCTION "typed words" "words to offer" ["words not to offer"]
 offers() {
     read -ra COMP_WORDS <<<"program $2"
     [[ $2 == *' ' || -z $2 ]] && COMP_WORDS+=("")
@@ -40,12 +40,12 @@ offers _qvora_inspect "extract -" "-o --output" "--nonce"
 offers _qvora_inspect "show --as up" "updateImage updatePayload" "hexFile"
 offers _qvora_inspect "verify my" ""
 
-# bash itself completes paths, so that it quotes those with blanks.
+# bash itself completes paths, because it quotes those with blanks.
 for name in QVORASealedBundleBuilder_CLI qvora-inspect; do
     complete -p $name | grep -q -- '-o default' || { echo "$name: bash doesn't complete paths"; failed=1; }
 done
 
-# The pages name the release and have what the README says about statuses and devices.
+# The man page contains the release and the statuses and devices of the README.
 release=$("$3" --version | cut -d ' ' -f 2)
 for line in ".TH QVORASealedBundleBuilder_CLI 1 \"\" \"QVORA Sealed Bundle Builder $release\" \"User Commands\"" '.B \-pb 8' \
     '.B 255' '\-devid accepts 0x450, 0x455, 0x462, 0x472, 0x476, 0x478, 0x480, 0x481, 0x482, 0x483, 0x484, 0x485, 0x492, 0x497 and 0x4B0.'; do

@@ -1,6 +1,6 @@
 #!/bin/sh
-# buildVersion.sh SOURCE TOOL INSPECT [WINDOW]: programs name their release and commit, the tool's banner keeps its own
-# version, and an exported archive knows its commit.
+# buildVersion.sh SOURCE TOOL INSPECT [WINDOW]: checks that the programs print their release and commit, that the tool's
+# banner keeps its own version, and that an exported archive contains its commit.
 set -eu
 source=$1 tool=$2 inspect=$3 window=${4:-}
 fail() {

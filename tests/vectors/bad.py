@@ -1,11 +1,11 @@
-"""The bad vectors: one fault a file, named after it. What has tags is sealed anew around the fault, so that the tags
-are good and a later check is reached; rows with "tag" or "signature" are the exception."""
+"""The bad vectors: one fault per file, which is named after it. Files with tags are sealed again after the change, so
+that their tags are good and a later check finds the fault. Rows with "tag" or "signature" are the exception."""
 from dataclasses import dataclass, replace
 
 import formats as f
 from good import ONE_TIME, RECORDS, SIGNING_KEY, STACK, Vector, fixed, fixed_ec_key, fixed_rsa_key
 
-# What of a good vector's description holds for a file with a changed byte as well.
+# The details of a good vector that are also true for a file with a changed byte.
 SHARED_DETAILS = ("key", "nonce", "deviceBinding", "publicKey", "cardPrivateKey", "toolPublicKey", "hasHeader",
                   "hasDigest")
 
@@ -13,10 +13,10 @@ SHARED_DETAILS = ("key", "nonce", "deviceBinding", "publicKey", "cardPrivateKey"
 @dataclass
 class Row:
     name: str
-    failure: str    # structure: seen without a key; tag, digest, signature: what fails; content: seen in the plaintext
+    failure: str    # structure: needs no key; tag, digest, signature: that check fails; content: is in the plaintext
     rule: str
-    made: object    # a description, or the bytes of a file that has none
-    also: tuple = ()    # other rules that the fault breaks: a reader may come to one of them first
+    made: object    # a description, or the bytes of a file without one
+    also: tuple = ()    # other rules that the fault breaks; a reader may check one of them first
     comment: str = ""
 
 
@@ -33,7 +33,7 @@ def built(image, **changes):
 
 
 def with_areas(image, areas):
-    """The image with other areas in front of `C`, and the `H` that fits them."""
+    """The image with other areas before `C`, and with the `H` for them."""
     return replace(image, areas=[*areas, f.hash_area(areas), image.areas[-1]])
 
 
@@ -42,7 +42,7 @@ def before_hash(image):
 
 
 def with_content(image, number, **changes):
-    """One area changed and `H` made anew, so that it doesn't tell."""
+    """The image with one area changed and a new `H` that matches it."""
     return with_areas(image, before_hash(image.with_area(number, **changes)))
 
 
@@ -389,7 +389,7 @@ ROWS = {"install": install_rows, "install-sizes": sizes_rows, "install-parts": p
 
 
 def bad_vectors(good):
-    """The rows of each good vector that has some."""
+    """The bad vectors of every good vector that has rows."""
     for base in good:
         for row in ROWS.get(base.id, lambda _: [])(base):
             yield bad_vector(base, row)

@@ -1,5 +1,5 @@
-"""The formats of docs/formats.md, written down a second time from that text alone: each function makes a file and its
-description. It shares nothing with the tool, so that one mistake can't hide in both."""
+"""A second implementation of the formats, from docs/formats.md only. Each function makes a file and its description.
+It shares nothing with the tool, so that a mistake in one of them shows."""
 import hashlib
 import hmac
 from dataclasses import dataclass, field, replace
@@ -39,13 +39,13 @@ def seal(key, iv, plain, aad):
 
 @dataclass
 class Made:
-    """A file and what is to be known of it. Its ranges tile it: each byte is in exactly one."""
+    """A file, its ranges and its details. Each byte is in exactly one range."""
     data: bytes = b""
     ranges: list = field(default_factory=list)
     details: dict = field(default_factory=dict)
 
     def add(self, data, name, role, cover, **more):
-        """Puts a range behind the others. An empty one is left out."""
+        """Appends a range. An empty range is omitted."""
         if data:
             self.ranges.append({"offset": len(self.data), "size": len(data), "name": name, "role": role,
                                 "cover": cover} | more)
@@ -77,7 +77,7 @@ def region_descriptor(address, mode, number, key_address):
 
 @dataclass
 class Area:
-    """`own_number`, `own_version`, `own_count` and `own_iv` are for bad vectors: they replace what is right."""
+    """`own_number`, `own_version`, `own_count` and `own_iv` replace the right values in bad vectors."""
     letter: str
     address: int
     plain: bytes
@@ -90,7 +90,7 @@ class Area:
 
 @dataclass
 class AreaImage:
-    """All that an install or provisioning image is made from."""
+    """The inputs of an install or provisioning image."""
     key: bytes
     nonce: bytes
     version: int
@@ -121,12 +121,12 @@ class AreaImage:
 
 
 def hash_area(areas):
-    """The `H` area behind `areas`."""
+    """The `H` area that follows `areas`."""
     return Area("H", 0, sha256(b"".join(area.plain for area in areas)))
 
 
 def external_areas(key, nonce, letter, regions):
-    """`E` or `e` areas: for each of (address, mode, number, key address, bytes) the bytes with their region key."""
+    """`E` or `e` areas, one for each (address, mode, number, key address, bytes). The region key follows the bytes."""
     return [Area(letter, address, data + region_key(key, number, base_iv(nonce)),
                  region_descriptor(address, mode, number, key_address))
             for address, mode, number, key_address, data in regions]
@@ -149,7 +149,7 @@ def in_pieces(areas, header, ram):
 
 
 def in_parts(areas, header, ram, token):
-    """Areas gathered into parts, with a `P` area behind each part but the last. `areas` ends with `H` and `C`."""
+    """Areas in parts, with a `P` area at the end of each part except the last. `areas` ends with `H` and `C`."""
     room = left = ram - (header + 8)
     laid = []
     for area in areas:
@@ -168,7 +168,7 @@ def in_parts(areas, header, ram, token):
 
 
 def complete(areas, option_bytes=b"", arrange=list):
-    """The areas with `H` and `C` behind them. `arrange` cuts them into pieces or parts."""
+    """The areas followed by `H` and `C`. `arrange` cuts them into pieces or parts."""
     laid = arrange(areas + [Area("H", 0, bytes(32)), Area("C", 0, option_bytes)])
     place = next(index for index, area in enumerate(laid) if area.letter == "H")
     laid[place] = hash_area(laid[:place])
@@ -316,7 +316,7 @@ def authentication_payload(main, behind):
 
 
 def permission_mask(digits):
-    """Pairs of hexadecimal digits from the right, in 32 bytes."""
+    """Pairs of hexadecimal digits in reverse order, padded to 32 bytes."""
     return bytes.fromhex(digits)[::-1].ljust(32, b"\0")
 
 
@@ -379,7 +379,7 @@ P256_ORDER = 0xFFFFFFFF00000000FFFFFFFFFFFFFFFFBCE6FAADA7179E84F3B9CAC2FC632551
 
 
 def ecdsa_signature(private_key, digest, one_time_number):
-    """r and s with a given one-time number. Only vectors may do that: a known or repeated one gives the key away."""
+    """r and s with a given one-time number. Only vectors may do this: a known or repeated number reveals the key."""
     point = ec.derive_private_key(one_time_number, ec.SECP256R1()).public_key().public_numbers()
     r = point.x % P256_ORDER
     secret = private_key.private_numbers().private_value
@@ -404,7 +404,7 @@ def point_bytes(public_key):
 
 def signed_image(private_key, image, signed_length, version, one_time_number, magic=b"VXSG", algorithm=0,
                  unused=bytes(3), signed=None):
-    """`signed` replaces, for bad vectors, the bytes that the signature is made over."""
+    """`signed` replaces the signed bytes in bad vectors."""
     head = magic + u32(version) + bytes([algorithm]) + unused + u32(signed_length)
     digest = sha256(image[:signed_length] + head if signed is None else signed)
     signature = ecdsa_signature(private_key, digest, one_time_number)
@@ -469,7 +469,7 @@ def key_details(private_key):
 
 
 def key_files(private_key, r2=None):
-    """The five files of a wireless-chip key pair, by what follows their common name."""
+    """The five files of a wireless-chip key pair, by the suffix after their common name."""
     numbers = private_key.public_key().public_numbers()
     modulus = numbers.n.to_bytes(256, "big")
     r2 = r2 or pow(2, 4096, numbers.n).to_bytes(256, "big")

@@ -1,4 +1,4 @@
-"""The good vectors: what goes in, the command line that makes the file, and what must come out."""
+"""The good vectors: the inputs, the command line that makes the file, and the expected file."""
 import functools
 import json
 from dataclasses import dataclass, field
@@ -10,7 +10,7 @@ from memory_cipher import memory_image
 
 
 def fixed(name, size):
-    """`size` bytes that are the same in every run: SHA-256 of the name and a counter, block behind block."""
+    """`size` bytes that are the same in every run: blocks of SHA-256 of the name and a counter."""
     blocks = (f.sha256(name.encode() + bytes([i])) for i in range(size // 32 + 1))
     return b"".join(blocks)[:size]
 
@@ -21,7 +21,7 @@ def fixed_ec_key(name):
 
 @functools.cache
 def fixed_rsa_key():
-    """The offsets lead to the first primes behind two fixed numbers for which the exponent serves."""
+    """The offsets give the first primes after two fixed numbers for which the exponent is valid."""
     p, q = ((int.from_bytes(fixed(name, 128), "big") | 3 << 1022) + offset for name, offset in RSA_PRIMES)
     e = 65537
     d = pow(e, -1, (p - 1) * (q - 1))
@@ -38,15 +38,15 @@ class Vector:
     format: str
     comment: str
     made: f.Made
-    files: dict                                   # what follows the id in the file's name, and the bytes
+    files: dict                                   # suffix of the file's name after the id, and the bytes
     command: str = ""                             # the tool's arguments; "" if the tool doesn't make this file
     inputs: dict = field(default_factory=dict)    # files that the command reads
-    outputs: list = field(default_factory=list)   # where the command leaves what `files` holds
+    outputs: list = field(default_factory=list)   # names under which the command writes `files`
     keys: dict = field(default_factory=dict)      # files in the tool's folder Keys
-    judge: callable = None                        # takes the tool's files where they can't be compared byte by byte
-    image: object = None                          # what `made` was made from, for bad vectors
+    judge: callable = None                        # checks the tool's files if bytes can't be compared
+    image: object = None                          # the inputs of `made`, for bad vectors
     result: str = "good"
-    base: str = ""                                # of a bad vector: the good one that it comes from
+    base: str = ""                                # the good vector that a bad one is made from
     failure: str = ""
     rule: str = ""
     also: tuple = ()
@@ -59,7 +59,7 @@ OPTION_WORDS = f.words(0x500, 0x30000210)
 
 
 def firmware(*segments):
-    """`F` areas, and the options and inputs for them, from (address, size)."""
+    """`F` areas from (address, size), with their options and inputs."""
     areas = [f.Area("F", address, fixed(f"firmware {address:X}", size)) for address, size in segments]
     inputs = {f"firmware-{place}.bin": area.plain for place, area in enumerate(areas, 1)}
     options = "".join(f" -fir {name} 0x{area.address:08X}" for name, area in zip(inputs, areas))
@@ -112,7 +112,7 @@ def install_parts():
 
 
 def packaged_module():
-    """A module with two areas, as a maker of modules gives it away."""
+    """A module with two areas, in the form in which its maker delivers it."""
     def area(letter, index, address, data, second):
         header = letter + b"\0" + f.u16(index) + f.words(len(data), address) + f.u16(2)
         return header + second + fixed(f"module tag {index}", 16) + data
@@ -122,7 +122,7 @@ def packaged_module():
 
 
 def install_parts_ends():
-    """Areas of such sizes that parts end where nobody expects it."""
+    """Areas with sizes for which parts end at unusual places."""
     licence, module = fixed("licence", 21), fixed("listed module", 150)
     firmware_areas, options, inputs = firmware((0x08000000, 100))
     areas = [f.Area("m", 0x08040000, f.u32(1) + licence), f.Area("M", 0x08040000, module)] + firmware_areas
@@ -195,7 +195,7 @@ def install_external_parts():
 # Update images, provisioning payloads and images
 
 def intel_hex(address, data):
-    """One record a line, for the command that takes no address for a raw file."""
+    """One record per line, for a command that accepts no address for a raw file."""
     def record(kind, offset, content):
         line = bytes([len(content)]) + offset.to_bytes(2, "big") + bytes([kind]) + content
         return f":{(line + bytes([-sum(line) & 0xFF])).hex().upper()}\n"
@@ -345,7 +345,7 @@ def provisioning_files():
 
 def memory_images():
     app = fixed("application", 100)
-    # A common address, one that is no multiple of a group, one that wraps.
+    # A common address, one that isn't a multiple of the group size, and one that wraps.
     for mode, (name, start) in enumerate((("normal", 0x90ABCDE0), ("fast", 0x90ABCDE4), ("noekeon", 0xFFFFFFE0))):
         made = memory_image(KEY, start, mode, app)
         made.details = {"key": KEY} | made.details
@@ -360,7 +360,7 @@ STACK = fixed("stack", 60) + bytes.fromhex("91293723") + fixed("behind", 8)
 
 
 def judge_signed(vector, files):
-    """A signature differs from run to run: all but r and s is compared, and the signature verified."""
+    """A signature differs from run to run. All bytes except r and s are compared, and the signature is verified."""
     image, = files
     if image[:-64] != vector.made.data[:-64]:
         return "differs outside its signature"
@@ -401,7 +401,7 @@ def wireless():
 
 
 def judge_key_files(vector, files):
-    """The command makes a fresh pair: its files must be those of the private key among them."""
+    """The command makes a new pair. Its files must match the private key among them."""
     expected = f.key_files(f.load_private(files[0]))
     wrong = [name for name, data, wanted in zip(vector.outputs, files, expected.values()) if data != wanted]
     return f"{', '.join(wrong)} not as the private key" if wrong else ""

@@ -71,7 +71,7 @@ def keccak(lanes, rounds):
     return lanes
 
 
-# Block ciphers: key and block are read backward, and so the result is written
+# Block ciphers: the bytes of key, block and result are in reverse order
 
 def aes_block(block_key, plain):
     encryptor = Cipher(algorithms.AES(first_round_key(block_key[::-1])), modes.ECB()).encryptor()
@@ -79,7 +79,7 @@ def aes_block(block_key, plain):
 
 
 def first_round_key(last):
-    """The key expansion of AES-128 backward, from the last round key to the cipher key."""
+    """Reverses the key expansion of AES-128, from the last round key to the cipher key."""
     w = [last[i:i + 4] for i in range(0, 16, 4)]
     for constant in reversed(AES_CONSTANTS):
         for i in (3, 2, 1):
@@ -94,7 +94,7 @@ def xored(a, b):
 
 
 def s_box():
-    """Powers of 3 in GF(2^8) give each byte and its inverse, the affine map of FIPS 197 the rest."""
+    """Powers of 3 in GF(2^8) give each byte and its inverse; the affine map of FIPS 197 completes the S-box."""
     box = [0x63] * 256
     powers = [1]
     for _ in range(254):

@@ -1,13 +1,13 @@
 #!/usr/bin/env python3
-"""verify.py TOOL OPENER: lets the opener judge every golden vector with all that its JSON file tells. Bad ones must
-be proven wrong; good ones proven, or left undecided where nothing in the format proves them."""
+"""verify.py TOOL OPENER: verifies every golden vector with the opener and all keys and facts of its JSON file. Bad
+vectors must be proven wrong. Good ones must be proven, or undecided if nothing in the format proves them."""
 import json
 import pathlib
 import subprocess
 import sys
 import tempfile
 
-# The suffixes of the files that are asked for, by the format.
+# The suffixes of the files to verify, by the format.
 SUFFIXES = {"installImage": ".tbi .tbix", "updateImage": ".tbuh", "provisioningPayload": ".pvs", "provisioningImage": ".pvs",
             "provisioningFile": ".obk .bin", "wirelessKeyFile": ".c .py .txt"}
 SCRIPT = pathlib.Path(__file__).resolve().parents[2] / "scripts/vectors"
@@ -15,12 +15,12 @@ PLAIN = {"backupImage", "passwordFile"}
 
 
 def bytes_of(value):
-    """Hex, or a PEM as it stands."""
+    """The bytes of a hex string, or a PEM text unchanged."""
     return value.encode() if value.startswith("-----") else bytes.fromhex(value)
 
 
 def evidence(vector, base):
-    """Option to content, from the vector and from the inputs of the good one that it comes from."""
+    """Option to content, from the vector and from the inputs of the good vector that it is made from."""
     inputs = {entry["name"]: entry["bytes"] for entry in base.get("inputs", [])}
     known = {"key": vector.get("key"), "nonce": vector.get("nonce"), "private": vector.get("cardPrivateKey"),
              "public": vector.get("toolPublicKey") or vector.get("publicKey") or inputs.get("oem.pem")
@@ -43,7 +43,7 @@ def options_of(vector, base, folder):
 
 
 def whole_groups(paths, options, folder):
-    """Image and application without the bytes behind their last group, which the cipher drops."""
+    """Image and application without the bytes after their last group, which the cipher drops."""
     for path in (*paths, options[options.index("--app") + 1]):
         (folder / path.name).write_bytes(path.read_bytes()[:path.stat().st_size // 32 * 32])
     return [folder / path.name for path in paths]
@@ -77,7 +77,7 @@ def judge_all(folder, opener):
     for name, vector in sorted(vectors.items()):
         format_name, suffixes = vector["format"], SUFFIXES.get(vector["format"], ".bin")
         base = vectors[vector.get("base", name)]
-        # Whether a file was made with a digest stands outside the file.
+        # The file itself doesn't show whether it has a digest.
         if vector.get("hasDigest", base.get("hasDigest")):
             format_name = "hashedProvisioningFile"
         with tempfile.TemporaryDirectory() as work:

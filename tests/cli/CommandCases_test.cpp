@@ -88,7 +88,7 @@ void makeFiles(const TempFolder& folder) {
     folder.write("external.csv", "./fw.bin,none,0xB0000000,1,2,0x08001000\n");
     folder.write("a.xtbi", buildImage(ImageKind::xtbi, 1, {{'F', 0x08000000, QByteArray(16, 'f')}, {'C', 0, "opts"}}));
     folder.write("strange.xml", templateHead + QByteArray("<McubootFormat><Data/></McubootFormat></Root>"));
-    folder.write("untold.xml", templateHead + QByteArray("<Obdata></Obdata></Root>"));
+    folder.write("incomplete.xml", templateHead + QByteArray("<Obdata></Obdata></Root>"));
     folder.write("twice.xml",
                  templateHead + QByteArray("<Obdata><Info><GlobalAlign>4</GlobalAlign></Info>") +
                      QByteArray("<Data><Name>n</Name><Width>1</Width><Default>0</Default></Data>").repeated(2) +
@@ -96,7 +96,7 @@ void makeFiles(const TempFolder& folder) {
     folder.write("empty.json", "{\"Title\": \"none\", \"Files\": []}");
 }
 
-TEST(CommandCases, endAsTheirLinesSay) {
+TEST(CommandCases, MatchTheirExpectedOutput) {
     const TempFolder folder;
     makeFiles(folder);
     const QList<QByteArray> lines = fileContent(QString::fromUtf8(QVORA_CASES)).split('\n');

@@ -100,7 +100,7 @@ TEST_F(FaultTest, FullDiskKeepsTheOldFile) {
     EXPECT_EQ(QDir(folder.path("old")).entryList(QDir::Files).size(), qsizetype{std::size(rows)});
 }
 
-TEST_F(FaultTest, LockedFolderHasItsOldFilesWrittenOver) {
+TEST_F(FaultTest, OverwritesOldFilesInALockedFolder) {
     const auto writable = QFile::permissions(folder.path("old"));
     QFile::setPermissions(folder.path("old"), QFileDevice::ReadOwner | QFileDevice::ExeOwner);
     for (const FaultRow& row : rows) {
@@ -132,7 +132,7 @@ TEST_F(FaultTest, LostMessagesAreAFailure) {
 }
 
 // The reader rejects the new image, because its firmware starts in the last Flash word of a module.
-TEST_F(FaultTest, RefusedImageCostsNoOlderOne) {
+TEST_F(FaultTest, RefusedImageKeepsTheOlderOne) {
     folder.write("m.kmd", QByteArray::fromHex("4b4d444d4147494320000008aabb"));
     ASSERT_TRUE(QFile::link(QStringLiteral("old/a.tbi"), folder.path("link.tbi")));
     const auto expectRefusal = [&](const char* output, void (*prepare)()) {
@@ -270,7 +270,7 @@ TEST_F(FaultTest, PipesAsOutputsEndAsFilesDo) {
     }
 }
 
-TEST_F(FaultTest, PairsTakeBothPlacesOrNone) {
+TEST_F(FaultTest, PairsReplaceBothFilesOrNone) {
     QDir(folder.path("old")).mkdir(QStringLiteral("folder.tbu"));
     const CommandResult result =
         run("-tbu -fir blink.hex -k key.bin -n nonce.bin -v 2 -oh old/a.tbuh -os old/folder.tbu", nullptr);
@@ -298,7 +298,7 @@ TEST_F(FaultTest, SignsUpToTheMark) {
     }
 }
 
-TEST_F(FaultTest, NobodyLosesAFileTheyDidntName) {
+TEST_F(FaultTest, KeepsFilesThatTheUserDidntName) {
     folder.write("private_pub.bin", QByteArray(64, 'p'));  // of another key
     EXPECT_EQ(run("-sign -bin stack.bin -prvk private.pem -v 1 -o none/s.bin", nullptr).status, 1);
     EXPECT_EQ(folder.read("private_pub.bin"), QByteArray(64, 'p'));

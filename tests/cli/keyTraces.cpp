@@ -45,7 +45,7 @@ bool readSecret(const char* name, Secret& secret) {
     return secret.size != 0;
 }
 
-bool standsAt(const unsigned char* place, const Secret& secret) {
+bool matchesAt(const unsigned char* place, const Secret& secret) {
     std::size_t forward = 0;
     while (forward < secret.size && (place[forward] ^ mask) == secret.masked[forward]) {
         ++forward;
@@ -77,7 +77,7 @@ bool find(std::uintptr_t begin, std::uintptr_t end, const Secret& secret, const 
         auto* const address = reinterpret_cast<unsigned char*>(place);
         std::uint64_t bytes = 0;
         std::memcpy(&bytes, address, sizeof bytes);
-        if (((bytes ^ masks) == forward || (bytes ^ masks) == backward) && standsAt(address, secret)) {
+        if (((bytes ^ masks) == forward || (bytes ^ masks) == backward) && matchesAt(address, secret)) {
             std::printf("%s stands at %p\n", name, static_cast<void*>(address));
             if (__asan_describe_address != nullptr) {
                 __asan_describe_address(address);

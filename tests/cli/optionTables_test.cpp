@@ -106,24 +106,24 @@ Words optionsIn(const QByteArray& text) {
 TEST(OptionTables, AreWhatTheHelpAndItsSupplementSay) {
     const std::vector<Words> sections = helpSections();
     std::map<std::string, Words> more = moreOptions();
-    std::map<const Words*, Words> told;
+    std::map<const Words*, Words> documented;
     Words nowhere;
     for (const Command* const command : commandChain()) {
         const auto section = std::find_if(sections.begin(), sections.end(), [command](const Words& words) {
             return words.contains(command->words.front());
         });
-        Words& taken = section == sections.end() ? nowhere : told[&*section];
+        Words& taken = section == sections.end() ? nowhere : documented[&*section];
         taken.merge(tableOf(*command));
         for (const std::string& word : more[command->words.front()]) {
             EXPECT_EQ(taken.erase(word), 1U) << word << " of " << command->words.front();
         }
     }
-    for (auto& [section, taken] : told) {
+    for (auto& [section, taken] : documented) {
         Words shown = *section;
         shown.erase(shownInVain);
         EXPECT_EQ(taken, shown);
     }
-    EXPECT_EQ(told.size(), sections.size() - 2);  // the first two lines name no option
+    EXPECT_EQ(documented.size(), sections.size() - 2);  // the first two lines name no option
     EXPECT_EQ(nowhere, Words());
 }
 

@@ -68,7 +68,7 @@ TEST(Crypto, ReleasesABufferButNotItsOtherOwners) {
     EXPECT_EQ(other, "secret bytes");
 }
 
-TEST(Crypto, TellsWhatIsWrongWithAnRsaKey) {
+TEST(Crypto, ReportsTheFaultOfAnRsaKey) {
     const MessageCapture capture;
     // The modulus is wrong: p = 61 and q = 53, but n = 3235.
     const KeyPointer broken = privateKeyFromPem(

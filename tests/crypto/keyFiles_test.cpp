@@ -20,7 +20,7 @@ unsigned modeOf(const QString& path) {
 
 }  // namespace
 
-TEST(KeyFiles, EachKindHasItsPermissionsWhateverStoodThere) {
+TEST(KeyFiles, EachKindHasItsPermissionsWhateverTheOlderFile) {
     const TempFolder folder;
     const KeyPointer key(EVP_EC_gen("P-256"));
     const QString path = folder.write("key.pem", QByteArray(4000, 'x'));
@@ -36,7 +36,7 @@ TEST(KeyFiles, EachKindHasItsPermissionsWhateverStoodThere) {
     EXPECT_EQ(QFile::symLinkTarget(folder.path("link")), path);
 }
 
-TEST(KeyFiles, ReadsAreBoundedAndFailedWritesLeaveWhatStoodThere) {
+TEST(KeyFiles, ReadsAreBoundedAndFailedWritesKeepTheOlderFile) {
     const TempFolder folder;
     const KeyPointer key(EVP_EC_gen("P-256"));
     const QString path = folder.write("key", "old");

@@ -50,7 +50,7 @@ TEST(AesGcm, FailsOutOfOrder) {
     EXPECT_FALSE(cipher.finish(out));
 }
 
-TEST(Ecdsa, TellsWrongSignaturesFromBrokenOnes) {
+TEST(Ecdsa, DistinguishesWrongSignaturesFromBrokenOnes) {
     const KeyPointer key(EVP_EC_gen("P-256"));
     const QByteArray digest(32, 'd');
     QByteArray der;
@@ -81,7 +81,7 @@ TEST(Ecdsa, RawNumbersHave32Bytes) {
     EXPECT_FALSE(toRawSignature("no DER", raw));
 }
 
-TEST(RsaSignature, HoldsForItsDigestAlone) {
+TEST(RsaSignature, IsValidOnlyForItsDigest) {
     const KeyPointer key(EVP_RSA_gen(1024));
     const QByteArray digest(32, 'd');
     QByteArray signature;
@@ -120,7 +120,7 @@ TEST(P256Key, BelongsToItsCurveAndItsOtherHalf) {
     EXPECT_EQ(capture.texts().size(), 7U);
 }
 
-TEST(KeyFiles, AreAsLongAsWhatCameThroughAPipe) {
+TEST(KeyFiles, HaveTheLengthOfAPipesContent) {
     const TempFolder folder;
     const QString pipe = folder.path("pipe");
     ASSERT_EQ(mkfifo(pipe.toUtf8().constData(), 0600), 0);
@@ -134,7 +134,7 @@ TEST(KeyFiles, AreAsLongAsWhatCameThroughAPipe) {
     EXPECT_EQ(content, "key");
 }
 
-TEST(RandomBytes, HaveTheSizeThatIsWanted) {
+TEST(RandomBytes, HaveTheRequestedSize) {
     QByteArray bytes("kept");
     EXPECT_FALSE(randomBytes(-1, bytes));
     EXPECT_EQ(bytes, "kept");

@@ -9,7 +9,7 @@
 
 namespace {
 
-const QByteArray keyBytes("0123456789abcdef behind the key");
+const QByteArray keyBytes("0123456789abcdef after the key");
 constexpr std::uint32_t start = 0xB0000010;
 
 QByteArray image(int size) {

@@ -114,7 +114,7 @@ namespace {
 
 /// Prints the messages of Qt, except those about size hints and a missing XDG_RUNTIME_DIR, which the offscreen platform
 /// causes.
-void passOver(QtMsgType type, const QMessageLogContext& /*context*/, const QString& text) {
+void printMessage(QtMsgType type, const QMessageLogContext& /*context*/, const QString& text) {
     if (!text.contains(QLatin1String("propagateSizeHints")) && !text.contains(QLatin1String("XDG_RUNTIME_DIR"))) {
         std::fprintf(stderr, "%s\n", qPrintable(text));
     }
@@ -127,7 +127,7 @@ void passOver(QtMsgType type, const QMessageLogContext& /*context*/, const QStri
 
 std::unique_ptr<QApplication> makeTestApplication(int& argc, char** argv) {
     qputenv("QT_QPA_PLATFORM", "offscreen");
-    qInstallMessageHandler(passOver);
+    qInstallMessageHandler(printMessage);
     QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
     QCoreApplication::setApplicationName(QStringLiteral("QVORA Sealed Bundle Builder"));
     auto application = std::make_unique<QApplication>(argc, argv);

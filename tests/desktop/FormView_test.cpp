@@ -85,7 +85,7 @@ class FormViewTest : public ::testing::Test {
     std::unique_ptr<FormView> form;
 };
 
-TEST_F(FormViewTest, AFieldIsJudgedWhenItIsLeftAndNotBefore) {
+TEST_F(FormViewTest, ChecksAFieldOnlyWhenItLosesTheFocus) {
     folder.write("short.bin", "123");
     folder.write("key.bin", "0123456789abcdef");
     FormField key = field("key", FieldKind::inFile, true);
@@ -137,7 +137,7 @@ TEST_F(FormViewTest, AFieldIsJudgedWhenItIsLeftAndNotBefore) {
     EXPECT_EQ(form->openPoints().join(u' ').toStdString(), "Out");
 }
 
-TEST_F(FormViewTest, WhatIsMissingIsToldWhenItIsAskedFor) {
+TEST_F(FormViewTest, ReportsMissingFieldsOnDemand) {
     FormField id = field("id", FieldKind::fixed, true);
     id.group = QStringLiteral("Device");
     id.check = [](const QStringList& values) {
@@ -169,7 +169,7 @@ TEST_F(FormViewTest, WhatIsMissingIsToldWhenItIsAskedFor) {
     EXPECT_EQ(form->openPoints(), QStringList({QStringLiteral("Id"), QStringLiteral("Out")}));
 }
 
-TEST_F(FormViewTest, WhatIsNeededByACheckHasAReasonToo) {
+TEST_F(FormViewTest, ReportsAReasonForAFieldThatACheckNeeds) {
     FormField device = field("device", FieldKind::choice, true);
     device.choices = {{QString(), QStringLiteral("Choose a device")}, {QStringLiteral("1"), QStringLiteral("One")}};
     device.initial = {QString()};
@@ -190,7 +190,7 @@ TEST_F(FormViewTest, WhatIsNeededByACheckHasAReasonToo) {
     EXPECT_NE(frame(), Theme::color(ThemeColor::fault));
 }
 
-TEST_F(FormViewTest, AKeyThatEveryUserCanReadIsWarnedOf) {
+TEST_F(FormViewTest, WarnsOfAKeyThatEveryUserCanRead) {
     FormField key = field("key", FieldKind::inFile, true);
     key.secret = true;
     key.check = [](const QStringList& /*values*/) { return Verdict{Verdict::Kind::good, QStringLiteral("16 bytes")}; };

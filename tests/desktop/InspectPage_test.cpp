@@ -78,7 +78,7 @@ TEST(InspectPage, ProvesAnImageWithItsKeyAndNamesTheAreaThatIsWrong) {
     ASSERT_TRUE(page.says(QStringLiteral("Wrong: area 2 F firmware: tag wrong")));
 }
 
-TEST(InspectPage, SaysWhatTheShownCommandLinePrints) {
+TEST(InspectPage, ShowsTheOutputOfTheShownCommandLine) {
     Inspector page;
     ASSERT_TRUE(page.kit.window->openFile(makeInstallImage(page.kit, "product's.tbi")));
     ASSERT_TRUE(page.says(QStringLiteral("Can't be judged")));
@@ -97,7 +97,7 @@ TEST(InspectPage, SaysWhatTheShownCommandLinePrints) {
         << report.toStdString();
 }
 
-TEST(InspectPage, ChoosesTheSameInTreeBytesAndMap) {
+TEST(InspectPage, SelectsTheSamePartInTreeBytesAndMap) {
     Inspector page;
     ASSERT_TRUE(page.kit.window->openFile(makeInstallImage(page.kit, "product.tbi")));
     ASSERT_TRUE(page.says(QStringLiteral("Can't be judged")));
@@ -121,7 +121,7 @@ TEST(InspectPage, ChoosesTheSameInTreeBytesAndMap) {
     EXPECT_EQ(bytes->chosenOffset(), 51364);
 }
 
-TEST(InspectPage, ShowsPlainContentsOnlyOfProvenFilesAndWhenAsked) {
+TEST(InspectPage, ShowsPlaintextOnlyOfProvenFilesAndOnDemand) {
     Inspector page;
     const QString image = makeInstallImage(page.kit, "product.tbi");
     ASSERT_TRUE(page.kit.window->openFile(image));
@@ -152,7 +152,7 @@ TEST(InspectPage, ComparesTwoFiles) {
     EXPECT_TRUE(page.says(QStringLiteral("Proven")));
 }
 
-TEST(InspectPage, ShowsEveryHostileFileAsFarAsItGoes) {
+TEST(InspectPage, ShowsTheReadablePartOfEveryHostileFile) {
     Inspector page;
     QFile file(makeInstallImage(page.kit, "product.tbi"));
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));

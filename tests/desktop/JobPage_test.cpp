@@ -114,11 +114,11 @@ TEST_F(JobPageTest, RunsEveryCommandOfTheReadme) {
         } else {
             line = openSavedJob(kit, form);
         }
-        const auto told = lines.find(sorted(line.mid(line.indexOf(u' ') + 1)));
-        ASSERT_NE(told, lines.end()) << qUtf8Printable(line);
-        EXPECT_TRUE(isFoundBy(told->second, form.page)) << qUtf8Printable(told->second);
+        const auto documented = lines.find(sorted(line.mid(line.indexOf(u' ') + 1)));
+        ASSERT_NE(documented, lines.end()) << qUtf8Printable(line);
+        EXPECT_TRUE(isFoundBy(documented->second, form.page)) << qUtf8Printable(documented->second);
         EXPECT_TRUE(isFoundBy(line.split(u' ').at(1), form.page)) << qUtf8Printable(line);
-        lines.erase(told);
+        lines.erase(documented);
         if (qstrcmp(form.page, "inspect") == 0) {
             continue;
         }
@@ -157,7 +157,7 @@ TEST_F(JobPageTest, RunsEveryCommandOfTheReadme) {
         [tree] { return tree->model()->index(0, 0).data().toString().contains(QLatin1String("blink.tbi")); }));
 }
 
-TEST_F(JobPageTest, SaysWhatIsWrongWithAValue) {
+TEST_F(JobPageTest, ReportsTheFaultOfAValue) {
     folder.write("key15.bin", QByteArray(15, 'k'));
     const struct {
         const char* page;
@@ -220,7 +220,7 @@ TEST_F(JobPageTest, ShowsTheFieldsThatCountAndNeedsOnlyThem) {
     EXPECT_EQ(shownStatus(kit).toStdString(), "3 things are missing or wrong: Firmware, Image version, Log file");
 }
 
-TEST_F(JobPageTest, TellsWhatIsMissingHereAndAFailureThatTheStatusDoesNotTell) {
+TEST_F(JobPageTest, ReportsAMissingProgramAndAFailureWithStatusZero) {
     DesktopKit kit;
     Page* page = kit.show("key-pair");
     const auto* hint = page->findChild<QLabel*>(QStringLiteral("hint"));
@@ -240,7 +240,7 @@ TEST_F(JobPageTest, TellsWhatIsMissingHereAndAFailureThatTheStatusDoesNotTell) {
     EXPECT_TRUE(kit.find<QLabel>("hint")->text().contains(QLatin1String("QVORA_HSM_PIN")));
 }
 
-TEST_F(JobPageTest, LosesNoEntryUnaskedAndTakesEachStepBack) {
+TEST_F(JobPageTest, LosesNoEntryWithoutAQuestionAndUndoesEachStep) {
     DesktopKit kit;
     Page* page = kit.show("install-image");
     const std::string empty = shownLine(kit).toStdString();

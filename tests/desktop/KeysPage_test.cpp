@@ -57,7 +57,7 @@ QByteArray opensslKey(const QString& path, std::initializer_list<const char*> op
     return outsideTool(QStringLiteral("openssl"), arguments);
 }
 
-TEST(KeysPage, MakesRandomFilesAndKeepsWhatIsThere) {
+TEST(KeysPage, MakesRandomFilesAndKeepsExistingOnes) {
     DesktopKit kit;
     kit.show("keys");
     kit.press("make");
@@ -101,7 +101,7 @@ TEST(KeysPage, MakesRandomFilesAndKeepsWhatIsThere) {
     EXPECT_NE(make(kit).find("pipe” is no plain file."), std::string::npos) << "nobody reads it";
 }
 
-TEST(KeysPage, MakesPairsThatOpensslTakes) {
+TEST(KeysPage, MakesPairsThatOpensslAccepts) {
     DesktopKit kit;
     kit.show("keys");
     const struct {
@@ -152,7 +152,7 @@ TEST(KeysPage, MakesPairsThatOpensslTakes) {
     EXPECT_NE(make(kit).find("no PEM key"), std::string::npos);
 }
 
-TEST(KeyTasks, ReplaceOnlyWhatTheUserLetsGo) {
+TEST(KeyTasks, ReplaceOnlyFilesThatTheUserConfirms) {
     const TempFolder folder;
     const QString path = folder.path("key.pem");
     const QString other = folder.path("key_pub.pem");

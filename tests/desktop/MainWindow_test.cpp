@@ -39,7 +39,7 @@ double contrast(const QColor& text, const QColor& ground) {
     return (std::max(a, b) + 0.05) / (std::min(a, b) + 0.05);
 }
 
-TEST(MainWindow, EveryTextColourCanBeReadOnItsGround) {
+TEST(MainWindow, EveryTextColourContrastsWithItsBackground) {
     for (const bool dark : {false, true}) {
         const QPalette palette = Theme::palette(dark);
         const auto color = [dark](ThemeColor name) { return Theme::color(name, dark); };
@@ -246,7 +246,7 @@ TEST(Program, ReportsWrongOptionsWithoutADisplay) {
     }
 }
 
-TEST(Dialogs, AskBeforeAnEndingReplacesAndNoteNoFolderOfKeys) {
+TEST(Dialogs, AskBeforeAnAddedSuffixReplacesAFileAndStoreNoFolderOfKeys) {
     const TempFolder folder;
     Settings settings(folder.path("settings.ini"));
     Dialogs dialogs(settings);

@@ -71,7 +71,7 @@ TEST(OptionBytePage, EditsOnlyTheNumbersOfChangedWords) {
     EXPECT_FALSE(kit.window->isWindowModified());
 }
 
-TEST(OptionBytePage, TakesStepsBackToTheFile) {
+TEST(OptionBytePage, UndoesStepsBackToTheFile) {
     DesktopKit kit;
     begin(kit);
     ASSERT_TRUE(kit.window->openFile(QStringLiteral(QVORA_EXAMPLES "/firmware/option-bytes.csv")));
@@ -114,7 +114,7 @@ TEST(OptionBytePage, TakesStepsBackToTheFile) {
     EXPECT_FALSE(kit.window->isWindowModified());
 }
 
-TEST(OptionBytePage, TellsWhatIsWrongAndChangesNothing) {
+TEST(OptionBytePage, ReportsFaultsAndChangesNothing) {
     DesktopKit kit;
     begin(kit);
     const QString path = kit.folder.write("o.csv", "RETRIES,0x00000000\n");
@@ -149,7 +149,7 @@ TEST(OptionBytePage, TellsWhatIsWrongAndChangesNothing) {
     EXPECT_TRUE(showsText(kit, QStringLiteral("RETRIES")));
 }
 
-TEST(OptionBytePage, LosesNothingUnasked) {
+TEST(OptionBytePage, LosesNoChangeWithoutAQuestion) {
     DesktopKit quick;
     begin(quick);
     ASSERT_TRUE(quick.window->openFile(QStringLiteral(QVORA_EXAMPLES "/firmware/option-bytes.csv")));

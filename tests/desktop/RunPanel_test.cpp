@@ -56,7 +56,7 @@ struct Trial {
     QStringList inspected;
 };
 
-TEST(RunPanel, RunsWhatItShowsAndOffersWhatWasMade) {
+TEST(RunPanel, RunsTheShownLineAndOffersItsOutput) {
     Trial trial("printf '<%s>' \"$@\"; echo; touch \"$1\"");
     trial.panel.setCommand({QStringLiteral("an out"), QStringLiteral("it's")}, {QStringLiteral("Key")});
     EXPECT_EQ(trial.status(), "1 thing is missing or wrong: Key");
@@ -112,7 +112,7 @@ int topLine(const OutputPane& pane) {
     return pane.cursorForPosition(QPoint(5, 5)).block().text().toInt();
 }
 
-TEST(OutputPane, FollowsTheEndOnlyFromThereAndKeepsTheLastLines) {
+TEST(OutputPane, FollowsTheOutputOnlyAtItsEndAndKeepsTheLastLines) {
     DesktopKit kit;
     OutputPane pane(kit.context);
     pane.resize(400, 150);
@@ -136,7 +136,7 @@ TEST(OutputPane, FollowsTheEndOnlyFromThereAndKeepsTheLastLines) {
     EXPECT_TRUE(pane.findChild<QLabel*>()->isVisible());
 }
 
-TEST(OutputPane, WritesProgressOverAndTakesTheColoursOfTheTheme) {
+TEST(OutputPane, OverwritesProgressAndUsesTheColoursOfTheTheme) {
     DesktopKit kit;
     OutputPane pane(kit.context);
     pane.add({{TextStyle::plain, false, QStringLiteral("first\n10%")},

@@ -55,7 +55,7 @@ QByteArray made(DesktopKit& kit, const char* name) {
     return fileContent(path);
 }
 
-TEST(SecretsPage, CollisionsAreToldAndUndone) {
+TEST(SecretsPage, ShowsCollisionsAndUndoesThem) {
     DesktopKit kit;
     ASSERT_TRUE(openDocument(kit, QLatin1String(example)));
     const QString before = shownItems(kit);
@@ -118,7 +118,7 @@ TEST(SecretsPage, CollisionsAreToldAndUndone) {
     EXPECT_TRUE(said(kit, "result").startsWith(QStringLiteral("An image of this device takes word 56 from its first")));
 }
 
-TEST(SecretsPage, ImagesAreThoseOfTheLibraryAndReadBack) {
+TEST(SecretsPage, MakesTheImagesOfTheLibraryAndReadsThemBack) {
     DesktopKit kit;
     ASSERT_TRUE(openDocument(kit, QLatin1String(example)));
     const QByteArray image = made(kit, "window.bin");

@@ -35,7 +35,7 @@ QByteArray withValue(QByteArray text, const QByteArray& name, const QByteArray& 
     return text.replace(tag, tag + "<Value>" + value + "</Value>\r\n\t\t");
 }
 
-TEST(TemplatePage, ChangesOnlyWhatTheUserChanged) {
+TEST(TemplatePage, ChangesOnlyTheValuesThatTheUserChanged) {
     DesktopKit kit;
     Page* page = kit.show("template");
     const QString path = exampleTemplate(kit);
@@ -121,7 +121,7 @@ TEST(TemplatePage, RunsTheLineThatItShows) {
     EXPECT_TRUE(status->text().endsWith(QStringLiteral("wrong: More templates"))) << "there are none of these names";
 }
 
-TEST(TemplatePage, SaysWhatIsWrong) {
+TEST(TemplatePage, ReportsFaults) {
     DesktopKit kit;
     kit.show("template");
     const QString path = exampleTemplate(kit);
@@ -168,7 +168,7 @@ TEST(TemplatePage, SaysWhatIsWrong) {
     EXPECT_EQ(kit.find<QLineEdit>("parameter Authentication key")->text(), QStringLiteral("./no.pem"));
 }
 
-TEST(TemplatePage, IsNotStretchedByWhatATemplateSays) {
+TEST(TemplatePage, LongTextsOfATemplateDontStretchThePage) {
     DesktopKit kit;
     kit.show("template");
     const int width = kit.window->width();
@@ -185,7 +185,7 @@ TEST(TemplatePage, IsNotStretchedByWhatATemplateSays) {
     EXPECT_LE(kit.window->page()->minimumSizeHint().width(), width);
 }
 
-TEST(TemplatePage, KeepsFieldsFromTheUserAsTheTemplateSays) {
+TEST(TemplatePage, HidesAndLocksFieldsAsTheTemplateRequires) {
     DesktopKit kit;
     Page* page = kit.show("template");
     const QByteArray text =

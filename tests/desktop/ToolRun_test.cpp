@@ -51,7 +51,7 @@ bool lives(const QByteArray& process) {
     return !state.isEmpty() && !state.contains(") Z ");
 }
 
-TEST(ToolRun, HoldsHalfEscapesAndHalfCharactersOverUntilTheirRestComes) {
+TEST(ToolRun, KeepsPartialEscapesAndCharactersUntilTheyAreComplete) {
     Trial trial;
     trial.startScript(R"(test -t 1 && test -t 2 || exit 3
 say() { printf "$1"; sleep 0.05; }
@@ -70,7 +70,7 @@ say '\033]0;title\007\033(B\a\000x\342\200\256'; printf 'to two\n' >&2; printf '
     }
 }
 
-TEST(ToolRun, StopEndsWhatTheProgramHasStartedToo) {
+TEST(ToolRun, StopEndsTheProcessesOfTheProgramToo) {
     Trial trial;
     trial.startScript(
         "trap '' TERM\n(trap '' TERM; sleep 60; sleep 60) & echo $! > grandchild\necho $$ > child\nwait; sleep 60\n");
@@ -82,7 +82,7 @@ TEST(ToolRun, StopEndsWhatTheProgramHasStartedToo) {
     EXPECT_FALSE(lives(trial.folder.read("grandchild")));
 }
 
-TEST(ToolRun, TellsEveryOtherEnd) {
+TEST(ToolRun, ReportsEveryOtherEnd) {
     Trial trial;
     trial.startScript("echo before; kill -SEGV $$");
     ToolEnd end = trial.end();
@@ -103,7 +103,7 @@ TEST(ToolRun, TellsEveryOtherEnd) {
     EXPECT_EQ(trial.end().kind, ToolEnd::Kind::notStarted);
 }
 
-TEST(ToolRun, ManyLinesLeaveTheWindowAliveAndLoseNothing) {
+TEST(ToolRun, ManyLinesNeitherBlockTheWindowNorGetLost) {
     Trial trial;
     DesktopKit kit;
     OutputPane pane(kit.context);
@@ -126,20 +126,21 @@ TEST(ToolRun, ManyLinesLeaveTheWindowAliveAndLoseNothing) {
     RecordProperty("longestTurn", static_cast<int>(longest));
 }
 
-TEST(ToolRun, TheRealToolTellsItsErrorInColour) {
+TEST(ToolRun, ShowsTheErrorOfTheRealToolInColour) {
     Trial trial;
     qputenv("NO_COLOR", "1");
     trial.run.start(QStringLiteral(QVORA_TOOL), {QStringLiteral("-tbi")}, trial.folder.path(""));
     EXPECT_NE(trial.end().status, 0);
     qunsetenv("NO_COLOR");
-    bool told = false;
+    bool isReported = false;
     for (const StyledText& piece : trial.output) {
-        told = told || (piece.style == TextStyle::error && piece.text == QLatin1String("Error: Missing device ID\n"));
+        isReported = isReported ||
+                     (piece.style == TextStyle::error && piece.text == QLatin1String("Error: Missing device ID\n"));
     }
-    EXPECT_TRUE(told) << qPrintable(joined(trial.output));
+    EXPECT_TRUE(isReported) << qPrintable(joined(trial.output));
 }
 
-TEST(ToolRun, AShellReadsQuotedWordsAsTheyWere) {
+TEST(ToolRun, AShellReadsQuotedWordsUnchanged) {
     const QStringList words = {QString(),
                                QStringLiteral("plain-word_1./:=@%+,"),
                                QStringLiteral(" two  blanks "),

@@ -44,7 +44,7 @@ class FieldChecks : public testing::Test {
     const QString before = QDir::currentPath();
 };
 
-TEST_F(FieldChecks, SayWhatIsWrong) {
+TEST_F(FieldChecks, ReportFaults) {
     const struct {
         const char* job;
         const char* field;

@@ -47,13 +47,13 @@ Words leadingWords(const QByteArray& text) {
 }
 
 /// The options that the tool documents, each with all its names, by the word of each command that may accept them.
-std::map<QByteArray, std::vector<Words>> toldOptions() {
-    std::map<QByteArray, std::vector<Words>> told;
+std::map<QByteArray, std::vector<Words>> documentedOptions() {
+    std::map<QByteArray, std::vector<Words>> documented;
     std::vector<Words> section;
     const auto close = [&] {
         for (const Words& words : section) {
             for (const QByteArray& word : words) {
-                told[word].insert(told[word].end(), section.begin(), section.end());
+                documented[word].insert(documented[word].end(), section.begin(), section.end());
             }
         }
         section.clear();
@@ -69,10 +69,10 @@ std::map<QByteArray, std::vector<Words>> toldOptions() {
     for (const QByteArray& line : fileContent(QStringLiteral(QVORA_EXAMPLES "/more-options.tsv")).split('\n')) {
         const QByteArrayList fields = line.split('\t');
         if (fields.size() == 3) {
-            told[fields.at(0)].push_back(leadingWords(fields.at(1)));
+            documented[fields.at(0)].push_back(leadingWords(fields.at(1)));
         }
     }
-    return told;
+    return documented;
 }
 
 Words commandWords() {
@@ -87,18 +87,18 @@ Words commandWords() {
     return words;
 }
 
-TEST(JobTable, HasTheOptionsThatTheToolTellsOf) {
-    const std::map<QByteArray, std::vector<Words>> told = toldOptions();
+TEST(JobTable, HasTheOptionsThatTheToolDocuments) {
+    const std::map<QByteArray, std::vector<Words>> documented = documentedOptions();
     const Words commands = commandWords();
     for (const JobRow& job : jobTable()) {
         const QByteArray command = *job.command == '\0' ? "-ptbi" : job.command;
-        ASSERT_TRUE(told.contains(command)) << command.constData();
+        ASSERT_TRUE(documented.contains(command)) << command.constData();
         Words own;
         for (const FieldRow& row : job.rows) {
             own.insert(row.option);
         }
         Words known;
-        for (const Words& names : told.at(command)) {
+        for (const Words& names : documented.at(command)) {
             known.insert(names.begin(), names.end());
             const bool has = std::any_of(names.begin(), names.end(), [&](const QByteArray& name) {
                 return own.contains(name) || (commands.contains(name) && name != "-info") ||
@@ -113,7 +113,7 @@ TEST(JobTable, HasTheOptionsThatTheToolTellsOf) {
 }
 
 // The tool trims its arguments, and a shell looks up a program without a slash on its PATH.
-TEST(CommandLine, KeepsWhatTheToolAndTheShellWouldChange) {
+TEST(CommandLine, KeepsValuesThatTheToolOrTheShellWouldChange) {
     const JobRow& job = *findJob(QStringLiteral("sign"));
     const JobValues values = {{QStringLiteral("binary"), {QStringLiteral(" a.bin")}},
                               {QStringLiteral("key"), {QStringLiteral("-k.pem")}},
@@ -136,7 +136,7 @@ TEST(CommandLine, KeepsWhatTheToolAndTheShellWouldChange) {
     EXPECT_EQ(nameOnPath(other.path("")), tool) << "another program of the same name";
 }
 
-TEST(JobTable, KnowsTheFilesThatTemplatesName) {
+TEST(JobTable, FindsTheFilesThatTemplatesName) {
     const TempFolder folder;
     const QByteArray start = "<Root><Obdata><Output><Name>n</Name>";
     const QByteArray end = "<Default> ./d.obk </Default></Output></Obdata></Root>";
@@ -219,7 +219,7 @@ TEST(JobFile, KeepsHiddenFieldsAndWritesOnlyWhatItReads) {
 }
 
 // The tool would read a value that looks like an option, or that ends with a blank, differently from the window.
-TEST(JobFile, PrintsNoLineThatTheToolWouldReadOtherwise) {
+TEST(JobFile, PrintsNoLineThatTheToolWouldReadDifferently) {
     const TempFolder folder;
     for (const char* const values : {R"("firmware-id": "-info")", R"("log": "run.log ")"}) {
         const QByteArray text = QByteArray(R"({"version": 1, "job": "card", "values": {)") + values + "}}";
@@ -230,7 +230,7 @@ TEST(JobFile, PrintsNoLineThatTheToolWouldReadOtherwise) {
     }
 }
 
-TEST(JobFile, RefusesWhatIsNoJobByNamingIt) {
+TEST(JobFile, RefusesOtherFilesWithAReason) {
     const TempFolder folder;
     const struct {
         QByteArray text;

@@ -25,7 +25,7 @@ void makeItem(SecretsDocument& document, const NewSecret& secret, const QString&
     }
 }
 
-TEST(SecretsPlan, SaysWhatKeepsAnItemFromBeingStored) {
+TEST(SecretsPlan, ReportsWhyAnItemCantBeStored) {
     const TempFolder folder;
     folder.write("four", "1234");
     folder.write("nonce", QByteArray(16, 'n'));
@@ -128,7 +128,7 @@ TEST(SecretsDocument, KeepsItsLimitsAndEveryBitOfAProtection) {
     EXPECT_EQ(protectionWord(document.items().first()), protection);
 }
 
-TEST(SecretsDocument, TakesBackEachFieldByItself) {
+TEST(SecretsDocument, UndoesEachFieldSeparately) {
     SecretsDocument document;
     makeItem(document, {.name = text("a"), .pathOrWord = text("0x00000001")});
     const QByteArray before = document.text();

@@ -115,7 +115,7 @@ TEST(OptionBytes, OpensTheExampleInItsDescription) {
     }
 }
 
-TEST(OptionBytes, RemarksWhatTheDeviceTakesOtherwise) {
+TEST(OptionBytes, RemarksOnWordsThatTheDeviceReadsDifferently) {
     Device device;
     for (const char* const name : {"A", "B", "C"}) {
         DeviceRegister& reg = device.registers.emplaceBack();

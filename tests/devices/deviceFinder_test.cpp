@@ -14,7 +14,7 @@ QByteArray description(const char* deviceId, const char* name) {
     return QByteArray("<Device><DeviceID>") + deviceId + "</DeviceID><Name>" + name + "</Name></Device>";
 }
 
-TEST(DeviceFinder, PrefersTheUsersDescriptionAndTellsIt) {
+TEST(DeviceFinder, PrefersTheUsersDescriptionWithARemark) {
     const TempFolder shipped;
     const TempFolder user;
     shipped.write("a.xml", description("0x455", "shipped"));

@@ -220,7 +220,7 @@ const FaultRow faults[] = {
      "line 3, column 1: \"S\" has the number of \"R\""},
 };
 
-TEST(DeviceReader, TellsTheFirstFaultWithItsPlace) {
+TEST(DeviceReader, ReportsTheFirstFaultWithItsPlace) {
     const MessageCapture nothing;
     for (const FaultRow& row : faults) {
         Device device;
@@ -243,7 +243,7 @@ QByteArray many(int count, Element element) {
     return elements;
 }
 
-TEST(DeviceReader, HoldsCountsAndSizes) {
+TEST(DeviceReader, LimitsCountsAndSizes) {
     const auto oneMemory = [](const QByteArray& n) { return memory(n.constData(), "1", n.constData()); };
     const auto oneRegister = [](const QByteArray& n) {
         return "<Register Name='" + n + "' Address='" + n + "' Size='1' Reset='0'/>";
@@ -278,7 +278,7 @@ TEST(DeviceReader, HoldsCountsAndSizes) {
     }
 }
 
-TEST(DeviceReader, TakesNoTimeForHostileDocuments) {
+TEST(DeviceReader, RejectsHostileDocumentsQuickly) {
     const int size = static_cast<int>(maxDescriptionSize);
     const auto attribute = [](const QByteArray& n) { return " a" + n + "=''"; };
     for (const QByteArray& document :

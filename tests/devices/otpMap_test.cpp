@@ -22,7 +22,7 @@ std::string drawn(const QList<OtpCollision>& collisions) {
     return text;
 }
 
-TEST(OtpMap, TellsWhatBecomesOfEachWord) {
+TEST(OtpMap, ShowsTheUseOfEachWord) {
     // Words 2 to 4 and word 8 are mandatory; word 6 is optional.
     DeviceFuses fuses;
     fuses.wordCount = 10;

@@ -185,7 +185,7 @@ TEST(ElfReader, RefusesFalseClaims) {
 }
 
 // Some compilers write tables in their own form. The load image doesn't depend on them.
-TEST(ElfReader, PassesOverTablesOfAnotherForm) {
+TEST(ElfReader, SkipsTablesOfAnotherForm) {
     const QByteArray good = sample(false).build();
     const qsizetype sections = good.size() - 6 * 40;
     const struct {
@@ -211,7 +211,7 @@ TEST(ElfReader, PassesOverTablesOfAnotherForm) {
 }
 
 // Ten thousand sections or segments each claim the whole file.
-TEST(ElfReader, CopiesNoMoreThanTheFileIsWorth) {
+TEST(ElfReader, RejectsTablesThatMultiplyTheFile) {
     ElfBuilder elf = sample(false);
     const TempFolder folder;
     for (const std::uint32_t type : {symbolTable, relocations, notes, 0U}) {

@@ -57,7 +57,7 @@ TEST(OpenFile, NameDecidesTheReader) {
     }
 }
 
-TEST(OpenFile, TellsWhyAFileCannotBeRead) {
+TEST(OpenFile, ReportsWhyAFileCannotBeRead) {
     const TempFolder folder;
     QDir(folder.path("")).mkdir(QStringLiteral("folder.bin"));
     folder.write("empty.kmd", "");

@@ -62,7 +62,7 @@ int inChild(const std::function<bool()>& passes) {
 }
 
 /// Changes root to an ordinary user, because root may write everywhere.
-void becomeNobody() {
+void becomeOrdinaryUser() {
     constexpr uid_t nobody = 65534;
     if (geteuid() == 0 && setresuid(nobody, nobody, nobody) != 0) {
         _exit(skipped);
@@ -70,7 +70,7 @@ void becomeNobody() {
 }
 
 /// Gives the process its own mounts.
-void takeOwnMounts() {
+void makeOwnMounts() {
     if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
         _exit(skipped);
     }
@@ -100,12 +100,12 @@ TEST(OutputFile, ReplacesAllOrNothing) {
     EXPECT_EQ(QFile::permissions(path) & QFile::Permissions(0x0077), QFile::Permissions());
     EXPECT_EQ(replaceFile({}, "x"), ReplaceResult::cannotOpen);
     EXPECT_EQ(replaceFile(folder.path(QByteArray(300, 'n').constData()), "x"), ReplaceResult::cannotOpen);
-    ASSERT_TRUE(QFile::link(folder.path("behind"), folder.path("link")) && QFile::link(path, folder.path("old")));
+    ASSERT_TRUE(QFile::link(folder.path("target"), folder.path("link")) && QFile::link(path, folder.path("old")));
     EXPECT_EQ(replaceFile(folder.path("link"), "new"), ReplaceResult::done);
     EXPECT_EQ(replaceFile(folder.path("old"), "old"), ReplaceResult::done);
     EXPECT_TRUE(QFileInfo(folder.path("old")).isSymLink() && QFile::remove(folder.path("old")));
     EXPECT_TRUE(QFileInfo(folder.path("link")).isSymLink() && QFile::remove(folder.path("link")));
-    EXPECT_TRUE(QFile::remove(folder.path("behind")));
+    EXPECT_TRUE(QFile::remove(folder.path("target")));
 
     EXPECT_EQ(replaceFile(folder.path("secret"), "x", FileAccess::ownerOnly), ReplaceResult::done);
     EXPECT_EQ(QFile::permissions(folder.path("secret")) & QFile::Permissions(0x0077), QFile::Permissions());
@@ -118,7 +118,7 @@ TEST(OutputFile, ReplacesAllOrNothing) {
     EXPECT_EQ(QDir(folder.path("")).entryList(QDir::Files | QDir::Hidden).size(), 1);
 }
 
-TEST(OutputFile, WritesOverWhatItsFolderKeeps) {
+TEST(OutputFile, OverwritesAFileInALockedFolder) {
     const struct {
         const char* name;
         mode_t folderMode;
@@ -150,7 +150,7 @@ TEST(OutputFile, WritesOverWhatItsFolderKeeps) {
         }
         ASSERT_EQ(chmod(place.constData(), row.folderMode), 0);
         EXPECT_EQ(inChild([&] {
-                      becomeNobody();
+                      becomeOrdinaryUser();
                       return replaceFile(folder.path("out"), "new", row.access) == row.result;
                   }),
                   0);
@@ -170,7 +170,7 @@ TEST(OutputFile, WritesOverAReadOnlyKeyInAReadOnlyFolder) {
     ASSERT_EQ(chmod(place.constData(), 0555), 0);
     ASSERT_TRUE(geteuid() != 0 || chown(path.constData(), 65534, 65534) == 0);
     EXPECT_EQ(inChild([&] {
-                  becomeNobody();
+                  becomeOrdinaryUser();
                   return replaceFile(folder.path("key"), "new", FileAccess::ownerReads) == ReplaceResult::done;
               }),
               0);
@@ -185,12 +185,12 @@ TEST(OutputFile, WritesOverAMountedFileButNotWithoutRoom) {
     const TempFolder folder;
     const QByteArray path = folder.write("out", "old").toUtf8();
     const int mounted = inChild([&] {
-        takeOwnMounts();
+        makeOwnMounts();
         return mount(path.constData(), path.constData(), nullptr, MS_BIND, nullptr) == 0 &&
                replaceFile(folder.path("out"), "new") == ReplaceResult::done;
     });
     const int full = inChild([&] {
-        takeOwnMounts();
+        makeOwnMounts();
         const QByteArray place = folder.path("").toUtf8();
         if (mount("none", place.constData(), "tmpfs", 0, "size=64k,mode=555") != 0) {
             _exit(skipped);
@@ -198,7 +198,7 @@ TEST(OutputFile, WritesOverAMountedFileButNotWithoutRoom) {
         const QByteArray old(40000, 'o');
         folder.write("out", old);
         chmod(path.constData(), 0666);
-        becomeNobody();
+        becomeOrdinaryUser();
         return replaceFile(folder.path("out"), QByteArray(80000, 'n')) == ReplaceResult::cannotWrite &&
                folder.read("out") == old && replaceFile(folder.path("out"), "new") == ReplaceResult::done &&
                folder.read("out") == "new";
@@ -237,14 +237,14 @@ TEST(OutputFile, ReplacesTwoFilesOrNone) {
     chmod(folder.path("").toUtf8().constData(), 0777);
     chmod(folder.write("out", "old").toUtf8().constData(), 0666);
     const int result = inChild([&] {
-        takeOwnMounts();
+        makeOwnMounts();
         const QByteArray full = folder.path("full").toUtf8();
         if (mount("none", full.constData(), "tmpfs", 0, "size=64k,mode=555") != 0) {
             _exit(skipped);
         }
         const QByteArray old(40000, 'o');
         chmod(folder.write("full/out", old).toUtf8().constData(), 0666);
-        becomeNobody();
+        becomeOrdinaryUser();
         const bool keepsOld = replaceTwo(folder.path("out"), folder.path("full/out")) == ReplaceResult::cannotWrite &&
                               folder.read("out") == "old" && folder.read("full/out") == old;
         const bool makesNone = replaceTwo(folder.path("none"), folder.path("full/out")) == ReplaceResult::cannotWrite &&

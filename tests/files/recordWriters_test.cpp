@@ -74,7 +74,7 @@ TEST(RecordWriters, WhatIsWrittenReadsBack) {
     EXPECT_TRUE(segmentText(*back) == segmentText(part));
 }
 
-TEST(RecordWriters, FailuresKeepWhatWasThere) {
+TEST(RecordWriters, FailuresKeepTheOlderFile) {
     const TempFolder folder;
     const QString full = QStringLiteral("/dev/full");
     const FileData small = image({{0, 1}, {0x100, 1}});

@@ -30,7 +30,7 @@ TEST(OpenCsvFile, ReadsByKindWhereOpenFileReadsByName) {
     EXPECT_EQ(words.join(' '), "08000000 1000000010000000 08000000 1000000010000000 1000000010000000");
 }
 
-TEST(OpenCsvFile, TellsAFileThatItDoesNotTake) {
+TEST(OpenCsvFile, ReportsAFileThatItDoesNotAccept) {
     const TempFolder folder;
     folder.write("x.csv", "10,010");
     folder.write("empty.csv", "");

@@ -216,7 +216,7 @@ class Readers : public testing::Test {
     TempFolder folder_;
 };
 
-TEST_F(Readers, ReadAsTheCasesTell) {
+TEST_F(Readers, MatchTheCases) {
     int cases = 0;
     for (const QByteArray& line : fileContent(QStringLiteral(FORMATS_CASES)).split('\n')) {
         if (line.startsWith('#') || line.isEmpty()) {

@@ -26,7 +26,7 @@ QByteArray image(const QByteArray& text) {
     return bytes;
 }
 
-TEST(ImageCases, EndAsTheirLinesSay) {
+TEST(ImageCases, MatchTheirLines) {
     const TempFolder folder;
     folder.write("n.bin", countingBytes(0xA0, 16));
     folder.write("n17.bin", countingBytes(0xA0, 17));

@@ -20,7 +20,7 @@ TagText passwordIn(const QByteArray& text) {
 
 }  // namespace
 
-TEST(PasswordMask, HidesWhatIsPlainText) {
+TEST(PasswordMask, HidesPlainText) {
     const std::pair<const char*, bool> rows[] = {
         {"secret", true},
         {" a&amp;b&lt;&#65;&#x1F600; ", true},
@@ -69,7 +69,7 @@ TEST(PasswordMask, HidesWhatIsPlainText) {
 }
 
 // The XML reader finds the same password in the plain and in the masked template.
-TEST(PasswordMask, MeansWhatTheReaderReads) {
+TEST(PasswordMask, HasTheMeaningThatTheReaderFinds) {
     const QByteArrayList pieces = {"a",    "\xC3\xBC",  " ",     "\r",         "\r\n",     "\n",  "&amp;",
                                    "&lt;", "&quot;",    "&#65;", "&#13;",      "&#x20AC;", "]]>", "&b;",
                                    "&",    "<![CDATA[", "]]>",   "<!-- c -->", "\x01"};

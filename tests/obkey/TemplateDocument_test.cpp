@@ -21,7 +21,7 @@ std::string atLine(int line, const std::string& fault) {
 
 }  // namespace
 
-TEST(TemplateDocument, WhatIsNoTemplateIsRefused) {
+TEST(TemplateDocument, OtherFilesAreRefused) {
     QByteArray nested = declaration;
     nested.append(QByteArray("<a>").repeated(100000));
     const QByteArray entities = declaration +
@@ -126,7 +126,7 @@ TEST(TemplateDocument, LinesAreThoseOfAFileInTextMode) {
     EXPECT_GT(faults, 100);
 }
 
-TEST(TemplateDocument, TheRootIsFoundBehindTheDeclarationOnly) {
+TEST(TemplateDocument, TheRootIsFoundOnlyAfterTheDeclaration) {
     struct Row {
         QByteArray text;
         bool loads;

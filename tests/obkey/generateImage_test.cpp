@@ -213,16 +213,16 @@ TEST(GenerateImage, AnOlderImageSurvivesAFailure) {
         qputenv("IMGTOOL_FAULT", QByteArray(writeHalf) + row.fault + "; exit");
         EXPECT_EQ(run.generate(image), row.status);
         EXPECT_EQ(QFile::exists(run.folder.path("o.bin")), !row.isNewRemoved);
-        const QByteArray path = run.folder.write("behind", old).toUtf8();
+        const QByteArray path = run.folder.write("target", old).toUtf8();
         QFile::remove(run.folder.path("o.bin"));
-        QFile::link(run.folder.path("behind"), run.folder.path("o.bin"));
+        QFile::link(run.folder.path("target"), run.folder.path("o.bin"));
         chmod(path.constData(), 0640);
         EXPECT_EQ(run.generate(image), row.status);
         qunsetenv("IMGTOOL_FAULT");
         struct stat file {};
         EXPECT_EQ(stat(path.constData(), &file), 0);
         EXPECT_EQ(file.st_mode & 07777, 0640U);
-        EXPECT_EQ(run.folder.read("behind"), row.isOldBack ? old : "half");
+        EXPECT_EQ(run.folder.read("target"), row.isOldBack ? old : "half");
         EXPECT_EQ(run.folder.read("kept"), old) << "what would be left if this process were killed";
         EXPECT_TRUE(
             QDir(run.folder.path("")).entryList({QStringLiteral(".older-*")}, QDir::Files | QDir::Hidden).empty());

@@ -175,7 +175,7 @@ TEST(GenerateObkey, OnlyTheDigestOutlivesAJob) {
     EXPECT_EQ(bareBytes(), (digest(payload) + payload).toHex());
 }
 
-TEST(GenerateObkey, SecretsAreTheOwnersAndInputsStay) {
+TEST(GenerateObkey, SecretsArePrivateAndInputsStay) {
     TemplateRun run;
     run.folder.write("a.pem", "PRIVATE");
     const QByteArray info = "Info;GlobalAlign=1\n";

@@ -32,7 +32,7 @@ QStringList words(const QByteArray& text) {
 
 }  // namespace
 
-TEST(ImgtoolLauncher, SignLeavesOutTheOneNoticeOfASuccess) {
+TEST(ImgtoolLauncher, SignDropsTheNoticeOfASuccess) {
     struct Row {
         const char *answer, *status, *output;
     };
@@ -198,7 +198,7 @@ TEST(ImgtoolLauncher, OnlyAWholeArrayIsAKey) {
                     .isEmpty());
 }
 
-TEST(ImgtoolLauncher, AWarningBesideAKeyIsKeptBack) {
+TEST(ImgtoolLauncher, AWarningBesideAKeyIsDropped) {
     for (const char* const command : {"getpub -k key", "getpriv --minimal -k key"}) {
         for (const bool fails : {false, true}) {
             LauncherRun run;
@@ -212,7 +212,7 @@ TEST(ImgtoolLauncher, AWarningBesideAKeyIsKeptBack) {
     }
 }
 
-TEST(ImgtoolLauncher, ThePinOfTheCardIsNotHandedOn) {
+TEST(ImgtoolLauncher, ImgtoolDoesNotReceiveThePinOfTheCard) {
     LauncherRun run;
     qputenv("QVORA_HSM_PIN", "1234");
     qputenv("IMGTOOL_FAULT", "env; exit");
@@ -223,7 +223,7 @@ TEST(ImgtoolLauncher, ThePinOfTheCardIsNotHandedOn) {
     qunsetenv("QVORA_HSM_PIN");
 }
 
-TEST(ImgtoolLauncher, SaysWhatIsMissing) {
+TEST(ImgtoolLauncher, ReportsWhatIsMissing) {
     LauncherRun run;
     EXPECT_TRUE(run.imgtool.run(words("getpriv --minimal --raw -k nowhere.pem"))
                     .output.startsWith("Error: nowhere.pem can't be read"));

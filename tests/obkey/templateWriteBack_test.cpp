@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-TEST(TemplateWriteBack, ValueStandsDirectlyBehindTheName) {
+TEST(TemplateWriteBack, ValueDirectlyFollowsTheName) {
     struct Row {
         const char *before, *after;
     };

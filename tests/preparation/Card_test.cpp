@@ -55,7 +55,7 @@ class Card : public CardTest {
     MessageCapture messages;
 };
 
-TEST_F(Card, HoldsWhatItWasProgrammedWith) {
+TEST_F(Card, ContainsTheProgrammedData) {
     EXPECT_EQ(info(), "2 7 SWT 0 ");
     ASSERT_TRUE(provision());
     EXPECT_EQ(info(), "2 39 SWT 1000000 Gerät 01");

@@ -107,7 +107,7 @@ TEST_F(Signing, SignsWithoutAPublicKeyFile) {
     signedWith("can't be written");
 }
 
-TEST_F(Signing, IsGoneWhenAnythingThatItCoversChanges) {
+TEST_F(Signing, IsInvalidAfterAnyChangeOfItsInput) {
     openssl("ecparam -name prime256v1 -genkey -noout -out @key.pem");
     FileData part;
     part.segments.push_back({0, 4, "part"});

@@ -91,12 +91,12 @@ def split_areas(image, magic, letters, protocols):
     for number in range(1, count + 1):
         left = len(image) - offset
         need(left >= size, PROMISED)
-        letter, version, index, length, address, areas_told = struct.unpack_from("<cBHIIH", image, offset)
+        letter, version, index, length, address, stated_count = struct.unpack_from("<cBHIIH", image, offset)
         letter = letter.decode("latin-1")
         need(letter in letters, "the letter is one of the table")
         need(not areas or version == areas[0]["version"], "every area has the same image version")
         need(index == number, "areas are numbered 1, 2, 3 in file order")
-        need(areas_told == count, "every header gives the number of areas that there are")
+        need(stated_count == count, "every header gives the number of areas that there are")
         need(length <= left - size, PROMISED)
         block, stored = image[offset + 30:offset + size], length - 16 if letter in "Ee" else length
         need(letter not in "MFEe" or address + stored <= 1 << 32, "an area ends inside the address space")
@@ -148,11 +148,11 @@ def find_modules(areas):
             module = area if area["letter"] in "Me" else None
 
 
-def check_install_structure(areas, behind, protocol):
+def check_install_structure(areas, rest, protocol):
     letters = "".join(a["letter"] for a in areas)
     need("C" in letters, "an option bytes area ends the image")
     need(letters.index("C") == len(letters) - 1, "the option bytes area is the last")
-    need(not behind, "no byte follows the option bytes area")
+    need(not rest, "no byte follows the option bytes area")
     need("H" in letters, "an image has a hash area")
     need(letters.count("H") == 1 and letters.replace("P", "").endswith("HC"), ORDER)
     need(letters[0] != "P" and "PP" not in letters, "a part has areas")
@@ -223,7 +223,7 @@ def check_install_content(areas, base, key):
         running.update(plain)
 
 
-def told(areas, image):
+def members_of(areas, image):
     """The members of the JSON file that the checker compares."""
     result = {"protocolVersion": u16(image, 8), "imageVersion": areas[0]["version"], "areaCount": len(areas),
               "baseIv": image[12:24].hex(), "areas": []}
@@ -237,18 +237,18 @@ def told(areas, image):
 
 def open_install(files, facts):
     image, key = files[0], facts["key"]
-    areas, behind = split_areas(image, b"TBIMAGIC", "SOKRmMFEePHC", (1, 2))
-    check_install_structure(areas, behind, u16(image, 8))
+    areas, rest = split_areas(image, b"TBIMAGIC", "SOKRmMFEePHC", (1, 2))
+    check_install_structure(areas, rest, u16(image, 8))
     open_areas(areas, image, 0, key)
     check_base_iv(image[12:24], facts)
     check_install_content(areas, image[12:24], key)
-    return told(areas, image)
+    return members_of(areas, image)
 
 
 def open_provisioning(files, facts):
     image = files[0]
-    areas, behind = split_areas(image, b"PVSMAGIC", "SFB", (1,))
-    need(not behind, "no byte follows the last area")
+    areas, rest = split_areas(image, b"PVSMAGIC", "SFB", (1,))
+    need(not rest, "no byte follows the last area")
     letters = [a["letter"] for a in areas]
     need("S" in letters, "the first area holds the secrets")
     check_order(areas, PVS_RANK)
@@ -261,7 +261,7 @@ def open_provisioning(files, facts):
         check_sections([area for area in areas if area["letter"] == "B"])
     except Refused as fault:
         raise Refused("content", fault.rule) from fault  # the structure of a backup image is content here
-    return told(areas, image)
+    return members_of(areas, image)
 
 
 def check_sections(areas):

@@ -310,8 +310,8 @@ def padded(payload, align):
     return payload + bytes(-len(payload) % align)
 
 
-def authentication_payload(main, behind):
-    body = sha256(main) + behind
+def authentication_payload(main, rest):
+    body = sha256(main) + rest
     return body + bytes(max(0, 64 - len(body)))
 
 

@@ -78,7 +78,7 @@ bool find(std::uintptr_t begin, std::uintptr_t end, const Secret& secret, const 
         std::uint64_t bytes = 0;
         std::memcpy(&bytes, address, sizeof bytes);
         if (((bytes ^ masks) == forward || (bytes ^ masks) == backward) && matchesAt(address, secret)) {
-            std::printf("%s stands at %p\n", name, static_cast<void*>(address));
+            std::printf("%s is at %p\n", name, static_cast<void*>(address));
             if (__asan_describe_address != nullptr) {
                 __asan_describe_address(address);
             }

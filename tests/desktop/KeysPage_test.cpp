@@ -88,7 +88,7 @@ TEST(KeysPage, MakesRandomFilesAndKeepsExistingOnes) {
 
     const QString last = kit.folder.path("Random");
     kit.press("make");
-    EXPECT_TRUE(kit.dialogs.asked.value(0).contains(last)) << "nobody answered, so it is cancelled";
+    EXPECT_TRUE(kit.dialogs.asked.value(0).contains(last)) << "without an answer it is cancelled";
     EXPECT_EQ(fileContent(last), contents.last());
     kit.dialogs.confirmations = {true};
     (void)make(kit);
@@ -98,7 +98,7 @@ TEST(KeysPage, MakesRandomFilesAndKeepsExistingOnes) {
     ASSERT_EQ(mkfifo(qUtf8Printable(pipe), 0600), 0);
     kit.type("file", pipe);
     kit.dialogs.confirmations = {true};
-    EXPECT_NE(make(kit).find("pipe” is no plain file."), std::string::npos) << "nobody reads it";
+    EXPECT_NE(make(kit).find("pipe” is no plain file."), std::string::npos) << "it has no reader";
 }
 
 TEST(KeysPage, MakesPairsThatOpensslAccepts) {

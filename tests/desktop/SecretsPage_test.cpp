@@ -86,7 +86,7 @@ TEST(SecretsPage, ShowsCollisionsAndUndoesThem) {
     kit.type("content", pipe);
     EXPECT_TRUE(said(kit, "unusable").endsWith(QStringLiteral("pipe” is no plain file.")));
     kit.press("makeImage");
-    EXPECT_TRUE(said(kit, "result").endsWith(QStringLiteral("pipe” is no plain file."))) << "nobody writes to it";
+    EXPECT_TRUE(said(kit, "result").endsWith(QStringLiteral("pipe” is no plain file."))) << "it has no writer";
     kit.find("items")->setFocus();
     QTest::keyClick(kit.find("items"), Qt::Key_Z, Qt::ControlModifier);
 

@@ -299,7 +299,7 @@ TEST_F(FaultTest, SignsUpToTheMark) {
 }
 
 TEST_F(FaultTest, KeepsFilesThatTheUserDidntName) {
-    folder.write("private_pub.bin", QByteArray(64, 'p'));  // of another key
+    folder.write("private_pub.bin", QByteArray(64, 'p'));  // the public key of another pair
     EXPECT_EQ(run("-sign -bin stack.bin -prvk private.pem -v 1 -o none/s.bin", nullptr).status, 1);
     EXPECT_EQ(folder.read("private_pub.bin"), QByteArray(64, 'p'));
     folder.write("private_pub.bin", "something else");

@@ -62,7 +62,7 @@ TEST(DcuEncryption, OutputKeepsTheTailOfAnOlderFile) {
     const QString key = folder.write("key.bin", keyBytes);
     const QString output = folder.write("Encrypted_Image.bin", image(100));
     DcuEncryption engine;
-    ASSERT_TRUE(engine.encryptBinary(output, key, folder.path("."), start, 0));  // in place
+    ASSERT_TRUE(engine.encryptBinary(output, key, folder.path("."), start, 0));  // input and output are the same file
     const QByteArray first = expectedImage(image(100), 0);
     EXPECT_EQ(fileContent(output), first);
     DcuEncryption again;
@@ -78,7 +78,7 @@ TEST(DcuEncryption, Faults) {
         const char* key;
         const char* directory;
         std::uint32_t address;
-        const char* errors;  // %1 is the folder
+        const char* errors;  // "%1" is the folder
         bool result = false;
     } rows[] = {
         {"", "key.bin", ".", start, missing},

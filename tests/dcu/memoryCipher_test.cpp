@@ -130,10 +130,10 @@ TEST(MemoryCipher, WholeImagesAgreeWithTheDefinition) {
     for (std::uint32_t bit = 0; bit < 32; ++bit) {
         const std::uint32_t address = std::uint32_t{1} << bit;
         compareWithDefinition(address, 1100);
-        compareWithDefinition(address - 513, 1100);  // across the bit, unaligned
+        compareWithDefinition(address - 513, 1100);  // unaligned, crosses the bit
         compareWithDefinition(~address, 1100);
     }
-    compareWithDefinition(0x1FFFF000, 9000);  // across the end of the group numbers
+    compareWithDefinition(0x1FFFF000, 9000);  // crosses the end of the group numbers
 }
 
 }  // namespace

@@ -83,7 +83,7 @@ void DesktopKit::type(const char* name, const QString& text) {
     if (QWidget* inner = QApplication::focusWidget(); inner != nullptr && widget->isAncestorOf(inner)) {
         widget = inner;
     }
-    if (!widget->inherits("QComboBox")) {  // which searches for what is typed, Ctrl+A too
+    if (!widget->inherits("QComboBox")) {  // a combo box searches for typed text, Ctrl+A included
         QTest::keyClick(widget, Qt::Key_A, Qt::ControlModifier);
     }
     if (text.isEmpty()) {

@@ -262,7 +262,7 @@ TEST_F(JobPageTest, LosesNoEntryWithoutAQuestionAndUndoesEachStep) {
     EXPECT_EQ(shownLine(kit).toStdString(), full) << "the removed row is back, whatever has the focus";
     EXPECT_EQ(QApplication::focusWidget()->objectName(), QStringLiteral("firmware"));
     for (int steps = 0; steps < 3; ++steps) {
-        undo();  // the key, the address, the second file
+        undo();  // undoes the key, the address and the second file
     }
     EXPECT_EQ(shownLine(kit).toStdString(), empty + " -fir blink.elf");
     undo();

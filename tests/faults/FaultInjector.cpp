@@ -1,5 +1,5 @@
 // fault_injector OPTION... -- PROGRAM ARGUMENT...: runs a program, counts its system calls that matter to files, and
-// makes one of them fail, or sends the program a signal there. `scripts/faults` is its caller.
+// makes one of them fail, or sends the program a signal there. `scripts/faults` calls it.
 //
 //   --root FOLDER         counts the calls on paths below this folder; may be repeated
 //   --trace FILE          lists the counted calls: number, kind, name, path, result, "!" if it was changed
@@ -198,7 +198,7 @@ class Tracer {
     bool isPastLoader_ = false;
     std::map<pid_t, Call> calls_;
     std::map<pid_t, bool> isInCall_;
-    std::optional<Call> failing_;  ///< the first call of those that fail from there on
+    std::optional<Call> failing_;  ///< the first of the calls that fail with `--from`
     std::FILE* trace_ = nullptr;
 };
 
@@ -280,7 +280,7 @@ std::optional<Call> Tracer::describe(pid_t process, long number, const std::arra
         }
         return call;
     }
-    // Sanitizers ask the kernel by a pipe whether an address may be read.
+    // Sanitizers write to a pipe to learn from the kernel whether an address is readable.
     if (number == SYS_pipe2 && (static_cast<int>(argument(1)) & O_CLOEXEC) == 0) {
         return std::nullopt;
     }
@@ -324,7 +324,7 @@ void Tracer::start(pid_t process) {
         isSkipped = registers.orig_rax != SYS_close && registers.orig_rax != SYS_brk;
         if (registers.orig_rax == SYS_brk) {
             call->refusedEnd = registers.rdi;
-            registers.rdi = 0;  // a brk that fails returns the end as it is, and so does brk(0)
+            registers.rdi = 0;  // a failing brk returns the current end of the heap, like brk(0)
             ptrace(PTRACE_SETREGS, process, nullptr, &registers);
         } else {
             call->forcedResult = -options_.value;

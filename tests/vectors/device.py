@@ -504,7 +504,7 @@ SBOX = make_sbox()
 
 
 def aes_key_before(last):
-    """The cipher key whose last round key is `last`: the key expansion backward."""
+    """The cipher key whose last round key is `last`. Reverses the key expansion."""
     words = [last[i:i + 4] for i in (0, 4, 8, 12)]
     for constant in (0x36, 0x1B, 0x80, 0x40, 0x20, 0x10, 8, 4, 2, 1):
         words[1:] = [bytes(a ^ b for a, b in zip(words[i], words[i - 1])) for i in (1, 2, 3)]
@@ -534,7 +534,7 @@ def open_noekeon(key, block):
         b ^= ~(d | c) & mask
         a ^= c & b
         b, c, d = rotate(b, 31, 32), rotate(c, 27, 32), rotate(d, 30, 32)  # undoes Pi1
-        t = spread(b ^ d)                                                  # Theta backward
+        t = spread(b ^ d)                                                  # reverses Theta
         a, c = a ^ t ^ k[0], c ^ t ^ k[2]
         b, d = b ^ k[1], d ^ k[3]
         t = spread(a ^ c)

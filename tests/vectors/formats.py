@@ -226,8 +226,8 @@ def region_details(area):
 
 @dataclass
 class SealedFile:
-    """A header with a tag inside it, then the payload: `front` and `back` are (bytes, name) of the fields around the
-    tag."""
+    """A header with a tag inside it, then the payload. `front` and `back` are the header fields before and after the
+    tag, as (bytes, name)."""
     key: bytes
     iv: bytes
     plain: bytes
@@ -343,7 +343,7 @@ class BackupRecord:
     nonce: bytes = b""
     own_size: int = None
 
-    # Where examples/backup/backup.json puts the fields.
+    # The bit offsets of the fields in examples/backup/backup.json.
     positions = {"lock": 0x1C, "wrap": 0x1A, "key_size": 0x18, "algorithm": 0x13}
 
     @property
@@ -388,7 +388,7 @@ def ecdsa_signature(private_key, digest, one_time_number):
 
 
 def signature_fault(public_key, message, signature):
-    """Empty if r and s are a signature of the message."""
+    """The fault of a signature. Empty if r and s are a signature of the message."""
     numbers = (int.from_bytes(half, "big") for half in (signature[:32], signature[32:]))
     try:
         public_key.verify(encode_dss_signature(*numbers), message, ec.ECDSA(hashes.SHA256()))

@@ -58,7 +58,7 @@ if(NOT QVORA_SANITIZE)
     add_custom_command(OUTPUT ${page}
       COMMAND ${PROJECT_SOURCE_DIR}/scripts/make-docs ${kind} $<TARGET_FILE:${tool}> > ${page}
       DEPENDS ${tool} ${PROJECT_SOURCE_DIR}/scripts/make-docs ${PROJECT_SOURCE_DIR}/examples/commands.tsv
-              ${PROJECT_SOURCE_DIR}/examples/more-options.tsv ${PROJECT_SOURCE_DIR}/README.md
+              ${PROJECT_SOURCE_DIR}/examples/more-options.tsv ${PROJECT_SOURCE_DIR}/docs/manual.md
               ${PROJECT_SOURCE_DIR}/CMakeLists.txt ${PROJECT_SOURCE_DIR}/cli/InstallImageCommand.cpp VERBATIM)
     list(APPEND pages ${page})
   endforeach()

@@ -18,7 +18,7 @@ QString folder() {
         static char* argv[] = {name, nullptr};
         static const QCoreApplication application(argc, argv);
         const QString base = QDir(QStringLiteral("/dev/shm")).exists() ? QStringLiteral("/dev/shm") : QDir::tempPath();
-        const QString path = base + QStringLiteral("/qsbb-fuzz-") + QString::number(getpid());
+        const QString path = base + QStringLiteral("/bundle-builder-fuzz-") + QString::number(getpid());
         QDir().mkpath(path);
         return path;
     }();

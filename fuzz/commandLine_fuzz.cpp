@@ -61,7 +61,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     makeFiles();
     constexpr std::size_t longest = 40;
-    QStringList arguments = {QStringLiteral("qsbb")};
+    QStringList arguments = {QStringLiteral("QVORASealedBundleBuilder_CLI")};
     for (std::size_t i = 0; i < size && i < longest; ++i) {
         arguments.append(QString::fromLatin1(words[data[i] % words.size()]));
     }

@@ -127,12 +127,12 @@ TEST(OptionTables, AreWhatTheHelpAndItsSupplementSay) {
     EXPECT_EQ(nowhere, Words());
 }
 
-TEST(OptionTables, AreInTheReadmeTheManPageAndTheCompletion) {
-    const Words readme = optionsIn(fileContent(QStringLiteral(QVORA_EXAMPLES "/../README.md")));
+TEST(OptionTables, AreInTheManualTheManPageAndTheCompletion) {
+    const Words manual = optionsIn(fileContent(QStringLiteral(QVORA_EXAMPLES "/../docs/manual.md")));
     const Words page = optionsIn(made("man").replace("\\-", "-"));
     const Words completion = optionsIn(made("completion"));
     for (const Command* const command : commandChain()) {
-        EXPECT_TRUE(readme.contains(command->words.front())) << command->words.front();
+        EXPECT_TRUE(manual.contains(command->words.front())) << command->words.front();
         for (const std::string& word : tableOf(*command)) {
             EXPECT_TRUE(page.contains(word)) << word;
             EXPECT_TRUE(completion.contains(word)) << word;

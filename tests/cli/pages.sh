@@ -45,7 +45,7 @@ for name in QVORASealedBundleBuilder_CLI qvora-inspect; do
     complete -p $name | grep -q -- '-o default' || { echo "$name: bash doesn't complete paths"; failed=1; }
 done
 
-# The man page contains the release and the statuses and devices of the README.
+# The page names the release and has the manual's statuses and devices.
 release=$("$3" --version | cut -d ' ' -f 2)
 for line in ".TH QVORASealedBundleBuilder_CLI 1 \"\" \"QVORA Sealed Bundle Builder $release\" \"User Commands\"" '.B \-pb 8' \
     '.B 255' '\-devid accepts 0x450, 0x455, 0x462, 0x472, 0x476, 0x478, 0x480, 0x481, 0x482, 0x483, 0x484, 0x485, 0x492, 0x497 and 0x4B0.'; do

@@ -96,12 +96,13 @@ class JobPageTest : public CardTest {
     QString before = QDir::currentPath();
 };
 
-// The pages run the command lines of the README, apart from the order of options. A shell makes the same files from
-// them.
-TEST_F(JobPageTest, RunsEveryCommandOfTheReadme) {
-    std::map<QString, QString> lines;  // the purpose of each command line
+// The pages run the example lines of the manual, in any order of their options, and a shell reads the shown line as the
+// same arguments.
+TEST_F(JobPageTest, RunsEveryCommandOfTheManual) {
+    std::map<QString, QString> lines;  // what each is for
     for (const QByteArray& row : fileContent(QStringLiteral(QVORA_EXAMPLES "/commands.tsv")).split('\n')) {
-        lines[sorted(QString::fromUtf8(row.split('\t').last()).mid(5))] = QString::fromUtf8(row.split('\t').first());
+        const QString line = QString::fromUtf8(row.split('\t').last());
+        lines[sorted(line.mid(line.indexOf(u' ') + 1))] = QString::fromUtf8(row.split('\t').first());
     }
     lines.erase(QString());
     for (const JobForm& form : jobForms()) {

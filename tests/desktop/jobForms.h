@@ -16,7 +16,7 @@ struct JobForm {
     [[nodiscard]] QStringList outputs() const;
 };
 
-/// A form for each command of the README; the first is the install image.
+/// A form for each command of the manual; the first is the install image.
 [[nodiscard]] const QList<JobForm>& jobForms();
 
 void fillIn(DesktopKit& kit, const JobForm& form);

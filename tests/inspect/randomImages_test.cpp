@@ -52,7 +52,7 @@ struct Job {
 
     Dice dice;
     TempFolder folder;
-    QStringList arguments{QStringLiteral("qsbb")};
+    QStringList arguments{QStringLiteral("QVORASealedBundleBuilder_CLI")};
     QByteArray image;
     QByteArray second;
     QByteArray key;

@@ -1,9 +1,9 @@
 #include "desktop/pageTable.h"
 
 #include "desktop/inspector/InspectPage.h"
-#include "desktop/run/JobPage.h"
 #include "desktop/keys/KeysPage.h"
 #include "desktop/optionBytes/OptionBytePage.h"
+#include "desktop/run/JobPage.h"
 #include "desktop/secrets/SecretsPage.h"
 #include "desktop/template/TemplatePage.h"
 

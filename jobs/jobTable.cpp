@@ -1,7 +1,7 @@
 #include "jobs/jobTable.h"
 
-#include "jobs/fieldChecks.h"
 #include "files/outputFile.h"
+#include "jobs/fieldChecks.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -1,9 +1,9 @@
 // The jobs that make what provisions a device with secrets.
 
+#include "files/openFile.h"
 #include "jobs/commandLine.h"
 #include "jobs/jobFields.h"
 #include "jobs/jobTable.h"
-#include "files/openFile.h"
 
 #include <QCoreApplication>
 

@@ -2,9 +2,9 @@
 
 #include "desktop/inspector/ByteView.h"
 #include "desktop/look/ElidedLabel.h"
-#include "jobs/counted.h"
 #include "desktop/look/plainTip.h"
 #include "desktop/look/theme.h"
+#include "jobs/counted.h"
 
 #include <QCheckBox>
 #include <QHBoxLayout>

@@ -1,9 +1,9 @@
 #include "desktop/inspector/InspectVerdict.h"
 
 #include "desktop/inspector/InspectWorker.h"
-#include "jobs/counted.h"
 #include "inspect/formats.h"
 #include "inspect/words.h"
+#include "jobs/counted.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>

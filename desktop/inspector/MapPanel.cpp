@@ -1,7 +1,7 @@
 #include "desktop/inspector/MapPanel.h"
 
-#include "desktop/inspector/MemoryMap.h"
 #include "desktop/form/rowList.h"
+#include "desktop/inspector/MemoryMap.h"
 #include "desktop/look/theme.h"
 
 #include <QHBoxLayout>

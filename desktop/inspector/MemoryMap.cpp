@@ -1,9 +1,9 @@
 #include "desktop/inspector/MemoryMap.h"
 
 #include "desktop/inspector/MemoryMapModel.h"
-#include "jobs/counted.h"
 #include "desktop/look/spokenRole.h"
 #include "desktop/look/theme.h"
+#include "jobs/counted.h"
 
 #include <QMouseEvent>
 #include <QPainter>

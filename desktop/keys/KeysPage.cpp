@@ -1,9 +1,9 @@
 #include "desktop/keys/KeysPage.h"
 
 #include "Preparation/src/ec_crypto.h"
-#include "desktop/page/Dialogs.h"
 #include "desktop/form/FormView.h"
 #include "desktop/look/ToneLabel.h"
+#include "desktop/page/Dialogs.h"
 #include "jobs/counted.h"
 
 #include <QClipboard>

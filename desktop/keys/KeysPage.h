@@ -1,7 +1,7 @@
 #pragma once
 
-#include "desktop/page/Page.h"
 #include "desktop/keys/keyTasks.h"
+#include "desktop/page/Page.h"
 
 #include <QThreadPool>
 

@@ -1,8 +1,8 @@
 #include "desktop/optionBytes/BitView.h"
 
-#include "desktop/optionBytes/optionByteText.h"
 #include "desktop/look/spokenRole.h"
 #include "desktop/look/theme.h"
+#include "desktop/optionBytes/optionByteText.h"
 
 #include <QKeyEvent>
 #include <QMouseEvent>

@@ -1,8 +1,8 @@
 #include "desktop/optionBytes/OptionByteList.h"
 
+#include "desktop/look/theme.h"
 #include "desktop/optionBytes/OptionByteDocument.h"
 #include "desktop/optionBytes/optionByteText.h"
-#include "desktop/look/theme.h"
 
 #include <QAbstractListModel>
 #include <QPainter>

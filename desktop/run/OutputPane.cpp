@@ -1,8 +1,8 @@
 #include "desktop/run/OutputPane.h"
 
+#include "desktop/look/theme.h"
 #include "desktop/page/Dialogs.h"
 #include "desktop/page/Page.h"
-#include "desktop/look/theme.h"
 #include "files/outputFile.h"
 
 #include <QApplication>

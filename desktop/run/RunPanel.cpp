@@ -1,15 +1,15 @@
 #include "desktop/run/RunPanel.h"
 
-#include "desktop/run/CommandLineView.h"
-#include "desktop/page/Dialogs.h"
-#include "desktop/run/OutputPane.h"
-#include "desktop/page/Page.h"
 #include "desktop/look/StatusMark.h"
+#include "desktop/look/plainTip.h"
+#include "desktop/look/theme.h"
+#include "desktop/page/Dialogs.h"
+#include "desktop/page/Page.h"
+#include "desktop/run/CommandLineView.h"
+#include "desktop/run/OutputPane.h"
 #include "desktop/run/ToolRun.h"
 #include "jobs/commandLine.h"
-#include "desktop/look/plainTip.h"
 #include "jobs/shellQuoted.h"
-#include "desktop/look/theme.h"
 
 #include <QApplication>
 #include <QClipboard>

@@ -1,7 +1,7 @@
 #include "desktop/secrets/OtpMapPanel.h"
 
-#include "desktop/secrets/OtpMapView.h"
 #include "desktop/look/ToneLabel.h"
+#include "desktop/secrets/OtpMapView.h"
 
 #include <QHBoxLayout>
 #include <QPainter>

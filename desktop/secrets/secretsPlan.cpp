@@ -1,7 +1,7 @@
 #include "desktop/secrets/secretsPlan.h"
 
-#include "jobs/counted.h"
 #include "images/imageLayout.h"
+#include "jobs/counted.h"
 
 #include <QCoreApplication>
 

@@ -1,16 +1,16 @@
 #include "desktop/template/TemplatePage.h"
 
-#include "desktop/page/Dialogs.h"
 #include "desktop/form/FormView.h"
+#include "desktop/look/ToneLabel.h"
+#include "desktop/look/tabOrder.h"
+#include "desktop/page/Dialogs.h"
 #include "desktop/run/JobPage.h"
 #include "desktop/run/RunPanel.h"
 #include "desktop/run/RunSplitter.h"
-#include "desktop/look/ToneLabel.h"
-#include "jobs/commandLine.h"
-#include "jobs/jobFile.h"
-#include "desktop/look/tabOrder.h"
 #include "display/MessageCollector.h"
 #include "files/outputFile.h"
+#include "jobs/commandLine.h"
+#include "jobs/jobFile.h"
 
 #include <QDir>
 #include <QDragEnterEvent>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "desktop/page/PageRow.h"
 #include "desktop/look/theme.h"
+#include "desktop/page/PageRow.h"
 
 #include <QHash>
 #include <QList>

@@ -20,10 +20,10 @@
 namespace {
 
 constexpr qsizetype longArgument = 255;
-constexpr qint64 maxOutput = qint64{16} << 20;  // the longest true answer has some kilobytes
-constexpr int patience = 100;                   // milliseconds until an interruption is seen
+constexpr qint64 maxOutput = qint64{16} << 20;  // the longest correct output has some kilobytes
+constexpr int patience = 100;                   // milliseconds between two checks for an interruption
 
-/// Takes `expected` from the front of `rest`. False, with `rest` as it was, if something else is there.
+/// Removes `expected` from the start of `rest`. Returns false and leaves `rest` unchanged if it starts differently.
 bool take(QByteArrayView& rest, QByteArrayView expected) {
     if (!rest.startsWith(expected)) {
         return false;
@@ -47,7 +47,7 @@ bool takeName(QByteArrayView& rest, QByteArrayView& name) {
     return !name.isEmpty();
 }
 
-/// Takes the next value of an array, eight of which make a row.
+/// Reads the next value of an array. A row has eight values.
 bool takeByte(QByteArrayView& rest, QByteArray& bytes) {
     constexpr qsizetype valuesInRow = 8;
     constexpr QByteArrayView digits("0123456789abcdef");
@@ -67,7 +67,7 @@ bool takeByte(QByteArrayView& rest, QByteArray& bytes) {
     return true;
 }
 
-/// Appends to an array that leaves nothing of itself where it was when it moves.
+/// Appends `piece` to `bytes`. If the array has to grow, its old memory is wiped.
 void appendSecret(QByteArrayView piece, QByteArray& bytes) {
     if (bytes.capacity() - bytes.size() < piece.size()) {
         QByteArray larger;
@@ -79,10 +79,11 @@ void appendSecret(QByteArrayView piece, QByteArray& bytes) {
     bytes.append(piece);
 }
 
-/// Ends a process and those that it started, such as the imgtool of a launcher, which would go on writing.
+/// Ends a process and all processes that it started. A launcher, for example, starts an imgtool that would otherwise
+/// keep writing.
 void killTree(qint64 process) {
     const auto id = static_cast<pid_t>(process);
-    ::kill(id, SIGSTOP);  // so that it starts no more of them
+    ::kill(id, SIGSTOP);  // a stopped process starts no further ones
     QFile children(QStringLiteral("/proc/%1/task/%1/children").arg(process));
     if (children.open(QIODevice::ReadOnly)) {
         for (const QByteArray& child : children.readAll().split(' ')) {
@@ -95,8 +96,8 @@ void killTree(qint64 process) {
     ::kill(id, SIGKILL);
 }
 
-/// Takes the card's PIN out of the environment while another program starts. The entry itself stays where it is, so
-/// that no copy of it is made.
+/// Removes the card's PIN from the environment while another program starts. The destructor puts the same entry back,
+/// so that no copy of the PIN is made.
 class WithoutPin {
   public:
     WithoutPin() {
@@ -126,7 +127,7 @@ void Imgtool::collect(const FileHandle& pipe, QByteArray& output) {
         pollfd waited{pipe.get(), POLLIN, 0};
         const int ready = poll(&waited, 1, patience);
         if (ready == 0 && (process_.waitForFinished(0) || process_.state() == QProcess::NotRunning)) {
-            break;  // a process of its own goes on and holds the pipe
+            break;  // imgtool has ended, but a process that it started still holds the pipe open
         }
         if (ready > 0) {
             const ssize_t count = pipe.read(piece.data(), piece.size());
@@ -139,7 +140,8 @@ void Imgtool::collect(const FileHandle& pipe, QByteArray& output) {
     explicit_bzero(piece.data(), piece.size());
 }
 
-// The answer may be a private key: a QProcess that reads it would leave copies in memory.
+// The output may contain a private key. It is read through a pipe of our own, because QProcess would leave copies of it
+// in memory.
 ImgtoolAnswer Imgtool::run(const QStringList& arguments) {
     ImgtoolAnswer answer;
     std::array<int, 2> ends{};
@@ -157,7 +159,7 @@ ImgtoolAnswer Imgtool::run(const QStringList& arguments) {
         const WithoutPin withoutPin;
         process_.start(imgtoolPath_, arguments, QIODevice::ReadWrite);
     }
-    // Nobody is there to answer a question: one that reads its input meets the end of it.
+    // No one answers a question of imgtool. If it reads its input, it gets the end of the file.
     process_.closeWriteChannel();
     const bool isStarted = process_.waitForStarted(-1);
     if (!itsEnd.close() || !isStarted) {
@@ -191,8 +193,8 @@ void showImgtoolAnswer(const QByteArray& output) {
 //     };
 //     const unsigned int ecdsa_pub_key_len = 10;
 //
-// A line more, such as a warning of Python, is refused: bytes taken from it would be a wrong key. The bytes themselves
-// are not looked at, since some releases give a key that is no complete DER.
+// Any other line, such as a warning of Python, makes the output invalid: bytes from such a line would give a wrong key.
+// The bytes themselves aren't checked, because some releases print a key that isn't complete DER.
 QByteArray imgtoolArrayBytes(const QByteArray& output) {
     QByteArrayView rest(output);
     QByteArrayView name;
@@ -201,7 +203,7 @@ QByteArray imgtoolArrayBytes(const QByteArray& output) {
         !take(rest, "const unsigned char ") || !takeName(rest, name) || !take(rest, "[] = {")) {
         return bytes;
     }
-    bytes.reserve(rest.size() / 6 + 1);  // a key in the making: an array that grows would leave its smaller selves
+    bytes.reserve(rest.size() / 6 + 1);  // an array that grows would leave copies of the key in memory
     while (takeByte(rest, bytes)) {
     }
     const bool isWhole = takeLineEnd(rest) && take(rest, "};") && takeLineEnd(rest) &&

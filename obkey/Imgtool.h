@@ -7,21 +7,21 @@
 #include <QString>
 #include <QStringList>
 
-/// What came of a run of imgtool.
+/// The result of a run of imgtool.
 struct ImgtoolAnswer {
-    bool ended = false;   ///< false if the program didn't start or couldn't be waited for
-    bool failed = false;  ///< it ended with a status other than 0, or by a signal
-    QByteArray output;    ///< both output channels, merged
+    bool ended = false;   ///< whether the program started and is no longer running
+    bool failed = false;  ///< whether it ended with a status other than 0, or by a signal
+    QByteArray output;    ///< standard output and standard error, merged
 };
 
-/// The program imgtool, which runs once at a time.
+/// The program imgtool. It runs once at a time.
 class Imgtool {
   public:
     explicit Imgtool(const QString& imgtoolPath) : imgtoolPath_(imgtoolPath) {}
 
     [[nodiscard]] const QString& path() const { return imgtoolPath_; }
 
-    /// Runs it and waits for its end, however long that takes. Its input is closed.
+    /// Runs imgtool with closed standard input and waits until it ends. There is no time limit.
     [[nodiscard]] ImgtoolAnswer run(const QStringList& arguments);
 
   private:
@@ -31,15 +31,15 @@ class Imgtool {
     QProcess process_;
 };
 
-/// Shows what imgtool said, beside an error whose text doesn't tell it.
+/// Displays the output of imgtool, for an error whose message doesn't contain it.
 void showImgtoolAnswer(const QByteArray& output);
 
-/// The bytes of the C array that imgtool prints for a key. Empty unless `output` is such an array from its first to its
-/// last character.
+/// The bytes of the C array that imgtool prints for a key. Empty unless `output` consists of exactly one such array.
 [[nodiscard]] QByteArray imgtoolArrayBytes(const QByteArray& output);
 
-/// Makes a long argument (255 characters or more) an extended-length path of Windows, with doubled separators.
+/// Changes an argument of 255 characters or more to an extended-length path of Windows, with doubled separators.
 void extendedArgument(QString& argument);
 
-/// The arguments as this system's programs take them: long ones extended on Windows, unchanged elsewhere.
+/// The arguments in the form that programs of this system accept. On Windows, extendedArgument changes long ones;
+/// elsewhere, all arguments are unchanged.
 [[nodiscard]] QStringList platformArguments(QStringList arguments);

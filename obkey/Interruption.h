@@ -1,8 +1,8 @@
 #pragma once
 
-/// While one exists, SIGINT and SIGTERM don't end the process: they are noted, so that what was begun can be undone.
-/// When it goes, the signal is raised again for whatever handled it before. One that is ignored stays ignored. There is
-/// one at a time.
+/// Delays SIGINT and SIGTERM. While an object exists, these signals don't end the process; they are only recorded, so
+/// that the caller can undo its work. The destructor restores the previous handlers and raises the recorded signal
+/// again. A signal that the process ignored before stays ignored. At most one object exists at a time.
 class Interruption {
   public:
     Interruption();
@@ -10,6 +10,6 @@ class Interruption {
     Interruption(const Interruption&) = delete;
     Interruption& operator=(const Interruption&) = delete;
 
-    /// Whether a signal was noted.
+    /// Whether a signal was recorded.
     [[nodiscard]] static bool isPending();
 };

@@ -7,9 +7,9 @@
 
 #include <sys/stat.h>
 
-/// An output that another program writes in place: what was there before is kept until that program has succeeded. The
-/// copy is a hidden file beside the output, ".older-" and six characters, so that it survives even if this process is
-/// killed; where the folder has no room for it, it is in memory.
+/// Keeps a copy of an output file that another program overwrites, until that program has succeeded. The copy is a
+/// hidden file in the folder of the output, named ".older-" and six characters, so that it survives even if this
+/// process is killed. If no file can be created there, the copy is in memory.
 class KeptOutput {
   public:
     explicit KeptOutput(const QString& path);
@@ -18,9 +18,9 @@ class KeptOutput {
     KeptOutput(const KeptOutput&) = delete;
     KeptOutput& operator=(const KeptOutput&) = delete;
 
-    /// Copies an older file. False, with a message, if there is one and it can't be copied.
+    /// Copies the file at the output's path, if there is one. False, with a message, if it can't be copied.
     [[nodiscard]] bool keep();
-    /// Puts the older file back. If that fails, a message says so and names the copy, which stays.
+    /// Puts the older file back. If that fails, a message names the copy, which isn't removed.
     void putBack();
     /// Removes the output if there was none before.
     void removeNew() const;
@@ -30,7 +30,7 @@ class KeptOutput {
     [[nodiscard]] bool isUnchanged() const;
     [[nodiscard]] bool writeOver() const;
 
-    QByteArray path_;  ///< behind all links
+    QByteArray path_;  ///< with all symbolic links resolved
     bool isThere_ = false;
     struct stat older_ {};
     FileHandle copy_;      ///< closed if there is nothing to keep

@@ -9,7 +9,7 @@ bool isTag(const QDomElement& element, const char* name) {
     return element.tagName() == QLatin1String(name);
 }
 
-/// The `Name` child of `element` that gives the name of `param`; null if there is none.
+/// The `Name` child of `element` whose text is the name of `param`; null if there is none.
 QDomElement nameTagOf(const QDomElement& element, const McubootParam& param) {
     const QString wanted = param.name.value_or(QString());
     QDomElement child = element.firstChildElement(QStringLiteral("Name"));
@@ -19,7 +19,7 @@ QDomElement nameTagOf(const QDomElement& element, const McubootParam& param) {
     return child;
 }
 
-/// The first `Value` or `Default` behind `nameTag`; null if there is none.
+/// The first `Value` or `Default` after `nameTag`; null if there is none.
 QDomElement valueTagBehind(const QDomElement& nameTag) {
     QDomElement sibling = nameTag.nextSiblingElement();
     while (!sibling.isNull() && !isTag(sibling, "Value") && !isTag(sibling, "Default")) {
@@ -28,7 +28,8 @@ QDomElement valueTagBehind(const QDomElement& nameTag) {
     return sibling;
 }
 
-/// A key file: always a ".pem", with "GetPublic" the public key that lies beside a private one.
+/// Reads the path of a key file. Its ending becomes ".pem", or "_pub.pem" if the link is "GetPublic": that is the
+/// public key in the folder of the private one.
 void takeKeyPath(McubootParam& param, const QDomElement& nameTag) {
     QString ending;
     if (param.link.value_or(QString()) == QLatin1String("GetPublic")) {
@@ -43,7 +44,7 @@ void takeKeyPath(McubootParam& param, const QDomElement& nameTag) {
     param.defaultValue = ending;
 }
 
-/// A number, with a link of "+N" plus that offset, in 32 bits.
+/// Reads a number. If the link is "+N", N is added to it, modulo 2^32.
 void takeNumber(McubootParam& param, const QDomElement& nameTag) {
     param.defaultValue = QString();
     const QDomElement valueTag = valueTagBehind(nameTag);
@@ -60,7 +61,7 @@ void takeNumber(McubootParam& param, const QDomElement& nameTag) {
     param.defaultValue = QStringLiteral("0x") + QString::number(sum, 16);
 }
 
-/// A permission counts only if its value stands right behind its name, where the write-back puts it.
+/// Reads a permission. Its value counts only directly after its name, where the write-back puts it.
 void takePermission(McubootParam& param, const QDomElement& nameTag) {
     const QDomElement next = nameTag.nextSiblingElement();
     if (isTag(next, "Value") || isTag(next, "defaultValue")) {
@@ -88,7 +89,7 @@ void applyLinkedTemplate(const QDomNode& linkedContent, McubootParam& param) {
 }
 
 const LinkedTemplate* LinkedTemplates::find(const QString& templatePath) {
-    constexpr std::size_t mostTrees = 16;  // each may take some hundred MB
+    constexpr std::size_t mostTrees = 16;  // each may need some hundred MB
     if (loaded_.size() >= mostTrees && loaded_.count(templatePath) == 0) {
         loaded_.clear();
     }

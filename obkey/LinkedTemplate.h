@@ -5,13 +5,13 @@
 
 #include <map>
 
-/// A template that another one takes values from, read as far as its content node.
+/// A template that another template reads values from, with its content node.
 struct LinkedTemplate {
     TemplateDocument document;
     QDomNode linkedContent;  ///< the first child of the content node
 };
 
-/// The linked templates of one image, each read once as long as they are few.
+/// The linked templates of one image. Each is read only once; the cache holds up to 16 of them.
 class LinkedTemplates {
   public:
     /// The template at `templatePath`, valid until the next call; null without a message if it can't be read.
@@ -21,5 +21,6 @@ class LinkedTemplates {
     std::map<QString, LinkedTemplate> loaded_;
 };
 
-/// Takes the value of `param` out of a linked template, given by the first child of its content node.
+/// Sets the default value of `param` to the value of the same name in a linked template. `linkedContent` is the first
+/// child of that template's content node.
 void applyLinkedTemplate(const QDomNode& linkedContent, McubootParam& param);

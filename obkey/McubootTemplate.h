@@ -8,8 +8,8 @@
 struct McubootParam {
     QString kind;  ///< "Output", or for a `Param` its `Type`: "File", "Data", "Dependency" or any other word
     TagText name;
-    TagText command;           ///< the imgtool option in front of the value
-    std::uint32_t enable = 2;  ///< 0 or 1 as the template says; 2 without an `Enable` tag
+    TagText command;           ///< the imgtool option before the value
+    std::uint32_t enable = 2;  ///< 0 or 1 as in the template; 2 without an `Enable` tag
     bool hidden = false;
     TagText defaultValue;
     TagText value;
@@ -21,17 +21,17 @@ struct McubootParam {
     TagText outputValue;
 };
 
-/// A template that a `McubootFormat` template takes values from.
+/// A template that a `McubootFormat` template reads values from.
 struct LinkedXmlEntry {
     std::uint8_t index = 0;
     QString path;
 };
 
-/// The tags that were read, in document order, as far as each may stand once in its element.
+/// The tags that were read, in document order. Tags that an element may contain more than once aren't listed.
 struct McubootTags {
     QStringList globalParamTags;
     QStringList outputTags;            ///< of all `Output` elements
-    QList<QStringList> paramTagLists;  ///< one list an element
+    QList<QStringList> paramTagLists;  ///< one list for each `Param` element
 };
 
 /// A `McubootFormat` template as it was read.
@@ -43,13 +43,13 @@ struct McubootTemplate {
     McubootTags tags;
 };
 
-/// One image to make: what a `McubootFormat` template says, and where it lies.
+/// One image to make: the content of a `McubootFormat` template and its path.
 struct McubootConfig {
     QList<McubootParam> params;
     TagText title;
-    QString xmlFolder;  ///< empty until a step that needs it takes it from `xmlPath`
+    QString xmlFolder;  ///< derived from `xmlPath` by the first step that needs it; empty before
     QString xmlPath;
     QList<LinkedXmlEntry> linkedTemplates;
     TagText command;
-    QString dependencyPrefix;  ///< how the last hidden dependency began: kept; no effect on any output
+    QString dependencyPrefix;  ///< first two characters of the last hidden dependency; no effect on any output
 };

@@ -22,7 +22,7 @@ std::uint32_t slotEnd(const SlotRecord& slot) {
     return addressOf(slot.start) + addressOf(slot.size);
 }
 
-/// A slot is named after the parameter that gives its offset.
+/// The name of a slot: that of the parameter with its offset, without the word "offset".
 QString slotName(const ObkeyParam& record) {
     QString name = record.name.value_or(QString());
     const QLatin1String lowerCase("offset");
@@ -34,7 +34,7 @@ std::uint32_t recordNumber(const ObkeyParam& record) {
         templateNumber(record.value ? *record.value : record.defaultValue.value_or(QString())));
 }
 
-/// The tags of one kind that tell of slots, and where their starts count from.
+/// The tags of one kind that describe slots, and the address from which their starts count.
 struct SlotTags {
     QStringList ObkeyParam::*references;
     bool ObkeyParam::*isStart;
@@ -43,11 +43,12 @@ struct SlotTags {
 
 struct DescribedSlot {
     SlotRecord slot;
-    const ObkeyParam* start;  ///< the parameter that gave its start
+    const ObkeyParam* start;  ///< the parameter with its start
 };
 
-/// The slots that the `Data` parameters describe, in document order. A size belongs to every slot of its index in front
-/// of it, and the last one counts: from the end, that is the one that was met first.
+/// The slots that the `Data` parameters describe, in document order. A size applies to every earlier slot with the same
+/// index. If several sizes follow a slot, the last one counts; the loop runs backwards and keeps the first that it
+/// finds.
 QList<DescribedSlot> describedSlots(const QList<ObkeyParam>& params, const SlotTags& tags) {
     QList<DescribedSlot> described;
     QHash<std::int32_t, QString> sizes;
@@ -107,7 +108,8 @@ bool checkSectorSize(std::uint32_t size, const char* tag) {
     return size != 0 || reportError("Wrong %s value, a sector size cannot be equal to 0.", tag);
 }
 
-/// The slots of a template with `AuthOBK` tags: both ends of each inside the area and on a sector boundary.
+/// Checks the slots of a template with `AuthOBK` tags. Both ends of each slot must be inside the area and on a sector
+/// boundary.
 bool checkAuthenticatedSlots(const ObkeyInfo& info, const QList<SlotRecord>& obkSlots) {
     const std::uint32_t obkEnd = info.OBKStart + info.OBKSize;
     const std::uint32_t first = info.AuthOBKStart;
@@ -132,7 +134,7 @@ bool checkAuthenticatedSlots(const ObkeyInfo& info, const QList<SlotRecord>& obk
     return true;
 }
 
-/// The slots without `AuthOBK` tags: one aligned end is enough here.
+/// Checks the slots of a template without `AuthOBK` tags. One end of each slot on a sector boundary is enough.
 bool checkPlainSlots(const ObkeyInfo& info, const QList<SlotRecord>& obkSlots) {
     const std::uint32_t last = info.OBKStart + info.OBKSize;
     for (const SlotRecord& slot : obkSlots) {
@@ -164,7 +166,7 @@ QStringList namesOfKind(const QList<ObkeyParam>& params, QLatin1String kind) {
     return names;
 }
 
-/// Two parameters of different kinds may share a name.
+/// Checks that no two parameters of one kind have the same name. Parameters of different kinds may share one.
 bool checkUniqueNames(const QList<ObkeyParam>& params) {
     constexpr QLatin1String kinds[] = {QLatin1String("Data"), QLatin1String("File"), QLatin1String("Permission"),
                                        QLatin1String("Text")};

@@ -39,7 +39,7 @@ bool Obkey::loadTemplate(const QString& templatePath) {
     const QDomNode content = contentNode(document, templateFormat_);
     const bool isMcuboot = templateFormat_ == formatMcuboot;
     const QLatin1String name(isMcuboot ? "McubootFormat" : "Obdata");
-    // A root without content of a known name reads as an empty template.
+    // A template whose content node has an unknown name counts as empty.
     const QDomNode known = content.nodeName() == name ? content : QDomNode();
     if (isMcuboot) {
         return readMcuboot(known, imageJob_.mcuboot);

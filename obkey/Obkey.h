@@ -9,8 +9,8 @@
 /// The provisioning template engine: reads XML templates, checks them, and makes provisioning files (`Obdata`
 /// templates) or signed images through imgtool (`McubootFormat` templates).
 ///
-/// One engine serves a whole run. An operation that fails has reported why, unless its comment says otherwise; nothing
-/// here ends the process. The callers' order:
+/// One engine serves a whole run. An operation that fails reports the reason, unless its comment says otherwise. No
+/// operation ends the process. Callers use the operations in this order:
 ///
 ///     provisioning file                          signed image
 ///     startObkeyJob(path)                        startImageJob()
@@ -20,10 +20,10 @@
 ///     checkLayout                                generateImage
 ///     generateObkey
 ///
-/// The work is done by functions on the values of a job; here is what outlives one of their calls.
+/// Functions on the values of a job do the work. The engine holds the state that remains between two calls.
 class Obkey {
   public:
-    /// With the imgtool beside the executable, or another one.
+    /// Uses the imgtool in the subfolder Utilities/Windows of the executable's folder, or the one at `imgtoolPath`.
     Obkey();
     explicit Obkey(const QString& imgtoolPath);
     ~Obkey() = default;
@@ -32,26 +32,27 @@ class Obkey {
 
     /// Checks a template's text. See TemplateDocument.h.
     [[nodiscard]] bool validateTemplate(const QString& templatePath, const QString& xsdPath);
-    /// Takes in a template of either format: the text that was validated last, or that of another path. False if it is
-    /// no well-formed XML, without a message, or has something that its format refuses.
+    /// Reads a template of either format: the text that was validated last if `templatePath` is its path, otherwise the
+    /// file. False, without a message, if it isn't well-formed XML; false if its format forbids something in it.
     [[nodiscard]] bool loadTemplate(const QString& templatePath);
 
-    /// Begins the next provisioning file, that of the template at `templatePath`.
+    /// Begins the provisioning file of the template at `templatePath`.
     void startObkeyJob(const QString& templatePath);
-    /// The tag checks: no tag twice that may stand once, and every mandatory tag present.
+    /// Checks that no tag occurs twice that may occur only once.
     [[nodiscard]] bool checkDuplicateTags() const;
+    /// Checks that every mandatory tag is present.
     [[nodiscard]] bool checkMandatoryTags() const;
-    /// Checks names, default numbers and the slots of the device's memory against each other.
+    /// Checks names, default numbers and the slots of the device's memory. See MemoryLayout.h.
     [[nodiscard]] bool checkLayout() const;
-    /// Writes the provisioning file and, after it, the values used into the template. False means that no file was
-    /// written; a run goes on all the same.
+    /// Writes the provisioning file, and then writes the values that were used back into the template. False if no
+    /// provisioning file was written; callers continue their run nevertheless.
     bool generateObkey();
 
-    /// Begins a signed image: empties the current configuration.
+    /// Begins a signed image. Empties the current configuration.
     void startImageJob();
     /// Moves the template that was read into a new configuration, which becomes the current one.
     void addImageConfig(const QString& templatePath);
-    /// Runs imgtool as the current configuration says. The result is the status to end the process with.
+    /// Runs imgtool with the current configuration. Returns the exit status for the process.
     [[nodiscard]] int generateImage();
 
     /// Makes a key pair. See generateKeyPair.h.
@@ -62,7 +63,7 @@ class Obkey {
     struct ObkeyJob {
         QString xmlPath;
         ObdataTemplate obdata;
-        bool hashMode = false;  ///< a `Hash` element counts for the later templates of a run, too
+        bool hashMode = false;  ///< a `Hash` element also applies to the later templates of a run
     };
     /// Signed images. The last configuration is the current one.
     struct ImageJob {
@@ -75,6 +76,6 @@ class Obkey {
     PasswordMask passwords_;
     ObkeyJob obkeyJob_;
     ImageJob imageJob_;
-    TemplateFormat templateFormat_ = formatObdata;  ///< that of the last template which told one
-    Imgtool imgtool_;                               ///< every run of imgtool, one after the other
+    TemplateFormat templateFormat_ = formatObdata;  ///< of the last template whose format was recognised
+    Imgtool imgtool_;
 };

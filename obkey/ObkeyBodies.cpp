@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr qsizetype mostPadding = 3 * 255;  ///< twice in front of a file, once at the end of the payload
+constexpr qsizetype mostPadding = 3 * 255;  ///< twice before a file, once at the end of the payload
 
 bool hasRoom(const QByteArray& body, qsizetype size) {
     return body.capacity() - body.size() >= size;
@@ -32,7 +32,7 @@ bool ObkeyBodies::makeRoom(qsizetype size) {
     if (hasRoom(mainBody, size) && hasRoom(daBody, size)) {
         return true;
     }
-    // A body that moves takes up to twice its room beside itself.
+    // While a body grows, its old and its new memory exist together. The new memory is up to twice as large.
     if (!canAllocate(3 * (mainBody.size() + daBody.size() + size))) {
         return false;
     }

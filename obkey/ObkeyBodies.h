@@ -6,32 +6,32 @@
 
 #include <QByteArray>
 
-/// What the walk over a template's parameters builds. The bodies may hold private keys and passwords.
+/// The bytes that the parameters of a template produce. They may contain private keys and passwords.
 struct ObkeyBodies {
     QByteArray mainBody;
     QByteArray daBody;
-    /// What alignment counts with. It wraps, and isn't the size of mainBody: text, for one, doesn't move it.
+    /// The size that alignment uses, modulo 65536. It isn't the size of mainBody: a `Text`, for example, adds nothing.
     std::uint16_t runningSize = 0;
     QString outputPath;
-    bool holdsSecret = false;  ///< a private key, or a password in clear text
+    bool holdsSecret = false;  ///< whether they contain a private key or a password in clear text
 
-    /// Gives both bodies room for a parameter of `size` bytes and the padding around it, so that nothing that is
-    /// appended leaves a copy in memory. False if there is no memory for that.
+    /// Reserves room in both bodies for a parameter of `size` bytes and its padding, so that appending leaves no copies
+    /// in memory. False if there isn't enough memory.
     [[nodiscard]] bool makeRoom(qsizetype size);
 
-    /// Counts `bytes`, which may be negative, modulo 65536.
+    /// Adds `bytes`, which may be negative, to `runningSize`.
     void count(qsizetype bytes) {
         runningSize = static_cast<std::uint16_t>((static_cast<std::uint64_t>(bytes) + runningSize) & 0xFFFF);
     }
 };
 
-/// What the bytes of a parameter depend on besides itself.
+/// The values that all parameters of a template share. The bytes of a parameter depend on them.
 struct ObkeySurroundings {
     const QList<ObkeyParam>& params;  ///< all of the template
     const PasswordMask& passwords;
     const QString xmlFolder;
     const bool daMode;
-    const bool rawOutput;  ///< without a header, which the output's name tells
+    const bool rawOutput;  ///< whether the output has no header; its name then ends with "bin"
     Imgtool& imgtool;
 };
 

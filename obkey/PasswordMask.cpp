@@ -7,10 +7,10 @@
 
 namespace {
 
-/// What a mark begins and ends with, its number in between: U+F8FF, which is nobody's character.
+/// The first and the last character of a mark, with its number in between: U+F8FF, a private-use character.
 constexpr QByteArrayView sign("\xEF\xA3\xBF");
 
-/// Whether XML (1.0, production 2) lets a character be in a text.
+/// Whether XML 1.0 allows a character in a text (production 2).
 bool isXmlCharacter(char32_t character) {
     return character == '\t' || character == '\n' || character == '\r' || (character >= 0x20 && character < 0xD800) ||
            (character > 0xDFFF && character < 0xFFFE) || (character > 0xFFFF && character <= 0x10FFFF);
@@ -24,7 +24,7 @@ bool isXmlText(QByteArrayView raw) {
            raw.indexOf("\xEF\xBF\xBF") < 0 && raw.indexOf("]]>") < 0;
 }
 
-/// Appends what a reference such as "amp" or "#x41" stands for. False if it is none of XML's own.
+/// Appends the character of a reference such as "amp" or "#x41". False if XML doesn't define the reference.
 bool appendReference(QByteArrayView name, QByteArray& text) {
     struct Row {
         QByteArrayView name;
@@ -51,7 +51,7 @@ bool appendReference(QByteArrayView name, QByteArray& text) {
     return true;
 }
 
-/// Appends `raw` with the line ends that XML gives to a text.
+/// Appends character `i` of `raw`. As XML requires, CR LF and a lone CR become LF.
 void appendCharacter(QByteArrayView raw, qsizetype i, QByteArray& text) {
     const char character = raw.at(i);
     if (character != '\r') {
@@ -61,8 +61,8 @@ void appendCharacter(QByteArrayView raw, qsizetype i, QByteArray& text) {
     }
 }
 
-/// Appends what the content of a tag means, if it is a plain text or one section of character data. False if it is
-/// something else, or nothing but blanks, which readers skip.
+/// Appends the content of a tag, without its escapes, if it is plain text or one CDATA section. False for any other
+/// content, and for nothing but blanks, which readers skip.
 bool appendMeaning(QByteArrayView raw, QByteArray& text) {
     constexpr QByteArrayView opening("<![CDATA[");
     constexpr QByteArrayView closing("]]>");
@@ -130,7 +130,7 @@ void PasswordMask::maskTag(QByteArrayView raw, QByteArray& masked) {
 QByteArray PasswordMask::mask(const QByteArray& text) {
     QByteArray masked;
     qsizetype done = 0;
-    const bool hasMarks = text.contains(sign);  // the author's own: they would be taken for ours
+    const bool hasMarks = text.contains(sign);  // of the author; unmask couldn't distinguish them from ours
     QList<QByteArrayView> open(1);
     qsizetype begin = -1;
     Tag tag;

@@ -4,8 +4,8 @@
 #include <QList>
 #include <QString>
 
-/// Keeps the passwords of a template from the readers of XML, which leave copies of all that they read in memory that
-/// is freed. A masked text has a mark in the place of each password, and can be read and edited like any template.
+/// Hides the passwords of a template from XML readers, which leave copies of everything that they read in freed memory.
+/// A masked text contains a mark instead of each password and can be read and edited like any template.
 class PasswordMask {
   public:
     PasswordMask() = default;
@@ -16,25 +16,26 @@ class PasswordMask {
 
     void clear();
 
-    /// A template with marks in the place of the `Value` and `Default` texts of its `Text` elements. What is no plain
-    /// text there stays, since it may be a fault that the reader has to find. Lines stay where they are.
+    /// The template with marks instead of the `Value` and `Default` texts of its `Text` elements. Content that isn't
+    /// plain text stays, because it may be a fault that the reader has to find. The line numbers don't change.
     [[nodiscard]] QByteArray mask(const QByteArray& text);
 
-    /// A masked template as it was, but for what was changed outside of the marks.
+    /// The template with the passwords instead of their marks.
     [[nodiscard]] QByteArray unmask(const QByteArray& masked) const;
 
     [[nodiscard]] bool isMark(const QString& tagText) const;
 
-    /// In UTF-8, the password that a tag's text in a masked template stands for; a text without a mark as it is.
+    /// The password, in UTF-8, whose mark is the text of a tag in a masked template. A text without a mark is returned
+    /// unchanged.
     [[nodiscard]] QByteArray passwordOf(const QString& tagText) const;
 
-    /// A mark for a password that is to be written into a masked template.
+    /// A new mark for a password that the caller writes into a masked template.
     [[nodiscard]] QString markFor(QByteArrayView password);
 
   private:
     struct Entry {
         QByteArray raw;   ///< as in the template
-        QByteArray text;  ///< what it means
+        QByteArray text;  ///< without escapes
     };
 
     [[nodiscard]] QByteArray markOf(qsizetype index) const;

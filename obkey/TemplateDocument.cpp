@@ -15,15 +15,15 @@
 
 namespace {
 
-/// A tree takes many times the memory of its text, and a device perhaps never ends.
+/// A tree needs many times the memory of its text, and a device file may have no end.
 constexpr qint64 maxTemplateSize = qint64{8} << 20;
 
-// The tree builder's time grows with the square of the depth, the reader's with that of a tag's attributes, and
-// entities let a short file grow without bound. Templates need none of these.
+// The tree builder's time grows with the square of the nesting depth. The reader's time grows with the square of the
+// number of a tag's attributes. Entities let a short file grow without bound. Templates need none of these.
 constexpr int deepestNesting = 256;
 constexpr int mostElements = 20000;
 constexpr qsizetype longestTag = 2048;
-constexpr qint64 mostComparisons = 4'000'000;  ///< of attributes with each other, some hundredths of a second
+constexpr qint64 mostComparisons = 4'000'000;  ///< between attributes; they need some hundredths of a second
 
 bool hasDeclaration(const QByteArray& line) {
     return line.contains("<?xml version=\"1.0\" encoding=\"UTF-8\"?>") ||
@@ -33,7 +33,7 @@ bool hasDeclaration(const QByteArray& line) {
 /// The tags of a text that are longer than longestTag.
 struct LongTags {
     qint64 firstLine = 0;    ///< from 1; 0 if there are none
-    qint64 comparisons = 0;  ///< what they cost the reader at most
+    qint64 comparisons = 0;  ///< maximum number of comparisons between attributes that the reader needs
 };
 
 LongTags findLongTags(const QByteArray& text) {
@@ -55,8 +55,8 @@ LongTags findLongTags(const QByteArray& text) {
     return found;
 }
 
-/// Reads all of `reader`. What is well-formed but out of bounds becomes an error of the reader, which knows the line.
-/// Gives whether a document type was met.
+/// Reads the whole document. A document that is well-formed but exceeds a limit raises an error of the reader, which
+/// knows the line. Returns whether the document has a document type.
 bool readThrough(QXmlStreamReader& reader) {
     int depth = 0;
     int count = 0;
@@ -78,7 +78,7 @@ bool readThrough(QXmlStreamReader& reader) {
                 if (!reader.entityDeclarations().isEmpty()) {
                     reader.raiseError(QStringLiteral("Entities can't be declared in a template."));
                 } else if (reader.text().contains(u'[')) {
-                    // Attributes by default would be added to every element: a short file grows without bound.
+                    // Declared default attributes are added to every element, so that a short file grows without bound.
                     reader.raiseError(QStringLiteral("Nothing can be declared in a template."));
                 }
                 break;
@@ -96,14 +96,14 @@ QString invalidDocumentMessage(QString fault, qint64 line) {
         return QStringLiteral("XML document is invalid! Error type: \"") + fault;
     }
     if (!fault.contains(QLatin1String("maxLength"))) {
-        // The reader didn't see the first line.
+        // The reader starts after the first line.
         return QStringLiteral(
                    "XML document is invalid at line: %1, error type: \" %2 \"The tag mentioned may be a strange "
                    "tag or even an existent one with wrong order, please refer to documentation to be able to "
                    "fix the issue. ")
             .arg(QString::number(line + 1), fault);
     }
-    // The wording of a schema checker.
+    // A schema checker words its messages like this.
     fault.remove(QLatin1String(" facet.."));
     return QStringLiteral("XML document is invalid! Error type: \"") + fault + QStringLiteral(".\"");
 }
@@ -116,13 +116,13 @@ bool reportInvalid(const QString& fault, qint64 line) {
     return reportError("%s ", qUtf8Printable(invalidDocumentMessage(fault, line)));
 }
 
-/// Builds the document tree of a template. Null if it is no well-formed one.
+/// Builds the document tree of a template. Null if the text isn't well-formed or exceeds a limit.
 std::unique_ptr<QDomDocument> readDocument(const QByteArray& text, bool& hasDocumentType) {
     if (findLongTags(text).firstLine != 0) {
         return nullptr;
     }
-    // A linked template has passed no validation, and validation doesn't see the first line. Prefixes don't count, as
-    // they don't for the tree.
+    // The limits are checked again, because linked templates aren't validated and validation skips the first line.
+    // Neither this reader nor the tree processes namespace prefixes.
     QXmlStreamReader reader(text);
     reader.setNamespaceProcessing(false);
     hasDocumentType = readThrough(reader);
@@ -137,7 +137,7 @@ DocumentState classifyRoot(const QDomDocument* document, bool hasDocumentType, Q
     if (document == nullptr) {
         return documentMissing;
     }
-    // The root is expected right behind the declaration. The tree doesn't show a document type that stands between.
+    // The root must directly follow the declaration. The tree doesn't show a document type between the two.
     root = document->firstChild().nextSibling();
     if (root.isNull()) {
         return documentEmpty;
@@ -167,7 +167,7 @@ bool validateTemplateText(const QByteArray& text) {
     if (!hasDeclaration(masked.first(lineEnd))) {
         return reportError("XML document is invalid! xml version is wrong or missing");
     }
-    // Messages count lines as a file in text mode has them: a carriage return alone ends none.
+    // Messages count lines as a file in text mode does: a carriage return alone doesn't end a line.
     QByteArray lines = masked.sliced(lineEnd);
     lines.replace("\r", "");
     const LongTags longTags = findLongTags(lines);

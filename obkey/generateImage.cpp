@@ -22,7 +22,7 @@ enum ImageResult : int {
     processFault = 5,
     imgtoolFault = 6,
     keyFileMissing = 7,
-    templateNotUpdated = 8,  ///< the image stands, its template couldn't be written back
+    templateNotUpdated = 8,  ///< the image was written, but its template wasn't
 };
 
 constexpr QLatin1String outputKind("Output");
@@ -34,7 +34,7 @@ QString chosenText(const McubootParam& param) {
     return param.value ? *param.value : param.defaultValue.value_or(QString());
 }
 
-/// Whether a record is passed on without regard to its `Enable`.
+/// Whether a record is passed to imgtool whatever its `Enable` is.
 bool isForced(const McubootParam& param) {
     return param.hidden || param.link;
 }
@@ -65,7 +65,7 @@ void appendOptional(McubootConfig& config, McubootParam& param, QStringList& arg
     arguments.append(isDependency ? QLatin1Char('(') + *param.value + QLatin1Char(')') : *param.value);
 }
 
-/// What a hidden record without a link passes on; it may pass nothing.
+/// The argument of a hidden record without a link, if it has one.
 TagText forcedText(const McubootParam& param) {
     if (param.kind == dependencyKind) {
         return QLatin1Char('(') + chosenText(param) + QLatin1Char(')');
@@ -76,7 +76,7 @@ TagText forcedText(const McubootParam& param) {
     return param.defaultValue && !param.defaultValue->isEmpty() ? param.defaultValue : std::nullopt;
 }
 
-/// Takes the record's value out of each linked template with its index.
+/// Reads the record's value from each linked template that has the record's link index.
 ImageResult appendLinked(McubootConfig& config, McubootParam& param, LinkedTemplates& linkedTemplates,
                          QStringList& arguments) {
     for (const LinkedXmlEntry& entry : config.linkedTemplates) {
@@ -139,7 +139,7 @@ ImageResult appendParam(McubootConfig& config, McubootParam& param, LinkedTempla
     return imageDone;
 }
 
-/// Whether the image may be written at `path`: not over one of the keys, and not over a template.
+/// Checks that writing the image at `path` doesn't overwrite a key or a template.
 bool mayWriteImage(const McubootConfig& config, const QStringList& keyPaths, const QString& path) {
     QStringList inputs = keyPaths + QStringList(config.xmlPath);
     for (const LinkedXmlEntry& entry : config.linkedTemplates) {
@@ -166,10 +166,10 @@ ImageResult appendOutput(const McubootConfig& config, const McubootParam& param,
     return imageDone;
 }
 
-/// The arguments of imgtool, and the path of its output; records behind the first `Output` don't count.
+/// Composes the arguments of imgtool and the path of its output. Records after the first `Output` are ignored.
 ImageResult composeArguments(McubootConfig& config, QStringList& arguments, QString& outputPath) {
     LinkedTemplates linkedTemplates;
-    QStringList keyPaths;  // files behind an option; the firmware has none and may be written over
+    QStringList keyPaths;  // files that follow an option; the firmware follows none and may be overwritten
     if (config.command) {
         arguments.append(*config.command);
     }
@@ -189,7 +189,7 @@ ImageResult composeArguments(McubootConfig& config, QStringList& arguments, QStr
     return imageDone;
 }
 
-/// Opens imgtool-command.log in the user's folder for this tool. A log that can't be opened is no fault.
+/// Opens imgtool-command.log in the user's folder for this tool. False if that fails; the caller then works without it.
 bool openCommandLog(QFile& log) {
     const QString folder = QDir::homePath() + QStringLiteral("/Veltrane/QVORAFlashDesk");
     QDir().mkpath(folder);
@@ -206,7 +206,7 @@ void logCommand(QFile& log, const QString& program, const QStringList& arguments
     log.flush();
 }
 
-/// The text of a record that was passed on.
+/// The text of a record that was passed to imgtool.
 QString passedText(const McubootParam& param) {
     if (param.link) {
         return param.defaultValue.value_or(QString());
@@ -215,7 +215,7 @@ QString passedText(const McubootParam& param) {
                                                                  : chosenText(param);
 }
 
-/// Words of imgtool for a version field that it doesn't take.
+/// The words of imgtool's message about a version field that it rejects.
 struct VersionRule {
     QLatin1String paramName;
     const char* option;
@@ -265,7 +265,7 @@ bool checkVersions(const McubootConfig& config) {
     return true;
 }
 
-/// The part of imgtool's answer that says what is wrong.
+/// The part of imgtool's output that describes the fault.
 QString faultOf(const QString& answer) {
     const qsizetype error = answer.indexOf(QLatin1String("Error"));
     if (error >= 0) {
@@ -275,7 +275,7 @@ QString faultOf(const QString& answer) {
     return number >= 0 ? answer.mid(number + 10) : answer;
 }
 
-/// Runs imgtool and writes the log of it.
+/// Runs imgtool and logs the command and its output.
 ImgtoolAnswer runLogged(Imgtool& imgtool, QStringList arguments) {
     QFile log;
     const bool isLogged = openCommandLog(log);
@@ -290,7 +290,7 @@ ImgtoolAnswer runLogged(Imgtool& imgtool, QStringList arguments) {
     return answer;
 }
 
-/// Whether imgtool made the image; if not, the fault is reported.
+/// Decides whether imgtool made the image, and reports the fault if it didn't.
 ImageResult judge(const McubootConfig& config, const ImgtoolAnswer& answer) {
     if (answer.ended && !checkVersions(config)) {
         return imgtoolFault;
@@ -316,7 +316,8 @@ int generateImage(Imgtool& imgtool, McubootConfig& config) {
     if (composed != imageDone) {
         return composed;
     }
-    // imgtool writes the output in place: its disk may be full, or this run may be interrupted.
+    // imgtool overwrites the output in place. The older file is needed again if the disk is full or this run is
+    // interrupted.
     const Interruption interruption;
     KeptOutput output(outputPath);
     if (!output.keep()) {

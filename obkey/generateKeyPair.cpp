@@ -16,7 +16,7 @@
 
 namespace {
 
-/// Copies a key to a new file that nobody but its owner may read.
+/// Copies a key to a new file that is readable by its owner only.
 bool copyKey(const QByteArray& path, const QString& copyPath) {
     constexpr qsizetype pieceSize = qsizetype{64} << 10;
     const FileHandle key(open(path.constData(), O_RDONLY | O_CLOEXEC));
@@ -38,9 +38,9 @@ bool copyKey(const QByteArray& path, const QString& copyPath) {
            ReplaceResult::done;
 }
 
-/// Moves an older key out of the way of a new one, under a name that is free. There it stays whatever comes of the new
-/// one: a script that finds a key at the path must not take the older one for it. A key that can't be moved, such as
-/// one that is mounted by itself, is copied. False if that fails too: imgtool would write over the only copy.
+/// Renames an older key to a free name before a new one is made. The older key keeps that name even if no new key is
+/// made, so that a script that finds a key at the path doesn't confuse the two. A key that can't be renamed, such as a
+/// mount point, is copied. False if that fails, too: imgtool would overwrite the only copy.
 bool keepOldKey(const QString& path) {
     const QString stamp = QDateTime::currentDateTime().toString(QStringLiteral("_dd.MM.yyyy_hh_mm_ss"));
     const QString stem = path + stamp;
@@ -48,7 +48,7 @@ bool keepOldKey(const QString& path) {
     for (int count = 2; QFile::exists(kept); ++count) {
         kept = stem + QLatin1Char('_') + QString::number(count) + QStringLiteral(".bak");
     }
-    // QFile's own rename would copy where the system refuses, and give the copy the permissions of any new file.
+    // If the system can't rename the file, QFile::rename copies it and gives the copy default permissions.
     const QByteArray oldName = QFile::encodeName(path);
     if (std::rename(oldName.constData(), QFile::encodeName(kept).constData()) == 0) {
         displayMessage(MessageKind::grey, "Rename file is succeeded \n");

@@ -2,7 +2,7 @@
 
 #include "obkey/Imgtool.h"
 
-/// Makes a key pair of the type that imgtool knows as `keyType`: the private key at `keyPath`, the public key beside it
-/// with "_pub.pem" in place of the last four characters. An older private key is moved aside first. What came of it is
-/// told.
+/// Makes a key pair. `keyType` is imgtool's name of the key type. The private key is written to `keyPath`, the public
+/// key to the same path with "_pub.pem" instead of the last four characters. An older private key is renamed first.
+/// Success and failure are both reported.
 void generateKeyPair(const QString& keyPath, const QString& keyType, Imgtool& imgtool);

@@ -18,19 +18,19 @@
 // A provisioning file, numbers little-endian:
 //
 //     0   4   destination address
-//     4   4   size of the body: everything behind the header
+//     4   4   size of the body: everything after the header
 //     8   4   encryption flag
 //     12  32  SHA-256 of the payload, in hash mode only
 //     ..      payload
 //
-// A template without destination and encryption gives the body alone.
+// If the template has neither a destination nor an encryption flag, the file is the body without a header.
 
 namespace {
 
 constexpr std::int32_t widestField = 65536;
 constexpr qsizetype shortestDaPayload = 64;
 constexpr qsizetype permissionMaskSize = 32;
-constexpr std::int32_t permissionAllowance = 4;  ///< bytes of a permission's width that its mask stands for
+constexpr std::int32_t permissionAllowance = 4;  ///< bytes of a permission's width that its mask replaces
 
 QString chosenText(const ObkeyParam& param) {
     return param.value ? *param.value : param.defaultValue.value_or(QString());
@@ -49,7 +49,8 @@ bool isFieldWidth(std::int32_t width) {
     return width >= 0 && width <= widestField;
 }
 
-/// Appends hexadecimal digits as `width` bytes, the rightmost pair first. Pairs are counted in 8 bits.
+/// Appends hexadecimal digits as bytes, the rightmost pair first, and zeros up to the parameter's width. Only the low 8
+/// bits of the number of pairs count.
 bool appendDigits(QByteArray& body, const ObkeyParam& param, const QString& text, QString digits) {
     if (digits.size() % 2 != 0) {
         digits.prepend(QLatin1Char('0'));
@@ -65,8 +66,8 @@ bool appendDigits(QByteArray& body, const ObkeyParam& param, const QString& text
     return true;
 }
 
-/// Appends a decimal number as its low bytes, lowest first; wide fields are sign-extended. A number that 64 bits hold
-/// only without a sign is taken as such.
+/// Appends the low `width` bytes of a decimal number, lowest byte first. A field of more than 8 bytes is sign-extended.
+/// A number that fits in 64 bits only without a sign is read as unsigned.
 void appendDecimal(QByteArray& body, const QString& text, std::uint8_t width) {
     bool isSigned = false;
     const std::int64_t signedNumber = text.toLongLong(&isSigned);
@@ -106,7 +107,7 @@ bool appendText(const ObkeySurroundings& surroundings, ObkeyParam& param, ObkeyB
         return false;
     }
     bodies.mainBody.append(text);
-    // With debug authentication the file has nothing but the digest of it.
+    // A debug authentication file contains only the digest of the text.
     bodies.holdsSecret = bodies.holdsSecret || !surroundings.daMode;
     return writePasswordFile(surroundings.params, surroundings.passwords, surroundings.xmlFolder);
 }
@@ -146,7 +147,7 @@ bool appendList(const ObkeySurroundings& /*surroundings*/, ObkeyParam& param, Ob
     return true;
 }
 
-/// The mask as bytes: pairs of digits from the right, two pairs at a time.
+/// The bytes of a permission mask: the pairs of digits from right to left, then zeros up to permissionMaskSize.
 QByteArray permissionMask(const QString& digits) {
     QString reversed;
     reversed.reserve(digits.size());
@@ -213,7 +214,7 @@ constexpr KindRule kindRules[] = {
     {QLatin1String("Output"), takeOutputPath},
 };
 
-/// Turns every parameter into bytes, and its `value` into what was used.
+/// Appends the bytes of every parameter and sets its `value` to the value that was used.
 bool appendParams(const ObkeySurroundings& surroundings, QList<ObkeyParam>& params, ObkeyBodies& bodies) {
     for (ObkeyParam& param : params) {
         if (!makeRoomForField(widestField, bodies)) {
@@ -229,7 +230,7 @@ bool appendParams(const ObkeySurroundings& surroundings, QList<ObkeyParam>& para
     return true;
 }
 
-/// Brings the main body to its final form in front of digest and header.
+/// Completes the main body, before its digest and the header are made.
 void closePayload(const ObdataTemplate& obdata, ObkeyBodies& bodies) {
     if (obdata.daMode) {
         QByteArray payload;
@@ -246,8 +247,7 @@ void closePayload(const ObdataTemplate& obdata, ObkeyBodies& bodies) {
     }
 }
 
-/// Whether nothing that will be written takes the place of a file that is read, or of the other output. Asked before
-/// the first file is written.
+/// Checks that no output replaces an input or the other output. The caller calls it before it writes the first file.
 bool checkOutputs(const ObkeySurroundings& surroundings, const QString& templatePath) {
     QStringList inputs(templatePath);
     QStringList outputs;
@@ -268,7 +268,7 @@ bool checkOutputs(const ObkeySurroundings& surroundings, const QString& template
                                qUtf8Printable(output));
         }
     }
-    // A template has one Output and one Text at most.
+    // A template has at most one Output and one Text.
     if (outputs.size() == 2 && isSameFile(outputs.first(), outputs.last())) {
         return reportError("Fail OBkey Generation: the output %s and the password file are one file",
                            qUtf8Printable(outputs.first()));

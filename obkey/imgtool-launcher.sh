@@ -1,16 +1,17 @@
 #!/bin/sh
-# Stands where the tool looks for imgtool and starts the one that is found on the PATH.
+# Starts the imgtool on the PATH. This script is installed at the path where the tool expects imgtool.
 #
-# Public releases of imgtool differ from the program that the tool talks to in four places, bridged here:
+# Public releases of imgtool differ in four places from the program that the tool expects. This script bridges them:
 #
-#   keygen -e FILE   isn't known: the public key is taken out of the private one afterwards, as PEM
-#   getpriv --raw    isn't known: the bare private number is printed, in the layout of imgtool's C arrays
-#   sign, create     say "image.py: sign the payload" (or "digest") though all went well; the tool takes any output
-#                    for a failure, so that one line is left out of a successful run
-#   getpub, getpriv  may print a warning of Python on standard error; the tool takes nothing but the array for a key,
-#                    so that a successful run keeps standard error to itself
+#   keygen -e FILE   Public releases lack the option. The script derives the public key from the private one, as PEM.
+#   getpriv --raw    Public releases lack the option. The script prints the private number in the layout of imgtool's
+#                    C arrays.
+#   sign, create     Public releases print "image.py: sign the payload" (or "digest") on success. The tool treats any
+#                    output as a failure, so the script removes that line from a successful run.
+#   getpub, getpriv  Public releases may print a Python warning on standard error. The tool accepts only the array, so
+#                    the script discards the standard error of a successful run.
 #
-# Everything else passes through as it is.
+# All other arguments and output pass through unchanged.
 set -u
 
 fail() {
@@ -28,7 +29,7 @@ is_public_pem() {
     esac
 }
 
-# write_public_key PRIVATE PUBLIC: releases before 1.10 print no PEM, so openssl is the second way.
+# write_public_key PRIVATE PUBLIC: imgtool before 1.10 can't print PEM, so openssl is tried second.
 write_public_key() {
     if pem=$("$program" getpub -k "$1" -e pem 2>/dev/null) && is_public_pem "$pem"; then
         :
@@ -79,7 +80,8 @@ print_c_array() {
     printf '\n};\nconst unsigned int enc_priv_key_len = %d;\n' "$count"
 }
 
-# The number of an elliptic-curve or Edwards key: the lines between "priv:" and "pub:" of openssl's listing.
+# Prints the private number of an elliptic-curve or Edwards key: the lines between "priv:" and "pub:" of openssl's
+# listing.
 print_raw_private_key() {
     key=
     previous=
@@ -96,7 +98,7 @@ print_raw_private_key() {
 }
 
 sign_image() {
-    # The status comes as a last line, because an answer without end is cut off: then there is none.
+    # The status is the last line. Output that is too long is cut off and then has no such line.
     output=$({ "$program" "$@" 2>&1; printf '\n%d' "$?"; } | head -c 1000000)
     status=${output##*"
 "}
@@ -111,7 +113,7 @@ sign_image() {
     exit "$status"
 }
 
-# The key itself goes straight to standard output, past this shell.
+# The key itself goes directly to standard output; no shell variable holds it.
 print_key() {
     { errors=$({ "$program" "$@" 2>&1 >&3 3>&-; printf '\n%d' "$?"; } | head -c 1000000); } 3>&1
     status=${errors##*"

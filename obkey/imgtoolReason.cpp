@@ -9,7 +9,7 @@ namespace {
 
 constexpr qsizetype longestLine = 1000;
 
-/// Whether bytes may be in a line: in base64, as numbers in a row, or escaped.
+/// Whether a line may contain bytes, in base64, as a row of numbers, or escaped.
 bool mayHoldBytes(const QString& line) {
     static const QRegularExpression bytes(
         QStringLiteral("(?=[A-Za-z+]*[0-9])[A-Za-z0-9+]{24}|(?:(?:0x)?[0-9A-Fa-f]{1,3}[:, ]+){4}|\\\\x|-----"));
@@ -20,7 +20,7 @@ bool isReportedError(const QString& line) {
     return line.startsWith(QLatin1String("Error")) || line.startsWith(QLatin1String("Exception: "));
 }
 
-/// "ValueError: ..." and "package.Unsupported: ...", or words without a number.
+/// Whether a line is an exception ("ValueError: ...", "package.Unsupported: ...") or a sentence without digits.
 bool isLastWord(const QString& line) {
     static const QRegularExpression exception(
         QStringLiteral("^(?:[\\w.]*(?:Error|Exception)|\\w+(?:\\.\\w+)+)(?:$|: )"));

@@ -2,7 +2,8 @@
 
 #include <QByteArray>
 
-/// The lines of an answer of imgtool about a private key that say why there is none: those that begin with "Error" or
-/// "Exception: ", and the last one if it is an exception of Python or a plain sentence. No other line may reach the
-/// console and the log: it may be the key in a form that nobody expected.
+/// The lines of imgtool's output that say why it didn't print a private key: the lines that begin with "Error" or
+/// "Exception: ", and the last line if it is a Python exception or a plain sentence. All other lines, and lines that
+/// may contain bytes, are left out: they may contain the key in an unexpected form, which must not reach console and
+/// log.
 [[nodiscard]] QByteArray imgtoolReason(const QByteArray& output);

@@ -2,6 +2,6 @@
 
 #include "obkey/ObkeyBodies.h"
 
-/// Appends what a `File` parameter stands for to the main body: the file's content, or for a ".pem" file the key's
-/// bytes or their digest. A fault is told.
+/// Appends the bytes of a `File` parameter to the main body: the file's content, or for a ".pem" file the key's bytes
+/// or their digest. Reports a fault.
 [[nodiscard]] bool appendKeyFile(const ObkeySurroundings& surroundings, ObkeyParam& param, ObkeyBodies& bodies);

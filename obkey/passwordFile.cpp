@@ -13,8 +13,8 @@ namespace {
 
 constexpr std::uint32_t passwordMarker = 0x80000000;
 
-/// Password file, numbers little-endian: marker (4), length in one byte (1), zero bytes (3), text in UTF-8. A text of
-/// 256 bytes or more has the low 8 bits of its length there.
+/// The bytes of a password file, with sizes in parentheses and little-endian numbers: marker (4), low 8 bits of the
+/// text's length (1), zero bytes (3), text in UTF-8.
 QByteArray passwordBytes(const QByteArray& text) {
     QByteArray bytes;
     bytes.reserve(text.size() + 8);

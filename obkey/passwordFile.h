@@ -6,10 +6,10 @@
 /// Checks the length of a `Text` parameter's text, in bytes of UTF-8, against its limits.
 [[nodiscard]] bool checkTextLength(const ObkeyParam& param, const QByteArray& text);
 
-/// Where the password file of a template that lies in `xmlFolder` stands: beside the output.
+/// The path of the password file of a template in `xmlFolder`: password.bin in the folder of the output.
 [[nodiscard]] QString passwordPath(const QList<ObkeyParam>& params, const QString& xmlFolder);
 
-/// Writes password.bin for the `Text` of a template that lies in `xmlFolder`. A template without a `Text` has none. A
-/// fault is told.
+/// Writes password.bin for the `Text` of a template in `xmlFolder`. A template without a `Text` has no such file.
+/// Reports a fault.
 [[nodiscard]] bool writePasswordFile(const QList<ObkeyParam>& params, const PasswordMask& passwords,
                                      const QString& xmlFolder);

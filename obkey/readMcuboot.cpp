@@ -18,7 +18,7 @@ bool storeText(Record& record, const QString& text) {
     return true;
 }
 
-/// The title names its element and is mandatory as well: it enters the tags as both.
+/// The title names its element and is mandatory, so the tag list receives both entries.
 bool storeTitle(McubootTemplate& mcuboot, const QString& text) {
     mcuboot.title = text;
     mcuboot.tags.globalParamTags.append(nameTagMarker);
@@ -86,7 +86,8 @@ constexpr TagRule<McubootParam> outputRules[] = {
     {QLatin1String("Tooltip"), Listing::asItself, storeParamText<&McubootParam::tooltip>},
 };
 
-/// One linked template needs no index, several need one each; parameters refer to them in the same way.
+/// Checks the indexes of links. A single linked template has no index; each of several needs one. The links of
+/// parameters follow the same rule.
 bool checkLinks(const McubootTemplate& mcuboot) {
     const qsizetype linkedCount = mcuboot.linkedTemplates.size();
     const bool isSingle = linkedCount == 1;
@@ -109,7 +110,7 @@ bool checkLinks(const McubootTemplate& mcuboot) {
     return true;
 }
 
-/// Reads one element; what it says of the image as a whole goes to `mcuboot`.
+/// Reads one element into `param`. A `GlobalParam`, which describes the image as a whole, is read into `mcuboot`.
 bool parseMcubootElement(const QDomElement& element, McubootParam& param, McubootTemplate& mcuboot) {
     McubootTags& tags = mcuboot.tags;
     param.kind = element.tagName();

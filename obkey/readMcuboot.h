@@ -4,7 +4,7 @@
 
 #include <QDomNode>
 
-/// Reads the children of the content node of a `McubootFormat` template and holds its links against each other; a null
-/// node gives an empty template. False if something is refused, with a message unless it is an element that the format
-/// doesn't know; `mcuboot` is untouched then.
+/// Reads the children of the content node of a `McubootFormat` template and checks its links. A null node gives an
+/// empty template. False, with `mcuboot` unchanged, if the template is rejected. The reason is reported, except for an
+/// element that the format doesn't define.
 [[nodiscard]] bool readMcuboot(const QDomNode& content, McubootTemplate& mcuboot);

@@ -82,7 +82,7 @@ bool storeFlashSlot(ObkeyParam& param, const QString& text) {
 
 bool storeObkSlot(ObkeyParam& param, const QString& text) {
     const QString name = param.name.value_or(QString());
-    // A name that comes between the two tags hides the first one: names stand in front of slots.
+    // Only the name before the last SlotCli is compared: if a Name is between the two tags, the conflict isn't found.
     if (!param.flashSlotRefs.isEmpty() && param.flashSlotName == param.name) {
         return reportError(
             " SlotCli and OBKSlot tags in the same \"%s\" Data, you can only have SlotCli or OBKSlot tags by Data.",
@@ -102,7 +102,7 @@ bool storeObkSlot(ObkeyParam& param, const QString& text) {
 
 using ParamRule = TagRule<ObkeyParam>;
 
-// The tags that several kinds have.
+// Rules for tags that several kinds have.
 constexpr ParamRule nameRule = {QLatin1String("Name"), Listing::asName, storeText<&ObkeyParam::name>};
 constexpr ParamRule widthRule = {QLatin1String("Width"), Listing::asItself, storeSigned<&ObkeyParam::width>};
 constexpr ParamRule defaultRule = {QLatin1String("Default"), Listing::asItself, storeText<&ObkeyParam::defaultValue>};
@@ -172,8 +172,8 @@ constexpr ParamRule fileRules[] = {
 
 constexpr ParamRule outputRules[] = {nameRule, defaultRule, valueRule, tooltipRule};
 
-/// An element that gives a parameter. Its tags enter the list that all elements of the kind share, or a list of their
-/// own.
+/// An element that describes a parameter. Its tags are added to the list that all elements of its kind share, or to a
+/// list of their own.
 struct ElementRule {
     QLatin1String name;
     TagRules<ObkeyParam> tagRules;
@@ -191,7 +191,7 @@ constexpr ElementRule elementRules[] = {
     {QLatin1String("Output"), outputRules, &ObdataTags::outputTags, nullptr},
 };
 
-/// A number of the device's memory in `Info`, and the tag list that makes its rules apply.
+/// A tag of `Info` with a number about the device's memory. The rules for a memory apply if its tag list isn't empty.
 struct MemoryRule {
     QLatin1String tag;
     std::uint32_t ObkeyInfo::*field;
@@ -228,7 +228,7 @@ bool readMemoryTag(const MemoryRule& rule, const QString& text, ObdataTemplate& 
     return true;
 }
 
-/// The destination address as the device's tools write it: two characters, whatever they are, and a signed 32-bit
+/// Reads the destination address in the form of the device's tools: two arbitrary characters and a signed 32-bit
 /// hexadecimal number.
 bool storeDestination(ObkeyInfo& info, const QString& text) {
     info.obDestAddressText = text;
@@ -299,7 +299,7 @@ bool readObdata(const QDomNode& content, ObdataTemplate& obdata) {
             continue;
         }
         const QDomElement element = node.toElement();
-        const QString name = element.tagName();  // an instruction has a node name too
+        const QString name = element.tagName();  // nodeName would also return the name of a processing instruction
         if (name == QLatin1String("Hash")) {
             read.hashMode = true;
         } else if (name == QLatin1String("DA")) {

@@ -4,6 +4,7 @@
 
 #include <QDomNode>
 
-/// Reads the children of the content node of an `Obdata` template; a null node gives an empty template. False if one is
-/// refused, with a message unless it is an element that the format doesn't know; `obdata` is untouched then.
+/// Reads the children of the content node of an `Obdata` template. A null node gives an empty template. False, with
+/// `obdata` unchanged, if a child is rejected. The reason is reported, except for an element that the format doesn't
+/// define.
 [[nodiscard]] bool readObdata(const QDomNode& content, ObdataTemplate& obdata);

@@ -9,7 +9,7 @@
 
 namespace {
 
-/// The first entry that has an equal one behind it; null if all differ.
+/// The first entry that occurs again later in the list; null if all entries differ.
 const QString* firstRepeated(const QStringList& list) {
     QHash<QString, int> counts;
     for (const QString& entry : list) {

@@ -3,14 +3,14 @@
 #include "obkey/McubootTemplate.h"
 #include "obkey/ObdataTemplate.h"
 
-/// Reports the first entry that stands twice in `tags`. A list with the marker of a tag list names the element kind
-/// `duplicateGroup`; any other is taken as a list of parameter names.
+/// Checks that no entry occurs twice in `tags`, and reports the first one that does. For a list with `nameTagMarker`,
+/// the message names the element kind `duplicateGroup`. Any other list is a list of parameter names.
 [[nodiscard]] bool checkTagList(const QStringList& tags, const char* duplicateGroup);
 
-/// No tag stands twice that may stand once; the first fault is told.
+/// Checks that no tag occurs twice that may occur only once. Reports the first fault.
 [[nodiscard]] bool checkDuplicateTags(const ObdataTags& tags);
 [[nodiscard]] bool checkDuplicateTags(const McubootTags& tags);
 
-/// Every mandatory tag is there; the first one that is missing is told.
+/// Checks that every mandatory tag is present. Reports the first one that is missing.
 [[nodiscard]] bool checkMandatoryTags(const ObdataTags& tags);
 [[nodiscard]] bool checkMandatoryTags(const McubootTags& tags);

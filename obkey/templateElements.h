@@ -9,7 +9,7 @@
 #include <span>
 #include <type_traits>
 
-/// The text of a tag: that of its first child node past comments; empty if that is no text.
+/// The text of a tag: that of its first child node that isn't a comment; empty if that node isn't text.
 [[nodiscard]] inline QString tagText(const QDomElement& tag) {
     QDomNode child = tag.firstChild();
     while (child.isComment()) {
@@ -18,11 +18,11 @@
     return child.isText() ? child.nodeValue() : QString();
 }
 
-/// How a tag enters the tag list of its element: not at all, if it may stand twice; or as the tag that names the
-/// element.
+/// The entry of a tag in the tag list of its element: none, if the element may have it more than once; its own name; or
+/// `nameTagMarker`, for the tag that names the element.
 enum class Listing { none, asItself, asName };
 
-/// One tag of an element and how its text is stored. `store` gives false for a text that ends the reading.
+/// One tag of an element and the function that stores its text. If `store` returns false, reading ends.
 template <typename Record>
 struct TagRule {
     QLatin1String tag;
@@ -34,7 +34,7 @@ struct TagRule {
 template <typename Record>
 using TagRules = std::span<const TagRule<Record>>;
 
-/// Reads one tag of an element. One that the rules don't know is passed over.
+/// Reads one tag of an element. Skips a tag without a rule.
 template <typename Record>
 [[nodiscard]] bool readTag(const QDomElement& tag, std::type_identity_t<TagRules<Record>> rules, Record& record,
                            QStringList& tags) {
@@ -49,7 +49,7 @@ template <typename Record>
     return rule->store(record, tagText(tag));
 }
 
-/// Reads all tags of an element, as far as none of them ends the reading.
+/// Reads all tags of an element, until one of them ends the reading. False if one does.
 template <typename Record>
 [[nodiscard]] bool readTags(const QDomElement& element, std::type_identity_t<TagRules<Record>> rules, Record& record,
                             QStringList& tags) {

@@ -14,7 +14,7 @@ bool beginsWithDots(const QString& path) {
     return path.startsWith(QLatin1String("./")) || path.startsWith(QLatin1String("../"));
 }
 
-/// A drive letter counts in capitals only.
+/// A lower-case drive letter doesn't count.
 bool beginsWithDrive(const QString& path) {
     return path.size() >= 3 && path[0] >= QLatin1Char('A') && path[0] <= QLatin1Char('Z') &&
            path[1] == QLatin1Char(':') && path[2] == QLatin1Char('/');

@@ -16,7 +16,7 @@
 #include <limits>
 
 // Values are written into the text, not through the document tree, so that the author's layout and comments stay. One
-// walk over the tags finds every element that gets a value and notes what changes; then the new text is put together.
+// pass over the tags finds every element that receives a value and collects the edits. Then the edits are applied.
 
 namespace {
 
@@ -34,24 +34,24 @@ bool isXmlSpace(char character) {
     return character == ' ' || character == '\t' || character == '\r' || character == '\n';
 }
 
-/// A piece of the text that is replaced by another one.
+/// A range of the text and the bytes that replace it.
 struct Edit {
     TextRange range;
     QByteArray text;
 };
 
-/// An element that is open where the walk stands.
+/// An element that is open at the current position of the pass.
 struct OpenElement {
     qsizetype begin = -1;  ///< of its opening tag
     QByteArrayView name;
     QList<TextRange> valueTags;  ///< its `Value` children
     TextRange enableTag;         ///< the first `Enable` child
-    qsizetype valuePlace = -1;   ///< the first "<" behind the `Name` tag that was looked for
+    qsizetype valuePlace = -1;   ///< the first "<" after the `Name` tag with the wanted name
     const QString* value = nullptr;
     std::uint32_t enable = enableUnchanged;
 };
 
-/// The values by the bytes of the name that they are looked for under.
+/// The values, indexed by the bytes of their names.
 class WantedNames {
   public:
     explicit WantedNames(const QList<TemplateValue>& values) : values_(values) {
@@ -59,7 +59,7 @@ class WantedNames {
             if (!values[i].name) {
                 continue;
             }
-            // Most characters may stand in a text as they are or escaped.
+            // A template may contain a name with or without escapes.
             const QByteArray plain = values[i].name->toUtf8();
             const QByteArray escaped = escapedText(*values[i].name);
             waiting_[plain].append(i);
@@ -71,8 +71,8 @@ class WantedNames {
         isPlaced_.resize(values.size());
     }
 
-    /// Gives the element that the `Name` tag at `begin` belongs to what is to stand in it. A name counts where it
-    /// stands first; of several values for one element, the last one does.
+    /// Assigns the wanted value to `element`, which contains `nameTag`. Only the first occurrence of a name receives
+    /// its value. If several values have this name, the last one counts.
     void place(const QByteArray& bytes, TextRange nameTag, OpenElement& element) {
         constexpr QByteArrayView closing("</Name>");
         const QByteArrayView rest = QByteArrayView(bytes).sliced(nameTag.end);
@@ -103,7 +103,7 @@ class WantedNames {
     qsizetype longest_ = 0;
 };
 
-/// A range together with the blanks and line ends in front of it.
+/// A range with the blanks and line ends before it.
 TextRange withLeadingSpace(const QByteArray& bytes, TextRange range) {
     while (range.begin > 0 && isXmlSpace(bytes.at(range.begin - 1))) {
         --range.begin;
@@ -111,7 +111,7 @@ TextRange withLeadingSpace(const QByteArray& bytes, TextRange range) {
     return range;
 }
 
-/// What changes in an element, now that all of its children are known.
+/// Adds the edits of an element. All of its children are known.
 void closeElement(const QByteArray& bytes, const OpenElement& element, QList<Edit>& edits) {
     if (element.value != nullptr) {
         QByteArray text = "<Value>" + escapedText(*element.value) + "</Value>";
@@ -130,7 +130,7 @@ void closeElement(const QByteArray& bytes, const OpenElement& element, QList<Edi
     }
 }
 
-/// Tells `parent` of a child that has come to its end.
+/// Adds a complete child to `parent`.
 void addChild(QByteArrayView name, TextRange range, OpenElement& parent) {
     if (name == "Value") {
         parent.valueTags.append(range);
@@ -171,7 +171,7 @@ QByteArray editedText(const QByteArray& bytes, QList<Edit> edits) {
     qsizetype position = 0;
     for (const Edit& edit : edits) {
         if (edit.range.begin < position) {
-            continue;  // inside something that was taken out
+            continue;  // inside a range that was already replaced
         }
         edited.append(QByteArrayView(bytes).sliced(position, edit.range.begin - position)).append(edit.text);
         position = edit.range.end;
@@ -181,7 +181,7 @@ QByteArray editedText(const QByteArray& bytes, QList<Edit> edits) {
 
 bool readTemplate(const QString& path, QByteArray& bytes) {
     QFile file(path);
-    // What came through a pipe can't be written back, and to open one again may take forever.
+    // A template from a pipe can't be written back, and opening the pipe again may block forever.
     if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
         return false;
     }
@@ -215,11 +215,11 @@ void rewriteTemplateValues(const QList<ObkeyParam>& params, const PasswordMask& 
     setTemplateValues(values, masked);
     QByteArray bytes = now.unmask(masked);
     const WipeOnExit wipeBytes(bytes);
-    // The next run has to accept what this one leaves.
+    // The next run has to accept the new template.
     if (!validateTemplateText(bytes)) {
         return;
     }
-    // The provisioning file stands whatever comes of its template.
+    // The provisioning file is already written, so a failure here doesn't change the result.
     static_cast<void>(reportReplacement(
         replaceFile(xmlPath, bytes), xmlPath,
         {"Fail OBkey XML Generation The File %s is already Opened \n", " OBKey XML Generation Failed %s \n"}));

@@ -33,7 +33,7 @@ Markup markupAt(QByteArrayView text, qsizetype position) {
     const QByteArrayView rest = text.sliced(position);
     for (const Row& row : rows) {
         if (rest.startsWith(row.opening)) {
-            // Looked for behind the opening: "<!-->" only begins a comment.
+            // The search starts after the opening: "<!-->" only begins a comment.
             const qsizetype close = text.indexOf(row.closing, position + row.opening.size());
             return {close < 0 ? -1 : close + row.closing.size(), false};
         }

@@ -5,14 +5,14 @@
 
 /// A tag, comment, run of character data, instruction or declaration in the text of an XML document.
 struct Markup {
-    qsizetype end = -1;  ///< behind its last character; -1 if the text ends before
+    qsizetype end = -1;  ///< offset after its last character; -1 if the text ends before it is complete
     bool isTag = false;
 };
 
-/// What begins with the "<" at `position` of `text`.
+/// The markup that begins with the "<" at `position` of `text`.
 [[nodiscard]] Markup markupAt(QByteArrayView text, qsizetype position);
 
-/// A piece of the template's text: [begin, end).
+/// A range of the template's text, without `end` itself.
 struct TextRange {
     qsizetype begin = -1;
     qsizetype end = -1;
@@ -30,8 +30,8 @@ struct Tag {
 /// Finds the next tag at or after `position`; comments, character data and instructions are skipped.
 [[nodiscard]] bool nextTag(const QByteArray& bytes, qsizetype position, Tag& tag);
 
-/// Whether a character is a blank between tags.
+/// Whether a character is XML white space.
 [[nodiscard]] bool isXmlSpace(char character);
 
-/// Appends a character of a text as it may be between two tags.
+/// Appends a character of a text, escaped if it can't be written between two tags as it is.
 void appendEscaped(char character, QByteArray& bytes);

@@ -6,8 +6,8 @@
 #include <array>
 #include <cstdint>
 
-/// One field of an item's protection word. Neither the word nor any check looks at `BitWidth`: a value too wide for
-/// its field spills into the neighbour.
+/// One field of an item's protection word. `BitWidth` isn't enforced here: a value that is too wide for its field
+/// changes the next field.
 struct ProtectionField {
     std::uint8_t BitOffset = 0;  ///< taken modulo 32
     std::uint8_t BitWidth = 0;
@@ -15,12 +15,12 @@ struct ProtectionField {
     QMap<std::uint16_t, QString> PossibleValues{};  ///< value to label, for a selection list
 };
 
-/// Values of `EncWrap`, `KeySize` and `Algorithm` that rules look at; others are passed on to the device.
+/// Values of `EncWrap`, `KeySize` and `Algorithm` with rules of their own. All other values are allowed, too.
 enum EncWrapValue : std::uint16_t { encWrapNone = 0, encWrapWrapping = 1, encWrapEncryption = 2 };
 enum KeySizeValue : std::uint16_t { keySize128 = 0, keySize256 = 1 };
 enum AlgorithmValue : std::uint16_t { algorithmEcb = 0, algorithmCbc = 1, algorithmCtr = 2 };
 
-/// The protection fields of a backup item or a secret item, in the order of documents.
+/// The protection fields of a backup item or a secret item, in document order.
 enum ProtectionIndex : std::size_t {
     lockField,
     cidField,
@@ -38,8 +38,8 @@ template <typename Item>
     return std::array{&item.Lock, &item.CID, &item.EncWrap, &item.KeySel, &item.KeySize, &item.Algorithm, &item.HDPL};
 }
 
-/// What a backup item and a secret item have in common: a view of one, which must outlive it. Both items are plain
-/// lists of members, so that their users can make them by braces.
+/// A view of the members that backup items and secret items have in common. The item must outlive the view. The item
+/// types have no common base class, so that callers can use aggregate initialisation.
 struct ProtectedItem {
     template <typename Item>
     ProtectedItem(const Item& item)
@@ -53,9 +53,9 @@ struct ProtectedItem {
     [[nodiscard]] std::uint16_t value(ProtectionIndex index) const { return fields[index]->BitValue; }
 };
 
-/// The OR of every field's value at its place.
+/// The OR of the values of all fields, each shifted to its offset.
 [[nodiscard]] std::uint32_t protectionWord(const ProtectedItem& item);
 
-/// The bytes of nonce inside a segment of `size` bytes under a protection word, whatever place a document gave the
-/// algorithm in it.
+/// The number of nonce bytes in a segment with this protection word. The algorithm is read from the bits where the
+/// device expects it, even if a document gives it another offset.
 [[nodiscard]] std::uint32_t nonceBytes(std::uint32_t protection);

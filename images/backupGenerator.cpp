@@ -60,7 +60,7 @@ bool buildSegment(const BackupItem& item, const QString& folder, BackupSegment& 
     return true;
 }
 
-/// The document and the files that its items name must outlive the image that is made of them.
+/// Checks that the output overwrites neither the document nor a file that its items name.
 bool checkOutput(const QList<BackupItem>& items, const QString& jsonPath, const QString& outputPath) {
     if (isSameFile(outputPath, jsonPath)) {
         return reportError("The output file would replace the document.\n%s", qUtf8Printable(outputPath));

@@ -15,21 +15,21 @@ struct BackupItem {
     ProtectionField KeySel{};
     ProtectionField KeySize{};
     ProtectionField Algorithm{};
-    QString Nonce{};  ///< path of a nonce file, may be empty
+    QString Nonce{};  ///< path of a nonce file; may be empty
     ProtectionField HDPL{};
 };
 
-/// Reads the backup document at `jsonPath` and prints what it lists. 0 on success, when `items` is replaced by the
-/// files in document order; -1 with a message otherwise.
+/// Reads the backup document at `jsonPath` and prints its items. Returns 0 on success and replaces `items` by the files
+/// in document order; otherwise -1, with a message.
 [[nodiscard]] int parseBackupJson(const QString& jsonPath, QList<BackupItem>& items);
 
-/// Makes the backup image that the document at `jsonPath` describes, writes it to `outputPath` in the place of
-/// whatever stands there, reads it back and lists it. Paths in the document that begin with "." count from its folder.
-/// 0 on success; -2 if the document can't be read; -1 on any other fault. Every fault is reported. Nothing is written
-/// unless all files pass; an overlap is found after the write and leaves the image on disk.
+/// Makes the backup image that the document at `jsonPath` describes, writes it to `outputPath`, reads it back and lists
+/// it. An existing file is replaced. Paths in the document that begin with "." are relative to its folder. Returns 0 on
+/// success, -2 if the document can't be read, and -1 on any other fault. Every fault is reported. The image is written
+/// only if all files are valid. An overlap is found after the image is written; the image then stays.
 [[nodiscard]] int generateBackup(const QString& jsonPath, const QString& outputPath);
 
-/// The same for a list made otherwise, `jsonPath` naming the document whose folder relative paths count from. 0 or -1;
-/// an empty list is -1 without a message.
+/// Does the same for a list of items. Relative paths start from the folder of the document `jsonPath`. Returns 0 or -1.
+/// For an empty list, -1 without a message.
 [[nodiscard]] int generateBackupFromItems(const QList<BackupItem>& items, const QString& jsonPath,
                                           const QString& outputPath);

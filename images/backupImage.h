@@ -15,13 +15,13 @@ struct BackupSegment {
     QByteArray record{};     ///< the record's raw bytes, its 12-byte header included
 };
 
-/// Wipes the records that have no other owner.
+/// Wipes the records whose bytes no other array shares.
 void wipeRecords(QList<BackupSegment>& segments);
 
-/// Reads the backup image at `path`, or the `image` of that name in memory. 0 on success, when `segments` is replaced;
-/// -1 with a message otherwise. An image may have 65,535 records.
+/// Reads the backup image at `path`, or `image` in memory, for which `path` is the name in messages. Returns 0 on
+/// success and replaces `segments`; otherwise -1, with a message. An image has at most 65,535 records.
 [[nodiscard]] int parseBackupImage(const QString& path, QList<BackupSegment>& segments);
 [[nodiscard]] int parseBackupImage(QByteArrayView image, const QString& path, QList<BackupSegment>& segments);
 
-/// True when no two segments overlap; every overlap is reported. A nonce takes no room on the device.
+/// Whether no two segments overlap. Every overlap is reported. A nonce occupies no memory on the device.
 [[nodiscard]] bool checkBackupOverlap(const QList<BackupSegment>& segments);

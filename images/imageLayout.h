@@ -4,12 +4,13 @@
 
 #include <cstdint>
 
-// The layouts of backup and secrets images, for readers and writers alike. All numbers are little-endian.
+// The layouts of backup and secrets images, which readers and writers share. All numbers are little-endian.
 
-/// The protection word. Its fields stand where the document says, but the device expects the algorithm at one place:
+/// The protection word. The document chooses the offsets of its fields, but the device expects the algorithm at fixed
+/// bits:
 ///
 ///     bits  field
-///     19-21 algorithm: 1 AES-CBC and 2 AES-CTR have a nonce in front of their data
+///     19-21 algorithm: with 1 AES-CBC and 2 AES-CTR, a nonce precedes the data
 namespace protectionBits {
 
 inline constexpr std::uint32_t algorithmPosition = 19;
@@ -19,11 +20,11 @@ inline constexpr std::uint32_t algorithmMask = 7;
 
 inline constexpr std::uint32_t nonceSize = 16;
 
-/// How many records an image may have: a provisioning image has no more areas, and it bounds the memory that a file of
-/// tiny records takes.
+/// The maximum number of records of an image. A provisioning image has no more areas. The limit also bounds the memory
+/// for a file of tiny records.
 inline constexpr qsizetype maxRecords = 65535;
 
-/// A backup image: records one behind the other.
+/// A backup image, a sequence of records.
 ///
 ///     offset  size  field
 ///          0     4  offset in the backup memory, a multiple of 4
@@ -39,7 +40,7 @@ inline constexpr qsizetype headerSize = 12;
 
 inline constexpr std::uint32_t otpWordSize = 4;
 
-/// A secrets image in the records layout: records one behind the other.
+/// A secrets image in the records layout, a sequence of records.
 ///
 ///     offset  size  field
 ///          0     4  header word: index of the first OTP word in the low half, protection word in the high half
@@ -66,14 +67,14 @@ inline constexpr std::uint32_t lastWord = 95;
 inline constexpr std::uint32_t imageSize = (1 + lastWord - firstWord + 1) * otpWordSize;
 static_assert(imageSize == 152);
 
-/// Where an OTP word from `firstWord` on stands.
+/// The offset of an OTP word from `firstWord` on.
 [[nodiscard]] constexpr qsizetype offsetOf(std::uint32_t word) {
     return qsizetype{word - firstWord + 1} * otpWordSize;
 }
 
 }  // namespace fixedSecrets
 
-/// The device whose images have the records layout.
+/// The number of the device whose images have the records layout.
 inline constexpr std::uint32_t recordsDevice = 0x505;
 
 [[nodiscard]] constexpr bool hasFixedLayout(std::uint32_t deviceId) {

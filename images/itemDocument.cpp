@@ -9,14 +9,14 @@
 
 namespace {
 
-/// A parsed document takes many times the memory of its text, and a device perhaps never ends.
+/// A parsed document needs many times the memory of its text, and a device file may have no end.
 constexpr qint64 maxDocumentSize = qint64{8} << 20;
 
 struct FieldRow {
     QLatin1String key;
     const char* label;
     ProtectionIndex index;
-    /// The key whose value the message about a bad `BitOffset` shows.
+    /// The key whose value appears in the message about an invalid `BitOffset`.
     QLatin1String offsetKeyShown = QLatin1String("BitOffset");
 };
 

@@ -11,16 +11,17 @@
 #include <initializer_list>
 #include <limits>
 
-/// What the backup document and the secrets document share: an object whose `Files` array lists items with protection
-/// fields. Numbers are strings of hexadecimal digits.
+/// The common part of backup documents and secrets documents. Both are objects whose `Files` array lists items with
+/// protection fields. Numbers are strings of hexadecimal digits.
 
-/// Reads the document at `jsonPath`; `files` receives the elements of its `Files`, none if that is absent or the
-/// document has another shape. False with a message if it can't be opened or is no JSON.
+/// Reads the document at `jsonPath`. `files` receives the elements of its `Files` array; none if the array is absent or
+/// the document isn't an object. False, with a message, if it can't be opened or isn't JSON.
 [[nodiscard]] bool readItemDocument(const QString& jsonPath, QJsonArray& files);
 
 [[nodiscard]] bool hasKeys(const QJsonObject& object, std::initializer_list<QLatin1String> keys);
 
-/// Reads a string of hexadecimal digits that has to fit `number`. The message about any other value shows `shown`.
+/// Reads a string of hexadecimal digits into `number`. Reports a value that isn't such a string or doesn't fit; the
+/// message contains `shown`.
 template <typename Number>
 [[nodiscard]] bool readHex(const QJsonValue& value, Number& number, const QJsonValue& shown) {
     std::uint32_t wide = 0;
@@ -40,5 +41,5 @@ template <typename Number>
 [[nodiscard]] bool readProtection(const QJsonObject& protection, const ProtectionFields<ProtectionField>& fields,
                                   QString& nonce);
 
-/// Prints an item behind its `number`. `path` is what its path line shows; an empty `nonce` has no line.
+/// Prints an item with its `number`. `path` is the text of its path line. An empty `nonce` has no line.
 void listItem(int number, const ProtectedItem& item, const QString& path, const QString& nonce);

@@ -15,8 +15,8 @@ namespace {
 
 /// The size field of a record has 32 bits and counts the nonce.
 constexpr qint64 maxFileSize = std::numeric_limits<std::uint32_t>::max() - nonceSize;
-constexpr qint64 maxPipeSize = qint64{1} << 20;  // a device perhaps never ends
-constexpr qint64 roomForHeaders = 4096;          ///< around the copies of a file in its segment and its record
+constexpr qint64 maxPipeSize = qint64{1} << 20;  // a device file may have no end
+constexpr qint64 roomForHeaders = 4096;          ///< for the headers of a file's copies in its segment and its record
 
 bool checkSizeUnderWrapping(const ProtectedItem& item, const QString& path, qint64 size) {
     if (item.value(keySizeField) == keySize128 && size != 16) {
@@ -48,7 +48,7 @@ bool checkSize(const ProtectedItem& item, const QString& path, qint64 size) {
     }
 }
 
-/// Opens without a buffer, which would keep a copy of the secret.
+/// Opens a file without a buffer, because a buffer would keep a copy of the secret.
 bool openItemFile(QFile& file) {
     return file.open(QIODevice::ReadOnly | QIODevice::Unbuffered) ||
            reportError("Failed to open %s file.", qUtf8Printable(file.fileName()));

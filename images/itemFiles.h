@@ -9,31 +9,31 @@
 
 #include <initializer_list>
 
-/// What backup and secret items share in reading their files. Messages name the item and the resolved path.
+/// The common part of reading the files of backup and secret items. Messages name the item and the resolved path.
 
-/// Looks at an item's algorithm and nonce path. `noncePath` receives the nonce file to read, empty for none: AES-ECB
-/// leaves one out with a warning. AES-CBC and AES-CTR without one is a message of kind `missingKind` and false. `path`
-/// is the item's path as given.
+/// Chooses the nonce file of an item by its algorithm. `noncePath` receives its path; it is empty if there is none.
+/// With AES-ECB, a nonce is ignored with a warning. With AES-CBC and AES-CTR, a missing nonce is reported as a message
+/// of kind `missingKind`, and the result is false. `path` is the item's path as in the document.
 [[nodiscard]] bool chooseNonce(const ProtectedItem& item, const QString& path, MessageKind missingKind,
                                QString& noncePath);
 
-/// `path` as it counts from `folder` if it begins with ".", else as it stands.
+/// `path` relative to `folder` if it begins with "."; otherwise `path` unchanged.
 [[nodiscard]] QString resolvedPath(const QString& folder, const QString& path);
 
-/// Whether an output leaves the files at `paths` alone, which `item` names; an empty path names none. False with a
-/// message otherwise.
+/// Whether an output overwrites none of the files at `paths`, which `item` names. Empty paths are skipped. False, with
+/// a message, otherwise.
 [[nodiscard]] bool sparesFiles(const QString& outputPath, const ProtectedItem& item,
                                std::initializer_list<QString> paths);
 
 /// Reads a nonce file of 16 bytes.
 [[nodiscard]] bool readNonce(const ProtectedItem& item, const QString& path, QByteArray& nonce);
 
-/// Reads the file at `path`, holds its size against the item's protection and puts `nonce` in front. `data` should be
-/// wiped by the caller.
+/// Reads the file at `path`, checks its size against the item's protection and puts `nonce` before it. The caller wipes
+/// `data`.
 [[nodiscard]] bool readItemData(const ProtectedItem& item, const QString& path, const QByteArray& nonce,
                                 QByteArray& data);
 
-/// Wipes the bytes of every segment when it goes, on every way out of a scope.
+/// Wipes the bytes of every segment at the end of a scope.
 template <typename Segment, QByteArray Segment::*bytes>
 class WipeSegmentsOnExit {
   public:

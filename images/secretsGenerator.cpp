@@ -18,11 +18,11 @@ namespace {
 
 using WipeDataOnExit = WipeSegmentsOnExit<SecretSegment, &SecretSegment::data>;
 
-/// A word of zeros under this protection is one that nobody filled in.
+/// A word of zeros with this protection has no value yet.
 constexpr std::uint32_t unfilledProtection = 0x10000000;
 constexpr QLatin1String zeroWord("0x00000000");
 
-/// A key whose value is a string of decimal digits, and how the message about a bad value tells of it.
+/// A key whose value is a string of decimal digits, and the words of the message about an invalid value.
 struct DecimalRow {
     QLatin1String key;
     std::uint32_t least;
@@ -86,8 +86,8 @@ bool isHexDigit(QChar character) {
     return (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F');
 }
 
-/// The digits stand behind a prefix of two characters, whatever these are. Their number decides how many bytes there
-/// are, while the size is always that of one word. No message shows the word: it is a secret.
+/// Reads a word. Its digits follow a prefix of two arbitrary characters. The number of digits determines the number of
+/// bytes, but the segment's size is always that of one word. No message contains the word, because it is a secret.
 bool readWord(const SecretItem& item, const QString& word, SecretSegment& segment) {
     const QStringView digits = QStringView(word).mid(2);
     if (digits.size() < 2 || !std::all_of(digits.begin(), digits.end(), isHexDigit)) {
@@ -137,7 +137,7 @@ bool isAmong(std::span<const OtpRange> ranges, std::uint32_t index) {
                        [index](const OtpRange& range) { return index >= range.first && index <= range.last; });
 }
 
-/// The files that the items name must outlive the image that is made of them.
+/// Checks that the output overwrites no file that the items name.
 bool checkOutput(const QList<SecretItem>& items, const QString& outputPath) {
     return std::all_of(items.begin(), items.end(), [&outputPath](const SecretItem& item) {
         return sparesFiles(outputPath, item,
@@ -160,13 +160,14 @@ bool checkIndex(std::uint32_t deviceId, const SecretItem& item) {
     return reportError("%s", "");
 }
 
-/// Copies as much of `data` to `position` as the fixed layout has room for.
+/// Copies `data` to `position` of the image. Bytes after the end of the fixed layout are dropped.
 void place(const QByteArray& data, qsizetype position, QByteArray& image) {
     const qsizetype size = std::min(data.size(), image.size() - position);
     std::copy_n(data.constData(), size, image.data() + position);
 }
 
-/// The first segment stands at the head, whatever its index; one for word 56 in another place is not in the image.
+/// The image in the fixed layout. The first segment is at its start, whatever its index. A segment for word 56 that
+/// isn't the first is left out.
 QByteArray fixedLayoutImage(const QList<SecretSegment>& segments) {
     QByteArray image(fixedSecrets::imageSize, '\0');
     place(segments.constFirst().data, 0, image);
@@ -193,7 +194,8 @@ QByteArray recordsImage(const QList<SecretSegment>& segments) {
     return image;
 }
 
-/// A nonce takes no OTP words; a segment too small to hold one holds none, whatever its algorithm.
+/// The number of OTP words of all segments. A nonce occupies none. A segment that is too small for a nonce has none,
+/// whatever its algorithm.
 std::int64_t countWords(const QList<SecretSegment>& segments) {
     std::int64_t words = 0;
     for (const SecretSegment& segment : segments) {
@@ -299,7 +301,7 @@ int buildSecretSegments(const QList<SecretItem>& items, QList<SecretSegment>& se
     if (!checkSecretsOverlap(built, deviceId)) {
         return -1;
     }
-    segments.swap(built);  // what stood in it before is wiped
+    segments.swap(built);  // the previous segments are wiped
     return 0;
 }
 

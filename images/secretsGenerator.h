@@ -9,7 +9,7 @@
 
 class QJsonObject;
 
-/// One secret: a file or a literal word for the OTP memory. `Offset` is the index of its first OTP word.
+/// One secret: a file or a single word for the OTP memory. `Offset` is the index of its first OTP word.
 struct SecretItem {
     QString Name{};
     QString PathOrWord{};  ///< the path, or a word such as "0x12345678"
@@ -20,7 +20,7 @@ struct SecretItem {
     ProtectionField KeySel{};
     ProtectionField KeySize{};
     ProtectionField Algorithm{};
-    QString Nonce{};  ///< path of a nonce file, may be empty
+    QString Nonce{};  ///< path of a nonce file; may be empty
     ProtectionField HDPL{};
     bool isFile = false;
     bool isMandatory = false;        ///< for a front end; no effect on the image
@@ -29,15 +29,15 @@ struct SecretItem {
     std::int32_t expectedSize = -1;  ///< for a front end; no effect on the image; -1: none
 };
 
-/// Reads the secrets document at `jsonPath` and prints what it lists. 0 on success, when `items` is replaced by the
-/// secrets in document order; -1 with a message otherwise.
+/// Reads the secrets document at `jsonPath` and prints its items. Returns 0 on success and replaces `items` by the
+/// secrets in document order; otherwise -1, with a message.
 [[nodiscard]] int parseSecretsJson(const QString& jsonPath, QList<SecretItem>& items);
 
-/// Reads one element of the document's `Files`. False with a message, and `item` partly filled, otherwise.
+/// Reads one element of the document's `Files`. False, with a message, on failure; `item` is then partly filled.
 [[nodiscard]] bool readSecretItem(const QJsonObject& object, SecretItem& item);
 
-/// Where a path of the document leads: one that begins with "." counts from the folder that contains the program's
-/// folder, any other stands as it is.
+/// Resolves a path of the document. A path that begins with "." is relative to the parent of the program's folder. Any
+/// other path is unchanged.
 [[nodiscard]] QString secretPath(const QString& path);
 
 /// Indexes of OTP words, both ends included.
@@ -46,17 +46,17 @@ struct OtpRange {
     std::uint32_t last = 0;
 };
 
-/// Where a secret of a device may begin; nothing for a device that no images are made for.
+/// The indexes at which a secret of a device may begin; empty for a device without secrets images.
 [[nodiscard]] std::span<const OtpRange> secretIndexes(std::uint32_t deviceId);
 
-/// Turns items into segments and checks them against each other and the device's OTP memory. 0 on success, when
-/// `segments` is replaced; -1 with a message otherwise. With `forPreview` the data keeps the byte order of its source,
-/// and a word that is still to be filled in is left out. Paths that begin with "." count from the folder that contains
+/// Converts items to segments, and checks that the segments don't overlap and fit the device's OTP memory. Returns 0 on
+/// success and replaces `segments`; otherwise -1, with a message. With `forPreview`, the data keeps the byte order of
+/// its source, and words that have no value yet are left out. Paths that begin with "." are relative to the parent of
 /// the program's folder. The caller wipes the segments.
 [[nodiscard]] int buildSecretSegments(const QList<SecretItem>& items, QList<SecretSegment>& segments, bool forPreview,
                                       std::uint32_t deviceId);
 
-/// Makes the secrets image for device `deviceId` (0x500, 0x501 or 0x505), writes it to `outputPath` in the place of
-/// whatever stands there, reads it back and lists it. Gives the number of OTP words, or -1; every fault but an empty
-/// list is reported. A fault that the reading back finds leaves the image on disk.
+/// Makes the secrets image for device `deviceId` (0x500, 0x501 or 0x505), writes it to `outputPath`, reads it back and
+/// lists it. An existing file is replaced. Returns the number of OTP words, or -1. Every fault is reported, except an
+/// empty list. If reading the image back finds a fault, the image stays.
 [[nodiscard]] int generateSecrets(std::uint32_t deviceId, const QList<SecretItem>& items, const QString& outputPath);

@@ -26,7 +26,8 @@ bool readFixedLayout(QByteArrayView image, QList<SecretSegment>& segments) {
     return true;
 }
 
-/// Data that is cut off is a broken record; anything too short for a header is a file of the wrong size.
+/// Reads an image in the records layout. Truncated data is reported as an invalid record, a truncated header as a wrong
+/// file size.
 bool readRecords(QByteArrayView image, const QString& path, QList<SecretSegment>& segments) {
     ByteReader reader(image);
     while (!reader.atEnd()) {
@@ -49,7 +50,7 @@ bool readRecords(QByteArrayView image, const QString& path, QList<SecretSegment>
     return true;
 }
 
-/// The word behind the last complete word of a segment.
+/// The index after the last complete word of a segment.
 std::int64_t endWord(const SecretSegment& segment) {
     return std::int64_t{segment.offset} + segment.size / otpWordSize;
 }
@@ -59,7 +60,7 @@ std::int64_t endWord(const SecretSegment& segment) {
 int parseSecretsImage(std::uint32_t deviceId, const QString& path, QList<SecretSegment>& segments) {
     QByteArray image;
     const WipeOnExit wipeImage(image);
-    // Of a file that is too long for the fixed layout, one byte more is enough to tell.
+    // One byte more than the fixed layout shows that a file is too long.
     const qint64 most = hasFixedLayout(deviceId) ? fixedSecrets::imageSize + 1 : std::numeric_limits<qint64>::max();
     return readImage(path, image, most) ? parseSecretsImage(deviceId, image, path, segments) : -1;
 }

@@ -20,9 +20,9 @@
 
 /// The cryptographic assembly of images, signatures and the card service.
 ///
-/// Integers are little-endian in every byte array that crosses. Images are encrypted with AES-128-GCM (NIST SP
-/// 800-38D) under a 16-byte key. Failures are reported through the display callback; an empty array, false or a number
-/// other than the one named is their only other sign. Records stay the caller's.
+/// Integers are little-endian in every byte array that is passed or returned. Images are encrypted with AES-128-GCM
+/// (NIST SP 800-38D) under a 16-byte key. A failure is reported through the display callback, and the operation returns
+/// an empty array, false, or a number other than the documented one. The caller keeps ownership of all records.
 class Preparation {
   public:
     Preparation();
@@ -30,11 +30,11 @@ class Preparation {
     Preparation(const Preparation&) = delete;
     Preparation& operator=(const Preparation&) = delete;
 
-    /// From now on all messages of the library go to `callback`. To be called first.
+    /// Sends all further messages of the library to `callback`. The caller calls this first.
     void setDisplayCallback(DisplayCallback callback);
 
-    /// Makes an install image and gives its bytes. Every pointer may be null. `ramSize` (bytes) and
-    /// `continuationToken` (address) are 0 when absent. `externalBinInfos` holds one record for each segment of
+    /// Makes an install image and returns its bytes. Every pointer may be null. `ramSize` (bytes) and
+    /// `continuationToken` (address) are 0 if absent. `externalBinInfos` contains one record for each segment of
     /// `externalFirmware`.
     [[nodiscard]] QByteArray TBIPreparation(FileData* firmware, bool multiImageDevice, QList<FileOBK*> obkFiles,
                                             FileData* optionBytes, const QByteArray& key, const QByteArray& nonce,
@@ -49,7 +49,7 @@ class Preparation {
                                             std::uint16_t imageVersion);
 
     /// Encrypts the secrets `blob` of `blobSize` bytes, bound to the OEM key at `oemKeyPath` (NUL-terminated UTF-8): a
-    /// P-256 public key in PEM form for a ".pem" file, else a 32-byte root key table hash. `nonce` has 16 bytes.
+    /// P-256 public key in PEM form for a ".pem" file, otherwise a 32-byte root key table hash. `nonce` has 16 bytes.
     [[nodiscard]] QByteArray PVSPayloadPreparation(const QByteArray& blob, const QByteArray& key,
                                                    const QByteArray& nonce, unsigned char* oemKeyPath,
                                                    std::uint32_t blobSize);
@@ -58,24 +58,25 @@ class Preparation {
     [[nodiscard]] QByteArray pvsTbiPreparation(pvsTbiParameters parameters);
 
     /// Makes the backup image that the JSON document at `jsonPath` describes, writes it to `outputPath`, reads it back
-    /// and lists it. 0 on success.
+    /// and lists it. Returns 0 on success.
     [[nodiscard]] std::int32_t backupPreparation(QString jsonPath, QString outputPath);
 
     /// Signs the image's signed part and footer head with the P-256 private key (PEM) at `keyPath` (NUL-terminated
-    /// UTF-8) by ECDSA with SHA-256 (FIPS 186-4) and verifies the signature. The public key, X then Y, is written
-    /// beside the private key once the image itself is. The last two arguments are always true and null.
+    /// UTF-8) by ECDSA with SHA-256 (FIPS 186-4) and verifies the signature. After the image itself is written, the
+    /// public key, X then Y, is written to the folder of the private key. The last two arguments are always true and
+    /// null.
     [[nodiscard]] bool signECDSA(unsigned char* keyPath, SignedImage** image, bool writePublicKey, char* reserved);
 
     /// Programs the card in `slot` (the position among the slots that hold a token, from 0) with key, nonce, counter,
-    /// identifier and, if not empty, personalization data. A card that is programmed already is refused.
+    /// identifier and, if not empty, personalization data. A card that is already programmed is rejected.
     [[nodiscard]] bool HSMProvisioning(std::int32_t slot, const QByteArray& key, const QByteArray& nonce,
                                        std::uint32_t maxCounter, const QString& firmwareId, bool reserved,
                                        const QByteArray& persoData);
 
-    /// Gives the version byte of the card in `slot`.
+    /// Reads the version byte of the card in `slot`.
     [[nodiscard]] bool getHSMVersionAPI(std::int32_t slot, unsigned char* version);
 
-    /// Reads the card in `slot`. `firmwareId` has room for 17 bytes and `type` for 4; both come NUL-terminated.
+    /// Reads the card in `slot`. `firmwareId` has room for 17 bytes and `type` for 4; both receive NUL-terminated text.
     [[nodiscard]] bool getHSMInfo(std::int32_t slot, unsigned char* firmwareId, unsigned int& counter,
                                   unsigned char& state, unsigned char* type, unsigned char* version);
 
@@ -83,13 +84,13 @@ class Preparation {
     /// prime256v1 and the ANSI X9.63 key derivation with SHA-256 (SEC 1, 3.6.1) without shared info.
     [[nodiscard]] bool SignECDH_KDF2(unsigned char** table);
 
-    /// Encrypts `length` bytes with AES-128-GCM without additional data: 16-byte key, 12-byte IV, 16-byte tag. Gives
-    /// the number of bytes encrypted, or -1. A key of zeros, as a failed derivation leaves it, is refused.
+    /// Encrypts `length` bytes with AES-128-GCM without additional data: 16-byte key, 12-byte IV, 16-byte tag. Returns
+    /// the number of encrypted bytes, or -1. A key of zeros, the result of a failed derivation, is rejected.
     [[nodiscard]] std::int32_t encryptPersoData(unsigned char* input, std::int32_t length, unsigned char* key,
                                                 unsigned char* iv, unsigned char* output, unsigned char* tag);
 
     /// Writes a module file to `outputPath`: the magic, `loadAddress`, then the load image of `elf` with the gaps
-    /// between its segments filled with 0xFF. The other arguments are kept for a closed library in this one's place.
+    /// between its segments filled with 0xFF. The other arguments exist for a closed library that replaces this one.
     /// True on success.
     [[nodiscard]] bool KMDPreparation(const std::string& outputPath, FileELF* elf, unsigned char* reserved1,
                                       bool reserved2, std::uint32_t loadAddress, const std::string& reserved3,

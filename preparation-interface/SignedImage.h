@@ -7,9 +7,10 @@
 
 #include <memory>
 
-/// An image on its way to being signed: the signed part, its footer and, once made, the signature.
+/// The parts of a signed image: the signed part, its footer and the signature.
 ///
-/// Use: set size, version and footer, then the signed part; Preparation::signECDSA signs; createSignedImage writes.
+/// The caller sets the algorithm, the version and the footer, then the signed part. Preparation::signECDSA makes the
+/// signature. createSignedImage writes the image.
 class SignedImage {
   public:
     SignedImage();
@@ -17,15 +18,15 @@ class SignedImage {
     SignedImage(const SignedImage&) = delete;
     SignedImage& operator=(const SignedImage&) = delete;
 
-    /// The signature algorithm: 0, ECDSA on NIST prime256v1 with SHA-256, is the only one.
+    /// Sets the signature algorithm. The only one is 0, ECDSA on NIST prime256v1 with SHA-256.
     void setSigSize(std::uint8_t algorithm);
     void setSigImgVer(std::uint32_t version);
     /// Builds the 16-byte footer head from the values set so far.
     void setSigImgFooter();
-    /// Takes the part of the image that is signed: the first segment of `*part`, which the caller keeps.
+    /// Sets the signed part of the image, which is the first segment of `*part`. The caller keeps ownership.
     void setSigImgBin(FileData** part);
-    /// Writes `image`, the footer head and the signature to `path`. False, with a message, without a signature or
-    /// when the file can't be written.
+    /// Writes `image`, the footer head and the signature to `path`. False, with a message, if there is no signature or
+    /// the file can't be written.
     [[nodiscard]] bool createSignedImage(QString path, QByteArray image);
 
   private:

@@ -3,7 +3,8 @@
 #include <QDir>
 #include <QString>
 
-/// Where signing writes the public key: the private key's path without the suffix of its file name, then "_pub.bin".
+/// The path to which signing writes the public key: the private key's path without the suffix of its file name,
+/// followed by "_pub.bin".
 [[nodiscard]] inline QString publicKeyPath(const QString& privateKeyPath) {
     const QString path = QDir::fromNativeSeparators(privateKeyPath);
     const qsizetype dot = path.lastIndexOf(QLatin1Char('.'));

@@ -6,13 +6,13 @@
 #include <QByteArray>
 #include <QList>
 
-/// One backup memory: its base address and the sections that go there.
+/// One backup memory: its base address and its sections.
 struct BackupRecord {
     std::uint32_t address = 0;
     QList<BackupSegment> sections{};
 };
 
-/// What a provisioning image in install-image format is made of.
+/// The content of a provisioning image in install-image format.
 struct pvsTbiParameters {
     QByteArray blob{};
     QList<BackupRecord> backupSections{};

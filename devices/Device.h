@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <optional>
 
-// What a device description tells. Every text is one line of printable characters; it is from a file, so a window shows
-// it as plain text.
+// The content of a device description. Every text is one line of printable characters. It comes from a file, so windows
+// display it as plain text.
 
 enum class MemoryKind : std::uint8_t { flash, ram, rom, otp, backup, external };
 
@@ -17,11 +17,11 @@ struct DeviceMemory {
     MemoryKind kind = MemoryKind::flash;
     std::uint32_t address = 0;
     std::uint32_t size = 0;       ///< bytes, at least 1; the memory ends within 32 bits
-    std::uint32_t writeUnit = 1;  ///< bytes that are written at a time, at most `size`
+    std::uint32_t writeUnit = 1;  ///< smallest number of bytes per write, at most `size`
     QString description;
 };
 
-/// A value of a field that has a name of its own.
+/// A value of a field that has a name.
 struct NamedValue {
     std::uint32_t value = 0;
     QString name;
@@ -30,14 +30,14 @@ struct NamedValue {
 
 enum class FieldAccess : std::uint8_t { readWrite, readOnly, writeOnce };
 
-/// Neighbouring bits of a word that mean one thing. No two fields of a word overlap.
+/// Adjacent bits of a word with one meaning. No two fields of a word overlap.
 struct DeviceField {
     QString name;
     std::uint32_t bit = 0;    ///< its lowest bit
     std::uint32_t width = 1;  ///< bits, at least 1
     FieldAccess access = FieldAccess::readWrite;
     QString description;
-    QList<NamedValue> values;  ///< in the order of the description; values without a name are possible, too
+    QList<NamedValue> values;  ///< in the order of the description; other values are possible, too
 
     [[nodiscard]] std::uint32_t mask() const { return (0xFFFFFFFF >> (32 - width)) << bit; }
     [[nodiscard]] std::uint32_t valueIn(std::uint32_t word) const { return (word & mask()) >> bit; }
@@ -49,9 +49,9 @@ struct DeviceField {
 
 /// One word of option bytes.
 struct DeviceRegister {
-    QString name;                          ///< without a comma, as it labels the word in a table
-    std::optional<std::uint32_t> address;  ///< of all registers of a device, or of none
-    std::uint32_t size = 4;                ///< bytes: 1, 2 or 4. In a table of option bytes each takes 32 bits
+    QString name;                          ///< the label of the word in a table, so it has no comma
+    std::optional<std::uint32_t> address;  ///< either all registers of a device have one, or none
+    std::uint32_t size = 4;                ///< bytes: 1, 2 or 4. A table of option bytes has 32 bits for each register
     std::uint32_t reset = 0;
     QString description;
     QList<DeviceField> fields;
@@ -60,12 +60,12 @@ struct DeviceRegister {
     [[nodiscard]] std::uint32_t mask() const { return 0xFFFFFFFF >> (32 - 8 * size); }
 };
 
-/// Neighbouring words of the one-time-programmable memory that are filled together.
+/// Adjacent words of the one-time-programmable memory that are filled together.
 struct FuseWords {
     QString name;
     std::uint32_t index = 0;       ///< of the first word
     std::uint32_t count = 1;       ///< of 32-bit words, at least 1
-    std::uint32_t protection = 0;  ///< what the protection word starts from
+    std::uint32_t protection = 0;  ///< initial value of the protection word
     bool mayBeLeftOut = false;
     QString description;
 
@@ -73,24 +73,24 @@ struct FuseWords {
 };
 
 struct DeviceFuses {
-    std::uint32_t wordCount = 0;    ///< indexes are below it; 0 for a device without a description of fuses
-    QList<DeviceField> protection;  ///< of the protection word, named as the keys of a secrets document
+    std::uint32_t wordCount = 0;    ///< every index is below it; 0 for a device without a description of fuses
+    QList<DeviceField> protection;  ///< fields of the protection word, named like the keys of a secrets document
     QList<FuseWords> words;         ///< ascending, without overlap
 };
 
-/// A region of the decryption peripheral, as a module list for external memory names it.
+/// A region of the decryption peripheral. Module lists for external memory refer to it.
 struct ExternalRegion {
     std::uint32_t number = 0;  ///< 0 to 7
     QString name;
     std::uint32_t address = 0;
-    std::uint32_t size = 0;  ///< bytes. Regions may cover the same memory
+    std::uint32_t size = 0;  ///< bytes. Regions may overlap
 };
 
 enum class OtpLayout : std::uint8_t { none, fixed, records };
 
-/// What the commands take for the device.
+/// The parameters of commands for the device.
 struct DeviceParameters {
-    bool takesPartialImages = false;  ///< an install image may come in parts, for little RAM
+    bool takesPartialImages = false;  ///< whether an install image may be split into parts that fit the RAM
     OtpLayout otpLayout = OtpLayout::none;
     QList<ExternalRegion> externalRegions;
 };
@@ -100,7 +100,7 @@ struct Device {
     QString name;
     QString description;
     QList<DeviceMemory> memories;
-    QList<DeviceRegister> registers;  ///< in the order in which a table of option bytes has them
+    QList<DeviceRegister> registers;  ///< in the order of a table of option bytes
     DeviceFuses fuses;
     DeviceParameters parameters;
 };

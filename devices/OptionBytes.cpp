@@ -12,7 +12,8 @@ TextFault faultIn(const QByteArray& text, qsizetype offset, const char* message)
     return faultAt(QString::fromLatin1(text), offset, QLatin1String(message));
 }
 
-/// The fields of one line between commas, `start` being the line's place in the text.
+/// Reads the comma-separated fields of one line. `start` is the offset of the line in the text, `taken` that of the
+/// first character that isn't in a word yet.
 bool readLine(const QByteArray& text, qsizetype start, QByteArrayView line, qsizetype& taken, OptionBytes& table,
               TextFault& fault) {
     const qsizetype commas = line.count(',');
@@ -49,7 +50,7 @@ bool readLine(const QByteArray& text, qsizetype start, QByteArrayView line, qsiz
     return true;
 }
 
-/// `value` in the form of the number that stood there.
+/// `value` in the form of the text `number`: its base, prefix, case and minimum number of digits.
 QByteArray inFormOf(const QByteArray& number, std::uint32_t value) {
     const bool isHex = number.startsWith("0x") || number.startsWith("0X");
     const bool isOctal = !isHex && number.size() > 1 && number.startsWith('0');
@@ -65,7 +66,7 @@ QByteArray inFormOf(const QByteArray& number, std::uint32_t value) {
 }  // namespace
 
 QByteArray OptionByte::label() const {
-    // Behind the last number stand a comma or a line end, the label and its comma.
+    // The last number is followed by a comma or a line end, the label, and its comma.
     const QByteArray text = before.first(std::max<qsizetype>(0, before.lastIndexOf(',')));
     return text.sliced(std::max(text.lastIndexOf(','), text.lastIndexOf('\n')) + 1).trimmed();
 }

@@ -9,47 +9,46 @@
 
 constexpr qint64 maxOptionBytesSize = qint64{1} << 20;  ///< bytes of a table
 
-/// A word of a table, with the text that it has there.
+/// A word of a table, with its text in the table.
 struct OptionByte {
-    QByteArray before;        ///< everything between the number before and this one: commas, the label, blanks
-    QByteArray number;        ///< as it stands there
-    std::uint32_t read = 0;   ///< what `number` says
-    std::uint32_t value = 0;  ///< what it is to be
+    QByteArray before;        ///< the text between the previous number and this one: commas, the label, blanks
+    QByteArray number;        ///< the text of the number
+    std::uint32_t read = 0;   ///< the value of `number`
+    std::uint32_t value = 0;  ///< the new value
 
-    /// The label without blanks around it. It may be empty.
+    /// The label without the blanks around it. It may be empty.
     [[nodiscard]] QByteArray label() const;
 };
 
-/// A table of option bytes (`.csv`) which remembers how it was written, so that editing one word changes nothing else.
+/// A table of option bytes (`.csv`) with its original text, so that editing one word changes nothing else.
 struct OptionBytes {
     QList<OptionByte> words;
-    QByteArray end;  ///< everything behind the last number
+    QByteArray end;  ///< the text after the last number
 };
 
-/// Reads a table as the install-image command does, which takes and refuses the same texts. False at the first fault;
-/// `table` is touched only on success.
+/// Reads a table. Accepts and rejects the same texts as the install-image command. False at the first fault, which is
+/// stored in `fault`; `table` changes only on success.
 [[nodiscard]] bool readOptionBytes(const QByteArray& text, OptionBytes& table, TextFault& fault);
 
-/// The table's text. A word that has its old value has its old text; a new value is written in the base and with at
-/// least the digits of the old one.
+/// The table's text. A word with an unchanged value keeps its text. A new value is written in the base of the old one,
+/// and with at least as many digits in hexadecimal and octal.
 [[nodiscard]] QByteArray writeOptionBytes(const OptionBytes& table);
 
-/// The table of a device as it comes: a line for each register, with its reset value.
+/// The table of a new device. It has a line for each register, with the reset value.
 [[nodiscard]] OptionBytes resetOptionBytes(const Device& device);
 
-/// What needs a look in a table.
+/// A remark about a table, for the user to check.
 struct OptionBytesRemark {
-    qsizetype word = -1;  ///< what it is about; -1 for a register without a word
+    qsizetype word = -1;  ///< index of the word; -1 for a register without a word
     QString text;
 };
 
-/// Which register of a device each word of a table is.
+/// The register of a device for each word of a table.
 struct OptionBytesMatch {
-    QList<qsizetype> registers;  ///< for each word: the place in `Device::registers`, or -1
+    QList<qsizetype> registers;  ///< for each word: the index in `Device::registers`, or -1
     QList<OptionBytesRemark> remarks;
 };
 
-/// Matches words and registers by label. A device goes by the place of a word alone, so a label in another place than
-/// the description gives it is remarked, as are unknown and repeated labels, missing registers and values that don't
-/// fit.
+/// Matches words and registers by label. A device uses only the position of a word, so a label at another position than
+/// in the description gets a remark. So do unknown and repeated labels, missing registers and values that don't fit.
 [[nodiscard]] OptionBytesMatch matchOptionBytes(const OptionBytes& table, const Device& device);

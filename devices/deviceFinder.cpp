@@ -32,7 +32,7 @@ void addDevice(const QString& path, bool isUsers, DeviceSearch& search) {
 
 void addFolder(const QString& path, bool isUsers, DeviceSearch& search) {
     if (path.isEmpty()) {
-        return;  // which QDir takes for the current folder
+        return;  // QDir treats an empty path as the current folder
     }
     const QDir folder(path);
     QStringList names = folder.entryList({QStringLiteral("*.xml")}, QDir::Files, QDir::Name);

@@ -7,22 +7,22 @@
 struct FoundDevice {
     Device device;
     QString path;
-    bool isUsers = false;  ///< from the user's folder
+    bool isUsers = false;  ///< whether it is from the user's folder
 };
 
-/// What was found in the folders of descriptions.
+/// The descriptions in the two folders.
 struct DeviceSearch {
     QList<FoundDevice> devices;  ///< one for each DeviceID, ascending
-    QStringList remarks;         ///< a line for each description that isn't among them, and why
+    QStringList remarks;         ///< one line for each description that isn't used, with the reason
 
     /// The device with `deviceId`; null if there is none.
     [[nodiscard]] const Device* find(std::uint32_t deviceId) const;
 };
 
-/// The folder of the descriptions that come with the program: `Data_Base` beside the executable.
+/// The folder of the descriptions that are shipped with the program: `Data_Base` in the executable's folder.
 [[nodiscard]] QString shippedDescriptions();
 
-/// Reads every `*.xml` file of the two folders, by name, not those of folders in them. Of two descriptions of one
-/// device, the user's counts; within one folder, the first. A folder that isn't there, or whose path is empty, holds
-/// none.
+/// Reads every `*.xml` file of the two folders, in the order of their names. Subfolders are ignored. If both folders
+/// describe a device, the user's description is used; within a folder, the first one. A missing folder, or one with an
+/// empty path, has no descriptions.
 [[nodiscard]] DeviceSearch findDevices(const QString& shippedFolder, const QString& userFolder);

@@ -20,7 +20,7 @@ constexpr qsizetype mostFields = 32;  // of a word
 constexpr qsizetype mostValues = 256;
 constexpr qsizetype mostRegions = 8;
 
-/// The XML reader compares each attribute of a tag with each other one.
+/// Limits the attributes of a tag. The XML reader compares each of them with every other one.
 constexpr qsizetype longestTag = 4096;
 
 constexpr qsizetype longestQuote = 40;
@@ -38,7 +38,8 @@ constexpr const char* answers[] = {"false", "true"};
 
 constexpr const char* protectionNames[] = {"Lock", "CID", "EncWrap", "KeySel", "KeySize", "Algorithm", "HDPL"};
 
-/// An attribute of an element: what it may be and where it goes. A word goes there as its place among `words`.
+/// An attribute of an element: the values that it may have and the variable that receives them. A word is stored as its
+/// index in `words`.
 struct AttributeRow {
     const char* name;
     bool isRequired = true;
@@ -72,7 +73,7 @@ AttributeRow optional(AttributeRow row) {
     return row;
 }
 
-/// A piece of the document for a message.
+/// The beginning of a piece of the document, in quotes, for a message.
 QString quoted(QStringView text) {
     const bool isLong = text.size() > longestQuote;
     return u'"' + text.first(std::min(text.size(), longestQuote)).toString() +
@@ -97,15 +98,15 @@ bool isControl(QChar character) {
     return character.category() == QChar::Other_Control || character.category() == QChar::Other_Format;
 }
 
-/// One spelling in each base, so without leading zeros where they could mean octal.
+/// Reads a number. Decimal numbers with leading zeros are rejected, because they could mean octal.
 bool readNumber(QStringView text, std::uint32_t& number) {
     const bool isHex = text.startsWith(QLatin1String("0x"));
     return isHex ? text.size() <= 10 && parseNumber(text, 16, number)
                  : (text.size() == 1 || !text.startsWith(u'0')) && parseNumber(text, 10, number);
 }
 
-/// Finds what the XML reader isn't to meet: a document type, whose declarations let a short file grow without bound,
-/// and a tag that is too long.
+/// Rejects markup before the XML reader sees it: a document type, whose declarations let a short file grow without
+/// bound, and a tag that is too long.
 bool scanMarkup(QStringView text, TextFault& fault) {
     struct Passage {
         QLatin1String start;
@@ -143,14 +144,14 @@ bool scanMarkup(QStringView text, TextFault& fault) {
             end = found == tag.end() ? -1 : at + (found - tag.begin());
         }
         if (end < 0) {
-            return true;  // cut off, which the XML reader tells
+            return true;  // the document is truncated; the XML reader reports that
         }
         at = end;
     }
     return true;
 }
 
-/// Reads a document whose markup was scanned. Once a fault is kept, everything that can fail does.
+/// Reads a document whose markup was scanned. After the first fault, all further steps fail.
 class Reader {
   public:
     explicit Reader(const QString& text) : text_(text), xml_(text) {}
@@ -196,8 +197,8 @@ class Reader {
 
     const QString& text_;
     QXmlStreamReader xml_;
-    QStringList open_;      ///< the elements around what is read, the root first
-    qsizetype offset_ = 0;  ///< where the part of the document begins that is being read
+    QStringList open_;      ///< the open elements, the root first
+    qsizetype offset_ = 0;  ///< offset of the part of the document that is being read
     TextFault fault_;
 };
 
@@ -213,13 +214,14 @@ bool Reader::failUnknownElement() {
     return fail(QStringLiteral("Unknown element ") + quoted(xml_.qualifiedName()) + parent);
 }
 
-/// Where the tag begins that was just read. The reader may have looked one character ahead.
+/// The offset of the tag that was just read. The reader may be one character ahead.
 qsizetype Reader::tagStart() const {
     const qsizetype end = xml_.characterOffset();
     return text_.lastIndexOf(u'<', end - (text_.at(end - 1) == u'<' ? 2 : 1));
 }
 
-/// Goes to the next child of the element that is open. False at its end, where it is closed, and after a fault.
+/// Opens the next child of the open element. At the end of the element, closes it and returns false. Also returns false
+/// after a fault.
 bool Reader::nextChild() {
     while (ok()) {
         offset_ = xml_.characterOffset();
@@ -252,7 +254,7 @@ bool Reader::nextChild() {
     return false;
 }
 
-/// Whether the element is the first of its name among the `seen` children.
+/// Checks that no element of the same name is among the `seen` children.
 bool Reader::once(QStringList& seen) {
     const QString name = xml_.name().toString();
     if (seen.contains(name)) {
@@ -281,7 +283,7 @@ bool Reader::readChildren(const char* child, qsizetype least, qsizetype most, Re
     return ok() && (count >= least || fail(parent + QStringLiteral(" has no ") + quoted(child)));
 }
 
-/// Takes all attributes of the element that was just opened.
+/// Reads all attributes of the element that was just opened.
 bool Reader::take(std::initializer_list<AttributeRow> rows) {
     const QXmlStreamAttributes attributes = xml_.attributes();
     const QString element = quoted(open_.constLast());
@@ -289,7 +291,7 @@ bool Reader::take(std::initializer_list<AttributeRow> rows) {
         const bool isKnown = std::any_of(rows.begin(), rows.end(), [&attribute](const AttributeRow& row) {
             return attribute.qualifiedName() == QLatin1String(row.name);
         });
-        // Editors find the schema by it.
+        // Editors use this attribute to find the schema.
         const bool namesSchema =
             attribute.namespaceUri() == QLatin1String("http://www.w3.org/2001/XMLSchema-instance") &&
             attribute.name() == QLatin1String("noNamespaceSchemaLocation");
@@ -368,7 +370,7 @@ bool Reader::readText(qsizetype longest, QString& text) {
     return takeText(what, longest, content, text);
 }
 
-/// Whether nothing in `items` has the name yet.
+/// Checks that nothing in `items` has the name yet.
 template <typename Item>
 bool Reader::isNewName(const QList<Item>& items, const QString& name) {
     const bool isThere =
@@ -486,8 +488,8 @@ bool Reader::readRegister(QList<DeviceRegister>& registers) {
     return true;
 }
 
-/// Takes the attributes of a register. Registers stand in the document as they stand in a table: an order tells what
-/// the place is, an address grows from one to the next.
+/// Reads the attributes that place a register. Registers have the same order in the document and in a table. An order
+/// attribute is the position in the table; addresses increase from one register to the next.
 bool Reader::takePlace(const QList<DeviceRegister>& before, DeviceRegister& reg) {
     std::uint32_t order = 0;
     std::uint32_t address = 0;
@@ -522,7 +524,7 @@ bool Reader::takePlace(const QList<DeviceRegister>& before, DeviceRegister& reg)
     return true;
 }
 
-/// Reads a field of a word with the bits `wordMask`. It is named as one of `names`, or freely if there are none.
+/// Reads a field of a word with the bits `wordMask`. Its name must be one of `names`, unless `names` is empty.
 bool Reader::readField(std::uint32_t wordMask, Words names, QList<DeviceField>& fields) {
     DeviceField field;
     std::uint32_t access = 0;
@@ -684,7 +686,7 @@ bool readDevice(const QByteArray& document, Device& device, TextFault& fault) {
 bool readDeviceFile(const QString& path, Device& device, TextFault& fault) {
     QFile file(path);
     QByteArray document;
-    // A pipe would be waited for.
+    // Opening a pipe could block.
     if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly)) {
         fault = {0, 0, QStringLiteral("The file can't be opened")};
         return false;

@@ -6,7 +6,7 @@
 
 namespace {
 
-/// Orders items by their words, those of one word as they stand in the list.
+/// The sort key of an item. Items are sorted by their first words, those with the same first word by their index.
 auto keyOf(const QList<OtpItem>& items, qsizetype item) {
     return std::tuple(items.at(item).first, item);
 }
@@ -22,8 +22,8 @@ QList<OtpWord> describedWords(const DeviceFuses& fuses) {
     return words;
 }
 
-/// Goes through the items by their words and holds each against the one that reaches furthest before it, so that their
-/// number bounds that of the collisions.
+/// Compares each item, in the order of their words, with the earlier item that ends last. The number of collisions is
+/// therefore at most that of the items.
 QList<OtpCollision> findCollisions(const QList<OtpItem>& items) {
     QList<qsizetype> order;
     for (qsizetype item = 0; item < items.size(); ++item) {

@@ -2,49 +2,49 @@
 
 #include "devices/Device.h"
 
-/// Words of the one-time-programmable memory that somebody wants to fill.
+/// A request to fill words of the one-time-programmable memory.
 struct OtpItem {
     QString name;
     std::uint32_t first = 0;  ///< index of the first word
-    std::uint32_t count = 0;  ///< of words; an item without any collides with none
+    std::uint32_t count = 0;  ///< number of words; an item without words doesn't collide with another
 
     [[nodiscard]] std::uint64_t end() const { return std::uint64_t{first} + count; }
 };
 
 enum class OtpUse : std::uint8_t {
-    undescribed,  ///< no name in the description, and nobody fills it
-    free,         ///< has a name, and nobody fills it
+    undescribed,  ///< has no name in the description, and no item fills it
+    free,         ///< has a name, and no item fills it
     used,         ///< one item fills it
-    collision,    ///< several items want it
+    collision,    ///< several items fill it
 };
 
 struct OtpWord {
     OtpUse use = OtpUse::undescribed;
-    qsizetype item = -1;  ///< of those that fill it, the first in their list; -1: none
-    qsizetype fuse = -1;  ///< which of `DeviceFuses::words` it belongs to; -1: none
+    qsizetype item = -1;  ///< index of the first item that fills it; -1: none
+    qsizetype fuse = -1;  ///< index of its entry in `DeviceFuses::words`; -1: none
 };
 
-/// Words that two items want.
+/// Words that two items fill.
 struct OtpCollision {
-    qsizetype first = 0;  ///< the item that begins before, or at the same word
+    qsizetype first = 0;  ///< the item that begins first, or at the same word
     qsizetype second = 0;
     std::uint32_t word = 0;  ///< the first one in common
     std::uint32_t count = 0;
 };
 
-/// What becomes of the words of a device.
+/// The use of the words of a device by a list of items.
 struct OtpMap {
     QList<OtpWord> words;            ///< one for each word of the device
-    QList<OtpCollision> collisions;  ///< by word; each item that collides is in one of them
+    QList<OtpCollision> collisions;  ///< by word; each item that collides is in at least one of them
     QList<qsizetype> outside;        ///< items with a word that the device doesn't have
-    QList<qsizetype> undescribed;    ///< items with a word without a name, if the device has names at all
-    QList<qsizetype> missing;        ///< of `DeviceFuses::words` what may not be left out, and isn't filled whole
+    QList<qsizetype> undescribed;    ///< items with a word without a name, if any word of the device has a name
+    QList<qsizetype> missing;        ///< mandatory entries of `DeviceFuses::words` with an unfilled word
 };
 
 [[nodiscard]] OtpMap mapOtp(const DeviceFuses& fuses, const QList<OtpItem>& items);
 
-/// The item nearest before and behind another, by their first words; -1 for none. Of those at one word, the order of
-/// the list counts.
+/// The nearest items before and after another, by their first words; -1 for none. Items with the same first word are in
+/// the order of the list.
 struct OtpNeighbours {
     qsizetype before = -1;
     qsizetype behind = -1;
@@ -52,5 +52,5 @@ struct OtpNeighbours {
 
 [[nodiscard]] OtpNeighbours otpNeighbours(const QList<OtpItem>& items, qsizetype item);
 
-/// The place in `DeviceFuses::words` of the words that `word` belongs to; -1 for none.
+/// The index in `DeviceFuses::words` of the entry that contains `word`; -1 for none.
 [[nodiscard]] qsizetype fuseAt(const DeviceFuses& fuses, std::uint32_t word);

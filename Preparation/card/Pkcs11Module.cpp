@@ -14,10 +14,10 @@
 
 namespace {
 
-// The proxy hands on to every driver that the system's p11-kit configuration names.
+// The proxy forwards calls to every driver in the system's p11-kit configuration.
 constexpr std::array<const char*, 2> proxyNames{"p11-kit-proxy.so", "libp11-kit.so.0"};
 
-// Bounds on what a driver claims: there are never that many cards in a machine, nor equal objects on a card.
+// Limits on the counts that a driver returns. No machine has so many cards, and no card so many objects with one label.
 constexpr CK_ULONG maxSlots = 1024;
 constexpr std::size_t maxObjects = 256;
 
@@ -65,7 +65,7 @@ constexpr std::array returnValueNames{
 };
 #undef RETURN_VALUE
 
-// Reports any answer but CKR_OK.
+// Reports every return value except CKR_OK.
 bool succeeded(CK_RV answer, const char* function, const char* label = "the session") {
     if (answer == CKR_OK) {
         return true;
@@ -76,7 +76,7 @@ bool succeeded(CK_RV answer, const char* function, const char* label = "the sess
                        entry == returnValueNames.end() ? "an unknown code" : entry->name, answer);
 }
 
-// The library's function list: null, with the reason, if there is none.
+// Returns the library's function list. If there is none, returns null and sets `reason`.
 CK_FUNCTION_LIST* openDriver(const char* name, std::string& reason) {
     void* library = dlopen(name, RTLD_NOW | RTLD_LOCAL);
     const auto getFunctionList =
@@ -125,8 +125,8 @@ bool Pkcs11Module::load() {
 }
 
 void Pkcs11Module::lock() {
-    // PKCS #11 has no lock. The driver's own file is one that all who use the driver can open, and no crash leaves the
-    // lock on it. A driver whose file takes no lock is used without.
+    // PKCS #11 has no lock, so the driver's file is locked. Every user of the driver can open this file, and a crash
+    // releases the lock. If the file can't be locked, the driver is used without a lock.
     Dl_info driver{};
     if (dladdr(reinterpret_cast<const void*>(functions_->C_Initialize), &driver) == 0) {
         return;
@@ -142,7 +142,7 @@ void Pkcs11Module::lock() {
 
 bool Pkcs11Module::findSlot(std::int32_t position, CK_SLOT_ID& slot) const {
     CK_ULONG count = 0;
-    // Drivers renew their list only when they are asked for its length.
+    // Drivers update their list only when a caller requests its length.
     if (!succeeded(functions_->C_GetSlotList(CK_TRUE, nullptr, &count), "C_GetSlotList", "the driver")) {
         return false;
     }

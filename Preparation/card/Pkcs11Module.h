@@ -12,7 +12,7 @@
 
 /// A card driver that follows PKCS #11 (OASIS, version 2.40), loaded when an operation needs it.
 ///
-/// The library is not unloaded: some drivers leave threads or exit handlers that would then run into nothing.
+/// The library isn't unloaded, because some drivers leave threads or exit handlers that still need its code.
 class Pkcs11Module {
   public:
     Pkcs11Module() = default;
@@ -20,12 +20,12 @@ class Pkcs11Module {
     Pkcs11Module(const Pkcs11Module&) = delete;
     Pkcs11Module& operator=(const Pkcs11Module&) = delete;
 
-    /// Loads and initialises the library that QVORA_HSM_MODULE names, else p11-kit's proxy. False, with a message,
-    /// if it can't be loaded or is no PKCS #11 driver.
+    /// Loads and initialises the library in QVORA_HSM_MODULE, or p11-kit's proxy if the variable isn't set. False, with
+    /// a message, if it can't be loaded or isn't a PKCS #11 driver.
     [[nodiscard]] bool load();
-    /// Waits until no other run of this machine holds the driver's lock, which this one then holds until it ends.
+    /// Waits until no other run on this machine holds the driver's lock, then holds it until this object is destroyed.
     void lock();
-    /// Finds the slot at `position` among those that hold a token, from 0. False, with a message, if there is none.
+    /// Finds the slot at `position`, from 0, among those with a token. False, with a message, if there is none.
     [[nodiscard]] bool findSlot(std::int32_t position, CK_SLOT_ID& slot) const;
 
     [[nodiscard]] const CK_FUNCTION_LIST& functions() const { return *functions_; }
@@ -33,10 +33,10 @@ class Pkcs11Module {
   private:
     CK_FUNCTION_LIST* functions_ = nullptr;
     FileHandle lock_;
-    bool finalize_ = false;  // false if somebody else in the process had initialised the driver
+    bool finalize_ = false;  // false if other code in this process initialised the driver
 };
 
-/// One session with a token. Every operation reports its failure with the name of the driver's answer.
+/// One session with a token. If an operation fails, it reports the name of the driver's return value.
 class Pkcs11Session {
   public:
     using Handles = std::vector<CK_OBJECT_HANDLE>;
@@ -48,17 +48,17 @@ class Pkcs11Session {
 
     enum class Access { read, write };
     [[nodiscard]] bool open(std::int32_t slotPosition, Access access);
-    /// Logs the user in. Logged out again when the session goes.
+    /// Logs the user in. The destructor logs the user out.
     [[nodiscard]] bool login(QByteArrayView pin);
 
-    /// Appends the token's objects with that label to `found`: the public ones before a login, all of them after it.
+    /// Appends the token's objects with this label to `found`. Before a login, finds only public objects.
     [[nodiscard]] bool find(const char* label, Handles& found) const;
-    /// Reads the value of an object into `value`, which has the expected size. A value of another size is a failure.
+    /// Reads the value of an object into `value`. The size of `value` is the expected one; any other size is a failure.
     [[nodiscard]] bool readValue(CK_OBJECT_HANDLE object, const char* label, QByteArray& value) const;
-    /// Makes an object and appends it to `created`.
+    /// Creates an object and appends it to `created`.
     [[nodiscard]] bool create(std::vector<CK_ATTRIBUTE>& attributes, const char* label, Handles& created) const;
-    /// Removes objects, the last one first, up to the first that can't be removed. An object that another process has
-    /// removed counts as removed. `label` is for the message.
+    /// Removes objects, beginning with the last one, and stops at the first that can't be removed. An object that
+    /// another process removed counts as removed. The message contains `label`.
     [[nodiscard]] bool destroy(const Handles& objects, const char* label) const;
 
   private:

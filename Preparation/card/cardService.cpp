@@ -16,16 +16,23 @@
 //     vx-card-nonce  data, private
 //     vx-card-perso  data, private                    only with personalization data
 //
-// A token without vx-card-info is a fresh card. State 39 in vx-card-info says that all of them are there: it is written
-// last, and what an attempt that broke off left under the other labels is removed just before it, so that a card in
-// state 39 never has two objects of one label. Should a power cut leave an older vx-card-info beside the new one, the
+// A token without vx-card-info is a fresh card. State 39 in vx-card-info means that the card has all objects. It is
+// written last. Objects that an interrupted attempt left under the other labels are removed just before, so that a card
+// in state 39 never has two objects with one label. If a power cut leaves both an older and the new vx-card-info, the
 // one with state 39 counts.
 //
-// Runs of one machine program one after the other, by the driver's lock. A card may be reached from elsewhere too. So
-// each run looks for the leftovers, writes its own objects, looks whether the card is still a fresh one, removes the
-// leftovers, writes its vx-card-info, and then looks whether exactly its own objects are there. If not, it removes its
-// own. A run that succeeds has seen no object of another one; any run that writes its first object later finds
-// vx-card-info before it removes anything, and ends. At worst both runs remove theirs.
+// The driver's lock serialises the runs on one machine. Other machines may reach the same card. Therefore each run
+// takes these steps:
+//
+//     1. find the leftovers of earlier attempts
+//     2. write its own objects
+//     3. check that the card is still fresh
+//     4. remove the leftovers
+//     5. write its vx-card-info
+//     6. check that the card has exactly its own objects, and remove them if it doesn't
+//
+// A run that succeeds has found no object of another run. A run that writes its first object after that finds
+// vx-card-info before it removes anything, and stops. In the worst case, both runs remove their objects.
 
 namespace {
 
@@ -42,7 +49,8 @@ constexpr qsizetype keySize = 16;
 constexpr std::uint8_t firstGeneration = 1;
 constexpr std::uint8_t operationalState = 39;
 
-/// The content of vx-card-info, in its order; a fresh card's to begin with. Three zero bytes follow the type.
+/// The content of vx-card-info, in its order. The initial values are those of a fresh card. Three zero bytes follow the
+/// type.
 struct CardInfo {
     std::uint8_t version = 2;
     std::uint8_t state = 7;
@@ -74,7 +82,7 @@ QByteArray infoBytes(const CardInfo& info) {
     return bytes;
 }
 
-/// What a card holds under vx-card-info, and the objects that it was read from.
+/// The content of a card's vx-card-info, and the objects with this label.
 struct CardState {
     CardInfo info;
     Pkcs11Session::Handles infoObjects;
@@ -111,7 +119,7 @@ bool readCardInSlot(std::int32_t slot, CardInfo& info) {
     return true;
 }
 
-// PKCS #11 takes what it only reads through pointers to non-const.
+// PKCS #11 has pointers to non-const even for input, so const is cast away here.
 CK_ATTRIBUTE bytesAttribute(CK_ATTRIBUTE_TYPE type, QByteArrayView bytes) {
     return {type, const_cast<char*>(bytes.data()), static_cast<CK_ULONG>(bytes.size())};
 }
@@ -135,7 +143,7 @@ bool writeData(const Pkcs11Session& session, const char* label, QByteArrayView c
     return session.create(attributes, label, written);
 }
 
-// Who holds the PIN can encrypt a known block with the key, and so prove which key it is without reading it.
+// CKA_ENCRYPT lets the holder of the PIN encrypt a known block, which proves the key without reading it.
 bool writeKey(const Pkcs11Session& session, QByteArrayView key, Pkcs11Session::Handles& written) {
     const CK_OBJECT_CLASS objectClass = CKO_SECRET_KEY;
     const CK_KEY_TYPE keyType = CKK_AES;
@@ -150,7 +158,7 @@ bool writeKey(const Pkcs11Session& session, QByteArrayView key, Pkcs11Session::H
     return session.create(attributes, keyLabel, written);
 }
 
-/// What goes onto a card.
+/// The content to write to a card.
 struct CardContent {
     const QByteArray& key;
     const QByteArray& nonce;
@@ -162,8 +170,8 @@ bool findAll(const Pkcs11Session& session, std::initializer_list<const char*> la
     return std::all_of(labels.begin(), labels.end(), [&](const char* label) { return session.find(label, found); });
 }
 
-// Whether the card has exactly these objects under these labels. False, with a message, also if another run works on
-// it.
+// Checks that the objects with these labels are exactly the expected ones. If they aren't, another run is programming
+// the card, which is reported.
 bool holdsJust(const Pkcs11Session& session, std::initializer_list<const char*> labels,
                Pkcs11Session::Handles expected) {
     Pkcs11Session::Handles found;
@@ -180,7 +188,7 @@ Pkcs11Session::Handles joined(Pkcs11Session::Handles first, const Pkcs11Session:
     return first;
 }
 
-// Writes everything or, as far as the card lets it, nothing.
+// Programs the card. On failure, removes everything that it wrote, if the card permits that.
 bool programCard(const Pkcs11Session& session, const CardContent& content,
                  const Pkcs11Session::Handles& olderInfoObjects) {
     Pkcs11Session::Handles leftovers;
@@ -196,7 +204,7 @@ bool programCard(const Pkcs11Session& session, const CardContent& content,
         writeData(session, infoLabel, content.info, no, written) &&
         holdsJust(session, {keyLabel, nonceLabel, persoLabel, infoLabel}, joined(written, olderInfoObjects)) &&
         session.destroy(olderInfoObjects, infoLabel);
-    // The last one written is removed first: no vx-card-info may be there without the objects that it speaks for.
+    // The last object is removed first, so that vx-card-info is never on the card without the others.
     if (!done && !session.destroy(written, "objects of this attempt")) {
         return reportError("Some objects of this attempt stay on the card");
     }
@@ -208,7 +216,7 @@ bool programCard(const Pkcs11Session& session, const CardContent& content,
 bool Preparation::HSMProvisioning(std::int32_t slot, const QByteArray& key, const QByteArray& nonce,
                                   std::uint32_t maxCounter, const QString& firmwareId, bool /*reserved*/,
                                   const QByteArray& persoData) {
-    // All that can be refused is refused before the login: a wrong PIN costs a card one of few tries.
+    // All other checks precede the login, because a wrong PIN uses up one of the card's few attempts.
     const QByteArray identifier = firmwareId.toUtf8();
     if (key.size() != keySize) {
         return reportError("The card takes a key of %lld bytes, not of %lld", qint64{keySize}, qint64{key.size()});
@@ -265,7 +273,7 @@ bool Preparation::getHSMInfo(std::int32_t slot, unsigned char* firmwareId, unsig
     if (!readCardInSlot(slot, info)) {
         return false;
     }
-    // QByteArray keeps a NUL after its bytes, which goes along.
+    // QByteArray has a NUL after its bytes, which is copied, too.
     std::memcpy(firmwareId, info.identifier.constData(), identifierSize + 1);
     std::memcpy(type, info.type.constData(), typeSize + 1);
     counter = info.counter;

@@ -10,7 +10,7 @@
 
 namespace {
 
-// EVP counts in `int`; whole cipher blocks keep every call but the last aligned.
+// EVP uses `int` for sizes. A multiple of the cipher block keeps every call except the last one aligned.
 constexpr qsizetype maxUpdate = qsizetype{1} << 30;
 
 }  // namespace
@@ -76,7 +76,7 @@ bool AesGcm::finish(char* tag) {
         return false;
     }
     step_ = Step::ready;
-    std::array<unsigned char, tagSize> nothing{};  // GCM has no last block to write
+    std::array<unsigned char, tagSize> nothing{};  // stays unused: GCM writes no last block
     int written = 0;
     std::array<OSSL_PARAM, 2> parameters{OSSL_PARAM_construct_octet_string(OSSL_CIPHER_PARAM_AEAD_TAG, tag, tagSize),
                                          OSSL_PARAM_construct_end()};

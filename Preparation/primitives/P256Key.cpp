@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr qsizetype maxKeyFileSize = 65536;  // a P-256 key takes a few hundred bytes
+constexpr qsizetype maxKeyFileSize = 65536;  // a P-256 key needs a few hundred bytes
 constexpr qsizetype encodedPointSize = 65;   // SEC 1, 2.3.3: 4, X, Y
 
 enum class KeyPart { privateKey, publicKey };
@@ -25,7 +25,7 @@ const char* partName(KeyPart part) {
     return part == KeyPart::privateKey ? "private" : "public";
 }
 
-// On the curve, in range, and both halves belong together (SP 800-56A, 5.6.2).
+// Whether the key is on the curve and in range, and its two halves belong together (SP 800-56A, 5.6.2).
 bool isValidP256(const P256Key& key, KeyPart part) {
     std::array<char, 64> curve{};
     if (EVP_PKEY_is_a(key.get(), "EC") != 1 ||
@@ -88,7 +88,7 @@ P256Key readP256PublicKey(const QString& path) {
 }
 
 QByteArray p256PublicPoint(const P256Key& key) {
-    // The key hands its point over in the form that it was read in, which may be the compressed one.
+    // The key returns its point in the form in which it was read, which may be compressed.
     std::array<unsigned char, encodedPointSize> encoded{};
     std::size_t size = 0;
     const OpensslPointer<EC_GROUP> group(EC_GROUP_new_by_curve_name(NID_X9_62_prime256v1));

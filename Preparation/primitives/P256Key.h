@@ -5,16 +5,16 @@
 #include <QByteArray>
 #include <QString>
 
-/// A checked key on the curve P-256 (FIPS 186-4, D.1.2.3; OpenSSL's "prime256v1"), or null.
+/// A valid key on the curve P-256 (FIPS 186-4, D.1.2.3; OpenSSL's "prime256v1"), or null.
 using P256Key = KeyPointer;
 
-/// The private key in the PEM text `pem`, in SEC 1 or PKCS #8 form. A passphrase is never asked for. `name` is what
-/// messages call the key. Null, with a message, for anything but a valid P-256 key.
+/// The private key in the PEM text `pem`, in SEC 1 or PKCS #8 form. Never prompts for a passphrase. `name` is the key's
+/// name in messages. Null, with a message, if the text isn't a valid P-256 key.
 [[nodiscard]] P256Key parseP256PrivateKey(QByteArrayView pem, const QString& name);
-/// The public key in the PEM text `pem` (SubjectPublicKeyInfo), likewise.
+/// The public key in the PEM text `pem` (SubjectPublicKeyInfo), under the same rules.
 [[nodiscard]] P256Key parseP256PublicKey(QByteArrayView pem, const QString& name);
 
-/// The same from a file.
+/// Read a key from a file, under the same rules.
 [[nodiscard]] P256Key readP256PrivateKey(const QString& path);
 [[nodiscard]] P256Key readP256PublicKey(const QString& path);
 

@@ -7,12 +7,12 @@
 
 using Sha256Digest = std::array<char, 32>;
 
-/// SHA-256 (FIPS 180-4) over bytes that come in pieces: start, update for each piece, finish. A step that fails gives
-/// false. The object reports nothing.
+/// SHA-256 (FIPS 180-4) over pieces of bytes: start, update for each piece, finish. A step that fails returns false.
+/// The object reports nothing.
 class Sha256 {
   public:
     Sha256();
-    /// False if there was no memory for its context; every step fails then.
+    /// False if there is no memory for the context. Every step then fails.
     [[nodiscard]] bool exists() const { return context_ != nullptr; }
     [[nodiscard]] bool start();
     [[nodiscard]] bool update(QByteArrayView bytes);
@@ -22,8 +22,8 @@ class Sha256 {
     DigestContext context_;
 };
 
-/// The digest of the pieces, which count as one string.
+/// Computes the digest of the pieces, which count as one string.
 [[nodiscard]] bool sha256(std::initializer_list<QByteArrayView> pieces, Sha256Digest& digest);
 
-/// HMAC (RFC 2104) with SHA-256. The caller wipes what is secret of it.
+/// Computes the HMAC (RFC 2104) with SHA-256. The caller wipes secrets.
 [[nodiscard]] bool hmacSha256(QByteArrayView key, QByteArrayView message, Sha256Digest& mac);

@@ -70,7 +70,7 @@ bool toDerSignature(QByteArrayView raw, QByteArray& derSignature) {
     if (!signature || !r || !s || ECDSA_SIG_set0(signature.get(), r.get(), s.get()) != 1) {
         return false;
     }
-    static_cast<void>(r.release());  // the signature owns both now
+    static_cast<void>(r.release());  // the signature now owns both numbers
     static_cast<void>(s.release());
     const int size = i2d_ECDSA_SIG(signature.get(), nullptr);
     if (size <= 0) {

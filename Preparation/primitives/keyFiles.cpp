@@ -21,7 +21,7 @@ bool readKeyFile(const QString& path, QByteArray& content, KeyFileFault* fault) 
     if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
         return failed();
     }
-    // The room is taken once: an array that grows would leave its smaller selves in memory.
+    // The array is allocated once. One that grows would leave copies of the key in memory.
     const qsizetype room = file.isSequential() ? maxKeyFileSize : qMin(maxKeyFileSize, file.size());
     QByteArray bytes(room, '\0');
     qsizetype used = 0;

@@ -8,15 +8,15 @@
 
 namespace {
 
-// Far above any key; keeps the size inside the int that OpenSSL takes.
+// Much larger than any key, and small enough for OpenSSL's int sizes.
 constexpr qsizetype maxPemSize = qsizetype{1} << 20;
 
 struct Passphrase {
     QByteArrayView given;
-    bool wanted = false;  // although none was given
+    bool wanted = false;  // whether OpenSSL requested one although none was given
 };
 
-// Stands in for OpenSSL's own callback, which would ask at the terminal.
+// Replaces OpenSSL's own callback, which prompts at the terminal.
 int givePassphrase(char* buffer, int size, int /*writing*/, void* passphrase) {
     auto& answer = *static_cast<Passphrase*>(passphrase);
     if (answer.given.isNull() || answer.given.size() > size) {
@@ -45,7 +45,7 @@ KeyPointer keyFromPem(QByteArrayView pem, QByteArrayView given, bool* passphrase
     return key;
 }
 
-// Runs one of OpenSSL's writers into memory.
+// Runs one of OpenSSL's writers with a memory buffer as its output.
 template <typename Writer>
 bool writeKey(const evp_pkey_st* pkey, QByteArray& result, Writer write) {
     const BioPointer bio = makeMemoryBio();

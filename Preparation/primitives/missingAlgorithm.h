@@ -2,10 +2,10 @@
 
 #include <initializer_list>
 
-/// What operations need of OpenSSL. A configuration can leave each of them out, for example by "fips=yes" without the
-/// provider for it.
+/// The algorithms of OpenSSL that operations need. A configuration of OpenSSL can lack any of them, for example with
+/// "fips=yes" but without the provider for it.
 enum class Algorithm { aes128Gcm, sha256, ecdsa, ecdh, x963 };
 
-/// After an operation failed: reports each of its algorithms that OpenSSL doesn't offer. Keys and files are not to
-/// blame then.
+/// Reports each of the algorithms that OpenSSL doesn't offer. Callers call it after a failure, to show that neither
+/// keys nor files are the cause.
 void reportMissing(std::initializer_list<Algorithm> algorithms);

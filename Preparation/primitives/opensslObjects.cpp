@@ -25,7 +25,7 @@ void giveMemory(void* memory, const char* /*file*/, int /*line*/) {
     }
 }
 
-// Never in place: what moves leaves nothing.
+// Always allocates new memory and wipes the old, because realloc would leave a copy when it moves the bytes.
 void* moveMemory(void* memory, std::size_t size, const char* file, int line) {
     void* const taken = size == 0 ? nullptr : std::malloc(size);
     if (memory != nullptr && (taken != nullptr || size == 0)) {
@@ -64,7 +64,7 @@ void OpensslRelease::operator()(ECDSA_SIG_st* signature) const {
 }
 
 void OpensslRelease::operator()(evp_cipher_ctx_st* context) const {
-    EVP_CIPHER_CTX_free(context);  // which wipes the key schedule
+    EVP_CIPHER_CTX_free(context);  // also wipes the key schedule
 }
 
 void OpensslRelease::operator()(evp_cipher_st* cipher) const {

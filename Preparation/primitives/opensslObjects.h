@@ -4,7 +4,7 @@
 
 #include <memory>
 
-// OpenSSL's objects and their release, without OpenSSL's headers.
+// Owning pointers to OpenSSL's objects, without OpenSSL's headers.
 
 struct bignum_ctx;
 struct bignum_st;
@@ -18,7 +18,7 @@ struct evp_md_ctx_st;
 struct evp_pkey_ctx_st;
 struct evp_pkey_st;
 
-/// Frees an object; what may be secret is wiped first.
+/// Frees an object, and first wipes it if it may be secret.
 struct OpensslRelease {
     void operator()(bignum_ctx* context) const;
     void operator()(bignum_st* number) const;
@@ -45,17 +45,17 @@ using NumberPointer = OpensslPointer<bignum_st>;
 /// An RSA or elliptic-curve key, private or public.
 using KeyPointer = OpensslPointer<evp_pkey_st>;
 
-/// From now on OpenSSL wipes all memory that it gives back: its readers of keys leave copies otherwise. Does nothing
-/// when OpenSSL has taken memory already.
+/// Makes OpenSSL wipe all memory before it frees it, because its key readers otherwise leave copies. Has no effect if
+/// OpenSSL has already allocated memory.
 void wipeFreedOpensslMemory();
 
-/// A growing buffer that wipes what it held.
+/// A growing memory buffer.
 [[nodiscard]] BioPointer makeMemoryBio();
 
-/// What a memory buffer holds; valid until it is written to or released.
+/// The content of a memory buffer; valid until the buffer is written to or released.
 [[nodiscard]] QByteArrayView contentOf(bio_st* bio);
 
-/// A context of the key's own algorithm; null without a key.
+/// A context for the key's algorithm; null if `pkey` is null.
 [[nodiscard]] KeyContext makeKeyContext(evp_pkey_st* pkey);
 
 inline const unsigned char* unsignedBytes(QByteArrayView bytes) {

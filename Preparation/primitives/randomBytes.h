@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 
-/// `size` bytes for keys and nonces, from OpenSSL's generator for secrets (NIST SP 800-90A). False, with `bytes` as it
-/// was, for a size below 0 or a generator that has no entropy. The caller wipes them. Nothing is reported.
+/// Generates `size` bytes for keys and nonces with OpenSSL's generator for secrets (NIST SP 800-90A). False, with
+/// `bytes` unchanged, for a negative size or a generator without entropy. The caller wipes the bytes. Nothing is
+/// reported.
 [[nodiscard]] bool randomBytes(qsizetype size, QByteArray& bytes);

@@ -7,7 +7,7 @@
 
 namespace {
 
-// Sets the context up for PKCS #1 v1.5 over a SHA-256 digest.
+// Prepares the context for PKCS #1 v1.5 over a SHA-256 digest.
 RsaStep setPaddingAndHash(EVP_PKEY_CTX* context) {
     if (EVP_PKEY_CTX_set_rsa_padding(context, RSA_PKCS1_PADDING) != 1) {
         return RsaStep::padding;

@@ -5,12 +5,12 @@
 
 struct evp_pkey_st;
 
-/// The steps of an RSA signature, in their order; each key service has its own words for the one that failed.
+/// The steps of an RSA signature, in their order. Each key service has its own messages for failed steps.
 enum class RsaStep { context, start, padding, hash, size, digest, sign, verify, done };
 
-/// RSASSA-PKCS1-v1_5 (RFC 8017) over a SHA-256 digest. `keyBits` is the one size that the key may have, 0 for any.
-/// Gives the step that failed, else `done`; the signature stays as it was on failure. Nothing is reported.
+/// Makes an RSASSA-PKCS1-v1_5 signature (RFC 8017) over a SHA-256 digest. `keyBits` is the required size of the key, or
+/// 0 for any size. Returns `done`, or the step that failed; the signature is then unchanged. Nothing is reported.
 [[nodiscard]] RsaStep signRsa(evp_pkey_st* pkey, QByteArrayView digest, int keyBits, QByteArray& signature);
 
-/// `done` if the signature holds, else the step that failed.
+/// Returns `done` if the signature is valid, otherwise the step that failed.
 [[nodiscard]] RsaStep verifyRsa(evp_pkey_st* pkey, QByteArrayView digest, QByteArrayView signature);

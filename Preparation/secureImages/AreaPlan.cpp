@@ -12,7 +12,7 @@ AreaPlan::~AreaPlan() {
 }
 
 QByteArrayView AreaPlan::keep(QByteArray bytes) {
-    // The bytes stay where they are when the list grows: only their handles move.
+    // When the list grows, the QByteArray handles move but the bytes don't, so the view stays valid.
     return generated.emplace_back(std::move(bytes));
 }
 

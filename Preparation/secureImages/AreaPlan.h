@@ -12,10 +12,10 @@
 #include <vector>
 
 constexpr std::size_t maxAreaCount = 0xFFFF;
-constexpr qsizetype contentHashSize = 32;  ///< payload of the hash area, which comes to be while the image is written
+constexpr qsizetype contentHashSize = 32;  ///< payload of the hash area, which is computed while the image is written
 
-/// One area as it is to be written. The payload is what gets encrypted: the pieces, one after the other. They are
-/// views of the caller's records or of what the plan keeps.
+/// One area to write. The payload, which is encrypted, consists of the pieces in their order. The pieces are views of
+/// the caller's records or of bytes that the plan keeps.
 struct PlannedArea {
     char letter = 0;
     std::uint32_t address = 0;  ///< destination address
@@ -23,8 +23,8 @@ struct PlannedArea {
     std::array<char, secureImage::secondBlockSize> secondBlock{};  ///< only in area headers of the long form
 };
 
-/// All areas of an image, in order. Nothing is encrypted before the plan is complete, because every area header holds
-/// the number of areas.
+/// All areas of an image, in order. Encryption starts when the plan is complete, because every area header contains the
+/// number of areas.
 struct AreaPlan {
     AreaPlan() = default;
     ~AreaPlan();
@@ -32,14 +32,14 @@ struct AreaPlan {
     AreaPlan& operator=(const AreaPlan&) = delete;
 
     std::vector<PlannedArea> areas;
-    std::vector<QByteArray> generated;  ///< payload bytes made for this image; wiped with the plan
+    std::vector<QByteArray> generated;  ///< generated payload bytes; the destructor wipes them
 
-    /// Keeps `bytes` as long as the plan lives.
+    /// Keeps `bytes` as long as the plan exists.
     [[nodiscard]] QByteArrayView keep(QByteArray bytes);
 };
 
 /// The size of an area's payload.
 [[nodiscard]] qsizetype payloadSize(const PlannedArea& area);
 
-/// Puts the bytes of all segments of `file`, which may be null, at the end of the area's payload.
+/// Appends the bytes of all segments of `file`, which may be null, to the area's payload.
 void appendSegments(PlannedArea& area, const FileData* file);

@@ -5,20 +5,20 @@
 
 #include <utility>
 
-// Nothing is set up here: most runs of the tool never ask the library for anything.
+// The constructor does nothing, because most runs of the tool don't use the library.
 Preparation::Preparation() = default;
 Preparation::~Preparation() {
-}  // not defaulted: a library in this one's place may have something to release here
+}  // not defaulted, because a library that replaces this one may have to release something here
 
 void Preparation::setDisplayCallback(DisplayCallback callback) {
     Display::getInstance()->callback = callback;
 }
 
-// The interface takes its lists and texts by value, whatever is done with them.
+// The interface passes lists and texts by value, whatever these functions do with them.
 // NOLINTBEGIN(performance-unnecessary-value-param)
 
-// Whether a device takes its image in parts is told by the continuation token alone, so neither the device's number
-// nor its flag has a say in what is made.
+// Only the continuation token decides whether the image consists of parts. The device's number and its flag have no
+// effect.
 QByteArray Preparation::TBIPreparation(FileData* firmware, bool /*multiImageDevice*/, QList<FileOBK*> obkFiles,
                                        FileData* optionBytes, const QByteArray& key, const QByteArray& nonce,
                                        std::uint8_t imageVersion, bool hash, const QList<FileData*> modules,

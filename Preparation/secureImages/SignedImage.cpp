@@ -16,8 +16,8 @@ void warnOfPublicKey(const char* reason, const QString& path) {
                    qUtf8Printable(path), reason);
 }
 
-// A key signs many images: only its first one writes the public key. Nobody named the file, so it may be anything, and
-// what becomes of it takes nothing from the signature.
+// Writes the public key, unless the file already contains it: one key signs many images. The user didn't choose the
+// file's name, so a file with other content isn't replaced. A failure here doesn't invalidate the signature.
 void writePublicKeyFile(const QByteArray& point, const QString& path) {
     QFile file(path);
     if (file.size() == point.size() && file.open(QIODevice::ReadOnly) && file.readAll() == point) {
@@ -70,7 +70,7 @@ void SignedImage::setSigImgBin(FileData** part) {
     }
 }
 
-// The interface takes both by value, whatever is done with them.
+// The interface passes both by value, whatever this function does with them.
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
 bool SignedImage::createSignedImage(QString path, QByteArray image) {
     if (content_->signature.isEmpty()) {

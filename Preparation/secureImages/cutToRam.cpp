@@ -5,12 +5,12 @@
 
 #include <utility>
 
-// Without a continuation token every area is handed over by itself. With one, areas are gathered into parts, and a P
-// area ends each part but the last: it tells the device what it has got and how much is still to come. Its room is kept
-// free in every part, the last too, so that the cut doesn't depend on what follows.
+// Without a continuation token, the device receives each area separately. With one, areas are collected into parts. A P
+// area ends each part except the last one. It contains the number of the part and the number of areas that follow.
+// Every part, even the last one, has room for a P area, so that a cut doesn't depend on later areas.
 //
-// Only firmware (F areas) is cut, on multiples of a Flash word: a segment that starts on a word is never torn inside
-// one. Everything else is taken whole or refused.
+// Only firmware (F areas) is cut, at multiples of a Flash word. A segment that starts at a word boundary is therefore
+// only cut at word boundaries. All other areas are placed whole or rejected.
 
 namespace {
 
@@ -19,11 +19,11 @@ constexpr qsizetype continuationSize = 8;
 
 struct PartCutter {
     const RamLimit& limit;
-    qsizetype room;                   ///< for the areas of one part, headers included
-    std::vector<PlannedArea> placed;  ///< what is settled so far
-    qsizetype used = 0;               ///< of the open part's room
+    qsizetype room;                   ///< size of the areas in one part, with their headers
+    std::vector<PlannedArea> placed;  ///< the areas that are already placed
+    qsizetype used = 0;               ///< size of the areas in the open part
 
-    /// The payload that still goes into the open part; may be negative.
+    /// The size of the payload that still fits in the open part; may be negative.
     [[nodiscard]] qsizetype payloadLeft() const { return room - used - limit.areaHeaderSize; }
 
     [[nodiscard]] bool place(PlannedArea area);

@@ -12,9 +12,9 @@
 #include <limits>
 #include <optional>
 
-// The additional authenticated data of an area is the file header and then its own header without the tag.
+// The additional authenticated data of an area is the file header, followed by the area's header without the tag.
 //
-// The image is one array of its final size, and every payload goes from where it lies straight to its place in there.
+// The image is one array of its final size. Every payload is encrypted directly into its place in the array.
 
 namespace {
 
@@ -22,7 +22,7 @@ struct ImageWriter {
     const AreaImageForm& form;
     AesGcm& cipher;
     std::uint16_t areaCount = 0;
-    std::optional<Sha256> contentHash;  ///< over the payloads up to the hash area, if there is one
+    std::optional<Sha256> contentHash;  ///< hash of the payloads before the hash area, if there is one
     QByteArray image;
     char* next = nullptr;
 
@@ -80,11 +80,11 @@ bool ImageWriter::encryptContentHash() {
     if (!contentHash || !contentHash->finish(hash)) {
         return false;
     }
-    contentHash.reset();  // what comes after this area isn't hashed
+    contentHash.reset();  // later areas aren't hashed
     return encryptPiece(QByteArrayView(hash));
 }
 
-/// Whether the areas fit the fields of their headers.
+/// Checks that the number of areas and the sizes of their payloads fit the fields of the headers.
 bool checkSizes(const AreaPlan& plan) {
     if (plan.areas.size() > maxAreaCount) {
         return reportError("The image needs more than %d areas", int{maxAreaCount});
@@ -117,7 +117,8 @@ QByteArray encryptAreas(const AreaImageForm& form, const AreaPlan& plan, AesGcm&
             return {};
         }
     }
-    // The image is read back into the memory that this array leaves, of which small arrays take some before.
+    // The caller reads the image back into the memory that this array frees. Small arrays take some of that memory
+    // first.
     constexpr qsizetype roomForSmallArrays = 1 << 16;
     if (!canAllocate(size + roomForSmallArrays)) {
         reportError("Unable to allocate memory");

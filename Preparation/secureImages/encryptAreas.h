@@ -3,7 +3,7 @@
 #include "Preparation/secureImages/AreaPlan.h"
 #include "Preparation/secureImages/imageCipher.h"
 
-/// What the kinds of images that consist of areas differ in.
+/// The differences between the kinds of images that consist of areas.
 struct AreaImageForm {
     QByteArrayView magic;  ///< 8 bytes
     ImageKind kind = ImageKind::install;
@@ -13,6 +13,6 @@ struct AreaImageForm {
     ImageIv baseIv{};
 };
 
-/// Writes the file header and every area of `plan`, each encrypted with `cipher`, which holds the image key. Empty,
+/// Makes the image: the file header and all areas of `plan`, encrypted with `cipher`, which has the image key. Empty,
 /// with a message, on failure.
 [[nodiscard]] QByteArray encryptAreas(const AreaImageForm& form, const AreaPlan& plan, AesGcm& cipher);

@@ -32,7 +32,7 @@ bool Preparation::signECDSA(unsigned char* keyPath, SignedImage** image, bool wr
         reportMissing({Algorithm::sha256, Algorithm::ecdsa});
         return reportError("The image can't be signed with the key %s", qUtf8Printable(path));
     }
-    // Starts from the bytes that go into the image, so that a fault in their encoding shows as well.
+    // Verifies the bytes that are written to the image, so that a fault in their encoding is found, too.
     if (!toDerSignature(signature, der) || verifyEcdsa(key.get(), QByteArrayView(digest), der) != EcdsaCheck::holds) {
         return reportError("The signature that was made with the key %s doesn't verify", qUtf8Printable(path));
     }

@@ -13,13 +13,13 @@
 
 #include <algorithm>
 
-// The areas stand in the order in which the device needs them: secure modules and key material first, then firmware,
-// the hash that proves what came before it, and the option bytes, which lock the device, as the last. Segments without
-// bytes are left out; any other area that is listed stands.
+// The areas are in the order in which the device needs them: secure modules and key material, then firmware, then the
+// hash of all areas before it, and last the option bytes, which lock the device. Segments without bytes are left out.
+// All other areas are written, even without a payload.
 
 namespace {
 
-/// What comes along with a module, by the number at the head of its area.
+/// The kinds of data that accompany a module. The area of each begins with this number.
 enum class Companion : std::uint32_t { licence = 1, identity = 2 };
 
 struct InstallPlanner {
@@ -28,7 +28,7 @@ struct InstallPlanner {
     const ImageIv& baseIv;
     AreaPlan plan;
     std::array<QByteArrayView, regionDescriptor::maxNumber + 1>
-        regionKeys;  ///< kept in the plan, derived when first needed
+        regionKeys;  ///< derived at first use; the plan keeps their bytes
 
     PlannedArea& add(char letter, std::uint32_t address, QByteArrayView payload = {});
     void addPackagedModule();
@@ -55,7 +55,7 @@ void InstallPlanner::addPackagedModule() {
     }
     PlannedArea& area = add(areaLetter::secureModule, 0);
     if (module->fileType != fileTypeXtbi && module->fileType != fileTypeTbi) {
-        appendSegments(area, module);  // a plain record, whatever the pointer's type
+        appendSegments(area, module);  // the object is a FileData, although the pointer has another type
         return;
     }
     area.pieces.append(module->header);
@@ -95,7 +95,7 @@ std::uint32_t loadAddress(const FileData& module) {
     ByteReader reader(segmentBytes(module.segments.front()));
     reader.seek(preparedModule::loadAddressOffset);
     const std::uint32_t address = reader.u32();
-    // A file that ends before the field has its address beside the bytes, if any.
+    // If the file ends before the field, the address is that of its segment.
     return reader.ok() ? address : module.segments.front().address;
 }
 
@@ -188,7 +188,7 @@ bool InstallPlanner::addExternalModules() {
     return true;
 }
 
-/// How much memory an area fills on the device: a region key goes to another place.
+/// The size of the memory that an area fills on the device. A region key doesn't count, because it is stored elsewhere.
 qsizetype memorySize(const PlannedArea& area) {
     switch (area.letter) {
         case areaLetter::firmware:

@@ -7,9 +7,9 @@
 
 namespace {
 
-constexpr char gapFill = '\xFF';  // as erased Flash memory reads
+constexpr char gapFill = '\xFF';  // the value of erased Flash memory
 
-// A small ELF file may place its segments anywhere; filling what lies between mustn't take memory out of proportion.
+// A small ELF file may have segments anywhere, so the memory for the gaps between them is limited.
 constexpr std::uint64_t maxGapBytes = std::uint64_t{16} << 20;
 
 bool appendLoadImage(const FileELF& elf, QByteArray& module) {

@@ -31,7 +31,7 @@ bool addBackup(const BackupRecord& backup, AreaPlan& plan) {
             return reportError("The backup section at offset 0x%08X lies beyond the end of the address space",
                                section.offset);
         }
-        const qsizetype stored = qsizetype{section.size} - nonceBytes(section.protection);  // a nonce takes no room
+        const qsizetype stored = qsizetype{section.size} - nonceBytes(section.protection);  // a nonce isn't stored
         if (!fitsAddressSpace(backup.address + section.offset, stored)) {
             return false;
         }

@@ -17,10 +17,10 @@
 //   10  header size, 96     2        64  tag                      16
 //   12  size of the blob    4        80  zero                     16
 //
-//   authenticated: all of it but the tag
+//   authenticated: the whole header except the tag
 //
-// Version 1 is bound to a public key, by the SHA-256 of its DER SubjectPublicKeyInfo (RFC 5280, 4.1.2.7); version 2 to
-// a table of root keys, by the table's hash as it stands in the file.
+// In version 1, the binding is the SHA-256 of a public key's DER SubjectPublicKeyInfo (RFC 5280, 4.1.2.7). In version
+// 2, it is the hash of a table of root keys, copied from the file.
 
 namespace {
 

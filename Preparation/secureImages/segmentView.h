@@ -6,11 +6,11 @@
 
 #include <vector>
 
-/// The bytes of a segment, not copied.
+/// A view of the bytes of a segment.
 [[nodiscard]] QByteArrayView segmentBytes(const FileSegment& segment);
 
-/// Whether `size` bytes from `address` on end at 4 GiB or below. False, with a message, if they don't.
+/// Checks that `size` bytes from `address` on end at 4 GiB or below. False, with a message, if they don't.
 [[nodiscard]] bool fitsAddressSpace(std::uint32_t address, qsizetype size);
 
-/// The segments of `file`, which may be null, that have bytes, by address; equal addresses keep their order.
+/// The segments of `file` that have bytes, sorted by address. Equal addresses keep their order. `file` may be null.
 [[nodiscard]] std::vector<const FileSegment*> sortedSegments(const FileData* file);

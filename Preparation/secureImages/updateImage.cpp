@@ -9,13 +9,13 @@
 
 #include <algorithm>
 
-// An update image is a header of 64 bytes and the one encrypted segment. All numbers are little-endian.
+// An update image consists of a header of 64 bytes and one encrypted segment. All numbers are little-endian.
 //
 //    0  "TBUMAGIC"            8        20  base IV              12
 //    8  protocol version, 1   2        32  tag                  16
 //   10  image version         2        48  zero                 16
 //   12  size of the segment   4
-//   16  address               4        authenticated: all of it but the tag
+//   16  address               4        authenticated: the whole header except the tag
 
 namespace {
 

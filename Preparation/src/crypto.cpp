@@ -23,7 +23,7 @@ namespace {
 
 constexpr int rsaKeyBits = 4096;
 
-// One line "name = 0x..." of a key's part.
+// Prints one part of a key as a line "name = 0x...".
 void printPart(const evp_pkey_st* pkey, const char* name, const char* parameter) {
     BIGNUM* part = nullptr;
     if (EVP_PKEY_get_bn_param(pkey, parameter, &part) != 1) {
@@ -70,7 +70,7 @@ int replaceKeyFile(const QString& path, QByteArrayView bytes, FileAccess access,
 }  // namespace
 
 Crypto::Crypto() {
-    // What can't be set up here shows itself as the failure of the operation that needs it.
+    // If this fails, the operation that needs OpenSSL reports a failure.
     static_cast<void>(OPENSSL_init_crypto(OPENSSL_INIT_LOAD_CRYPTO_STRINGS | OPENSSL_INIT_ADD_ALL_CIPHERS |
                                               OPENSSL_INIT_ADD_ALL_DIGESTS | OPENSSL_INIT_LOAD_CONFIG,
                                           nullptr));
@@ -85,7 +85,7 @@ int Crypto::publicKeyToDer(const evp_pkey_st* /*pkey*/, QByteArray& /*der*/) con
 }
 
 int checkRsaKey(evp_pkey_st* pkey) {
-    ERR_clear_error();  // what earlier operations left says nothing about this key
+    ERR_clear_error();  // errors of earlier operations aren't about this key
     const KeyContext context = makeKeyContext(pkey);
     const int checked = context ? EVP_PKEY_check(context.get()) : -1;
     if (checked == 1) {
@@ -116,7 +116,7 @@ int Crypto::generateKeyPair(KeyPointer& pkey) const {
     }
     EVP_PKEY* made = nullptr;
     if (EVP_PKEY_keygen(context.get(), &made) != 1) {
-        ERR_print_errors_fp(stderr);  // and on: the check fails without a key
+        ERR_print_errors_fp(stderr);  // no return here, because the check fails without a key
     }
     KeyPointer key(made);
     const int result = checkRsaKey(key.get());
@@ -227,7 +227,7 @@ int Crypto::releaseBuffer(QByteArray& buffer) {
 
 int Crypto::readPublicKeyPem(const QString& path, KeyPointer& pkey) {
     QByteArray pem;
-    const WipeOnExit wiped(pem);  // the file may hold a private key
+    const WipeOnExit wiped(pem);  // the file may contain a private key
     if (!readKeyFile(path, pem)) {
         return failKeyService("Error: reading device key file fails\n");
     }
@@ -349,9 +349,9 @@ int Crypto::generateKeyFiles(const QString& privatePath, const QString& publicPa
     if (!selectCipher(algorithm, cipher)) {
         return keyService::failed;
     }
-    // Told as an error although it is none: a look that users of the key services know.
+    // The message is shown as an error, although it isn't one, because users of the key services know it like that.
     reportError("Generating RSA private key... \n");
-    std::fflush(stdout);  // the key takes seconds
+    std::fflush(stdout);  // generating the key takes seconds
     KeyPointer key;
     if (generateKeyPair(key) != keyService::done) {
         return failKeyService("Error: fail occured while generating RSA private key\n");
@@ -365,7 +365,7 @@ int Crypto::generateKeyFiles(const QString& privatePath, const QString& publicPa
         return failKeyService("Error: creating Pubkey.pem fails\n");
     }
     tell("Public key PEM file created\n");
-    static_cast<void>(writePublicKeyHash(key.get(), hashPath));  // an RSA key has no hashed form
+    static_cast<void>(writePublicKeyHash(key.get(), hashPath));  // always fails for an RSA key, which has no hash
     tell("Key generation done\n");
     return keyService::done;
 }

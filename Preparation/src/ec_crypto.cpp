@@ -25,7 +25,8 @@ void printDer(const QByteArray& der) {
     displayMessage(MessageKind::normal, "public key in DER:%s", dump.constData());
 }
 
-// Any other form than that of an uncompressed point on a named curve has another size and would be cut wrongly.
+// Cuts `der` to the point. Only the DER of an uncompressed point on a named curve has the expected size; any other form
+// is rejected.
 bool keepPoint(QByteArray& der, std::int32_t curveNid) {
     const qsizetype headerSize = curveNid == brainpoolP256t1Nid ? 28 : 27;
     if (der.size() != headerSize + pointSize) {
@@ -164,7 +165,7 @@ int EC_Crypto::signDigestEcdsa(QByteArrayView digest, QByteArray& signature, evp
     tell("ECDSA signature generated.\n");
     tellVerification(verifyEcdsa(pkey, digest, derSignature));
 
-    // What leaves is the raw form: that it still is the signature decides the result.
+    // The caller receives the raw form, so its verification determines the result.
     QByteArray raw;
     QByteArray decoded;
     if (!toRawSignature(derSignature, raw) || !toDerSignature(raw, decoded)) {

@@ -20,7 +20,7 @@ constexpr qsizetype scalarSize = 32;
 constexpr qsizetype pointSize = 65;
 constexpr qsizetype secretSize = 32;
 
-// A key on the curve that consists of just `part`.
+// A key on the curve with `part` as its only component.
 KeyPointer keyFromPart(const OSSL_PARAM& part, int selection) {
     std::array<char, 16> group{"prime256v1"};
     std::array parameters = {OSSL_PARAM_construct_utf8_string(OSSL_PKEY_PARAM_GROUP_NAME, group.data(), 0), part,

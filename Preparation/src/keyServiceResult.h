@@ -2,8 +2,8 @@
 
 #include "display/Display.h"
 
-/// What the operations of the key services give. `refused` stands beside `failed` where an operation tells two kinds of
-/// failure apart, or has no other.
+/// The results of the key services' operations. Some operations distinguish two kinds of failure, `refused` and
+/// `failed`; others have only one of the two.
 namespace keyService {
 
 inline constexpr int done = 1;
@@ -12,7 +12,7 @@ inline constexpr int failed = -1;
 
 }  // namespace keyService
 
-/// Reports a failure and gives its number.
+/// Reports a failure and returns its number.
 inline int failKeyService(const char* message) {
     reportError("%s", message);
     return keyService::failed;
@@ -22,7 +22,7 @@ inline int refuseKeyService(const char* message) {
     return keyService::refused;
 }
 
-/// Emits a line of progress.
+/// Displays a line of progress.
 inline void tell(const char* message) {
     displayMessage(MessageKind::normal, "%s", message);
 }

@@ -9,7 +9,7 @@
 
 namespace {
 
-// Waits a millisecond, so that the next byte has another seed.
+// Makes one byte and waits a millisecond, so that the next byte has another seed.
 char clockByte() {
     const auto seed = static_cast<quint32>(QTime::currentTime().msec());
     QRandomGenerator generator(seed);

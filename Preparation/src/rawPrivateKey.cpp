@@ -16,8 +16,8 @@
 //  34  04 20 ...              the scalar, 34 bytes
 //  68  A1 44 03 42 00 04 ...  the public key, 70 bytes
 //
-// The device takes it without the public key: the three lengths that enclose it go down, and its own two header bytes
-// stay at the end, with the length of what was removed.
+// The device expects the key without the public key. The three lengths around the public key are reduced. Its two
+// header bytes stay at the end, with the length of the removed bytes.
 
 namespace {
 
@@ -26,7 +26,7 @@ constexpr qsizetype publicKeyOffset = 68;
 struct Landmark {
     qsizetype offset;
     std::uint8_t expected;
-    qsizetype lowered;  // the length byte that goes down, or -1
+    qsizetype lowered;  // offset of the length byte to reduce, or -1
     const char* message;
 };
 
@@ -53,7 +53,7 @@ bool removePublicKey(QByteArray& der) {
             der.data()[landmark.lowered] = static_cast<char>(byteAt(landmark.lowered) - removed);
         }
     }
-    // The first landmark has shown that there are more than 68 bytes.
+    // The check of the first landmark ensures that there are more than 68 bytes.
     der.truncate(der.size() - publicKeyOffset);
     return true;
 }

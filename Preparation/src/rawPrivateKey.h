@@ -2,6 +2,6 @@
 
 #include <QByteArray>
 
-/// Cuts the public key out of the PKCS #8 DER of a private key on Prime256v1, by fixed offsets. What stays is 68 bytes
-/// shorter. False, with a message that names the offset, for any other DER, which is of no use then.
+/// Removes the public key from the PKCS #8 DER of a private key on Prime256v1, at fixed offsets. The result is 68 bytes
+/// shorter. False, with a message that names the offset, for any other DER; `der` is then unusable.
 [[nodiscard]] bool removePublicKey(QByteArray& der);

@@ -42,6 +42,6 @@ bool signBinaryDigest(evp_pkey_st* pkey, QByteArrayView digest, char* signature)
     if (signing != RsaStep::done) {
         return reportStep(signing);
     }
-    std::copy(made.begin(), made.end(), signature);  // binarySignatureSize bytes, by the key's size
+    std::copy(made.begin(), made.end(), signature);  // the key's size ensures binarySignatureSize bytes
     return verifyRsa(pkey, digest, QByteArrayView(signature, binarySignatureSize)) == RsaStep::done;
 }

@@ -6,7 +6,7 @@ struct evp_pkey_st;
 
 inline constexpr qsizetype binarySignatureSize = 256;
 
-/// Puts the RSASSA-PKCS1-v1_5 signature of a SHA-256 digest (RFC 8017) into the `binarySignatureSize` bytes at
-/// `signature` and verifies it there. False, with a message unless it is the signature that doesn't hold; for any key
-/// but one of RSA with 2048 bits as well.
+/// Writes the RSASSA-PKCS1-v1_5 signature of a SHA-256 digest (RFC 8017) to the `binarySignatureSize` bytes at
+/// `signature` and verifies it there. False if that fails or the key isn't a 2048-bit RSA key. The reason is reported,
+/// except for a signature that isn't valid.
 [[nodiscard]] bool signBinaryDigest(evp_pkey_st* pkey, QByteArrayView digest, char* signature);

@@ -25,7 +25,7 @@ QByteArray nextLine(QIODevice& text) {
     return text.readLine(lineSize - 1);
 }
 
-// Releases of OpenSSL differ in the first words; the text always has those of the later ones.
+// Changes the first words of earlier OpenSSL releases to those of later ones.
 void unifyFirstLine(QByteArray& text) {
     constexpr QByteArrayView former = "RSA Public-Key";
     constexpr QByteArrayView current = "Public-Key";

@@ -32,7 +32,8 @@ int failSigning(const char* message) {
     return tarnwaveFailed;
 }
 
-// The key that goes on is the one in the file: what can't be read back must not be handed out as a key pair.
+// Writes a new private key and returns the key that it reads back from the file. A key that can't be read back is
+// unusable.
 KeyPointer writtenPrivateKey(const QString& path) {
     const KeyPointer made(EVP_RSA_gen(keyBits));  // with the exponent 65537
     QByteArray pem;
@@ -56,7 +57,7 @@ KeyPointer writtenPrivateKey(const QString& path) {
 void writePublicKeyPem(const evp_pkey_st* pkey, const QString& path) {
     QByteArray pem;
     if (publicKeyToPem(pkey, pem)) {
-        static_cast<void>(replaceFile(path, pem));  // the text is made from this file, and tells when it isn't there
+        static_cast<void>(replaceFile(path, pem));  // making the text reports a missing file
     }
 }
 
@@ -83,7 +84,7 @@ int generateTarnwaveKeys(const QString& privatePath, const QString& publicPath, 
         return tarnwaveFailed;
     }
     writePublicKeyPem(key.get(), publicPath);
-    // A text that isn't there shows itself when it is read.
+    // If this fails, reading the text fails, too.
     static_cast<void>(writePublicKeyText(publicPath, txtPath));
     QFile text(txtPath);
     if (!text.open(QIODevice::ReadOnly)) {
@@ -101,7 +102,7 @@ int generateTarnwaveKeys(const QString& privatePath, const QString& publicPath, 
     if (!computeR2(parsed.modulusHex, r2)) {
         return tarnwaveFailed;
     }
-    // The sources repeat what the text file holds: without them the key pair is complete all the same.
+    // The sources only repeat the content of the text file. The key pair is complete without them.
     static_cast<void>(writePublicKeySources(parsed.modulusBytes, exponent, r2, cPath, pyPath));
     return tarnwaveDone;
 }
@@ -136,7 +137,7 @@ int signTarnwaveBinary(const QString& privateKeyPath, const QString& binaryPath,
     if (binary.read(buffer.get(), size) != size) {
         return failSigning("Failed to open file to sign\n");
     }
-    // In a binary that ends before or inside the field, the signature lies over what of it stands after the end.
+    // If the binary ends before or inside the size field, the signature overwrites the field's bytes after that end.
     QByteArray sizeField;
     appendU32(sizeField, static_cast<std::uint32_t>(size));
     std::memcpy(buffer.get() + sizeFieldOffset, sizeField.constData(), static_cast<std::size_t>(sizeField.size()));

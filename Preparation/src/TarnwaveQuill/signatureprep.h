@@ -2,7 +2,7 @@
 
 #include <QString>
 
-/// What the operations below give. The last two end a run with their number as its status.
+/// The results of the operations below. For the last two, the run ends with their number as its status.
 enum TarnwaveResult : int {
     tarnwaveDone = 0,
     tarnwaveFailed = 1,
@@ -10,16 +10,16 @@ enum TarnwaveResult : int {
     tarnwaveWrongExponent = -1,
 };
 
-/// Makes a 2048-bit RSA key pair and writes five files: the private key (PEM, traditional form, its owner's alone), the
-/// public key (PEM), the public key as a C source, as a Python source, and as a text that shows its parts and its PEM.
-/// `tarnwaveFailed` if the private key or the text can't be made; the text needs the public key's file.
-/// `tarnwaveWrongExponent` if the text came to hold an exponent that the chips don't take. What was written until then
-/// stays.
+/// Generates a 2048-bit RSA key pair and writes five files: the private key (PEM, traditional form, accessible by its
+/// owner only), the public key (PEM), and the public key as a C source, as a Python source, and as a text with its
+/// parts and its PEM. Returns `tarnwaveFailed` if the private key or the text can't be made; the text needs the public
+/// key's file. Returns `tarnwaveWrongExponent` if the text contains an exponent that the chips don't support. On
+/// failure, files that were already written stay.
 [[nodiscard]] int generateTarnwaveKeys(const QString& privatePath, const QString& publicPath, const QString& cPath,
                                        const QString& pyPath, const QString& txtPath);
 
-/// Writes the binary, with its own size as a little-endian 32-bit number at offset 24, and after it the 256 bytes of
-/// an RSASSA-PKCS1-v1_5 signature with SHA-256 (RFC 8017) over the binary as it is written. The key is a PEM private
-/// key of RSA with 2048 bits, not encrypted. `tarnwaveFailed` or `tarnwaveOutOfMemory` leave an older output as it was.
+/// Writes a signed binary: the binary, with its own size as a little-endian 32-bit number at offset 24, then the 256
+/// bytes of an RSASSA-PKCS1-v1_5 signature with SHA-256 (RFC 8017) over these bytes. The key is a 2048-bit RSA private
+/// key in PEM, not encrypted. After `tarnwaveFailed` or `tarnwaveOutOfMemory`, an older output is unchanged.
 [[nodiscard]] int signTarnwaveBinary(const QString& privateKeyPath, const QString& binaryPath,
                                      const QString& outputPath);

@@ -32,7 +32,7 @@ const char* announcement(std::uint32_t mode) {
     }
 }
 
-// The first `size` bytes of `file`, or all that it has.
+// The first `size` bytes of `file`, or all its bytes if it has fewer.
 QByteArray firstBytes(QFile& file, qint64 size) {
     QByteArray content(std::min(size, file.size()), Qt::Uninitialized);
     preferLargePages(content);
@@ -40,7 +40,7 @@ QByteArray firstBytes(QFile& file, qint64 size) {
     return content;
 }
 
-// Appends what `from` has from `offset` on, in pieces: the file may be of any size.
+// Copies the bytes of `from` after `offset`. It copies piece by piece, because the file may have any size.
 bool copyTail(QFile& from, qint64 offset, const PieceWriter& write) {
     constexpr qint64 pieceSize = qint64{1} << 20;
     const qint64 size = from.size();
@@ -94,7 +94,7 @@ bool DcuEncryption::readInputs() {
             return false;
         }
     } else {
-        // Once for its size, once for its content, and once for its size again when the key's turn comes.
+        // One message for the file's size, one for its content, and one for its size again before the key is read.
         for (const char* const text : {"Failed to open file.", "Failed to open file", "Failed to open file."}) {
             display->displayMessage(MessageKind::error, "%s", text);
         }
@@ -161,8 +161,8 @@ bool DcuEncryption::writeImage() {
         display->displayMessage(MessageKind::error, "Failed to open file");
         return false;
     }
-    // The old file is replaced as a whole, so that a failure costs nothing of it; what it has after the end of the
-    // image goes along.
+    // The old file is replaced as a whole, so that it is unchanged after a failure. Its bytes after the end of the
+    // image are copied to the new file.
     const auto writeContent = [this, &old](const PieceWriter& write) {
         return write(encrypted) && (!old.isOpen() || copyTail(old, dataSize, write));
     };

@@ -10,9 +10,9 @@
 
 class QFile;
 
-/// Prepares an encrypted image for memory that a device reads through its memory cipher engine: reads a plain binary
-/// and a key file, encrypts each whole group of 32 bytes for the address that it will be programmed at, and writes
-/// "Encrypted_Image.bin". One object serves one call.
+/// Makes an encrypted image for memory that a device reads through its memory cipher engine. Reads a plain binary and a
+/// key file, encrypts each whole group of 32 bytes for its address on the device, and writes "Encrypted_Image.bin". An
+/// object is used for one call only.
 class DcuEncryption {
   public:
     DcuEncryption() = default;
@@ -21,11 +21,11 @@ class DcuEncryption {
     DcuEncryption& operator=(const DcuEncryption&) = delete;
 
     /// Encrypts the file `appPath` under the first 16 bytes of the file `keyPath` into the folder `directory`.
-    /// `startAddress` is where the first byte will lie; 0 counts as not given. `mode` is a MemoryCipherMode.
+    /// `startAddress` is the address of the first byte on the device; 0 counts as absent. `mode` is a MemoryCipherMode.
     ///
     /// The result is as long as the image. Bytes after the last whole group are zero; bytes of an older, longer output
     /// file stay after the new ones. The output may replace either input. An image that can't be opened is reported
-    /// and counts as empty. True when the output was written; otherwise the fault was reported.
+    /// and counts as empty. Returns true if the output was written; otherwise the fault was reported.
     [[nodiscard]] bool encryptBinary(const QString& appPath, const QString& keyPath, const QString& directory,
                                      std::uint32_t startAddress, std::uint32_t mode);
 

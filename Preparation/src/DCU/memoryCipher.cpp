@@ -46,8 +46,9 @@ void addTo(CipherBlock& state, const CipherBlock& key) {
     }
 }
 
-// FIPS 197, section 5.2, backward: each step takes a round key to the one before it, so that all eleven come out. A
-// step undoes the word sums, then takes SubWord(RotWord(last word)) and the round constant off the first word.
+// Inverts the key expansion of FIPS 197, section 5.2. Each step computes the previous round key, until all eleven are
+// known. A step undoes the word sums, then removes SubWord(RotWord(last word)) and the round constant from the first
+// word.
 RoundKeys expandFromLast(const CipherBlock& lastRoundKey) {
     RoundKeys keys;
     keys[10] = lastRoundKey;
@@ -65,7 +66,7 @@ RoundKeys expandFromLast(const CipherBlock& lastRoundKey) {
     return keys;
 }
 
-// SubBytes and ShiftRows; the state stands column by column.
+// SubBytes and ShiftRows. The state is stored column by column.
 CipherBlock substituteAndShiftRows(const CipherBlock& state) {
     CipherBlock result;
     for (std::size_t i = 0; i < result.size(); ++i) {
@@ -107,7 +108,7 @@ void noekeonGamma(NoekeonWords& a) {
     a[0] ^= a[2] & a[1];
 }
 
-// Big-endian words of the bytes read backward: little-endian words, the last one first.
+// The big-endian words of the reversed bytes. These are the little-endian words of the bytes, the last one first.
 NoekeonWords wordsBackward(const CipherBlock& bytes) {
     NoekeonWords words{};
     for (std::size_t i = 0; i < bytes.size(); ++i) {

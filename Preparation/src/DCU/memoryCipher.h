@@ -6,13 +6,13 @@
 #include <cstdint>
 #include <span>
 
-/// The cipher of the external-memory cipher engine, in the encryption direction, one group at a time and in plain C++:
-/// the definition that every faster way is held against.
+/// The encryption of the external-memory cipher engine, one group at a time, in plain C++. It is the reference for the
+/// faster implementations.
 ///
 /// Memory is encrypted in groups of 32 bytes. Each group has two 128-bit block keys, derived from the master key and
-/// the group's address; each 16-byte half is encrypted by itself under its own block key.
+/// the group's address. Each 16-byte half is encrypted separately under its own block key.
 
-/// How keys are derived and halves are encrypted. Any other number counts as noekeon.
+/// The key derivation and the block cipher. Any other number counts as memoryCipherNoekeon.
 enum MemoryCipherMode : std::uint32_t {
     memoryCipherBlockNormal = 0,  ///< deriveKeysNormal, AES
     memoryCipherBlockFast = 1,    ///< deriveKeysFast, AES
@@ -28,19 +28,20 @@ using DerivedKeys = std::array<std::uint8_t, 32>;
 
 using MasterKey = std::span<const std::uint8_t, 16>;
 
-/// The block keys of the group at `address`, every bit of which counts.
+/// The block keys of the group at `address`. All bits of the address are used.
 [[nodiscard]] DerivedKeys deriveKeysFast(MasterKey key, std::uint32_t address);
 
-/// The block keys of the group at `address`, of which bits 5 to 28 count.
+/// The block keys of the group at `address`. Only bits 5 to 28 of the address are used.
 [[nodiscard]] DerivedKeys deriveKeysNormal(MasterKey key, std::uint32_t address);
 
-/// The block keys in the way of `mode`.
+/// The block keys by the key derivation of `mode`.
 [[nodiscard]] DerivedKeys deriveKeys(std::uint32_t mode, MasterKey key, std::uint32_t address);
 
-/// AES-128 (FIPS 197) on the block read backward. The block key, read backward as well, is the last round key.
+/// AES-128 (FIPS 197) with the bytes of the block and of the block key reversed. The block key is the last round key.
 [[nodiscard]] CipherBlock aesEncryptLastRoundKey(const CipherBlock& blockKey, const CipherBlock& in);
 
-/// Twelve rounds of Noekeon in direct-key mode on key and block read backward, without the closing transformation.
+/// Twelve rounds of Noekeon in direct-key mode, without the closing transformation, with the bytes of key and block
+/// reversed.
 [[nodiscard]] CipherBlock noekeonEncrypt12(const CipherBlock& blockKey, const CipherBlock& in);
 
 /// Encrypts one group. `plain` and `out` may be the same bytes.
@@ -48,13 +49,13 @@ void encryptGroup(std::uint32_t mode, MasterKey key, std::uint32_t address,
                   std::span<const std::uint8_t, memoryCipherGroupSize> plain,
                   std::span<std::uint8_t, memoryCipherGroupSize> out);
 
-/// The three stretches of deriveKeysNormal, for whoever derives many keys: the start, which knows the master key alone;
-/// the step for each of the six nibbles of memoryCipherGroupNumber, the highest first; and the end.
+/// The three steps of deriveKeysNormal, for callers that derive many keys: the start, which depends only on the master
+/// key; a step for each of the six nibbles of memoryCipherGroupNumber, the highest first; and the end.
 [[nodiscard]] KeccakF400State startNormalDerivation(MasterKey key);
 void absorbAddressNibble(KeccakF400State& state, std::uint32_t nibble);
 [[nodiscard]] DerivedKeys finishNormalDerivation(KeccakF400State state);
 
-/// The 24 bits of an address that deriveKeysNormal looks at.
+/// The 24 bits of an address that deriveKeysNormal uses.
 [[nodiscard]] constexpr std::uint32_t memoryCipherGroupNumber(std::uint32_t address) {
     return (address >> 5) & 0xFFFFFF;
 }
@@ -64,13 +65,13 @@ inline constexpr std::array<std::uint8_t, 10> aesRoundConstants = {
     0x01, 0x02, 0x04, 0x08, 0x10, 0x20, 0x40, 0x80, 0x1B, 0x36,
 };
 
-/// Rounds of Noekeon that the cipher runs.
+/// The number of Noekeon rounds of the cipher.
 inline constexpr std::size_t noekeonRoundCount = 12;
 
 /// Words of a Noekeon key or block, word 0 first.
 using NoekeonWords = std::array<std::uint32_t, 4>;
 
-/// Noekeon's round constants; it ends with the one of the published cipher's closing transformation.
+/// Noekeon's round constants. The last one is that of the published cipher's closing transformation.
 inline constexpr std::array<std::uint8_t, 17> noekeonRoundConstants = {
     0x80, 0x1B, 0x36, 0x6C, 0xD8, 0xAB, 0x4D, 0x9A, 0x2F, 0x5E, 0xBC, 0x63, 0xC6, 0x97, 0x35, 0x6A, 0xD4,
 };

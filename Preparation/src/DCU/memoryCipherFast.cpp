@@ -10,7 +10,8 @@ namespace {
 
 constexpr EncryptGroups ways[] = {encryptGroupsWideAes, encryptGroupsVector, encryptGroupsPortable};
 
-// Compilers differ in whether they know VAES by name. That the system keeps the vectors is part of the test for AVX2.
+// CPUID is read directly, because not every compiler knows VAES by name. The test for AVX2 already covers the operating
+// system's support for vectors.
 bool hasVaes() {
     unsigned eax = 0;
     unsigned ebx = 0;

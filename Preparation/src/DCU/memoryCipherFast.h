@@ -2,20 +2,20 @@
 
 #include "Preparation/src/DCU/memoryCipher.h"
 
-/// The memory cipher over whole images, on whatever this processor does fastest. The result is that of encryptGroup for
-/// each group.
+/// The memory cipher for whole images, by the fastest implementation for this processor. The result is the same as that
+/// of encryptGroup for each group.
 
-/// Encrypts the whole groups of `plain`; the first one lies at `address`, the others follow modulo 2 to the 32nd. `out`
-/// is as long as `plain`, at another place; its bytes after the last whole group stay as they are.
+/// Encrypts the whole groups of `plain`. `address` is the address of the first one; addresses wrap at 2^32. `out` is as
+/// long as `plain` and doesn't overlap it. Its bytes after the last whole group are unchanged.
 void encryptGroups(std::uint32_t mode, MasterKey key, std::uint32_t address, std::span<const std::uint8_t> plain,
                    std::span<std::uint8_t> out);
 
-/// The same by encryptGroup alone.
+/// Does the same by calling encryptGroup for each group.
 void encryptGroupsPortable(std::uint32_t mode, MasterKey key, std::uint32_t address,
                            std::span<const std::uint8_t> plain, std::span<std::uint8_t> out);
 
-/// The same by vectors of 256 bits and AES instructions: AVX2 and AES-NI, or AVX2 and VAES. Only where the processor
-/// has them.
+/// Do the same with 256-bit vectors and AES instructions: AVX2 and AES-NI, or AVX2 and VAES. The processor must have
+/// these instructions.
 void encryptGroupsVector(std::uint32_t mode, MasterKey key, std::uint32_t address, std::span<const std::uint8_t> plain,
                          std::span<std::uint8_t> out);
 void encryptGroupsWideAes(std::uint32_t mode, MasterKey key, std::uint32_t address, std::span<const std::uint8_t> plain,
@@ -23,5 +23,5 @@ void encryptGroupsWideAes(std::uint32_t mode, MasterKey key, std::uint32_t addre
 
 using EncryptGroups = decltype(&encryptGroups);
 
-/// The ways that this processor has, the fastest first; encryptGroupsPortable is always the last.
+/// The implementations that run on this processor, the fastest first. encryptGroupsPortable is always the last.
 [[nodiscard]] std::span<const EncryptGroups> memoryCipherWays();

@@ -1,22 +1,23 @@
-// The memory cipher on 256-bit vectors: a batch of 32 groups at a time.
+// The memory cipher on 256-bit vectors. It encrypts a batch of 32 groups at a time.
 //
-// Key derivation. A vector holds one lane of the state for sixteen groups; one pass through the permutation derives all
-// their keys. A batch takes two such passes, round by round in turn: the rounds of one fill the waits of the other. In
-// normal mode the sixteen groups are those whose group numbers share all but the last nibble. Their common state comes
-// from a vector as well, which holds the sixteen states after the fifth nibble; only the state after the first four
-// nibbles is worked out alone, once in 8 KiB. A group thus costs a sixteenth of twelve rounds, where the definition
-// takes 39. The last round makes only the sixteen lanes that are keys.
+// Key derivation: A vector contains one lane of the states of sixteen groups, so one pass through the permutation
+// derives the keys of all sixteen. A batch needs two passes. Their rounds alternate, so that each pass uses the wait
+// cycles of the other. In normal mode, the group numbers of the sixteen groups differ only in the last nibble. The
+// state that they have in common is one of the sixteen states after the fifth nibble, which are also computed as
+// vectors. Only the state after the first four nibbles is computed alone, once for 8 KiB. A group therefore costs one
+// sixteenth of twelve rounds; the reference needs 39 rounds. The last round computes only the sixteen lanes that are
+// keys.
 //
-// Order. The groups stand in a vector in the order 0-3, 8-11, 4-7, 12-15: interleaving two lanes then gives 32-bit key
+// Order: The groups in a vector have the order 0-3, 8-11, 4-7, 12-15. Interleaving two lanes then yields the 32-bit key
 // words of the groups 0-7 and 8-15 in their natural order. Eight such groups are a set.
 //
-// Block ciphers. Noekeon stays word-sliced: a vector holds one word of eight blocks. The AES key schedule does so too,
-// since a step backward is then three sums, one shuffle and the last-round instruction; each round key that it passes
-// is put into block order and kept. The cipher itself runs on eight registers at a time, to fill the AES units. These
-// are in memoryCipherVectorBlocks.cpp.
+// Block ciphers: Noekeon stays word-sliced; a vector contains one word of eight blocks. The AES key schedule is
+// word-sliced, too, because a backward step is then three sums, one shuffle and the last-round instruction. Each round
+// key is converted to block order and stored. AES itself uses eight registers at a time to fill the AES units. The
+// block ciphers are in memoryCipherVectorBlocks.cpp.
 //
-// Block keys and blocks are read backward by definition. For words that only means the last word first; for AES blocks
-// it is one shuffle at loading and one at storing.
+// The cipher reverses the bytes of block keys and blocks. For words, this only means that the last word is first. For
+// AES blocks, it takes one shuffle at loading and one at storing.
 
 #include "Preparation/src/DCU/memoryCipherFast.h"
 
@@ -35,7 +36,8 @@ constexpr std::size_t vectorGroups = 16;
 constexpr std::size_t batchGroups = 2 * vectorGroups;
 constexpr std::size_t batchSize = batchGroups * memoryCipherGroupSize;
 
-// Which group stands at a place of a vector, and, the order being its own inverse, at which place a group stands.
+// The number of the group at each position of a vector. The order is its own inverse, so it is also the position of
+// each group.
 constexpr Lanes order = {0, 1, 2, 3, 8, 9, 10, 11, 4, 5, 6, 7, 12, 13, 14, 15};
 
 // The states of sixteen groups.
@@ -43,7 +45,7 @@ struct States {
     Lanes lanes[25];
 };
 
-// The lanes of sixteen groups that are their block keys.
+// The lanes of sixteen groups that contain their block keys.
 struct KeyLanes {
     Lanes lanes[16];
 };
@@ -66,7 +68,7 @@ VECTOR_CODE inline Lanes rotateLeft(Lanes lanes) {
     }
 }
 
-// Theta, rho and pi for the lane that lands at (x, y).
+// Theta, rho and pi for the lane that pi moves to (x, y).
 template <std::size_t x, std::size_t y>
 VECTOR_CODE inline Lanes moved(const States& in, const Lanes (&effect)[5]) {
     constexpr std::size_t column = (x + 3 * y) % 5;
@@ -119,7 +121,7 @@ VECTOR_CODE void makeKeyRound(const States& in, std::size_t round, KeyLanes& out
     out.lanes[0] ^= broadcast(keccakF400RoundConstants[round]);
 }
 
-// The rounds 0 to `last`.
+// Runs the rounds 0 to `last`.
 VECTOR_CODE void makeKeys(const States (&start)[2], std::size_t last, BatchKeys& keys) {
     States states[2][2];
     makeRound(start[0], 0, states[0][0]);
@@ -136,7 +138,7 @@ VECTOR_CODE void makeKeys(const States (&start)[2], std::size_t last, BatchKeys&
 
 // Key derivation
 
-// absorbAddressNibble with the nibble 0 to 15 for the group of that number, up to its rounds.
+// Does the same as absorbAddressNibble without its rounds. Group n of the sixteen gets nibble n.
 VECTOR_CODE void addAllNibbles(States& states) {
     states.lanes[0] ^= (order & 1) | ((order & 2) << 6);
     states.lanes[4] ^= (order & 4) << 9;
@@ -154,7 +156,7 @@ class NormalDerivation {
   public:
     explicit NormalDerivation(MasterKey key) { stack_[0] = startNormalDerivation(key); }
 
-    // The keys of the batch of which the first group has the number batchGroups * `batch`.
+    // The keys of the batch whose first group has the number batchGroups * `batch`.
     VECTOR_CODE void deriveBatch(std::uint32_t batch, BatchKeys& keys) {
         if (batch >> 3 != upperNibbles_) {
             enter(batch >> 3);
@@ -171,7 +173,7 @@ class NormalDerivation {
     }
 
   private:
-    // Makes the sixteen states after the fifth nibble. Of the stack, only what differs is made anew.
+    // Computes the sixteen states after the fifth nibble. Only the changed part of the stack is computed again.
     VECTOR_CODE void enter(std::uint32_t upperNibbles) {
         for (std::uint32_t depth = 0; depth < 4; ++depth) {
             const std::uint32_t shift = 12 - 4 * depth;
@@ -190,11 +192,11 @@ class NormalDerivation {
     }
 
     KeccakF400State stack_[5];                 // after the start and each of the first four nibbles
-    std::uint32_t upperNibbles_ = 0xFFFFFFFF;  // those of the stack's top; at first, none that a number has
+    std::uint32_t upperNibbles_ = 0xFFFFFFFF;  // those of the stack's top; initially an impossible value
     States fifth_;
 };
 
-// Sixteen numbers in one vector: those of the groups 0-7 and 8-15.
+// Packs the numbers of the groups 0-7 and 8-15 into one vector.
 VECTOR_CODE inline Lanes packLanes(Words low, Words high) {
     return reinterpret_cast<Lanes>(_mm256_packus_epi32(bits(low), bits(high)));
 }
@@ -223,10 +225,10 @@ class FastDerivation {
     }
 
   private:
-    States start_[2];  // complete but for the address
+    States start_[2];  // complete except for the address
 };
 
-// One key word of either set: its two lanes, interleaved.
+// Makes one key word of each set by interleaving its two lanes.
 VECTOR_CODE inline void takeKeyWord(const KeyLanes& keys, std::size_t lane, Words& set0, Words& set1) {
     const auto low = reinterpret_cast<__m256i>(keys.lanes[lane]);
     const auto high = reinterpret_cast<__m256i>(keys.lanes[lane + 1]);
@@ -283,7 +285,7 @@ VECTOR_CODE void encryptImage(std::uint32_t mode, SetCipher aes, MasterKey key, 
     for (std::size_t done = 0; done < groups;) {
         const std::size_t offset = done * memoryCipherGroupSize;
         const std::uint32_t groupAddress = address + static_cast<std::uint32_t>(offset);
-        std::size_t first = 0;  // the group of the batch that lies at this offset
+        std::size_t first = 0;  // the group of the batch at this offset
         if (fastMode) {
             fast.deriveBatch(groupAddress, keys);
         } else {

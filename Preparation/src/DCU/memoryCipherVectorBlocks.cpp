@@ -4,8 +4,8 @@
 
 #include "Preparation/src/DCU/memoryCipherVector.h"
 
-// Functions that run only where the processor has VAES, too. What both ways of AES share is VECTOR_CODE, and gets the
-// one step that differs as a parameter, so that no instruction of VAES stands in what runs without it.
+// Marks functions that run only if the processor also has VAES. Code that both AES implementations share is VECTOR_CODE
+// and gets the one different step as a parameter, so that it contains no VAES instruction.
 #define WIDE_CODE __attribute__((target("avx2,aes,vaes")))
 
 namespace {
@@ -31,7 +31,7 @@ VECTOR_CODE inline void storeTwo(Words blocks, std::uint8_t* out, std::size_t gr
     storeBlock(_mm256_extracti128_si256(bits(blocks), 1), out, group + 4, half);
 }
 
-// Words to blocks, or back: vector i gets the block at place i and the one at place i + 4.
+// Converts words to blocks, or back. Vector i receives the blocks at positions i and i + 4.
 VECTOR_CODE inline void transpose(WordVectors& v) {
     const __m256i low01 = _mm256_unpacklo_epi32(bits(v.w0), bits(v.w1));
     const __m256i low23 = _mm256_unpacklo_epi32(bits(v.w2), bits(v.w3));
@@ -43,7 +43,7 @@ VECTOR_CODE inline void transpose(WordVectors& v) {
     v.w3 = words(_mm256_unpackhi_epi64(high01, high23));
 }
 
-// The round keys of a set: by round, by half, and by group in the order that transpose gives.
+// The round keys of a set, by round, half and group. The groups are in the order after transpose.
 struct alignas(32) SetRoundKeys {
     __m128i keys[11][2][setGroups];
 
@@ -53,7 +53,7 @@ struct alignas(32) SetRoundKeys {
 };
 constexpr std::size_t groupOfBlock[setGroups] = {0, 4, 1, 5, 2, 6, 3, 7};
 
-// The last round without a key, of two blocks: SubBytes and ShiftRows.
+// SubBytes and ShiftRows of two blocks, which are the last AES round without a key.
 struct NarrowAes {
     VECTOR_CODE static __m256i substitute(__m256i blocks) {
         const __m128i low = _mm_aesenclast_si128(_mm256_castsi256_si128(blocks), _mm_setzero_si128());
@@ -67,8 +67,8 @@ struct WideAes {
     }
 };
 
-// SubWord(RotWord(word)) for words as bytes in the order of AES. The shuffle rotates each word and puts its bytes where
-// ShiftRows takes them from.
+// SubWord(RotWord(word)) for words whose bytes are in AES order. The shuffle rotates each word and moves its bytes to
+// the positions from which ShiftRows reads them.
 template <class Aes>
 VECTOR_CODE inline Words scheduleCore(Words lastWords) {
     return words(Aes::substitute(
@@ -104,7 +104,7 @@ VECTOR_CODE inline WordVectors lastRoundKey(const WordVectors& key) {
     return {swapBytes(key.w0), swapBytes(key.w1), swapBytes(key.w2), swapBytes(key.w3)};
 }
 
-// Both halves in turn, for the waits.
+// Expands the keys of both halves in alternation, so that each uses the wait cycles of the other.
 template <class Aes>
 VECTOR_CODE inline void expandFromLast(const SetKeys& set, SetRoundKeys& roundKeys) {
     WordVectors first = lastRoundKey(set.halves[0]);
@@ -153,7 +153,7 @@ VECTOR_CODE inline void noekeonRound(const WordVectors& key, std::uint32_t const
     a.w3 = rotateWords<30>(a.w3);
 }
 
-// Blocks read backward give the last word first.
+// Loads words. The bytes of the blocks are reversed, so the last word is first.
 VECTOR_CODE inline WordVectors loadWords(const std::uint8_t* plain, std::size_t half) {
     WordVectors v = {loadTwo(plain, 0, half), loadTwo(plain, 1, half), loadTwo(plain, 2, half),
                      loadTwo(plain, 3, half)};
@@ -198,7 +198,7 @@ __attribute__((flatten)) WIDE_CODE void encryptSetWideAes(const SetKeys& keys, c
                                                           std::uint8_t* out) {
     SetRoundKeys roundKeys;
     expandFromLast<WideAes>(keys, roundKeys);
-    __m256i blocks[setGroups];  // the first halves of the groups by twos, then the second halves
+    __m256i blocks[setGroups];  // pairs of the groups' first halves, then pairs of their second halves
     for (std::size_t i = 0; i < setGroups; ++i) {
         const Words block = shuffleBytes(loadTwo(plain, i % 4, i / 4), reversal());
         blocks[i] = _mm256_xor_si256(bits(block), roundKeys.two(0, i));

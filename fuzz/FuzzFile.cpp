@@ -10,7 +10,8 @@
 
 namespace {
 
-// On a memory file system, where there is one: a fuzzer writes thousands of files a second.
+// The folder for the files. It is in a memory file system if there is one, because a fuzzer writes thousands of files
+// per second.
 QString folder() {
     static const QString made = [] {
         static int argc = 1;

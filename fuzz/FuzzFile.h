@@ -6,12 +6,12 @@
 #include <cstddef>
 #include <cstdint>
 
-/// The target that this run of the program serves: its first argument.
+/// The target of this run: the program's first argument.
 [[nodiscard]] QByteArray fuzzTarget();
 void setFuzzTarget(const QByteArray& name);
 
-/// A file in memory that holds one fuzzer input, under a path that ends as the reader asks for. All messages are
-/// swallowed while it lives.
+/// A file in memory with one fuzzer input. Its path ends with the suffix that the reader expects. All messages are
+/// discarded from the first object on.
 class FuzzFile {
   public:
     FuzzFile(const std::uint8_t* data, std::size_t size, const char* suffix);
@@ -20,7 +20,7 @@ class FuzzFile {
     FuzzFile& operator=(const FuzzFile&) = delete;
 
     [[nodiscard]] const QString& path() const { return path_; }
-    /// A path beside it, for what is written; the file is gone with this object.
+    /// A path in the same folder for an output. The destructor removes that file.
     [[nodiscard]] QString output() const { return path_ + QStringLiteral(".out"); }
 
   private:

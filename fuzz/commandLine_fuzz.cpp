@@ -1,5 +1,5 @@
-// Whole command lines. A byte of the input picks a word, so that a path is always one of the small files below and
-// nothing outside of this fuzzer's folder is ever written.
+// Fuzzes whole command lines. Each byte of the input selects a word. Therefore every path is one of the small files
+// below, and nothing outside of this fuzzer's folder is written.
 
 #include "cli/CommandLineTool.h"
 #include "display/Display.h"

@@ -1,7 +1,7 @@
 // The main function of every fuzz program: replays files, or runs libFuzzer.
 //
-// "replay" gives every file of the folders to the target: whole, cut short and with single bytes flipped, always from a
-// buffer of the exact size, so that a read beyond its end is found. A missing folder has no files.
+// "replay" runs the target on every file of the folders: whole, truncated, and with single bytes flipped. The buffer
+// always has the exact size, so that a read beyond its end is found. A missing folder counts as empty.
 
 #include "fuzz/FuzzFile.h"
 
@@ -19,7 +19,7 @@ extern "C" int LLVMFuzzerRunDriver(int* argc, char*** argv, int (*callback)(cons
 
 namespace {
 
-constexpr qsizetype mostPlaces = 128;  // of one file; the fuzzers themselves look everywhere
+constexpr qsizetype mostPlaces = 128;  // offsets per file; the fuzzers themselves try all offsets
 
 void replay(const QByteArray& bytes) {
     const std::vector<std::uint8_t> exact(bytes.begin(), bytes.end());

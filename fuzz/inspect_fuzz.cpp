@@ -1,5 +1,5 @@
-// The opener, one program for each format and one for `verify`. Shown and proven under a fixed key, a file must keep
-// what holds for any: its ranges tile it, and nothing is proven that the ranges don't cover.
+// Fuzzes the opener, with one target for each format and one for `verify` with a fixed key. For every file, the ranges
+// must tile the file, and the verdict must not be "proven" if no byte is covered.
 
 #include "fuzz/FuzzFile.h"
 #include "inspect/Report.h"
@@ -50,7 +50,7 @@ void checkVerified(const inspect::Source& source, inspect::Description descripti
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    // "inspect-installImage" takes the input for an install image, "inspect-verify" finds the format itself.
+    // "inspect-installImage" reads the input as an install image. "inspect-verify" detects the format.
     const QString name = QString::fromLatin1(fuzzTarget()).section(u'-', 1);
     inspect::Source source;
     source.path = QStringLiteral("input");

@@ -1,4 +1,4 @@
-// make_seeds FOLDER: writes a few valid inputs for each fuzz target, made by the tests' own builders.
+// make_seeds FOLDER: writes a few valid inputs for each fuzz target. The builders of the tests make them.
 
 #include "tests/inspect/SealingKit.h"
 #include "tests/inspect/SigningKit.h"
@@ -145,7 +145,7 @@ void writeDocuments(const QDir& root) {
     write(root, "commandLine", "tbi", QByteArray::fromHex("0312391341421512164a1744"));
 }
 
-// For the opener, whose verify target knows the kit's key and nonce.
+// Writes seeds for the opener. Its verify target has the same key and nonce as the kit.
 void writeInspected(const QDir& root) {
     const QByteArray image = kitMake(kitInstallImage());
     const KitPair update = kitUpdate(QByteArray(33, 'u'), 2);

@@ -1,4 +1,4 @@
-// One target for each format, named after its suffix: any file that openFile takes by the end of its name.
+// Fuzzes openFile, with one target for each format that it recognises by its suffix. Each is named after the suffix.
 
 #include "files/openFile.h"
 #include "files/recordFiles.h"
@@ -9,7 +9,7 @@
 
 namespace {
 
-// What a reader gives must hold what it says: no segment larger than its bytes.
+// No segment may have a size larger than the number of its bytes.
 void checkSegments(const FileData& file) {
     for (const FileSegment& segment : file.segments) {
         if (static_cast<qsizetype>(segment.size) > segment.data.size()) {

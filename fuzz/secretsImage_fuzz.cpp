@@ -1,7 +1,7 @@
 #include "fuzz/FuzzFile.h"
 #include "images/secretsImage.h"
 
-// The first byte picks the device.
+// The first byte selects the device.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size == 0) {
         return 0;

@@ -1,4 +1,5 @@
-// Templates of both formats, as far as they are read and checked. Nothing is generated: a template names its outputs.
+// Fuzzes reading and checking templates of both formats. Nothing is generated, because a template chooses the paths of
+// its outputs.
 
 #include "fuzz/FuzzFile.h"
 #include "obkey/LinkedTemplate.h"
@@ -39,7 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (document.document == nullptr) {
         return 0;
     }
-    // What was well-formed stays so.
+    // A well-formed template must stay well-formed.
     setTemplateValues({{QStringLiteral("Key"), QStringLiteral("<&>\r\"'"), 1}}, text);
     if (documentOf(text).document == nullptr) {
         std::abort();

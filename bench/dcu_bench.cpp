@@ -1,4 +1,5 @@
-// How fast the memory cipher is: the definition and the way this processor takes, in all modes, beside plain AES.
+// The speed of the memory cipher in all modes: the reference implementation, the fastest one for this processor, and
+// plain AES for comparison.
 
 #include "Preparation/src/DCU/memoryCipherFast.h"
 
@@ -12,7 +13,7 @@ namespace {
 
 constexpr std::array<std::uint8_t, 16> key = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
 constexpr std::uint32_t startAddress = 0xB0000000;
-constexpr std::size_t imageSize = 64 << 10;  // in the second-level cache, so that memory has no part in it
+constexpr std::size_t imageSize = 64 << 10;  // fits the second-level cache, so that memory doesn't limit the speed
 
 template <auto encrypt>
 void memoryCipher(benchmark::State& state) {

@@ -1,4 +1,4 @@
-// How fast the firmware readers are. Inputs are written by our own writers into a temporary folder.
+// The speed of the firmware readers. Our own writers write the inputs to a temporary folder.
 
 #include "files/openFile.h"
 #include "files/recordFiles.h"
@@ -44,7 +44,7 @@ FileData wholeImage() {
     return file;
 }
 
-// Records far apart, each its own segment, from the highest address down.
+// Segments with large gaps between them, in the order of descending addresses.
 FileData scatteredImage() {
     constexpr std::uint32_t count = 20000;
     FileData file;
@@ -105,7 +105,7 @@ void binaryFile(benchmark::State& state) {
 }
 BENCHMARK(binaryFile)->Unit(benchmark::kMillisecond);
 
-// The parser alone: the text is in memory and the bytes go nowhere.
+// Measures only the parser. The text is in memory, and the bytes aren't stored.
 void hexParser(benchmark::State& state) {
     QFile source(write("parser.hex", wholeImage(), writeHexFile));
     if (!source.open(QIODevice::ReadOnly)) {

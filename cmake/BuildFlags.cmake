@@ -1,4 +1,5 @@
-# Flags of every target of this project. Outside headers come in as system headers, so warnings are ours alone.
+# Flags of every target of this project. Headers of other projects are system headers, so that all warnings are about our
+# code.
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
@@ -16,23 +17,23 @@ target_compile_options(build-flags INTERFACE -Wall -Wextra -Wpedantic -Wconversi
 target_compile_definitions(build-flags INTERFACE QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII
                            QT_NO_CAST_FROM_BYTEARRAY)
 
-# A failure is a value here, never an exception: the tool's own code is compiled without them.
+# The tool returns failures as values, so its code is compiled without exceptions.
 add_library(tool-flags INTERFACE)
 target_link_libraries(tool-flags INTERFACE build-flags)
 target_compile_options(tool-flags INTERFACE -fno-exceptions)
 target_compile_definitions(tool-flags INTERFACE QT_NO_EXCEPTIONS)
 
-# The same commit gives the same bytes, wherever it is built.
+# A commit yields the same bytes in every build folder.
 add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
 
 if(QVORA_SANITIZE)
-  # One build serves the tests and the fuzz targets: the coverage that libFuzzer needs costs the tests little.
+  # One build is for both the tests and the fuzz targets. libFuzzer's coverage slows the tests down only a little.
   add_compile_options(-fsanitize=address,undefined,fuzzer-no-link -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined -fuse-ld=lld)
 else()
   add_compile_options("$<$<CONFIG:Release>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=3>" -fstack-protector-strong)
   add_link_options(-Wl,-z,relro -Wl,-z,now -Wl,--as-needed)
-  # Only x86 has it.
+  # Only compilers for x86 have this option.
   include(CheckCXXCompilerFlag)
   check_cxx_compiler_flag(-fcf-protection QVORA_HAS_CF_PROTECTION)
   if(QVORA_HAS_CF_PROTECTION)
@@ -40,24 +41,24 @@ else()
   endif()
 endif()
 
-# Every build writes the source that names its release and commit. Only main sources use it, so that a commit costs no
-# more than to link them again.
+# Every build writes a source with its release and commit. Only programs use it, so after a commit, they are only linked
+# again.
 set(build_version ${PROJECT_BINARY_DIR}/buildVersion.cpp)
 add_custom_target(build-version BYPRODUCTS ${build_version}
   COMMAND ${CMAKE_COMMAND} -DSOURCE=${PROJECT_SOURCE_DIR} -DRELEASE=${PROJECT_VERSION} -DOUTPUT=${build_version}
           -P ${PROJECT_SOURCE_DIR}/cmake/writeBuildVersion.cmake VERBATIM)
 
-# name_build(target): gives a program its buildVersion.
+# name_build(target): adds buildVersion to a program.
 function(name_build target)
   target_sources(${target} PRIVATE ${build_version})
   set_source_files_properties(${build_version} PROPERTIES GENERATED ON SKIP_PRECOMPILE_HEADERS ON SKIP_AUTOMOC ON)
   add_dependencies(${target} build-version)
 endfunction()
 
-# Headers that most sources of a kind include are parsed once. A source still includes what it uses: scripts/check builds
-# with QVORA_PRECOMPILE off.
+# Headers that most sources of a kind include are precompiled. Sources still include all headers that they use, because
+# scripts/check builds with QVORA_PRECOMPILE off.
 #
-# shared_headers(name HEADERS header... LINK target...): makes such a set.
+# shared_headers(name HEADERS header... LINK target...): makes a set of precompiled headers.
 function(shared_headers name)
   cmake_parse_arguments(ARG "" "" "HEADERS;LINK" ${ARGN})
   add_library(${name} OBJECT ${PROJECT_SOURCE_DIR}/cmake/sharedHeaders.cpp)

@@ -1,11 +1,11 @@
-# Installation and the Debian packages. The executable looks for its helper files beside itself, so it lives in a folder
-# of its own, with a link in bin/.
+# Installation and the Debian packages. The executable needs its helper files in its own folder, so it is installed in a
+# separate folder, with a link in bin/.
 set(CPACK_PACKAGE_NAME qvora-sealed-bundle-builder)
 set(CPACK_PACKAGE_CONTACT "QVORA Sealed Bundle Builder developers <developers@qvora.invalid>")
 include(cmake/findCommit.cmake)
 find_commit(${PROJECT_SOURCE_DIR} commit date)
-# The file's name may have 80 characters, with the longest architecture: there is room for nine digits of the commit, or
-# for the word that the tree differs from it.
+# The package's file name may have 80 characters. With the longest architecture, this leaves room for nine digits of the
+# commit, or for "dirty" if the tree differs from it.
 if(commit MATCHES "dirty")
   set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION}+${date}.dirty)
 else()
@@ -18,11 +18,11 @@ set(documents ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_PACKAGE_NAME})
 set(tool QVORASealedBundleBuilder_CLI)
 set(made ${PROJECT_BINARY_DIR}/packaging)
 file(MAKE_DIRECTORY ${made})
-string(TIMESTAMP now "%a, %d %b %Y %H:%M:%S +0000" UTC)  # of SOURCE_DATE_EPOCH, where it is set
+string(TIMESTAMP now "%a, %d %b %Y %H:%M:%S +0000" UTC)  # SOURCE_DATE_EPOCH if it is set
 configure_file(cmake/debian/changelog.in ${made}/changelog @ONLY)
 
-# install_compressed(file name destination): installs a file compressed, as a package has its pages and changelogs. Two
-# runs give the same bytes.
+# install_compressed(file name destination): installs a compressed file, the form for man pages and changelogs in a
+# package. Two runs yield the same bytes.
 function(install_compressed file name destination)
   set(packed ${made}/${CMAKE_INSTALL_DEFAULT_COMPONENT_NAME}/${name}.gz)
   cmake_path(GET packed PARENT_PATH folder)
@@ -42,11 +42,11 @@ file(CREATE_LINK ${link_target} ${made}/${tool} SYMBOLIC)
 install(FILES ${made}/${tool} DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(TARGETS qvora-inspect RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES README.md CONTRIBUTING.md SECURITY.md cmake/debian/copyright DESTINATION ${documents})
-install(FILES LICENSE DESTINATION ${documents} COMPONENT license)  # in no package: Debian has the text once for all
+install(FILES LICENSE DESTINATION ${documents} COMPONENT license)  # in no package, because Debian systems have the text
 install_compressed(${PROJECT_SOURCE_DIR}/CHANGELOG.md CHANGELOG.md ${documents})
 install_compressed(${made}/changelog changelog ${documents})
 install(DIRECTORY docs DESTINATION ${documents})
-# No program is among the documents, not even an example's: examples/demo unpacks it.
+# The documents contain no ELF file. The example's is installed compressed, and examples/demo unpacks it.
 install(DIRECTORY examples DESTINATION ${documents} PATTERN demo EXCLUDE PATTERN build EXCLUDE PATTERN *.elf EXCLUDE)
 install(PROGRAMS examples/demo DESTINATION ${documents}/examples)
 install(PROGRAMS examples/firmware/build DESTINATION ${documents}/examples/firmware)
@@ -80,8 +80,8 @@ if(NOT QVORA_SANITIZE)
           RENAME ${tool})
 endif()
 
-# The desktop program is a package of its own, and needs the tool's. The device descriptions come with it alone: the
-# command-line tool reads none.
+# The desktop program has its own package, which depends on the tool's. Only this package contains the device
+# descriptions, because the command-line tool reads none.
 if(QVORA_DESKTOP)
   set(window QVORASealedBundleBuilder)
   set(window_id com.qvora.SealedBundleBuilder)
@@ -114,7 +114,7 @@ set(CPACK_COMPONENTS_ALL tool)
 set(CPACK_COMPONENT_TOOL_DESCRIPTION "Makes encrypted and authenticated install and update images, provisioning
 payloads and files, signed images, encrypted memory images, backup images
 and key pairs, and programs cards. A second program, qvora-inspect, shows
-and proves what is in these files.")
+and verifies the content of these files.")
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME ${CPACK_PACKAGE_NAME})
 set(CPACK_DEBIAN_TOOL_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SUGGESTS "p11-kit-modules, opensc, python3-pip")
@@ -125,7 +125,7 @@ for option bytes, secrets and templates, and an inspector for images. It
 always shows the command line that it runs.")
   set(CPACK_DEBIAN_DESKTOP_PACKAGE_NAME ${CPACK_PACKAGE_NAME}-desktop)
   set(CPACK_DEBIAN_DESKTOP_FILE_NAME DEB-DEFAULT)
-  # Without the SVG plugin the icon would stay empty without a word.
+  # Without the SVG plugin, the icon is empty, and no error is reported.
   set(CPACK_DEBIAN_DESKTOP_PACKAGE_DEPENDS "${CPACK_PACKAGE_NAME} (= ${CPACK_PACKAGE_VERSION}), libqt6svg6")
   set(CPACK_DEBIAN_DESKTOP_PACKAGE_RECOMMENDS "qt6-wayland")
 endif()

@@ -1,6 +1,6 @@
-# find_commit(source commit date): the first 12 digits of the commit that a source tree is at, and its day as YYYYMMDD.
-# "-dirty" follows the digits if files differ from that commit. An exported archive has both in commit.txt. A tree
-# without either is at commit "unknown" of day 00000000.
+# find_commit(source commit date): sets `commit` to the first 12 digits of a source tree's commit and `date` to its date
+# as YYYYMMDD. "-dirty" follows the digits if files differ from that commit. In an exported archive, commit.txt contains
+# both. If neither Git nor commit.txt knows them, the commit is "unknown" and the date 00000000.
 function(find_commit source commit_variable date_variable)
   file(STRINGS ${source}/cmake/commit.txt exported LIMIT_COUNT 1)
   set(dirty "")

@@ -34,8 +34,9 @@ bool readLine(const QByteArray& text, qsizetype start, QByteArrayView line, qsiz
             OptionByte word;
             const qsizetype place = start + (number.isEmpty() ? fieldStart : number.data() - line.data());
             if (!parseNumber(QString::fromLatin1(number), 0, word.read)) {
-                fault = faultIn(text, place,
-                                "A number of 32 bits is expected: 0x hexadecimal, a leading 0 octal, else decimal");
+                fault =
+                    faultIn(text, place,
+                            "A number of 32 bits is expected: 0x hexadecimal, a leading 0 octal, otherwise decimal");
                 return false;
             }
             word.before = text.sliced(taken, place - taken);
@@ -132,7 +133,7 @@ OptionBytesMatch matchOptionBytes(const OptionBytes& table, const Device& device
         } else {
             isThere[place] = true;
             if (place != i) {
-                remark(i, "not its place in the description, and a device goes by the place");
+                remark(i, "another position than in the description; a device uses only the position");
             }
             if ((word.value & ~device.registers.at(place).mask()) != 0) {
                 remark(i, "the value doesn't fit the register");

@@ -124,7 +124,7 @@ bool scanMarkup(QStringView text, TextFault& fault) {
         if (passage != std::end(passages)) {
             end = text.indexOf(passage->end, at + passage->start.size());
         } else if (rest.startsWith(QLatin1String("<!"))) {
-            fault = faultAt(text, at, QStringLiteral("A document type is not taken"));
+            fault = faultAt(text, at, QStringLiteral("A document type isn't allowed"));
             return false;
         } else {
             QChar quote;
@@ -258,7 +258,7 @@ bool Reader::nextChild() {
 bool Reader::once(QStringList& seen) {
     const QString name = xml_.name().toString();
     if (seen.contains(name)) {
-        return fail(quoted(name) + QStringLiteral(" stands twice in ") + quoted(open_.at(open_.size() - 2)));
+        return fail(quoted(name) + QStringLiteral(" occurs twice in ") + quoted(open_.at(open_.size() - 2)));
     }
     seen += name;
     return true;
@@ -329,7 +329,7 @@ bool Reader::takeText(const QString& what, qsizetype longest, QStringView value,
     const bool isPrintable = std::all_of(
         value.begin(), value.end(), [](QChar c) { return !isControl(c) || c == u'\t' || c == u'\n' || c == u'\r'; });
     if (!isPrintable) {
-        return fail(what + QStringLiteral(" holds a control character"));
+        return fail(what + QStringLiteral(" contains a control character"));
     }
     const QString line = value.toString().simplified();
     if (line.isEmpty()) {
@@ -346,7 +346,7 @@ bool Reader::takeNumber(const QString& what, QStringView value, const AttributeR
     std::uint32_t number = 0;
     if (!readNumber(value, number)) {
         return fail(what + QStringLiteral(" is ") + quoted(value) +
-                    QStringLiteral(": it can be a number of 32 bits, decimal or hexadecimal behind 0x"));
+                    QStringLiteral(": it can be a number of 32 bits, decimal or hexadecimal after 0x"));
     }
     if (number < row.least || number > row.most) {
         return fail(what + QStringLiteral(" is %1: it can be %2 to %3").arg(value).arg(row.least).arg(row.most));
@@ -475,7 +475,7 @@ bool Reader::readRegister(QList<DeviceRegister>& registers) {
         return false;
     }
     if (reg.name.contains(u',')) {
-        return fail(QStringLiteral("\"Name\" of \"Register\" holds a comma, which ends a label in a table"));
+        return fail(QStringLiteral("\"Name\" of \"Register\" contains a comma, which ends a label in a table"));
     }
     if ((reg.reset & ~reg.mask()) != 0) {
         return fail(QStringLiteral("\"Reset\" doesn't fit a register of %1 bits").arg(8 * reg.size));
@@ -517,7 +517,7 @@ bool Reader::takePlace(const QList<DeviceRegister>& before, DeviceRegister& reg)
     if (!before.isEmpty()) {
         const DeviceRegister& last = before.constLast();
         if (address < *last.address || address - *last.address < last.size) {
-            return fail(quoted(reg.name) + QStringLiteral(" doesn't lie above ") + quoted(last.name));
+            return fail(quoted(reg.name) + QStringLiteral(" overlaps or precedes ") + quoted(last.name));
         }
     }
     reg.address = address;
@@ -592,7 +592,7 @@ bool Reader::readFuses(DeviceFuses& fuses) {
 
 bool Reader::readProtection(DeviceFuses& fuses) {
     if (!fuses.words.isEmpty()) {
-        return fail(QStringLiteral("\"Protection\" stands behind a \"Word\""));
+        return fail(QStringLiteral("\"Protection\" must precede every \"Word\""));
     }
     return take({}) && readChildren("Field", 1, mostFields,
                                     [&] { return readField(anyNumber, protectionNames, fuses.protection); });
@@ -613,7 +613,8 @@ bool Reader::readFuseWords(DeviceFuses& fuses) {
         return fail(QStringLiteral("%1 ends beyond word %2").arg(quoted(words.name)).arg(fuses.wordCount - 1));
     }
     if (!fuses.words.isEmpty() && words.index < fuses.words.constLast().end()) {
-        return fail(quoted(words.name) + QStringLiteral(" doesn't lie above ") + quoted(fuses.words.constLast().name));
+        return fail(quoted(words.name) + QStringLiteral(" overlaps or precedes ") +
+                    quoted(fuses.words.constLast().name));
     }
     std::uint32_t protectable = 0;
     for (const DeviceField& field : std::as_const(fuses.protection)) {

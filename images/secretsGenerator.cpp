@@ -91,7 +91,7 @@ bool isHexDigit(QChar character) {
 bool readWord(const SecretItem& item, const QString& word, SecretSegment& segment) {
     const QStringView digits = QStringView(word).mid(2);
     if (digits.size() < 2 || !std::all_of(digits.begin(), digits.end(), isHexDigit)) {
-        return reportError("[%s]\nThe secret word must have two hexadecimal digits or more behind 0x.",
+        return reportError("[%s]\nThe secret word must have two hexadecimal digits or more after 0x.",
                            qUtf8Printable(item.Name));
     }
     QByteArray text = digits.toLatin1();

@@ -109,7 +109,8 @@ bool appendPrivateKey(const ObkeySurroundings& surroundings, const ObkeyParam& p
         // Output without an array isn't a key. For a private key, only the lines that can't contain it are displayed.
         showImgtoolAnswer(takesPublic ? answer.output : imgtoolReason(answer.output));
         if (isEncrypted(pem)) {
-            displayMessage(MessageKind::normal, "The key %s is encrypted with a passphrase, which nobody is asked for",
+            displayMessage(MessageKind::normal,
+                           "The key %s is encrypted with a passphrase; the tool never asks for one",
                            qUtf8Printable(path));
         }
         return reportError("%s", takesPublic ? "Fail Public Key Generation \n" : "Fail Private Key Generation \n");

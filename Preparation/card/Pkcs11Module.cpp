@@ -154,7 +154,7 @@ bool Pkcs11Module::findSlot(std::int32_t position, CK_SLOT_ID& slot) const {
     }
     count = std::min<CK_ULONG>(count, slotIds.size());
     if (position < 0 || static_cast<CK_ULONG>(position) >= count) {
-        return reportError("There is no card in slot %d : %lu slots hold one, counted from 0", position, count);
+        return reportError("There is no card in slot %d : %lu slots have a card, counted from 0", position, count);
     }
     slot = slotIds[static_cast<std::size_t>(position)];
     return true;

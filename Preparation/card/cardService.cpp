@@ -219,22 +219,22 @@ bool Preparation::HSMProvisioning(std::int32_t slot, const QByteArray& key, cons
     // All other checks precede the login, because a wrong PIN uses up one of the card's few attempts.
     const QByteArray identifier = firmwareId.toUtf8();
     if (key.size() != keySize) {
-        return reportError("The card takes a key of %lld bytes, not of %lld", qint64{keySize}, qint64{key.size()});
+        return reportError("The card needs a key of %lld bytes, not of %lld", qint64{keySize}, qint64{key.size()});
     }
     if (nonce.isEmpty()) {
-        return reportError("The card takes no empty nonce");
+        return reportError("The nonce of a card can't be empty");
     }
     if (identifier.isEmpty()) {
-        return reportError("The card takes no empty firmware identifier");
+        return reportError("The firmware identifier of a card can't be empty");
     }
     if (identifier.size() >= identifierSize) {
-        return reportError("The firmware identifier takes %lld bytes in UTF-8, a card has room for %lld",
+        return reportError("The firmware identifier has %lld bytes in UTF-8, a card has room for %lld",
                            qint64{identifier.size()}, qint64{identifierSize - 1});
     }
     QByteArray pin = qgetenv("QVORA_HSM_PIN");
     const WipeOnExit wipePin(pin);
     if (pin.isEmpty()) {
-        return reportError("The user PIN of the card is missing, it is taken from the environment : QVORA_HSM_PIN");
+        return reportError("The user PIN of the card is missing, it is read from the environment : QVORA_HSM_PIN");
     }
     Pkcs11Module module;
     if (!module.load()) {
@@ -250,7 +250,7 @@ bool Preparation::HSMProvisioning(std::int32_t slot, const QByteArray& key, cons
         return reportError("The card in slot %d is programmed already, it is left as it is", slot);
     }
     if (card.info.version == firstGeneration && !persoData.isEmpty()) {
-        return reportError("The card in slot %d is of version 1, it takes no personalization data", slot);
+        return reportError("The card in slot %d is of version 1, which can't store personalization data", slot);
     }
     card.info.state = operationalState;
     card.info.counter = maxCounter;

@@ -12,7 +12,7 @@
 namespace {
 
 void warnOfPublicKey(const char* reason, const QString& path) {
-    displayMessage(MessageKind::warning, "The public key file %s %s, the image is signed all the same",
+    displayMessage(MessageKind::warning, "The public key file %s %s, the image is signed nevertheless",
                    qUtf8Printable(path), reason);
 }
 
@@ -24,7 +24,7 @@ void writePublicKeyFile(const QByteArray& point, const QString& path) {
         return;
     }
     if (file.size() != 0 && file.size() != point.size()) {
-        warnOfPublicKey("holds something else", path);
+        warnOfPublicKey("has other content", path);
         return;
     }
     file.close();

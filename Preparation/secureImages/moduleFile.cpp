@@ -27,7 +27,7 @@ bool appendLoadImage(const FileELF& elf, QByteArray& module) {
         const std::uint64_t gap = segment->address - end;
         gapBytes += gap;
         if (gapBytes > maxGapBytes) {
-            return reportError("The segments of the ELF file lie too far apart, at address 0x%08X", segment->address);
+            return reportError("The segments of the ELF file are too far apart, at address 0x%08X", segment->address);
         }
         module.append(static_cast<qsizetype>(gap), gapFill);
         module.append(bytes);
@@ -43,7 +43,7 @@ bool Preparation::KMDPreparation(const std::string& outputPath, FileELF* elf, un
                                  const QByteArray& /*reserved4*/, const QByteArray& /*reserved5*/,
                                  const QByteArray& /*reserved6*/) {
     if (elf == nullptr) {
-        return reportError("There is no ELF file to make a module of");
+        return reportError("There is no ELF file for the module");
     }
     QByteArray module = preparedModule::magic.toByteArray();
     appendU32(module, loadAddress);

@@ -28,8 +28,7 @@ bool addFirmware(const FileData& firmware, AreaPlan& plan) {
 bool addBackup(const BackupRecord& backup, AreaPlan& plan) {
     for (const BackupSegment& section : backup.sections) {
         if (section.offset > std::numeric_limits<std::uint32_t>::max() - backup.address) {
-            return reportError("The backup section at offset 0x%08X lies beyond the end of the address space",
-                               section.offset);
+            return reportError("The backup section at offset 0x%08X is outside the address space", section.offset);
         }
         const qsizetype stored = qsizetype{section.size} - nonceBytes(section.protection);  // a nonce isn't stored
         if (!fitsAddressSpace(backup.address + section.offset, stored)) {

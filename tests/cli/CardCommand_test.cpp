@@ -35,7 +35,7 @@ TEST_F(CardCommand, ShowsAndPrograms) {
             EXPECT_EQ(result.body(), row.output) << row.arguments;
         }
     };
-    const std::string wrongSlot = "Error: There is no card in slot 7 : 2 slots hold one, counted from 0 | Error: ";
+    const std::string wrongSlot = "Error: There is no card in slot 7 : 2 slots have a card, counted from 0 | Error: ";
     expectRows({
         {"-hsm -i 0 -info", 1, blankCard},
         {"-hsm -i 7 -info", 1, wrongSlot + "Failed to get available HSM info from slot 7"},

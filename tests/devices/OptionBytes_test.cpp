@@ -38,12 +38,14 @@ constexpr TableRow tables[] = {
     {"a,1\n\n", "line 2, column 1: A label and a number between commas are expected"},
     {"a,1,b", "line 1, column 5: A label without a number"},
     {"a,1,", "line 1, column 5: A label without a number"},
-    {"a,1\nb,0x", "line 2, column 3: A number of 32 bits is expected: 0x hexadecimal, a leading 0 octal, else decimal"},
-    {"a, ,b,1", "line 1, column 3: A number of 32 bits is expected: 0x hexadecimal, a leading 0 octal, else decimal"},
+    {"a,1\nb,0x",
+     "line 2, column 3: A number of 32 bits is expected: 0x hexadecimal, a leading 0 octal, otherwise decimal"},
+    {"a, ,b,1",
+     "line 1, column 3: A number of 32 bits is expected: 0x hexadecimal, a leading 0 octal, otherwise decimal"},
     {"a,4294967296",
-     "line 1, column 3: A number of 32 bits is expected: 0x hexadecimal, a leading 0 octal, else decimal"},
-    {"a,08", "line 1, column 3: A number of 32 bits is expected: 0x hexadecimal, a leading 0 octal, else decimal"},
-    {"a,-1", "line 1, column 3: A number of 32 bits is expected: 0x hexadecimal, a leading 0 octal, else decimal"},
+     "line 1, column 3: A number of 32 bits is expected: 0x hexadecimal, a leading 0 octal, otherwise decimal"},
+    {"a,08", "line 1, column 3: A number of 32 bits is expected: 0x hexadecimal, a leading 0 octal, otherwise decimal"},
+    {"a,-1", "line 1, column 3: A number of 32 bits is expected: 0x hexadecimal, a leading 0 octal, otherwise decimal"},
 };
 
 TEST(OptionBytes, ReadsWhatTheCommandReads) {
@@ -130,7 +132,7 @@ TEST(OptionBytes, RemarksOnWordsThatTheDeviceReadsDifferently) {
     EXPECT_EQ(match.registers, QList<qsizetype>({-1, 1, 0, -1}));
     EXPECT_EQ(lines.join(u'\n').toStdString(),
               "0 the description has no such register\n"
-              "2 not its place in the description, and a device goes by the place\n"
+              "2 another position than in the description; a device uses only the position\n"
               "2 the value doesn't fit the register\n"
               "3 the register has a word already\n"
               "-1 The register C has no word");

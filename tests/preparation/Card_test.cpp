@@ -83,7 +83,7 @@ TEST_F(Card, KeepsVersionAndTypeAndClearsLeftovers) {
     writeData("vx-card-nonce", "of an attempt that broke off");
     EXPECT_FALSE(provision());
     EXPECT_THAT(messages.texts(),
-                ElementsAre("Error: The card in slot 0 is of version 1, it takes no personalization data"));
+                ElementsAre("Error: The card in slot 0 is of version 1, which can't store personalization data"));
     ASSERT_TRUE(provision({}));
     EXPECT_EQ(pkcs11Tool(readData + "vx-card-nonce"), nonce);
     writeData("vx-card-info", version1Info);  // the state after a power failure before the removal of the older object
@@ -95,9 +95,9 @@ TEST_F(Card, SaysWhyItCantBeProgrammed) {
         EXPECT_FALSE(preparation.HSMProvisioning(slot, key, nonce, 1, QString::fromUtf8(identifier), true, {}));
         EXPECT_EQ(messages.texts().back(), "Error: " + message);
     };
-    expectRefusal("The firmware identifier takes 16 bytes in UTF-8, a card has room for 15", 0, "ääääääää");
-    expectRefusal("The card takes no empty firmware identifier", 0, "");
-    expectRefusal("There is no card in slot 2 : 2 slots hold one, counted from 0", 2);
+    expectRefusal("The firmware identifier has 16 bytes in UTF-8, a card has room for 15", 0, "ääääääää");
+    expectRefusal("The firmware identifier of a card can't be empty", 0, "");
+    expectRefusal("There is no card in slot 2 : 2 slots have a card, counted from 0", 2);
     for (const int size : {27, 70000}) {
         writeData("vx-card-info", QByteArray(size, '\x07'));
         expectRefusal("The object vx-card-info on the card doesn't have 28 bytes");

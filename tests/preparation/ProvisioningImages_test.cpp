@@ -119,7 +119,7 @@ TEST(ProvisioningImage, HoldsBlobFirmwareAndBackup) {
     EXPECT_THAT(messages.texts(5),
                 ElementsAre("Error: The 4 bytes at address 0xFFFFFFFD go beyond the end of the address space",
                             "Error: The 4 bytes at address 0xFFFFFFFD go beyond the end of the address space",
-                            "Error: The backup section at offset 0x00000010 lies beyond the end of the address space",
+                            "Error: The backup section at offset 0x00000010 is outside the address space",
                             "Error: The blob is empty"));
 }
 
@@ -140,8 +140,8 @@ TEST(ModuleFile, HoldsMagicAddressAndLoadImage) {
     EXPECT_EQ(folder.read("module.kmd"), "KMDMAGIC" + QByteArray::fromHex("00000408") + "abc\xFF\xFFyz");
     EXPECT_THAT(messages.texts(5),
                 ElementsAre("Error: The ELF file has overlapping segments at address 0x00000102",
-                            "Error: The segments of the ELF file lie too far apart, at address 0x01000104",
-                            "Error: The segments of the ELF file lie too far apart, at address 0x01200000"));
+                            "Error: The segments of the ELF file are too far apart, at address 0x01000104",
+                            "Error: The segments of the ELF file are too far apart, at address 0x01200000"));
 }
 
 }  // namespace

@@ -87,7 +87,7 @@ TEST_F(Signing, SignsWithoutAPublicKeyFile) {
         setUp(image, "part");
         EXPECT_TRUE(sign(image, "key.pem") && image.createSignedImage(folder.path("signed.bin"), "part"));
         EXPECT_THAT(messages.texts(), Contains("Warning: The public key file " + path.toStdString() + ' ' + warning +
-                                               ", the image is signed all the same"));
+                                               ", the image is signed nevertheless"));
     };
     folder.write("key_pub.bin", QByteArray(64, 'p'));  // the public key of another pair
     SignedImage image;
@@ -99,10 +99,10 @@ TEST_F(Signing, SignsWithoutAPublicKeyFile) {
     EXPECT_NE(folder.read("key_pub.bin"), QByteArray(64, 'p'));
     EXPECT_THAT(messages.texts(), ElementsAre(testing::HasSubstr("key_pub.bin already exists")));
     folder.write("key_pub.bin", "something else");
-    signedWith("holds something else");
+    signedWith("has other content");
     EXPECT_EQ(folder.read("key_pub.bin"), "something else");
     ASSERT_TRUE(QFile::remove(path) && QDir().mkdir(path));
-    signedWith("holds something else");
+    signedWith("has other content");
     ASSERT_TRUE(QDir().rmdir(path) && QFile::link(QStringLiteral("/none/at/all"), path));
     signedWith("can't be written");
 }

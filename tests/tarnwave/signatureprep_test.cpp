@@ -140,7 +140,7 @@ TEST(Signatureprep, SigningFaultsLeaveNoOutput) {
     EXPECT_THAT(
         capture.texts(),
         ElementsAre("Error:  The private key file is not a valid file\n", "Error: Failed to generate output file\n",
-                    "Error: The file to sign is longer than its size field can tell\n",
+                    "Error: The file to sign is too long for its size field\n",
                     "Error: The file /dev/zero does not end: more than 256 MiB came from it",
                     "Error: Failed to open file to sign\n", "Error: RSA padding failed\n", "Error: Signing failed \n",
                     "Error: Determining signing buffer length failed\n", "Error: Signing failed \n",

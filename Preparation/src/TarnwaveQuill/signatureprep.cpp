@@ -126,7 +126,7 @@ int signTarnwaveBinary(const QString& privateKeyPath, const QString& binaryPath,
 
     const qint64 size = binary.size();
     if (size > std::numeric_limits<std::uint32_t>::max()) {
-        return failSigning("The file to sign is longer than its size field can tell\n");
+        return failSigning("The file to sign is too long for its size field\n");
     }
     const qint64 signedSize = size + binarySignatureSize;
     const std::unique_ptr<char[]> buffer(new (std::nothrow) char[static_cast<std::size_t>(signedSize)]);

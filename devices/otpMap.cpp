@@ -90,8 +90,8 @@ OtpNeighbours otpNeighbours(const QList<OtpItem>& items, qsizetype item) {
             if (nearest.before < 0 || keyOf(items, other) > keyOf(items, nearest.before)) {
                 nearest.before = other;
             }
-        } else if (other != item && (nearest.behind < 0 || keyOf(items, other) < keyOf(items, nearest.behind))) {
-            nearest.behind = other;
+        } else if (other != item && (nearest.after < 0 || keyOf(items, other) < keyOf(items, nearest.after))) {
+            nearest.after = other;
         }
     }
     return nearest;

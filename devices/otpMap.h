@@ -47,7 +47,7 @@ struct OtpMap {
 /// the order of the list.
 struct OtpNeighbours {
     qsizetype before = -1;
-    qsizetype behind = -1;
+    qsizetype after = -1;
 };
 
 [[nodiscard]] OtpNeighbours otpNeighbours(const QList<OtpItem>& items, qsizetype item);

@@ -20,7 +20,7 @@ QDomElement nameTagOf(const QDomElement& element, const McubootParam& param) {
 }
 
 /// The first `Value` or `Default` after `nameTag`; null if there is none.
-QDomElement valueTagBehind(const QDomElement& nameTag) {
+QDomElement valueTagAfter(const QDomElement& nameTag) {
     QDomElement sibling = nameTag.nextSiblingElement();
     while (!sibling.isNull() && !isTag(sibling, "Value") && !isTag(sibling, "Default")) {
         sibling = sibling.nextSiblingElement();
@@ -35,7 +35,7 @@ void takeKeyPath(McubootParam& param, const QDomElement& nameTag) {
     if (param.link.value_or(QString()) == QLatin1String("GetPublic")) {
         ending = QStringLiteral("_pub");
     }
-    const QDomElement valueTag = valueTagBehind(nameTag);
+    const QDomElement valueTag = valueTagAfter(nameTag);
     if (!valueTag.isNull()) {
         QString path = tagText(valueTag);
         path.chop(4);
@@ -47,7 +47,7 @@ void takeKeyPath(McubootParam& param, const QDomElement& nameTag) {
 /// Reads a number. If the link is "+N", N is added to it, modulo 2^32.
 void takeNumber(McubootParam& param, const QDomElement& nameTag) {
     param.defaultValue = QString();
-    const QDomElement valueTag = valueTagBehind(nameTag);
+    const QDomElement valueTag = valueTagAfter(nameTag);
     if (valueTag.isNull()) {
         return;
     }

@@ -20,7 +20,7 @@
 
 namespace {
 
-constexpr const char* lineBehindValue = "\r\n\t\t";
+constexpr const char* lineAfterValue = "\r\n\t\t";
 
 QByteArray escapedText(const QString& text) {
     QByteArray bytes;
@@ -122,7 +122,7 @@ void closeElement(const QByteArray& bytes, const OpenElement& element, QList<Edi
             edits.append({isInPlace ? range : withLeadingSpace(bytes, range), isInPlace ? text : QByteArray()});
         }
         if (!isReplaced) {
-            edits.append({{element.valuePlace, element.valuePlace}, text.append(lineBehindValue)});
+            edits.append({{element.valuePlace, element.valuePlace}, text.append(lineAfterValue)});
         }
     }
     if (element.enable != enableUnchanged && element.enableTag.begin >= 0) {

@@ -118,9 +118,9 @@ Verdict placeVerdict(const SecretsPlan& plan, qsizetype item) {
     }
     const OtpNeighbours nearest = otpNeighbours(plan.places, item);
     return {Verdict::Kind::good,
-            nearest.behind < 0
+            nearest.after < 0
                 ? text("%1.").arg(words)
-                : text("%1. The next item begins at %2.").arg(words).arg(plan.places.at(nearest.behind).first)};
+                : text("%1. The next item begins at %2.").arg(words).arg(plan.places.at(nearest.after).first)};
 }
 
 QString collisionsText(const SecretsPlan& plan) {

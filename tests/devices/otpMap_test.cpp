@@ -66,9 +66,9 @@ TEST(OtpMap, ShowsTheUseOfEachWord) {
 TEST(OtpMap, FindsNeighbours) {
     const QList<OtpItem> items = {{{}, 7, 1}, {{}, 3, 1}, {{}, 7, 2}, {{}, 5, 1}};
     const std::tuple<qsizetype, qsizetype, qsizetype> expected[] = {{0, 3, 2}, {1, -1, 3}, {2, 0, -1}, {3, 1, 0}};
-    for (const auto& [item, before, behind] : expected) {
+    for (const auto& [item, before, after] : expected) {
         const OtpNeighbours nearest = otpNeighbours(items, item);
-        EXPECT_EQ(std::tuple(item, nearest.before, nearest.behind), std::tuple(item, before, behind));
+        EXPECT_EQ(std::tuple(item, nearest.before, nearest.after), std::tuple(item, before, after));
     }
 }
 

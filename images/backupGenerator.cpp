@@ -119,7 +119,7 @@ bool readBack(const QString& path, const QByteArray& image, QList<BackupSegment>
     return (canReadBack(path) ? parseBackupImage(path, segments) : parseBackupImage(image, path, segments)) == 0;
 }
 
-void tellSuccess() {
+void showSuccess() {
     displayMessage(MessageKind::success, "PVS Backup generation SUCCESS");
 }
 
@@ -156,7 +156,7 @@ int generateBackup(const QString& jsonPath, const QString& outputPath) {
     if (!makeImage(items, jsonPath, outputPath, segments, image) || !checkBackupOverlap(segments)) {
         return -1;
     }
-    tellSuccess();
+    showSuccess();
     QList<BackupSegment> written;
     const WipeRecordsOnExit wipeWritten(written);
     if (!readBack(outputPath, image, written)) {
@@ -183,6 +183,6 @@ int generateBackupFromItems(const QList<BackupItem>& items, const QString& jsonP
         return -1;
     }
     listSegments(written);
-    tellSuccess();
+    showSuccess();
     return 0;
 }

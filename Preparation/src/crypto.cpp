@@ -89,7 +89,7 @@ int checkRsaKey(evp_pkey_st* pkey) {
     const KeyContext context = makeKeyContext(pkey);
     const int checked = context ? EVP_PKEY_check(context.get()) : -1;
     if (checked == 1) {
-        tell("RSA key ok \n");
+        showProgress("RSA key ok \n");
         if (ERR_peek_error() == 0) {
             return keyService::done;
         }
@@ -134,8 +134,8 @@ int Crypto::signDigest(QByteArrayView digest, QByteArray& signature, evp_pkey_st
         return failKeyService(messageOf(signing));
     }
     if (verbose) {
-        tell("signature generated\n");
-        tell("signature verification: ");
+        showProgress("signature generated\n");
+        showProgress("signature verification: ");
     }
     if (verifyRsa(pkey, digest, made) != RsaStep::done) {
         return refuseKeyService(messageOf(RsaStep::verify));
@@ -314,7 +314,7 @@ int Crypto::extractRawPrivateKey(const QString& path) {
 
 int Crypto::signData(QByteArrayView data, const QString& keyPath, QByteArrayView passphrase, QByteArray& signature,
                      bool verbose) const {
-    tell("Reading Private Key File... \n");
+    showProgress("Reading Private Key File... \n");
     KeyPointer key;
     if (readPrivateKeyEncrypted(keyPath, key, passphrase) != keyService::done) {
         return failKeyService("Error: reading private key file fails\n");
@@ -331,14 +331,14 @@ bool Crypto::selectCipher(std::int32_t algorithm, KeyCipher& cipher) {
     switch (algorithm) {
         case 0:
             cipher = KeyCipher::aes128Cbc;
-            tell("AES_128_cbc algorithm is selected for private key encription\n");
+            showProgress("AES_128_cbc algorithm is selected for private key encription\n");
             return true;
         case 1:
             cipher = KeyCipher::aes256Cbc;
-            tell("AES_256_cbc algorithm is selected for private key encription\n");
+            showProgress("AES_256_cbc algorithm is selected for private key encription\n");
             return true;
         default:
-            tell("Unsupported algorithm selected for private key encription\n");
+            showProgress("Unsupported algorithm selected for private key encription\n");
             return false;
     }
 }
@@ -356,16 +356,16 @@ int Crypto::generateKeyFiles(const QString& privatePath, const QString& publicPa
     if (generateKeyPair(key) != keyService::done) {
         return failKeyService("Error: fail occured while generating RSA private key\n");
     }
-    tell("Saving RSA private key...\n");
+    showProgress("Saving RSA private key...\n");
     if (writePrivateKeyEncrypted(privatePath, key.get(), passphrase, cipher) != keyService::done) {
         return failKeyService("Error: creating PEM file fails\n");
     }
-    tell("Private key PEM file created\n");
+    showProgress("Private key PEM file created\n");
     if (writePublicKey(publicPath, key.get()) != keyService::done) {
         return failKeyService("Error: creating Pubkey.pem fails\n");
     }
-    tell("Public key PEM file created\n");
+    showProgress("Public key PEM file created\n");
     static_cast<void>(writePublicKeyHash(key.get(), hashPath));  // always fails for an RSA key, which has no hash
-    tell("Key generation done\n");
+    showProgress("Key generation done\n");
     return keyService::done;
 }

@@ -36,8 +36,8 @@ bool keepPoint(QByteArray& der, std::int32_t curveNid) {
     return true;
 }
 
-void tellVerification(EcdsaCheck check) {
-    tell("signature verification: ");
+void showVerification(EcdsaCheck check) {
+    showProgress("signature verification: ");
     switch (check) {
         case EcdsaCheck::holds:
             displayMessage(MessageKind::success, "SUCCESS \n");
@@ -99,10 +99,10 @@ int EC_Crypto::setCurve(std::int32_t nid) {
     curveNid = nid;
     switch (nid) {
         case prime256v1Nid:
-            tell("Prime256v1 curve is selected. \n");
+            showProgress("Prime256v1 curve is selected. \n");
             return keyService::done;
         case brainpoolP256t1Nid:
-            tell("brainpoolP256t1 curve is selected.\n");
+            showProgress("brainpoolP256t1 curve is selected.\n");
             return keyService::done;
         default:
             return failKeyService("Unsupported curve NID!\n");
@@ -117,10 +117,10 @@ int EC_Crypto::generateKeyFiles(const QString& privatePath, const QString& publi
     }
     switch (curveNid) {
         case prime256v1Nid:
-            tell("Generating Prime256v1 keys... \n");
+            showProgress("Generating Prime256v1 keys... \n");
             break;
         case brainpoolP256t1Nid:
-            tell("Generating brainpoolP256t1 keys... \n");
+            showProgress("Generating brainpoolP256t1 keys... \n");
             break;
         default:
             return failKeyService("Unsupported curve NID!\n");
@@ -132,15 +132,15 @@ int EC_Crypto::generateKeyFiles(const QString& privatePath, const QString& publi
     if (writePrivateKeyEncrypted(privatePath, key.get(), passphrase, cipher) != keyService::done) {
         return failKeyService("Error occured while creating PEM file!\n");
     }
-    tell("Private key PEM file created \n");
+    showProgress("Private key PEM file created \n");
     if (writePublicKey(publicPath, key.get()) != keyService::done) {
         return failKeyService("Error occured while creating public key PEM file!\n");
     }
-    tell("Public key PEM file created \n");
+    showProgress("Public key PEM file created \n");
     if (writePublicKeyHash(key.get(), hashPath) != keyService::done) {
         return failKeyService("Error occured while creating public key hash file!\n");
     }
-    tell("public key hash file created \n");
+    showProgress("public key hash file created \n");
     return keyService::done;
 }
 
@@ -162,8 +162,8 @@ int EC_Crypto::signDigestEcdsa(QByteArrayView digest, QByteArray& signature, evp
     if (!signEcdsa(pkey, digest, derSignature)) {
         return failKeyService("Error: Creating ECDSA signature fails!\n");
     }
-    tell("ECDSA signature generated.\n");
-    tellVerification(verifyEcdsa(pkey, digest, derSignature));
+    showProgress("ECDSA signature generated.\n");
+    showVerification(verifyEcdsa(pkey, digest, derSignature));
 
     // The caller receives the raw form, so its verification determines the result.
     QByteArray raw;

@@ -23,6 +23,6 @@ inline int refuseKeyService(const char* message) {
 }
 
 /// Displays a line of progress.
-inline void tell(const char* message) {
+inline void showProgress(const char* message) {
     displayMessage(MessageKind::normal, "%s", message);
 }

@@ -11,7 +11,7 @@ struct LinkedTemplate {
     QDomNode linkedContent;  ///< the first child of the content node
 };
 
-/// The linked templates of one image. Each is read only once; the cache holds up to 16 of them.
+/// The linked templates of one image. Up to 16 of them are cached, so that each is read only once.
 class LinkedTemplates {
   public:
     /// The template at `templatePath`, valid until the next call; null without a message if it can't be read.

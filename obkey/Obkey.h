@@ -44,8 +44,8 @@ class Obkey {
     [[nodiscard]] bool checkMandatoryTags() const;
     /// Checks names, default numbers and the slots of the device's memory. See MemoryLayout.h.
     [[nodiscard]] bool checkLayout() const;
-    /// Writes the provisioning file, and then writes the values that were used back into the template. False if no
-    /// provisioning file was written; callers continue their run nevertheless.
+    /// Writes the provisioning file, and then its values back into the template. False if no provisioning file was
+    /// written; callers continue their run nevertheless.
     bool generateObkey();
 
     /// Begins a signed image. Empties the current configuration.

@@ -3,7 +3,7 @@
 #include "obkey/Imgtool.h"
 #include "obkey/McubootTemplate.h"
 
-/// Runs imgtool with the values of `config`. On success, writes the values that were used into `config` and back into
-/// the template. Returns the exit status for the process. Every fault is reported, except a template that can't be
-/// opened for the write-back.
+/// Runs imgtool with the values of `config`. `config` receives the used values. On success, the template receives them,
+/// too. Returns the exit status for the process. Every fault is reported, except a template that can't be opened for
+/// the write-back.
 [[nodiscard]] int generateImage(Imgtool& imgtool, McubootConfig& config);

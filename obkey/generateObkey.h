@@ -4,7 +4,7 @@
 #include "obkey/ObdataTemplate.h"
 #include "obkey/PasswordMask.h"
 
-/// Writes the provisioning file that the template at `xmlPath` describes. Then writes the values that were used back
-/// into the template; `obdata` receives them, too. False if no provisioning file was written.
+/// Writes the provisioning file that the template at `xmlPath` describes, and then its values back into the template.
+/// `obdata` receives these values, too. False if no provisioning file was written.
 [[nodiscard]] bool generateObkey(const QString& xmlPath, const PasswordMask& passwords, Imgtool& imgtool,
                                  ObdataTemplate& obdata);

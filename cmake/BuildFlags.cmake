@@ -1,5 +1,5 @@
-# Flags of every target of this project. Headers of other projects are system headers, so that all warnings are about our
-# code.
+# Flags of every target of this project. Headers of other projects are system headers, so that all
+# warnings are about our code.
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)

@@ -5,7 +5,7 @@
 
 class QCheckBox;
 
-/// Yes or no. Its label stands behind the box.
+/// A check box with its label after it.
 class CheckField : public FieldEdit {
     Q_OBJECT
 

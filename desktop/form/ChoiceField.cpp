@@ -12,7 +12,7 @@ constexpr int mostCharacters = 60;
 
 }  // namespace
 
-/// A list that shows a fault at its frame.
+/// A list that shows a fault by the colour of its frame.
 class ChoiceBox : public QComboBox {
   public:
     using QComboBox::QComboBox;
@@ -43,7 +43,7 @@ ChoiceField::ChoiceField(const FormField& field, QWidget* parent) : FieldEdit(pa
     box_->setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Fixed);
     box_->setMinimumWidth(fontMetrics().averageCharWidth() * fewestCharacters);
     box_->setMaximumWidth(fontMetrics().averageCharWidth() * mostCharacters);
-    // The wheel would focus it first and turn it then.
+    // By default the wheel focuses the list, and its next turn changes the value.
     box_->setFocusPolicy(Qt::StrongFocus);
     watch(box_, plainLabel(field.label));
     auto* layout = new QHBoxLayout(this);

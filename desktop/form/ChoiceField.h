@@ -5,7 +5,7 @@
 
 class ChoiceBox;
 
-/// One of several named values.
+/// A list that offers named values, of which one is chosen.
 class ChoiceField : public FieldEdit {
     Q_OBJECT
 
@@ -13,7 +13,7 @@ class ChoiceField : public FieldEdit {
     explicit ChoiceField(const FormField& field, QWidget* parent = nullptr);
 
     [[nodiscard]] QStringList values() const override;
-    /// A value that is no choice becomes one, so that it is seen and can be told.
+    /// Adds a value that isn't among the choices as a new one, so that the user sees it and the check can report it.
     void setValues(const QStringList& values) override;
     void setEditable(bool editable) override;
     void describe(const QString& text, bool isFault) override;

@@ -15,7 +15,7 @@ bool FieldEdit::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() == QEvent::FocusIn) {
         emit entered();
     } else if (event->type() == QEvent::FocusOut) {
-        // A menu, a list that opens and another window don't end the work on a field.
+        // The user still edits the field while a menu, a list or another window has the focus.
         switch (static_cast<QFocusEvent*>(event)->reason()) {
             case Qt::PopupFocusReason:
             case Qt::ActiveWindowFocusReason:

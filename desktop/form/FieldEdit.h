@@ -3,8 +3,8 @@
 #include <QStringList>
 #include <QWidget>
 
-/// What edits the value of one field of a form. It tells what the user does and shows what is said of the value, but
-/// judges nothing itself.
+/// The editor of one field of a form. It reports what the user does and shows the verdict on the value, but judges
+/// nothing itself.
 class FieldEdit : public QWidget {
     Q_OBJECT
 
@@ -12,31 +12,31 @@ class FieldEdit : public QWidget {
     using QWidget::QWidget;
 
     [[nodiscard]] virtual QStringList values() const = 0;
-    /// Without a signal.
+    /// Emits no signal.
     virtual void setValues(const QStringList& values) = 0;
     virtual void setEditable(bool editable) = 0;
-    /// Makes `text` known to those who hear the form, and a fault seen at the editor itself.
+    /// Gives `text` to screen readers as the description. A frame of the editor shows a fault.
     virtual void describe(const QString& text, bool isFault) = 0;
-    /// The part that the label leads to.
+    /// The part that gets the focus by the label's mnemonic.
     [[nodiscard]] virtual QWidget* first() const = 0;
 
   signals:
     void edited();                             ///< the value may have changed
-    void settled();                            ///< after `edited`: it came whole, chosen or dropped
+    void settled();                            ///< the value is complete: Return, a choice, a file chosen or dropped
     void entered();                            ///< a part got the focus
-    void left();                               ///< the focus has gone
-    void menuAsked(QWidget* part, QPoint at);  ///< `at` on the screen
+    void left();                               ///< the field lost the focus
+    void menuAsked(QWidget* part, QPoint at);  ///< `at` is in screen coordinates
 
   protected:
-    /// Tells of the focus of `part`. A part calls its field by the name `name` where it is heard.
+    /// Reports the focus and the context menu of `part`, and sets its accessible name to `name`.
     void watch(QWidget* part, const QString& name);
-    /// A part lost the focus to another widget of the window.
+    /// Called when a part loses the focus to another widget of the window.
     virtual void leave();
 
     bool eventFilter(QObject* watched, QEvent* event) override;
 };
 
-/// A label without the mark of its mnemonic.
+/// The label without the "&" of its mnemonic.
 [[nodiscard]] QString plainLabel(const QString& label);
-/// A plain label within a sentence: "Firmware file" begins small there, "AES key" doesn't.
+/// The plain label as a part of a sentence: "Firmware file" gets a small first letter, "AES key" doesn't.
 [[nodiscard]] QString labelInSentence(const QString& label);

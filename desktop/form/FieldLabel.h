@@ -2,7 +2,7 @@
 
 #include <QLabel>
 
-/// The label of a field, with its mnemonic. It marks a value that isn't the one that the field began with.
+/// The label of a field, with its mnemonic. A mark shows that the value differs from the initial one.
 class FieldLabel : public QLabel {
     Q_OBJECT
 
@@ -11,7 +11,7 @@ class FieldLabel : public QLabel {
 
     [[nodiscard]] bool isChanged() const { return isChanged_; }
     void setChanged(bool isChanged);
-    /// At least as high as the field that it stands beside.
+    /// Makes the label at least as high as `field`, which is beside it.
     void standBeside(const QWidget* field);
 
   protected:

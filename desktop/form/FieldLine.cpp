@@ -17,7 +17,7 @@ constexpr int fewestCharacters = 9;
 FieldLine::FieldLine(int characters, QWidget* parent)
     : QLineEdit(parent), characters_(characters), buttonHeight_(QPushButton(QStringLiteral("…")).sizeHint().height()) {
     setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Fixed);
-    // What is dropped belongs to the whole field.
+    // The whole field accepts drops.
     setAcceptDrops(false);
 }
 
@@ -83,7 +83,7 @@ void FieldLine::changeEvent(QEvent* event) {
 }
 
 void FieldLine::setGround() {
-    // A line that can only be read stands on the page's own ground.
+    // A read-only line has the background of the page.
     const QPalette all = QApplication::palette();
     const QColor ground = all.color(isReadOnly() ? QPalette::Window : QPalette::Base);
     if (palette().color(QPalette::Base) != ground) {

@@ -2,21 +2,21 @@
 
 #include <QLineEdit>
 
-/// The line that texts and paths are entered in.
+/// The line in which the user enters a text or a path.
 class FieldLine : public QLineEdit {
     Q_OBJECT
 
   public:
-    /// As wide as so many characters, where there is room for them.
+    /// The preferred width is that of `characters` characters; the line shrinks if there is less room.
     explicit FieldLine(int characters, QWidget* parent = nullptr);
 
-    /// Shows both ends of a path that is too long, as long as nobody edits it.
+    /// With `isPath`, a line without the focus shows both ends of a text that is too long.
     void setPath(bool isPath);
-    /// Shows an example of a good value as long as there is none.
+    /// Shows an example of a good value while the line is empty.
     void setExample(const QString& example);
     void setEditable(bool editable);
     void describe(const QString& text, bool isFault);
-    /// Shows that something dragged would land here.
+    /// Shows whether a dragged file would be dropped here.
     void setTarget(bool isTarget);
 
     [[nodiscard]] QSize sizeHint() const override;
@@ -30,7 +30,7 @@ class FieldLine : public QLineEdit {
     void setGround();
 
     int characters_;
-    int buttonHeight_;  ///< lines are as high as the buttons and choices beside and below them
+    int buttonHeight_;  ///< lines are as high as buttons and choice fields
     bool isPath_ = false;
     bool isFault_ = false;
     bool isTarget_ = false;

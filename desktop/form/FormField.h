@@ -14,23 +14,23 @@ struct FieldChoice {
     QString label;
 };
 
-/// What a form needs to know of a field. A page makes these from its own table.
+/// The description of a field for a form. A page makes it from its own table.
 struct FormField {
     QString id;
-    QString group;  ///< neighbouring fields of one group stand under its title
+    QString group;  ///< neighbouring fields of one group are under one title
     QString label;  ///< with its mnemonic
-    QString tip;    ///< help: shown as tool tip and by What's This
+    QString tip;    ///< help: shown as a tool tip and by What's This
     FieldKind kind = FieldKind::text;
     bool required = false;
     bool keepsOld = false;     ///< an older file at this path is moved aside, so it need not be writable
-    bool marksChange = false;  ///< its label is marked as long as the value isn't the initial one
+    bool marksChange = false;  ///< its label is marked while the value isn't the initial one
     QStringList initial;
     QList<FieldChoice> choices;
     QString besideLabel;
     PathRole role = PathRole::document;
     bool secret = false;  ///< only its owner should be able to read the file; private keys in PEM always count as such
-    QString filter;       ///< of the file dialog
+    QString filter;       ///< the name filter of the file dialog
     QString placeholder;  ///< an example of a good value
     std::function<Verdict(const QStringList& values)> check;  ///< may be empty
-    bool judgesEmpty = false;                                 ///< its check is asked about nothing too
+    bool judgesEmpty = false;                                 ///< `check` also judges an empty value
 };

@@ -23,10 +23,10 @@ namespace {
 
 constexpr int labelColumn = 0;
 constexpr int fieldColumn = 1;
-constexpr int mostOfReset = 40;     ///< characters of the value in the context menu
-constexpr int mostCharacters = 78;  ///< of a field with its button; with the labels a form has some 90
+constexpr int mostOfReset = 40;     ///< characters of the initial value in the context menu
+constexpr int mostCharacters = 78;  ///< width of a field with its button; with the labels a form has about 90
 
-/// A verdict and what it was made of.
+/// A verdict, with the values and file stamps that it was made from.
 struct Judged {
     QStringList values;
     QStringList stamps;
@@ -35,24 +35,24 @@ struct Judged {
 
 struct Row {
     FormField field;
-    QLabel* title = nullptr;      ///< of its group; null if that has none
-    FieldLabel* label = nullptr;  ///< null if the editor shows it
+    QLabel* title = nullptr;      ///< the title of its group, which may have no text
+    FieldLabel* label = nullptr;  ///< null if the editor shows the label
     FieldEdit* edit = nullptr;
     VerdictLine* line = nullptr;
     bool isShown = true;
     bool isEditable = true;
-    bool isTold = false;     ///< its verdict is shown
-    bool isWanted = false;   ///< that it is missing is shown too
-    bool isTouched = false;  ///< edited since it was last left
-    std::optional<Verdict> said;
-    std::optional<Judged> judged;  ///< of fields whose check reads files
+    bool isTold = false;           ///< its verdict is shown
+    bool isWanted = false;         ///< a missing value is shown too
+    bool isTouched = false;        ///< edited since it was last left
+    std::optional<Verdict> said;   ///< set by `setVerdict`
+    std::optional<Judged> judged;  ///< the last verdict, which is used again only for fields of files
 };
 
 bool isOpen(const Verdict& verdict) {
     return verdict.kind == Verdict::Kind::missing || verdict.kind == Verdict::Kind::fault;
 }
 
-/// What the context menu calls setting a field back to its initial value.
+/// The entry of the context menu that sets a field back to its initial value.
 QString resetText(const FormField& field) {
     const QString initial = field.initial.value(0);
     if (field.kind == FieldKind::inFiles) {
@@ -66,7 +66,8 @@ QString resetText(const FormField& field) {
                : FormView::tr("Set Back to “%1”").arg(initial.left(mostOfReset).replace(u'&', QLatin1String("&&")));
 }
 
-/// The help of a field for one of its widgets. The words of a template are plain, even if they look like HTML.
+/// Sets the help of a field at one of its widgets. Texts from templates are shown as plain text, even if they look
+/// like HTML.
 void setHelp(QWidget& widget, const QString& tip) {
     setPlainTip(widget, tip);
     widget.setWhatsThis(Qt::mightBeRichText(tip) ? plainTip(tip) : tip);
@@ -89,7 +90,7 @@ struct FormView::Inside {
     void judgeAndTell(Row& row);
     void noteEdit(Row& row);
     void noteLeave(Row& row);
-    /// What files say is asked anew: another field may count in it.
+    /// Drops the kept verdicts, since the verdict on a file may depend on another field.
     void forget();
     void mark(Row& row);
     void bringIntoView(const Row& row);
@@ -98,7 +99,7 @@ struct FormView::Inside {
     FormView& form_;
     QScrollArea* scroll_ = nullptr;
     QString folder_;
-    std::vector<Row> rows_;  ///< they stay where they are
+    std::vector<Row> rows_;  ///< never resized after `build`: others point into it
     QHash<QString, Row*> byId_;
 };
 
@@ -106,7 +107,7 @@ void FormView::Inside::build(const QList<FormField>& fields, PageContext& contex
     auto* fieldArea = new QWidget;
     auto* grid = new QGridLayout(fieldArea);
     grid->setContentsMargins(0, 0, 0, 0);
-    // The lines with the verdicts are the gaps between the fields.
+    // The verdict lines serve as the gaps between the fields.
     grid->setVerticalSpacing(0);
     grid->setHorizontalSpacing(Theme::labelGap());
     grid->setColumnStretch(fieldColumn, 1);
@@ -131,7 +132,7 @@ void FormView::Inside::build(const QList<FormField>& fields, PageContext& contex
             widest = qMax(widest, row.label->sizeHint().width());
         }
     }
-    // Kept for all, so that the column stays where it is when fields come and go.
+    // The column has room for every label, so that it doesn't move when fields are shown or hidden.
     grid->setColumnMinimumWidth(labelColumn, widest);
     grid->setRowStretch(grid->rowCount(), 1);
     fieldArea->setMaximumWidth(widest + Theme::labelGap() +
@@ -203,10 +204,10 @@ void FormView::Inside::showTitles() {
         for (; at < rows_.size() && rows_[at].title == title; ++at) {
             last = rows_[at].isShown ? &rows_[at] : last;
         }
-        // One without a text is a gap, which the first group doesn't need.
+        // A title without a text is a gap, which the first group doesn't need.
         title->setVisible(last != nullptr && (above != nullptr || !title->text().isEmpty()));
         if (last != nullptr) {
-            // An empty line for a verdict is a part of the gap.
+            // An empty verdict line is a part of the gap.
             const int gap = above == nullptr           ? 0
                             : above->line->keepsRoom() ? Theme::labelGap()
                                                        : Theme::groupGap() + Theme::rowGap();
@@ -277,7 +278,7 @@ void FormView::Inside::noteEdit(Row& row) {
     if (row.label != nullptr && row.label->buddy() != row.edit->first()) {
         row.label->setBuddy(row.edit->first());
     }
-    // While somebody types, what was said stays only as long as it is true of what stands there now.
+    // While the user types, the shown verdict stays only as long as it applies to the current value.
     if (row.isTold) {
         const Verdict verdict = judge(row);
         if (wasSaid || !isOpen(verdict) || verdict.text != row.line->text()) {
@@ -352,7 +353,7 @@ FormView::FormView(const QList<FormField>& fields, PageContext& context, QWidget
 }
 
 FormView::~FormView() {
-    // A field that goes with the focus tells of its loss; nobody is left to hear it.
+    // A field that has the focus emits `left` when it is destroyed, but the form is no longer complete then.
     for (const Row& row : inside_->rows_) {
         row.edit->disconnect(this);
     }
@@ -440,7 +441,7 @@ void FormView::setVerdict(const QString& id, const Verdict& verdict) {
     Row* row = inside_->find(id);
     if (row != nullptr) {
         row->said = verdict;
-        // The field's own fault waits until who types now has finished.
+        // A fault found by the field's own check isn't shown before the user has finished typing.
         const Verdict all = inside_->judge(*row);
         if (!row->isTouched || all.text == verdict.text) {
             inside_->tell(*row, all);

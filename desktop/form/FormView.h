@@ -12,14 +12,14 @@
 struct PageContext;
 
 /// A form: groups with bold titles, labels in one right-aligned column, each field with its verdict in a line below it.
-/// A field is judged when it is left, at Return, or after a file was chosen or dropped; while somebody types, what was
-/// said of it can only go away. That something is missing is shown after `focusFirstOpenPoint`. A hidden field and one
+/// A field is judged when it loses the focus, at Return, or after a file was chosen or dropped. While the user types, a
+/// shown verdict can only disappear. A missing value is shown after `focusFirstOpenPoint`. Hidden fields and fields
 /// that can't be edited count as good.
 ///
-/// Names of the parts of a field "key": its editor is "key", the line below it "keyVerdict", the button of a path
-/// "keyBrowse". The rows of `inFiles` have "key" and "keyBeside", "key2" and "key2Beside" and so on, "keyRemove" and
-/// "keyAdd".
-/// A value is a list of texts: one or none for all kinds but `inFiles`, which has two for each row, path and address.
+/// Object names of the parts of a field "key": its editor is "key", the line below it "keyVerdict", the button of a
+/// path "keyBrowse". The rows of `inFiles` have "key" and "keyBeside", "key2" and "key2Beside" and so on, "keyRemove"
+/// and "keyAdd". A value is a list of texts. `inFiles` has two for each row, path and address; other kinds have one or
+/// none.
 class FormView : public QWidget {
     Q_OBJECT
 
@@ -29,22 +29,22 @@ class FormView : public QWidget {
 
     [[nodiscard]] QStringList values(const QString& id) const;
     [[nodiscard]] QHash<QString, QStringList> allValues() const;
-    /// As if the user had entered it, but without `edited`.
+    /// Sets and judges a value as if the user had entered it, but emits no `edited`.
     void setValues(const QString& id, const QStringList& values);
-    /// Brings a field into view, with the focus in it.
+    /// Scrolls to a field and moves the focus into it.
     void bringIntoView(const QString& id);
-    /// What stands in the fields now becomes what they are set back to and told apart from: it was saved.
+    /// Makes the current values the initial ones, after they were saved.
     void keepValues();
     void setShown(const QString& id, bool shown);
     void setEditable(const QString& id, bool editable);
-    /// The folder that relative paths count from; the program's own as long as none is set.
+    /// Sets the base of relative paths. Before the first call it is the current folder of the process.
     void setFolder(const QString& folder);
-    /// Says something of a field that its own check can't know. The next edit of the field takes it away.
+    /// Shows a verdict that the field's own check can't find. The next edit of the field removes it.
     void setVerdict(const QString& id, const Verdict& verdict);
 
-    /// The labels, without mnemonics, of the shown fields that are missing or faulty, in order. Judges all of them.
+    /// Judges all fields, and returns the labels, without mnemonics, of those that are missing or faulty, in order.
     [[nodiscard]] QStringList openPoints();
-    /// Moves the focus to the first of these and shows every verdict.
+    /// Shows every verdict, and moves the focus to the first field that is missing or faulty.
     void focusFirstOpenPoint();
 
   signals:

@@ -34,7 +34,7 @@ PathField::PathField(const FormField& field, PageContext& context, QWidget* pare
     layout->addWidget(line_);
     layout->addWidget(button_);
     connect(line_, &QLineEdit::textEdited, this, [this](const QString& text) {
-        // File managers copy the addresses of files.
+        // A path that is copied in a file manager arrives as a URL.
         if (text.startsWith(QLatin1String("file:///"))) {
             line_->setText(QUrl(text.trimmed()).toLocalFile());
         }
@@ -140,7 +140,7 @@ void PathField::take(const QString& path) {
     if (path.isEmpty()) {
         return;
     }
-    // As if it had been typed, so that undo in the line takes it back.
+    // Inserted like typed text, so that undo in the line removes it.
     line_->selectAll();
     line_->insert(path);
     emit edited();

@@ -9,14 +9,14 @@ class FieldLine;
 class QMimeData;
 class QPushButton;
 
-/// A path, typed, chosen in a dialog or dropped.
+/// A path that the user types, chooses in a dialog or drops.
 class PathField : public FieldEdit {
     Q_OBJECT
 
   public:
     PathField(const FormField& field, PageContext& context, QWidget* parent = nullptr);
 
-    /// Another id and label, for one of several.
+    /// Sets another id and label, for a field that is one of several.
     void rename(const QString& id, const QString& label);
 
     [[nodiscard]] QString path() const;
@@ -25,17 +25,17 @@ class PathField : public FieldEdit {
     void setEditable(bool editable) override;
     void describe(const QString& text, bool isFault) override;
     [[nodiscard]] QWidget* first() const override;
-    /// The part behind which the next one comes by Tab.
+    /// The last part in the order of Tab.
     [[nodiscard]] QWidget* last() const;
 
-    /// Shows that something dragged would land here.
+    /// Shows whether a dragged file would be dropped here.
     void setTarget(bool isTarget);
 
-    /// The local paths that are dragged; none if any of it is something else.
+    /// The paths in dragged data; empty unless all of its addresses are local files.
     [[nodiscard]] static QStringList pathsOf(const QMimeData& data);
 
   signals:
-    void moreChosen(const QStringList& paths);  ///< besides the one that the field has taken
+    void moreChosen(const QStringList& paths);  ///< the other paths, if the user chose several
 
   protected:
     void dragEnterEvent(QDragEnterEvent* event) override;

@@ -30,7 +30,7 @@ PathListField::PathListField(const FormField& field, PageContext& context, QWidg
     setAcceptDrops(true);
     layout_->setContentsMargins(0, 0, 0, 0);
     addRow();
-    // It becomes a child after the first row, and so comes after it by Tab.
+    // Made a child after the first row, the button follows it in the order of Tab.
     layout_->addWidget(add_, 0, Qt::AlignLeft);
     connect(add_, &QPushButton::clicked, this, [this] {
         addRow();
@@ -69,7 +69,7 @@ void PathListField::setEditable(bool editable) {
     isEditable_ = editable;
     for (const Row& row : rows_) {
         row.path->setEditable(editable);
-        // The list takes what is dropped, so that nothing is replaced that is already there.
+        // The list itself accepts dropped files and adds them, so that they replace no path of a row.
         row.path->setAcceptDrops(false);
         row.remove->setEnabled(editable);
         if (row.beside != nullptr) {
@@ -81,7 +81,7 @@ void PathListField::setEditable(bool editable) {
 }
 
 void PathListField::describe(const QString& text, bool isFault) {
-    // Which of several is at fault stands in the text.
+    // With several rows, the text names the file that has the fault.
     for (const Row& row : rows_) {
         row.path->describe(text, isFault && rows_.size() == 1);
         if (row.beside != nullptr) {
@@ -95,7 +95,7 @@ QWidget* PathListField::first() const {
 }
 
 void PathListField::leave() {
-    // Who goes from a path to its address isn't done yet.
+    // The user still edits the field while the focus moves from a path to its address.
     const QWidget* next = QApplication::focusWidget();
     if (next == nullptr || !isAncestorOf(next)) {
         emit left();
@@ -163,7 +163,7 @@ void PathListField::addRow() {
         emit edited();
     });
     layout_->insertWidget(static_cast<int>(rows_.size()), row.box);
-    // The layout would show it later, and what isn't shown can't take the focus.
+    // The layout would show the row later, but a hidden widget can't get the focus.
     row.box->show();
     rows_.append(row);
     renameRows();
@@ -188,7 +188,7 @@ void PathListField::removeRow(const QWidget* box) {
             rows_.at(qMin(at, rows_.size() - 1)).path->first()->setFocus(Qt::OtherFocusReason);
         }
         row.box->hide();
-        // Its own button may be what asks for this.
+        // The call may come from a button in this box.
         row.box->deleteLater();
         return;
     }
@@ -211,7 +211,7 @@ void PathListField::renameRows() {
     }
 }
 
-/// A row that is added later comes at the end of the window otherwise.
+/// Without this, a new row would be the last one of the window in the order of Tab.
 void PathListField::orderTabs() {
     QWidget* before = nullptr;
     const auto follow = [&before](QWidget* part) {

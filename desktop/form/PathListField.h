@@ -10,14 +10,14 @@ class PathField;
 class QPushButton;
 class QVBoxLayout;
 
-/// Several paths, one a row, each with a text beside it if the field has one.
+/// Several paths, one per row. If the field has a `besideLabel`, each row has a text after its path.
 class PathListField : public FieldEdit {
     Q_OBJECT
 
   public:
     PathListField(const FormField& field, PageContext& context, QWidget* parent = nullptr);
 
-    /// Path and text of each row that isn't wholly empty.
+    /// Path and text of each row, without rows in which both are empty.
     [[nodiscard]] QStringList values() const override;
     void setValues(const QStringList& values) override;
     void setEditable(bool editable) override;
@@ -34,22 +34,22 @@ class PathListField : public FieldEdit {
     struct Row {
         QWidget* box;
         PathField* path;
-        FieldLine* beside;  ///< null without a text
+        FieldLine* beside;  ///< null if the rows have no text
         QPushButton* remove;
     };
 
     void addRow();
-    /// Takes the paths into rows without one, and adds what rows are wanting.
+    /// Puts the paths into rows without a path, and adds rows as needed.
     void fillRows(const QStringList& paths);
     void removeRow(const QWidget* box);
-    /// Gives all rows their ids and names by their order.
+    /// Sets the ids and names of all rows by their order.
     void renameRows();
     void orderTabs();
     void setTarget(bool isTarget);
 
     FormField field_;
     PageContext& context_;
-    QList<Row> rows_;  ///< always one at least
+    QList<Row> rows_;  ///< at least one
     QVBoxLayout* layout_;
     QPushButton* add_;
     bool isEditable_ = true;

@@ -7,7 +7,7 @@
 
 namespace {
 
-/// Few widths, so that the ends of the fields make no ragged line.
+/// Only a few widths, so that the right ends of the fields look aligned.
 int charactersFor(const FormField& field) {
     const qsizetype longest = qMax(field.placeholder.size(), field.initial.value(0).size());
     for (const int characters : {field.kind == FieldKind::fixed ? 16 : 32, 32, 48}) {
@@ -37,7 +37,7 @@ TextField::TextField(const FormField& field, QWidget* parent)
 }
 
 QStringList TextField::values() const {
-    // A number comes from somewhere else with blanks around it more often than not.
+    // A number that is copied from another program often has blanks around it.
     const QString text = isFixed_ ? line_->text().trimmed() : line_->text();
     return text.isEmpty() ? QStringList() : QStringList(text);
 }

@@ -5,7 +5,7 @@
 
 class FieldLine;
 
-/// A line of text or, in the fixed font, a number.
+/// A line for a text or, in the fixed font, for a number.
 class TextField : public FieldEdit {
     Q_OBJECT
 

@@ -4,12 +4,12 @@
 
 #include <QLabel>
 
-/// The line below a field: an icon and what is to be said of the value.
+/// The line below a field: an icon and the text of the verdict on its value.
 class VerdictLine : public QLabel {
     Q_OBJECT
 
   public:
-    /// `keepsRoom` if the line has its height while it is empty too, so that nothing moves when it speaks.
+    /// With `keepsRoom` an empty line has the height of a line of text, so that nothing moves when a text appears.
     explicit VerdictLine(bool keepsRoom, QWidget* parent = nullptr);
 
     [[nodiscard]] bool keepsRoom() const { return keepsRoom_; }

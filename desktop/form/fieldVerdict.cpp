@@ -43,9 +43,9 @@ Verdict outFileVerdict(const QString& path, const QFileInfo& file, bool keepsOld
         return fault(Words::tr("The folder of this file isn't there."));
     }
     if (!folder.isDir()) {
-        return fault(Words::tr("What should be the folder of this file is a file."));
+        return fault(Words::tr("The path has a file where a folder should be."));
     }
-    // A file that is there can be written over in a folder that takes no new one.
+    // An existing file can be overwritten even if its folder allows no new files.
     if (file.exists()) {
         if (!file.isFile()) {
             return file.isWritable() ? Verdict() : fault(Words::tr("You have no right to write there."));
@@ -53,8 +53,8 @@ Verdict outFileVerdict(const QString& path, const QFileInfo& file, bool keepsOld
         if (keepsOld && folder.isWritable()) {
             return {};
         }
-        return file.isWritable() ? Verdict{Verdict::Kind::good, Words::tr("The file that is there will be replaced.")}
-                                 : fault(Words::tr("You have no right to write over the file that is there."));
+        return file.isWritable() ? Verdict{Verdict::Kind::good, Words::tr("The existing file will be replaced.")}
+                                 : fault(Words::tr("You have no right to overwrite the existing file."));
     }
     return folder.isWritable() ? Verdict() : fault(Words::tr("You have no right to make files in this folder."));
 }
@@ -70,7 +70,7 @@ Verdict inFilesVerdict(const QStringList& values, const QString& folder) {
     for (qsizetype at = 0; at < values.size(); at += 2) {
         const QString& path = values.at(at);
         if (path.isEmpty()) {
-            return fault(Words::tr("“%1” stands beside no file.").arg(values.value(at + 1)));
+            return fault(Words::tr("There is no file beside “%1”.").arg(values.value(at + 1)));
         }
         const QFileInfo file = fileAt(path, folder);
         const Verdict verdict = inFileVerdict(file);
@@ -81,9 +81,9 @@ Verdict inFilesVerdict(const QStringList& values, const QString& folder) {
     return {};
 }
 
-/// Whether a file holds a private key by the mark that PEM has for one.
+/// Whether the file at `path` contains the PEM mark of a private key.
 bool holdsPrivateKey(const QString& path) {
-    constexpr qint64 most = 8192;  // a key behind a longer text than that isn't one that people keep
+    constexpr qint64 most = 8192;  // no usual key file has more text before its key
     QFile file(path);
     QByteArray head;
     const WipeOnExit wiped(head);
@@ -106,9 +106,9 @@ Verdict missingVerdict(FieldKind kind) {
         case FieldKind::folder:
             return {Verdict::Kind::missing, Words::tr("A folder is needed here.")};
         case FieldKind::choice:
-            return {Verdict::Kind::missing, Words::tr("Choose one of the list.")};
+            return {Verdict::Kind::missing, Words::tr("Choose one from the list.")};
         case FieldKind::check:
-            return {Verdict::Kind::missing, Words::tr("This has to be checked.")};
+            return {Verdict::Kind::missing, Words::tr("This box must be checked.")};
         default:
             return {Verdict::Kind::missing, Words::tr("A value is needed here.")};
     }

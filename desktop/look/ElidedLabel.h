@@ -6,14 +6,14 @@
 
 #include <optional>
 
-/// One line of plain text that ends in "…" where it has too little room, and never widens what it stands in.
+/// One line of plain text that ends in "…" if it has too little room. It never widens its parent.
 class ElidedLabel : public QLabel {
     Q_OBJECT
 
   public:
     explicit ElidedLabel(QWidget* parent = nullptr);
 
-    /// Without one the text has the palette's colour.
+    /// Without a tone the text has the palette's colour.
     void setTone(std::optional<ThemeColor> tone);
 
     [[nodiscard]] QSize minimumSizeHint() const override;

@@ -6,7 +6,7 @@
 class QPainter;
 class QRectF;
 
-/// What a state looks like besides its words: each has a shape of its own, so that colour isn't needed to tell them.
+/// The sign of a state. Each has its own shape, so that it is recognisable without colour.
 enum class Sign {
     none,
     good,     ///< a disc with a tick
@@ -16,10 +16,10 @@ enum class Sign {
     busy,     ///< a ring with three dots
 };
 
-/// Of the sign, and of words that say the same.
+/// The colour of the sign, and of a text with the same meaning.
 [[nodiscard]] QColor signColor(Sign sign);
 
 void paintSign(QPainter& painter, const QRectF& rect, Sign sign);
 
-/// Paints itself in the colours of the moment, in any size.
+/// An icon that paints itself at any size, in the colours of the current theme.
 [[nodiscard]] QIcon signIcon(Sign sign);

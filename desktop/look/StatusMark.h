@@ -3,7 +3,7 @@
 #include <QTimer>
 #include <QWidget>
 
-/// The sign beside a status in words: drawn, so that it is told apart without its colour.
+/// The sign beside the text of a status. Its shape shows the status without colour.
 class StatusMark : public QWidget {
     Q_OBJECT
 

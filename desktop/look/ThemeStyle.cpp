@@ -11,13 +11,13 @@
 namespace {
 
 constexpr double roundness = 3;
-constexpr int textInset = 3;  ///< between the frame of a line and its text, besides Qt's own two pixels
+constexpr int textInset = 3;  ///< between the frame of a line and its text, in addition to Qt's own two pixels
 
 bool isFilled(const QWidget* widget) {
     return widget != nullptr && widget->isEnabled() && widget->property(Theme::filledProperty).toBool();
 }
 
-/// A border within `rect`, stronger around what has the focus.
+/// Draws a border within `rect`, stronger if the widget has the focus.
 void drawOutline(QPainter* painter, const QRect& rect, bool hasFocus, bool isEnabled) {
     const double width = hasFocus ? 1.6 : 1;
     const ThemeColor color = hasFocus ? ThemeColor::accent : isEnabled ? ThemeColor::outline : ThemeColor::line;
@@ -30,7 +30,8 @@ void drawOutline(QPainter* painter, const QRect& rect, bool hasFocus, bool isEna
     painter->restore();
 }
 
-/// The frame of a list or of a text to read, which has one pixel for it. It parts areas, so it is as light as a line.
+/// Draws the frame, one pixel wide, of a list or a read-only text. It only separates areas, so it is as light as a
+/// line.
 void drawAreaFrame(QPainter* painter, const QRect& rect, bool hasFocus) {
     painter->save();
     painter->setBrush(Qt::NoBrush);
@@ -65,7 +66,7 @@ void drawButton(QPainter* painter, const QStyleOption& option, const QWidget* wi
     }
 }
 
-/// A check box or, if `isRound`, a radio button.
+/// Draws a check box or, if `isRound`, a radio button.
 void drawMark(QPainter* painter, const QStyleOption& option, bool isRound) {
     const bool isOn = option.state.testFlag(QStyle::State_On);
     const bool isPartly = option.state.testFlag(QStyle::State_NoChange);
@@ -160,7 +161,7 @@ void ThemeStyle::drawControl(ControlElement element, const QStyleOption* option,
     QProxyStyle::drawControl(element, &filled, painter, widget);
 }
 
-/// What is too long ends in dots, instead of in the middle of a letter.
+/// A text that is too long ends in dots, instead of in the middle of a letter.
 void ThemeStyle::drawComboBoxLabel(const QStyleOptionComboBox& box, QPainter* painter, const QWidget* widget) const {
     QStyleOptionComboBox elided = box;
     const QRect room = proxy()->subControlRect(CC_ComboBox, &box, SC_ComboBoxEditField, widget);
@@ -212,7 +213,7 @@ QRect ThemeStyle::subControlRect(ComplexControl control, const QStyleOptionCompl
         case SC_ScrollBarAddPage:
             return span(at + slider, length);
         default:
-            return {};  // there are no buttons at the ends
+            return {};  // the scroll bars have no buttons
     }
 }
 
@@ -251,6 +252,6 @@ QRect ThemeStyle::subElementRect(SubElement element, const QStyleOption* option,
 
 int ThemeStyle::styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
                           QStyleHintReturn* answer) const {
-    // Mnemonics are seen without holding Alt down first.
+    // Mnemonics are underlined even while Alt isn't pressed.
     return hint == SH_UnderlineShortcut ? 1 : QProxyStyle::styleHint(hint, option, widget, answer);
 }

@@ -4,8 +4,8 @@
 
 class QStyleOptionComboBox;
 
-/// Fusion with flat fields and buttons in the theme's colours, the one filled button of a page, and slim scroll bars.
-/// Fusion takes its outlines from the window's colour, darkened, which a dark look swallows.
+/// Fusion with flat fields and buttons in the theme's colours, one filled button per page, and slim scroll bars.
+/// Fusion's own outlines are a darkened window colour, which can't be seen in the dark look.
 class ThemeStyle : public QProxyStyle {
   public:
     ThemeStyle();

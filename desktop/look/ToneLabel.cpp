@@ -5,7 +5,7 @@
 ToneLabel::ToneLabel(ThemeColor tone, QWidget* parent) : QLabel(parent), tone_(tone) {
     setTextFormat(Qt::PlainText);
     setWordWrap(true);
-    // A word without end, out of a file, must not widen the window.
+    // A very long word from a file must not widen the window.
     QSizePolicy anyWidth = sizePolicy();
     anyWidth.setHorizontalPolicy(QSizePolicy::Ignored);
     setSizePolicy(anyWidth);
@@ -25,7 +25,7 @@ void ToneLabel::changeEvent(QEvent* event) {
 }
 
 void ToneLabel::colour() {
-    // Setting a palette gives the same event again.
+    // setPalette causes the same event again.
     QPalette own = palette();
     if (own.color(QPalette::WindowText) != Theme::color(tone_)) {
         own.setColor(QPalette::WindowText, Theme::color(tone_));

@@ -4,7 +4,7 @@
 
 #include <QLabel>
 
-/// Plain text in one of the theme's colours, in whichever look.
+/// Plain text in one of the theme's colours. The label follows a change between light and dark.
 class ToneLabel : public QLabel {
     Q_OBJECT
 

@@ -5,7 +5,7 @@
 #include <QApplication>
 
 void applyTheme(QApplication& application, ThemeScheme scheme) {
-    // What the system's own palette says, asked before ours first covers it.
+    // The lightness of the system's palette, read before our palette replaces it.
     static const bool systemIsDark = Theme::isDark();
     if (dynamic_cast<ThemeStyle*>(QApplication::style()) == nullptr) {
         auto* style = new ThemeStyle;

@@ -4,8 +4,9 @@
 
 class QWidget;
 
-/// `text` for a tool tip: its lines are wrapped, and what looks like HTML, out of a file or a name, stays as it is.
+/// `text` for a tool tip: long lines are wrapped, and text from files or names is shown as it is, even if it looks like
+/// HTML.
 [[nodiscard]] QString plainTip(const QString& text);
 
-/// Shows `text` as the tip of a widget and gives it to screen readers as it is, who would get the tip's HTML otherwise.
+/// Sets `text` as the tip of a widget. Screen readers get the plain text; otherwise they would read the tip's HTML.
 void setPlainTip(QWidget& widget, const QString& text);

@@ -4,6 +4,6 @@
 
 class QWidget;
 
-/// Tells screen readers what a view that paints itself is, since Qt knows no role for it. For the view's constructor,
-/// before its name or description is set. What it shows is its accessible description.
+/// Sets the role that screen readers get for a view that paints itself, since Qt knows no role for it. The constructor
+/// of the view calls this before it sets a name or description. The view's content is its accessible description.
 void setSpokenRole(QWidget& view, QAccessible::Role role);

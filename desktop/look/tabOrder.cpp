@@ -4,7 +4,7 @@
 
 namespace {
 
-/// What has a place in the order of Tab, hidden parts too.
+/// The parts of `whole` in the order of Tab, including hidden ones.
 QList<QWidget*> partsOf(const QWidget& whole) {
     QList<QWidget*> parts;
     for (QWidget* part = whole.nextInFocusChain(); part != &whole; part = part->nextInFocusChain()) {

@@ -2,6 +2,6 @@
 
 class QWidget;
 
-/// Makes Tab go from the parts of `first` to those of `second`, each in the order that they have. For a `first` that
-/// was made later than `second`: Qt puts it at the end of the window.
+/// Puts the parts of `second` after those of `first` in the order of Tab; both keep their own order. It is needed if
+/// `first` was made after `second`, since Qt puts new widgets at the end of the window's order.
 void setTabOrderOfParts(QWidget& first, QWidget& second);

@@ -25,7 +25,7 @@ constexpr std::array themeRows = {
     ThemeRow{ThemeColor::mapFault, 0xFFF6CCC8, 0xFF6A2A27},
 };
 
-/// `count` thirds of the line height of the program's font: 6 pixels where a line has 18.
+/// `count` thirds of the line height of the program's font. One third is 6 pixels if a line has 18.
 int steps(int count) {
     return qMax(1, QFontMetrics(QApplication::font()).height() / 3) * count;
 }

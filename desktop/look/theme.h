@@ -12,27 +12,27 @@ enum class ThemeScheme { system, light, dark };
 /// The colours that the palette has no role for.
 enum class ThemeColor {
     accent,    ///< the one filled button, the chosen entry, the focus
-    onAccent,  ///< text on it
+    onAccent,  ///< text on the accent
     fault,     ///< text of a fault
     warning,   ///< text of a warning
     success,   ///< text of a success, a good verdict
     quiet,     ///< text of less weight: hints, units, empty places
     line,      ///< hairlines between areas
     outline,   ///< border of a field or button
-    panel,     ///< ground of the list at the left and of the command line
+    panel,     ///< background of the list at the left and of the command line
     changed,   ///< mark of a changed value
-    mapBlock,  ///< ground of a block in a map of memory
-    mapUsed,   ///< ground of a block that holds data, or of a used word
-    mapFault,  ///< ground of a collision
+    mapBlock,  ///< background of a block in a map of memory
+    mapUsed,   ///< background of a block that contains data, or of a used word
+    mapFault,  ///< background of a collision
 };
 
-/// One look, light or dark, told by the palette's own lightness. There are no style sheets: whatever paints asks here
-/// while it paints, and repaints at QEvent::PaletteChange.
+/// The look, light or dark, which follows from the lightness of the palette. There are no style sheets: a widget reads
+/// the colours here when it paints, and repaints at QEvent::PaletteChange.
 namespace Theme {
 
 [[nodiscard]] bool isDark();
 [[nodiscard]] QColor color(ThemeColor color);
-/// The colours of one of the two looks, for those who compare them.
+/// The colour in one of the two looks, for code that compares them.
 [[nodiscard]] QColor color(ThemeColor color, bool dark);
 [[nodiscard]] QPalette palette(bool dark);
 
@@ -41,12 +41,12 @@ namespace Theme {
 /// Larger and half bold: the headline of a page.
 [[nodiscard]] QFont headlineFont();
 
-/// Distances in pixels, grown with the font.
-[[nodiscard]] int rowGap();    ///< between things of one row, and between rows
+/// Distances in pixels, which grow with the font.
+[[nodiscard]] int rowGap();    ///< between widgets of one row, and between rows
 [[nodiscard]] int labelGap();  ///< from a label to its field
 [[nodiscard]] int groupGap();  ///< between groups
 
-/// A property that a button has if it is the filled one of its page.
+/// The name of the property that marks the filled button of a page.
 inline constexpr char filledProperty[] = "qvoraFilled";
 
 /// Makes `button` the filled one of its page.

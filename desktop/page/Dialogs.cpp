@@ -20,13 +20,13 @@ QString text(const char* source) {
     return QCoreApplication::translate("Dialogs", source);
 }
 
-/// What a name gets that has no ending; empty if the filter names none.
+/// The suffix for a file name without one: the first of the filter; empty if the filter has none.
 QString firstSuffix(const QString& filter) {
     static const QRegularExpression pattern(QStringLiteral("\\*\\.(\\w+)"));
     return pattern.match(filter).captured(1);
 }
 
-/// Leaves the notes as they were in which Qt keeps the folders of its dialogs, among them those of keys.
+/// Restores Qt's own settings of its dialogs, so that they don't remember the folders of keys.
 class WithoutTrace {
   public:
     WithoutTrace() : notes_(QSettings::UserScope, QStringLiteral("QtProject")) {
@@ -90,13 +90,13 @@ QString Dialogs::saveFile(QWidget* parent, const QString& title, PathRole role, 
     QString path = dialog.exec() == QDialog::Accepted ? dialog.selectedFiles().value(0) : QString();
     const QString ending = firstSuffix(filter);
     if (!path.isEmpty() && !ending.isEmpty() && QFileInfo(path).suffix().isEmpty()) {
-        // The dialog of a system asks about the name that was entered, not about this one.
+        // The system's dialog asked about the name that the user entered, not about this one.
         path += u'.' + ending;
         if (QFileInfo::exists(path) && !confirm(parent, text("“%1” exists already.").arg(path), text("Replace"))) {
             return {};
         }
     }
-    if (const QFileInfo file(path); file.exists() && !file.isFile()) {  // a pipe would keep the window waiting
+    if (const QFileInfo file(path); file.exists() && !file.isFile()) {  // a pipe would block the window
         showFault(parent, text("“%1” is no plain file.").arg(path));
         return {};
     }
@@ -135,7 +135,7 @@ bool Dialogs::confirm(QWidget* parent, const QString& question, const QString& a
     QMessageBox box(QMessageBox::NoIcon, QCoreApplication::applicationName(), question, QMessageBox::Cancel, parent);
     box.setTextFormat(Qt::PlainText);
     const QPushButton* accept = box.addButton(action, QMessageBox::AcceptRole);
-    box.setDefaultButton(QMessageBox::Cancel);  // Enter, pressed once too often, loses nothing
+    box.setDefaultButton(QMessageBox::Cancel);  // an accidental Enter loses nothing
     box.exec();
     return box.clickedButton() == accept;
 }

@@ -9,7 +9,7 @@ class Settings;
 
 enum class SaveAnswer { save, discard, cancel };
 
-/// The one way to every dialog that stops the user, so that a test can answer in its place.
+/// Opens every dialog that waits for the user, so that a test can answer instead.
 class Dialogs {
   public:
     explicit Dialogs(Settings& settings);
@@ -17,20 +17,20 @@ class Dialogs {
     Dialogs(const Dialogs&) = delete;
     Dialogs& operator=(const Dialogs&) = delete;
 
-    /// The chosen path; empty if the user gave up. `filter` is as QFileDialog has it, or empty.
+    /// The chosen path; empty if the user cancelled. `filter` has the form that QFileDialog uses, or is empty.
     [[nodiscard]] virtual QString openFile(QWidget* parent, const QString& title, PathRole role, const QString& filter);
-    /// The chosen paths; none if the user gave up.
+    /// The chosen paths; none if the user cancelled.
     [[nodiscard]] virtual QStringList openFiles(QWidget* parent, const QString& title, PathRole role,
                                                 const QString& filter);
     [[nodiscard]] virtual QString saveFile(QWidget* parent, const QString& title, PathRole role, const QString& filter,
                                            const QString& proposed);
     [[nodiscard]] virtual QString openFolder(QWidget* parent, const QString& title, PathRole role);
 
-    /// Asks what becomes of the changes to `document`.
+    /// Asks whether to save the changes to `document`.
     [[nodiscard]] virtual SaveAnswer askSave(QWidget* parent, const QString& document);
-    /// Asks a question that `action` or "Cancel" answers.
+    /// Asks a question with the buttons `action` and "Cancel". True for `action`.
     [[nodiscard]] virtual bool confirm(QWidget* parent, const QString& question, const QString& action);
-    /// Tells of a fault that has no place of its own in the window.
+    /// Shows a fault that has no place of its own in the window.
     virtual void showFault(QWidget* parent, const QString& text);
 
   private:

@@ -31,7 +31,7 @@ void FileMark::note(const QString& path) {
 
 bool FileMark::mayReplace(Dialogs& dialogs, QWidget* parent) const {
     const QFileInfo file(path_);
-    // What has another size isn't read: it may be without end.
+    // A file with another size isn't read: it may be endless.
     if (!file.exists() || (file.size() == size_ && digestOf(path_) == digest_)) {
         return true;
     }

@@ -6,12 +6,13 @@
 class Dialogs;
 class QWidget;
 
-/// What the file of a document held when it was opened or saved, so that another program's change isn't lost unasked.
+/// Size and digest of a document's file when it was opened or saved. They reveal changes by another program, which
+/// saving would lose.
 class FileMark {
   public:
-    /// The file at `path` is as the document has it now.
+    /// Notes the current content of the file at `path`, which the document has now.
     void note(const QString& path);
-    /// Whether saving over the noted file loses nothing, or the user wants that. One that is gone is made anew.
+    /// Whether the noted file may be overwritten: it is missing or unchanged, or the user agrees.
     [[nodiscard]] bool mayReplace(Dialogs& dialogs, QWidget* parent) const;
 
   private:

@@ -6,10 +6,10 @@
 #include <QByteArray>
 #include <QSettings>
 
-/// What the program remembers: the look, the window, the last folders. Never the path of a key.
+/// The program's settings: the look, the window, the last folders. They never contain the path of a key.
 class Settings {
   public:
-    /// Kept in the file at `path`; an empty one is the user's own place for settings.
+    /// The settings are in the file at `path`; with an empty path they are in the user's usual place for settings.
     explicit Settings(const QString& path = QString());
 
     [[nodiscard]] ThemeScheme scheme() const;
@@ -22,7 +22,7 @@ class Settings {
     [[nodiscard]] QString lastFolder(PathRole role) const;
     void setLastFolder(PathRole role, const QString& folder);
 
-    /// State of a window or splitter under a name.
+    /// The state of a window or splitter, stored under a name.
     [[nodiscard]] QByteArray state(const QString& name) const;
     void setState(const QString& name, const QByteArray& state);
 
@@ -31,5 +31,5 @@ class Settings {
 
   private:
     QSettings store_;
-    QString keyFolder_;  ///< of this run alone
+    QString keyFolder_;  ///< kept for this run only
 };

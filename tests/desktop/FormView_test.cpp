@@ -107,8 +107,8 @@ TEST_F(FormViewTest, ChecksAFieldOnlyWhenItLosesTheFocus) {
         {QStringLiteral("key"), QString(), ""},
         {QStringLiteral("key"), folder.path("key.bin"), "A key."},
         {QStringLiteral("out"), folder.path("new.bin"), ""},
-        {QStringLiteral("out"), folder.path("key.bin"), "The file that is there will be replaced."},
-        {QStringLiteral("out"), folder.path("key.bin/new.bin"), "What should be the folder of this file is a file."},
+        {QStringLiteral("out"), folder.path("key.bin"), "The existing file will be replaced."},
+        {QStringLiteral("out"), folder.path("key.bin/new.bin"), "The path has a file where a folder should be."},
         {QStringLiteral("out"), folder.path("none/new.bin"), "The folder of this file isn't there."},
         {QStringLiteral("out"), folder.path("."), "This is a folder; the name of a file is needed."},
     };
@@ -181,7 +181,7 @@ TEST_F(FormViewTest, ReportsAReasonForAFieldThatACheckNeeds) {
     show({device, files});
     const auto frame = [this] { return find(QStringLiteral("device"))->grab().toImage().pixelColor(0, 8); };
     form->focusFirstOpenPoint();
-    EXPECT_EQ(verdict(QStringLiteral("device")), "Choose one of the list.");
+    EXPECT_EQ(verdict(QStringLiteral("device")), "Choose one from the list.");
     EXPECT_EQ(verdict(QStringLiteral("files")), "A file is needed here.");
     find(QStringLiteral("files"))->setFocus();
     EXPECT_EQ(frame(), Theme::color(ThemeColor::fault));

@@ -10,8 +10,8 @@
 #include <array>
 #include <cstring>
 
-// The memory is an anonymous file of the system's, so that readers find a file in it. What passes through here leaves
-// no copy on the heap or the stack: it may be a key.
+// The memory is an anonymous file of the system, so that readers can treat it as a file. The bytes may be a key, so no
+// copy of them stays on the heap or the stack.
 
 namespace {
 
@@ -24,8 +24,8 @@ bool openOn(FileHandle memory, QFile& device, QIODevice::OpenMode mode) {
     return lseek(memory.get(), 0, SEEK_SET) == 0 && device.open(memory.release(), mode, QFileDevice::AutoCloseHandle);
 }
 
-/// Copies what comes from `pipe` to `memory`, up to the end or until `size` is above the limit. False if the one can't
-/// be read or the other takes no more.
+/// Copies bytes from `pipe` to `memory`, until the end or until `size` is above the limit. False if `pipe` can't be
+/// read or `memory` can't be written.
 bool copyPipe(const FileHandle& pipe, const FileHandle& memory, qint64 limit, qint64& size) {
     std::array<char, 65536> piece;
     ssize_t count = 1;
@@ -48,7 +48,7 @@ bool openOnBytes(QFile& device, QByteArrayView bytes) {
 
 PipeStatus holdPipe(QFile& device, qint64 limit) {
     struct stat status {};
-    // What the system makes up while it is read is a regular file without a size.
+    // A file that the system generates during the read, as in /proc, is a regular file with the size 0.
     if (fstat(device.handle(), &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0) {
         return PipeStatus::done;
     }

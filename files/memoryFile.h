@@ -3,9 +3,10 @@
 #include <QByteArrayView>
 #include <QFile>
 
-// For readers, which go back and forth in a file, ask for its size and tell its kind by its name.
+// Readers move back and forth in a file, ask for its size, and derive its kind from its name. These functions let them
+// read pipes and bytes in memory.
 
-/// A file that keeps its name when it is opened on something else.
+/// A file that keeps its name when it is opened on another file handle.
 class NamedFile : public QFile {
   public:
     explicit NamedFile(const QString& path) : QFile(path), path_(path) {}
@@ -15,14 +16,15 @@ class NamedFile : public QFile {
     const QString path_;
 };
 
-/// Opens `device`, whatever its name, for reading on a copy of `bytes` in memory. False if there is no memory.
+/// Opens `device`, whatever its name, for reading on a copy of `bytes` in memory. False if there isn't enough memory.
 [[nodiscard]] bool openOnBytes(QFile& device, QByteArrayView bytes);
 
 enum class PipeStatus { done, tooLong, failed };
 
-/// If `device`, which is open for reading, is a pipe or device, reads it to its end and opens it anew on what came,
-/// which is held in memory: at most `limit` bytes, since a device perhaps never ends.
+/// `device` is open for reading. If it is a pipe or device, this function reads it to its end and opens it again on a
+/// copy of the bytes in memory. It accepts at most `limit` bytes, since a device may never end.
 [[nodiscard]] PipeStatus holdPipe(QFile& device, qint64 limit);
 
-/// The same with a limit of 256 MiB. False, with a message that names the file as `shown`, if it fails.
+/// The same with a limit of 256 MiB. After a failure it reports a message that names the file as `shown`, and returns
+/// false.
 [[nodiscard]] bool takePipeWhole(QFile& device, const QString& shown);

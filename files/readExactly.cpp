@@ -9,7 +9,7 @@ bool canAllocate(qint64 size) {
     if (size < 0) {
         return false;
     }
-    // Volatile, because a compiler may drop an allocation that nobody uses and call it a success.
+    // Volatile, because a compiler may remove an unused allocation and assume that it succeeded.
     void* volatile const probe = std::malloc(static_cast<std::size_t>(size) + 1);
     const bool available = probe != nullptr;
     std::free(probe);
@@ -21,7 +21,7 @@ bool memoryAvailable(qint64 size) {
 }
 
 ReadStatus readExactly(QFile& device, qint64 size, QByteArray& bytes) {
-    // The length is asked from the system each time; a short read finds a small claim false for less.
+    // The system is asked for the length each time. For a small size, a short read detects a missing byte at less cost.
     constexpr qint64 smallSize = 4096;
     if (size > smallSize && size > device.size() - device.pos()) {
         return ReadStatus::cutShort;

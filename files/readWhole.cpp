@@ -23,7 +23,7 @@ WholeStatus readWhole(QFile& file, qint64 limit, QByteArray& bytes) {
     }
     QByteArray content(size, Qt::Uninitialized);
     content.truncate(std::max<qint64>(file.read(content.data(), size), 0));
-    if (content.size() < size && !file.isTextModeEnabled()) {  // text may lose its carriage returns
+    if (content.size() < size && !file.isTextModeEnabled()) {  // text mode drops carriage returns
         return WholeStatus::failed;
     }
     bytes = std::move(content);

@@ -5,9 +5,10 @@
 
 enum class WholeStatus { done, tooLong, noMemory, failed };
 
-/// Reads `file`, which was just opened, a pipe or device too, from its start to its end into `bytes`, unless that is
-/// more than `limit` bytes. The array takes its room at once: one that grows would leave copies of a secret.
+/// Reads `file` from its start to its end into `bytes`, unless it has more than `limit` bytes. The file was just
+/// opened, and can be a pipe or device. The array is allocated once, since an array that grows leaves copies of a
+/// secret.
 [[nodiscard]] WholeStatus readWhole(QFile& file, qint64 limit, QByteArray& bytes);
 
-/// The same for whoever needn't know why it failed.
+/// The same for a caller that doesn't need the reason of a failure.
 [[nodiscard]] bool readUpTo(QFile& file, qint64 limit, QByteArray& bytes);

@@ -1,6 +1,6 @@
 #pragma once
 
-/// What a field of a form holds, and so how it is edited.
+/// The kind of value of a form's field, which decides how it is edited.
 enum class FieldKind {
     text,     ///< one line
     fixed,    ///< one line in the fixed font: numbers, addresses, hexadecimal
@@ -9,5 +9,5 @@ enum class FieldKind {
     inFile,   ///< the path of a file that exists
     outFile,  ///< the path of a file to make
     folder,   ///< the path of a folder
-    inFiles,  ///< several paths, each with an optional text behind it ("@0x08000000") if `besideLabel` says what it is
+    inFiles,  ///< several paths, each with an optional text after it ("0x08000000") if the field has a `besideLabel`
 };

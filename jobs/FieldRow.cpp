@@ -14,14 +14,14 @@ bool isEmptyText(const QString& text) {
     return text.trimmed().isEmpty();
 }
 
-/// What the tool's scan of its arguments would change: it cuts outer blanks, and takes a word with "-" for an option.
+/// Rejects words that the tool's scan would change: it removes outer blanks, and reads a word with "-" as an option.
 Verdict judgeWord(const QString& word, bool path, bool severalWords) {
     if (path && !word.isEmpty() && word.back().isSpace()) {
-        return fault(Texts::tr("The tool drops blanks at the end of a name, so it can't find this one."));
+        return fault(Texts::tr("The tool removes blanks at the end of a name, so it can't find this file."));
     }
     if (!path &&
         (word.trimmed().startsWith(u'-') || (severalWords && word.simplified().contains(QLatin1String(" -"))))) {
-        return fault(Texts::tr("The tool takes what begins with - for an option."));
+        return fault(Texts::tr("The tool reads a word that begins with - as an option."));
     }
     return {};
 }

@@ -9,13 +9,13 @@
 
 #include <span>
 
-/// The values of a form by the ids of its fields, as `FormView` has them: one text or none, and two a row, path and
-/// text behind it, for `FieldKind::inFiles`.
+/// The values of a form by the ids of its fields, in the form that `FormView` uses: one text or none. A field of the
+/// kind `FieldKind::inFiles` has two texts per row, the path and the text after it.
 using JobValues = QHash<QString, QStringList>;
 
 struct FieldRow;
 
-/// Appends what the tool is told of a field. It isn't asked for a field that is hidden.
+/// Appends the tool's arguments for a field. It isn't called for a hidden field.
 using ArgumentMaker = void (*)(const FieldRow& row, const JobValues& values, QStringList& arguments);
 
 struct ChoiceRow {
@@ -23,43 +23,44 @@ struct ChoiceRow {
     const char* label;
 };
 
-/// One field of a job. Form, checks, arguments, job file and tests are all fed by these rows. Texts for the user are
-/// marked for translation in the context "jobs".
+/// One field of a job. The form, the checks, the arguments, the job file and the tests all use these rows. Texts for
+/// the user are marked for translation in the context "jobs".
 struct FieldRow {
-    const char* id;     ///< stable: in saved jobs and tests
-    const char* group;  ///< neighbouring rows of one group stand under its title
+    const char* id;     ///< stable: used in saved jobs and tests
+    const char* group;  ///< neighbouring rows of one group are under one title
     const char* label;  ///< with its mnemonic
     FieldKind kind;
-    const char* option = nullptr;       ///< the tool's word for it; null: its value is told with another row's
-    ArgumentMaker arguments = nullptr;  ///< null: the option and its one value, or nothing for an empty one
+    const char* option =
+        nullptr;  ///< the tool's option; null if the value has none or is an argument of another row's option
+    ArgumentMaker arguments = nullptr;  ///< null: the option and its one value, or nothing for an empty value
     bool keepsOld = false;              ///< an older file at the path of an output is moved aside
-    bool required = false;              ///< never left empty while it is shown
-    const char* initial = "";           ///< for a choice its first if this is empty
+    bool required = false;              ///< must not be empty while it is shown
+    const char* initial = "";           ///< if empty, a choice begins with its first value
     std::span<const ChoiceRow> choices{};
     PathRole role = PathRole::document;
     bool secret = false;           ///< only its owner should be able to read the file
-    const char* filter = "";       ///< of the file dialog
+    const char* filter = "";       ///< the name filter of the file dialog
     const char* placeholder = "";  ///< an example of a good value
-    const char* besideLabel = "";  ///< of the text behind each path
-    /// Judges a value that is there. Null: all are good.
+    const char* besideLabel = "";  ///< the label of the text after each path
+    /// Judges a value that isn't empty. Null: all values are good.
     Verdict (*check)(const QStringList& own, const JobValues& all) = nullptr;
-    bool checksEmpty = false;                         ///< it judges an empty one too
+    bool checksEmpty = false;                         ///< `check` also judges an empty value
     bool (*shownIf)(const JobValues& all) = nullptr;  ///< null: always
     const char* tip = "";
 };
 
-/// The one text of a value, without outer blanks; empty if there is none.
+/// The single text of a value, without outer blanks; empty if there is none.
 [[nodiscard]] QString textOf(const JobValues& values, const char* id);
 [[nodiscard]] QString textOf(const QStringList& value);
 
-/// The one path of a value, as it is.
+/// The single path of a value, unchanged.
 [[nodiscard]] QString pathOf(const QStringList& value);
 
 [[nodiscard]] bool isShown(const FieldRow& row, const JobValues& values);
 [[nodiscard]] bool isPath(const FieldRow& row);
 
-/// Whether the tool takes the words of a value for what they are.
+/// Judges whether the tool reads the words of a value unchanged: as a path or value, and not as an option.
 [[nodiscard]] Verdict judgeWords(const FieldRow& row, const QStringList& own);
 
-/// What is to be said of a field's value: the general rules of the tool's command line, then the row's own check.
+/// The verdict on a field's value: first the general rules of the tool's command line, then the row's own check.
 [[nodiscard]] Verdict judge(const FieldRow& row, const JobValues& values);

@@ -1,4 +1,5 @@
 #pragma once
 
-/// What a path is for. A file dialog begins in the last folder of its role; that of keys isn't remembered over runs.
+/// The purpose of a path. A file dialog begins in the last folder of its role. The folder of keys isn't stored between
+/// runs of the program.
 enum class PathRole { firmware, key, output, document };

@@ -2,18 +2,18 @@
 
 #include <QString>
 
-/// What is to be said of a value that somebody entered.
+/// The verdict on a value that the user entered.
 struct Verdict {
     enum class Kind {
         good,
-        warning,  ///< good, but there is something to know of it
-        missing,  ///< empty, though something is needed: no fault before Run is pressed
+        warning,  ///< good, but the text has something that the user should know
+        missing,  ///< empty, but needed: not a fault until the user presses Run
         fault,
     };
 
     Kind kind = Kind::good;
-    QString
-        text;  ///< one sentence; for a good value what was found, such as "ELF, 2 segments, 41,984 bytes", or nothing
+    /// One sentence. For a good value it is a finding such as "ELF, 2 segments, 41,984 bytes", or empty.
+    QString text;
 };
 
 [[nodiscard]] inline Verdict good(const QString& text = QString()) {

@@ -7,7 +7,7 @@
 
 namespace {
 
-/// The row's one value as a word; empty if there is none.
+/// The single value of the row as an argument; empty if there is none.
 QString wordOf(const FieldRow& row, const JobValues& values) {
     const QStringList own = values.value(QLatin1String(row.id));
     const QString text = textOf(own);

@@ -4,22 +4,23 @@
 
 struct JobRow;
 
-/// What the tool is started with: the arguments behind the program's name. Relative paths stay relative.
+/// The arguments after the program's name that run the job. Relative paths stay relative.
 [[nodiscard]] QStringList argumentsOf(const JobRow& job, const JobValues& values);
 
-/// What a shell is to start the tool at `toolPath` with: its name if the PATH leads to it, else the path.
+/// The word that starts the tool at `toolPath` in a shell: its name if the PATH leads to it, otherwise the path.
 [[nodiscard]] QString programWord(const QString& toolPath);
 
-/// A path as the tool takes it: one that would be read as an option, or lose a blank, gets "./" in front.
+/// A path as an argument. The tool would read a path that begins with "-" as an option, and remove a blank at the
+/// beginning, so such a path gets "./" in front.
 [[nodiscard]] QString pathArgument(const QString& path);
 
-// The ways in which a field's value becomes arguments, besides the option with its one value.
+// Ways to make arguments from a field's value. The default is the option with its one value.
 
-/// The value alone, behind what stands before it.
+/// Appends the value without an option.
 void valueAlone(const FieldRow& row, const JobValues& values, QStringList& arguments);
-/// The option anew for each path, with the words of the text behind it.
+/// Appends for each path the option, the path and the words of the text after it.
 void optionForEach(const FieldRow& row, const JobValues& values, QStringList& arguments);
-/// The option once, then all paths.
+/// Appends the option once, then all paths.
 void optionForAll(const FieldRow& row, const JobValues& values, QStringList& arguments);
-/// Nothing: another row tells it.
+/// Appends nothing: another row passes the value.
 void toldElsewhere(const FieldRow& row, const JobValues& values, QStringList& arguments);

@@ -17,7 +17,7 @@
 
 namespace {
 
-// What is larger isn't read for a finding: the window must not wait for it.
+// A larger file isn't read for a verdict, since the window would have to wait for it.
 constexpr qint64 largestRead = qint64{2} << 20;
 
 struct Texts {
@@ -36,7 +36,7 @@ bool isGood(const Verdict& verdict) {
     return verdict.kind == Verdict::Kind::good;
 }
 
-/// Whether the file is one whose size and content can be looked at before the tool does.
+/// Whether size and content of the file can be read before the tool runs. A pipe or device could be read only once.
 bool canLook(const QString& path) {
     return QFileInfo(path).isFile();
 }
@@ -55,7 +55,7 @@ QString orList(std::initializer_list<const char*> suffixes) {
     return names.join(Texts::tr(" or "));
 }
 
-/// The same reader gives the same fault as it gives the tool.
+/// The fault is the message that the tool prints, since both use the same reader.
 template <class Read>
 Verdict readVerdict(const Read& read) {
     const MessageCollector messages;
@@ -90,7 +90,7 @@ Verdict checkSegments(const QString& path, FileReader reader, bool onlyOne) {
         return verdict;
     }
     if (onlyOne && count != 1) {
-        return fault(Texts::tr("An update takes firmware with one segment, this file has %1.").arg(count));
+        return fault(Texts::tr("An update needs firmware with one segment; this file has %1.").arg(count));
     }
     return good(Texts::tr("%1, %2, %3").arg(formatName(reader), segmentsText(count), sizeText(size)));
 }
@@ -98,7 +98,7 @@ Verdict checkSegments(const QString& path, FileReader reader, bool onlyOne) {
 Verdict checkFirmwareFile(const QString& path, bool onlyOneSegment) {
     const FormatRow* const format = formatOf(formatTable(), path);
     if (format != nullptr && format->read != readElfFile && format->read != readRecordFile) {
-        return fault(Texts::tr("By its name, “%1” is no firmware: ELF, HEX, S-Record or raw binary.")
+        return fault(Texts::tr("By its name, “%1” isn't firmware: ELF, HEX, S-Record or raw binary.")
                          .arg(QFileInfo(path).fileName()));
     }
     const qint64 size = QFileInfo(path).size();
@@ -120,7 +120,7 @@ Verdict checkFirmwareFile(const QString& path, bool onlyOneSegment) {
 Verdict checkNumber(const QStringList& value, std::uint32_t most) {
     std::uint32_t number = 0;
     if (!parseNumber(textOf(value), 0, number)) {
-        return fault(Texts::tr("A number is wanted: decimal, hexadecimal with 0x, or octal with a leading 0."));
+        return fault(Texts::tr("Enter a number: decimal, hexadecimal with 0x, or octal with a leading 0."));
     }
     return number > most ? fault(Texts::tr("The number must be %1 or less.").arg(QLocale().toString(most))) : Verdict();
 }
@@ -128,15 +128,15 @@ Verdict checkNumber(const QStringList& value, std::uint32_t most) {
 Verdict checkHexAddress(const QStringList& value) {
     std::uint32_t number = 0;
     if (!parseNumber(textOf(value), 16, number)) {
-        return fault(Texts::tr("A hexadecimal number of up to 8 digits is wanted."));
+        return fault(Texts::tr("Enter a hexadecimal number of up to 8 digits."));
     }
-    return number == 0 ? fault(Texts::tr("The tool takes no address 0.")) : Verdict();
+    return number == 0 ? fault(Texts::tr("The tool doesn't accept the address 0.")) : Verdict();
 }
 
 Verdict checkLength(const QStringList& value, qsizetype mostBytes) {
     const qsizetype length = textOf(value).toUtf8().size();
     return length > mostBytes
-               ? fault(Texts::tr("At most %1 bytes fit, this takes %2. Letters with accents take two or more.")
+               ? fault(Texts::tr("At most %1 bytes fit; this text has %2. Letters with accents have two or more.")
                            .arg(mostBytes)
                            .arg(length))
                : Verdict();
@@ -181,14 +181,14 @@ Verdict checkFileSize(const QString& path, std::initializer_list<qint64> sizes) 
 Verdict checkFileSuffix(const QString& path, const char* suffix) {
     return path.endsWith(QLatin1String(suffix))
                ? Verdict()
-               : fault(Texts::tr("The tool takes only files whose name ends in %1 here.").arg(QLatin1String(suffix)));
+               : fault(Texts::tr("The tool accepts only files whose name ends in %1 here.").arg(QLatin1String(suffix)));
 }
 
 Verdict checkFormat(const QString& path, FileReader reader) {
     const FormatRow* const format = formatOf(formatTable(), path);
     if ((format == nullptr ? nullptr : format->read) != reader) {
         return fault(
-            Texts::tr("By its name, the tool takes “%1” for another kind of file.").arg(QFileInfo(path).fileName()));
+            Texts::tr("By its name, the tool reads “%1” as another kind of file.").arg(QFileInfo(path).fileName()));
     }
     return checkFileSize(path);
 }
@@ -211,9 +211,9 @@ Verdict checkUpdateFirmware(const QString& path) {
 
 Verdict checkTable(const QString& path, CsvKind kind) {
     if (!path.endsWith(QLatin1String("csv"), Qt::CaseInsensitive)) {
-        return fault(Texts::tr("The tool takes only files whose name ends in csv here."));
+        return fault(Texts::tr("The tool accepts only files whose name ends in csv here."));
     }
-    // A list reads the modules that it names, which may be many and large.
+    // The reader of a list also reads the modules in it, which may be many and large.
     const bool isList = kind == CsvKind::moduleList || kind == CsvKind::externalModuleList;
     if (isList || !canLook(path) || QFileInfo(path).size() > largestRead) {
         return {};
@@ -229,7 +229,7 @@ Verdict checkOutput(const QString& path, std::initializer_list<const char*> suff
 Verdict checkNewOutput(const QString& path, std::initializer_list<const char*> suffixes) {
     Verdict verdict = checkOutput(path, suffixes);
     return isGood(verdict) && QFileInfo::exists(path)
-               ? fault(Texts::tr("There is a file of this name, and the tool replaces none here."))
+               ? fault(Texts::tr("A file of this name exists, and the tool doesn't replace it."))
                : verdict;
 }
 

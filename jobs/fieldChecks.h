@@ -7,35 +7,36 @@
 #include <cstdint>
 #include <initializer_list>
 
-// What is said of the values of a job's fields. They take whatever the tool takes, and never show what a key holds.
-// Whether a file is there, and can be read or made, is told by the form; what isn't there is good here. A pipe or
-// device counts as a file whose content isn't known.
+// Verdicts on the values of a job's fields. They accept everything that the tool accepts, and never show the content of
+// a key. The form checks whether a file exists and can be read or made, so a missing file is good here. A pipe or
+// device counts as a file with unknown content.
 
-/// A 32-bit number up to `most`, in any base.
+/// Needs a 32-bit number up to `most`: decimal, hexadecimal with "0x", or octal with a leading 0.
 [[nodiscard]] Verdict checkNumber(const QStringList& value, std::uint32_t most = UINT32_MAX);
-/// A hexadecimal number other than 0, with or without "0x".
+/// Needs a hexadecimal number other than 0, with or without "0x".
 [[nodiscard]] Verdict checkHexAddress(const QStringList& value);
 [[nodiscard]] Verdict checkLength(const QStringList& value, qsizetype mostBytes);
 
-/// The first that `check` finds fault with in a list of paths and texts behind them, or what it found in all.
+/// Calls `check` for each path and the text after it. The result is the first verdict that isn't good; if there is
+/// none, it is the texts of all.
 [[nodiscard]] Verdict checkFiles(const QStringList& value,
                                  Verdict (*check)(const QString& path, const QString& beside));
-/// A file of one of these sizes; of any but 0 if none is given.
+/// Needs a file of one of these sizes. Without sizes, any file that isn't empty is good.
 [[nodiscard]] Verdict checkFileSize(const QString& path, std::initializer_list<qint64> sizes = {});
-/// A file whose name ends like this, as it is written.
+/// Needs a file name that ends in `suffix`, in the same case.
 [[nodiscard]] Verdict checkFileSuffix(const QString& path, const char* suffix);
-/// A file that the tool reads with `reader`; null for raw binary.
+/// Needs a file that the tool reads with `reader`; null for raw binary.
 [[nodiscard]] Verdict checkFormat(const QString& path, FileReader reader);
-/// Firmware in any of its formats. `needsAddress` asks for `address` beside raw binary.
+/// Needs firmware in one of its formats. With `needsAddress`, raw binary needs an `address`.
 [[nodiscard]] Verdict checkFirmware(const QString& path, bool needsAddress = false, const QString& address = {});
-/// Firmware with one segment.
+/// Needs firmware with one segment.
 [[nodiscard]] Verdict checkUpdateFirmware(const QString& path);
 [[nodiscard]] Verdict checkTable(const QString& path, CsvKind kind);
 
-/// A file to make whose name ends in one of `suffixes` as they are written.
+/// Needs the name of an output that ends in one of `suffixes`, in the same case.
 [[nodiscard]] Verdict checkOutput(const QString& path, std::initializer_list<const char*> suffixes = {});
-/// The same where the tool replaces nothing.
+/// The same for an output that must not exist yet, since the tool doesn't replace it.
 [[nodiscard]] Verdict checkNewOutput(const QString& path, std::initializer_list<const char*> suffixes = {});
 
-/// Whether the tool reads this file as raw binary, which tells no address.
+/// Whether the tool reads this file as raw binary, which contains no address.
 [[nodiscard]] bool isRawBinary(const QString& path);

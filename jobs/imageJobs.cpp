@@ -1,4 +1,4 @@
-// The jobs that make and print images, but for the install image.
+// The jobs that make and print images, except the install image.
 
 #include "jobs/commandLine.h"
 #include "jobs/jobFields.h"
@@ -86,7 +86,7 @@ constexpr std::array signingRows = {
         .filter = binaryFilter,
         .placeholder = "stack.bin",
         .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFormat(pathOf(own), nullptr); },
-        .tip = QT_TRANSLATE_NOOP("jobs", "The binary image to sign. A mark in it tells what kind of image it is.")},
+        .tip = QT_TRANSLATE_NOOP("jobs", "The binary image to sign. A mark in it shows the kind of image.")},
     FieldRow{.id = "key",
              .group = protection,
              .label = QT_TRANSLATE_NOOP("jobs", "Private &key"),
@@ -133,7 +133,7 @@ constexpr std::array imgtoolRows = {
              .required = true},
 };
 
-/// Each of the two commands takes files of its own endings.
+/// Each of the two commands accepts only files with its own suffixes.
 void listingArguments(const FieldRow& row, const JobValues& values, QStringList& arguments) {
     const QString path = values.value(QLatin1String(row.id)).value(0);
     if (!path.trimmed().isEmpty()) {

@@ -45,7 +45,7 @@ bool hasExternalBinary(const JobValues& all) {
     return hasExternal(all) && isRawBinary(textOf(all, "external"));
 }
 
-/// Firmware for external memory is enough by itself; otherwise this is needed.
+/// The verdict on an empty field that is needed unless there is firmware for external memory.
 Verdict neededWithoutExternal(const JobValues& all) {
     return hasExternal(all) ? Verdict() : missing({});
 }
@@ -59,7 +59,7 @@ Verdict checkVersion(const QStringList& own, const JobValues& all) {
     return textOf(own).isEmpty() ? neededWithoutExternal(all) : checkNumber(own, 255);
 }
 
-/// The load address counts only for a module that has none of its own.
+/// The load address is needed only for a module that contains none.
 Verdict checkModule(const QString& path, const QString& beside) {
     constexpr qint64 headSize = preparedModule::loadAddressOffset + qint64{sizeof(std::uint32_t)};
     Verdict verdict = checkFormat(path, readKmdFile);
@@ -69,13 +69,13 @@ Verdict checkModule(const QString& path, const QString& beside) {
     }
     const QByteArray head = file.read(headSize);
     if (!head.startsWith(preparedModule::magic)) {
-        return fault(Texts::tr("The file is no module: it doesn't begin with the mark of one."));
+        return fault(Texts::tr("The file isn't a module: it doesn't begin with the mark of a module."));
     }
     const QByteArrayView address = QByteArrayView(head).sliced(preparedModule::loadAddressOffset);
     if (std::any_of(address.begin(), address.end(), [](char byte) { return byte != '\0'; })) {
         return verdict;
     }
-    Verdict number = beside.isEmpty() ? fault(Texts::tr("This module has no load address of its own, so it needs one."))
+    Verdict number = beside.isEmpty() ? fault(Texts::tr("This module contains no load address, so enter one."))
                                       : checkNumber({beside});
     return number.kind == Verdict::Kind::good ? verdict : number;
 }
@@ -84,8 +84,8 @@ Verdict checkPackagedModule(const QString& path) {
     return isRawBinary(path) ? checkFormat(path, nullptr) : checkFormat(path, readXtbiFile);
 }
 
-/// The numbers behind one more file for external memory: the start address of raw binary alone, mode and region in an
-/// order that hangs on the format, the address of the key.
+/// Checks the numbers after one more file for external memory. Raw binary has start address, mode, region and key
+/// address; other formats have region, mode and key address.
 Verdict checkMoreExternal(const QString& path, const QString& beside) {
     Verdict verdict = checkFirmware(path);
     if (verdict.kind != Verdict::Kind::good) {
@@ -95,7 +95,7 @@ Verdict checkMoreExternal(const QString& path, const QString& beside) {
     const bool binary = isRawBinary(path);
     if (numbers.size() < (binary ? 4 : 3)) {
         return fault(binary ? Texts::tr("Raw binary needs start address, mode, region and key address.")
-                            : Texts::tr("This needs region, mode and key address."));
+                            : Texts::tr("This file needs region, mode and key address."));
     }
     const QList<std::uint32_t> most =
         binary ? QList<std::uint32_t>{UINT32_MAX, regionDescriptor::maxMode, regionDescriptor::maxNumber, UINT32_MAX}
@@ -130,7 +130,7 @@ Verdict checkToken(const QStringList& own, const JobValues& all) {
                : Verdict();
 }
 
-/// With raw binary the mode stands before the region, with other files behind it.
+/// For raw binary the mode is before the region, for other files after it.
 void externalArguments(const FieldRow& row, const JobValues& values, QStringList& arguments) {
     const QStringList own = values.value(QLatin1String(row.id));
     if (textOf(own).isEmpty()) {
@@ -267,8 +267,8 @@ constexpr std::array rows = {
              .besideLabel = QT_TRANSLATE_NOOP("jobs", "Load address"),
              .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFiles(own, checkModule); },
              .tip = QT_TRANSLATE_NOOP("jobs",
-                                      "Module files (.kmd). One that has no load address of its own needs it "
-                                      "here.")},
+                                      "Module files (.kmd). A module that contains no load address needs "
+                                      "it here.")},
     FieldRow{.id = "packaged-module",
              .group = contents,
              .label = QT_TRANSLATE_NOOP("jobs", "&XTBI module"),
@@ -278,7 +278,7 @@ constexpr std::array rows = {
              .filter = QT_TRANSLATE_NOOP("jobs", "Packaged modules (*.xtbi *.bin);;All files (*)"),
              .placeholder = "module.xtbi",
              .check = [](const QStringList& own, const JobValues& /*all*/) { return checkPackagedModule(pathOf(own)); },
-             .tip = QT_TRANSLATE_NOOP("jobs", "A packaged module (.xtbi or .bin), for devices that take one.")},
+             .tip = QT_TRANSLATE_NOOP("jobs", "A packaged module (.xtbi or .bin), for devices that accept one.")},
     FieldRow{.id = "module-list",
              .group = contents,
              .label = QT_TRANSLATE_NOOP("jobs", "Module list"),
@@ -322,7 +322,7 @@ constexpr std::array rows = {
              .placeholder = "0xB0000000",
              .check = checkAnyNumber,
              .shownIf = hasExternalBinary,
-             .tip = QT_TRANSLATE_NOOP("jobs", "Where the raw binary stands in external memory.")},
+             .tip = QT_TRANSLATE_NOOP("jobs", "Where the raw binary is in external memory.")},
     FieldRow{.id = "external-region",
              .group = external,
              .label = QT_TRANSLATE_NOOP("jobs", "Region"),
@@ -371,7 +371,7 @@ constexpr std::array rows = {
         .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFiles(own, checkMoreExternal); },
         .shownIf = hasExternal,
         .tip = QT_TRANSLATE_NOOP("jobs",
-                                 "Behind raw binary: start address, mode, region, key address. Behind "
+                                 "After raw binary: start address, mode, region, key address. After "
                                  "other files: region, mode, key address. Separate them by blanks.")},
     FieldRow{.id = "key-area",
              .group = external,
@@ -394,7 +394,7 @@ constexpr std::array rows = {
              .check = checkRamSize,
              .checksEmpty = true,
              .tip = QT_TRANSLATE_NOOP("jobs",
-                                      "Bytes of RAM for one part, on devices that take an image in parts "
+                                      "Bytes of RAM for one part, on devices that accept an image in parts "
                                       "(0x450, 0x480, 0x483).")},
     FieldRow{.id = "token",
              .group = parts,

@@ -4,7 +4,7 @@
 
 #include <QtGlobal>
 
-// What the rows of several jobs have in common.
+// Filters, checks and rows that several jobs share.
 
 inline constexpr const char* firmwareFilter =
     QT_TRANSLATE_NOOP("jobs", "Firmware (*.elf *.axf *.out *.o *.so *.hex *.srec *.s19 *.bin);;All files (*)");

@@ -18,7 +18,7 @@ namespace {
 constexpr int version = 1;
 constexpr qint64 largestFile = qint64{1} << 20;
 constexpr qsizetype longestText = 8192;
-constexpr qsizetype mostEntries = 256;  // each is a row of the form
+constexpr qsizetype mostEntries = 256;  // each entry is a row of the form
 
 constexpr QLatin1String versionName("version");
 constexpr QLatin1String jobName("job");
@@ -30,8 +30,8 @@ struct Texts {
     Q_DECLARE_TR_FUNCTIONS(jobs)
 };
 
-/// Whether an argument and a field can hold a text: an argument ends at a NUL, half a surrogate pair has no UTF-8, and
-/// a field cuts what is too long.
+/// Whether `text` can be both an argument and the value of a field: an argument ends at a NUL, half a surrogate pair
+/// has no UTF-8 form, and a field shortens a text that is too long.
 bool isArgument(const QString& text) {
     return text.isValidUtf16() && !text.contains(QChar::Null) && text.size() <= longestText;
 }
@@ -64,13 +64,13 @@ QJsonValue written(const FieldRow& row, const QStringList& value, const QDir& fo
     return entries;
 }
 
-/// Whether a value is to be kept. What a new form has is kept too where it counts: a later version may have another.
+/// Whether a value is saved. The initial value of a shown field is saved too, since a later version may have another.
 bool isKept(const FieldRow& row, const Job& job) {
     const QString id = QLatin1String(row.id);
     const QStringList value = job.values.value(id);
     const bool isSet = std::any_of(value.begin(), value.end(), [](const QString& text) { return !text.isEmpty(); });
     const QStringList initial = initialValues(*job.row).value(id);
-    // One that was emptied must not come back as a new form has it.
+    // A field that the user emptied is saved too, so that its initial value doesn't return.
     return isShown(row, job.values) ? isSet || (row.choices.empty() && !initial.isEmpty()) : isSet && value != initial;
 }
 
@@ -86,7 +86,7 @@ bool readEntries(const FieldRow& row, const QJsonArray& entries, const QDir& fol
             !(beside.isUndefined() || beside.isString())) {
             return false;
         }
-        // Where the form has no place for a text behind the path, nobody would see it.
+        // If the form has no place for a text after the path, the user couldn't see it.
         if (!beside.isUndefined() && *row.besideLabel == '\0') {
             return false;
         }
@@ -120,7 +120,7 @@ bool readValues(const JobRow& row, const QJsonObject& json, const QDir& folder, 
         }
         QStringList value;
         if (!readValue(**field, member.value(), folder, value)) {
-            return refuse(fault, Texts::tr("The value of “%1” isn't one that this field takes.").arg(member.key()));
+            return refuse(fault, Texts::tr("The field “%1” doesn't accept its value.").arg(member.key()));
         }
         values.insert(member.key(), value);
     }
@@ -135,12 +135,12 @@ bool readJob(const QJsonObject& document, const QDir& folder, Job& job, QString&
     }
     const QJsonValue given = document.value(versionName);
     if (!given.isDouble()) {
-        return refuse(fault, Texts::tr("This is no job: it has no version."));
+        return refuse(fault, Texts::tr("This isn't a job: it has no version."));
     }
     if (given.toDouble() != version) {
-        return refuse(fault, Texts::tr("The job is of version %1, and this program reads version %2.")
-                                 .arg(given.toDouble())
-                                 .arg(version));
+        return refuse(
+            fault,
+            Texts::tr("The job has version %1, and this program reads version %2.").arg(given.toDouble()).arg(version));
     }
     const QString id = document.value(jobName).toString();
     Job read{findJob(id), {}};
@@ -174,9 +174,8 @@ bool readJobFile(const QString& path, Job& job, QString& fault) {
     QJsonParseError error;
     const QJsonDocument document = QJsonDocument::fromJson(file.read(largestFile), &error);
     if (error.error != QJsonParseError::NoError) {
-        return refuse(
-            fault,
-            Texts::tr("“%1” is no job: %2 at byte %3.").arg(path, error.errorString(), QString::number(error.offset)));
+        return refuse(fault, Texts::tr("“%1” isn't a job: %2 at byte %3.")
+                                 .arg(path, error.errorString(), QString::number(error.offset)));
     }
     QString reason;
     return readJob(document.object(), QFileInfo(path).absoluteDir(), job, reason) ||
@@ -185,7 +184,7 @@ bool readJobFile(const QString& path, Job& job, QString& fault) {
 
 JobPlace placeOf(const Job& job, const QString& path) {
     const QString page = QLatin1String(job.row->page == nullptr ? job.row->id : job.row->page);
-    // The opener has no form for the job: it shows the file that the job is about.
+    // The inspector has no form for the job. It shows the file that the job names.
     const bool isLook = page == QLatin1String(inspectPage);
     return {page, isLook ? pathOf(job.values.value(QLatin1String(job.row->rows.front().id))) : path};
 }
@@ -200,7 +199,7 @@ bool writeJobFile(const QString& path, const Job& job, QString& fault) {
         }
     }
     const QJsonObject document{{versionName, version}, {jobName, QLatin1String(job.row->id)}, {valuesName, values}};
-    // What couldn't be opened again isn't saved.
+    // A job that couldn't be opened again isn't saved.
     Job again;
     QString reason;
     if (!readJob(document, folder, again, reason)) {

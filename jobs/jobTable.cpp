@@ -12,7 +12,7 @@
 
 namespace {
 
-// Templates are small; a larger file isn't looked into for the name of its output.
+// Templates are small. A larger file isn't searched for the name of its output.
 constexpr qint64 largestTemplate = qint64{1} << 18;
 
 struct Texts {
@@ -28,9 +28,10 @@ constexpr FieldRow logRow = {
     .role = PathRole::output,
     .filter = QT_TRANSLATE_NOOP("jobs", "Logs (*.log);;All files (*)"),
     .placeholder = "run.log",
-    .tip = QT_TRANSLATE_NOOP("jobs", "Gets every message of the run with time stamps. Left empty, none is written.")};
+    .tip = QT_TRANSLATE_NOOP(
+        "jobs", "Receives every message of the run, with time stamps. If the field is empty, no log is written.")};
 
-/// The file that a template names in its `Output`; empty if that can't be told.
+/// The file that a template names in its `Output`; empty if the name can't be read.
 QString outputOfTemplate(const QString& path) {
     QFile file(path);
     if (!QFileInfo(path).isFile() || file.size() > largestTemplate || !file.open(QIODevice::ReadOnly)) {
@@ -91,7 +92,7 @@ QString privateKeyHint(const JobValues& /*values*/) {
                               "for example with: pip install imgtool");
 }
 
-/// Whether p11-kit is told of a driver besides its own list of certificates.
+/// Whether p11-kit has a driver configured, in addition to its own module of trusted certificates.
 bool hasDriver() {
     const QString own = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation);
     for (const QString& folder : {own + QStringLiteral("/pkcs11/modules"), QStringLiteral("/etc/pkcs11/modules"),
@@ -126,7 +127,7 @@ QString cardHint(const JobValues& values) {
     return {};
 }
 
-/// As -gpdata looks for them.
+/// Looks for the keys in the same place as -gpdata.
 QString personalizationHint(const JobValues& /*values*/) {
     const QDir keys(QCoreApplication::applicationDirPath() + QStringLiteral("/Keys"));
     const bool isPrivateThere = keys.exists(QStringLiteral("perso_private.pem"));
@@ -208,7 +209,8 @@ const QList<JobRow>& jobTable() {
         {.id = "provisioning-image",
          .group = secrets,
          .title = QT_TRANSLATE_NOOP("pageTable", "Provisioning image"),
-         .summary = QT_TRANSLATE_NOOP("pageTable", "Makes an image of secrets, with backup memory if there is some."),
+         .summary =
+             QT_TRANSLATE_NOOP("pageTable", "Makes an image of secrets, optionally with images for the backup memory."),
          .words = QT_TRANSLATE_NOOP("pageTable", "-pvs-tbi --pvs-tbi make encrypt secrets backup memory"),
          .command = "-pvs-tbi",
          .rows = provisioningImageRows()},
@@ -216,7 +218,7 @@ const QList<JobRow>& jobTable() {
          .group = secrets,
          .title = QT_TRANSLATE_NOOP("pageTable", "Backup image"),
          .summary = QT_TRANSLATE_NOOP("pageTable",
-                                      "Puts files together to the image of a backup memory, for a provisioning image."),
+                                      "Combines files into the image of a backup memory, for a provisioning image."),
          .words = QT_TRANSLATE_NOOP("pageTable", "-backupgen --backup-gen make json"),
          .command = "-backupgen",
          .rows = backupImageRows()},
@@ -317,12 +319,12 @@ Verdict judgeInJob(const JobRow& job, const FieldRow& row, const JobValues& valu
         return verdict;
     }
     const QString label = Texts::tr(other->label).remove(u'&');
-    // These are read whole before anything is written, and the tool lets them be replaced.
+    // The tool reads these files whole before it writes anything, and can replace them.
     const bool mayReplace =
         &row != &logRow && (other->role == PathRole::firmware || qstrcmp(job.command, "-gpdata") == 0);
     return mayReplace
                ? Verdict{Verdict::Kind::good, Texts::tr("This is the file of “%1”, which will be replaced.").arg(label)}
-               : fault(Texts::tr("This is the file of “%1”, which the tool doesn't write over.").arg(label));
+               : fault(Texts::tr("This is the file of “%1”, which the tool doesn't overwrite.").arg(label));
 }
 
 JobValues initialValues(const JobRow& job) {

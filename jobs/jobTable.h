@@ -4,46 +4,46 @@
 
 #include <QList>
 
-/// One job: a command of the tool and the fields that its options become. Its texts are marked for translation in the
-/// context "pageTable", as the page has them too.
+/// One job: a command of the tool, and the fields for its options. Its texts are marked for translation in the context
+/// "pageTable", since the page uses them too.
 struct JobRow {
-    const char* id;          ///< stable: of the page, in saved jobs and tests
-    const char* group = "";  ///< of the list of pages
+    const char* id;          ///< stable: the page's id, used in saved jobs and tests
+    const char* group = "";  ///< the title of its group in the list of pages
     const char* title = "";
     const char* summary = "";
-    const char* words;           ///< what the page is found by, the command's words among them
-    const char* page = nullptr;  ///< that shows the job; null: one of its own, with the texts above
-    const char* command;         ///< the tool's word for it; empty: the first row tells it
+    const char* words;           ///< words for the search of the page, including those of the command
+    const char* page = nullptr;  ///< the page that shows the job; null: its own page, with the texts above
+    const char* command;         ///< the tool's command word; empty: the first row makes it
     std::span<const FieldRow> rows;
-    /// What else than the files of its rows the command makes, after a good run. Null: nothing.
+    /// The files that a good run makes in addition to those of the rows. Null: none.
     QStringList (*moreOutputs)(const JobValues& values) = nullptr;
-    /// What this machine lacks for the job, in words; empty if nothing. Null: it needs nothing.
+    /// A text about what the job needs from this machine; empty if there is nothing to say. Null: no such text.
     QString (*hint)(const JobValues& values) = nullptr;
 };
 
 /// All jobs, in the order of the list of pages.
 [[nodiscard]] const QList<JobRow>& jobTable();
 
-// Pages that show jobs besides what else they do.
+// Ids of pages that have another purpose and also show jobs.
 inline constexpr const char* templatePage = "template";
 inline constexpr const char* inspectPage = "inspect";
 
-/// Null if there is none.
+/// The job with this id; null if there is none.
 [[nodiscard]] const JobRow* findJob(const QString& id);
 
-/// The rows of a job and those that all jobs have.
+/// The rows of the job, and the rows that all jobs have.
 [[nodiscard]] QList<const FieldRow*> fieldsOf(const JobRow& job);
 
-/// What is to be said of a value of the job: `judge`, and of an output that is another of the job's files too.
+/// The verdict on a value of the job: that of `judge`, and a verdict on an output that is another of the job's files.
 [[nodiscard]] Verdict judgeInJob(const JobRow& job, const FieldRow& row, const JobValues& values);
 
-/// What a new form of the job holds.
+/// The values of a new form of the job.
 [[nodiscard]] JobValues initialValues(const JobRow& job);
 
 /// The files that the command makes.
 [[nodiscard]] QStringList outputsOf(const JobRow& job, const JobValues& values);
 
-// The rows of the jobs, one list a page.
+// The rows of the jobs, one list per job.
 [[nodiscard]] std::span<const FieldRow> installImageRows();
 [[nodiscard]] std::span<const FieldRow> updateImageRows();
 [[nodiscard]] std::span<const FieldRow> signRows();

@@ -1,4 +1,4 @@
-// The jobs about keys, cards, external memory and wireless chips.
+// The jobs for keys, cards, external memory and wireless chips.
 
 #include "jobs/commandLine.h"
 #include "jobs/counted.h"
@@ -204,18 +204,18 @@ constexpr std::array cipherModes = {
     ChoiceRow{"2", QT_TRANSLATE_NOOP("jobs", "2 – Noekeon")},
 };
 
-/// The tool reads the first 16 bytes of a longer file too.
+/// A longer file is good, since the tool reads only its first 16 bytes.
 Verdict checkCipherKey(const QStringList& own, const JobValues& /*all*/) {
     Verdict verdict = checkFileSuffix(pathOf(own), ".bin");
     const QFileInfo file(pathOf(own));
     if (verdict.kind != Verdict::Kind::good || !file.isFile()) {
         return verdict;
     }
-    return file.size() < 16 ? fault(Texts::tr("A key has 16 bytes, this file has %1.").arg(file.size()))
+    return file.size() < 16 ? fault(Texts::tr("A key has 16 bytes; this file has %1.").arg(file.size()))
                             : checkFileSize(pathOf(own));
 }
 
-/// The cipher works on groups of 32 bytes, and what fills none is lost.
+/// The cipher works on groups of 32 bytes. The bytes of an incomplete last group are lost.
 Verdict checkApplication(const QStringList& own, const JobValues& /*all*/) {
     constexpr qint64 groupSize = 32;
     Verdict verdict = checkFileSuffix(pathOf(own), ".bin");
@@ -235,8 +235,8 @@ Verdict checkCipherFolder(const QStringList& own, const JobValues& /*all*/) {
     if (image.exists()) {
         return image.isWritable()
                    ? Verdict{Verdict::Kind::good, Texts::tr("Encrypted_Image.bin in it will be replaced; "
-                                                            "what it has beyond the new length stays.")}
-                   : fault(Texts::tr("You have no right to write over Encrypted_Image.bin in it."));
+                                                            "its bytes after the new length stay.")}
+                   : fault(Texts::tr("You have no right to overwrite Encrypted_Image.bin in it."));
     }
     return folder.isWritable() ? Verdict() : fault(Texts::tr("You have no right to make files in this folder."));
 }
@@ -362,7 +362,7 @@ Verdict checkWirelessKey(const QStringList& own, const JobValues& /*all*/) {
     constexpr qint64 largestKeyFile = 1679;
     Verdict verdict = checkFileSuffix(pathOf(own), ".pem");
     return verdict.kind == Verdict::Kind::good && QFileInfo(pathOf(own)).size() > largestKeyFile
-               ? fault(Texts::tr("The file is larger than that of a key of 2048 bits."))
+               ? fault(Texts::tr("The file is too large for a key of 2048 bits."))
                : verdict;
 }
 

@@ -1,4 +1,4 @@
-// The jobs that make what provisions a device with secrets.
+// The jobs that make files for provisioning a device with secrets.
 
 #include "files/openFile.h"
 #include "jobs/commandLine.h"
@@ -15,7 +15,7 @@ struct Texts {
     Q_DECLARE_TR_FUNCTIONS(jobs)
 };
 
-/// A PEM file, or the hash of a table of root keys.
+/// Needs a PEM file, or the hash of a table of root keys.
 Verdict checkPublicKeyOrHash(const QStringList& own, const JobValues& /*all*/) {
     const QString path = pathOf(own);
     return path.endsWith(QLatin1String(".pem"), Qt::CaseInsensitive) ? checkFileSize(path, {178})
@@ -119,7 +119,7 @@ constexpr std::array provisioningImage = {
              .besideLabel = QT_TRANSLATE_NOOP("jobs", "Base address"),
              .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFiles(own, checkBackup); },
              .tip = QT_TRANSLATE_NOOP("jobs",
-                                      "What goes to the backup memory, made by the page “Backup image”, and "
+                                      "Images for the backup memory, made by the page “Backup image”, and "
                                       "the base address of that memory.")},
     keyRow,
     FieldRow{.id = "nonce",
@@ -172,7 +172,7 @@ constexpr std::array backupImage = {
              .role = PathRole::output,
              .filter = binaryFilter,
              .placeholder = "backup.bin",
-             .tip = QT_TRANSLATE_NOOP("jobs", "The backup image to make. A new one is for you alone to read.")},
+             .tip = QT_TRANSLATE_NOOP("jobs", "The backup image to make. Only you can read a new file.")},
 };
 
 constexpr std::array provisioningFile = {

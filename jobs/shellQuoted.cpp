@@ -16,7 +16,7 @@ QString shellQuoted(const QStringList& words) {
     QStringList quoted;
     for (const QString& word : words) {
         const bool plain = !word.isEmpty() && std::all_of(word.begin(), word.end(), isPlain);
-        // Between single quotes everything stands for itself but the quote, which is put between double quotes.
+        // Between single quotes every character is literal except the quote itself, which is put between double quotes.
         quoted.append(plain ? word : u'\'' + QString(word).replace(u'\'', QLatin1String("'\"'\"'")) + u'\'');
     }
     return quoted.join(u' ');

@@ -171,7 +171,7 @@ TEST_F(JobPageTest, ReportsTheFaultOfAValue) {
         {"install-image", "version", "0x100", "The number must be 255 or less."},
         {"install-image", "version", "0377", "A number from 0 to 255"},
         {"install-image", "firmware", "option-bytes.csv",
-         "By its name, “option-bytes.csv” is no firmware: ELF, HEX, S-Record or raw binary."},
+         "By its name, “option-bytes.csv” isn't firmware: ELF, HEX, S-Record or raw binary."},
         {"install-image", "token", "1", "The address where the device notes"},
         {"update-image", "nonce", "nonce.bin", "12 bytes"},
         {"external-memory", "address", "0xB0000000", "Where the image is programmed"},
@@ -215,7 +215,7 @@ TEST_F(JobPageTest, ShowsTheFieldsThatCountAndNeedsOnlyThem) {
     kit.type("external", QString());
     kit.type("log", QStringLiteral("./key.bin"));
     EXPECT_EQ(kit.find("log")->accessibleDescription().toStdString(),
-              "This is the file of “Key”, which the tool doesn't write over.");
+              "This is the file of “Key”, which the tool doesn't overwrite.");
     kit.press("run");
     EXPECT_EQ(QApplication::focusWidget(), kit.find("firmware"));
     EXPECT_EQ(shownStatus(kit).toStdString(), "3 things are missing or wrong: Firmware, Image version, Log file");
@@ -326,7 +326,7 @@ TEST_F(JobPageTest, SavesAJobThatOpensAndPrintsAsTheSameLine) {
     EXPECT_EQ(
         outsideTool(QStringLiteral(QVORA_PROGRAM), {QStringLiteral("--print-command"), folder.path("strange.json")}),
         shownLine(third).toUtf8() + '\n');
-    EXPECT_TRUE(third.dialogs.faults.last().contains(QLatin1String("no job"))) << third.dialogs.faults.size();
+    EXPECT_TRUE(third.dialogs.faults.last().contains(QLatin1String("isn't a job"))) << third.dialogs.faults.size();
     third.dialogs.paths = {folder.path(".")};
     EXPECT_FALSE(third.window->page()->saveAs());
     EXPECT_TRUE(third.dialogs.faults.last().contains(QLatin1String("can't be written"))) << third.dialogs.faults.size();

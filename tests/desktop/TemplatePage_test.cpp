@@ -144,7 +144,7 @@ TEST(TemplatePage, ReportsFaults) {
         {"parameter Firmware area size", "0x40001", "alignment constraint"},
         {"parameter Firmware area size", "0x40000", "4 bytes, 262,144"},
         {"parameter Authentication key", "./provisioning.xml", "bytes, taken as is"},
-        {"log", "provisioning.xml", "This is the file of “Template”, which the tool doesn't write over."},
+        {"log", "provisioning.xml", "This is the file of “Template”, which the tool doesn't overwrite."},
         {"parameter Authentication key", "./no.pem", "no such file"},
     };
     for (const auto& row : rows) {

@@ -236,7 +236,7 @@ TEST(JobFile, RefusesOtherFilesWithAReason) {
         QByteArray text;
         const char* fault;
     } rows[] = {
-        {"", "no job"},
+        {"", "isn't a job"},
         {"[]", "no version"},
         {R"({"version": 1, "job": "sign", "values": {})", "at byte"},
         {R"({"version": 2, "job": "sign", "values": {}})", "version 2"},

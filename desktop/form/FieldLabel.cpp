@@ -26,7 +26,7 @@ void FieldLabel::setChanged(bool isChanged) {
     update();
 }
 
-void FieldLabel::standBeside(const QWidget* field) {
+void FieldLabel::matchHeight(const QWidget* field) {
     setMinimumHeight(field->sizeHint().height());
 }
 

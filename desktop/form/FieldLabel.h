@@ -12,7 +12,7 @@ class FieldLabel : public QLabel {
     [[nodiscard]] bool isChanged() const { return isChanged_; }
     void setChanged(bool isChanged);
     /// Makes the label at least as high as `field`, which is beside it.
-    void standBeside(const QWidget* field);
+    void matchHeight(const QWidget* field);
 
   protected:
     void paintEvent(QPaintEvent* event) override;

@@ -41,7 +41,7 @@ struct Row {
     VerdictLine* line = nullptr;
     bool isShown = true;
     bool isEditable = true;
-    bool isTold = false;           ///< its verdict is shown
+    bool showsVerdict = false;     ///< its verdict is shown
     bool isWanted = false;         ///< a missing value is shown too
     bool isTouched = false;        ///< edited since it was last left
     std::optional<Verdict> said;   ///< set by `setVerdict`
@@ -85,9 +85,9 @@ struct FormView::Inside {
 
     [[nodiscard]] Row* find(const QString& id);
     [[nodiscard]] Verdict judge(Row& row);
-    void tell(Row& row, const Verdict& verdict);
+    void showVerdict(Row& row, const Verdict& verdict);
     void clear(Row& row);
-    void judgeAndTell(Row& row);
+    void judgeAndShow(Row& row);
     void noteEdit(Row& row);
     void noteLeave(Row& row);
     /// Drops the kept verdicts, since the verdict on a file may depend on another field.
@@ -167,7 +167,7 @@ void FormView::Inside::addRow(QGridLayout& grid, Row& row, PageContext& context)
     if (!showsItself) {
         row.label = new FieldLabel(field.label);
         row.label->setBuddy(row.edit->first());
-        row.label->standBeside(row.edit->first());
+        row.label->matchHeight(row.edit->first());
         setHelp(*row.label, field.tip);
         grid.addWidget(row.label, at, labelColumn, Qt::AlignRight | Qt::AlignTop);
     }
@@ -253,21 +253,21 @@ Verdict FormView::Inside::judge(Row& row) {
     return row.said && !isOpen(verdict) ? *row.said : verdict;
 }
 
-void FormView::Inside::tell(Row& row, const Verdict& verdict) {
-    row.isTold = true;
+void FormView::Inside::showVerdict(Row& row, const Verdict& verdict) {
+    row.showsVerdict = true;
     const bool isQuiet = verdict.kind == Verdict::Kind::missing && !row.isWanted;
     const Verdict shown = isQuiet ? Verdict() : verdict;
-    row.line->tell(shown);
+    row.line->setVerdict(shown);
     row.edit->describe(shown.text.isEmpty() ? row.field.tip : shown.text, isOpen(shown));
 }
 
 void FormView::Inside::clear(Row& row) {
-    tell(row, {});
-    row.isTold = false;
+    showVerdict(row, {});
+    row.showsVerdict = false;
 }
 
-void FormView::Inside::judgeAndTell(Row& row) {
-    tell(row, judge(row));
+void FormView::Inside::judgeAndShow(Row& row) {
+    showVerdict(row, judge(row));
 }
 
 void FormView::Inside::noteEdit(Row& row) {
@@ -279,7 +279,7 @@ void FormView::Inside::noteEdit(Row& row) {
         row.label->setBuddy(row.edit->first());
     }
     // While the user types, the shown verdict stays only as long as it applies to the current value.
-    if (row.isTold) {
+    if (row.showsVerdict) {
         const Verdict verdict = judge(row);
         if (wasSaid || !isOpen(verdict) || verdict.text != row.line->text()) {
             clear(row);
@@ -292,12 +292,12 @@ void FormView::Inside::noteLeave(Row& row) {
         row.isTouched = false;
         forget();
         for (Row& other : rows_) {
-            if (&other != &row && other.isTold) {
-                judgeAndTell(other);
+            if (&other != &row && other.showsVerdict) {
+                judgeAndShow(other);
             }
         }
     }
-    judgeAndTell(row);
+    judgeAndShow(row);
     emit form_.left(row.field.id);
 }
 
@@ -382,7 +382,7 @@ void FormView::setValues(const QString& id, const QStringList& values) {
     row->isWanted = false;
     row->isTouched = false;
     inside_->mark(*row);
-    inside_->judgeAndTell(*row);
+    inside_->judgeAndShow(*row);
 }
 
 void FormView::bringIntoView(const QString& id) {
@@ -431,8 +431,8 @@ void FormView::setFolder(const QString& folder) {
     inside_->folder_ = folder;
     for (Row& row : inside_->rows_) {
         row.judged.reset();
-        if (row.isTold) {
-            inside_->judgeAndTell(row);
+        if (row.showsVerdict) {
+            inside_->judgeAndShow(row);
         }
     }
 }
@@ -444,7 +444,7 @@ void FormView::setVerdict(const QString& id, const Verdict& verdict) {
         // A fault found by the field's own check isn't shown before the user has finished typing.
         const Verdict all = inside_->judge(*row);
         if (!row->isTouched || all.text == verdict.text) {
-            inside_->tell(*row, all);
+            inside_->showVerdict(*row, all);
         }
     }
 }
@@ -465,7 +465,7 @@ void FormView::focusFirstOpenPoint() {
     for (Row& row : inside_->rows_) {
         row.isWanted = true;
         const Verdict verdict = inside_->judge(row);
-        inside_->tell(row, verdict);
+        inside_->showVerdict(row, verdict);
         if (first == nullptr && isOpen(verdict)) {
             first = &row;
         }

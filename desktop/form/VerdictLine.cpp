@@ -64,7 +64,7 @@ VerdictLine::VerdictLine(bool keepsRoom, QWidget* parent) : QLabel(parent), keep
     setContentsMargins(fontMetrics().height() + Theme::rowGap() / 2, above, 0, Theme::rowGap());
 }
 
-void VerdictLine::tell(const Verdict& verdict) {
+void VerdictLine::setVerdict(const Verdict& verdict) {
     kind_ = verdict.kind;
     setText(verdict.text);
     update();

@@ -13,7 +13,7 @@ class VerdictLine : public QLabel {
     explicit VerdictLine(bool keepsRoom, QWidget* parent = nullptr);
 
     [[nodiscard]] bool keepsRoom() const { return keepsRoom_; }
-    void tell(const Verdict& verdict);
+    void setVerdict(const Verdict& verdict);
 
     [[nodiscard]] QSize sizeHint() const override;
     [[nodiscard]] QSize minimumSizeHint() const override;

@@ -387,7 +387,7 @@ void SecretEditor::showItem(qsizetype row, const SecretSize& size, const Verdict
     setLine(name_, item.Name);
     showFuse(item);
     index_->setValue(static_cast<int>(item.Offset));
-    place_->tell(place);
+    place_->setVerdict(place);
     index_->setAccessibleDescription(place.text);
     expected_->setValue(std::max(0, item.expectedSize) / int{otpWordSize});
     mandatory_->setChecked(item.isMandatory);
@@ -398,15 +398,15 @@ void SecretEditor::showItem(qsizetype row, const SecretSize& size, const Verdict
     content_->setPlaceholderText(row < 0 ? QString() : isWords ? QStringLiteral("0x00000000") : tr("No file"));
     setLine(content_, item.PathOrWord);
     browse_->setEnabled(row >= 0 && !isWords);
-    dataVerdict_->tell(size.data.kind == Verdict::Kind::good && row >= 0 ? Verdict{Verdict::Kind::good, sizeText(size)}
-                                                                         : size.data);
+    dataVerdict_->setVerdict(
+        size.data.kind == Verdict::Kind::good && row >= 0 ? Verdict{Verdict::Kind::good, sizeText(size)} : size.data);
     content_->setAccessibleDescription(size.data.text);
     showPreview(item);
     showProtection(item);
     nonce_->setEnabled(row >= 0 && hasNonce(item));
     browseNonce_->setEnabled(nonce_->isEnabled());
     setLine(nonce_, item.Nonce);
-    nonceVerdict_->tell(size.nonce);
+    nonceVerdict_->setVerdict(size.nonce);
     isShowing_ = false;
 }
 

@@ -30,8 +30,8 @@ Verdict judgeWord(const QString& word, bool path, bool severalWords) {
 
 Verdict judgeWords(const FieldRow& row, const QStringList& own) {
     for (qsizetype i = 0; i < own.size(); ++i) {
-        const bool behindPath = row.kind == FieldKind::inFiles && i % 2 == 1;
-        Verdict verdict = judgeWord(own.at(i), isPath(row) && !behindPath, behindPath);
+        const bool afterPath = row.kind == FieldKind::inFiles && i % 2 == 1;
+        Verdict verdict = judgeWord(own.at(i), isPath(row) && !afterPath, afterPath);
         if (verdict.kind != Verdict::Kind::good) {
             return verdict;
         }

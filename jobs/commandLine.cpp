@@ -78,5 +78,5 @@ void optionForAll(const FieldRow& row, const JobValues& values, QStringList& arg
     }
 }
 
-void toldElsewhere(const FieldRow& /*row*/, const JobValues& /*values*/, QStringList& /*arguments*/) {
+void noArguments(const FieldRow& /*row*/, const JobValues& /*values*/, QStringList& /*arguments*/) {
 }

@@ -23,4 +23,4 @@ void optionForEach(const FieldRow& row, const JobValues& values, QStringList& ar
 /// Appends the option once, then all paths.
 void optionForAll(const FieldRow& row, const JobValues& values, QStringList& arguments);
 /// Appends nothing: another row passes the value.
-void toldElsewhere(const FieldRow& row, const JobValues& values, QStringList& arguments);
+void noArguments(const FieldRow& row, const JobValues& values, QStringList& arguments);

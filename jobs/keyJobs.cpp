@@ -72,7 +72,7 @@ bool programs(const JobValues& all) {
 
 constexpr std::array cardActions = {
     ChoiceRow{"program", QT_TRANSLATE_NOOP("jobs", "Program the card")},
-    ChoiceRow{readOnly, QT_TRANSLATE_NOOP("jobs", "Read what the card tells")},
+    ChoiceRow{readOnly, QT_TRANSLATE_NOOP("jobs", "Read the card")},
     ChoiceRow{"both", QT_TRANSLATE_NOOP("jobs", "Read it, then program it")},
 };
 

@@ -2,16 +2,17 @@
 
 #include "desktop/form/FormField.h"
 
-/// What can be said of the values of any field of its kind: whether something is missing, whether its files and folders
-/// are there and may be used. A relative path counts from `folder`, or from the program's own if that is empty.
+/// The verdict that follows from the kind of a field: whether a value is missing, and whether its files and folders exist
+/// and can be used. Relative paths are relative to `folder`, or to the current folder of the process if that is empty.
 [[nodiscard]] Verdict fieldVerdict(const FormField& field, const QStringList& values, const QString& folder);
 
-/// Says more of a good value of files: a warning if every user can read one that is secret.
+/// Turns a good verdict on input files into a warning if every user can read one of them that is secret.
 [[nodiscard]] Verdict withAccess(const Verdict& verdict, const FormField& field, const QStringList& values,
                                  const QString& folder);
 
-/// What is needed where there is nothing.
+/// The verdict on a needed value that is empty.
 [[nodiscard]] Verdict missingVerdict(FieldKind kind);
 
-/// What tells whether the files behind the values are still those that a verdict was made of.
+/// Size, time and rights of a field's input files. If they are equal, an earlier verdict on the files still holds. Empty
+/// for fields of other kinds.
 [[nodiscard]] QStringList fileStamps(const FormField& field, const QStringList& values, const QString& folder);

@@ -5,5 +5,5 @@
 
 struct PageContext;
 
-/// The editor for a field of its kind. Its parts are named after the field's id.
+/// Makes the editor for the kind of the field. The object names of its parts begin with the field's id.
 [[nodiscard]] FieldEdit* makeFieldEdit(const FormField& field, PageContext& context, QWidget* parent);

@@ -5,5 +5,6 @@
 class QAbstractItemModel;
 class QTableView;
 
-/// A list of rows to read and choose from: without a grid, the last column as wide as there is room. Tab leaves it.
+/// Makes a list of rows for reading and choosing, without a grid. The last column fills the free width. Tab leaves the
+/// list.
 [[nodiscard]] QTableView* makeRowList(QAbstractItemModel* model, const char* name, const QString& spoken);

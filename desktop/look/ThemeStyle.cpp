@@ -77,12 +77,12 @@ void drawMark(QPainter* painter, const QStyleOption& option, bool isRound) {
     painter->translate(QRectF(option.rect).center());
     painter->scale(side / 14.0, side / 14.0);
     const QRectF box(-6.5, -6.5, 13, 13);
-    const bool stands = isOn || isPartly;
-    const QColor ground = !stands     ? option.palette.color(QPalette::Base)
+    const bool isMarked = isOn || isPartly;
+    const QColor ground = !isMarked   ? option.palette.color(QPalette::Base)
                           : isEnabled ? Theme::color(ThemeColor::accent)
                                       : option.palette.color(QPalette::Disabled, QPalette::Text);
     painter->setBrush(ground);
-    painter->setPen(QPen(stands ? ground : Theme::color(isEnabled ? ThemeColor::outline : ThemeColor::line), 1));
+    painter->setPen(QPen(isMarked ? ground : Theme::color(isEnabled ? ThemeColor::outline : ThemeColor::line), 1));
     painter->drawRoundedRect(box, isRound ? 6.5 : roundness - 0.5, isRound ? 6.5 : roundness - 0.5);
     painter->setBrush(Qt::NoBrush);
     painter->setPen(QPen(Theme::color(ThemeColor::onAccent), 1.8, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));

@@ -14,7 +14,7 @@ struct ImgtoolAnswer {
     QByteArray output;    ///< standard output and standard error, merged
 };
 
-/// The program imgtool. It runs once at a time.
+/// The program imgtool. An Imgtool object has at most one running process.
 class Imgtool {
   public:
     explicit Imgtool(const QString& imgtoolPath) : imgtoolPath_(imgtoolPath) {}
@@ -31,13 +31,14 @@ class Imgtool {
     QProcess process_;
 };
 
-/// Displays the output of imgtool, for an error whose message doesn't contain it.
+/// Displays the output of imgtool, unless it is empty. The error message that follows doesn't contain this output.
 void showImgtoolAnswer(const QByteArray& output);
 
 /// The bytes of the C array that imgtool prints for a key. Empty unless `output` consists of exactly one such array.
 [[nodiscard]] QByteArray imgtoolArrayBytes(const QByteArray& output);
 
-/// Changes an argument of 255 characters or more to an extended-length path of Windows, with doubled separators.
+/// Writes an argument of 255 characters or more with doubled backslashes as separators. The absolute path of an
+/// existing file also gets the prefix of an extended-length path of Windows.
 void extendedArgument(QString& argument);
 
 /// The arguments in the form that programs of this system accept. On Windows, extendedArgument changes long ones;

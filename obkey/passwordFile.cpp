@@ -13,8 +13,8 @@ namespace {
 
 constexpr std::uint32_t passwordMarker = 0x80000000;
 
-/// The bytes of a password file, with sizes in parentheses and little-endian numbers: marker (4), low 8 bits of the
-/// text's length (1), zero bytes (3), text in UTF-8.
+/// The bytes of a password file: the marker (4 bytes, little-endian), the low 8 bits of the text's length (1 byte),
+/// three zero bytes, and the text in UTF-8.
 QByteArray passwordBytes(const QByteArray& text) {
     QByteArray bytes;
     bytes.reserve(text.size() + 8);

@@ -25,5 +25,5 @@ class Sha256 {
 /// Computes the digest of the pieces, which count as one string.
 [[nodiscard]] bool sha256(std::initializer_list<QByteArrayView> pieces, Sha256Digest& digest);
 
-/// Computes the HMAC (RFC 2104) with SHA-256. The caller wipes secrets.
+/// Computes the HMAC (RFC 2104) with SHA-256. The caller wipes `mac` if it is a secret.
 [[nodiscard]] bool hmacSha256(QByteArrayView key, QByteArrayView message, Sha256Digest& mac);

@@ -18,7 +18,7 @@ struct evp_md_ctx_st;
 struct evp_pkey_ctx_st;
 struct evp_pkey_st;
 
-/// Frees an object, and first wipes it if it may be secret.
+/// Wipes an object that may be secret, then frees it. Other objects are only freed.
 struct OpensslRelease {
     void operator()(bignum_ctx* context) const;
     void operator()(bignum_st* number) const;
@@ -45,7 +45,7 @@ using NumberPointer = OpensslPointer<bignum_st>;
 /// An RSA or elliptic-curve key, private or public.
 using KeyPointer = OpensslPointer<evp_pkey_st>;
 
-/// Makes OpenSSL wipe all memory before it frees it, because its key readers otherwise leave copies. Has no effect if
+/// Makes OpenSSL wipe all memory that it frees, because its key readers leave copies of keys there. Has no effect if
 /// OpenSSL has already allocated memory.
 void wipeFreedOpensslMemory();
 

@@ -12,10 +12,10 @@
 #include <vector>
 
 constexpr std::size_t maxAreaCount = 0xFFFF;
-constexpr qsizetype contentHashSize = 32;  ///< payload of the hash area, which is computed while the image is written
+constexpr qsizetype contentHashSize = 32;  ///< bytes; the hash is computed while the image is written
 
-/// One area to write. The payload, which is encrypted, consists of the pieces in their order. The pieces are views of
-/// the caller's records or of bytes that the plan keeps.
+/// One area to write. The payload consists of the pieces in their order; it is encrypted when the image is written. The
+/// pieces are views of the caller's records or of bytes that the plan keeps.
 struct PlannedArea {
     char letter = 0;
     std::uint32_t address = 0;  ///< destination address

@@ -7,17 +7,18 @@
 
 // The constructor does nothing, because most runs of the tool don't use the library.
 Preparation::Preparation() = default;
+// The destructor isn't defaulted, because a library that replaces this one may release something in it.
 Preparation::~Preparation() {
-}  // not defaulted, because a library that replaces this one may have to release something here
+}
 
 void Preparation::setDisplayCallback(DisplayCallback callback) {
     Display::getInstance()->callback = callback;
 }
 
-// The interface passes lists and texts by value, whatever these functions do with them.
+// The interface requires that lists and texts are passed by value.
 // NOLINTBEGIN(performance-unnecessary-value-param)
 
-// Only the continuation token decides whether the image consists of parts. The device's number and its flag have no
+// Only the continuation token decides whether the image consists of parts. `multiImageDevice` and `deviceId` have no
 // effect.
 QByteArray Preparation::TBIPreparation(FileData* firmware, bool /*multiImageDevice*/, QList<FileOBK*> obkFiles,
                                        FileData* optionBytes, const QByteArray& key, const QByteArray& nonce,

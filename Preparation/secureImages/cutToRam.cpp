@@ -19,9 +19,9 @@ constexpr qsizetype continuationSize = 8;
 
 struct PartCutter {
     const RamLimit& limit;
-    qsizetype room;                   ///< size of the areas in one part, with their headers
+    qsizetype room;                   ///< largest total size of the areas in one part, headers included
     std::vector<PlannedArea> placed;  ///< the areas that are already placed
-    qsizetype used = 0;               ///< size of the areas in the open part
+    qsizetype used = 0;               ///< total size of the areas in the open part, headers included
 
     /// The size of the payload that still fits in the open part; may be negative.
     [[nodiscard]] qsizetype payloadLeft() const { return room - used - limit.areaHeaderSize; }

@@ -117,8 +117,8 @@ QByteArray encryptAreas(const AreaImageForm& form, const AreaPlan& plan, AesGcm&
             return {};
         }
     }
-    // The caller reads the image back into the memory that this array frees. Small arrays take some of that memory
-    // first.
+    // The caller may free this array and then read the written image back. With the additional room, the image still
+    // fits into the freed memory after small arrays have been allocated there.
     constexpr qsizetype roomForSmallArrays = 1 << 16;
     if (!canAllocate(size + roomForSmallArrays)) {
         reportError("Unable to allocate memory");

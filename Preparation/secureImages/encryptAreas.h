@@ -3,7 +3,7 @@
 #include "Preparation/secureImages/AreaPlan.h"
 #include "Preparation/secureImages/imageCipher.h"
 
-/// The differences between the kinds of images that consist of areas.
+/// The properties of an image that consists of areas.
 struct AreaImageForm {
     QByteArrayView magic;  ///< 8 bytes
     ImageKind kind = ImageKind::install;
@@ -13,6 +13,6 @@ struct AreaImageForm {
     ImageIv baseIv{};
 };
 
-/// Makes the image: the file header and all areas of `plan`, encrypted with `cipher`, which has the image key. Empty,
-/// with a message, on failure.
+/// Makes the image: the file header, then all areas of `plan`. Encrypts the payloads with `cipher`, whose key the
+/// caller has set. Empty, with a message, on failure.
 [[nodiscard]] QByteArray encryptAreas(const AreaImageForm& form, const AreaPlan& plan, AesGcm& cipher);

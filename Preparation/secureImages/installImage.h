@@ -11,7 +11,7 @@
 
 /// The content of an install image. A null pointer or an empty list means that the image lacks that part.
 struct InstallImageContent {
-    const FileTBI* packagedModule = nullptr;  ///< points to a FileData unless its fileType is that of an image
+    const FileTBI* packagedModule = nullptr;  ///< a FileTBI only if fileType is TBI or XTBI, otherwise a FileData
     QList<FileOBK*> provisioningData{};
     const FileData* keyArea = nullptr;
     const FileData* diversification = nullptr;
@@ -19,7 +19,7 @@ struct InstallImageContent {
     const FileMCSV* moduleList = nullptr;
     const FileData* firmware = nullptr;
     const FileData* externalFirmware = nullptr;
-    QList<ExtBinInfo> externalRegions{};  ///< by segment address; only the first record of an address counts
+    QList<ExtBinInfo> externalRegions{};  ///< the first record with a segment's address applies to the segment
     const FileECSV* externalModuleList = nullptr;
     const FileData* optionBytes = nullptr;
     std::uint8_t imageVersion = 0;

@@ -12,7 +12,7 @@
 
 // A provisioning payload is a header of 96 bytes and the encrypted secrets. All numbers are little-endian.
 //
-//    0  "PVSPAYLD"          8        16  nonce, the IV as it is   16
+//    0  "PVSPAYLD"          8        16  nonce, used as the IV    16
 //    8  protocol version    2        32  binding to the OEM key   32
 //   10  header size, 96     2        64  tag                      16
 //   12  size of the blob    4        80  zero                     16
@@ -20,7 +20,7 @@
 //   authenticated: the whole header except the tag
 //
 // In version 1, the binding is the SHA-256 of a public key's DER SubjectPublicKeyInfo (RFC 5280, 4.1.2.7). In version
-// 2, it is the hash of a table of root keys, copied from the file.
+// 2, it is the 32-byte hash of a table of root keys. The OEM key file then contains this hash.
 
 namespace {
 

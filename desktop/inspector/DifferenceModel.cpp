@@ -21,7 +21,7 @@ int DifferenceModel::columnCount(const QModelIndex& parent) const {
     return parent.isValid() ? 0 : ColumnCount;
 }
 
-// Identifies a part by name and address, because part numbers may be those of the second file.
+// Finds the part by its name and address. Its number can't be used, because it may count the parts of the second file.
 int DifferenceModel::lineOf(int row) const {
     if (row < 0 || row >= rowCount()) {
         return 0;

@@ -17,7 +17,7 @@ class InspectModel : public QAbstractItemModel {
 
     using QAbstractItemModel::QAbstractItemModel;
 
-    /// `bytes` are those of the file and of the second file of a pair; `tree` keeps their owner alive.
+    /// `bytes` views the file and the second file of a pair. The views must stay valid as long as `tree` exists.
     void setTree(std::shared_ptr<const InspectTree> tree, std::array<QByteArrayView, 2> bytes);
     /// The tree's line for an index; 0 if none.
     [[nodiscard]] int lineOf(const QModelIndex& index) const;

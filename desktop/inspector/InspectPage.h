@@ -21,7 +21,7 @@ class QTreeView;
 class VerdictBar;
 
 /// Shows any file as the opener understands it: a tree with the file's bytes and memory, the checks, and the
-/// differences from another file. It shows the result of one command line of the opener, and that line itself.
+/// differences from another file. It also shows the command line of the opener for the same result.
 class InspectPage : public Page {
     Q_OBJECT
 
@@ -34,7 +34,8 @@ class InspectPage : public Page {
     [[nodiscard]] bool openFileAs(const QString& path, const QString& kind) override;
     void run() override;
     void stop() override;
-    // The window never counts this page as busy: a newer file replaces an older one, and leaving loses nothing.
+    // `isBusy` isn't overridden, so the window doesn't wait for this page. A newer file replaces an older one, and the
+    // user loses nothing by leaving the page.
 
   protected:
     void dragEnterEvent(QDragEnterEvent* event) override;
@@ -63,7 +64,7 @@ class InspectPage : public Page {
     void choose(int line, const QWidget* from);
     void chooseByte(qint64 offset);
     void showBytesOf(int line);
-    /// Describes a shown byte; empty for a byte of a plain content.
+    /// Describes a byte of the file; empty while a plain content is shown, or if no line covers the byte.
     [[nodiscard]] QString byteText(qint64 offset) const;
     [[nodiscard]] int lineOfByte(qint64 offset) const;
     [[nodiscard]] const inspect::Content* contentOf(int line) const;
@@ -75,7 +76,7 @@ class InspectPage : public Page {
     QString other_;  ///< the file to compare with; may be empty
     std::shared_ptr<InspectResult> result_;
     std::shared_ptr<inspect::Contents> contents_;  ///< plain contents; kept only while the user wants to see them
-    QString missingField_;                         ///< the field that would bring the verdict further
+    QString missingField_;                         ///< see InspectVerdict
     bool isBusyShown_ = false;
     bool isChoosing_ = false;
     int nextTab_ = -1;  ///< the tab to show with the result; -1 keeps the current one

@@ -77,7 +77,7 @@ std::vector<std::pair<int, std::size_t>> byPart(const std::vector<Item>& items, 
     return sorted;
 }
 
-/// Adds the items of one part. Calls must ask for the parts in rising order.
+/// Calls `add` for each item of one part and moves `next` after them. The caller passes the parts in rising order.
 template <typename Add>
 void takePart(const std::vector<std::pair<int, std::size_t>>& sorted, std::size_t& next, int part, Add add) {
     for (; next < sorted.size() && sorted[next].first == part; ++next) {
@@ -139,7 +139,7 @@ InspectTree::InspectTree(const inspect::Description& description) {
     file.size = description.size;
     file.sign = fileSign(description);
     add(0, file);
-    // The list is its own queue: the loop reaches the added lines later.
+    // `addChildren` appends to the list during this loop, so the loop also reaches the new lines.
     for (std::size_t i = 1; i < lines_.size(); ++i) {
         if (lines_[i].kind == InspectLineKind::file) {
             addChildren(static_cast<int>(i));
@@ -239,7 +239,7 @@ bool InspectTree::isInside(const InspectLine& line) const {
 QString InspectTree::name(const InspectLine& line) const {
     switch (line.kind) {
         case InspectLineKind::file:
-            // A format inside another has only its title for a name.
+            // A format inside another one has no file name, so its title is its name.
             return isInside(line) ? titleOf(*line.description)
                                   : inspect::printable(QFileInfo(line.description->file).fileName());
         case InspectLineKind::part:

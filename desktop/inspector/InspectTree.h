@@ -21,13 +21,14 @@ struct InspectLine {
     int childCount = 0;
     const inspect::Description* description = nullptr;
     int part = 0;          ///< the part's number; 0 if the line belongs to no part
-    std::size_t item = 0;  ///< index in the list of its kind, in the description or the part
+    std::size_t item = 0;  ///< index in the list of parts, fields, ranges or findings; 0 for a file
     qint64 offset = -1;
     qint64 size = 0;
 };
 
 /// A description as a tree of lines, stored in one list with the children of each line next to each other. It points
-/// into the report, which its owner keeps alive. Line 0 is the invisible root; its child is the file's line.
+/// into the report; the owner of the tree keeps the report alive. Line 0 is the invisible root; its child is the file's
+/// line.
 class InspectTree {
     Q_DECLARE_TR_FUNCTIONS(InspectTree)
 
@@ -48,7 +49,8 @@ class InspectTree {
 
     /// The narrowest line that covers a byte; 0 if none.
     [[nodiscard]] int lineAt(int file, qint64 offset) const;
-    /// The line of an item in the description's list of this kind, or of the description itself; 0 if none.
+    /// The line of this kind with this index in its list; 0 if none. A description has a line of the kind `file` with
+    /// the index 0.
     [[nodiscard]] int lineOf(InspectLineKind kind, const inspect::Description* description, std::size_t item) const;
 
   private:

@@ -108,7 +108,7 @@ QString fileText(const inspect::Description& file) {
     return Words::tr("%1: taken for a %2, %3.").arg(name, title, size);
 }
 
-/// What a proof means for the bytes.
+/// States which changes of the bytes the proofs reveal; may be empty.
 QString strengthText(const inspect::Judgement& judgement) {
     const auto isBy = [&judgement](inspect::Proof proof) {
         return std::find(judgement.proofs.begin(), judgement.proofs.end(), proof) != judgement.proofs.end();

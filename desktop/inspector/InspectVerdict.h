@@ -11,7 +11,7 @@ struct InspectVerdict {
     Sign sign = Sign::unknown;
     QString headline;
     QString detail;
-    QString missingField;  ///< the form's field that would bring it further; empty if none
+    QString missingField;  ///< the form's field that an undecided verdict needs; empty if none
 };
 
 /// The verdict on the file alone.

@@ -20,7 +20,8 @@ QString faultOf(const inspect::Report& report) {
     return lines.join(u'\n');
 }
 
-/// A wrong key or an unknown format doesn't keep the file from being shown.
+/// Describes the file even if `verify` doesn't. If `verify` read no file, for example because a key file is missing,
+/// the report of `show` describes it. A file of unknown format gets a description without a format.
 void describeFile(InspectResult& result) {
     result.kept.wantsContents = result.request.wantsContents;
     result.report = run(result.request.verify, &result.kept);

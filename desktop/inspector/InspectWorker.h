@@ -13,7 +13,7 @@
 /// The command lines of the opener to run, without the name of the program.
 struct InspectRequest {
     QStringList verify;   ///< verifies the file
-    QStringList show;     ///< shows the same file, for the case that nothing can be proven
+    QStringList show;     ///< shows the same file; runs only if `verify` reads no file
     QStringList compare;  ///< compares it with another file; may be empty
     bool wantsContents = false;
 };
@@ -21,7 +21,7 @@ struct InspectRequest {
 /// The result of a request. It never changes or moves, because the tree points into it.
 struct InspectResult {
     InspectRequest request;
-    inspect::Report report;                      ///< the report of `verify`, or of `show` if `verify` found no file
+    inspect::Report report;                      ///< the report of `verify`, or of `show` if `verify` read no file
     inspect::Kept kept;                          ///< the bytes of the file and of its second file
     inspect::Description unknown;                ///< describes a file of unknown format
     const inspect::Description* file = nullptr;  ///< null if nothing could be read

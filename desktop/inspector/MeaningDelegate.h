@@ -4,7 +4,7 @@
 
 class QTreeView;
 
-/// Paints the meaning of a line of an InspectModel. A sentence starts in the value's column, because its line has no
+/// Paints the meanings of an InspectModel. The text of a finding starts in the value's column, because a finding has no
 /// value.
 class MeaningDelegate : public QStyledItemDelegate {
     Q_OBJECT

@@ -107,7 +107,7 @@ void MemoryMap::layOut() {
         lines.push_back(linesOf(kind, index.data(MemoryMapModel::SizeRole).toULongLong()));
         all += lines.back();
     }
-    // A few blocks stretch into some of the free height.
+    // If the blocks don't fill the view, they grow to fill it, but at most by the factor `most`.
     constexpr double most = 1.8;
     const double room = viewport()->height() - 2 * Theme::rowGap();
     const double stretch = all > 0 ? std::clamp(room / (all * line), 1.0, most) : 1.0;
@@ -343,8 +343,8 @@ void MemoryMap::paintBlock(QPainter& painter, const QModelIndex& index, const QR
     paintWords(painter, index, text, isCollision ? ground : QColor());
 }
 
-/// Paints what a block contains, its name and its size; a low block has the last two on one line. A valid `ground` is
-/// painted under the text, which keeps it readable on hatching.
+/// Paints the content, the name and the size of a block. In a low block the name and the size share a line. If `ground`
+/// is valid, it fills the area under the text, so that the text is readable on hatching.
 void MemoryMap::paintWords(QPainter& painter, const QModelIndex& index, const QRect& rect, const QColor& ground) const {
     const int line = fontMetrics().height();
     const QString detail = index.data(MemoryMapModel::DetailRole).toString();

@@ -110,7 +110,7 @@ bool MemoryMapModel::hasKind(int line) const {
     return !tree_->meaning(tree_->line(line)).isEmpty();
 }
 
-/// What areas of this line's kind contain.
+/// The kind of an area: the meaning of its line, or the part's name if the line has no meaning.
 QString MemoryMapModel::kindOf(int line) const {
     const inspect::Part& part = tree_->line(line).description->parts[tree_->line(line).item];
     return hasKind(line) ? tree_->meaning(tree_->line(line)) : inspect::wordsOf(part.name);
@@ -145,7 +145,7 @@ QVariant MemoryMapModel::data(const QModelIndex& index, int role) const {
     const MapBlock& block = blocks_[static_cast<std::size_t>(index.row())];
     const std::uint64_t size = block.to - block.from + 1;
     const bool isGap = block.kind == MapBlockKind::gap;
-    // Made on demand only: the picture asks for data of every block during layout.
+    // Only the roles that show this text make it, because the layout of MemoryMap asks for data of every block.
     const auto what = [&] {
         return isGap || titleOf(block) == nameOf(block) ? titleOf(block)
                                                         : tr("%1: %2").arg(nameOf(block), titleOf(block));

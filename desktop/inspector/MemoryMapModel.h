@@ -9,7 +9,7 @@
 
 enum class MapBlockKind { area, gap, collision };
 
-/// A stretch of memory that one area, several colliding areas or none cover.
+/// A stretch of memory: an area, a collision of several areas, or a gap between areas.
 struct MapBlock {
     MapBlockKind kind = MapBlockKind::area;
     std::uint64_t from = 0;

@@ -16,7 +16,7 @@ namespace {
 
 constexpr const char* context = "InspectFields";
 
-/// What a path must lead to.
+/// The check of a field's value: none, a kind of key in its file, or a hexadecimal address.
 enum class Checked { nothing, key, publicKey, privateKey, hexadecimal };
 
 struct Row {

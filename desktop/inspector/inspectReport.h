@@ -4,6 +4,5 @@
 
 struct InspectResult;
 
-/// The output of the opener about a file and about a comparison: each command line with its output, as a terminal shows
-/// them.
+/// The opener's command lines for a file and for a comparison, each with its output after it, as in a terminal.
 [[nodiscard]] QString inspectReport(const InspectResult& result);

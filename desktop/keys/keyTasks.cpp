@@ -140,7 +140,7 @@ KeyAnswer runKeyTask(const KeyRequest& request, const std::atomic<bool>& isGiven
     if (!mayWrite(request)) {
         return faultAnswer(words(strangerLeft));
     }
-    // A pipe would block the writer, and with it the window on closing.
+    // Writing to a pipe could block this thread forever, and a closing window waits for the thread.
     for (const QString& path : existingOutputs(request)) {
         if (QFileInfo::exists(path) && !QFileInfo(path).isFile()) {
             return faultAnswer(words("“%1” is no plain file.").arg(path));

@@ -8,7 +8,7 @@
 
 enum class KeyTask { randomFile, curvePair, rsaPair, publicKeyHash };
 
-/// What to make, or for a hash, what to read.
+/// A task with its files and parameters.
 struct KeyRequest {
     KeyTask task = KeyTask::randomFile;
     QString path;            ///< the random file, the private key, or the key to hash

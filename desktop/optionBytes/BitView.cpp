@@ -15,7 +15,7 @@ namespace {
 constexpr qreal narrowestCell = 15;
 constexpr qreal widestCell = 26;
 constexpr int nibbleGap = 4;
-constexpr int byteGap = 6;  // added to the gap of the nibble
+constexpr int byteGap = 6;  // between two bytes, in addition to nibbleGap
 
 QFont digitFont() {
     QFont font = Theme::fixedFont();
@@ -339,7 +339,7 @@ void BitView::paintInfo(QPainter& painter) const {
     const Heights at = heights();
     QRect room(0, at.info, width(), at.end - at.info);
     painter.setFont(font());
-    // The right end explains the marks that occur in the word.
+    // The legend is at the right end. It explains only the marks that occur in the word.
     struct Mark {
         bool isThere;
         ThemeColor color;

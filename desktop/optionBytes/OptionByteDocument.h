@@ -13,7 +13,8 @@ class OptionByteDocument : public QObject {
     Q_OBJECT
 
   public:
-    /// The `part` of `setWord` for a whole word. Smaller values name single bits, larger ones fields.
+    /// The `part` that `setWord` gets for a whole word. The part of a field is its index; the part of a single bit is
+    /// `wholeWord - 1 - bit`.
     static constexpr int wholeWord = -1;
 
     explicit OptionByteDocument(QObject* parent = nullptr);
@@ -24,18 +25,18 @@ class OptionByteDocument : public QObject {
     [[nodiscard]] bool isModified() const { return hasTable_ && !undo_.isClean(); }
     /// The file that was opened or last saved; empty for a new table.
     [[nodiscard]] const QString& path() const { return path_; }
-    /// Null while no device is chosen.
+    /// The chosen device; null if none.
     [[nodiscard]] const Device* device() const { return hasDevice_ ? &device_ : nullptr; }
 
     [[nodiscard]] qsizetype wordCount() const { return table_.words.size(); }
     /// The word's label for display: limited in length, without control characters. May be empty.
     [[nodiscard]] QString label(qsizetype word) const;
-    /// Null for a word that the description doesn't contain.
+    /// The word's register in the description of the device; null if none.
     [[nodiscard]] const DeviceRegister* registerOf(qsizetype word) const;
     [[nodiscard]] std::uint32_t value(qsizetype word) const { return table_.words.at(word).value; }
     /// The word's value in the file, or the initial value in a new table.
     [[nodiscard]] std::uint32_t savedValue(qsizetype word) const { return saved_.at(word); }
-    /// 8, 16 or 32; more than the register's width if the value doesn't fit into it.
+    /// The width of the word's register: 8, 16 or 32. It is 32 if the word has no register or its value doesn't fit.
     [[nodiscard]] int bitCount(qsizetype word) const;
     /// What the user should check in this word; empty if nothing.
     [[nodiscard]] QString remark(qsizetype word) const { return wordRemarks_.value(word); }
@@ -48,11 +49,11 @@ class OptionByteDocument : public QObject {
     [[nodiscard]] bool save(const QString& path, QString& fault);
     /// Replaces the table by the reset values of a device.
     void startNew(const Device& device);
-    /// Describes the table's words by another device. The words keep their values.
+    /// Matches the table's words with the registers of another device. The words keep their values.
     void setDevice(const Device& device);
     /// The number of labels in the table that name registers of `device`.
     [[nodiscard]] qsizetype knownLabels(const Device& device) const;
-    /// Whether the file's content differs from the one last opened or saved, or the file is gone.
+    /// Whether the file has changed since it was opened or saved, or can't be read. False for a new table.
     [[nodiscard]] bool differsFromFile() const;
 
     /// Changes a word in an undo step. Changes to the same `part` of a word form one step until `endEdit`.

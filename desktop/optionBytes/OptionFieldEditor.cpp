@@ -17,7 +17,7 @@
 
 namespace {
 
-/// The list entry after the named values: any value without a name.
+/// The data of the list's last entry, which exists only while the field's value has no name.
 constexpr int otherValue = -1;
 
 bool isCheck(const DeviceField& field) {

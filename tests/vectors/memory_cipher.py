@@ -58,7 +58,7 @@ def rotated16(lane, count):
 
 
 def keccak(lanes, rounds):
-    """Rounds of Keccak-f[400], lane (x, y) at x + 5y."""
+    """Applies the given rounds of Keccak-f[400]. Lane (x, y) has the index x + 5y."""
     for index in rounds:
         columns = [lanes[x] ^ lanes[x + 5] ^ lanes[x + 10] ^ lanes[x + 15] ^ lanes[x + 20] for x in range(5)]
         mixed = [lane ^ columns[(i + 4) % 5] ^ rotated16(columns[(i + 1) % 5], 1) for i, lane in enumerate(lanes)]
@@ -94,7 +94,7 @@ def xored(a, b):
 
 
 def s_box():
-    """Powers of 3 in GF(2^8) give each byte and its inverse; the affine map of FIPS 197 completes the S-box."""
+    """Builds the S-box of FIPS 197. Each nonzero byte is a power of 3 in GF(2^8), so its inverse is one, too."""
     box = [0x63] * 256
     powers = [1]
     for _ in range(254):

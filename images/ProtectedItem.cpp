@@ -2,6 +2,10 @@
 
 #include "images/imageLayout.h"
 
+bool hasNonce(const ProtectedItem& item) {
+    return item.value(algorithmField) == algorithmCbc || item.value(algorithmField) == algorithmCtr;
+}
+
 std::uint32_t protectionWord(const ProtectedItem& item) {
     std::uint32_t word = 0;
     for (const ProtectionField* const field : item.fields) {

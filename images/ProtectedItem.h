@@ -53,6 +53,9 @@ struct ProtectedItem {
     [[nodiscard]] std::uint16_t value(ProtectionIndex index) const { return fields[index]->BitValue; }
 };
 
+/// Whether the item's algorithm needs a nonce, which is stored before the data.
+[[nodiscard]] bool hasNonce(const ProtectedItem& item);
+
 /// The OR of the values of all fields, each shifted to its offset.
 [[nodiscard]] std::uint32_t protectionWord(const ProtectedItem& item);
 

@@ -33,21 +33,6 @@ bool checkSizeUnderWrapping(const ProtectedItem& item, const QString& path, qint
     return true;
 }
 
-bool checkSize(const ProtectedItem& item, const QString& path, qint64 size) {
-    switch (item.value(encWrapField)) {
-        case encWrapNone:
-            return size % 4 == 0 || reportError("[%s]\nNo enryption is activated, file is not 32-bit aligned.\n%s ",
-                                                qUtf8Printable(item.Name), qUtf8Printable(path));
-        case encWrapEncryption:
-            return size % 16 == 0 || reportError("[%s]\nEnryption is activated, file is not 128-bit aligned.\n%s ",
-                                                 qUtf8Printable(item.Name), qUtf8Printable(path));
-        case encWrapWrapping:
-            return checkSizeUnderWrapping(item, path, size);
-        default:
-            return true;
-    }
-}
-
 /// Opens a file without a buffer, because a buffer would keep a copy of the secret.
 bool openItemFile(QFile& file) {
     return file.open(QIODevice::ReadOnly | QIODevice::Unbuffered) ||
@@ -57,14 +42,13 @@ bool openItemFile(QFile& file) {
 }  // namespace
 
 bool chooseNonce(const ProtectedItem& item, const QString& path, MessageKind missingKind, QString& noncePath) {
-    const std::uint16_t algorithm = item.value(algorithmField);
     noncePath = item.Nonce;
-    if ((algorithm == algorithmCbc || algorithm == algorithmCtr) && noncePath.isEmpty()) {
+    if (hasNonce(item) && noncePath.isEmpty()) {
         displayMessage(missingKind, "[%s]\nNonce file is mandatory with AES-CBC and AES-CTR algorithm.\n%s",
                        qUtf8Printable(item.Name), qUtf8Printable(path));
         return false;
     }
-    if (algorithm == algorithmEcb && !noncePath.isEmpty()) {
+    if (item.value(algorithmField) == algorithmEcb && !noncePath.isEmpty()) {
         displayMessage(MessageKind::warning,
                        "[%s]\nNonce file is not empty, it will be ignored with AES-ECB algorithm.\n%s",
                        qUtf8Printable(item.Name), qUtf8Printable(noncePath));
@@ -96,6 +80,21 @@ bool readNonce(const ProtectedItem& item, const QString& path, QByteArray& nonce
                                  qUtf8Printable(path));
 }
 
+bool checkItemSize(const ProtectedItem& item, const QString& path, qint64 size) {
+    switch (item.value(encWrapField)) {
+        case encWrapNone:
+            return size % 4 == 0 || reportError("[%s]\nNo enryption is activated, file is not 32-bit aligned.\n%s ",
+                                                qUtf8Printable(item.Name), qUtf8Printable(path));
+        case encWrapEncryption:
+            return size % 16 == 0 || reportError("[%s]\nEnryption is activated, file is not 128-bit aligned.\n%s ",
+                                                 qUtf8Printable(item.Name), qUtf8Printable(path));
+        case encWrapWrapping:
+            return checkSizeUnderWrapping(item, path, size);
+        default:
+            return true;
+    }
+}
+
 bool readItemData(const ProtectedItem& item, const QString& path, const QByteArray& nonce, QByteArray& data) {
     QFile file(path);
     if (!openItemFile(file)) {
@@ -110,7 +109,7 @@ bool readItemData(const ProtectedItem& item, const QString& path, const QByteArr
     if (status != WholeStatus::done || !canAllocate(2 * content.size() + roomForHeaders)) {
         return reportError("[%s]\nThe file is too large.\n%s", qUtf8Printable(item.Name), qUtf8Printable(path));
     }
-    if (!checkSize(item, path, content.size())) {
+    if (!checkItemSize(item, path, content.size())) {
         return false;
     }
     data.reserve(nonce.size() + content.size());

@@ -28,6 +28,10 @@
 /// Reads a nonce file of 16 bytes.
 [[nodiscard]] bool readNonce(const ProtectedItem& item, const QString& path, QByteArray& nonce);
 
+/// Whether an item with its protection may have `size` bytes of data without the nonce. False, with a message that
+/// contains `path`, otherwise.
+[[nodiscard]] bool checkItemSize(const ProtectedItem& item, const QString& path, qint64 size);
+
 /// Reads the file at `path`, checks its size against the item's protection and puts `nonce` before it. The caller wipes
 /// `data`.
 [[nodiscard]] bool readItemData(const ProtectedItem& item, const QString& path, const QByteArray& nonce,

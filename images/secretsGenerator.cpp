@@ -20,7 +20,6 @@ using WipeDataOnExit = WipeSegmentsOnExit<SecretSegment, &SecretSegment::data>;
 
 /// A word of zeros with this protection has no value yet.
 constexpr std::uint32_t unfilledProtection = 0x10000000;
-constexpr QLatin1String zeroWord("0x00000000");
 
 /// A key whose value is a string of decimal digits, and the words of the message about an invalid value.
 struct DecimalRow {
@@ -68,13 +67,24 @@ void reverseWords(QByteArray& data) {
     }
 }
 
+/// Whether the item's bytes include its nonce, as those of an image do.
+bool startsWithNonce(const SecretItem& item) {
+    return hasNonce(item) && item.Nonce.isEmpty() && item.isFile && item.Bytes.size() > qsizetype{nonceSize};
+}
+
 bool readFile(const SecretItem& item, const QString& noncePath, SecretSegment& segment) {
     QByteArray nonce;
     const WipeOnExit wipeNonce(nonce);
     if (!noncePath.isEmpty() && !readNonce(item, secretPath(noncePath), nonce)) {
         return false;
     }
-    if (!item.PathOrWord.isEmpty() && !readItemData(item, secretPath(item.PathOrWord), nonce, segment.data)) {
+    if (!item.Bytes.isEmpty()) {
+        if (!checkItemSize(item, QString(), item.Bytes.size() - (startsWithNonce(item) ? qsizetype{nonceSize} : 0))) {
+            return false;
+        }
+        segment.data.reserve(nonce.size() + item.Bytes.size());
+        segment.data.append(nonce).append(item.Bytes);
+    } else if (!item.PathOrWord.isEmpty() && !readItemData(item, secretPath(item.PathOrWord), nonce, segment.data)) {
         return false;
     }
     segment.size = static_cast<std::uint32_t>(segment.data.size());
@@ -86,39 +96,31 @@ bool isHexDigit(QChar character) {
     return (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F');
 }
 
-/// Reads a word. Its digits follow a prefix of two arbitrary characters. The number of digits determines the number of
-/// bytes, but the segment's size is always that of one word. No message contains the word, because it is a secret.
-bool readWord(const SecretItem& item, const QString& word, SecretSegment& segment) {
-    const QStringView digits = QStringView(word).mid(2);
-    if (digits.size() < 2 || !std::all_of(digits.begin(), digits.end(), isHexDigit)) {
-        return reportError("[%s]\nThe secret word must have two hexadecimal digits or more after 0x.",
-                           qUtf8Printable(item.Name));
-    }
-    QByteArray text = digits.toLatin1();
-    const WipeOnExit wipeText(text);
-    segment.data = QByteArray::fromHex(text);
+/// The number of digits determines the number of bytes, but the segment's size is always that of one word. No message
+/// contains the word, because it is a secret.
+bool readWord(const SecretItem& item, SecretSegment& segment) {
     segment.size = otpWordSize;
-    return true;
+    return readSecretWord(item.PathOrWord, segment.data) ||
+           reportError("[%s]\nThe secret word must have two hexadecimal digits or more after 0x.",
+                       qUtf8Printable(item.Name));
 }
 
-bool isUnfilled(const SecretItem& item, const QString& word, std::uint32_t headerWord) {
-    return !item.isFile && word == zeroWord && (headerWord & secretRecord::protectionMask) == unfilledProtection;
+std::uint32_t headerWord(const SecretItem& item) {
+    return item.Offset | (protectionWord(item) & secretRecord::protectionMask);
 }
 
 bool buildSegment(const SecretItem& item, bool forPreview, QList<SecretSegment>& segments) {
     QString noncePath;
-    if (!chooseNonce(item, item.PathOrWord, MessageKind::warning, noncePath)) {
+    if (!startsWithNonce(item) && !chooseNonce(item, item.PathOrWord, MessageKind::warning, noncePath)) {
         return false;
     }
-    const std::uint32_t headerWord = item.Offset | (protectionWord(item) & secretRecord::protectionMask);
-    const QString word = item.PathOrWord.isEmpty() ? QString(zeroWord) : item.PathOrWord;
-    if (isUnfilled(item, word, headerWord)) {
+    if (isUnfilledWord(item)) {
         return forPreview || reportError("[%s]\nSecret word is not filled/configured.", qUtf8Printable(item.Name));
     }
     SecretSegment& segment = segments.emplaceBack();
     segment.offset = item.Offset;
-    segment.word = headerWord;
-    if (!(item.isFile ? readFile(item, noncePath, segment) : readWord(item, word, segment))) {
+    segment.word = headerWord(item);
+    if (!(item.isFile ? readFile(item, noncePath, segment) : readWord(item, segment))) {
         return false;
     }
     if (!forPreview && (!item.isFile || item.Format == 1)) {
@@ -258,6 +260,22 @@ bool readSecretItem(const QJsonObject& object, SecretItem& item) {
         return reportError("Invalid json item");
     }
     return readProtection(object.value(QLatin1String("Protection")).toObject(), protectionFields(item), item.Nonce);
+}
+
+bool readSecretWord(const QString& word, QByteArray& bytes) {
+    const QStringView digits = word.isEmpty() ? QStringView(u"00000000") : QStringView(word).mid(2);
+    if (digits.size() < 2 || !std::all_of(digits.begin(), digits.end(), isHexDigit)) {
+        return false;
+    }
+    QByteArray text = digits.toLatin1();
+    const WipeOnExit wipeText(text);
+    bytes = QByteArray::fromHex(text);
+    return true;
+}
+
+bool isUnfilledWord(const SecretItem& item) {
+    return !item.isFile && (item.PathOrWord.isEmpty() || item.PathOrWord == QLatin1String("0x00000000")) &&
+           (headerWord(item) & secretRecord::protectionMask) == unfilledProtection;
 }
 
 QString secretPath(const QString& path) {

@@ -3,6 +3,7 @@
 #include "images/ProtectedItem.h"
 #include "images/secretsImage.h"
 
+#include <QByteArray>
 #include <QList>
 
 #include <span>
@@ -27,6 +28,9 @@ struct SecretItem {
     bool isVXOwner = false;          ///< for a front end; no effect on the image
     std::uint8_t Format = 0;         ///< 1: a file of numbers, stored little-endian; 2: a file stored as it is
     std::int32_t expectedSize = -1;  ///< for a front end; no effect on the image; -1: none
+    /// Not in a document. The content of a file item, in place of the file at `PathOrWord`. Without a nonce file, it
+    /// starts with the nonce if the algorithm needs one. The caller wipes it.
+    QByteArray Bytes{};
 };
 
 /// Reads the secrets document at `jsonPath` and prints its items. Returns 0 on success and replaces `items` by the
@@ -35,6 +39,14 @@ struct SecretItem {
 
 /// Reads one element of the document's `Files`. False, with a message, on failure; `item` is then partly filled.
 [[nodiscard]] bool readSecretItem(const QJsonObject& object, SecretItem& item);
+
+/// Reads a word of the document as bytes, in the order of its text. Its digits follow a prefix of two arbitrary
+/// characters; an empty text is a word of zeros. False if there aren't two hexadecimal digits or more. The caller wipes
+/// `bytes`.
+[[nodiscard]] bool readSecretWord(const QString& word, QByteArray& bytes);
+
+/// Whether the item is a word without a value: zeros with a protection that marks them as not filled in.
+[[nodiscard]] bool isUnfilledWord(const SecretItem& item);
 
 /// Resolves a path of the document. A path that begins with "." is relative to the parent of the program's folder. Any
 /// other path is unchanged.

@@ -4,9 +4,7 @@
 #include "display/MessageCollector.h"
 #include "jobs/counted.h"
 
-#include "files/memoryFile.h"
 #include "files/outputFile.h"
-#include "files/readExactly.h"
 #include "files/wipe.h"
 #include "images/imageLayout.h"
 #include "images/itemFiles.h"
@@ -16,17 +14,13 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QRegularExpression>
 
 #include <algorithm>
 #include <limits>
-#include <memory>
 #include <utility>
-#include <vector>
 
 namespace {
 
-constexpr qsizetype digitsPerWord = 8;
 constexpr qsizetype maxRecordItems = 4096;        // the limit of a document
 constexpr qint64 maxImageSize = qint64{1} << 20;  // several times the size that the words of a device need
 
@@ -34,37 +28,25 @@ QString text(const char* source) {
     return QCoreApplication::translate("SecretsPage", source);
 }
 
-/// The digits of a text of words; an empty text counts as a word of zeros.
-QString digitsOf(const SecretItem& item) {
-    return item.PathOrWord.isEmpty() ? QString(digitsPerWord, u'0') : item.PathOrWord.mid(2);
-}
-
-bool isHexDigit(QChar c) {
-    return (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F');
-}
-
-/// Whether the item's word still has to be filled in. The library treats a word of zeros with this protection as not
-/// filled in. An empty mandatory word isn't filled in either.
-bool isUnfilled(const SecretItem& item) {
-    constexpr std::uint32_t unfilledProtection = 0x10000000;
-    const bool isZero = item.PathOrWord.isEmpty() || item.PathOrWord == QLatin1String("0x00000000");
-    return isZero && ((item.PathOrWord.isEmpty() && item.isMandatory) ||
-                      (protectionWord(item) & secretRecord::protectionMask) == unfilledProtection);
+/// The words as bytes in the order of their text; empty if they are invalid.
+QByteArray bytesOf(const SecretItem& item) {
+    QByteArray bytes;
+    return readSecretWord(item.PathOrWord, bytes) ? bytes : QByteArray();
 }
 
 SecretSize sizeOfWords(const SecretItem& item) {
     SecretSize size;
-    const QString digits = digitsOf(item);
+    QByteArray bytes = bytesOf(item);
+    const WipeOnExit wipeBytes(bytes);
     const bool hasPrefix =
         item.PathOrWord.isEmpty() || item.PathOrWord.startsWith(QLatin1String("0x"), Qt::CaseInsensitive);
-    if (!hasPrefix || digits.isEmpty() || digits.size() % 2 != 0 || digits.size() < digitsPerWord ||
-        !std::all_of(digits.begin(), digits.end(), isHexDigit)) {
+    if (!hasPrefix || item.PathOrWord.size() % 2 != 0 || bytes.size() < otpWordSize) {
         size.data = {Verdict::Kind::fault, text("Words are 0x and eight hexadecimal digits for each.")};
         return size;
     }
     size.isKnown = true;
-    size.bytes = digits.size() / 2;
-    if (isUnfilled(item)) {
+    size.bytes = bytes.size();
+    if (isUnfilledWord(item) || (item.PathOrWord.isEmpty() && item.isMandatory)) {
         size.data = {Verdict::Kind::missing, text("Still to be filled in.")};
     }
     return size;
@@ -112,52 +94,6 @@ Verdict nonceVerdict(const SecretItem& item, qint64 size, const QString& folder)
     return verdict.kind == Verdict::Kind::good && bytes != nonceSize
                ? Verdict{Verdict::Kind::fault, text("A nonce has 16 bytes, this file has %1.").arg(bytes)}
                : verdict;
-}
-
-/// The words as bytes in the order of their text.
-QByteArray bytesOf(const SecretItem& item) {
-    QByteArray digits = digitsOf(item).toLatin1();
-    const WipeOnExit wipeDigits(digits);
-    return QByteArray::fromHex(digits);
-}
-
-/// Files in memory that replace texts of several words, which the library doesn't support. Their contents never reach a
-/// disk and vanish with this object.
-class MemoryFiles {
-  public:
-    /// Returns the path of a new file with a copy of `bytes`; empty if there is no memory.
-    QString add(QByteArrayView bytes) {
-        files_.push_back(std::make_unique<QFile>());
-        return openOnBytes(*files_.back(), bytes) ? QStringLiteral("/proc/self/fd/%1").arg(files_.back()->handle())
-                                                  : QString();
-    }
-
-  private:
-    std::vector<std::unique_ptr<QFile>> files_;
-};
-
-/// Turns a text of several words into a file of numbers. Words that came from an image start with their nonce.
-bool giveWordsAsFile(SecretItem& item, MemoryFiles& files) {
-    QByteArray bytes = bytesOf(item);
-    const WipeOnExit wipeBytes(bytes);
-    QByteArrayView rest = bytes;
-    if (hasNonce(item) && item.Nonce.isEmpty() && rest.size() > qsizetype{nonceSize}) {
-        item.Nonce = files.add(rest.first(nonceSize));
-        rest = rest.sliced(nonceSize);
-        if (item.Nonce.isEmpty()) {
-            return false;
-        }
-    }
-    item.PathOrWord = files.add(rest);
-    item.isFile = true;
-    item.Format = 1;
-    return !item.PathOrWord.isEmpty();
-}
-
-/// Removes the names of files in memory from a message, because they mean nothing to the user.
-QString withoutMemoryFiles(QString message) {
-    static const QRegularExpression memoryFile(QStringLiteral("\\n?/proc/self/fd/\\d+ ?"));
-    return message.remove(memoryFile).trimmed();
 }
 
 QString overwrittenInput(const QList<SecretItem>& items, const QString& folder, const QString& documentPath,
@@ -220,10 +156,6 @@ QByteArray itemOf(const Device& device, const SecretSegment& segment) {
 
 SecretKind secretKind(const SecretItem& item) {
     return !item.isFile ? SecretKind::words : item.Format == 1 ? SecretKind::numbers : SecretKind::bytes;
-}
-
-bool hasNonce(const SecretItem& item) {
-    return item.Algorithm.BitValue == algorithmCbc || item.Algorithm.BitValue == algorithmCtr;
 }
 
 QString secretFile(const QString& path, const QString& folder) {
@@ -337,21 +269,23 @@ SecretsMade makeSecretsImage(std::uint32_t deviceId, const QList<SecretItem>& it
         made.fault = text("The image would replace “%1”, which it is made from.").arg(input);
         return made;
     }
-    MemoryFiles files;
     QList<SecretItem> given = items;
+    const WipeSegmentsOnExit<SecretItem, &SecretItem::Bytes> wipeGiven(given);
     for (SecretItem& item : given) {
         item.Nonce = secretFile(item.Nonce, folder);
         if (item.isFile) {
             item.PathOrWord = secretFile(item.PathOrWord, folder);
-        } else if (digitsOf(item).size() > digitsPerWord && !giveWordsAsFile(item, files)) {
-            made.fault = text("There isn't enough memory for the words.");
-            return made;
+        } else if (item.Bytes = bytesOf(item); item.Bytes.size() > otpWordSize) {
+            // The library makes a record of several words from a file of numbers only.
+            item.isFile = true;
+            item.Format = 1;
+            item.PathOrWord.clear();
         }
     }
     const MessageCollector messages;
     made.words = generateSecrets(deviceId, given, outputPath);
-    made.fault = made.words < 0 ? withoutMemoryFiles(messages.faults()) : QString();
-    made.warning = withoutMemoryFiles(messages.warnings());
+    made.fault = made.words < 0 ? messages.faults() : QString();
+    made.warning = messages.warnings();
     if (made.words < 0 && made.fault.isEmpty()) {
         made.fault = made.warning;
     }

@@ -18,9 +18,6 @@ enum class SecretKind {
 
 [[nodiscard]] SecretKind secretKind(const SecretItem& item);
 
-/// Whether a nonce is stored before the item's data.
-[[nodiscard]] bool hasNonce(const SecretItem& item);
-
 /// The file that the path of an item refers to. A path with a leading "." is relative to the library's own folder, any
 /// other one to `folder`. An empty path stays empty.
 [[nodiscard]] QString secretFile(const QString& path, const QString& folder);

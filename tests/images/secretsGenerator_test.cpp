@@ -73,4 +73,36 @@ TEST(SecretsGenerator, PreviewKeepsOrderAndLeavesOutWhatIsNotFilledIn) {
               std::tuple(2, 16U, QByteArray("12345678")));
 }
 
+TEST(SecretsGenerator, TakesBytesInPlaceOfFiles) {
+    const TempFolder folder;
+    const QString nonce = folder.write("nonce", countingBytes(0xA0, 16));
+    const struct {
+        AlgorithmValue algorithm;
+        QString nonce;
+        QByteArray bytes;
+        const char* image;  ///< the data in the image, low byte first; or the fault
+    } rows[] = {
+        {algorithmEcb, {}, countingBytes(1, 8), "0403020108070605"},
+        {algorithmCbc, {}, countingBytes(1, 20), "0403020108070605 0c0b0a09100f0e0d 14131211"},
+        {algorithmCbc, nonce, countingBytes(1, 4), "a3a2a1a0a7a6a5a4 abaaa9a8afaeadac 04030201"},
+        {algorithmCbc,
+         {},
+         countingBytes(1, 16),
+         "Warning: [x]\nNonce file is mandatory with AES-CBC and AES-CTR algorithm.\n"},
+        {algorithmCbc,
+         {},
+         countingBytes(1, 18),
+         "Error: [x]\nNo enryption is activated, file is not 32-bit aligned.\n "},
+    };
+    for (const auto& row : rows) {
+        SecretItem item{.Name = QStringLiteral("x"), .Offset = 260, .Nonce = row.nonce, .isFile = true, .Format = 1};
+        item.Algorithm = {19, 3, row.algorithm, {}};
+        item.Bytes = row.bytes;
+        const MessageCapture messages;
+        const bool isMade = generateSecrets(0x505, {item}, folder.path("out.bin")) > 0;
+        EXPECT_EQ(isMade ? folder.read("out.bin").mid(8).toHex().toStdString() : messages.texts().front(),
+                  isMade ? QByteArray(row.image).replace(" ", "").toStdString() : row.image);
+    }
+}
+
 }  // namespace

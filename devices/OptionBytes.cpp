@@ -1,6 +1,6 @@
 #include "devices/OptionBytes.h"
 
-#include "files/parseNumber.h"
+#include "files/wordLine.h"
 
 #include <QHash>
 
@@ -8,48 +8,10 @@
 
 namespace {
 
-TextFault faultIn(const QByteArray& text, qsizetype offset, const char* message) {
-    return faultAt(QString::fromLatin1(text), offset, QLatin1String(message));
-}
-
-/// Reads the comma-separated fields of one line. `start` is the offset of the line in the text, `taken` that of the
-/// first character that isn't in a word yet.
-bool readLine(const QByteArray& text, qsizetype start, QByteArrayView line, qsizetype& taken, OptionBytes& table,
-              TextFault& fault) {
-    const qsizetype commas = line.count(',');
-    if (commas == 0) {
-        fault = faultIn(text, start, "A label and a number between commas are expected");
-        return false;
-    }
-    if (commas % 2 == 0) {
-        fault = faultIn(text, start + line.lastIndexOf(',') + 1, "A label without a number");
-        return false;
-    }
-    bool isLabel = true;
-    qsizetype fieldStart = 0;
-    for (qsizetype i = 0; i <= commas; ++i) {
-        const qsizetype comma = i < commas ? line.indexOf(',', fieldStart) : line.size();
-        const QByteArrayView number = line.sliced(fieldStart, comma - fieldStart).trimmed();
-        if (!isLabel) {
-            OptionByte word;
-            const qsizetype place = start + (number.isEmpty() ? fieldStart : number.data() - line.data());
-            if (!parseNumber(QString::fromLatin1(number), 0, word.read)) {
-                fault =
-                    faultIn(text, place,
-                            "A number of 32 bits is expected: 0x hexadecimal, a leading 0 octal, otherwise decimal");
-                return false;
-            }
-            word.before = text.sliced(taken, place - taken);
-            word.number = number.toByteArray();
-            word.value = word.read;
-            table.words += word;
-            taken = place + number.size();
-        }
-        isLabel = !isLabel;
-        fieldStart = comma + 1;
-    }
-    return true;
-}
+/// For each `WordLineFault::Kind`.
+constexpr const char* faultTexts[] = {
+    "A label and a number between commas are expected", "A label without a number",
+    "A number of 32 bits is expected: 0x hexadecimal, a leading 0 octal, otherwise decimal"};
 
 /// `value` in the form of the text `number`: its base, prefix, case and minimum number of digits.
 QByteArray inFormOf(const QByteArray& number, std::uint32_t value) {
@@ -81,10 +43,18 @@ bool readOptionBytes(const QByteArray& text, OptionBytes& table, TextFault& faul
     }
     OptionBytes read;
     qsizetype taken = 0;
+    const auto takeWord = [&](QByteArrayView number, std::uint32_t value) {
+        const qsizetype place = number.data() - text.constData();
+        read.words += {text.sliced(taken, place - taken), number.toByteArray(), value, value};
+        taken = place + number.size();
+    };
     for (qsizetype start = 0; start < text.size();) {
         const qsizetype lineEnd = text.indexOf('\n', start);
         const qsizetype next = lineEnd < 0 ? text.size() : lineEnd + 1;
-        if (!readLine(text, start, QByteArrayView(text).sliced(start, next - start), taken, read, fault)) {
+        WordLineFault lineFault;
+        if (!readWordLine(QByteArrayView(text).sliced(start, next - start), true, takeWord, lineFault)) {
+            fault =
+                faultAt(QString::fromLatin1(text), start + lineFault.offset, QLatin1String(faultTexts[lineFault.kind]));
             return false;
         }
         start = next;

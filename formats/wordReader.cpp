@@ -1,40 +1,17 @@
 #include "display/Display.h"
 #include "files/byteWriter.h"
-#include "files/parseNumber.h"
 #include "files/readExactly.h"
+#include "files/wordLine.h"
 #include "formats/readers.h"
-
-#include <QString>
 
 namespace {
 
-/// Appends the numbers of one line to `words`. False if the line doesn't have the table's form.
-bool takeWords(QByteArrayView line, bool pairs, QByteArray& words) {
-    const qsizetype commas = line.count(',');
-    if (commas == 0 || (pairs && commas % 2 == 0)) {
-        return false;
-    }
-    bool isLabel = pairs;
-    for (qsizetype i = 0; i <= commas; ++i) {
-        const qsizetype comma = line.indexOf(',');
-        const QByteArrayView field = comma < 0 ? line : line.first(comma);
-        line = line.sliced(comma + 1);
-        std::uint32_t word = 0;
-        if (!isLabel) {
-            if (!parseNumber(QString::fromLatin1(field.trimmed()), pairs ? 0 : 16, word)) {
-                return false;
-            }
-            appendU32(words, word);
-        }
-        isLabel = pairs && !isLabel;
-    }
-    return true;
-}
-
 bool readWords(QFile& device, bool pairs, std::shared_ptr<FileData>& record) {
     QByteArray words;
+    const auto takeWord = [&words](QByteArrayView, std::uint32_t value) { appendU32(words, value); };
+    WordLineFault fault;
     while (!device.atEnd()) {
-        if (!takeWords(device.readLine(), pairs, words)) {
+        if (!readWordLine(device.readLine(), pairs, takeWord, fault)) {
             return reportError("%s is an invalid option bytes file", qUtf8Printable(device.fileName()));
         }
     }

@@ -2,13 +2,13 @@
 #include "files/wipe.h"
 #include "tests/support/MessageCapture.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/ownProcess.h"
 
 #include <QDir>
 #include <QFileInfo>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sched.h>
 #include <sys/file.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -17,7 +17,6 @@
 #include <unistd.h>
 
 #include <cstring>
-#include <functional>
 
 namespace {
 
@@ -45,38 +44,6 @@ extern "C" void explicit_bzero(void* start, std::size_t size) noexcept {
     lastWiped = {static_cast<char*>(start), static_cast<qsizetype>(size)};
     std::memset(start, 0, size);
 }
-
-namespace {
-
-constexpr int skipped = 2;
-
-/// Runs a test in a child process, which may give up its rights. Returns 0 if the test passed.
-int inChild(const std::function<bool()>& passes) {
-    const pid_t child = fork();
-    if (child == 0) {
-        _exit(passes() ? 0 : 1);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-/// Changes root to an ordinary user, because root may write everywhere.
-void becomeOrdinaryUser() {
-    constexpr uid_t nobody = 65534;
-    if (geteuid() == 0 && setresuid(nobody, nobody, nobody) != 0) {
-        _exit(skipped);
-    }
-}
-
-/// Gives the process its own mounts.
-void makeOwnMounts() {
-    if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
-        _exit(skipped);
-    }
-}
-
-}  // namespace
 
 TEST(OutputFile, ReplacesAllOrNothing) {
     const TempFolder folder;
@@ -149,8 +116,8 @@ TEST(OutputFile, OverwritesAFileInALockedFolder) {
             ASSERT_EQ(chmod(path.constData(), row.fileMode), 0);
         }
         ASSERT_EQ(chmod(place.constData(), row.folderMode), 0);
-        EXPECT_EQ(inChild([&] {
-                      becomeOrdinaryUser();
+        EXPECT_EQ(inOwnProcess([&] {
+                      dropRoot();
                       return replaceFile(folder.path("out"), "new", row.access) == row.result;
                   }),
                   0);
@@ -169,8 +136,8 @@ TEST(OutputFile, WritesOverAReadOnlyKeyInAReadOnlyFolder) {
     ASSERT_EQ(chmod(path.constData(), 0444), 0);
     ASSERT_EQ(chmod(place.constData(), 0555), 0);
     ASSERT_TRUE(geteuid() != 0 || chown(path.constData(), 65534, 65534) == 0);
-    EXPECT_EQ(inChild([&] {
-                  becomeOrdinaryUser();
+    EXPECT_EQ(inOwnProcess([&] {
+                  dropRoot();
                   return replaceFile(folder.path("key"), "new", FileAccess::ownerReads) == ReplaceResult::done;
               }),
               0);
@@ -184,26 +151,26 @@ TEST(OutputFile, WritesOverAReadOnlyKeyInAReadOnlyFolder) {
 TEST(OutputFile, WritesOverAMountedFileButNotWithoutRoom) {
     const TempFolder folder;
     const QByteArray path = folder.write("out", "old").toUtf8();
-    const int mounted = inChild([&] {
-        makeOwnMounts();
+    const int mounted = inOwnProcess([&] {
+        ownMounts();
         return mount(path.constData(), path.constData(), nullptr, MS_BIND, nullptr) == 0 &&
                replaceFile(folder.path("out"), "new") == ReplaceResult::done;
     });
-    const int full = inChild([&] {
-        makeOwnMounts();
+    const int full = inOwnProcess([&] {
+        ownMounts();
         const QByteArray place = folder.path("").toUtf8();
         if (mount("none", place.constData(), "tmpfs", 0, "size=64k,mode=555") != 0) {
-            _exit(skipped);
+            _exit(childSkipped);
         }
         const QByteArray old(40000, 'o');
         folder.write("out", old);
         chmod(path.constData(), 0666);
-        becomeOrdinaryUser();
+        dropRoot();
         return replaceFile(folder.path("out"), QByteArray(80000, 'n')) == ReplaceResult::cannotWrite &&
                folder.read("out") == old && replaceFile(folder.path("out"), "new") == ReplaceResult::done &&
                folder.read("out") == "new";
     });
-    if (mounted == skipped || full == skipped) {
+    if (mounted == childSkipped || full == childSkipped) {
         GTEST_SKIP() << "nothing can be mounted here";
     }
     EXPECT_EQ(mounted, 0);
@@ -236,15 +203,15 @@ TEST(OutputFile, ReplacesTwoFilesOrNone) {
     QDir(folder.path("")).mkdir(QStringLiteral("full"));
     chmod(folder.path("").toUtf8().constData(), 0777);
     chmod(folder.write("out", "old").toUtf8().constData(), 0666);
-    const int result = inChild([&] {
-        makeOwnMounts();
+    const int result = inOwnProcess([&] {
+        ownMounts();
         const QByteArray full = folder.path("full").toUtf8();
         if (mount("none", full.constData(), "tmpfs", 0, "size=64k,mode=555") != 0) {
-            _exit(skipped);
+            _exit(childSkipped);
         }
         const QByteArray old(40000, 'o');
         chmod(folder.write("full/out", old).toUtf8().constData(), 0666);
-        becomeOrdinaryUser();
+        dropRoot();
         const bool keepsOld = replaceTwo(folder.path("out"), folder.path("full/out")) == ReplaceResult::cannotWrite &&
                               folder.read("out") == "old" && folder.read("full/out") == old;
         const bool makesNone = replaceTwo(folder.path("none"), folder.path("full/out")) == ReplaceResult::cannotWrite &&
@@ -253,7 +220,7 @@ TEST(OutputFile, ReplacesTwoFilesOrNone) {
                replaceTwo(folder.path("full/out"), folder.path("out")) == ReplaceResult::done &&
                folder.read("out").size() == 80000 && folder.read("full/out") == "new";
     });
-    if (result == skipped) {
+    if (result == childSkipped) {
         GTEST_SKIP() << "nothing can be mounted here";
     }
     EXPECT_EQ(result, 0);

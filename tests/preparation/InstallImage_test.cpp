@@ -240,6 +240,8 @@ TEST(InstallImage, RefusesWithOneMessage) {
         {"The firmware segment at address 0x08000000 can't be cut to a RAM size of 128",
          {.firmware = &small, .externalModuleList = &noModules, .ramSize = 128, .continuationToken = 1}},
         {"The image needs more than 65535 areas", {.firmware = &large, .hash = true, .ramSize = 128}},
+        {"The image needs more than 65535 areas",  // found before the C area is
+         {.keyArea = &atEnd, .firmware = &large, .optionBytes = &optionBytes, .hash = true, .ramSize = 128}},
     };
     for (const auto& row : rows) {
         const MessageCapture messages;

@@ -1,5 +1,6 @@
+#include "files/byteWriter.h"
 #include "preparation-interface/Preparation.h"
-#include "tests/support/ImageDecryptor.h"
+#include "tests/preparation/openImage.h"
 #include "tests/support/MessageCapture.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/outsideTool.h"
@@ -16,13 +17,25 @@ const QByteArray key = "sixteen byte key";
 const QByteArray nonce = "twelve bytes";
 const QByteArray baseIv = QCryptographicHash::hash(nonce, QCryptographicHash::Sha256).first(12);
 
-template <typename Decrypt>
-void expectEveryChangeShows(QByteArray image, Decrypt decrypt) {
+/// Expects that the opener proves an image and detects every changed byte. Returns the contents of its parts as
+/// "letter address=bytes ", without letters as "bytes ".
+template <typename Open>
+QByteArray provenContents(QByteArray image, Open open) {
     for (char& byte : image) {
         byte = static_cast<char>(byte ^ 0x80);
-        EXPECT_FALSE(decrypt(image));
+        EXPECT_FALSE(open(image).isAuthentic);
         byte = static_cast<char>(byte ^ 0x80);
     }
+    const OpenedImage opened = open(image);
+    EXPECT_TRUE(opened.isProven);
+    QByteArray listed;
+    for (const inspect::Content& content : opened.contents) {
+        if (content.letter != 0) {
+            listed += content.letter + QByteArray::number(content.address, 16) + '=';
+        }
+        listed += content.bytes + ' ';
+    }
+    return listed;
 }
 
 TEST(UpdateImage, HasItsHeaderAndDecrypts) {
@@ -31,8 +44,10 @@ TEST(UpdateImage, HasItsHeaderAndDecrypts) {
     const QByteArray image = Preparation().TBUPreparation(&firmware, key, nonce, 0x0102);
     EXPECT_EQ(image.first(32), "TBUMAGIC" + QByteArray::fromHex("010002010500000000000408") + baseIv);
     EXPECT_EQ(image.sliced(48, 16), QByteArray(16, '\0'));
-    EXPECT_EQ(decryptUpdate(image, key, nonce), "bytes");
-    expectEveryChangeShows(image, [](const QByteArray& changed) { return decryptUpdate(changed, key, nonce); });
+    const auto open = [](const QByteArray& pair) {
+        return openImage("updateImage", pair.first(64), key, nonce, pair.sliced(64));
+    };
+    EXPECT_EQ(provenContents(image, open), "bytes ");
 
     const MessageCapture messages;
     firmware.segments[0].address = 0xFFFFFFFB;
@@ -70,8 +85,8 @@ TEST(ProvisioningPayload, IsBoundToTheKeyAndDecrypts) {
         EXPECT_EQ(payload.first(64), "PVSPAYLD" + QByteArray::fromHex(withKey ? "0100" : "0200") +
                                          QByteArray::fromHex("600098000000") + iv + (withKey ? keyHash : tableHash));
         EXPECT_EQ(payload.sliced(80, 16), QByteArray(16, '\0'));
-        EXPECT_EQ(decryptPayload(payload, key), blob);
-        expectEveryChangeShows(payload, [](const QByteArray& changed) { return decryptPayload(changed, key); });
+        const auto open = [&iv](const QByteArray& file) { return openImage("provisioningPayload", file, key, iv); };
+        EXPECT_EQ(provenContents(payload, open), blob + ' ');
     }
     const MessageCapture messages;
     EXPECT_TRUE(make(blob.chopped(1), iv, "table").isEmpty());
@@ -86,20 +101,26 @@ TEST(ProvisioningPayload, IsBoundToTheKeyAndDecrypts) {
                     "Error: " + name + "P-384.PEM is not a valid P-256 public key in PEM form"));
 }
 
+QByteArray record(std::uint32_t offset, std::uint32_t protection, const QByteArray& data) {
+    QByteArray bytes;
+    appendU32(bytes, offset);
+    appendU32(bytes, protection);
+    appendU32(bytes, static_cast<std::uint32_t>(data.size()));
+    return bytes + data;
+}
+
 TEST(ProvisioningImage, HoldsBlobFirmwareAndBackup) {
     FileData firmware;
     firmware.segments = {{0x2000, 4, "code"}, {0x3000, 0, {}}};
+    const QByteArray one = record(0x10, 1, "four");
+    const QByteArray two = record(0x20, 2, QByteArray(20, 'r'));
     pvsTbiParameters parameters{
-        "secrets", {{0x40000000, {{0x10, 1, 4, "one"}, {0x20, 2, 20, "two"}}}}, key, nonce, 9, {nullptr, &firmware}};
+        "secrets", {{0x40000000, {{0x10, 1, 4, one}, {0x20, 2, 20, two}}}}, key, nonce, 9, {nullptr, &firmware}};
     const QByteArray image = Preparation().pvsTbiPreparation(parameters);
     EXPECT_EQ(image.first(42), "PVSMAGIC" + QByteArray::fromHex("01000400") + baseIv +
                                    QByteArray::fromHex("000000005309010007000000000000000400"));
-    QByteArray listed;
-    for (const DecryptedArea& area : decryptAreas(image, key, nonce).value_or(DecryptedAreas())) {
-        listed += area.letter + QByteArray::number(area.address, 16) + '=' + area.payload + ' ';
-    }
-    EXPECT_EQ(listed, "S0=secrets F2000=code B40000010=one B40000020=two ");
-    expectEveryChangeShows(image, [](const QByteArray& changed) { return decryptAreas(changed, key, nonce); });
+    const auto open = [](const QByteArray& file) { return openImage("provisioningImage", file, key, nonce); };
+    EXPECT_EQ(provenContents(image, open), "S0=secrets F2000=code B40000010=" + one + " B40000020=" + two + ' ');
     EXPECT_EQ(key, "sixteen byte key") << "a shared key is left alone";
 
     const MessageCapture messages;

@@ -74,6 +74,21 @@ qint64 Description::rangesEnd() const {
     return ranges.empty() ? 0 : ranges.back().offset + ranges.back().size;
 }
 
+void addCut(std::vector<Finding>& findings, qint64 wanted, qint64 present, qint64 offset, int part) {
+    if (present < wanted) {
+        findings.push_back({FindingCode::cutOff,
+                            part,
+                            offset,
+                            {numberField("missing", static_cast<std::uint64_t>(wanted - present)),
+                             numberField("wanted", static_cast<std::uint64_t>(wanted))}});
+    }
+}
+
+void addCutHeader(qint64 present, qint64 wanted, Description& description) {
+    description.addRange(present, Role::unread, Cover::none);
+    addCut(description.findings, wanted, present, present);
+}
+
 void findWrap(const Part& part, Description& description) {
     constexpr std::uint64_t addressLimit = std::uint64_t{1} << 32;
     if (part.memorySize > addressLimit - part.address) {

@@ -145,6 +145,12 @@ struct Description {
 [[nodiscard]] Field textField(const char* name, QByteArrayView value);
 [[nodiscard]] Field bytesField(const char* name, QByteArrayView value);
 
+/// Adds the finding that a file contains only `present` of `wanted` bytes; adds nothing if it contains them all.
+void addCut(std::vector<Finding>& findings, qint64 wanted, qint64 present, qint64 offset, int part = 0);
+
+/// Adds the finding and the only range of a file of `present` bytes that ends inside its header of `wanted` bytes.
+void addCutHeader(qint64 present, qint64 wanted, Description& description);
+
 /// The parts with this letter, or all parts if it is 0, sorted by address; equal addresses keep their order.
 [[nodiscard]] std::vector<const Part*> partsByAddress(const Description& description, char letter = 0);
 

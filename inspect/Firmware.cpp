@@ -162,11 +162,7 @@ void readProgramHeaders(QByteArrayView bytes, const ElfNumbers& numbers, std::ve
         return;
     }
     const qint64 present = std::clamp<qint64>(bytes.size() - table, 0, count * entrySize);
-    if (present < count * entrySize) {
-        description.addFinding(FindingCode::cutOff, 0, bytes.size(),
-                               {numberField("missing", static_cast<std::uint64_t>(count * entrySize - present)),
-                                numberField("wanted", static_cast<std::uint64_t>(count * entrySize))});
-    }
+    addCut(description.findings, count * entrySize, present, bytes.size());
     if (present > 0) {
         claims.push_back({table, present, Role::header, 0});
     }
@@ -189,11 +185,7 @@ void readProgramHeaders(QByteArrayView bytes, const ElfNumbers& numbers, std::ve
         part.fields = {addressField("virtualAddress", numbers.word(at + 8))};
         part.fields.back().offset = at + 8;
         part.fields.back().size = 4;
-        if (part.payloadSize < size) {
-            description.addFinding(FindingCode::cutOff, part.index, bytes.size(),
-                                   {numberField("missing", static_cast<std::uint64_t>(size - part.payloadSize)),
-                                    numberField("wanted", static_cast<std::uint64_t>(size))});
-        }
+        addCut(description.findings, size, part.payloadSize, bytes.size(), part.index);
         if (part.payloadSize > 0) {
             claims.push_back({part.offset, part.payloadSize, Role::payload, part.index});
         }
@@ -268,9 +260,7 @@ void describeElfFile(const Source& source, Description& description) {
         description.addFinding(FindingCode::badMagic, 0, 0, {textField("expected", "ELF")});
     }
     if (bytes.size() < elfHeaderSize) {
-        description.addFinding(FindingCode::cutOff, 0, bytes.size(),
-                               {numberField("missing", static_cast<std::uint64_t>(elfHeaderSize - bytes.size())),
-                                numberField("wanted", elfHeaderSize)});
+        addCut(description.findings, elfHeaderSize, bytes.size(), bytes.size());
     } else if (numbers.byteAt(4) != 1) {
         claims.push_back({0, identSize, Role::header, 0});
         description.addFinding(FindingCode::wideElf, 0, 4);

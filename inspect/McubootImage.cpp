@@ -2,6 +2,7 @@
 // signed.
 
 #include "files/ByteReader.h"
+#include "files/isZero.h"
 #include "inspect/PublicKey.h"
 #include "inspect/cipher.h"
 #include "inspect/formats.h"
@@ -110,18 +111,12 @@ struct McubootImage {
     }
 };
 
-void addCut(McubootImage& image, qint64 wanted, qint64 present, qint64 at) {
-    image.find(FindingCode::cutOff, at,
-               {numberField("missing", static_cast<std::uint64_t>(wanted - present)),
-                numberField("wanted", static_cast<std::uint64_t>(wanted))});
-}
-
 /// Reads a block that starts at the reader's position. Returns false if reading can't continue after it.
 bool readBlock(ByteReader& reader, std::uint16_t magic, bool isProtected, McubootImage& image, TlvBlock& block) {
     constexpr qsizetype headSize = 4;
     block.offset = reader.position();
     if (reader.remaining() < headSize) {
-        addCut(image, headSize, reader.remaining(), block.offset);
+        addCut(image.findings, headSize, reader.remaining(), block.offset);
         return false;
     }
     const std::uint16_t found = reader.u16();
@@ -135,9 +130,7 @@ bool readBlock(ByteReader& reader, std::uint16_t magic, bool isProtected, Mcuboo
     block.isThere = true;
     const qint64 end = block.offset + std::min<qint64>(total, headSize + reader.remaining());
     block.size = end - block.offset;
-    if (block.size < total) {
-        addCut(image, total, block.size, end);
-    }
+    addCut(image.findings, total, block.size, end);
     if (isProtected && total != image.protectedSize) {
         image.find(FindingCode::wrongSize, block.offset + 2,
                    {numberField("value", total), numberField("expected", image.protectedSize)});
@@ -150,13 +143,11 @@ bool readBlock(ByteReader& reader, std::uint16_t magic, bool isProtected, Mcuboo
         const std::uint16_t length = reader.u16();
         const qint64 left = end - reader.position();
         tlv.value = reader.take(std::min<qint64>(length, left));
-        if (left < length) {
-            addCut(image, length, left, end);
-        }
+        addCut(image.findings, length, left, end);
         image.tlvs.push_back(tlv);
     }
     if (reader.position() != end) {
-        addCut(image, entrySize, end - reader.position(), end);
+        addCut(image.findings, entrySize, end - reader.position(), end);
         reader.seek(end);
     }
     return block.size == total;
@@ -174,7 +165,7 @@ McubootImage readMcuboot(QByteArrayView bytes) {
     image.version = {reader.u8(), reader.u8(), reader.u16(), reader.u32()};
     reader.skip(4);
     if (!reader.ok()) {
-        addCut(image, headerSize, bytes.size(), bytes.size());
+        addCut(image.findings, headerSize, bytes.size(), bytes.size());
         return image;
     }
     if (image.magic != imageMagic) {
@@ -190,7 +181,7 @@ McubootImage readMcuboot(QByteArrayView bytes) {
     image.code = bytes.sliced(std::min<qint64>(image.headerSize, bytes.size()));
     image.end = bytes.size();
     if (codeEnd > bytes.size()) {
-        addCut(image, codeEnd, bytes.size(), bytes.size());
+        addCut(image.findings, codeEnd, bytes.size(), bytes.size());
         return image;
     }
     image.code = image.code.first(image.imageSize);
@@ -284,9 +275,7 @@ QByteArrayView withoutPadding(QByteArrayView signature) {
         return signature;
     }
     const qsizetype size = 2 + static_cast<std::uint8_t>(signature.at(1));
-    const QByteArrayView rest = signature.sliced(size);
-    const bool isPadded = std::all_of(rest.begin(), rest.end(), [](char byte) { return byte == 0; });
-    return isPadded ? signature.first(size) : signature;
+    return isZero(signature.sliced(size)) ? signature.first(size) : signature;
 }
 
 /// Adds the result of verifying one signature with a key, or the reason why it can't be verified.

@@ -25,10 +25,7 @@ void describeModuleFile(const Source& source, Description& description) {
         description.addFinding(FindingCode::badMagic, 0, 0, {textField("expected", magic)});
     }
     if (bytes.size() < headerSize) {
-        description.addFinding(FindingCode::cutOff, 0, bytes.size(),
-                               {numberField("missing", static_cast<std::uint64_t>(headerSize - bytes.size())),
-                                numberField("wanted", headerSize)});
-        description.addRange(bytes.size(), Role::unread, Cover::none);
+        addCutHeader(bytes.size(), headerSize, description);
         return;
     }
     ByteReader reader(bytes);

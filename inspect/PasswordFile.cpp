@@ -1,9 +1,8 @@
 // Password file: the plain password of a debug authentication. It accompanies a provisioning file.
 
 #include "files/ByteReader.h"
+#include "files/isZero.h"
 #include "inspect/formats.h"
-
-#include <algorithm>
 
 namespace inspect {
 
@@ -28,10 +27,6 @@ Header readHeader(QByteArrayView bytes) {
     return header;
 }
 
-bool isZero(QByteArrayView bytes) {
-    return std::all_of(bytes.begin(), bytes.end(), [](char byte) { return byte == 0; });
-}
-
 }  // namespace
 
 // A vector table may begin in the same way, so only a file that fits to its last byte matches.
@@ -46,10 +41,7 @@ Match matchPasswordFile(QByteArrayView bytes) {
 void describePasswordFile(const Source& source, Description& description) {
     const QByteArrayView bytes = source.bytes;
     if (bytes.size() < headerSize) {
-        description.addFinding(FindingCode::cutOff, 0, bytes.size(),
-                               {numberField("missing", static_cast<std::uint64_t>(headerSize - bytes.size())),
-                                numberField("wanted", headerSize)});
-        description.addRange(bytes.size(), Role::unread, Cover::none);
+        addCutHeader(bytes.size(), headerSize, description);
         return;
     }
     const Header header = readHeader(bytes);

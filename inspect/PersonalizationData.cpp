@@ -28,10 +28,7 @@ CheckResult open(QByteArrayView bytes, QByteArrayView secret, QByteArray* conten
 void describePersonalizationData(const Source& source, Description& description) {
     const QByteArrayView bytes = source.bytes;
     if (bytes.size() < tagSize) {
-        description.addFinding(FindingCode::cutOff, 0, bytes.size(),
-                               {numberField("missing", static_cast<std::uint64_t>(tagSize - bytes.size())),
-                                numberField("wanted", tagSize)});
-        description.addRange(bytes.size(), Role::unread, Cover::none);
+        addCutHeader(bytes.size(), tagSize, description);
         return;
     }
     Part part;

@@ -68,11 +68,8 @@ void describeHeader(QByteArrayView bytes, Part& part, Description& description) 
     description.addRange(4, Role::header, Cover::structure);
     description.addRange(4, Role::header, Cover::none);
     const qint64 present = bytes.size() - headerSize;
-    if (present < bodySize) {
-        description.addFinding(
-            FindingCode::cutOff, 0, bytes.size(),
-            {numberField("missing", static_cast<std::uint64_t>(bodySize - present)), numberField("wanted", bodySize)});
-    } else if (present > bodySize) {
+    addCut(description.findings, bodySize, present, bytes.size());
+    if (present > bodySize) {
         description.addFinding(FindingCode::bytesBehindEnd, 0, headerSize + qint64{bodySize},
                                {numberField("size", static_cast<std::uint64_t>(present - bodySize))});
     }
@@ -90,10 +87,7 @@ void describeProvisioningFile(const Source& source, Description& description) {
     const QByteArrayView bytes = source.bytes;
     const Layout layout = layoutOf(source);
     if (bytes.size() < layout.body) {
-        description.addFinding(FindingCode::cutOff, 0, bytes.size(),
-                               {numberField("missing", static_cast<std::uint64_t>(layout.body - bytes.size())),
-                                numberField("wanted", static_cast<std::uint64_t>(layout.body))});
-        description.addRange(bytes.size(), Role::unread, Cover::none);
+        addCutHeader(bytes.size(), layout.body, description);
         return;
     }
     Part part;

@@ -6,6 +6,7 @@
 // 12  4  size of the blob      80 16  zero
 
 #include "files/ByteReader.h"
+#include "files/isZero.h"
 #include "inspect/PublicKey.h"
 #include "inspect/sealedBlob.h"
 

@@ -6,8 +6,9 @@
 //  9  3  zero
 
 #include "files/ByteReader.h"
+#include "files/isZero.h"
 #include "inspect/PublicKey.h"
-#include "inspect/sealedBlob.h"
+#include "inspect/formats.h"
 
 #include <algorithm>
 #include <array>

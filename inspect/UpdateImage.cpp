@@ -6,6 +6,7 @@
 // 12  4  size of the segment   48 16  zero
 
 #include "files/ByteReader.h"
+#include "files/isZero.h"
 #include "inspect/areaImage.h"
 #include "inspect/sealedBlob.h"
 

@@ -32,10 +32,7 @@ void describeWirelessBinary(const Source& source, Description& description) {
     const QByteArrayView bytes = source.bytes;
     const qsizetype size = bytes.size() - signatureSize;
     if (size < 0) {
-        description.addFinding(
-            FindingCode::cutOff, 0, bytes.size(),
-            {numberField("missing", static_cast<std::uint64_t>(-size)), numberField("wanted", signatureSize)});
-        description.addRange(bytes.size(), Role::unread, Cover::none);
+        addCutHeader(bytes.size(), signatureSize, description);
         return;
     }
     if (size >= sizeEnd) {

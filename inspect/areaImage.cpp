@@ -1,8 +1,9 @@
 #include "inspect/areaImage.h"
 
 #include "files/ByteReader.h"
+#include "files/isZero.h"
 #include "files/readExactly.h"
-#include "inspect/sealedBlob.h"
+#include "inspect/cipher.h"
 
 #include <algorithm>
 #include <array>
@@ -473,9 +474,8 @@ void describeAreas(QByteArrayView bytes, const AreaImage& image, const AreaLayou
     }
     const bool isPayloadCut = image.end == bytes.size();
     if (image.cutMissing > 0) {
-        description.addFinding(FindingCode::cutOff, isPayloadCut ? index : 0, bytes.size(),
-                               {numberField("missing", static_cast<std::uint64_t>(image.cutMissing)),
-                                numberField("wanted", static_cast<std::uint64_t>(image.cutWanted))});
+        addCut(description.findings, image.cutWanted, image.cutWanted - image.cutMissing, bytes.size(),
+               isPayloadCut ? index : 0);
     } else if (layout.endsByOptionBytes && !image.hasEndArea) {
         description.addFinding(FindingCode::noEndArea, 0, image.end);
     } else if (image.areas.size() != image.count) {

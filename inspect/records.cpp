@@ -24,14 +24,6 @@ void addPart(const Record& record, int index, Description& description) {
     description.addRange(record.data.size(), Role::payload, Cover::none, index);
 }
 
-void addCut(qint64 wanted, qint64 present, int part, qint64 at, Description& description) {
-    if (present < wanted) {
-        description.addFinding(FindingCode::cutOff, part, at,
-                               {numberField("missing", static_cast<std::uint64_t>(wanted - present)),
-                                numberField("wanted", static_cast<std::uint64_t>(wanted))});
-    }
-}
-
 }  // namespace
 
 std::vector<Record> readRecords(QByteArrayView bytes, qsizetype headerSize, Description& description) {
@@ -47,12 +39,12 @@ std::vector<Record> readRecords(QByteArrayView bytes, qsizetype headerSize, Desc
         records.push_back(record);
         const int index = static_cast<int>(records.size());
         addPart(record, index, description);
-        addCut(record.size, record.data.size(), index, bytes.size(), description);
+        addCut(description.findings, record.size, record.data.size(), bytes.size(), index);
     }
     if (reader.remaining() >= headerSize) {
         description.addFinding(FindingCode::tooManyParts, 0, reader.position(), {numberField("limit", recordLimit)});
     } else if (!reader.atEnd()) {
-        addCut(headerSize, reader.remaining(), 0, bytes.size(), description);
+        addCut(description.findings, headerSize, reader.remaining(), bytes.size());
     }
     description.addRange(reader.remaining(), Role::unread, Cover::none);
     return records;

@@ -6,17 +6,6 @@
 
 namespace inspect {
 
-bool isZero(QByteArrayView bytes) {
-    return std::all_of(bytes.begin(), bytes.end(), [](char byte) { return byte == 0; });
-}
-
-void addCutHeader(qint64 present, qint64 wanted, Description& description) {
-    description.addRange(present, Role::unread, Cover::none);
-    description.addFinding(FindingCode::cutOff, 0, present,
-                           {numberField("missing", static_cast<std::uint64_t>(wanted - present)),
-                            numberField("wanted", static_cast<std::uint64_t>(wanted))});
-}
-
 void addBytesAfterEnd(qint64 size, Description& description) {
     if (size > 0) {
         description.addFinding(FindingCode::bytesBehindEnd, 0, description.rangesEnd(),
@@ -33,11 +22,7 @@ void addBlob(Part part, QByteArrayView bytes, std::uint32_t size, Description& d
     part.size = present;
     part.payloadSize = present;
     description.addRange(present, Role::payload, Cover::tag, part.index);
-    if (present < size) {
-        description.addFinding(
-            FindingCode::cutOff, part.index, description.rangesEnd(),
-            {numberField("missing", static_cast<std::uint64_t>(size - present)), numberField("wanted", size)});
-    }
+    addCut(description.findings, size, present, description.rangesEnd(), part.index);
     description.parts.push_back(std::move(part));
     addBytesAfterEnd(bytes.size() - present, description);
 }

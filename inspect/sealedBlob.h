@@ -15,11 +15,6 @@ struct SealedBlob {
     ContentKind kind;
 };
 
-[[nodiscard]] bool isZero(QByteArrayView bytes);
-
-/// Adds the only range and finding of a file that ends inside its header.
-void addCutHeader(qint64 present, qint64 wanted, Description& description);
-
 /// Adds a finding and a range for `size` bytes after the end of the format; adds nothing if `size` is 0.
 void addBytesAfterEnd(qint64 size, Description& description);
 

@@ -3,6 +3,7 @@
 #include "display/MessageCollector.h"
 #include "files/byteWriter.h"
 #include "files/elfReader.h"
+#include "files/isZero.h"
 #include "files/readExactly.h"
 #include "files/recordFiles.h"
 #include "files/wipe.h"
@@ -111,8 +112,8 @@ QByteArray withOwnValues(const QByteArray& source, std::uint64_t address, const 
 
 QByteArrayView withoutHeaderRoom(const QByteArray& source, const Content& content) {
     const qsizetype room = content.headerRoom;
-    const bool hasRoom = room > 0 && source.size() == room + content.bytes.size() &&
-                         std::all_of(source.begin(), source.begin() + room, [](char byte) { return byte == 0; });
+    const bool hasRoom =
+        room > 0 && source.size() == room + content.bytes.size() && isZero(QByteArrayView(source).first(room));
     return QByteArrayView(source).sliced(hasRoom ? room : 0);
 }
 

@@ -3,6 +3,7 @@
 #include "Preparation/primitives/missingAlgorithm.h"
 #include "Preparation/primitives/x963Secret.h"
 #include "display/Display.h"
+#include "files/isZero.h"
 #include "preparation-interface/Preparation.h"
 
 #include <QCoreApplication>
@@ -10,7 +11,6 @@
 
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -107,7 +107,7 @@ std::int32_t Preparation::encryptPersoData(unsigned char* input, std::int32_t le
         reportError("Personalization data can't be encrypted : a buffer is missing");
         return -1;
     }
-    if (std::all_of(key, key + AesGcm::keySize, [](unsigned char byte) { return byte == 0; })) {
+    if (isZero(QByteArrayView(key, AesGcm::keySize))) {
         // After a failed derivation, the caller's buffer still contains zeros: a key that everyone knows.
         reportError("Personalization data can't be encrypted without a key");
         return -1;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QChar>
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -36,4 +38,13 @@ constexpr std::array<std::int8_t, 256> hexDigitValues = [] {
 
 [[nodiscard]] inline int hexDigitValue(char digit) {
     return hexDigitValues[static_cast<std::uint8_t>(digit)];
+}
+
+[[nodiscard]] inline int hexDigitValue(QChar digit) {
+    const char16_t code = digit.unicode();
+    return code < 0x80 ? hexDigitValue(static_cast<char>(code)) : -1;
+}
+
+[[nodiscard]] inline bool isHexDigit(QChar character) {
+    return hexDigitValue(character) >= 0;
 }

@@ -8,11 +8,6 @@
 
 namespace {
 
-int digitValue(QChar character) {
-    const char16_t c = character.unicode();
-    return c < 0x80 ? hexDigitValue(static_cast<char>(c)) : -1;
-}
-
 bool hasHexPrefix(QStringView text) {
     return text.startsWith(QLatin1String("0x"), Qt::CaseInsensitive);
 }
@@ -31,7 +26,7 @@ bool parseNumber(QStringView text, int base, std::uint32_t& value) {
     }
     std::uint64_t number = 0;
     for (const QChar character : text) {
-        const int digit = digitValue(character);
+        const int digit = hexDigitValue(character);
         if (digit < 0 || digit >= base) {
             return false;
         }

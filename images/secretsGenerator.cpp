@@ -6,6 +6,7 @@
 #include "images/itemFiles.h"
 
 #include "files/byteWriter.h"
+#include "files/hexPairs.h"
 #include "files/outputFile.h"
 
 #include <QCoreApplication>
@@ -91,9 +92,8 @@ bool readFile(const SecretItem& item, const QString& noncePath, SecretSegment& s
     return true;
 }
 
-bool isHexDigit(QChar character) {
-    const char16_t c = character.unicode();
-    return (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F');
+QString wordOf(const SecretItem& item) {
+    return item.PathOrWord.isEmpty() ? QString(zeroWord) : item.PathOrWord;
 }
 
 /// The number of digits determines the number of bytes, but the segment's size is always that of one word. No message

@@ -1,5 +1,6 @@
 #include "desktop/optionBytes/optionByteText.h"
 
+#include "files/hexPairs.h"
 #include "files/parseNumber.h"
 
 #include <QCoreApplication>
@@ -13,9 +14,8 @@ QString tr(const char* source) {
 }
 
 bool hasOnlyDigits(QStringView text, bool isHex) {
-    return !text.isEmpty() && std::all_of(text.begin(), text.end(), [isHex](QChar c) {
-        return (c >= u'0' && c <= u'9') || (isHex && ((c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F')));
-    });
+    return !text.isEmpty() && std::all_of(text.begin(), text.end(),
+                                          [isHex](QChar c) { return isHex ? isHexDigit(c) : c >= u'0' && c <= u'9'; });
 }
 
 }  // namespace

@@ -67,8 +67,8 @@ QString sizeText(const SecretSize& size) {
     return size.nonceBytes > 0 ? SecretEditor::tr("%1 after a nonce of %2").arg(data).arg(size.nonceBytes) : data;
 }
 
-/// Whether the item has an empty value that may be replaced without asking.
-bool isUnfilled(const SecretItem& item) {
+/// Whether the item has an empty value, which may be replaced without asking.
+bool hasEmptyValue(const SecretItem& item) {
     return item.PathOrWord.isEmpty() || (!item.isFile && item.PathOrWord == QLatin1String("0x00000000"));
 }
 
@@ -339,7 +339,7 @@ QList<SecretChange> SecretEditor::changesFor(const SecretItem& item, const FuseW
     if (fuse.count > 1 || item.expectedSize > 0) {
         changes += {{"expectedSize"}, QString::number(fuse.count * otpWordSize)};
     }
-    if (isUnfilled(item)) {
+    if (hasEmptyValue(item)) {
         changes += {{"isFile"}, fuse.count > 1 ? QStringLiteral("1") : QStringLiteral("0")};
         changes += {{"PathOrWord"}, fuse.count > 1 ? QString() : QStringLiteral("0x00000000")};
     }

@@ -4,6 +4,7 @@
 #include "display/MessageCollector.h"
 #include "jobs/counted.h"
 
+#include "files/isZero.h"
 #include "files/outputFile.h"
 #include "files/wipe.h"
 #include "images/imageLayout.h"
@@ -314,8 +315,7 @@ bool readSecretsImage(const Device& device, const QString& path, QByteArrayList&
     qsizetype zeros = 0;
     for (const SecretSegment& segment : std::as_const(segments)) {
         // Keep the first one: an image stores its first item in the first word.
-        const bool isZero = std::all_of(segment.data.begin(), segment.data.end(), [](char c) { return c == '\0'; });
-        if (hasFixedLayout(device.deviceId) && isZero && !found.isEmpty()) {
+        if (hasFixedLayout(device.deviceId) && isZero(segment.data) && !found.isEmpty()) {
             ++zeros;
             continue;
         }

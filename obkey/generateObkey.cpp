@@ -27,43 +27,16 @@
 
 namespace {
 
-constexpr std::int32_t widestField = 65536;
 constexpr qsizetype shortestDaPayload = 64;
-constexpr qsizetype permissionMaskSize = 32;
 constexpr std::int32_t permissionAllowance = 4;  ///< bytes of a permission's width that its mask replaces
 
 QString chosenText(const ObkeyParam& param) {
     return param.value ? *param.value : param.defaultValue.value_or(QString());
 }
 
-bool hasHexPrefix(const QString& text) {
-    return text.startsWith(QLatin1String("0x"), Qt::CaseInsensitive);
-}
-
 bool reportWrongSize(const ObkeyParam& param, const QString& text) {
     return reportError("Fail OBkey Generation Wrong Data Size %s for %s \n", qUtf8Printable(text),
                        qUtf8Printable(param.name.value_or(QString())));
-}
-
-bool isFieldWidth(std::int32_t width) {
-    return width >= 0 && width <= widestField;
-}
-
-/// Appends hexadecimal digits as bytes, the rightmost pair first, and zeros up to the parameter's width. Only the low 8
-/// bits of the number of pairs count.
-bool appendDigits(QByteArray& body, const ObkeyParam& param, const QString& text, QString digits) {
-    if (digits.size() % 2 != 0) {
-        digits.prepend(QLatin1Char('0'));
-    }
-    const std::int32_t pairCount = static_cast<std::uint8_t>((digits.size() / 2) & 0xFF);
-    if (pairCount > param.width) {
-        return reportWrongSize(param, text);
-    }
-    for (qsizetype i = 1; i <= pairCount; ++i) {
-        body.append(hexByte(QStringView(digits).sliced(digits.size() - 2 * i, 2)));
-    }
-    body.append(param.width - pairCount, '\0');
-    return true;
 }
 
 /// Appends the low `width` bytes of a decimal number, lowest byte first. A field of more than 8 bytes is sign-extended.
@@ -78,19 +51,21 @@ void appendDecimal(QByteArray& body, const QString& text, std::uint8_t width) {
     }
 }
 
-/// Appends the number in `text` as a field of the parameter's width.
+/// Appends the number in `text` as a field of the parameter's width, lowest byte first.
 bool appendNumber(QByteArray& body, const ObkeyParam& param, const QString& text) {
-    if (!isFieldWidth(param.width)) {
+    const bool isList = param.kind == QLatin1String("List");
+    if (!numberFits(text, isList, param.width)) {
         return reportWrongSize(param, text);
     }
-    if (hasHexPrefix(text)) {
-        return appendDigits(body, param, text, text.mid(2));
+    if (!isList && !hasHexPrefix(text)) {
+        appendDecimal(body, text, static_cast<std::uint8_t>(param.width & 0xFF));
+        return true;
     }
-    if (param.kind == QLatin1String("List")) {
-        const std::uint32_t number = static_cast<std::uint32_t>(signedDecimal(text));
-        return appendDigits(body, param, text, QString::number(number, 16));
+    const QString digits = storedDigits(text, isList);
+    for (qsizetype end = digits.size(); end > 0; end -= 2) {
+        body.append(hexByte(QStringView(digits).sliced(end - 2, 2)));
     }
-    appendDecimal(body, text, static_cast<std::uint8_t>(param.width & 0xFF));
+    body.append(param.width - digits.size() / 2, '\0');
     return true;
 }
 

@@ -1,6 +1,7 @@
 #include "obkey/templateNumbers.h"
 
 #include "display/Display.h"
+#include "files/hexPairs.h"
 
 #include <QRegularExpression>
 #include <QStringList>
@@ -13,16 +14,18 @@ bool isDigit(QChar character) {
     return character >= QLatin1Char('0') && character <= QLatin1Char('9');
 }
 
-bool isHexDigit(QChar character) {
-    const QChar lower = character.toLower();
-    return isDigit(character) || (lower >= QLatin1Char('a') && lower <= QLatin1Char('f'));
-}
-
 }  // namespace
 
+bool isFieldWidth(std::int32_t width) {
+    return width >= 0 && width <= widestField;
+}
+
+bool hasHexPrefix(QStringView text) {
+    return text.startsWith(QLatin1String("0x"), Qt::CaseInsensitive);
+}
+
 bool isHexValue(QStringView text) {
-    return text.size() >= 3 && text.startsWith(QLatin1String("0x"), Qt::CaseInsensitive) &&
-           std::all_of(text.begin() + 2, text.end(), isHexDigit);
+    return text.size() >= 3 && hasHexPrefix(text) && std::all_of(text.begin() + 2, text.end(), isHexDigit);
 }
 
 bool isDecimalValue(QStringView text) {
@@ -60,6 +63,32 @@ bool checkDataValue(const QString& text, const QString& name, std::uint32_t widt
                            qUtf8Printable(text), qUtf8Printable(name));
     }
     return true;
+}
+
+bool numberFits(const QString& text, bool isList, std::int32_t width) {
+    return isFieldWidth(width) && storedDigits(text, isList).size() / 2 <= width;
+}
+
+bool isFieldNumber(const QString& text, bool isList) {
+    if (hasHexPrefix(text)) {
+        return isHexValue(text);
+    }
+    bool isNumber = false;
+    isList ? text.toInt(&isNumber) : text.toLongLong(&isNumber);
+    if (!isNumber && !isList) {
+        text.toULongLong(&isNumber);
+    }
+    return isNumber;
+}
+
+QString storedDigits(const QString& text, bool isList) {
+    QString digits = hasHexPrefix(text) ? text.mid(2)
+                     : isList           ? QString::number(static_cast<std::uint32_t>(signedDecimal(text)), 16)
+                                        : QString();
+    if (digits.size() % 2 != 0) {
+        digits.prepend(QLatin1Char('0'));
+    }
+    return digits.right(digits.size() % 512);
 }
 
 char hexByte(QStringView digits) {

@@ -5,6 +5,14 @@
 
 #include <cstdint>
 
+inline constexpr std::int32_t widestField = 65536;   ///< bytes
+inline constexpr qsizetype permissionMaskSize = 32;  ///< bytes
+
+[[nodiscard]] bool isFieldWidth(std::int32_t width);
+
+/// Whether `text` starts with "0x" or "0X".
+[[nodiscard]] bool hasHexPrefix(QStringView text);
+
 /// Whether `text` is "0x" or "0X" and one or more hexadecimal digits.
 [[nodiscard]] bool isHexValue(QStringView text);
 
@@ -20,6 +28,17 @@
 /// Checks that the number in `text` fits a field of `width` bytes (1 to 8). The check counts the digits, with leading
 /// zeros, of a hexadecimal number, and those of a decimal number's hexadecimal form. Messages contain `name`.
 [[nodiscard]] bool checkDataValue(const QString& text, const QString& name, std::uint32_t width);
+
+/// Whether a field of `width` bytes, in a List or elsewhere, has room for the number in `text`.
+[[nodiscard]] bool numberFits(const QString& text, bool isList, std::int32_t width);
+
+/// Whether such a field reads all of `text` as a number.
+[[nodiscard]] bool isFieldNumber(const QString& text, bool isList);
+
+/// The pairs of digits that a field stores for `text`: those after "0x", and in a List those of a decimal number's
+/// hexadecimal form. Only the low 8 bits of the number of pairs count. No other field stores a decimal number as
+/// digits.
+[[nodiscard]] QString storedDigits(const QString& text, bool isList);
 
 /// The value of one or two hexadecimal digits; 0 for any other text.
 [[nodiscard]] char hexByte(QStringView digits);

@@ -28,8 +28,6 @@ constexpr qsizetype mostFields = 300;      ///< each field needs several widgets
 constexpr qsizetype longestValue = 16384;  ///< a line edit would cut a longer value
 constexpr qsizetype longestTip = 1000;
 constexpr qsizetype longestTitle = 80;
-constexpr qsizetype maskSize = 32;
-constexpr std::int32_t widestField = 65536;
 
 constexpr QLatin1String outputType("Output");
 constexpr QLatin1String fileType("File");
@@ -53,10 +51,6 @@ QString chosen(const TagText& value, const TagText& byDefault) {
 
 QString withoutBlanks(QString text) {
     return text.remove(QLatin1Char(' '));
-}
-
-bool hasHexPrefix(const QString& text) {
-    return text.startsWith(QLatin1String("0x"), Qt::CaseInsensitive);
 }
 
 /// Shortens a text of the template's author to the room in the form.
@@ -283,32 +277,32 @@ bool checkTags(const TemplateForm& form) {
                                        : checkDuplicateTags(form.image.tags) && checkMandatoryTags(form.image.tags);
 }
 
-/// Checks the number of a Bool or a List like the tool, which stores the hexadecimal digits of a decimal List value and
-/// the low bytes of a decimal Bool value.
+Verdict badWidth() {
+    return fault(words("The template gives this field a width that the tool rejects."));
+}
+
 Verdict checkFieldNumber(const QString& text, const ObkeyParam& param) {
-    if (param.width < 0 || param.width > widestField) {
-        return fault(words("The template gives this field a width that the tool rejects."));
-    }
+    const bool isList = param.kind == listType;
     const QString size = bytesText(param.width);
-    bool isNumber = isHexValue(text);
-    QString digits = text.mid(2);
-    if (!hasHexPrefix(text)) {
-        const bool isList = param.kind == listType;
-        const qint64 number = isList ? text.toInt(&isNumber) : text.toLongLong(&isNumber);
-        digits = isList ? QString::number(static_cast<std::uint32_t>(number), 16) : QString();
+    if (!isFieldWidth(param.width)) {
+        return badWidth();
     }
-    if ((digits.size() + 1) / 2 > param.width) {
+    // The tool ignores the left digits of a very long number.
+    const bool isCut = hasHexPrefix(text) && text.size() - 2 > storedDigits(text, isList).size();
+    if (isCut || !numberFits(text, isList, param.width)) {
         return fault(words("%1 is too wide: the field has %2.").arg(shortText(text), size));
     }
-    return good(isNumber ? size : words("%1. “%2” is no number and counts as 0.").arg(size, shortText(text)));
+    return good(isFieldNumber(text, isList)
+                    ? size
+                    : words("%1. “%2” is no number and counts as 0.").arg(size, shortText(text)));
 }
 
 Verdict checkData(const QString& text, const ObkeyParam& param) {
     const auto width = static_cast<std::uint32_t>(param.width);
     const MessageCollector messages;
     if (!checkDataValue(text, QString(), width)) {
-        if (width == 0 || width > 8) {
-            return fault(words("The template gives this field a width that the tool rejects."));
+        if (!checkDataValue(QStringLiteral("0"), QString(), width)) {
+            return badWidth();
         }
         if (!isHexValue(text) && !isDecimalValue(text)) {
             return fault(words("A number is hexadecimal with 0x, or decimal."));
@@ -331,12 +325,12 @@ Verdict checkData(const QString& text, const ObkeyParam& param) {
 }
 
 Verdict checkText(const QString& text, const ObkeyParam& param) {
-    const qsizetype size = text.toUtf8().size();
+    const QByteArray bytes = text.toUtf8();
+    const QString size = bytesText(bytes.size());
     const QString limits = words("%1 to %2").arg(param.minWidth).arg(param.width);
-    if (size < param.minWidth || size > param.width) {
-        return fault(words("This text has %1; it may have %2.").arg(bytesText(size), limits));
-    }
-    return good(words("%1 of %2").arg(bytesText(size), limits));
+    const MessageCollector messages;
+    return checkTextLength(param, bytes) ? good(words("%1 of %2").arg(size, limits))
+                                         : fault(words("This text has %1; it may have %2.").arg(size, limits));
 }
 
 Verdict checkMask(const QString& text) {
@@ -344,8 +338,8 @@ Verdict checkMask(const QString& text) {
     if (!hasHexPrefix(text) || (!digits.isEmpty() && !isHexValue(text))) {
         return fault(words("A mask is 0x and hexadecimal digits."));
     }
-    if (digits.size() > 2 * maskSize) {
-        return fault(words("A mask has at most %1.").arg(bytesText(maskSize)));
+    if (digits.size() > 2 * permissionMaskSize) {
+        return fault(words("A mask has at most %1.").arg(bytesText(permissionMaskSize)));
     }
     QStringList bits;
     for (qsizetype i = 0; i < 4 * digits.size(); ++i) {
@@ -355,7 +349,7 @@ Verdict checkMask(const QString& text) {
         }
     }
     constexpr qsizetype mostShown = 12;
-    const QString size = bytesText(maskSize);
+    const QString size = bytesText(permissionMaskSize);
     if (bits.isEmpty()) {
         return good(words("%1, no bit is set").arg(size));
     }

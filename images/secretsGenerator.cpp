@@ -92,10 +92,6 @@ bool readFile(const SecretItem& item, const QString& noncePath, SecretSegment& s
     return true;
 }
 
-QString wordOf(const SecretItem& item) {
-    return item.PathOrWord.isEmpty() ? QString(zeroWord) : item.PathOrWord;
-}
-
 /// The number of digits determines the number of bytes, but the segment's size is always that of one word. No message
 /// contains the word, because it is a secret.
 bool readWord(const SecretItem& item, SecretSegment& segment) {

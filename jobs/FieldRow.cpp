@@ -63,8 +63,8 @@ bool isPath(const FieldRow& row) {
 Verdict judge(const FieldRow& row, const JobValues& values) {
     const QStringList own = values.value(QLatin1String(row.id));
     if (std::all_of(own.begin(), own.end(), isEmptyText)) {
-        return row.required ? missing({}) : row.checksEmpty ? row.check(own, values) : Verdict();
+        return row.required ? missing({}) : row.checkEmpty != nullptr ? row.checkEmpty(values) : Verdict();
     }
     Verdict verdict = judgeWords(row, own);
-    return verdict.kind == Verdict::Kind::good && row.check != nullptr ? row.check(own, values) : verdict;
+    return verdict.kind == Verdict::Kind::good && row.check != nullptr ? row.check(own) : verdict;
 }

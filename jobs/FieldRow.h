@@ -29,23 +29,21 @@ struct FieldRow {
     const char* id;     ///< stable: used in saved jobs and tests
     const char* group;  ///< neighbouring rows of one group are under one title
     const char* label;  ///< with its mnemonic
-    FieldKind kind;
-    const char* option =
-        nullptr;  ///< the tool's option; null if the value has none or is an argument of another row's option
+    FieldKind kind = FieldKind::text;
+    const char* option = nullptr;       ///< the tool's option; null: none, or an argument of another row's option
     ArgumentMaker arguments = nullptr;  ///< null: the option and its one value, or nothing for an empty value
     bool keepsOld = false;              ///< an older file at the path of an output is moved aside
     bool required = false;              ///< must not be empty while it is shown
     const char* initial = "";           ///< if empty, a choice begins with its first value
     std::span<const ChoiceRow> choices{};
     PathRole role = PathRole::document;
-    bool secret = false;           ///< only its owner should be able to read the file
-    const char* filter = "";       ///< the name filter of the file dialog
-    const char* placeholder = "";  ///< an example of a good value
-    const char* besideLabel = "";  ///< the label of the text after each path
-    /// Judges a value that isn't empty. Null: all values are good.
-    Verdict (*check)(const QStringList& own, const JobValues& all) = nullptr;
-    bool checksEmpty = false;                         ///< `check` also judges an empty value
-    bool (*shownIf)(const JobValues& all) = nullptr;  ///< null: always
+    bool secret = false;                                       ///< only its owner should be able to read the file
+    const char* filter = "";                                   ///< the name filter of the file dialog
+    const char* placeholder = "";                              ///< an example of a good value
+    const char* besideLabel = "";                              ///< the label of the text after each path
+    Verdict (*check)(const QStringList& own) = nullptr;        ///< judges a value that isn't empty; null: all are good
+    Verdict (*checkEmpty)(const JobValues& others) = nullptr;  ///< judges an empty value; null: it is good
+    bool (*shownIf)(const JobValues& all) = nullptr;           ///< null: always
     const char* tip = "";
 };
 

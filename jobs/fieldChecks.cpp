@@ -125,6 +125,10 @@ Verdict checkNumber(const QStringList& value, std::uint32_t most) {
     return number > most ? fault(Texts::tr("The number must be %1 or less.").arg(QLocale().toString(most))) : Verdict();
 }
 
+Verdict checkNumber(const QStringList& value) {
+    return checkNumber(value, UINT32_MAX);
+}
+
 Verdict checkHexAddress(const QStringList& value) {
     std::uint32_t number = 0;
     if (!parseNumber(textOf(value), 16, number)) {

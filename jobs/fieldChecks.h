@@ -12,7 +12,8 @@
 // device counts as a file with unknown content.
 
 /// Needs a 32-bit number up to `most`: decimal, hexadecimal with "0x", or octal with a leading 0.
-[[nodiscard]] Verdict checkNumber(const QStringList& value, std::uint32_t most = UINT32_MAX);
+[[nodiscard]] Verdict checkNumber(const QStringList& value, std::uint32_t most);
+[[nodiscard]] Verdict checkNumber(const QStringList& value);
 /// Needs a hexadecimal number other than 0, with or without "0x".
 [[nodiscard]] Verdict checkHexAddress(const QStringList& value);
 [[nodiscard]] Verdict checkLength(const QStringList& value, qsizetype mostBytes);

@@ -50,13 +50,9 @@ Verdict neededWithoutExternal(const JobValues& all) {
     return hasExternal(all) ? Verdict() : missing({});
 }
 
-Verdict checkFirmwareList(const QStringList& own, const JobValues& all) {
-    const auto check = [](const QString& path, const QString& beside) { return checkFirmware(path, true, beside); };
-    return own.isEmpty() ? neededWithoutExternal(all) : checkFiles(own, check);
-}
-
-Verdict checkVersion(const QStringList& own, const JobValues& all) {
-    return textOf(own).isEmpty() ? neededWithoutExternal(all) : checkNumber(own, 255);
+Verdict checkFirmwareList(const QStringList& own) {
+    return checkFiles(own,
+                      [](const QString& path, const QString& beside) { return checkFirmware(path, true, beside); });
 }
 
 /// The load address is needed only for a module that contains none.
@@ -109,17 +105,11 @@ Verdict checkMoreExternal(const QString& path, const QString& beside) {
     return verdict;
 }
 
-Verdict checkRamSize(const QStringList& own, const JobValues& all) {
-    if (!textOf(own).isEmpty()) {
-        return checkNumber(own);
-    }
+Verdict checkNoRamSize(const JobValues& all) {
     return textOf(all, "token").isEmpty() ? Verdict() : missing(Texts::tr("A continuation token needs the RAM size."));
 }
 
-Verdict checkToken(const QStringList& own, const JobValues& all) {
-    if (!textOf(own).isEmpty()) {
-        return checkNumber(own);
-    }
+Verdict checkNoToken(const JobValues& all) {
     const QString device = textOf(all, "device");
     const bool partial =
         std::any_of(installDevices.begin(), installDevices.end(), [&device](const InstallDevice& known) {
@@ -150,7 +140,6 @@ void externalArguments(const FieldRow& row, const JobValues& values, QStringList
 
 constexpr const char* target = QT_TRANSLATE_NOOP("jobs", "Target");
 constexpr const char* firmware = QT_TRANSLATE_NOOP("jobs", "Firmware");
-constexpr const char* output = QT_TRANSLATE_NOOP("jobs", "Output");
 constexpr const char* contents = QT_TRANSLATE_NOOP("jobs", "More contents");
 constexpr const char* external = QT_TRANSLATE_NOOP("jobs", "External memory");
 constexpr const char* parts = QT_TRANSLATE_NOOP("jobs", "Image in parts");
@@ -171,8 +160,7 @@ constexpr std::array rows = {
              .option = "-ob",
              .filter = tableFilter,
              .placeholder = "option-bytes.csv",
-             .check = [](const QStringList& own,
-                         const JobValues& /*all*/) { return checkTable(pathOf(own), CsvKind::optionBytes); },
+             .check = [](const QStringList& own) { return checkTable(pathOf(own), CsvKind::optionBytes); },
              .tip = QT_TRANSLATE_NOOP("jobs",
                                       "A CSV file with the option bytes that the device gets. The page "
                                       "“Option bytes” edits it.")},
@@ -183,8 +171,7 @@ constexpr std::array rows = {
              .option = "-diver",
              .filter = tableFilter,
              .placeholder = "diversification.csv",
-             .check = [](const QStringList& own,
-                         const JobValues& /*all*/) { return checkTable(pathOf(own), CsvKind::diversification); },
+             .check = [](const QStringList& own) { return checkTable(pathOf(own), CsvKind::diversification); },
              .shownIf = [](const JobValues& all) { return textOf(all, "device") == QLatin1String("0x484"); },
              .tip = QT_TRANSLATE_NOOP("jobs", "A CSV file with the diversification table of the device 0x484.")},
     FieldRow{.id = "firmware",
@@ -198,48 +185,37 @@ constexpr std::array rows = {
              .placeholder = "blink.elf",
              .besideLabel = QT_TRANSLATE_NOOP("jobs", "Load address"),
              .check = checkFirmwareList,
-             .checksEmpty = true,
+             .checkEmpty = neededWithoutExternal,
              .tip = QT_TRANSLATE_NOOP("jobs",
                                       "ELF, Intel HEX, S-Record or raw binary. Raw binary needs the address "
                                       "that it is loaded to. Several files become one.")},
     keyRow,
-    FieldRow{.id = "nonce",
-             .group = protection,
-             .label = QT_TRANSLATE_NOOP("jobs", "&Nonce"),
-             .kind = FieldKind::inFile,
-             .option = "-n",
-             .required = true,
-             .role = PathRole::key,
-             .filter = binaryFilter,
-             .placeholder = "nonce.bin",
-             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFileSize(pathOf(own)); },
-             .tip = QT_TRANSLATE_NOOP("jobs",
-                                      "A binary file of any length, usually 12 bytes, fresh for each image: "
-                                      "never the same twice with one key. The page “Keys and nonces” makes one.")},
+    nonceRow(
+        "nonce.bin", [](const QStringList& own) { return checkFileSize(pathOf(own)); },
+        QT_TRANSLATE_NOOP("jobs",
+                          "A binary file of any length, usually 12 bytes, fresh for each image: "
+                          "never the same twice with one key. The page “Keys and nonces” makes one.")),
     FieldRow{.id = "version",
              .group = protection,
              .label = QT_TRANSLATE_NOOP("jobs", "Image ver&sion"),
              .kind = FieldKind::fixed,
              .option = "-v",
              .placeholder = "1",
-             .check = checkVersion,
-             .checksEmpty = true,
+             .check = checkImageVersion,
+             .checkEmpty = neededWithoutExternal,
              .tip = QT_TRANSLATE_NOOP(
                  "jobs", "A number from 0 to 255: decimal, hexadecimal with 0x, or octal with a leading 0.")},
-    FieldRow{.id = "out",
-             .group = output,
-             .label = QT_TRANSLATE_NOOP("jobs", "&Output image"),
-             .kind = FieldKind::outFile,
-             .option = "-o",
-             .required = true,
-             .role = PathRole::output,
-             .filter = QT_TRANSLATE_NOOP("jobs", "Install images (*.tbi *.tbix)"),
-             .placeholder = "image.tbi",
-             .check =
-                 [](const QStringList& own, const JobValues& /*all*/) {
-                     return checkOutput(pathOf(own), {".tbi", ".tbix"});
-                 },
-             .tip = QT_TRANSLATE_NOOP("jobs", "The image to make, with the ending .tbi or .tbix.")},
+    outputRow({.id = "out",
+               .group = output,
+               .label = QT_TRANSLATE_NOOP("jobs", "&Output image"),
+               .option = "-o",
+               .filter = QT_TRANSLATE_NOOP("jobs", "Install images (*.tbi *.tbix)"),
+               .placeholder = "image.tbi",
+               .check =
+                   [](const QStringList& own) {
+                       return checkOutput(pathOf(own), {".tbi", ".tbix"});
+                   },
+               .tip = QT_TRANSLATE_NOOP("jobs", "The image to make, with the ending .tbi or .tbix.")}),
     FieldRow{.id = "ob-keys",
              .group = contents,
              .label = QT_TRANSLATE_NOOP("jobs", "Provisioning files (O&BK)"),
@@ -249,7 +225,7 @@ constexpr std::array rows = {
              .filter = QT_TRANSLATE_NOOP("jobs", "Provisioning files (*.obk);;All files (*)"),
              .placeholder = "provisioning.obk",
              .check =
-                 [](const QStringList& own, const JobValues& /*all*/) {
+                 [](const QStringList& own) {
                      return checkFiles(own, [](const QString& path, const QString& /*beside*/) {
                          return checkFormat(path, readObkFile);
                      });
@@ -265,7 +241,7 @@ constexpr std::array rows = {
              .filter = QT_TRANSLATE_NOOP("jobs", "Modules (*.kmd);;All files (*)"),
              .placeholder = "module.kmd",
              .besideLabel = QT_TRANSLATE_NOOP("jobs", "Load address"),
-             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFiles(own, checkModule); },
+             .check = [](const QStringList& own) { return checkFiles(own, checkModule); },
              .tip = QT_TRANSLATE_NOOP("jobs",
                                       "Module files (.kmd). A module that contains no load address needs "
                                       "it here.")},
@@ -277,7 +253,7 @@ constexpr std::array rows = {
              .role = PathRole::firmware,
              .filter = QT_TRANSLATE_NOOP("jobs", "Packaged modules (*.xtbi *.bin);;All files (*)"),
              .placeholder = "module.xtbi",
-             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkPackagedModule(pathOf(own)); },
+             .check = [](const QStringList& own) { return checkPackagedModule(pathOf(own)); },
              .tip = QT_TRANSLATE_NOOP("jobs", "A packaged module (.xtbi or .bin), for devices that accept one.")},
     FieldRow{.id = "module-list",
              .group = contents,
@@ -286,8 +262,7 @@ constexpr std::array rows = {
              .option = "-mcsv",
              .filter = QT_TRANSLATE_NOOP("jobs", "Module lists (*.mcsv);;All files (*)"),
              .placeholder = "modules.mcsv",
-             .check = [](const QStringList& own,
-                         const JobValues& /*all*/) { return checkTable(pathOf(own), CsvKind::moduleList); },
+             .check = [](const QStringList& own) { return checkTable(pathOf(own), CsvKind::moduleList); },
              .tip = QT_TRANSLATE_NOOP(
                  "jobs",
                  "A list (.mcsv) of modules with their licences and addresses. It names a file beside it as ./NAME.")},
@@ -298,8 +273,7 @@ constexpr std::array rows = {
              .option = "-ecsv",
              .filter = QT_TRANSLATE_NOOP("jobs", "External module lists (*.ecsv);;All files (*)"),
              .placeholder = "modules.ecsv",
-             .check = [](const QStringList& own,
-                         const JobValues& /*all*/) { return checkTable(pathOf(own), CsvKind::externalModuleList); },
+             .check = [](const QStringList& own) { return checkTable(pathOf(own), CsvKind::externalModuleList); },
              .tip = QT_TRANSLATE_NOOP(
                  "jobs", "A list (.ecsv) of modules for external memory. It names a file beside it as ./NAME.")},
     FieldRow{.id = "external",
@@ -311,7 +285,7 @@ constexpr std::array rows = {
              .role = PathRole::firmware,
              .filter = firmwareFilter,
              .placeholder = "assets.bin",
-             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFirmware(pathOf(own)); },
+             .check = [](const QStringList& own) { return checkFirmware(pathOf(own)); },
              .tip = QT_TRANSLATE_NOOP("jobs", "Firmware that runs from external memory and is encrypted for it.")},
     FieldRow{.id = "external-address",
              .group = external,
@@ -320,7 +294,7 @@ constexpr std::array rows = {
              .arguments = noArguments,
              .required = true,
              .placeholder = "0xB0000000",
-             .check = checkAnyNumber,
+             .check = checkNumber,
              .shownIf = hasExternalBinary,
              .tip = QT_TRANSLATE_NOOP("jobs", "Where the raw binary is in external memory.")},
     FieldRow{.id = "external-region",
@@ -330,8 +304,7 @@ constexpr std::array rows = {
              .arguments = noArguments,
              .required = true,
              .placeholder = "0",
-             .check = [](const QStringList& own,
-                         const JobValues& /*all*/) { return checkNumber(own, regionDescriptor::maxNumber); },
+             .check = [](const QStringList& own) { return checkNumber(own, regionDescriptor::maxNumber); },
              .shownIf = hasExternal,
              .tip = QT_TRANSLATE_NOOP("jobs",
                                       "The region of the memory cipher: 0 to 3 are those of the first unit, 4 "
@@ -354,25 +327,24 @@ constexpr std::array rows = {
              .arguments = noArguments,
              .required = true,
              .placeholder = "0x04010000",
-             .check = checkAnyNumber,
+             .check = checkNumber,
              .shownIf = hasExternal,
              .tip = QT_TRANSLATE_NOOP("jobs", "Where the device keeps its random key in internal flash.")},
-    FieldRow{
-        .id = "more-external",
-        .group = external,
-        .label = QT_TRANSLATE_NOOP("jobs", "More external firmware"),
-        .kind = FieldKind::inFiles,
-        .option = "-firx",
-        .arguments = optionForEach,
-        .role = PathRole::firmware,
-        .filter = firmwareFilter,
-        .placeholder = "assets.bin",
-        .besideLabel = QT_TRANSLATE_NOOP("jobs", "Numbers"),
-        .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFiles(own, checkMoreExternal); },
-        .shownIf = hasExternal,
-        .tip = QT_TRANSLATE_NOOP("jobs",
-                                 "After raw binary: start address, mode, region, key address. After "
-                                 "other files: region, mode, key address. Separate them by blanks.")},
+    FieldRow{.id = "more-external",
+             .group = external,
+             .label = QT_TRANSLATE_NOOP("jobs", "More external firmware"),
+             .kind = FieldKind::inFiles,
+             .option = "-firx",
+             .arguments = optionForEach,
+             .role = PathRole::firmware,
+             .filter = firmwareFilter,
+             .placeholder = "assets.bin",
+             .besideLabel = QT_TRANSLATE_NOOP("jobs", "Numbers"),
+             .check = [](const QStringList& own) { return checkFiles(own, checkMoreExternal); },
+             .shownIf = hasExternal,
+             .tip = QT_TRANSLATE_NOOP("jobs",
+                                      "After raw binary: start address, mode, region, key address. After "
+                                      "other files: region, mode, key address. Separate them by blanks.")},
     FieldRow{.id = "key-area",
              .group = external,
              .label = QT_TRANSLATE_NOOP("jobs", "Key area"),
@@ -380,8 +352,7 @@ constexpr std::array rows = {
              .option = "-kx",
              .filter = QT_TRANSLATE_NOOP("jobs", "Key areas (*.csv *.kcsv);;All files (*)"),
              .placeholder = "key-area.csv",
-             .check = [](const QStringList& own,
-                         const JobValues& /*all*/) { return checkTable(pathOf(own), CsvKind::keyArea); },
+             .check = [](const QStringList& own) { return checkTable(pathOf(own), CsvKind::keyArea); },
              .tip = QT_TRANSLATE_NOOP("jobs",
                                       "A CSV file with pairs of size and start address: where keys for "
                                       "external memory go.")},
@@ -391,8 +362,8 @@ constexpr std::array rows = {
              .kind = FieldKind::fixed,
              .option = "-rs",
              .placeholder = "0x10000",
-             .check = checkRamSize,
-             .checksEmpty = true,
+             .check = checkNumber,
+             .checkEmpty = checkNoRamSize,
              .tip = QT_TRANSLATE_NOOP("jobs",
                                       "Bytes of RAM for one part, on devices that accept an image in parts "
                                       "(0x450, 0x480, 0x483).")},
@@ -402,8 +373,8 @@ constexpr std::array rows = {
              .kind = FieldKind::fixed,
              .option = "-ct",
              .placeholder = "0x0400F000",
-             .check = checkToken,
-             .checksEmpty = true,
+             .check = checkNumber,
+             .checkEmpty = checkNoToken,
              .tip = QT_TRANSLATE_NOOP("jobs", "The address where the device notes how far it has come.")},
 };
 

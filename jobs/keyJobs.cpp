@@ -21,7 +21,6 @@ constexpr const char* keyGroup = QT_TRANSLATE_NOOP("jobs", "Key");
 constexpr const char* cardGroup = QT_TRANSLATE_NOOP("jobs", "Card");
 constexpr const char* dataGroup = QT_TRANSLATE_NOOP("jobs", "Data");
 constexpr const char* memory = QT_TRANSLATE_NOOP("jobs", "Memory");
-constexpr const char* output = QT_TRANSLATE_NOOP("jobs", "Output");
 constexpr const char* sources = QT_TRANSLATE_NOOP("jobs", "Public key as source text");
 
 constexpr std::array keyKinds = {
@@ -33,27 +32,25 @@ constexpr std::array keyKinds = {
     ChoiceRow{"x25519", QT_TRANSLATE_NOOP("jobs", "x25519 – for encryption, signs nothing")},
 };
 
-Verdict checkNewKey(const QStringList& own, const JobValues& /*all*/) {
+Verdict checkNewKey(const QStringList& own) {
     return {Verdict::Kind::good, QFileInfo(pathOf(own)).isFile()
                                      ? Texts::tr("The older key is kept beside it, under a name with .bak.")
                                      : QString()};
 }
 
 constexpr std::array keyPair = {
-    FieldRow{.id = "key",
-             .group = keyGroup,
-             .label = QT_TRANSLATE_NOOP("jobs", "Private &key"),
-             .kind = FieldKind::outFile,
-             .option = "-inkey",
-             .keepsOld = true,
-             .required = true,
-             .role = PathRole::key,
-             .filter = pemFilter,
-             .placeholder = "new.pem",
-             .check = checkNewKey,
-             .tip = QT_TRANSLATE_NOOP("jobs",
-                                      "The PEM file to make. Its public key is written beside it, as "
-                                      "NAME_pub.pem.")},
+    outputRow({.id = "key",
+               .group = keyGroup,
+               .label = QT_TRANSLATE_NOOP("jobs", "Private &key"),
+               .option = "-inkey",
+               .keepsOld = true,
+               .role = PathRole::key,
+               .filter = pemFilter,
+               .placeholder = "new.pem",
+               .check = checkNewKey,
+               .tip = QT_TRANSLATE_NOOP("jobs",
+                                        "The PEM file to make. Its public key is written beside it, as "
+                                        "NAME_pub.pem.")}),
     FieldRow{.id = "kind",
              .group = keyGroup,
              .label = QT_TRANSLATE_NOOP("jobs", "Kin&d"),
@@ -94,18 +91,16 @@ constexpr std::array card = {
              .tip = QT_TRANSLATE_NOOP("jobs",
                                       "Reading needs no PIN. The tool ends with status 1 when it has only "
                                       "read.")},
-    FieldRow{
-        .id = "slot",
-        .group = cardGroup,
-        .label = QT_TRANSLATE_NOOP("jobs", "&Slot"),
-        .kind = FieldKind::fixed,
-        .option = "-i",
-        .initial = "0",
-        .check = [](const QStringList& own,
-                    const JobValues& /*all*/) { return checkNumber(own, std::numeric_limits<std::int32_t>::max()); },
-        .tip = QT_TRANSLATE_NOOP("jobs",
-                                 "The position among the slots that hold a card, from 0: with one card it is 0. "
-                                 "Left empty it is 2.")},
+    FieldRow{.id = "slot",
+             .group = cardGroup,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Slot"),
+             .kind = FieldKind::fixed,
+             .option = "-i",
+             .initial = "0",
+             .check = [](const QStringList& own) { return checkNumber(own, std::numeric_limits<std::int32_t>::max()); },
+             .tip = QT_TRANSLATE_NOOP("jobs",
+                                      "The position among the slots that hold a card, from 0: with one card it is 0. "
+                                      "Left empty it is 2.")},
     FieldRow{.id = "firmware-id",
              .group = cardGroup,
              .label = QT_TRANSLATE_NOOP("jobs", "Firm&ware identifier"),
@@ -113,7 +108,7 @@ constexpr std::array card = {
              .option = "-id",
              .required = true,
              .placeholder = "Product-1",
-             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkLength(own, 15); },
+             .check = [](const QStringList& own) { return checkLength(own, 15); },
              .shownIf = programs,
              .tip = QT_TRANSLATE_NOOP("jobs", "The name of the firmware that the card is for, up to 15 bytes.")},
     FieldRow{.id = "licences",
@@ -123,79 +118,58 @@ constexpr std::array card = {
              .option = "-mc",
              .required = true,
              .placeholder = "1000",
-             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkNumber(own, 1000000); },
+             .check = [](const QStringList& own) { return checkNumber(own, 1000000); },
              .shownIf = programs,
              .tip = QT_TRANSLATE_NOOP("jobs", "How many devices the card may license, up to 1,000,000.")},
-    FieldRow{.id = "key",
+    secretRow({.id = "key",
+               .group = protection,
+               .label = QT_TRANSLATE_NOOP("jobs", "&Key"),
+               .option = "-k",
+               .filter = binaryFilter,
+               .placeholder = "key.bin",
+               .check = checkKey16,
+               .shownIf = programs,
+               .tip = QT_TRANSLATE_NOOP("jobs", "The secret key that the image was made with, 16 bytes.")}),
+    nonceRow(
+        "nonce.bin",
+        [](const QStringList& own) {
+            return checkFileSize(pathOf(own), {12, 16});
+        },
+        QT_TRANSLATE_NOOP("jobs", "The nonce that the image was made with, 12 or 16 bytes."), programs),
+    FieldRow{.id = "personalization",
              .group = protection,
-             .label = QT_TRANSLATE_NOOP("jobs", "&Key"),
+             .label = QT_TRANSLATE_NOOP("jobs", "&Personalization data"),
              .kind = FieldKind::inFile,
-             .option = "-k",
-             .required = true,
+             .option = "-pd",
              .role = PathRole::key,
              .secret = true,
              .filter = binaryFilter,
-             .placeholder = "key.bin",
-             .check = checkKey16,
+             .placeholder = "data.enc.bin",
+             .check = [](const QStringList& own) { return checkFileSize(pathOf(own), {108}); },
              .shownIf = programs,
-             .tip = QT_TRANSLATE_NOOP("jobs", "The secret key that the image was made with, 16 bytes.")},
-    FieldRow{.id = "nonce",
-             .group = protection,
-             .label = QT_TRANSLATE_NOOP("jobs", "&Nonce"),
-             .kind = FieldKind::inFile,
-             .option = "-n",
-             .required = true,
-             .role = PathRole::key,
-             .filter = binaryFilter,
-             .placeholder = "nonce.bin",
-             .check =
-                 [](const QStringList& own, const JobValues& /*all*/) {
-                     return checkFileSize(pathOf(own), {12, 16});
-                 },
-             .shownIf = programs,
-             .tip = QT_TRANSLATE_NOOP("jobs", "The nonce that the image was made with, 12 or 16 bytes.")},
-    FieldRow{
-        .id = "personalization",
-        .group = protection,
-        .label = QT_TRANSLATE_NOOP("jobs", "&Personalization data"),
-        .kind = FieldKind::inFile,
-        .option = "-pd",
-        .role = PathRole::key,
-        .secret = true,
-        .filter = binaryFilter,
-        .placeholder = "data.enc.bin",
-        .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFileSize(pathOf(own), {108}); },
-        .shownIf = programs,
-        .tip = QT_TRANSLATE_NOOP("jobs",
-                                 "Encrypted personalization data of 108 bytes, for cards of the second "
-                                 "generation. The page “Personalization data” encrypts it.")},
+             .tip = QT_TRANSLATE_NOOP("jobs",
+                                      "Encrypted personalization data of 108 bytes, for cards of the second "
+                                      "generation. The page “Personalization data” encrypts it.")},
 };
 
 constexpr std::array personalization = {
-    FieldRow{.id = "data",
-             .group = dataGroup,
-             .label = QT_TRANSLATE_NOOP("jobs", "&Data"),
-             .kind = FieldKind::inFile,
-             .arguments = valueAlone,
-             .required = true,
-             .role = PathRole::key,
-             .secret = true,
-             .filter = binaryFilter,
-             .placeholder = "data.bin",
-             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFirmware(pathOf(own)); },
-             .tip = QT_TRANSLATE_NOOP("jobs",
-                                      "The personalization data to encrypt: raw binary, or the first segment "
-                                      "of ELF, HEX or S-Record.")},
-    FieldRow{.id = "out",
-             .group = output,
-             .label = QT_TRANSLATE_NOOP("jobs", "&Output"),
-             .kind = FieldKind::outFile,
-             .arguments = valueAlone,
-             .required = true,
-             .role = PathRole::output,
-             .filter = binaryFilter,
-             .placeholder = "data.enc.bin",
-             .tip = QT_TRANSLATE_NOOP("jobs", "The encrypted data to make, for the page “Card”.")},
+    secretRow({.id = "data",
+               .group = dataGroup,
+               .label = QT_TRANSLATE_NOOP("jobs", "&Data"),
+               .arguments = valueAlone,
+               .filter = binaryFilter,
+               .placeholder = "data.bin",
+               .check = [](const QStringList& own) { return checkFirmware(pathOf(own)); },
+               .tip = QT_TRANSLATE_NOOP("jobs",
+                                        "The personalization data to encrypt: raw binary, or the first segment "
+                                        "of ELF, HEX or S-Record.")}),
+    outputRow({.id = "out",
+               .group = output,
+               .label = QT_TRANSLATE_NOOP("jobs", "&Output"),
+               .arguments = valueAlone,
+               .filter = binaryFilter,
+               .placeholder = "data.enc.bin",
+               .tip = QT_TRANSLATE_NOOP("jobs", "The encrypted data to make, for the page “Card”.")}),
 };
 
 constexpr std::array cipherModes = {
@@ -205,7 +179,7 @@ constexpr std::array cipherModes = {
 };
 
 /// A longer file is good, since the tool reads only its first 16 bytes.
-Verdict checkCipherKey(const QStringList& own, const JobValues& /*all*/) {
+Verdict checkCipherKey(const QStringList& own) {
     Verdict verdict = checkFileSuffix(pathOf(own), ".bin");
     const QFileInfo file(pathOf(own));
     if (verdict.kind != Verdict::Kind::good || !file.isFile()) {
@@ -216,7 +190,7 @@ Verdict checkCipherKey(const QStringList& own, const JobValues& /*all*/) {
 }
 
 /// The cipher works on groups of 32 bytes. The bytes of an incomplete last group are lost.
-Verdict checkApplication(const QStringList& own, const JobValues& /*all*/) {
+Verdict checkApplication(const QStringList& own) {
     constexpr qint64 groupSize = 32;
     Verdict verdict = checkFileSuffix(pathOf(own), ".bin");
     const QFileInfo file(pathOf(own));
@@ -229,7 +203,7 @@ Verdict checkApplication(const QStringList& own, const JobValues& /*all*/) {
     return verdict;
 }
 
-Verdict checkCipherFolder(const QStringList& own, const JobValues& /*all*/) {
+Verdict checkCipherFolder(const QStringList& own) {
     const QFileInfo folder(pathOf(own));
     const QFileInfo image(pathOf(own) + QStringLiteral("/Encrypted_Image.bin"));
     if (image.exists()) {
@@ -260,23 +234,19 @@ constexpr std::array externalMemory = {
              .option = "-add",
              .required = true,
              .placeholder = "B0000000",
-             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkHexAddress(own); },
+             .check = checkHexAddress,
              .tip = QT_TRANSLATE_NOOP(
                  "jobs",
                  "Where the image is programmed, in hexadecimal with or without 0x: usually a multiple of 32 (0x20).")},
-    FieldRow{.id = "key",
-             .group = protection,
-             .label = QT_TRANSLATE_NOOP("jobs", "&Key"),
-             .kind = FieldKind::inFile,
-             .option = "-key",
-             .required = true,
-             .role = PathRole::key,
-             .secret = true,
-             .filter = binaryFilter,
-             .placeholder = "key.bin",
-             .check = checkCipherKey,
-             .tip = QT_TRANSLATE_NOOP("jobs",
-                                      "A file that begins with the 16 bytes of the secret key, with the ending .bin.")},
+    secretRow({.id = "key",
+               .group = protection,
+               .label = QT_TRANSLATE_NOOP("jobs", "&Key"),
+               .option = "-key",
+               .filter = binaryFilter,
+               .placeholder = "key.bin",
+               .check = checkCipherKey,
+               .tip = QT_TRANSLATE_NOOP(
+                   "jobs", "A file that begins with the 16 bytes of the secret key, with the ending .bin.")}),
     FieldRow{.id = "mode",
              .group = protection,
              .label = QT_TRANSLATE_NOOP("jobs", "&Mode"),
@@ -296,69 +266,51 @@ constexpr std::array externalMemory = {
 };
 
 constexpr std::array wirelessKeys = {
-    FieldRow{
-        .id = "private-key",
-        .group = keyGroup,
-        .label = QT_TRANSLATE_NOOP("jobs", "Private &key"),
-        .kind = FieldKind::outFile,
-        .option = "-k",
-        .required = true,
-        .role = PathRole::key,
-        .filter = pemFilter,
-        .placeholder = "rsa-private.pem",
-        .check = [](const QStringList& own, const JobValues& /*all*/) { return checkNewOutput(pathOf(own), {".pem"}); },
-        .tip = QT_TRANSLATE_NOOP("jobs", "The new private key, with the ending .pem.")},
-    FieldRow{
-        .id = "public-key",
-        .group = keyGroup,
-        .label = QT_TRANSLATE_NOOP("jobs", "&Public key"),
-        .kind = FieldKind::outFile,
-        .arguments = valueAlone,
-        .required = true,
-        .role = PathRole::key,
-        .filter = pemFilter,
-        .placeholder = "rsa-public.pem",
-        .check = [](const QStringList& own, const JobValues& /*all*/) { return checkNewOutput(pathOf(own), {".pem"}); },
-        .tip = QT_TRANSLATE_NOOP("jobs", "The new public key, with the ending .pem.")},
-    FieldRow{
-        .id = "c-source",
-        .group = sources,
-        .label = QT_TRANSLATE_NOOP("jobs", "C s&ource"),
-        .kind = FieldKind::outFile,
-        .option = "-f",
-        .required = true,
-        .role = PathRole::output,
-        .filter = QT_TRANSLATE_NOOP("jobs", "C sources (*.c)"),
-        .placeholder = "key.c",
-        .check = [](const QStringList& own, const JobValues& /*all*/) { return checkNewOutput(pathOf(own), {".c"}); },
-        .tip = QT_TRANSLATE_NOOP("jobs", "The public key for firmware in C, with the ending .c.")},
-    FieldRow{
-        .id = "python-source",
-        .group = sources,
-        .label = QT_TRANSLATE_NOOP("jobs", "Pytho&n source"),
-        .kind = FieldKind::outFile,
-        .arguments = valueAlone,
-        .required = true,
-        .role = PathRole::output,
-        .filter = QT_TRANSLATE_NOOP("jobs", "Python sources (*.py)"),
-        .placeholder = "key.py",
-        .check = [](const QStringList& own, const JobValues& /*all*/) { return checkNewOutput(pathOf(own), {".py"}); },
-        .tip = QT_TRANSLATE_NOOP("jobs", "The public key for scripts in Python, with the ending .py.")},
-    FieldRow{
-        .id = "text",
-        .group = sources,
-        .label = QT_TRANSLATE_NOOP("jobs", "Te&xt"),
-        .kind = FieldKind::outFile,
-        .arguments = valueAlone,
-        .required = true,
-        .role = PathRole::output,
-        .filter = QT_TRANSLATE_NOOP("jobs", "Texts (*.txt)"),
-        .placeholder = "key.txt",
-        .check = [](const QStringList& own, const JobValues& /*all*/) { return checkNewOutput(pathOf(own), {".txt"}); },
-        .tip = QT_TRANSLATE_NOOP("jobs", "The public key as plain text, with the ending .txt.")},
+    outputRow({.id = "private-key",
+               .group = keyGroup,
+               .label = QT_TRANSLATE_NOOP("jobs", "Private &key"),
+               .option = "-k",
+               .role = PathRole::key,
+               .filter = pemFilter,
+               .placeholder = "rsa-private.pem",
+               .check = [](const QStringList& own) { return checkNewOutput(pathOf(own), {".pem"}); },
+               .tip = QT_TRANSLATE_NOOP("jobs", "The new private key, with the ending .pem.")}),
+    outputRow({.id = "public-key",
+               .group = keyGroup,
+               .label = QT_TRANSLATE_NOOP("jobs", "&Public key"),
+               .arguments = valueAlone,
+               .role = PathRole::key,
+               .filter = pemFilter,
+               .placeholder = "rsa-public.pem",
+               .check = [](const QStringList& own) { return checkNewOutput(pathOf(own), {".pem"}); },
+               .tip = QT_TRANSLATE_NOOP("jobs", "The new public key, with the ending .pem.")}),
+    outputRow({.id = "c-source",
+               .group = sources,
+               .label = QT_TRANSLATE_NOOP("jobs", "C s&ource"),
+               .option = "-f",
+               .filter = QT_TRANSLATE_NOOP("jobs", "C sources (*.c)"),
+               .placeholder = "key.c",
+               .check = [](const QStringList& own) { return checkNewOutput(pathOf(own), {".c"}); },
+               .tip = QT_TRANSLATE_NOOP("jobs", "The public key for firmware in C, with the ending .c.")}),
+    outputRow({.id = "python-source",
+               .group = sources,
+               .label = QT_TRANSLATE_NOOP("jobs", "Pytho&n source"),
+               .arguments = valueAlone,
+               .filter = QT_TRANSLATE_NOOP("jobs", "Python sources (*.py)"),
+               .placeholder = "key.py",
+               .check = [](const QStringList& own) { return checkNewOutput(pathOf(own), {".py"}); },
+               .tip = QT_TRANSLATE_NOOP("jobs", "The public key for scripts in Python, with the ending .py.")}),
+    outputRow({.id = "text",
+               .group = sources,
+               .label = QT_TRANSLATE_NOOP("jobs", "Te&xt"),
+               .arguments = valueAlone,
+               .filter = QT_TRANSLATE_NOOP("jobs", "Texts (*.txt)"),
+               .placeholder = "key.txt",
+               .check = [](const QStringList& own) { return checkNewOutput(pathOf(own), {".txt"}); },
+               .tip = QT_TRANSLATE_NOOP("jobs", "The public key as plain text, with the ending .txt.")}),
 };
 
-Verdict checkWirelessKey(const QStringList& own, const JobValues& /*all*/) {
+Verdict checkWirelessKey(const QStringList& own) {
     constexpr qint64 largestKeyFile = 1679;
     Verdict verdict = checkFileSuffix(pathOf(own), ".pem");
     return verdict.kind == Verdict::Kind::good && QFileInfo(pathOf(own)).size() > largestKeyFile
@@ -367,42 +319,33 @@ Verdict checkWirelessKey(const QStringList& own, const JobValues& /*all*/) {
 }
 
 constexpr std::array wirelessSign = {
-    FieldRow{.id = "key",
-             .group = keyGroup,
-             .label = QT_TRANSLATE_NOOP("jobs", "Private &key"),
+    secretRow({.id = "key",
+               .group = keyGroup,
+               .label = QT_TRANSLATE_NOOP("jobs", "Private &key"),
+               .option = "-k",
+               .filter = pemFilter,
+               .placeholder = "rsa-private.pem",
+               .check = checkWirelessKey,
+               .tip = QT_TRANSLATE_NOOP("jobs", "The private key that the page “Wireless keys” made.")}),
+    FieldRow{.id = "binary",
+             .group = dataGroup,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Binary"),
              .kind = FieldKind::inFile,
-             .option = "-k",
+             .option = "-f",
              .required = true,
-             .role = PathRole::key,
-             .secret = true,
-             .filter = pemFilter,
-             .placeholder = "rsa-private.pem",
-             .check = checkWirelessKey,
-             .tip = QT_TRANSLATE_NOOP("jobs", "The private key that the page “Wireless keys” made.")},
-    FieldRow{
-        .id = "binary",
-        .group = dataGroup,
-        .label = QT_TRANSLATE_NOOP("jobs", "&Binary"),
-        .kind = FieldKind::inFile,
-        .option = "-f",
-        .required = true,
-        .role = PathRole::firmware,
-        .filter = binaryFilter,
-        .placeholder = "stack.bin",
-        .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFileSuffix(pathOf(own), ".bin"); },
-        .tip = QT_TRANSLATE_NOOP("jobs", "The binary to sign, with the ending .bin.")},
-    FieldRow{
-        .id = "out",
-        .group = output,
-        .label = QT_TRANSLATE_NOOP("jobs", "Signed &output"),
-        .kind = FieldKind::outFile,
-        .option = "-o",
-        .required = true,
-        .role = PathRole::output,
-        .filter = binaryFilter,
-        .placeholder = "stack-rsa.bin",
-        .check = [](const QStringList& own, const JobValues& /*all*/) { return checkNewOutput(pathOf(own), {".bin"}); },
-        .tip = QT_TRANSLATE_NOOP("jobs", "The signed binary to make, with the ending .bin.")},
+             .role = PathRole::firmware,
+             .filter = binaryFilter,
+             .placeholder = "stack.bin",
+             .check = [](const QStringList& own) { return checkFileSuffix(pathOf(own), ".bin"); },
+             .tip = QT_TRANSLATE_NOOP("jobs", "The binary to sign, with the ending .bin.")},
+    outputRow({.id = "out",
+               .group = output,
+               .label = QT_TRANSLATE_NOOP("jobs", "Signed &output"),
+               .option = "-o",
+               .filter = binaryFilter,
+               .placeholder = "stack-rsa.bin",
+               .check = [](const QStringList& own) { return checkNewOutput(pathOf(own), {".bin"}); },
+               .tip = QT_TRANSLATE_NOOP("jobs", "The signed binary to make, with the ending .bin.")}),
 };
 
 }  // namespace

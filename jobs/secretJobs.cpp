@@ -16,7 +16,7 @@ struct Texts {
 };
 
 /// Needs a PEM file, or the hash of a table of root keys.
-Verdict checkPublicKeyOrHash(const QStringList& own, const JobValues& /*all*/) {
+Verdict checkPublicKeyOrHash(const QStringList& own) {
     const QString path = pathOf(own);
     return path.endsWith(QLatin1String(".pem"), Qt::CaseInsensitive) ? checkFileSize(path, {178})
                                                                      : checkFileSize(path, {32});
@@ -32,37 +32,27 @@ Verdict checkBackup(const QString& path, const QString& beside) {
 }
 
 constexpr const char* secrets = QT_TRANSLATE_NOOP("jobs", "Secrets");
-constexpr const char* output = QT_TRANSLATE_NOOP("jobs", "Output");
-constexpr const char* templateGroup = QT_TRANSLATE_NOOP("jobs", "Template");
 constexpr const char* backup = QT_TRANSLATE_NOOP("jobs", "Backup memory");
 
-constexpr FieldRow outputRow = {
-    .id = "out",
-    .group = output,
-    .label = QT_TRANSLATE_NOOP("jobs", "&Output"),
-    .kind = FieldKind::outFile,
-    .option = "-o",
-    .required = true,
-    .role = PathRole::output,
-    .filter = QT_TRANSLATE_NOOP("jobs", "Provisioning files (*.pvs)"),
-    .placeholder = "secrets.pvs",
-    .check = [](const QStringList& own, const JobValues& /*all*/) { return checkOutput(pathOf(own), {".pvs"}); },
-    .tip = QT_TRANSLATE_NOOP("jobs", "The file to make, with the ending .pvs.")};
+constexpr FieldRow provisioningOutput =
+    outputRow({.id = "out",
+               .group = output,
+               .label = QT_TRANSLATE_NOOP("jobs", "&Output"),
+               .option = "-o",
+               .filter = QT_TRANSLATE_NOOP("jobs", "Provisioning files (*.pvs)"),
+               .placeholder = "secrets.pvs",
+               .check = [](const QStringList& own) { return checkOutput(pathOf(own), {".pvs"}); },
+               .tip = QT_TRANSLATE_NOOP("jobs", "The file to make, with the ending .pvs.")});
 
 constexpr std::array payload = {
-    FieldRow{
-        .id = "secrets",
-        .group = secrets,
-        .label = QT_TRANSLATE_NOOP("jobs", "&Secrets"),
-        .kind = FieldKind::inFile,
-        .option = "-b",
-        .required = true,
-        .role = PathRole::key,
-        .secret = true,
-        .filter = binaryFilter,
-        .placeholder = "secrets.bin",
-        .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFileSize(pathOf(own), {152}); },
-        .tip = QT_TRANSLATE_NOOP("jobs", "The binary file of secrets to encrypt, 152 bytes.")},
+    secretRow({.id = "secrets",
+               .group = secrets,
+               .label = QT_TRANSLATE_NOOP("jobs", "&Secrets"),
+               .option = "-b",
+               .filter = binaryFilter,
+               .placeholder = "secrets.bin",
+               .check = [](const QStringList& own) { return checkFileSize(pathOf(own), {152}); },
+               .tip = QT_TRANSLATE_NOOP("jobs", "The binary file of secrets to encrypt, 152 bytes.")}),
     FieldRow{.id = "public-key",
              .group = secrets,
              .label = QT_TRANSLATE_NOOP("jobs", "&Public key or hash"),
@@ -77,35 +67,24 @@ constexpr std::array payload = {
                                       "What the payload is bound to: your public key on the curve P-256 (a PEM "
                                       "file of 178 bytes), or the hash of your table of root keys (32 bytes).")},
     keyRow,
-    FieldRow{.id = "nonce",
-             .group = protection,
-             .label = QT_TRANSLATE_NOOP("jobs", "&Nonce"),
-             .kind = FieldKind::inFile,
-             .option = "-n",
-             .required = true,
-             .role = PathRole::key,
-             .filter = binaryFilter,
-             .placeholder = "nonce16.bin",
-             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFileSize(pathOf(own), {16}); },
-             .tip = QT_TRANSLATE_NOOP("jobs",
-                                      "A binary file of 16 bytes, fresh for each payload: never the same twice with "
-                                      "one key. The page “Keys and nonces” makes one.")},
-    outputRow,
+    nonceRow(
+        "nonce16.bin", [](const QStringList& own) { return checkFileSize(pathOf(own), {16}); },
+        QT_TRANSLATE_NOOP("jobs",
+                          "A binary file of 16 bytes, fresh for each payload: never the same twice with "
+                          "one key. The page “Keys and nonces” makes one.")),
+    provisioningOutput,
 };
 
 constexpr std::array provisioningImage = {
-    FieldRow{.id = "secrets",
-             .group = secrets,
-             .label = QT_TRANSLATE_NOOP("jobs", "&Secrets"),
-             .kind = FieldKind::inFile,
-             .option = "-b",
-             .required = true,
-             .role = PathRole::key,
-             .secret = true,
-             .filter = binaryFilter,
-             .placeholder = "secrets.bin",
-             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFileSize(pathOf(own)); },
-             .tip = QT_TRANSLATE_NOOP("jobs", "The binary file of secrets to encrypt. The page “Secrets” makes one.")},
+    secretRow(
+        {.id = "secrets",
+         .group = secrets,
+         .label = QT_TRANSLATE_NOOP("jobs", "&Secrets"),
+         .option = "-b",
+         .filter = binaryFilter,
+         .placeholder = "secrets.bin",
+         .check = [](const QStringList& own) { return checkFileSize(pathOf(own)); },
+         .tip = QT_TRANSLATE_NOOP("jobs", "The binary file of secrets to encrypt. The page “Secrets” makes one.")}),
     FieldRow{.id = "backup",
              .group = backup,
              .label = QT_TRANSLATE_NOOP("jobs", "&Backup images"),
@@ -117,24 +96,12 @@ constexpr std::array provisioningImage = {
              .filter = binaryFilter,
              .placeholder = "backup.bin",
              .besideLabel = QT_TRANSLATE_NOOP("jobs", "Base address"),
-             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFiles(own, checkBackup); },
+             .check = [](const QStringList& own) { return checkFiles(own, checkBackup); },
              .tip = QT_TRANSLATE_NOOP("jobs",
                                       "Images for the backup memory, made by the page “Backup image”, and "
                                       "the base address of that memory.")},
     keyRow,
-    FieldRow{.id = "nonce",
-             .group = protection,
-             .label = QT_TRANSLATE_NOOP("jobs", "&Nonce"),
-             .kind = FieldKind::inFile,
-             .option = "-n",
-             .required = true,
-             .role = PathRole::key,
-             .filter = binaryFilter,
-             .placeholder = "nonce.bin",
-             .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFileSize(pathOf(own), {12}); },
-             .tip = QT_TRANSLATE_NOOP("jobs",
-                                      "A binary file of 12 bytes, fresh for each image: never the same twice with one "
-                                      "key. The page “Keys and nonces” makes one.")},
+    nonce12Row,
     FieldRow{
         .id = "version",
         .group = protection,
@@ -146,42 +113,33 @@ constexpr std::array provisioningImage = {
         .tip = QT_TRANSLATE_NOOP(
             "jobs",
             "A number from 0 to 255: decimal, hexadecimal with 0x, or octal with a leading 0. Left empty it is 0.")},
-    outputRow,
+    provisioningOutput,
 };
 
 constexpr std::array backupImage = {
-    FieldRow{
-        .id = "description",
-        .group = backup,
-        .label = QT_TRANSLATE_NOOP("jobs", "&Description"),
-        .kind = FieldKind::inFile,
-        .option = "-in",
-        .required = true,
-        .filter = QT_TRANSLATE_NOOP("jobs", "JSON documents (*.json)"),
-        .placeholder = "backup.json",
-        .check = [](const QStringList& own, const JobValues& /*all*/) { return checkFileSuffix(pathOf(own), ".json"); },
-        .tip = QT_TRANSLATE_NOOP("jobs",
-                                 "A JSON document that names the files for the backup memory, where they "
-                                 "go and how each is protected.")},
-    FieldRow{.id = "out",
-             .group = output,
-             .label = QT_TRANSLATE_NOOP("jobs", "&Output"),
-             .kind = FieldKind::outFile,
-             .option = "-o",
+    FieldRow{.id = "description",
+             .group = backup,
+             .label = QT_TRANSLATE_NOOP("jobs", "&Description"),
+             .kind = FieldKind::inFile,
+             .option = "-in",
              .required = true,
-             .role = PathRole::output,
-             .filter = binaryFilter,
-             .placeholder = "backup.bin",
-             .tip = QT_TRANSLATE_NOOP("jobs", "The backup image to make. Only you can read a new file.")},
+             .filter = QT_TRANSLATE_NOOP("jobs", "JSON documents (*.json)"),
+             .placeholder = "backup.json",
+             .check = [](const QStringList& own) { return checkFileSuffix(pathOf(own), ".json"); },
+             .tip = QT_TRANSLATE_NOOP("jobs",
+                                      "A JSON document that names the files for the backup memory, where they "
+                                      "go and how each is protected.")},
+    outputRow({.id = "out",
+               .group = output,
+               .label = QT_TRANSLATE_NOOP("jobs", "&Output"),
+               .option = "-o",
+               .filter = binaryFilter,
+               .placeholder = "backup.bin",
+               .tip = QT_TRANSLATE_NOOP("jobs", "The backup image to make. Only you can read a new file.")}),
 };
 
 constexpr std::array provisioningFile = {
-    FieldRow{.id = "template",
-             .group = templateGroup,
-             .label = QT_TRANSLATE_NOOP("jobs", "Tem&plate"),
-             .kind = FieldKind::inFile,
-             .arguments = valueAlone,
-             .required = true},
+    templateRow,
     FieldRow{.id = "more-templates",
              .group = QT_TRANSLATE_NOOP("jobs", "In the same run"),
              .label = QT_TRANSLATE_NOOP("jobs", "&More templates"),

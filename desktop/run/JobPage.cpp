@@ -65,7 +65,7 @@ FormField formFieldOf(const FieldRow& row, const JobRow& job) {
     field.secret = row.secret;
     field.filter = text(row.filter);
     field.placeholder = QLatin1String(row.placeholder);
-    field.judgesEmpty = row.checksEmpty;
+    field.judgesEmpty = row.checkEmpty != nullptr;
     return field;
 }
 

@@ -1,53 +1,27 @@
 #include "desktop/form/VerdictLine.h"
 
+#include "desktop/look/Sign.h"
 #include "desktop/look/theme.h"
 
 #include <QPainter>
-#include <QPainterPath>
 #include <QStyle>
 
 namespace {
 
 constexpr int above = 2;
 
-QColor iconColor(Verdict::Kind kind) {
-    return Theme::color(kind == Verdict::Kind::good      ? ThemeColor::success
-                        : kind == Verdict::Kind::warning ? ThemeColor::warning
-                                                         : ThemeColor::fault);
-}
-
-/// A cross, a tick, a triangle or a dot within `box`.
-void drawIcon(QPainter& painter, Verdict::Kind kind, const QRectF& box) {
-    painter.save();
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.translate(box.topLeft());
-    painter.scale(box.width(), box.height());
-    QPainterPath path;
+Sign signOf(Verdict::Kind kind) {
     switch (kind) {
-        case Verdict::Kind::fault:
-            path.moveTo(0.2, 0.2);
-            path.lineTo(0.8, 0.8);
-            path.moveTo(0.8, 0.2);
-            path.lineTo(0.2, 0.8);
-            break;
         case Verdict::Kind::good:
-            path.moveTo(0.1, 0.55);
-            path.lineTo(0.4, 0.85);
-            path.lineTo(0.9, 0.2);
-            break;
+            return Sign::good;
         case Verdict::Kind::warning:
-            path.addPolygon(QPolygonF({{0.5, 0.1}, {0.95, 0.9}, {0.05, 0.9}, {0.5, 0.1}}));
-            break;
+            return Sign::warning;
         case Verdict::Kind::missing:
-            painter.setBrush(iconColor(kind));
-            painter.setPen(Qt::NoPen);
-            painter.drawEllipse(QPointF(0.5, 0.5), 0.28, 0.28);
+            return Sign::missing;
+        case Verdict::Kind::fault:
             break;
     }
-    painter.setBrush(Qt::NoBrush);
-    painter.setPen(QPen(iconColor(kind), 0.17, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
-    painter.drawPath(path);
-    painter.restore();
+    return Sign::bad;
 }
 
 }  // namespace
@@ -88,9 +62,9 @@ void VerdictLine::paintEvent(QPaintEvent* /*event*/) {
     }
     QPainter painter(this);
     const qreal line = fontMetrics().height();
-    const qreal size = line * 0.66;
-    drawIcon(painter, kind_, {QPointF(2, above + (line - size) / 2), QSizeF(size, size)});
-    painter.setPen(kind_ == Verdict::Kind::good ? Theme::color(ThemeColor::quiet) : iconColor(kind_));
+    const qreal size = line * 0.8;
+    paintSign(painter, {QPointF(2, above + (line - size) / 2), QSizeF(size, size)}, signOf(kind_));
+    painter.setPen(kind_ == Verdict::Kind::good ? Theme::color(ThemeColor::quiet) : signColor(signOf(kind_)));
     style()->drawItemText(&painter, contentsRect(), Qt::AlignLeft | Qt::AlignTop | Qt::TextWordWrap, palette(),
                           isEnabled(), text());
 }

@@ -13,8 +13,10 @@ QColor signColor(Sign sign) {
         case Sign::good:
             return Theme::color(ThemeColor::success);
         case Sign::bad:
+        case Sign::missing:
             return Theme::color(ThemeColor::fault);
         case Sign::unknown:
+        case Sign::warning:
             return Theme::color(ThemeColor::warning);
         default:
             return Theme::color(ThemeColor::quiet);
@@ -77,6 +79,10 @@ class SignEngine : public QIconEngine {
 
 }  // namespace
 
+void paintTick(QPainter& painter, const QRectF& square) {
+    paintLines(painter, square, {QPolygonF(QList<QPointF>{{0.27, 0.53}, {0.44, 0.69}, {0.74, 0.34}})});
+}
+
 void paintSign(QPainter& painter, const QRectF& rect, Sign sign) {
     if (sign == Sign::none) {
         return;
@@ -85,7 +91,11 @@ void paintSign(QPainter& painter, const QRectF& rect, Sign sign) {
     QRectF square(0, 0, side * 0.88, side * 0.88);
     square.moveCenter(rect.center());
     const QColor color = signColor(sign);
-    const bool isFilled = sign == Sign::good || sign == Sign::bad;
+    if (sign == Sign::missing) {
+        square.setSize(square.size() / 2);
+        square.moveCenter(rect.center());
+    }
+    const bool isFilled = sign == Sign::good || sign == Sign::bad || sign == Sign::missing;
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
     QPen pen(color, qMax(1.2, side / 11), Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
@@ -103,19 +113,20 @@ void paintSign(QPainter& painter, const QRectF& rect, Sign sign) {
     painter.setPen(pen);
     painter.setBrush(Qt::NoBrush);
     if (sign == Sign::good) {
-        paintLines(painter, square, {QPolygonF(QList<QPointF>{{0.27, 0.53}, {0.44, 0.69}, {0.74, 0.34}})});
+        paintTick(painter, square);
     } else if (sign == Sign::bad) {
         paintLines(painter, square,
                    {QPolygonF(QList<QPointF>{{0.32, 0.32}, {0.68, 0.68}}),
                     QPolygonF(QList<QPointF>{{0.68, 0.32}, {0.32, 0.68}})});
-    } else {
+    } else if (!isFilled) {
         QFont font = painter.font();
         font.setPixelSize(qMax(6, static_cast<int>(side * 0.62)));
         font.setWeight(QFont::Bold);
         painter.setFont(font);
-        const QString letter = sign == Sign::unknown ? QStringLiteral("?")
-                               : sign == Sign::note  ? QStringLiteral("i")
-                                                     : QStringLiteral("…");
+        const QString letter = sign == Sign::unknown   ? QStringLiteral("?")
+                               : sign == Sign::warning ? QStringLiteral("!")
+                               : sign == Sign::note    ? QStringLiteral("i")
+                                                       : QStringLiteral("…");
         painter.drawText(square, Qt::AlignCenter, letter);
     }
     painter.restore();

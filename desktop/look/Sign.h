@@ -12,6 +12,8 @@ enum class Sign {
     good,     ///< a disc with a tick
     bad,      ///< an octagon with a cross
     unknown,  ///< a ring with a question mark
+    warning,  ///< a ring with an exclamation mark
+    missing,  ///< a dot
     note,     ///< a ring with an i
     busy,     ///< a ring with three dots
 };
@@ -19,6 +21,8 @@ enum class Sign {
 /// The colour of the sign, and of a text with the same meaning.
 [[nodiscard]] QColor signColor(Sign sign);
 
+/// A tick within `square`, with the painter's pen.
+void paintTick(QPainter& painter, const QRectF& square);
 void paintSign(QPainter& painter, const QRectF& rect, Sign sign);
 
 /// An icon that paints itself at any size, in the colours of the current theme.

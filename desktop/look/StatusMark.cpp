@@ -1,9 +1,9 @@
 #include "desktop/look/StatusMark.h"
 
+#include "desktop/look/Sign.h"
 #include "desktop/look/theme.h"
 
 #include <QPainter>
-#include <QPainterPath>
 
 StatusMark::StatusMark(QWidget* parent) : QWidget(parent) {
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
@@ -36,48 +36,25 @@ QSize StatusMark::sizeHint() const {
 
 void StatusMark::paintEvent(QPaintEvent* /*event*/) {
     QPainter painter(this);
+    if (kind_ != Kind::running && kind_ != Kind::stopped) {
+        paintSign(painter, rect(),
+                  kind_ == Kind::good   ? Sign::good
+                  : kind_ == Kind::bad  ? Sign::bad
+                  : kind_ == Kind::open ? Sign::warning
+                                        : Sign::none);
+        return;
+    }
     painter.setRenderHint(QPainter::Antialiasing);
-    // Drawn on a square of 16 units.
-    painter.scale(width() / 16.0, height() / 16.0);
-    const auto filledCircle = [&painter](ThemeColor color) {
+    painter.scale(width() / 16.0, height() / 16.0);  // drawn on a square of 16 units
+    if (kind_ == Kind::running) {
+        painter.setPen(QPen(Theme::color(ThemeColor::line), 2));
+        painter.drawEllipse(QRectF(2, 2, 12, 12));
+        painter.setPen(QPen(Theme::color(ThemeColor::accent), 2, Qt::SolidLine, Qt::RoundCap));
+        painter.drawArc(QRectF(2, 2, 12, 12), (90 - angle_) * 16, -100 * 16);
+    } else {
         painter.setPen(Qt::NoPen);
-        painter.setBrush(Theme::color(color));
+        painter.setBrush(Theme::color(ThemeColor::quiet));
         painter.drawEllipse(QRectF(1, 1, 14, 14));
-        painter.setBrush(Qt::NoBrush);
-        painter.setPen(QPen(Theme::color(ThemeColor::panel), 2, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
-    };
-    switch (kind_) {
-        case Kind::none:
-            break;
-        case Kind::open:
-            painter.setPen(QPen(Theme::color(ThemeColor::warning), 1.6));
-            painter.drawEllipse(QRectF(2, 2, 12, 12));
-            painter.setPen(QPen(Theme::color(ThemeColor::warning), 2, Qt::SolidLine, Qt::RoundCap));
-            painter.drawLine(QPointF(8, 5), QPointF(8, 8.5));
-            painter.drawPoint(QPointF(8, 11.2));
-            break;
-        case Kind::running:
-            painter.setPen(QPen(Theme::color(ThemeColor::line), 2));
-            painter.drawEllipse(QRectF(2, 2, 12, 12));
-            painter.setPen(QPen(Theme::color(ThemeColor::accent), 2, Qt::SolidLine, Qt::RoundCap));
-            painter.drawArc(QRectF(2, 2, 12, 12), (90 - angle_) * 16, -100 * 16);
-            break;
-        case Kind::good: {
-            filledCircle(ThemeColor::success);
-            QPainterPath tick(QPointF(4.6, 8.3));
-            tick.lineTo(7.1, 10.8);
-            tick.lineTo(11.6, 5.6);
-            painter.drawPath(tick);
-            break;
-        }
-        case Kind::bad:
-            filledCircle(ThemeColor::fault);
-            painter.drawLine(QPointF(5.4, 5.4), QPointF(10.6, 10.6));
-            painter.drawLine(QPointF(10.6, 5.4), QPointF(5.4, 10.6));
-            break;
-        case Kind::stopped:
-            filledCircle(ThemeColor::quiet);
-            painter.fillRect(QRectF(5.5, 5.5, 5, 5), Theme::color(ThemeColor::panel));
-            break;
+        painter.fillRect(QRectF(5.5, 5.5, 5, 5), Theme::color(ThemeColor::panel));
     }
 }

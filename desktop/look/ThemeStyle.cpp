@@ -1,9 +1,9 @@
 #include "desktop/look/ThemeStyle.h"
 
+#include "desktop/look/Sign.h"
 #include "desktop/look/theme.h"
 
 #include <QPainter>
-#include <QPainterPath>
 #include <QStyleFactory>
 #include <QStyleOption>
 #include <QWidget>
@@ -90,10 +90,7 @@ void drawMark(QPainter* painter, const QStyleOption& option, bool isRound) {
         painter->setBrush(Theme::color(ThemeColor::onAccent));
         painter->drawEllipse(QRectF(-1.6, -1.6, 3.2, 3.2));
     } else if (isOn) {
-        QPainterPath tick(QPointF(-3.3, 0.3));
-        tick.lineTo(-1, 2.7);
-        tick.lineTo(3.4, -2.5);
-        painter->drawPath(tick);
+        paintTick(*painter, box);
     } else if (isPartly) {
         painter->drawLine(QPointF(-3, 0), QPointF(3, 0));
     }

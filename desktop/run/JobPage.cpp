@@ -1,7 +1,7 @@
 #include "desktop/run/JobPage.h"
 
 #include "desktop/form/FormView.h"
-#include "desktop/look/theme.h"
+#include "desktop/look/ToneLabel.h"
 #include "desktop/page/Dialogs.h"
 #include "desktop/page/PageRow.h"
 #include "desktop/run/RunPanel.h"
@@ -13,8 +13,6 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QLabel>
-#include <QPainter>
-#include <QStyle>
 #include <QUndoStack>
 #include <QVBoxLayout>
 
@@ -25,25 +23,6 @@ namespace {
 QString text(const char* source) {
     return *source == '\0' ? QString() : QCoreApplication::translate("jobs", source);
 }
-
-/// What this machine lacks for the job.
-class HintLine : public QLabel {
-  public:
-    HintLine() {
-        setTextFormat(Qt::PlainText);
-        setWordWrap(true);
-        setObjectName(QStringLiteral("hint"));
-        setContentsMargins(0, 0, Theme::groupGap(), 0);
-    }
-
-  protected:
-    void paintEvent(QPaintEvent* /*event*/) override {
-        QPainter painter(this);
-        painter.setPen(Theme::color(ThemeColor::warning));
-        style()->drawItemText(&painter, contentsRect(), Qt::AlignLeft | Qt::AlignTop | Qt::TextWordWrap, palette(),
-                              isEnabled(), QLabel::text());
-    }
-};
 
 }  // namespace
 
@@ -105,7 +84,7 @@ JobPage::JobPage(const JobRow& job, PageContext& context, QWidget* parent)
     : Page(parent),
       job_(job),
       context_(context),
-      hint_(new HintLine),
+      hint_(new ToneLabel(ThemeColor::warning)),
       panel_(new RunPanel(context)),
       undo_(new QUndoStack(this)) {
     QList<FormField> fields;
@@ -120,6 +99,8 @@ JobPage::JobPage(const JobRow& job, PageContext& context, QWidget* parent)
     auto* upperLayout = new QVBoxLayout(upper);
     upperLayout->setContentsMargins(Theme::groupGap(), 0, 0, 0);
     upperLayout->setSpacing(Theme::labelGap());
+    hint_->setObjectName(QStringLiteral("hint"));
+    hint_->setContentsMargins(0, 0, Theme::groupGap(), 0);
     upperLayout->addWidget(hint_);
     upperLayout->addWidget(form_, 1);
     auto* layout = new QVBoxLayout(this);

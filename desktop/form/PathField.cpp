@@ -9,7 +9,6 @@
 #include <QHBoxLayout>
 #include <QMimeData>
 #include <QPushButton>
-#include <QUrl>
 
 namespace {
 
@@ -85,19 +84,8 @@ void PathField::setTarget(bool isTarget) {
     line_->setTarget(isTarget);
 }
 
-QStringList PathField::pathsOf(const QMimeData& data) {
-    QStringList paths;
-    for (const QUrl& url : data.urls()) {
-        if (!url.isLocalFile()) {
-            return {};
-        }
-        paths.append(url.toLocalFile());
-    }
-    return paths;
-}
-
 void PathField::dragEnterEvent(QDragEnterEvent* event) {
-    if (pathsOf(*event->mimeData()).size() == 1) {
+    if (localPathsOf(*event->mimeData()).size() == 1) {
         line_->setTarget(true);
         event->acceptProposedAction();
     }
@@ -110,7 +98,7 @@ void PathField::dragLeaveEvent(QDragLeaveEvent* /*event*/) {
 void PathField::dropEvent(QDropEvent* event) {
     line_->setTarget(false);
     event->acceptProposedAction();
-    take(pathsOf(*event->mimeData()).value(0));
+    take(localPathsOf(*event->mimeData()).value(0));
 }
 
 void PathField::browse() {

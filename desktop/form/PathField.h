@@ -6,7 +6,6 @@
 struct PageContext;
 
 class FieldLine;
-class QMimeData;
 class QPushButton;
 
 /// A path that the user types, chooses in a dialog or drops.
@@ -30,9 +29,6 @@ class PathField : public FieldEdit {
 
     /// Shows whether a dragged file would be dropped here.
     void setTarget(bool isTarget);
-
-    /// The paths in dragged data; empty unless all of its addresses are local files.
-    [[nodiscard]] static QStringList pathsOf(const QMimeData& data);
 
   signals:
     void moreChosen(const QStringList& paths);  ///< the other paths, if the user chose several

@@ -3,6 +3,7 @@
 #include "desktop/form/FieldLine.h"
 #include "desktop/form/PathField.h"
 #include "desktop/look/theme.h"
+#include "desktop/page/Page.h"
 
 #include <QApplication>
 #include <QBoxLayout>
@@ -103,7 +104,7 @@ void PathListField::leave() {
 }
 
 void PathListField::dragEnterEvent(QDragEnterEvent* event) {
-    if (!PathField::pathsOf(*event->mimeData()).isEmpty()) {
+    if (!localPathsOf(*event->mimeData()).isEmpty()) {
         setTarget(true);
         event->acceptProposedAction();
     }
@@ -116,7 +117,7 @@ void PathListField::dragLeaveEvent(QDragLeaveEvent* /*event*/) {
 void PathListField::dropEvent(QDropEvent* event) {
     setTarget(false);
     event->acceptProposedAction();
-    fillRows(PathField::pathsOf(*event->mimeData()));
+    fillRows(localPathsOf(*event->mimeData()));
 }
 
 void PathListField::fillRows(const QStringList& paths) {

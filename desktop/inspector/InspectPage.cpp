@@ -22,10 +22,8 @@
 
 #include <QApplication>
 #include <QClipboard>
-#include <QDragEnterEvent>
 #include <QFileInfo>
 #include <QHeaderView>
-#include <QMimeData>
 #include <QPushButton>
 #include <QScopedValueRollback>
 #include <QSplitter>
@@ -66,8 +64,7 @@ void sayCopied(QPushButton& button) {
 }  // namespace
 
 InspectPage::InspectPage(PageContext& context, QWidget* parent)
-    : Page(parent),
-      context_(context),
+    : Page(context, parent),
       worker_(new InspectWorker(this)),
       stack_(new QStackedWidget),
       columns_(new QSplitter),
@@ -127,7 +124,7 @@ QWidget* InspectPage::makeStart() {
     Theme::setFilled(*open);
     place->setButton(open);
     connect(open, &QPushButton::clicked, this,
-            [this] { openFiles({context_.dialogs.openFile(this, tr("Open"), PathRole::document, fileFilter())}); });
+            [this] { takeFiles({context_.dialogs.openFile(this, tr("Open"), PathRole::document, fileFilter())}); });
     return place;
 }
 
@@ -327,29 +324,13 @@ bool InspectPage::openFileAs(const QString& path, const QString& kind) {
     return true;
 }
 
-void InspectPage::openFiles(const QStringList& paths) {
+void InspectPage::takeFiles(const QStringList& paths) {
     if (paths.value(0).isEmpty() || !openFile(paths.first())) {
         return;
     }
     if (paths.size() > 1 && isReadable(paths.at(1))) {
         compareWith(paths.at(1));
     }
-}
-
-void InspectPage::dragEnterEvent(QDragEnterEvent* event) {
-    if (event->mimeData()->hasUrls()) {
-        event->acceptProposedAction();
-    }
-}
-
-void InspectPage::dropEvent(QDropEvent* event) {
-    QStringList paths;
-    for (const QUrl& url : event->mimeData()->urls()) {
-        if (url.isLocalFile()) {
-            paths.append(url.toLocalFile());
-        }
-    }
-    openFiles(paths);
 }
 
 void InspectPage::compareWith(const QString& path) {

@@ -38,8 +38,8 @@ class InspectPage : public Page {
     // user loses nothing by leaving the page.
 
   protected:
-    void dragEnterEvent(QDragEnterEvent* event) override;
-    void dropEvent(QDropEvent* event) override;
+    [[nodiscard]] bool acceptsFiles(const QStringList& paths) const override { return !paths.isEmpty(); }
+    void takeFiles(const QStringList& paths) override;
 
   private:
     QWidget* makeStart();
@@ -49,7 +49,6 @@ class InspectPage : public Page {
     QWidget* makeCommandBar();
     void makeVerdict();
 
-    void openFiles(const QStringList& paths);
     [[nodiscard]] bool isReadable(const QString& path);
     void compareWith(const QString& path);
     [[nodiscard]] QHash<QString, QStringList> values() const;
@@ -69,7 +68,6 @@ class InspectPage : public Page {
     [[nodiscard]] int lineOfByte(qint64 offset) const;
     [[nodiscard]] const inspect::Content* contentOf(int line) const;
 
-    PageContext& context_;
     InspectWorker* worker_;
     QTimer busyTimer_;  ///< delays the busy message, so that short work shows none
     QString path_;

@@ -123,8 +123,7 @@ struct KeysPage::Work {
 };
 
 KeysPage::KeysPage(PageContext& context, QWidget* parent)
-    : Page(parent),
-      context_(context),
+    : Page(context, parent),
       view_(new FormView(fields(), context)),
       make_(new QPushButton(tr("&Make"))),
       missing_(new ToneLabel(ThemeColor::quiet)),

@@ -42,7 +42,6 @@ class KeysPage : public Page {
     void finish();
     void refresh();
 
-    PageContext& context_;
     FormView* view_;
     QPushButton* make_;
     ToneLabel* missing_;

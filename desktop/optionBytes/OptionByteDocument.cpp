@@ -132,7 +132,7 @@ bool OptionByteDocument::open(const QString& path, QString& fault) {
         fault = faultLine(textFault) + u'.';
         return false;
     }
-    take(table, path, content);
+    take(table, path);
     return true;
 }
 
@@ -149,7 +149,6 @@ bool OptionByteDocument::save(const QString& path, QString& fault) {
             break;
     }
     path_ = path;
-    savedContent_ = content;
     QList<qsizetype> changed;
     for (qsizetype word = 0; word < wordCount(); ++word) {
         if (saved_.at(word) != value(word)) {
@@ -169,7 +168,7 @@ bool OptionByteDocument::save(const QString& path, QString& fault) {
 void OptionByteDocument::startNew(const Device& device) {
     device_ = device;
     hasDevice_ = true;
-    take(resetOptionBytes(device), QString(), QByteArray());
+    take(resetOptionBytes(device), QString());
 }
 
 void OptionByteDocument::setDevice(const Device& device) {
@@ -187,12 +186,6 @@ qsizetype OptionByteDocument::knownLabels(const Device& device) const {
     }
     return std::count_if(table_.words.begin(), table_.words.end(),
                          [&names](const OptionByte& word) { return names.contains(word.label()); });
-}
-
-bool OptionByteDocument::differsFromFile() const {
-    QByteArray content;
-    QString fault;
-    return !path_.isEmpty() && (!readBounded(path_, content, fault) || content != savedContent_);
 }
 
 void OptionByteDocument::setWord(qsizetype word, std::uint32_t value, int part) {
@@ -219,10 +212,9 @@ void OptionByteDocument::put(qsizetype word, std::uint32_t value) {
     }
 }
 
-void OptionByteDocument::take(const OptionBytes& table, const QString& path, const QByteArray& content) {
+void OptionByteDocument::take(const OptionBytes& table, const QString& path) {
     table_ = table;
     path_ = path;
-    savedContent_ = content;
     hasTable_ = true;
     saved_.clear();
     saved_.reserve(table_.words.size());

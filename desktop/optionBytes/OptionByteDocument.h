@@ -53,9 +53,6 @@ class OptionByteDocument : public QObject {
     void setDevice(const Device& device);
     /// The number of labels in the table that name registers of `device`.
     [[nodiscard]] qsizetype knownLabels(const Device& device) const;
-    /// Whether the file has changed since it was opened or saved, or can't be read. False for a new table.
-    [[nodiscard]] bool differsFromFile() const;
-
     /// Changes a word in an undo step. Changes to the same `part` of a word form one step until `endEdit`.
     void setWord(qsizetype word, std::uint32_t value, int part);
     void endEdit() { ++edit_; }
@@ -71,13 +68,12 @@ class OptionByteDocument : public QObject {
     class SetWord;
 
     void put(qsizetype word, std::uint32_t value);
-    void take(const OptionBytes& table, const QString& path, const QByteArray& content);
+    void take(const OptionBytes& table, const QString& path);
     void match();
 
     QUndoStack undo_;
     OptionBytes table_;
     QList<std::uint32_t> saved_;
-    QByteArray savedContent_;
     QString path_;
     Device device_;
     OptionBytesMatch match_;

@@ -10,16 +10,13 @@
 #include <QAbstractListModel>
 #include <QComboBox>
 #include <QCoreApplication>
-#include <QDropEvent>
 #include <QFileInfo>
 #include <QHBoxLayout>
 #include <QListView>
-#include <QMimeData>
 #include <QPainter>
 #include <QPushButton>
 #include <QSplitter>
 #include <QStackedWidget>
-#include <QUrl>
 
 #include <utility>
 
@@ -81,8 +78,7 @@ OptionBytePage::~OptionBytePage() {
 }
 
 OptionBytePage::OptionBytePage(PageContext& context, QWidget* parent)
-    : Page(parent),
-      context_(context),
+    : Page(context, parent),
       devices_(new QComboBox),
       newTable_(new QPushButton(tr("&New Table"))),
       changedText_(new QLabel),
@@ -174,7 +170,7 @@ QWidget* OptionBytePage::makeDeviceRow() {
     connect(devices_, &QComboBox::activated, this, &OptionBytePage::chooseDevice);
     connect(newTable_, &QPushButton::clicked, this, [this] {
         const Device device = *document_.device();
-        if (mayLose(context_.dialogs)) {
+        if (mayLose()) {
             startNew(device);
         }
     });
@@ -275,6 +271,7 @@ bool OptionBytePage::openFile(const QString& path) {
     guessDevice();
     words_->choose(0);
     changedBar_->hide();
+    mark_.note(document_.path());
     watchFile();
     words_->setFocus(Qt::OtherFocusReason);
     return true;
@@ -309,10 +306,7 @@ bool OptionBytePage::saveTo(const QString& path) {
     if (!document_.holdsTable() || !word_->commit()) {
         return false;
     }
-    if (path == document_.path() && QFileInfo::exists(path) && document_.differsFromFile() &&
-        !context_.dialogs.confirm(
-            this, tr("“%1” was changed by another program since it was opened or saved here.").arg(path),
-            tr("Replace"))) {
+    if (path == document_.path() && !mayReplace()) {
         return false;
     }
     QString fault;
@@ -321,24 +315,9 @@ bool OptionBytePage::saveTo(const QString& path) {
         return false;
     }
     changedBar_->hide();
+    mark_.note(document_.path());
     watchFile();
     return true;
-}
-
-void OptionBytePage::dragEnterEvent(QDragEnterEvent* event) {
-    const QList<QUrl> urls = event->mimeData()->urls();
-    if (urls.size() == 1 && urls.first().isLocalFile()) {
-        event->acceptProposedAction();
-    }
-}
-
-void OptionBytePage::dropEvent(QDropEvent* event) {
-    const QList<QUrl> urls = event->mimeData()->urls();
-    if (urls.size() == 1 && urls.first().isLocalFile()) {
-        event->acceptProposedAction();
-        // The window asks about changes first.
-        emit handOver(QStringLiteral("option-bytes"), urls.first().toLocalFile());
-    }
 }
 
 void OptionBytePage::searchDevices() {
@@ -409,7 +388,7 @@ void OptionBytePage::chooseDevice(int row) {
         const Device device = *found;
         if (document_.holdsTable() && !document_.path().isEmpty()) {
             document_.setDevice(device);
-        } else if (mayLose(context_.dialogs)) {
+        } else if (mayLose()) {
             startNew(device);
         }
     }
@@ -462,7 +441,7 @@ void OptionBytePage::lookAtFile() {
     changedText_->setText(isThere ? tr("The file was changed by another program since it was opened or saved here.")
                                   : tr("The file is gone. Saving makes it again."));
     reload_->setVisible(isThere);
-    changedBar_->setVisible(document_.differsFromFile());
+    changedBar_->setVisible(!document_.path().isEmpty() && (!isThere || mark_.isChanged()));
     watchFile();
 }
 

@@ -33,10 +33,6 @@ class OptionBytePage : public Page {
     [[nodiscard]] bool save() override;
     [[nodiscard]] bool saveAs() override;
 
-  protected:
-    void dragEnterEvent(QDragEnterEvent* event) override;
-    void dropEvent(QDropEvent* event) override;
-
   private:
     [[nodiscard]] QWidget* makeDeviceRow();
     [[nodiscard]] QWidget* makeChangedBar();
@@ -55,7 +51,6 @@ class OptionBytePage : public Page {
     void reload();
     [[nodiscard]] bool saveTo(const QString& path);
 
-    PageContext& context_;
     OptionByteDocument document_;
     DeviceSearch search_;
     int newestSearch_ = 0;

@@ -29,13 +29,16 @@ void FileMark::note(const QString& path) {
     digest_ = digestOf(path_);
 }
 
-bool FileMark::mayReplace(Dialogs& dialogs, QWidget* parent) const {
+bool FileMark::isChanged() const {
     const QFileInfo file(path_);
     // A file with another size isn't read: it may be endless.
-    if (!file.exists() || (file.size() == size_ && digestOf(path_) == digest_)) {
-        return true;
-    }
-    return dialogs.confirm(
-        parent, Words::tr("“%1” was changed by another program since it was opened. Replace it?").arg(file.fileName()),
-        Words::tr("Replace"));
+    return file.exists() && (file.size() != size_ || digestOf(path_) != digest_);
+}
+
+bool FileMark::mayReplace(Dialogs& dialogs, QWidget* parent) const {
+    return !isChanged() ||
+           dialogs.confirm(parent,
+                           Words::tr("“%1” was changed by another program since it was opened. Replace it?")
+                               .arg(QFileInfo(path_).fileName()),
+                           Words::tr("Replace"));
 }

@@ -12,6 +12,8 @@ class FileMark {
   public:
     /// Notes the current content of the file at `path`, which the document has now.
     void note(const QString& path);
+    /// Whether the noted file exists with other bytes.
+    [[nodiscard]] bool isChanged() const;
     /// Whether the noted file may be overwritten: it is missing or unchanged, or the user agrees.
     [[nodiscard]] bool mayReplace(Dialogs& dialogs, QWidget* parent) const;
 

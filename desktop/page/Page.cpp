@@ -3,7 +3,22 @@
 #include "desktop/page/Dialogs.h"
 #include "jobs/jobFile.h"
 
-Page::Page(QWidget* parent) : QWidget(parent) {
+#include <QDropEvent>
+#include <QMimeData>
+#include <QUrl>
+
+QStringList localPathsOf(const QMimeData& data) {
+    QStringList paths;
+    for (const QUrl& url : data.urls()) {
+        if (!url.isLocalFile()) {
+            return {};
+        }
+        paths.append(url.toLocalFile());
+    }
+    return paths;
+}
+
+Page::Page(PageContext& context, QWidget* parent) : QWidget(parent), context_(context) {
 }
 
 QUndoStack* Page::undoStack() {
@@ -22,11 +37,11 @@ bool Page::isModified() const {
     return false;
 }
 
-bool Page::mayLose(Dialogs& dialogs) {
+bool Page::mayLose() {
     if (!isModified()) {
         return true;
     }
-    switch (dialogs.askSave(this, documentName())) {
+    switch (context_.dialogs.askSave(this, documentName())) {
         case SaveAnswer::save:
             return save();
         case SaveAnswer::discard:
@@ -68,4 +83,30 @@ void Page::run() {
 }
 
 void Page::stop() {
+}
+
+bool Page::mayReplace() {
+    return mark_.mayReplace(context_.dialogs, this);
+}
+
+bool Page::acceptsFiles(const QStringList& paths) const {
+    return paths.size() == 1 && !isBusy();
+}
+
+void Page::takeFiles(const QStringList& paths) {
+    emit handOver(QString(), paths.constFirst());  // the window asks about changes
+}
+
+void Page::dragEnterEvent(QDragEnterEvent* event) {
+    if (acceptsFiles(localPathsOf(*event->mimeData()))) {
+        event->acceptProposedAction();
+    }
+}
+
+void Page::dropEvent(QDropEvent* event) {
+    const QStringList paths = localPathsOf(*event->mimeData());
+    if (acceptsFiles(paths)) {
+        event->acceptProposedAction();
+        takeFiles(paths);
+    }
 }

@@ -1,9 +1,12 @@
 #pragma once
 
-#include <QString>
+#include "desktop/page/FileMark.h"
+
+#include <QStringList>
 #include <QWidget>
 
 class Dialogs;
+class QMimeData;
 class QUndoStack;
 class Settings;
 struct JobPlace;
@@ -15,13 +18,16 @@ struct PageContext {
     QString toolPath;  ///< path of the command-line tool
 };
 
+/// The paths in dragged data; empty unless all of its addresses are local files.
+[[nodiscard]] QStringList localPathsOf(const QMimeData& data);
+
 /// One page of the window: a job's form, an editor, the inspector. The window asks it about its document and shows the
 /// answers; everything else is private to the page.
 class Page : public QWidget {
     Q_OBJECT
 
   public:
-    explicit Page(QWidget* parent = nullptr);
+    explicit Page(PageContext& context, QWidget* parent = nullptr);
 
     /// The undo stack of the page's document; null for a page that edits nothing.
     [[nodiscard]] virtual QUndoStack* undoStack();
@@ -33,7 +39,7 @@ class Page : public QWidget {
     /// Whether the document has changes that aren't saved.
     [[nodiscard]] virtual bool isModified() const;
     /// Whether the document may be closed. Asks about its changes, and saves them if the user wants.
-    [[nodiscard]] bool mayLose(Dialogs& dialogs);
+    [[nodiscard]] bool mayLose();
     /// Whether a run is in progress.
     [[nodiscard]] virtual bool isBusy() const;
 
@@ -56,6 +62,20 @@ class Page : public QWidget {
   signals:
     /// The state that the window shows has changed: name, modified or busy.
     void stateChanged();
-    /// The user wants to open the file at `path` on the page `pageId`. `kind` is as in `openFileAs`, or empty.
+    /// The user wants the file at `path` on the page `pageId`, or on this one if that is empty; `kind` as in
+    /// `openFileAs`, or empty.
     void handOver(const QString& pageId, const QString& path, const QString& kind = QString());
+
+  protected:
+    /// Whether saving over the document's file loses nothing, or the user wants that.
+    [[nodiscard]] bool mayReplace();
+    /// Whether these files may be dropped here, on a page that accepts drops at all.
+    [[nodiscard]] virtual bool acceptsFiles(const QStringList& paths) const;
+    /// Takes dropped files: by default opens the one as the document.
+    virtual void takeFiles(const QStringList& paths);
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+
+    PageContext& context_;
+    FileMark mark_;  ///< of the document's file, for pages that save
 };

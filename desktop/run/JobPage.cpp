@@ -81,9 +81,8 @@ class JobPage::Edit : public QUndoCommand {
 };
 
 JobPage::JobPage(const JobRow& job, PageContext& context, QWidget* parent)
-    : Page(parent),
+    : Page(context, parent),
       job_(job),
-      context_(context),
       hint_(new ToneLabel(ThemeColor::warning)),
       panel_(new RunPanel(context)),
       undo_(new QUndoStack(this)) {
@@ -169,7 +168,7 @@ bool JobPage::openFile(const QString& path) {
 }
 
 bool JobPage::save() {
-    return path_.isEmpty() ? saveAs() : mark_.mayReplace(context_.dialogs, this) && saveTo(path_);
+    return path_.isEmpty() ? saveAs() : mayReplace() && saveTo(path_);
 }
 
 bool JobPage::saveAs() {

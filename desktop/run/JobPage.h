@@ -1,6 +1,5 @@
 #pragma once
 
-#include "desktop/page/FileMark.h"
 #include "desktop/page/Page.h"
 #include "jobs/jobTable.h"
 
@@ -41,7 +40,6 @@ class JobPage : public Page {
     void refresh();
 
     const JobRow& job_;
-    PageContext& context_;
     FormView* form_;
     QLabel* hint_;
     RunPanel* panel_;
@@ -50,7 +48,6 @@ class JobPage : public Page {
     JobValues shown_;  ///< the form's values after the last step
     QString path_;     ///< the job file; empty before the first save
     JobValues saved_;  ///< the values in the file, or those of a new form
-    FileMark mark_;
 };
 
 /// The form's field for a field of a job, without its check.

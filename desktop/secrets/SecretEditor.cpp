@@ -1,10 +1,10 @@
 #include "desktop/secrets/SecretEditor.h"
 
-#include "desktop/form/PathField.h"
 #include "desktop/form/VerdictLine.h"
 #include "desktop/look/plainTip.h"
 #include "desktop/look/theme.h"
 #include "desktop/page/Dialogs.h"
+#include "desktop/page/Page.h"
 #include "jobs/counted.h"
 
 #include "files/wipe.h"
@@ -264,7 +264,7 @@ bool SecretEditor::eventFilter(QObject* watched, QEvent* event) {
         return QWidget::eventFilter(watched, event);
     }
     auto* drop = static_cast<QDropEvent*>(event);
-    const QStringList files = PathField::pathsOf(*drop->mimeData());
+    const QStringList files = localPathsOf(*drop->mimeData());
     if (files.size() != 1) {
         return QWidget::eventFilter(watched, event);
     }

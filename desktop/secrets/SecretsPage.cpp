@@ -1,6 +1,5 @@
 #include "desktop/secrets/SecretsPage.h"
 
-#include "desktop/form/PathField.h"
 #include "desktop/page/Dialogs.h"
 #include "desktop/page/Settings.h"
 #include "desktop/secrets/OtpMapPanel.h"
@@ -14,11 +13,9 @@
 #include "images/imageLayout.h"
 
 #include <QComboBox>
-#include <QDropEvent>
 #include <QFileInfo>
 #include <QHeaderView>
 #include <QLabel>
-#include <QMimeData>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QScrollBar>
@@ -38,8 +35,7 @@ constexpr const char* splitterState = "secretsEditor";
 }  // namespace
 
 SecretsPage::SecretsPage(PageContext& context, QWidget* parent)
-    : Page(parent),
-      context_(context),
+    : Page(context, parent),
       deviceBox_(new QComboBox),
       model_(new SecretsModel(this)),
       table_(new QTableView),
@@ -373,8 +369,7 @@ bool SecretsPage::writeTo(const QString& path) {
 }
 
 bool SecretsPage::save() {
-    return document_.path().isEmpty() ? saveAs()
-                                      : mark_.mayReplace(context_.dialogs, this) && writeTo(document_.path());
+    return document_.path().isEmpty() ? saveAs() : mayReplace() && writeTo(document_.path());
 }
 
 bool SecretsPage::saveAs() {
@@ -497,7 +492,7 @@ void SecretsPage::finishImage(const SecretsMade& made, const QString& path, bool
 }
 
 void SecretsPage::readImage() {
-    if (isBusy_ || !mayLose(context_.dialogs)) {
+    if (isBusy_ || !mayLose()) {
         return;
     }
     const QString path = context_.dialogs.openFile(this, tr("Read Secrets Image"), PathRole::output,
@@ -507,22 +502,11 @@ void SecretsPage::readImage() {
     }
 }
 
-void SecretsPage::dragEnterEvent(QDragEnterEvent* event) {
-    if (PathField::pathsOf(*event->mimeData()).size() == 1 && !isBusy_) {
-        event->acceptProposedAction();
-    }
-}
-
 /// Opens a JSON file as a document and reads any other file as an image.
-void SecretsPage::dropEvent(QDropEvent* event) {
-    const QStringList paths = PathField::pathsOf(*event->mimeData());
-    if (paths.size() != 1 || isBusy_) {
-        return;
-    }
-    event->acceptProposedAction();
+void SecretsPage::takeFiles(const QStringList& paths) {
     if (paths.constFirst().endsWith(QLatin1String(".json"), Qt::CaseInsensitive)) {
-        emit handOver(QStringLiteral("secrets"), paths.constFirst());  // the window asks about changes
-    } else if (mayLose(context_.dialogs)) {
+        Page::takeFiles(paths);
+    } else if (mayLose()) {
         readImageAt(paths.constFirst());
     }
 }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "desktop/page/FileMark.h"
 #include "desktop/page/Page.h"
 #include "desktop/secrets/SecretsDocument.h"
 #include "desktop/secrets/secretsPlan.h"
@@ -41,8 +40,7 @@ class SecretsPage : public Page {
 
   protected:
     bool event(QEvent* event) override;
-    void dragEnterEvent(QDragEnterEvent* event) override;
-    void dropEvent(QDropEvent* event) override;
+    void takeFiles(const QStringList& paths) override;
 
   private:
     [[nodiscard]] QWidget* makeDeviceRow();
@@ -69,9 +67,7 @@ class SecretsPage : public Page {
     void finishImage(const SecretsMade& made, const QString& path, bool isOfFixedLayout);
     [[nodiscard]] bool writeTo(const QString& path);
 
-    PageContext& context_;
     SecretsDocument document_;
-    FileMark mark_;  ///< of the document's file
     SecretsPlan plan_;
     QList<Device> devices_;
     QString deviceFolder_;  ///< the user's folder in which the last search looked for devices

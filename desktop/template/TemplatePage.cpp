@@ -13,14 +13,10 @@
 #include "jobs/jobFile.h"
 
 #include <QDir>
-#include <QDragEnterEvent>
-#include <QFile>
 #include <QFileInfo>
-#include <QMimeData>
 #include <QScopedValueRollback>
 #include <QStackedLayout>
 #include <QUndoStack>
-#include <QUrl>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -96,20 +92,10 @@ QString schemaFolder(const QString& toolPath) {
     return QFileInfo(real.isEmpty() ? toolPath : real).dir().filePath(QStringLiteral("Template"));
 }
 
-bool readFile(const QString& path, QByteArray& bytes) {
-    QFile file(path);
-    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly)) {
-        return false;
-    }
-    bytes = file.readAll();
-    return file.error() == QFileDevice::NoError;
-}
-
 }  // namespace
 
 TemplatePage::TemplatePage(PageContext& context, QWidget* parent)
-    : Page(parent),
-      context_(context),
+    : Page(context, parent),
       undo_(new QUndoStack(this)),
       stack_(new QStackedLayout(this)),
       title_(new QLabel),
@@ -229,6 +215,7 @@ bool TemplatePage::openTemplate(const QString& path) {
     }
     undo_->clear();  // while the steps and the shown fields still belong to the same template
     form_ = std::move(form);
+    mark_.note(form_->path);
     values_.clear();
     showForm();
     return true;
@@ -436,16 +423,6 @@ void TemplatePage::refresh() {
     emit stateChanged();
 }
 
-bool TemplatePage::mayReplace() {
-    QByteArray onDisk;
-    if (!readFile(form_->path, onDisk) || onDisk == form_->text) {
-        return true;
-    }
-    return context_.dialogs.confirm(
-        this, tr("“%1” was changed by another program since it was opened. Replace it?").arg(documentName()),
-        tr("Replace"));
-}
-
 bool TemplatePage::saveTo(const QString& path) {
     QByteArray text;
     QString fault;
@@ -459,6 +436,7 @@ bool TemplatePage::saveTo(const QString& path) {
         return false;
     }
     form_->text = text;
+    mark_.note(path);
     for (TemplateField& field : form_->fields) {
         field.value = textOf(field);
     }
@@ -497,7 +475,7 @@ bool TemplatePage::saveAs() {
     }
     const QString before = form_->path;
     const int index = undo_->index();
-    takeFiles(path);
+    moveTo(path);
     if (!saveTo(path)) {
         form_->path = before;
         view_->setFolder(form_->folder());
@@ -509,7 +487,7 @@ bool TemplatePage::saveAs() {
     return true;
 }
 
-void TemplatePage::takeFiles(const QString& path) {
+void TemplatePage::moveTo(const QString& path) {
     TemplateForm moved = *form_;
     moved.path = path;
     QList<std::pair<const TemplateField*, QString>> edits;
@@ -571,22 +549,7 @@ void TemplatePage::finish() {
     }
     if (isSame) {
         form_->text = now.text;
+        mark_.note(form_->path);
     }
     refresh();
-}
-
-void TemplatePage::dragEnterEvent(QDragEnterEvent* event) {
-    const QList<QUrl> urls = event->mimeData()->urls();
-    if (urls.size() == 1 && urls.first().isLocalFile() && !isBusy()) {
-        event->acceptProposedAction();
-    }
-}
-
-void TemplatePage::dropEvent(QDropEvent* event) {
-    const QList<QUrl> urls = event->mimeData()->urls();
-    if (urls.size() == 1 && urls.first().isLocalFile()) {
-        event->acceptProposedAction();
-        // The window asks about changes first.
-        emit handOver(QStringLiteral("template"), urls.first().toLocalFile());
-    }
 }

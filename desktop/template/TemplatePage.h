@@ -41,10 +41,6 @@ class TemplatePage : public Page {
     /// Changes a field in the document and on the form.
     void setText(const QString& id, const QString& text);
 
-  protected:
-    void dragEnterEvent(QDragEnterEvent* event) override;
-    void dropEvent(QDropEvent* event) override;
-
   private:
     [[nodiscard]] QString textOf(const TemplateField& field) const;
     [[nodiscard]] bool openJob(const QString& path);
@@ -57,8 +53,7 @@ class TemplatePage : public Page {
     [[nodiscard]] QList<const FieldRow*> runRows() const;
     [[nodiscard]] JobValues jobValues() const;
     [[nodiscard]] bool saveTo(const QString& path);
-    [[nodiscard]] bool mayReplace();
-    void takeFiles(const QString& path);
+    void moveTo(const QString& path);
     void showForm();
     void showHead();
     void takeEdit(const QString& id);
@@ -66,7 +61,6 @@ class TemplatePage : public Page {
     void refresh();
     void finish();
 
-    PageContext& context_;
     QUndoStack* undo_;
     QStackedLayout* stack_;
     QLabel* title_;

@@ -181,7 +181,7 @@ Page* MainWindow::pageOf(const PageRow& row) {
         }
         connect(page, &Page::stateChanged, this, &MainWindow::refresh);
         connect(page, &Page::handOver, this, [this](const QString& id, const QString& path, const QString& kind) {
-            if (showPage(id) && !path.isEmpty()) {
+            if ((id.isEmpty() || showPage(id)) && !path.isEmpty()) {
                 (void)openFile(path, kind);
             }
         });
@@ -231,7 +231,7 @@ bool MainWindow::openFile(const QString& path, const QString& kind) {
     if (showPage(other.page)) {  // the page shown before keeps its document
         return other.file.isEmpty() || openFile(other.file, kind);
     }
-    return page_ != nullptr && !page_->isBusy() && page_->mayLose(context_.dialogs) && page_->openFileAs(path, kind);
+    return page_ != nullptr && !page_->isBusy() && page_->mayLose() && page_->openFileAs(path, kind);
 }
 
 void MainWindow::step(int steps) {
@@ -261,7 +261,7 @@ void MainWindow::closeEvent(QCloseEvent* event) {
         }
         if (page->isModified()) {
             (void)showPage(QLatin1String(row.id));
-            if (!page->mayLose(context_.dialogs)) {
+            if (!page->mayLose()) {
                 return;
             }
         }

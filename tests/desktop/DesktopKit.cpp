@@ -5,8 +5,11 @@
 #include "desktop/window/InputFilter.h"
 
 #include <QDeadlineTimer>
+#include <QDragEnterEvent>
 #include <QLocale>
+#include <QMimeData>
 #include <QTest>
+#include <QUrl>
 
 #include <cstdio>
 #include <cstdlib>
@@ -97,6 +100,21 @@ void DesktopKit::press(const char* name) {
     QWidget* button = find(name);
     button->setFocus(Qt::TabFocusReason);
     QTest::keyClick(button, Qt::Key_Space);
+}
+
+void DesktopKit::drop(QWidget& target, const QStringList& paths) {
+    QMimeData data;
+    QList<QUrl> urls;
+    for (const QString& path : paths) {
+        urls.append(QUrl::fromLocalFile(path));
+    }
+    data.setUrls(urls);
+    QDragEnterEvent enter(QPoint(1, 1), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(&target, &enter);
+    if (enter.isAccepted()) {
+        QDropEvent event(QPoint(1, 1), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(&target, &event);
+    }
 }
 
 bool DesktopKit::waitFor(const std::function<bool()>& condition, int seconds) {

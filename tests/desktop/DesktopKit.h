@@ -53,6 +53,8 @@ class DesktopKit {
     void type(const char* name, const QString& text);
     /// Presses the button `name` with the space bar.
     void press(const char* name);
+    /// Drags files to `target`, and drops them if it accepts them.
+    static void drop(QWidget& target, const QStringList& paths);
     /// Processes events until `condition` holds. Returns false after `seconds`.
     [[nodiscard]] static bool waitFor(const std::function<bool()>& condition, int seconds = 20);
 

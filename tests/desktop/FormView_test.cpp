@@ -2,14 +2,11 @@
 
 #include "tests/desktop/DesktopKit.h"
 
-#include <QDragEnterEvent>
 #include <QLabel>
 #include <QLineEdit>
-#include <QMimeData>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTest>
-#include <QUrl>
 
 #include <gtest/gtest.h>
 
@@ -62,21 +59,7 @@ class FormViewTest : public ::testing::Test {
         return line == nullptr ? "none" : line->text().toStdString();
     }
 
-    void drop(const QString& name, const QStringList& paths) {
-        QMimeData data;
-        QList<QUrl> urls;
-        for (const QString& path : paths) {
-            urls.append(QUrl::fromLocalFile(path));
-        }
-        data.setUrls(urls);
-        QWidget* target = find(name);
-        QDragEnterEvent enter(QPoint(1, 1), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(target, &enter);
-        if (enter.isAccepted()) {
-            QDropEvent event(QPoint(1, 1), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-            QApplication::sendEvent(target, &event);
-        }
-    }
+    void drop(const QString& name, const QStringList& paths) { DesktopKit::drop(*find(name), paths); }
 
     TempFolder folder;
     Settings settings{folder.path("settings.ini")};

@@ -194,4 +194,22 @@ TEST(OptionBytePage, LosesNoChangeWithoutAQuestion) {
     EXPECT_FALSE(kit.window->isWindowModified());
 }
 
+TEST(OptionBytePage, OpensOneDroppedFileAndAsksAboutChanges) {
+    DesktopKit kit;
+    begin(kit);
+    const QString a = kit.folder.write("a.csv", "PROTECTION,1\n");
+    const QString b = kit.folder.write("b.csv", "PROTECTION,2\n");
+    DesktopKit::drop(*kit.window->page(), {a, b});
+    EXPECT_EQ(kit.window->page()->documentName(), QString());
+    DesktopKit::drop(*kit.window->page(), {a});
+    EXPECT_EQ(kit.window->page()->documentName(), QStringLiteral("a.csv"));
+    kit.type("word", QStringLiteral("0x00000007"));
+    DesktopKit::drop(*kit.window->page(), {b});  // without a prepared answer the question is cancelled
+    EXPECT_EQ(kit.window->page()->documentName(), QStringLiteral("a.csv"));
+    kit.dialogs.answers = {SaveAnswer::discard};
+    DesktopKit::drop(*kit.window->page(), {b});
+    EXPECT_EQ(kit.window->page()->documentName(), QStringLiteral("b.csv"));
+    EXPECT_EQ(kit.find<QLineEdit>("word")->text(), QStringLiteral("0x00000002"));
+}
+
 }  // namespace

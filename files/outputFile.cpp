@@ -152,7 +152,9 @@ ReplaceResult PendingFile::write(const QString& path, const ContentWriter& write
     target_ = QFile::encodeName(path);
     access_ = rowOf(access);
     isOld_ = stat(target_.constData(), &old_) == 0;
-    if (path.isEmpty() || (isOld_ && S_ISDIR(old_.st_mode))) {
+    // A file that can't be looked at isn't missing: replacing it could change who may read it.
+    const bool isFree = !isOld_ && (errno == ENOENT || errno == ENOTDIR);
+    if (path.isEmpty() || (!isOld_ && !isFree) || (isOld_ && S_ISDIR(old_.st_mode))) {
         return ReplaceResult::cannotOpen;
     }
     if (isOld_ && !S_ISREG(old_.st_mode)) {

@@ -4,9 +4,13 @@
 #include "inspect/input.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <cerrno>
 
 namespace inspect {
 
@@ -203,7 +207,12 @@ QString secondPath(const QString& first, const QString& suffix, const QString& n
     if (found >= 0) {
         return others->takeAt(found);
     }
-    return QFileInfo(beside).isFile() ? beside : QString();  // a pipe is read only if an option or argument names it
+    // A pipe is read only if an option or argument names it. A file that can't be looked at is read, to report why.
+    struct stat status {};
+    const bool isThere = stat(QFile::encodeName(beside).constData(), &status) == 0
+                             ? S_ISREG(status.st_mode)
+                             : errno != ENOENT && errno != ENOTDIR;
+    return isThere ? beside : QString();
 }
 
 }  // namespace

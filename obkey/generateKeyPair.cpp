@@ -7,11 +7,12 @@
 
 #include <QDateTime>
 #include <QFile>
-#include <QFileInfo>
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 
 namespace {
@@ -40,7 +41,8 @@ bool copyKey(const QByteArray& path, const QString& copyPath) {
 
 /// Renames an older key to a free name before a new one is made. The older key keeps that name even if no new key is
 /// made, so that a script that finds a key at the path doesn't confuse the two. A key that can't be renamed, such as a
-/// mount point, is copied. False if that fails, too: imgtool would overwrite the only copy.
+/// mount point, is copied and then removed or, if that fails, closed to other users, since imgtool keeps the mode of a
+/// file that it overwrites. False if that fails, too.
 bool keepOldKey(const QString& path) {
     const QString stamp = QDateTime::currentDateTime().toString(QStringLiteral("_dd.MM.yyyy_hh_mm_ss"));
     const QString stem = path + stamp;
@@ -54,14 +56,22 @@ bool keepOldKey(const QString& path) {
         displayMessage(MessageKind::grey, "Rename file is succeeded \n");
         return true;
     }
-    return copyKey(oldName, kept);
+    return copyKey(oldName, kept) &&
+           (unlink(oldName.constData()) == 0 || chmod(oldName.constData(), S_IRUSR | S_IWUSR) == 0);
+}
+
+/// Whether a file may be at `path`: a file that can't be looked at counts.
+bool mayBeFile(const QString& path) {
+    struct stat status {};
+    return stat(QFile::encodeName(path).constData(), &status) == 0 ? S_ISREG(status.st_mode)
+                                                                   : errno != ENOENT && errno != ENOTDIR;
 }
 
 }  // namespace
 
 void generateKeyPair(const QString& keyPath, const QString& keyType, Imgtool& imgtool) {
     const QString path = QString(keyPath).replace(QLatin1Char('\\'), QLatin1Char('/'));
-    if (QFileInfo(path).isFile() && !keepOldKey(path)) {
+    if (mayBeFile(path) && !keepOldKey(path)) {
         reportError("Key Generation Failed \n");
         return;
     }

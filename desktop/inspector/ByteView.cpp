@@ -64,7 +64,7 @@ void ByteView::choose(qint64 offset, qint64 size) {
         const qint64 row = chosenOffset_ / columns_;
         const qint64 lastRow = (chosenOffset_ + chosenSize_ - 1) / columns_;
         const int top = verticalScrollBar()->value();
-        // Scroll if the selection isn't wholly visible: to its first row, with one row of context above.
+        // If the selection isn't wholly visible, scroll to its first row, with one row of context above.
         if (row < top || lastRow >= top + visibleRows()) {
             verticalScrollBar()->setValue(static_cast<int>(std::max<qint64>(0, row - 1)));
         }

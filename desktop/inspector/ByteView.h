@@ -7,8 +7,8 @@
 #include <functional>
 #include <memory>
 
-/// Shows bytes as offset, hexadecimal and text. It paints only the visible rows, straight from the bytes, which it
-/// doesn't copy. One byte is the current one. Callers and dragging can select a stretch of bytes.
+/// Shows bytes as offset, hexadecimal and text. It paints only the visible rows and doesn't copy the bytes. One byte is
+/// the current one. Callers and dragging can select a stretch of bytes.
 class ByteView : public QAbstractScrollArea {
     Q_OBJECT
 

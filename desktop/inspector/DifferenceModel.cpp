@@ -21,7 +21,7 @@ int DifferenceModel::columnCount(const QModelIndex& parent) const {
     return parent.isValid() ? 0 : ColumnCount;
 }
 
-// Finds the part by its name and address. Its number can't be used, because it may count the parts of the second file.
+// Finds the part by its name and address. The part's number can't be used, because it may refer to the second file.
 int DifferenceModel::lineOf(int row) const {
     if (row < 0 || row >= rowCount()) {
         return 0;

@@ -311,7 +311,7 @@ bool InspectPage::openFileAs(const QString& path, const QString& kind) {
     other_.clear();
     tabs_->setTabVisible(DifferencesTab, false);
     bytes_->clearPlain();
-    // The keys often stay the same from file to file; these options belong to the last file only.
+    // Keep the keys, which often stay the same from file to file. These options belong to the previous file only.
     for (const char* const field : {"as", "payload", "payload-b", "firmware", "option-bytes", "module", "blob",
                                     "address", "mode", "app", "except-signature"}) {
         form_->setValues(QLatin1String(field), {});

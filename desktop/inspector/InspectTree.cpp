@@ -33,7 +33,7 @@ Sign signOf(const inspect::Finding& finding) {
     return inspect::rowOf(finding.code).severity == inspect::Severity::error ? Sign::bad : Sign::note;
 }
 
-/// The state of each part by its number; index 0 is for everything that belongs to no part.
+/// The states of the parts by number; index 0 is the state of everything that belongs to no part.
 std::vector<Sign> partSigns(const inspect::Description& description) {
     std::vector<Sign> signs(description.parts.size() + 1, Sign::none);
     const auto note = [&signs](int part, Sign sign) {
@@ -90,7 +90,7 @@ QString titleOf(const inspect::Description& description) {
                                          : QString::fromLatin1(description.format->title);
 }
 
-/// What protects the bytes of a range.
+/// The protection of a range's bytes as text.
 QString coverText(inspect::Cover cover) {
     switch (cover) {
         case inspect::Cover::structure:
@@ -154,7 +154,7 @@ void InspectTree::add(int parent, InspectLine line) {
     lines_.push_back(line);
 }
 
-// Adds the file's direct children first and then those of its parts, so that siblings are next to each other.
+// Adds the file's direct children first and then the children of its parts, so that siblings are next to each other.
 void InspectTree::addChildren(int index) {
     const InspectLine file = line(index);
     const inspect::Description& description = *file.description;
@@ -266,7 +266,7 @@ QString InspectTree::value(const InspectLine& line, QByteArrayView bytes) const 
             return inspect::valueText(field);
         }
         case InspectLineKind::range: {
-            // The content isn't shown: it may be a secret.
+            // Only tags are shown, because other bytes may be secret.
             constexpr qint64 shown = 16;
             const bool isTag = line.description->ranges[line.item].role == inspect::Role::tag;
             const bool isThere =

@@ -14,7 +14,7 @@ enum class InspectLineKind { file, part, field, range, finding };
 struct InspectLine {
     InspectLineKind kind = InspectLineKind::file;
     Sign sign = Sign::none;
-    int file = 0;  ///< 1 if its bytes are those of the second file of a pair
+    int file = 0;  ///< 1 if its bytes are from the second file of a pair
     int parent = 0;
     int row = 0;  ///< index among its parent's children
     int firstChild = 0;
@@ -49,8 +49,8 @@ class InspectTree {
 
     /// The narrowest line that covers a byte; 0 if none.
     [[nodiscard]] int lineAt(int file, qint64 offset) const;
-    /// The line of this kind with this index in its list; 0 if none. A description has a line of the kind `file` with
-    /// the index 0.
+    /// The line of `kind` with the index `item` in its list; 0 if none. The line of the description itself has the kind
+    /// `file` and the index 0.
     [[nodiscard]] int lineOf(InspectLineKind kind, const inspect::Description* description, std::size_t item) const;
 
   private:

@@ -21,7 +21,7 @@ QString faultOf(const inspect::Report& report) {
 }
 
 /// Describes the file even if `verify` doesn't. If `verify` read no file, for example because a key file is missing,
-/// the report of `show` describes it. A file of unknown format gets a description without a format.
+/// the report of `show` describes the file. A file of unknown format gets a description without a format.
 void describeFile(InspectResult& result) {
     result.kept.wantsContents = result.request.wantsContents;
     result.report = run(result.request.verify, &result.kept);

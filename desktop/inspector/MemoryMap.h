@@ -4,9 +4,9 @@
 
 #include <vector>
 
-/// The picture of a MemoryMapModel: blocks in address order with their start and end addresses. A block is more
-/// than two lines of text high and grows with the logarithm of its size. Two zigzag lines mark a gap. Only the visible
-/// part is painted. It behaves like any view, with arrow keys, selection and tooltips.
+/// The picture of a MemoryMapModel: blocks in address order with their start and end addresses. A block is more than
+/// two lines of text high and grows with the logarithm of its size. Two zigzag lines mark a gap. Only the visible part
+/// is painted. Arrow keys, selection and tooltips work as in any view.
 class MemoryMap : public QAbstractItemView {
     Q_OBJECT
 

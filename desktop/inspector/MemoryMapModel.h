@@ -15,8 +15,8 @@ struct MapBlock {
     std::uint64_t from = 0;
     std::uint64_t to = 0;  ///< the last address
     int line = 0;          ///< the area's line in the tree
-    int other = 0;         ///< the line of the area that the first one collides with
-    int areas = 0;         ///< the number of areas that share it
+    int other = 0;         ///< the line of the second area of a collision
+    int areas = 0;         ///< the number of areas that share the stretch
 };
 
 /// The memory that a description covers, in rising order of addresses, with the gaps in between.
@@ -33,8 +33,8 @@ class MemoryMapModel : public QAbstractTableModel {
     enum Column { What, Start, End, Size, ColumnCount };
     enum Role {
         KindRole = Qt::UserRole,  ///< MapBlockKind
-        TitleRole,                ///< what the block contains
-        DetailRole,               ///< its name
+        TitleRole,                ///< the kind of the block, or its name if it has no kind
+        DetailRole,               ///< the name of the block; empty if the title contains it
         ColorRole,                ///< a number that areas of one kind share; -1 for a block without an area
         SizeRole,
     };

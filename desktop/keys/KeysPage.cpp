@@ -219,8 +219,8 @@ void KeysPage::showFields() {
 }
 
 void KeysPage::fitForm() {
-    // As high as its fields, so that the button is right below them: a form scrolls and has no minimum height of its
-    // own.
+    // Makes the form as high as its fields, so that the button is right below them. A form scrolls and has no minimum
+    // height of its own.
     const QWidget* body = view_->findChild<QScrollArea*>()->widget();
     for (QWidget* part : body->findChildren<QWidget*>()) {
         if (part->layout() != nullptr) {
@@ -236,7 +236,7 @@ void KeysPage::proposePublic() {
     if (path.isEmpty() || !view_->values(publicField).value(0).isEmpty()) {
         return;
     }
-    // The same name that the tool gives to the public key of a new pair.
+    // The tool gives the same name to the public key of a new pair.
     const QFileInfo info(path);
     view_->setValues(publicField, {QDir(info.path()).filePath(info.completeBaseName() + QStringLiteral("_pub.pem"))});
     refresh();

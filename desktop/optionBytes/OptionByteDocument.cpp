@@ -54,8 +54,8 @@ QString shown(const QByteArray& text) {
 
 }  // namespace
 
-/// Sets one word. It merges with the next change of the same part and becomes obsolete when the value is back at its
-/// start.
+/// Sets one word. It merges with the next change of the same part and becomes obsolete when the word has its old value
+/// again.
 class OptionByteDocument::SetWord : public QUndoCommand {
   public:
     SetWord(OptionByteDocument& document, qsizetype word, std::uint32_t after, int part)

@@ -13,7 +13,7 @@ class OptionByteDocument : public QObject {
     Q_OBJECT
 
   public:
-    /// The `part` that `setWord` gets for a whole word. The part of a field is its index; the part of a single bit is
+    /// The argument `part` of `setWord` for a whole word. The part of a field is its index; the part of a single bit is
     /// `wholeWord - 1 - bit`.
     static constexpr int wholeWord = -1;
 

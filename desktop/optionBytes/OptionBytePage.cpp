@@ -37,7 +37,7 @@ class Bar : public QWidget {
     }
 };
 
-/// The remarks for the user: first those on the descriptions, then those on the table, up to one for each word.
+/// The remarks for the user: first the remarks on the descriptions, then the remarks on the table.
 class RemarkModel : public QAbstractListModel {
   public:
     RemarkModel(const OptionByteDocument& document, const QStringList& search, QObject* parent)
@@ -53,7 +53,7 @@ class RemarkModel : public QAbstractListModel {
                                                            : document_.remarkText(index.row() - search_.size());
     }
 
-    /// -1 for a remark on no single word.
+    /// The word that a remark is about; -1 if it isn't about a single word.
     [[nodiscard]] qsizetype wordOf(int row) const {
         return row < search_.size() ? -1 : document_.remarks().at(row - search_.size()).word;
     }
@@ -72,7 +72,7 @@ class RemarkModel : public QAbstractListModel {
 
 OptionBytePage::~OptionBytePage() {
     worker_.waitForDone();  // older searches too: each reports its result to this page
-    // These refer to the document, which is destroyed before the page's child widgets.
+    // These widgets refer to the document, which is destroyed before the page's child widgets.
     delete body_;
     delete remarks_;
 }
@@ -118,12 +118,12 @@ OptionBytePage::OptionBytePage(PageContext& context, QWidget* parent)
     connect(&document_, &OptionByteDocument::tableReset, this, &OptionBytePage::showTable);
     connect(&document_, &OptionByteDocument::remarksChanged, this, &OptionBytePage::showRemarks);
     connect(&document_, &OptionByteDocument::stateChanged, this, &Page::stateChanged);
-    // Queued until the stack is done: a field that loses the focus commits its entry, which pushes another step.
+    // Queued until the stack is done, because a field that loses the focus commits its entry and pushes another step.
     connect(
         &document_, &OptionByteDocument::wordWound, this,
         [this](qsizetype word) {
             if (word != words_->word() && word < document_.wordCount()) {
-                // The fields of the old word are destroyed, and the focus with them.
+                // Move the focus first, because the fields of the old word are destroyed.
                 words_->setFocus(Qt::OtherFocusReason);
                 words_->choose(word);
             }
@@ -321,7 +321,7 @@ bool OptionBytePage::saveTo(const QString& path) {
 }
 
 void OptionBytePage::searchDevices() {
-    // The descriptions may be on a slow drive.
+    // Search on another thread, because the descriptions may be on a slow drive.
     worker_.start([this, number = ++newestSearch_, own = context_.settings.deviceFolder()] {
         const DeviceSearch search = findDevices(shippedDescriptions(), own);
         QMetaObject::invokeMethod(this, [this, number, search] {
@@ -351,7 +351,7 @@ void OptionBytePage::takeDevices(const DeviceSearch& search) {
     }
     devices_->setPlaceholderText(devices_->count() == 0 ? tr("No description with option bytes was found")
                                                         : tr("Choose a device"));
-    (void)word_->commit();  // a new device replaces the fields, and with them any pending entry
+    (void)word_->commit();  // a new device replaces the fields and discards a pending entry
     const Device* chosen = document_.device() == nullptr ? nullptr : search_.find(document_.device()->deviceId);
     if (chosen != nullptr) {
         document_.setDevice(*chosen);
@@ -384,7 +384,7 @@ void OptionBytePage::chooseDevice(int row) {
     const bool isSame = found == nullptr || (document_.device() != nullptr && document_.holdsTable() &&
                                              document_.device()->deviceId == found->deviceId);
     if (!isSame) {
-        // A search may end while the question is open, and replace the devices that were found before.
+        // Copy the device: a search may end while the question is open and replace the devices that were found before.
         const Device device = *found;
         if (document_.holdsTable() && !document_.path().isEmpty()) {
             document_.setDevice(device);

@@ -28,7 +28,7 @@ class OptionFieldEditor : public QWidget {
 
     /// Whether the user has typed a value that isn't in the word yet.
     [[nodiscard]] bool hasEntry() const;
-    /// Commits the pending entry. Shows the reason and returns false if it isn't a value of the field.
+    /// Commits the pending entry. If it isn't a value of the field, shows the reason and returns false.
     [[nodiscard]] bool commit();
     void focusEntry();
 

@@ -7,10 +7,9 @@
 
 class QPainter;
 
-/// A picture of a device's OTP words in numbered rows. Words of one purpose have a common outline with its name, words
-/// that an item fills are coloured, and words that two items claim are red and hatched. The mouse or the arrow keys
-/// move to a word, and the view reports the word's purpose as text. A click or Return chooses the item that fills the
-/// word.
+/// A picture of a device's OTP words in numbered rows. Words of one purpose have a common outline with its name. Words
+/// that an item fills are coloured. Words that two items claim are red and hatched. The mouse or the arrow keys move to
+/// a word, and the view reports the word's purpose as text. A click or Return chooses the item that fills the word.
 class OtpMapView : public QWidget {
     Q_OBJECT
 

@@ -50,7 +50,7 @@ QFormLayout* makeForm() {
     return form;
 }
 
-/// Shows a text that is too long for a line shortened and read-only.
+/// Shows `text`. If it is too long for a line, shortens it and makes the line read-only.
 void setLine(QLineEdit* line, const QString& text) {
     constexpr qsizetype longestLine = 4096;
     constexpr qsizetype shownOfLonger = 64;
@@ -296,8 +296,8 @@ void SecretEditor::connectLine(QLineEdit* line, const QByteArrayList& path, cons
     connect(line, &QLineEdit::editingFinished, &document_, &SecretsDocument::endField);
 }
 
-/// The path that the document gets for a file. Short if possible, and never with a leading dot, which the library
-/// handles in a special way.
+/// The path that the document stores for a file. It is relative if possible, but never starts with a dot, because the
+/// library treats such a path in a special way.
 QString SecretEditor::writtenPath(const QString& path) const {
     const QString relative = QDir(document_.folder()).relativeFilePath(path);
     return document_.path().isEmpty() || relative.startsWith(u'.') ? path : relative;
@@ -356,7 +356,7 @@ void SecretEditor::pickFuse(int entry) {
         change(changesFor(item, fuses_.words.at(entry - 1)), tr("Choose Purpose"));
         document_.endField();
     }
-    showFuse(document_.items().at(row_));  // no purpose chosen: the index remains in effect
+    showFuse(document_.items().at(row_));  // without a purpose, the item keeps its index
 }
 
 void SecretEditor::pickKind(int kind) {

@@ -28,7 +28,7 @@ class SecretEditor : public QWidget {
     void setFuses(const DeviceFuses& fuses);
     /// Shows the item `row`, or none for -1. `place` is the verdict on its words.
     void showItem(qsizetype row, const SecretSize& size, const Verdict& place);
-    /// The changes that make `item` an item for the words `fuse` of the description.
+    /// The changes that assign `item` to the words `fuse` of the description.
     [[nodiscard]] QList<SecretChange> changesFor(const SecretItem& item, const FuseWords& fuse) const;
 
     /// Puts the focus into the field with the item's data.

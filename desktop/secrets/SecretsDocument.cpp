@@ -44,8 +44,8 @@ QList<DeviceField> protectionPlaces(const DeviceFuses& fuses) {
     return places;
 }
 
-/// Bits that belong to no field go into the lowest field's value. A value that is too wide for its field reaches the
-/// bits above it, so that the word keeps them.
+/// The values of the fields in the word `protection`. The lowest field's value also contains the bits that belong to no
+/// field. It is then too wide for its field and reaches the bits above, so the word keeps them.
 QList<std::uint32_t> protectionValues(const QList<DeviceField>& places, std::uint32_t protection) {
     std::uint32_t described = 0;
     qsizetype lowest = -1;
@@ -320,7 +320,7 @@ QByteArray SecretsDocument::text() const {
     QByteArray text = head_;
     const QByteArray first = gaps_.isEmpty() ? QByteArray(firstGap) : gaps_.constFirst();
     for (qsizetype i = 0; i < list_.texts.size(); ++i) {
-        // The separator before a new item is the last one of the document.
+        // An item without an original separator gets the document's last one.
         text += i == 0 ? first : i < gaps_.size() ? gaps_.at(i) : gaps_.size() > 1 ? gaps_.constLast() : ',' + first;
         text += list_.texts.at(i);
     }

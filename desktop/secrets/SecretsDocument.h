@@ -27,8 +27,8 @@ struct SecretChange {
 /// A number as documents write it: hexadecimal with 0x.
 [[nodiscard]] QString secretNumber(std::uint32_t number);
 
-/// The text of a new item. Its protection has the fields of the device or, without a description of these, the fields
-/// of the example documents.
+/// The text of a new item. Its protection has the fields that `fuses` describes. If `fuses` describes none, it has the
+/// fields of the example documents.
 [[nodiscard]] QByteArray secretItemText(const DeviceFuses& fuses, const NewSecret& secret);
 
 /// A field of the protection word with its name in documents.
@@ -55,8 +55,8 @@ struct SecretList {
     QList<SecretItem> items;
 };
 
-/// A secrets document as a list of items. It keeps the original text, cut at its items, and a change replaces the text
-/// of one value only, so that saving preserves everything else. All changes go through its undo stack.
+/// A secrets document as a list of items. It keeps the original text, cut at its items. A change replaces only the text
+/// of one value, so saving preserves everything else. All changes go through its undo stack.
 class SecretsDocument : public QObject {
     Q_OBJECT
 
@@ -75,7 +75,7 @@ class SecretsDocument : public QObject {
     [[nodiscard]] bool save(const QString& path, QString& fault);
     [[nodiscard]] QByteArray text() const;
 
-    [[nodiscard]] QString path() const { return path_; }  ///< empty for one that was never saved
+    [[nodiscard]] QString path() const { return path_; }  ///< empty for a document that was never saved
     /// The folder that relative paths start from: the document's folder, or the current one for a document without a
     /// file.
     [[nodiscard]] QString folder() const;

@@ -67,8 +67,8 @@ SecretsPage::SecretsPage(PageContext& context, QWidget* parent)
 }
 
 SecretsPage::~SecretsPage() {
-    worker_.waitForDone();         // it reports its result to this page
-    document_.blockSignals(true);  // its stack is emptied after the window that listens was destroyed
+    worker_.waitForDone();         // its jobs report their results to this page
+    document_.blockSignals(true);  // its stack is emptied later, when the listening window is gone
     delete editor_;                // it refers to the document, which is destroyed before the page's child widgets
 }
 
@@ -194,7 +194,7 @@ QWidget* SecretsPage::makeBody() {
 void SecretsPage::connectDocument() {
     const auto look = [this](qsizetype row) {
         row_ = row;
-        if (!isBusy_) {  // the result belongs to another version of the document
+        if (!isBusy_) {  // the shown result belongs to an older version of the document
             footer_->showResult(StatusMark::Kind::none, QString());
             footer_->offerInspect(false);
         }
@@ -319,7 +319,7 @@ void SecretsPage::showTable() {
             QStringLiteral("0x%1").arg(protectionWord(item) & secretRecord::protectionMask, 8, 16, QLatin1Char('0'));
         if (!plan_.faults.at(i).isEmpty()) {
             row.fault = plan_.faults.at(i);
-            row.place += QStringLiteral(" ✕");  // don't mark it by colour alone
+            row.place += QStringLiteral(" ✕");  // don't mark the fault by colour alone
         } else if (open.kind == Verdict::Kind::fault) {
             row.fault = open.text;
             row.source += QStringLiteral(" ✕");

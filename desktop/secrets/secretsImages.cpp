@@ -53,7 +53,8 @@ SecretSize sizeOfWords(const SecretItem& item) {
     return size;
 }
 
-/// The verdict on the path of an item. A pipe would block its reader, and with it the window on closing.
+/// The verdict on the path of an item. Rejects a pipe, because its reader could wait forever, and a closing window
+/// waits for the reader.
 Verdict fileVerdict(const QString& path, qint64& bytes) {
     const QFileInfo info(path.contains(QChar::Null) ? QString() : path);
     const char* fault = !info.exists()       ? QT_TRANSLATE_NOOP("SecretsPage", "There is no file “%1”.")
@@ -277,7 +278,7 @@ SecretsMade makeSecretsImage(std::uint32_t deviceId, const QList<SecretItem>& it
         if (item.isFile) {
             item.PathOrWord = secretFile(item.PathOrWord, folder);
         } else if (item.Bytes = bytesOf(item); item.Bytes.size() > otpWordSize) {
-            // The library makes a record of several words from a file of numbers only.
+            // The library makes a record of several words only from a file of numbers.
             item.isFile = true;
             item.Format = 1;
             item.PathOrWord.clear();
@@ -314,7 +315,7 @@ bool readSecretsImage(const Device& device, const QString& path, QByteArrayList&
     QByteArrayList found;
     qsizetype zeros = 0;
     for (const SecretSegment& segment : std::as_const(segments)) {
-        // Keep the first one: an image stores its first item in the first word.
+        // Keep the first segment even if it is zero, because an image stores its first item in the first word.
         if (hasFixedLayout(device.deviceId) && isZero(segment.data) && !found.isEmpty()) {
             ++zeros;
             continue;

@@ -18,8 +18,8 @@ enum class SecretKind {
 
 [[nodiscard]] SecretKind secretKind(const SecretItem& item);
 
-/// The file that the path of an item refers to. A path with a leading "." is relative to the library's own folder, any
-/// other one to `folder`. An empty path stays empty.
+/// The file that the path of an item refers to. A path with a leading "." is relative to the library's own folder. Any
+/// other relative path is relative to `folder`. An empty path stays empty.
 [[nodiscard]] QString secretFile(const QString& path, const QString& folder);
 
 /// The size of an item's data in the image.
@@ -35,8 +35,8 @@ struct SecretSize {
 
 [[nodiscard]] SecretSize secretSize(const SecretItem& item, const QString& folder);
 
-/// The reason why an item can't be stored: a fault or missing data; good if there is none. An optional item without a
-/// file is left out of the image.
+/// Whether an item can be stored. The verdict is good, or it gives the reason: a fault or missing data. The image
+/// leaves out an optional item without a file.
 [[nodiscard]] Verdict openVerdict(const SecretItem& item, const SecretSize& size);
 
 /// The words that the items fill. An item of unknown size fills the words that `fuses` describes from its index on.
@@ -73,6 +73,6 @@ struct SecretsMade {
                                            const QString& outputPath);
 
 /// Reads an image of `device` and returns its records as texts of items. On failure returns false with `fault`.
-/// `remark` names what the items leave out; empty if nothing.
+/// `remark` names the words of the image that the items leave out; empty if none.
 [[nodiscard]] bool readSecretsImage(const Device& device, const QString& path, QByteArrayList& items, QString& fault,
                                     QString& remark);

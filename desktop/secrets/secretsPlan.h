@@ -8,14 +8,14 @@
 struct SecretsPlan {
     QList<SecretSize> sizes;
     QList<OtpItem> places;  ///< with the names as shown
-    QStringList faults;     ///< the fault of its place; empty if there is none
-    QList<Verdict> open;    ///< the reason why it can't be stored; good if there is none
+    QStringList faults;     ///< the fault of the item's place; empty if there is none
+    QList<Verdict> open;    ///< whether the item can be stored, with the reason if not
     OtpMap map;
 };
 
 [[nodiscard]] SecretsPlan planSecrets(const Device& device, const QList<SecretItem>& items, const QString& folder);
 
-/// A device without a description: each word that its images can contain, as a purpose of its own.
+/// The words of a device without a description. Each word that its images can contain is a purpose of its own.
 [[nodiscard]] Device plainDevice(std::uint32_t deviceId);
 
 /// A range of words with both ends included: "176–183".

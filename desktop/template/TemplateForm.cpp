@@ -113,7 +113,7 @@ void makeBool(const ObkeyParam& param, TemplateField& field) {
     }
 }
 
-/// Makes a choice of the list's entries without their blanks. The chosen entry keeps the template's spelling.
+/// Makes a choice of the list's entries and removes their blanks. The chosen entry keeps the template's spelling.
 void makeList(const ObkeyParam& param, TemplateField& field) {
     field.kind = FieldKind::choice;
     field.value = withoutBlanks(field.value);
@@ -188,8 +188,8 @@ TemplateField switchOf(const McubootParam& param, const TemplateField& field) {
     return made;
 }
 
-/// Gives every field an id and locks those that the write-back can't reach: it searches by name and changes the first
-/// match.
+/// Gives every field an id and locks the fields that can't be changed. The write-back changes the first parameter with
+/// a name, so it can't reach a field without a name or a later one with the same name.
 void nameFields(QList<TemplateField>& fields) {
     QSet<QString> ids;
     for (TemplateField& field : fields) {
@@ -215,8 +215,8 @@ void nameFields(QList<TemplateField>& fields) {
     }
 }
 
-/// Links each parameter to the check box that it depends on: the user can change it only while the box is checked. Its
-/// value is in effect in either case.
+/// Links each parameter to the check box that it depends on. The user can change the parameter only while the box is
+/// checked. The parameter's value is in effect in either case.
 void linkDependencies(const QList<ObkeyParam>& params, QList<TemplateField>& fields) {
     for (TemplateField& field : fields) {
         const QString wanted = params[field.param].dependency.value_or(QString());

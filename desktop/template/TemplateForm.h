@@ -30,7 +30,7 @@ struct TemplateField {
     QString trueText, falseText;  ///< the template's texts for the two states of a check box
     QString value;                ///< the template's value, in the template's spelling
     QString example;
-    QString lock;        ///< the reason why the user can't change it here; usually empty
+    QString lock;        ///< the reason why the user can't change the field here; usually empty
     QString switchedBy;  ///< the id of the check box that must be checked to allow a change; usually empty
     bool isHidden = false;
 };
@@ -52,18 +52,18 @@ struct TemplateForm {
 /// The fields' texts by id, in the template's spelling. A field without an entry has its `value`.
 using TemplateValues = QHash<QString, QString>;
 
-/// Reads the template at `path` and checks it like the tool, with the schemas in `schemaFolder`. On failure returns
-/// false with one sentence in `fault` and leaves `form` unchanged: if the tool would reject the template or a form
-/// can't show it.
+/// Reads the template at `path` and checks it like the tool, with the schemas in `schemaFolder`. Fails if the tool
+/// would reject the template or if a form can't show it. On failure returns false with one sentence in `fault` and
+/// leaves `form` unchanged.
 [[nodiscard]] bool readTemplateForm(const QString& path, const QString& schemaFolder, TemplateForm& form,
                                     QString& fault);
 
-/// The verdict on a field's text: whether the tool accepts it, and what it becomes. The form itself checks that the
-/// files exist.
+/// The verdict on a field's text: whether the tool accepts it and how the tool reads it. The form itself checks that
+/// the files exist.
 [[nodiscard]] Verdict checkTemplateValue(const TemplateForm& form, const TemplateField& field, const QString& text);
 
-/// A field's text as the form shows it, and the reverse. If the shown text is that of the template's own value, the
-/// value keeps its spelling.
+/// shownTemplateText returns a field's text as the form shows it; storedTemplateText is the reverse. If `shown` is the
+/// shown text of the template's own value, storedTemplateText returns that value in the template's spelling.
 [[nodiscard]] QString shownTemplateText(const TemplateField& field, const QString& text);
 [[nodiscard]] QString storedTemplateText(const TemplateForm& form, const TemplateField& field, const QString& shown);
 

@@ -57,7 +57,7 @@ class FieldChange : public QUndoCommand {
     int visit_;
 };
 
-/// Makes a label of `name` with a mnemonic that isn't in `used`, if the name has a letter left for one.
+/// Makes a label of `name`. Its mnemonic is the first letter that isn't in `used`. Without such a letter, it has none.
 QString labelWithMnemonic(const QString& name, QString& used) {
     QString label = name;
     label.replace(u'&', QStringLiteral("&&"));
@@ -213,7 +213,7 @@ bool TemplatePage::openTemplate(const QString& path) {
         context_.dialogs.showFault(this, fault);
         return false;
     }
-    undo_->clear();  // while the steps and the shown fields still belong to the same template
+    undo_->clear();  // do it now, while the steps belong to the shown template
     form_ = std::move(form);
     mark_.note(form_->path);
     values_.clear();
@@ -249,7 +249,7 @@ QList<FormField> TemplatePage::templateFields(QString& mnemonics) {
         for (const TemplateChoice& choice : field.choices) {
             made.choices.append({choice.value, choice.label});
         }
-        // The firmware parameter of an image template has no option of imgtool.
+        // In an image template, the firmware is the parameter without an option of imgtool.
         const bool isFirmware = form_->format == formatMcuboot && !form_->image.params[field.param].command;
         made.role = field.kind == FieldKind::outFile ? PathRole::output
                     : isFirmware                     ? PathRole::firmware
@@ -416,7 +416,7 @@ void TemplatePage::refresh() {
     message_->setVisible(!layout.isEmpty());
     panel_->setFolder(form_->folder());
     panel_->setCommand(argumentsOf(*job(), jobValues()), points);
-    // The outputs of the template as edited, and those of the other fields as the files on disk give them.
+    // The outputs of the edited template, and the outputs of the other fields according to the files on disk.
     JobValues others = jobValues();
     others.remove(QLatin1String(templateField));
     panel_->setOutputs(templateOutputs(*form_, values_) + job()->moreOutputs(others));
@@ -469,7 +469,7 @@ bool TemplatePage::saveAs() {
                                   tr("Save"))) {
         return false;
     }
-    // The file dialog has asked about replacing any other file.
+    // The file dialog has already asked whether to replace any other file.
     if (path == form_->path && !mayReplace()) {
         return false;
     }

@@ -10,7 +10,7 @@
 [[nodiscard]] QByteArray fuzzTarget();
 void setFuzzTarget(const QByteArray& name);
 
-/// A file in memory with one fuzzer input. Its path ends with the suffix that the reader expects. All messages are
+/// A temporary file with one fuzzer input. Its path ends with the suffix that the reader expects. All messages are
 /// discarded from the first object on.
 class FuzzFile {
   public:

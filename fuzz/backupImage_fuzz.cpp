@@ -3,7 +3,7 @@
 
 #include <cstdlib>
 
-// The records of an image, joined, must be the bytes of the file.
+// The joined records of an image must be the bytes of the file.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const FuzzFile file(data, size, ".bin");
     QList<BackupSegment> segments;

@@ -145,7 +145,7 @@ void writeDocuments(const QDir& root) {
     write(root, "commandLine", "tbi", QByteArray::fromHex("0312391341421512164a1744"));
 }
 
-// Writes seeds for the opener. Its verify target has the same key and nonce as the kit.
+// Writes seeds for the opener. The kit uses the key and nonce of the verify target.
 void writeInspected(const QDir& root) {
     const QByteArray image = kitMake(kitInstallImage());
     const KitPair update = kitUpdate(QByteArray(33, 'u'), 2);

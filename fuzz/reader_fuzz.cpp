@@ -1,4 +1,4 @@
-// Fuzzes openFile, with one target for each format that it recognises by its suffix. Each is named after the suffix.
+// Fuzzes openFile. Each suffix that openFile recognises has a target with its name.
 
 #include "files/openFile.h"
 #include "files/recordFiles.h"

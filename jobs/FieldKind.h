@@ -1,6 +1,6 @@
 #pragma once
 
-/// The kind of value of a form's field, which decides how it is edited.
+/// The kind of a field's value. It decides how the form edits the value.
 enum class FieldKind {
     text,     ///< one line
     fixed,    ///< one line in the fixed font: numbers, addresses, hexadecimal

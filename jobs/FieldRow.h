@@ -9,8 +9,8 @@
 
 #include <span>
 
-/// The values of a form by the ids of its fields, in the form that `FormView` uses: one text or none. A field of the
-/// kind `FieldKind::inFiles` has two texts per row, the path and the text after it.
+/// The values of a form by field id, as in `FormView`. A value is one text or none. A value of the kind
+/// `FieldKind::inFiles` has two texts per row: the path and the text after it.
 using JobValues = QHash<QString, QStringList>;
 
 struct FieldRow;
@@ -57,7 +57,7 @@ struct FieldRow {
 [[nodiscard]] bool isShown(const FieldRow& row, const JobValues& values);
 [[nodiscard]] bool isPath(const FieldRow& row);
 
-/// Judges whether the tool reads the words of a value unchanged: as a path or value, and not as an option.
+/// Judges whether the tool reads the words of a value unchanged, and none of them as an option.
 [[nodiscard]] Verdict judgeWords(const FieldRow& row, const QStringList& own);
 
 /// The verdict on a field's value: first the general rules of the tool's command line, then the row's own check.

@@ -6,7 +6,7 @@
 struct Verdict {
     enum class Kind {
         good,
-        warning,  ///< good, but the text has something that the user should know
+        warning,  ///< good, but the user should read the text
         missing,  ///< empty, but needed: not a fault until the user presses Run
         fault,
     };

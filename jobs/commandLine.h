@@ -18,7 +18,7 @@ struct JobRow;
 
 /// Appends the value without an option.
 void valueAlone(const FieldRow& row, const JobValues& values, QStringList& arguments);
-/// Appends for each path the option, the path and the words of the text after it.
+/// Appends the option, the path and the words after the path, for each path.
 void optionForEach(const FieldRow& row, const JobValues& values, QStringList& arguments);
 /// Appends the option once, then all paths.
 void optionForAll(const FieldRow& row, const JobValues& values, QStringList& arguments);

@@ -18,8 +18,8 @@
 [[nodiscard]] Verdict checkHexAddress(const QStringList& value);
 [[nodiscard]] Verdict checkLength(const QStringList& value, qsizetype mostBytes);
 
-/// Calls `check` for each path and the text after it. The result is the first verdict that isn't good; if there is
-/// none, it is the texts of all.
+/// Calls `check` for each path and the text after it. Returns the first verdict that isn't good. If all are good,
+/// returns a good verdict with all texts.
 [[nodiscard]] Verdict checkFiles(const QStringList& value,
                                  Verdict (*check)(const QString& path, const QString& beside));
 /// Needs a file of one of these sizes. Without sizes, any file that isn't empty is good.

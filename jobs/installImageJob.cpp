@@ -120,7 +120,7 @@ Verdict checkNoToken(const JobValues& all) {
                : Verdict();
 }
 
-/// For raw binary the mode is before the region, for other files after it.
+/// Puts the mode before the region for raw binary, and after the region for other files.
 void externalArguments(const FieldRow& row, const JobValues& values, QStringList& arguments) {
     const QStringList own = values.value(QLatin1String(row.id));
     if (textOf(own).isEmpty()) {

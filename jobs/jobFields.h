@@ -25,7 +25,7 @@ inline Verdict checkImageVersion(const QStringList& own) {
     return checkNumber(own, 255);
 }
 
-/// `row` for a file to make, which is needed.
+/// `row` for a required output file.
 constexpr FieldRow outputRow(FieldRow row) {
     row.kind = FieldKind::outFile;
     row.required = true;
@@ -33,7 +33,7 @@ constexpr FieldRow outputRow(FieldRow row) {
     return row;
 }
 
-/// `row` for a file with a secret, which is needed.
+/// `row` for a required file with a secret.
 constexpr FieldRow secretRow(FieldRow row) {
     row.kind = FieldKind::inFile;
     row.required = true;

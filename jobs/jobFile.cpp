@@ -30,7 +30,7 @@ struct Texts {
     Q_DECLARE_TR_FUNCTIONS(jobs)
 };
 
-/// Whether `text` can be both an argument and the value of a field: an argument ends at a NUL, half a surrogate pair
+/// Whether `text` can be both an argument and the value of a field. An argument ends at a NUL, half a surrogate pair
 /// has no UTF-8 form, and a field shortens a text that is too long.
 bool isArgument(const QString& text) {
     return text.isValidUtf16() && !text.contains(QChar::Null) && text.size() <= longestText;
@@ -86,7 +86,7 @@ bool readEntries(const FieldRow& row, const QJsonArray& entries, const QDir& fol
             !(beside.isUndefined() || beside.isString())) {
             return false;
         }
-        // If the form has no place for a text after the path, the user couldn't see it.
+        // Without a place in the form, the user couldn't see the text after the path.
         if (!beside.isUndefined() && *row.besideLabel == '\0') {
             return false;
         }

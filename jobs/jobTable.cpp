@@ -144,7 +144,7 @@ QString personalizationHint(const JobValues& /*values*/) {
                      "nothing.");
 }
 
-/// The first other field of the job that names the file at `path`; null if none does.
+/// The first other field of the job that names the file at `path`; null if there is none.
 const FieldRow* otherFieldOf(const JobRow& job, const FieldRow& own, const JobValues& values, const QString& path) {
     for (const FieldRow* const row : fieldsOf(job)) {
         if (row == &own || !isPath(*row) || !isShown(*row, values)) {
@@ -319,7 +319,7 @@ Verdict judgeInJob(const JobRow& job, const FieldRow& row, const JobValues& valu
         return verdict;
     }
     const QString label = Texts::tr(other->label).remove(u'&');
-    // The tool reads these files whole before it writes anything, and can replace them.
+    // The tool reads these files completely before it writes, so it can replace them.
     const bool mayReplace =
         &row != &logRow && (other->role == PathRole::firmware || qstrcmp(job.command, "-gpdata") == 0);
     return mayReplace

@@ -34,7 +34,7 @@ inline constexpr const char* inspectPage = "inspect";
 /// The rows of the job, and the rows that all jobs have.
 [[nodiscard]] QList<const FieldRow*> fieldsOf(const JobRow& job);
 
-/// The verdict on a value of the job: that of `judge`, and a verdict on an output that is another of the job's files.
+/// The verdict of `judge` on a value of the job. It also checks whether an output is another file of the job.
 [[nodiscard]] Verdict judgeInJob(const JobRow& job, const FieldRow& row, const JobValues& values);
 
 /// The values of a new form of the job.

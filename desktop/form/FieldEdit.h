@@ -15,9 +15,9 @@ class FieldEdit : public QWidget {
     /// Emits no signal.
     virtual void setValues(const QStringList& values) = 0;
     virtual void setEditable(bool editable) = 0;
-    /// Gives `text` to screen readers as the description. A frame of the editor shows a fault.
+    /// Sets the description for screen readers. With `isFault`, the editor has a frame that shows the fault.
     virtual void describe(const QString& text, bool isFault) = 0;
-    /// The part that gets the focus by the label's mnemonic.
+    /// The part that the label's mnemonic focuses.
     [[nodiscard]] virtual QWidget* first() const = 0;
 
   signals:

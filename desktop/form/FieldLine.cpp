@@ -17,7 +17,7 @@ constexpr int fewestCharacters = 9;
 FieldLine::FieldLine(int characters, QWidget* parent)
     : QLineEdit(parent), characters_(characters), buttonHeight_(QPushButton(QStringLiteral("…")).sizeHint().height()) {
     setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Fixed);
-    // The whole field accepts drops.
+    // The field accepts the drops instead.
     setAcceptDrops(false);
 }
 

@@ -7,7 +7,7 @@ class FieldLine : public QLineEdit {
     Q_OBJECT
 
   public:
-    /// The preferred width is that of `characters` characters; the line shrinks if there is less room.
+    /// The preferred width is `characters` characters. The line shrinks if there is less room.
     explicit FieldLine(int characters, QWidget* parent = nullptr);
 
     /// With `isPath`, a line without the focus shows both ends of a text that is too long.

@@ -24,7 +24,7 @@ namespace {
 constexpr int labelColumn = 0;
 constexpr int fieldColumn = 1;
 constexpr int mostOfReset = 40;     ///< characters of the initial value in the context menu
-constexpr int mostCharacters = 78;  ///< width of a field with its button; with the labels a form has about 90
+constexpr int mostCharacters = 78;  ///< width of a field with its button; the whole form has about 90
 
 /// A verdict, with the values and file stamps that it was made from.
 struct Judged {
@@ -441,7 +441,7 @@ void FormView::setVerdict(const QString& id, const Verdict& verdict) {
     Row* row = inside_->find(id);
     if (row != nullptr) {
         row->said = verdict;
-        // A fault found by the field's own check isn't shown before the user has finished typing.
+        // While the user types, a fault that the field's own check finds stays hidden.
         const Verdict all = inside_->judge(*row);
         if (!row->isTouched || all.text == verdict.text) {
             inside_->showVerdict(*row, all);

@@ -37,12 +37,12 @@ class FormView : public QWidget {
     void keepValues();
     void setShown(const QString& id, bool shown);
     void setEditable(const QString& id, bool editable);
-    /// Sets the base of relative paths. Before the first call it is the current folder of the process.
+    /// Sets the base of relative paths. Before the first call, the base is the current folder of the process.
     void setFolder(const QString& folder);
     /// Shows a verdict that the field's own check can't find. The next edit of the field removes it.
     void setVerdict(const QString& id, const Verdict& verdict);
 
-    /// Judges all fields, and returns the labels, without mnemonics, of those that are missing or faulty, in order.
+    /// Judges all fields. Returns the labels of the missing or faulty fields, in order and without mnemonics.
     [[nodiscard]] QStringList openPoints();
     /// Shows every verdict, and moves the focus to the first field that is missing or faulty.
     void focusFirstOpenPoint();

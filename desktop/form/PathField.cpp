@@ -128,7 +128,7 @@ void PathField::take(const QString& path) {
     if (path.isEmpty()) {
         return;
     }
-    // Inserted like typed text, so that undo in the line removes it.
+    // Insert the path like typed text, so that undo in the line removes it.
     line_->selectAll();
     line_->insert(path);
     emit edited();

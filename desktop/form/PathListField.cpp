@@ -31,7 +31,7 @@ PathListField::PathListField(const FormField& field, PageContext& context, QWidg
     setAcceptDrops(true);
     layout_->setContentsMargins(0, 0, 0, 0);
     addRow();
-    // Made a child after the first row, the button follows it in the order of Tab.
+    // The button becomes a child after the first row, so it follows that row in the order of Tab.
     layout_->addWidget(add_, 0, Qt::AlignLeft);
     connect(add_, &QPushButton::clicked, this, [this] {
         addRow();
@@ -70,7 +70,7 @@ void PathListField::setEditable(bool editable) {
     isEditable_ = editable;
     for (const Row& row : rows_) {
         row.path->setEditable(editable);
-        // The list itself accepts dropped files and adds them, so that they replace no path of a row.
+        // The list accepts dropped files and adds them. A row would replace its path.
         row.path->setAcceptDrops(false);
         row.remove->setEnabled(editable);
         if (row.beside != nullptr) {
@@ -164,7 +164,7 @@ void PathListField::addRow() {
         emit edited();
     });
     layout_->insertWidget(static_cast<int>(rows_.size()), row.box);
-    // The layout would show the row later, but a hidden widget can't get the focus.
+    // The layout shows the row only later, but a hidden widget can't get the focus.
     row.box->show();
     rows_.append(row);
     renameRows();
@@ -212,7 +212,7 @@ void PathListField::renameRows() {
     }
 }
 
-/// Without this, a new row would be the last one of the window in the order of Tab.
+/// Puts the rows in order for Tab. Qt puts a new row at the end of the window's order.
 void PathListField::orderTabs() {
     QWidget* before = nullptr;
     const auto follow = [&before](QWidget* part) {

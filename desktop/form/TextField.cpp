@@ -7,7 +7,7 @@
 
 namespace {
 
-/// Only a few widths, so that the right ends of the fields look aligned.
+/// Returns one of a few widths, so that the right ends of the fields look aligned.
 int charactersFor(const FormField& field) {
     const qsizetype longest = qMax(field.placeholder.size(), field.initial.value(0).size());
     for (const int characters : {field.kind == FieldKind::fixed ? 16 : 32, 32, 48}) {

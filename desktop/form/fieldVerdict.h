@@ -3,17 +3,17 @@
 #include "desktop/form/FormField.h"
 
 /// The verdict that follows from the kind of a field: whether a value is missing, and whether its files and folders
-/// exist and can be used. Relative paths are relative to `folder`, or to the current folder of the process if that is
-/// empty.
+/// exist and can be used. Relative paths start from `folder`; an empty `folder` means the current folder of the
+/// process.
 [[nodiscard]] Verdict fieldVerdict(const FormField& field, const QStringList& values, const QString& folder);
 
-/// Turns a good verdict on input files into a warning if every user can read one of them that is secret.
+/// Turns a good verdict into a warning if every user of the computer can read a secret input file.
 [[nodiscard]] Verdict withAccess(const Verdict& verdict, const FormField& field, const QStringList& values,
                                  const QString& folder);
 
-/// The verdict on a needed value that is empty.
+/// The verdict on an empty value that is needed.
 [[nodiscard]] Verdict missingVerdict(FieldKind kind);
 
-/// Size, time and rights of a field's input files. If they are equal, an earlier verdict on the files still holds.
+/// Size, time and rights of a field's input files. While they stay equal, an earlier verdict on the files is valid.
 /// Empty for fields of other kinds.
 [[nodiscard]] QStringList fileStamps(const FormField& field, const QStringList& values, const QString& folder);

@@ -30,8 +30,7 @@ void drawOutline(QPainter* painter, const QRect& rect, bool hasFocus, bool isEna
     painter->restore();
 }
 
-/// Draws the frame, one pixel wide, of a list or a read-only text. It only separates areas, so it is as light as a
-/// line.
+/// Draws the one-pixel frame of a list or a read-only text. It only separates areas, so it is as light as a hairline.
 void drawAreaFrame(QPainter* painter, const QRect& rect, bool hasFocus) {
     painter->save();
     painter->setBrush(Qt::NoBrush);
@@ -158,7 +157,7 @@ void ThemeStyle::drawControl(ControlElement element, const QStyleOption* option,
     QProxyStyle::drawControl(element, &filled, painter, widget);
 }
 
-/// A text that is too long ends in dots, instead of in the middle of a letter.
+/// Puts dots at the end of a text that is too long, so that no letter is cut.
 void ThemeStyle::drawComboBoxLabel(const QStyleOptionComboBox& box, QPainter* painter, const QWidget* widget) const {
     QStyleOptionComboBox elided = box;
     const QRect room = proxy()->subControlRect(CC_ComboBox, &box, SC_ComboBoxEditField, widget);

@@ -5,7 +5,7 @@
 class QStyleOptionComboBox;
 
 /// Fusion with flat fields and buttons in the theme's colours, one filled button per page, and slim scroll bars.
-/// Fusion's own outlines are a darkened window colour, which can't be seen in the dark look.
+/// Fusion's own outlines have a darkened window colour and are invisible in the dark look.
 class ThemeStyle : public QProxyStyle {
   public:
     ThemeStyle();

@@ -4,7 +4,7 @@
 #include <QWidget>
 
 void paintFieldFrame(QWidget& part, ThemeColor color, double width) {
-    constexpr double roundness = 3;  // the same as that of the frame below it
+    constexpr double roundness = 3;  // like the frame that it covers
     QPainter painter(&part);
     painter.setRenderHint(QPainter::Antialiasing);
     const double half = width / 2;

@@ -6,5 +6,5 @@ class QWidget;
 
 constexpr double faultFrame = 1.6;
 
-/// Paints a frame over that of a part of a form, to show a fault or the target of a drag.
+/// Paints a frame over the frame of `part`, to show a fault or the target of a drag.
 void paintFieldFrame(QWidget& part, ThemeColor color, double width);

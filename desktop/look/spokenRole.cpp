@@ -18,5 +18,5 @@ QAccessibleInterface* makeInterface(const QString& /*className*/, QObject* objec
 
 void setSpokenRole(QWidget& view, QAccessible::Role role) {
     view.setProperty(roleProperty, static_cast<int>(role));
-    QAccessible::installFactory(makeInterface);  // a second time changes nothing
+    QAccessible::installFactory(makeInterface);  // a second call changes nothing
 }

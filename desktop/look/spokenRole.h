@@ -4,6 +4,7 @@
 
 class QWidget;
 
-/// Sets the role that screen readers get for a view that paints itself, since Qt knows no role for it. The constructor
-/// of the view calls this before it sets a name or description. The view's content is its accessible description.
+/// Sets the role that screen readers get for a view that paints itself. Qt knows no role for such a view. The
+/// constructor of the view calls this before it sets a name or description. The accessible description contains the
+/// view's content.
 void setSpokenRole(QWidget& view, QAccessible::Role role);

@@ -9,7 +9,7 @@ class QPushButton;
 
 enum class ThemeScheme { system, light, dark };
 
-/// The colours that the palette has no role for.
+/// The colours that have no role in the palette.
 enum class ThemeColor {
     accent,    ///< the one filled button, the chosen entry, the focus
     onAccent,  ///< text on the accent
@@ -26,8 +26,8 @@ enum class ThemeColor {
     mapFault,  ///< background of a collision
 };
 
-/// The look, light or dark, which follows from the lightness of the palette. There are no style sheets: a widget reads
-/// the colours here when it paints, and repaints at QEvent::PaletteChange.
+/// The look is light or dark, depending on the palette. There are no style sheets: a widget reads the colours here when
+/// it paints, and repaints at QEvent::PaletteChange.
 namespace Theme {
 
 [[nodiscard]] bool isDark();
@@ -36,9 +36,9 @@ namespace Theme {
 [[nodiscard]] QColor color(ThemeColor color, bool dark);
 [[nodiscard]] QPalette palette(bool dark);
 
-/// For hexadecimal, paths and command lines.
+/// The font of hexadecimal numbers, paths and command lines.
 [[nodiscard]] QFont fixedFont();
-/// Larger and half bold: the headline of a page.
+/// The font of a page's headline, larger and half bold.
 [[nodiscard]] QFont headlineFont();
 
 /// Distances in pixels, which grow with the font.

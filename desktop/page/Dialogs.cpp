@@ -26,7 +26,7 @@ QString firstSuffix(const QString& filter) {
     return pattern.match(filter).captured(1);
 }
 
-/// Restores Qt's own settings of its dialogs, so that they don't remember the folders of keys.
+/// Restores the settings that Qt's dialogs write, so that they don't keep the folder of a key.
 class WithoutTrace {
   public:
     WithoutTrace() : notes_(QSettings::UserScope, QStringLiteral("QtProject")) {
@@ -90,7 +90,7 @@ QString Dialogs::saveFile(QWidget* parent, const QString& title, PathRole role, 
     QString path = dialog.exec() == QDialog::Accepted ? dialog.selectedFiles().value(0) : QString();
     const QString ending = firstSuffix(filter);
     if (!path.isEmpty() && !ending.isEmpty() && QFileInfo(path).suffix().isEmpty()) {
-        // The system's dialog asked about the name that the user entered, not about this one.
+        // The dialog asked only about a file with the name that the user entered, without the suffix.
         path += u'.' + ending;
         if (QFileInfo::exists(path) && !confirm(parent, text("“%1” exists already.").arg(path), text("Replace"))) {
             return {};

@@ -6,11 +6,11 @@
 class Dialogs;
 class QWidget;
 
-/// Size and digest of a document's file when it was opened or saved. They reveal changes by another program, which
-/// saving would lose.
+/// Size and digest of a document's file when it was last opened or saved. They reveal changes by another program, which
+/// the next save would overwrite.
 class FileMark {
   public:
-    /// Notes the current content of the file at `path`, which the document has now.
+    /// Notes the file at `path`, whose content the document has now.
     void note(const QString& path);
     /// Whether the noted file exists with other bytes.
     [[nodiscard]] bool isChanged() const;

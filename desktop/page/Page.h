@@ -18,7 +18,7 @@ struct PageContext {
     QString toolPath;  ///< path of the command-line tool
 };
 
-/// The paths in dragged data; empty unless all of its addresses are local files.
+/// The paths in dragged data; empty if one of its URLs isn't a local file.
 [[nodiscard]] QStringList localPathsOf(const QMimeData& data);
 
 /// One page of the window: a job's form, an editor, the inspector. The window asks it about its document and shows the
@@ -45,16 +45,16 @@ class Page : public QWidget {
 
     /// The place that shows the file at `path`, if it is on another page; empty otherwise.
     [[nodiscard]] virtual JobPlace otherPlaceOf(const QString& path) const;
-    /// Opens the document at `path` in place of the shown one. The caller has asked about unsaved changes before. False
-    /// after a fault, which the page has shown; the shown document then stays as it is.
+    /// Opens the document at `path` in place of the shown one. The caller asks about unsaved changes first. After a
+    /// fault, the page shows the fault, keeps its document and returns false.
     [[nodiscard]] virtual bool openFile(const QString& path);
-    /// The same for a file whose content doesn't show its kind. The caller knows `kind`, a name of the opener.
+    /// The same for a file whose content doesn't show its kind. `kind` is a name that the opener knows.
     [[nodiscard]] virtual bool openFileAs(const QString& path, const QString& kind);
     /// Saves the document to its file; asks for a path if there is none yet. False if nothing was saved.
     [[nodiscard]] virtual bool save();
     [[nodiscard]] virtual bool saveAs();
 
-    /// Does the same as the filled button of the page; nothing for a page without such a button.
+    /// Acts like the page's filled button. A page without one does nothing.
     virtual void run();
     /// Stops the run in progress, which may take a moment.
     virtual void stop();
@@ -62,20 +62,20 @@ class Page : public QWidget {
   signals:
     /// The state that the window shows has changed: name, modified or busy.
     void stateChanged();
-    /// The user wants the file at `path` on the page `pageId`, or on this one if that is empty; `kind` as in
-    /// `openFileAs`, or empty.
+    /// The user wants to open the file at `path` on the page `pageId`; an empty `pageId` means this page. `kind` is
+    /// empty or as in `openFileAs`.
     void handOver(const QString& pageId, const QString& path, const QString& kind = QString());
 
   protected:
-    /// Whether saving over the document's file loses nothing, or the user wants that.
+    /// Whether the document's file may be overwritten. Asks the user if another program has changed it.
     [[nodiscard]] bool mayReplace();
     /// Whether these files may be dropped here, on a page that accepts drops at all.
     [[nodiscard]] virtual bool acceptsFiles(const QStringList& paths) const;
-    /// Takes dropped files: by default opens the one as the document.
+    /// Handles dropped files. By default the page accepts one file and opens it as the document.
     virtual void takeFiles(const QStringList& paths);
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dropEvent(QDropEvent* event) override;
 
     PageContext& context_;
-    FileMark mark_;  ///< of the document's file, for pages that save
+    FileMark mark_;  ///< marks the document's file, for pages that save
 };

@@ -27,8 +27,8 @@ bool actsOnView(QChar character) {
            code >= 0xFFFE;
 }
 
-// The number of bytes at the end that start an incomplete UTF-8 character. QStringDecoder could keep them itself, but
-// it loses the following byte if they turn out to be invalid.
+// The number of bytes at the end that start an incomplete UTF-8 character. QStringDecoder can keep them too, but it
+// loses the following byte if they are invalid.
 qsizetype halfCharacter(QByteArrayView bytes) {
     for (qsizetype back = 1; back <= qMin<qsizetype>(3, bytes.size()); ++back) {
         const auto byte = static_cast<unsigned char>(bytes.at(bytes.size() - back));
@@ -143,7 +143,7 @@ void AnsiText::applyColours() {
         bool isNumber = text.isEmpty();  // an empty parameter means 0
         const uint number = isNumber ? 0 : text.toUInt(&isNumber);
         if (!isNumber || number == 38 || number == 48) {
-            return;  // a colour given by its components: it has no style, and the numbers after it are its components
+            return;  // the next numbers are the components of a colour, which has no style
         }
         if (number == 0 || number == 39) {
             style_ = TextStyle::plain;

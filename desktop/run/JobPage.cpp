@@ -57,7 +57,7 @@ class JobPage::Edit : public QUndoCommand {
     int id() const override { return 1; }
     void undo() override { page_.takeBack(id_, before_); }
     void redo() override {
-        if (page_.form_->values(id_) != after_) {  // not if the user has just made this change
+        if (page_.form_->values(id_) != after_) {  // a new step is already in the form
             page_.takeBack(id_, after_);
         }
     }

@@ -31,7 +31,7 @@
 
 namespace {
 
-/// The data of a run. The page may change its own while a run is in progress.
+/// The data of one run. The panel keeps the shown and the running job, because the page may change during a run.
 struct Job {
     QStringList arguments;
     QStringList openPoints;
@@ -259,7 +259,7 @@ void RunPanel::Inside::refresh() {
     commandLine->setLine(lineOf(shown));
     setPlainTip(*commandLine,
                 shown.folder.isEmpty() ? QString() : tr("Runs in %1").arg(QDir::toNativeSeparators(shown.folder)));
-    // The button stays enabled while the run stops: a disabled button would pass its focus on.
+    // The button stays enabled while the run stops, because a disabled button loses the focus.
     runButton->setText(run.isStopping() ? tr("Stopping") : isRunning ? tr("S&top") : tr("R&un"));
     folderButton->setVisible(!isRunning && showsEnd && !made.isEmpty());
     inspectButton->setVisible(folderButton->isVisibleTo(&panel));
@@ -289,8 +289,8 @@ void RunPanel::Inside::colourStatus() {
 }
 
 void RunPanel::Inside::press() {
-    // The second click of a double click must not stop the run that the first one started, and a click on Stop just
-    // after the run has ended must not start it again.
+    // The second click of a double click must not stop the run that the first click started. A click on Stop just
+    // after the end of a run must not start a new run.
     const int tooSoon = QApplication::doubleClickInterval();
     if (run.isRunning()) {
         if (run.milliseconds() >= tooSoon) {
@@ -308,7 +308,7 @@ void RunPanel::Inside::showProgress() {
 
 void RunPanel::Inside::showEnd(const ToolEnd& end) {
     progressTimer.stop();
-    if (end.milliseconds > 1000) {  // no user aims at Stop earlier than this
+    if (end.milliseconds > 1000) {  // a shorter run leaves no time to aim at Stop
         justEnded.start(QApplication::doubleClickInterval());
     }
     output->flush();

@@ -17,8 +17,8 @@ class RunPanel : public QWidget {
     explicit RunPanel(PageContext& context, QWidget* parent = nullptr);
     ~RunPanel() override;
 
-    /// Sets the command that the line shows and Run starts. `openPoints` names what is missing or wrong, for the text
-    /// next to the button.
+    /// Sets the command that the line shows and Run starts. `openPoints` are the labels of the missing or wrong
+    /// fields; the text next to the button names them.
     void setCommand(const QStringList& arguments, const QStringList& openPoints);
     /// Removes the result of the last run, because its input has changed.
     void forgetEnd();
@@ -34,7 +34,7 @@ class RunPanel : public QWidget {
     [[nodiscard]] bool isRunning() const;
 
   signals:
-    void runRequested();  ///< the button was pressed while no command runs: check the form, then call `start`
+    void runRequested();  ///< the user pressed Run; the page checks its form, then calls `start`
     void runningChanged();
     void finished(int status);  ///< all output is shown; -1 for a command that didn't start or was stopped
     void inspectRequested(const QString& path);

@@ -22,9 +22,9 @@ namespace {
 
 constexpr int killAfter = 3000;       // milliseconds
 constexpr int groupPollEvery = 20;    // milliseconds
-constexpr int groupGoneWithin = 500;  // milliseconds after a kill; what is left then are zombies that no process reaps
+constexpr int groupGoneWithin = 500;  // milliseconds after a kill; only unreaped zombies live longer
 
-// The limit for one turn of the event loop, so that keys and clicks are handled during much output.
+// The limit for one turn of the event loop. It keeps the window responsive during much output.
 constexpr qsizetype readAtOnce = 65'536;
 // A terminal buffers far less than this. The limit ends the reading if a process outlives the tool and keeps writing.
 constexpr qsizetype readAtEnd = 4'194'304;
@@ -105,8 +105,8 @@ void ToolRun::start(const QString& program, const QStringList& arguments, const 
     process_->setWorkingDirectory(folder);
     process_->setStandardInputFile(QProcess::nullDevice());
     process_->setProcessChannelMode(QProcess::ForwardedChannels);
-    // This runs between fork and exec and must not allocate. The session creates a process group, which a signal
-    // reaches as a whole, and detaches the child from the terminal that this program may have been started from.
+    // This runs between fork and exec and must not allocate. The new session has its own process group, so that one
+    // signal reaches all its processes. The child also loses the terminal from which this program was started.
     process_->setChildProcessModifier([slave] {
         ::setsid();
         ::dup2(slave, STDOUT_FILENO);
@@ -200,7 +200,7 @@ void ToolRun::read(qsizetype limit) {
         if (count > 0) {
             bytes.append(buffer.data(), count);
         } else if (count == 0 || errno != EINTR) {
-            // Once no process has the other end open, the terminal is at its end and would notify without end.
+            // After the last process has closed the other end, the notifier would fire again and again.
             if (count == 0 || errno != EAGAIN) {
                 notifier_->setEnabled(false);
             }

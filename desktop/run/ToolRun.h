@@ -76,5 +76,5 @@ class ToolRun : public QObject {
     int terminal_ = -1;
     bool running_ = false;
     bool stopping_ = false;
-    QDeadlineTimer abandonAt_;  ///< the time after which processes left by a kill are no longer waited for
+    QDeadlineTimer abandonAt_;  ///< when to stop waiting for the processes that a kill left
 };

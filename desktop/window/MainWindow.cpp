@@ -228,7 +228,7 @@ void MainWindow::open() {
 
 bool MainWindow::openFile(const QString& path, const QString& kind) {
     const JobPlace other = page_ == nullptr ? JobPlace() : page_->otherPlaceOf(path);
-    if (showPage(other.page)) {  // the page shown before keeps its document
+    if (showPage(other.page)) {  // the previous page keeps its document
         return other.file.isEmpty() || openFile(other.file, kind);
     }
     return page_ != nullptr && !page_->isBusy() && page_->mayLose() && page_->openFileAs(path, kind);

@@ -36,7 +36,7 @@ bool contains(const QString& text, const QString& word) {
     return text.contains(word, Qt::CaseInsensitive);
 }
 
-/// Paints titles of groups small and quiet, and pages with space around them and a bar beside the chosen one.
+/// Paints the titles of groups bold and quiet, and the chosen page bold with a bar at its left.
 class ListDelegate : public QStyledItemDelegate {
   public:
     using QStyledItemDelegate::QStyledItemDelegate;
@@ -67,7 +67,7 @@ class ListDelegate : public QStyledItemDelegate {
     [[nodiscard]] QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override {
         const bool isTitle = index.data(idRole).isNull();
         const int height = option.fontMetrics.height() + Theme::rowGap() * 3 / 2 + (isTitle ? Theme::rowGap() : 0);
-        // The chosen page is bold, and any page can be chosen.
+        // Every entry has room for bold text, because it can be chosen.
         const QFontMetrics metrics(boldOf(option.font));
         return {metrics.horizontalAdvance(index.data().toString()) + Theme::groupGap() + Theme::labelGap(), height};
     }

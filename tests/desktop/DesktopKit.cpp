@@ -86,7 +86,7 @@ void DesktopKit::type(const char* name, const QString& text) {
     if (QWidget* inner = QApplication::focusWidget(); inner != nullptr && widget->isAncestorOf(inner)) {
         widget = inner;
     }
-    if (!widget->inherits("QComboBox")) {  // a combo box searches for typed text, Ctrl+A included
+    if (!widget->inherits("QComboBox")) {  // a combo box searches for typed keys, even for Ctrl+A
         QTest::keyClick(widget, Qt::Key_A, Qt::ControlModifier);
     }
     if (text.isEmpty()) {

@@ -52,8 +52,8 @@ bool isFoundBy(const QString& text, const char* page) {
     return false;
 }
 
-/// Opens, from another page, a saved job whose page has no form for it. Returns its command line with paths relative to
-/// the current folder.
+/// Opens a saved job from another page. The job's own page has no form for it. Returns the job's command line with
+/// paths relative to the current folder.
 QString openSavedJob(DesktopKit& kit, const JobForm& form) {
     Job job{findJob(QLatin1String(form.job)), {}};
     for (const auto& [field, value] : form.fields) {
@@ -96,10 +96,10 @@ class JobPageTest : public CardTest {
     QString before = QDir::currentPath();
 };
 
-// The pages run the example lines of the manual, in any order of their options, and a shell reads the shown line as the
-// same arguments.
+// The pages run the example lines of the manual; the order of the options may differ. A shell splits the shown line
+// into the same arguments.
 TEST_F(JobPageTest, RunsEveryCommandOfTheManual) {
-    std::map<QString, QString> lines;  // what each is for
+    std::map<QString, QString> lines;  // the purpose of each line
     for (const QByteArray& row : fileContent(QStringLiteral(QVORA_EXAMPLES "/commands.tsv")).split('\n')) {
         const QString line = QString::fromUtf8(row.split('\t').last());
         lines[sorted(line.mid(line.indexOf(u' ') + 1))] = QString::fromUtf8(row.split('\t').first());

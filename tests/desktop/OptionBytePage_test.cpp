@@ -101,7 +101,7 @@ TEST(OptionBytePage, UndoesStepsBackToTheFile) {
     EXPECT_FALSE(kit.window->isWindowModified());
     EXPECT_EQ(word->text(), QStringLiteral("0x30000210"));
 
-    // Undo from the menu: the field keeps the focus. Its text becomes a step when it loses the focus.
+    // Undo from the menu: the field keeps the focus. Its text becomes a step when the field loses the focus.
     steps.redo();
     chooseWord(kit, 3);
     kit.find("field.Attempts")->setFocus();

@@ -31,7 +31,7 @@ QByteArray toolOutput(const QStringList& arguments) {
     return tool.waitForFinished() ? tool.readAllStandardOutput() : QByteArray();
 }
 
-/// The names at the start of a row of the help, or in a list of names.
+/// The option names at the start of `text`, which is a row of the help or a list of names.
 Words leadingWords(const QByteArray& text) {
     Words words;
     for (QByteArray word : text.simplified().split(' ')) {
@@ -46,7 +46,7 @@ Words leadingWords(const QByteArray& text) {
     return words;
 }
 
-/// The options that the tool documents, each with all its names, by the word of each command that may accept them.
+/// The documented options, each with all its names. The key is the word of a command that may accept them.
 std::map<QByteArray, std::vector<Words>> documentedOptions() {
     std::map<QByteArray, std::vector<Words>> documented;
     std::vector<Words> section;
@@ -147,7 +147,7 @@ TEST(JobTable, FindsTheFilesThatTemplatesName) {
     EXPECT_EQ(outputsOf(*findJob(QStringLiteral("provisioning-file")), values), expected);
 }
 
-/// A value for every field; for a field with choices, the last one.
+/// A value for every field. A field with choices has its last choice.
 JobValues filled(const JobRow& job, const QString& folder) {
     JobValues values;
     for (const FieldRow* const row : fieldsOf(job)) {

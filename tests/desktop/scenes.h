@@ -5,7 +5,7 @@
 /// A state of a page that a picture shows.
 struct Scene {
     const char* page;
-    const char* name;  ///< the name of the picture follows that of the page
+    const char* name;  ///< the part of the picture's name after the page's id
     void (*fill)(DesktopKit& kit);
 };
 

@@ -16,7 +16,7 @@ struct ImageArea {
 enum class ImageKind { tbi, xtbi, pvsTbi };
 
 /// Builds a well-formed image with image version 7, nonce "nnnn...", tags "tttt..." and second blocks "bbbb...". The
-/// number of areas in the headers is `promised`, or the real number if that is negative.
+/// headers contain `promised` as the number of areas; a negative value means the real number.
 inline QByteArray buildImage(ImageKind kind, std::uint16_t protocolVersion, const std::vector<ImageArea>& areas,
                              int promised = -1) {
     const auto count = static_cast<std::uint16_t>(promised < 0 ? static_cast<int>(areas.size()) : promised);

@@ -15,7 +15,7 @@ struct FileLoadContext;
 /// unchanged.
 using FileReader = bool (*)(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
 
-/// One row of the table from which openFile picks a reader: the end of a path, compared without regard to case.
+/// One row of the table from which openFile picks a reader: the end of a path, compared case-insensitively.
 struct FormatRow {
     const char* suffix;
     FileReader read;

@@ -12,7 +12,7 @@ LaterRanges::LaterRanges(std::vector<std::uint32_t> addresses)
     std::sort(addresses_.begin(), addresses_.end());
 }
 
-// Ranges with equal addresses share a leaf, since no query separates them.
+// Ranges with equal addresses share a leaf: a query covers all of them or none.
 void LaterRanges::add(std::uint32_t address, std::uint32_t end) {
     for (std::size_t node = firstFrom(address) + addresses_.size(); node > 0; node /= 2) {
         nodes_[node].add({end, end});
@@ -40,7 +40,7 @@ std::size_t LaterRanges::firstAbove(std::uint32_t address) const {
     return static_cast<std::size_t>(place - addresses_.begin());
 }
 
-// The ends at the leaves from `first` up to, but not including, `last`.
+// Returns the ends at the leaves from `first` to before `last`.
 LaterRanges::Ends LaterRanges::endsAmong(std::size_t first, std::size_t last) const {
     Ends ends;
     first += addresses_.size();

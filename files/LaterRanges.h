@@ -19,7 +19,8 @@ class LaterRanges {
     [[nodiscard]] bool clashWith(std::uint32_t address, std::uint32_t end) const;
 
   private:
-    /// The lowest and the highest of a set of ends. For an empty set, no end is above the highest or below the lowest.
+    /// The lowest and the highest of a set of ends. The values of an empty set make every comparison in clashWith()
+    /// false.
     struct Ends {
         std::uint32_t lowest = UINT32_MAX;
         std::uint32_t highest = 0;

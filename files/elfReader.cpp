@@ -12,16 +12,16 @@
 
 #include <limits>
 
-// libelf decodes the tables in either byte order. Their contents are only claims: every offset and size is checked
-// against the file's length, and every copy is charged to an allowance, because a small file can refer to its own bytes
-// again and again. libelf reads only the requested pieces; the file is never mapped or loaded as a whole.
+// libelf decodes the tables in either byte order. The tables aren't trusted: every offset and size is checked against
+// the file's length. Every copy is charged to an allowance, because a small file can refer to its own bytes many times.
+// libelf reads only the requested pieces; the file is never mapped or loaded as a whole.
 
 namespace {
 
 constexpr qint64 headerSize = 52;
 
-// The limit for the bytes copied into the record, all tables, names and segments together, as a multiple of the file's
-// length.
+// The limit for the bytes copied into the record, as a multiple of the file's length. Tables, names and segments all
+// count.
 constexpr qint64 allowanceFactor = 16;
 
 enum class ElfStatus { good, invalid, wide, noMemory };
@@ -50,8 +50,8 @@ struct ElfSource {
     }
 };
 
-// Decodes the file bytes of a section or table as entries of `type`; null if the file doesn't contain them or the
-// allowance is used up.
+// Decodes the file bytes of a section or table as entries of `type`. Returns null if the file doesn't contain the bytes
+// or the allowance is used up.
 Elf_Data* decodedData(ElfSource& source, std::uint64_t offset, std::uint64_t size, Elf_Type type) {
     if (!source.holds(offset, size) || !source.charge(1, size)) {
         return nullptr;
@@ -63,8 +63,8 @@ Elf_Data* decodedData(ElfSource& source, std::uint64_t offset, std::uint64_t siz
 struct StringTable {
     QByteArrayView bytes;
 
-    /// Stores the text at `offset`, up to its NUL or the table's end; empty if the offset is past the table. False if
-    /// the allowance is used up.
+    /// Stores the text at `offset`, up to its NUL or the table's end. An offset past the table gives an empty text.
+    /// False if the allowance is used up.
     [[nodiscard]] bool text(ElfSource& source, std::uint64_t offset, std::string& result) const {
         if (offset >= static_cast<std::uint64_t>(bytes.size())) {
             result.clear();
@@ -98,8 +98,8 @@ bool readStringTable(ElfSource& source, std::size_t index, StringTable& table) {
     return true;
 }
 
-/// The section table that the file's header refers to, read as little-endian numbers whatever the file's encoding is:
-/// users of the record rely on that.
+/// The section table that the file's header refers to. Its numbers are always read as little-endian, even in a
+/// big-endian file: users of the record rely on that.
 struct RawSectionTable {
     QFile& device;
     qint64 offset = 0;
@@ -138,7 +138,7 @@ bool readHeader(ElfSource& source, FileELF& file) {
         elf_getphdrnum(source.elf.get(), &segments) != 0) {
         return false;
     }
-    // A file without sections has no section of names, whatever the header says.
+    // In a file without sections, the header's index of the name section is ignored.
     if (sections != 0 && elf_getshdrstrndx(source.elf.get(), &names) != 0) {
         return false;
     }
@@ -253,8 +253,8 @@ ElfStatus readSegments(ElfSource& source, FileELF& file) {
     return ElfStatus::good;
 }
 
-// Decodes the entries of a section. The result is true with null data for a section without entries, and for one whose
-// entries have an unexpected size: the content loaded into the device doesn't depend on them.
+// Decodes the entries of a section. A section without entries, or with entries of an unexpected size, gives true and
+// null data: the content loaded into the device doesn't depend on these entries.
 bool entriesOf(ElfSource& source, const ElfSectionRecord& section, Elf_Type type, std::size_t entrySize,
                std::size_t recordSize, Elf_Data*& data, int& count) {
     data = nullptr;
@@ -320,8 +320,8 @@ bool readRelocations(ElfSource& source, const ElfSectionRecord& section, FileELF
     return true;
 }
 
-// A note that its section cuts off ends the walk: compilers also give the type of a note to sections without notes. The
-// last note needs no padding here, although libelf's own walk expects it.
+// A note that extends past its section ends the loop without an error: compilers also give the note type to sections
+// without notes. libelf's own loop isn't used, because it expects padding after the last note.
 bool readNotes(ElfSource& source, const ElfSectionRecord& section, FileELF& file) {
     constexpr std::uint64_t headSize = 12;
     GElf_Shdr header{};

@@ -38,8 +38,8 @@ void handleEndingSignals() {
     _exit(1);
 }
 
-// Qt throws when its containers get no memory, and nothing here catches that. Without an exception, Qt or the C++
-// library has printed the reason.
+// Qt's containers throw when memory runs out, and no code here catches the exception. If there is no exception, Qt or
+// the C++ library has printed the reason.
 [[noreturn]] void endByTermination() {
     if (std::current_exception() != nullptr) {
         endWithoutMemory();
@@ -49,7 +49,7 @@ void handleEndingSignals() {
 }
 
 void protectMemory() {
-#ifdef QT_NO_DEBUG  // debuggers and leak checks need what this disables
+#ifdef QT_NO_DEBUG  // debuggers and leak checks need core dumps and access to the process
     const rlimit noCore{0, 0};
     setrlimit(RLIMIT_CORE, &noCore);
     prctl(PR_SET_DUMPABLE, 0);
@@ -63,7 +63,7 @@ void guardProcess() {
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     handleEndingSignals();
-    static_cast<void>(Display::getInstance());  // created while there is memory
+    static_cast<void>(Display::getInstance());  // creates the display while there is memory
     std::set_new_handler(endWithoutMemory);
     std::set_terminate(endByTermination);
 }

@@ -12,7 +12,7 @@ HexDecoding decodeHexPairsPortable(const char* text, std::size_t pairs, std::uin
     for (std::size_t i = 0; i < pairs; ++i) {
         const int high = hexDigitValue(text[2 * i]);
         const int low = hexDigitValue(text[2 * i + 1]);
-        invalid |= high | low;  // negative if either is
+        invalid |= high | low;  // negative if a digit is invalid
         bytes[i] = static_cast<std::uint8_t>((high & 0xF) << 4 | (low & 0xF));
         sum += bytes[i];
     }
@@ -23,7 +23,7 @@ HexDecoding decodeHexPairsPortable(const char* text, std::size_t pairs, std::uin
 
 namespace {
 
-// SSE2 is part of every x86-64 processor, so there is nothing to choose at run time.
+// Every x86-64 processor has SSE2, so no check at run time is needed.
 constexpr std::size_t vectorSize = 16;
 
 // A read at position 16 - n gives n bytes of ones, then zeros.
@@ -43,8 +43,8 @@ __m128i firstBytes(std::size_t count) {
     return load(onesThenZeros.data() + vectorSize - count);
 }
 
-// Decodes eight pairs of digits to eight bytes in 16-bit lanes. `invalid` receives ones for every character that isn't
-// a digit.
+// Decodes eight pairs of digits to eight bytes in 16-bit lanes. In `invalid`, the byte of a character that isn't a
+// digit is 0xFF.
 inline __m128i decodeEight(__m128i text, __m128i& invalid) {
     const __m128i number = _mm_sub_epi8(text, _mm_set1_epi8('0'));
     const __m128i isNumber = _mm_cmpeq_epi8(_mm_min_epu8(number, _mm_set1_epi8(9)), number);
@@ -70,7 +70,7 @@ HexDecoding decodeHexPairs(const char* text, std::size_t pairs, std::uint8_t* by
         const __m128i high = decodeEight(load(text + 2 * done + vectorSize), invalidHigh);
         __m128i decoded = _mm_packus_epi16(low, high);
         const std::size_t left = pairs - done;
-        if (left < vectorSize) {  // clear the result of characters after the last pair
+        if (left < vectorSize) {  // ignore the characters after the last pair
             decoded = _mm_and_si128(decoded, firstBytes(left));
             invalidLow = _mm_and_si128(invalidLow, firstBytes(std::min(2 * left, vectorSize)));
             invalidHigh = _mm_and_si128(invalidHigh, firstBytes(std::max(2 * left, vectorSize) - vectorSize));

@@ -28,7 +28,7 @@ std::uintptr_t roundedUp(std::uintptr_t address) {
     return (address + largePage - 1) / largePage * largePage;
 }
 
-// Only advice: the system may ignore it, which changes nothing but the time.
+// The system may ignore this advice. The run then only takes longer.
 void advise(std::uintptr_t begin, std::uintptr_t end) {
     madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);  // NOLINT(performance-no-int-to-ptr)
 }
@@ -37,14 +37,14 @@ void advise(std::uintptr_t begin, std::uintptr_t end) {
 
 void prepareHeap() {
     if (memoryIsLimited()) {
-        return;  // reserved room would be missing elsewhere
+        return;  // other allocations may need the room
     }
     mallopt(M_MMAP_THRESHOLD, largestHeapArray);
     mallopt(M_TRIM_THRESHOLD, 2 * heapRoom);
     mallopt(M_TOP_PAD, heapRoom);
     const auto oldEnd = reinterpret_cast<std::uintptr_t>(sbrk(0));
-    // More than the heap has left, so that the heap grows now: the advice must come before the first access to the
-    // memory. Volatile, because the compiler may remove an allocation that isn't used.
+    // The size is more than the heap has left, so the heap grows now: the advice must come before the first access to
+    // the memory. The pointer is volatile, because the compiler may remove an unused allocation.
     constexpr std::size_t moreThanLeft = 1 << 20;
     void* volatile const place = std::malloc(moreThanLeft);
     std::free(place);
@@ -58,8 +58,9 @@ void preferLargePages(QByteArray& bytes) {
     if (bytes.size() < static_cast<qsizetype>(largePage)) {
         return;
     }
-    // Rounded outward to whole large pages: the memory next to the array mostly belongs to the next array, and the
-    // system makes no large page of one that is advised in part. It skips parts of the range that aren't mapped.
+    // The range is rounded outward to whole large pages, because the system makes no large page of memory that is
+    // advised only in part. The memory next to the array mostly belongs to the next array. The system skips parts of
+    // the range that aren't mapped.
     const auto begin = reinterpret_cast<std::uintptr_t>(bytes.data());
     advise(begin / largePage * largePage, roundedUp(begin + static_cast<std::uintptr_t>(bytes.capacity()) + 1));
 }

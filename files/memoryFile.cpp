@@ -24,7 +24,7 @@ bool openOn(FileHandle memory, QFile& device, QIODevice::OpenMode mode) {
     return lseek(memory.get(), 0, SEEK_SET) == 0 && device.open(memory.release(), mode, QFileDevice::AutoCloseHandle);
 }
 
-/// Copies bytes from `pipe` to `memory`, until the end or until `size` is above the limit. False if `pipe` can't be
+/// Copies bytes from `pipe` to `memory`, until the pipe ends or `size` is above the limit. False if `pipe` can't be
 /// read or `memory` can't be written.
 bool copyPipe(const FileHandle& pipe, const FileHandle& memory, qint64 limit, qint64& size) {
     std::array<char, 65536> piece;

@@ -22,9 +22,9 @@ class NamedFile : public QFile {
 enum class PipeStatus { done, tooLong, failed };
 
 /// `device` is open for reading. If it is a pipe or device, this function reads it to its end and opens it again on a
-/// copy of the bytes in memory. It accepts at most `limit` bytes, since a device may never end.
+/// copy of the bytes in memory. It accepts at most `limit` bytes, because a device may never end.
 [[nodiscard]] PipeStatus holdPipe(QFile& device, qint64 limit);
 
-/// The same with a limit of 256 MiB. After a failure it reports a message that names the file as `shown`, and returns
+/// The same with a limit of 256 MiB. On failure it reports a message with `shown` as the file's name, and returns
 /// false.
 [[nodiscard]] bool takePipeWhole(QFile& device, const QString& shown);

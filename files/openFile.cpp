@@ -132,7 +132,7 @@ bool openPendingOutput(FileLoadContext& context, const QString& path, const Pend
 }
 
 bool readBinaryImage(QFile& device, qint64 offset, std::uint32_t size, std::shared_ptr<FileData>& record) {
-    // Without a size the whole file's length is requested, even after an offset; that read ends too early and fails.
+    // Without a size, the file's whole length is read. After an offset such a read is too short and fails.
     const qint64 wanted = size != 0 ? size : device.size();
     auto file = std::make_shared<FileData>();
     if ((offset != 0 && !seekTo(device, offset)) || !readSegment(device, wanted, *file)) {

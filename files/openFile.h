@@ -20,8 +20,8 @@ class PendingFile;
 /// The row of `formats` whose reader handles the file at `path`; null if the file is read as raw binary.
 [[nodiscard]] const FormatRow* formatOf(std::span<const FormatRow> formats, const QString& path, bool allowPvs = false);
 
-/// Reads back an output of this run as openFile would. A pipe or device doesn't return what was written to it; for such
-/// a `path` the record is made from `bytes`, the written content.
+/// Reads back an output of this run in the same way as openFile. A pipe or device can't be read back; its record is
+/// made from `bytes`, the written content.
 [[nodiscard]] bool openOutput(FileLoadContext& context, const QString& path, QByteArrayView bytes, FileData*& result,
                               bool allowPvs = false);
 

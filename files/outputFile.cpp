@@ -21,19 +21,20 @@
 #include <optional>
 #include <vector>
 
-// New content is first written to a new file in the folder of the old one, which the new file then replaces.
-// Overwriting the old file at once could lose it halfway, and an incomplete file could pass for a complete one.
+// New content is first written to a new file in the folder of the old file. Then the new file replaces the old one. If
+// the old file were overwritten directly, a failure could destroy it and leave an incomplete file in its place.
 //
-// Not every folder allows this: it may be read-only, it may let only the owner of a file replace it, or the file may be
-// mounted by itself. Then the old file is overwritten in place, but only after all of its new content is in the other
-// file (in memory, if the folder accepts no file) and room for it is reserved.
+// Not every folder allows this: it may be read-only, it may let only a file's owner replace the file, or the file may
+// be a mount point. Then the old file is overwritten in place. Before that, the whole new content is written to the new
+// file (in memory, if the folder accepts no file), and room for it is reserved.
 //
-// Files that belong together are committed in two steps. First each file replaces the old one by a rename, or has room
-// reserved in the old one; a failure undoes the renames, which swapped old and new. Then the remaining old files are
-// overwritten, which only a broken disk can prevent. A lock keeps the renames of two runs apart.
+// Files that belong together are committed in two steps. First each new file replaces the old one by a rename, or room
+// for it is reserved in the old file. The rename swaps old and new, so that it can be undone after a failure. Then the
+// remaining old files are overwritten, which only a broken disk can prevent. A lock keeps the renames of two runs from
+// overlapping.
 //
-// System calls are used directly: a library's buffer would keep a copy of a secret, and the library takes a pipe at the
-// end of a link, such as /dev/stdout, for a missing file.
+// System calls are used directly: a library's buffer would keep a copy of a secret. Also, the library treats a pipe at
+// the end of a link, such as /dev/stdout, as a missing file.
 
 namespace {
 
@@ -43,7 +44,7 @@ mode_t usualMode() {
     return 0666 & ~mask;
 }
 
-/// The path at the end of all links, whether a file exists there or not.
+/// The path at the end of all links, even if no file exists there.
 QString linkTarget(QString path) {
     constexpr int mostLinks = 40;
     for (int i = 0; i < mostLinks && QFileInfo(path).isSymLink(); ++i) {
@@ -64,7 +65,7 @@ bool leadsNowhere(int error) {
     return error == ENAMETOOLONG || error == ENOENT || error == ENOTDIR;
 }
 
-// Reserves room for `size` bytes. A file system that can't reserve room counts as having it.
+// Reserves room for `size` bytes. Succeeds on a file system that can't reserve room.
 bool reserveRoom(const FileHandle& file, off_t size) {
     int failed = 0;
     do {
@@ -84,8 +85,8 @@ bool copyWhole(const FileHandle& from, const FileHandle& to, off_t size) {
     return true;
 }
 
-/// Keeps apart runs that replace files together in one folder. A run without the lock continues: not every file system
-/// has locks, and the process that started this run may hold the lock of the folder.
+/// A lock between runs that replace several files in one folder. A run that doesn't get the lock continues: not every
+/// file system has locks, and the process that started this run may hold the lock of the folder.
 class FolderLock {
   public:
     explicit FolderLock(const QByteArray& folder)
@@ -105,8 +106,8 @@ QByteArray folderOf(const QByteArray& path) {
     return path.left(path.lastIndexOf('/') + 1);
 }
 
-/// The path at which a file that doesn't exist yet would be created, with a canonical folder: a folder may be named in
-/// several ways.
+/// The path at which a file that doesn't exist yet would be created, with a canonical folder, because a folder can have
+/// several names.
 QString placeOf(const QString& path) {
     const QFileInfo file(linkTarget(path));
     const QString folder = file.dir().canonicalPath();
@@ -152,7 +153,7 @@ ReplaceResult PendingFile::write(const QString& path, const ContentWriter& write
     target_ = QFile::encodeName(path);
     access_ = rowOf(access);
     isOld_ = stat(target_.constData(), &old_) == 0;
-    // A file that can't be looked at isn't missing: replacing it could change who may read it.
+    // If stat fails for another reason, a file may exist. Replacing it could change who may read it.
     const bool isFree = !isOld_ && (errno == ENOENT || errno == ENOTDIR);
     if (path.isEmpty() || (!isOld_ && !isFree) || (isOld_ && S_ISDIR(old_.st_mode))) {
         return ReplaceResult::cannotOpen;
@@ -193,7 +194,7 @@ bool PendingFile::rename(bool revocably) {
         place_ = Place::swapped;
         return true;
     }
-    // The rename needn't be undone, there is no old file, or the file system can't swap two files.
+    // No swap: the rename needn't be undone, there is no old file, or the file system can't swap two files.
     if (std::rename(hidden_.name(), target_.constData()) != 0) {
         return false;
     }
@@ -209,7 +210,7 @@ ReplaceResult PendingFile::takePlace(bool revocably) {
     if (!hidden_.exists()) {
         return openOld();
     }
-    // Closing may report a failed write, which must be known before the old file is replaced.
+    // Closing may report a failed write, so a copy is closed before the old file is replaced.
     FileHandle copy(dup(content_.get()));
     if (!copy.isOpen() || !copy.close()) {
         return ReplaceResult::cannotWrite;
@@ -220,7 +221,7 @@ ReplaceResult PendingFile::takePlace(bool revocably) {
     if (isOld_ && folderKeepsFile(errno)) {
         return openOld();
     }
-    // A file at a path that leads nowhere couldn't have been opened either.
+    // If the path leads nowhere, the result is the same as for a file that can't be opened.
     return leadsNowhere(errno) ? ReplaceResult::cannotOpen : ReplaceResult::cannotWrite;
 }
 

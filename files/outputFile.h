@@ -17,7 +17,7 @@ enum class FileAccess {
     asUsual,    ///< an older file keeps its permissions, a new one gets those that the umask allows
     ownerOnly,  ///< likewise, but a new one has mode 0600
 
-    // For key files, which are flushed to the disk. An older file gets these permissions as well, and may be read-only.
+    // For key files, which are flushed to the disk. An older file also gets these permissions, and may be read-only.
     ownerReads,           ///< 0400
     ownerReadsAndWrites,  ///< 0600
     everybodyReads,       ///< 0444
@@ -38,8 +38,8 @@ using ContentWriter = std::function<bool(const PieceWriter& write)>;
 [[nodiscard]] ReplaceResult replaceFileBy(const QString& path, const ContentWriter& writeContent,
                                           FileAccess access = FileAccess::asUsual);
 
-/// The same for two files or more that belong together: they replace the older files when all of them are written, and
-/// a failure leaves all older files as they were.
+/// The same for two files or more that belong together: they replace the older files after all of them are written. A
+/// failure leaves all older files as they were.
 struct NewContent {
     const QString& path;
     QByteArrayView bytes;
@@ -58,7 +58,7 @@ class PendingFile {
     [[nodiscard]] bool openContent(QFile& device) const;
 
     [[nodiscard]] ReplaceResult commit();
-    /// Commits all files, each of which has been written, or none. `at` receives the index of the file that failed.
+    /// Commits all files or none. Each file has been written. `at` receives the index of the file that failed.
     [[nodiscard]] static ReplaceResult commitAll(std::span<PendingFile> files, std::size_t& at);
 
   private:

@@ -21,7 +21,7 @@ bool memoryAvailable(qint64 size) {
 }
 
 ReadStatus readExactly(QFile& device, qint64 size, QByteArray& bytes) {
-    // The system is asked for the length each time. For a small size, a short read detects a missing byte at less cost.
+    // For a small size, a short read detects missing bytes. This costs less than asking the system for the length.
     constexpr qint64 smallSize = 4096;
     if (size > smallSize && size > device.size() - device.pos()) {
         return ReadStatus::cutShort;

@@ -3,11 +3,11 @@
 #include <QByteArray>
 #include <QFile>
 
-/// Whether `size` bytes can be allocated. Qt's containers end the process when memory runs out, so the caller checks a
-/// size that depends on a file here first.
+/// Whether `size` bytes can be allocated. Qt's containers end the process when memory runs out. Call this before an
+/// allocation whose size depends on a file.
 [[nodiscard]] bool canAllocate(qint64 size);
 
-/// The same, and whether `size` fits the 32-bit sizes of our records.
+/// The same, but also checks that `size` fits the 32-bit sizes of our records.
 [[nodiscard]] bool memoryAvailable(qint64 size);
 
 enum class ReadStatus { done, noMemory, cutShort };

@@ -6,8 +6,8 @@
 enum class WholeStatus { done, tooLong, noMemory, failed };
 
 /// Reads `file` from its start to its end into `bytes`, unless it has more than `limit` bytes. The file was just
-/// opened, and can be a pipe or device. The array is allocated once, since an array that grows leaves copies of a
-/// secret.
+/// opened, and can be a pipe or device. The array is allocated once, because a growing array leaves copies of a secret
+/// in memory.
 [[nodiscard]] WholeStatus readWhole(QFile& file, qint64 limit, QByteArray& bytes);
 
 /// The same for a caller that doesn't need the reason of a failure.

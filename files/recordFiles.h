@@ -4,14 +4,15 @@
 
 #include <QString>
 
-/// Reads an Intel HEX or Motorola S-Record file. The content decides which; the name only decides the file type of the
-/// record (HEX for ".hex", S-Record otherwise). The segments are sorted and joined. A FileReader.
+/// Reads an Intel HEX or Motorola S-Record file. The content decides the format. The name only decides the file type of
+/// the record: HEX for ".hex", otherwise S-Record. The segments are sorted and joined. A FileReader.
 [[nodiscard]] bool readRecordFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
 
 /// Writes the segments as Intel HEX records of up to 32 bytes. Line ends are single line feeds.
 [[nodiscard]] bool writeHexFile(const FileLoadContext& context, const FileData& file, const QString& path);
 
-/// Writes the segments as S-Records of up to 32 data bytes, S1 to S3 by the last address of the last segment.
+/// Writes the segments as S-Records of up to 32 data bytes. The last address of the last segment decides between S1, S2
+/// and S3.
 [[nodiscard]] bool writeSrecFile(const FileLoadContext& context, const FileData& file, const QString& path);
 
 /// Writes the segments as raw binary, with the first segment's address at offset 0 and gaps filled with the context's

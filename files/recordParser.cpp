@@ -9,13 +9,13 @@
 #include <cstdio>
 #include <cstring>
 
-// A record is decoded as a whole, and its fields are checked afterwards. Only if that fails is the line checked field
-// by field, to report the wrong field. The text passes through one buffer of fixed size, and the decoded bytes of a
-// record are copied straight into the file under construction.
+// A record is decoded as a whole, and its fields are checked afterwards. If this fails, the line is checked field by
+// field to report the wrong field. The text passes through one buffer of fixed size, and the decoded bytes of a record
+// are copied straight into the file under construction.
 
 namespace {
 
-// A longer physical line is read in pieces of this size. No record is as long: the longest has 521 characters.
+// A longer line is read in pieces of this size. The longest record has only 521 characters.
 constexpr qsizetype maxLineLength = 1024;
 
 constexpr qsizetype windowSize = qsizetype{256} * 1024;
@@ -88,7 +88,8 @@ constexpr qsizetype digitsOf(std::size_t pairs) {
     return 2 * static_cast<qsizetype>(pairs);
 }
 
-// The value of the pair of digits at `offset` of the line. 0 if there is none; then decoding the record fails.
+// The value of the pair of digits at `offset` of the line. Returns 0 without a valid pair; then decoding the record
+// fails.
 inline std::size_t countAt(const TextWindow& text, qsizetype offset) {
     if (text.size() < offset + 2) {
         return 0;

@@ -27,5 +27,5 @@ struct RecordCallbacks {
 };
 
 /// Parses Intel HEX or Motorola S-Records from the device's position on. The first line that starts with ":" or "S"
-/// decides which; lines before it are comments. False after a failure, which has been reported.
+/// decides the format; lines before it are comments. Reports a failure and returns false.
 [[nodiscard]] bool parseRecords(QIODevice& device, const RecordCallbacks& callbacks);

@@ -27,7 +27,8 @@ void beginSegment(FileData& file, std::uint32_t address) {
     file.segments.push_back({address, 0, {}});
 }
 
-// While a segment is open, its array has room after the bytes that count. The room is neither filled nor accessed.
+// While a segment is open, its array may be larger than `segment.size`. The bytes after that size are neither filled
+// nor read.
 bool addData(FileData& file, const RecordBlock& current) {
     if (!makeRoomForNext(file.segments)) {
         return reportError("Unable to allocate memory");

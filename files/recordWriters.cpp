@@ -57,7 +57,7 @@ unsigned appendData(QByteArray& text, QByteArrayView data) {
     return sum;
 }
 
-// Appends the record with the upper half of the addresses that follow.
+// Appends the record that sets the upper half of the following addresses.
 void appendLinearAddress(QByteArray& text, std::uint32_t address) {
     const std::uint32_t upper = address >> 16;
     text.append(":02000004");
@@ -66,8 +66,8 @@ void appendLinearAddress(QByteArray& text, std::uint32_t address) {
     text.append('\n');
 }
 
-// Appends 256 records, or fewer up to the end of a 64 KiB page. If the segment's bytes don't fill the run, it continues
-// with records without data: the programming devices that receive the file expect this form.
+// Appends 256 records, or fewer up to the end of a 64 KiB page. If the segment ends earlier, the remaining records have
+// no data: the programming devices that receive the file expect this form.
 void appendHexRun(QByteArray& text, Remainder& rest) {
     constexpr int maxRecords = 256;
     constexpr std::uint32_t pageEnd = 0xFFE0;

@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::uint32_t maxBridgedGap = 31;
 
-// The memory that it takes to compare one segment with all others, and to sort it among them.
+// The memory needed per segment to sort the segments and compare each with all others.
 constexpr std::size_t bytesToCompare = 64;
 
 std::uint32_t endOf(const FileSegment& segment) {
@@ -22,7 +22,7 @@ std::uint32_t endOf(const FileSegment& segment) {
 bool enlarge(FileSegment& segment, qint64 size) {
     segment.data.resize(segment.size);
     if (size > segment.data.capacity()) {
-        // More than requested, so that a long chain of joins takes linear time.
+        // The capacity is doubled, so that a long chain of joins takes linear time.
         const qint64 grown = std::max<qint64>(size, segment.data.capacity() * 2);
         if (!memoryAvailable(size) || !canAllocate(grown)) {
             return false;
@@ -45,13 +45,13 @@ bool join(FileSegment& first, const FileSegment& second, std::uint32_t gap, std:
     return true;
 }
 
-// Where the two overlap, the second wins.
+// Copies the second segment into the first, over the bytes where the two overlap.
 bool overlay(FileSegment& first, const FileSegment& second) {
     const std::uint32_t offset = second.address - first.address;
     if (endOf(second) > endOf(first) && !enlarge(first, qint64{endOf(second)} - first.address)) {
         return false;
     }
-    // A second segment that wraps ends below the first's end; then only the part inside the first is copied.
+    // If the second segment wraps, it ends before the end of the first. Then only the part inside the first is copied.
     std::memcpy(first.data.data() + offset, second.data.constData(), std::min(second.size, first.size - offset));
     return true;
 }
@@ -101,7 +101,7 @@ bool compactSegments(const FileLoadContext& context, FileData& file) {
         return false;
     }
     bool overlap = false;
-    // The segments before `last` are done; `last` absorbs its successors as long as they are near.
+    // The segments before `last` are done; `last` is joined with its successors as long as they are near.
     auto last = file.segments.begin();
     auto next = last + 1;
     for (; next != file.segments.end(); ++next) {

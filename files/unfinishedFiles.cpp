@@ -10,8 +10,8 @@
 
 namespace {
 
-// A run has at most two such files; the desktop program may have one in each of its threads. A file that finds no place
-// here is removed only by its UnfinishedFile.
+// A run has at most two such files; the desktop program may have one in each of its threads. If the array is full, a
+// further file is removed only by its UnfinishedFile.
 std::array<std::atomic<const char*>, 32> names;
 static_assert(std::atomic<const char*>::is_always_lock_free, "signal handlers read this");
 
@@ -43,7 +43,7 @@ UnfinishedFile::~UnfinishedFile() {
 }
 
 FileHandle UnfinishedFile::create(const QByteArray& folder, const QByteArray& suffix) {
-    const EndingSignalsHeld held;  // the file and its entry appear together
+    const EndingSignalsHeld held;  // a signal must not arrive between the creation of the file and its entry
     name_ = folder + ".qvora-XXXXXX" + suffix;
     FileHandle file(mkostemps(name_.data(), static_cast<int>(suffix.size()), O_CLOEXEC));
     if (file.isOpen()) {

@@ -18,7 +18,7 @@ class UnfinishedFile {
     /// `folder` ends with '/' or is empty. If the folder accepts no file, the result is closed and errno contains the
     /// reason. Call this once.
     [[nodiscard]] FileHandle create(const QByteArray& folder, const QByteArray& suffix = {});
-    /// Forgets the name without removing the file that has it.
+    /// Forgets the name without removing the file.
     void release();
 
     [[nodiscard]] bool exists() const { return !name_.isEmpty(); }

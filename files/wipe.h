@@ -2,8 +2,8 @@
 
 #include <QByteArray>
 
-/// Overwrites a secret and empties it. The array must be the only owner of its bytes, which a debug build asserts:
-/// bytes that are shared with another array would stay.
+/// Overwrites a secret and empties it. The array must be the only owner of its bytes: shared bytes aren't overwritten.
+/// A debug build asserts this.
 void wipe(QByteArray& secret);
 
 /// Empties the array, and wipes its bytes if no other array shares them. Otherwise the other array has to wipe them.

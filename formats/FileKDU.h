@@ -6,7 +6,7 @@
 
 /// One entry of a TLV block.
 struct TlvEntry {
-    std::string name;  ///< the type's name; an unknown type has the name of the entry before it
+    std::string name;  ///< the name of the type; for an unknown type, the name of the previous entry
     std::uint16_t type = 0;
     std::uint16_t length = 0;
     QByteArray value;  ///< `length` bytes and a zero

@@ -2,11 +2,11 @@
 
 #include "files/FileData.h"
 
-/// One area of a secure image, as the file contains it.
+/// One area of a secure image, unchanged from the file.
 struct TbiArea {
     std::uint32_t address = 0;  ///< destination address
-    std::uint32_t size = 0;     ///< the size field, even if the file is shorter
-    QByteArray data;            ///< the payload, cut where the file ends
+    std::uint32_t size = 0;     ///< the value of the size field, even if the file is shorter
+    QByteArray data;            ///< the payload, up to the end of the file
     std::uint8_t type = 0;      ///< the area letter
     QByteArray header;          ///< the whole area header, tag included
     std::uint32_t headerSize = 0;

@@ -17,7 +17,7 @@ std::optional<std::pair<std::size_t, std::size_t>> firstOverlap(const std::vecto
         }
         later.add(ranges[i].address, ranges[i].end);
     }
-    // Only the range that was found is compared with its successors one by one.
+    // Only this range is compared with each of its successors.
     for (std::size_t j = first + 1; j < ranges.size(); ++j) {
         if (rangesOverlap(ranges[first].address, ranges[first].end, ranges[j].address, ranges[j].end)) {
             return std::pair(first, j);

@@ -12,6 +12,6 @@ struct AddressRange {
     std::uint32_t end = 0;
 };
 
-/// The positions of the first two ranges for which rangesOverlap() is true: the first range with a later partner, and
-/// the earliest of its later partners. Takes n log n steps, since an image may contain 65,535 areas.
+/// The positions of the first two ranges for which rangesOverlap() is true: the first range that overlaps a later one,
+/// and the first later range that it overlaps. Needs n log n steps, because an image may contain 65,535 areas.
 [[nodiscard]] std::optional<std::pair<std::size_t, std::size_t>> firstOverlap(const std::vector<AddressRange>& ranges);

@@ -3,11 +3,11 @@
 #include <array>
 #include <cstdint>
 
-/// A device that install images are made for.
+/// A device for which the tool makes install images.
 struct InstallDevice {
     std::uint32_t id;
-    const char* name;         ///< the number as `-devid` has it
-    bool takesPartialImages;  ///< the image can be handed over in parts, as far as its RAM reaches
+    const char* name;         ///< the number that `-devid` accepts
+    bool takesPartialImages;  ///< the device accepts the image in parts that fit its RAM
 };
 
 inline constexpr std::array installDevices = {

@@ -13,10 +13,10 @@
 
 #include <initializer_list>
 
-// Each line of a module list describes one module in three columns: the file of the module; its licence file, its
-// identity or "none"; its destination address or "none". The list for external memory has three more columns, for the
-// decryption peripheral, and is otherwise the same. One set of functions reads both lists; functions that depend on the
-// type of the record are templates.
+// Each line of a module list describes one module in three columns. The first is the module's file, the second its
+// licence file, its identity or "none", the third its destination address or "none". The list for external memory has
+// three more columns, for the decryption peripheral, and is otherwise the same. One set of functions reads both lists;
+// functions that depend on the type of the record are templates.
 
 namespace {
 
@@ -24,13 +24,13 @@ constexpr std::uint32_t mostModules = 8;
 constexpr qsizetype longestIdentity = 15;
 constexpr qsizetype longestNumber = 10;
 
-/// How many bytes the gaps between the segments of all hex modules of a list may have in total. A few records can name
-/// addresses at both ends of the address space. 256 MiB is more than any module spans, and can still be allocated.
+/// The largest total size of the gaps between the segments of all hex modules of a list. A small file can have records
+/// at both ends of the address space. 256 MiB is more than any module needs, and can still be allocated.
 constexpr std::uint64_t mostGapBytes = 256U << 20;
 
 /// The list that is being read.
 struct ListFile {
-    QString path;      ///< as it was given
+    QString path;      ///< as the caller gave it
     const char* kind;  ///< "mcsv" or "ecsv"
     std::uint64_t gapBytes = 0;
 };
@@ -52,8 +52,8 @@ bool namesFile(const QByteArray& text, std::initializer_list<const char*> suffix
     return false;
 }
 
-/// A name that begins with a dot, a slash or a backslash is relative to the list's folder, any other to the current
-/// folder.
+/// A name that begins with a dot, a slash or a backslash is relative to the list's folder. Any other name is relative
+/// to the current folder.
 QString resolvePath(const ListFile& list, const QByteArray& name) {
     const bool besideList = name.startsWith('.') || name.startsWith('/') || name.startsWith('\\');
     const QString folder = besideList ? QFileInfo(list.path).path() + QLatin1Char('/') : QString();
@@ -116,11 +116,11 @@ bool joinSegments(const FileData& hex, const QString& path, ListFile& list, QByt
     return true;
 }
 
-/// Loads a hex module. `address` contains the list's address and receives the module's own. If the list gives an
-/// address and the two differ, a warning says so.
+/// Loads a hex module. `address` contains the list's address and receives the address of the hex file. Warns if the
+/// list gives an address and the two differ.
 bool loadHexModule(const QString& path, bool addressGiven, ListFile& list, std::uint32_t& address,
                    QByteArray& content) {
-    // A separate context frees the hex file once the module is made, and leaves the caller's fill byte as it was.
+    // The separate context frees the hex file at the end of this function, and doesn't change the caller's fill byte.
     FileLoadContext context;
     context.formats = formatTable();
     FileData* hex = nullptr;

@@ -6,8 +6,9 @@
 #include "formats/moduleLayout.h"
 #include "formats/readers.h"
 
-// Both kinds of module file are passed on unchanged, so the whole file becomes one segment. A prepared module (KMD) is
-// its magic and any bytes after it. A module update (KDU) is an image of the MCUboot format, all numbers little-endian:
+// Both kinds of module file are passed on unchanged, so the whole file becomes one segment. A prepared module (KMD)
+// begins with its magic; the other bytes aren't checked. A module update (KDU) is an image of the MCUboot format, all
+// numbers little-endian:
 //
 //   magic 4, load address 4, header size 2, size of the protected TLV block 2, image size 4, flags 4,
 //   version: major 1, minor 1, revision 2, build 4
@@ -18,7 +19,7 @@
 namespace {
 
 constexpr std::uint16_t protectedTlvMagic = 0x6908;
-constexpr std::uint32_t tlvHeadSize = 4;  ///< the size of a block's head and of an entry's
+constexpr std::uint32_t tlvHeadSize = 4;  ///< the size of the head of a block or an entry
 constexpr std::uint32_t moduleFlagBit = 1U << 30;
 constexpr const char* moduleInfoName = "MODULE_INFO";
 
@@ -64,8 +65,9 @@ bool readWholeFile(QFile& device, FileData& file) {
     return true;
 }
 
-/// Reads the entries of a block whose head, with its total size, has been read. An unknown type gets `name`, the name
-/// of the entry before it, even of one in the block before. Stops at the first entry that the file cuts off.
+/// Reads the entries of a block of `total` bytes, after the caller has read its head. `name` contains the name of the
+/// previous entry, which may be in the previous block; an entry of unknown type gets this name. Stops at the first
+/// incomplete entry.
 void readTlvEntries(ByteReader& fields, std::uint16_t total, std::string& name, std::vector<TlvEntry>& entries) {
     std::uint32_t position = tlvHeadSize;
     while (position < total) {

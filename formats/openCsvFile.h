@@ -4,7 +4,7 @@
 
 #include <QString>
 
-/// The grammar in which a text table is read, whatever its name says.
+/// The grammar in which a text table is read. It doesn't depend on the file's name.
 enum class CsvKind : int {
     optionBytes = 0,
     keyArea = 1,

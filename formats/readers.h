@@ -12,22 +12,21 @@
 /// Reads a packaged module (an image with the extended header) into a FileTBI, like readTbiFile.
 [[nodiscard]] bool readXtbiFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
 
-/// Reads a provisioning image into a FileTBI. All areas that its header counts are read, and overlaps aren't checked.
+/// Reads a provisioning image into a FileTBI. Reads as many areas as the header says, and doesn't check for overlaps.
 [[nodiscard]] bool readPvsTbiFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
 
 /// Reads a prepared module into a FileData whose one segment, at address 0, holds the whole file.
 [[nodiscard]] bool readKmdFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
 
 /// Reads a module update, an image of the MCUboot format, into a FileKDU whose one segment, at address 0, holds the
-/// whole file. Any content is accepted: fields that the file is too short for are 0, and entries that it cuts off are
-/// left out.
+/// whole file. Any content is accepted: missing fields are 0, and incomplete entries are left out.
 [[nodiscard]] bool readKduFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
 
 /// Reads a table of option bytes into a FileData whose one segment, at address 0, holds 32-bit little-endian words.
-/// Every second field of a line is a number: "0x" hexadecimal, a leading 0 octal, otherwise decimal.
+/// Every second field of a line is a number: hexadecimal after "0x", octal after a leading 0, otherwise decimal.
 [[nodiscard]] bool readOptionBytesFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
 
-/// Reads a table of key area words, like readOptionBytesFile, but every field is a number, and hexadecimal.
+/// Reads a table of key area words, like readOptionBytesFile, but every field is a hexadecimal number.
 [[nodiscard]] bool readKeyAreaFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
 
 /// Reads a partition table into a FileTSV.

@@ -23,7 +23,7 @@
 /// four zero bytes.
 namespace secureImage {
 
-inline constexpr QByteArrayView installMagic = "TBIMAGIC";  ///< packaged install images have it, too
+inline constexpr QByteArrayView installMagic = "TBIMAGIC";  ///< also the magic of packaged install images
 inline constexpr QByteArrayView provisioningMagic = "PVSMAGIC";
 inline constexpr qsizetype magicSize = 8;
 inline constexpr qsizetype nonceSize = 16;
@@ -64,7 +64,7 @@ inline constexpr qsizetype longHeaderSize = 46;
 
 }  // namespace areaHeader
 
-/// What an area holds, by its letter.
+/// The letters of areas, each with the content of the area.
 namespace areaLetter {
 
 inline constexpr char backup = 'B';            ///< a section for a backup memory

@@ -11,8 +11,8 @@
 
 // The three kinds of image share one layout; ImageForm contains their differences.
 //
-// Areas are read one at a time, straight into the buffers that they stay in. A payload takes only as much memory as the
-// file contains of it, whatever its size field claims.
+// Areas are read one at a time, directly into the buffers of the record. The memory for a payload is limited by the
+// bytes in the file, not by the size field.
 
 namespace {
 
@@ -22,10 +22,10 @@ struct ImageForm {
     QByteArrayView magic;
     qsizetype fileHeaderSize;
     std::string_view letters;           ///< the area types that are accepted
-    bool versionInFileHeader;           ///< the image version is there, otherwise in every area
+    bool versionInFileHeader;           ///< the file header contains the image version; if not, every area does
     bool areaHeaderByVersion;           ///< the protocol version gives the size of area headers; if not, they are long
     qsizetype tagOffset;                ///< inside the area header
-    bool endsAtOptionBytes;             ///< the walk ends at the option bytes area, and there must be one
+    bool endsAtOptionBytes;             ///< reading ends at the option bytes area, which must exist
     std::string_view exclusiveLetters;  ///< the types whose areas must not overlap areas of the same type
     bool keepsFlashWords;               ///< no area may start in the last Flash word of a module area
 };
@@ -73,8 +73,8 @@ bool readFileHeader(QFile& device, const ImageForm& form, FileTBI& image) {
     image.protocolVersion = fields.u16();
     image.imageVersion = form.versionInFileHeader ? fields.u32() : 0;
     image.segmentCount = fields.u16();
-    // If the file is too short for the number of areas, the number is 0, which fails wherever an option bytes area is
-    // required.
+    // If the file is too short to contain the number of areas, the number is 0. An image that needs an option bytes
+    // area then fails later.
     const bool cutOff = !fields.ok() && !form.endsAtOptionBytes;
     image.nonce = fields.take(secureImage::nonceSize).toByteArray();
     if (!magicFits || cutOff) {
@@ -104,8 +104,8 @@ qsizetype areaHeaderSize(const ImageForm& form, std::uint16_t protocolVersion) {
     }
 }
 
-/// Reads and checks the header of area `number`, counted from 1. A missing byte fails the check of its field; a byte
-/// missing after the last field fails the check of the number of areas.
+/// Reads and checks the header of area `number`, counted from 1. An incomplete header fails one of the checks, at the
+/// latest the check of the number of areas.
 bool readAreaHeader(QFile& device, const ImageForm& form, qsizetype headerSize, std::uint32_t number, FileTBI& image,
                     TbiArea& area) {
     area.header = device.read(headerSize);
@@ -176,7 +176,8 @@ bool readAreas(QFile& device, const ImageForm& form, FileTBI& image) {
 }
 
 /// Looks for overlaps among all areas of one type, except the last area of the file. `first` and `second` receive the
-/// numbers, counted from 1, of the first pair that overlaps, unless they contain an earlier pair.
+/// numbers, counted from 1, of the first pair that overlaps. If they already contain an earlier pair, they are
+/// unchanged.
 void findOverlap(const std::vector<TbiArea>& areas, std::uint8_t type, std::size_t& first, std::size_t& second) {
     const std::uint32_t tail = type == areaLetter::external ? std::uint32_t{regionDescriptor::keySize} : 0;
     std::vector<AddressRange> ranges;
@@ -206,7 +207,7 @@ bool checkOverlaps(const ImageForm& form, const std::vector<TbiArea>& areas) {
     return true;
 }
 
-/// A Flash word is written as a whole, so no area may start in a word that a module fills only in part.
+/// A Flash word is written as a whole. If a module ends inside a word, no other area may start in this word.
 bool checkFlashWords(const std::vector<TbiArea>& areas) {
     std::vector<std::uint32_t> addresses;
     addresses.reserve(areas.size());

@@ -4,8 +4,8 @@
 
 #include <cstdint>
 
-/// The layout of the end of a signed image: the footer head, then the signature. All numbers but the signature's are
-/// little-endian.
+/// The layout of the end of a signed image: the footer head, then the signature. All numbers except those of the
+/// signature are little-endian.
 ///
 ///     offset  size  field
 ///          0     4  magic

@@ -35,7 +35,7 @@ QList<QByteArray> splitAtTabs(const QByteArray& line) {
     return fields;
 }
 
-/// The hexadecimal number at the start of `text`, whatever follows it; its low 32 bits if it is longer, 0 without one.
+/// The low 32 bits of the hexadecimal number at the start of `text`; 0 if there is none. Ignores the rest of the text.
 std::uint32_t leadingHexNumber(QByteArrayView text) {
     text = text.trimmed();
     if (text.startsWith("0x") || text.startsWith("0X")) {
@@ -52,7 +52,8 @@ std::uint32_t leadingHexNumber(QByteArrayView text) {
     return number;
 }
 
-/// Whether only digits, and at least one, follow the "0x". An offset on a large medium doesn't fit 32 bits.
+/// Whether one or more hex digits, and nothing else, follow the "0x". The value isn't read, because an offset on a
+/// large medium doesn't fit 32 bits.
 bool isHexOffset(QByteArrayView offset) {
     const QByteArrayView digits = offset.trimmed().sliced(2);
     return !digits.isEmpty() &&

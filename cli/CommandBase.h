@@ -14,13 +14,13 @@ inline constexpr char missingImageVersion[] = "You need to specify a value with 
 /// The error of the wireless-chip commands for an output that would replace a file.
 inline constexpr char overwriteRisk[] = "Error risk of file overwritten.";
 
-/// The base of the commands: the context of the run, the command's part of the command line, and the handlers of common
-/// options.
+/// The base of the commands. Contains the context of the run, the command's part of the command line, and the handlers
+/// of common options.
 struct CommandBase {
     CommandLineTool& tool;
     const CommandCall& call;
     GivenOptions given;
-    QStringList secretPaths;  ///< the keys, nonces and secrets that were read; no output may replace them
+    QStringList secretPaths;  ///< the files of the keys, nonces and secrets that were read; no output may replace them
 
     CommandBase(CommandLineTool& owner, const CommandCall& found) : tool(owner), call(found) {}
 
@@ -34,8 +34,8 @@ struct CommandBase {
 
     /// Reads a key, a nonce or secrets with the tool's `readBinaryFile`, and adds the path to `secretPaths`.
     [[nodiscard]] bool readSecret(const QString& path, QByteArray& bytes, qint64 expectedSize);
-    /// Whether an output may be written at `path`. False, with a message, if it would replace one of the secrets that
-    /// were read.
+    /// Whether an output may be written at `path`. Reports an error and returns false if the output would replace a
+    /// secret that was read.
     [[nodiscard]] bool mayWrite(const QString& path) const;
 
     // Handlers. Each stores its value in the matching member of `tool`.
@@ -47,11 +47,11 @@ struct CommandBase {
     Flow setPvsOutput(const QStringList& params);     // must end in ".pvs"
 };
 
-/// Runs a command whose state is in a struct with a `run` of its own.
+/// Runs a command whose state is in a struct with its own `run`.
 template <class Handler>
 Flow runCommandOf(CommandLineTool& tool, const CommandCall& call) {
     return Handler(tool, call).run();
 }
 
-/// Whether `file` is one of the formats that firmware comes in: raw binary, HEX, S-Record or ELF.
+/// Whether `file` has a firmware format: raw binary, HEX, S-Record or ELF.
 [[nodiscard]] bool isFirmware(const FileData& file);

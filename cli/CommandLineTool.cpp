@@ -27,8 +27,8 @@ void logQtMessage(QtMsgType /*type*/, const QMessageLogContext& /*context*/, con
     displayMessage(MessageKind::verbose2, "%s", qUtf8Printable(text));
 }
 
-/// Decodes the arguments and keeps a byte order mark at the start of a name. An argument in another encoding than UTF-8
-/// would name another file: false, with a message.
+/// Decodes the arguments and keeps a byte order mark at the start of a name. Reports an argument that isn't UTF-8 and
+/// returns false, because the decoded text could name another file.
 bool decodeArguments(int argc, char** argv, QStringList& arguments) {
     for (int i = 0; i < argc; ++i) {
         QStringDecoder decoder(QStringConverter::Utf8, QStringConverter::Flag::ConvertInitialBom);
@@ -159,7 +159,7 @@ bool CommandLineTool::readBinaryFile(const QString& path, QByteArray& outBytes, 
     if (!file.exists()) {
         return reportError("The file %s does not exist, please check the file's path", qUtf8Printable(path));
     }
-    // Unbuffered, so that no key stays in a buffer that is never wiped.
+    // The file is unbuffered, because a buffer that is never wiped could keep a key.
     if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
         return reportError("Unable to open the file %s", qUtf8Printable(path));
     }

@@ -27,7 +27,8 @@ class CommandLineTool {
     /// folder.
     [[nodiscard]] int runArguments(const QStringList& arguments);
 
-    /// Finds the first option of exactly this name; true sets `currentIndex` and `outParams`, false touches neither.
+    /// Finds the first option with exactly this name. If there is one, sets `currentIndex` and `outParams`; otherwise
+    /// changes neither.
     [[nodiscard]] bool optionPresent(const char* name, QStringList& outParams);
     /// Whether the command line has any of these options.
     [[nodiscard]] bool isGiven(std::initializer_list<const char*> names) const;
@@ -36,7 +37,7 @@ class CommandLineTool {
     /// failure the fault has been reported and `outBytes` is unchanged.
     [[nodiscard]] static bool readBinaryFile(const QString& path, QByteArray& outBytes, qint64 expectedSize);
 
-    // The command line, and the option that the chain has found last. Each command receives its part as a CommandCall.
+    // The command line, and the option that the chain found last. Each command receives its part as a CommandCall.
     QList<CliOption> options;
     QStringList currentParams;
     qsizetype currentIndex = 0;
@@ -46,8 +47,8 @@ class CommandLineTool {
     FileLoadContext fileContext;
     FileData* currentFile = nullptr;
 
-    // Data that a command leaves for later ones: -tbi leaves its key and nonce for -hsm, its version for -pvs-tbi, and
-    // its output path for the size that -ppvs-tbi prints.
+    // Data that a command leaves for later commands. -tbi leaves its key and nonce for -hsm, and its version for
+    // -pvs-tbi. It also leaves its output path: -ppvs-tbi prints the size of that file.
     QByteArray key;
     QByteArray nonce;
     std::uint32_t imageVersion = 0;
@@ -72,7 +73,7 @@ class CommandLineTool {
     FileMCSV* mcsvFile = nullptr;
     FileECSV* ecsvFile = nullptr;
 
-    // The values of single commands, which no later command uses.
+    // Values that no later command reads.
     QString outputImagePath;             ///< -tbu
     QByteArray binaryPath;               ///< -sign
     QString privateKeyPath;              ///< -sign

@@ -15,7 +15,7 @@ constexpr qsizetype maxFirmwareIdLength = 15;
 constexpr qint64 persoDataSize = 108;
 constexpr std::int32_t defaultSlot = 2;
 
-/// What a card reports about itself.
+/// The information that a card reports about itself.
 struct CardInfo {
     std::array<unsigned char, 17> firmwareId{};  // NUL-terminated
     std::array<unsigned char, 4> type{};         // three characters, NUL-terminated
@@ -73,7 +73,8 @@ constexpr OptionRow<HsmCommand> optionRows[] = {
     {"-id", "--id", "firmware id", "You need to specify a value with the firmware id option",
      &HsmCommand::setFirmwareId},
     {"-i", "--index", "index", "Invalid index", &HsmCommand::setSlot},
-    // The card decides whether this option counts, so the handler gives its warning and checks for a missing value.
+    // A first-generation card makes the tool ignore this option. So the handler itself prints the warning and checks
+    // for a missing value.
     {"-pd", "--persodata", nullptr, nullptr, &HsmCommand::readPersoData, 1},
     {"-l", "--log"},
 };
@@ -153,7 +154,8 @@ void HsmCommand::printCard(const CardInfo& info) const {
 }
 
 bool HsmCommand::provisioningComplete() const {
-    // The contents of key and nonce count, not their options: an image made earlier in this run leaves its own.
+    // Checks the contents of key and nonce, not their options, because an earlier command of this run may have set
+    // them.
     return !tool.key.isEmpty() && !tool.nonce.isEmpty() && wasGiven(optionRows, given, "-id") &&
            wasGiven(optionRows, given, "-mc");
 }

@@ -18,7 +18,7 @@ namespace {
 constexpr char wrongFormat[] = "Unable to create an TBI image from this file's format : %s";
 constexpr char missingOptionBytes[] = "You need to specify a file with the option bytes option";
 
-// One record is made for each segment of an external firmware file, up to this many.
+// At most this many segments of an external firmware file get a record.
 constexpr std::size_t maxExternalSegments = 256;
 
 constexpr std::uint32_t diversificationDevice = 0x484;

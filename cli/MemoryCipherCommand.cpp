@@ -42,7 +42,7 @@ Flow setBinaryPath(const QStringList& params, QString& path) {
     return path.endsWith(QLatin1String(".bin")) ? Flow::goOn() : failRun("The file type must be a binary (.bin)");
 }
 
-// A text that isn't a number counts as 0.
+// Returns 0 for a text that isn't a number.
 std::uint32_t numberOrZero(const QStringList& params, int base) {
     std::uint32_t number = 0;
     static_cast<void>(parseNumber(params.constFirst(), base, number));

@@ -33,9 +33,9 @@ constexpr std::array<OptionNames, rowCount> namesOf(const OptionRow<Handler> (&r
     return names;
 }
 
-/// Handles the options after the command word, in order. Each uses the first row of its name: a once-only option warns
-/// at its second occurrence, a missing value is an error, and then the handler runs. An option without a row is
-/// ignored, with a warning if `unknownCommand` names the command. A handler that ends the run ends the walk.
+/// Handles the options after the command word, in order, until a handler ends the run. Each option uses the first row
+/// of its name. A once-only option gives a warning at its second occurrence, and a missing value is an error. Then the
+/// handler runs. An option without a row is ignored, with a warning if `unknownCommand` names the command.
 template <class Handler, std::size_t rowCount>
 Flow walkOptions(Handler& command, const OptionRow<Handler> (&rows)[rowCount], const char* unknownCommand) {
     static_assert(rowCount <= GivenOptions{}.size());

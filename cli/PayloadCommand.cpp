@@ -47,7 +47,7 @@ Flow PayloadCommand::readOemKey(const QStringList& params) {
     displayMessage(MessageKind::normal, "PVS protocol version %d is requested !", pem ? 1 : 2);
     displayMessage(MessageKind::normal, "%s",
                    pem ? "OEM public key checking..." : "OEM Root public key table hash checking...");
-    QByteArray oemKey;  // read only to check its size; the library opens the path itself
+    QByteArray oemKey;  // read only to check the size; the library opens the path itself
     if (!readSecret(path, oemKey, pem ? 178 : 32)) {
         return Flow::end(1);
     }

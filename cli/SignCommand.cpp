@@ -11,7 +11,7 @@
 
 namespace {
 
-/// The 4-byte mark of a kind of image, and the length of the signed part relative to the mark's position.
+/// The 4-byte mark of a kind of image. The position of the mark plus `lengthFromMark` is the length of the signed part.
 struct ImageMark {
     std::array<unsigned char, 4> bytes;
     const char* text;

@@ -54,7 +54,7 @@ Flow UpdateImageCommand::setImageOutput(const QStringList& params) {
 }
 
 Flow UpdateImageCommand::run() {
-    // -tbi is earlier in the chain and ends such a run. This check also holds if the order changes.
+    // -tbi is earlier in the chain and ends such a run. This check is for a change of that order.
     if (tool.isGiven({"-tbi", "--tbi"})) {
         return failRun("You need to specify which of tbi, kmd or tbu you want to create");
     }

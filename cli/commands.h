@@ -2,7 +2,7 @@
 
 #include "cli/Command.h"
 
-// Each command is defined in the source file of its name, or in the file that its line names.
+// Each command is defined in the source file with its name, or in the file in the comment on its line.
 extern const Command helpCommand;  // informationCommands.cpp
 extern const Command logCommand;   // informationCommands.cpp
 extern const Command personalizationCommand;

@@ -18,7 +18,7 @@ Flow showHelp(CommandLineTool& /*tool*/, const CommandCall& call) {
 }
 
 /// The files that an option names, and the files that a command derives from them. If several commands have the option,
-/// the one with the most files counts.
+/// the largest number of files is used.
 QStringList filesOf(const CliOption& given) {
     const auto isName = [&given](const char* word) { return word != nullptr && given.name == QLatin1String(word); };
     int count = 0;
@@ -40,8 +40,8 @@ QStringList filesOf(const CliOption& given) {
     return files + given.params.first(std::min<qsizetype>(count, given.params.size()));
 }
 
-/// Whether another option names the file at `path`, which a log would empty. The option may be anywhere on the line,
-/// and its file may be an input or an output, even one that doesn't exist yet.
+/// Whether another option names the file at `path`; opening the log would empty this file. The option may be anywhere
+/// on the command line. Its file may be an input or an output, and needn't exist yet.
 bool isNamedBesideLog(const QList<CliOption>& options, const QString& path) {
     return std::any_of(options.begin(), options.end(), [&path](const CliOption& option) {
         const QStringList files = filesOf(option);

@@ -4,7 +4,7 @@
 
 namespace {
 
-/// The path of the command's file. Without a parameter it is empty, and opening it fails.
+/// The path of the command's file. Without a parameter the path is empty, and opening the file fails.
 QString pathOf(const QStringList& params) {
     return params.isEmpty() ? QString() : params.constFirst();
 }

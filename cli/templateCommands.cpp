@@ -31,7 +31,7 @@ Flow generateObkeyFile(CommandLineTool& tool, const QString& path) {
     if (!engine.checkLayout()) {
         return Flow::end(1);
     }
-    engine.generateObkey();  // its failure is reported, and the next template is still handled
+    engine.generateObkey();  // reports a failure; the run continues with the next template
     return Flow::goOn();
 }
 

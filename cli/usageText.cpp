@@ -15,7 +15,7 @@ constexpr auto normal = MessageKind::normal;
 constexpr auto grey = MessageKind::grey;
 constexpr auto success = MessageKind::success;
 
-// The rows keep the texts that users know, even where a command accepts more than its row says.
+// The rows keep the texts that users know, even if a command accepts more than its row says.
 constexpr std::array usageRows = {
     UsageRow{grey, "Usage :"},
     UsageRow{grey, "QVORASealedBundleBuilder_CLI.exe [option1] [value1] [option2] [value2]... \n\n"},

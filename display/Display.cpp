@@ -16,7 +16,7 @@ namespace {
 
 constexpr int maxCharacters = 30719;
 
-// A UTF-8 character has at most four bytes, so this many bytes always hold the characters that are kept.
+// A UTF-8 character has at most four bytes, so this many bytes are enough for all characters of a message.
 constexpr std::size_t formatBytes = std::size_t{maxCharacters} * 4 + 1;
 
 // The colour of a kind is an attribute of the Windows console: blue 1, green 2, red 4, bright 8.
@@ -30,8 +30,8 @@ int attributeOf(std::int32_t kind) {
     return index < kindAttributes.size() ? kindAttributes[index] : plainAttribute;
 }
 
-// The terminal sequence for the same colour; a terminal numbers red 1 and blue 4. Plain text has the terminal's own
-// colour, because the bright white of the attribute can't be read on a light background.
+// The terminal sequence for the same colour. On a terminal, red is 1 and blue is 4. Plain text has the terminal's
+// default colour, because the bright white of the attribute can't be read on a light background.
 std::string escapeOf(int attribute) {
     if (attribute == plainAttribute) {
         return plainEscape;
@@ -40,8 +40,8 @@ std::string escapeOf(int attribute) {
     return "\x1b[" + std::to_string(colour + ((attribute & 8) != 0 ? 90 : 30)) + 'm';
 }
 
-// Length of the well-formed UTF-8 sequence at `text`, or 0. The text is NUL-terminated, so a sequence that the end
-// cuts off fails on the terminator.
+// Returns the length of the well-formed UTF-8 sequence at `text`, or 0. `text` is NUL-terminated; the NUL makes an
+// incomplete sequence at the end invalid.
 int sequenceLength(const unsigned char* text) {
     const auto continues = [text](int index) { return (text[index] & 0xC0) == 0x80; };
     if (text[0] < 0x80) {
@@ -95,7 +95,7 @@ void appendUtf8(std::string& out, std::uint32_t character) {
     }
 }
 
-// A control character from a file's name or content must not act on a terminal: it is printed as \xNN.
+// On a terminal, control characters are printed as \xNN, because they may be from a file's name or content.
 std::string utf8Of(const wchar_t* text, bool forTerminal) {
     std::string out;
     out.reserve(std::wcslen(text) + 16);
@@ -114,7 +114,7 @@ std::string utf8Of(const wchar_t* text, bool forTerminal) {
     return out;
 }
 
-// The log collapses a doubled percent sign and keeps any other.
+// In the log, two percent signs in a row become one; a single one is kept.
 std::string logTextOf(const wchar_t* text) {
     std::string out = utf8Of(text, false);
     std::size_t at = 0;
@@ -168,7 +168,7 @@ void closeLogAtExit() {
 
 Display* Display::getInstance() {
     static Display* const instance = [] {
-        // Never destroyed, so that a message from an exit handler still finds it.
+        // The object is never destroyed, because an exit handler may print a message.
         auto* const made = new Display;  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks)
         made->onTerminal = isatty(STDOUT_FILENO) == 1 ? 1 : 0;
         std::atexit(closeLogAtExit);

@@ -28,11 +28,11 @@ using DisplayCallback = void (*)(std::int32_t kind, const wchar_t* text);
 /// Emits every line that the tool or the preparation library prints.
 ///
 /// A message is formatted, cut at 30,719 characters, given its prefix and passed to the callback, which writes it to
-/// the console and, when logging is on, to the log. Narrow text is UTF-8. A byte that isn't part of valid UTF-8 counts
-/// as the Latin-1 character of that number, so that names in either encoding are readable.
+/// the console and, when logging is on, to the log. Narrow text is UTF-8. A byte that isn't part of valid UTF-8 is read
+/// as a Latin-1 character, so that names in both encodings are readable.
 class Display {
   public:
-    /// Returns the object of the process, which the first call creates.
+    /// Returns the only object of the process. The first call creates it.
     static Display* getInstance();
 
     /// Formats and emits one message. `format` is printf-style and always a literal.
@@ -46,17 +46,17 @@ class Display {
     /// Closes the log; called when a run ends, and at process exit.
     void closeLog();
 
-    /// Flushes standard output. False if any part of the output, from the start on, couldn't be written, for example to
-    /// a closed pipe.
+    /// Flushes standard output. Returns false if any output since the start of the run couldn't be written, for example
+    /// to a closed pipe.
     [[nodiscard]] bool finishOutput();
 
-    /// Writes a line to the console and the log without formatting it, and flushes both. Allocates nothing, for a run
-    /// that ends because it has no memory left.
+    /// Writes a line to the console and the log without formatting it, and flushes both. Allocates nothing, because a
+    /// run that is out of memory calls it.
     void writeLastLine(const char* line) const;
 
     std::uint8_t consoleOff = 0;    ///< not 0: no colours; text is still printed
     std::int32_t verbosity = 1;     ///< 1, 2 or 3: which of the verbose kinds the console shows
-    std::uint8_t plain = 0;         ///< not 0: warnings, errors and successes lose their look and most prefixes
+    std::uint8_t plain = 0;         ///< not 0: kinds 4, 5 and 11 become 0, without prefix; kind 2 becomes 9
     std::uint8_t forceVerbose = 0;  ///< not 0: the callback gets kind 7 for every message
     std::uint8_t onTerminal = 0;    ///< not 0: the console is a terminal; set when the object is created
     std::uint8_t logEnabled = 0;

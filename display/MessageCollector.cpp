@@ -14,7 +14,8 @@ const QList<MessageKind> faultKinds = {MessageKind::error, MessageKind::errorLoo
 /// The callback of the process before the first collector.
 std::atomic<DisplayCallback> without = nullptr;
 
-/// The text of a message as a user sees it. A direction mark or a bell in a file's name must not act on the window.
+/// The text of a message as a user sees it, without its prefix. Control characters and direction marks, which a file's
+/// name may contain, are replaced.
 QString shownText(QString text) {
     for (const QLatin1String prefix : {QLatin1String("Error: "), QLatin1String("Warning: ")}) {
         if (text.startsWith(prefix)) {

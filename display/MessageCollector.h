@@ -17,10 +17,10 @@ class MessageCollector {
     MessageCollector(const MessageCollector&) = delete;
     MessageCollector& operator=(const MessageCollector&) = delete;
 
-    /// The errors so far, one per line, without prefix and outer blanks. Control characters, which may come from a
-    /// file, are shown as \xNN.
+    /// The errors so far, one per line, without prefix and without blanks at either end. Control characters are shown
+    /// as \xNN, because they may be from a file.
     [[nodiscard]] QString faults() const;
-    /// Only the last error, for a library that reports the general fault first and the particular one last.
+    /// Only the last error. Use it for a library that reports the general fault first and the specific fault last.
     [[nodiscard]] QString lastFault() const;
     /// The warnings so far, in the form of `faults`.
     [[nodiscard]] QString warnings() const;

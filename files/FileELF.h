@@ -83,6 +83,6 @@ struct FileELF : FileData {
     std::vector<ElfSegmentRecord> programHeaders;
     std::vector<ElfSymbolRecord> symbols;
     std::vector<ElfRelocationRecord> relocations;
-    std::vector<ElfDynamicRecord> dynamicEntries;  ///< part of the record, never filled
+    std::vector<ElfDynamicRecord> dynamicEntries;  ///< always empty
     std::vector<ElfNoteRecord> notes;
 };

@@ -52,7 +52,7 @@ class PendingFile {
     /// Writes the content. A pipe or device receives it at once.
     [[nodiscard]] ReplaceResult write(const QString& path, const ContentWriter& writeContent,
                                       FileAccess access = FileAccess::asUsual);
-    /// Whether the content waits for its commit. False for a pipe or device, which already has it.
+    /// Whether the content waits for its commit. False for a pipe or device, which has already received the content.
     [[nodiscard]] bool isHeld() const { return content_.isOpen(); }
     /// Opens `device` for reading the content that was written and is held. The name of `device` doesn't matter.
     [[nodiscard]] bool openContent(QFile& device) const;

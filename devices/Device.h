@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <optional>
 
-// The content of a device description. Every text is one line of printable characters. It comes from a file, so windows
-// display it as plain text.
+// The content of a device description. Every text is one line of printable characters. The texts come from a file, so
+// windows display them as plain text.
 
 enum class MemoryKind : std::uint8_t { flash, ram, rom, otp, backup, external };
 
@@ -50,7 +50,7 @@ struct DeviceField {
 /// One word of option bytes.
 struct DeviceRegister {
     QString name;                          ///< the label of the word in a table, so it has no comma
-    std::optional<std::uint32_t> address;  ///< either all registers of a device have one, or none
+    std::optional<std::uint32_t> address;  ///< all registers of a device have an address, or none has
     std::uint32_t size = 4;                ///< bytes: 1, 2 or 4. A table of option bytes has 32 bits for each register
     std::uint32_t reset = 0;
     QString description;
@@ -63,8 +63,8 @@ struct DeviceRegister {
 /// Adjacent words of the one-time-programmable memory that are filled together.
 struct FuseWords {
     QString name;
-    std::uint32_t index = 0;       ///< of the first word
-    std::uint32_t count = 1;       ///< of 32-bit words, at least 1
+    std::uint32_t index = 0;       ///< index of the first word
+    std::uint32_t count = 1;       ///< number of 32-bit words, at least 1
     std::uint32_t protection = 0;  ///< initial value of the protection word
     bool mayBeLeftOut = false;
     QString description;
@@ -73,7 +73,7 @@ struct FuseWords {
 };
 
 struct DeviceFuses {
-    std::uint32_t wordCount = 0;    ///< every index is below it; 0 for a device without a description of fuses
+    std::uint32_t wordCount = 0;    ///< larger than every index; 0 for a device without a description of fuses
     QList<DeviceField> protection;  ///< fields of the protection word, named like the keys of a secrets document
     QList<FuseWords> words;         ///< ascending, without overlap
 };

@@ -29,7 +29,7 @@ QByteArray inFormOf(const QByteArray& number, std::uint32_t value) {
 }  // namespace
 
 QByteArray OptionByte::label() const {
-    // The last number is followed by a comma or a line end, the label, and its comma.
+    // `before` contains the comma or line end after the previous number, then the label and its comma.
     const QByteArray text = before.first(std::max<qsizetype>(0, before.lastIndexOf(',')));
     return text.sliced(std::max(text.lastIndexOf(','), text.lastIndexOf('\n')) + 1).trimmed();
 }

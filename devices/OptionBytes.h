@@ -30,8 +30,8 @@ struct OptionBytes {
 /// stored in `fault`; `table` changes only on success.
 [[nodiscard]] bool readOptionBytes(const QByteArray& text, OptionBytes& table, TextFault& fault);
 
-/// The table's text. A word with an unchanged value keeps its text. A new value is written in the base of the old one,
-/// and with at least as many digits in hexadecimal and octal.
+/// The table's text. A word with an unchanged value keeps its text. A new value is written in the base of the old one.
+/// In hexadecimal and octal, it has at least as many digits as the old one.
 [[nodiscard]] QByteArray writeOptionBytes(const OptionBytes& table);
 
 /// The table of a new device. It has a line for each register, with the reset value.

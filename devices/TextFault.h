@@ -6,7 +6,7 @@
 struct TextFault {
     qint64 line = 0;    ///< from 1; 0 for a fault of the text as a whole
     qint64 column = 0;  ///< in UTF-16 units, from 1
-    QString text;       ///< one plain sentence, which may quote the file; to be displayed as plain text
+    QString text;       ///< one sentence that may quote the file; windows display it as plain text
 
     friend bool operator==(const TextFault&, const TextFault&) = default;
 };

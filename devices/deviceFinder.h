@@ -23,6 +23,6 @@ struct DeviceSearch {
 [[nodiscard]] QString shippedDescriptions();
 
 /// Reads every `*.xml` file of the two folders, in the order of their names. Subfolders are ignored. If both folders
-/// describe a device, the user's description is used; within a folder, the first one. A missing folder, or one with an
-/// empty path, has no descriptions.
+/// describe a device, the user's description is used. If one folder describes a device twice, the first description is
+/// used. A missing folder or an empty path counts as a folder without descriptions.
 [[nodiscard]] DeviceSearch findDevices(const QString& shippedFolder, const QString& userFolder);

@@ -16,7 +16,7 @@ namespace {
 
 constexpr qsizetype mostMemories = 64;
 constexpr qsizetype mostRegisters = 1024;
-constexpr qsizetype mostFields = 32;  // of a word
+constexpr qsizetype mostFields = 32;  // in one word
 constexpr qsizetype mostValues = 256;
 constexpr qsizetype mostRegions = 8;
 
@@ -105,8 +105,8 @@ bool readNumber(QStringView text, std::uint32_t& number) {
                  : (text.size() == 1 || !text.startsWith(u'0')) && parseNumber(text, 10, number);
 }
 
-/// Rejects markup before the XML reader sees it: a document type, whose declarations let a short file grow without
-/// bound, and a tag that is too long.
+/// Rejects two kinds of markup before the XML reader reads them: a document type, because its declarations can expand a
+/// short file without bound, and a tag that is too long.
 bool scanMarkup(QStringView text, TextFault& fault) {
     struct Passage {
         QLatin1String start;
@@ -264,7 +264,8 @@ bool Reader::once(QStringList& seen) {
     return true;
 }
 
-/// Reads the children of the open element, at least one if `least` is 1, all named `child`.
+/// Reads the children of the open element. All of them must be named `child`. If `least` is 1, there must be at least
+/// one.
 template <typename Read>
 bool Reader::readChildren(const char* child, qsizetype least, qsizetype most, Read read) {
     const QString parent = quoted(open_.constLast());
@@ -370,7 +371,7 @@ bool Reader::readText(qsizetype longest, QString& text) {
     return takeText(what, longest, content, text);
 }
 
-/// Checks that nothing in `items` has the name yet.
+/// Checks that no element of `items` has the name.
 template <typename Item>
 bool Reader::isNewName(const QList<Item>& items, const QString& name) {
     const bool isThere =

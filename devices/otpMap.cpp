@@ -6,7 +6,7 @@
 
 namespace {
 
-/// The sort key of an item. Items are sorted by their first words, those with the same first word by their index.
+/// The sort key of an item. Items are sorted by their first word, then by their index.
 auto keyOf(const QList<OtpItem>& items, qsizetype item) {
     return std::tuple(items.at(item).first, item);
 }
@@ -22,8 +22,8 @@ QList<OtpWord> describedWords(const DeviceFuses& fuses) {
     return words;
 }
 
-/// Compares each item, in the order of their words, with the earlier item that ends last. The number of collisions is
-/// therefore at most that of the items.
+/// Sorts the items by `keyOf` and compares each item with the earlier item that ends last. There are therefore at most
+/// as many collisions as items.
 QList<OtpCollision> findCollisions(const QList<OtpItem>& items) {
     QList<qsizetype> order;
     for (qsizetype item = 0; item < items.size(); ++item) {

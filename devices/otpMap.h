@@ -36,15 +36,15 @@ struct OtpCollision {
 struct OtpMap {
     QList<OtpWord> words;            ///< one for each word of the device
     QList<OtpCollision> collisions;  ///< by word; each item that collides is in at least one of them
-    QList<qsizetype> outside;        ///< items with a word that the device doesn't have
-    QList<qsizetype> undescribed;    ///< items with a word without a name, if any word of the device has a name
+    QList<qsizetype> outside;        ///< items that need a word that the device doesn't have
+    QList<qsizetype> undescribed;    ///< items that fill a word without a name; empty if no word has a name
     QList<qsizetype> missing;        ///< mandatory entries of `DeviceFuses::words` with an unfilled word
 };
 
 [[nodiscard]] OtpMap mapOtp(const DeviceFuses& fuses, const QList<OtpItem>& items);
 
-/// The nearest items before and after another, by their first words; -1 for none. Items with the same first word are in
-/// the order of the list.
+/// The items before and after an item in the order of first words; -1 if there is none. Items with the same first word
+/// are in the order of the list.
 struct OtpNeighbours {
     qsizetype before = -1;
     qsizetype after = -1;

@@ -19,8 +19,8 @@ struct BackupItem {
     ProtectionField HDPL{};
 };
 
-/// Reads the backup document at `jsonPath` and prints its items. Returns 0 on success and replaces `items` by the files
-/// in document order; otherwise -1, with a message.
+/// Reads the backup document at `jsonPath` and prints its items. On success, replaces `items` by the files in document
+/// order and returns 0. On failure, returns -1, with a message.
 [[nodiscard]] int parseBackupJson(const QString& jsonPath, QList<BackupItem>& items);
 
 /// Makes the backup image that the document at `jsonPath` describes, writes it to `outputPath`, reads it back and lists
@@ -29,7 +29,7 @@ struct BackupItem {
 /// only if all files are valid. An overlap is found after the image is written; the image then stays.
 [[nodiscard]] int generateBackup(const QString& jsonPath, const QString& outputPath);
 
-/// Does the same for a list of items. Relative paths start from the folder of the document `jsonPath`. Returns 0 or -1.
-/// For an empty list, -1 without a message.
+/// Does the same for a list of items. Relative paths start from the folder of the document `jsonPath`. Returns 0 on
+/// success and -1 on failure. An empty list is a failure without a message.
 [[nodiscard]] int generateBackupFromItems(const QList<BackupItem>& items, const QString& jsonPath,
                                           const QString& outputPath);

@@ -18,10 +18,10 @@ struct BackupSegment {
 /// Wipes the records whose bytes no other array shares.
 void wipeRecords(QList<BackupSegment>& segments);
 
-/// Reads the backup image at `path`, or `image` in memory, for which `path` is the name in messages. Returns 0 on
-/// success and replaces `segments`; otherwise -1, with a message. An image has at most 65,535 records.
+/// Reads a backup image: either the file at `path`, or `image` in memory, which messages call `path`. On success,
+/// replaces `segments` and returns 0. On failure, returns -1, with a message. An image has at most 65,535 records.
 [[nodiscard]] int parseBackupImage(const QString& path, QList<BackupSegment>& segments);
 [[nodiscard]] int parseBackupImage(QByteArrayView image, const QString& path, QList<BackupSegment>& segments);
 
-/// Whether no two segments overlap. Every overlap is reported. A nonce occupies no memory on the device.
+/// Checks that no two segments overlap, and reports every overlap. A nonce occupies no memory on the device.
 [[nodiscard]] bool checkBackupOverlap(const QList<BackupSegment>& segments);

@@ -10,7 +10,7 @@
 /// bits:
 ///
 ///     bits  field
-///     19-21 algorithm: with 1 AES-CBC and 2 AES-CTR, a nonce precedes the data
+///     19-21 algorithm; 1 (AES-CBC) and 2 (AES-CTR) need a nonce, which is before the data
 namespace protectionBits {
 
 inline constexpr std::uint32_t algorithmPosition = 19;
@@ -20,8 +20,8 @@ inline constexpr std::uint32_t algorithmMask = 7;
 
 inline constexpr std::uint32_t nonceSize = 16;
 
-/// The maximum number of records of an image. A provisioning image has no more areas. The limit also bounds the memory
-/// for a file of tiny records.
+/// The maximum number of records of an image. A provisioning image can't have more areas than that. The limit also
+/// bounds the memory for a file of tiny records.
 inline constexpr qsizetype maxRecords = 65535;
 
 /// A backup image, a sequence of records.

@@ -68,7 +68,7 @@ void reverseWords(QByteArray& data) {
     }
 }
 
-/// Whether the item's bytes include its nonce, as those of an image do.
+/// Whether the item's `Bytes` start with the nonce.
 bool startsWithNonce(const SecretItem& item) {
     return hasNonce(item) && item.Nonce.isEmpty() && item.isFile && item.Bytes.size() > qsizetype{nonceSize};
 }
@@ -92,7 +92,7 @@ bool readFile(const SecretItem& item, const QString& noncePath, SecretSegment& s
     return true;
 }
 
-/// The number of digits determines the number of bytes, but the segment's size is always that of one word. No message
+/// The number of digits determines the number of bytes in `data`, but `size` is always that of one word. No message
 /// contains the word, because it is a secret.
 bool readWord(const SecretItem& item, SecretSegment& segment) {
     segment.size = otpWordSize;
@@ -164,8 +164,8 @@ void place(const QByteArray& data, qsizetype position, QByteArray& image) {
     std::copy_n(data.constData(), size, image.data() + position);
 }
 
-/// The image in the fixed layout. The first segment is at its start, whatever its index. A segment for word 56 that
-/// isn't the first is left out.
+/// The image in the fixed layout. The first segment is written at offset 0, whatever its index. Segments for words 59
+/// to 95 are written at the offsets of their words. A later segment for word 56 is left out.
 QByteArray fixedLayoutImage(const QList<SecretSegment>& segments) {
     QByteArray image(fixedSecrets::imageSize, '\0');
     place(segments.constFirst().data, 0, image);
@@ -192,8 +192,8 @@ QByteArray recordsImage(const QList<SecretSegment>& segments) {
     return image;
 }
 
-/// The number of OTP words of all segments. A nonce occupies none. A segment that is too small for a nonce has none,
-/// whatever its algorithm.
+/// The number of OTP words of all segments without their nonces. A segment that is too small for a nonce counts as a
+/// segment without one, whatever its algorithm.
 std::int64_t countWords(const QList<SecretSegment>& segments) {
     std::int64_t words = 0;
     for (const SecretSegment& segment : segments) {

@@ -28,24 +28,24 @@ struct SecretItem {
     bool isVXOwner = false;          ///< for a front end; no effect on the image
     std::uint8_t Format = 0;         ///< 1: a file of numbers, stored little-endian; 2: a file stored as it is
     std::int32_t expectedSize = -1;  ///< for a front end; no effect on the image; -1: none
-    /// Not in a document. The content of a file item, in place of the file at `PathOrWord`. Without a nonce file, it
-    /// starts with the nonce if the algorithm needs one. The caller wipes it.
+    /// The content of a file item. It replaces the file at `PathOrWord`; a document doesn't set it. If the algorithm
+    /// needs a nonce and `Nonce` is empty, the content starts with the nonce. The caller wipes it.
     QByteArray Bytes{};
 };
 
-/// Reads the secrets document at `jsonPath` and prints its items. Returns 0 on success and replaces `items` by the
-/// secrets in document order; otherwise -1, with a message.
+/// Reads the secrets document at `jsonPath` and prints its items. On success, replaces `items` by the secrets in
+/// document order and returns 0. On failure, returns -1, with a message.
 [[nodiscard]] int parseSecretsJson(const QString& jsonPath, QList<SecretItem>& items);
 
 /// Reads one element of the document's `Files`. False, with a message, on failure; `item` is then partly filled.
 [[nodiscard]] bool readSecretItem(const QJsonObject& object, SecretItem& item);
 
-/// Reads a word of the document as bytes, in the order of its text. Its digits follow a prefix of two arbitrary
-/// characters; an empty text is a word of zeros. False if there aren't two hexadecimal digits or more. The caller wipes
-/// `bytes`.
+/// Converts a word of the document to bytes, in the order of its digits. The text is a prefix of two arbitrary
+/// characters, then hexadecimal digits. An empty text means a word of zeros. False if there are fewer than two digits
+/// or if there is another character among them. The caller wipes `bytes`.
 [[nodiscard]] bool readSecretWord(const QString& word, QByteArray& bytes);
 
-/// Whether the item is a word without a value: zeros with a protection that marks them as not filled in.
+/// Whether the item is a word that has no value yet. Such a word is zero, and its protection marks it as not filled in.
 [[nodiscard]] bool isUnfilledWord(const SecretItem& item);
 
 /// Resolves a path of the document. A path that begins with "." is relative to the parent of the program's folder. Any
@@ -61,10 +61,10 @@ struct OtpRange {
 /// The indexes at which a secret of a device may begin; empty for a device without secrets images.
 [[nodiscard]] std::span<const OtpRange> secretIndexes(std::uint32_t deviceId);
 
-/// Converts items to segments, and checks that the segments don't overlap and fit the device's OTP memory. Returns 0 on
-/// success and replaces `segments`; otherwise -1, with a message. With `forPreview`, the data keeps the byte order of
-/// its source, and words that have no value yet are left out. Paths that begin with "." are relative to the parent of
-/// the program's folder. The caller wipes the segments.
+/// Converts items to segments, and checks that the segments don't overlap and fit the device's OTP memory. On success,
+/// replaces `segments` and returns 0. On failure, returns -1, with a message. With `forPreview`, the data keeps the
+/// byte order of its source, and words that have no value yet are left out. Paths that begin with "." are relative to
+/// the parent of the program's folder. The caller wipes the segments.
 [[nodiscard]] int buildSecretSegments(const QList<SecretItem>& items, QList<SecretSegment>& segments, bool forPreview,
                                       std::uint32_t deviceId);
 

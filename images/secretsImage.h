@@ -15,13 +15,13 @@ struct SecretSegment {
     QByteArray data{};
 };
 
-/// Reads the secrets image at `path`, or `image` in memory, for which `path` is the name in messages, in the layout of
-/// device `deviceId`. Returns 0 on success and replaces `segments`; otherwise -1, with a message. An image has at most
-/// 65,535 records. In the fixed layout, every word becomes one segment with protection 0.
+/// Reads a secrets image in the layout of device `deviceId`: either the file at `path`, or `image` in memory, which
+/// messages call `path`. On success, replaces `segments` and returns 0. On failure, returns -1, with a message. An
+/// image has at most 65,535 records. In the fixed layout, every word becomes one segment with protection 0.
 [[nodiscard]] int parseSecretsImage(std::uint32_t deviceId, const QString& path, QList<SecretSegment>& segments);
 [[nodiscard]] int parseSecretsImage(std::uint32_t deviceId, QByteArrayView image, const QString& path,
                                     QList<SecretSegment>& segments);
 
-/// Whether no two segments overlap and the last one ends inside the device's OTP memory. A nonce counts as data here.
-/// The first fault is reported.
+/// Checks that no two segments overlap and that the last one ends inside the device's OTP memory. A nonce counts as
+/// data here. Only the first fault is reported.
 [[nodiscard]] bool checkSecretsOverlap(const QList<SecretSegment>& segments, std::uint32_t deviceId);

@@ -48,8 +48,9 @@ class Preparation {
     [[nodiscard]] QByteArray TBUPreparation(FileData* firmware, const QByteArray& key, const QByteArray& nonce,
                                             std::uint16_t imageVersion);
 
-    /// Encrypts the secrets `blob` of `blobSize` bytes, bound to the OEM key at `oemKeyPath` (NUL-terminated UTF-8): a
-    /// P-256 public key in PEM form for a ".pem" file, otherwise a 32-byte root key table hash. `nonce` has 16 bytes.
+    /// Encrypts the secrets `blob` of `blobSize` bytes and binds them to the OEM key at `oemKeyPath` (NUL-terminated
+    /// UTF-8). A ".pem" file contains a P-256 public key. Any other file contains a 32-byte root key table hash.
+    /// `nonce` has 16 bytes.
     [[nodiscard]] QByteArray PVSPayloadPreparation(const QByteArray& blob, const QByteArray& key,
                                                    const QByteArray& nonce, unsigned char* oemKeyPath,
                                                    std::uint32_t blobSize);
@@ -62,9 +63,9 @@ class Preparation {
     [[nodiscard]] std::int32_t backupPreparation(QString jsonPath, QString outputPath);
 
     /// Signs the image's signed part and footer head with the P-256 private key (PEM) at `keyPath` (NUL-terminated
-    /// UTF-8) by ECDSA with SHA-256 (FIPS 186-4) and verifies the signature. After the image itself is written, the
-    /// public key, X then Y, is written to the folder of the private key. The last two arguments are always true and
-    /// null.
+    /// UTF-8) by ECDSA with SHA-256 (FIPS 186-4) and verifies the signature. SignedImage::createSignedImage later
+    /// writes the public key, X then Y, to the folder of the private key. Callers always pass true and null as the last
+    /// two arguments.
     [[nodiscard]] bool signECDSA(unsigned char* keyPath, SignedImage** image, bool writePublicKey, char* reserved);
 
     /// Programs the card in `slot` (the position among the slots that hold a token, from 0) with key, nonce, counter,

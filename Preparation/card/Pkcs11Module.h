@@ -53,7 +53,8 @@ class Pkcs11Session {
 
     /// Appends the token's objects with this label to `found`. Before a login, finds only public objects.
     [[nodiscard]] bool find(const char* label, Handles& found) const;
-    /// Reads the value of an object into `value`. The size of `value` is the expected one; any other size is a failure.
+    /// Reads the value of an object into `value`. The caller gives `value` the expected size. It is a failure if the
+    /// object's value has another size.
     [[nodiscard]] bool readValue(CK_OBJECT_HANDLE object, const char* label, QByteArray& value) const;
     /// Creates an object and appends it to `created`.
     [[nodiscard]] bool create(std::vector<CK_ATTRIBUTE>& attributes, const char* label, Handles& created) const;

@@ -16,10 +16,10 @@
 //     vx-card-nonce  data, private
 //     vx-card-perso  data, private                    only with personalization data
 //
-// A token without vx-card-info is a fresh card. State 39 in vx-card-info means that the card has all objects. It is
-// written last. Objects that an interrupted attempt left under the other labels are removed just before, so that a card
-// in state 39 never has two objects with one label. If a power cut leaves both an older and the new vx-card-info, the
-// one with state 39 counts.
+// A token without vx-card-info is a fresh card. State 39 in vx-card-info means that the card has all objects.
+// vx-card-info is written last. Just before, the run removes the objects that an interrupted attempt left under the
+// other labels. A card in state 39 therefore has at most one object with each of these labels. If a power cut leaves
+// both an older and the new vx-card-info, the one with state 39 counts.
 //
 // The driver's lock serialises the runs on one machine. Other machines may reach the same card. Therefore each run
 // takes these steps:
@@ -29,10 +29,11 @@
 //     3. check that the card is still fresh
 //     4. remove the leftovers
 //     5. write its vx-card-info
-//     6. check that the card has exactly its own objects, and remove them if it doesn't
+//     6. check that the card has no object of another run; otherwise remove its own objects
+//     7. remove an older vx-card-info
 //
-// A run that succeeds has found no object of another run. A run that writes its first object after that finds
-// vx-card-info before it removes anything, and stops. In the worst case, both runs remove their objects.
+// A run succeeds only if it finds no object of another run in step 6. If another run writes its first object later, it
+// finds the new vx-card-info in step 3 and stops before step 4. In the worst case, both runs remove their objects.
 
 namespace {
 
@@ -49,8 +50,8 @@ constexpr qsizetype keySize = 16;
 constexpr std::uint8_t firstGeneration = 1;
 constexpr std::uint8_t operationalState = 39;
 
-/// The content of vx-card-info, in its order. The initial values are those of a fresh card. Three zero bytes follow the
-/// type.
+/// The fields of vx-card-info, in the order of its bytes. The initial values are those of a fresh card. The object
+/// contains three zero bytes after the type.
 struct CardInfo {
     std::uint8_t version = 2;
     std::uint8_t state = 7;
@@ -170,8 +171,8 @@ bool findAll(const Pkcs11Session& session, std::initializer_list<const char*> la
     return std::all_of(labels.begin(), labels.end(), [&](const char* label) { return session.find(label, found); });
 }
 
-// Checks that the objects with these labels are exactly the expected ones. If they aren't, another run is programming
-// the card, which is reported.
+// Checks that the objects with these labels are exactly the expected ones. Otherwise reports that another run is
+// programming the card.
 bool holdsJust(const Pkcs11Session& session, std::initializer_list<const char*> labels,
                Pkcs11Session::Handles expected) {
     Pkcs11Session::Handles found;

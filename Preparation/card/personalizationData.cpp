@@ -86,8 +86,8 @@ bool Preparation::SignECDH_KDF2(unsigned char** table) {
     if (!keys.tool || !keys.card) {
         return false;
     }
-    // The derivation uses no random number. The file that is encrypted under the secret contains no public key, so the
-    // card must derive the same secret from fixed keys.
+    // The file of encrypted personalization data contains no public key, so the card derives the secret from fixed
+    // keys. The derivation here therefore uses no random number.
     std::array<char, secretSize> secret{};
     const bool derived = deriveX963Secret(keys.tool.get(), keys.card.get(), secret);
     if (derived) {

@@ -33,6 +33,6 @@ enum class KeyCipher : std::int32_t { aes128Cbc = 0, aes256Cbc = 1 };
 /// Writes the DER of the private key in PKCS #8, under the rules of privateKeyToPem.
 [[nodiscard]] bool privateKeyToDer(const evp_pkey_st* pkey, QByteArray& der);
 
-/// Writes the DER of the public key (SubjectPublicKeyInfo).
 enum class DerResult { done, noPublicKey, failed };
+/// Writes the DER of the public key (SubjectPublicKeyInfo).
 [[nodiscard]] DerResult subjectPublicKeyInfo(const evp_pkey_st* pkey, QByteArray& der);

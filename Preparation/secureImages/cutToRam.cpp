@@ -6,8 +6,8 @@
 #include <utility>
 
 // Without a continuation token, the device receives each area separately. With one, areas are collected into parts. A P
-// area ends each part except the last one. It contains the number of the part and the number of areas that follow.
-// Every part, even the last one, has room for a P area, so that a cut doesn't depend on later areas.
+// area ends each part except the last one. The P area contains the number of the part and the number of areas that
+// follow. Every part, even the last one, has room for a P area, so that a cut doesn't depend on later areas.
 //
 // Only firmware (F areas) is cut, at multiples of a Flash word. A segment that starts at a word boundary is therefore
 // only cut at word boundaries. All other areas are placed whole or rejected.

@@ -11,6 +11,6 @@ struct RamLimit {
     qsizetype areaHeaderSize = areaHeader::shortHeaderSize;
 };
 
-/// Cuts the areas of `plan`. Without a continuation token, each area then fits the RAM size. With one, each part of the
-/// image fits it. False, with a message, if that isn't possible; `plan` is then unchanged.
+/// Cuts the areas of `plan`. Without a continuation token, each area then fits the RAM size. With a token, each part of
+/// the image fits the RAM size. False, with a message, if that isn't possible; `plan` is then unchanged.
 [[nodiscard]] bool cutToRam(const RamLimit& limit, AreaPlan& plan);

@@ -95,7 +95,7 @@ std::uint32_t loadAddress(const FileData& module) {
     ByteReader reader(segmentBytes(module.segments.front()));
     reader.seek(preparedModule::loadAddressOffset);
     const std::uint32_t address = reader.u32();
-    // If the file ends before the field, the address is that of its segment.
+    // If the file is too short for the field, the result is the address of its first segment.
     return reader.ok() ? address : module.segments.front().address;
 }
 

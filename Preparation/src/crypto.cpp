@@ -349,7 +349,7 @@ int Crypto::generateKeyFiles(const QString& privatePath, const QString& publicPa
     if (!selectCipher(algorithm, cipher)) {
         return keyService::failed;
     }
-    // The message is shown as an error, although it isn't one, because users of the key services know it like that.
+    // The message isn't an error. It is shown as one, because users of the key services know it in this form.
     reportError("Generating RSA private key... \n");
     std::fflush(stdout);  // generating the key takes seconds
     KeyPointer key;

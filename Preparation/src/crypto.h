@@ -19,7 +19,8 @@ class Crypto {
     Crypto(const Crypto&) = delete;
     Crypto& operator=(const Crypto&) = delete;
 
-    /// Writes the form of the public key that is hashed. RSA has no such form: always 0, with a message.
+    /// Writes the public key in the form that is hashed. RSA has no such form, so this function returns 0, with a
+    /// message.
     [[nodiscard]] virtual int publicKeyToDer(const evp_pkey_st* pkey, QByteArray& der) const;
     /// Generates a 4096-bit RSA key with the exponent 65537 and checks it.
     [[nodiscard]] virtual int generateKeyPair(KeyPointer& pkey) const;
@@ -62,8 +63,8 @@ class Crypto {
     static void printRsaKey(const evp_pkey_st* pkey);
 
     /// Removes the public key from the PKCS #8 DER of a PEM private key on Prime256v1, at fixed offsets, and stores the
-    /// rest in `rawPrivateKey`. It is 68 bytes shorter than the DER and ends with the two header bytes of the public
-    /// key. Returns 1 or 0.
+    /// rest in `rawPrivateKey`. The rest is 68 bytes shorter than the DER and ends with the two header bytes of the
+    /// public key. Returns 1 or 0.
     [[nodiscard]] int extractRawPrivateKey(const QString& path);
 
     /// Signs the SHA-256 of `data` with the encrypted key at `keyPath`.

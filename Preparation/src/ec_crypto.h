@@ -18,7 +18,7 @@ class EC_Crypto : public Crypto {
     /// Generates a key on `curveNid` in named-curve form and checks it. Returns 1, or 0 if a step fails.
     [[nodiscard]] int generateKeyPair(KeyPointer& pkey) const override;
 
-    /// Sets `curveNid`, even to an unsupported curve. Returns -1 if it is none of the two curves.
+    /// Sets `curveNid`. An unsupported curve is also set, but the result is then -1.
     [[nodiscard]] int setCurve(std::int32_t nid);
 
     /// Does the same as in `Crypto`, on the curve of this object. Here, a hash file that can't be written is a failure.

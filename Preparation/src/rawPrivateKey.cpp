@@ -16,8 +16,8 @@
 //  34  04 20 ...              the scalar, 34 bytes
 //  68  A1 44 03 42 00 04 ...  the public key, 70 bytes
 //
-// The device expects the key without the public key. The three lengths around the public key are reduced. Its two
-// header bytes stay at the end, with the length of the removed bytes.
+// The device expects the key without the public key. removePublicKey reduces the three lengths that include the public
+// key. The two header bytes of the public key stay at the end; the second one is the number of removed bytes.
 
 namespace {
 

@@ -124,7 +124,7 @@ bool DcuEncryption::readImage(QFile& application) {
         return false;
     }
     dataSize = static_cast<std::int32_t>(application.size());
-    if (!canAllocate(qint64{2} * dataSize)) {  // the image and its result
+    if (!canAllocate(qint64{2} * dataSize)) {  // the image and the encrypted image
         display->displayMessage(MessageKind::error, "Unable to allocate memory");
         return false;
     }

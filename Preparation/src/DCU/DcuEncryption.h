@@ -23,9 +23,9 @@ class DcuEncryption {
     /// Encrypts the file `appPath` under the first 16 bytes of the file `keyPath` into the folder `directory`.
     /// `startAddress` is the address of the first byte on the device; 0 counts as absent. `mode` is a MemoryCipherMode.
     ///
-    /// The result is as long as the image. Bytes after the last whole group are zero; bytes of an older, longer output
-    /// file stay after the new ones. The output may replace either input. An image that can't be opened is reported
-    /// and counts as empty. Returns true if the output was written; otherwise the fault was reported.
+    /// The result is as long as the image. Its bytes after the last whole group are zero. If an older output file is
+    /// longer, its remaining bytes stay at the end. The output may replace either input. An image that can't be opened
+    /// is reported and counts as empty. Returns true if the output was written; otherwise the fault was reported.
     [[nodiscard]] bool encryptBinary(const QString& appPath, const QString& keyPath, const QString& directory,
                                      std::uint32_t startAddress, std::uint32_t mode);
 

@@ -23,7 +23,7 @@ inline constexpr std::size_t memoryCipherGroupSize = 32;
 
 using CipherBlock = std::array<std::uint8_t, 16>;
 
-/// The block keys of a group: the first half's, then the second half's.
+/// The block keys of a group: first the key of the first half, then the key of the second half.
 using DerivedKeys = std::array<std::uint8_t, 32>;
 
 using MasterKey = std::span<const std::uint8_t, 16>;
@@ -60,7 +60,7 @@ void absorbAddressNibble(KeccakF400State& state, std::uint32_t nibble);
     return (address >> 5) & 0xFFFFFF;
 }
 
-/// Constants of the AES key schedule (FIPS 197, section 5.2), that of the first step first.
+/// The constants of the AES key schedule (FIPS 197, section 5.2), in the order of its steps.
 inline constexpr std::array<std::uint8_t, 10> aesRoundConstants = {
     0x01, 0x02, 0x04, 0x08, 0x10, 0x20, 0x40, 0x80, 0x1B, 0x36,
 };
@@ -71,7 +71,7 @@ inline constexpr std::size_t noekeonRoundCount = 12;
 /// Words of a Noekeon key or block, word 0 first.
 using NoekeonWords = std::array<std::uint32_t, 4>;
 
-/// Noekeon's round constants. The last one is that of the published cipher's closing transformation.
+/// Noekeon's round constants. The published cipher uses the last one in its closing transformation.
 inline constexpr std::array<std::uint8_t, 17> noekeonRoundConstants = {
     0x80, 0x1B, 0x36, 0x6C, 0xD8, 0xAB, 0x4D, 0x9A, 0x2F, 0x5E, 0xBC, 0x63, 0xC6, 0x97, 0x35, 0x6A, 0xD4,
 };

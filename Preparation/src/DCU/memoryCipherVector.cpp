@@ -2,11 +2,10 @@
 //
 // Key derivation: A vector contains one lane of the states of sixteen groups, so one pass through the permutation
 // derives the keys of all sixteen. A batch needs two passes. Their rounds alternate, so that each pass uses the wait
-// cycles of the other. In normal mode, the group numbers of the sixteen groups differ only in the last nibble. The
-// state that they have in common is one of the sixteen states after the fifth nibble, which are also computed as
-// vectors. Only the state after the first four nibbles is computed alone, once for 8 KiB. A group therefore costs one
-// sixteenth of twelve rounds; the reference needs 39 rounds. The last round computes only the sixteen lanes that are
-// keys.
+// cycles of the other. In normal mode, the group numbers of the sixteen groups differ only in the last nibble, so the
+// groups share one state after the fifth nibble. Sixteen such states are also computed as vectors. They share the state
+// after the fourth nibble, which is computed alone, once for 8 KiB. A group therefore costs one sixteenth of twelve
+// rounds; the reference needs 39 rounds. The last round computes only the sixteen lanes that are keys.
 //
 // Order: The groups in a vector have the order 0-3, 8-11, 4-7, 12-15. Interleaving two lanes then yields the 32-bit key
 // words of the groups 0-7 and 8-15 in their natural order. Eight such groups are a set.
@@ -16,8 +15,8 @@
 // key is converted to block order and stored. AES itself uses eight registers at a time to fill the AES units. The
 // block ciphers are in memoryCipherVectorBlocks.cpp.
 //
-// The cipher reverses the bytes of block keys and blocks. For words, this only means that the last word is first. For
-// AES blocks, it takes one shuffle at loading and one at storing.
+// The cipher reverses the bytes of block keys and blocks. For words, this only means that the last word is first. AES
+// blocks need one shuffle when they are loaded and one when they are stored.
 
 #include "Preparation/src/DCU/memoryCipherFast.h"
 
@@ -36,8 +35,8 @@ constexpr std::size_t vectorGroups = 16;
 constexpr std::size_t batchGroups = 2 * vectorGroups;
 constexpr std::size_t batchSize = batchGroups * memoryCipherGroupSize;
 
-// The number of the group at each position of a vector. The order is its own inverse, so it is also the position of
-// each group.
+// The number of the group at each position of a vector. The order is its own inverse, so the table also contains the
+// position of each group.
 constexpr Lanes order = {0, 1, 2, 3, 8, 9, 10, 11, 4, 5, 6, 7, 12, 13, 14, 15};
 
 // The states of sixteen groups.
@@ -151,12 +150,12 @@ VECTOR_CODE inline void broadcastStates(const KeccakF400State& state, States& st
     }
 }
 
-// deriveKeysNormal for batches.
+// Derives the same keys as deriveKeysNormal, for batches.
 class NormalDerivation {
   public:
     explicit NormalDerivation(MasterKey key) { stack_[0] = startNormalDerivation(key); }
 
-    // The keys of the batch whose first group has the number batchGroups * `batch`.
+    // Derives the keys of the batch whose first group has the number batchGroups * `batch`.
     VECTOR_CODE void deriveBatch(std::uint32_t batch, BatchKeys& keys) {
         if (batch >> 3 != upperNibbles_) {
             enter(batch >> 3);
@@ -191,8 +190,8 @@ class NormalDerivation {
         makeRound(states, 2, fifth_);
     }
 
-    KeccakF400State stack_[5];                 // after the start and each of the first four nibbles
-    std::uint32_t upperNibbles_ = 0xFFFFFFFF;  // those of the stack's top; initially an impossible value
+    KeccakF400State stack_[5];                 // the states after the start and after each of the first four nibbles
+    std::uint32_t upperNibbles_ = 0xFFFFFFFF;  // the nibbles of the last state; initially an impossible value
     States fifth_;
 };
 
@@ -201,7 +200,7 @@ VECTOR_CODE inline Lanes packLanes(Words low, Words high) {
     return reinterpret_cast<Lanes>(_mm256_packus_epi32(bits(low), bits(high)));
 }
 
-// deriveKeysFast for batches.
+// Derives the same keys as deriveKeysFast, for batches.
 class FastDerivation {
   public:
     VECTOR_CODE explicit FastDerivation(MasterKey key) {
@@ -212,7 +211,7 @@ class FastDerivation {
         start_[1] = start_[0];
     }
 
-    // The keys of the batch from `address` on.
+    // Derives the keys of the batch that starts at `address`.
     VECTOR_CODE void deriveBatch(std::uint32_t address, BatchKeys& keys) {
         Words low = Words{0, 32, 64, 96, 128, 160, 192, 224} + address;
         for (States& states : start_) {
@@ -264,7 +263,7 @@ VECTOR_CODE void encryptBatch(SetCipher encryptSet, const BatchKeys& keys, const
     }
 }
 
-// Encrypts `count` groups of a batch, from its group `first` on.
+// Encrypts `count` groups of a batch, starting with group `first`.
 VECTOR_CODE void encryptPart(SetCipher encryptSet, const BatchKeys& keys, std::size_t first, std::size_t count,
                              const std::uint8_t* plain, std::uint8_t* out) {
     std::uint8_t batch[batchSize] = {};
@@ -285,7 +284,7 @@ VECTOR_CODE void encryptImage(std::uint32_t mode, SetCipher aes, MasterKey key, 
     for (std::size_t done = 0; done < groups;) {
         const std::size_t offset = done * memoryCipherGroupSize;
         const std::uint32_t groupAddress = address + static_cast<std::uint32_t>(offset);
-        std::size_t first = 0;  // the group of the batch at this offset
+        std::size_t first = 0;  // number in the batch of the group at `offset`
         if (fastMode) {
             fast.deriveBatch(groupAddress, keys);
         } else {

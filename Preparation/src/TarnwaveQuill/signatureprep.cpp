@@ -57,7 +57,7 @@ KeyPointer writtenPrivateKey(const QString& path) {
 void writePublicKeyPem(const evp_pkey_st* pkey, const QString& path) {
     QByteArray pem;
     if (publicKeyToPem(pkey, pem)) {
-        static_cast<void>(replaceFile(path, pem));  // making the text reports a missing file
+        static_cast<void>(replaceFile(path, pem));  // writePublicKeyText reports a missing file
     }
 }
 
@@ -137,7 +137,8 @@ int signTarnwaveBinary(const QString& privateKeyPath, const QString& binaryPath,
     if (binary.read(buffer.get(), size) != size) {
         return failSigning("Failed to open file to sign\n");
     }
-    // If the binary ends before or inside the size field, the signature overwrites the field's bytes after that end.
+    // If the binary ends before or inside the size field, the signature overwrites the bytes of the field that are
+    // after the binary's end.
     QByteArray sizeField;
     appendU32(sizeField, static_cast<std::uint32_t>(size));
     std::memcpy(buffer.get() + sizeFieldOffset, sizeField.constData(), static_cast<std::size_t>(sizeField.size()));

@@ -2,7 +2,7 @@
 
 #include <QString>
 
-/// The results of the operations below. For the last two, the run ends with their number as its status.
+/// The results of the operations below. The numbers of the last two are also the exit status of the run.
 enum TarnwaveResult : int {
     tarnwaveDone = 0,
     tarnwaveFailed = 1,

@@ -20,7 +20,7 @@ constexpr qsizetype mostFields = 32;  // in one word
 constexpr qsizetype mostValues = 256;
 constexpr qsizetype mostRegions = 8;
 
-/// Limits the attributes of a tag. The XML reader compares each of them with every other one.
+/// Limits the number of attributes in a tag, because the XML reader compares each attribute with every other one.
 constexpr qsizetype longestTag = 4096;
 
 constexpr qsizetype longestQuote = 40;
@@ -38,8 +38,8 @@ constexpr const char* answers[] = {"false", "true"};
 
 constexpr const char* protectionNames[] = {"Lock", "CID", "EncWrap", "KeySel", "KeySize", "Algorithm", "HDPL"};
 
-/// An attribute of an element: the values that it may have and the variable that receives them. A word is stored as its
-/// index in `words`.
+/// An attribute of an element: the values that it may have, and the variable that receives its value. A word is stored
+/// as its index in `words`.
 struct AttributeRow {
     const char* name;
     bool isRequired = true;

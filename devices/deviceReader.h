@@ -3,7 +3,8 @@
 #include "devices/Device.h"
 #include "devices/TextFault.h"
 
-/// Limits for a description. Within them, even a malicious one needs only a fraction of a second and a few megabytes.
+/// Limits for a description. Within them, even a malicious description needs only a fraction of a second and a few
+/// megabytes.
 constexpr qint64 maxDescriptionSize = qint64{1} << 20;  ///< bytes
 constexpr qsizetype maxNameLength = 64;                 ///< characters
 constexpr qsizetype maxDescriptionLength = 1000;        ///< characters

@@ -43,8 +43,8 @@ struct OtpMap {
 
 [[nodiscard]] OtpMap mapOtp(const DeviceFuses& fuses, const QList<OtpItem>& items);
 
-/// The items before and after an item in the order of first words; -1 if there is none. Items with the same first word
-/// are in the order of the list.
+/// The items directly before and after an item in the order of first words; -1 if there is none. Items with the same
+/// first word are in the order of the list.
 struct OtpNeighbours {
     qsizetype before = -1;
     qsizetype after = -1;

@@ -96,7 +96,6 @@ bool joinRecords(const QList<BackupSegment>& segments, QByteArray& image) {
     return true;
 }
 
-/// Makes the image and writes it.
 bool makeImage(const QList<BackupItem>& items, const QString& jsonPath, const QString& outputPath,
                QList<BackupSegment>& segments, QByteArray& image) {
     return checkOutput(items, jsonPath, outputPath) && buildSegments(items, jsonPath, segments) &&

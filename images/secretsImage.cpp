@@ -26,8 +26,8 @@ bool readFixedLayout(QByteArrayView image, QList<SecretSegment>& segments) {
     return true;
 }
 
-/// Reads an image in the records layout. Truncated data is reported as an invalid record, a truncated header as a wrong
-/// file size.
+/// Reads an image in the records layout. Truncated data is reported as an invalid record. A truncated header is
+/// reported as a wrong file size.
 bool readRecords(QByteArrayView image, const QString& path, QList<SecretSegment>& segments) {
     ByteReader reader(image);
     while (!reader.atEnd()) {
@@ -60,7 +60,7 @@ std::int64_t endWord(const SecretSegment& segment) {
 int parseSecretsImage(std::uint32_t deviceId, const QString& path, QList<SecretSegment>& segments) {
     QByteArray image;
     const WipeOnExit wipeImage(image);
-    // One byte more than the fixed layout shows that a file is too long.
+    // The reader asks for one byte more than the fixed layout has, so that it detects a file that is too long.
     const qint64 most = hasFixedLayout(deviceId) ? fixedSecrets::imageSize + 1 : std::numeric_limits<qint64>::max();
     return readImage(path, image, most) ? parseSecretsImage(deviceId, image, path, segments) : -1;
 }

@@ -17,7 +17,8 @@ namespace {
 // The proxy forwards calls to every driver in the system's p11-kit configuration.
 constexpr std::array<const char*, 2> proxyNames{"p11-kit-proxy.so", "libp11-kit.so.0"};
 
-// Limits on the counts that a driver returns. No machine has so many cards, and no card so many objects with one label.
+// Limits on the counts that a driver returns. No machine has so many cards, and no card has so many objects with one
+// label.
 constexpr CK_ULONG maxSlots = 1024;
 constexpr std::size_t maxObjects = 256;
 

@@ -89,7 +89,7 @@ P256Key readP256PublicKey(const QString& path) {
 }
 
 QByteArray p256PublicPoint(const P256Key& key) {
-    // The key returns its point in the form in which it was read, which may be compressed.
+    // OpenSSL encodes the point in the form in which the key was read. That form may be compressed.
     std::array<unsigned char, encodedPointSize> encoded{};
     std::size_t size = 0;
     const OpensslPointer<EC_GROUP> group(EC_GROUP_new_by_curve_name(NID_X9_62_prime256v1));

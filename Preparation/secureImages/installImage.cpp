@@ -19,7 +19,7 @@
 
 namespace {
 
-/// The kinds of data that accompany a module. The area of each begins with this number.
+/// The kinds of data that accompany a module. An area with such data begins with the number of its kind.
 enum class Companion : std::uint32_t { licence = 1, identity = 2 };
 
 struct InstallPlanner {

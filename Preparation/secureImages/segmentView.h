@@ -6,7 +6,6 @@
 
 #include <vector>
 
-/// A view of the bytes of a segment.
 [[nodiscard]] QByteArrayView segmentBytes(const FileSegment& segment);
 
 /// Checks that `size` bytes from `address` on end at 4 GiB or below. False, with a message, if they don't.

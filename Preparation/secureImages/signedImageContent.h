@@ -12,5 +12,5 @@ struct SignedImage::Content {
     QByteArray footerHead;  // empty until it is built
     QByteArray publicKey;   // written after the image; empty if the caller doesn't want it
     QString publicKeyFile;  // path of the file for publicKey
-    QByteArray signature;   // empty until the image is signed; cleared when anything that it covers changes
+    QByteArray signature;   // empty until the image is signed; cleared when a signed value changes
 };

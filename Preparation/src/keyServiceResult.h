@@ -22,7 +22,6 @@ inline int refuseKeyService(const char* message) {
     return keyService::refused;
 }
 
-/// Displays a line of progress.
 inline void showProgress(const char* message) {
     displayMessage(MessageKind::normal, "%s", message);
 }

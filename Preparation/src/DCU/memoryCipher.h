@@ -49,8 +49,9 @@ void encryptGroup(std::uint32_t mode, MasterKey key, std::uint32_t address,
                   std::span<const std::uint8_t, memoryCipherGroupSize> plain,
                   std::span<std::uint8_t, memoryCipherGroupSize> out);
 
-/// The three steps of deriveKeysNormal, for callers that derive many keys: the start, which depends only on the master
-/// key; a step for each of the six nibbles of memoryCipherGroupNumber, the highest first; and the end.
+/// The three parts of deriveKeysNormal, for callers that derive many keys. The start depends only on the master key.
+/// The second part absorbs one of the six nibbles of memoryCipherGroupNumber; callers begin with the highest nibble.
+/// The end returns the block keys.
 [[nodiscard]] KeccakF400State startNormalDerivation(MasterKey key);
 void absorbAddressNibble(KeccakF400State& state, std::uint32_t nibble);
 [[nodiscard]] DerivedKeys finishNormalDerivation(KeccakF400State state);
@@ -65,7 +66,6 @@ inline constexpr std::array<std::uint8_t, 10> aesRoundConstants = {
     0x01, 0x02, 0x04, 0x08, 0x10, 0x20, 0x40, 0x80, 0x1B, 0x36,
 };
 
-/// The number of Noekeon rounds of the cipher.
 inline constexpr std::size_t noekeonRoundCount = 12;
 
 /// Words of a Noekeon key or block, word 0 first.

@@ -2,8 +2,8 @@
 
 #include "Preparation/src/DCU/memoryCipher.h"
 
-/// The memory cipher for whole images, by the fastest implementation for this processor. The result is the same as that
-/// of encryptGroup for each group.
+/// The memory cipher for whole images. It uses the fastest implementation that this processor supports. The result is
+/// the same as with encryptGroup for each group.
 
 /// Encrypts the whole groups of `plain`. `address` is the address of the first one; addresses wrap at 2^32. `out` is as
 /// long as `plain` and doesn't overlap it. Its bytes after the last whole group are unchanged.

@@ -4,8 +4,8 @@
 
 #include "Preparation/src/DCU/memoryCipherVector.h"
 
-// Marks functions that run only if the processor also has VAES. Code that both AES implementations share is VECTOR_CODE
-// and gets the one different step as a parameter, so that it contains no VAES instruction.
+// Marks functions that run only if the processor also has VAES. The functions that both AES implementations share are
+// VECTOR_CODE. They get the one step that differs as a parameter, so they contain no VAES instruction.
 #define WIDE_CODE __attribute__((target("avx2,aes,vaes")))
 
 namespace {
@@ -53,7 +53,7 @@ struct alignas(32) SetRoundKeys {
 };
 constexpr std::size_t groupOfBlock[setGroups] = {0, 4, 1, 5, 2, 6, 3, 7};
 
-// SubBytes and ShiftRows of two blocks, which are the last AES round without a key.
+// SubBytes and ShiftRows of two blocks. The last AES round with a key of zeros has the same result.
 struct NarrowAes {
     VECTOR_CODE static __m256i substitute(__m256i blocks) {
         const __m128i low = _mm_aesenclast_si128(_mm256_castsi256_si128(blocks), _mm_setzero_si128());

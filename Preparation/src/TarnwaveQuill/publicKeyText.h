@@ -19,14 +19,14 @@ struct PublicKeyText {
 /// `publicPath`. False, with a message, if that file isn't an RSA key or the text can't be written.
 [[nodiscard]] bool writePublicKeyText(const QString& publicPath, const QString& txtPath);
 
-/// Reads the modulus from such a text, beginning at the current position of `text`.
+/// Reads the modulus from a public key text, beginning at the current position of `text`.
 [[nodiscard]] PublicKeyText parsePublicKeyText(QIODevice& text);
 
-/// Reads the public exponent from such a text; 0 if no line contains one. False, with a message, if it isn't 3, 17 or
-/// 65537.
+/// Reads the public exponent from a public key text; 0 if no line contains one. False, with a message, if it isn't 3,
+/// 17 or 65537.
 [[nodiscard]] bool readExponent(QIODevice& text, std::uint32_t& exponent);
 
-/// Computes the constant of Montgomery multiplication with 64-bit words, 2^(128 L) modulo n, where L is the number of
-/// words of the modulus n. `r2` has as many bytes as the modulus, most significant first. False if the modulus isn't a
+/// Computes the constant of Montgomery multiplication with 64-bit words: 2^(128 L) modulo n. L is the number of words
+/// of the modulus n. `r2` has as many bytes as the modulus, most significant first. False if the modulus isn't a
 /// positive number of at most 2048 bits.
 [[nodiscard]] bool computeR2(const QByteArray& modulusHex, QByteArray& r2);

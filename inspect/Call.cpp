@@ -178,8 +178,8 @@ QString besideOf(const QString& path, const QString& suffix) {
     return QDir::cleanPath(first.path() + u'/' + first.completeBaseName() + u'.' + suffix);
 }
 
-// Finds the second file of a pair among `others`: the one beside the first file or, if there is none, the first one
-// with the suffix that isn't beside another file. Returns its index, or -1.
+// Finds the second file of a pair among `others`: the file at `beside` or, if it isn't in the list, the first file with
+// the suffix that isn't beside another file. Returns its index, or -1.
 qsizetype findSecond(const QString& beside, const QString& suffix, const QStringList& others) {
     qsizetype found = -1;
     for (qsizetype i = 0; i < others.size(); ++i) {
@@ -196,8 +196,9 @@ qsizetype findSecond(const QString& beside, const QString& suffix, const QString
     return found;
 }
 
-// Finds the second file of a pair: the one that the option names, otherwise one of `others`, which it removes from the
-// list, otherwise the file with the suffix beside the first one. Empty if there is none.
+// Finds the second file of a pair: the file that the option names, otherwise one of `others`, otherwise the file with
+// the suffix beside the first one. Removes a file that it finds in `others` from the list. Returns an empty path if
+// there is no second file.
 QString secondPath(const QString& first, const QString& suffix, const QString& named, QStringList* others) {
     const QString beside = besideOf(first, suffix);
     if (!named.isEmpty()) {

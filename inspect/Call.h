@@ -46,7 +46,7 @@ class Call {
     /// Reads the files that contents are compared with.
     [[nodiscard]] bool readSources();
     /// Reads and describes a file, which must have a known format. `payload` is the option that names the second file
-    /// of a pair. Unless `others` is null, the second file may also be one of them; then it is removed from `others`.
+    /// of a pair. The second file may also be one of `others`; it is then removed from the list. `others` may be null.
     [[nodiscard]] bool open(const QString& path, Opened& opened, const char* payload = "payload",
                             QStringList* others = nullptr);
 

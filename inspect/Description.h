@@ -55,11 +55,11 @@ struct Part {
     bool hasAddress = false;
     std::uint64_t address = 0;
     std::uint64_t memorySize = 0;  ///< number of bytes in memory from `address` on
-    qint64 offset = 0;             ///< -1 if it isn't one run of bytes in the file, as a segment of HEX records
+    qint64 offset = 0;             ///< -1 if its bytes aren't contiguous in the file, as in HEX records
     qint64 size = 0;
-    qint64 payloadOffset = 0;  ///< -1 likewise
+    qint64 payloadOffset = 0;  ///< -1 in the same case
     qint64 payloadSize = 0;    ///< number of payload bytes that the file contains
-    bool isPlain = false;      ///< its payload is readable in the file, but isn't a content that is extracted
+    bool isPlain = false;      ///< its payload is readable in the file, but isn't extracted
     std::vector<Field> fields;
 };
 
@@ -90,7 +90,7 @@ struct Check {
     CheckResult result = CheckResult::unchecked;
     Reason reason = Reason::none;  ///< why the check wasn't made
     int part = 0;
-    bool needed = true;  ///< whether nothing is proven without it
+    bool needed = true;  ///< false if the file can be proven without it
     std::vector<Field> arguments;
 };
 

@@ -54,9 +54,9 @@ struct Content {
     std::uint64_t address = 0;
     ContentKind kind = ContentKind::other;
     QByteArray bytes;
-    qsizetype ownOffset = 0;  ///< where the packaging tool writes its own value over the input's bytes
+    qsizetype ownOffset = 0;  ///< offset of the bytes that the packaging tool overwrites with its own value
     qsizetype ownSize = 0;
-    qsizetype headerRoom = 0;  ///< number of zero bytes that its source may begin with, as room for a header
+    qsizetype headerRoom = 0;  ///< number of zero bytes at the start of the source that may be room for a header
 };
 
 /// The plain contents of a file's parts. The destructor wipes them.

@@ -57,7 +57,8 @@ void findModuleTails(Description& description) {
     }
 }
 
-// The tool allows a module over firmware, and a device writes both. The overlap may be intended, so it isn't an error.
+// The tool accepts a module that overlaps firmware, and a device writes both. The overlap may be intended, so it isn't
+// an error.
 void noteModulesOverFirmware(Description& description) {
     std::array<const Part*, 2> furthest{};  // firmware, module
     for (const Part* const part : partsByAddress(description)) {

@@ -25,7 +25,7 @@ QJsonValue numberValue(std::uint64_t number) {
     return QJsonValue(static_cast<qint64>(number));
 }
 
-// The bytes of a text that isn't UTF-8 are added in hexadecimal as a member of their own.
+// Adds a text. If it isn't UTF-8, a second member contains its bytes in hexadecimal.
 void addText(QJsonObject& object, const QString& name, QByteArrayView bytes) {
     QStringDecoder decoder(QStringDecoder::Utf8);
     const QString text = decoder(bytes);
@@ -196,8 +196,8 @@ QJsonObject toJson(const Difference& difference) {
     return object;
 }
 
-// JSON contains other characters than ASCII only in strings, where an escape means the same. With escapes, no control
-// character and no change of the reading order reaches a terminal.
+// JSON contains non-ASCII characters only in strings, where an escape means the same. Escapes keep control characters
+// and changes of the reading order away from a terminal.
 void appendAscii(const QByteArray& json, QByteArray& result) {
     for (const QChar character : QString::fromUtf8(json)) {
         const char16_t code = character.unicode();

@@ -1,5 +1,5 @@
-// MCUboot image, such as a module update `.kdu`: header, code and TLVs. All but the unprotected TLVs is hashed and
-// signed.
+// MCUboot image, such as a module update `.kdu`: header, code and TLVs. Everything except the unprotected TLVs is
+// hashed and signed.
 
 #include "files/ByteReader.h"
 #include "files/isZero.h"
@@ -25,7 +25,7 @@ constexpr qsizetype entrySize = 4;
 constexpr int signatureLimit = 16;  // a bootloader has fewer keys, and each check hashes the whole image
 
 constexpr std::uint32_t encryptedFlags = 0x04 | 0x08;
-constexpr std::uint32_t placedFlags = 0x20 | 0x100;  // the load address counts
+constexpr std::uint32_t placedFlags = 0x20 | 0x100;  // either flag makes the load address valid
 
 enum class TlvRole { other, keyHash, publicKey, digest, rsa, ecdsa, ed25519, unprovenSignature, pureSignature };
 
@@ -103,7 +103,7 @@ struct McubootImage {
     qint64 end = 0;
     bool isWhole = false;
     std::vector<Finding> findings;
-    std::map<std::uint16_t, QByteArray> digests;  ///< of `covered`, by type; kept, as a hostile block may contain many
+    std::map<std::uint16_t, QByteArray> digests;  ///< of `covered`, by type; kept, as entries may repeat a type
     int signatures = 0;                           ///< number of signatures checked so far
 
     void find(FindingCode fault, qint64 at, std::vector<Field> arguments = {}) {

@@ -1,4 +1,4 @@
-// Memory cipher image: raw ciphertext for one address, key and mode. Nothing in it shows whether it is right, so only a
+// Memory cipher image: raw ciphertext for one address, key and mode. It contains nothing that could be checked. Only a
 // comparison with the application proves it.
 
 #include "inspect/cipher.h"

@@ -57,7 +57,7 @@ void provePersonalizationData(const Source& source, const Evidence& evidence, De
         description.addUnchecked(CheckCode::tag, unusableReason(), 1);
         return;
     }
-    // The key derivation of ANSI X9.63 (SEC 1, 3.6.1): 32 bytes take one round of SHA-256.
+    // The key derivation of ANSI X9.63 (SEC 1, 3.6.1): 32 bytes need one round of SHA-256.
     Sha256 derivation;
     derivation.add(shared);
     derivation.add(QByteArrayView("\0\0\0\1", 4));

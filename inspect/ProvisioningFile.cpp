@@ -1,5 +1,5 @@
-// Provisioning file: `.obk` with a header, `.bin` without one. No field shows whether it contains a digest of its
-// payload: it does if the bytes at the digest's place match.
+// Provisioning file: `.obk` with a header, `.bin` without one. No field shows whether the file contains a digest of its
+// payload. It contains one if the bytes at the digest's place match.
 
 #include "files/ByteReader.h"
 #include "inspect/cipher.h"
@@ -115,7 +115,7 @@ void describeProvisioningFile(const Source& source, Description& description) {
 
 void proveProvisioningFile(const Source& source, const Evidence& evidence, Description& description,
                            Contents* contents) {
-    // If no digest matches, the file has none or a wrong one; the two can't be distinguished.
+    // If no digest matches, the file contains no digest or a wrong one. The two cases can't be distinguished.
     if (layoutOf(source).hasDigest) {
         proveHashedProvisioningFile(source, evidence, description, contents);
     } else {

@@ -61,8 +61,8 @@ class PublicKey {
     Kind kind_ = Kind::none;
 };
 
-/// The reason why a given key can't be used. If OpenSSL doesn't offer all kinds of keys that we use, the key may be of
-/// such a kind (`notOffered`); otherwise the key is of the wrong kind (`unusableKey`).
+/// The reason why a given key can't be used. `notOffered`: OpenSSL lacks a kind of key that we use, and the key may be
+/// of that kind. `unusableKey`: OpenSSL offers all these kinds, so the key is of the wrong kind.
 [[nodiscard]] Reason unusableReason();
 
 }  // namespace inspect

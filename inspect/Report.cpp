@@ -52,8 +52,8 @@ void collectIvs(Description& description, std::vector<Used>& all) {
     }
 }
 
-/// Adds a bad check for each use of one IV that another message shares: another part of the same file, or a part of
-/// another file with another tag. Uses in the same file are neighbours in `uses`.
+/// Adds a bad check for each use of one IV that another message shares. The other message is another part of the same
+/// file, or a part of another file with another tag. Uses in the same file are neighbours in `uses`.
 void proveSharedIv(std::span<const Used> uses, std::set<const Description*>& faulty) {
     const auto other =
         std::find_if(uses.begin(), uses.end(), [&](const Used& used) { return used.iv->tag != uses.front().iv->tag; });

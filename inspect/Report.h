@@ -29,13 +29,13 @@ struct Judgement {
 [[nodiscard]] const char* nameOf(Verdict verdict);
 [[nodiscard]] const char* nameOf(Proof proof);
 
-/// Checks that no two messages in the images of one call use the same IV: with one key, that breaks AES-GCM. The check
-/// needs no key. The same part in two files is one message.
+/// Checks that no two messages in the images of one call use the same IV. Two messages with the same key and IV break
+/// AES-GCM. The check needs no key. The same part in two files is one message.
 void proveIvs(std::vector<Description>& files);
 
 /// The reason why a command or one of its files couldn't be processed.
 struct Failure {
-    /// Stable: usage, unreadable, unknownFormat, badKey, noSignature, unwritable; of a warning: openKey.
+    /// Stable: usage, unreadable, unknownFormat, badKey, noSignature or unwritable; openKey for a warning.
     const char* code;
     QString file;
     QString text;
@@ -55,7 +55,8 @@ struct Report {
 [[nodiscard]] QByteArray printText(const Report& report);
 [[nodiscard]] QByteArray printJson(const Report& report);
 
-/// `text`, with each character that could control a terminal or change the reading order replaced by its number.
+/// Returns `text`, but replaces each character that could control a terminal or change the reading order with its
+/// number.
 [[nodiscard]] QString printable(const QString& text);
 
 }  // namespace inspect

@@ -78,7 +78,7 @@ void checkFooter(const Footer& footer, Description& description) {
     }
 }
 
-// An r or s outside 1 to the order of P-256 minus 1 makes the signature invalid under every key.
+// If r or s isn't in the range from 1 to the order of P-256 minus 1, the signature is invalid under every key.
 void checkNumber(const Footer& footer, const char* name, qsizetype at, Description& description) {
     constexpr qsizetype size = 32;
     constexpr std::array<std::uint8_t, size> order = {0xFF, 0xFF, 0xFF, 0xFF, 0x00, 0x00, 0x00, 0x00, 0xFF, 0xFF, 0xFF,
@@ -169,7 +169,7 @@ void proveSignedImage(const Source& source, const Evidence& evidence, Descriptio
     }
     for (Description& inner : description.inner) {
         prove(innerSource(source, footer), evidence, inner, contents);
-        // If the signature is good, the tags of the inner file are needed only if their key is given.
+        // If the signature is good, a check of the inner file that lacks its key isn't needed.
         for (Check& check : inner.checks) {
             check.needed = check.needed && !(isProven && check.reason == Reason::noKey);
         }

@@ -117,7 +117,7 @@ void Printer::printMemory(const Description& description) {
     }
 }
 
-// Prints each kind of finding once, with the number of the others of that kind.
+// Prints the first finding of each kind, and the number of further findings of that kind.
 void Printer::printFindings(const Description& description) {
     QList<FindingCode> printed;
     for (const Finding& finding : description.findings) {

@@ -1,5 +1,5 @@
-// The public key of a wireless chip as C or Python source or as text. The modulus determines the whole file, so the
-// opener writes the file again from it and compares: it finds every changed character.
+// The public key of a wireless chip as C or Python source or as text. The modulus determines the whole file. The opener
+// makes the expected file from the modulus and compares the two. The comparison finds every changed character.
 
 #include "inspect/PublicKey.h"
 #include "inspect/cipher.h"

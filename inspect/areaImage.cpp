@@ -389,7 +389,7 @@ void Prover::proveDigest(int index, const Glimpse& glimpse) {
     description_.addResult(CheckCode::digest, compareDigest(digest_.finish(), glimpse.head), index);
 }
 
-// The first 16 bytes of HMAC-SHA256(image key, "region" || region number || base IV).
+// Checks the region key: the first 16 bytes of HMAC-SHA256(image key, "region" || region number || base IV).
 void Prover::proveRegionKey(const Area& area, int index, const Glimpse& glimpse) {
     QByteArray message = QByteArrayLiteral("region");
     if (area.second.size() == blockSize) {

@@ -51,7 +51,7 @@ struct AreaImage {
     qint64 headerSize = 0;
     bool isHeaderWhole = false;
     QByteArrayView header;
-    QByteArrayView nonce;  ///< 16 bytes; base IV and four zero bytes unless the image is a packaged module
+    QByteArrayView nonce;  ///< 16 bytes; except in a packaged module, the base IV and four zero bytes
     std::vector<Area> areas;
     qint64 end = 0;  ///< offset after the last area
     qint64 cutWanted = 0;

@@ -15,7 +15,7 @@ namespace {
 constexpr qsizetype keySize = 16;
 constexpr qsizetype tagSize = 16;
 
-// Small enough to stay in the cache between decryption and whatever the sink does.
+// Small enough to stay in the cache until the sink has used the decrypted bytes.
 constexpr qsizetype pieceSize = 1 << 16;
 
 const unsigned char* bytesOf(QByteArrayView view) {

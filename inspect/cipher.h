@@ -35,8 +35,8 @@ class GcmOpener {
     bool usable_ = false;
 };
 
-/// SHA-256 over pieces (FIPS 180-4). The result, as of all digests here, is empty if OpenSSL doesn't offer the
-/// algorithm.
+/// SHA-256 over pieces (FIPS 180-4). If OpenSSL doesn't offer the algorithm, the result is empty. This applies to all
+/// digests in this file.
 class Sha256 {
   public:
     Sha256();

@@ -85,8 +85,8 @@ struct DifferenceRow {
     DifferenceCode code;
     const char* name;
     const char* words;
-    bool counts;  ///< whether it makes two files different; a difference that doesn't count comes from a fresh nonce
-                  ///< or is unknown
+    bool counts;  ///< whether it makes two files different; false if a fresh nonce causes it, or if contents couldn't
+                  ///< be compared
 };
 
 /// The checks that can be made.

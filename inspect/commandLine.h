@@ -9,7 +9,7 @@ namespace inspect {
 struct Kept;
 
 /// Runs one command line. Prints data to standard output and faults to standard error. Returns the status: 0 for
-/// proven, shown or no difference; 1 for wrong or a difference; 2 for what can't be judged.
+/// proven, shown or no difference; 1 for wrong or a difference; 2 for an undecided result or a failure.
 [[nodiscard]] int run(const QStringList& arguments);
 
 /// Does the same for a window, which shows the report itself: it prints nothing. Unless `kept` is null, the bytes that

@@ -52,7 +52,7 @@ void verify(Call& call, const QStringList& files) {
         return;
     }
     Report& report = call.report();
-    // The second files of pairs are sorted to the end, so that the first files of their pairs find them there.
+    // Second files of pairs are sorted to the end. They are still in `left` when their first files are opened.
     QStringList left = files;
     std::stable_partition(left.begin(), left.end(), [](const QString& path) { return !isSecondName(path); });
     while (!left.isEmpty()) {
@@ -91,7 +91,7 @@ void extract(Call& call, const QStringList& files) {
         call.fail("unwritable", call.value("output"), fault);
     } else {
         report.folder = call.value("output");
-        report.status = statusOf(report.files);  // unproven contents are written too, and the status shows it
+        report.status = statusOf(report.files);  // contents are written even if they aren't proven
     }
 }
 

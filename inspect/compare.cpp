@@ -240,7 +240,7 @@ QByteArrayView payloadOf(const Layer& layer, const Part& part) {
     return isThere ? bytes.sliced(part.payloadOffset, part.payloadSize) : QByteArrayView();
 }
 
-/// The values that a part was encrypted with and that are in the file. Equal ciphertext proves nothing if they differ.
+/// The values in the file that a part was encrypted with. If they differ, equal ciphertext proves nothing.
 QByteArrayList sealOf(const Layer& layer, const Part& part) {
     QByteArrayList seal;
     const std::vector<UsedIv>& ivs = layer.description.ivs;  // in the order of their parts
@@ -311,7 +311,8 @@ void comparePair(const Layer& layerA, const Part& a, const Layer& layerB, const 
     compareContents(layerA, a, layerB, b, differences);
 }
 
-// Parts that remain on both sides with the same name, letter and size have moved.
+// Compares the parts without a counterpart. A part of A and a part of B with the same name, letter and size are one
+// part that was moved.
 void compareLeft(const std::vector<const Part*>& onlyA, const std::vector<const Part*>& onlyB,
                  std::vector<Difference>& differences) {
     std::multimap<std::tuple<std::string, char, qint64>, const Part*> left;
@@ -417,10 +418,10 @@ void compareLayers(const ComparedFile& a, const ComparedFile& b, bool areProven,
     }
 }
 
-/// Returns the file without its signatures. Signatures of an MCUboot image vary in length, so the result also omits the
-/// lengths that include them: it keeps only the type of a signature's entry, and omits the length of the TLV block. If
-/// `isInSlot`, both files have the size of one slot, and the result also omits the fill after the image, whose size
-/// varies with the signature: the first of the unused bytes and those after it that are equal to it.
+/// Returns the file without its signatures. The size of a signature in an MCUboot image varies. The result therefore
+/// also omits the length of each signature's entry and the length of the TLV block. If `isInSlot`, both files have the
+/// size of one slot, so the size of the fill after the image varies, too. The result then also omits the fill: the
+/// first unused byte and the bytes directly after it that are equal to it.
 QByteArray withoutSignature(const ComparedFile& file, bool isInSlot, bool& hasSignature) {
     constexpr qint64 typeSize = 2;
     const auto isSignature = [](const Range& range) {

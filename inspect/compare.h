@@ -17,8 +17,8 @@ struct ByteDifference {
 };
 
 /// Returns every byte that differs or is only on one side, as ranges sorted by address. The function sorts both sides
-/// by address; where pieces of one side overlap, the bytes of the first piece count. Changed ranges are joined across
-/// up to seven equal bytes.
+/// by address. If pieces of one side overlap, the bytes of the first piece count. Changed ranges are joined across up
+/// to seven equal bytes.
 [[nodiscard]] std::vector<ByteDifference> compareBytes(std::vector<PlacedBytes> a, std::vector<PlacedBytes> b);
 
 /// One side of a comparison: a file and its contents as far as they are authentic.
@@ -29,9 +29,9 @@ struct ComparedFile {
     const Contents& contents;  ///< of the parts that could be opened
 };
 
-/// Returns the differences between two files. If none of them counts and every content could be compared, all bytes of
-/// the files are equal, or both files are proven and their contents and header fields are equal. For HEX and S-Record
-/// files only the contents count.
+/// Returns the differences between two files. If `statusOf` reports no difference, either all bytes of the files are
+/// equal, or both files are proven and their contents and header fields are equal. For HEX and S-Record files only the
+/// contents count.
 [[nodiscard]] std::vector<Difference> compareFiles(const ComparedFile& a, const ComparedFile& b);
 
 /// The status for the differences of two files.

@@ -49,7 +49,7 @@ class HeldSignals {
         for (const int signal : endingSignals) {
             struct sigaction action = {};
             const bool isIgnored = sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
-            if (!isIgnored) {  // while it is blocked, an ignored signal would become pending too
+            if (!isIgnored) {  // an ignored signal, if blocked, would become pending
                 sigaddset(&held, signal);
             }
         }

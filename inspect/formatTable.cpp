@@ -130,7 +130,7 @@ const FormatRow* findFormat(const Source& source, Description& description) {
         return chooseMatch(matches, source.path, description);
     }
     description.by = FoundBy::suffix;
-    // The content fits no format. A file is of a format with a magic only if its suffix says so.
+    // The content fits no format, so the suffix decides, even for a format with a magic.
     std::vector<const FormatRow*> all;
     std::transform(rows.begin(), rows.end(), std::back_inserter(all), [](const FormatRow& row) { return &row; });
     const FormatRow* const found = bySuffix(all, source.path);

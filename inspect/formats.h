@@ -17,8 +17,8 @@ struct Source {
     QByteArrayView second;
 };
 
-/// How well a content fits a format. `magic`: the start is right but the rest isn't, so the file is a broken one of
-/// this format, not an unknown one. `whole`: every byte fits.
+/// How well a content fits a format. `magic`: only the start fits, so the file is a broken file of this format.
+/// `whole`: every byte fits.
 enum class Match { no, magic, whole };
 
 /// One format that the opener knows.
@@ -50,7 +50,7 @@ struct FormatRow {
 /// Describes `source` in the format `as` or, if that is null, in the format that fits it.
 [[nodiscard]] Description describe(const Source& source, const FormatRow* as = nullptr);
 
-/// Adds the payloads of all parts, unchanged, to `contents`, for formats that encrypt nothing. `contents` may be null.
+/// Adds the unchanged payloads of all parts to `contents`, which may be null. For formats without encryption.
 void keepPayloads(const Source& source, const Description& description, ContentKind kind, Contents* contents);
 
 /// A content for `part`, without its bytes, which the caller adds.
@@ -59,7 +59,7 @@ void keepPayloads(const Source& source, const Description& description, ContentK
 /// Inserts the check of the format's rules before the other checks. It is good if no finding is an error.
 void proveRules(Description& description);
 
-/// Adds the checks to the description that `describe` made and, if `contents` isn't null, the plain contents to it.
+/// Adds the checks to the description that `describe` made. Adds the plain contents to `contents` unless it is null.
 void prove(const Source& source, const Evidence& evidence, Description& description, Contents* contents = nullptr);
 
 [[nodiscard]] Match matchInstallImage(QByteArrayView bytes);
@@ -68,7 +68,7 @@ void proveInstallImage(const Source& source, const Evidence& evidence, Descripti
 
 void describeBackupImage(const Source& source, Description& description);
 
-// The first is for devices 0x500 and 0x501, the second for device 0x505.
+// `describeSecretsWords` is for devices 0x500 and 0x501, `describeSecretsRecords` for device 0x505.
 void describeSecretsWords(const Source& source, Description& description);
 void describeSecretsRecords(const Source& source, Description& description);
 

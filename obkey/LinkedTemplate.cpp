@@ -28,8 +28,8 @@ QDomElement valueTagAfter(const QDomElement& nameTag) {
     return sibling;
 }
 
-/// Reads the path of a key file. Its ending becomes ".pem", or "_pub.pem" if the link is "GetPublic": that is the
-/// public key in the folder of the private one.
+/// Reads the path of a key file. Replaces its last four characters with ".pem" or, if the link is "GetPublic", with
+/// "_pub.pem". The second form is the path of the public key, which is in the folder of the private one.
 void takeKeyPath(McubootParam& param, const QDomElement& nameTag) {
     QString ending;
     if (param.link.value_or(QString()) == QLatin1String("GetPublic")) {
@@ -61,7 +61,7 @@ void takeNumber(McubootParam& param, const QDomElement& nameTag) {
     param.defaultValue = QStringLiteral("0x") + QString::number(sum, 16);
 }
 
-/// Reads a permission. Its value counts only directly after its name, where the write-back puts it.
+/// Reads a permission. Its value counts only if it is directly after the name; the write-back puts it there.
 void takePermission(McubootParam& param, const QDomElement& nameTag) {
     const QDomElement next = nameTag.nextSiblingElement();
     if (isTag(next, "Value") || isTag(next, "defaultValue")) {

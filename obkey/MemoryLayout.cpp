@@ -22,7 +22,7 @@ std::uint32_t slotEnd(const SlotRecord& slot) {
     return addressOf(slot.start) + addressOf(slot.size);
 }
 
-/// The name of a slot: that of the parameter with its offset, without the word "offset".
+/// The name of a slot: the name of the parameter that contains its offset, without the word "offset".
 QString slotName(const ObkeyParam& record) {
     QString name = record.name.value_or(QString());
     const QLatin1String lowerCase("offset");
@@ -34,7 +34,7 @@ std::uint32_t recordNumber(const ObkeyParam& record) {
         templateNumber(record.value ? *record.value : record.defaultValue.value_or(QString())));
 }
 
-/// The tags of one kind that describe slots, and the address from which their starts count.
+/// The tags of one kind that describe slots, and the address that is added to each start.
 struct SlotTags {
     QStringList ObkeyParam::*references;
     bool ObkeyParam::*isStart;
@@ -47,8 +47,7 @@ struct DescribedSlot {
 };
 
 /// The slots that the `Data` parameters describe, in document order. A size applies to every earlier slot with the same
-/// index. If several sizes follow a slot, the last one counts; the loop runs backwards and keeps the first that it
-/// finds.
+/// index. If several sizes follow a slot, the last one counts. The loop runs backwards, so it finds that one first.
 QList<DescribedSlot> describedSlots(const QList<ObkeyParam>& params, const SlotTags& tags) {
     QList<DescribedSlot> described;
     QHash<std::int32_t, QString> sizes;

@@ -11,7 +11,7 @@
 /// The value of a numeric Info field while its tag is absent.
 inline constexpr std::uint32_t ABSENT_VALUE = 0xBAADF00D;
 
-/// The text of a tag. It has no value while the tag is absent; a tag without text has an empty one.
+/// The text of a tag: no value if the tag is absent, an empty value if the tag has no text.
 using TagText = std::optional<QString>;
 
 /// The `Info` element of an `Obdata` template. Addresses and sizes are in bytes.

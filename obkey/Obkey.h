@@ -32,13 +32,14 @@ class Obkey {
 
     /// Checks a template's text. See TemplateDocument.h.
     [[nodiscard]] bool validateTemplate(const QString& templatePath, const QString& xsdPath);
-    /// Reads a template of either format: the text that was validated last if `templatePath` is its path, otherwise the
-    /// file. False, without a message, if it isn't well-formed XML; false if its format forbids something in it.
+    /// Reads a template of either format. If `templatePath` is the path of the text that was validated last, that text
+    /// is read, otherwise the file. False if the format forbids something in the template. Also false, without a
+    /// message, if the template isn't well-formed XML.
     [[nodiscard]] bool loadTemplate(const QString& templatePath);
 
     /// Begins the provisioning file of the template at `templatePath`.
     void startObkeyJob(const QString& templatePath);
-    /// Checks that no tag occurs twice that may occur only once.
+    /// Checks that no tag occurs more often than allowed.
     [[nodiscard]] bool checkDuplicateTags() const;
     /// Checks that every mandatory tag is present.
     [[nodiscard]] bool checkMandatoryTags() const;
@@ -71,8 +72,8 @@ class Obkey {
         QList<McubootConfig> configs;
     };
 
-    QString validatedPath_;  ///< and its text, masked: a pipe can be read only once
-    QByteArray validatedText_;
+    QString validatedPath_;     ///< path of the template that was validated last
+    QByteArray validatedText_;  ///< its masked text, kept because a pipe can be read only once
     PasswordMask passwords_;
     ObkeyJob obkeyJob_;
     ImageJob imageJob_;

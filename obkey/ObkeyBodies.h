@@ -10,7 +10,8 @@
 struct ObkeyBodies {
     QByteArray mainBody;
     QByteArray daBody;
-    /// The size that alignment uses, modulo 65536. It isn't the size of mainBody: a `Text`, for example, adds nothing.
+    /// The size that alignment uses, modulo 65536. It may differ from the size of mainBody: a `Text`, for example,
+    /// isn't counted.
     std::uint16_t runningSize = 0;
     QString outputPath;
     bool holdsSecret = false;  ///< whether they contain a private key or a password in clear text

@@ -7,7 +7,7 @@
 
 namespace {
 
-/// The first and the last character of a mark, with its number in between: U+F8FF, a private-use character.
+/// The first and the last character of a mark: U+F8FF, a private-use character. The number of the mark is between them.
 constexpr QByteArrayView sign("\xEF\xA3\xBF");
 
 /// Whether XML 1.0 allows a character in a text (production 2).
@@ -61,8 +61,8 @@ void appendCharacter(QByteArrayView raw, qsizetype i, QByteArray& text) {
     }
 }
 
-/// Appends the content of a tag, without its escapes, if it is plain text or one CDATA section. False for any other
-/// content, and for nothing but blanks, which readers skip.
+/// Appends the content of a tag, without escapes, if the content is plain text or one CDATA section. Returns false for
+/// any other content. Also returns false if there are only blanks, which readers skip.
 bool appendMeaning(QByteArrayView raw, QByteArray& text) {
     constexpr QByteArrayView opening("<![CDATA[");
     constexpr QByteArrayView closing("]]>");
@@ -130,7 +130,7 @@ void PasswordMask::maskTag(QByteArrayView raw, QByteArray& masked) {
 QByteArray PasswordMask::mask(const QByteArray& text) {
     QByteArray masked;
     qsizetype done = 0;
-    const bool hasMarks = text.contains(sign);  // of the author; unmask couldn't distinguish them from ours
+    const bool hasMarks = text.contains(sign);  // written by the author; unmask would confuse them with ours
     QList<QByteArrayView> open(1);
     qsizetype begin = -1;
     Tag tag;

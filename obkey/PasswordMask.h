@@ -25,8 +25,8 @@ class PasswordMask {
 
     [[nodiscard]] bool isMark(const QString& tagText) const;
 
-    /// The password, in UTF-8, whose mark is the text of a tag in a masked template. A text without a mark is returned
-    /// unchanged.
+    /// `tagText` is the text of a tag in a masked template. Returns the password, in UTF-8, that its mark replaces.
+    /// Returns a text without a mark unchanged.
     [[nodiscard]] QByteArray passwordOf(const QString& tagText) const;
 
     /// A new mark for a password that the caller writes into a masked template.

@@ -34,7 +34,7 @@ QString chosenText(const McubootParam& param) {
     return param.value ? *param.value : param.defaultValue.value_or(QString());
 }
 
-/// Whether a record is passed to imgtool whatever its `Enable` is.
+/// Whether a record is passed to imgtool regardless of its `Enable`.
 bool isForced(const McubootParam& param) {
     return param.hidden || param.link;
 }
@@ -65,7 +65,7 @@ void appendOptional(McubootConfig& config, McubootParam& param, QStringList& arg
     arguments.append(isDependency ? QLatin1Char('(') + *param.value + QLatin1Char(')') : *param.value);
 }
 
-/// The argument of a hidden record without a link, if it has one.
+/// The argument, if any, of a hidden record without a link.
 TagText forcedText(const McubootParam& param) {
     if (param.kind == dependencyKind) {
         return QLatin1Char('(') + chosenText(param) + QLatin1Char(')');
@@ -169,7 +169,7 @@ ImageResult appendOutput(const McubootConfig& config, const McubootParam& param,
 /// Composes the arguments of imgtool and the path of its output. Records after the first `Output` are ignored.
 ImageResult composeArguments(McubootConfig& config, QStringList& arguments, QString& outputPath) {
     LinkedTemplates linkedTemplates;
-    QStringList keyPaths;  // files that follow an option; the firmware follows none and may be overwritten
+    QStringList keyPaths;  // files after an option; the firmware isn't one of them and may be overwritten
     if (config.command) {
         arguments.append(*config.command);
     }
@@ -215,7 +215,7 @@ QString passedText(const McubootParam& param) {
                                                                  : chosenText(param);
 }
 
-/// The words of imgtool's message about a version field that it rejects.
+/// The words of imgtool's message about a rejected version field.
 struct VersionRule {
     QLatin1String paramName;
     const char* option;

@@ -40,9 +40,9 @@ bool copyKey(const QByteArray& path, const QString& copyPath) {
 }
 
 /// Renames an older key to a free name before a new one is made. The older key keeps that name even if no new key is
-/// made, so that a script that finds a key at the path doesn't confuse the two. A key that can't be renamed, such as a
-/// mount point, is copied and then removed or, if that fails, closed to other users, since imgtool keeps the mode of a
-/// file that it overwrites. False if that fails, too.
+/// made, so that a script doesn't mistake it for the new one. A key that can't be renamed, such as a mount point, is
+/// copied and then removed. If it can't be removed, it gets mode 0600, because imgtool keeps the mode of a file that it
+/// overwrites. Returns false if the key can't be copied, or if it can neither be removed nor get that mode.
 bool keepOldKey(const QString& path) {
     const QString stamp = QDateTime::currentDateTime().toString(QStringLiteral("_dd.MM.yyyy_hh_mm_ss"));
     const QString stem = path + stamp;

@@ -18,7 +18,7 @@ bool storeText(Record& record, const QString& text) {
     return true;
 }
 
-/// The title names its element and is mandatory, so the tag list receives both entries.
+/// The title names its element and is mandatory, so the tag list receives both `nameTagMarker` and the tag's own name.
 bool storeTitle(McubootTemplate& mcuboot, const QString& text) {
     mcuboot.title = text;
     mcuboot.tags.globalParamTags.append(nameTagMarker);

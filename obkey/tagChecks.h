@@ -7,7 +7,7 @@
 /// the message names the element kind `duplicateGroup`. Any other list is a list of parameter names.
 [[nodiscard]] bool checkTagList(const QStringList& tags, const char* duplicateGroup);
 
-/// Checks that no tag occurs twice that may occur only once. Reports the first fault.
+/// Checks that no tag occurs more often than allowed. Reports the first fault.
 [[nodiscard]] bool checkDuplicateTags(const ObdataTags& tags);
 [[nodiscard]] bool checkDuplicateTags(const McubootTags& tags);
 

@@ -18,8 +18,8 @@
     return child.isText() ? child.nodeValue() : QString();
 }
 
-/// The entry of a tag in the tag list of its element: none, if the element may have it more than once; its own name; or
-/// `nameTagMarker`, for the tag that names the element.
+/// The entry of a tag in the tag list of its element. `none`: no entry, because the element may contain the tag more
+/// than once. `asItself`: the tag's own name. `asName`: `nameTagMarker`, for the tag that names the element.
 enum class Listing { none, asItself, asName };
 
 /// One tag of an element and the function that stores its text. If `store` returns false, reading ends.
@@ -49,7 +49,7 @@ template <typename Record>
     return rule->store(record, tagText(tag));
 }
 
-/// Reads all tags of an element, until one of them ends the reading. False if one does.
+/// Reads the tags of an element. Returns false if one of them ends the reading.
 template <typename Record>
 [[nodiscard]] bool readTags(const QDomElement& element, std::type_identity_t<TagRules<Record>> rules, Record& record,
                             QStringList& tags) {

@@ -25,19 +25,19 @@ inline constexpr qsizetype permissionMaskSize = 32;  ///< bytes
 /// The number in `text`, hexadecimal with "0x" and decimal otherwise; 0 if it isn't an unsigned 64-bit number.
 [[nodiscard]] std::uint64_t templateNumber(const QString& text);
 
-/// Checks that the number in `text` fits a field of `width` bytes (1 to 8). The check counts the digits, with leading
-/// zeros, of a hexadecimal number, and those of a decimal number's hexadecimal form. Messages contain `name`.
+/// Checks that the number in `text` fits a field of `width` bytes (1 to 8). The check counts hexadecimal digits,
+/// including leading zeros; it converts a decimal number first. Messages contain `name`.
 [[nodiscard]] bool checkDataValue(const QString& text, const QString& name, std::uint32_t width);
 
 /// Whether a field of `width` bytes, in a List or elsewhere, has room for the number in `text`.
 [[nodiscard]] bool numberFits(const QString& text, bool isList, std::int32_t width);
 
-/// Whether such a field reads all of `text` as a number.
+/// Whether a field, in a List or elsewhere, reads all of `text` as a number.
 [[nodiscard]] bool isFieldNumber(const QString& text, bool isList);
 
-/// The pairs of digits that a field stores for `text`: those after "0x", and in a List those of a decimal number's
-/// hexadecimal form. Only the low 8 bits of the number of pairs count. No other field stores a decimal number as
-/// digits.
+/// The pairs of hexadecimal digits that a field stores for `text`: the digits after "0x", or in a List the hexadecimal
+/// form of a decimal number. Empty for a decimal number in any other field. Returns only the last n pairs, where n is
+/// the number of pairs modulo 256.
 [[nodiscard]] QString storedDigits(const QString& text, bool isList);
 
 /// The value of one or two hexadecimal digits; 0 for any other text.

@@ -9,7 +9,7 @@
 /// Leaves the `Enable` tag unchanged.
 inline constexpr std::uint32_t enableUnchanged = 2;
 
-/// The new value of the first element of a template with the name `name`. Without a name or a value, no value is
+/// The new value of the first element with the name `name` in a template. If `name` or `value` is missing, no value is
 /// written.
 struct TemplateValue {
     TagText name;

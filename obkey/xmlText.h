@@ -5,7 +5,7 @@
 
 /// A tag, comment, run of character data, instruction or declaration in the text of an XML document.
 struct Markup {
-    qsizetype end = -1;  ///< offset after its last character; -1 if the text ends before it is complete
+    qsizetype end = -1;  ///< offset after its last character; -1 if the text ends before the markup is complete
     bool isTag = false;
 };
 
@@ -33,5 +33,5 @@ struct Tag {
 /// Whether a character is XML white space.
 [[nodiscard]] bool isXmlSpace(char character);
 
-/// Appends a character of a text, escaped if it can't be written between two tags as it is.
+/// Appends a character of a text. Escapes a character that has a special meaning there.
 void appendEscaped(char character, QByteArray& bytes);

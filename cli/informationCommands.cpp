@@ -17,8 +17,8 @@ Flow showHelp(CommandLineTool& /*tool*/, const CommandCall& call) {
     return Flow::end(0);
 }
 
-/// The files that an option names, and the files that a command derives from them. If several commands have the option,
-/// the largest number of files is used.
+/// The files that an option names, and the files that a command derives from them. The first parameters of an option
+/// name files. If several commands have the option, the one with the most file parameters decides how many.
 QStringList filesOf(const CliOption& given) {
     const auto isName = [&given](const char* word) { return word != nullptr && given.name == QLatin1String(word); };
     int count = 0;

@@ -35,7 +35,8 @@ void proveIvs(std::vector<Description>& files);
 
 /// The reason why a command or one of its files couldn't be processed.
 struct Failure {
-    /// Stable: usage, unreadable, unknownFormat, badKey, noSignature or unwritable; openKey for a warning.
+    /// One of usage, unreadable, unknownFormat, badKey, noSignature and unwritable; a warning has openKey. Codes don't
+    /// change between releases.
     const char* code;
     QString file;
     QString text;

@@ -20,7 +20,8 @@
 ///     checkLayout                                generateImage
 ///     generateObkey
 ///
-/// Functions on the values of a job do the work. The engine holds the state that remains between two calls.
+/// Free functions do the work; they receive the data of a template as arguments. The engine holds the state that
+/// remains between two calls.
 class Obkey {
   public:
     /// Uses the imgtool in the subfolder Utilities/Windows of the executable's folder, or the one at `imgtoolPath`.
@@ -64,7 +65,7 @@ class Obkey {
     struct ObkeyJob {
         QString xmlPath;
         ObdataTemplate obdata;
-        bool hashMode = false;  ///< a `Hash` element also applies to the later templates of a run
+        bool hashMode = false;  ///< a template of this run had a `Hash` element, which applies to all later ones
     };
     /// Signed images. The last configuration is the current one.
     struct ImageJob {

@@ -15,7 +15,7 @@
 
 namespace {
 
-/// A tree needs many times the memory of its text, and a device file may have no end.
+/// The tree of a template needs many times the memory of its text. A special file such as /dev/zero never ends.
 constexpr qint64 maxTemplateSize = qint64{8} << 20;
 
 // The tree builder's time grows with the square of the nesting depth. The reader's time grows with the square of the
@@ -103,7 +103,7 @@ QString invalidDocumentMessage(QString fault, qint64 line) {
                    "fix the issue. ")
             .arg(QString::number(line + 1), fault);
     }
-    // A schema checker words its messages like this.
+    // This ending of a message says nothing to a user.
     fault.remove(QLatin1String(" facet.."));
     return QStringLiteral("XML document is invalid! Error type: \"") + fault + QStringLiteral(".\"");
 }

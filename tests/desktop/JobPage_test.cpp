@@ -52,8 +52,8 @@ bool isFoundBy(const QString& text, const char* page) {
     return false;
 }
 
-/// Opens a saved job from another page. The job's own page has no form for it. Returns the job's command line with
-/// paths relative to the current folder.
+/// Saves the job of `form` and opens the file while another page is shown. Returns the job's command line with paths
+/// relative to the current folder.
 QString openSavedJob(DesktopKit& kit, const JobForm& form) {
     Job job{findJob(QLatin1String(form.job)), {}};
     for (const auto& [field, value] : form.fields) {

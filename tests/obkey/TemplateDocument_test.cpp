@@ -94,7 +94,7 @@ TEST(TemplateDocument, LimitsAreInclusive) {
     }
 }
 
-// A reader of the file in text mode reports the same line for a fault.
+// The line in a message is the one that QXmlStreamReader reports for a file opened in text mode.
 TEST(TemplateDocument, LinesAreThoseOfAFileInTextMode) {
     const QByteArrayList pieces = {"<A>", "</A>", "<B/>", "x",   "&",   "\r", "\r\n",
                                    "\n",  "\n\r", "<!--", "-->", "]]>", "\t"};

@@ -17,8 +17,8 @@ const QByteArray key = "sixteen byte key";
 const QByteArray nonce = "twelve bytes";
 const QByteArray baseIv = QCryptographicHash::hash(nonce, QCryptographicHash::Sha256).first(12);
 
-/// Expects that the opener proves an image and detects every changed byte. Returns the contents of its parts as
-/// "letter address=bytes ", without letters as "bytes ".
+/// Expects that the opener proves an image and detects every changed byte. Returns the parts of the
+/// image as one text: "F2000=bytes " for a part with a letter, "bytes " for any other.
 template <typename Open>
 QByteArray provenContents(QByteArray image, Open open) {
     for (char& byte : image) {

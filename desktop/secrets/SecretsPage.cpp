@@ -13,6 +13,7 @@
 #include "images/imageLayout.h"
 
 #include <QComboBox>
+#include <QEvent>
 #include <QFileInfo>
 #include <QHeaderView>
 #include <QLabel>

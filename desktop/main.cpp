@@ -36,10 +36,10 @@ QString pageIds() {
 }
 
 /// The place to show the file from the command line: the page of a saved job, or no particular page for any other file.
-JobPlace placeOfFile(const QString& path) {
-    Job job;
+jobs::JobPlace placeOfFile(const QString& path) {
+    jobs::Job job;
     QString fault;
-    return readJobFile(path, job, fault) ? placeOf(job, path) : JobPlace{{}, path};
+    return jobs::readJobFile(path, job, fault) ? jobs::placeOf(job, path) : jobs::JobPlace{{}, path};
 }
 
 /// The command-line options.
@@ -139,8 +139,8 @@ bool endsWithoutWindow(int argc, char** argv, int& status) {
         return false;
     }
     QString line;
-    const bool isDone =
-        fault.isEmpty() && commandLineOfJobFile(options.parser.value(options.printCommand), toolPath(), line, fault);
+    const bool isDone = fault.isEmpty() &&
+                        jobs::commandLineOfJobFile(options.parser.value(options.printCommand), toolPath(), line, fault);
     std::fprintf(isDone ? stdout : stderr, "%s\n", (isDone ? line : fault).toUtf8().constData());
     status = isDone && std::fflush(stdout) == 0 ? 0 : 2;
     return true;
@@ -173,7 +173,7 @@ int main(int argc, char** argv) {
     InputFilter filter;
     application.installEventFilter(&filter);
     MainWindow window(pageTable(), context);
-    JobPlace place = {{}, parser.positionalArguments().value(0)};
+    jobs::JobPlace place = {{}, parser.positionalArguments().value(0)};
     const bool isPageGiven = window.showPage(parser.value(options.page));
     if (!isPageGiven) {
         place = placeOfFile(place.file);

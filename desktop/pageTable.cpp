@@ -23,7 +23,7 @@ Page* make(const PageRow& /*row*/, PageContext& context, QWidget* parent) {
 
 QList<PageRow> jobPages() {
     QList<PageRow> rows;
-    for (const JobRow& job : jobTable()) {
+    for (const jobs::JobRow& job : jobs::jobTable()) {
         if (job.page == nullptr) {
             rows.append({job.id, job.group, job.title, job.summary, job.words, makeJobPage});
         }
@@ -48,7 +48,7 @@ QList<PageRow> inGroups(QList<PageRow> rows) {
 
 const QList<PageRow>& pageTable() {
     static const QList<PageRow> otherPages = {
-        {templatePage, QT_TRANSLATE_NOOP("pageTable", "Secrets"),
+        {jobs::templatePage, QT_TRANSLATE_NOOP("pageTable", "Secrets"),
          QT_TRANSLATE_NOOP("pageTable", "Provisioning template"),
          QT_TRANSLATE_NOOP("pageTable", "Fills in a template and makes the provisioning file or signed image of it."),
          QT_TRANSLATE_NOOP("pageTable",
@@ -68,7 +68,8 @@ const QList<PageRow>& pageTable() {
              "pageTable",
              "Edits a secrets document over the one-time-programmable words of a device, makes and reads images."),
          QT_TRANSLATE_NOOP("pageTable", "otp fuses secrets image json words one-time-programmable"), make<SecretsPage>},
-        {inspectPage, QT_TRANSLATE_NOOP("pageTable", "Look inside"), QT_TRANSLATE_NOOP("pageTable", "Inspect a file"),
+        {jobs::inspectPage, QT_TRANSLATE_NOOP("pageTable", "Look inside"),
+         QT_TRANSLATE_NOOP("pageTable", "Inspect a file"),
          QT_TRANSLATE_NOOP("pageTable",
                            "Shows the contents of a file, proves it with its keys and compares two files."),
          QT_TRANSLATE_NOOP(

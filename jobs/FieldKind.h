@@ -1,5 +1,7 @@
 #pragma once
 
+namespace jobs {
+
 /// The kind of a field's value. It decides how the form edits the value.
 enum class FieldKind {
     text,     ///< one line
@@ -11,3 +13,5 @@ enum class FieldKind {
     folder,   ///< the path of a folder
     inFiles,  ///< several paths, each with an optional text after it ("0x08000000") if the field has a `besideLabel`
 };
+
+}  // namespace jobs

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+namespace jobs {
+
 namespace {
 
 struct Texts {
@@ -68,3 +70,5 @@ Verdict judge(const FieldRow& row, const JobValues& values) {
     Verdict verdict = judgeWords(row, own);
     return verdict.kind == Verdict::Kind::good && row.check != nullptr ? row.check(own) : verdict;
 }
+
+}  // namespace jobs

@@ -9,6 +9,8 @@
 
 #include <span>
 
+namespace jobs {
+
 /// The values of a form by field id, as in `FormView`. A value is one text or none. A value of the kind
 /// `FieldKind::inFiles` has two texts per row: the path and the text after it.
 using JobValues = QHash<QString, QStringList>;
@@ -62,3 +64,5 @@ struct FieldRow {
 
 /// The verdict on a field's value: first the general rules of the tool's command line, then the row's own check.
 [[nodiscard]] Verdict judge(const FieldRow& row, const JobValues& values);
+
+}  // namespace jobs

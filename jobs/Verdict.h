@@ -2,6 +2,8 @@
 
 #include <QString>
 
+namespace jobs {
+
 /// The verdict on a value that the user entered.
 struct Verdict {
     enum class Kind {
@@ -27,3 +29,5 @@ struct Verdict {
 [[nodiscard]] inline Verdict missing(const QString& text) {
     return {Verdict::Kind::missing, text};
 }
+
+}  // namespace jobs

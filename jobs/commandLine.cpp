@@ -5,6 +5,8 @@
 #include <QFileInfo>
 #include <QStandardPaths>
 
+namespace jobs {
+
 namespace {
 
 /// The single value of the row as an argument; empty if there is none.
@@ -80,3 +82,5 @@ void optionForAll(const FieldRow& row, const JobValues& values, QStringList& arg
 
 void noArguments(const FieldRow& /*row*/, const JobValues& /*values*/, QStringList& /*arguments*/) {
 }
+
+}  // namespace jobs

@@ -2,6 +2,8 @@
 
 #include "jobs/FieldRow.h"
 
+namespace jobs {
+
 struct JobRow;
 
 /// The arguments after the program's name that run the job. Relative paths stay relative.
@@ -24,3 +26,5 @@ void optionForEach(const FieldRow& row, const JobValues& values, QStringList& ar
 void optionForAll(const FieldRow& row, const JobValues& values, QStringList& arguments);
 /// Appends nothing: another row passes the value.
 void noArguments(const FieldRow& row, const JobValues& values, QStringList& arguments);
+
+}  // namespace jobs

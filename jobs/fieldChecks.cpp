@@ -15,6 +15,8 @@
 
 #include <algorithm>
 
+namespace jobs {
+
 namespace {
 
 // A larger file isn't read for a verdict, since the window would have to wait for it.
@@ -240,3 +242,5 @@ Verdict checkNewOutput(const QString& path, std::initializer_list<const char*> s
 bool isRawBinary(const QString& path) {
     return !path.trimmed().isEmpty() && formatOf(formatTable(), path) == nullptr;
 }
+
+}  // namespace jobs

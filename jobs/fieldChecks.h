@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <initializer_list>
 
+namespace jobs {
+
 // Verdicts on the values of a job's fields. They accept everything that the tool accepts, and never show the content of
 // a key. The form checks whether a file exists and can be read or made, so a missing file is good here. A pipe or
 // device counts as a file with unknown content.
@@ -41,3 +43,5 @@
 
 /// Whether the tool reads this file as raw binary, which contains no address.
 [[nodiscard]] bool isRawBinary(const QString& path);
+
+}  // namespace jobs

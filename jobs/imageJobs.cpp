@@ -6,6 +6,8 @@
 
 #include <array>
 
+namespace jobs {
+
 namespace {
 
 constexpr const char* image = QT_TRANSLATE_NOOP("jobs", "Image");
@@ -115,3 +117,5 @@ std::span<const FieldRow> imgtoolImageRows() {
 std::span<const FieldRow> printImageRows() {
     return listingRows;
 }
+
+}  // namespace jobs

@@ -16,6 +16,8 @@
 #include <algorithm>
 #include <array>
 
+namespace jobs {
+
 namespace {
 
 constexpr auto devices = [] {
@@ -383,3 +385,5 @@ constexpr std::array rows = {
 std::span<const FieldRow> installImageRows() {
     return rows;
 }
+
+}  // namespace jobs

@@ -5,6 +5,8 @@
 
 #include <QtGlobal>
 
+namespace jobs {
+
 // Filters, checks and rows that several jobs share.
 
 inline constexpr const char* firmwareFilter =
@@ -94,3 +96,5 @@ inline constexpr FieldRow templateRow = {.id = "template",
                                          .kind = FieldKind::inFile,
                                          .arguments = valueAlone,
                                          .required = true};
+
+}  // namespace jobs

@@ -13,6 +13,8 @@
 
 #include <algorithm>
 
+namespace jobs {
+
 namespace {
 
 constexpr int version = 1;
@@ -225,3 +227,5 @@ bool commandLineOfJobFile(const QString& path, const QString& toolPath, QString&
     line = shellQuoted(QStringList(programWord(toolPath)) + argumentsOf(*job.row, job.values));
     return true;
 }
+
+}  // namespace jobs

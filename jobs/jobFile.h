@@ -2,6 +2,8 @@
 
 #include "jobs/jobTable.h"
 
+namespace jobs {
+
 /// A job with its values, as a job file contains it. It has the paths of keys, but never their content.
 struct Job {
     const JobRow* row = nullptr;
@@ -27,3 +29,5 @@ struct JobPlace {
 
 /// Makes the command line that runs a saved job in any folder: the tool at `toolPath` with the job's arguments.
 [[nodiscard]] bool commandLineOfJobFile(const QString& path, const QString& toolPath, QString& line, QString& fault);
+
+}  // namespace jobs

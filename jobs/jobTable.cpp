@@ -10,6 +10,8 @@
 #include <QStandardPaths>
 #include <QXmlStreamReader>
 
+namespace jobs {
+
 namespace {
 
 // Templates are small. A larger file isn't searched for the name of its output.
@@ -349,3 +351,5 @@ QStringList outputsOf(const JobRow& job, const JobValues& values) {
     }
     return job.moreOutputs == nullptr ? outputs : outputs + job.moreOutputs(values);
 }
+
+}  // namespace jobs

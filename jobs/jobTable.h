@@ -4,6 +4,8 @@
 
 #include <QList>
 
+namespace jobs {
+
 /// One job: a command of the tool, and the fields for its options. Its texts are marked for translation in the context
 /// "pageTable", since the page uses them too.
 struct JobRow {
@@ -59,3 +61,5 @@ inline constexpr const char* inspectPage = "inspect";
 [[nodiscard]] std::span<const FieldRow> externalMemoryRows();
 [[nodiscard]] std::span<const FieldRow> wirelessKeysRows();
 [[nodiscard]] std::span<const FieldRow> wirelessSignRows();
+
+}  // namespace jobs

@@ -11,6 +11,8 @@
 #include <array>
 #include <limits>
 
+namespace jobs {
+
 namespace {
 
 struct Texts {
@@ -373,3 +375,5 @@ std::span<const FieldRow> wirelessKeysRows() {
 std::span<const FieldRow> wirelessSignRows() {
     return wirelessSign;
 }
+
+}  // namespace jobs

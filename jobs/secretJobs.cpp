@@ -9,6 +9,8 @@
 
 #include <array>
 
+namespace jobs {
+
 namespace {
 
 struct Texts {
@@ -167,3 +169,5 @@ std::span<const FieldRow> backupImageRows() {
 std::span<const FieldRow> provisioningFileRows() {
     return provisioningFile;
 }
+
+}  // namespace jobs

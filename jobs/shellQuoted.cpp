@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+namespace jobs {
+
 namespace {
 
 bool isPlain(QChar character) {
@@ -21,3 +23,5 @@ QString shellQuoted(const QStringList& words) {
     }
     return quoted.join(u' ');
 }
+
+}  // namespace jobs

@@ -30,7 +30,7 @@ constexpr int mostCharacters = 78;  ///< width of a field with its button; the w
 struct Judged {
     QStringList values;
     QStringList stamps;
-    Verdict verdict;
+    jobs::Verdict verdict;
 };
 
 struct Row {
@@ -41,24 +41,24 @@ struct Row {
     VerdictLine* line = nullptr;
     bool isShown = true;
     bool isEditable = true;
-    bool showsVerdict = false;     ///< its verdict is shown
-    bool isWanted = false;         ///< a missing value is shown too
-    bool isTouched = false;        ///< edited since it was last left
-    std::optional<Verdict> said;   ///< set by `setVerdict`
-    std::optional<Judged> judged;  ///< the last verdict, which is used again only for fields of files
+    bool showsVerdict = false;          ///< its verdict is shown
+    bool isWanted = false;              ///< a missing value is shown too
+    bool isTouched = false;             ///< edited since it was last left
+    std::optional<jobs::Verdict> said;  ///< set by `setVerdict`
+    std::optional<Judged> judged;       ///< the last verdict, which is used again only for fields of files
 };
 
-bool isOpen(const Verdict& verdict) {
-    return verdict.kind == Verdict::Kind::missing || verdict.kind == Verdict::Kind::fault;
+bool isOpen(const jobs::Verdict& verdict) {
+    return verdict.kind == jobs::Verdict::Kind::missing || verdict.kind == jobs::Verdict::Kind::fault;
 }
 
 /// The entry of the context menu that sets a field back to its initial value.
 QString resetText(const FormField& field) {
     const QString initial = field.initial.value(0);
-    if (field.kind == FieldKind::inFiles) {
+    if (field.kind == jobs::FieldKind::inFiles) {
         return field.initial.isEmpty() ? FormView::tr("Remove All Files") : FormView::tr("Set the Whole List Back");
     }
-    if (field.kind == FieldKind::choice || field.kind == FieldKind::check) {
+    if (field.kind == jobs::FieldKind::choice || field.kind == jobs::FieldKind::check) {
         return FormView::tr("Set Back");
     }
     return initial.isEmpty()
@@ -84,8 +84,8 @@ struct FormView::Inside {
     void showTitles();
 
     [[nodiscard]] Row* find(const QString& id);
-    [[nodiscard]] Verdict judge(Row& row);
-    void showVerdict(Row& row, const Verdict& verdict);
+    [[nodiscard]] jobs::Verdict judge(Row& row);
+    void showVerdict(Row& row, const jobs::Verdict& verdict);
     void clear(Row& row);
     void judgeAndShow(Row& row);
     void noteEdit(Row& row);
@@ -159,7 +159,7 @@ void FormView::Inside::build(const QList<FormField>& fields, PageContext& contex
 void FormView::Inside::addRow(QGridLayout& grid, Row& row, PageContext& context) {
     const FormField& field = row.field;
     const int at = grid.rowCount();
-    const bool showsItself = field.kind == FieldKind::check;
+    const bool showsItself = field.kind == jobs::FieldKind::check;
     row.edit = makeFieldEdit(field, context, nullptr);
     row.line = new VerdictLine(!showsItself || field.check);
     row.line->setObjectName(field.id + QLatin1String("Verdict"));
@@ -227,24 +227,24 @@ Row* FormView::Inside::find(const QString& id) {
     return row;
 }
 
-Verdict FormView::Inside::judge(Row& row) {
+jobs::Verdict FormView::Inside::judge(Row& row) {
     if (!row.isShown || !row.isEditable) {
         return {};
     }
     const QStringList values = row.edit->values();
     const QStringList stamps = fileStamps(row.field, values, folder_);
-    Verdict verdict;
+    jobs::Verdict verdict;
     if (row.judged && !stamps.isEmpty() && row.judged->values == values && row.judged->stamps == stamps) {
         verdict = row.judged->verdict;
     } else {
         verdict = fieldVerdict(row.field, values, folder_);
         if (!isOpen(verdict) && row.field.check && (!values.isEmpty() || row.field.judgesEmpty)) {
-            const Verdict special = row.field.check(values);
+            const jobs::Verdict special = row.field.check(values);
             if (isOpen(special) || !special.text.isEmpty()) {
                 verdict = special;
             }
         }
-        if (verdict.kind == Verdict::Kind::missing && verdict.text.isEmpty()) {
+        if (verdict.kind == jobs::Verdict::Kind::missing && verdict.text.isEmpty()) {
             verdict = missingVerdict(row.field.kind);
         }
         verdict = withAccess(verdict, row.field, values, folder_);
@@ -253,10 +253,10 @@ Verdict FormView::Inside::judge(Row& row) {
     return row.said && !isOpen(verdict) ? *row.said : verdict;
 }
 
-void FormView::Inside::showVerdict(Row& row, const Verdict& verdict) {
+void FormView::Inside::showVerdict(Row& row, const jobs::Verdict& verdict) {
     row.showsVerdict = true;
-    const bool isQuiet = verdict.kind == Verdict::Kind::missing && !row.isWanted;
-    const Verdict shown = isQuiet ? Verdict() : verdict;
+    const bool isQuiet = verdict.kind == jobs::Verdict::Kind::missing && !row.isWanted;
+    const jobs::Verdict shown = isQuiet ? jobs::Verdict() : verdict;
     row.line->setVerdict(shown);
     row.edit->describe(shown.text.isEmpty() ? row.field.tip : shown.text, isOpen(shown));
 }
@@ -280,7 +280,7 @@ void FormView::Inside::noteEdit(Row& row) {
     }
     // While the user types, the shown verdict stays only as long as it applies to the current value.
     if (row.showsVerdict) {
-        const Verdict verdict = judge(row);
+        const jobs::Verdict verdict = judge(row);
         if (wasSaid || !isOpen(verdict) || verdict.text != row.line->text()) {
             clear(row);
         }
@@ -437,12 +437,12 @@ void FormView::setFolder(const QString& folder) {
     }
 }
 
-void FormView::setVerdict(const QString& id, const Verdict& verdict) {
+void FormView::setVerdict(const QString& id, const jobs::Verdict& verdict) {
     Row* row = inside_->find(id);
     if (row != nullptr) {
         row->said = verdict;
         // While the user types, a fault that the field's own check finds stays hidden.
-        const Verdict all = inside_->judge(*row);
+        const jobs::Verdict all = inside_->judge(*row);
         if (!row->isTouched || all.text == verdict.text) {
             inside_->showVerdict(*row, all);
         }
@@ -464,7 +464,7 @@ void FormView::focusFirstOpenPoint() {
     const Row* first = nullptr;
     for (Row& row : inside_->rows_) {
         row.isWanted = true;
-        const Verdict verdict = inside_->judge(row);
+        const jobs::Verdict verdict = inside_->judge(row);
         inside_->showVerdict(row, verdict);
         if (first == nullptr && isOpen(verdict)) {
             first = &row;

@@ -40,7 +40,7 @@ class FormView : public QWidget {
     /// Sets the base of relative paths. Before the first call, the base is the current folder of the process.
     void setFolder(const QString& folder);
     /// Shows a verdict that the field's own check can't find. The next edit of the field removes it.
-    void setVerdict(const QString& id, const Verdict& verdict);
+    void setVerdict(const QString& id, const jobs::Verdict& verdict);
 
     /// Judges all fields. Returns the labels of the missing or faulty fields, in order and without mnemonics.
     [[nodiscard]] QStringList openPoints();

@@ -105,14 +105,14 @@ void PathField::browse() {
     const QString title = button_->accessibleName();
     Dialogs& dialogs = context_.dialogs;
     switch (field_.kind) {
-        case FieldKind::outFile:
+        case jobs::FieldKind::outFile:
             take(dialogs.saveFile(this, title, field_.role, field_.filter,
                                   path().isEmpty() ? field_.placeholder : path()));
             break;
-        case FieldKind::folder:
+        case jobs::FieldKind::folder:
             take(dialogs.openFolder(this, title, field_.role));
             break;
-        case FieldKind::inFiles:
+        case jobs::FieldKind::inFiles:
             if (const QStringList paths = dialogs.openFiles(this, title, field_.role, field_.filter);
                 !paths.isEmpty()) {
                 take(paths.constFirst());

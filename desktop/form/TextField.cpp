@@ -10,7 +10,7 @@ namespace {
 /// Returns one of a few widths, so that the right ends of the fields look aligned.
 int charactersFor(const FormField& field) {
     const qsizetype longest = qMax(field.placeholder.size(), field.initial.value(0).size());
-    for (const int characters : {field.kind == FieldKind::fixed ? 16 : 32, 32, 48}) {
+    for (const int characters : {field.kind == jobs::FieldKind::fixed ? 16 : 32, 32, 48}) {
         if (longest <= characters) {
             return characters;
         }
@@ -21,7 +21,9 @@ int charactersFor(const FormField& field) {
 }  // namespace
 
 TextField::TextField(const FormField& field, QWidget* parent)
-    : FieldEdit(parent), line_(new FieldLine(charactersFor(field), this)), isFixed_(field.kind == FieldKind::fixed) {
+    : FieldEdit(parent),
+      line_(new FieldLine(charactersFor(field), this)),
+      isFixed_(field.kind == jobs::FieldKind::fixed) {
     if (isFixed_) {
         line_->setFont(Theme::fixedFont());
     }

@@ -10,15 +10,15 @@ namespace {
 
 constexpr int above = 2;
 
-Sign signOf(Verdict::Kind kind) {
+Sign signOf(jobs::Verdict::Kind kind) {
     switch (kind) {
-        case Verdict::Kind::good:
+        case jobs::Verdict::Kind::good:
             return Sign::good;
-        case Verdict::Kind::warning:
+        case jobs::Verdict::Kind::warning:
             return Sign::warning;
-        case Verdict::Kind::missing:
+        case jobs::Verdict::Kind::missing:
             return Sign::missing;
-        case Verdict::Kind::fault:
+        case jobs::Verdict::Kind::fault:
             break;
     }
     return Sign::bad;
@@ -38,7 +38,7 @@ VerdictLine::VerdictLine(bool keepsRoom, QWidget* parent) : QLabel(parent), keep
     setContentsMargins(fontMetrics().height() + Theme::rowGap() / 2, above, 0, Theme::rowGap());
 }
 
-void VerdictLine::setVerdict(const Verdict& verdict) {
+void VerdictLine::setVerdict(const jobs::Verdict& verdict) {
     kind_ = verdict.kind;
     setText(verdict.text);
     update();
@@ -64,7 +64,7 @@ void VerdictLine::paintEvent(QPaintEvent* /*event*/) {
     const qreal line = fontMetrics().height();
     const qreal size = line * 0.8;
     paintSign(painter, {QPointF(2, above + (line - size) / 2), QSizeF(size, size)}, signOf(kind_));
-    painter.setPen(kind_ == Verdict::Kind::good ? Theme::color(ThemeColor::quiet) : signColor(signOf(kind_)));
+    painter.setPen(kind_ == jobs::Verdict::Kind::good ? Theme::color(ThemeColor::quiet) : signColor(signOf(kind_)));
     style()->drawItemText(&painter, contentsRect(), Qt::AlignLeft | Qt::AlignTop | Qt::TextWordWrap, palette(),
                           isEnabled(), text());
 }

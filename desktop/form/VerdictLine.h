@@ -13,7 +13,7 @@ class VerdictLine : public QLabel {
     explicit VerdictLine(bool keepsRoom, QWidget* parent = nullptr);
 
     [[nodiscard]] bool keepsRoom() const { return keepsRoom_; }
-    void setVerdict(const Verdict& verdict);
+    void setVerdict(const jobs::Verdict& verdict);
 
     [[nodiscard]] QSize sizeHint() const override;
     [[nodiscard]] QSize minimumSizeHint() const override;
@@ -26,5 +26,5 @@ class VerdictLine : public QLabel {
     [[nodiscard]] int leastHeight() const;
 
     bool keepsRoom_;
-    Verdict::Kind kind_ = Verdict::Kind::good;
+    jobs::Verdict::Kind kind_ = jobs::Verdict::Kind::good;
 };

@@ -8,18 +8,18 @@
 
 FieldEdit* makeFieldEdit(const FormField& field, PageContext& context, QWidget* parent) {
     switch (field.kind) {
-        case FieldKind::text:
-        case FieldKind::fixed:
+        case jobs::FieldKind::text:
+        case jobs::FieldKind::fixed:
             return new TextField(field, parent);
-        case FieldKind::choice:
+        case jobs::FieldKind::choice:
             return new ChoiceField(field, parent);
-        case FieldKind::check:
+        case jobs::FieldKind::check:
             return new CheckField(field, parent);
-        case FieldKind::inFile:
-        case FieldKind::outFile:
-        case FieldKind::folder:
+        case jobs::FieldKind::inFile:
+        case jobs::FieldKind::outFile:
+        case jobs::FieldKind::folder:
             return new PathField(field, context, parent);
-        case FieldKind::inFiles:
+        case jobs::FieldKind::inFiles:
             return new PathListField(field, context, parent);
     }
     return new TextField(field, parent);

@@ -44,7 +44,7 @@ BytePanel::BytePanel(QWidget* parent)
     setTabOrder(plain_, goTo_);
     connect(view_, &ByteView::byteChosen, this, &BytePanel::byteChosen);
     connect(view_, &ByteView::stretchChosen, this, [this] {
-        describe(counted(view_->chosenSize(), tr("1 byte from byte %2 on"), tr("%1 bytes from byte %2 on"))
+        describe(jobs::counted(view_->chosenSize(), tr("1 byte from byte %2 on"), tr("%1 bytes from byte %2 on"))
                      .arg(view_->chosenOffset()));
     });
     connect(plain_, &QCheckBox::toggled, this, &BytePanel::plainWanted);

@@ -123,8 +123,9 @@ QWidget* InspectPage::makeStart() {
     QPushButton* open = makeButton(tr("&Open a File…"), "open");
     Theme::setFilled(*open);
     place->setButton(open);
-    connect(open, &QPushButton::clicked, this,
-            [this] { takeFiles({context_.dialogs.openFile(this, tr("Open"), PathRole::document, fileFilter())}); });
+    connect(open, &QPushButton::clicked, this, [this] {
+        takeFiles({context_.dialogs.openFile(this, tr("Open"), jobs::PathRole::document, fileFilter())});
+    });
     return place;
 }
 
@@ -148,7 +149,8 @@ void InspectPage::makeVerdict() {
         }
     });
     connect(compare, &QPushButton::clicked, this, [this] {
-        const QString path = context_.dialogs.openFile(this, tr("Compare With"), PathRole::document, fileFilter());
+        const QString path =
+            context_.dialogs.openFile(this, tr("Compare With"), jobs::PathRole::document, fileFilter());
         if (!path.isEmpty() && isReadable(path)) {
             compareWith(path);
         }
@@ -398,7 +400,7 @@ void InspectPage::refreshCommand() {
         form_->setShown(QLatin1String(field), !other_.isEmpty());
     }
     runButton_->setText(other_.isEmpty() ? tr("Ve&rify") : tr("Compa&re"));
-    commandLine_->setLine(shellQuoted(shownArguments()));
+    commandLine_->setLine(jobs::shellQuoted(shownArguments()));
     if (!worker_->isRunning()) {
         showVerdict();
     }

@@ -36,7 +36,7 @@ QString goodText(const inspect::Description& description) {
     const auto add = [&](inspect::Proof proof, const QString& one, const QString& several) {
         const int count = counts.value(proof);
         if (count > 0) {
-            items.append(counted(count, one, several));
+            items.append(jobs::counted(count, one, several));
         }
     };
     add(inspect::Proof::tag, Words::tr("1 tag"), Words::tr("%1 tags"));
@@ -133,9 +133,9 @@ QString coverageText(const inspect::Judgement& judgement) {
         stretches.append(Words::tr("%1 to %2").arg(range.offset).arg(range.offset + range.size - 1));
     }
     return QLatin1Char(' ') + (judgement.uncovered.size() > shown
-                                   ? counted(static_cast<qint64>(judgement.uncovered.size() - shown),
-                                             Words::tr("Nothing protects bytes %2 and 1 more stretch."),
-                                             Words::tr("Nothing protects bytes %2 and %1 more stretches."))
+                                   ? jobs::counted(static_cast<qint64>(judgement.uncovered.size() - shown),
+                                                   Words::tr("Nothing protects bytes %2 and 1 more stretch."),
+                                                   Words::tr("Nothing protects bytes %2 and %1 more stretches."))
                                          .arg(stretches.join(QStringLiteral(", ")))
                                    : Words::tr("Nothing protects bytes %1.").arg(stretches.join(QStringLiteral(", "))));
 }
@@ -178,11 +178,12 @@ InspectVerdict fileVerdict(const InspectResult& result) {
                     fileText(file) + strengthText(judgement) + coverageText(judgement),
                     {}};
         case inspect::Verdict::wrong: {
-            const QString counts = judgement.made == 0
-                                       ? QString()
-                                       : QLatin1Char(' ') + counted(judgement.bad, Words::tr("1 of %2 checks is bad."),
-                                                                    Words::tr("%1 of %2 checks are bad."))
-                                                                .arg(judgement.made);
+            const QString counts =
+                judgement.made == 0
+                    ? QString()
+                    : QLatin1Char(' ') + jobs::counted(judgement.bad, Words::tr("1 of %2 checks is bad."),
+                                                       Words::tr("%1 of %2 checks are bad."))
+                                             .arg(judgement.made);
             return judgement.isKeyDoubtful && !inspect::hasErrors(file)
                        ? InspectVerdict{Sign::bad,
                                         Words::tr("Wrong: no tag is right under this key"),
@@ -221,7 +222,7 @@ InspectVerdict comparisonVerdict(const InspectResult& result) {
             return {Sign::good, Words::tr("No difference"), names, {}};
         case inspect::statusWrong:
             return {Sign::bad,
-                    counted(points, Words::tr("Different in one point"), Words::tr("Different in %1 points")),
+                    jobs::counted(points, Words::tr("Different in one point"), Words::tr("Different in %1 points")),
                     names,
                     {}};
         default:

@@ -79,7 +79,7 @@ void MemoryMap::speak(const QModelIndex& chosen) {
         return;
     }
     const auto textOf = [this](int row, int column) { return model()->index(row, column).data().toString(); };
-    QString text = counted(rows, tr("1 block from %2 to %3."), tr("%1 blocks from %2 to %3."))
+    QString text = jobs::counted(rows, tr("1 block from %2 to %3."), tr("%1 blocks from %2 to %3."))
                        .arg(textOf(0, MemoryMapModel::Start), textOf(rows - 1, MemoryMapModel::End));
     if (chosen.isValid()) {
         text += tr(" Chosen: %1, %2 to %3, %4.")

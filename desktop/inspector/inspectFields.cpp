@@ -23,8 +23,8 @@ struct Row {
     const char* id;
     const char* group;
     const char* label;
-    FieldKind kind;
-    PathRole role;
+    jobs::FieldKind kind;
+    jobs::PathRole role;
     Checked checked;
     const char* tip;
 };
@@ -36,54 +36,58 @@ constexpr const char* cipherGroup = QT_TRANSLATE_NOOP("InspectFields", "Memory c
 constexpr const char* secondGroup = QT_TRANSLATE_NOOP("InspectFields", "Comparison");
 
 constexpr std::array rows = {
-    Row{"key", keyGroup, QT_TRANSLATE_NOOP("InspectFields", "&Image key"), FieldKind::inFile, PathRole::key,
+    Row{"key", keyGroup, QT_TRANSLATE_NOOP("InspectFields", "&Image key"), jobs::FieldKind::inFile, jobs::PathRole::key,
         Checked::key, QT_TRANSLATE_NOOP("InspectFields", "The key that the image was encrypted with: 16 bytes.")},
-    Row{"nonce", keyGroup, QT_TRANSLATE_NOOP("InspectFields", "&Nonce"), FieldKind::inFile, PathRole::key,
+    Row{"nonce", keyGroup, QT_TRANSLATE_NOOP("InspectFields", "&Nonce"), jobs::FieldKind::inFile, jobs::PathRole::key,
         Checked::nothing,
         QT_TRANSLATE_NOOP("InspectFields", "The nonce that the image was made with, if it is to be checked too.")},
-    Row{"public", keyGroup, QT_TRANSLATE_NOOP("InspectFields", "P&ublic key"), FieldKind::inFile, PathRole::key,
-        Checked::publicKey,
+    Row{"public", keyGroup, QT_TRANSLATE_NOOP("InspectFields", "P&ublic key"), jobs::FieldKind::inFile,
+        jobs::PathRole::key, Checked::publicKey,
         QT_TRANSLATE_NOOP("InspectFields",
                           "Signatures are checked with it: PEM, X and Y of a point (64 bytes), or the "
                           "hash of a root key table.")},
-    Row{"private", keyGroup, QT_TRANSLATE_NOOP("InspectFields", "Priv&ate key"), FieldKind::inFile, PathRole::key,
-        Checked::privateKey,
+    Row{"private", keyGroup, QT_TRANSLATE_NOOP("InspectFields", "Priv&ate key"), jobs::FieldKind::inFile,
+        jobs::PathRole::key, Checked::privateKey,
         QT_TRANSLATE_NOOP("InspectFields", "Personalization data is opened with it: PEM without a passphrase.")},
-    Row{"as", fileGroup, QT_TRANSLATE_NOOP("InspectFields", "For&mat"), FieldKind::choice, PathRole::document,
-        Checked::nothing,
+    Row{"as", fileGroup, QT_TRANSLATE_NOOP("InspectFields", "For&mat"), jobs::FieldKind::choice,
+        jobs::PathRole::document, Checked::nothing,
         QT_TRANSLATE_NOOP("InspectFields",
                           "Needed for files whose content doesn't show their format, such as backup images.")},
-    Row{"payload", fileGroup, QT_TRANSLATE_NOOP("InspectFields", "Second fi&le"), FieldKind::inFile, PathRole::document,
-        Checked::nothing,
+    Row{"payload", fileGroup, QT_TRANSLATE_NOOP("InspectFields", "Second fi&le"), jobs::FieldKind::inFile,
+        jobs::PathRole::document, Checked::nothing,
         QT_TRANSLATE_NOOP(
             "InspectFields",
             "The other file of a pair. Without it the file next to the first one is used, such as .tbu for .tbuh.")},
-    Row{"firmware", sourceGroup, QT_TRANSLATE_NOOP("InspectFields", "Firmware"), FieldKind::inFiles, PathRole::firmware,
-        Checked::hexadecimal,
+    Row{"firmware", sourceGroup, QT_TRANSLATE_NOOP("InspectFields", "Firmware"), jobs::FieldKind::inFiles,
+        jobs::PathRole::firmware, Checked::hexadecimal,
         QT_TRANSLATE_NOOP("InspectFields",
                           "The contents are compared with it: ELF, HEX, S-Record, or raw bytes with "
                           "their hexadecimal address.")},
-    Row{"option-bytes", sourceGroup, QT_TRANSLATE_NOOP("InspectFields", "Option bytes"), FieldKind::inFile,
-        PathRole::document, Checked::nothing,
+    Row{"option-bytes", sourceGroup, QT_TRANSLATE_NOOP("InspectFields", "Option bytes"), jobs::FieldKind::inFile,
+        jobs::PathRole::document, Checked::nothing,
         QT_TRANSLATE_NOOP("InspectFields", "The table of option bytes that the image was made from.")},
-    Row{"module", sourceGroup, QT_TRANSLATE_NOOP("InspectFields", "Modules"), FieldKind::inFiles, PathRole::firmware,
-        Checked::nothing, QT_TRANSLATE_NOOP("InspectFields", "Modules in the order of the image.")},
-    Row{"blob", sourceGroup, QT_TRANSLATE_NOOP("InspectFields", "Secrets"), FieldKind::inFiles, PathRole::document,
-        Checked::nothing, QT_TRANSLATE_NOOP("InspectFields", "The secrets that the image was made from.")},
-    Row{"address", cipherGroup, QT_TRANSLATE_NOOP("InspectFields", "Address"), FieldKind::fixed, PathRole::document,
-        Checked::hexadecimal, QT_TRANSLATE_NOOP("InspectFields", "Where the image starts in memory, hexadecimal.")},
-    Row{"mode", cipherGroup, QT_TRANSLATE_NOOP("InspectFields", "Mode"), FieldKind::choice, PathRole::document,
-        Checked::nothing, QT_TRANSLATE_NOOP("InspectFields", "How it was encrypted.")},
-    Row{"app", cipherGroup, QT_TRANSLATE_NOOP("InspectFields", "Application"), FieldKind::inFile, PathRole::firmware,
-        Checked::nothing, QT_TRANSLATE_NOOP("InspectFields", "What the image should decrypt to.")},
-    Row{"key-b", secondGroup, QT_TRANSLATE_NOOP("InspectFields", "Key of the second file"), FieldKind::inFile,
-        PathRole::key, Checked::key,
+    Row{"module", sourceGroup, QT_TRANSLATE_NOOP("InspectFields", "Modules"), jobs::FieldKind::inFiles,
+        jobs::PathRole::firmware, Checked::nothing,
+        QT_TRANSLATE_NOOP("InspectFields", "Modules in the order of the image.")},
+    Row{"blob", sourceGroup, QT_TRANSLATE_NOOP("InspectFields", "Secrets"), jobs::FieldKind::inFiles,
+        jobs::PathRole::document, Checked::nothing,
+        QT_TRANSLATE_NOOP("InspectFields", "The secrets that the image was made from.")},
+    Row{"address", cipherGroup, QT_TRANSLATE_NOOP("InspectFields", "Address"), jobs::FieldKind::fixed,
+        jobs::PathRole::document, Checked::hexadecimal,
+        QT_TRANSLATE_NOOP("InspectFields", "Where the image starts in memory, hexadecimal.")},
+    Row{"mode", cipherGroup, QT_TRANSLATE_NOOP("InspectFields", "Mode"), jobs::FieldKind::choice,
+        jobs::PathRole::document, Checked::nothing, QT_TRANSLATE_NOOP("InspectFields", "How it was encrypted.")},
+    Row{"app", cipherGroup, QT_TRANSLATE_NOOP("InspectFields", "Application"), jobs::FieldKind::inFile,
+        jobs::PathRole::firmware, Checked::nothing,
+        QT_TRANSLATE_NOOP("InspectFields", "What the image should decrypt to.")},
+    Row{"key-b", secondGroup, QT_TRANSLATE_NOOP("InspectFields", "Key of the second file"), jobs::FieldKind::inFile,
+        jobs::PathRole::key, Checked::key,
         QT_TRANSLATE_NOOP("InspectFields", "Only if it has another key than the first one.")},
-    Row{"payload-b", secondGroup, QT_TRANSLATE_NOOP("InspectFields", "Its second file"), FieldKind::inFile,
-        PathRole::document, Checked::nothing,
+    Row{"payload-b", secondGroup, QT_TRANSLATE_NOOP("InspectFields", "Its second file"), jobs::FieldKind::inFile,
+        jobs::PathRole::document, Checked::nothing,
         QT_TRANSLATE_NOOP("InspectFields", "The other file of the second pair, if the files to compare are pairs.")},
     Row{"except-signature", secondGroup, QT_TRANSLATE_NOOP("InspectFields", "Compare all but the signatures"),
-        FieldKind::check, PathRole::document, Checked::nothing,
+        jobs::FieldKind::check, jobs::PathRole::document, Checked::nothing,
         QT_TRANSLATE_NOOP("InspectFields",
                           "Signatures of one image differ each time; the rest of two signed images should not.")},
 };
@@ -107,7 +111,7 @@ QString publicKeyText(QByteArrayView file) {
 }
 
 /// Checks a key file; nothing of it stays in memory.
-Verdict keyVerdict(Checked checked, const QString& path) {
+jobs::Verdict keyVerdict(Checked checked, const QString& path) {
     QByteArray key;
     const WipeOnExit wiped(key);
     QString why;
@@ -116,10 +120,10 @@ Verdict keyVerdict(Checked checked, const QString& path) {
                                                 : inspect::readKeyFile(path, key, why, warning);
     if (!isRead) {
         why.front() = why.front().toUpper();
-        return fault(why + u'.');
+        return jobs::fault(why + u'.');
     }
     if (checked == Checked::publicKey) {
-        return {Verdict::Kind::good, publicKeyText(key)};
+        return {jobs::Verdict::Kind::good, publicKeyText(key)};
     }
     return {};
 }
@@ -129,28 +133,30 @@ bool isHexadecimal(const QString& value) {
     return parseNumber(value, 16, number);
 }
 
-Verdict verdictOf(const Row& row, const QStringList& values) {
-    const bool isPath = row.kind == FieldKind::inFile || row.kind == FieldKind::inFiles;
+jobs::Verdict verdictOf(const Row& row, const QStringList& values) {
+    const bool isPath = row.kind == jobs::FieldKind::inFile || row.kind == jobs::FieldKind::inFiles;
     if (!isPath) {
         return row.checked != Checked::hexadecimal || isHexadecimal(values.value(0))
-                   ? Verdict()
-                   : fault(text(QT_TRANSLATE_NOOP("InspectFields", "This is no hexadecimal address of 32 bits.")));
+                   ? jobs::Verdict()
+                   : jobs::fault(
+                         text(QT_TRANSLATE_NOOP("InspectFields", "This is no hexadecimal address of 32 bits.")));
     }
-    for (qsizetype i = 0; i < values.size(); i += row.kind == FieldKind::inFiles ? 2 : 1) {
+    for (qsizetype i = 0; i < values.size(); i += row.kind == jobs::FieldKind::inFiles ? 2 : 1) {
         // Reading a pipe or a terminal could block forever.
         if (!QFileInfo(values.at(i)).isFile()) {
-            return fault(text(QT_TRANSLATE_NOOP("InspectFields", "This is no plain file.")));
+            return jobs::fault(text(QT_TRANSLATE_NOOP("InspectFields", "This is no plain file.")));
         }
         if (isTooLarge(QFileInfo(values.at(i)))) {
-            return fault(text(QT_TRANSLATE_NOOP("InspectFields", "This file is larger than 4 GiB.")));
+            return jobs::fault(text(QT_TRANSLATE_NOOP("InspectFields", "This file is larger than 4 GiB.")));
         }
         const QString beside = values.value(i + 1);
-        if (row.kind == FieldKind::inFiles && !beside.isEmpty() && !isHexadecimal(beside)) {
-            return fault(text(QT_TRANSLATE_NOOP("InspectFields", "This is no hexadecimal address of 32 bits.")));
+        if (row.kind == jobs::FieldKind::inFiles && !beside.isEmpty() && !isHexadecimal(beside)) {
+            return jobs::fault(text(QT_TRANSLATE_NOOP("InspectFields", "This is no hexadecimal address of 32 bits.")));
         }
     }
-    return row.checked == Checked::nothing || row.kind != FieldKind::inFile ? Verdict()
-                                                                            : keyVerdict(row.checked, values.value(0));
+    return row.checked == Checked::nothing || row.kind != jobs::FieldKind::inFile
+               ? jobs::Verdict()
+               : keyVerdict(row.checked, values.value(0));
 }
 
 QList<FieldChoice> formatChoices() {
@@ -174,7 +180,7 @@ QList<FieldChoice> modeChoices() {
 
 /// The values of an option as separate words.
 QStringList wordsOf(const Row& row, const QStringList& values) {
-    if (row.kind != FieldKind::inFiles) {
+    if (row.kind != jobs::FieldKind::inFiles) {
         return values.value(0).isEmpty() ? QStringList() : values.first(1);
     }
     QStringList words;
@@ -200,14 +206,14 @@ QList<FormField> inspectFields() {
         field.kind = row.kind;
         field.role = row.role;
         field.secret = row.checked == Checked::key || row.checked == Checked::privateKey;
-        if (row.kind == FieldKind::choice) {
+        if (row.kind == jobs::FieldKind::choice) {
             field.choices = field.id == QLatin1String("as") ? formatChoices() : modeChoices();
             field.initial = QStringList{QString()};
         }
-        if (row.kind == FieldKind::inFiles && row.checked == Checked::hexadecimal) {
+        if (row.kind == jobs::FieldKind::inFiles && row.checked == Checked::hexadecimal) {
             field.besideLabel = text(QT_TRANSLATE_NOOP("InspectFields", "Address"));
         }
-        if (row.kind == FieldKind::fixed) {
+        if (row.kind == jobs::FieldKind::fixed) {
             field.placeholder = QStringLiteral("0xB0000000");
         }
         field.check = [&row](const QStringList& values) { return verdictOf(row, values); };
@@ -238,7 +244,7 @@ QStringList inspectArguments(const QString& command, const QHash<QString, QStrin
         }
         for (const QString& word : words) {
             arguments.append(option);
-            if (row.kind != FieldKind::check) {
+            if (row.kind != jobs::FieldKind::check) {
                 arguments.append(word);
             }
         }

@@ -6,8 +6,8 @@
 QString inspectReport(const InspectResult& result) {
     QString text;
     const auto add = [&text](const QStringList& arguments, const QString& output) {
-        text += QStringLiteral("$ ") + shellQuoted(QStringList{QStringLiteral("qvora-inspect")} + arguments) + u'\n' +
-                output;
+        text += QStringLiteral("$ ") + jobs::shellQuoted(QStringList{QStringLiteral("qvora-inspect")} + arguments) +
+                u'\n' + output;
     };
     const auto printed = [](const inspect::Report& report) { return QString::fromUtf8(inspect::printText(report)); };
     if (result.file->format != nullptr) {

@@ -56,20 +56,20 @@ constexpr QLatin1String privateField("private");
 constexpr QLatin1String publicField("public");
 constexpr QLatin1String pemField("pem");
 
-Verdict checkSize(const QStringList& values) {
+jobs::Verdict checkSize(const QStringList& values) {
     bool isNumber = false;
     const int size = values.value(0).toInt(&isNumber);
     if (isNumber && size >= 1 && size <= mostRandomBytes) {
         return {};
     }
-    return {Verdict::Kind::fault, KeysPage::tr("The number of bytes is 1 to %1.").arg(mostRandomBytes)};
+    return {jobs::Verdict::Kind::fault, KeysPage::tr("The number of bytes is 1 to %1.").arg(mostRandomBytes)};
 }
 
 QList<FormField> fields() {
     FormField task;
     task.id = taskField;
     task.label = KeysPage::tr("&What to make");
-    task.kind = FieldKind::choice;
+    task.kind = jobs::FieldKind::choice;
     for (const TaskRow& row : taskRows) {
         task.choices.append({QLatin1String(row.id), KeysPage::tr(row.label)});
     }
@@ -78,7 +78,7 @@ QList<FormField> fields() {
     FormField size;
     size.id = sizeField;
     size.label = KeysPage::tr("&Bytes");
-    size.kind = FieldKind::fixed;
+    size.kind = jobs::FieldKind::fixed;
     size.required = true;
     size.placeholder = QStringLiteral("32");
     size.check = checkSize;
@@ -86,31 +86,31 @@ QList<FormField> fields() {
     FormField curve;
     curve.id = curveField;
     curve.label = KeysPage::tr("&Curve");
-    curve.kind = FieldKind::choice;
+    curve.kind = jobs::FieldKind::choice;
     curve.choices = {{QString::number(prime256v1Nid), KeysPage::tr("P-256 (prime256v1)")},
                      {QString::number(brainpoolP256t1Nid), KeysPage::tr("brainpoolP256t1")}};
     curve.initial = {curve.choices.first().value};
 
-    const auto path = [](QLatin1String id, const QString& label, FieldKind kind, const QString& tip) {
+    const auto path = [](QLatin1String id, const QString& label, jobs::FieldKind kind, const QString& tip) {
         FormField field;
         field.id = id;
         field.label = label;
         field.tip = tip;
         field.kind = kind;
         field.required = true;
-        field.role = PathRole::key;
+        field.role = jobs::PathRole::key;
         return field;
     };
     return {task,
             size,
             curve,
-            path(fileField, KeysPage::tr("F&ile"), FieldKind::outFile,
+            path(fileField, KeysPage::tr("F&ile"), jobs::FieldKind::outFile,
                  KeysPage::tr("The file that gets the bytes. Only you may read it.")),
-            path(privateField, KeysPage::tr("&Private key"), FieldKind::outFile,
+            path(privateField, KeysPage::tr("&Private key"), jobs::FieldKind::outFile,
                  KeysPage::tr("A PEM file without a passphrase. Only you may read it.")),
-            path(publicField, KeysPage::tr("P&ublic key"), FieldKind::outFile,
+            path(publicField, KeysPage::tr("P&ublic key"), jobs::FieldKind::outFile,
                  KeysPage::tr("A PEM file that everybody may read.")),
-            path(pemField, KeysPage::tr("&Key"), FieldKind::inFile,
+            path(pemField, KeysPage::tr("&Key"), jobs::FieldKind::inFile,
                  KeysPage::tr("A PEM file of a public key, or of a private one without a passphrase."))};
 }
 
@@ -248,8 +248,8 @@ void KeysPage::refresh() {
     const QStringList points = view_->openPoints();
     missing_->setText(isBusy()           ? tr("Working…")
                       : points.isEmpty() ? QString()
-                                         : counted(points.size(), tr("1 thing is missing or wrong: %2"),
-                                                   tr("%1 things are missing or wrong: %2"))
+                                         : jobs::counted(points.size(), tr("1 thing is missing or wrong: %2"),
+                                                         tr("%1 things are missing or wrong: %2"))
                                                .arg(points.join(QLatin1String(", "))));
     emit stateChanged();
 }

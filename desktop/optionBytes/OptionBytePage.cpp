@@ -176,7 +176,7 @@ QWidget* OptionBytePage::makeDeviceRow() {
     });
     connect(folder, &QPushButton::clicked, this, [this] {
         const QString path =
-            context_.dialogs.openFolder(this, tr("Your Folder of Device Descriptions"), PathRole::document);
+            context_.dialogs.openFolder(this, tr("Your Folder of Device Descriptions"), jobs::PathRole::document);
         if (!path.isEmpty()) {
             context_.settings.setDeviceFolder(path);
             searchDevices();
@@ -224,7 +224,7 @@ QWidget* OptionBytePage::makeEmpty() {
     layout->addWidget(open, 0, Qt::AlignHCenter);
     layout->addStretch(3);
     connect(open, &QPushButton::clicked, this, [this] {
-        const QString path = context_.dialogs.openFile(this, tr("Open"), PathRole::document, fileFilter());
+        const QString path = context_.dialogs.openFile(this, tr("Open"), jobs::PathRole::document, fileFilter());
         if (!path.isEmpty()) {
             (void)openFile(path);
         }
@@ -287,7 +287,7 @@ bool OptionBytePage::saveAs() {
     }
     const QString proposed =
         document_.path().isEmpty() ? tr("option-bytes.csv") : QFileInfo(document_.path()).fileName();
-    QString path = context_.dialogs.saveFile(this, tr("Save Table"), PathRole::document, fileFilter(), proposed);
+    QString path = context_.dialogs.saveFile(this, tr("Save Table"), jobs::PathRole::document, fileFilter(), proposed);
     if (path.isEmpty()) {
         return false;
     }

@@ -61,7 +61,7 @@ Dialogs::Dialogs(Settings& settings) : settings_(settings) {
 
 Dialogs::~Dialogs() = default;
 
-QString Dialogs::openFile(QWidget* parent, const QString& title, PathRole role, const QString& filter) {
+QString Dialogs::openFile(QWidget* parent, const QString& title, jobs::PathRole role, const QString& filter) {
     const WithoutTrace without;
     QString path = QFileDialog::getOpenFileName(parent, title, settings_.lastFolder(role), filter);
     if (!path.isEmpty()) {
@@ -70,7 +70,7 @@ QString Dialogs::openFile(QWidget* parent, const QString& title, PathRole role, 
     return path;
 }
 
-QStringList Dialogs::openFiles(QWidget* parent, const QString& title, PathRole role, const QString& filter) {
+QStringList Dialogs::openFiles(QWidget* parent, const QString& title, jobs::PathRole role, const QString& filter) {
     const WithoutTrace without;
     QStringList paths = QFileDialog::getOpenFileNames(parent, title, settings_.lastFolder(role), filter);
     if (!paths.isEmpty()) {
@@ -79,7 +79,7 @@ QStringList Dialogs::openFiles(QWidget* parent, const QString& title, PathRole r
     return paths;
 }
 
-QString Dialogs::saveFile(QWidget* parent, const QString& title, PathRole role, const QString& filter,
+QString Dialogs::saveFile(QWidget* parent, const QString& title, jobs::PathRole role, const QString& filter,
                           const QString& proposed) {
     const WithoutTrace without;
     QFileDialog dialog(parent, title, settings_.lastFolder(role), filter);
@@ -106,7 +106,7 @@ QString Dialogs::saveFile(QWidget* parent, const QString& title, PathRole role, 
     return path;
 }
 
-QString Dialogs::openFolder(QWidget* parent, const QString& title, PathRole role) {
+QString Dialogs::openFolder(QWidget* parent, const QString& title, jobs::PathRole role) {
     const WithoutTrace without;
     QString path = QFileDialog::getExistingDirectory(parent, title, settings_.lastFolder(role));
     if (!path.isEmpty()) {

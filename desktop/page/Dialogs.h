@@ -18,13 +18,14 @@ class Dialogs {
     Dialogs& operator=(const Dialogs&) = delete;
 
     /// The chosen path; empty if the user cancelled. `filter` has the form that QFileDialog uses, or is empty.
-    [[nodiscard]] virtual QString openFile(QWidget* parent, const QString& title, PathRole role, const QString& filter);
+    [[nodiscard]] virtual QString openFile(QWidget* parent, const QString& title, jobs::PathRole role,
+                                           const QString& filter);
     /// The chosen paths; none if the user cancelled.
-    [[nodiscard]] virtual QStringList openFiles(QWidget* parent, const QString& title, PathRole role,
+    [[nodiscard]] virtual QStringList openFiles(QWidget* parent, const QString& title, jobs::PathRole role,
                                                 const QString& filter);
-    [[nodiscard]] virtual QString saveFile(QWidget* parent, const QString& title, PathRole role, const QString& filter,
-                                           const QString& proposed);
-    [[nodiscard]] virtual QString openFolder(QWidget* parent, const QString& title, PathRole role);
+    [[nodiscard]] virtual QString saveFile(QWidget* parent, const QString& title, jobs::PathRole role,
+                                           const QString& filter, const QString& proposed);
+    [[nodiscard]] virtual QString openFolder(QWidget* parent, const QString& title, jobs::PathRole role);
 
     /// Asks whether to save the changes to `document`.
     [[nodiscard]] virtual SaveAnswer askSave(QWidget* parent, const QString& document);

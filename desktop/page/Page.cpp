@@ -56,7 +56,7 @@ bool Page::isBusy() const {
     return false;
 }
 
-JobPlace Page::otherPlaceOf(const QString& path) const {
+jobs::JobPlace Page::otherPlaceOf(const QString& path) const {
     Q_UNUSED(path)
     return {};
 }

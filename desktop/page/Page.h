@@ -9,7 +9,9 @@ class Dialogs;
 class QMimeData;
 class QUndoStack;
 class Settings;
+namespace jobs {
 struct JobPlace;
+}  // namespace jobs
 
 /// The services that every page can use. They outlive the pages.
 struct PageContext {
@@ -44,7 +46,7 @@ class Page : public QWidget {
     [[nodiscard]] virtual bool isBusy() const;
 
     /// The place that shows the file at `path`, if it is on another page; empty otherwise.
-    [[nodiscard]] virtual JobPlace otherPlaceOf(const QString& path) const;
+    [[nodiscard]] virtual jobs::JobPlace otherPlaceOf(const QString& path) const;
     /// Opens the document at `path` in place of the shown one. The caller asks about unsaved changes first. After a
     /// fault, the page shows the fault, keeps its document and returns false.
     [[nodiscard]] virtual bool openFile(const QString& path);

@@ -4,15 +4,15 @@
 
 namespace {
 
-QString folderKey(PathRole role) {
+QString folderKey(jobs::PathRole role) {
     switch (role) {
-        case PathRole::firmware:
+        case jobs::PathRole::firmware:
             return QStringLiteral("folders/firmware");
-        case PathRole::output:
+        case jobs::PathRole::output:
             return QStringLiteral("folders/output");
-        case PathRole::document:
+        case jobs::PathRole::document:
             return QStringLiteral("folders/document");
-        case PathRole::key:
+        case jobs::PathRole::key:
             break;
     }
     return {};
@@ -46,13 +46,13 @@ void Settings::setDeviceFolder(const QString& folder) {
     store_.setValue(QStringLiteral("devices"), folder);
 }
 
-QString Settings::lastFolder(PathRole role) const {
-    const QString folder = role == PathRole::key ? keyFolder_ : store_.value(folderKey(role)).toString();
+QString Settings::lastFolder(jobs::PathRole role) const {
+    const QString folder = role == jobs::PathRole::key ? keyFolder_ : store_.value(folderKey(role)).toString();
     return QDir(folder).exists() && !folder.isEmpty() ? folder : QDir::homePath();
 }
 
-void Settings::setLastFolder(PathRole role, const QString& folder) {
-    if (role == PathRole::key) {
+void Settings::setLastFolder(jobs::PathRole role, const QString& folder) {
+    if (role == jobs::PathRole::key) {
         keyFolder_ = folder;
     } else {
         store_.setValue(folderKey(role), folder);

@@ -19,8 +19,8 @@ class Settings {
     [[nodiscard]] QString deviceFolder() const;
     void setDeviceFolder(const QString& folder);
 
-    [[nodiscard]] QString lastFolder(PathRole role) const;
-    void setLastFolder(PathRole role, const QString& folder);
+    [[nodiscard]] QString lastFolder(jobs::PathRole role) const;
+    void setLastFolder(jobs::PathRole role, const QString& folder);
 
     /// The state of a window or splitter, stored under a name.
     [[nodiscard]] QByteArray state(const QString& name) const;

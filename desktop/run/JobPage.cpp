@@ -26,7 +26,7 @@ QString text(const char* source) {
 
 }  // namespace
 
-FormField formFieldOf(const FieldRow& row, const JobRow& job) {
+FormField formFieldOf(const jobs::FieldRow& row, const jobs::JobRow& job) {
     FormField field;
     field.id = QLatin1String(row.id);
     field.group = text(row.group);
@@ -35,8 +35,8 @@ FormField formFieldOf(const FieldRow& row, const JobRow& job) {
     field.kind = row.kind;
     field.keepsOld = row.keepsOld;
     field.required = row.required;
-    field.initial = initialValues(job).value(field.id);
-    for (const ChoiceRow& choice : row.choices) {
+    field.initial = jobs::initialValues(job).value(field.id);
+    for (const jobs::ChoiceRow& choice : row.choices) {
         field.choices.append({QLatin1String(choice.value), text(choice.label)});
     }
     field.besideLabel = text(row.besideLabel);
@@ -80,16 +80,18 @@ class JobPage::Edit : public QUndoCommand {
     int visit_;
 };
 
-JobPage::JobPage(const JobRow& job, PageContext& context, QWidget* parent)
+JobPage::JobPage(const jobs::JobRow& job, PageContext& context, QWidget* parent)
     : Page(context, parent),
       job_(job),
       hint_(new ToneLabel(ThemeColor::warning)),
       panel_(new RunPanel(context)),
       undo_(new QUndoStack(this)) {
     QList<FormField> fields;
-    for (const FieldRow* const row : fieldsOf(job)) {
+    for (const jobs::FieldRow* const row : jobs::fieldsOf(job)) {
         FormField field = formFieldOf(*row, job);
-        field.check = [this, row](const QStringList& /*own*/) { return judgeInJob(job_, *row, form_->allValues()); };
+        field.check = [this, row](const QStringList& /*own*/) {
+            return jobs::judgeInJob(job_, *row, form_->allValues());
+        };
         fields.append(field);
     }
     form_ = new FormView(fields, context);
@@ -139,21 +141,21 @@ bool JobPage::isBusy() const {
     return panel_->isRunning();
 }
 
-JobPlace JobPage::otherPlaceOf(const QString& path) const {
-    Job job;
+jobs::JobPlace JobPage::otherPlaceOf(const QString& path) const {
+    jobs::Job job;
     QString fault;
-    return readJobFile(path, job, fault) && job.row != &job_ ? placeOf(job, path) : JobPlace();
+    return jobs::readJobFile(path, job, fault) && job.row != &job_ ? jobs::placeOf(job, path) : jobs::JobPlace();
 }
 
 bool JobPage::openFile(const QString& path) {
-    Job job;
+    jobs::Job job;
     QString fault;
-    if (!readJobFile(path, job, fault)) {
+    if (!jobs::readJobFile(path, job, fault)) {
         context_.dialogs.showFault(this, fault);
         return false;
     }
     if (job.row != &job_) {
-        const JobPlace place = placeOf(job, path);
+        const jobs::JobPlace place = jobs::placeOf(job, path);
         emit handOver(place.page, place.file);
         return true;
     }
@@ -173,14 +175,15 @@ bool JobPage::save() {
 
 bool JobPage::saveAs() {
     const QString proposed = path_.isEmpty() ? QLatin1String(job_.id) + QStringLiteral(".json") : path_;
-    const QString path = context_.dialogs.saveFile(this, tr("Save Job"), PathRole::document, fileFilter(), proposed);
+    const QString path =
+        context_.dialogs.saveFile(this, tr("Save Job"), jobs::PathRole::document, fileFilter(), proposed);
     return !path.isEmpty() && saveTo(path);
 }
 
 bool JobPage::saveTo(const QString& path) {
-    const JobValues values = form_->allValues();
+    const jobs::JobValues values = form_->allValues();
     QString fault;
-    if (!writeJobFile(path, {&job_, values}, fault)) {
+    if (!jobs::writeJobFile(path, {&job_, values}, fault)) {
         context_.dialogs.showFault(this, fault);
         return false;
     }
@@ -194,7 +197,7 @@ bool JobPage::saveTo(const QString& path) {
 void JobPage::run() {
     refresh();
     if (form_->openPoints().isEmpty()) {
-        panel_->setOutputs(outputsOf(job_, form_->allValues()));  // this may read a file
+        panel_->setOutputs(jobs::outputsOf(job_, form_->allValues()));  // this may read a file
         panel_->start();
     } else {
         form_->focusFirstOpenPoint();
@@ -220,16 +223,16 @@ void JobPage::takeBack(const QString& id, const QStringList& values) {
     form_->bringIntoView(id);
 }
 
-void JobPage::setValues(const JobValues& values) {
-    for (const FieldRow* const row : fieldsOf(job_)) {
+void JobPage::setValues(const jobs::JobValues& values) {
+    for (const jobs::FieldRow* const row : jobs::fieldsOf(job_)) {
         const QString id = QLatin1String(row->id);
         form_->setValues(id, values.value(id));
     }
 }
 
 void JobPage::showFields() {
-    const JobValues values = form_->allValues();
-    for (const FieldRow* const row : fieldsOf(job_)) {
+    const jobs::JobValues values = form_->allValues();
+    for (const jobs::FieldRow* const row : jobs::fieldsOf(job_)) {
         if (row->shownIf != nullptr) {
             form_->setShown(QLatin1String(row->id), row->shownIf(values));
         }
@@ -238,13 +241,13 @@ void JobPage::showFields() {
 
 void JobPage::refresh() {
     showFields();
-    const JobValues values = form_->allValues();
-    panel_->setCommand(argumentsOf(job_, values), form_->openPoints());
+    const jobs::JobValues values = form_->allValues();
+    panel_->setCommand(jobs::argumentsOf(job_, values), form_->openPoints());
     hint_->setText(job_.hint == nullptr ? QString() : job_.hint(values));
     hint_->setVisible(!hint_->text().isEmpty());
     emit stateChanged();
 }
 
 Page* makeJobPage(const PageRow& row, PageContext& context, QWidget* parent) {
-    return new JobPage(*findJob(QLatin1String(row.id)), context, parent);
+    return new JobPage(*jobs::findJob(QLatin1String(row.id)), context, parent);
 }

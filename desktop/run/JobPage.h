@@ -15,14 +15,14 @@ class JobPage : public Page {
     Q_OBJECT
 
   public:
-    JobPage(const JobRow& job, PageContext& context, QWidget* parent = nullptr);
+    JobPage(const jobs::JobRow& job, PageContext& context, QWidget* parent = nullptr);
 
     [[nodiscard]] QUndoStack* undoStack() override;
     [[nodiscard]] QString documentName() const override;
     [[nodiscard]] QString fileFilter() const override;
     [[nodiscard]] bool isModified() const override;
     [[nodiscard]] bool isBusy() const override;
-    [[nodiscard]] JobPlace otherPlaceOf(const QString& path) const override;
+    [[nodiscard]] jobs::JobPlace otherPlaceOf(const QString& path) const override;
     [[nodiscard]] bool openFile(const QString& path) override;
     [[nodiscard]] bool save() override;
     [[nodiscard]] bool saveAs() override;
@@ -35,23 +35,23 @@ class JobPage : public Page {
     void noteEdit(const QString& id);
     void takeBack(const QString& id, const QStringList& values);
     [[nodiscard]] bool saveTo(const QString& path);
-    void setValues(const JobValues& values);
+    void setValues(const jobs::JobValues& values);
     void showFields();
     void refresh();
 
-    const JobRow& job_;
+    const jobs::JobRow& job_;
     FormView* form_;
     QLabel* hint_;
     RunPanel* panel_;
     QUndoStack* undo_;
-    int visit_ = 0;    ///< counts focus changes: key strokes between two of them form one step
-    JobValues shown_;  ///< the form's values after the last step
-    QString path_;     ///< the job file; empty before the first save
-    JobValues saved_;  ///< the values in the file, or those of a new form
+    int visit_ = 0;          ///< counts focus changes: key strokes between two of them form one step
+    jobs::JobValues shown_;  ///< the form's values after the last step
+    QString path_;           ///< the job file; empty before the first save
+    jobs::JobValues saved_;  ///< the values in the file, or those of a new form
 };
 
 /// The form's field for a field of a job, without its check.
-[[nodiscard]] FormField formFieldOf(const FieldRow& row, const JobRow& job);
+[[nodiscard]] FormField formFieldOf(const jobs::FieldRow& row, const jobs::JobRow& job);
 
 /// Makes the page of the job with the row's id; used in the table of pages.
 [[nodiscard]] Page* makeJobPage(const PageRow& row, PageContext& context, QWidget* parent);

@@ -224,7 +224,7 @@ void OutputPane::placeNote() {
 }
 
 void OutputPane::saveLog() {
-    const QString path = context_.dialogs.saveFile(this, tr("Save Log"), PathRole::output,
+    const QString path = context_.dialogs.saveFile(this, tr("Save Log"), jobs::PathRole::output,
                                                    tr("Text (*.txt *.log);;All files (*)"), tr("output.log"));
     if (path.isEmpty()) {
         return;

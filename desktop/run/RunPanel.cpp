@@ -384,5 +384,5 @@ void RunPanel::Inside::openFolder() {
 }
 
 QString RunPanel::Inside::lineOf(const Job& some) const {
-    return shellQuoted(QStringList{programWord(context.toolPath)} + some.arguments);
+    return jobs::shellQuoted(QStringList{jobs::programWord(context.toolPath)} + some.arguments);
 }

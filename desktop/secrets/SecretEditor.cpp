@@ -63,7 +63,7 @@ void setLine(QLineEdit* line, const QString& text) {
 
 QString sizeText(const SecretSize& size) {
     const qint64 bytes = size.bytes - size.nonceBytes;
-    const QString data = counted(bytes, SecretEditor::tr("1 byte"), SecretEditor::tr("%1 bytes"));
+    const QString data = jobs::counted(bytes, SecretEditor::tr("1 byte"), SecretEditor::tr("%1 bytes"));
     return size.nonceBytes > 0 ? SecretEditor::tr("%1 after a nonce of %2").arg(data).arg(size.nonceBytes) : data;
 }
 
@@ -250,7 +250,7 @@ QWidget* SecretEditor::makePathField(QLineEdit* line, QPushButton* browse, const
     layout->addWidget(line, 1);
     layout->addWidget(browse);
     connect(browse, &QPushButton::clicked, this, [this, title, path] {
-        const QString chosen = dialogs_.openFile(this, title, PathRole::key, QString());
+        const QString chosen = dialogs_.openFile(this, title, jobs::PathRole::key, QString());
         if (!chosen.isEmpty()) {
             takeFile(path, chosen);
         }
@@ -376,7 +376,7 @@ void SecretEditor::pickKind(int kind) {
     document_.endField();
 }
 
-void SecretEditor::showItem(qsizetype row, const SecretSize& size, const Verdict& place) {
+void SecretEditor::showItem(qsizetype row, const SecretSize& size, const jobs::Verdict& place) {
     isShowing_ = true;
     if (row != row_) {
         document_.endField();
@@ -398,8 +398,9 @@ void SecretEditor::showItem(qsizetype row, const SecretSize& size, const Verdict
     content_->setPlaceholderText(row < 0 ? QString() : isWords ? QStringLiteral("0x00000000") : tr("No file"));
     setLine(content_, item.PathOrWord);
     browse_->setEnabled(row >= 0 && !isWords);
-    dataVerdict_->setVerdict(
-        size.data.kind == Verdict::Kind::good && row >= 0 ? Verdict{Verdict::Kind::good, sizeText(size)} : size.data);
+    dataVerdict_->setVerdict(size.data.kind == jobs::Verdict::Kind::good && row >= 0
+                                 ? jobs::Verdict{jobs::Verdict::Kind::good, sizeText(size)}
+                                 : size.data);
     content_->setAccessibleDescription(size.data.text);
     showPreview(item);
     showProtection(item);

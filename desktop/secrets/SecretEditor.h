@@ -27,7 +27,7 @@ class SecretEditor : public QWidget {
 
     void setFuses(const DeviceFuses& fuses);
     /// Shows the item `row`, or none for -1. `place` is the verdict on its words.
-    void showItem(qsizetype row, const SecretSize& size, const Verdict& place);
+    void showItem(qsizetype row, const SecretSize& size, const jobs::Verdict& place);
     /// The changes that assign `item` to the words `fuse` of the description.
     [[nodiscard]] QList<SecretChange> changesFor(const SecretItem& item, const FuseWords& fuse) const;
 

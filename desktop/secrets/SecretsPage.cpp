@@ -308,20 +308,20 @@ void SecretsPage::showTable() {
     for (qsizetype i = 0; i < plan_.places.size(); ++i) {
         const SecretItem& item = document_.items().at(i);
         const OtpItem& place = plan_.places.at(i);
-        const Verdict& open = plan_.open.at(i);
+        const jobs::Verdict& open = plan_.open.at(i);
         SecretRow row;
         row.name = place.name;
         row.place = wordRange(place.first, place.end());
         row.kind = kinds[static_cast<int>(secretKind(item))];
-        row.source = plan_.sizes.at(i).data.kind == Verdict::Kind::missing ? tr("to be filled in")
-                     : item.isFile || editor_->showsData()                 ? shownLine(item.PathOrWord)
-                                                                           : QString(8, u'•');
+        row.source = plan_.sizes.at(i).data.kind == jobs::Verdict::Kind::missing ? tr("to be filled in")
+                     : item.isFile || editor_->showsData()                       ? shownLine(item.PathOrWord)
+                                                                                 : QString(8, u'•');
         row.protection =
             QStringLiteral("0x%1").arg(protectionWord(item) & secretRecord::protectionMask, 8, 16, QLatin1Char('0'));
         if (!plan_.faults.at(i).isEmpty()) {
             row.fault = plan_.faults.at(i);
             row.place += QStringLiteral(" ✕");  // don't mark the fault by colour alone
-        } else if (open.kind == Verdict::Kind::fault) {
+        } else if (open.kind == jobs::Verdict::Kind::fault) {
             row.fault = open.text;
             row.source += QStringLiteral(" ✕");
         }
@@ -376,7 +376,7 @@ bool SecretsPage::save() {
 bool SecretsPage::saveAs() {
     const QString proposed = document_.path().isEmpty() ? tr("secrets.json") : documentName();
     const QString path =
-        context_.dialogs.saveFile(this, tr("Save Secrets Document"), PathRole::document, fileFilter(), proposed);
+        context_.dialogs.saveFile(this, tr("Save Secrets Document"), jobs::PathRole::document, fileFilter(), proposed);
     return !path.isEmpty() && writeTo(path);
 }
 
@@ -460,7 +460,7 @@ void SecretsPage::run() {
     }
     footer_->showResult(StatusMark::Kind::none, QString());
     const QString path =
-        context_.dialogs.saveFile(this, tr("Make Secrets Image"), PathRole::output,
+        context_.dialogs.saveFile(this, tr("Make Secrets Image"), jobs::PathRole::output,
                                   tr("Secrets images (*.bin);;All files (*)"), QStringLiteral("secrets.bin"));
     if (path.isEmpty()) {
         return;
@@ -482,7 +482,7 @@ void SecretsPage::finishImage(const SecretsMade& made, const QString& path, bool
     if (made.words < 0) {
         footer_->showResult(StatusMark::Kind::bad, tr("No image was made. %1").arg(made.fault));
     } else {
-        const QString words = counted(made.words, tr("1 OTP word"), tr("%1 OTP words"));
+        const QString words = jobs::counted(made.words, tr("1 OTP word"), tr("%1 OTP words"));
         footer_->showResult(made.warning.isEmpty() ? StatusMark::Kind::good : StatusMark::Kind::open,
                             tr("%1 made: %2. %3").arg(QFileInfo(path).fileName(), words, made.warning).trimmed());
     }
@@ -496,7 +496,7 @@ void SecretsPage::readImage() {
     if (isBusy_ || !mayLose()) {
         return;
     }
-    const QString path = context_.dialogs.openFile(this, tr("Read Secrets Image"), PathRole::output,
+    const QString path = context_.dialogs.openFile(this, tr("Read Secrets Image"), jobs::PathRole::output,
                                                    tr("Secrets images (*.bin);;All files (*)"));
     if (!path.isEmpty()) {
         readImageAt(path);
@@ -523,7 +523,7 @@ void SecretsPage::readImageAt(const QString& path) {
     }
     editor_->hideData();
     document_.clear(items);
-    const QString count = counted(items.size(), tr("1 item"), tr("%1 items"));
+    const QString count = jobs::counted(items.size(), tr("1 item"), tr("%1 items"));
     footer_->showResult(
         StatusMark::Kind::good,
         tr("%1 read: %2 in a new document. %3").arg(QFileInfo(path).fileName(), count, remark).trimmed());

@@ -42,20 +42,20 @@ SecretSize sizeOfWords(const SecretItem& item) {
     const bool hasPrefix =
         item.PathOrWord.isEmpty() || item.PathOrWord.startsWith(QLatin1String("0x"), Qt::CaseInsensitive);
     if (!hasPrefix || item.PathOrWord.size() % 2 != 0 || bytes.size() < otpWordSize) {
-        size.data = {Verdict::Kind::fault, text("Words are 0x and eight hexadecimal digits for each.")};
+        size.data = {jobs::Verdict::Kind::fault, text("Words are 0x and eight hexadecimal digits for each.")};
         return size;
     }
     size.isKnown = true;
     size.bytes = bytes.size();
     if (isUnfilledWord(item) || (item.PathOrWord.isEmpty() && item.isMandatory)) {
-        size.data = {Verdict::Kind::missing, text("Still to be filled in.")};
+        size.data = {jobs::Verdict::Kind::missing, text("Still to be filled in.")};
     }
     return size;
 }
 
 /// The verdict on the path of an item. Rejects a pipe, because its reader could wait forever, and a closing window
 /// waits for the reader.
-Verdict fileVerdict(const QString& path, qint64& bytes) {
+jobs::Verdict fileVerdict(const QString& path, qint64& bytes) {
     const QFileInfo info(path.contains(QChar::Null) ? QString() : path);
     const char* fault = !info.exists()       ? QT_TRANSLATE_NOOP("SecretsPage", "There is no file “%1”.")
                         : info.isDir()       ? QT_TRANSLATE_NOOP("SecretsPage", "“%1” is a folder.")
@@ -63,7 +63,7 @@ Verdict fileVerdict(const QString& path, qint64& bytes) {
                         : !info.isReadable() ? QT_TRANSLATE_NOOP("SecretsPage", "You have no right to read “%1”.")
                                              : nullptr;
     if (fault != nullptr) {
-        return {Verdict::Kind::fault, text(fault).arg(QDir::cleanPath(path))};
+        return {jobs::Verdict::Kind::fault, text(fault).arg(QDir::cleanPath(path))};
     }
     bytes = info.size();
     return {};
@@ -73,28 +73,29 @@ SecretSize sizeOfFile(const SecretItem& item, const QString& folder) {
     SecretSize size;
     if (item.PathOrWord.isEmpty()) {
         size.isKnown = item.expectedSize <= 0;
-        size.data = {Verdict::Kind::missing, text("No file is chosen yet.")};
+        size.data = {jobs::Verdict::Kind::missing, text("No file is chosen yet.")};
         return size;
     }
     qint64 bytes = 0;
     size.data = fileVerdict(secretFile(item.PathOrWord, folder), bytes);
-    if (size.data.kind == Verdict::Kind::good) {
+    if (size.data.kind == jobs::Verdict::Kind::good) {
         size.isKnown = true;
         size.bytes = bytes;
     }
     return size;
 }
 
-Verdict nonceVerdict(const SecretItem& item, qint64 size, const QString& folder) {
+jobs::Verdict nonceVerdict(const SecretItem& item, qint64 size, const QString& folder) {
     if (item.Nonce.isEmpty()) {
         const bool isAmongWords = !item.isFile && size > qint64{nonceSize};
-        return isAmongWords ? Verdict()
-                            : Verdict{Verdict::Kind::missing, text("This algorithm needs a nonce of 16 bytes.")};
+        return isAmongWords
+                   ? jobs::Verdict()
+                   : jobs::Verdict{jobs::Verdict::Kind::missing, text("This algorithm needs a nonce of 16 bytes.")};
     }
     qint64 bytes = 0;
-    const Verdict verdict = fileVerdict(secretFile(item.Nonce, folder), bytes);
-    return verdict.kind == Verdict::Kind::good && bytes != nonceSize
-               ? Verdict{Verdict::Kind::fault, text("A nonce has 16 bytes, this file has %1.").arg(bytes)}
+    const jobs::Verdict verdict = fileVerdict(secretFile(item.Nonce, folder), bytes);
+    return verdict.kind == jobs::Verdict::Kind::good && bytes != nonceSize
+               ? jobs::Verdict{jobs::Verdict::Kind::fault, text("A nonce has 16 bytes, this file has %1.").arg(bytes)}
                : verdict;
 }
 
@@ -174,11 +175,12 @@ std::uint32_t SecretSize::words() const {
 
 SecretSize secretSize(const SecretItem& item, const QString& folder) {
     SecretSize size = item.isFile ? sizeOfFile(item, folder) : sizeOfWords(item);
-    if (size.isKnown && size.data.kind == Verdict::Kind::good && item.expectedSize > 0 &&
+    if (size.isKnown && size.data.kind == jobs::Verdict::Kind::good && item.expectedSize > 0 &&
         size.bytes != item.expectedSize) {
-        size.data = {Verdict::Kind::fault, counted(item.expectedSize, text("1 byte is expected, there are %2."),
-                                                   text("%1 bytes are expected, there are %2."))
-                                               .arg(size.bytes)};
+        size.data = {jobs::Verdict::Kind::fault,
+                     jobs::counted(item.expectedSize, text("1 byte is expected, there are %2."),
+                                   text("%1 bytes are expected, there are %2."))
+                         .arg(size.bytes)};
     }
     if (!size.isKnown) {
         size.bytes = std::max(item.expectedSize, 0);
@@ -193,10 +195,11 @@ SecretSize secretSize(const SecretItem& item, const QString& folder) {
     return size;
 }
 
-Verdict openVerdict(const SecretItem& item, const SecretSize& size) {
+jobs::Verdict openVerdict(const SecretItem& item, const SecretSize& size) {
     const bool isLeftOut = item.isFile && item.PathOrWord.isEmpty() && !item.isMandatory;
-    for (const Verdict& verdict : {size.data, size.nonce}) {
-        if (verdict.kind == Verdict::Kind::fault || (verdict.kind == Verdict::Kind::missing && !isLeftOut)) {
+    for (const jobs::Verdict& verdict : {size.data, size.nonce}) {
+        if (verdict.kind == jobs::Verdict::Kind::fault ||
+            (verdict.kind == jobs::Verdict::Kind::missing && !isLeftOut)) {
             return verdict;
         }
     }
@@ -251,8 +254,8 @@ SecretsOpenPoint secretsOpenPoint(std::uint32_t deviceId, const QList<SecretItem
     }
     for (qsizetype i = 0; i < items.size(); ++i) {
         const SecretItem& item = items.at(i);
-        const Verdict verdict = openVerdict(item, secretSize(item, folder));
-        if (verdict.kind != Verdict::Kind::good) {
+        const jobs::Verdict verdict = openVerdict(item, secretSize(item, folder));
+        if (verdict.kind != jobs::Verdict::Kind::good) {
             return {i, text("%1: %2").arg(item.Name, verdict.text)};
         }
     }
@@ -326,8 +329,9 @@ bool readSecretsImage(const Device& device, const QString& path, QByteArrayList&
         }
         found += itemOf(device, segment);
     }
-    remark = zeros > 0 ? counted(zeros, text("1 word of zeros was left out."), text("%1 words of zeros were left out."))
-                       : QString();
+    remark = zeros > 0
+                 ? jobs::counted(zeros, text("1 word of zeros was left out."), text("%1 words of zeros were left out."))
+                 : QString();
     items = found;
     return true;
 }

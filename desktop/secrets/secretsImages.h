@@ -27,8 +27,8 @@ struct SecretSize {
     bool isKnown = false;  ///< if false, `bytes` is the size that the document expects
     qint64 bytes = 0;      ///< the nonce included
     qint64 nonceBytes = 0;
-    Verdict data;  ///< the verdict on the file or the words
-    Verdict nonce;
+    jobs::Verdict data;  ///< the verdict on the file or the words
+    jobs::Verdict nonce;
 
     [[nodiscard]] std::uint32_t words() const;
 };
@@ -37,7 +37,7 @@ struct SecretSize {
 
 /// Whether an item can be stored. The verdict is good, or it gives the reason: a fault or missing data. The image
 /// leaves out an optional item without a file.
-[[nodiscard]] Verdict openVerdict(const SecretItem& item, const SecretSize& size);
+[[nodiscard]] jobs::Verdict openVerdict(const SecretItem& item, const SecretSize& size);
 
 /// The words that the items fill. An item of unknown size fills the words that `fuses` describes from its index on.
 [[nodiscard]] QList<OtpItem> otpItems(const DeviceFuses& fuses, const QList<SecretItem>& items,

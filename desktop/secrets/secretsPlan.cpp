@@ -106,18 +106,18 @@ QString wordRange(std::uint64_t first, std::uint64_t end) {
     return end <= first + 1 ? QString::number(first) : QStringLiteral("%1–%2").arg(first).arg(end - 1);
 }
 
-Verdict placeVerdict(const SecretsPlan& plan, qsizetype item) {
+jobs::Verdict placeVerdict(const SecretsPlan& plan, qsizetype item) {
     if (!plan.faults.at(item).isEmpty()) {
-        return {Verdict::Kind::fault, plan.faults.at(item)};
+        return {jobs::Verdict::Kind::fault, plan.faults.at(item)};
     }
     const OtpItem& place = plan.places.at(item);
     const QString words =
         place.count == 0 ? text("Fills no word") : text("Fills %1").arg(wordRange(place.first, place.end()));
     if (plan.map.undescribed.contains(item)) {
-        return {Verdict::Kind::missing, text("%1, partly not described.").arg(words)};
+        return {jobs::Verdict::Kind::missing, text("%1, partly not described.").arg(words)};
     }
     const OtpNeighbours nearest = otpNeighbours(plan.places, item);
-    return {Verdict::Kind::good,
+    return {jobs::Verdict::Kind::good,
             nearest.after < 0
                 ? text("%1.").arg(words)
                 : text("%1. The next item begins at %2.").arg(words).arg(plan.places.at(nearest.after).first)};
@@ -151,14 +151,14 @@ QString misplacedText(const SecretsPlan& plan) {
 QString unusableText(const SecretsPlan& plan) {
     QStringList parts;
     for (qsizetype item = 0; item < plan.places.size(); ++item) {
-        if (plan.open.at(item).kind == Verdict::Kind::fault) {
+        if (plan.open.at(item).kind == jobs::Verdict::Kind::fault) {
             parts += text("“%1”: %2").arg(plan.places.at(item).name, plan.open.at(item).text);
         }
     }
-    return parts.size() < 2
-               ? parts.value(0)
-               : parts.constFirst() + u' ' +
-                     counted(parts.size() - 1, text("1 more item has a fault."), text("%1 more items have a fault."));
+    return parts.size() < 2 ? parts.value(0)
+                            : parts.constFirst() + u' ' +
+                                  jobs::counted(parts.size() - 1, text("1 more item has a fault."),
+                                                text("%1 more items have a fault."));
 }
 
 QString missingText(const SecretsPlan& plan, const DeviceFuses& fuses) {
@@ -168,8 +168,8 @@ QString missingText(const SecretsPlan& plan, const DeviceFuses& fuses) {
         parts += text("%1 (%2)").arg(words.name, wordRange(words.index, words.end()));
     }
     for (qsizetype i = 0; i < plan.places.size(); ++i) {
-        if (plan.open.at(i).kind == Verdict::Kind::missing) {
-            const bool isData = plan.sizes.at(i).data.kind == Verdict::Kind::missing;
+        if (plan.open.at(i).kind == jobs::Verdict::Kind::missing) {
+            const bool isData = plan.sizes.at(i).data.kind == jobs::Verdict::Kind::missing;
             parts += (isData ? text("data of “%1”") : text("nonce of “%1”")).arg(plan.places.at(i).name);
         }
     }

@@ -7,9 +7,9 @@
 /// The analysis of a document's items for a device. Each list has one entry for each item.
 struct SecretsPlan {
     QList<SecretSize> sizes;
-    QList<OtpItem> places;  ///< with the names as shown
-    QStringList faults;     ///< the fault of the item's place; empty if there is none
-    QList<Verdict> open;    ///< whether the item can be stored, with the reason if not
+    QList<OtpItem> places;      ///< with the names as shown
+    QStringList faults;         ///< the fault of the item's place; empty if there is none
+    QList<jobs::Verdict> open;  ///< whether the item can be stored, with the reason if not
     OtpMap map;
 };
 
@@ -25,7 +25,7 @@ struct SecretsPlan {
 [[nodiscard]] QString shownLine(const QString& text);
 
 /// The verdict on the place of an item.
-[[nodiscard]] Verdict placeVerdict(const SecretsPlan& plan, qsizetype item);
+[[nodiscard]] jobs::Verdict placeVerdict(const SecretsPlan& plan, qsizetype item);
 
 /// One sentence for each kind of remark: collisions, items outside the device's words, items with unusable files or
 /// words, and everything that is missing. Empty if there is none. Long lists are cut.

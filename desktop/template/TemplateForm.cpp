@@ -42,7 +42,7 @@ QString words(const char* source) {
 }
 
 QString bytesText(qint64 count) {
-    return counted(count, words("1 byte"), words("%1 bytes"));
+    return jobs::counted(count, words("1 byte"), words("%1 bytes"));
 }
 
 QString chosen(const TagText& value, const TagText& byDefault) {
@@ -67,7 +67,7 @@ bool isSameNumber(const QString& text, const QString& other) {
 }
 
 bool isPath(const TemplateField& field) {
-    return field.kind == FieldKind::inFile || field.kind == FieldKind::outFile;
+    return field.kind == jobs::FieldKind::inFile || field.kind == jobs::FieldKind::outFile;
 }
 
 bool isRawOutput(const ObdataTemplate& obdata) {
@@ -100,12 +100,12 @@ void makeBool(const ObkeyParam& param, TemplateField& field) {
     const bool isTrue = isSameNumber(field.value, trueText);
     const bool isFalse = isSameNumber(field.value, falseText);
     if (isTrue != isFalse) {
-        field.kind = FieldKind::check;
+        field.kind = jobs::FieldKind::check;
         field.trueText = isTrue ? field.value : trueText;
         field.falseText = isFalse ? field.value : falseText;
         return;
     }
-    field.kind = FieldKind::choice;
+    field.kind = jobs::FieldKind::choice;
     field.choices = {{trueText, words("Yes (%1)").arg(shortText(trueText))},
                      {falseText, words("No (%1)").arg(shortText(falseText))}};
     if (!isTrue) {
@@ -115,7 +115,7 @@ void makeBool(const ObkeyParam& param, TemplateField& field) {
 
 /// Makes a choice of the list's entries and removes their blanks. The chosen entry keeps the template's spelling.
 void makeList(const ObkeyParam& param, TemplateField& field) {
-    field.kind = FieldKind::choice;
+    field.kind = jobs::FieldKind::choice;
     field.value = withoutBlanks(field.value);
     bool isListed = false;
     for (const QString& entry : param.choices) {
@@ -141,11 +141,11 @@ TemplateField obdataField(const ObkeyParam& param) {
     } else if (param.kind == listType) {
         makeList(param, field);
     } else if (param.kind == fileType) {
-        field.kind = FieldKind::inFile;
+        field.kind = jobs::FieldKind::inFile;
     } else if (param.kind == outputType) {
-        field.kind = FieldKind::outFile;
+        field.kind = jobs::FieldKind::outFile;
     } else if (param.kind == dataType || param.kind == permissionType) {
-        field.kind = FieldKind::fixed;
+        field.kind = jobs::FieldKind::fixed;
     }
     if (param.kind == dataType) {
         field.example = param.defaultValue.value_or(QString());
@@ -163,14 +163,14 @@ TemplateField imageField(const McubootParam& param) {
     field.value = isOutput ? param.outputValue.value_or(QString()) : chosen(param.value, param.defaultValue);
     field.example = (isOutput ? param.outputDefault : param.defaultValue).value_or(QString());
     field.isHidden = param.hidden;
-    field.kind = isOutput                 ? FieldKind::outFile
-                 : param.kind == fileType ? FieldKind::inFile
-                 : param.kind == dataType ? FieldKind::fixed
-                                          : FieldKind::text;
+    field.kind = isOutput                 ? jobs::FieldKind::outFile
+                 : param.kind == fileType ? jobs::FieldKind::inFile
+                 : param.kind == dataType ? jobs::FieldKind::fixed
+                                          : jobs::FieldKind::text;
     if (param.link) {
         field.lock = words("The tool reads the value from the linked template.");
         field.value = words("from the linked template");
-        field.kind = FieldKind::text;
+        field.kind = jobs::FieldKind::text;
     }
     return field;
 }
@@ -181,7 +181,7 @@ TemplateField switchOf(const McubootParam& param, const TemplateField& field) {
     made.isSwitch = true;
     made.name = field.name;
     made.tip = words("Unchecked, the parameter isn't passed to imgtool.");
-    made.kind = FieldKind::check;
+    made.kind = jobs::FieldKind::check;
     made.trueText = QStringLiteral("1");
     made.falseText = QStringLiteral("0");
     made.value = param.enable == 1 ? made.trueText : made.falseText;
@@ -221,7 +221,7 @@ void linkDependencies(const QList<ObkeyParam>& params, QList<TemplateField>& fie
     for (TemplateField& field : fields) {
         const QString wanted = params[field.param].dependency.value_or(QString());
         for (const TemplateField& other : std::as_const(fields)) {
-            if (!wanted.isEmpty() && other.name == wanted && other.kind == FieldKind::check && !other.isHidden &&
+            if (!wanted.isEmpty() && other.name == wanted && other.kind == jobs::FieldKind::check && !other.isHidden &&
                 other.param != field.param) {
                 field.switchedBy = other.id;
             }
@@ -230,7 +230,10 @@ void linkDependencies(const QList<ObkeyParam>& params, QList<TemplateField>& fie
 }
 
 int sectionOf(const TemplateField& field) {
-    return !field.lock.isEmpty() ? 3 : field.kind == FieldKind::inFile ? 1 : field.kind == FieldKind::outFile ? 2 : 0;
+    return !field.lock.isEmpty()                    ? 3
+           : field.kind == jobs::FieldKind::inFile  ? 1
+           : field.kind == jobs::FieldKind::outFile ? 2
+                                                    : 0;
 }
 
 void makeFields(TemplateForm& form) {
@@ -277,11 +280,11 @@ bool checkTags(const TemplateForm& form) {
                                        : checkDuplicateTags(form.image.tags) && checkMandatoryTags(form.image.tags);
 }
 
-Verdict badWidth() {
-    return fault(words("The template gives this field a width that the tool rejects."));
+jobs::Verdict badWidth() {
+    return jobs::fault(words("The template gives this field a width that the tool rejects."));
 }
 
-Verdict checkFieldNumber(const QString& text, const ObkeyParam& param) {
+jobs::Verdict checkFieldNumber(const QString& text, const ObkeyParam& param) {
     const bool isList = param.kind == listType;
     const QString size = bytesText(param.width);
     if (!isFieldWidth(param.width)) {
@@ -290,14 +293,14 @@ Verdict checkFieldNumber(const QString& text, const ObkeyParam& param) {
     // The tool ignores the left digits of a very long number.
     const bool isCut = hasHexPrefix(text) && text.size() - 2 > storedDigits(text, isList).size();
     if (isCut || !numberFits(text, isList, param.width)) {
-        return fault(words("%1 is too wide: the field has %2.").arg(shortText(text), size));
+        return jobs::fault(words("%1 is too wide: the field has %2.").arg(shortText(text), size));
     }
-    return good(isFieldNumber(text, isList)
-                    ? size
-                    : words("%1. “%2” is no number and counts as 0.").arg(size, shortText(text)));
+    return jobs::good(isFieldNumber(text, isList)
+                          ? size
+                          : words("%1. “%2” is no number and counts as 0.").arg(size, shortText(text)));
 }
 
-Verdict checkData(const QString& text, const ObkeyParam& param) {
+jobs::Verdict checkData(const QString& text, const ObkeyParam& param) {
     const auto width = static_cast<std::uint32_t>(param.width);
     const MessageCollector messages;
     if (!checkDataValue(text, QString(), width)) {
@@ -305,41 +308,41 @@ Verdict checkData(const QString& text, const ObkeyParam& param) {
             return badWidth();
         }
         if (!isHexValue(text) && !isDecimalValue(text)) {
-            return fault(words("A number is hexadecimal with 0x, or decimal."));
+            return jobs::fault(words("A number is hexadecimal with 0x, or decimal."));
         }
         const QString greatest = QStringLiteral("0x") + QString(qsizetype{2} * param.width, QLatin1Char('F'));
-        return fault(words("Too wide: the field has %1, at most %2. Leading zeros count.")
-                         .arg(bytesText(param.width), greatest));
+        return jobs::fault(words("Too wide: the field has %1, at most %2. Leading zeros count.")
+                               .arg(bytesText(param.width), greatest));
     }
     bool fits = true;
     const std::uint64_t number = isHexValue(text) ? text.toULongLong(&fits, 16)
                                  : text.isEmpty() ? 0
                                                   : text.toULongLong(&fits);
     if (!fits) {
-        return fault(words("The number is too large."));
+        return jobs::fault(words("The number is too large."));
     }
     // The number in the other notation.
     const QString other =
         isHexValue(text) ? QLocale().toString(number) : QStringLiteral("0x") + QString::number(number, 16).toUpper();
-    return good(words("%1, %2").arg(bytesText(param.width), other));
+    return jobs::good(words("%1, %2").arg(bytesText(param.width), other));
 }
 
-Verdict checkText(const QString& text, const ObkeyParam& param) {
+jobs::Verdict checkText(const QString& text, const ObkeyParam& param) {
     const QByteArray bytes = text.toUtf8();
     const QString size = bytesText(bytes.size());
     const QString limits = words("%1 to %2").arg(param.minWidth).arg(param.width);
     const MessageCollector messages;
-    return checkTextLength(param, bytes) ? good(words("%1 of %2").arg(size, limits))
-                                         : fault(words("This text has %1; it may have %2.").arg(size, limits));
+    return checkTextLength(param, bytes) ? jobs::good(words("%1 of %2").arg(size, limits))
+                                         : jobs::fault(words("This text has %1; it may have %2.").arg(size, limits));
 }
 
-Verdict checkMask(const QString& text) {
+jobs::Verdict checkMask(const QString& text) {
     const QString digits = text.mid(2);
     if (!hasHexPrefix(text) || (!digits.isEmpty() && !isHexValue(text))) {
-        return fault(words("A mask is 0x and hexadecimal digits."));
+        return jobs::fault(words("A mask is 0x and hexadecimal digits."));
     }
     if (digits.size() > 2 * permissionMaskSize) {
-        return fault(words("A mask has at most %1.").arg(bytesText(permissionMaskSize)));
+        return jobs::fault(words("A mask has at most %1.").arg(bytesText(permissionMaskSize)));
     }
     QStringList bits;
     for (qsizetype i = 0; i < 4 * digits.size(); ++i) {
@@ -351,53 +354,54 @@ Verdict checkMask(const QString& text) {
     constexpr qsizetype mostShown = 12;
     const QString size = bytesText(permissionMaskSize);
     if (bits.isEmpty()) {
-        return good(words("%1, no bit is set").arg(size));
+        return jobs::good(words("%1, no bit is set").arg(size));
     }
-    return bits.size() > mostShown ? good(words("%1, %2 bits are set").arg(size).arg(bits.size()))
-                                   : good(words("%1, bits set: %2").arg(size, bits.join(QStringLiteral(", "))));
+    return bits.size() > mostShown ? jobs::good(words("%1, %2 bits are set").arg(size).arg(bits.size()))
+                                   : jobs::good(words("%1, bits set: %2").arg(size, bits.join(QStringLiteral(", "))));
 }
 
 /// Checks the file of a key and names the part of it that the tool uses.
-Verdict checkKey(const QString& path, qint64 size, const ObkeyParam& param) {
+jobs::Verdict checkKey(const QString& path, qint64 size, const ObkeyParam& param) {
     if (QFileInfo(path).suffix().compare(QLatin1String("pem"), Qt::CaseInsensitive) != 0) {
-        return good(words("%1, taken as is").arg(bytesText(size)));
+        return jobs::good(words("%1, taken as is").arg(bytesText(size)));
     }
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
-        return fault(words("The file can't be read."));
+        return jobs::fault(words("The file can't be read."));
     }
     const QByteArray firstLine = file.readLine(200);
     const bool derives = param.type.value_or(QString()).compare(QLatin1String("Public"), Qt::CaseInsensitive) == 0;
     const QString form = param.useHash ? words("as SHA-256") : words("as DER");
     if (firstLine.contains("PUBLIC")) {
-        return derives ? fault(words("The template needs the private key here and derives the public key from it."))
-                       : good(words("Public key, %1").arg(form));
+        return derives
+                   ? jobs::fault(words("The template needs the private key here and derives the public key from it."))
+                   : jobs::good(words("Public key, %1").arg(form));
     }
     if (firstLine.contains("PRIVATE")) {
-        return good(derives ? words("Private key; imgtool derives the public key from it")
-                            : words("Private key: the provisioning file will contain it"));
+        return jobs::good(derives ? words("Private key; imgtool derives the public key from it")
+                                  : words("Private key: the provisioning file will contain it"));
     }
-    return fault(words("The first line names neither a public nor a private key."));
+    return jobs::fault(words("The first line names neither a public nor a private key."));
 }
 
-Verdict checkFile(const TemplateForm& form, const TemplateField& field, const QString& text) {
+jobs::Verdict checkFile(const TemplateForm& form, const TemplateField& field, const QString& text) {
     const QFileInfo info(resolved(form, text));
     if (!info.isFile()) {
-        return good();
+        return jobs::good();
     }
     if (info.size() == 0) {
-        return fault(words("The file is empty."));
+        return jobs::fault(words("The file is empty."));
     }
     return form.format == formatObdata ? checkKey(info.filePath(), info.size(), form.obdata.params[field.param])
-                                       : good(bytesText(info.size()));
+                                       : jobs::good(bytesText(info.size()));
 }
 
-Verdict checkOutput(const TemplateForm& form, const QString& text) {
+jobs::Verdict checkOutput(const TemplateForm& form, const QString& text) {
     const QFileInfo info(outputPath(form, text));
     if (info.filePath() != resolved(form, text)) {
-        return good(words("Written as %1, since the template has no header").arg(info.fileName()));
+        return jobs::good(words("Written as %1, since the template has no header").arg(info.fileName()));
     }
-    return good();
+    return jobs::good();
 }
 
 /// The text of `field` in a template that was parsed again.
@@ -459,15 +463,15 @@ bool readTemplateForm(const QString& path, const QString& schemaFolder, Template
     return true;
 }
 
-Verdict checkTemplateValue(const TemplateForm& form, const TemplateField& field, const QString& text) {
-    if (field.kind == FieldKind::inFile) {
+jobs::Verdict checkTemplateValue(const TemplateForm& form, const TemplateField& field, const QString& text) {
+    if (field.kind == jobs::FieldKind::inFile) {
         return checkFile(form, field, text);
     }
-    if (field.kind == FieldKind::outFile) {
+    if (field.kind == jobs::FieldKind::outFile) {
         return checkOutput(form, text);
     }
     if (form.format != formatObdata) {
-        return good();
+        return jobs::good();
     }
     const ObkeyParam& param = form.obdata.params[field.param];
     if (field.type == dataType) {
@@ -480,14 +484,14 @@ Verdict checkTemplateValue(const TemplateForm& form, const TemplateField& field,
 }
 
 QString shownTemplateText(const TemplateField& field, const QString& text) {
-    if (field.kind == FieldKind::check) {
+    if (field.kind == jobs::FieldKind::check) {
         return text == field.trueText ? QStringLiteral("1") : QString();
     }
     return isPath(field) ? QString(text).replace(QLatin1Char('\\'), QLatin1Char('/')) : text;
 }
 
 QString storedTemplateText(const TemplateForm& form, const TemplateField& field, const QString& shown) {
-    if (field.kind == FieldKind::check) {
+    if (field.kind == jobs::FieldKind::check) {
         return shown.isEmpty() ? field.falseText : field.trueText;
     }
     if (shown == shownTemplateText(field, field.value)) {

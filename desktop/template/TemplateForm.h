@@ -25,7 +25,7 @@ struct TemplateField {
     QString label;  ///< the name, shortened to the available room
     QString tip;
     QString type;  ///< the engine's type: the element's name, or in image templates the parameter's type
-    FieldKind kind = FieldKind::text;
+    jobs::FieldKind kind = jobs::FieldKind::text;
     QList<TemplateChoice> choices;
     QString trueText, falseText;  ///< the template's texts for the two states of a check box
     QString value;                ///< the template's value, in the template's spelling
@@ -60,7 +60,8 @@ using TemplateValues = QHash<QString, QString>;
 
 /// The verdict on a field's text: whether the tool accepts it and how the tool reads it. The form itself checks that
 /// the files exist.
-[[nodiscard]] Verdict checkTemplateValue(const TemplateForm& form, const TemplateField& field, const QString& text);
+[[nodiscard]] jobs::Verdict checkTemplateValue(const TemplateForm& form, const TemplateField& field,
+                                               const QString& text);
 
 /// shownTemplateText returns a field's text as the form shows it; storedTemplateText is the reverse. If `shown` is the
 /// shown text of the template's own value, storedTemplateText returns that value in the template's spelling.

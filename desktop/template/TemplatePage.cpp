@@ -76,9 +76,9 @@ QString groupOf(const TemplateField& field) {
         return TemplatePage::tr("Fixed by the template");
     }
     switch (field.kind) {
-        case FieldKind::inFile:
+        case jobs::FieldKind::inFile:
             return TemplatePage::tr("Files");
-        case FieldKind::outFile:
+        case jobs::FieldKind::outFile:
             return TemplatePage::tr("Output");
         default:
             return TemplatePage::tr("Parameters");
@@ -173,11 +173,11 @@ bool TemplatePage::isBusy() const {
     return panel_->isRunning();
 }
 
-JobPlace TemplatePage::otherPlaceOf(const QString& path) const {
-    Job job;
+jobs::JobPlace TemplatePage::otherPlaceOf(const QString& path) const {
+    jobs::Job job;
     QString fault;
-    const JobPlace place = readJobFile(path, job, fault) ? placeOf(job, path) : JobPlace();
-    return place.page == QLatin1String(templatePage) ? JobPlace() : place;
+    const jobs::JobPlace place = jobs::readJobFile(path, job, fault) ? jobs::placeOf(job, path) : jobs::JobPlace();
+    return place.page == QLatin1String(jobs::templatePage) ? jobs::JobPlace() : place;
 }
 
 bool TemplatePage::openFile(const QString& path) {
@@ -185,21 +185,21 @@ bool TemplatePage::openFile(const QString& path) {
 }
 
 bool TemplatePage::openJob(const QString& path) {
-    Job saved;
+    jobs::Job saved;
     QString fault;
-    if (!readJobFile(path, saved, fault)) {
+    if (!jobs::readJobFile(path, saved, fault)) {
         context_.dialogs.showFault(this, fault);
         return false;
     }
-    const JobPlace place = placeOf(saved, path);
-    if (place.page != QLatin1String(templatePage)) {
+    const jobs::JobPlace place = jobs::placeOf(saved, path);
+    if (place.page != QLatin1String(jobs::templatePage)) {
         emit handOver(place.page, place.file);
         return true;
     }
-    if (!openTemplate(pathOf(saved.values.value(QLatin1String(templateField))))) {
+    if (!openTemplate(jobs::pathOf(saved.values.value(QLatin1String(templateField))))) {
         return false;
     }
-    for (const FieldRow* const row : runRows()) {
+    for (const jobs::FieldRow* const row : runRows()) {
         view_->setValues(QLatin1String(row->id), saved.values.value(QLatin1String(row->id)));
     }
     refresh();
@@ -235,7 +235,7 @@ QList<FormField> TemplatePage::templateFields(QString& mnemonics) {
         if (field.isHidden) {
             continue;
         }
-        const bool isFilePath = field.kind == FieldKind::inFile || field.kind == FieldKind::outFile;
+        const bool isFilePath = field.kind == jobs::FieldKind::inFile || field.kind == jobs::FieldKind::outFile;
         FormField made;
         made.id = field.id;
         made.group = groupOf(field);
@@ -251,14 +251,14 @@ QList<FormField> TemplatePage::templateFields(QString& mnemonics) {
         }
         // In an image template, the firmware is the parameter without an option of imgtool.
         const bool isFirmware = form_->format == formatMcuboot && !form_->image.params[field.param].command;
-        made.role = field.kind == FieldKind::outFile ? PathRole::output
-                    : isFirmware                     ? PathRole::firmware
-                                                     : PathRole::key;
+        made.role = field.kind == jobs::FieldKind::outFile ? jobs::PathRole::output
+                    : isFirmware                           ? jobs::PathRole::firmware
+                                                           : jobs::PathRole::key;
         made.placeholder = field.example;
         made.check = [this, id = field.id](const QStringList& values) {
             const TemplateField* const checked = form_->field(id);
             return checked == nullptr
-                       ? Verdict()
+                       ? jobs::Verdict()
                        : checkTemplateValue(*form_, *checked, storedTemplateText(*form_, *checked, values.value(0)));
         };
         fields.append(made);
@@ -266,24 +266,24 @@ QList<FormField> TemplatePage::templateFields(QString& mnemonics) {
     return fields;
 }
 
-const JobRow* TemplatePage::job() const {
+const jobs::JobRow* TemplatePage::job() const {
     return form_ == nullptr ? nullptr
-                            : findJob(form_->format == formatObdata ? QStringLiteral("provisioning-file")
-                                                                    : QStringLiteral("imgtool-image"));
+                            : jobs::findJob(form_->format == formatObdata ? QStringLiteral("provisioning-file")
+                                                                          : QStringLiteral("imgtool-image"));
 }
 
-QList<const FieldRow*> TemplatePage::runRows() const {
-    QList<const FieldRow*> rows = fieldsOf(*job());
-    rows.removeIf([](const FieldRow* row) { return qstrcmp(row->id, templateField) == 0; });
+QList<const jobs::FieldRow*> TemplatePage::runRows() const {
+    QList<const jobs::FieldRow*> rows = jobs::fieldsOf(*job());
+    rows.removeIf([](const jobs::FieldRow* row) { return qstrcmp(row->id, templateField) == 0; });
     return rows;
 }
 
-JobValues TemplatePage::jobValues() const {
+jobs::JobValues TemplatePage::jobValues() const {
     const QDir folder(form_->folder());
-    JobValues values = {{QLatin1String(templateField), {form_->path}}};
-    for (const FieldRow* const row : runRows()) {
+    jobs::JobValues values = {{QLatin1String(templateField), {form_->path}}};
+    for (const jobs::FieldRow* const row : runRows()) {
         QStringList value = view_->values(QLatin1String(row->id));
-        for (qsizetype i = 0; isPath(*row) && i < value.size(); i += 2) {
+        for (qsizetype i = 0; jobs::isPath(*row) && i < value.size(); i += 2) {
             value[i] = value.at(i).isEmpty() ? QString() : folder.absoluteFilePath(value.at(i));
         }
         values.insert(QLatin1String(row->id), value);
@@ -293,10 +293,10 @@ JobValues TemplatePage::jobValues() const {
 
 QList<FormField> TemplatePage::runFields(QString& mnemonics) {
     QList<FormField> fields;
-    for (const FieldRow* const row : runRows()) {
+    for (const jobs::FieldRow* const row : runRows()) {
         FormField field = formFieldOf(*row, *job());
         field.label = labelWithMnemonic(field.label.remove(u'&'), mnemonics);
-        field.check = [this, row](const QStringList& /*own*/) { return judgeInJob(*job(), *row, jobValues()); };
+        field.check = [this, row](const QStringList& /*own*/) { return jobs::judgeInJob(*job(), *row, jobValues()); };
         fields.append(field);
     }
     return fields;
@@ -415,9 +415,9 @@ void TemplatePage::refresh() {
     message_->setText(layout);
     message_->setVisible(!layout.isEmpty());
     panel_->setFolder(form_->folder());
-    panel_->setCommand(argumentsOf(*job(), jobValues()), points);
+    panel_->setCommand(jobs::argumentsOf(*job(), jobValues()), points);
     // The outputs of the edited template, and the outputs of the other fields according to the files on disk.
-    JobValues others = jobValues();
+    jobs::JobValues others = jobValues();
     others.remove(QLatin1String(templateField));
     panel_->setOutputs(templateOutputs(*form_, values_) + job()->moreOutputs(others));
     emit stateChanged();
@@ -456,7 +456,7 @@ bool TemplatePage::saveAs() {
         return false;
     }
     const QString chosen =
-        context_.dialogs.saveFile(this, tr("Save Template"), PathRole::document, fileFilter(), documentName());
+        context_.dialogs.saveFile(this, tr("Save Template"), jobs::PathRole::document, fileFilter(), documentName());
     if (chosen.isEmpty()) {
         return false;
     }
@@ -494,7 +494,7 @@ void TemplatePage::moveTo(const QString& path) {
     for (const TemplateField& field : std::as_const(form_->fields)) {
         const QString text = textOf(field);
         const QString file = templateFile(*form_, text);
-        const bool isFile = field.kind == FieldKind::inFile && field.lock.isEmpty() && QFileInfo(file).isFile();
+        const bool isFile = field.kind == jobs::FieldKind::inFile && field.lock.isEmpty() && QFileInfo(file).isFile();
         if (isFile && templateFile(moved, text) != file) {
             edits.append({&field, templatePathTo(moved, file)});
         }

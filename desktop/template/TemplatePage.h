@@ -29,7 +29,7 @@ class TemplatePage : public Page {
     [[nodiscard]] QString fileFilter() const override;
     [[nodiscard]] bool isModified() const override;
     [[nodiscard]] bool isBusy() const override;
-    [[nodiscard]] JobPlace otherPlaceOf(const QString& path) const override;
+    [[nodiscard]] jobs::JobPlace otherPlaceOf(const QString& path) const override;
     [[nodiscard]] bool openFile(const QString& path) override;
     [[nodiscard]] bool save() override;
     [[nodiscard]] bool saveAs() override;
@@ -48,10 +48,10 @@ class TemplatePage : public Page {
     [[nodiscard]] QList<FormField> templateFields(QString& mnemonics);
     [[nodiscard]] QList<FormField> runFields(QString& mnemonics);
     /// The job that runs the template; null until a template is open.
-    [[nodiscard]] const JobRow* job() const;
+    [[nodiscard]] const jobs::JobRow* job() const;
     /// The fields of that job except the template.
-    [[nodiscard]] QList<const FieldRow*> runRows() const;
-    [[nodiscard]] JobValues jobValues() const;
+    [[nodiscard]] QList<const jobs::FieldRow*> runRows() const;
+    [[nodiscard]] jobs::JobValues jobValues() const;
     [[nodiscard]] bool saveTo(const QString& path);
     void moveTo(const QString& path);
     void showForm();

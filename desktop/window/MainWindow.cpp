@@ -219,7 +219,7 @@ void MainWindow::refresh() {
 }
 
 void MainWindow::open() {
-    const QString path = context_.dialogs.openFile(this, tr("Open"), PathRole::document,
+    const QString path = context_.dialogs.openFile(this, tr("Open"), jobs::PathRole::document,
                                                    page_ == nullptr ? QString() : page_->fileFilter());
     if (!path.isEmpty()) {
         (void)openFile(path);
@@ -227,7 +227,7 @@ void MainWindow::open() {
 }
 
 bool MainWindow::openFile(const QString& path, const QString& kind) {
-    const JobPlace other = page_ == nullptr ? JobPlace() : page_->otherPlaceOf(path);
+    const jobs::JobPlace other = page_ == nullptr ? jobs::JobPlace() : page_->otherPlaceOf(path);
     if (showPage(other.page)) {  // the previous page keeps its document
         return other.file.isEmpty() || openFile(other.file, kind);
     }

@@ -15,25 +15,25 @@
 #include <cstdlib>
 #include <utility>
 
-QString ScriptedDialogs::openFile(QWidget* /*parent*/, const QString& title, PathRole /*role*/,
+QString ScriptedDialogs::openFile(QWidget* /*parent*/, const QString& title, jobs::PathRole /*role*/,
                                   const QString& /*filter*/) {
     asked.append(title);
     return paths.isEmpty() ? QString() : paths.takeFirst();
 }
 
-QStringList ScriptedDialogs::openFiles(QWidget* /*parent*/, const QString& title, PathRole /*role*/,
+QStringList ScriptedDialogs::openFiles(QWidget* /*parent*/, const QString& title, jobs::PathRole /*role*/,
                                        const QString& /*filter*/) {
     asked.append(title);
     return std::exchange(paths, {});
 }
 
-QString ScriptedDialogs::saveFile(QWidget* /*parent*/, const QString& title, PathRole /*role*/,
+QString ScriptedDialogs::saveFile(QWidget* /*parent*/, const QString& title, jobs::PathRole /*role*/,
                                   const QString& /*filter*/, const QString& /*proposed*/) {
     asked.append(title);
     return paths.isEmpty() ? QString() : paths.takeFirst();
 }
 
-QString ScriptedDialogs::openFolder(QWidget* /*parent*/, const QString& title, PathRole /*role*/) {
+QString ScriptedDialogs::openFolder(QWidget* /*parent*/, const QString& title, jobs::PathRole /*role*/) {
     asked.append(title);
     return paths.isEmpty() ? QString() : paths.takeFirst();
 }

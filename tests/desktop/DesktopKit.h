@@ -16,11 +16,11 @@ class ScriptedDialogs : public Dialogs {
   public:
     using Dialogs::Dialogs;
 
-    QString openFile(QWidget* parent, const QString& title, PathRole role, const QString& filter) override;
-    QStringList openFiles(QWidget* parent, const QString& title, PathRole role, const QString& filter) override;
-    QString saveFile(QWidget* parent, const QString& title, PathRole role, const QString& filter,
+    QString openFile(QWidget* parent, const QString& title, jobs::PathRole role, const QString& filter) override;
+    QStringList openFiles(QWidget* parent, const QString& title, jobs::PathRole role, const QString& filter) override;
+    QString saveFile(QWidget* parent, const QString& title, jobs::PathRole role, const QString& filter,
                      const QString& proposed) override;
-    QString openFolder(QWidget* parent, const QString& title, PathRole role) override;
+    QString openFolder(QWidget* parent, const QString& title, jobs::PathRole role) override;
     SaveAnswer askSave(QWidget* parent, const QString& document) override;
     bool confirm(QWidget* parent, const QString& question, const QString& action) override;
     void showFault(QWidget* parent, const QString& text) override;

@@ -12,7 +12,7 @@
 
 namespace {
 
-FormField field(const char* id, FieldKind kind, bool required = false) {
+FormField field(const char* id, jobs::FieldKind kind, bool required = false) {
     FormField made;
     made.id = QLatin1String(id);
     made.group = QStringLiteral("Group");
@@ -71,13 +71,13 @@ class FormViewTest : public ::testing::Test {
 TEST_F(FormViewTest, ChecksAFieldOnlyWhenItLosesTheFocus) {
     folder.write("short.bin", "123");
     folder.write("key.bin", "0123456789abcdef");
-    FormField key = field("key", FieldKind::inFile, true);
+    FormField key = field("key", jobs::FieldKind::inFile, true);
     key.check = [](const QStringList& values) {
         return QFile(values.first()).size() == 16
-                   ? Verdict{Verdict::Kind::good, QStringLiteral("A key.")}
-                   : Verdict{Verdict::Kind::fault, QStringLiteral("A key has 16 bytes.")};
+                   ? jobs::Verdict{jobs::Verdict::Kind::good, QStringLiteral("A key.")}
+                   : jobs::Verdict{jobs::Verdict::Kind::fault, QStringLiteral("A key has 16 bytes.")};
     };
-    show({key, field("out", FieldKind::outFile), field("notes", FieldKind::text)});
+    show({key, field("out", jobs::FieldKind::outFile), field("notes", jobs::FieldKind::text)});
     const struct {
         QString id;
         QString path;
@@ -113,7 +113,7 @@ TEST_F(FormViewTest, ChecksAFieldOnlyWhenItLosesTheFocus) {
     type(QStringLiteral("key"), folder.path("key.bin"));
     EXPECT_EQ(verdict(QStringLiteral("key")), "");
 
-    form->setVerdict(QStringLiteral("notes"), {Verdict::Kind::fault, QStringLiteral("Said.")});
+    form->setVerdict(QStringLiteral("notes"), {jobs::Verdict::Kind::fault, QStringLiteral("Said.")});
     EXPECT_EQ(form->openPoints().join(u' ').toStdString(), "Out Notes");
     type(QStringLiteral("notes"), QStringLiteral("n"));
     EXPECT_EQ(verdict(QStringLiteral("notes")), "");
@@ -121,13 +121,14 @@ TEST_F(FormViewTest, ChecksAFieldOnlyWhenItLosesTheFocus) {
 }
 
 TEST_F(FormViewTest, ReportsMissingFieldsOnDemand) {
-    FormField id = field("id", FieldKind::fixed, true);
+    FormField id = field("id", jobs::FieldKind::fixed, true);
     id.group = QStringLiteral("Device");
     id.check = [](const QStringList& values) {
-        return values.first() == QLatin1String("7") ? Verdict()
-                                                    : Verdict{Verdict::Kind::fault, QStringLiteral("Only 7.")};
+        return values.first() == QLatin1String("7")
+                   ? jobs::Verdict()
+                   : jobs::Verdict{jobs::Verdict::Kind::fault, QStringLiteral("Only 7.")};
     };
-    show({id, field("key", FieldKind::inFile, true), field("out", FieldKind::outFile, true)});
+    show({id, field("key", jobs::FieldKind::inFile, true), field("out", jobs::FieldKind::outFile, true)});
     type(QStringLiteral("id"), QStringLiteral(" 7 "));
     leave();
     find(QStringLiteral("out"))->setFocus();
@@ -153,13 +154,13 @@ TEST_F(FormViewTest, ReportsMissingFieldsOnDemand) {
 }
 
 TEST_F(FormViewTest, ReportsAReasonForAFieldThatACheckNeeds) {
-    FormField device = field("device", FieldKind::choice, true);
+    FormField device = field("device", jobs::FieldKind::choice, true);
     device.choices = {{QString(), QStringLiteral("Choose a device")}, {QStringLiteral("1"), QStringLiteral("One")}};
     device.initial = {QString()};
-    FormField files = field("files", FieldKind::inFiles);
+    FormField files = field("files", jobs::FieldKind::inFiles);
     files.judgesEmpty = true;
     files.check = [](const QStringList& values) {
-        return values.isEmpty() ? Verdict{Verdict::Kind::missing, QString()} : Verdict();
+        return values.isEmpty() ? jobs::Verdict{jobs::Verdict::Kind::missing, QString()} : jobs::Verdict();
     };
     show({device, files});
     const auto frame = [this] { return find(QStringLiteral("device"))->grab().toImage().pixelColor(0, 8); };
@@ -174,11 +175,13 @@ TEST_F(FormViewTest, ReportsAReasonForAFieldThatACheckNeeds) {
 }
 
 TEST_F(FormViewTest, WarnsOfAKeyThatEveryUserCanRead) {
-    FormField key = field("key", FieldKind::inFile, true);
+    FormField key = field("key", jobs::FieldKind::inFile, true);
     key.secret = true;
-    key.check = [](const QStringList& /*values*/) { return Verdict{Verdict::Kind::good, QStringLiteral("16 bytes")}; };
-    FormField pem = field("pem", FieldKind::inFile);
-    pem.role = PathRole::key;
+    key.check = [](const QStringList& /*values*/) {
+        return jobs::Verdict{jobs::Verdict::Kind::good, QStringLiteral("16 bytes")};
+    };
+    FormField pem = field("pem", jobs::FieldKind::inFile);
+    pem.role = jobs::PathRole::key;
     show({key, pem});
     folder.write("public.pem", "-----BEGIN PUBLIC KEY-----\n");
     constexpr QFile::Permissions own = QFile::ReadOwner | QFile::WriteOwner;
@@ -208,9 +211,9 @@ TEST_F(FormViewTest, WarnsOfAKeyThatEveryUserCanRead) {
 TEST_F(FormViewTest, FilesAreChosenOrDroppedAndRowsRemoved) {
     folder.write("a.hex", "a");
     folder.write("b.hex", "b");
-    FormField files = field("files", FieldKind::inFiles, true);
+    FormField files = field("files", jobs::FieldKind::inFiles, true);
     files.besideLabel = QStringLiteral("Address");
-    show({files, field("key", FieldKind::inFile)});
+    show({files, field("key", jobs::FieldKind::inFile)});
     QSignalSpy edited(form.get(), &FormView::edited);
     QSignalSpy left(form.get(), &FormView::left);
     const QString a = folder.path("a.hex");
@@ -253,13 +256,13 @@ TEST_F(FormViewTest, FilesAreChosenOrDroppedAndRowsRemoved) {
 }
 
 TEST_F(FormViewTest, TabGoesInTheOrderOfTheTableAndEveryPartIsNamed) {
-    FormField choice = field("choice", FieldKind::choice);
+    FormField choice = field("choice", jobs::FieldKind::choice);
     choice.choices = {{QStringLiteral("a"), QStringLiteral("A")}, {QStringLiteral("b"), QStringLiteral("B")}};
-    FormField files = field("files", FieldKind::inFiles);
+    FormField files = field("files", jobs::FieldKind::inFiles);
     files.besideLabel = QStringLiteral("Address");
     files.initial = QStringList({QStringLiteral("x"), QString(), QStringLiteral("y"), QString()});
-    show({field("text", FieldKind::text), files, choice, field("box", FieldKind::check),
-          field("made", FieldKind::folder)});
+    show({field("text", jobs::FieldKind::text), files, choice, field("box", jobs::FieldKind::check),
+          field("made", jobs::FieldKind::folder)});
     const QStringList order = {
         QStringLiteral("text"),         QStringLiteral("files"),        QStringLiteral("filesBrowse"),
         QStringLiteral("filesBeside"),  QStringLiteral("filesRemove"),  QStringLiteral("files2"),

@@ -55,16 +55,16 @@ bool isFoundBy(const QString& text, const char* page) {
 /// Saves the job of `form` and opens the file while another page is shown. Returns the job's command line with paths
 /// relative to the current folder.
 QString openSavedJob(DesktopKit& kit, const JobForm& form) {
-    Job job{findJob(QLatin1String(form.job)), {}};
+    jobs::Job job{jobs::findJob(QLatin1String(form.job)), {}};
     for (const auto& [field, value] : form.fields) {
         job.values.insert(QLatin1String(field), {QLatin1String(value)});
     }
     QString line;
     QString fault;
-    EXPECT_TRUE(writeJobFile(QStringLiteral("job.json"), job, fault)) << qUtf8Printable(fault);
+    EXPECT_TRUE(jobs::writeJobFile(QStringLiteral("job.json"), job, fault)) << qUtf8Printable(fault);
     EXPECT_TRUE(kit.show("card")->openFile(QFileInfo(QStringLiteral("job.json")).absoluteFilePath()));
     EXPECT_EQ(kit.settings.lastPage(), QLatin1String(form.page));
-    EXPECT_TRUE(commandLineOfJobFile(QStringLiteral("job.json"), kit.context.toolPath, line, fault));
+    EXPECT_TRUE(jobs::commandLineOfJobFile(QStringLiteral("job.json"), kit.context.toolPath, line, fault));
     const auto* shown = kit.window->page()->findChild<QWidget*>(QStringLiteral("commandLine"));
     EXPECT_TRUE(DesktopKit::waitFor([shown] { return shown->isVisible(); }));
     if (qstrcmp(form.page, "inspect") == 0) {
@@ -317,11 +317,11 @@ TEST_F(JobPageTest, SavesAJobThatOpensAndPrintsAsTheSameLine) {
     EXPECT_EQ(shownLine(third), line);
     EXPECT_FALSE(third.window->page()->openFile(folder.path("key.bin")));
     QString fault;
-    ASSERT_TRUE(writeJobFile(folder.path("strange.json"),
-                             {findJob(QStringLiteral("card")),
-                              {{QStringLiteral("key"), {folder.path(" a\n\"b$c`")}},
-                               {QStringLiteral("firmware-id"), {QStringLiteral(" two  words\t")}}}},
-                             fault));
+    ASSERT_TRUE(jobs::writeJobFile(folder.path("strange.json"),
+                                   {jobs::findJob(QStringLiteral("card")),
+                                    {{QStringLiteral("key"), {folder.path(" a\n\"b$c`")}},
+                                     {QStringLiteral("firmware-id"), {QStringLiteral(" two  words\t")}}}},
+                                   fault));
     ASSERT_TRUE(third.show("card")->openFile(folder.path("strange.json")));
     EXPECT_EQ(
         outsideTool(QStringLiteral(QVORA_PROGRAM), {QStringLiteral("--print-command"), folder.path("strange.json")}),

@@ -271,7 +271,7 @@ TEST(Dialogs, AskBeforeAnAddedSuffixReplacesAFileAndStoreNoFolderOfKeys) {
     });
     user.start(20);
     const QString filter = QStringLiteral("PEM files (*.pem)");
-    EXPECT_EQ(dialogs.saveFile(nullptr, QString(), PathRole::key, filter, QString()), QString());
+    EXPECT_EQ(dialogs.saveFile(nullptr, QString(), jobs::PathRole::key, filter, QString()), QString());
     EXPECT_EQ(questions, 1);
     EXPECT_EQ(noted(), before);
 }

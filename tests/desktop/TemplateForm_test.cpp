@@ -78,15 +78,15 @@ TEST_F(TemplateFormTest, ShowsWhetherTheToolAcceptsAValue) {
         {"Key", "./none.pem", false, "The first line names neither a public nor a private key."},
     };
     for (const auto& row : rows) {
-        const Verdict verdict = checkTemplateValue(form, field(row.field), QString::fromUtf8(row.text));
-        EXPECT_EQ(verdict.kind == Verdict::Kind::good, row.isGood) << row.text.constData();
+        const jobs::Verdict verdict = checkTemplateValue(form, field(row.field), QString::fromUtf8(row.text));
+        EXPECT_EQ(verdict.kind == jobs::Verdict::Kind::good, row.isGood) << row.text.constData();
         EXPECT_EQ(verdict.text.toStdString(), row.says);
     }
 }
 
 TEST_F(TemplateFormTest, ShowsEachParameterByItsKind) {
-    EXPECT_EQ(field("On").kind, FieldKind::check);
-    EXPECT_EQ(field("Same").kind, FieldKind::choice) << "both states are one number";
+    EXPECT_EQ(field("On").kind, jobs::FieldKind::check);
+    EXPECT_EQ(field("Same").kind, jobs::FieldKind::choice) << "both states are one number";
     EXPECT_EQ(field("Twice").lock, QString());
     EXPECT_EQ(std::count_if(
                   form.fields.begin(), form.fields.end(),

@@ -115,7 +115,7 @@ TEST(TemplatePage, RunsTheLineThatItShows) {
     QString printed;
     QString fault;
     ASSERT_TRUE(kit.window->openFile(job));
-    ASSERT_TRUE(commandLineOfJobFile(job, kit.context.toolPath, printed, fault));
+    ASSERT_TRUE(jobs::commandLineOfJobFile(job, kit.context.toolPath, printed, fault));
     EXPECT_EQ(kit.find<QPlainTextEdit>("commandLine")->toPlainText(), printed);
     EXPECT_TRUE(printed.contains(QStringLiteral("b.xml' -l '"))) << printed.toStdString();
     EXPECT_TRUE(status->text().endsWith(QStringLiteral("wrong: More templates"))) << "there are none of these names";

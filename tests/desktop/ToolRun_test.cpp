@@ -152,7 +152,8 @@ TEST(ToolRun, AShellReadsQuotedWordsUnchanged) {
                                QStringLiteral("Ünï 鍵 🔑"),
                                QStringLiteral("'")};
     QProcess shell;
-    shell.start(QStringLiteral("sh"), {QStringLiteral("-c"), QStringLiteral("printf '%s\\0' ") + shellQuoted(words)});
+    shell.start(QStringLiteral("sh"),
+                {QStringLiteral("-c"), QStringLiteral("printf '%s\\0' ") + jobs::shellQuoted(words)});
     ASSERT_TRUE(shell.waitForFinished());
     EXPECT_EQ(QString::fromUtf8(shell.readAllStandardOutput()).toStdString(),
               (words.join(QChar(0)) + QChar(0)).toStdString());

@@ -12,8 +12,8 @@
 
 namespace {
 
-const char* markOf(const Verdict& verdict) {
-    return verdict.kind == Verdict::Kind::fault ? "!" : verdict.kind == Verdict::Kind::missing ? "?" : "";
+const char* markOf(const jobs::Verdict& verdict) {
+    return verdict.kind == jobs::Verdict::Kind::fault ? "!" : verdict.kind == jobs::Verdict::Kind::missing ? "?" : "";
 }
 
 /// Fills a folder with files of every kind and makes it the current one.
@@ -114,18 +114,18 @@ TEST_F(FieldChecks, ReportFaults) {
         {"wireless-sign", "key", "large.pem", "", "!The file is too large for a key of 2048 bits."},
     };
     for (const auto& row : rows) {
-        const JobRow* const job = findJob(QLatin1String(row.job));
+        const jobs::JobRow* const job = jobs::findJob(QLatin1String(row.job));
         ASSERT_NE(job, nullptr) << row.job;
-        JobValues values = {{QLatin1String(row.field), QString::fromUtf8(row.value).split(u'|')}};
+        jobs::JobValues values = {{QLatin1String(row.field), QString::fromUtf8(row.value).split(u'|')}};
         for (const QString& other : QString::fromUtf8(row.others).split(u' ', Qt::SkipEmptyParts)) {
             values.insert(other.section(u'=', 0, 0), {other.section(u'=', 1)});
         }
-        const QList<const FieldRow*> fields = fieldsOf(*job);
-        const auto field = std::find_if(fields.begin(), fields.end(), [&row](const FieldRow* candidate) {
+        const QList<const jobs::FieldRow*> fields = jobs::fieldsOf(*job);
+        const auto field = std::find_if(fields.begin(), fields.end(), [&row](const jobs::FieldRow* candidate) {
             return qstrcmp(candidate->id, row.field) == 0;
         });
         ASSERT_NE(field, fields.end()) << row.field;
-        const Verdict verdict = judgeInJob(*job, **field, values);
+        const jobs::Verdict verdict = jobs::judgeInJob(*job, **field, values);
         const std::string said = markOf(verdict) + verdict.text.toStdString();
         EXPECT_EQ(said.substr(0, *row.says == '\0' ? said.npos : std::string(row.says).size()), row.says)
             << row.field << ' ' << row.value << ' ' << row.others;

@@ -77,7 +77,7 @@ std::map<QByteArray, std::vector<Words>> documentedOptions() {
 
 Words commandWords() {
     Words words;
-    for (const JobRow& job : jobTable()) {
+    for (const jobs::JobRow& job : jobs::jobTable()) {
         for (const QByteArray& word : QByteArray(job.words).split(' ')) {
             if (word.startsWith('-')) {
                 words.insert(word);
@@ -90,11 +90,11 @@ Words commandWords() {
 TEST(JobTable, HasTheOptionsThatTheToolDocuments) {
     const std::map<QByteArray, std::vector<Words>> documented = documentedOptions();
     const Words commands = commandWords();
-    for (const JobRow& job : jobTable()) {
+    for (const jobs::JobRow& job : jobs::jobTable()) {
         const QByteArray command = *job.command == '\0' ? "-ptbi" : job.command;
         ASSERT_TRUE(documented.contains(command)) << command.constData();
         Words own;
-        for (const FieldRow& row : job.rows) {
+        for (const jobs::FieldRow& row : job.rows) {
             own.insert(row.option);
         }
         Words known;
@@ -106,7 +106,7 @@ TEST(JobTable, HasTheOptionsThatTheToolDocuments) {
             });
             EXPECT_TRUE(has) << job.id << " has no " << names.begin()->constData();
         }
-        for (const FieldRow& row : job.rows) {
+        for (const jobs::FieldRow& row : job.rows) {
             EXPECT_TRUE(row.option == nullptr || known.contains(row.option)) << job.id << " has " << row.option;
         }
     }
@@ -114,18 +114,18 @@ TEST(JobTable, HasTheOptionsThatTheToolDocuments) {
 
 // The tool trims its arguments, and a shell looks up a program without a slash on its PATH.
 TEST(CommandLine, KeepsValuesThatTheToolOrTheShellWouldChange) {
-    const JobRow& job = *findJob(QStringLiteral("sign"));
-    const JobValues values = {{QStringLiteral("binary"), {QStringLiteral(" a.bin")}},
-                              {QStringLiteral("key"), {QStringLiteral("-k.pem")}},
-                              {QStringLiteral("version"), {QStringLiteral(" 7 ")}}};
-    EXPECT_EQ(argumentsOf(job, values).join(u'|').toStdString(), "-sign|-bin|./ a.bin|-prvk|./-k.pem|-v|7");
+    const jobs::JobRow& job = *jobs::findJob(QStringLiteral("sign"));
+    const jobs::JobValues values = {{QStringLiteral("binary"), {QStringLiteral(" a.bin")}},
+                                    {QStringLiteral("key"), {QStringLiteral("-k.pem")}},
+                                    {QStringLiteral("version"), {QStringLiteral(" 7 ")}}};
+    EXPECT_EQ(jobs::argumentsOf(job, values).join(u'|').toStdString(), "-sign|-bin|./ a.bin|-prvk|./-k.pem|-v|7");
 
     const TempFolder other;
     const QByteArray path = qgetenv("PATH");
     const QString tool = QStringLiteral(QVORA_TOOL);
     const auto nameOnPath = [&](const QString& folder) {
         qputenv("PATH", folder.toUtf8());
-        const QString word = programWord(tool);
+        const QString word = jobs::programWord(tool);
         qputenv("PATH", path);
         return word;
     };
@@ -140,24 +140,24 @@ TEST(JobTable, FindsTheFilesThatTemplatesName) {
     const TempFolder folder;
     const QByteArray start = "<Root><Obdata><Output><Name>n</Name>";
     const QByteArray end = "<Default> ./d.obk </Default></Output></Obdata></Root>";
-    const JobValues values = {{QStringLiteral("more-templates"),
-                               {folder.write("a.xml", start + end), QString(),
-                                folder.write("b.xml", start + "<Value>out/v.obk</Value>" + end), QString()}}};
+    const jobs::JobValues values = {{QStringLiteral("more-templates"),
+                                     {folder.write("a.xml", start + end), QString(),
+                                      folder.write("b.xml", start + "<Value>out/v.obk</Value>" + end), QString()}}};
     const QStringList expected = {folder.path("./d.obk"), folder.path("out/v.obk")};
-    EXPECT_EQ(outputsOf(*findJob(QStringLiteral("provisioning-file")), values), expected);
+    EXPECT_EQ(jobs::outputsOf(*jobs::findJob(QStringLiteral("provisioning-file")), values), expected);
 }
 
 /// A value for every field. A field with choices has its last choice.
-JobValues filled(const JobRow& job, const QString& folder) {
-    JobValues values;
-    for (const FieldRow* const row : fieldsOf(job)) {
+jobs::JobValues filled(const jobs::JobRow& job, const QString& folder) {
+    jobs::JobValues values;
+    for (const jobs::FieldRow* const row : jobs::fieldsOf(job)) {
         const QString id = QLatin1String(row->id);
         const QString path = folder + u'/' + id;
-        if (row->kind == FieldKind::inFiles) {
+        if (row->kind == jobs::FieldKind::inFiles) {
             const QString beside = *row->besideLabel == '\0' ? QString() : QStringLiteral("2 0x3");
             values[id] = {path + QStringLiteral("/-1"), beside, path + QStringLiteral("2"), QString()};
         } else {
-            values[id] = {isPath(*row)           ? path
+            values[id] = {jobs::isPath(*row)     ? path
                           : row->choices.empty() ? QStringLiteral("a b'\"$x")
                                                  : QString::fromLatin1(row->choices.back().value)};
         }
@@ -169,28 +169,28 @@ TEST(JobFile, KeepsEveryFieldOfEveryJobAndMovesWithItsFolder) {
     const TempFolder folder;
     ASSERT_TRUE(QDir(folder.path("")).mkpath(QStringLiteral("a/b")) &&
                 QDir(folder.path("")).mkpath(QStringLiteral("c/b")));
-    for (const JobRow& job : jobTable()) {
-        const JobValues values = filled(job, folder.path("a"));
+    for (const jobs::JobRow& job : jobs::jobTable()) {
+        const jobs::JobValues values = filled(job, folder.path("a"));
         QString fault;
-        ASSERT_TRUE(writeJobFile(folder.path("a/b/job.json"), {&job, values}, fault)) << qUtf8Printable(fault);
+        ASSERT_TRUE(jobs::writeJobFile(folder.path("a/b/job.json"), {&job, values}, fault)) << qUtf8Printable(fault);
         EXPECT_FALSE(folder.read("a/b/job.json").contains(folder.path("").toUtf8()));
         QFile::remove(folder.path("c/b/job.json"));
         ASSERT_TRUE(QFile::rename(folder.path("a/b/job.json"), folder.path("c/b/job.json")));
-        Job read;
-        ASSERT_TRUE(readJobFile(folder.path("c/b/job.json"), read, fault)) << qUtf8Printable(fault);
+        jobs::Job read;
+        ASSERT_TRUE(jobs::readJobFile(folder.path("c/b/job.json"), read, fault)) << qUtf8Printable(fault);
         EXPECT_EQ(read.row, &job);
-        EXPECT_EQ(argumentsOf(job, read.values), argumentsOf(job, filled(job, folder.path("c")))) << job.id;
+        EXPECT_EQ(jobs::argumentsOf(job, read.values), jobs::argumentsOf(job, filled(job, folder.path("c")))) << job.id;
 
         // A field without a value stays empty.
-        JobValues emptied = initialValues(job);
-        for (const FieldRow& row : job.rows) {
+        jobs::JobValues emptied = jobs::initialValues(job);
+        for (const jobs::FieldRow& row : job.rows) {
             if (row.choices.empty()) {
                 emptied.remove(QLatin1String(row.id));
             }
         }
-        ASSERT_TRUE(writeJobFile(folder.path("empty.json"), {&job, emptied}, fault) &&
-                    readJobFile(folder.path("empty.json"), read, fault));
-        EXPECT_EQ(argumentsOf(job, read.values), argumentsOf(job, emptied)) << job.id;
+        ASSERT_TRUE(jobs::writeJobFile(folder.path("empty.json"), {&job, emptied}, fault) &&
+                    jobs::readJobFile(folder.path("empty.json"), read, fault));
+        EXPECT_EQ(jobs::argumentsOf(job, read.values), jobs::argumentsOf(job, emptied)) << job.id;
     }
 }
 
@@ -198,22 +198,23 @@ TEST(JobFile, KeepsEveryFieldOfEveryJobAndMovesWithItsFolder) {
 // isn't written.
 TEST(JobFile, KeepsHiddenFieldsAndWritesOnlyWhatItReads) {
     const TempFolder folder;
-    const JobRow& card = *findJob(QStringLiteral("card"));
-    JobValues values = initialValues(card);
+    const jobs::JobRow& card = *jobs::findJob(QStringLiteral("card"));
+    jobs::JobValues values = jobs::initialValues(card);
     values[QStringLiteral("action")] = {QStringLiteral("read")};
     values[QStringLiteral("firmware-id")] = {QStringLiteral("-hidden")};
     QString fault;
     QString line;
-    Job read;
+    jobs::Job read;
     const QString path = folder.path("job.json");
-    ASSERT_TRUE(writeJobFile(path, {&card, values}, fault) && readJobFile(path, read, fault)) << qUtf8Printable(fault);
+    ASSERT_TRUE(jobs::writeJobFile(path, {&card, values}, fault) && jobs::readJobFile(path, read, fault))
+        << qUtf8Printable(fault);
     EXPECT_EQ(read.values.value(QStringLiteral("firmware-id")), values.value(QStringLiteral("firmware-id")));
-    EXPECT_TRUE(commandLineOfJobFile(path, QStringLiteral(QVORA_TOOL), line, fault)) << qUtf8Printable(fault);
+    EXPECT_TRUE(jobs::commandLineOfJobFile(path, QStringLiteral(QVORA_TOOL), line, fault)) << qUtf8Printable(fault);
 
     const QByteArray kept = folder.read("job.json");
     for (const QString& text : {QString(8193, u'x'), QString(QChar(0xD800))}) {
         values[QStringLiteral("firmware-id")] = {text};
-        EXPECT_FALSE(writeJobFile(path, {&card, values}, fault));
+        EXPECT_FALSE(jobs::writeJobFile(path, {&card, values}, fault));
         EXPECT_EQ(folder.read("job.json"), kept);
     }
 }
@@ -225,7 +226,8 @@ TEST(JobFile, PrintsNoLineThatTheToolWouldReadDifferently) {
         const QByteArray text = QByteArray(R"({"version": 1, "job": "card", "values": {)") + values + "}}";
         QString line;
         QString fault;
-        EXPECT_FALSE(commandLineOfJobFile(folder.write("job.json", text), QStringLiteral(QVORA_TOOL), line, fault));
+        EXPECT_FALSE(
+            jobs::commandLineOfJobFile(folder.write("job.json", text), QStringLiteral(QVORA_TOOL), line, fault));
         EXPECT_TRUE(line.isEmpty() && fault.contains(QLatin1String("The tool "))) << qUtf8Printable(fault);
     }
 }
@@ -261,9 +263,10 @@ TEST(JobFile, RefusesOtherFilesWithAReason) {
         {QByteArray(1048577, ' '), "too large"},
     };
     for (const auto& row : rows) {
-        Job job;
+        jobs::Job job;
         QString fault;
-        EXPECT_FALSE(readJobFile(folder.write("job.json", row.text), job, fault)) << row.text.left(80).constData();
+        EXPECT_FALSE(jobs::readJobFile(folder.write("job.json", row.text), job, fault))
+            << row.text.left(80).constData();
         EXPECT_TRUE(fault.contains(QString::fromUtf8(row.fault))) << qUtf8Printable(fault);
         EXPECT_EQ(job.row, nullptr);
     }

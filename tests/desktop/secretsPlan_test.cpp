@@ -61,9 +61,9 @@ TEST(SecretsPlan, ReportsWhyAnItemCantBeStored) {
         SecretsDocument document;
         makeItem(document, row.secret, QLatin1String(row.nonce));
         ASSERT_EQ(document.items().size(), 1);
-        const Verdict verdict =
+        const jobs::Verdict verdict =
             openVerdict(document.items().first(), secretSize(document.items().first(), folder.path("")));
-        EXPECT_EQ(verdict.kind == Verdict::Kind::good, *row.says == '\0') << row.secret.pathOrWord.toStdString();
+        EXPECT_EQ(verdict.kind == jobs::Verdict::Kind::good, *row.says == '\0') << row.secret.pathOrWord.toStdString();
         EXPECT_TRUE(verdict.text.contains(QString::fromUtf8(row.says)))
             << row.secret.pathOrWord.toStdString() << ": " << verdict.text.toStdString();
     }

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <optional>
 
+namespace devices {
+
 // The content of a device description. Every text is one line of printable characters. The texts come from a file, so
 // windows display them as plain text.
 
@@ -104,3 +106,5 @@ struct Device {
     DeviceFuses fuses;
     DeviceParameters parameters;
 };
+
+}  // namespace devices

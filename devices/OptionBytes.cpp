@@ -6,6 +6,8 @@
 
 #include <algorithm>
 
+namespace devices {
+
 namespace {
 
 /// For each `WordLineFault::Kind`.
@@ -118,3 +120,5 @@ OptionBytesMatch matchOptionBytes(const OptionBytes& table, const Device& device
     }
     return match;
 }
+
+}  // namespace devices

@@ -7,6 +7,8 @@
 #include <QList>
 #include <QString>
 
+namespace devices {
+
 constexpr qint64 maxOptionBytesSize = qint64{1} << 20;  ///< bytes of a table
 
 /// A word of a table, with its text in the table.
@@ -52,3 +54,5 @@ struct OptionBytesMatch {
 /// Matches words and registers by label. A device uses only the position of a word, so a label at another position than
 /// in the description gets a remark. So do unknown and repeated labels, missing registers and values that don't fit.
 [[nodiscard]] OptionBytesMatch matchOptionBytes(const OptionBytes& table, const Device& device);
+
+}  // namespace devices

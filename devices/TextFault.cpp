@@ -1,5 +1,7 @@
 #include "devices/TextFault.h"
 
+namespace devices {
+
 QString faultLine(const TextFault& fault) {
     return fault.line == 0
                ? fault.text
@@ -10,3 +12,5 @@ TextFault faultAt(QStringView text, qsizetype offset, const QString& message) {
     const QStringView before = text.first(offset);
     return {1 + before.count(u'\n'), offset - before.lastIndexOf(u'\n'), message};
 }
+
+}  // namespace devices

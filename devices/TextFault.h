@@ -2,6 +2,8 @@
 
 #include <QString>
 
+namespace devices {
+
 /// The first fault of a text. The functions of this folder don't print it; the caller knows where to display it.
 struct TextFault {
     qint64 line = 0;    ///< from 1; 0 for a fault of the text as a whole
@@ -16,3 +18,5 @@ struct TextFault {
 
 /// The fault `message` at the character `offset` of `text`.
 [[nodiscard]] TextFault faultAt(QStringView text, qsizetype offset, const QString& message);
+
+}  // namespace devices

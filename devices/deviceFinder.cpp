@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <utility>
 
+namespace devices {
+
 namespace {
 
 constexpr qsizetype mostFiles = 1000;  // of one folder
@@ -64,3 +66,5 @@ DeviceSearch findDevices(const QString& shippedFolder, const QString& userFolder
     addFolder(shippedFolder, false, search);
     return search;
 }
+
+}  // namespace devices

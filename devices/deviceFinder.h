@@ -4,6 +4,8 @@
 
 #include <QStringList>
 
+namespace devices {
+
 struct FoundDevice {
     Device device;
     QString path;
@@ -26,3 +28,5 @@ struct DeviceSearch {
 /// describe a device, the user's description is used. If one folder describes a device twice, the first description is
 /// used. A missing folder or an empty path counts as a folder without descriptions.
 [[nodiscard]] DeviceSearch findDevices(const QString& shippedFolder, const QString& userFolder);
+
+}  // namespace devices

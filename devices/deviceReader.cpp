@@ -12,6 +12,8 @@
 #include <span>
 #include <utility>
 
+namespace devices {
+
 namespace {
 
 constexpr qsizetype mostMemories = 64;
@@ -699,3 +701,5 @@ bool readDeviceFile(const QString& path, Device& device, TextFault& fault) {
     }
     return readDevice(document, device, fault);
 }
+
+}  // namespace devices

@@ -3,6 +3,8 @@
 #include "devices/Device.h"
 #include "devices/TextFault.h"
 
+namespace devices {
+
 /// Limits for a description. Within them, even a malicious description needs only a fraction of a second and a few
 /// megabytes.
 constexpr qint64 maxDescriptionSize = qint64{1} << 20;  ///< bytes
@@ -16,3 +18,5 @@ constexpr std::uint32_t maxFuseWords = 4096;
 
 /// Reads the file at `path` in the same way.
 [[nodiscard]] bool readDeviceFile(const QString& path, Device& device, TextFault& fault);
+
+}  // namespace devices

@@ -4,6 +4,8 @@
 #include <tuple>
 #include <utility>
 
+namespace devices {
+
 namespace {
 
 /// The sort key of an item. Items are sorted by their first word, then by their index.
@@ -105,3 +107,5 @@ qsizetype fuseAt(const DeviceFuses& fuses, std::uint32_t word) {
     }
     return -1;
 }
+
+}  // namespace devices

@@ -2,6 +2,8 @@
 
 #include "devices/Device.h"
 
+namespace devices {
+
 /// A request to fill words of the one-time-programmable memory.
 struct OtpItem {
     QString name;
@@ -54,3 +56,5 @@ struct OtpNeighbours {
 
 /// The index in `DeviceFuses::words` of the entry that contains `word`; -1 for none.
 [[nodiscard]] qsizetype fuseAt(const DeviceFuses& fuses, std::uint32_t word);
+
+}  // namespace devices

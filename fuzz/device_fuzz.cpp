@@ -4,16 +4,16 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const QByteArray document(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));
-    Device device;
-    TextFault fault;
-    const bool done = readDevice(document, device, fault);
+    devices::Device device;
+    devices::TextFault fault;
+    const bool done = devices::readDevice(document, device, fault);
     if (done != fault.text.isEmpty() || done != (device.deviceId != 0)) {
         std::abort();
     }
-    for (const DeviceRegister& reg : device.registers) {
+    for (const devices::DeviceRegister& reg : device.registers) {
         std::uint32_t rebuilt = 0;
         std::uint32_t described = 0;
-        for (const DeviceField& field : reg.fields) {
+        for (const devices::DeviceField& field : reg.fields) {
             rebuilt = field.set(rebuilt, field.valueIn(reg.reset));
             described |= field.mask();
         }

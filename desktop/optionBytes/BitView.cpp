@@ -56,7 +56,7 @@ BitView::BitView(QWidget* parent) : QWidget(parent) {
     setAccessibleName(tr("Bits of the word"));
 }
 
-void BitView::setFields(const QList<DeviceField>& fields) {
+void BitView::setFields(const QList<devices::DeviceField>& fields) {
     fields_ = fields;
     chosen_ = -1;
     pointed_ = -1;
@@ -116,7 +116,7 @@ QRect BitView::columnOf(int bit) const {
     return {1 + left + place / 4 * nibbleGap + place / 8 * byteGap, 0, right - left, heights().bands};
 }
 
-QRect BitView::columnsOf(const DeviceField& field) const {
+QRect BitView::columnsOf(const devices::DeviceField& field) const {
     const int low = static_cast<int>(field.bit);
     const int high = std::min(static_cast<int>(field.bit + field.width), word_.bits) - 1;
     return columnOf(low).united(columnOf(std::max(low, high)));
@@ -148,7 +148,7 @@ QString BitView::descriptionOf(int bit) const {
         return fields_.isEmpty() ? tr("Bit %1 is %2").arg(QString::number(bit), is)
                                  : tr("Bit %1 is %2, of no field").arg(QString::number(bit), is);
     }
-    const DeviceField& field = fields_.at(index);
+    const devices::DeviceField& field = fields_.at(index);
     const QString value = valueText(field, field.valueIn(word_.value));
     return field.width == 1 ? tr("Bit %1, %2: %3").arg(QString::number(bit), field.name, value)
                             : tr("Bit %1 is %2, in %3: %4").arg(QString::number(bit), is, field.name, value);
@@ -163,7 +163,7 @@ void BitView::moveCursor(int bit) {
 
 void BitView::toggle(int bit) {
     const int field = fieldOf(bit);
-    if (field < 0 || fields_.at(field).access != FieldAccess::readOnly) {
+    if (field < 0 || fields_.at(field).access != devices::FieldAccess::readOnly) {
         emit bitToggled(bit);
     }
 }
@@ -171,8 +171,9 @@ void BitView::toggle(int bit) {
 void BitView::mouseMoveEvent(QMouseEvent* event) {
     const int bit = bitAt(event->pos().x());
     const int field = fieldOf(bit);
-    setCursor(bit < 0 || (field >= 0 && fields_.at(field).access == FieldAccess::readOnly) ? Qt::ArrowCursor
-                                                                                           : Qt::PointingHandCursor);
+    setCursor(bit < 0 || (field >= 0 && fields_.at(field).access == devices::FieldAccess::readOnly)
+                  ? Qt::ArrowCursor
+                  : Qt::PointingHandCursor);
     if (bit != hoveredBit_) {
         hoveredBit_ = bit;
         pointed_ = field;
@@ -281,7 +282,7 @@ void BitView::paintBit(QPainter& painter, int bit) const {
     const QRect column = columnOf(bit);
     const QRectF cell(column.left() + 0.5, at.cells + 0.5, column.width() - 1, at.bands - 4 - at.cells);
     const int field = fieldOf(bit);
-    const bool isFixed = field >= 0 && fields_.at(field).access == FieldAccess::readOnly;
+    const bool isFixed = field >= 0 && fields_.at(field).access == devices::FieldAccess::readOnly;
     const bool isOne = isSet(word_.value, bit);
     const bool isEdited = isOne != isSet(word_.saved, bit);
     const QColor changed = Theme::color(ThemeColor::changed);
@@ -316,7 +317,7 @@ void BitView::paintBit(QPainter& painter, int bit) const {
 }
 
 void BitView::paintBand(QPainter& painter, int index) const {
-    const DeviceField& field = fields_.at(index);
+    const devices::DeviceField& field = fields_.at(index);
     if (static_cast<int>(field.bit) >= word_.bits) {
         return;
     }

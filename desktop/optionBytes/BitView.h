@@ -21,7 +21,7 @@ class BitView : public QWidget {
 
     explicit BitView(QWidget* parent = nullptr);
 
-    void setFields(const QList<DeviceField>& fields);
+    void setFields(const QList<devices::DeviceField>& fields);
     void setWord(const Word& word);
     /// Marks the field that the user edits; -1 for none.
     void setChosen(int field);
@@ -51,7 +51,7 @@ class BitView : public QWidget {
     [[nodiscard]] Heights heights() const;
     [[nodiscard]] qreal cellWidth() const;
     [[nodiscard]] QRect columnOf(int bit) const;
-    [[nodiscard]] QRect columnsOf(const DeviceField& field) const;
+    [[nodiscard]] QRect columnsOf(const devices::DeviceField& field) const;
     [[nodiscard]] int bitAt(int x) const;
     [[nodiscard]] int fieldOf(int bit) const;
     [[nodiscard]] QString descriptionOf(int bit) const;
@@ -62,7 +62,7 @@ class BitView : public QWidget {
     void paintBand(QPainter& painter, int field) const;
     void paintInfo(QPainter& painter) const;
 
-    QList<DeviceField> fields_;
+    QList<devices::DeviceField> fields_;
     Word word_;
     int chosen_ = -1;
     int pointed_ = -1;

@@ -32,7 +32,7 @@ bool readBounded(const QString& path, QByteArray& content, QString& fault) {
         fault = OptionByteDocument::tr("It can't be opened: %1.").arg(file.errorString());
         return false;
     }
-    const QByteArray read = file.read(maxOptionBytesSize + 1);
+    const QByteArray read = file.read(devices::maxOptionBytesSize + 1);
     if (file.error() != QFileDevice::NoError) {
         fault = OptionByteDocument::tr("It can't be read: %1.").arg(file.errorString());
         return false;
@@ -104,18 +104,18 @@ QString OptionByteDocument::label(qsizetype word) const {
     return shown(table_.words.at(word).label());
 }
 
-const DeviceRegister* OptionByteDocument::registerOf(qsizetype word) const {
+const devices::DeviceRegister* OptionByteDocument::registerOf(qsizetype word) const {
     const qsizetype place = match_.registers.value(word, -1);
     return place < 0 ? nullptr : &device_.registers.at(place);
 }
 
 int OptionByteDocument::bitCount(qsizetype word) const {
-    const DeviceRegister* reg = registerOf(word);
+    const devices::DeviceRegister* reg = registerOf(word);
     return reg == nullptr || (value(word) & ~reg->mask()) != 0 ? 32 : static_cast<int>(8 * reg->size);
 }
 
 QString OptionByteDocument::remarkText(qsizetype index) const {
-    const OptionBytesRemark& remark = match_.remarks.at(index);
+    const devices::OptionBytesRemark& remark = match_.remarks.at(index);
     return remark.word < 0
                ? remark.text
                : tr("Word %1, %2: %3").arg(QString::number(remark.word + 1), label(remark.word), remark.text);
@@ -126,10 +126,10 @@ bool OptionByteDocument::open(const QString& path, QString& fault) {
     if (!readBounded(path, content, fault)) {
         return false;
     }
-    OptionBytes table;
-    TextFault textFault;
-    if (!readOptionBytes(content, table, textFault)) {
-        fault = faultLine(textFault) + u'.';
+    devices::OptionBytes table;
+    devices::TextFault textFault;
+    if (!devices::readOptionBytes(content, table, textFault)) {
+        fault = devices::faultLine(textFault) + u'.';
         return false;
     }
     take(table, path);
@@ -137,7 +137,7 @@ bool OptionByteDocument::open(const QString& path, QString& fault) {
 }
 
 bool OptionByteDocument::save(const QString& path, QString& fault) {
-    const QByteArray content = writeOptionBytes(table_);
+    const QByteArray content = devices::writeOptionBytes(table_);
     switch (replaceFile(path, content)) {
         case ReplaceResult::cannotOpen:
             fault = tr("The file can't be made there. An existing file is unchanged.");
@@ -165,13 +165,13 @@ bool OptionByteDocument::save(const QString& path, QString& fault) {
     return true;
 }
 
-void OptionByteDocument::startNew(const Device& device) {
+void OptionByteDocument::startNew(const devices::Device& device) {
     device_ = device;
     hasDevice_ = true;
-    take(resetOptionBytes(device), QString());
+    take(devices::resetOptionBytes(device), QString());
 }
 
-void OptionByteDocument::setDevice(const Device& device) {
+void OptionByteDocument::setDevice(const devices::Device& device) {
     device_ = device;
     hasDevice_ = true;
     match();
@@ -179,13 +179,13 @@ void OptionByteDocument::setDevice(const Device& device) {
     emit remarksChanged();
 }
 
-qsizetype OptionByteDocument::knownLabels(const Device& device) const {
+qsizetype OptionByteDocument::knownLabels(const devices::Device& device) const {
     QSet<QByteArray> names;
-    for (const DeviceRegister& reg : device.registers) {
+    for (const devices::DeviceRegister& reg : device.registers) {
         names += reg.name.toUtf8();
     }
     return std::count_if(table_.words.begin(), table_.words.end(),
-                         [&names](const OptionByte& word) { return names.contains(word.label()); });
+                         [&names](const devices::OptionByte& word) { return names.contains(word.label()); });
 }
 
 void OptionByteDocument::setWord(qsizetype word, std::uint32_t value, int part) {
@@ -198,7 +198,7 @@ void OptionByteDocument::setWord(qsizetype word, std::uint32_t value, int part) 
 }
 
 void OptionByteDocument::put(qsizetype word, std::uint32_t value) {
-    const DeviceRegister* reg = registerOf(word);
+    const devices::DeviceRegister* reg = registerOf(word);
     const auto fits = [reg](std::uint32_t v) { return reg == nullptr || (v & ~reg->mask()) == 0; };
     const std::uint32_t before = this->value(word);
     table_.words[word].value = value;
@@ -212,13 +212,13 @@ void OptionByteDocument::put(qsizetype word, std::uint32_t value) {
     }
 }
 
-void OptionByteDocument::take(const OptionBytes& table, const QString& path) {
+void OptionByteDocument::take(const devices::OptionBytes& table, const QString& path) {
     table_ = table;
     path_ = path;
     hasTable_ = true;
     saved_.clear();
     saved_.reserve(table_.words.size());
-    for (const OptionByte& word : std::as_const(table_.words)) {
+    for (const devices::OptionByte& word : std::as_const(table_.words)) {
         saved_ += word.value;
     }
     match();
@@ -232,9 +232,9 @@ void OptionByteDocument::take(const OptionBytes& table, const QString& path) {
 }
 
 void OptionByteDocument::match() {
-    match_ = hasDevice_ ? matchOptionBytes(table_, device_) : OptionBytesMatch();
+    match_ = hasDevice_ ? devices::matchOptionBytes(table_, device_) : devices::OptionBytesMatch();
     wordRemarks_.clear();
-    for (const OptionBytesRemark& remark : std::as_const(match_.remarks)) {
+    for (const devices::OptionBytesRemark& remark : std::as_const(match_.remarks)) {
         if (remark.word >= 0) {
             QString& text = wordRemarks_[remark.word];
             text += (text.isEmpty() ? QString() : QStringLiteral("; ")) + remark.text;

@@ -26,13 +26,13 @@ class OptionByteDocument : public QObject {
     /// The file that was opened or last saved; empty for a new table.
     [[nodiscard]] const QString& path() const { return path_; }
     /// The chosen device; null if none.
-    [[nodiscard]] const Device* device() const { return hasDevice_ ? &device_ : nullptr; }
+    [[nodiscard]] const devices::Device* device() const { return hasDevice_ ? &device_ : nullptr; }
 
     [[nodiscard]] qsizetype wordCount() const { return table_.words.size(); }
     /// The word's label for display: limited in length, without control characters. May be empty.
     [[nodiscard]] QString label(qsizetype word) const;
     /// The word's register in the description of the device; null if none.
-    [[nodiscard]] const DeviceRegister* registerOf(qsizetype word) const;
+    [[nodiscard]] const devices::DeviceRegister* registerOf(qsizetype word) const;
     [[nodiscard]] std::uint32_t value(qsizetype word) const { return table_.words.at(word).value; }
     /// The word's value in the file, or the initial value in a new table.
     [[nodiscard]] std::uint32_t savedValue(qsizetype word) const { return saved_.at(word); }
@@ -40,7 +40,7 @@ class OptionByteDocument : public QObject {
     [[nodiscard]] int bitCount(qsizetype word) const;
     /// What the user should check in this word; empty if nothing.
     [[nodiscard]] QString remark(qsizetype word) const { return wordRemarks_.value(word); }
-    [[nodiscard]] const QList<OptionBytesRemark>& remarks() const { return match_.remarks; }
+    [[nodiscard]] const QList<devices::OptionBytesRemark>& remarks() const { return match_.remarks; }
     [[nodiscard]] QString remarkText(qsizetype index) const;
 
     /// On failure returns false with a sentence in `fault` and leaves the table unchanged. On success discards the
@@ -48,11 +48,11 @@ class OptionByteDocument : public QObject {
     [[nodiscard]] bool open(const QString& path, QString& fault);
     [[nodiscard]] bool save(const QString& path, QString& fault);
     /// Replaces the table by the reset values of a device.
-    void startNew(const Device& device);
+    void startNew(const devices::Device& device);
     /// Matches the table's words with the registers of another device. The words keep their values.
-    void setDevice(const Device& device);
+    void setDevice(const devices::Device& device);
     /// The number of labels in the table that name registers of `device`.
-    [[nodiscard]] qsizetype knownLabels(const Device& device) const;
+    [[nodiscard]] qsizetype knownLabels(const devices::Device& device) const;
     /// Changes a word in an undo step. Changes to the same `part` of a word form one step until `endEdit`.
     void setWord(qsizetype word, std::uint32_t value, int part);
     void endEdit() { ++edit_; }
@@ -68,15 +68,15 @@ class OptionByteDocument : public QObject {
     class SetWord;
 
     void put(qsizetype word, std::uint32_t value);
-    void take(const OptionBytes& table, const QString& path);
+    void take(const devices::OptionBytes& table, const QString& path);
     void match();
 
     QUndoStack undo_;
-    OptionBytes table_;
+    devices::OptionBytes table_;
     QList<std::uint32_t> saved_;
     QString path_;
-    Device device_;
-    OptionBytesMatch match_;
+    devices::Device device_;
+    devices::OptionBytesMatch match_;
     QHash<qsizetype, QString> wordRemarks_;
     bool hasTable_ = false;
     bool hasDevice_ = false;

@@ -52,7 +52,7 @@ class WordModel : public QAbstractListModel {
         if (isEdited(row)) {
             states += OptionByteList::tr("changed");
         }
-        const DeviceRegister* reg = document_.registerOf(row);
+        const devices::DeviceRegister* reg = document_.registerOf(row);
         if (reg != nullptr && document_.value(row) != reg->reset) {
             states += OptionByteList::tr("not as reset");
         }
@@ -101,7 +101,7 @@ class WordDelegate : public QStyledItemDelegate {
                    label.isEmpty() ? OptionByteList::tr("(no label)") : label);
 
         painter->setFont(option.font);
-        const DeviceRegister* reg = document.registerOf(row);
+        const devices::DeviceRegister* reg = document.registerOf(row);
         const QString remark = document.remark(row);
         const QString state = isEdited                                              ? OptionByteList::tr("changed")
                               : reg != nullptr && document.value(row) != reg->reset ? OptionByteList::tr("not as reset")

@@ -169,7 +169,7 @@ QWidget* OptionBytePage::makeDeviceRow() {
 
     connect(devices_, &QComboBox::activated, this, &OptionBytePage::chooseDevice);
     connect(newTable_, &QPushButton::clicked, this, [this] {
-        const Device device = *document_.device();
+        const devices::Device device = *document_.device();
         if (mayLose()) {
             startNew(device);
         }
@@ -323,7 +323,7 @@ bool OptionBytePage::saveTo(const QString& path) {
 void OptionBytePage::searchDevices() {
     // Search on another thread, because the descriptions may be on a slow drive.
     worker_.start([this, number = ++newestSearch_, own = context_.settings.deviceFolder()] {
-        const DeviceSearch search = findDevices(shippedDescriptions(), own);
+        const devices::DeviceSearch search = devices::findDevices(devices::shippedDescriptions(), own);
         QMetaObject::invokeMethod(this, [this, number, search] {
             if (number == newestSearch_) {
                 takeDevices(search);
@@ -332,12 +332,12 @@ void OptionBytePage::searchDevices() {
     });
 }
 
-void OptionBytePage::takeDevices(const DeviceSearch& search) {
+void OptionBytePage::takeDevices(const devices::DeviceSearch& search) {
     search_ = search;
     devices_->clear();
     const QString own = context_.settings.deviceFolder();
     bool isAnyOwn = own.isEmpty() || !search_.remarks.isEmpty();
-    for (const FoundDevice& found : std::as_const(search_.devices)) {
+    for (const devices::FoundDevice& found : std::as_const(search_.devices)) {
         isAnyOwn = isAnyOwn || found.isUsers;
         if (!found.device.registers.isEmpty()) {
             const QString id = QStringLiteral("0x") + QString::number(found.device.deviceId, 16).toUpper();
@@ -352,7 +352,8 @@ void OptionBytePage::takeDevices(const DeviceSearch& search) {
     devices_->setPlaceholderText(devices_->count() == 0 ? tr("No description with option bytes was found")
                                                         : tr("Choose a device"));
     (void)word_->commit();  // a new device replaces the fields and discards a pending entry
-    const Device* chosen = document_.device() == nullptr ? nullptr : search_.find(document_.device()->deviceId);
+    const devices::Device* chosen =
+        document_.device() == nullptr ? nullptr : search_.find(document_.device()->deviceId);
     if (chosen != nullptr) {
         document_.setDevice(*chosen);
     }
@@ -365,9 +366,9 @@ void OptionBytePage::guessDevice() {
     if (!document_.holdsTable() || document_.device() != nullptr) {
         return;
     }
-    const Device* best = nullptr;
+    const devices::Device* best = nullptr;
     qsizetype most = 0;
-    for (const FoundDevice& found : std::as_const(search_.devices)) {
+    for (const devices::FoundDevice& found : std::as_const(search_.devices)) {
         const qsizetype known = document_.knownLabels(found.device);
         if (known > most) {
             most = known;
@@ -380,12 +381,12 @@ void OptionBytePage::guessDevice() {
 }
 
 void OptionBytePage::chooseDevice(int row) {
-    const Device* found = search_.find(devices_->itemData(row).toUInt());
+    const devices::Device* found = search_.find(devices_->itemData(row).toUInt());
     const bool isSame = found == nullptr || (document_.device() != nullptr && document_.holdsTable() &&
                                              document_.device()->deviceId == found->deviceId);
     if (!isSame) {
         // Copy the device: a search may end while the question is open and replace the devices that were found before.
-        const Device device = *found;
+        const devices::Device device = *found;
         if (document_.holdsTable() && !document_.path().isEmpty()) {
             document_.setDevice(device);
         } else if (mayLose()) {
@@ -395,14 +396,14 @@ void OptionBytePage::chooseDevice(int row) {
     showDevice();
 }
 
-void OptionBytePage::startNew(const Device& device) {
+void OptionBytePage::startNew(const devices::Device& device) {
     document_.startNew(device);
     changedBar_->hide();
     watchFile();
 }
 
 void OptionBytePage::showDevice() {
-    const Device* device = document_.device();
+    const devices::Device* device = document_.device();
     devices_->setCurrentIndex(device == nullptr ? -1 : devices_->findData(device->deviceId));
     newTable_->setEnabled(device != nullptr);
 }

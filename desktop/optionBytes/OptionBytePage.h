@@ -39,10 +39,10 @@ class OptionBytePage : public Page {
     [[nodiscard]] QWidget* makeEmpty();
     [[nodiscard]] QWidget* makeEditor();
     void searchDevices();
-    void takeDevices(const DeviceSearch& search);
+    void takeDevices(const devices::DeviceSearch& search);
     void guessDevice();
     void chooseDevice(int row);
-    void startNew(const Device& device);
+    void startNew(const devices::Device& device);
     void showDevice();
     void showTable();
     void showRemarks();
@@ -52,7 +52,7 @@ class OptionBytePage : public Page {
     [[nodiscard]] bool saveTo(const QString& path);
 
     OptionByteDocument document_;
-    DeviceSearch search_;
+    devices::DeviceSearch search_;
     int newestSearch_ = 0;
     QFileSystemWatcher watcher_;
     QTimer settling_;

@@ -20,11 +20,11 @@ namespace {
 /// The data of the list's last entry, which exists only while the field's value has no name.
 constexpr int otherValue = -1;
 
-bool isCheck(const DeviceField& field) {
+bool isCheck(const devices::DeviceField& field) {
     return field.width == 1 && field.values.isEmpty();
 }
 
-bool hasNamelessValues(const DeviceField& field) {
+bool hasNamelessValues(const devices::DeviceField& field) {
     return static_cast<std::uint64_t>(field.values.size()) < std::uint64_t{1} << field.width;
 }
 
@@ -48,7 +48,7 @@ int chipWidth(const QFontMetrics& metrics) {
 
 }  // namespace
 
-OptionFieldEditor::OptionFieldEditor(const DeviceField& field, int index, int nameWidth, QWidget* parent)
+OptionFieldEditor::OptionFieldEditor(const devices::DeviceField& field, int index, int nameWidth, QWidget* parent)
     : QWidget(parent),
       field_(field),
       index_(index),
@@ -87,7 +87,7 @@ OptionFieldEditor::OptionFieldEditor(const DeviceField& field, int index, int na
 
 QWidget* OptionFieldEditor::makeEditor() {
     const QString name = QStringLiteral("field.") + field_.name;
-    if (field_.access == FieldAccess::readOnly) {
+    if (field_.access == devices::FieldAccess::readOnly) {
         fixed_ = new QLabel;
         fixed_->setTextFormat(Qt::PlainText);
         fixed_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
@@ -117,7 +117,7 @@ QWidget* OptionFieldEditor::makeEditor() {
 
 void OptionFieldEditor::makeChoice() {
     choice_ = new QComboBox;
-    for (const NamedValue& named : std::as_const(field_.values)) {
+    for (const devices::NamedValue& named : std::as_const(field_.values)) {
         choice_->addItem(valueText(field_, named.value), static_cast<qlonglong>(named.value));
     }
     choice_->setMinimumContentsLength(static_cast<int>(9 + field_.width / 4));  // room for "Other: 0x12"
@@ -206,13 +206,13 @@ void OptionFieldEditor::showState(std::uint32_t reset, bool keepsHint) {
     if (!field_.description.isEmpty()) {
         meaning += field_.description;
     }
-    const NamedValue* named = namedValue(field_, value_);
+    const devices::NamedValue* named = namedValue(field_, value_);
     if (named != nullptr && !named->description.isEmpty()) {
         meaning += tr("%1: %2").arg(named->name, named->description);
     }
-    if (field_.access == FieldAccess::readOnly) {
+    if (field_.access == devices::FieldAccess::readOnly) {
         meaning += tr("Read-only: the device sets it.");
-    } else if (field_.access == FieldAccess::writeOnce) {
+    } else if (field_.access == devices::FieldAccess::writeOnce) {
         meaning += tr("Write-once: in the device it can't be taken back.");
     }
     meaning_->setText(meaning.join(u'\n'));
@@ -293,10 +293,10 @@ void OptionFieldEditor::setChoiceWidth(int width) {
     }
 }
 
-int OptionFieldEditor::nameWidthOf(const QList<DeviceField>& fields, const QFont& font) {
+int OptionFieldEditor::nameWidthOf(const QList<devices::DeviceField>& fields, const QFont& font) {
     const QFontMetrics metrics(boldOf(font));
     int width = metrics.averageCharWidth() * 18;
-    for (const DeviceField& field : fields) {
+    for (const devices::DeviceField& field : fields) {
         width = std::max(width, metrics.horizontalAdvance(field.name) + 2);
     }
     return std::min(width, metrics.averageCharWidth() * 30);

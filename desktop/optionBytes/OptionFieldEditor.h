@@ -20,7 +20,7 @@ class OptionFieldEditor : public QWidget {
 
   public:
     /// `index` is the field's position among the fields of the word; the picture of the bits shows the same number.
-    OptionFieldEditor(const DeviceField& field, int index, int nameWidth, QWidget* parent = nullptr);
+    OptionFieldEditor(const devices::DeviceField& field, int index, int nameWidth, QWidget* parent = nullptr);
 
     /// Shows the field in these words. Keeps a pending entry while the field's value stays the same.
     void setWords(std::uint32_t value, std::uint32_t saved, std::uint32_t reset);
@@ -40,7 +40,7 @@ class OptionFieldEditor : public QWidget {
     void setChoiceWidth(int width);
 
     /// The width that the names of `fields` need.
-    [[nodiscard]] static int nameWidthOf(const QList<DeviceField>& fields, const QFont& font);
+    [[nodiscard]] static int nameWidthOf(const QList<devices::DeviceField>& fields, const QFont& font);
 
   signals:
     void edited(std::uint32_t value);  ///< the new value of the field
@@ -64,7 +64,7 @@ class OptionFieldEditor : public QWidget {
     [[nodiscard]] QList<QWidget*> editors() const;
     void watch(QWidget* editor, const QString& name);
 
-    DeviceField field_;
+    devices::DeviceField field_;
     int index_;
     std::uint32_t value_ = 0;
     bool isShown_ = false;

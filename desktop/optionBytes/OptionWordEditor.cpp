@@ -34,10 +34,10 @@ QString sentence(const QString& remark) {
 }
 
 /// The read-only bits of a register; the register may be null.
-std::uint32_t fixedBits(const DeviceRegister* reg) {
+std::uint32_t fixedBits(const devices::DeviceRegister* reg) {
     std::uint32_t bits = 0;
-    for (const DeviceField& field : reg == nullptr ? QList<DeviceField>() : reg->fields) {
-        bits |= field.access == FieldAccess::readOnly ? field.mask() : 0;
+    for (const devices::DeviceField& field : reg == nullptr ? QList<devices::DeviceField>() : reg->fields) {
+        bits |= field.access == devices::FieldAccess::readOnly ? field.mask() : 0;
     }
     return bits;
 }
@@ -139,7 +139,7 @@ void OptionWordEditor::setWord(qsizetype word) {
     if (word < 0) {
         return;
     }
-    const DeviceRegister* reg = document_.registerOf(word);
+    const devices::DeviceRegister* reg = document_.registerOf(word);
     name_->setText(document_.label(word).isEmpty() ? tr("(no label)") : document_.label(word));
     QStringList places = {tr("Word %L1 of %L2").arg(word + 1).arg(document_.wordCount())};
     if (reg != nullptr) {
@@ -157,8 +157,8 @@ void OptionWordEditor::setWord(qsizetype word) {
 
 void OptionWordEditor::makeFields() {
     fields_.clear();
-    const DeviceRegister* reg = document_.registerOf(word_);
-    bits_->setFields(reg != nullptr ? reg->fields : QList<DeviceField>());
+    const devices::DeviceRegister* reg = document_.registerOf(word_);
+    bits_->setFields(reg != nullptr ? reg->fields : QList<devices::DeviceField>());
     auto* inside = new QWidget;
     auto* layout = new QVBoxLayout(inside);
     layout->setContentsMargins({});
@@ -173,7 +173,7 @@ void OptionWordEditor::makeFields() {
     } else {
         const int nameWidth = OptionFieldEditor::nameWidthOf(reg->fields, font());
         int choiceWidth = 0;
-        for (const DeviceField& field : reg->fields) {
+        for (const devices::DeviceField& field : reg->fields) {
             const int part = static_cast<int>(fields_.size());
             auto* editor = new OptionFieldEditor(field, part, nameWidth);
             layout->addWidget(editor);
@@ -200,7 +200,7 @@ void OptionWordEditor::makeFields() {
 }
 
 void OptionWordEditor::refresh() {
-    const DeviceRegister* reg = document_.registerOf(word_);
+    const devices::DeviceRegister* reg = document_.registerOf(word_);
     const std::uint32_t value = document_.value(word_);
     const std::uint32_t saved = document_.savedValue(word_);
     BitView::Word shown = {value, saved, {}, document_.bitCount(word_)};

@@ -24,20 +24,20 @@ QString hexText(std::uint32_t value, int bits) {
     return QStringLiteral("0x") + QString::number(value, 16).toUpper().rightJustified((bits + 3) / 4, u'0');
 }
 
-QString bitsText(const DeviceField& field) {
+QString bitsText(const devices::DeviceField& field) {
     return field.width == 1 ? tr("bit %1").arg(field.bit)
                             : tr("bits %1–%2").arg(field.bit + field.width - 1).arg(field.bit);
 }
 
-const NamedValue* namedValue(const DeviceField& field, std::uint32_t value) {
+const devices::NamedValue* namedValue(const devices::DeviceField& field, std::uint32_t value) {
     const auto found = std::find_if(field.values.begin(), field.values.end(),
-                                    [value](const NamedValue& named) { return named.value == value; });
+                                    [value](const devices::NamedValue& named) { return named.value == value; });
     return found == field.values.end() ? nullptr : &*found;
 }
 
-QString valueText(const DeviceField& field, std::uint32_t value) {
+QString valueText(const devices::DeviceField& field, std::uint32_t value) {
     const QString number = field.width == 1 ? QString::number(value) : hexText(value, static_cast<int>(field.width));
-    const NamedValue* named = namedValue(field, value);
+    const devices::NamedValue* named = namedValue(field, value);
     return named == nullptr ? number : tr("%1 (%2)").arg(named->name, number);
 }
 

@@ -10,13 +10,13 @@
 [[nodiscard]] QString hexText(std::uint32_t value, int bits);
 
 /// For example "bit 20" or "bits 10–8".
-[[nodiscard]] QString bitsText(const DeviceField& field);
+[[nodiscard]] QString bitsText(const devices::DeviceField& field);
 
 /// The entry of `value` in the field's named values; null if none.
-[[nodiscard]] const NamedValue* namedValue(const DeviceField& field, std::uint32_t value);
+[[nodiscard]] const devices::NamedValue* namedValue(const devices::DeviceField& field, std::uint32_t value);
 
 /// For example "Flash (0x3)", or the number alone; "0" or "1" for a single bit.
-[[nodiscard]] QString valueText(const DeviceField& field, std::uint32_t value);
+[[nodiscard]] QString valueText(const devices::DeviceField& field, std::uint32_t value);
 
 /// Parses the user's entry of a value of `bits` bits. The entry is hexadecimal if it starts with 0x or if `isHex` is
 /// true; otherwise it is decimal. On failure returns false with a sentence in `reason`.

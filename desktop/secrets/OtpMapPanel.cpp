@@ -12,7 +12,8 @@ namespace {
 /// An entry of the key: the look of a word, followed by its meaning.
 class MapKey : public QWidget {
   public:
-    MapKey(OtpUse use, bool mustBeFilled, const QString& text) : use_(use), mustBeFilled_(mustBeFilled), text_(text) {
+    MapKey(devices::OtpUse use, bool mustBeFilled, const QString& text)
+        : use_(use), mustBeFilled_(mustBeFilled), text_(text) {
         setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     }
 
@@ -30,14 +31,14 @@ class MapKey : public QWidget {
         if (mustBeFilled_) {
             OtpMapView::paintMark(painter, box);
         }
-        painter.setPen(Theme::color(use_ == OtpUse::undescribed ? ThemeColor::line : ThemeColor::quiet));
+        painter.setPen(Theme::color(use_ == devices::OtpUse::undescribed ? ThemeColor::line : ThemeColor::quiet));
         painter.drawRect(box);
         painter.setPen(Theme::color(ThemeColor::quiet));
         painter.drawText(rect().adjusted(side + Theme::rowGap(), 0, 0, 0), Qt::AlignLeft | Qt::AlignVCenter, text_);
     }
 
   private:
-    OtpUse use_;
+    devices::OtpUse use_;
     bool mustBeFilled_;
     QString text_;
 };
@@ -54,11 +55,11 @@ OtpMapPanel::OtpMapPanel(QWidget* parent)
     keys->setSpacing(Theme::labelGap());
     keys->addWidget(title);
     keys->addStretch(1);
-    keys->addWidget(new MapKey(OtpUse::used, false, tr("filled")));
-    keys->addWidget(new MapKey(OtpUse::free, true, tr("to be filled")));
-    keys->addWidget(new MapKey(OtpUse::free, false, tr("free")));
-    keys->addWidget(new MapKey(OtpUse::undescribed, false, tr("not described")));
-    keys->addWidget(new MapKey(OtpUse::collision, false, tr("collision")));
+    keys->addWidget(new MapKey(devices::OtpUse::used, false, tr("filled")));
+    keys->addWidget(new MapKey(devices::OtpUse::free, true, tr("to be filled")));
+    keys->addWidget(new MapKey(devices::OtpUse::free, false, tr("free")));
+    keys->addWidget(new MapKey(devices::OtpUse::undescribed, false, tr("not described")));
+    keys->addWidget(new MapKey(devices::OtpUse::collision, false, tr("collision")));
 
     view_->setObjectName(QStringLiteral("map"));
     view_->setAccessibleName(tr("Map of the OTP words"));

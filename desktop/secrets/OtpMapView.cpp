@@ -51,9 +51,9 @@ OtpMapView::OtpMapView(QWidget* parent) : QWidget(parent) {
     setSizePolicy(policy);
 }
 
-void OtpMapView::setFuses(const DeviceFuses& fuses) {
+void OtpMapView::setFuses(const devices::DeviceFuses& fuses) {
     fuses_ = fuses;
-    map_ = mapOtp(fuses, {});
+    map_ = devices::mapOtp(fuses, {});
     names_.clear();
     cursor_ = std::min<qsizetype>(cursor_, std::max<qsizetype>(0, map_.words.size() - 1));
     updateGeometry();
@@ -61,14 +61,14 @@ void OtpMapView::setFuses(const DeviceFuses& fuses) {
     emit pointedAt(QString());
 }
 
-void OtpMapView::setMap(const OtpMap& map, const QStringList& names) {
+void OtpMapView::setMap(const devices::OtpMap& map, const QStringList& names) {
     map_ = map;
     names_ = names;
     update();
     emit pointedAt(hasFocus() ? descriptionOf(static_cast<std::uint32_t>(cursor_)) : QString());
 }
 
-void OtpMapView::setChosen(const OtpItem& item) {
+void OtpMapView::setChosen(const devices::OtpItem& item) {
     chosen_ = item;
     update();
 }
@@ -78,16 +78,17 @@ QString OtpMapView::summary() const {
         return QString::number(std::count_if(map_.words.begin(), map_.words.end(), condition));
     };
     return tr("%1 words: %2 filled, %3 to be filled, %4 in collision.")
-        .arg(QString::number(map_.words.size()), countOf([](const OtpWord& word) { return word.use == OtpUse::used; }),
-             countOf([this](const OtpWord& word) { return mustBeFilled(word); }),
-             countOf([](const OtpWord& word) { return word.use == OtpUse::collision; }));
+        .arg(QString::number(map_.words.size()),
+             countOf([](const devices::OtpWord& word) { return word.use == devices::OtpUse::used; }),
+             countOf([this](const devices::OtpWord& word) { return mustBeFilled(word); }),
+             countOf([](const devices::OtpWord& word) { return word.use == devices::OtpUse::collision; }));
 }
 
 QString OtpMapView::descriptionOf(std::uint32_t word) const {
     if (word >= map_.words.size()) {
         return {};
     }
-    const OtpWord& at = map_.words.at(word);
+    const devices::OtpWord& at = map_.words.at(word);
     const QString purpose = at.fuse < 0 ? tr("Word %1, not described").arg(word)
                                         : tr("Word %1, %2").arg(QString::number(word), fuses_.words.at(at.fuse).name);
     const QString description = at.fuse < 0 || fuses_.words.at(at.fuse).description.isEmpty()
@@ -96,9 +97,9 @@ QString OtpMapView::descriptionOf(std::uint32_t word) const {
     const QString leftOut =
         at.fuse >= 0 && !fuses_.words.at(at.fuse).mayBeLeftOut ? tr("must be filled, and is free") : tr("free");
     switch (at.use) {
-        case OtpUse::collision: {
+        case devices::OtpUse::collision: {
             QStringList wanting;
-            for (const OtpCollision& collision : map_.collisions) {
+            for (const devices::OtpCollision& collision : map_.collisions) {
                 if (word >= collision.word && word - collision.word < collision.count) {
                     for (const qsizetype item : {collision.first, collision.second}) {
                         if (const QString name = tr("“%1”").arg(names_.value(item)); !wanting.contains(name)) {
@@ -109,11 +110,11 @@ QString OtpMapView::descriptionOf(std::uint32_t word) const {
             }
             return tr("%1: collision of %2.").arg(purpose, wanting.join(tr(" and ")));
         }
-        case OtpUse::used:
+        case devices::OtpUse::used:
             return tr("%1: filled by “%2”.").arg(purpose, names_.value(at.item)) + description;
-        case OtpUse::free:
+        case devices::OtpUse::free:
             return tr("%1: %2.").arg(purpose, leftOut) + description;
-        case OtpUse::undescribed:
+        case devices::OtpUse::undescribed:
             break;
     }
     return tr("%1: free.").arg(purpose);
@@ -161,23 +162,23 @@ qsizetype OtpMapView::wordAt(const QPoint& place) const {
     return word < map_.words.size() ? word : -1;
 }
 
-bool OtpMapView::mustBeFilled(const OtpWord& word) const {
-    return word.use == OtpUse::free && !fuses_.words.at(word.fuse).mayBeLeftOut;
+bool OtpMapView::mustBeFilled(const devices::OtpWord& word) const {
+    return word.use == devices::OtpUse::free && !fuses_.words.at(word.fuse).mayBeLeftOut;
 }
 
-void OtpMapView::paintWord(QPainter& painter, const QRect& cell, OtpUse use) {
+void OtpMapView::paintWord(QPainter& painter, const QRect& cell, devices::OtpUse use) {
     switch (use) {
-        case OtpUse::collision:
+        case devices::OtpUse::collision:
             painter.fillRect(cell, Theme::color(ThemeColor::mapFault));
             painter.fillRect(cell, QBrush(Theme::color(ThemeColor::fault), Qt::BDiagPattern));
             break;
-        case OtpUse::used:
+        case devices::OtpUse::used:
             painter.fillRect(cell, Theme::color(ThemeColor::mapUsed));
             break;
-        case OtpUse::free:
+        case devices::OtpUse::free:
             painter.fillRect(cell, Theme::color(ThemeColor::mapBlock));
             break;
-        case OtpUse::undescribed:
+        case devices::OtpUse::undescribed:
             break;
     }
 }
@@ -220,7 +221,7 @@ void OtpMapView::paintNames(QPainter& painter, const Grid& cells, qsizetype begi
         }
         painter.setPen(Theme::color(ThemeColor::quiet));
         painter.drawRect(run);
-        const FuseWords& described = fuses_.words.at(fuse);
+        const devices::FuseWords& described = fuses_.words.at(fuse);
         const int room = run.width() - Theme::rowGap();
         if (static_cast<std::uint32_t>(first) == described.index && room >= metrics.averageCharWidth() * 5) {
             painter.setPen(palette().color(QPalette::WindowText));

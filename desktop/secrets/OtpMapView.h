@@ -16,11 +16,11 @@ class OtpMapView : public QWidget {
   public:
     explicit OtpMapView(QWidget* parent = nullptr);
 
-    void setFuses(const DeviceFuses& fuses);
+    void setFuses(const devices::DeviceFuses& fuses);
     /// Shows the use of the words; `names` are the names of the items.
-    void setMap(const OtpMap& map, const QStringList& names);
+    void setMap(const devices::OtpMap& map, const QStringList& names);
     /// Outlines the words of `item`; an item without words outlines none.
-    void setChosen(const OtpItem& item);
+    void setChosen(const devices::OtpItem& item);
 
     /// The number of words of each use.
     [[nodiscard]] QString summary() const;
@@ -28,7 +28,7 @@ class OtpMapView : public QWidget {
     [[nodiscard]] QString descriptionOf(std::uint32_t word) const;
 
     /// Paints the inside of a word. `paintMark` paints the corner mark of words that must be filled.
-    static void paintWord(QPainter& painter, const QRect& cell, OtpUse use);
+    static void paintWord(QPainter& painter, const QRect& cell, devices::OtpUse use);
     static void paintMark(QPainter& painter, const QRect& cell);
 
     [[nodiscard]] QSize sizeHint() const override;
@@ -57,16 +57,16 @@ class OtpMapView : public QWidget {
 
     [[nodiscard]] Grid grid(int width, int height) const;
     [[nodiscard]] Grid grid() const;
-    [[nodiscard]] bool mustBeFilled(const OtpWord& word) const;
+    [[nodiscard]] bool mustBeFilled(const devices::OtpWord& word) const;
     [[nodiscard]] qsizetype wordAt(const QPoint& place) const;
     void paintCells(QPainter& painter, const Grid& cells, qsizetype begin, qsizetype end) const;
     void paintNames(QPainter& painter, const Grid& cells, qsizetype begin, qsizetype end) const;
     void point(qsizetype word);
     void choose(qsizetype word, bool addsFree);
 
-    DeviceFuses fuses_;
-    OtpMap map_;
+    devices::DeviceFuses fuses_;
+    devices::OtpMap map_;
     QStringList names_;
-    OtpItem chosen_;
+    devices::OtpItem chosen_;
     qsizetype cursor_ = 0;
 };

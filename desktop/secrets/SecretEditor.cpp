@@ -309,17 +309,17 @@ void SecretEditor::change(const QList<SecretChange>& changes, const QString& und
     }
 }
 
-void SecretEditor::setFuses(const DeviceFuses& fuses) {
+void SecretEditor::setFuses(const devices::DeviceFuses& fuses) {
     fuses_ = fuses;
     fuse_->clear();
     fuse_->addItem(tr("Other words"));
-    for (const FuseWords& words : fuses_.words) {
+    for (const devices::FuseWords& words : fuses_.words) {
         fuse_->addItem(tr("%1  %2").arg(wordRange(words.index, words.end()), words.name));
         fuse_->setItemData(fuse_->count() - 1, plainTip(words.description), Qt::ToolTipRole);
     }
     for (std::size_t i = 0; i < protection_.size(); ++i) {
         QString tip;
-        for (const DeviceField& field : std::as_const(fuses_.protection)) {
+        for (const devices::DeviceField& field : std::as_const(fuses_.protection)) {
             if (field.name == QLatin1String(protectionRows[i].name)) {
                 tip = field.description;
             }
@@ -328,11 +328,11 @@ void SecretEditor::setFuses(const DeviceFuses& fuses) {
     }
 }
 
-QList<SecretChange> SecretEditor::changesFor(const SecretItem& item, const FuseWords& fuse) const {
+QList<SecretChange> SecretEditor::changesFor(const SecretItem& item, const devices::FuseWords& fuse) const {
     QList<SecretChange> changes = {{{"Offset"}, secretNumber(fuse.index)}};
-    const bool hasOtherName =
-        item.Name.isEmpty() || std::any_of(fuses_.words.begin(), fuses_.words.end(),
-                                           [&item](const FuseWords& other) { return other.name == item.Name; });
+    const bool hasOtherName = item.Name.isEmpty() ||
+                              std::any_of(fuses_.words.begin(), fuses_.words.end(),
+                                          [&item](const devices::FuseWords& other) { return other.name == item.Name; });
     if (hasOtherName) {
         changes += {{"Name"}, fuse.name};
     }
@@ -412,7 +412,7 @@ void SecretEditor::showItem(qsizetype row, const SecretSize& size, const jobs::V
 }
 
 void SecretEditor::showFuse(const SecretItem& item) {
-    const qsizetype fuse = row_ < 0 ? -1 : fuseAt(fuses_, item.Offset);
+    const qsizetype fuse = row_ < 0 ? -1 : devices::fuseAt(fuses_, item.Offset);
     const bool isItsFirst = fuse >= 0 && fuses_.words.at(fuse).index == item.Offset;
     fuse_->setCurrentIndex(isItsFirst ? static_cast<int>(fuse) + 1 : 0);
 }
@@ -425,9 +425,9 @@ void SecretEditor::showProtection(const SecretItem& item) {
         const ProtectionField& field = item.*protectionRows[i].field;
         QMap<std::uint16_t, QString> values = field.PossibleValues;
         if (values.isEmpty()) {
-            for (const DeviceField& described : std::as_const(fuses_.protection)) {
+            for (const devices::DeviceField& described : std::as_const(fuses_.protection)) {
                 if (described.name == QLatin1String(protectionRows[i].name)) {
-                    for (const NamedValue& named : described.values) {
+                    for (const devices::NamedValue& named : described.values) {
                         values.insert(static_cast<std::uint16_t>(named.value), named.name);
                     }
                 }

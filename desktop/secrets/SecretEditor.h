@@ -25,11 +25,11 @@ class SecretEditor : public QWidget {
   public:
     SecretEditor(SecretsDocument& document, Dialogs& dialogs, QWidget* parent = nullptr);
 
-    void setFuses(const DeviceFuses& fuses);
+    void setFuses(const devices::DeviceFuses& fuses);
     /// Shows the item `row`, or none for -1. `place` is the verdict on its words.
     void showItem(qsizetype row, const SecretSize& size, const jobs::Verdict& place);
     /// The changes that assign `item` to the words `fuse` of the description.
-    [[nodiscard]] QList<SecretChange> changesFor(const SecretItem& item, const FuseWords& fuse) const;
+    [[nodiscard]] QList<SecretChange> changesFor(const SecretItem& item, const devices::FuseWords& fuse) const;
 
     /// Puts the focus into the field with the item's data.
     void focusData();
@@ -67,7 +67,7 @@ class SecretEditor : public QWidget {
 
     SecretsDocument& document_;
     Dialogs& dialogs_;
-    DeviceFuses fuses_;
+    devices::DeviceFuses fuses_;
     qsizetype row_ = -1;
     bool isShowing_ = false;
 

@@ -29,13 +29,13 @@ constexpr const char* emptyDocument = "{\n    \"Title\": \"Secrets\",\n    \"Fil
 constexpr const char* firstGap = "\n        ";
 
 /// The position of each protection field; a field that the device lacks has width 0.
-QList<DeviceField> protectionPlaces(const DeviceFuses& fuses) {
-    QList<DeviceField> places;
+QList<devices::DeviceField> protectionPlaces(const devices::DeviceFuses& fuses) {
+    QList<devices::DeviceField> places;
     for (const ProtectionRow& row : protectionRows) {
         const QString name = QLatin1String(row.name);
         const auto found = std::find_if(fuses.protection.begin(), fuses.protection.end(),
-                                        [&name](const DeviceField& field) { return field.name == name; });
-        DeviceField place;
+                                        [&name](const devices::DeviceField& field) { return field.name == name; });
+        devices::DeviceField place;
         place.name = name;
         place.bit = row.bit;
         place.width = fuses.protection.isEmpty() ? row.width : 0;
@@ -46,7 +46,7 @@ QList<DeviceField> protectionPlaces(const DeviceFuses& fuses) {
 
 /// The values of the fields in the word `protection`. The lowest field's value also contains the bits that belong to no
 /// field. It is then too wide for its field and reaches the bits above, so the word keeps them.
-QList<std::uint32_t> protectionValues(const QList<DeviceField>& places, std::uint32_t protection) {
+QList<std::uint32_t> protectionValues(const QList<devices::DeviceField>& places, std::uint32_t protection) {
     std::uint32_t described = 0;
     qsizetype lowest = -1;
     for (qsizetype i = 0; i < places.size(); ++i) {
@@ -57,7 +57,7 @@ QList<std::uint32_t> protectionValues(const QList<DeviceField>& places, std::uin
     }
     QList<std::uint32_t> values;
     for (qsizetype i = 0; i < places.size(); ++i) {
-        const DeviceField& place = places.at(i);
+        const devices::DeviceField& place = places.at(i);
         const std::uint32_t value = place.width > 0 ? place.valueIn(protection) : 0;
         values += value | (i == lowest ? (protection & ~described) >> place.bit : 0);
     }
@@ -68,9 +68,9 @@ QByteArray member(const char* key, const QString& value) {
     return '"' + QByteArray(key) + "\": " + jsonString(value);
 }
 
-QByteArray protectionFieldText(const DeviceField& place, std::uint32_t value) {
+QByteArray protectionFieldText(const devices::DeviceField& place, std::uint32_t value) {
     QByteArrayList possible;
-    for (const NamedValue& named : place.values) {
+    for (const devices::NamedValue& named : place.values) {
         possible += jsonString(secretNumber(named.value)) + ": " + jsonString(named.name);
     }
     const QByteArray values = possible.isEmpty() ? QByteArray("{}") : "{ " + possible.join(", ") + " }";
@@ -206,7 +206,7 @@ QString secretNumber(std::uint32_t number) {
     return QStringLiteral("0x") + QString::number(number, 16).toUpper();
 }
 
-QByteArray secretItemText(const DeviceFuses& fuses, const NewSecret& secret) {
+QByteArray secretItemText(const devices::DeviceFuses& fuses, const NewSecret& secret) {
     const QByteArray line = "\n            ";
     QByteArrayList members = {
         member("Name", secret.name),
@@ -219,7 +219,7 @@ QByteArray secretItemText(const DeviceFuses& fuses, const NewSecret& secret) {
     if (secret.expectedSize >= 0) {
         members += member("expectedSize", QString::number(secret.expectedSize));
     }
-    const QList<DeviceField> places = protectionPlaces(fuses);
+    const QList<devices::DeviceField> places = protectionPlaces(fuses);
     const QList<std::uint32_t> values = protectionValues(places, secret.protection);
     QByteArrayList fields;
     for (qsizetype i = 0; i < places.size(); ++i) {

@@ -29,7 +29,7 @@ struct SecretChange {
 
 /// The text of a new item. Its protection has the fields that `fuses` describes. If `fuses` describes none, it has the
 /// fields of the example documents.
-[[nodiscard]] QByteArray secretItemText(const DeviceFuses& fuses, const NewSecret& secret);
+[[nodiscard]] QByteArray secretItemText(const devices::DeviceFuses& fuses, const NewSecret& secret);
 
 /// A field of the protection word with its name in documents.
 struct ProtectionRow {

@@ -222,7 +222,7 @@ bool SecretsPage::event(QEvent* event) {
 void SecretsPage::searchDevices() {
     deviceFolder_ = context_.settings.deviceFolder();
     worker_.start([this, folder = deviceFolder_] {
-        const DeviceSearch search = findDevices(shippedDescriptions(), folder);
+        const devices::DeviceSearch search = devices::findDevices(devices::shippedDescriptions(), folder);
         QMetaObject::invokeMethod(this, [this, search, folder] {
             if (folder == deviceFolder_) {  // otherwise a newer search is running or has finished
                 takeDevices(search);
@@ -231,21 +231,22 @@ void SecretsPage::searchDevices() {
     });
 }
 
-void SecretsPage::takeDevices(const DeviceSearch& search) {
+void SecretsPage::takeDevices(const devices::DeviceSearch& search) {
     devices_.clear();
-    for (const FoundDevice& found : search.devices) {
+    for (const devices::FoundDevice& found : search.devices) {
         if (found.device.fuses.wordCount > 0) {
             devices_ += found.device;
         }
     }
     for (const std::uint32_t id : {0x500U, 0x501U, recordsDevice}) {
-        if (std::none_of(devices_.begin(), devices_.end(), [id](const Device& one) { return one.deviceId == id; })) {
+        if (std::none_of(devices_.begin(), devices_.end(),
+                         [id](const devices::Device& one) { return one.deviceId == id; })) {
             devices_ += plainDevice(id);
         }
     }
     const std::uint32_t last = context_.settings.state(QLatin1String(deviceState)).toUInt();
     deviceBox_->clear();
-    for (const Device& one : std::as_const(devices_)) {
+    for (const devices::Device& one : std::as_const(devices_)) {
         const QString id = secretNumber(one.deviceId);
         deviceBox_->addItem(one.name.isEmpty() ? tr("%1  without a description").arg(id)
                                                : tr("%1  %2").arg(id, one.name));
@@ -257,7 +258,7 @@ void SecretsPage::takeDevices(const DeviceSearch& search) {
     showDevice();
 }
 
-const Device& SecretsPage::device() const {
+const devices::Device& SecretsPage::device() const {
     return devices_.at(std::max(0, deviceBox_->currentIndex()));
 }
 
@@ -280,15 +281,15 @@ void SecretsPage::choose(qsizetype row) {
 
 void SecretsPage::refresh() {
     const QList<SecretItem>& items = document_.items();
-    const DeviceFuses& fuses = device().fuses;
+    const devices::DeviceFuses& fuses = device().fuses;
     plan_ = planSecrets(device(), items, document_.folder());
     showTable();
     QStringList names;
-    for (const OtpItem& place : plan_.places) {
+    for (const devices::OtpItem& place : plan_.places) {
         names += place.name;
     }
     map_->setMap(plan_.map, names);
-    map_->setChosen(row_ < 0 ? OtpItem() : plan_.places.at(row_));
+    map_->setChosen(row_ < 0 ? devices::OtpItem() : plan_.places.at(row_));
     if (row_ < 0) {
         editor_->showItem(-1, {}, {});
     } else {
@@ -307,7 +308,7 @@ void SecretsPage::showTable() {
     QList<SecretRow> rows;
     for (qsizetype i = 0; i < plan_.places.size(); ++i) {
         const SecretItem& item = document_.items().at(i);
-        const OtpItem& place = plan_.places.at(i);
+        const devices::OtpItem& place = plan_.places.at(i);
         const jobs::Verdict& open = plan_.open.at(i);
         SecretRow row;
         row.name = place.name;
@@ -380,7 +381,7 @@ bool SecretsPage::saveAs() {
     return !path.isEmpty() && writeTo(path);
 }
 
-void SecretsPage::insertNew(const FuseWords& words, bool isNamed) {
+void SecretsPage::insertNew(const devices::FuseWords& words, bool isNamed) {
     if (const QString fault = document_.fullFault(); !fault.isEmpty()) {
         context_.dialogs.showFault(this, fault);
         return;
@@ -398,34 +399,34 @@ void SecretsPage::insertNew(const FuseWords& words, bool isNamed) {
 
 /// Adds an item for the first missing words, otherwise for the first free words.
 void SecretsPage::add() {
-    const QList<FuseWords>& fuses = device().fuses.words;
+    const QList<devices::FuseWords>& fuses = device().fuses.words;
     if (!plan_.map.missing.isEmpty()) {
         insertNew(fuses.at(plan_.map.missing.constFirst()), true);
         return;
     }
-    const auto isFree = [this](const FuseWords& words) {
+    const auto isFree = [this](const devices::FuseWords& words) {
         return std::all_of(plan_.map.words.begin() + words.index, plan_.map.words.begin() + words.end(),
-                           [](const OtpWord& word) { return word.item < 0; });
+                           [](const devices::OtpWord& word) { return word.item < 0; });
     };
     const auto found = std::find_if(fuses.begin(), fuses.end(), isFree);
     if (found != fuses.end()) {
         insertNew(*found, true);
     } else {
-        const auto word =
-            std::find_if(plan_.map.words.begin(), plan_.map.words.end(), [](const OtpWord& w) { return w.item < 0; });
-        FuseWords free;
+        const auto word = std::find_if(plan_.map.words.begin(), plan_.map.words.end(),
+                                       [](const devices::OtpWord& w) { return w.item < 0; });
+        devices::FuseWords free;
         free.index = word == plan_.map.words.end() ? 0 : static_cast<std::uint32_t>(word - plan_.map.words.begin());
         insertNew(free, false);
     }
 }
 
 void SecretsPage::addFor(std::uint32_t word) {
-    const qsizetype fuse = fuseAt(device().fuses, word);
+    const qsizetype fuse = devices::fuseAt(device().fuses, word);
     if (fuse >= 0) {
         insertNew(device().fuses.words.at(fuse), true);
         return;
     }
-    FuseWords free;
+    devices::FuseWords free;
     free.index = word;
     insertNew(free, false);
 }

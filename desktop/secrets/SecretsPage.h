@@ -50,8 +50,8 @@ class SecretsPage : public Page {
     void connectDocument();
 
     void searchDevices();
-    void takeDevices(const DeviceSearch& search);
-    [[nodiscard]] const Device& device() const;
+    void takeDevices(const devices::DeviceSearch& search);
+    [[nodiscard]] const devices::Device& device() const;
     void showDevice();
     void choose(qsizetype row);
     void refresh();
@@ -59,7 +59,7 @@ class SecretsPage : public Page {
 
     void add();
     void addFor(std::uint32_t word);
-    void insertNew(const FuseWords& words, bool isNamed);
+    void insertNew(const devices::FuseWords& words, bool isNamed);
     void duplicate();
     void move(qsizetype steps);
     void readImage();
@@ -69,7 +69,7 @@ class SecretsPage : public Page {
 
     SecretsDocument document_;
     SecretsPlan plan_;
-    QList<Device> devices_;
+    QList<devices::Device> devices_;
     QString deviceFolder_;  ///< the user's folder in which the last search looked for devices
     qsizetype row_ = -1;
     bool isBusy_ = false;

@@ -140,8 +140,8 @@ QString wordsText(const QByteArray& data) {
     return QStringLiteral("0x") + QString::fromLatin1(numbers.toHex().toUpper());
 }
 
-QByteArray itemOf(const Device& device, const SecretSegment& segment) {
-    const qsizetype fuse = fuseAt(device.fuses, segment.offset);
+QByteArray itemOf(const devices::Device& device, const SecretSegment& segment) {
+    const qsizetype fuse = devices::fuseAt(device.fuses, segment.offset);
     NewSecret secret;
     secret.name = text("Word %1").arg(segment.offset);
     if (fuse >= 0 && device.fuses.words.at(fuse).index == segment.offset) {
@@ -206,13 +206,14 @@ jobs::Verdict openVerdict(const SecretItem& item, const SecretSize& size) {
     return {};
 }
 
-QList<OtpItem> otpItems(const DeviceFuses& fuses, const QList<SecretItem>& items, const QList<SecretSize>& sizes) {
-    QList<OtpItem> places;
+QList<devices::OtpItem> otpItems(const devices::DeviceFuses& fuses, const QList<SecretItem>& items,
+                                 const QList<SecretSize>& sizes) {
+    QList<devices::OtpItem> places;
     for (qsizetype i = 0; i < items.size(); ++i) {
         const SecretItem& item = items.at(i);
         std::uint32_t count = sizes.at(i).words();
         if (count == 0 && !sizes.at(i).isKnown) {
-            const qsizetype fuse = fuseAt(fuses, item.Offset);
+            const qsizetype fuse = devices::fuseAt(fuses, item.Offset);
             count = fuse < 0 ? 1 : fuses.words.at(fuse).end() - item.Offset;
         }
         places += {item.Name, item.Offset, count};
@@ -297,7 +298,7 @@ SecretsMade makeSecretsImage(std::uint32_t deviceId, const QList<SecretItem>& it
     return made;
 }
 
-bool readSecretsImage(const Device& device, const QString& path, QByteArrayList& items, QString& fault,
+bool readSecretsImage(const devices::Device& device, const QString& path, QByteArrayList& items, QString& fault,
                       QString& remark) {
     if (!makesSecretsFor(device.deviceId)) {
         fault = text("Images can be read for the devices 0x500, 0x501 and 0x505.");

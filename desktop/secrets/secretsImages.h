@@ -40,8 +40,8 @@ struct SecretSize {
 [[nodiscard]] jobs::Verdict openVerdict(const SecretItem& item, const SecretSize& size);
 
 /// The words that the items fill. An item of unknown size fills the words that `fuses` describes from its index on.
-[[nodiscard]] QList<OtpItem> otpItems(const DeviceFuses& fuses, const QList<SecretItem>& items,
-                                      const QList<SecretSize>& sizes);
+[[nodiscard]] QList<devices::OtpItem> otpItems(const devices::DeviceFuses& fuses, const QList<SecretItem>& items,
+                                               const QList<SecretSize>& sizes);
 
 /// The first bytes of an item's data in the order of its source, at most `most`, for display. The caller wipes them.
 [[nodiscard]] QByteArray secretPreview(const SecretItem& item, const QString& folder, qsizetype most);
@@ -74,5 +74,5 @@ struct SecretsMade {
 
 /// Reads an image of `device` and returns its records as texts of items. On failure returns false with `fault`.
 /// `remark` names the words of the image that the items leave out; empty if none.
-[[nodiscard]] bool readSecretsImage(const Device& device, const QString& path, QByteArrayList& items, QString& fault,
-                                    QString& remark);
+[[nodiscard]] bool readSecretsImage(const devices::Device& device, const QString& path, QByteArrayList& items,
+                                    QString& fault, QString& remark);

@@ -35,10 +35,11 @@ bool mayBegin(std::uint32_t deviceId, std::uint32_t index) {
            });
 }
 
-QStringList placeFaults(const Device& device, const QList<OtpItem>& places, const OtpMap& map) {
+QStringList placeFaults(const devices::Device& device, const QList<devices::OtpItem>& places,
+                        const devices::OtpMap& map) {
     QStringList faults;
     faults.resize(places.size());
-    for (const OtpCollision& at : map.collisions) {
+    for (const devices::OtpCollision& at : map.collisions) {
         const QString sentence =
             at.count == 1 ? text("Collides with “%1” in word %2.") : text("Collides with “%1” in words %2.");
         const QString words = wordRange(at.word, std::uint64_t{at.word} + at.count);
@@ -64,23 +65,23 @@ QStringList placeFaults(const Device& device, const QList<OtpItem>& places, cons
 
 }  // namespace
 
-SecretsPlan planSecrets(const Device& device, const QList<SecretItem>& items, const QString& folder) {
+SecretsPlan planSecrets(const devices::Device& device, const QList<SecretItem>& items, const QString& folder) {
     SecretsPlan plan;
     for (const SecretItem& item : items) {
         plan.sizes += secretSize(item, folder);
         plan.open += openVerdict(item, plan.sizes.constLast());
     }
     plan.places = otpItems(device.fuses, items, plan.sizes);
-    for (OtpItem& place : plan.places) {
+    for (devices::OtpItem& place : plan.places) {
         place.name = shownLine(place.name);
     }
-    plan.map = mapOtp(device.fuses, plan.places);
+    plan.map = devices::mapOtp(device.fuses, plan.places);
     plan.faults = placeFaults(device, plan.places, plan.map);
     return plan;
 }
 
-Device plainDevice(std::uint32_t deviceId) {
-    Device device;
+devices::Device plainDevice(std::uint32_t deviceId) {
+    devices::Device device;
     device.deviceId = deviceId;
     device.fuses.wordCount = highestOtpWord(deviceId) + 1;
     for (const OtpRange& range : secretIndexes(deviceId)) {
@@ -110,13 +111,13 @@ jobs::Verdict placeVerdict(const SecretsPlan& plan, qsizetype item) {
     if (!plan.faults.at(item).isEmpty()) {
         return {jobs::Verdict::Kind::fault, plan.faults.at(item)};
     }
-    const OtpItem& place = plan.places.at(item);
+    const devices::OtpItem& place = plan.places.at(item);
     const QString words =
         place.count == 0 ? text("Fills no word") : text("Fills %1").arg(wordRange(place.first, place.end()));
     if (plan.map.undescribed.contains(item)) {
         return {jobs::Verdict::Kind::missing, text("%1, partly not described.").arg(words)};
     }
-    const OtpNeighbours nearest = otpNeighbours(plan.places, item);
+    const devices::OtpNeighbours nearest = devices::otpNeighbours(plan.places, item);
     return {jobs::Verdict::Kind::good,
             nearest.after < 0
                 ? text("%1.").arg(words)
@@ -125,7 +126,7 @@ jobs::Verdict placeVerdict(const SecretsPlan& plan, qsizetype item) {
 
 QString collisionsText(const SecretsPlan& plan) {
     QStringList parts;
-    for (const OtpCollision& at : plan.map.collisions) {
+    for (const devices::OtpCollision& at : plan.map.collisions) {
         parts += text("“%1” and “%2” in %3")
                      .arg(plan.places.at(at.first).name, plan.places.at(at.second).name,
                           wordRange(at.word, std::uint64_t{at.word} + at.count));
@@ -135,13 +136,13 @@ QString collisionsText(const SecretsPlan& plan) {
 
 QString misplacedText(const SecretsPlan& plan) {
     QList<bool> collides(plan.places.size());
-    for (const OtpCollision& at : plan.map.collisions) {
+    for (const devices::OtpCollision& at : plan.map.collisions) {
         collides[at.first] = collides[at.second] = true;
     }
     QStringList parts;
     for (qsizetype item = 0; item < plan.places.size(); ++item) {
         if (!plan.faults.at(item).isEmpty() && !collides.at(item)) {
-            const OtpItem& place = plan.places.at(item);
+            const devices::OtpItem& place = plan.places.at(item);
             parts += text("“%1” (%2)").arg(place.name, wordRange(place.first, place.end()));
         }
     }
@@ -161,10 +162,10 @@ QString unusableText(const SecretsPlan& plan) {
                                                 text("%1 more items have a fault."));
 }
 
-QString missingText(const SecretsPlan& plan, const DeviceFuses& fuses) {
+QString missingText(const SecretsPlan& plan, const devices::DeviceFuses& fuses) {
     QStringList parts;
     for (const qsizetype fuse : plan.map.missing) {
-        const FuseWords& words = fuses.words.at(fuse);
+        const devices::FuseWords& words = fuses.words.at(fuse);
         parts += text("%1 (%2)").arg(words.name, wordRange(words.index, words.end()));
     }
     for (qsizetype i = 0; i < plan.places.size(); ++i) {

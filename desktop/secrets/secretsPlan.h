@@ -7,16 +7,17 @@
 /// The analysis of a document's items for a device. Each list has one entry for each item.
 struct SecretsPlan {
     QList<SecretSize> sizes;
-    QList<OtpItem> places;      ///< with the names as shown
-    QStringList faults;         ///< the fault of the item's place; empty if there is none
-    QList<jobs::Verdict> open;  ///< whether the item can be stored, with the reason if not
-    OtpMap map;
+    QList<devices::OtpItem> places;  ///< with the names as shown
+    QStringList faults;              ///< the fault of the item's place; empty if there is none
+    QList<jobs::Verdict> open;       ///< whether the item can be stored, with the reason if not
+    devices::OtpMap map;
 };
 
-[[nodiscard]] SecretsPlan planSecrets(const Device& device, const QList<SecretItem>& items, const QString& folder);
+[[nodiscard]] SecretsPlan planSecrets(const devices::Device& device, const QList<SecretItem>& items,
+                                      const QString& folder);
 
 /// The words of a device without a description. Each word that its images can contain is a purpose of its own.
-[[nodiscard]] Device plainDevice(std::uint32_t deviceId);
+[[nodiscard]] devices::Device plainDevice(std::uint32_t deviceId);
 
 /// A range of words with both ends included: "176–183".
 [[nodiscard]] QString wordRange(std::uint64_t first, std::uint64_t end);
@@ -32,4 +33,4 @@ struct SecretsPlan {
 [[nodiscard]] QString collisionsText(const SecretsPlan& plan);
 [[nodiscard]] QString misplacedText(const SecretsPlan& plan);
 [[nodiscard]] QString unusableText(const SecretsPlan& plan);
-[[nodiscard]] QString missingText(const SecretsPlan& plan, const DeviceFuses& fuses);
+[[nodiscard]] QString missingText(const SecretsPlan& plan, const devices::DeviceFuses& fuses);

@@ -28,7 +28,7 @@ TEST(OptionByteText, ReadsAndShowsNumbersOfAnyWidth) {
         const bool isRead = readEntry(QLatin1String(row.entry), row.bits, row.isHex, value, reason);
         EXPECT_EQ((isRead ? hexText(value, row.bits) : reason).toStdString(), row.shown) << row.entry;
     }
-    DeviceField field;
+    devices::DeviceField field;
     field.bit = 8;
     field.values = {{1, QStringLiteral("Start"), QString()}};
     EXPECT_EQ(bitsText(field) + u' ' + valueText(field, 1) + u' ' + valueText(field, 0),

@@ -121,7 +121,7 @@ TEST(SecretsDocument, KeepsItsLimitsAndEveryBitOfAProtection) {
     EXPECT_NE(document.fullFault(), QString());
 
     // The device describes only two fields. One of them must keep the bits between them.
-    DeviceFuses fuses;
+    devices::DeviceFuses fuses;
     fuses.protection = {{text("Lock"), 20, 1, {}, {}, {}}, {text("CID"), 4, 3, {}, {}, {}}};
     constexpr std::uint32_t protection = 0x0011B3F0;
     document.clear({secretItemText(fuses, {.protection = protection, .pathOrWord = text("0x00000001")})});

@@ -9,17 +9,18 @@
 
 namespace {
 
-OptionBytes tableOf(const QByteArray& text) {
-    OptionBytes table;
-    TextFault fault;
-    EXPECT_TRUE(readOptionBytes(text, table, fault)) << text.constData() << faultLine(fault).toStdString();
+devices::OptionBytes tableOf(const QByteArray& text) {
+    devices::OptionBytes table;
+    devices::TextFault fault;
+    EXPECT_TRUE(devices::readOptionBytes(text, table, fault))
+        << text.constData() << devices::faultLine(fault).toStdString();
     return table;
 }
 
-Device exampleDevice() {
-    Device device;
-    TextFault fault;
-    EXPECT_TRUE(readDeviceFile(QStringLiteral(DATA_BASE "/example-0x455.xml"), device, fault));
+devices::Device exampleDevice() {
+    devices::Device device;
+    devices::TextFault fault;
+    EXPECT_TRUE(devices::readDeviceFile(QStringLiteral(DATA_BASE "/example-0x455.xml"), device, fault));
     return device;
 }
 
@@ -51,16 +52,16 @@ constexpr TableRow tables[] = {
 TEST(OptionBytes, ReadsWhatTheCommandReads) {
     const TempFolder folder;
     for (const TableRow& row : tables) {
-        OptionBytes table;
-        TextFault fault;
+        devices::OptionBytes table;
+        devices::TextFault fault;
         QByteArray result;
         QByteArray words;
-        const bool done = readOptionBytes(row.text, table, fault);
-        for (const OptionByte& word : table.words) {
+        const bool done = devices::readOptionBytes(row.text, table, fault);
+        for (const devices::OptionByte& word : table.words) {
             result += (result.isEmpty() ? "" : " ") + word.label() + '=' + QByteArray::number(word.value);
         }
-        EXPECT_EQ(done ? result : faultLine(fault).toUtf8(), row.result);
-        EXPECT_EQ(writeOptionBytes(table), done ? row.text : "");
+        EXPECT_EQ(done ? result : devices::faultLine(fault).toUtf8(), row.result);
+        EXPECT_EQ(devices::writeOptionBytes(table), done ? row.text : "");
 
         const MessageCapture messages;
         QFile file(folder.write("t.csv", row.text));
@@ -69,47 +70,49 @@ TEST(OptionBytes, ReadsWhatTheCommandReads) {
         std::shared_ptr<FileData> read;
         ASSERT_EQ(readOptionBytesFile(context, file, read) && file.size() > 0, done) << row.text;
     }
-    OptionBytes table;
-    TextFault fault;
-    EXPECT_TRUE(readOptionBytes(QByteArray("a,1\n").repeated(maxOptionBytesSize / 4), table, fault));
-    EXPECT_FALSE(readOptionBytes(QByteArray("a,1\n").repeated(maxOptionBytesSize / 4 + 1), table, fault));
+    devices::OptionBytes table;
+    devices::TextFault fault;
+    EXPECT_TRUE(devices::readOptionBytes(QByteArray("a,1\n").repeated(devices::maxOptionBytesSize / 4), table, fault));
+    EXPECT_FALSE(
+        devices::readOptionBytes(QByteArray("a,1\n").repeated(devices::maxOptionBytesSize / 4 + 1), table, fault));
     EXPECT_EQ(fault.text, QStringLiteral("A table has at most 1048576 bytes"));
 }
 
 TEST(OptionBytes, ChangesNothingButTheNumber) {
-    OptionBytes table = tableOf("a,0x0f ,B,0X00AB\r\nc , 017,d,10,e,0\r\n");
-    for (OptionByte& word : table.words) {
+    devices::OptionBytes table = tableOf("a,0x0f ,B,0X00AB\r\nc , 017,d,10,e,0\r\n");
+    for (devices::OptionByte& word : table.words) {
         ++word.value;
     }
-    EXPECT_EQ(writeOptionBytes(table), "a,0x10 ,B,0X00AC\r\nc , 020,d,11,e,1\r\n");
+    EXPECT_EQ(devices::writeOptionBytes(table), "a,0x10 ,B,0X00AC\r\nc , 020,d,11,e,1\r\n");
     const std::uint32_t wide[] = {0xABCDEF01, 0xABCDEF01, 0xABCDEF01, 0xABCDEF01, 0xABCDEF01};
     for (qsizetype i = 0; i < table.words.size(); ++i) {
         table.words[i].value = wide[i];
     }
-    EXPECT_EQ(writeOptionBytes(table), "a,0xabcdef01 ,B,0XABCDEF01\r\nc , 025363367401,d,2882400001,e,2882400001\r\n");
-    for (OptionByte& word : table.words) {
+    EXPECT_EQ(devices::writeOptionBytes(table),
+              "a,0xabcdef01 ,B,0XABCDEF01\r\nc , 025363367401,d,2882400001,e,2882400001\r\n");
+    for (devices::OptionByte& word : table.words) {
         word.value = 0;
     }
-    const QByteArray zeros = writeOptionBytes(table);
+    const QByteArray zeros = devices::writeOptionBytes(table);
     EXPECT_EQ(zeros, "a,0x00 ,B,0X0000\r\nc , 000,d,0,e,0\r\n");
     EXPECT_EQ(tableOf(zeros).words[2].value, 0U);
-    for (OptionByte& word : table.words) {
+    for (devices::OptionByte& word : table.words) {
         word.value = word.read;
     }
-    EXPECT_EQ(writeOptionBytes(table), "a,0x0f ,B,0X00AB\r\nc , 017,d,10,e,0\r\n");
+    EXPECT_EQ(devices::writeOptionBytes(table), "a,0x0f ,B,0X00AB\r\nc , 017,d,10,e,0\r\n");
 }
 
 TEST(OptionBytes, OpensTheExampleInItsDescription) {
     const QByteArray text = fileContent(QStringLiteral(OPTION_BYTES));
-    const Device device = exampleDevice();
-    const OptionBytes table = tableOf(text);
-    EXPECT_EQ(writeOptionBytes(table), text);
-    const OptionBytesMatch match = matchOptionBytes(table, device);
+    const devices::Device device = exampleDevice();
+    const devices::OptionBytes table = tableOf(text);
+    EXPECT_EQ(devices::writeOptionBytes(table), text);
+    const devices::OptionBytesMatch match = devices::matchOptionBytes(table, device);
     EXPECT_TRUE(match.remarks.isEmpty());
     EXPECT_EQ(match.registers, QList<qsizetype>({0, 1, 2, 3, 4, 5, 6, 7, 8}));
-    const OptionBytes reset = resetOptionBytes(device);
-    EXPECT_TRUE(writeOptionBytes(reset).startsWith("PROTECTION,0x00000500\nSTART,0x30000210\n"));
-    EXPECT_TRUE(writeOptionBytes(reset).endsWith("\nSEAL,0x00000000\n"));
+    const devices::OptionBytes reset = devices::resetOptionBytes(device);
+    EXPECT_TRUE(devices::writeOptionBytes(reset).startsWith("PROTECTION,0x00000500\nSTART,0x30000210\n"));
+    EXPECT_TRUE(devices::writeOptionBytes(reset).endsWith("\nSEAL,0x00000000\n"));
     ASSERT_EQ(reset.words.size(), table.words.size());
     for (qsizetype i = 0; i < table.words.size(); ++i) {
         EXPECT_EQ(std::tuple(reset.words[i].label(), reset.words[i].value),
@@ -118,15 +121,15 @@ TEST(OptionBytes, OpensTheExampleInItsDescription) {
 }
 
 TEST(OptionBytes, RemarksOnWordsThatTheDeviceReadsDifferently) {
-    Device device;
+    devices::Device device;
     for (const char* const name : {"A", "B", "C"}) {
-        DeviceRegister& reg = device.registers.emplaceBack();
+        devices::DeviceRegister& reg = device.registers.emplaceBack();
         reg.name = QLatin1String(name);
         reg.size = 2;
     }
-    const OptionBytesMatch match = matchOptionBytes(tableOf("x,1,B,0xFFFF,A,65536,A,0"), device);
+    const devices::OptionBytesMatch match = devices::matchOptionBytes(tableOf("x,1,B,0xFFFF,A,65536,A,0"), device);
     QStringList lines;
-    for (const OptionBytesRemark& remark : match.remarks) {
+    for (const devices::OptionBytesRemark& remark : match.remarks) {
         lines += QStringLiteral("%1 %2").arg(remark.word).arg(remark.text);
     }
     EXPECT_EQ(match.registers, QList<qsizetype>({-1, 1, 0, -1}));

@@ -26,7 +26,7 @@ TEST(DeviceFinder, PrefersTheUsersDescriptionWithARemark) {
     mkfifo(qUtf8Printable(user.path("pipe.xml")), 0600);
     QDir(user.path("")).mkdir(QStringLiteral("folder.xml"));
 
-    const DeviceSearch search = findDevices(shipped.path(""), user.path(""));
+    const devices::DeviceSearch search = devices::findDevices(shipped.path(""), user.path(""));
     ASSERT_EQ(search.devices.size(), 2);
     EXPECT_EQ(search.devices[0].device.name, QStringLiteral("seven"));
     EXPECT_FALSE(search.devices[0].isUsers);
@@ -41,12 +41,12 @@ TEST(DeviceFinder, PrefersTheUsersDescriptionWithARemark) {
 }
 
 TEST(DeviceFinder, FindsWhatComesWithTheProgram) {
-    const DeviceSearch search = findDevices(QStringLiteral(DATA_BASE), QString());
+    const devices::DeviceSearch search = devices::findDevices(QStringLiteral(DATA_BASE), QString());
     EXPECT_TRUE(search.remarks.isEmpty());
     EXPECT_NE(search.find(0x455), nullptr);
     EXPECT_NE(search.find(0x505), nullptr);
-    EXPECT_TRUE(findDevices(QStringLiteral("/nowhere"), QStringLiteral("/nowhere")).devices.isEmpty());
-    EXPECT_TRUE(shippedDescriptions().endsWith(QStringLiteral("/devices/Data_Base")));
+    EXPECT_TRUE(devices::findDevices(QStringLiteral("/nowhere"), QStringLiteral("/nowhere")).devices.isEmpty());
+    EXPECT_TRUE(devices::shippedDescriptions().endsWith(QStringLiteral("/devices/Data_Base")));
 }
 
 }  // namespace

@@ -223,11 +223,11 @@ const FaultRow faults[] = {
 TEST(DeviceReader, ReportsTheFirstFaultWithItsPlace) {
     const MessageCapture nothing;
     for (const FaultRow& row : faults) {
-        Device device;
+        devices::Device device;
         device.name = QStringLiteral("untouched");
-        TextFault fault;
-        EXPECT_FALSE(readDevice(row.document, device, fault)) << row.name;
-        EXPECT_EQ(faultLine(fault).toStdString(), row.message) << row.name;
+        devices::TextFault fault;
+        EXPECT_FALSE(devices::readDevice(row.document, device, fault)) << row.name;
+        EXPECT_EQ(devices::faultLine(fault).toStdString(), row.message) << row.name;
         EXPECT_EQ(device.name, QStringLiteral("untouched")) << row.name;
     }
     EXPECT_TRUE(nothing.texts().empty());
@@ -253,7 +253,7 @@ TEST(DeviceReader, LimitsCountsAndSizes) {
         return optionBytes("<Register Name='R' Order='1' Size='4' Reset='0'><Field Name='F' Bit='0' Width='32'>" +
                            many(count, oneValue) + "</Field></Register>");
     };
-    const QByteArray padding(maxDescriptionSize - device("").size(), ' ');
+    const QByteArray padding(devices::maxDescriptionSize - device("").size(), ' ');
     struct Row {
         QByteArray allowed;
         QByteArray refused;
@@ -270,61 +270,62 @@ TEST(DeviceReader, LimitsCountsAndSizes) {
          "A tag has more than 4096 characters"},
     };
     for (const Row& row : rows) {
-        Device device;
-        TextFault fault;
-        EXPECT_TRUE(readDevice(row.allowed, device, fault)) << faultLine(fault).toStdString();
-        EXPECT_FALSE(readDevice(row.refused, device, fault));
+        devices::Device device;
+        devices::TextFault fault;
+        EXPECT_TRUE(devices::readDevice(row.allowed, device, fault)) << devices::faultLine(fault).toStdString();
+        EXPECT_FALSE(devices::readDevice(row.refused, device, fault));
         EXPECT_EQ(fault.text.toStdString(), row.message);
     }
 }
 
 TEST(DeviceReader, RejectsHostileDocumentsQuickly) {
-    const int size = static_cast<int>(maxDescriptionSize);
+    const int size = static_cast<int>(devices::maxDescriptionSize);
     const auto attribute = [](const QByteArray& n) { return " a" + n + "=''"; };
     for (const QByteArray& document :
          {"<Device" + many(size / 16, attribute) + "/>", QByteArray("<a>").repeated(size / 4),
           "<Device><!--" + QByteArray(size / 2, '\n'), QByteArray("<!---->").repeated(size / 8), QByteArray(size, '<'),
           "<Device" + QByteArray(size / 2, '"')}) {
-        Device device;
-        TextFault fault;
+        devices::Device device;
+        devices::TextFault fault;
         const auto start = std::chrono::steady_clock::now();
-        EXPECT_FALSE(readDevice(document, device, fault));
+        EXPECT_FALSE(devices::readDevice(document, device, fault));
         EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5)) << document.first(40).constData();
     }
 }
 
-Device example(const char* name) {
-    Device device;
-    TextFault fault;
-    EXPECT_TRUE(readDeviceFile(QStringLiteral(DATA_BASE "/%1").arg(QLatin1String(name)), device, fault))
-        << faultLine(fault).toStdString();
+devices::Device example(const char* name) {
+    devices::Device device;
+    devices::TextFault fault;
+    EXPECT_TRUE(devices::readDeviceFile(QStringLiteral(DATA_BASE "/%1").arg(QLatin1String(name)), device, fault))
+        << devices::faultLine(fault).toStdString();
     return device;
 }
 
 TEST(DeviceReader, ReadsTheExampleOfOptionBytes) {
-    const Device device = example("example-0x455.xml");
+    const devices::Device device = example("example-0x455.xml");
     EXPECT_EQ(device.deviceId, 0x455U);
     EXPECT_TRUE(device.description.startsWith(QStringLiteral("Example only: names of registers and fields, their")));
     ASSERT_EQ(device.memories.size(), 5);
     EXPECT_EQ(std::tuple(device.memories[3].kind, device.memories[3].address, device.memories[3].writeUnit),
-              std::tuple(MemoryKind::backup, 0x50000000U, 4U));
+              std::tuple(devices::MemoryKind::backup, 0x50000000U, 4U));
     ASSERT_EQ(device.registers.size(), 9);
-    const DeviceRegister& lamp = device.registers[1];
+    const devices::DeviceRegister& lamp = device.registers[1];
     EXPECT_EQ(std::tuple(lamp.name, lamp.address, lamp.size, lamp.reset),
               std::tuple(QStringLiteral("START"), std::nullopt, 4U, 0x30000210U));
-    const DeviceField& start = lamp.fields[5];
+    const devices::DeviceField& start = lamp.fields[5];
     EXPECT_EQ(std::tuple(start.name, start.valueIn(lamp.reset), start.values[1].name),
               std::tuple(QStringLiteral("Start from"), 0U, QStringLiteral("Spare program")));
     EXPECT_EQ(start.set(lamp.reset, 0xFFFFFFFD), 0x30040210U);
-    EXPECT_EQ(lamp.fields[6].access, FieldAccess::readOnly);
+    EXPECT_EQ(lamp.fields[6].access, devices::FieldAccess::readOnly);
     EXPECT_EQ(std::tuple(device.parameters.otpLayout, device.parameters.externalRegions[1].number),
-              std::tuple(OtpLayout::none, 1U));
+              std::tuple(devices::OtpLayout::none, 1U));
 }
 
 TEST(DeviceReader, ReadsTheExampleOfFuses) {
-    const Device device = example("example-0x505.xml");
-    EXPECT_EQ(std::tuple(device.deviceId, device.parameters.otpLayout), std::tuple(0x505U, OtpLayout::records));
-    const FuseWords& key = device.fuses.words[10];
+    const devices::Device device = example("example-0x505.xml");
+    EXPECT_EQ(std::tuple(device.deviceId, device.parameters.otpLayout),
+              std::tuple(0x505U, devices::OtpLayout::records));
+    const devices::FuseWords& key = device.fuses.words[10];
     EXPECT_EQ(std::tuple(key.index, key.count, key.protection, key.mayBeLeftOut),
               std::tuple(272U, 8U, 0x15000000U, true));
     EXPECT_FALSE(device.fuses.words[0].mayBeLeftOut);
@@ -335,9 +336,9 @@ TEST(DeviceReader, ReadsTheExampleOfFuses) {
         QList<SecretItem> items(1);
         items[0].Offset = index;
         items[0].PathOrWord = QStringLiteral("0x12345678");
-        const bool isThere =
-            std::any_of(device.fuses.words.begin(), device.fuses.words.end(),
-                        [index](const FuseWords& words) { return index >= words.index && index < words.end(); });
+        const bool isThere = std::any_of(
+            device.fuses.words.begin(), device.fuses.words.end(),
+            [index](const devices::FuseWords& words) { return index >= words.index && index < words.end(); });
         EXPECT_EQ(generateSecrets(device.deviceId, items, folder.path("out.bin")) == 1, isThere) << index;
     }
 }
@@ -357,9 +358,10 @@ TEST(DeviceReader, AgreesWithTheSchema) {
         "--><Description>\xC3\xA9</Description></Device>",
         optionBytes("<Register Name='a' Address='0' Size='2' Reset='0xFfFf' Description='a&#10;b'/>")};
     for (const QByteArray& document : taken) {
-        Device device;
-        TextFault fault;
-        EXPECT_TRUE(readDevice(document, device, fault)) << document.constData() << faultLine(fault).toStdString();
+        devices::Device device;
+        devices::TextFault fault;
+        EXPECT_TRUE(devices::readDevice(document, device, fault))
+            << document.constData() << devices::faultLine(fault).toStdString();
         outsideTool("xmllint --noout --schema " DATA_BASE "/device.xsd " + folder.write("d.xml", document).toUtf8());
     }
 }

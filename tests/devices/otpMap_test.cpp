@@ -5,17 +5,17 @@
 namespace {
 
 /// The use of each word, as one letter.
-std::string drawn(const OtpMap& map) {
+std::string drawn(const devices::OtpMap& map) {
     std::string text;
-    for (const OtpWord& word : map.words) {
+    for (const devices::OtpWord& word : map.words) {
         text += ".fuX"[static_cast<int>(word.use)];
     }
     return text;
 }
 
-std::string drawn(const QList<OtpCollision>& collisions) {
+std::string drawn(const QList<devices::OtpCollision>& collisions) {
     std::string text;
-    for (const OtpCollision& at : collisions) {
+    for (const devices::OtpCollision& at : collisions) {
         text += std::to_string(at.first) + '+' + std::to_string(at.second) + '@' + std::to_string(at.word) + '*' +
                 std::to_string(at.count) + ' ';
     }
@@ -24,14 +24,14 @@ std::string drawn(const QList<OtpCollision>& collisions) {
 
 TEST(OtpMap, ShowsTheUseOfEachWord) {
     // Words 2 to 4 and word 8 are mandatory; word 6 is optional.
-    DeviceFuses fuses;
+    devices::DeviceFuses fuses;
     fuses.wordCount = 10;
     fuses.words = {{QStringLiteral("key"), 2, 3, 0, false, {}},
                    {QStringLiteral("may"), 6, 1, 0, true, {}},
                    {QStringLiteral("state"), 8, 1, 0, false, {}}};
     using Places = QList<qsizetype>;
     const struct {
-        QList<OtpItem> items;
+        QList<devices::OtpItem> items;
         const char* words;
         const char* collisions;
         Places outside, undescribed, missing;
@@ -54,20 +54,20 @@ TEST(OtpMap, ShowsTheUseOfEachWord) {
          {}},
     };
     for (const auto& row : cases) {
-        const OtpMap map = mapOtp(fuses, row.items);
+        const devices::OtpMap map = devices::mapOtp(fuses, row.items);
         EXPECT_EQ(
             std::tuple(drawn(map), drawn(map.collisions), map.outside, map.undescribed, map.missing),
             std::tuple(std::string(row.words), std::string(row.collisions), row.outside, row.undescribed, row.missing))
             << drawn(map) << ' ' << drawn(map.collisions);
     }
-    EXPECT_EQ(mapOtp({}, {{{}, 0, 1}}).outside, Places{0});
+    EXPECT_EQ(devices::mapOtp({}, {{{}, 0, 1}}).outside, Places{0});
 }
 
 TEST(OtpMap, FindsNeighbours) {
-    const QList<OtpItem> items = {{{}, 7, 1}, {{}, 3, 1}, {{}, 7, 2}, {{}, 5, 1}};
+    const QList<devices::OtpItem> items = {{{}, 7, 1}, {{}, 3, 1}, {{}, 7, 2}, {{}, 5, 1}};
     const std::tuple<qsizetype, qsizetype, qsizetype> expected[] = {{0, 3, 2}, {1, -1, 3}, {2, 0, -1}, {3, 1, 0}};
     for (const auto& [item, before, after] : expected) {
-        const OtpNeighbours nearest = otpNeighbours(items, item);
+        const devices::OtpNeighbours nearest = devices::otpNeighbours(items, item);
         EXPECT_EQ(std::tuple(item, nearest.before, nearest.after), std::tuple(item, before, after));
     }
 }

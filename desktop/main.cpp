@@ -29,7 +29,7 @@ QString toolPath() {
 
 QString pageIds() {
     QStringList ids;
-    for (const PageRow& row : pageTable()) {
+    for (const desktop::PageRow& row : desktop::pageTable()) {
         ids.append(QLatin1String(row.id));
     }
     return ids.join(QStringLiteral(", "));
@@ -68,13 +68,13 @@ struct StartOptions {
 };
 
 /// Reads the name of a look; false if there is no such look.
-bool readScheme(const QString& name, ThemeScheme& scheme) {
+bool readScheme(const QString& name, desktop::ThemeScheme& scheme) {
     if (name == QLatin1String("system")) {
-        scheme = ThemeScheme::system;
+        scheme = desktop::ThemeScheme::system;
     } else if (name == QLatin1String("light")) {
-        scheme = ThemeScheme::light;
+        scheme = desktop::ThemeScheme::light;
     } else if (name == QLatin1String("dark")) {
-        scheme = ThemeScheme::dark;
+        scheme = desktop::ThemeScheme::dark;
     } else {
         return false;
     }
@@ -110,15 +110,15 @@ QString faultOf(const StartOptions& options, bool isParsed) {
     if (!isParsed) {
         return parser.errorText();
     }
-    ThemeScheme scheme = ThemeScheme::system;
+    desktop::ThemeScheme scheme = desktop::ThemeScheme::system;
     const QString look = parser.value(options.theme);
     if (parser.isSet(options.theme) && !readScheme(look, scheme)) {
         return QStringLiteral("The look is system, light or dark, not \"%1\".").arg(look);
     }
     const QString page = parser.value(options.page);
-    const QList<PageRow>& pages = pageTable();
-    const bool isPage =
-        std::any_of(pages.begin(), pages.end(), [&page](const PageRow& row) { return page == QLatin1String(row.id); });
+    const QList<desktop::PageRow>& pages = desktop::pageTable();
+    const bool isPage = std::any_of(pages.begin(), pages.end(),
+                                    [&page](const desktop::PageRow& row) { return page == QLatin1String(row.id); });
     return parser.isSet(options.page) && !isPage ? QStringLiteral("There is no page \"%1\".").arg(page) : QString();
 }
 
@@ -161,26 +161,26 @@ int main(int argc, char** argv) {
     const QCommandLineParser& parser = options.parser;
     options.parser.process(application);
 
-    Settings settings;
+    desktop::Settings settings;
     if (parser.isSet(options.devices)) {
         settings.setDeviceFolder(QDir(parser.value(options.devices)).absolutePath());
     }
-    ThemeScheme scheme = settings.scheme();
+    desktop::ThemeScheme scheme = settings.scheme();
     (void)readScheme(parser.value(options.theme), scheme);  // valid or absent: faultOf has checked it
-    applyTheme(application, scheme);
-    Dialogs dialogs(settings);
-    PageContext context{dialogs, settings, toolPath()};
-    InputFilter filter;
+    desktop::applyTheme(application, scheme);
+    desktop::Dialogs dialogs(settings);
+    desktop::PageContext context{dialogs, settings, toolPath()};
+    desktop::InputFilter filter;
     application.installEventFilter(&filter);
-    MainWindow window(pageTable(), context);
+    desktop::MainWindow window(desktop::pageTable(), context);
     jobs::JobPlace place = {{}, parser.positionalArguments().value(0)};
     const bool isPageGiven = window.showPage(parser.value(options.page));
     if (!isPageGiven) {
         place = placeOfFile(place.file);
     }
     if (!isPageGiven && !window.showPage(place.page) && !window.showPage(settings.lastPage()) &&
-        !pageTable().isEmpty()) {
-        (void)window.showPage(QLatin1String(pageTable().first().id));
+        !desktop::pageTable().isEmpty()) {
+        (void)window.showPage(QLatin1String(desktop::pageTable().first().id));
     }
     window.show();
     if (!place.file.isEmpty()) {

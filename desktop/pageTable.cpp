@@ -12,6 +12,8 @@
 #include <algorithm>
 #include <array>
 
+namespace desktop {
+
 namespace {
 
 constexpr std::array groups = {"Images", "Secrets", "Keys and cards", "Memory and wireless", "Editors", "Look inside"};
@@ -83,3 +85,5 @@ const QList<PageRow>& pageTable() {
     static const QList<PageRow> rows = inGroups(jobPages() + otherPages);
     return rows;
 }
+
+}  // namespace desktop

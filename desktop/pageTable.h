@@ -4,5 +4,9 @@
 
 #include <QList>
 
+namespace desktop {
+
 /// All pages, in the order of the list.
 [[nodiscard]] const QList<PageRow>& pageTable();
+
+}  // namespace desktop

@@ -3,6 +3,8 @@
 #include <QCheckBox>
 #include <QHBoxLayout>
 
+namespace desktop {
+
 namespace {
 
 constexpr int mostCharacters = 70;
@@ -43,3 +45,5 @@ void CheckField::describe(const QString& text, bool /*isFault*/) {
 QWidget* CheckField::first() const {
     return box_;
 }
+
+}  // namespace desktop

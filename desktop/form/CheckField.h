@@ -5,6 +5,8 @@
 
 class QCheckBox;
 
+namespace desktop {
+
 /// A check box with its label after it.
 class CheckField : public FieldEdit {
     Q_OBJECT
@@ -21,3 +23,5 @@ class CheckField : public FieldEdit {
   private:
     QCheckBox* box_;
 };
+
+}  // namespace desktop

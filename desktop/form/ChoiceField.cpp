@@ -5,6 +5,8 @@
 #include <QComboBox>
 #include <QHBoxLayout>
 
+namespace desktop {
+
 namespace {
 
 constexpr int fewestCharacters = 10;
@@ -85,3 +87,5 @@ void ChoiceField::describe(const QString& text, bool isFault) {
 QWidget* ChoiceField::first() const {
     return box_;
 }
+
+}  // namespace desktop

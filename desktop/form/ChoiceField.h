@@ -3,6 +3,8 @@
 #include "desktop/form/FieldEdit.h"
 #include "desktop/form/FormField.h"
 
+namespace desktop {
+
 class ChoiceBox;
 
 /// A list that offers named values, of which one is chosen.
@@ -22,3 +24,5 @@ class ChoiceField : public FieldEdit {
   private:
     ChoiceBox* box_;
 };
+
+}  // namespace desktop

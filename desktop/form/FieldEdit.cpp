@@ -2,6 +2,8 @@
 
 #include <QContextMenuEvent>
 
+namespace desktop {
+
 void FieldEdit::watch(QWidget* part, const QString& name) {
     part->setAccessibleName(name);
     part->installEventFilter(this);
@@ -46,3 +48,5 @@ QString labelInSentence(const QString& label) {
     const bool isWord = label.size() > 1 && label.at(0).isUpper() && label.at(1).isLower();
     return isWord ? label.at(0).toLower() + label.mid(1) : label;
 }
+
+}  // namespace desktop

@@ -3,6 +3,8 @@
 #include <QStringList>
 #include <QWidget>
 
+namespace desktop {
+
 /// The editor of one field of a form. It reports what the user does and shows the verdict on the value, but judges
 /// nothing itself.
 class FieldEdit : public QWidget {
@@ -40,3 +42,5 @@ class FieldEdit : public QWidget {
 [[nodiscard]] QString plainLabel(const QString& label);
 /// The plain label as a part of a sentence: "Firmware file" gets a small first letter, "AES key" doesn't.
 [[nodiscard]] QString labelInSentence(const QString& label);
+
+}  // namespace desktop

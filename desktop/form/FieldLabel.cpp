@@ -5,6 +5,8 @@
 #include <QPainter>
 #include <QStyle>
 
+namespace desktop {
+
 namespace {
 
 constexpr int mostCharacters = 26;
@@ -35,3 +37,5 @@ void FieldLabel::paintEvent(QPaintEvent* /*event*/) {
     painter.setPen(isChanged_ ? Theme::color(ThemeColor::changed) : palette().color(foregroundRole()));
     style()->drawItemText(&painter, contentsRect(), textFlags, palette(), isEnabled(), text());
 }
+
+}  // namespace desktop

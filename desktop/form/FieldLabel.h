@@ -2,6 +2,8 @@
 
 #include <QLabel>
 
+namespace desktop {
+
 /// The label of a field, with its mnemonic. A mark shows that the value differs from the initial one.
 class FieldLabel : public QLabel {
     Q_OBJECT
@@ -20,3 +22,5 @@ class FieldLabel : public QLabel {
   private:
     bool isChanged_ = false;
 };
+
+}  // namespace desktop

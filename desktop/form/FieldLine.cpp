@@ -8,6 +8,8 @@
 #include <QPushButton>
 #include <QStyleOptionFrame>
 
+namespace desktop {
+
 namespace {
 
 constexpr int fewestCharacters = 9;
@@ -92,3 +94,5 @@ void FieldLine::setGround() {
         setPalette(isReadOnly() ? own : QPalette());
     }
 }
+
+}  // namespace desktop

@@ -2,6 +2,8 @@
 
 #include <QLineEdit>
 
+namespace desktop {
+
 /// The line in which the user enters a text or a path.
 class FieldLine : public QLineEdit {
     Q_OBJECT
@@ -35,3 +37,5 @@ class FieldLine : public QLineEdit {
     bool isFault_ = false;
     bool isTarget_ = false;
 };
+
+}  // namespace desktop

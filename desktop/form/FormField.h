@@ -9,6 +9,8 @@
 
 #include <functional>
 
+namespace desktop {
+
 struct FieldChoice {
     QString value;
     QString label;
@@ -34,3 +36,5 @@ struct FormField {
     std::function<jobs::Verdict(const QStringList& values)> check;  ///< may be empty
     bool judgesEmpty = false;                                       ///< `check` also judges an empty value
 };
+
+}  // namespace desktop

@@ -19,6 +19,8 @@
 #include <optional>
 #include <vector>
 
+namespace desktop {
+
 namespace {
 
 constexpr int labelColumn = 0;
@@ -475,3 +477,5 @@ void FormView::focusFirstOpenPoint() {
         inside_->bringIntoView(*first);
     }
 }
+
+}  // namespace desktop

@@ -9,6 +9,8 @@
 #include <functional>
 #include <memory>
 
+namespace desktop {
+
 struct PageContext;
 
 /// A form: groups with bold titles, labels in one right-aligned column, each field with its verdict in a line below it.
@@ -56,3 +58,5 @@ class FormView : public QWidget {
     struct Inside;
     std::unique_ptr<Inside> inside_;
 };
+
+}  // namespace desktop

@@ -10,6 +10,8 @@
 #include <QMimeData>
 #include <QPushButton>
 
+namespace desktop {
+
 namespace {
 
 constexpr int characters = 70;
@@ -134,3 +136,5 @@ void PathField::take(const QString& path) {
     emit edited();
     emit settled();
 }
+
+}  // namespace desktop

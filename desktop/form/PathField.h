@@ -3,10 +3,12 @@
 #include "desktop/form/FieldEdit.h"
 #include "desktop/form/FormField.h"
 
-struct PageContext;
-
-class FieldLine;
 class QPushButton;
+
+namespace desktop {
+
+struct PageContext;
+class FieldLine;
 
 /// A path that the user types, chooses in a dialog or drops.
 class PathField : public FieldEdit {
@@ -47,3 +49,5 @@ class PathField : public FieldEdit {
     FieldLine* line_;
     QPushButton* button_;
 };
+
+}  // namespace desktop

@@ -13,6 +13,8 @@
 
 #include <algorithm>
 
+namespace desktop {
+
 namespace {
 
 constexpr int besideCharacters = 13;
@@ -235,3 +237,5 @@ void PathListField::setTarget(bool isTarget) {
         row.path->setTarget(isTarget);
     }
 }
+
+}  // namespace desktop

@@ -3,12 +3,14 @@
 #include "desktop/form/FieldEdit.h"
 #include "desktop/form/FormField.h"
 
-struct PageContext;
-
-class FieldLine;
-class PathField;
 class QPushButton;
 class QVBoxLayout;
+
+namespace desktop {
+
+struct PageContext;
+class FieldLine;
+class PathField;
 
 /// Several paths, one per row. If the field has a `besideLabel`, each row has a text after its path.
 class PathListField : public FieldEdit {
@@ -54,3 +56,5 @@ class PathListField : public FieldEdit {
     QPushButton* add_;
     bool isEditable_ = true;
 };
+
+}  // namespace desktop

@@ -5,6 +5,8 @@
 
 #include <QHBoxLayout>
 
+namespace desktop {
+
 namespace {
 
 /// Returns one of a few widths, so that the right ends of the fields look aligned.
@@ -59,3 +61,5 @@ void TextField::describe(const QString& text, bool isFault) {
 QWidget* TextField::first() const {
     return line_;
 }
+
+}  // namespace desktop

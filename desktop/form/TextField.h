@@ -3,6 +3,8 @@
 #include "desktop/form/FieldEdit.h"
 #include "desktop/form/FormField.h"
 
+namespace desktop {
+
 class FieldLine;
 
 /// A line for a text or, in the fixed font, for a number.
@@ -22,3 +24,5 @@ class TextField : public FieldEdit {
     FieldLine* line_;
     bool isFixed_;
 };
+
+}  // namespace desktop

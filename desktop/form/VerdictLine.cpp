@@ -6,6 +6,8 @@
 #include <QPainter>
 #include <QStyle>
 
+namespace desktop {
+
 namespace {
 
 constexpr int above = 2;
@@ -72,3 +74,5 @@ void VerdictLine::paintEvent(QPaintEvent* /*event*/) {
 int VerdictLine::leastHeight() const {
     return keepsRoom_ || !text().isEmpty() ? above + fontMetrics().height() + Theme::rowGap() : Theme::rowGap();
 }
+
+}  // namespace desktop

@@ -4,6 +4,8 @@
 
 #include <QLabel>
 
+namespace desktop {
+
 /// The line below a field: an icon and the text of the verdict on its value.
 class VerdictLine : public QLabel {
     Q_OBJECT
@@ -28,3 +30,5 @@ class VerdictLine : public QLabel {
     bool keepsRoom_;
     jobs::Verdict::Kind kind_ = jobs::Verdict::Kind::good;
 };
+
+}  // namespace desktop

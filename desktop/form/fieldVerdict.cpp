@@ -10,6 +10,8 @@
 
 #include <algorithm>
 
+namespace desktop {
+
 namespace {
 
 struct Words {
@@ -170,3 +172,5 @@ QStringList fileStamps(const FormField& field, const QStringList& values, const 
     }
     return stamps;
 }
+
+}  // namespace desktop

@@ -2,6 +2,8 @@
 
 #include "desktop/form/FormField.h"
 
+namespace desktop {
+
 /// The verdict that follows from the kind of a field: whether a value is missing, and whether its files and folders
 /// exist and can be used. Relative paths start from `folder`; an empty `folder` means the current folder of the
 /// process.
@@ -17,3 +19,5 @@
 /// Size, time and rights of a field's input files. While they stay equal, an earlier verdict on the files is valid.
 /// Empty for fields of other kinds.
 [[nodiscard]] QStringList fileStamps(const FormField& field, const QStringList& values, const QString& folder);
+
+}  // namespace desktop

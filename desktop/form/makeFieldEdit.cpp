@@ -6,6 +6,8 @@
 #include "desktop/form/PathListField.h"
 #include "desktop/form/TextField.h"
 
+namespace desktop {
+
 FieldEdit* makeFieldEdit(const FormField& field, PageContext& context, QWidget* parent) {
     switch (field.kind) {
         case jobs::FieldKind::text:
@@ -24,3 +26,5 @@ FieldEdit* makeFieldEdit(const FormField& field, PageContext& context, QWidget* 
     }
     return new TextField(field, parent);
 }
+
+}  // namespace desktop

@@ -5,6 +5,8 @@
 #include <QHeaderView>
 #include <QTableView>
 
+namespace desktop {
+
 QTableView* makeRowList(QAbstractItemModel* model, const char* name, const QString& spoken) {
     auto* list = new QTableView;
     list->setObjectName(QLatin1String(name));
@@ -22,3 +24,5 @@ QTableView* makeRowList(QAbstractItemModel* model, const char* name, const QStri
     list->horizontalHeader()->setStretchLastSection(true);
     return list;
 }
+
+}  // namespace desktop

@@ -12,6 +12,8 @@
 #include <QLineEdit>
 #include <QSignalBlocker>
 
+namespace desktop {
+
 BytePanel::BytePanel(QWidget* parent)
     : QWidget(parent),
       view_(new ByteView),
@@ -124,3 +126,5 @@ void BytePanel::clearPlain() {
     const QSignalBlocker quiet(plain_);
     plain_->setChecked(false);
 }
+
+}  // namespace desktop

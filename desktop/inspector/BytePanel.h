@@ -6,10 +6,13 @@
 #include <functional>
 #include <memory>
 
-class ByteView;
-class ElidedLabel;
 class QCheckBox;
 class QLineEdit;
+
+namespace desktop {
+
+class ByteView;
+class ElidedLabel;
 
 /// The bytes of a file, with a line that describes the selected bytes and a field to go to an offset.
 class BytePanel : public QWidget {
@@ -45,3 +48,5 @@ class BytePanel : public QWidget {
     QCheckBox* plain_;
     QLineEdit* goTo_;
 };
+
+}  // namespace desktop

@@ -16,6 +16,8 @@
 #include <algorithm>
 #include <limits>
 
+namespace desktop {
+
 namespace {
 
 constexpr int wide = 16;
@@ -298,3 +300,5 @@ void ByteView::keyPressEvent(QKeyEvent* event) {
             QAbstractScrollArea::keyPressEvent(event);
     }
 }
+
+}  // namespace desktop

@@ -7,6 +7,8 @@
 #include <functional>
 #include <memory>
 
+namespace desktop {
+
 /// Shows bytes as offset, hexadecimal and text. It paints only the visible rows and doesn't copy the bytes. One byte is
 /// the current one. Callers and dragging can select a stretch of bytes.
 class ByteView : public QAbstractScrollArea {
@@ -75,3 +77,5 @@ class ByteView : public QAbstractScrollArea {
     qint64 chosenOffset_ = 0;
     qint64 chosenSize_ = 0;
 };
+
+}  // namespace desktop

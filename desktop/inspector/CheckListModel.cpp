@@ -6,6 +6,8 @@
 
 #include <QTextDocument>
 
+namespace desktop {
+
 void CheckListModel::setResult(std::shared_ptr<const InspectResult> result) {
     beginResetModel();
     rows_.clear();
@@ -110,3 +112,5 @@ QVariant CheckListModel::headerData(int section, Qt::Orientation orientation, in
     }
     return section == What ? tr("Check") : section == Outcome ? tr("Result") : tr("Where");
 }
+
+}  // namespace desktop

@@ -4,6 +4,8 @@
 
 #include <QAbstractTableModel>
 
+namespace desktop {
+
 /// All findings and checks of a file with their results.
 class CheckListModel : public QAbstractTableModel {
     Q_OBJECT
@@ -37,3 +39,5 @@ class CheckListModel : public QAbstractTableModel {
     std::shared_ptr<const InspectResult> result_;
     std::vector<Row> rows_;
 };
+
+}  // namespace desktop

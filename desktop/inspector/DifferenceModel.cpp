@@ -7,6 +7,8 @@
 
 #include <algorithm>
 
+namespace desktop {
+
 void DifferenceModel::setResult(std::shared_ptr<const InspectResult> result) {
     beginResetModel();
     result_ = std::move(result);
@@ -90,3 +92,5 @@ QVariant DifferenceModel::headerData(int section, Qt::Orientation orientation, i
     }
     return section == What ? tr("Difference") : tr("Status");
 }
+
+}  // namespace desktop

@@ -4,6 +4,8 @@
 
 #include <QAbstractTableModel>
 
+namespace desktop {
+
 /// The differences between two files.
 class DifferenceModel : public QAbstractTableModel {
     Q_OBJECT
@@ -25,3 +27,5 @@ class DifferenceModel : public QAbstractTableModel {
   private:
     std::shared_ptr<const InspectResult> result_;
 };
+
+}  // namespace desktop

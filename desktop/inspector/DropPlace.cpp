@@ -7,6 +7,8 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+namespace desktop {
+
 DropPlace::DropPlace(const QString& invitation, const QString& detail, QWidget* parent)
     : QWidget(parent), layout_(new QVBoxLayout(this)) {
     auto* headline = new QLabel(invitation);
@@ -43,3 +45,5 @@ void DropPlace::paintEvent(QPaintEvent* /*event*/) {
     const int gap = Theme::groupGap();
     painter.drawRoundedRect(QRectF(rect()).adjusted(gap, Theme::rowGap(), -gap, -gap), 8, 8);
 }
+
+}  // namespace desktop

@@ -5,6 +5,8 @@
 class QPushButton;
 class QVBoxLayout;
 
+namespace desktop {
+
 /// An empty page with a framed area that contains an instruction and a button.
 class DropPlace : public QWidget {
     Q_OBJECT
@@ -20,3 +22,5 @@ class DropPlace : public QWidget {
   private:
     QVBoxLayout* layout_;
 };
+
+}  // namespace desktop

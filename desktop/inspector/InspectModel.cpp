@@ -5,6 +5,8 @@
 
 #include <QTextDocument>
 
+namespace desktop {
+
 void InspectModel::setTree(std::shared_ptr<const InspectTree> tree, std::array<QByteArrayView, 2> bytes) {
     beginResetModel();
     tree_ = std::move(tree);
@@ -125,3 +127,5 @@ QVariant InspectModel::headerData(int section, Qt::Orientation orientation, int 
             return tr("Size");
     }
 }
+
+}  // namespace desktop

@@ -7,6 +7,8 @@
 #include <array>
 #include <memory>
 
+namespace desktop {
+
 /// The item model of a file's InspectTree.
 class InspectModel : public QAbstractItemModel {
     Q_OBJECT
@@ -36,3 +38,5 @@ class InspectModel : public QAbstractItemModel {
     std::shared_ptr<const InspectTree> tree_;
     std::array<QByteArrayView, 2> bytes_;
 };
+
+}  // namespace desktop

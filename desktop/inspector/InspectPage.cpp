@@ -35,6 +35,8 @@
 
 #include <algorithm>
 
+namespace desktop {
+
 namespace {
 
 constexpr const char* rowState = "inspectRows";
@@ -582,3 +584,5 @@ void InspectPage::chooseByte(qint64 offset) {
         bytes_->describe(byteText(offset));
     }
 }
+
+}  // namespace desktop

@@ -5,6 +5,15 @@
 
 #include <QTimer>
 
+class QPushButton;
+class QSplitter;
+class QStackedWidget;
+class QTabWidget;
+class QTableView;
+class QTreeView;
+
+namespace desktop {
+
 class BytePanel;
 class CheckListModel;
 class CommandLineView;
@@ -12,12 +21,6 @@ class DifferenceModel;
 class FormView;
 class InspectModel;
 class MapPanel;
-class QPushButton;
-class QSplitter;
-class QStackedWidget;
-class QTabWidget;
-class QTableView;
-class QTreeView;
 class VerdictBar;
 
 /// Shows any file as the opener understands it: a tree with the file's bytes and memory, the checks, and the
@@ -98,3 +101,5 @@ class InspectPage : public Page {
     CommandLineView* commandLine_;
     QPushButton* runButton_;
 };
+
+}  // namespace desktop

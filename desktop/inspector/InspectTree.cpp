@@ -7,6 +7,8 @@
 
 #include <algorithm>
 
+namespace desktop {
+
 namespace {
 
 /// The worse of two states.
@@ -341,3 +343,5 @@ int InspectTree::lineOf(InspectLineKind kind, const inspect::Description* descri
     }
     return 0;
 }
+
+}  // namespace desktop

@@ -7,6 +7,8 @@
 
 #include <vector>
 
+namespace desktop {
+
 /// The kind of a line of the tree.
 enum class InspectLineKind { file, part, field, range, finding };
 
@@ -61,3 +63,5 @@ class InspectTree {
 
     std::vector<InspectLine> lines_;
 };
+
+}  // namespace desktop

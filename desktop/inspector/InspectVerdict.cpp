@@ -11,6 +11,8 @@
 
 #include <algorithm>
 
+namespace desktop {
+
 namespace {
 
 struct Words {
@@ -230,3 +232,5 @@ InspectVerdict comparisonVerdict(const InspectResult& result) {
                     QStringLiteral("key")};
     }
 }
+
+}  // namespace desktop

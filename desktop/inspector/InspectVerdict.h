@@ -4,6 +4,8 @@
 
 #include <QString>
 
+namespace desktop {
+
 struct InspectResult;
 
 /// A verdict as text, with the reasons for it.
@@ -18,3 +20,5 @@ struct InspectVerdict {
 [[nodiscard]] InspectVerdict fileVerdict(const InspectResult& result);
 /// The verdict on a comparison.
 [[nodiscard]] InspectVerdict comparisonVerdict(const InspectResult& result);
+
+}  // namespace desktop

@@ -4,6 +4,8 @@
 #include "inspect/commandLine.h"
 #include "inspect/formats.h"
 
+namespace desktop {
+
 namespace {
 
 inspect::Report run(const QStringList& arguments, inspect::Kept* kept) {
@@ -90,3 +92,5 @@ void InspectWorker::stop() {
     pool_.clear();
     isRunning_ = false;
 }
+
+}  // namespace desktop

@@ -10,6 +10,8 @@
 #include <atomic>
 #include <memory>
 
+namespace desktop {
+
 /// The command lines of the opener to run, without the name of the program.
 struct InspectRequest {
     QStringList verify;   ///< verifies the file
@@ -56,3 +58,5 @@ class InspectWorker : public QObject {
     std::atomic<quint64> newest_ = 0;
     bool isRunning_ = false;
 };
+
+}  // namespace desktop

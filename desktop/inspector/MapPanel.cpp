@@ -14,6 +14,8 @@
 
 #include <algorithm>
 
+namespace desktop {
+
 /// The key to the colours of a map, two entries in a row.
 class MapKey : public QWidget {
   public:
@@ -145,3 +147,5 @@ void MapPanel::noteRow(int row) {
         emit areaChosen(block.line);
     }
 }
+
+}  // namespace desktop

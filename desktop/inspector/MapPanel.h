@@ -4,11 +4,14 @@
 
 #include <QWidget>
 
-class MapKey;
-class MemoryMap;
 class QItemSelectionModel;
 class QStackedWidget;
 class QTableView;
+
+namespace desktop {
+
+class MapKey;
+class MemoryMap;
 
 /// The memory of a file as a picture with a colour key, or as a table of the same rows.
 class MapPanel : public QWidget {
@@ -38,3 +41,5 @@ class MapPanel : public QWidget {
     MapKey* key_;
     bool isChoosing_ = false;
 };
+
+}  // namespace desktop

@@ -4,6 +4,8 @@
 
 #include <QTreeView>
 
+namespace desktop {
+
 MeaningDelegate::MeaningDelegate(QTreeView* tree) : QStyledItemDelegate(tree), tree_(tree) {
 }
 
@@ -14,3 +16,5 @@ void MeaningDelegate::paint(QPainter* painter, const QStyleOptionViewItem& optio
     }
     QStyledItemDelegate::paint(painter, wide, index);
 }
+
+}  // namespace desktop

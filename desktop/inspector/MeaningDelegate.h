@@ -4,6 +4,8 @@
 
 class QTreeView;
 
+namespace desktop {
+
 /// Paints the meanings of an InspectModel. The text of a finding starts in the value's column, because a finding has no
 /// value.
 class MeaningDelegate : public QStyledItemDelegate {
@@ -17,3 +19,5 @@ class MeaningDelegate : public QStyledItemDelegate {
   private:
     QTreeView* tree_;
 };
+
+}  // namespace desktop

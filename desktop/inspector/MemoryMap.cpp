@@ -14,6 +14,8 @@
 #include <array>
 #include <cmath>
 
+namespace desktop {
+
 namespace {
 
 /// The height of a block in lines of text.
@@ -373,3 +375,5 @@ void MemoryMap::paintWords(QPainter& painter, const QModelIndex& index, const QR
         row.translate(0, line);
     }
 }
+
+}  // namespace desktop

@@ -4,6 +4,8 @@
 
 #include <vector>
 
+namespace desktop {
+
 /// The picture of a MemoryMapModel: blocks in address order with their start and end addresses. A block is more than
 /// two lines of text high and grows with the logarithm of its size. Two zigzag lines mark a gap. Only the visible part
 /// is painted. Arrow keys, selection and tooltips work as in any view.
@@ -50,3 +52,5 @@ class MemoryMap : public QAbstractItemView {
     std::vector<int> tops_;  ///< the top of each row, then the bottom of the last one
     int hovered_ = -1;
 };
+
+}  // namespace desktop

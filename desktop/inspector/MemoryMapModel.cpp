@@ -9,6 +9,8 @@
 #include <array>
 #include <set>
 
+namespace desktop {
+
 namespace {
 
 /// An address where an area begins or ends.
@@ -196,3 +198,5 @@ QVariant MemoryMapModel::headerData(int section, Qt::Orientation orientation, in
             return tr("What");
     }
 }
+
+}  // namespace desktop

@@ -7,6 +7,8 @@
 #include <memory>
 #include <vector>
 
+namespace desktop {
+
 enum class MapBlockKind { area, gap, collision };
 
 /// A stretch of memory: an area, a collision of several areas, or a gap between areas.
@@ -64,3 +66,5 @@ class MemoryMapModel : public QAbstractTableModel {
     std::vector<MapBlock> blocks_;
     QStringList kinds_;
 };
+
+}  // namespace desktop

@@ -7,6 +7,8 @@
 #include <QHBoxLayout>
 #include <QPainter>
 
+namespace desktop {
+
 VerdictBar::VerdictBar(QWidget* parent)
     : QWidget(parent),
       place_(new QWidget),
@@ -59,3 +61,5 @@ void VerdictBar::paintEvent(QPaintEvent* /*event*/) {
     painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 4, 4);
     paintSign(painter, QRectF(place_->geometry()), verdict_.sign);
 }
+
+}  // namespace desktop

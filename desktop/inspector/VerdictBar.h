@@ -4,8 +4,11 @@
 
 #include <QWidget>
 
-class ElidedLabel;
 class QHBoxLayout;
+
+namespace desktop {
+
+class ElidedLabel;
 
 /// A verdict across the page: its sign, its text, and buttons for the next steps.
 class VerdictBar : public QWidget {
@@ -27,3 +30,5 @@ class VerdictBar : public QWidget {
     ElidedLabel* detail_;
     QHBoxLayout* row_;
 };
+
+}  // namespace desktop

@@ -12,6 +12,8 @@
 #include <algorithm>
 #include <array>
 
+namespace desktop {
+
 namespace {
 
 constexpr const char* context = "InspectFields";
@@ -251,3 +253,5 @@ QStringList inspectArguments(const QString& command, const QHash<QString, QStrin
     }
     return arguments + files;
 }
+
+}  // namespace desktop

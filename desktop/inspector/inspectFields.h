@@ -4,6 +4,8 @@
 
 class QFileInfo;
 
+namespace desktop {
+
 /// The options of the opener as fields of a form. Each field has the name of its option.
 [[nodiscard]] QList<FormField> inspectFields();
 
@@ -13,3 +15,5 @@ class QFileInfo;
 /// The arguments of the opener: `command`, the options for `values`, and then `files`.
 [[nodiscard]] QStringList inspectArguments(const QString& command, const QHash<QString, QStringList>& values,
                                            const QStringList& files);
+
+}  // namespace desktop

@@ -3,6 +3,8 @@
 #include "desktop/inspector/InspectWorker.h"
 #include "jobs/shellQuoted.h"
 
+namespace desktop {
+
 QString inspectReport(const InspectResult& result) {
     QString text;
     const auto add = [&text](const QStringList& arguments, const QString& output) {
@@ -23,3 +25,5 @@ QString inspectReport(const InspectResult& result) {
     }
     return text;
 }
+
+}  // namespace desktop

@@ -7,6 +7,7 @@
 #include "jobs/counted.h"
 
 #include <QClipboard>
+#include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 #include <QGuiApplication>
@@ -16,6 +17,8 @@
 #include <QVBoxLayout>
 
 #include <array>
+
+namespace desktop {
 
 namespace {
 
@@ -71,7 +74,7 @@ QList<FormField> fields() {
     task.label = KeysPage::tr("&What to make");
     task.kind = jobs::FieldKind::choice;
     for (const TaskRow& row : taskRows) {
-        task.choices.append({QLatin1String(row.id), KeysPage::tr(row.label)});
+        task.choices.append({QLatin1String(row.id), QCoreApplication::translate("KeysPage", row.label)});
     }
     task.initial = {task.choices.first().value};
 
@@ -333,3 +336,5 @@ void KeysPage::finish() {
                          : tr("Made %1 in %2").arg(names.join(tr(" and ")), QFileInfo(answer.files.first()).path()));
     refresh();
 }
+
+}  // namespace desktop

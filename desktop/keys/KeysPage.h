@@ -7,9 +7,12 @@
 
 #include <memory>
 
-class FormView;
 class QLineEdit;
 class QPushButton;
+
+namespace desktop {
+
+class FormView;
 class ToneLabel;
 
 /// Makes keys, nonces and key pairs, and shows the hashes of public keys. The results are written to files only; the
@@ -51,3 +54,5 @@ class KeysPage : public Page {
     QThreadPool pool_;  ///< one thread, because making an RSA pair takes seconds
     std::shared_ptr<Work> work_;
 };
+
+}  // namespace desktop

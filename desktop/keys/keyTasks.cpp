@@ -11,6 +11,8 @@
 
 #include <algorithm>
 
+namespace desktop {
+
 namespace {
 
 constexpr int done = 1;  ///< the success value of the key services
@@ -166,3 +168,5 @@ QStringList existingOutputs(const KeyRequest& request) {
     }
     return existing;
 }
+
+}  // namespace desktop

@@ -6,6 +6,8 @@
 #include <atomic>
 #include <cstdint>
 
+namespace desktop {
+
 enum class KeyTask { randomFile, curvePair, rsaPair, publicKeyHash };
 
 /// A task with its files and parameters.
@@ -33,3 +35,5 @@ struct KeyAnswer {
 
 /// The output files of `request` that exist already.
 [[nodiscard]] QStringList existingOutputs(const KeyRequest& request);
+
+}  // namespace desktop

@@ -2,6 +2,8 @@
 
 #include <QPainter>
 
+namespace desktop {
+
 ElidedLabel::ElidedLabel(QWidget* parent) : QLabel(parent) {
     setTextFormat(Qt::PlainText);
     setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
@@ -22,3 +24,5 @@ void ElidedLabel::paintEvent(QPaintEvent* /*event*/) {
     painter.drawText(rect(), Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
                      fontMetrics().elidedText(text(), Qt::ElideRight, width()));
 }
+
+}  // namespace desktop

@@ -6,6 +6,8 @@
 
 #include <optional>
 
+namespace desktop {
+
 /// One line of plain text that ends in "…" if it has too little room. It never widens its parent.
 class ElidedLabel : public QLabel {
     Q_OBJECT
@@ -24,3 +26,5 @@ class ElidedLabel : public QLabel {
   private:
     std::optional<ThemeColor> tone_;
 };
+
+}  // namespace desktop

@@ -8,6 +8,8 @@
 
 #include <array>
 
+namespace desktop {
+
 QColor signColor(Sign sign) {
     switch (sign) {
         case Sign::good:
@@ -135,3 +137,5 @@ void paintSign(QPainter& painter, const QRectF& rect, Sign sign) {
 QIcon signIcon(Sign sign) {
     return sign == Sign::none ? QIcon() : QIcon(new SignEngine(sign));
 }
+
+}  // namespace desktop

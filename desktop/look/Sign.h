@@ -6,6 +6,8 @@
 class QPainter;
 class QRectF;
 
+namespace desktop {
+
 /// The sign of a state. Each has its own shape, so that it is recognisable without colour.
 enum class Sign {
     none,
@@ -27,3 +29,5 @@ void paintSign(QPainter& painter, const QRectF& rect, Sign sign);
 
 /// An icon that paints itself at any size, in the colours of the current theme.
 [[nodiscard]] QIcon signIcon(Sign sign);
+
+}  // namespace desktop

@@ -5,6 +5,8 @@
 
 #include <QPainter>
 
+namespace desktop {
+
 StatusMark::StatusMark(QWidget* parent) : QWidget(parent) {
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     constexpr int turnEvery = 80;  // milliseconds
@@ -58,3 +60,5 @@ void StatusMark::paintEvent(QPaintEvent* /*event*/) {
         painter.fillRect(QRectF(5.5, 5.5, 5, 5), Theme::color(ThemeColor::panel));
     }
 }
+
+}  // namespace desktop

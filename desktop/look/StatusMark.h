@@ -3,6 +3,8 @@
 #include <QTimer>
 #include <QWidget>
 
+namespace desktop {
+
 /// The sign beside the text of a status. Its shape shows the status without colour.
 class StatusMark : public QWidget {
     Q_OBJECT
@@ -25,3 +27,5 @@ class StatusMark : public QWidget {
     QTimer turning_;
     int angle_ = 0;
 };
+
+}  // namespace desktop

@@ -8,6 +8,8 @@
 #include <QStyleOption>
 #include <QWidget>
 
+namespace desktop {
+
 namespace {
 
 constexpr double roundness = 3;
@@ -251,3 +253,5 @@ int ThemeStyle::styleHint(StyleHint hint, const QStyleOption* option, const QWid
     // Mnemonics are underlined even while Alt isn't pressed.
     return hint == SH_UnderlineShortcut ? 1 : QProxyStyle::styleHint(hint, option, widget, answer);
 }
+
+}  // namespace desktop

@@ -4,6 +4,8 @@
 
 class QStyleOptionComboBox;
 
+namespace desktop {
+
 /// Fusion with flat fields and buttons in the theme's colours, one filled button per page, and slim scroll bars.
 /// Fusion's own outlines have a darkened window colour and are invisible in the dark look.
 class ThemeStyle : public QProxyStyle {
@@ -29,3 +31,5 @@ class ThemeStyle : public QProxyStyle {
   private:
     void drawComboBoxLabel(const QStyleOptionComboBox& box, QPainter* painter, const QWidget* widget) const;
 };
+
+}  // namespace desktop

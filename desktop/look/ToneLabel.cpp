@@ -2,6 +2,8 @@
 
 #include <QEvent>
 
+namespace desktop {
+
 ToneLabel::ToneLabel(ThemeColor tone, QWidget* parent) : QLabel(parent), tone_(tone) {
     setTextFormat(Qt::PlainText);
     setWordWrap(true);
@@ -32,3 +34,5 @@ void ToneLabel::colour() {
         setPalette(own);
     }
 }
+
+}  // namespace desktop

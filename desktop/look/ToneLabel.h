@@ -4,6 +4,8 @@
 
 #include <QLabel>
 
+namespace desktop {
+
 /// Plain text in one of the theme's colours. The label follows a change between light and dark.
 class ToneLabel : public QLabel {
     Q_OBJECT
@@ -21,3 +23,5 @@ class ToneLabel : public QLabel {
 
     ThemeColor tone_;
 };
+
+}  // namespace desktop

@@ -4,6 +4,8 @@
 
 #include <QApplication>
 
+namespace desktop {
+
 void applyTheme(QApplication& application, ThemeScheme scheme) {
     // The lightness of the system's palette, read before our palette replaces it.
     static const bool systemIsDark = Theme::isDark();
@@ -14,3 +16,5 @@ void applyTheme(QApplication& application, ThemeScheme scheme) {
     }
     application.setPalette(Theme::palette(scheme == ThemeScheme::system ? systemIsDark : scheme == ThemeScheme::dark));
 }
+
+}  // namespace desktop

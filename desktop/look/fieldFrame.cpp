@@ -3,6 +3,8 @@
 #include <QPainter>
 #include <QWidget>
 
+namespace desktop {
+
 void paintFieldFrame(QWidget& part, ThemeColor color, double width) {
     constexpr double roundness = 3;  // like the frame that it covers
     QPainter painter(&part);
@@ -11,3 +13,5 @@ void paintFieldFrame(QWidget& part, ThemeColor color, double width) {
     painter.setPen(QPen(Theme::color(color), width));
     painter.drawRoundedRect(QRectF(part.rect()).adjusted(half, half, -half, -half), roundness, roundness);
 }
+
+}  // namespace desktop

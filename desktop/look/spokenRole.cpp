@@ -4,6 +4,8 @@
 #include <QVariant>
 #include <QWidget>
 
+namespace desktop {
+
 namespace {
 
 constexpr const char* roleProperty = "qvoraSpokenRole";
@@ -20,3 +22,5 @@ void setSpokenRole(QWidget& view, QAccessible::Role role) {
     view.setProperty(roleProperty, static_cast<int>(role));
     QAccessible::installFactory(makeInterface);  // a second call changes nothing
 }
+
+}  // namespace desktop

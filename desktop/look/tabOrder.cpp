@@ -2,6 +2,8 @@
 
 #include <QWidget>
 
+namespace desktop {
+
 namespace {
 
 /// The parts of `whole` in the order of Tab, including hidden ones.
@@ -27,3 +29,5 @@ void setTabOrderOfParts(QWidget& first, QWidget& second) {
         last = part;
     }
 }
+
+}  // namespace desktop

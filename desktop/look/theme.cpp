@@ -7,6 +7,8 @@
 
 #include <array>
 
+namespace desktop {
+
 namespace {
 
 struct ThemeRow {
@@ -104,3 +106,5 @@ void Theme::setFilled(QPushButton& button) {
     font.setWeight(QFont::DemiBold);
     button.setFont(font);
 }
+
+}  // namespace desktop

@@ -7,6 +7,8 @@
 class QApplication;
 class QPushButton;
 
+namespace desktop {
+
 enum class ThemeScheme { system, light, dark };
 
 /// The colours that have no role in the palette.
@@ -53,3 +55,5 @@ inline constexpr char filledProperty[] = "qvoraFilled";
 void setFilled(QPushButton& button);
 
 }  // namespace Theme
+
+}  // namespace desktop

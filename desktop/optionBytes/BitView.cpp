@@ -10,6 +10,8 @@
 
 #include <algorithm>
 
+namespace desktop {
+
 namespace {
 
 constexpr qreal narrowestCell = 15;
@@ -376,3 +378,5 @@ void BitView::paintInfo(QPainter& painter) const {
                          painter.fontMetrics().elidedText(descriptionOf(bit), Qt::ElideRight, room.width()));
     }
 }
+
+}  // namespace desktop

@@ -6,6 +6,8 @@
 
 #include <optional>
 
+namespace desktop {
+
 /// A picture of a word: its hexadecimal digits, its bits, and below them its fields as numbered bands. A click or the
 /// space bar toggles a bit; hovering over a field outlines it.
 class BitView : public QWidget {
@@ -69,3 +71,5 @@ class BitView : public QWidget {
     int cursor_ = 0;
     int hoveredBit_ = -1;
 };
+
+}  // namespace desktop

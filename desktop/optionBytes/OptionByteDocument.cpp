@@ -11,6 +11,8 @@
 #include <algorithm>
 #include <utility>
 
+namespace desktop {
+
 namespace {
 
 constexpr qsizetype longestLabel = 64;
@@ -241,3 +243,5 @@ void OptionByteDocument::match() {
         }
     }
 }
+
+}  // namespace desktop

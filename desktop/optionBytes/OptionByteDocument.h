@@ -7,6 +7,8 @@
 #include <QObject>
 #include <QUndoStack>
 
+namespace desktop {
+
 /// A table of option bytes in an editor: the words, their device, and an undo step for every change. It has no widgets;
 /// its views connect to its signals.
 class OptionByteDocument : public QObject {
@@ -83,3 +85,5 @@ class OptionByteDocument : public QObject {
     bool isPushing_ = false;
     int edit_ = 0;
 };
+
+}  // namespace desktop

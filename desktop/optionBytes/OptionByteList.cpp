@@ -10,6 +10,8 @@
 
 #include <limits>
 
+namespace desktop {
+
 namespace {
 
 class WordModel : public QAbstractListModel {
@@ -179,3 +181,5 @@ void OptionByteList::currentChanged(const QModelIndex& current, const QModelInde
     QListView::currentChanged(current, previous);
     emit chosen(current.row());
 }
+
+}  // namespace desktop

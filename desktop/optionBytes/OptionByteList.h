@@ -2,6 +2,8 @@
 
 #include <QListView>
 
+namespace desktop {
+
 class OptionByteDocument;
 
 /// The list of the words of a table, with name, meaning, value and state. Only visible rows are laid out.
@@ -23,3 +25,5 @@ class OptionByteList : public QListView {
   protected:
     void currentChanged(const QModelIndex& current, const QModelIndex& previous) override;
 };
+
+}  // namespace desktop

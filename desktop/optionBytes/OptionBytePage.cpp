@@ -20,6 +20,8 @@
 
 #include <utility>
 
+namespace desktop {
+
 namespace {
 
 constexpr int remarkLines = 4;  // visible at once
@@ -452,3 +454,5 @@ void OptionBytePage::reload() {
         (void)openFile(document_.path());
     }
 }
+
+}  // namespace desktop

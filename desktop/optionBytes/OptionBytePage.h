@@ -8,13 +8,16 @@
 #include <QThreadPool>
 #include <QTimer>
 
-class OptionByteList;
-class OptionWordEditor;
 class QComboBox;
 class QLabel;
 class QListView;
 class QPushButton;
 class QStackedWidget;
+
+namespace desktop {
+
+class OptionByteList;
+class OptionWordEditor;
 
 /// The editor of option bytes: the device at the top, the words at the left, the fields of the chosen word at the
 /// right.
@@ -69,3 +72,5 @@ class OptionBytePage : public Page {
     qsizetype shownWord_ = -1;
     QThreadPool worker_;
 };
+
+}  // namespace desktop

@@ -15,6 +15,8 @@
 #include <algorithm>
 #include <utility>
 
+namespace desktop {
+
 namespace {
 
 /// The data of the list's last entry, which exists only while the field's value has no name.
@@ -344,3 +346,5 @@ void OptionFieldEditor::paintEvent(QPaintEvent* /*event*/) {
     painter.setPen(palette().color(QPalette::WindowText));
     painter.drawText(chip, Qt::AlignCenter, QString::number(index_ + 1));
 }
+
+}  // namespace desktop

@@ -6,11 +6,14 @@
 
 #include <optional>
 
-class ElidedLabel;
 class QCheckBox;
 class QComboBox;
 class QLabel;
 class QLineEdit;
+
+namespace desktop {
+
+class ElidedLabel;
 class ToneLabel;
 
 /// The editor of one field of a word: number and name, bits, description, and an input widget that fits the field's
@@ -80,3 +83,5 @@ class OptionFieldEditor : public QWidget {
     ElidedLabel* hint_;
     ToneLabel* meaning_;
 };
+
+}  // namespace desktop

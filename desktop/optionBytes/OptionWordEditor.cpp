@@ -17,6 +17,8 @@
 #include <algorithm>
 #include <utility>
 
+namespace desktop {
+
 namespace {
 
 /// A quiet sentence in place of the fields.
@@ -316,3 +318,5 @@ bool OptionWordEditor::commitWord() {
     document_.endEdit();
     return true;
 }
+
+}  // namespace desktop

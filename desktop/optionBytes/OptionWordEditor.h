@@ -3,14 +3,17 @@
 #include <QList>
 #include <QWidget>
 
-class BitView;
-class ElidedLabel;
-class OptionByteDocument;
-class OptionFieldEditor;
 class QLabel;
 class QLineEdit;
 class QPushButton;
 class QScrollArea;
+
+namespace desktop {
+
+class BitView;
+class ElidedLabel;
+class OptionByteDocument;
+class OptionFieldEditor;
 class ToneLabel;
 
 /// The editor of one word of a table: the picture of its bits, its value, and its fields.
@@ -57,3 +60,5 @@ class OptionWordEditor : public QWidget {
     QScrollArea* area_;
     QList<OptionFieldEditor*> fields_;
 };
+
+}  // namespace desktop

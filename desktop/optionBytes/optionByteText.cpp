@@ -7,6 +7,8 @@
 
 #include <algorithm>
 
+namespace desktop {
+
 namespace {
 
 QString tr(const char* source) {
@@ -59,3 +61,5 @@ bool readEntry(const QString& text, int bits, bool isHex, std::uint32_t& value, 
     value = read;
     return true;
 }
+
+}  // namespace desktop

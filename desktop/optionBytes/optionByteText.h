@@ -4,6 +4,8 @@
 
 #include <QString>
 
+namespace desktop {
+
 // The texts of words and fields of option bytes, and the parser of the user's entries.
 
 /// For example "0x000000AA", with one digit for every four bits.
@@ -21,3 +23,5 @@
 /// Parses the user's entry of a value of `bits` bits. The entry is hexadecimal if it starts with 0x or if `isHex` is
 /// true; otherwise it is decimal. On failure returns false with a sentence in `reason`.
 [[nodiscard]] bool readEntry(const QString& text, int bits, bool isHex, std::uint32_t& value, QString& reason);
+
+}  // namespace desktop

@@ -14,6 +14,8 @@
 
 #include <array>
 
+namespace desktop {
+
 namespace {
 
 QString text(const char* source) {
@@ -145,3 +147,5 @@ void Dialogs::showFault(QWidget* parent, const QString& fault) {
     box.setTextFormat(Qt::PlainText);
     box.exec();
 }
+
+}  // namespace desktop

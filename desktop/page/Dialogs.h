@@ -5,6 +5,9 @@
 #include <QStringList>
 
 class QWidget;
+
+namespace desktop {
+
 class Settings;
 
 enum class SaveAnswer { save, discard, cancel };
@@ -37,3 +40,5 @@ class Dialogs {
   private:
     Settings& settings_;
 };
+
+}  // namespace desktop

@@ -7,6 +7,8 @@
 #include <QFile>
 #include <QFileInfo>
 
+namespace desktop {
+
 namespace {
 
 struct Words {
@@ -42,3 +44,5 @@ bool FileMark::mayReplace(Dialogs& dialogs, QWidget* parent) const {
                                .arg(QFileInfo(path_).fileName()),
                            Words::tr("Replace"));
 }
+
+}  // namespace desktop

@@ -3,8 +3,11 @@
 #include <QByteArray>
 #include <QString>
 
-class Dialogs;
 class QWidget;
+
+namespace desktop {
+
+class Dialogs;
 
 /// Size and digest of a document's file when it was last opened or saved. They reveal changes by another program, which
 /// the next save would overwrite.
@@ -22,3 +25,5 @@ class FileMark {
     qint64 size_ = 0;
     QByteArray digest_;  ///< SHA-256, since the content may be secret
 };
+
+}  // namespace desktop

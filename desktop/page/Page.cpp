@@ -7,6 +7,8 @@
 #include <QMimeData>
 #include <QUrl>
 
+namespace desktop {
+
 QStringList localPathsOf(const QMimeData& data) {
     QStringList paths;
     for (const QUrl& url : data.urls()) {
@@ -110,3 +112,5 @@ void Page::dropEvent(QDropEvent* event) {
         takeFiles(paths);
     }
 }
+
+}  // namespace desktop

@@ -5,13 +5,16 @@
 #include <QStringList>
 #include <QWidget>
 
-class Dialogs;
 class QMimeData;
 class QUndoStack;
-class Settings;
 namespace jobs {
 struct JobPlace;
 }  // namespace jobs
+
+namespace desktop {
+
+class Dialogs;
+class Settings;
 
 /// The services that every page can use. They outlive the pages.
 struct PageContext {
@@ -81,3 +84,5 @@ class Page : public QWidget {
     PageContext& context_;
     FileMark mark_;  ///< marks the document's file, for pages that save
 };
+
+}  // namespace desktop

@@ -2,6 +2,8 @@
 
 #include "desktop/page/Page.h"
 
+namespace desktop {
+
 /// An entry of the list at the left. Its texts are marked for translation in the context "pageTable".
 struct PageRow {
     const char* id;       ///< stable: used in settings, saved jobs and tests
@@ -11,3 +13,5 @@ struct PageRow {
     const char* words;    ///< more words for the search: command words and usual names
     Page* (*make)(const PageRow& row, PageContext& context, QWidget* parent);
 };
+
+}  // namespace desktop

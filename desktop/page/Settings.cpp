@@ -2,6 +2,8 @@
 
 #include <QDir>
 
+namespace desktop {
+
 namespace {
 
 QString folderKey(jobs::PathRole role) {
@@ -74,3 +76,5 @@ QString Settings::lastPage() const {
 void Settings::setLastPage(const QString& id) {
     store_.setValue(QStringLiteral("page"), id);
 }
+
+}  // namespace desktop

@@ -6,6 +6,8 @@
 #include <QByteArray>
 #include <QSettings>
 
+namespace desktop {
+
 /// The program's settings: the look, the window, the last folders. They never contain the path of a key.
 class Settings {
   public:
@@ -33,3 +35,5 @@ class Settings {
     QSettings store_;
     QString keyFolder_;  ///< kept for this run only
 };
+
+}  // namespace desktop

@@ -3,6 +3,8 @@
 #include <array>
 #include <utility>
 
+namespace desktop {
+
 namespace {
 
 constexpr char16_t escapeCharacter = 0x1B;
@@ -154,3 +156,5 @@ void AnsiText::applyColours() {
         }
     }
 }
+
+}  // namespace desktop

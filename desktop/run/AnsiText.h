@@ -5,6 +5,8 @@
 #include <QList>
 #include <QString>
 
+namespace desktop {
+
 /// The meaning of a text's colour. The window shows these in colours of its own.
 enum class TextStyle { plain, grey, detail, success, title, warning, error };
 
@@ -46,3 +48,5 @@ class AnsiText {
     QString parameters_;
     QList<StyledText> made_;
 };
+
+}  // namespace desktop

@@ -6,6 +6,8 @@
 #include <QPainter>
 #include <QScrollBar>
 
+namespace desktop {
+
 namespace {
 
 constexpr int maxLines = 3;
@@ -97,3 +99,5 @@ int CommandLineView::heightOf(int lines) const {
     constexpr int slack = 2;
     return lines * fontMetrics().lineSpacing() + slack + 2 * (frameWidth() + qRound(document()->documentMargin()));
 }
+
+}  // namespace desktop

@@ -2,6 +2,8 @@
 
 #include <QPlainTextEdit>
 
+namespace desktop {
+
 /// A command line to read, select and copy. It is as high as its text, up to three lines, and then scrolls. The prompt
 /// is painted next to the text and isn't part of it, so that any selection can be pasted into a shell.
 class CommandLineView : public QPlainTextEdit {
@@ -28,3 +30,5 @@ class CommandLineView : public QPlainTextEdit {
 
     QString line_;  ///< the original, because the document returns other blanks and line ends
 };
+
+}  // namespace desktop

@@ -18,6 +18,8 @@
 
 #include <utility>
 
+namespace desktop {
+
 namespace {
 
 QString text(const char* source) {
@@ -251,3 +253,5 @@ void JobPage::refresh() {
 Page* makeJobPage(const PageRow& row, PageContext& context, QWidget* parent) {
     return new JobPage(*jobs::findJob(QLatin1String(row.id)), context, parent);
 }
+
+}  // namespace desktop

@@ -3,8 +3,11 @@
 #include "desktop/page/Page.h"
 #include "jobs/jobTable.h"
 
-class FormView;
 class QLabel;
+
+namespace desktop {
+
+class FormView;
 class RunPanel;
 struct FormField;
 struct PageRow;
@@ -55,3 +58,5 @@ class JobPage : public Page {
 
 /// Makes the page of the job with the row's id; used in the table of pages.
 [[nodiscard]] Page* makeJobPage(const PageRow& row, PageContext& context, QWidget* parent);
+
+}  // namespace desktop

@@ -17,6 +17,8 @@
 
 #include <utility>
 
+namespace desktop {
+
 namespace {
 
 constexpr int maxLines = 100'000;
@@ -239,3 +241,5 @@ QSize OutputPane::sizeFor(int columns, int lines) const {
     const int around = 2 * (frameWidth() + qRound(document()->documentMargin()));
     return {columns * fontMetrics().averageCharWidth() + around, lines * fontMetrics().lineSpacing() + around};
 }
+
+}  // namespace desktop

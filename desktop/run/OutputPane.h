@@ -7,6 +7,9 @@
 #include <QTimer>
 
 class QLabel;
+
+namespace desktop {
+
 struct PageContext;
 
 /// The output of a program. It collects texts and adds many lines at once, because a document that grows line by line
@@ -46,3 +49,5 @@ class OutputPane : public QPlainTextEdit {
     qsizetype pendingSize_ = 0;
     bool lineEnded_ = false;  ///< a line feed must come before the next text
 };
+
+}  // namespace desktop

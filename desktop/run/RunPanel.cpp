@@ -29,6 +29,8 @@
 #include <algorithm>
 #include <cstring>
 
+namespace desktop {
+
 namespace {
 
 /// The data of one run. The panel keeps the shown and the running job, because the page may change during a run.
@@ -386,3 +388,5 @@ void RunPanel::Inside::openFolder() {
 QString RunPanel::Inside::lineOf(const Job& some) const {
     return jobs::shellQuoted(QStringList{jobs::programWord(context.toolPath)} + some.arguments);
 }
+
+}  // namespace desktop

@@ -5,6 +5,8 @@
 
 #include <memory>
 
+namespace desktop {
+
 struct PageContext;
 
 /// The lower part of a page that runs the command-line tool. It contains the exact command line with a button that
@@ -47,3 +49,5 @@ class RunPanel : public QWidget {
     struct Inside;
     std::unique_ptr<Inside> inside_;
 };
+
+}  // namespace desktop

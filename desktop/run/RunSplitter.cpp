@@ -5,6 +5,8 @@
 #include <QEvent>
 #include <QScrollArea>
 
+namespace desktop {
+
 RunSplitter::RunSplitter(QWidget* form, RunPanel* panel, QWidget* parent)
     : QSplitter(Qt::Vertical, parent), form_(form), panel_(panel) {
     addWidget(form);
@@ -48,3 +50,5 @@ int RunSplitter::wantedHeight() {
     }
     return wanted;
 }
+
+}  // namespace desktop

@@ -2,6 +2,8 @@
 
 #include <QSplitter>
 
+namespace desktop {
+
 class RunPanel;
 
 /// A form above and its run below. The form gets the height that it needs and the run the rest, but at least its own
@@ -24,3 +26,5 @@ class RunSplitter : public QSplitter {
     RunPanel* panel_;
     bool isMoved_ = false;
 };
+
+}  // namespace desktop

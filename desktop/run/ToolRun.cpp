@@ -18,6 +18,8 @@
 #include <cstring>
 #include <utility>
 
+namespace desktop {
+
 namespace {
 
 constexpr int killAfter = 3000;       // milliseconds
@@ -267,3 +269,5 @@ void ToolRun::end() {
     running_ = false;
     emit ended(end_);
 }
+
+}  // namespace desktop

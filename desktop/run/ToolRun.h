@@ -11,6 +11,8 @@
 
 class QSocketNotifier;
 
+namespace desktop {
+
 /// How a run ended.
 struct ToolEnd {
     enum class Kind {
@@ -78,3 +80,5 @@ class ToolRun : public QObject {
     bool stopping_ = false;
     QDeadlineTimer abandonAt_;  ///< when to stop waiting for the processes that a kill left
 };
+
+}  // namespace desktop

@@ -7,6 +7,8 @@
 #include <QPainter>
 #include <QScrollArea>
 
+namespace desktop {
+
 namespace {
 
 /// An entry of the key: the look of a word, followed by its meaning.
@@ -89,3 +91,5 @@ void OtpMapPanel::showWord(const QString& description) {
                                                 : description);
     view_->setAccessibleDescription(description.isEmpty() ? view_->summary() : description + u' ' + view_->summary());
 }
+
+}  // namespace desktop

@@ -2,6 +2,8 @@
 
 #include <QWidget>
 
+namespace desktop {
+
 class OtpMapView;
 class ToneLabel;
 
@@ -20,3 +22,5 @@ class OtpMapPanel : public QWidget {
     OtpMapView* view_;
     ToneLabel* description_;
 };
+
+}  // namespace desktop

@@ -12,6 +12,8 @@
 
 #include <algorithm>
 
+namespace desktop {
+
 namespace {
 
 constexpr int mostColumns = 32;
@@ -345,3 +347,5 @@ void OtpMapView::focusInEvent(QFocusEvent* event) {
     QWidget::focusInEvent(event);
     point(cursor_);
 }
+
+}  // namespace desktop

@@ -7,6 +7,8 @@
 
 class QPainter;
 
+namespace desktop {
+
 /// A picture of a device's OTP words in numbered rows. Words of one purpose have a common outline with its name. Words
 /// that an item fills are coloured. Words that two items claim are red and hatched. The mouse or the arrow keys move to
 /// a word, and the view reports the word's purpose as text. A click or Return chooses the item that fills the word.
@@ -70,3 +72,5 @@ class OtpMapView : public QWidget {
     devices::OtpItem chosen_;
     qsizetype cursor_ = 0;
 };
+
+}  // namespace desktop

@@ -23,6 +23,8 @@
 #include <algorithm>
 #include <utility>
 
+namespace desktop {
+
 namespace {
 
 constexpr qsizetype previewWords = 8;
@@ -480,3 +482,5 @@ bool SecretEditor::showsData() const {
 void SecretEditor::hideData() {
     showData_->setChecked(false);
 }
+
+}  // namespace desktop

@@ -8,7 +8,6 @@
 #include <array>
 #include <iterator>
 
-class Dialogs;
 class QCheckBox;
 class QComboBox;
 class QFormLayout;
@@ -16,6 +15,10 @@ class QLabel;
 class QLineEdit;
 class QPushButton;
 class QSpinBox;
+
+namespace desktop {
+
+class Dialogs;
 class VerdictLine;
 
 /// The fields of one item of a secrets document. Each edit changes the document at once.
@@ -89,3 +92,5 @@ class SecretEditor : public QWidget {
     QPushButton* browseNonce_;
     VerdictLine* nonceVerdict_;
 };
+
+}  // namespace desktop

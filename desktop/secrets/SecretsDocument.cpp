@@ -18,6 +18,8 @@
 #include <limits>
 #include <utility>
 
+namespace desktop {
+
 namespace {
 
 constexpr qint64 maxDocumentSize = qint64{8} << 20;  // the same limit as in the library
@@ -385,3 +387,5 @@ void SecretsDocument::setList(const SecretList& list, qsizetype chosen) {
     list_ = list;
     emit wasReset(chosen);
 }
+
+}  // namespace desktop

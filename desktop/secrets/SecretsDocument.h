@@ -7,6 +7,8 @@
 #include <QObject>
 #include <QUndoStack>
 
+namespace desktop {
+
 /// The values of a new item.
 struct NewSecret {
     QString name = {};
@@ -116,3 +118,5 @@ class SecretsDocument : public QObject {
     int field_ = 0;
     bool isMadeElsewhere_ = false;
 };
+
+}  // namespace desktop

@@ -7,6 +7,8 @@
 #include <QPainter>
 #include <QPushButton>
 
+namespace desktop {
+
 SecretsFooter::SecretsFooter(QWidget* parent)
     : QWidget(parent),
       collisions_(makeLine("collisions")),
@@ -89,3 +91,5 @@ void SecretsFooter::paintEvent(QPaintEvent* /*event*/) {
     painter.fillRect(rect(), Theme::color(ThemeColor::panel));
     painter.fillRect(QRect(0, 0, width(), 1), Theme::color(ThemeColor::line));
 }
+
+}  // namespace desktop

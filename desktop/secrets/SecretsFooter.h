@@ -5,6 +5,8 @@
 class QLabel;
 class QPushButton;
 
+namespace desktop {
+
 /// The footer of the secrets editor: collisions, unusable items and missing items, the result of making an image with
 /// the next step, and the button that makes it.
 class SecretsFooter : public QWidget {
@@ -52,3 +54,5 @@ class SecretsFooter : public QWidget {
     QPushButton* inspect_;
     QPushButton* make_;
 };
+
+}  // namespace desktop

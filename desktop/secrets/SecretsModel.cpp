@@ -7,6 +7,8 @@
 
 #include <iterator>
 
+namespace desktop {
+
 namespace {
 
 struct Column {
@@ -77,3 +79,5 @@ QVariant SecretsModel::headerData(int section, Qt::Orientation orientation, int 
     }
     return {};
 }
+
+}  // namespace desktop

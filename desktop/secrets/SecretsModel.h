@@ -3,6 +3,8 @@
 #include <QAbstractTableModel>
 #include <QList>
 
+namespace desktop {
+
 /// The table's texts for an item.
 struct SecretRow {
     QString name;
@@ -28,3 +30,5 @@ class SecretsModel : public QAbstractTableModel {
   private:
     QList<SecretRow> rows_;
 };
+
+}  // namespace desktop

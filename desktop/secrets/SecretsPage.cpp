@@ -28,6 +28,8 @@
 #include <algorithm>
 #include <utility>
 
+namespace desktop {
+
 namespace {
 
 constexpr const char* deviceState = "secretsDevice";
@@ -529,3 +531,5 @@ void SecretsPage::readImageAt(const QString& path) {
         StatusMark::Kind::good,
         tr("%1 read: %2 in a new document. %3").arg(QFileInfo(path).fileName(), count, remark).trimmed());
 }
+
+}  // namespace desktop

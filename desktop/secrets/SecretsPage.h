@@ -8,12 +8,15 @@
 
 #include <QThreadPool>
 
-class OtpMapView;
 class QComboBox;
 class QHBoxLayout;
 class QLabel;
 class QPushButton;
 class QTableView;
+
+namespace desktop {
+
+class OtpMapView;
 class SecretEditor;
 class SecretsFooter;
 class SecretsModel;
@@ -89,3 +92,5 @@ class SecretsPage : public Page {
     SecretsFooter* footer_;
     QThreadPool worker_;
 };
+
+}  // namespace desktop

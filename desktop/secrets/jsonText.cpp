@@ -3,6 +3,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 
+namespace desktop {
+
 namespace {
 
 bool isBlank(char c) {
@@ -176,3 +178,5 @@ QByteArray jsonString(const QString& text) {
     const QByteArray array = QJsonDocument(QJsonArray{text}).toJson(QJsonDocument::Compact);
     return array.sliced(1, array.size() - 2);
 }
+
+}  // namespace desktop

@@ -4,6 +4,8 @@
 #include <QByteArrayList>
 #include <QList>
 
+namespace desktop {
+
 // Edits of the text of a JSON document that preserve everything else: the order of the keys, blanks, and unknown
 // members. The caller has parsed the text with QJsonDocument before.
 
@@ -26,3 +28,5 @@ struct TextSpan {
 
 /// `text` as a JSON string.
 [[nodiscard]] QByteArray jsonString(const QString& text);
+
+}  // namespace desktop

@@ -20,6 +20,8 @@
 #include <limits>
 #include <utility>
 
+namespace desktop {
+
 namespace {
 
 constexpr qsizetype maxRecordItems = 4096;        // the limit of a document
@@ -336,3 +338,5 @@ bool readSecretsImage(const devices::Device& device, const QString& path, QByteA
     items = found;
     return true;
 }
+
+}  // namespace desktop

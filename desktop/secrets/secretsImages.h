@@ -7,6 +7,8 @@
 
 #include <QByteArrayList>
 
+namespace desktop {
+
 // The connection between the secrets editor and the library that makes and reads images.
 
 /// The form of an item's data.
@@ -76,3 +78,5 @@ struct SecretsMade {
 /// `remark` names the words of the image that the items leave out; empty if none.
 [[nodiscard]] bool readSecretsImage(const devices::Device& device, const QString& path, QByteArrayList& items,
                                     QString& fault, QString& remark);
+
+}  // namespace desktop

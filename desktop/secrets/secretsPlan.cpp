@@ -7,6 +7,8 @@
 
 #include <algorithm>
 
+namespace desktop {
+
 namespace {
 
 constexpr qsizetype mostParts = 4;      // parts of a sentence
@@ -176,3 +178,5 @@ QString missingText(const SecretsPlan& plan, const devices::DeviceFuses& fuses) 
     }
     return listed(text("Missing: %1."), parts);
 }
+
+}  // namespace desktop

@@ -4,6 +4,8 @@
 
 #include <QStringList>
 
+namespace desktop {
+
 /// The analysis of a document's items for a device. Each list has one entry for each item.
 struct SecretsPlan {
     QList<SecretSize> sizes;
@@ -34,3 +36,5 @@ struct SecretsPlan {
 [[nodiscard]] QString misplacedText(const SecretsPlan& plan);
 [[nodiscard]] QString unusableText(const SecretsPlan& plan);
 [[nodiscard]] QString missingText(const SecretsPlan& plan, const devices::DeviceFuses& fuses);
+
+}  // namespace desktop

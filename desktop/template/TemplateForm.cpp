@@ -21,6 +21,8 @@
 #include <algorithm>
 #include <utility>
 
+namespace desktop {
+
 namespace {
 
 constexpr qint64 largestForm = qint64{1} << 20;
@@ -572,3 +574,5 @@ QStringList templateOutputs(const TemplateForm& form, const TemplateValues& valu
     }
     return paths;
 }
+
+}  // namespace desktop

@@ -10,6 +10,8 @@
 #include <QHash>
 #include <QString>
 
+namespace desktop {
+
 /// One of the values that a template offers for a parameter.
 struct TemplateChoice {
     QString value;
@@ -83,3 +85,5 @@ using TemplateValues = QHash<QString, QString>;
 
 /// The files that the tool will write, the main output first.
 [[nodiscard]] QStringList templateOutputs(const TemplateForm& form, const TemplateValues& values);
+
+}  // namespace desktop

@@ -22,6 +22,8 @@
 #include <algorithm>
 #include <utility>
 
+namespace desktop {
+
 namespace {
 
 constexpr const char* templateField = "template";  ///< the field's id in the jobs that run a template
@@ -553,3 +555,5 @@ void TemplatePage::finish() {
     }
     refresh();
 }
+
+}  // namespace desktop

@@ -6,12 +6,15 @@
 
 #include <memory>
 
-class FormView;
-struct FormField;
 class QLabel;
 class QStackedLayout;
 class QUndoStack;
 class QVBoxLayout;
+
+namespace desktop {
+
+class FormView;
+struct FormField;
 class RunPanel;
 
 /// A template as a form, and the file that the tool makes from it. The document is the template's text with the changed
@@ -75,3 +78,5 @@ class TemplatePage : public Page {
     int visit_ = 0;            ///< counts the user's visits to fields: the edits of one visit form one undo step
     bool isFromView_ = false;  ///< the form made the current change
 };
+
+}  // namespace desktop

@@ -7,6 +7,8 @@
 #include <QKeyEvent>
 #include <QLineEdit>
 
+namespace desktop {
+
 bool InputFilter::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() == QEvent::Wheel) {
         auto* field = qobject_cast<QWidget*>(watched);
@@ -30,3 +32,5 @@ bool InputFilter::eventFilter(QObject* watched, QEvent* event) {
     }
     return false;
 }
+
+}  // namespace desktop

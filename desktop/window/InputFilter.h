@@ -2,6 +2,8 @@
 
 #include <QObject>
 
+namespace desktop {
+
 /// Input handling of the whole program that differs from Qt's: the wheel changes a field only if it has the focus, and
 /// undo goes to the page's document if the focused line has nothing to undo.
 class InputFilter : public QObject {
@@ -11,3 +13,5 @@ class InputFilter : public QObject {
   protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 };
+
+}  // namespace desktop

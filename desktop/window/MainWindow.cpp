@@ -22,6 +22,8 @@
 #include <QUndoStack>
 #include <QVBoxLayout>
 
+namespace desktop {
+
 namespace {
 
 constexpr const char* geometryState = "window";
@@ -288,3 +290,5 @@ void MainWindow::about() {
     box.setTextFormat(Qt::PlainText);
     box.exec();
 }
+
+}  // namespace desktop

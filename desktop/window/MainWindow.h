@@ -7,12 +7,15 @@
 #include <QList>
 #include <QMainWindow>
 
-class PageList;
 class QLabel;
 class QPushButton;
 class QSplitter;
 class QStackedWidget;
 class QUndoGroup;
+
+namespace desktop {
+
+class PageList;
 
 /// The window: the list of pages at the left, the chosen page under its headline at the right. It makes a page when the
 /// user first chooses it.
@@ -63,3 +66,5 @@ class MainWindow : public QMainWindow {
     const PageRow* row_ = nullptr;
     Page* page_ = nullptr;
 };
+
+}  // namespace desktop

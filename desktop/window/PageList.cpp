@@ -13,6 +13,8 @@
 
 #include <algorithm>
 
+namespace desktop {
+
 namespace {
 
 constexpr int idRole = Qt::UserRole;
@@ -215,3 +217,5 @@ void PageList::narrow(const QString& search) {
     }
     nothing_->setHidden(isAnyShown);
 }
+
+}  // namespace desktop

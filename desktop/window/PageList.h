@@ -9,6 +9,8 @@ class QLineEdit;
 class QListWidget;
 class QListWidgetItem;
 
+namespace desktop {
+
 /// The list at the left: all pages under the titles of their groups, and a search line.
 class PageList : public QWidget {
     Q_OBJECT
@@ -38,3 +40,5 @@ class PageList : public QWidget {
     QListWidget* list_;
     QListWidgetItem* nothing_ = nullptr;  ///< the text for a search without results
 };
+
+}  // namespace desktop

@@ -38,9 +38,9 @@ QString ScriptedDialogs::openFolder(QWidget* /*parent*/, const QString& title, j
     return paths.isEmpty() ? QString() : paths.takeFirst();
 }
 
-SaveAnswer ScriptedDialogs::askSave(QWidget* /*parent*/, const QString& document) {
+desktop::SaveAnswer ScriptedDialogs::askSave(QWidget* /*parent*/, const QString& document) {
     asked.append(document);
-    return answers.isEmpty() ? SaveAnswer::cancel : answers.takeFirst();
+    return answers.isEmpty() ? desktop::SaveAnswer::cancel : answers.takeFirst();
 }
 
 bool ScriptedDialogs::confirm(QWidget* /*parent*/, const QString& question, const QString& /*action*/) {
@@ -56,14 +56,14 @@ DesktopKit::DesktopKit()
     : settings(folder.path("settings.ini")),
       dialogs(settings),
       context{dialogs, settings, QStringLiteral(QVORA_TOOL)},
-      window(std::make_unique<MainWindow>(pageTable(), context)) {
+      window(std::make_unique<desktop::MainWindow>(desktop::pageTable(), context)) {
     window->resize(1280, 800);
     window->show();
     QApplication::setActiveWindow(window.get());
     (void)QTest::qWaitForWindowActive(window.get());
 }
 
-Page* DesktopKit::show(const char* page) {
+desktop::Page* DesktopKit::show(const char* page) {
     if (!window->showPage(QLatin1String(page))) {
         qFatal("there is no page %s", page);
     }
@@ -150,7 +150,7 @@ std::unique_ptr<QApplication> makeTestApplication(int& argc, char** argv) {
     QCoreApplication::setApplicationName(QStringLiteral("QVORA Sealed Bundle Builder"));
     auto application = std::make_unique<QApplication>(argc, argv);
     QApplication::setFont(QFont(QStringLiteral("DejaVu Sans"), 10));
-    applyTheme(*application, ThemeScheme::light);
-    application->installEventFilter(new InputFilter(application.get()));
+    desktop::applyTheme(*application, desktop::ThemeScheme::light);
+    application->installEventFilter(new desktop::InputFilter(application.get()));
     return application;
 }

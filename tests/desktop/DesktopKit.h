@@ -12,21 +12,21 @@
 #include <memory>
 
 /// Answers dialogs, in order, with the answers that a test has prepared. Without a prepared answer it cancels.
-class ScriptedDialogs : public Dialogs {
+class ScriptedDialogs : public desktop::Dialogs {
   public:
-    using Dialogs::Dialogs;
+    using desktop::Dialogs::Dialogs;
 
     QString openFile(QWidget* parent, const QString& title, jobs::PathRole role, const QString& filter) override;
     QStringList openFiles(QWidget* parent, const QString& title, jobs::PathRole role, const QString& filter) override;
     QString saveFile(QWidget* parent, const QString& title, jobs::PathRole role, const QString& filter,
                      const QString& proposed) override;
     QString openFolder(QWidget* parent, const QString& title, jobs::PathRole role) override;
-    SaveAnswer askSave(QWidget* parent, const QString& document) override;
+    desktop::SaveAnswer askSave(QWidget* parent, const QString& document) override;
     bool confirm(QWidget* parent, const QString& question, const QString& action) override;
     void showFault(QWidget* parent, const QString& text) override;
 
-    QStringList paths;          ///< for the next file and folder dialogs; a dialog for several files uses all
-    QList<SaveAnswer> answers;  ///< for the next "save changes?"
+    QStringList paths;                   ///< for the next file and folder dialogs; a dialog for several files uses all
+    QList<desktop::SaveAnswer> answers;  ///< for the next "save changes?"
     QList<bool> confirmations;
     QStringList asked;   ///< the questions, in order
     QStringList faults;  ///< the reported faults, in order
@@ -38,7 +38,7 @@ class DesktopKit {
     DesktopKit();
 
     /// Shows a page and returns it.
-    Page* show(const char* page);
+    desktop::Page* show(const char* page);
     /// The visible widget `name` of the current page. Ends the test program if it is missing or can't be used.
     QWidget* find(const char* name);
     template <class Widget>
@@ -59,10 +59,10 @@ class DesktopKit {
     [[nodiscard]] static bool waitFor(const std::function<bool()>& condition, int seconds = 20);
 
     TempFolder folder;
-    Settings settings;
+    desktop::Settings settings;
     ScriptedDialogs dialogs;
-    PageContext context;
-    std::unique_ptr<MainWindow> window;
+    desktop::PageContext context;
+    std::unique_ptr<desktop::MainWindow> window;
 };
 
 /// Makes the application of a test program on the offscreen platform. Fonts and locale are the same on every machine.

@@ -12,8 +12,8 @@
 
 namespace {
 
-FormField field(const char* id, jobs::FieldKind kind, bool required = false) {
-    FormField made;
+desktop::FormField field(const char* id, jobs::FieldKind kind, bool required = false) {
+    desktop::FormField made;
     made.id = QLatin1String(id);
     made.group = QStringLiteral("Group");
     made.label = u'&' + made.id.left(1).toUpper() + made.id.mid(1);
@@ -24,8 +24,8 @@ FormField field(const char* id, jobs::FieldKind kind, bool required = false) {
 
 class FormViewTest : public ::testing::Test {
   protected:
-    void show(const QList<FormField>& fields) {
-        form = std::make_unique<FormView>(fields, context);
+    void show(const QList<desktop::FormField>& fields) {
+        form = std::make_unique<desktop::FormView>(fields, context);
         form->resize(900, 600);
         form->show();
         QApplication::setActiveWindow(form.get());
@@ -62,16 +62,16 @@ class FormViewTest : public ::testing::Test {
     void drop(const QString& name, const QStringList& paths) { DesktopKit::drop(*find(name), paths); }
 
     TempFolder folder;
-    Settings settings{folder.path("settings.ini")};
+    desktop::Settings settings{folder.path("settings.ini")};
     ScriptedDialogs dialogs{settings};
-    PageContext context{dialogs, settings, QString()};
-    std::unique_ptr<FormView> form;
+    desktop::PageContext context{dialogs, settings, QString()};
+    std::unique_ptr<desktop::FormView> form;
 };
 
 TEST_F(FormViewTest, ChecksAFieldOnlyWhenItLosesTheFocus) {
     folder.write("short.bin", "123");
     folder.write("key.bin", "0123456789abcdef");
-    FormField key = field("key", jobs::FieldKind::inFile, true);
+    desktop::FormField key = field("key", jobs::FieldKind::inFile, true);
     key.check = [](const QStringList& values) {
         return QFile(values.first()).size() == 16
                    ? jobs::Verdict{jobs::Verdict::Kind::good, QStringLiteral("A key.")}
@@ -121,7 +121,7 @@ TEST_F(FormViewTest, ChecksAFieldOnlyWhenItLosesTheFocus) {
 }
 
 TEST_F(FormViewTest, ReportsMissingFieldsOnDemand) {
-    FormField id = field("id", jobs::FieldKind::fixed, true);
+    desktop::FormField id = field("id", jobs::FieldKind::fixed, true);
     id.group = QStringLiteral("Device");
     id.check = [](const QStringList& values) {
         return values.first() == QLatin1String("7")
@@ -154,10 +154,10 @@ TEST_F(FormViewTest, ReportsMissingFieldsOnDemand) {
 }
 
 TEST_F(FormViewTest, ReportsAReasonForAFieldThatACheckNeeds) {
-    FormField device = field("device", jobs::FieldKind::choice, true);
+    desktop::FormField device = field("device", jobs::FieldKind::choice, true);
     device.choices = {{QString(), QStringLiteral("Choose a device")}, {QStringLiteral("1"), QStringLiteral("One")}};
     device.initial = {QString()};
-    FormField files = field("files", jobs::FieldKind::inFiles);
+    desktop::FormField files = field("files", jobs::FieldKind::inFiles);
     files.judgesEmpty = true;
     files.check = [](const QStringList& values) {
         return values.isEmpty() ? jobs::Verdict{jobs::Verdict::Kind::missing, QString()} : jobs::Verdict();
@@ -168,19 +168,19 @@ TEST_F(FormViewTest, ReportsAReasonForAFieldThatACheckNeeds) {
     EXPECT_EQ(verdict(QStringLiteral("device")), "Choose one from the list.");
     EXPECT_EQ(verdict(QStringLiteral("files")), "A file is needed here.");
     find(QStringLiteral("files"))->setFocus();
-    EXPECT_EQ(frame(), Theme::color(ThemeColor::fault));
+    EXPECT_EQ(frame(), desktop::Theme::color(desktop::ThemeColor::fault));
     form->setValues(QStringLiteral("device"), {QStringLiteral("1")});
     EXPECT_EQ(verdict(QStringLiteral("device")), "");
-    EXPECT_NE(frame(), Theme::color(ThemeColor::fault));
+    EXPECT_NE(frame(), desktop::Theme::color(desktop::ThemeColor::fault));
 }
 
 TEST_F(FormViewTest, WarnsOfAKeyThatEveryUserCanRead) {
-    FormField key = field("key", jobs::FieldKind::inFile, true);
+    desktop::FormField key = field("key", jobs::FieldKind::inFile, true);
     key.secret = true;
     key.check = [](const QStringList& /*values*/) {
         return jobs::Verdict{jobs::Verdict::Kind::good, QStringLiteral("16 bytes")};
     };
-    FormField pem = field("pem", jobs::FieldKind::inFile);
+    desktop::FormField pem = field("pem", jobs::FieldKind::inFile);
     pem.role = jobs::PathRole::key;
     show({key, pem});
     folder.write("public.pem", "-----BEGIN PUBLIC KEY-----\n");
@@ -211,11 +211,11 @@ TEST_F(FormViewTest, WarnsOfAKeyThatEveryUserCanRead) {
 TEST_F(FormViewTest, FilesAreChosenOrDroppedAndRowsRemoved) {
     folder.write("a.hex", "a");
     folder.write("b.hex", "b");
-    FormField files = field("files", jobs::FieldKind::inFiles, true);
+    desktop::FormField files = field("files", jobs::FieldKind::inFiles, true);
     files.besideLabel = QStringLiteral("Address");
     show({files, field("key", jobs::FieldKind::inFile)});
-    QSignalSpy edited(form.get(), &FormView::edited);
-    QSignalSpy left(form.get(), &FormView::left);
+    QSignalSpy edited(form.get(), &desktop::FormView::edited);
+    QSignalSpy left(form.get(), &desktop::FormView::left);
     const QString a = folder.path("a.hex");
     const QString b = folder.path("b.hex");
     const QString id = QStringLiteral("files");
@@ -256,9 +256,9 @@ TEST_F(FormViewTest, FilesAreChosenOrDroppedAndRowsRemoved) {
 }
 
 TEST_F(FormViewTest, TabGoesInTheOrderOfTheTableAndEveryPartIsNamed) {
-    FormField choice = field("choice", jobs::FieldKind::choice);
+    desktop::FormField choice = field("choice", jobs::FieldKind::choice);
     choice.choices = {{QStringLiteral("a"), QStringLiteral("A")}, {QStringLiteral("b"), QStringLiteral("B")}};
-    FormField files = field("files", jobs::FieldKind::inFiles);
+    desktop::FormField files = field("files", jobs::FieldKind::inFiles);
     files.besideLabel = QStringLiteral("Address");
     files.initial = QStringList({QStringLiteral("x"), QString(), QStringLiteral("y"), QString()});
     show({field("text", jobs::FieldKind::text), files, choice, field("box", jobs::FieldKind::check),

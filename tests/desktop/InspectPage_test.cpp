@@ -85,7 +85,7 @@ TEST(InspectPage, ShowsTheOutputOfTheShownCommandLine) {
     page.prove();
     ASSERT_TRUE(page.says(QStringLiteral("Proven")));
     page.kit.press("copyReport");
-    const QString shown = page.kit.find<CommandLineView>("commandLine")->toPlainText();
+    const QString shown = page.kit.find<desktop::CommandLineView>("commandLine")->toPlainText();
     ASSERT_TRUE(shown.startsWith(QStringLiteral("qvora-inspect ")));
     QProcess shell;
     shell.start(QStringLiteral("sh"), {QStringLiteral("-c"), QStringLiteral(QVORA_INSPECT) + shown.mid(13)});
@@ -102,7 +102,7 @@ TEST(InspectPage, SelectsTheSamePartInTreeBytesAndMap) {
     ASSERT_TRUE(page.kit.window->openFile(makeInstallImage(page.kit, "product.tbi")));
     ASSERT_TRUE(page.says(QStringLiteral("Can't be judged")));
     page.kit.find<QTabWidget>("tabs")->setCurrentIndex(0);
-    auto* bytes = page.kit.find<ByteView>("bytes");
+    auto* bytes = page.kit.find<desktop::ByteView>("bytes");
     page.tree()->setCurrentIndex(page.line(QStringLiteral("area 2 F")));
     EXPECT_EQ(bytes->chosenOffset(), 334);
     EXPECT_EQ(bytes->chosenSize(), 30 + 51000);
@@ -131,7 +131,7 @@ TEST(InspectPage, ShowsPlaintextOnlyOfProvenFilesAndOnDemand) {
     ASSERT_TRUE(page.says(QStringLiteral("Proven")));
     page.kit.find<QTabWidget>("tabs")->setCurrentIndex(0);
     page.tree()->setCurrentIndex(page.line(QStringLiteral("area 2 F")));
-    auto* bytes = page.kit.find<ByteView>("bytes");
+    auto* bytes = page.kit.find<desktop::ByteView>("bytes");
     page.kit.press("plain");
     EXPECT_TRUE(DesktopKit::waitFor([&] { return bytes->bytes().startsWith("calibration data "); }));
     page.kit.press("plain");

@@ -39,7 +39,7 @@ QString sorted(const QString& line) {
 bool isFoundBy(const QString& text, const char* page) {
     static const QStringList fillers = {QStringLiteral("with"), QStringLiteral("from"), QStringLiteral("what"),
                                         QStringLiteral("for")};
-    for (const PageRow& row : pageTable()) {
+    for (const desktop::PageRow& row : desktop::pageTable()) {
         if (qstrcmp(row.id, page) == 0) {
             const QString known =
                 QLatin1String(row.title) + u' ' + QLatin1String(row.group) + u' ' + QLatin1String(row.words);
@@ -188,7 +188,7 @@ TEST_F(JobPageTest, ReportsTheFaultOfAValue) {
 
 TEST_F(JobPageTest, ShowsTheFieldsThatCountAndNeedsOnlyThem) {
     DesktopKit kit;
-    Page* page = kit.show("install-image");
+    desktop::Page* page = kit.show("install-image");
     const auto isShown = [page](const char* id) { return page->findChild<QWidget*>(QLatin1String(id))->isVisible(); };
     EXPECT_FALSE(isShown("diversification") || isShown("external-region"));
     kit.type("device", QStringLiteral("0x484"));
@@ -223,7 +223,7 @@ TEST_F(JobPageTest, ShowsTheFieldsThatCountAndNeedsOnlyThem) {
 
 TEST_F(JobPageTest, ReportsAMissingProgramAndAFailureWithStatusZero) {
     DesktopKit kit;
-    Page* page = kit.show("key-pair");
+    desktop::Page* page = kit.show("key-pair");
     const auto* hint = page->findChild<QLabel*>(QStringLiteral("hint"));
     EXPECT_FALSE(hint->isVisible());
     kit.type("key", QStringLiteral("keys/new.pem"));
@@ -243,7 +243,7 @@ TEST_F(JobPageTest, ReportsAMissingProgramAndAFailureWithStatusZero) {
 
 TEST_F(JobPageTest, LosesNoEntryWithoutAQuestionAndUndoesEachStep) {
     DesktopKit kit;
-    Page* page = kit.show("install-image");
+    desktop::Page* page = kit.show("install-image");
     const std::string empty = shownLine(kit).toStdString();
     const auto undo = [] { QTest::keySequence(QApplication::focusWidget(), QKeySequence::Undo); };
     const auto redo = [] { QTest::keySequence(QApplication::focusWidget(), QKeySequence::Redo); };
@@ -277,7 +277,7 @@ TEST_F(JobPageTest, LosesNoEntryWithoutAQuestionAndUndoesEachStep) {
 
 TEST_F(JobPageTest, SavesAJobThatOpensAndPrintsAsTheSameLine) {
     DesktopKit kit;
-    Page* page = kit.show("install-image");
+    desktop::Page* page = kit.show("install-image");
     EXPECT_FALSE(page->isModified());
     fillIn(kit, jobForms().first());
     EXPECT_TRUE(page->isModified());

@@ -157,11 +157,11 @@ TEST(KeyTasks, ReplaceOnlyFilesThatTheUserConfirms) {
     const QString path = folder.path("key.pem");
     const QString other = folder.path("key_pub.pem");
     const std::string stranger = "A file has appeared at one of the paths; it was left alone.";
-    const auto fault = [](const KeyRequest& request) {
-        return runKeyTask(request, std::atomic<bool>(false)).fault.toStdString();
+    const auto fault = [](const desktop::KeyRequest& request) {
+        return desktop::runKeyTask(request, std::atomic<bool>(false)).fault.toStdString();
     };
-    const KeyRequest random{KeyTask::randomFile, path, QString(), 16, 0, {}};
-    KeyRequest pair{KeyTask::curvePair, path, other, 0, prime256v1Nid, {}};
+    const desktop::KeyRequest random{desktop::KeyTask::randomFile, path, QString(), 16, 0, {}};
+    desktop::KeyRequest pair{desktop::KeyTask::curvePair, path, other, 0, prime256v1Nid, {}};
     ASSERT_TRUE(QFile::link(folder.path("nowhere"), path));
     EXPECT_EQ(fault(random), stranger) << "a link that leads nowhere is a file too";
     EXPECT_FALSE(QFile::exists(folder.path("nowhere")));
@@ -176,7 +176,7 @@ TEST(KeyTasks, ReplaceOnlyFilesThatTheUserConfirms) {
     EXPECT_EQ(fault(pair), "The private and the public key need two files.");
 
     // Another program may create the file while the key is made: an RSA pair needs seconds.
-    KeyRequest slow{KeyTask::rsaPair, folder.path("rsa.pem"), folder.path("rsa_pub.pem"), 0, 0, {}};
+    desktop::KeyRequest slow{desktop::KeyTask::rsaPair, folder.path("rsa.pem"), folder.path("rsa_pub.pem"), 0, 0, {}};
     std::string said;
     std::thread worker([&] { said = fault(slow); });
     std::this_thread::sleep_for(std::chrono::milliseconds(50));

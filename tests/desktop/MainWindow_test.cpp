@@ -2,7 +2,11 @@
 #include "tests/desktop/scenes.h"
 #include "tests/desktop/textRoom.h"
 
+#include "desktop/inspector/ByteView.h"
+#include "desktop/inspector/MemoryMap.h"
+#include "desktop/optionBytes/BitView.h"
 #include "desktop/pageTable.h"
+#include "desktop/secrets/OtpMapView.h"
 
 #include <QAbstractButton>
 #include <QAccessible>
@@ -41,8 +45,8 @@ double contrast(const QColor& text, const QColor& ground) {
 
 TEST(MainWindow, EveryTextColourContrastsWithItsBackground) {
     for (const bool dark : {false, true}) {
-        const QPalette palette = Theme::palette(dark);
-        const auto color = [dark](ThemeColor name) { return Theme::color(name, dark); };
+        const QPalette palette = desktop::Theme::palette(dark);
+        const auto color = [dark](desktop::ThemeColor name) { return desktop::Theme::color(name, dark); };
         const struct {
             QColor text;
             QColor ground;
@@ -51,17 +55,17 @@ TEST(MainWindow, EveryTextColourContrastsWithItsBackground) {
             {palette.color(QPalette::WindowText), palette.color(QPalette::Window)},
             {palette.color(QPalette::ButtonText), palette.color(QPalette::Button)},
             {palette.color(QPalette::ToolTipText), palette.color(QPalette::ToolTipBase)},
-            {palette.color(QPalette::WindowText), color(ThemeColor::panel)},
-            {color(ThemeColor::onAccent), color(ThemeColor::accent)},
-            {color(ThemeColor::fault), palette.color(QPalette::Window)},
-            {color(ThemeColor::warning), palette.color(QPalette::Window)},
-            {color(ThemeColor::success), palette.color(QPalette::Window)},
-            {color(ThemeColor::changed), palette.color(QPalette::Window)},
-            {color(ThemeColor::quiet), palette.color(QPalette::Base)},
-            {color(ThemeColor::quiet), color(ThemeColor::panel)},
-            {palette.color(QPalette::Text), color(ThemeColor::mapBlock)},
-            {palette.color(QPalette::Text), color(ThemeColor::mapUsed)},
-            {palette.color(QPalette::Text), color(ThemeColor::mapFault)},
+            {palette.color(QPalette::WindowText), color(desktop::ThemeColor::panel)},
+            {color(desktop::ThemeColor::onAccent), color(desktop::ThemeColor::accent)},
+            {color(desktop::ThemeColor::fault), palette.color(QPalette::Window)},
+            {color(desktop::ThemeColor::warning), palette.color(QPalette::Window)},
+            {color(desktop::ThemeColor::success), palette.color(QPalette::Window)},
+            {color(desktop::ThemeColor::changed), palette.color(QPalette::Window)},
+            {color(desktop::ThemeColor::quiet), palette.color(QPalette::Base)},
+            {color(desktop::ThemeColor::quiet), color(desktop::ThemeColor::panel)},
+            {palette.color(QPalette::Text), color(desktop::ThemeColor::mapBlock)},
+            {palette.color(QPalette::Text), color(desktop::ThemeColor::mapUsed)},
+            {palette.color(QPalette::Text), color(desktop::ThemeColor::mapFault)},
         };
         for (const auto& pair : pairs) {
             EXPECT_GE(contrast(pair.text, pair.ground), 4.5)
@@ -82,7 +86,7 @@ QString nameOf(const QWidget* widget) {
 }
 
 /// The faults of a page for a user without a mouse or with a screen reader, and texts that don't fit.
-QStringList faultsOf(const MainWindow& window) {
+QStringList faultsOf(const desktop::MainWindow& window) {
     QStringList faults;
     QHash<QString, QString> mnemonics;
     const auto note = [&](const QString& text) {
@@ -122,8 +126,10 @@ QStringList faultsOf(const MainWindow& window) {
                 faults.append(what + QStringLiteral(" has HTML in its spoken text"));
             }
         }
-        const bool isPicture = widget->inherits("ByteView") || widget->inherits("MemoryMap") ||
-                               widget->inherits("OtpMapView") || widget->inherits("BitView");
+        const bool isPicture = qobject_cast<const desktop::ByteView*>(widget) != nullptr ||
+                               qobject_cast<const desktop::MemoryMap*>(widget) != nullptr ||
+                               qobject_cast<const desktop::OtpMapView*>(widget) != nullptr ||
+                               qobject_cast<const desktop::BitView*>(widget) != nullptr;
         if (isPicture && (spoken == nullptr || spoken->role() == QAccessible::Client ||
                           spoken->text(QAccessible::Description).isEmpty())) {
             faults.append(what + QStringLiteral(" doesn't say what it is and what it shows"));
@@ -170,7 +176,7 @@ TEST(MainWindow, FindsPagesByTheWordsOfANewcomer) {
 }
 
 /// The faults in the tab order of the window: Tab may move down or to the right, never back.
-QStringList faultsOfOrder(const MainWindow& window) {
+QStringList faultsOfOrder(const desktop::MainWindow& window) {
     QStringList faults;
     const auto placeOf = [&window](const QWidget* part) { return QRect(part->mapTo(&window, QPoint()), part->size()); };
     const QWidget* const first = QApplication::focusWidget();
@@ -199,7 +205,7 @@ TEST(MainWindow, EveryPageCanBeUsedByKeyboardAndShowsItsTexts) {
     const QByteArray path = qgetenv("PATH");
     const QString folder = QDir::currentPath();
     QList<Scene> shown = scenes();
-    for (const PageRow& row : pageTable()) {
+    for (const desktop::PageRow& row : desktop::pageTable()) {
         shown.append({row.id, "empty", [](DesktopKit& /*kit*/) {}});
     }
     for (const Scene& scene : shown) {
@@ -248,8 +254,8 @@ TEST(Program, ReportsWrongOptionsWithoutADisplay) {
 
 TEST(Dialogs, AskBeforeAnAddedSuffixReplacesAFileAndStoreNoFolderOfKeys) {
     const TempFolder folder;
-    Settings settings(folder.path("settings.ini"));
-    Dialogs dialogs(settings);
+    desktop::Settings settings(folder.path("settings.ini"));
+    desktop::Dialogs dialogs(settings);
     folder.write("pair.pem", "an older key");
     const auto noted = [] {
         const QSettings notes(QSettings::UserScope, QStringLiteral("QtProject"));

@@ -172,7 +172,7 @@ TEST(OptionBytePage, LosesNoChangeWithoutAQuestion) {
     QTest::keyClick(kit.find("field.Chime"), Qt::Key_Space);
     kit.press("newTable");  // without a prepared answer the question is cancelled
     EXPECT_TRUE(kit.window->isWindowModified());
-    kit.dialogs.answers = {SaveAnswer::save};
+    kit.dialogs.answers = {desktop::SaveAnswer::save};
     kit.dialogs.paths = {kit.folder.path("none/new.csv")};
     kit.press("newTable");
     EXPECT_EQ(kit.dialogs.faults.size(), 1);
@@ -206,7 +206,7 @@ TEST(OptionBytePage, OpensOneDroppedFileAndAsksAboutChanges) {
     kit.type("word", QStringLiteral("0x00000007"));
     DesktopKit::drop(*kit.window->page(), {b});  // without a prepared answer the question is cancelled
     EXPECT_EQ(kit.window->page()->documentName(), QStringLiteral("a.csv"));
-    kit.dialogs.answers = {SaveAnswer::discard};
+    kit.dialogs.answers = {desktop::SaveAnswer::discard};
     DesktopKit::drop(*kit.window->page(), {b});
     EXPECT_EQ(kit.window->page()->documentName(), QStringLiteral("b.csv"));
     EXPECT_EQ(kit.find<QLineEdit>("word")->text(), QStringLiteral("0x00000002"));

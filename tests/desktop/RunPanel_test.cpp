@@ -29,9 +29,10 @@ struct Trial {
         panel.setFolder(folder.path(""));
         panel.show();
         QApplication::setActiveWindow(&panel);
-        QObject::connect(&panel, &RunPanel::runRequested, &panel, &RunPanel::start);
-        QObject::connect(&panel, &RunPanel::finished, [this](int status) { ends.append(status); });
-        QObject::connect(&panel, &RunPanel::inspectRequested, [this](const QString& path) { inspected.append(path); });
+        QObject::connect(&panel, &desktop::RunPanel::runRequested, &panel, &desktop::RunPanel::start);
+        QObject::connect(&panel, &desktop::RunPanel::finished, [this](int status) { ends.append(status); });
+        QObject::connect(&panel, &desktop::RunPanel::inspectRequested,
+                         [this](const QString& path) { inspected.append(path); });
     }
 
     ~Trial() { qputenv("PATH", searchPath); }
@@ -48,10 +49,10 @@ struct Trial {
 
     QByteArray searchPath = qgetenv("PATH");
     TempFolder folder;
-    Settings settings;
+    desktop::Settings settings;
     ScriptedDialogs dialogs;
-    PageContext context;
-    RunPanel panel;
+    desktop::PageContext context;
+    desktop::RunPanel panel;
     QList<int> ends;
     QStringList inspected;
 };
@@ -108,13 +109,13 @@ TEST(RunPanel, StopsAndShowsTheRunningLineMeanwhile) {
 }
 
 /// The number in the first visible line.
-int topLine(const OutputPane& pane) {
+int topLine(const desktop::OutputPane& pane) {
     return pane.cursorForPosition(QPoint(5, 5)).block().text().toInt();
 }
 
 TEST(OutputPane, FollowsTheOutputOnlyAtItsEndAndKeepsTheLastLines) {
     DesktopKit kit;
-    OutputPane pane(kit.context);
+    desktop::OutputPane pane(kit.context);
     pane.resize(400, 150);
     pane.show();
     QString text;
@@ -123,7 +124,7 @@ TEST(OutputPane, FollowsTheOutputOnlyAtItsEndAndKeepsTheLastLines) {
         for (int line = from; line < to; ++line) {
             text += QString::number(line) + u'\n';
         }
-        pane.add({{TextStyle::plain, false, text}});
+        pane.add({{desktop::TextStyle::plain, false, text}});
         pane.flush();
     };
     add(0, 60000);
@@ -138,21 +139,21 @@ TEST(OutputPane, FollowsTheOutputOnlyAtItsEndAndKeepsTheLastLines) {
 
 TEST(OutputPane, OverwritesProgressAndUsesTheColoursOfTheTheme) {
     DesktopKit kit;
-    OutputPane pane(kit.context);
-    pane.add({{TextStyle::plain, false, QStringLiteral("first\n10%")},
-              {TextStyle::plain, true, QStringLiteral("20%")},
-              {TextStyle::error, true, QStringLiteral("broken\n")},
-              {TextStyle::plain, true, QStringLiteral("last")}});
+    desktop::OutputPane pane(kit.context);
+    pane.add({{desktop::TextStyle::plain, false, QStringLiteral("first\n10%")},
+              {desktop::TextStyle::plain, true, QStringLiteral("20%")},
+              {desktop::TextStyle::error, true, QStringLiteral("broken\n")},
+              {desktop::TextStyle::plain, true, QStringLiteral("last")}});
     pane.flush();
     EXPECT_EQ(pane.toPlainText(), QStringLiteral("first\nbroken\nlast"));
     const auto color = [&pane] {
         return pane.document()->findBlockByNumber(1).begin().fragment().charFormat().foreground().color();
     };
-    EXPECT_EQ(color(), Theme::color(ThemeColor::fault, false));
-    applyTheme(*qobject_cast<QApplication*>(QCoreApplication::instance()), ThemeScheme::dark);
+    EXPECT_EQ(color(), desktop::Theme::color(desktop::ThemeColor::fault, false));
+    desktop::applyTheme(*qobject_cast<QApplication*>(QCoreApplication::instance()), desktop::ThemeScheme::dark);
     QCoreApplication::processEvents();
-    EXPECT_EQ(color(), Theme::color(ThemeColor::fault, true));
-    applyTheme(*qobject_cast<QApplication*>(QCoreApplication::instance()), ThemeScheme::light);
+    EXPECT_EQ(color(), desktop::Theme::color(desktop::ThemeColor::fault, true));
+    desktop::applyTheme(*qobject_cast<QApplication*>(QCoreApplication::instance()), desktop::ThemeScheme::light);
 }
 
 }  // namespace

@@ -34,17 +34,17 @@ class TemplateFormTest : public testing::Test {
     }
 
     bool read(const QByteArray& text, QString& fault) {
-        return readTemplateForm(folder.write("t.xml", text),
-                                QFileInfo(QStringLiteral(QVORA_TOOL)).path() + QStringLiteral("/Template"), form,
-                                fault);
+        return desktop::readTemplateForm(folder.write("t.xml", text),
+                                         QFileInfo(QStringLiteral(QVORA_TOOL)).path() + QStringLiteral("/Template"),
+                                         form, fault);
     }
-    const TemplateField& field(const char* name) {
-        const TemplateField* const found = form.field(QStringLiteral("parameter ") + QLatin1String(name));
+    const desktop::TemplateField& field(const char* name) {
+        const desktop::TemplateField* const found = form.field(QStringLiteral("parameter ") + QLatin1String(name));
         return found == nullptr ? form.fields.first() : *found;
     }
 
     TempFolder folder;
-    TemplateForm form;
+    desktop::TemplateForm form;
 };
 
 TEST_F(TemplateFormTest, ShowsWhetherTheToolAcceptsAValue) {
@@ -78,7 +78,7 @@ TEST_F(TemplateFormTest, ShowsWhetherTheToolAcceptsAValue) {
         {"Key", "./none.pem", false, "The first line names neither a public nor a private key."},
     };
     for (const auto& row : rows) {
-        const jobs::Verdict verdict = checkTemplateValue(form, field(row.field), QString::fromUtf8(row.text));
+        const jobs::Verdict verdict = desktop::checkTemplateValue(form, field(row.field), QString::fromUtf8(row.text));
         EXPECT_EQ(verdict.kind == jobs::Verdict::Kind::good, row.isGood) << row.text.constData();
         EXPECT_EQ(verdict.text.toStdString(), row.says);
     }
@@ -88,15 +88,16 @@ TEST_F(TemplateFormTest, ShowsEachParameterByItsKind) {
     EXPECT_EQ(field("On").kind, jobs::FieldKind::check);
     EXPECT_EQ(field("Same").kind, jobs::FieldKind::choice) << "both states are one number";
     EXPECT_EQ(field("Twice").lock, QString());
-    EXPECT_EQ(std::count_if(
-                  form.fields.begin(), form.fields.end(),
-                  [](const TemplateField& one) { return one.name == QLatin1String("Twice") && !one.lock.isEmpty(); }),
+    EXPECT_EQ(std::count_if(form.fields.begin(), form.fields.end(),
+                            [](const desktop::TemplateField& one) {
+                                return one.name == QLatin1String("Twice") && !one.lock.isEmpty();
+                            }),
               1)
         << "the write-back finds only the first";
-    EXPECT_EQ(templatePathTo(form, folder.path("a/b.pem")).toStdString(), "./a/b.pem");
-    EXPECT_EQ(templatePathTo(form, QStringLiteral("/b.pem")).toStdString(), "/b.pem");
+    EXPECT_EQ(desktop::templatePathTo(form, folder.path("a/b.pem")).toStdString(), "./a/b.pem");
+    EXPECT_EQ(desktop::templatePathTo(form, QStringLiteral("/b.pem")).toStdString(), "/b.pem");
     const QStringList outputs = {folder.path("out/o.obk"), folder.path("out/password.bin")};
-    EXPECT_EQ(templateOutputs(form, {}), outputs);
+    EXPECT_EQ(desktop::templateOutputs(form, {}), outputs);
 
     QString fault;
     EXPECT_FALSE(read(templateOf(parameters + QByteArray(1 << 20, ' ')), fault));
@@ -114,11 +115,11 @@ TEST_F(TemplateFormTest, WritesOnlyValuesThatReadBack) {
     QByteArray text;
     QString fault;
     const QString id = field("Password").id;
-    ASSERT_TRUE(templateTextWith(form, {{id, QStringLiteral("<&\">")}}, text, fault)) << fault.toStdString();
+    ASSERT_TRUE(desktop::templateTextWith(form, {{id, QStringLiteral("<&\">")}}, text, fault)) << fault.toStdString();
     EXPECT_TRUE(text.contains("&lt;&amp;"));
     const QByteArray written = text;
     for (const QString& value : {QStringLiteral("a\u0001bc"), QStringLiteral("abc\uFFFF"), QStringLiteral("    ")}) {
-        EXPECT_FALSE(templateTextWith(form, {{id, value}}, text, fault)) << value.toStdString();
+        EXPECT_FALSE(desktop::templateTextWith(form, {{id, value}}, text, fault)) << value.toStdString();
         EXPECT_TRUE(fault.endsWith(QStringLiteral("can't be written into this template."))) << fault.toStdString();
         EXPECT_EQ(text, written);
     }

@@ -37,7 +37,7 @@ QByteArray withValue(QByteArray text, const QByteArray& name, const QByteArray& 
 
 TEST(TemplatePage, ChangesOnlyTheValuesThatTheUserChanged) {
     DesktopKit kit;
-    Page* page = kit.show("template");
+    desktop::Page* page = kit.show("template");
     const QString path = exampleTemplate(kit);
     const QByteArray before = fileContent(path);
     ASSERT_TRUE(kit.window->openFile(path));
@@ -77,7 +77,7 @@ TEST(TemplatePage, ChangesOnlyTheValuesThatTheUserChanged) {
 
 TEST(TemplatePage, RunsTheLineThatItShows) {
     DesktopKit kit;
-    Page* page = kit.show("template");
+    desktop::Page* page = kit.show("template");
     const QString path = exampleTemplate(kit);
     ASSERT_TRUE(kit.window->openFile(path));
     kit.type("parameter Firmware area size", QStringLiteral("131072"));
@@ -159,7 +159,7 @@ TEST(TemplatePage, ReportsFaults) {
         "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE Root [<!ENTITY a \"b\">]>\n<Root><Obdata/></Root>",
         "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Root><Obdata><Strange/></Obdata></Root>",
         "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Root><Other/></Root>"};
-    kit.dialogs.answers.fill(SaveAnswer::discard, 5);
+    kit.dialogs.answers.fill(desktop::SaveAnswer::discard, 5);
     for (const char* text : refused) {
         EXPECT_FALSE(kit.window->openFile(kit.folder.write("hostile.xml", text))) << text;
     }
@@ -187,7 +187,7 @@ TEST(TemplatePage, LongTextsOfATemplateDontStretchThePage) {
 
 TEST(TemplatePage, HidesAndLocksFieldsAsTheTemplateRequires) {
     DesktopKit kit;
-    Page* page = kit.show("template");
+    desktop::Page* page = kit.show("template");
     const QByteArray text =
         "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Root><Obdata><Info><GlobalAlign>1</GlobalAlign></Info>"
         "<Bool><Name>On</Name><Width>1</Width><Default>1</Default><True>0x1</True><False>0x0</False></Bool>"

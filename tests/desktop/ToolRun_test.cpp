@@ -11,9 +11,9 @@
 
 namespace {
 
-QString joined(const QList<StyledText>& texts) {
+QString joined(const QList<desktop::StyledText>& texts) {
     QString text;
-    for (const StyledText& piece : texts) {
+    for (const desktop::StyledText& piece : texts) {
         text += piece.text;
     }
     return text;
@@ -22,15 +22,16 @@ QString joined(const QList<StyledText>& texts) {
 /// A run of a program or of a shell script, with its output and its end.
 struct Trial {
     Trial() {
-        QObject::connect(&run, &ToolRun::output, [this](const QList<StyledText>& texts) { output += texts; });
-        QObject::connect(&run, &ToolRun::ended, [this](const ToolEnd& how) { ends.append(how); });
+        QObject::connect(&run, &desktop::ToolRun::output,
+                         [this](const QList<desktop::StyledText>& texts) { output += texts; });
+        QObject::connect(&run, &desktop::ToolRun::ended, [this](const desktop::ToolEnd& how) { ends.append(how); });
     }
 
     void startScript(const QByteArray& script) {
         run.start(QStringLiteral("/bin/sh"), {folder.write("script", script)}, folder.path(""));
     }
 
-    [[nodiscard]] ToolEnd end() {
+    [[nodiscard]] desktop::ToolEnd end() {
         if (!DesktopKit::waitFor([this] { return !ends.isEmpty(); })) {
             ADD_FAILURE() << "it never ended";
             return {};
@@ -41,9 +42,9 @@ struct Trial {
     }
 
     TempFolder folder;
-    ToolRun run;
-    QList<StyledText> output;
-    QList<ToolEnd> ends;
+    desktop::ToolRun run;
+    QList<desktop::StyledText> output;
+    QList<desktop::ToolEnd> ends;
 };
 
 bool lives(const QByteArray& process) {
@@ -58,14 +59,15 @@ say() { printf "$1"; sleep 0.05; }
 say 'a \303'; say '\244\033'; say '[9'; say '1mwrong\n\033[0'; say 'm10%%\r'; say '20%%\r\033[K'; say '30%%\r\n'
 say '\033]0;title\007\033(B\a\000x\342\200\256'; printf 'to two\n' >&2; printf 'last \342\202'; exit 7
 )");
-    const ToolEnd end = trial.end();
-    EXPECT_EQ(end.kind, ToolEnd::Kind::ended);
+    const desktop::ToolEnd end = trial.end();
+    EXPECT_EQ(end.kind, desktop::ToolEnd::Kind::ended);
     EXPECT_EQ(end.status, 7);
     const QString whole = joined(trial.output);
     EXPECT_EQ(whole.toStdString(),
               QStringLiteral("a äwrong\n10%20%30%\n\\x07\\x00x\\u202Eto two\nlast \uFFFD\uFFFD").toStdString());
-    for (const StyledText& piece : trial.output) {
-        EXPECT_EQ(piece.style, piece.text.contains(QLatin1String("wrong")) ? TextStyle::error : TextStyle::plain);
+    for (const desktop::StyledText& piece : trial.output) {
+        EXPECT_EQ(piece.style,
+                  piece.text.contains(QLatin1String("wrong")) ? desktop::TextStyle::error : desktop::TextStyle::plain);
         EXPECT_EQ(piece.restartsLine, piece.text.startsWith(u'2') || piece.text.startsWith(u'3'));
     }
 }
@@ -77,7 +79,7 @@ TEST(ToolRun, StopEndsTheProcessesOfTheProgramToo) {
     ASSERT_TRUE(DesktopKit::waitFor([&trial] { return trial.folder.read("child").endsWith('\n'); }));
     trial.run.stop();
     EXPECT_TRUE(trial.run.isStopping());
-    EXPECT_EQ(trial.end().kind, ToolEnd::Kind::stopped);
+    EXPECT_EQ(trial.end().kind, desktop::ToolEnd::Kind::stopped);
     EXPECT_FALSE(lives(trial.folder.read("child")));
     EXPECT_FALSE(lives(trial.folder.read("grandchild")));
 }
@@ -85,8 +87,8 @@ TEST(ToolRun, StopEndsTheProcessesOfTheProgramToo) {
 TEST(ToolRun, ReportsEveryOtherEnd) {
     Trial trial;
     trial.startScript("echo before; kill -SEGV $$");
-    ToolEnd end = trial.end();
-    EXPECT_EQ(end.kind, ToolEnd::Kind::crashed);
+    desktop::ToolEnd end = trial.end();
+    EXPECT_EQ(end.kind, desktop::ToolEnd::Kind::crashed);
     EXPECT_EQ(end.status, 11);
     EXPECT_EQ(joined(trial.output), QStringLiteral("before\n"));
 
@@ -95,21 +97,21 @@ TEST(ToolRun, ReportsEveryOtherEnd) {
         trial.run.start(path, {}, QString());
         EXPECT_TRUE(trial.run.isRunning());
         end = trial.end();
-        EXPECT_EQ(end.kind, ToolEnd::Kind::notStarted);
+        EXPECT_EQ(end.kind, desktop::ToolEnd::Kind::notStarted);
         EXPECT_TRUE(end.reason.contains(path)) << qPrintable(end.reason);
     }
     ASSERT_TRUE(QFile::setPermissions(noProgram, QFile::ReadOwner | QFile::ExeOwner));
     trial.run.start(noProgram, {}, QString());
-    EXPECT_EQ(trial.end().kind, ToolEnd::Kind::notStarted);
+    EXPECT_EQ(trial.end().kind, desktop::ToolEnd::Kind::notStarted);
 }
 
 TEST(ToolRun, ManyLinesNeitherBlockTheWindowNorGetLost) {
     Trial trial;
     DesktopKit kit;
-    OutputPane pane(kit.context);
+    desktop::OutputPane pane(kit.context);
     pane.resize(600, 300);
     pane.show();
-    QObject::connect(&trial.run, &ToolRun::output, &pane, &OutputPane::add);
+    QObject::connect(&trial.run, &desktop::ToolRun::output, &pane, &desktop::OutputPane::add);
     QElapsedTimer sinceTurn;
     qint64 longest = 0;
     QTimer turns;
@@ -133,9 +135,9 @@ TEST(ToolRun, ShowsTheErrorOfTheRealToolInColour) {
     EXPECT_NE(trial.end().status, 0);
     qunsetenv("NO_COLOR");
     bool isReported = false;
-    for (const StyledText& piece : trial.output) {
-        isReported = isReported ||
-                     (piece.style == TextStyle::error && piece.text == QLatin1String("Error: Missing device ID\n"));
+    for (const desktop::StyledText& piece : trial.output) {
+        isReported = isReported || (piece.style == desktop::TextStyle::error &&
+                                    piece.text == QLatin1String("Error: Missing device ID\n"));
     }
     EXPECT_TRUE(isReported) << qPrintable(joined(trial.output));
 }

@@ -25,16 +25,16 @@ TEST(OptionByteText, ReadsAndShowsNumbersOfAnyWidth) {
     for (const auto& row : rows) {
         std::uint32_t value = 0;
         QString reason;
-        const bool isRead = readEntry(QLatin1String(row.entry), row.bits, row.isHex, value, reason);
-        EXPECT_EQ((isRead ? hexText(value, row.bits) : reason).toStdString(), row.shown) << row.entry;
+        const bool isRead = desktop::readEntry(QLatin1String(row.entry), row.bits, row.isHex, value, reason);
+        EXPECT_EQ((isRead ? desktop::hexText(value, row.bits) : reason).toStdString(), row.shown) << row.entry;
     }
     devices::DeviceField field;
     field.bit = 8;
     field.values = {{1, QStringLiteral("Start"), QString()}};
-    EXPECT_EQ(bitsText(field) + u' ' + valueText(field, 1) + u' ' + valueText(field, 0),
+    EXPECT_EQ(desktop::bitsText(field) + u' ' + desktop::valueText(field, 1) + u' ' + desktop::valueText(field, 0),
               QStringLiteral("bit 8 Start (1) 0"));
     field.width = 3;
-    EXPECT_EQ(bitsText(field) + u' ' + valueText(field, 1), QStringLiteral("bits 10–8 Start (0x1)"));
+    EXPECT_EQ(desktop::bitsText(field) + u' ' + desktop::valueText(field, 1), QStringLiteral("bits 10–8 Start (0x1)"));
 }
 
 }  // namespace

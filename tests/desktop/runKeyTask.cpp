@@ -13,13 +13,13 @@ int runInHere(int argc, char** argv) {
     const QStringList names = {QStringLiteral("random"), QStringLiteral("curve"), QStringLiteral("rsa"),
                                QStringLiteral("hash")};
     const QStringList arguments = QCoreApplication::arguments();
-    KeyRequest request;
-    request.task = static_cast<KeyTask>(names.indexOf(arguments.value(1)));
+    desktop::KeyRequest request;
+    request.task = static_cast<desktop::KeyTask>(names.indexOf(arguments.value(1)));
     request.path = arguments.value(2);
     request.publicPath = arguments.value(3);
     request.size = 64;
     request.curve = prime256v1Nid;
-    const KeyAnswer answer = runKeyTask(request, std::atomic<bool>(false));
+    const desktop::KeyAnswer answer = desktop::runKeyTask(request, std::atomic<bool>(false));
     std::fputs(qPrintable(answer.fault), stderr);
     return answer.fault.isEmpty() ? 0 : 1;
 }

@@ -36,10 +36,10 @@ int main(int argc, char** argv) {
     qputenv("PATH", QFileInfo(QStringLiteral(QVORA_TOOL)).path().toUtf8() + ':' + qgetenv("PATH"));
     const auto isWanted = [&](const char* page) { return argc < 3 || qstrcmp(page, argv[2]) == 0; };
     bool drawn = folder.mkpath(QStringLiteral("."));
-    for (const ThemeScheme scheme : {ThemeScheme::light, ThemeScheme::dark}) {
-        applyTheme(*application, scheme);
-        const QString look = scheme == ThemeScheme::dark ? QStringLiteral("-dark") : QStringLiteral("-light");
-        for (const PageRow& row : pageTable()) {
+    for (const desktop::ThemeScheme scheme : {desktop::ThemeScheme::light, desktop::ThemeScheme::dark}) {
+        desktop::applyTheme(*application, scheme);
+        const QString look = scheme == desktop::ThemeScheme::dark ? QStringLiteral("-dark") : QStringLiteral("-light");
+        for (const desktop::PageRow& row : desktop::pageTable()) {
             if (!isWanted(row.id)) {
                 continue;
             }

@@ -18,8 +18,8 @@ QString text(const char* words) {
 }
 
 /// A document with one item. It has a nonce if `noncePath` is given.
-void makeItem(SecretsDocument& document, const NewSecret& secret, const QString& nonce = {}) {
-    document.clear({secretItemText({}, secret)});
+void makeItem(desktop::SecretsDocument& document, const desktop::NewSecret& secret, const QString& nonce = {}) {
+    document.clear({desktop::secretItemText({}, secret)});
     if (!nonce.isEmpty()) {
         document.change(0, QStringLiteral("nonce"), {{{"Protection", "Algorithm", "Nonce"}, nonce}}, QString());
     }
@@ -31,7 +31,7 @@ TEST(SecretsPlan, ReportsWhyAnItemCantBeStored) {
     folder.write("nonce", QByteArray(16, 'n'));
     ASSERT_EQ(mkfifo(qUtf8Printable(folder.path("pipe")), 0600), 0);
     const struct {
-        NewSecret secret;
+        desktop::NewSecret secret;
         const char* nonce;
         const char* says;
     } rows[] = {
@@ -58,11 +58,11 @@ TEST(SecretsPlan, ReportsWhyAnItemCantBeStored) {
         {{.protection = ctr, .pathOrWord = text("four"), .isFile = true}, "nonce", ""},
     };
     for (const auto& row : rows) {
-        SecretsDocument document;
+        desktop::SecretsDocument document;
         makeItem(document, row.secret, QLatin1String(row.nonce));
         ASSERT_EQ(document.items().size(), 1);
-        const jobs::Verdict verdict =
-            openVerdict(document.items().first(), secretSize(document.items().first(), folder.path("")));
+        const jobs::Verdict verdict = desktop::openVerdict(
+            document.items().first(), desktop::secretSize(document.items().first(), folder.path("")));
         EXPECT_EQ(verdict.kind == jobs::Verdict::Kind::good, *row.says == '\0') << row.secret.pathOrWord.toStdString();
         EXPECT_TRUE(verdict.text.contains(QString::fromUtf8(row.says)))
             << row.secret.pathOrWord.toStdString() << ": " << verdict.text.toStdString();
@@ -75,7 +75,7 @@ TEST(SecretsPlan, RefusesAnImageThatWouldBeWrong) {
     const QString nonce = folder.write("nonce", QByteArray(16, 'n'));
     const struct {
         std::uint32_t device;
-        NewSecret secret;
+        desktop::NewSecret secret;
         const char* fault;
     } rows[] = {
         {0x505,
@@ -86,9 +86,10 @@ TEST(SecretsPlan, RefusesAnImageThatWouldBeWrong) {
         {0x455, {.index = 56, .pathOrWord = text("0x00000001")}, "Images are made for the devices"},
     };
     for (const auto& row : rows) {
-        SecretsDocument document;
+        desktop::SecretsDocument document;
         makeItem(document, row.secret, row.secret.isFile ? nonce : QString());
-        const SecretsMade made = makeSecretsImage(row.device, document.items(), folder.path(""), QString(), nonce);
+        const desktop::SecretsMade made =
+            desktop::makeSecretsImage(row.device, document.items(), folder.path(""), QString(), nonce);
         EXPECT_EQ(made.words, -1);
         EXPECT_TRUE(made.fault.contains(QString::fromUtf8(row.fault))) << made.fault.toStdString();
         EXPECT_EQ(folder.read("nonce"), QByteArray(16, 'n'));
@@ -96,20 +97,23 @@ TEST(SecretsPlan, RefusesAnImageThatWouldBeWrong) {
 }
 
 TEST(SecretsPlan, ShowsTextsOfADocumentOnOneShortLine) {
-    EXPECT_EQ(shownLine(QStringLiteral("a\u202Eb\nc\u2028d")).toStdString(), "a\\x202eb\\x0ac\\x2028d");
-    EXPECT_EQ(shownLine(QString(64, u'x')), QString(64, u'x'));
-    EXPECT_EQ(shownLine(QString(65, u'x')), QString(64, u'x') + u'…');
-    SecretsDocument document;
-    document.clear(
-        QByteArrayList(6, secretItemText({}, {.name = text("x"), .index = 5, .pathOrWord = text("0x00000001")})));
-    const SecretsPlan plan = planSecrets(plainDevice(0x500), document.items(), QString());
-    EXPECT_EQ(misplacedText(planSecrets(plainDevice(0x500), document.items().first(1), QString())).toStdString(),
-              "No place on this device: “x” (5).");
-    EXPECT_TRUE(collisionsText(plan).endsWith(QStringLiteral(" more."))) << collisionsText(plan).toStdString();
+    EXPECT_EQ(desktop::shownLine(QStringLiteral("a\u202Eb\nc\u2028d")).toStdString(), "a\\x202eb\\x0ac\\x2028d");
+    EXPECT_EQ(desktop::shownLine(QString(64, u'x')), QString(64, u'x'));
+    EXPECT_EQ(desktop::shownLine(QString(65, u'x')), QString(64, u'x') + u'…');
+    desktop::SecretsDocument document;
+    document.clear(QByteArrayList(
+        6, desktop::secretItemText({}, {.name = text("x"), .index = 5, .pathOrWord = text("0x00000001")})));
+    const desktop::SecretsPlan plan = desktop::planSecrets(desktop::plainDevice(0x500), document.items(), QString());
+    EXPECT_EQ(
+        desktop::misplacedText(desktop::planSecrets(desktop::plainDevice(0x500), document.items().first(1), QString()))
+            .toStdString(),
+        "No place on this device: “x” (5).");
+    EXPECT_TRUE(desktop::collisionsText(plan).endsWith(QStringLiteral(" more.")))
+        << desktop::collisionsText(plan).toStdString();
 }
 
 TEST(SecretsDocument, KeepsItsLimitsAndEveryBitOfAProtection) {
-    SecretsDocument document;
+    desktop::SecretsDocument document;
     makeItem(document, {.index = 0xFFFF, .pathOrWord = text("0x00000001")});
     document.change(0, QStringLiteral("index"), {{{"Offset"}, QStringLiteral("0x10000")}}, QString());
     EXPECT_EQ(document.items().first().Offset, 0xFFFFU) << "that one was refused, the first wasn't";
@@ -124,12 +128,12 @@ TEST(SecretsDocument, KeepsItsLimitsAndEveryBitOfAProtection) {
     devices::DeviceFuses fuses;
     fuses.protection = {{text("Lock"), 20, 1, {}, {}, {}}, {text("CID"), 4, 3, {}, {}, {}}};
     constexpr std::uint32_t protection = 0x0011B3F0;
-    document.clear({secretItemText(fuses, {.protection = protection, .pathOrWord = text("0x00000001")})});
+    document.clear({desktop::secretItemText(fuses, {.protection = protection, .pathOrWord = text("0x00000001")})});
     EXPECT_EQ(protectionWord(document.items().first()), protection);
 }
 
 TEST(SecretsDocument, UndoesEachFieldSeparately) {
-    SecretsDocument document;
+    desktop::SecretsDocument document;
     makeItem(document, {.name = text("a"), .pathOrWord = text("0x00000001")});
     const QByteArray before = document.text();
     const auto change = [&document](const char* field, const char* value) {

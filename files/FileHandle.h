@@ -7,7 +7,8 @@
 #include <cerrno>
 #include <utility>
 
-/// Owns the descriptor of an open file. For bytes that must not pass through a library's buffer.
+/// Owns the descriptor of an open file. It reads and writes without a buffer, because a buffer would keep a copy of a
+/// secret.
 class FileHandle {
   public:
     FileHandle() = default;

@@ -3,11 +3,11 @@
 #include <cstdint>
 #include <vector>
 
-/// Answers whether an address range clashes with any of a growing set of ranges, in log n steps.
+/// A growing set of address ranges. Finds in log n steps whether another range clashes with one of them.
 ///
-/// The rule, rangesOverlap(), compares two ranges by the order of their start addresses and by their ends. To compare
-/// one range with many, it is enough to know the lowest and the highest end of the ranges that start between two
-/// addresses, for a few pairs of addresses. A segment tree over the start addresses gives these ends.
+/// The rule, rangesOverlap(), compares two ranges by the order of their start addresses and by their ends. Therefore
+/// clashWith() doesn't compare a range with each range of the set. It only needs the lowest and the highest end of all
+/// ranges whose start is in some interval. A segment tree over the start addresses gives these two ends.
 class LaterRanges {
   public:
     /// `addresses`: the start of every range that will be added; any order, repeats allowed.

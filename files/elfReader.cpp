@@ -253,8 +253,8 @@ ElfStatus readSegments(ElfSource& source, FileELF& file) {
     return ElfStatus::good;
 }
 
-// Decodes the entries of a section. A section without entries, or with entries of an unexpected size, gives true and
-// null data: the content loaded into the device doesn't depend on these entries.
+// Decodes the entries of a section. For a section without entries, or with entries of an unexpected size, the result is
+// true and `data` is null. Such a section isn't an error, because the load image doesn't depend on its entries.
 bool entriesOf(ElfSource& source, const ElfSectionRecord& section, Elf_Type type, std::size_t entrySize,
                std::size_t recordSize, Elf_Data*& data, int& count) {
     data = nullptr;
@@ -320,8 +320,8 @@ bool readRelocations(ElfSource& source, const ElfSectionRecord& section, FileELF
     return true;
 }
 
-// A note that extends past its section ends the loop without an error: compilers also give the note type to sections
-// without notes. libelf's own loop isn't used, because it expects padding after the last note.
+// A note that extends past its section ends the loop without an error, because compilers also give the note type to
+// sections that contain no notes. libelf's own loop isn't used, because it expects padding after the last note.
 bool readNotes(ElfSource& source, const ElfSectionRecord& section, FileELF& file) {
     constexpr std::uint64_t headSize = 12;
     GElf_Shdr header{};

@@ -38,8 +38,8 @@ void handleEndingSignals() {
     _exit(1);
 }
 
-// Qt's containers throw when memory runs out, and no code here catches the exception. If there is no exception, Qt or
-// the C++ library has printed the reason.
+// Replaces the default handler of std::terminate. Containers throw when memory runs out, and no code here catches the
+// exception. If there is no exception, Qt or the C++ library has printed the reason.
 [[noreturn]] void endByTermination() {
     if (std::current_exception() != nullptr) {
         endWithoutMemory();

@@ -26,7 +26,7 @@ namespace {
 // Every x86-64 processor has SSE2, so no check at run time is needed.
 constexpr std::size_t vectorSize = 16;
 
-// A read at position 16 - n gives n bytes of ones, then zeros.
+// A vector that is loaded from offset 16 - n has n bytes of 0xFF, then zeros.
 constexpr std::array<std::uint8_t, 2 * vectorSize> onesThenZeros = [] {
     std::array<std::uint8_t, 2 * vectorSize> mask{};
     for (std::size_t i = 0; i < vectorSize; ++i) {

@@ -19,7 +19,8 @@ struct HexDecoding {
 /// the last pair must be readable, and up to `hexBytesSlack` bytes after the last byte are overwritten.
 [[nodiscard]] HexDecoding decodeHexPairs(const char* text, std::size_t pairs, std::uint8_t* bytes);
 
-/// The same, one digit at a time. Used on processors without the vector form, and by tests that compare both.
+/// Does the same one digit at a time, and stays within the pairs. Processors without SSE2 use it. A test compares both
+/// functions.
 [[nodiscard]] HexDecoding decodeHexPairsPortable(const char* text, std::size_t pairs, std::uint8_t* bytes);
 
 /// The value of every character as a hex digit, or -1.

@@ -37,14 +37,14 @@ void advise(std::uintptr_t begin, std::uintptr_t end) {
 
 void prepareHeap() {
     if (memoryIsLimited()) {
-        return;  // other allocations may need the room
+        return;  // under a limit, other allocations may need the room
     }
     mallopt(M_MMAP_THRESHOLD, largestHeapArray);
     mallopt(M_TRIM_THRESHOLD, 2 * heapRoom);
     mallopt(M_TOP_PAD, heapRoom);
     const auto oldEnd = reinterpret_cast<std::uintptr_t>(sbrk(0));
-    // The size is more than the heap has left, so the heap grows now: the advice must come before the first access to
-    // the memory. The pointer is volatile, because the compiler may remove an unused allocation.
+    // The heap has less room than this allocation needs, so it grows now. Then the system can be advised before the
+    // first access to the new memory. The pointer is volatile, because the compiler may remove an unused allocation.
     constexpr std::size_t moreThanLeft = 1 << 20;
     void* volatile const place = std::malloc(moreThanLeft);
     std::free(place);
@@ -58,9 +58,9 @@ void preferLargePages(QByteArray& bytes) {
     if (bytes.size() < static_cast<qsizetype>(largePage)) {
         return;
     }
-    // The range is rounded outward to whole large pages, because the system makes no large page of memory that is
-    // advised only in part. The memory next to the array mostly belongs to the next array. The system skips parts of
-    // the range that aren't mapped.
+    // The range is rounded outward to whole large pages, because the system makes a large page only if the advice
+    // covers all of it. The added memory does no harm: it mostly belongs to another large array, and the system skips
+    // parts of the range that aren't mapped.
     const auto begin = reinterpret_cast<std::uintptr_t>(bytes.data());
     advise(begin / largePage * largePage, roundedUp(begin + static_cast<std::uintptr_t>(bytes.capacity()) + 1));
 }

@@ -16,7 +16,8 @@ class NamedFile : public QFile {
     const QString path_;
 };
 
-/// Opens `device`, whatever its name, for reading on a copy of `bytes` in memory. False if there isn't enough memory.
+/// Opens `device` for reading on a copy of `bytes` in memory. The name of `device` has no effect. False if there isn't
+/// enough memory.
 [[nodiscard]] bool openOnBytes(QFile& device, QByteArrayView bytes);
 
 enum class PipeStatus { done, tooLong, failed };

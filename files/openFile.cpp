@@ -132,7 +132,8 @@ bool openPendingOutput(FileLoadContext& context, const QString& path, const Pend
 }
 
 bool readBinaryImage(QFile& device, qint64 offset, std::uint32_t size, std::shared_ptr<FileData>& record) {
-    // Without a size, the file's whole length is read. After an offset such a read is too short and fails.
+    // Without a size, this function reads as many bytes as the file has. If there is an offset, fewer bytes follow it,
+    // so the read fails.
     const qint64 wanted = size != 0 ? size : device.size();
     auto file = std::make_shared<FileData>();
     if ((offset != 0 && !seekTo(device, offset)) || !readSegment(device, wanted, *file)) {

@@ -176,8 +176,9 @@ ReplaceResult PendingFile::write(const QString& path, const ContentWriter& write
     return written ? ReplaceResult::done : ReplaceResult::cannotWrite;
 }
 
-// Flushes a key file, or a file that replaces an older one, to the disk: a power cut could cost more than the new file.
-// Any other new file isn't flushed, because that would take longer than the rest of a run.
+// Flushes a key file, or a file that replaces an older one, to the disk. Without this, a power cut could destroy the
+// key or lose both the old and the new content. Any other new file isn't flushed, because that would take longer than
+// the rest of a run.
 bool PendingFile::flush(const FileHandle& file) const {
     return access_.isKey ? fsync(file.get()) == 0 : !isOld_ || fdatasync(file.get()) == 0;
 }
@@ -194,7 +195,8 @@ bool PendingFile::rename(bool revocably) {
         place_ = Place::swapped;
         return true;
     }
-    // No swap: the rename needn't be undone, there is no old file, or the file system can't swap two files.
+    // A plain rename, for one of three reasons: it needn't be undone, there is no old file, or the file system can't
+    // swap two files.
     if (std::rename(hidden_.name(), target_.constData()) != 0) {
         return false;
     }
@@ -221,7 +223,7 @@ ReplaceResult PendingFile::takePlace(bool revocably) {
     if (isOld_ && folderKeepsFile(errno)) {
         return openOld();
     }
-    // If the path leads nowhere, the result is the same as for a file that can't be opened.
+    // If no file can exist at the path, the result is the same as for a file that can't be opened.
     return leadsNowhere(errno) ? ReplaceResult::cannotOpen : ReplaceResult::cannotWrite;
 }
 

@@ -15,9 +15,10 @@
 /// The permissions of a file once it is complete. Until then only its owner can read it.
 enum class FileAccess {
     asUsual,    ///< an older file keeps its permissions, a new one gets those that the umask allows
-    ownerOnly,  ///< likewise, but a new one has mode 0600
+    ownerOnly,  ///< an older file keeps its permissions, a new one has mode 0600
 
-    // For key files, which are flushed to the disk. An older file also gets these permissions, and may be read-only.
+    // For key files, which are flushed to the disk. The file gets these permissions even if it replaces an older one.
+    // The older file may be read-only.
     ownerReads,           ///< 0400
     ownerReadsAndWrites,  ///< 0600
     everybodyReads,       ///< 0444
@@ -58,7 +59,8 @@ class PendingFile {
     [[nodiscard]] bool openContent(QFile& device) const;
 
     [[nodiscard]] ReplaceResult commit();
-    /// Commits all files or none. Each file has been written. `at` receives the index of the file that failed.
+    /// Commits all files or none. Call it after the content of each file is written. `at` receives the index of the
+    /// file that failed.
     [[nodiscard]] static ReplaceResult commitAll(std::span<PendingFile> files, std::size_t& at);
 
   private:
@@ -121,5 +123,6 @@ struct OutputFile {
 [[nodiscard]] bool writePendingOutput(const OutputFile& output, PendingFile& file);
 [[nodiscard]] bool commitPendingOutput(const OutputFile& output, PendingFile& file);
 
-/// Whether both paths lead to one file (by its device and inode) or, if there is no file yet, would lead to one.
+/// Whether both paths lead to the same file, compared by device and inode. If neither path leads to a file yet, whether
+/// they would lead to the same one.
 [[nodiscard]] bool isSameFile(const QString& path, const QString& other);

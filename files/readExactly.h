@@ -7,7 +7,7 @@
 /// allocation whose size depends on a file.
 [[nodiscard]] bool canAllocate(qint64 size);
 
-/// The same, but also checks that `size` fits the 32-bit sizes of our records.
+/// Does the same, and also checks that `size` fits the 32-bit sizes of our records.
 [[nodiscard]] bool memoryAvailable(qint64 size);
 
 enum class ReadStatus { done, noMemory, cutShort };
@@ -16,5 +16,6 @@ enum class ReadStatus { done, noMemory, cutShort };
 /// is allocated for bytes that the file doesn't have.
 [[nodiscard]] ReadStatus readExactly(QFile& device, qint64 size, QByteArray& bytes);
 
-/// The largest number of bytes that is read from a pipe or device on the command line, which may never end.
+/// The maximum number of bytes that are read from a pipe or device that the command line names. Without a limit, a read
+/// from an endless device would never finish.
 inline constexpr qint64 maxInputPipe = qint64{256} << 20;

@@ -88,8 +88,8 @@ constexpr qsizetype digitsOf(std::size_t pairs) {
     return 2 * static_cast<qsizetype>(pairs);
 }
 
-// The value of the pair of digits at `offset` of the line. Returns 0 without a valid pair; then decoding the record
-// fails.
+// The value of the pair of digits at `offset` of the line. Returns 0 if there is no valid pair; decoding the record
+// fails in this case.
 inline std::size_t countAt(const TextWindow& text, qsizetype offset) {
     if (text.size() < offset + 2) {
         return 0;
@@ -210,7 +210,8 @@ bool RecordParser::applyHexRecord(std::size_t count) {
     }
 }
 
-// The first two data bytes. The count of such a record isn't checked: a missing byte counts as 0.
+// The number in the first two data bytes of an address record. The record's count isn't checked: a missing byte counts
+// as 0.
 std::uint32_t RecordParser::baseOf(std::size_t count) const {
     const std::size_t width = std::min<std::size_t>(count, 2);
     return bigEndian(hexDataOffset, width) << (8 * (2 - width));

@@ -21,5 +21,5 @@ struct EcsvModule {
 /// A list of modules for external memory. `segmentCount` counts the modules.
 struct FileECSV : FileData {
     std::vector<EcsvModule> modules;
-    bool destinationNone = false;  ///< a line had the address "none"; this then applies to all later lines
+    bool destinationNone = false;  ///< set by a line with the address "none"; it then applies to all later lines
 };

@@ -18,5 +18,5 @@ struct McsvModule {
 /// A module list. `segmentCount` counts the modules.
 struct FileMCSV : FileData {
     std::vector<McsvModule> modules;
-    bool destinationNone = false;  ///< a line had the address "none"; this then applies to all later lines
+    bool destinationNone = false;  ///< set by a line with the address "none"; it then applies to all later lines
 };

@@ -18,6 +18,6 @@ struct TsvEntry {
 /// A partition table: its entries, and the normalised text after its 256-byte header.
 struct FileTSV : FileData {
     QByteArray text;             ///< header, text and a zero byte
-    std::uint32_t textSize = 0;  ///< without that zero
+    std::uint32_t textSize = 0;  ///< the size without the zero byte
     std::vector<TsvEntry> entries;
 };

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-/// An address range of an image. `end` is 32-bit arithmetic and may have wrapped.
+/// An address range of an image. `end` is the sum of address and size in 32 bits, and may have wrapped.
 struct AddressRange {
     std::uint32_t address = 0;
     std::uint32_t end = 0;

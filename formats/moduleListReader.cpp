@@ -39,7 +39,8 @@ bool isNone(const QByteArray& text) {
     return text.compare("none", Qt::CaseInsensitive) == 0;
 }
 
-/// Whether `text` contains one of `suffixes` (lower case) after at least one character, and not directly after a quote.
+/// Whether `text` contains one of `suffixes` (lower case). A suffix doesn't count at the start of `text` or directly
+/// after a quote.
 bool namesFile(const QByteArray& text, std::initializer_list<const char*> suffixes) {
     const QByteArray lower = text.toLower();
     for (const char* const suffix : suffixes) {

@@ -20,8 +20,8 @@ inline constexpr std::uint32_t algorithmMask = 7;
 
 inline constexpr std::uint32_t nonceSize = 16;
 
-/// The maximum number of records of an image. A provisioning image can't have more areas than that. The limit also
-/// bounds the memory for a file of tiny records.
+/// The maximum number of records of an image. A provisioning image can't contain more areas. The limit also bounds the
+/// memory that a file of tiny records needs.
 inline constexpr qsizetype maxRecords = 65535;
 
 /// A backup image, a sequence of records.

@@ -19,7 +19,7 @@ namespace {
 
 using WipeDataOnExit = WipeSegmentsOnExit<SecretSegment, &SecretSegment::data>;
 
-/// A word of zeros with this protection has no value yet.
+/// The protection word of a secret word that has no value yet. The secret word itself is zero.
 constexpr std::uint32_t unfilledProtection = 0x10000000;
 
 /// A key whose value is a string of decimal digits, and the words of the message about an invalid value.
@@ -92,7 +92,7 @@ bool readFile(const SecretItem& item, const QString& noncePath, SecretSegment& s
     return true;
 }
 
-/// The number of digits determines the number of bytes in `data`, but `size` is always that of one word. No message
+/// The number of digits determines the number of bytes in `data`, but `size` is always the size of one word. No message
 /// contains the word, because it is a secret.
 bool readWord(const SecretItem& item, SecretSegment& segment) {
     segment.size = otpWordSize;

@@ -33,16 +33,16 @@ struct SecretItem {
     QByteArray Bytes{};
 };
 
-/// Reads the secrets document at `jsonPath` and prints its items. On success, replaces `items` by the secrets in
-/// document order and returns 0. On failure, returns -1, with a message.
+/// Reads the secrets document at `jsonPath` and prints its items. On success, replaces the content of `items` with the
+/// document's secrets, in order, and returns 0. On failure, returns -1, with a message.
 [[nodiscard]] int parseSecretsJson(const QString& jsonPath, QList<SecretItem>& items);
 
 /// Reads one element of the document's `Files`. False, with a message, on failure; `item` is then partly filled.
 [[nodiscard]] bool readSecretItem(const QJsonObject& object, SecretItem& item);
 
-/// Converts a word of the document to bytes, in the order of its digits. The text is a prefix of two arbitrary
-/// characters, then hexadecimal digits. An empty text means a word of zeros. False if there are fewer than two digits
-/// or if there is another character among them. The caller wipes `bytes`.
+/// Converts a word of the document to bytes, in the order of its digits. The text starts with two arbitrary characters,
+/// usually "0x"; hexadecimal digits follow. An empty text means a word of zeros. False if there are fewer than two
+/// digits or if another character is among the digits. The caller wipes `bytes`.
 [[nodiscard]] bool readSecretWord(const QString& word, QByteArray& bytes);
 
 /// Whether the item is a word that has no value yet. Such a word is zero, and its protection marks it as not filled in.

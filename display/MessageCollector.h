@@ -8,8 +8,8 @@
 /// Collects the messages of the tool's libraries on this thread from its construction to its destruction, for a program
 /// that shows them in its own way. The process has one callback for all messages, but each thread has its own
 /// collectors, so that a worker's messages don't mix with the window's. Collectors nest. On a thread without a
-/// collector, messages go to the callback that was set before. The first collector of a process is created while only
-/// one thread runs.
+/// collector, messages go to the callback that was set before. Create the first collector of a process before a second
+/// thread runs.
 class MessageCollector {
   public:
     MessageCollector();

@@ -21,8 +21,9 @@
 /// The cryptographic assembly of images, signatures and the card service.
 ///
 /// Integers are little-endian in every byte array that is passed or returned. Images are encrypted with AES-128-GCM
-/// (NIST SP 800-38D) under a 16-byte key. A failure is reported through the display callback, and the operation returns
-/// an empty array, false, or a number other than the documented one. The caller keeps ownership of all records.
+/// (NIST SP 800-38D) under a 16-byte key. An operation that fails reports the reason through the display callback. It
+/// returns an empty array, false, or a number other than the one documented for success. The caller keeps ownership of
+/// all records.
 class Preparation {
   public:
     Preparation();

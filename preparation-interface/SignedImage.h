@@ -18,7 +18,7 @@ class SignedImage {
     SignedImage(const SignedImage&) = delete;
     SignedImage& operator=(const SignedImage&) = delete;
 
-    /// Sets the signature algorithm. The only one is 0, ECDSA on NIST prime256v1 with SHA-256.
+    /// Sets the signature algorithm. The only supported number is 0, ECDSA on NIST prime256v1 with SHA-256.
     void setSigSize(std::uint8_t algorithm);
     void setSigImgVer(std::uint32_t version);
     /// Builds the 16-byte footer head from the values set so far.

@@ -25,8 +25,8 @@ const char* partName(KeyPart part) {
     return part == KeyPart::privateKey ? "private" : "public";
 }
 
-// Whether the key is on the curve and in range (SP 800-56A, 5.6.2). The two halves of a private key must also belong
-// together.
+// Whether the key is on the curve and in range (SP 800-56A, 5.6.2). The private and the public part of a private key
+// must also belong together.
 bool isValidP256(const P256Key& key, KeyPart part) {
     std::array<char, 64> curve{};
     if (EVP_PKEY_is_a(key.get(), "EC") != 1 ||

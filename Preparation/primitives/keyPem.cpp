@@ -13,7 +13,7 @@ constexpr qsizetype maxPemSize = qsizetype{1} << 20;
 
 struct Passphrase {
     QByteArrayView given;
-    bool wanted = false;  // whether OpenSSL requested one although none was given
+    bool wanted = false;  // whether OpenSSL requested a passphrase although none was given
 };
 
 // Replaces OpenSSL's own callback, which prompts at the terminal.

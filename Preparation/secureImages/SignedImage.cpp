@@ -16,9 +16,9 @@ void warnOfPublicKey(const char* reason, const QString& path) {
                    qUtf8Printable(path), reason);
 }
 
-// Writes the public key, unless the file already contains it. The user didn't choose the file's name. A file of another
-// size is therefore replaced only if it is empty. A file of the same size is replaced, because it may contain another
-// public key. A failure here doesn't invalidate the signature.
+// Writes the public key, unless the file already contains it. The user didn't choose the file's name, so a file of that
+// name may be something else. A file of the same size is replaced, because it may contain another public key. A file of
+// another size is replaced only if it is empty. A failure here doesn't invalidate the signature.
 void writePublicKeyFile(const QByteArray& point, const QString& path) {
     QFile file(path);
     if (file.size() == point.size() && file.open(QIODevice::ReadOnly) && file.readAll() == point) {

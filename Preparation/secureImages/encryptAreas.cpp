@@ -117,8 +117,8 @@ QByteArray encryptAreas(const AreaImageForm& form, const AreaPlan& plan, AesGcm&
             return {};
         }
     }
-    // The caller may free this array and then read the written image back. With the additional room, the image still
-    // fits into the freed memory after small arrays have been allocated there.
+    // The caller may free this array and read the written image back. The new array then fits into the freed memory,
+    // even if small arrays have been allocated there, because this array has additional room.
     constexpr qsizetype roomForSmallArrays = 1 << 16;
     if (!canAllocate(size + roomForSmallArrays)) {
         reportError("Unable to allocate memory");

@@ -165,7 +165,7 @@ int EC_Crypto::signDigestEcdsa(QByteArrayView digest, QByteArray& signature, evp
     showProgress("ECDSA signature generated.\n");
     showVerification(verifyEcdsa(pkey, digest, derSignature));
 
-    // The caller receives the raw form, so its verification determines the result.
+    // The caller receives the raw form, so the result depends on whether the raw form verifies.
     QByteArray raw;
     QByteArray decoded;
     if (!toRawSignature(derSignature, raw) || !toDerSignature(raw, decoded)) {

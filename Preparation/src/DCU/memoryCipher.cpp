@@ -11,8 +11,8 @@ constexpr std::uint8_t doubled(std::uint8_t value) {
     return static_cast<std::uint8_t>((value << 1) ^ ((value >> 7) * 0x1B));
 }
 
-// The S-box of FIPS 197, section 5.1.1: the inverse, then the affine map. Powers of the generator 3 run through all
-// non-zero values while powers of its inverse 0xF6 run through their inverses.
+// Makes the S-box of FIPS 197, section 5.1.1: the inverse in the field, then the affine map. Powers of the generator 3
+// run through all non-zero values while powers of its inverse 0xF6 run through their inverses.
 constexpr std::array<std::uint8_t, 256> makeSBox() {
     std::array<std::uint8_t, 256> box{};
     std::uint8_t value = 1;

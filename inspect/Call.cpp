@@ -208,7 +208,8 @@ QString secondPath(const QString& first, const QString& suffix, const QString& n
     if (found >= 0) {
         return others->takeAt(found);
     }
-    // A pipe is read only if an option or argument names it. A file that can't be looked at is read, to report why.
+    // A pipe is read only if an option or argument names it. If stat fails for another reason than a missing file, the
+    // result is the path: reading the file then reports the reason.
     struct stat status {};
     const bool isThere = stat(QFile::encodeName(beside).constData(), &status) == 0
                              ? S_ISREG(status.st_mode)

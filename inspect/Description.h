@@ -102,7 +102,7 @@ struct Difference {
     std::vector<Field> arguments;
 };
 
-/// The initialisation vector of an encrypted part, and its tag. Two parts with the same IV and tag are the same.
+/// The initialisation vector of an encrypted part, and its tag. Two parts with the same IV and tag are one message.
 struct UsedIv {
     QByteArray iv;
     QByteArray tag;

@@ -9,7 +9,7 @@ namespace inspect {
 
 namespace {
 
-// In the order of an image; `m` and `P` have their own places.
+// In the order of an image, except `m` and `P`; checkOrder knows their places.
 constexpr std::array letters = {
     AreaLetter{.letter = 'S', .name = "packagedModule", .isAtZero = true, .leastSize = 1},
     AreaLetter{.letter = 'O', .name = "provisioningData", .leastSize = 12},
@@ -80,8 +80,8 @@ void noteModulesOverFirmware(Description& description) {
     }
 }
 
-// A licence and an identity come directly before their module. The other letters are in the order of the table. `P` may
-// come between any two areas.
+// A licence and an identity are directly before their module. The other letters are in the order of the table. `P` may
+// be between any two areas.
 void checkOrder(Description& description) {
     constexpr int mostRecords = 2;
     const Part* record = nullptr;

@@ -321,7 +321,7 @@ void proveSignature(const McubootImage& image, const Tlv& tlv, const PublicKey& 
     }
 }
 
-// Checks the entry that a bootloader selects its key by.
+// Checks the entry with the hash by which a bootloader selects its key.
 void proveSigningKey(QByteArrayView expected, const Tlv& tlv, int part, Description& description) {
     const CheckResult result = compareDigest(expected, tlv.value);
     const bool isGood = result == CheckResult::good;

@@ -76,8 +76,8 @@ void proveSharedIv(std::span<const Used> uses, std::set<const Description*>& fau
     }
 }
 
-/// Whether all tags of an inner file were checked and are good. Then they cover the bytes that the outer file's checks
-/// don't cover.
+/// Whether all tags of an inner file were checked and are good. These tags then cover the bytes that the outer file's
+/// checks don't cover.
 bool isCovering(const Description& inner) {
     const auto isTag = [](const Check& check) { return check.code == CheckCode::tag; };
     return std::any_of(inner.checks.begin(), inner.checks.end(), isTag) &&

@@ -124,7 +124,7 @@ constexpr std::array reasonRows = {
     ReasonRow{Reason::notSigned, "notSigned", "it isn't signed, and anyone can make its digest"},
 };
 
-/// Each row is at the index of its code, so a code without a row doesn't compile.
+/// Whether each row is at the index of its code. The assertions below reject a code without a row.
 template <typename Table, typename Member>
 constexpr bool isInOrder(const Table& table, Member member) {
     for (std::size_t i = 0; i < table.size(); ++i) {

@@ -13,7 +13,8 @@ namespace {
 
 constexpr std::uint64_t joinedGap = 7;
 
-// Files that differ everywhere get coarser ranges: the fine ones would need many times the memory of the files.
+// If the files have more differences than this, ranges become coarser, because fine ranges would need many times the
+// memory of the files.
 constexpr std::size_t fineRanges = 65536;
 constexpr std::uint64_t coarseGap = 65535;
 
@@ -135,7 +136,7 @@ std::map<PartKey, const Part*> byKey(const Description& description) {
 }
 
 const Content* contentOfPart(const Contents& contents, const Part& part) {
-    // Contents come in the order of their parts.
+    // Contents are in the order of their parts.
     const auto found = std::lower_bound(contents.list.begin(), contents.list.end(), part.index,
                                         [](const Content& content, int index) { return content.part < index; });
     const bool isIt = found != contents.list.end() && found->part == part.index;

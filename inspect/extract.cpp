@@ -73,7 +73,8 @@ class HeldSignals {
     sigset_t before_ = {};
 };
 
-// The path of the folder that is being filled; empty if there is none. An array, as removeUnfinished can't allocate.
+// The path of the folder that is being filled; empty if there is none. It is an array, because removeUnfinished can't
+// allocate memory.
 std::array<char, PATH_MAX> unfinished{};
 
 /// Stores the path of the folder in `unfinished` while the folder is being filled.
@@ -138,7 +139,8 @@ QJsonObject entryOf(const Content& content) {
     return entry;
 }
 
-// Rejects letters that a hostile file could bring into a file name.
+// Rejects a content whose letter isn't A to Z or a to z. The letter is part of a file name, and may come from a hostile
+// file.
 bool hasPlainLetters(const Contents& contents) {
     for (const Content& content : contents.list) {
         const bool isLetter =

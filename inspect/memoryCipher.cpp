@@ -213,7 +213,7 @@ void mix(Words& state, std::size_t from, std::size_t to) {
     state[to + 2] ^= spread;
 }
 
-// Undoes the rounds of Noekeon, the last one first. Gamma is its own inverse, and Pi1 and Pi2 are each other's.
+// Undoes the rounds of Noekeon, the last one first. Gamma is its own inverse. Pi1 is the inverse of Pi2.
 void decryptNoekeon(const Block& keyBytes, Block& block) {
     constexpr std::array<std::uint32_t, 12> constants = {0x63, 0xBC, 0x5E, 0x2F, 0x9A, 0x4D,
                                                          0xAB, 0xD8, 0x6C, 0x36, 0x1B, 0x80};

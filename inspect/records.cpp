@@ -8,7 +8,7 @@ namespace inspect {
 
 namespace {
 
-// No valid image has more records. The limit is for files such as a large one of zeros.
+// No valid image has more records. A large file of zeros would otherwise need many times its size in memory.
 constexpr std::size_t recordLimit = 65535;
 
 void addPart(const Record& record, int index, Description& description) {

@@ -183,7 +183,7 @@ void proveInTurn(const char* name, const std::vector<QByteArray>& given, const s
     finish(name, before, description);
 }
 
-// A comparison of the whole content proves a file that nothing in its format protects.
+// Makes the comparison with the sources the proof of a file that has no protection or isn't signed.
 void settle(bool isWhole, Description& description) {
     bool isSettled = false;
     for (Check& check : description.checks) {

@@ -12,7 +12,7 @@ QString fill(const char* words, const std::vector<Field>& arguments) {
     return text;
 }
 
-// Converts our names in a text, such as "area F" or "externalFirmware", to words.
+// Converts the stable names in a text to words. Such texts are "area F" and "externalFirmware".
 QString wordsIn(const Field& field) {
     QStringList words;
     for (const QByteArray& word : field.bytes.split(' ')) {

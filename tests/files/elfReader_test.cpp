@@ -53,7 +53,7 @@ std::string text(std::initializer_list<std::uint64_t> numbers) {
     return result;
 }
 
-/// Every member except `sectionsOffset` and the raw offsets of the sections.
+/// All members as one text, except `sectionsOffset` and the raw offsets of the sections.
 std::string textOf(const FileELF& f) {
     std::string result = segmentText(f) + '\n';
     result += text({f.fileType, f.elfClass, f.elfIdentVersion, f.encoding, f.version, f.headerSize, f.sectionEntrySize,
@@ -109,7 +109,7 @@ TEST(ElfReader, CopiesTheLoadImageAndTheTables) {
         EXPECT_EQ(textOf(*file), "8000000:6162" + std::string(62, 'f') + "7365636f6e64" +
                                      QString::fromLatin1(sampleText).arg(bigEndian ? 2 : 1).toStdString());
         EXPECT_EQ(file->sectionsOffset, static_cast<std::uint64_t>(bytes.size()) - 6U * 40);
-        // The reader takes the table's offset as little-endian even in a big-endian file, where it then finds no table.
+        // The reader reads the table's offset as little-endian in every file, so it finds no table in a big-endian one.
         EXPECT_EQ(file->sections[3].offset, bigEndian ? 0U : 52U + 3 * 32 + 12 + 48 + 9);
     }
 }

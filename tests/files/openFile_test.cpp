@@ -21,7 +21,7 @@ bool readMarked(FileLoadContext& /*context*/, QFile& device, std::shared_ptr<Fil
 
 constexpr FormatRow formats[] = {{".kmd", readMarked}, {".pvs", readMarked, true}, {".obk", readObkFile}};
 
-/// Returns the segments, or "no" on failure. Writes `content` into the file first, unless it is empty.
+/// Opens a file and returns its segments, or "no" on failure. If `content` isn't empty, writes it to the file first.
 std::string open(const TempFolder& folder, const char* name, const char* content, qint64 offset = 0,
                  std::uint32_t size = 0, bool allowPvs = false) {
     FileLoadContext context;

@@ -128,7 +128,7 @@ TEST(OutputFile, OverwritesAFileInALockedFolder) {
     }
 }
 
-// The owner of a read-only key file makes it writable first.
+// replaceFile makes a read-only key file writable first, which the system allows only to the file's owner.
 TEST(OutputFile, WritesOverAReadOnlyKeyInAReadOnlyFolder) {
     const TempFolder folder;
     const QByteArray place = folder.path("").toUtf8();
@@ -197,7 +197,8 @@ ReplaceResult replaceTwo(const QString& first, const QString& second) {
     return replaceFiles({{first, "new"}, {second, QByteArray(80000, 'n')}});
 }
 
-// The second file is in a read-only folder on a full disk: neither a new file nor the old one has room for it.
+// The second file is in a read-only folder, so it must be overwritten in place. The disk has no room for its new
+// content.
 TEST(OutputFile, ReplacesTwoFilesOrNone) {
     const TempFolder folder;
     QDir(folder.path("")).mkdir(QStringLiteral("full"));

@@ -50,7 +50,7 @@ TEST(RecordReader, ReadsOrRefusesWhatTheRecordsSay) {
         {":01000000\n55", "", "Error: parsing data, expecting hex digit, found '\n'"},
         {":010000005\xE4", "", "Error: parsing data, expecting hex digit, found 'ä'"},
         {":010000005`AF", "",
-         "Error: parsing data, expecting hex digit, found '`'"},  // the sum of the other digits fits
+         "Error: parsing data, expecting hex digit, found '`'"},  // if '`' counts as 0, the sum is right
         {":0100000055`0", "", "Error: parsing checksum, expecting hex digit, found '`'"},
         {":0100000000FE", "", "Error: found checksum 0xfe, expecting 0xff"},
         {":00000006FA", "", "Error: Unrecognized record type: 6"},

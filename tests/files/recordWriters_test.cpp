@@ -50,7 +50,8 @@ TEST(RecordWriters, WriteTheirForms) {
     EXPECT_TRUE(QFile::exists(folder.path("b.bin")));
 }
 
-// Tests sizes near that of a record, an image of several windows, and many pieces in descending order.
+// Tests sizes near the size of a record, a text that is larger than the parser's window, and many pieces in descending
+// order.
 TEST(RecordWriters, WhatIsWrittenReadsBack) {
     static constexpr FormatRow formats[] = {{".hex", readRecordFile}, {".srec", readRecordFile}};
     std::vector<std::pair<std::uint32_t, int>> pieces = {{0, 1},       {0x40, 31},        {0x100, 32},

@@ -6,7 +6,8 @@
 
 #include <string>
 
-/// The segments as "address:bytes" in hexadecimal, separated by blanks. Adds the count if it isn't their number.
+/// The segments as "address:bytes" in hexadecimal, separated by blanks. Adds `segmentCount` if it isn't the number of
+/// segments.
 inline std::string segmentText(const FileData& file) {
     QStringList texts;
     for (const FileSegment& segment : file.segments) {

@@ -21,7 +21,7 @@ TEST(SecretsGenerator, ReadsAndListsTheDocument) {
     EXPECT_EQ(items[0].Lock.PossibleValues.value(1), QStringLiteral("Locked"));
     EXPECT_EQ(items[1].expectedSize, -1);
     EXPECT_EQ(messages.texts()[3], " Path       : " + folder.path("a.bin").toStdString());
-    EXPECT_EQ(messages.texts().size(), 26U);  // without a nonce line, with one HDPL line
+    EXPECT_EQ(messages.texts().size(), 26U);  // no line for a nonce, and only the first item has an HDPL line
 }
 
 TEST(SecretsGenerator, ListsTheImage) {

@@ -86,7 +86,7 @@ TEST_F(Card, KeepsVersionAndTypeAndClearsLeftovers) {
                 ElementsAre("Error: The card in slot 0 is of version 1, which can't store personalization data"));
     ASSERT_TRUE(provision({}));
     EXPECT_EQ(pkcs11Tool(readData + "vx-card-nonce"), nonce);
-    writeData("vx-card-info", version1Info);  // the state after a power failure before the removal of the older object
+    writeData("vx-card-info", version1Info);  // as if a power cut came before the removal of the older object
     EXPECT_EQ(info(), "1 39 ABC 1000000 Gerät 01");
 }
 
@@ -113,7 +113,8 @@ TEST_F(Card, SaysWhyItCantBeProgrammed) {
     EXPECT_EQ(messages.texts().size(), 7u);
 }
 
-// Each call of a provisioning fails in turn: only this call, or also all later ones, as when the card is removed.
+// Each driver call of a provisioning fails in turn. Either only this call fails, or all later calls fail, too, as if
+// the card were removed.
 TEST_F(Card, SurvivesAFaultInAnyCall) {
     const auto complete = UnorderedElementsAre("vx-card-info", "vx-card-key", "vx-card-nonce");
     qputenv("FAILING_DRIVER_REAL", driver);

@@ -66,7 +66,7 @@ OpenedImage openInstallImage(const QByteArray& image, const QByteArray& nonce = 
     return openImage("installImage", image, imageKey, nonce);
 }
 
-/// The areas as "letter address:size", P areas as "P" with their two numbers.
+/// The areas as "letter address:size". A P area is "P" and the two numbers that it contains.
 std::string layoutOf(const InstallImageContent& content, const QByteArray& nonce = imageNonce) {
     std::string text;
     const OpenedImage opened = openInstallImage(makeInstallImage(content, imageKey, nonce), nonce);
@@ -243,7 +243,7 @@ TEST(InstallImage, RefusesWithOneMessage) {
         {"The firmware segment at address 0x08000000 can't be cut to a RAM size of 128",
          {.firmware = &small, .externalModuleList = &noModules, .ramSize = 128, .continuationToken = 1}},
         {"The image needs more than 65535 areas", {.firmware = &large, .hash = true, .ramSize = 128}},
-        {"The image needs more than 65535 areas",  // found before the C area is
+        {"The image needs more than 65535 areas",  // reported before the C area, which is too large
          {.keyArea = &atEnd, .firmware = &large, .optionBytes = &optionBytes, .hash = true, .ramSize = 128}},
     };
     for (const auto& row : rows) {

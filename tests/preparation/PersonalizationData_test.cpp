@@ -39,7 +39,8 @@ TEST(PersonalizationData, DerivesTheSecretFromTheKeysBesideTheTool) {
     EXPECT_THAT(messages.texts(), ElementsAre(warning, warning));
     QDir(folder).removeRecursively();
 
-    // Any file in its place, even an unreadable one, belongs to the maker. The development pair doesn't replace it.
+    // A file in the place of the folder or of a key, even an unreadable one, belongs to the maker. The development pair
+    // isn't used then.
     messages.clear();
     const auto prepare = [&folder](const QString& command) {
         outsideTool(QStringLiteral("sh"), {QStringLiteral("-c"), QStringLiteral("rm -rf $0; ") + command, folder});

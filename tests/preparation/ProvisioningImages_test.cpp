@@ -155,7 +155,7 @@ TEST(ModuleFile, HoldsMagicAddressAndLoadImage) {
                                                        0x08040000, {}, {}, {}, {});
         EXPECT_EQ(made, address == 0x105);
     }
-    elf.segments = {{0, 1, "a"}, {0x900000, 1, "b"}, {0x1200000, 1, "c"}};  // each single gap is small enough
+    elf.segments = {{0, 1, "a"}, {0x900000, 1, "b"}, {0x1200000, 1, "c"}};  // each gap alone is small enough
     EXPECT_FALSE(
         Preparation().KMDPreparation(folder.path("module.kmd").toStdString(), &elf, nullptr, false, 0, {}, {}, {}, {}));
     EXPECT_EQ(folder.read("module.kmd"), "KMDMAGIC" + QByteArray::fromHex("00000408") + "abc\xFF\xFFyz");

@@ -1,7 +1,7 @@
-// A card driver that passes calls to the driver FAILING_DRIVER_REAL. Call number FAILING_DRIVER_CALL (from 1) returns
-// CKR_DEVICE_REMOVED; if the number is negative, so does every later call. With FAILING_DRIVER_COMMAND no call fails:
-// instead, that command runs once before search or removal number FAILING_DRIVER_CALL, like another process at the same
-// time.
+// A card driver that passes calls to the driver in FAILING_DRIVER_REAL. FAILING_DRIVER_CALL is the number of a call,
+// from 1. This call returns CKR_DEVICE_REMOVED. If the number is negative, all later calls return it, too. If
+// FAILING_DRIVER_COMMAND is set, no call fails. Instead, that command runs once, before search or removal number
+// FAILING_DRIVER_CALL, as if another process changed the card at this time.
 
 #include <p11-kit/pkcs11.h>
 

@@ -7,7 +7,7 @@
 /// The opener's results for an image.
 struct OpenedImage {
     std::vector<inspect::Content> contents;  ///< of the parts whose tags are right
-    bool isAuthentic = false;                ///< every check is good, except perhaps that of the format's rules
+    bool isAuthentic = false;                ///< every check is good, but the check of the rules may be bad
     bool isProven = false;                   ///< every check is good
 };
 
@@ -17,7 +17,7 @@ inline OpenedImage openImage(const char* format, const QByteArray& image, const 
     const QString secondPath = second.isEmpty() ? QString() : QStringLiteral("second");
     const inspect::Source source{{}, image, secondPath, second};
     inspect::Evidence evidence;
-    evidence.key = QByteArray(key.constData(), key.size());  // its own bytes, which it wipes
+    evidence.key = QByteArray(key.constData(), key.size());  // a deep copy, because `evidence` wipes it
     evidence.hasNonce = true;
     evidence.nonce = nonce;
     inspect::Contents contents;

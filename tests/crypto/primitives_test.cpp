@@ -67,7 +67,7 @@ TEST(Ecdsa, RawNumbersHave32Bytes) {
     for (const qsizetype size : {0, 63, 65, 96}) {
         EXPECT_FALSE(toDerSignature(QByteArray(size, '\1'), der)) << size;
     }
-    // a SEQUENCE of two positive INTEGERs
+    // Makes a DER signature from two positive numbers of `r` and `s` bytes.
     const auto signature = [](qsizetype r, qsizetype s) {
         return QByteArray("\x30") + static_cast<char>(4 + r + s) + '\2' + static_cast<char>(r) + QByteArray(r, '\1') +
                '\2' + static_cast<char>(s) + QByteArray(s, '\1');

@@ -52,7 +52,8 @@ TEST(PublicKeyText, ExponentIsOneOfThree) {
     EXPECT_EQ(capture.texts(), std::vector<std::string>(3, "Error: Error wrong exponent!!!\n"));
 }
 
-// Expected: 2 to the power of 128 for each 64-bit word, a partial one included, modulo n. Python computed the values.
+// The expected values are 2^(128 L) modulo n. L is the number of 64-bit words of n, a partial word included. Python
+// computed the values.
 TEST(PublicKeyText, R2CountsPartialWords) {
     constexpr std::pair<const char*, const char*> rows[] = {
         {"b3", "a1"},

@@ -100,7 +100,8 @@ TEST(Signatureprep, KeysAgreeInAllFiveFilesAndSign) {
 
 TEST(Signatureprep, KeysStopAtTheFirstFileThatCantBeMade) {
     const MessageCapture capture;
-    // The path in a missing folder, and the number of files that remain. Only the sources may be missing.
+    // Each case has the index of the path that is in a missing folder, and the number of files that are written. The
+    // call succeeds only if this path is one of the sources.
     constexpr std::pair<int, int> cases[] = {{0, 0}, {1, 1}, {4, 2}, {2, 3}};
     for (const auto& [bad, files] : cases) {
         const TempFolder folder;

@@ -59,7 +59,7 @@ TEST(MemoryCipher, NoekeonVectors) {
     }
 }
 
-// Twelve rounds on the reversed words of key and block, without the final transformation.
+// The memory cipher runs twelve rounds on the reversed bytes of key and block, without the final transformation.
 TEST(MemoryCipher, NoekeonReadsBackward) {
     const CipherBlock key = block("000102030405060708090a0b0c0d0e0f");
     const CipherBlock plain = block("f0e1d2c3b4a5968778695a4b3c2d1e0f");
@@ -70,7 +70,7 @@ TEST(MemoryCipher, NoekeonReadsBackward) {
 
 constexpr std::array<std::uint8_t, 16> someKey = {7, 6, 5, 4, 3, 2, 1, 0, 15, 14, 13, 12, 11, 10, 9, 8};
 
-// Whether each single bit of the address affects the keys.
+// Tests for each bit of the address whether it affects the keys.
 TEST(MemoryCipher, AddressBitsThatCount) {
     for (std::uint32_t bit = 0; bit < 32; ++bit) {
         const std::uint32_t address = 0x08000000 ^ (std::uint32_t{1} << bit);
@@ -80,7 +80,7 @@ TEST(MemoryCipher, AddressBitsThatCount) {
     }
 }
 
-// Both derivations, from the rounds of the permutation and the lanes that this address sets.
+// Repeats both derivations with the rounds of the permutation and the lanes that this address sets.
 TEST(MemoryCipher, DerivationsByTheirRounds) {
     KeccakF400State fast{{0x0607, 0x0405, 0x0203, 0x0001, 0x0E0F, 0x0C0D, 0x0A0B, 0x0809, 0x3E60, 0x2A5C, 0x8000}};
     keccakF400Rounds(fast, 0, 8);
@@ -130,10 +130,10 @@ TEST(MemoryCipher, WholeImagesAgreeWithTheDefinition) {
     for (std::uint32_t bit = 0; bit < 32; ++bit) {
         const std::uint32_t address = std::uint32_t{1} << bit;
         compareWithDefinition(address, 1100);
-        compareWithDefinition(address - 513, 1100);  // unaligned, crosses the bit
+        compareWithDefinition(address - 513, 1100);  // unaligned; the bit changes in the range
         compareWithDefinition(~address, 1100);
     }
-    compareWithDefinition(0x1FFFF000, 9000);  // crosses the end of the group numbers
+    compareWithDefinition(0x1FFFF000, 9000);  // the group numbers wrap in the range
 }
 
 }  // namespace

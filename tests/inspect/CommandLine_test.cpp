@@ -85,7 +85,7 @@ void makeFiles(const TempFolder& folder) {
     folder.write("signed.kdu", kitMake(update));
     folder.write("kdu.pem", kitKeyOf(KitKind::ed25519).publicPem);
     folder.write("header-and-code", QByteArray(32, '\0') + update.code);
-    // ECDSA signatures vary in length. A second one of another length moves the fill of the slot.
+    // ECDSA signatures vary in length. A second signature of another length moves the fill of the slot.
     update.signer = KitKind::p256;
     const auto inSlot = [](QByteArray bytes) { return bytes.leftJustified(400, '\xff') + "trailer"; };
     const QByteArray first = kitMake(update);
@@ -307,7 +307,8 @@ TEST(InspectCommandLine, ASignalLeavesNothing) {
     const TempFolder folder;
     makeFiles(folder);
     makeManyAreas(folder, 1500);
-    // The shell ignores SIGINT in background commands. The last row keeps this, and sends SIGINT without an effect.
+    // The shell starts background commands with SIGINT ignored, and `env` restores the default. The last row runs
+    // without `env` and sends SIGINT, which must have no effect.
     for (const char* const signal : {"TERM", "HUP", "INT", ""}) {
         const bool isIgnored = *signal == '\0';
         const QByteArray script =
@@ -322,7 +323,7 @@ TEST(InspectCommandLine, ASignalLeavesNothing) {
 }
 
 #ifdef QVORA_SANITIZED
-// Qt's containers throw when memory runs out. The sanitizer's limit causes it here.
+// Qt's containers throw when memory runs out. Here the sanitizer's limit makes an allocation fail.
 TEST(InspectCommandLine, RunningOutOfMemoryIsReportedAndLeavesNoFiles) {
     const TempFolder folder;
     makeFiles(folder);
@@ -396,7 +397,7 @@ TEST(InspectCommandLine, OptionBytesAreReadInTheirBase) {
     }
 }
 
-// An area's letter that isn't a plain letter never gets into a file name, even if a reader accepted it.
+// Only the letters A to Z and a to z of areas get into file names, even if a reader accepts another letter.
 TEST(InspectCommandLine, NamesOfFilesAreOurs) {
     const TempFolder folder;
     inspect::Description description;
@@ -435,7 +436,7 @@ TEST(InspectCommandLine, ListsDifferencesByAddress) {
               "area H: changed 0x00000000-0x0000001F\n"
               "area F: moved 0x08000100 -> 0x08000104\n"
               "different\n");
-    // All differences between files that nothing proves are listed.
+    // If no check can prove the files, all differences are listed.
     folder.write("a.password", QByteArray::fromHex("0000008002000000") + "aa");
     folder.write("b.password", QByteArray::fromHex("0000008002000100") + "ab");
     EXPECT_EQ(runInspect(folder, "diff --as passwordFile a.password b.password").output,

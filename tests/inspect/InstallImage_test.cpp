@@ -56,14 +56,14 @@ void updateHash(KitImage& image) {
     *hash = kitHash({image.areas.begin(), hash});
 }
 
-// Inserts another part end at `at`, and corrects the area count in the first one.
+// Inserts a second `P` area at index `at`, and corrects the number of areas in the first one.
 void addPartEnd(KitImage& image, std::ptrdiff_t at, std::uint32_t address, const char* payload) {
     image.areas[4].payload[4] = 4;
     image.areas.insert(image.areas.begin() + at, {'P', address, QByteArray::fromHex(payload), {}, {}, {}, {}, {}});
     updateHash(image);
 }
 
-// Each image has right tags, so that the checks after them are made, and breaks one rule.
+// Each image breaks at most one rule. Its tags are right, because the opener makes further checks only after good tags.
 TEST(InspectInstallImage, NamesTheOneRuleThatIsBroken) {
     struct Row {
         const char* faults;
@@ -129,12 +129,12 @@ TEST(InspectInstallImage, NamesTheOneRuleThatIsBroken) {
              image.areas[0].payload[0] = 5;
              updateHash(image);
          }},
-        {"payloadForm", kitExternalImage(),  // the size of its data
+        {"payloadForm", kitExternalImage(),  // a wrong size of the data
          [](KitImage& image) {
              image.areas[0].payload[4] = 5;
              updateHash(image);
          }},
-        {"payloadForm", kitExternalImage(),  // a long identity
+        {"payloadForm", kitExternalImage(),  // an identity that is too long
          [](KitImage& image) {
              image.areas[1].payload = QByteArray::fromHex("02000000") + QByteArray(16, 'i');
              updateHash(image);
@@ -198,13 +198,13 @@ TEST(InspectInstallImage, AreasHaveTheirLeastSizeAndTheirPlace) {
         };
         EXPECT_EQ(faultsOf(row.least, 0), "") << row.letter;
         EXPECT_EQ(faultsOf(row.least - 1, 0), row.faults) << row.letter;
-        if (row.letter != 'O') {  // its block contains the address
+        if (row.letter != 'O') {  // its payload contains the address, too
             EXPECT_EQ(faultsOf(row.least, 4), row.isAtZero ? "wrongValue" : "") << row.letter;
         }
     }
 }
 
-// A module next to firmware is right. A module over firmware is a note, not an error.
+// A module directly beside firmware is right. A module that overlaps firmware gives a note, not an error.
 TEST(InspectInstallImage, NotesModulesOverFirmware) {
     struct Row {
         std::uint32_t firmware;
@@ -223,7 +223,8 @@ TEST(InspectInstallImage, NotesModulesOverFirmware) {
     }
 }
 
-// Two images with a common IV are found without a key. One image in two files is one message, so it is good.
+// Two different images with a common IV are detected without a key. Two files with the same image contain one message,
+// so they are good.
 TEST(InspectInstallImage, IvsDifferOverAllFiles) {
     KitImage other = kitInstallImage();
     other.areas[0].payload[0] = 'x';

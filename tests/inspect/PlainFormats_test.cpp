@@ -20,7 +20,7 @@ QByteArray words(std::initializer_list<std::uint32_t> values) {
 
 const QByteArray secret = QByteArrayLiteral("plain-secret-16b");
 
-// A plain record, one for AES-CBC with its nonce, which the device doesn't store, and another plain one.
+// Three records: a plain one, one for AES-CBC whose nonce the device doesn't store, and another plain one.
 QByteArray backup() {
     return words({0x10, 0, 16}) + secret + words({0x20, 1U << 19, 32}) + secret + secret + words({0x30, 0, 4}) + "last";
 }

@@ -17,7 +17,7 @@ struct KitArea {
     std::optional<std::uint8_t> version;
     std::optional<std::uint16_t> index;
     std::optional<std::uint16_t> count;
-    QByteArray regionKeyOf;  ///< unless empty, the region key for this key is appended to the payload
+    QByteArray regionKeyOf;  ///< if not empty, an image key, whose region key is appended to the payload
 };
 
 struct KitImage {

@@ -41,7 +41,7 @@ struct KitTlv {
     QByteArray value;
 };
 
-/// The description of an MCUboot image as in docs/formats.md. Values that aren't set are made right.
+/// An MCUboot image to make. kitMake computes the right values, by docs/formats.md, of members that aren't set.
 struct KitMcuboot {
     std::uint32_t magic = 0x96F3B83D;
     std::uint16_t headerSize = 32;

@@ -9,7 +9,7 @@ namespace {
 using inspect::DifferenceCode;
 using inspect::PlacedBytes;
 
-// The expected result comes from a plain model: one byte of each side for each address.
+// The expected result comes from a plain model: for each side, an array with one byte for each address.
 TEST(InspectCompare, FindsEveryByteThatDiffers) {
     std::mt19937 random(14);
     for (int turn = 0; turn < 2000; ++turn) {
@@ -44,7 +44,7 @@ TEST(InspectCompare, FindsEveryByteThatDiffers) {
             const char a = memory[0].at(i);
             const char b = memory[1].at(i);
             const char expected = a == 0 && b == 0 ? ' ' : b == 0 ? 'a' : a == 0 ? 'b' : a != b ? 'c' : ' ';
-            // Up to seven equal bytes may lie between changed ones.
+            // A changed range may include up to seven equal bytes in a row.
             EXPECT_TRUE(found.at(i) == expected || (expected == ' ' && found.at(i) == 'c' && a != 0))
                 << turn << ' ' << i;
         }

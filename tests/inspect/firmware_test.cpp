@@ -60,7 +60,7 @@ QByteArray sRecord(char type, const char* digits) {
     return QByteArray("S") + type + (record + static_cast<char>(~sumOf(record))).toHex().toUpper() + "\r\n";
 }
 
-// One segment at address 0, and one of two records after an address record.
+// Two segments: one at address 0, and one in two records after an address record.
 QByteArray hexFile(const char* last = "04001400090A0B0C") {
     return hexRecord("0400000001020304") + hexRecord("020000040800") + hexRecord("0400100005060708") + hexRecord(last) +
            hexRecord("00000001");
@@ -208,7 +208,8 @@ TEST(InspectFirmware, SignedByAnotherKey) {
         given.publicKey = kitKeyOf(KitKind::rsa2048).publicPem;
         EXPECT_EQ(inspectGiven(given).faults(), padding == KitPadding::pss ? "" : "signature");
     }
-    // A key of another size than the entry's, and more signatures than are tried.
+    // First, the key has another size than the entry's type says. Then the image has one signature more than the opener
+    // tries.
     image = KitMcuboot();
     const QByteArray covered = kitMake(image).first(84);
     image.moreTlvs = {{0x20, kitSignature(KitKind::rsa3072, covered)}};
@@ -227,8 +228,8 @@ TEST(InspectFirmware, SignedByAnotherKey) {
     EXPECT_EQ(inspectGiven(given).faults(), "signature");
 }
 
-// The image lacks the application's bytes after the last whole group. Bytes that an older file left there aren't part
-// of the application.
+// The image doesn't contain the application's bytes after the last whole group. Bytes of an older, longer file may
+// follow the application's bytes in the image.
 TEST(InspectFirmware, MemoryImageIsComparedToTheLastByte) {
     Given given;
     given.as = "memoryImage";

@@ -137,7 +137,7 @@ TEST(InspectFormats, AreFoundAndProven) {
     }
 }
 
-/// Whether a change of the byte at `offset` is one that nothing covers.
+/// Whether nothing covers the byte at `offset`.
 bool isUncovered(const inspect::Description& description, qsizetype offset) {
     const auto range =
         std::find_if(description.ranges.begin(), description.ranges.end(),
@@ -150,7 +150,7 @@ TEST(InspectFormats, EveryCoveredBitAndEveryCutCounts) {
     for (const Whole& whole : wholeFiles()) {
         SCOPED_TRACE(whole.given.name);
         const Inspection good = inspectGiven(whole.given);
-        const qsizetype step = whole.given.bytes.size() > 1000 ? 7 : 1;  // a text, whose bytes all have the same cover
+        const qsizetype step = whole.given.bytes.size() > 1000 ? 7 : 1;  // a text: one check covers all its bytes
         for (qsizetype i = 0; i < whole.given.bytes.size(); i += step) {
             Given changed = whole.given;
             changed.as = whole.format;
@@ -170,8 +170,8 @@ TEST(InspectFormats, EveryCoveredBitAndEveryCutCounts) {
     }
 }
 
-// Two files with different bytes are equal only if both are proven, whatever their content and format. The pairs of the
-// next test show the other cases.
+// Makes random changes of one byte, and reads the files in every format. Each change is a difference. Files with
+// different bytes can be equal only if both are proven; the next test has such pairs.
 TEST(InspectFormats, NoChangedByteIsNoDifference) {
     std::mt19937 random(20);
     for (const Whole& whole : wholeFiles()) {
@@ -302,7 +302,7 @@ TEST(InspectFormats, NameTheOneRuleThatIsBroken) {
              image.areas[2].payload.replace(0, 4, QByteArray::fromHex("00000050"));
          })))},
         {"payloadForm", given("a.pvs", kitMake(provisioning([](KitImage& image) {
-             image.areas[2].payload.replace(0, 4, QByteArray::fromHex("04000050"));  // beyond its address
+             image.areas[2].payload.replace(0, 4, QByteArray::fromHex("04000050"));  // above the area's address
          })))},
         {"empty", given("a.pvs", kitMake(provisioning([](KitImage& image) { image.areas[1].payload = QByteArray(); })))},
         {"notZero", given("a.pvs", kitMake(provisioning([](KitImage& image) {

@@ -15,8 +15,8 @@
 
 namespace {
 
-/// Random numbers that are the same on all platforms: the standard fixes the engine's output, but not the
-/// distributions'.
+/// Random numbers that are the same on all platforms. The standard library's distributions aren't used, because only
+/// the output of its engines is fixed.
 class Dice {
   public:
     explicit Dice(std::uint32_t seed) : engine_(seed) {}
@@ -32,7 +32,7 @@ class Dice {
     std::mt19937 engine_;
 };
 
-/// A command line, its output, and the key and sources that the output is opened and compared with.
+/// A command line and its output. The opener opens the output with the key and compares the contents with the sources.
 struct Job {
     explicit Job(std::uint32_t seed) : dice(seed) {}
 
@@ -109,7 +109,7 @@ QByteArray listedModules(Job& job, std::uint32_t base, bool isExternal) {
                                  : besideList(job.write(job.dice.bytes(1 + job.dice.below(40)), ".lic"))) +
                  ',' + hex(nth(base, i)).toUtf8();
         if (isExternal) {
-            // Each call is a statement of its own, because the order of calls within one isn't fixed.
+            // Each call is a statement of its own, because the order of calls in an expression isn't fixed.
             const int mode = job.dice.below(4);
             const int region = job.dice.below(8);
             lines += ',' + QByteArray::number(region) + ',' + QByteArray::number(mode) + ',' +
@@ -363,7 +363,8 @@ TEST(RandomImages, AreProvenAndShowEveryChange) {
             }
         }
     }
-    // A changed byte in any of these formats changes the digest. Then older devices can't read the new images.
+    // The digest changes if any byte of these images changes. Such a change is a fault, because existing devices
+    // couldn't read the new images.
     EXPECT_EQ(all.result().toHex().toStdString(), "4010ec37a6b190f970026abab9fdb2c573c3e94bacc120d3756772372de4e865");
 }
 

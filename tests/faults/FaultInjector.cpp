@@ -47,7 +47,7 @@ struct CallRow {
     long number;
     const char* name;
     const char* kind;
-    int path = none;    ///< the argument with the path that decides; the folder's descriptor is the argument before it
+    int path = none;    ///< the argument with the path to check; a folder's descriptor is the argument before it
     int file = none;    ///< the argument with a descriptor
     bool isAt = false;  ///< the path is relative to a folder's descriptor
 };
@@ -134,7 +134,7 @@ struct Call {
     const char* kind;
     std::string path = {};
     std::optional<long> forcedResult = {};
-    bool isDelayed = false;  ///< it starts again after a signal
+    bool isDelayed = false;  ///< the call starts again after the signal
     bool killsAfter = false;
     std::optional<unsigned long> refusedEnd = {};  ///< the end of the heap that a failing brk requested
 };
@@ -280,7 +280,8 @@ std::optional<Call> Tracer::describe(pid_t process, long number, const std::arra
         }
         return call;
     }
-    // Sanitizers write to a pipe to learn from the kernel whether an address is readable.
+    // This isn't a call of the program: sanitizers write to a pipe to learn from the kernel whether an address is
+    // readable.
     if (number == SYS_pipe2 && (static_cast<int>(argument(1)) & O_CLOEXEC) == 0) {
         return std::nullopt;
     }
@@ -295,7 +296,8 @@ std::optional<Call> Tracer::describe(pid_t process, long number, const std::arra
     return call;
 }
 
-// Replaces a call that has to fail by one that doesn't exist. Its result is set when it ends.
+// Gives a call that has to fail a number that doesn't exist, so the kernel doesn't execute it. Its result is set when
+// it ends.
 void Tracer::start(pid_t process) {
     user_regs_struct registers{};
     ptrace(PTRACE_GETREGS, process, nullptr, &registers);
@@ -305,7 +307,8 @@ void Tracer::start(pid_t process) {
     if (!call) {
         return;
     }
-    // The number of these calls differs from run to run, so they don't share the numbers of other calls.
+    // How many calls get memory differs from run to run. They are counted separately, so that the numbers of all other
+    // calls stay the same.
     const bool isMemory = std::strcmp(call->kind, "memory") == 0;
     isPastLoader_ = isPastLoader_ || !isMemory;
     if (isMemory != options_.countsMemory || !isPastLoader_) {
@@ -364,7 +367,7 @@ void Tracer::end(pid_t process) {
         ptrace(PTRACE_SETREGS, process, nullptr, &registers);
     }
     if (call.refusedEnd) {
-        registers.rdi = *call.refusedEnd;  // a call doesn't change its arguments
+        registers.rdi = *call.refusedEnd;  // the program must find its argument unchanged
         ptrace(PTRACE_SETREGS, process, nullptr, &registers);
     }
     const bool isChanged = call.forcedResult || call.killsAfter || call.refusedEnd;

@@ -4,8 +4,8 @@
 
 namespace {
 
-// A callback is a plain function and has no context, so its messages go into a global. Captures nest: each one keeps
-// the messages of the outer one.
+// A callback is a plain function and has no context, so it stores messages in a global variable. Captures nest: each
+// capture keeps the messages of the outer one.
 std::vector<std::pair<int, std::string>> captured;
 
 void capture(std::int32_t kind, const wchar_t* text) {

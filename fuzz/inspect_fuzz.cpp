@@ -56,7 +56,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     source.path = QStringLiteral("input");
     source.bytes = QByteArrayView(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));
     constexpr qsizetype headerSize = 64;
-    if (source.bytes.size() > headerSize) {  // for a pair of files
+    if (source.bytes.size() > headerSize) {  // the second file of a pair
         source.secondPath = QStringLiteral("second");
         source.second = source.bytes.sliced(headerSize);
     }

@@ -41,8 +41,8 @@ else()
   endif()
 endif()
 
-# Every build writes a source with its release and commit. Only programs use it, so after a commit, they are only linked
-# again.
+# Every build writes a source file with its release and commit. Only programs contain this file, so a new commit
+# compiles no other file again.
 set(build_version ${PROJECT_BINARY_DIR}/buildVersion.cpp)
 add_custom_target(build-version BYPRODUCTS ${build_version}
   COMMAND ${CMAKE_COMMAND} -DSOURCE=${PROJECT_SOURCE_DIR} -DRELEASE=${PROJECT_VERSION} -DOUTPUT=${build_version}

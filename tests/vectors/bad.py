@@ -1,4 +1,4 @@
-"""The bad vectors: one fault per file, which is named after it. Files with tags are sealed again after the change, so
+"""The bad vectors. Each file has one fault and is named after it. Files with tags are sealed again after the change, so
 that their tags are good and a later check finds the fault. Rows with "tag" or "signature" are the exception."""
 from dataclasses import dataclass, replace
 

@@ -55,7 +55,7 @@ void makeProvisioningFile(benchmark::State& state, QByteArray (*makeText)(qsizet
         }
         file.close();
         state.ResumeTiming();
-        Obkey engine;
+        obkey::Obkey engine;
         engine.startObkeyJob(path);
         if (!engine.validateTemplate(path, path) || !engine.loadTemplate(path) || !engine.checkDuplicateTags() ||
             !engine.checkMandatoryTags() || !engine.checkLayout() || !engine.generateObkey()) {

@@ -11,7 +11,9 @@
 
 #include <memory>
 
+namespace obkey {
 class Obkey;
+}  // namespace obkey
 
 /// The context of a run: the scanned command line, and the data that one command leaves for the next.
 class CommandLineTool {
@@ -55,7 +57,7 @@ class CommandLineTool {
     QString outputPath;
 
     // The template engine, shared by -pb, -obk and -genkey; the first of them creates it.
-    std::unique_ptr<Obkey> obkey;
+    std::unique_ptr<obkey::Obkey> obkey;
 
     // The inputs of -tbi. -tbu, which ends the run, uses `firmware` as well.
     std::uint32_t deviceId = 0;

@@ -8,9 +8,9 @@ namespace {
 
 constexpr char missingTemplate[] = "You need to specify a file path for the binary input file option";
 
-Obkey& engineOf(CommandLineTool& tool) {
+obkey::Obkey& engineOf(CommandLineTool& tool) {
     if (tool.obkey == nullptr) {
-        tool.obkey = std::make_unique<Obkey>();
+        tool.obkey = std::make_unique<obkey::Obkey>();
     }
     return *tool.obkey;
 }
@@ -20,7 +20,7 @@ QString schemaPath(const char* name) {
 }
 
 Flow generateObkeyFile(CommandLineTool& tool, const QString& path) {
-    Obkey& engine = engineOf(tool);
+    obkey::Obkey& engine = engineOf(tool);
     engine.startObkeyJob(path);
     if (!engine.validateTemplate(path, schemaPath("/Template/OBkeyPrototype.xsd")) || !engine.loadTemplate(path)) {
         return Flow::end(1);
@@ -75,7 +75,7 @@ Flow makeTemplateImage(CommandLineTool& tool, const CommandCall& call) {
     const QString path = call.params.constFirst();
     tool.templatePath = path.toUtf8();
     displayMessage(MessageKind::grey, "-pb %s \n ", tool.templatePath.constData());
-    Obkey& engine = engineOf(tool);
+    obkey::Obkey& engine = engineOf(tool);
     engine.startImageJob();
     if (!engine.validateTemplate(path, schemaPath("/Template/McuBootPrototype.xsd"))) {
         return Flow::end(3);

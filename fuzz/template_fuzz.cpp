@@ -27,37 +27,38 @@ QString schemaBeside(const FuzzFile& file) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const FuzzFile file(data, size, ".xml");
     QByteArray text;
-    if (!validateTemplate(file.path(), schemaBeside(file), text)) {
+    if (!obkey::validateTemplate(file.path(), schemaBeside(file), text)) {
         return 0;
     }
-    const TemplateDocument document = documentOf(text);
-    PasswordMask passwords;
+    const obkey::TemplateDocument document = obkey::documentOf(text);
+    obkey::PasswordMask passwords;
     const QByteArray masked = passwords.mask(text);
     if (passwords.unmask(masked) != text ||
-        (documentOf(masked).document == nullptr) != (document.document == nullptr)) {
+        (obkey::documentOf(masked).document == nullptr) != (document.document == nullptr)) {
         std::abort();
     }
     if (document.document == nullptr) {
         return 0;
     }
     // A well-formed template must stay well-formed.
-    setTemplateValues({{QStringLiteral("Key"), QStringLiteral("<&>\r\"'"), 1}}, text);
-    if (documentOf(text).document == nullptr) {
+    obkey::setTemplateValues({{QStringLiteral("Key"), QStringLiteral("<&>\r\"'"), 1}}, text);
+    if (obkey::documentOf(text).document == nullptr) {
         std::abort();
     }
-    TemplateFormat format = formatObdata;
-    const QDomNode content = contentNode(document, format);
-    ObdataTemplate obdata;
-    if (format == formatObdata && readObdata(content, obdata)) {
-        static_cast<void>(checkDuplicateTags(obdata.tags) && checkMandatoryTags(obdata.tags) && checkLayout(obdata));
+    obkey::TemplateFormat format = obkey::formatObdata;
+    const QDomNode content = obkey::contentNode(document, format);
+    obkey::ObdataTemplate obdata;
+    if (format == obkey::formatObdata && obkey::readObdata(content, obdata)) {
+        static_cast<void>(obkey::checkDuplicateTags(obdata.tags) && obkey::checkMandatoryTags(obdata.tags) &&
+                          obkey::checkLayout(obdata));
     }
-    McubootTemplate mcuboot;
-    if (format == formatMcuboot && readMcuboot(content, mcuboot)) {
-        static_cast<void>(checkDuplicateTags(mcuboot.tags) && checkMandatoryTags(mcuboot.tags));
+    obkey::McubootTemplate mcuboot;
+    if (format == obkey::formatMcuboot && obkey::readMcuboot(content, mcuboot)) {
+        static_cast<void>(obkey::checkDuplicateTags(mcuboot.tags) && obkey::checkMandatoryTags(mcuboot.tags));
     }
-    McubootParam param;
+    obkey::McubootParam param;
     param.name = QStringLiteral("Key");
     param.link = QStringLiteral("GetPublic");
-    applyLinkedTemplate(content.firstChild(), param);
+    obkey::applyLinkedTemplate(content.firstChild(), param);
     return 0;
 }

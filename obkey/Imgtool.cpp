@@ -17,6 +17,8 @@
 #include <cstdlib>
 #include <cstring>
 
+namespace obkey {
+
 namespace {
 
 constexpr qsizetype longArgument = 255;
@@ -234,3 +236,5 @@ QStringList platformArguments(QStringList arguments) {
 #endif
     return arguments;
 }
+
+}  // namespace obkey

@@ -7,6 +7,8 @@
 #include <QString>
 #include <QStringList>
 
+namespace obkey {
+
 /// The result of a run of imgtool.
 struct ImgtoolAnswer {
     bool ended = false;   ///< whether the program started and is no longer running
@@ -44,3 +46,5 @@ void extendedArgument(QString& argument);
 /// The arguments in the form that programs of this system accept. On Windows, extendedArgument changes long ones;
 /// elsewhere, all arguments are unchanged.
 [[nodiscard]] QStringList platformArguments(QStringList arguments);
+
+}  // namespace obkey

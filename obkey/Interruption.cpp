@@ -3,6 +3,8 @@
 #include <csignal>
 #include <cstddef>
 
+namespace obkey {
+
 namespace {
 
 constexpr int caught[] = {SIGINT, SIGTERM};
@@ -42,3 +44,5 @@ Interruption::~Interruption() {
 bool Interruption::isPending() {
     return pending != 0;
 }
+
+}  // namespace obkey

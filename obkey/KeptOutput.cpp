@@ -14,6 +14,8 @@
 #include <cstdlib>
 #include <cstring>
 
+namespace obkey {
+
 namespace {
 
 constexpr std::size_t pieceSize = std::size_t{64} << 10;
@@ -121,3 +123,5 @@ void KeptOutput::removeNew() const {
         unlink(QFile::encodeName(QFileInfo(QFile::decodeName(path_)).canonicalFilePath()).constData());
     }
 }
+
+}  // namespace obkey

@@ -7,6 +7,8 @@
 
 #include <sys/stat.h>
 
+namespace obkey {
+
 /// Keeps a copy of an output file that another program overwrites, until that program has succeeded. The copy is a
 /// hidden file in the folder of the output, named ".older-" and six characters, so that it survives even if this
 /// process is killed. If no file can be created there, the copy is in memory.
@@ -36,3 +38,5 @@ class KeptOutput {
     FileHandle copy_;      ///< closed if there is nothing to keep
     QByteArray copyName_;  ///< empty if the copy is in memory
 };
+
+}  // namespace obkey

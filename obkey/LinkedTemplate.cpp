@@ -3,6 +3,8 @@
 #include "obkey/templateElements.h"
 #include "obkey/templateNumbers.h"
 
+namespace obkey {
+
 namespace {
 
 bool isTag(const QDomElement& element, const char* name) {
@@ -102,3 +104,5 @@ const LinkedTemplate* LinkedTemplates::find(const QString& templatePath) {
     }
     return linked.document.document == nullptr ? nullptr : &linked;
 }
+
+}  // namespace obkey

@@ -5,6 +5,8 @@
 
 #include <map>
 
+namespace obkey {
+
 /// A template that another template reads values from, with its content node.
 struct LinkedTemplate {
     TemplateDocument document;
@@ -24,3 +26,5 @@ class LinkedTemplates {
 /// Sets the default value of `param` to the value of the same name in a linked template. `linkedContent` is the first
 /// child of that template's content node.
 void applyLinkedTemplate(const QDomNode& linkedContent, McubootParam& param);
+
+}  // namespace obkey

@@ -4,6 +4,8 @@
 
 #include <QList>
 
+namespace obkey {
+
 /// One element of a `McubootFormat` template other than `GlobalParam`: an option of imgtool and its value.
 struct McubootParam {
     QString kind;  ///< "Output", or for a `Param` its `Type`: "File", "Data", "Dependency" or any other word
@@ -53,3 +55,5 @@ struct McubootConfig {
     TagText command;
     QString dependencyPrefix;  ///< first two characters of the last hidden dependency; no effect on any output
 };
+
+}  // namespace obkey

@@ -8,6 +8,8 @@
 
 #include <algorithm>
 
+namespace obkey {
+
 namespace {
 
 std::uint32_t addressOf(const TagText& text) {
@@ -256,3 +258,5 @@ bool checkLayout(const ObdataTemplate& obdata) {
     sortSlots(layout.obkSlots);
     return checkFlashSlots(obdata.info, layout) && checkObkSlots(obdata, layout.obkSlots);
 }
+
+}  // namespace obkey

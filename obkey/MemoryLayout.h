@@ -4,6 +4,8 @@
 
 #include <QPair>
 
+namespace obkey {
+
 /// One slot that the `Data` parameters of a template describe.
 struct SlotRecord {
     QString name;            ///< the parameter's name without the word "offset"
@@ -25,3 +27,5 @@ struct MemoryLayout {
 /// Checks that names are unique, that default numbers fit their fields, and that the slots fit the device's memory and
 /// don't overlap. Reports the first fault.
 [[nodiscard]] bool checkLayout(const ObdataTemplate& obdata);
+
+}  // namespace obkey

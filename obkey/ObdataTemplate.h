@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <optional>
 
+namespace obkey {
+
 /// The value of a numeric Info field while its tag is absent.
 inline constexpr std::uint32_t ABSENT_VALUE = 0xBAADF00D;
 
@@ -93,3 +95,5 @@ struct ObdataTemplate {
     [[nodiscard]] bool obkRulesActive() const { return !tags.obkTags.isEmpty(); }
     [[nodiscard]] bool authObkRulesActive() const { return !tags.authObkTags.isEmpty(); }
 };
+
+}  // namespace obkey

@@ -13,6 +13,8 @@
 
 #include <utility>
 
+namespace obkey {
+
 Obkey::Obkey() : Obkey(QCoreApplication::applicationDirPath() + QStringLiteral("/Utilities/Windows/imgtool.exe")) {
 }
 
@@ -22,7 +24,7 @@ Obkey::Obkey(const QString& imgtoolPath) : imgtool_(imgtoolPath) {
 bool Obkey::validateTemplate(const QString& templatePath, const QString& xsdPath) {
     QByteArray text;
     const WipeOnExit wipeText(text);
-    const bool isValid = ::validateTemplate(templatePath, xsdPath, text);
+    const bool isValid = obkey::validateTemplate(templatePath, xsdPath, text);
     validatedPath_ = templatePath;
     passwords_.clear();
     validatedText_ = passwords_.mask(text);
@@ -57,19 +59,19 @@ void Obkey::startObkeyJob(const QString& templatePath) {
 }
 
 bool Obkey::checkDuplicateTags() const {
-    return ::checkDuplicateTags(obkeyJob_.obdata.tags);
+    return obkey::checkDuplicateTags(obkeyJob_.obdata.tags);
 }
 
 bool Obkey::checkMandatoryTags() const {
-    return ::checkMandatoryTags(obkeyJob_.obdata.tags);
+    return obkey::checkMandatoryTags(obkeyJob_.obdata.tags);
 }
 
 bool Obkey::checkLayout() const {
-    return ::checkLayout(obkeyJob_.obdata);
+    return obkey::checkLayout(obkeyJob_.obdata);
 }
 
 bool Obkey::generateObkey() {
-    return ::generateObkey(obkeyJob_.xmlPath, passwords_, imgtool_, obkeyJob_.obdata);
+    return obkey::generateObkey(obkeyJob_.xmlPath, passwords_, imgtool_, obkeyJob_.obdata);
 }
 
 void Obkey::startImageJob() {
@@ -88,9 +90,11 @@ int Obkey::generateImage() {
     if (imageJob_.configs.isEmpty()) {
         addImageConfig(QString());
     }
-    return ::generateImage(imgtool_, imageJob_.configs.last());
+    return obkey::generateImage(imgtool_, imageJob_.configs.last());
 }
 
 void Obkey::generateKeyPair(const QString& keyPath, const QString& keyType) {
-    ::generateKeyPair(keyPath, keyType, imgtool_);
+    obkey::generateKeyPair(keyPath, keyType, imgtool_);
 }
+
+}  // namespace obkey

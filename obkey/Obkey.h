@@ -6,6 +6,8 @@
 #include "obkey/PasswordMask.h"
 #include "obkey/TemplateDocument.h"
 
+namespace obkey {
+
 /// The provisioning template engine: reads XML templates, checks them, and makes provisioning files (`Obdata`
 /// templates) or signed images through imgtool (`McubootFormat` templates).
 ///
@@ -81,3 +83,5 @@ class Obkey {
     TemplateFormat templateFormat_ = formatObdata;  ///< of the last template whose format was recognised
     Imgtool imgtool_;
 };
+
+}  // namespace obkey

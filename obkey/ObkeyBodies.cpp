@@ -6,6 +6,8 @@
 
 #include <algorithm>
 
+namespace obkey {
+
 namespace {
 
 constexpr qsizetype mostPadding = 3 * 255;  ///< twice before a file, once at the end of the payload
@@ -43,7 +45,9 @@ bool ObkeyBodies::makeRoom(qsizetype size) {
 
 QByteArray sha256(const QByteArray& bytes) {
     Sha256Digest digest{};
-    const bool made = sha256({bytes}, digest);
+    const bool made = ::sha256({bytes}, digest);
     Q_ASSERT(made);
     return made ? QByteArray(digest.data(), sha256Size) : QByteArray(sha256Size, '\0');
 }
+
+}  // namespace obkey

@@ -6,6 +6,8 @@
 
 #include <QByteArray>
 
+namespace obkey {
+
 /// The bytes that the parameters of a template produce. They may contain private keys and passwords.
 struct ObkeyBodies {
     QByteArray mainBody;
@@ -40,3 +42,5 @@ inline constexpr qsizetype sha256Size = 32;
 
 /// The SHA-256 (FIPS 180-4) of `bytes`.
 [[nodiscard]] QByteArray sha256(const QByteArray& bytes);
+
+}  // namespace obkey

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+namespace obkey {
+
 namespace {
 
 /// The first and the last character of a mark: U+F8FF, a private-use character. The number of the mark is between them.
@@ -202,3 +204,5 @@ QString PasswordMask::markFor(QByteArrayView password) {
     entries_.append(std::move(entry));
     return QString::fromUtf8(markOf(entries_.size() - 1));
 }
+
+}  // namespace obkey

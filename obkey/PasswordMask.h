@@ -4,6 +4,8 @@
 #include <QList>
 #include <QString>
 
+namespace obkey {
+
 /// Hides the passwords of a template from XML readers, which leave copies of everything that they read in freed memory.
 /// A masked text contains a mark instead of each password and can be read and edited like any template.
 class PasswordMask {
@@ -44,3 +46,5 @@ class PasswordMask {
 
     QList<Entry> entries_;
 };
+
+}  // namespace obkey

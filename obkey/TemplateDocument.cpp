@@ -13,6 +13,8 @@
 
 #include <utility>
 
+namespace obkey {
+
 namespace {
 
 /// The tree of a template needs many times the memory of its text. A special file such as /dev/zero never ends.
@@ -232,3 +234,5 @@ QDomNode contentNode(const TemplateDocument& document, TemplateFormat& format) {
     }
     return content;
 }
+
+}  // namespace obkey

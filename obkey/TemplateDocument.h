@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <memory>
 
+namespace obkey {
+
 enum DocumentState : std::uint32_t {
     documentMissing = 1,
     documentEmpty = 2,
@@ -38,3 +40,5 @@ struct TemplateDocument {
 /// The first child of the root that isn't a comment; null if the document has no `Root`. Its name determines `format`;
 /// an unknown name leaves `format` unchanged.
 [[nodiscard]] QDomNode contentNode(const TemplateDocument& document, TemplateFormat& format);
+
+}  // namespace obkey

@@ -14,6 +14,8 @@
 
 #include <algorithm>
 
+namespace obkey {
+
 namespace {
 
 enum ImageResult : int {
@@ -338,3 +340,5 @@ int generateImage(Imgtool& imgtool, McubootConfig& config) {
     displayMessage(MessageKind::grey, "Image generated successfully \n");
     return imageDone;
 }
+
+}  // namespace obkey

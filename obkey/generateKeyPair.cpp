@@ -15,6 +15,8 @@
 #include <cerrno>
 #include <cstdio>
 
+namespace obkey {
+
 namespace {
 
 /// Copies a key to a new file that is readable by its owner only.
@@ -93,3 +95,5 @@ void generateKeyPair(const QString& keyPath, const QString& keyType, Imgtool& im
         reportError("Fail Key Generation Check Input Param\n");
     }
 }
+
+}  // namespace obkey

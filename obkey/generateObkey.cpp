@@ -15,6 +15,8 @@
 
 #include <algorithm>
 
+namespace obkey {
+
 // A provisioning file, numbers little-endian:
 //
 //     0   4   destination address
@@ -307,3 +309,5 @@ bool generateObkey(const QString& xmlPath, const PasswordMask& passwords, Imgtoo
     rewriteTemplateValues(obdata.params, passwords, path);
     return true;
 }
+
+}  // namespace obkey

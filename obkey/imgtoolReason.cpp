@@ -5,6 +5,8 @@
 
 #include <cstring>
 
+namespace obkey {
+
 namespace {
 
 constexpr qsizetype longestLine = 1000;
@@ -50,3 +52,5 @@ QByteArray imgtoolReason(const QByteArray& output) {
     }
     return lines;
 }
+
+}  // namespace obkey

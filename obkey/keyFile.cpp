@@ -11,6 +11,8 @@
 #include <QFile>
 #include <QFileInfo>
 
+namespace obkey {
+
 namespace {
 
 constexpr qsizetype pointSize = 64;        ///< X and Y of a point on a 256-bit curve
@@ -167,3 +169,5 @@ bool appendKeyFile(const ObkeySurroundings& surroundings, ObkeyParam& param, Obk
     }
     return reportError("Wrong Input Key File  \n");
 }
+
+}  // namespace obkey

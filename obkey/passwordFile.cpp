@@ -9,6 +9,8 @@
 #include <QCoreApplication>
 #include <QFile>
 
+namespace obkey {
+
 namespace {
 
 constexpr std::uint32_t passwordMarker = 0x80000000;
@@ -77,3 +79,5 @@ bool writePasswordFile(const QList<ObkeyParam>& params, const PasswordMask& pass
                    qUtf8Printable(path));
     return true;
 }
+
+}  // namespace obkey

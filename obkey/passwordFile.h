@@ -3,6 +3,8 @@
 #include "obkey/ObdataTemplate.h"
 #include "obkey/PasswordMask.h"
 
+namespace obkey {
+
 /// Checks the length of a `Text` parameter's text, in bytes of UTF-8, against its limits.
 [[nodiscard]] bool checkTextLength(const ObkeyParam& param, const QByteArray& text);
 
@@ -13,3 +15,5 @@
 /// Reports a fault.
 [[nodiscard]] bool writePasswordFile(const QList<ObkeyParam>& params, const PasswordMask& passwords,
                                      const QString& xmlFolder);
+
+}  // namespace obkey

@@ -6,6 +6,8 @@
 
 #include <utility>
 
+namespace obkey {
+
 namespace {
 
 bool refuseLink() {
@@ -145,3 +147,5 @@ bool readMcuboot(const QDomNode& content, McubootTemplate& mcuboot) {
     mcuboot = std::move(read);
     return true;
 }
+
+}  // namespace obkey

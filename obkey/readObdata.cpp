@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <utility>
 
+namespace obkey {
+
 namespace {
 
 template <TagText ObkeyParam::*field>
@@ -319,3 +321,5 @@ bool readObdata(const QDomNode& content, ObdataTemplate& obdata) {
     obdata = std::move(read);
     return true;
 }
+
+}  // namespace obkey

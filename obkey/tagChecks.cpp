@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <initializer_list>
 
+namespace obkey {
+
 namespace {
 
 /// The first entry that occurs again later in the list; null if all entries differ.
@@ -112,3 +114,5 @@ bool checkMandatoryTags(const McubootTags& tags) {
            allHaveTags("Param", tags.paramTagLists, {"Type", "Default"}) &&
            hasTags("Output", tags.outputTags, {"Default"});
 }
+
+}  // namespace obkey

@@ -9,6 +9,8 @@
 #include <span>
 #include <type_traits>
 
+namespace obkey {
+
 /// The text of a tag: that of its first child node that isn't a comment; empty if that node isn't text.
 [[nodiscard]] inline QString tagText(const QDomElement& tag) {
     QDomNode child = tag.firstChild();
@@ -60,3 +62,5 @@ template <typename Record>
     }
     return true;
 }
+
+}  // namespace obkey

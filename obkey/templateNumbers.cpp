@@ -8,6 +8,8 @@
 
 #include <algorithm>
 
+namespace obkey {
+
 namespace {
 
 bool isDigit(QChar character) {
@@ -126,3 +128,5 @@ bool parseIndexedReference(const QString& reference, std::uint8_t& index, QStrin
             return false;
     }
 }
+
+}  // namespace obkey

@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+namespace obkey {
+
 inline constexpr std::int32_t widestField = 65536;   ///< bytes
 inline constexpr qsizetype permissionMaskSize = 32;  ///< bytes
 
@@ -54,3 +56,5 @@ inline constexpr qsizetype permissionMaskSize = 32;  ///< bytes
 /// Splits a reference. A text without "#" has index 0; the index of "#N#text" is the low 8 bits of N. False, with
 /// unchanged results, for any other number of "#".
 [[nodiscard]] bool parseIndexedReference(const QString& reference, std::uint8_t& index, QString& text);
+
+}  // namespace obkey

@@ -2,6 +2,8 @@
 
 #include <QStringList>
 
+namespace obkey {
+
 namespace {
 
 constexpr qsizetype longPath = 255;
@@ -66,3 +68,5 @@ QString collapsePath(QString path) {
     }
     return kept.join(QLatin1Char('/'));
 }
+
+}  // namespace obkey

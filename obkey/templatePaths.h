@@ -2,6 +2,8 @@
 
 #include <QString>
 
+namespace obkey {
+
 /// The folder of the template at `xmlPath`, without a slash at its end; "." if the path has no folder.
 [[nodiscard]] QString templateFolder(const QString& xmlPath);
 
@@ -20,3 +22,5 @@ void resolveMcubootPath(QString& path, const QString& folder);
 /// `path` with slashes instead of backslashes, and without the "." and ".." segments that can be removed without
 /// access to the file system.
 [[nodiscard]] QString collapsePath(QString path);
+
+}  // namespace obkey

@@ -15,6 +15,8 @@
 #include <algorithm>
 #include <limits>
 
+namespace obkey {
+
 // Values are written into the text, not through the document tree, so that the author's layout and comments stay. One
 // pass over the tags finds every element that receives a value and collects the edits. Then the edits are applied.
 
@@ -241,3 +243,5 @@ bool saveConfiguration(const McubootConfig& config) {
                                                             {"Save Configuration File Failed %s is already Opened \n",
                                                              " Save Configuration XML File Failed %s \n"});
 }
+
+}  // namespace obkey

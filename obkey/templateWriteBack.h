@@ -6,6 +6,8 @@
 
 #include <QByteArray>
 
+namespace obkey {
+
 /// Leaves the `Enable` tag unchanged.
 inline constexpr std::uint32_t enableUnchanged = 2;
 
@@ -27,3 +29,5 @@ void rewriteTemplateValues(const QList<ObkeyParam>& params, const PasswordMask& 
 
 /// Does the same for a `McubootFormat` template. False if it wasn't written.
 [[nodiscard]] bool saveConfiguration(const McubootConfig& config);
+
+}  // namespace obkey

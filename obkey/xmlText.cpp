@@ -1,5 +1,7 @@
 #include "obkey/xmlText.h"
 
+namespace obkey {
+
 namespace {
 
 // A ">" inside a quoted attribute value doesn't end a tag.
@@ -84,3 +86,5 @@ void appendEscaped(char character, QByteArray& bytes) {
             bytes.append(character);
     }
 }
+
+}  // namespace obkey

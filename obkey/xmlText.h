@@ -3,6 +3,8 @@
 #include <QByteArray>
 #include <QByteArrayView>
 
+namespace obkey {
+
 /// A tag, comment, run of character data, instruction or declaration in the text of an XML document.
 struct Markup {
     qsizetype end = -1;  ///< offset after its last character; -1 if the text ends before the markup is complete
@@ -35,3 +37,5 @@ struct Tag {
 
 /// Appends a character of a text. Escapes a character that has a special meaning there.
 void appendEscaped(char character, QByteArray& bytes);
+
+}  // namespace obkey

@@ -47,7 +47,7 @@ QString bytesText(qint64 count) {
     return jobs::counted(count, words("1 byte"), words("%1 bytes"));
 }
 
-QString chosen(const TagText& value, const TagText& byDefault) {
+QString chosen(const obkey::TagText& value, const obkey::TagText& byDefault) {
     return value ? *value : byDefault.value_or(QString());
 }
 
@@ -63,24 +63,25 @@ QString shortText(const QString& text, qsizetype most = 40) {
 /// Whether both texts are the same number. Numbers have no sign, so "-1" equals only itself.
 bool isSameNumber(const QString& text, const QString& other) {
     const auto isNumber = [](const QString& candidate) {
-        return isHexValue(candidate) || (!candidate.isEmpty() && isDecimalValue(candidate));
+        return obkey::isHexValue(candidate) || (!candidate.isEmpty() && obkey::isDecimalValue(candidate));
     };
-    return text == other || (isNumber(text) && isNumber(other) && templateNumber(text) == templateNumber(other));
+    return text == other ||
+           (isNumber(text) && isNumber(other) && obkey::templateNumber(text) == obkey::templateNumber(other));
 }
 
 bool isPath(const TemplateField& field) {
     return field.kind == jobs::FieldKind::inFile || field.kind == jobs::FieldKind::outFile;
 }
 
-bool isRawOutput(const ObdataTemplate& obdata) {
-    return obdata.info.obDestAddress == ABSENT_VALUE && obdata.info.doEncryption == ABSENT_VALUE;
+bool isRawOutput(const obkey::ObdataTemplate& obdata) {
+    return obdata.info.obDestAddress == obkey::ABSENT_VALUE && obdata.info.doEncryption == obkey::ABSENT_VALUE;
 }
 
 QString resolved(const TemplateForm& form, QString path) {
-    if (form.format == formatObdata) {
-        resolveObkeyPath(path, form.folder());
+    if (form.format == obkey::formatObdata) {
+        obkey::resolveObkeyPath(path, form.folder());
     } else {
-        resolveMcubootPath(path, form.folder());
+        obkey::resolveMcubootPath(path, form.folder());
         // imgtool runs in the template's folder
         path = QDir(form.folder()).absoluteFilePath(path);
     }
@@ -88,7 +89,7 @@ QString resolved(const TemplateForm& form, QString path) {
 }
 
 QString outputPath(const TemplateForm& form, QString text) {
-    if (form.format == formatObdata && isRawOutput(form.obdata)) {
+    if (form.format == obkey::formatObdata && isRawOutput(form.obdata)) {
         text.chop(3);
         text.append(QLatin1String("bin"));
     }
@@ -96,7 +97,7 @@ QString outputPath(const TemplateForm& form, QString text) {
 }
 
 /// Makes a check box. If the value is neither state, or both states are the same number, makes a choice instead.
-void makeBool(const ObkeyParam& param, TemplateField& field) {
+void makeBool(const obkey::ObkeyParam& param, TemplateField& field) {
     const QString trueText = param.trueValue.value_or(QString());
     const QString falseText = param.falseValue.value_or(QString());
     const bool isTrue = isSameNumber(field.value, trueText);
@@ -116,7 +117,7 @@ void makeBool(const ObkeyParam& param, TemplateField& field) {
 }
 
 /// Makes a choice of the list's entries and removes their blanks. The chosen entry keeps the template's spelling.
-void makeList(const ObkeyParam& param, TemplateField& field) {
+void makeList(const obkey::ObkeyParam& param, TemplateField& field) {
     field.kind = jobs::FieldKind::choice;
     field.value = withoutBlanks(field.value);
     bool isListed = false;
@@ -131,7 +132,7 @@ void makeList(const ObkeyParam& param, TemplateField& field) {
     }
 }
 
-TemplateField obdataField(const ObkeyParam& param) {
+TemplateField obdataField(const obkey::ObkeyParam& param) {
     TemplateField field;
     field.name = param.name.value_or(QString());
     field.tip = param.tooltip.value_or(QString());
@@ -155,7 +156,7 @@ TemplateField obdataField(const ObkeyParam& param) {
     return field;
 }
 
-TemplateField imageField(const McubootParam& param) {
+TemplateField imageField(const obkey::McubootParam& param) {
     TemplateField field;
     const bool isOutput = param.kind == outputType;
     field.name = (isOutput ? param.outputName : param.name).value_or(QString());
@@ -178,7 +179,7 @@ TemplateField imageField(const McubootParam& param) {
 }
 
 /// The check box for a parameter that may be left out.
-TemplateField switchOf(const McubootParam& param, const TemplateField& field) {
+TemplateField switchOf(const obkey::McubootParam& param, const TemplateField& field) {
     TemplateField made;
     made.isSwitch = true;
     made.name = field.name;
@@ -219,7 +220,7 @@ void nameFields(QList<TemplateField>& fields) {
 
 /// Links each parameter to the check box that it depends on. The user can change the parameter only while the box is
 /// checked. The parameter's value is in effect in either case.
-void linkDependencies(const QList<ObkeyParam>& params, QList<TemplateField>& fields) {
+void linkDependencies(const QList<obkey::ObkeyParam>& params, QList<TemplateField>& fields) {
     for (TemplateField& field : fields) {
         const QString wanted = params[field.param].dependency.value_or(QString());
         for (const TemplateField& other : std::as_const(fields)) {
@@ -240,17 +241,17 @@ int sectionOf(const TemplateField& field) {
 
 void makeFields(TemplateForm& form) {
     QList<TemplateField>& fields = form.fields;
-    if (form.format == formatObdata) {
+    if (form.format == obkey::formatObdata) {
         for (qsizetype i = 0; i < form.obdata.params.size(); ++i) {
             fields.append(obdataField(form.obdata.params[i]));
             fields.last().param = i;
         }
     } else {
         for (qsizetype i = 0; i < form.image.params.size(); ++i) {
-            const McubootParam& param = form.image.params[i];
+            const obkey::McubootParam& param = form.image.params[i];
             TemplateField field = imageField(param);
             field.param = i;
-            if (param.enable != enableUnchanged && param.kind != outputType && !param.hidden && !param.link) {
+            if (param.enable != obkey::enableUnchanged && param.kind != outputType && !param.hidden && !param.link) {
                 fields.append(switchOf(param, field));
                 fields.last().param = i;
                 field.switchedBy = QStringLiteral("use %1").arg(fields.last().name);
@@ -259,7 +260,7 @@ void makeFields(TemplateForm& form) {
         }
     }
     nameFields(fields);
-    if (form.format == formatObdata) {
+    if (form.format == obkey::formatObdata) {
         linkDependencies(form.obdata.params, fields);
     }
     std::stable_sort(fields.begin(), fields.end(), [](const TemplateField& left, const TemplateField& right) {
@@ -269,47 +270,48 @@ void makeFields(TemplateForm& form) {
 
 /// Parses the validated template in `form.text` like the tool.
 bool parse(TemplateForm& form) {
-    const TemplateDocument document = documentOf(form.text);
-    const QDomNode content = contentNode(document, form.format);
-    if (form.format == formatMcuboot && content.nodeName() == QLatin1String("McubootFormat")) {
-        return readMcuboot(content, form.image);
+    const obkey::TemplateDocument document = obkey::documentOf(form.text);
+    const QDomNode content = obkey::contentNode(document, form.format);
+    if (form.format == obkey::formatMcuboot && content.nodeName() == QLatin1String("McubootFormat")) {
+        return obkey::readMcuboot(content, form.image);
     }
-    return content.nodeName() == QLatin1String("Obdata") && readObdata(content, form.obdata);
+    return content.nodeName() == QLatin1String("Obdata") && obkey::readObdata(content, form.obdata);
 }
 
 bool checkTags(const TemplateForm& form) {
-    return form.format == formatObdata ? checkDuplicateTags(form.obdata.tags) && checkMandatoryTags(form.obdata.tags)
-                                       : checkDuplicateTags(form.image.tags) && checkMandatoryTags(form.image.tags);
+    return form.format == obkey::formatObdata
+               ? obkey::checkDuplicateTags(form.obdata.tags) && obkey::checkMandatoryTags(form.obdata.tags)
+               : obkey::checkDuplicateTags(form.image.tags) && obkey::checkMandatoryTags(form.image.tags);
 }
 
 jobs::Verdict badWidth() {
     return jobs::fault(words("The template gives this field a width that the tool rejects."));
 }
 
-jobs::Verdict checkFieldNumber(const QString& text, const ObkeyParam& param) {
+jobs::Verdict checkFieldNumber(const QString& text, const obkey::ObkeyParam& param) {
     const bool isList = param.kind == listType;
     const QString size = bytesText(param.width);
-    if (!isFieldWidth(param.width)) {
+    if (!obkey::isFieldWidth(param.width)) {
         return badWidth();
     }
     // The tool ignores the left digits of a very long number.
-    const bool isCut = hasHexPrefix(text) && text.size() - 2 > storedDigits(text, isList).size();
-    if (isCut || !numberFits(text, isList, param.width)) {
+    const bool isCut = obkey::hasHexPrefix(text) && text.size() - 2 > obkey::storedDigits(text, isList).size();
+    if (isCut || !obkey::numberFits(text, isList, param.width)) {
         return jobs::fault(words("%1 is too wide: the field has %2.").arg(shortText(text), size));
     }
-    return jobs::good(isFieldNumber(text, isList)
+    return jobs::good(obkey::isFieldNumber(text, isList)
                           ? size
                           : words("%1. “%2” is no number and counts as 0.").arg(size, shortText(text)));
 }
 
-jobs::Verdict checkData(const QString& text, const ObkeyParam& param) {
+jobs::Verdict checkData(const QString& text, const obkey::ObkeyParam& param) {
     const auto width = static_cast<std::uint32_t>(param.width);
     const MessageCollector messages;
-    if (!checkDataValue(text, QString(), width)) {
-        if (!checkDataValue(QStringLiteral("0"), QString(), width)) {
+    if (!obkey::checkDataValue(text, QString(), width)) {
+        if (!obkey::checkDataValue(QStringLiteral("0"), QString(), width)) {
             return badWidth();
         }
-        if (!isHexValue(text) && !isDecimalValue(text)) {
+        if (!obkey::isHexValue(text) && !obkey::isDecimalValue(text)) {
             return jobs::fault(words("A number is hexadecimal with 0x, or decimal."));
         }
         const QString greatest = QStringLiteral("0x") + QString(qsizetype{2} * param.width, QLatin1Char('F'));
@@ -317,34 +319,35 @@ jobs::Verdict checkData(const QString& text, const ObkeyParam& param) {
                                .arg(bytesText(param.width), greatest));
     }
     bool fits = true;
-    const std::uint64_t number = isHexValue(text) ? text.toULongLong(&fits, 16)
-                                 : text.isEmpty() ? 0
-                                                  : text.toULongLong(&fits);
+    const std::uint64_t number = obkey::isHexValue(text) ? text.toULongLong(&fits, 16)
+                                 : text.isEmpty()        ? 0
+                                                         : text.toULongLong(&fits);
     if (!fits) {
         return jobs::fault(words("The number is too large."));
     }
     // The number in the other notation.
-    const QString other =
-        isHexValue(text) ? QLocale().toString(number) : QStringLiteral("0x") + QString::number(number, 16).toUpper();
+    const QString other = obkey::isHexValue(text) ? QLocale().toString(number)
+                                                  : QStringLiteral("0x") + QString::number(number, 16).toUpper();
     return jobs::good(words("%1, %2").arg(bytesText(param.width), other));
 }
 
-jobs::Verdict checkText(const QString& text, const ObkeyParam& param) {
+jobs::Verdict checkText(const QString& text, const obkey::ObkeyParam& param) {
     const QByteArray bytes = text.toUtf8();
     const QString size = bytesText(bytes.size());
     const QString limits = words("%1 to %2").arg(param.minWidth).arg(param.width);
     const MessageCollector messages;
-    return checkTextLength(param, bytes) ? jobs::good(words("%1 of %2").arg(size, limits))
-                                         : jobs::fault(words("This text has %1; it may have %2.").arg(size, limits));
+    return obkey::checkTextLength(param, bytes)
+               ? jobs::good(words("%1 of %2").arg(size, limits))
+               : jobs::fault(words("This text has %1; it may have %2.").arg(size, limits));
 }
 
 jobs::Verdict checkMask(const QString& text) {
     const QString digits = text.mid(2);
-    if (!hasHexPrefix(text) || (!digits.isEmpty() && !isHexValue(text))) {
+    if (!obkey::hasHexPrefix(text) || (!digits.isEmpty() && !obkey::isHexValue(text))) {
         return jobs::fault(words("A mask is 0x and hexadecimal digits."));
     }
-    if (digits.size() > 2 * permissionMaskSize) {
-        return jobs::fault(words("A mask has at most %1.").arg(bytesText(permissionMaskSize)));
+    if (digits.size() > 2 * obkey::permissionMaskSize) {
+        return jobs::fault(words("A mask has at most %1.").arg(bytesText(obkey::permissionMaskSize)));
     }
     QStringList bits;
     for (qsizetype i = 0; i < 4 * digits.size(); ++i) {
@@ -354,7 +357,7 @@ jobs::Verdict checkMask(const QString& text) {
         }
     }
     constexpr qsizetype mostShown = 12;
-    const QString size = bytesText(permissionMaskSize);
+    const QString size = bytesText(obkey::permissionMaskSize);
     if (bits.isEmpty()) {
         return jobs::good(words("%1, no bit is set").arg(size));
     }
@@ -363,7 +366,7 @@ jobs::Verdict checkMask(const QString& text) {
 }
 
 /// Checks the file of a key and names the part of it that the tool uses.
-jobs::Verdict checkKey(const QString& path, qint64 size, const ObkeyParam& param) {
+jobs::Verdict checkKey(const QString& path, qint64 size, const obkey::ObkeyParam& param) {
     if (QFileInfo(path).suffix().compare(QLatin1String("pem"), Qt::CaseInsensitive) != 0) {
         return jobs::good(words("%1, taken as is").arg(bytesText(size)));
     }
@@ -394,8 +397,8 @@ jobs::Verdict checkFile(const TemplateForm& form, const TemplateField& field, co
     if (info.size() == 0) {
         return jobs::fault(words("The file is empty."));
     }
-    return form.format == formatObdata ? checkKey(info.filePath(), info.size(), form.obdata.params[field.param])
-                                       : jobs::good(bytesText(info.size()));
+    return form.format == obkey::formatObdata ? checkKey(info.filePath(), info.size(), form.obdata.params[field.param])
+                                              : jobs::good(bytesText(info.size()));
 }
 
 jobs::Verdict checkOutput(const TemplateForm& form, const QString& text) {
@@ -408,12 +411,12 @@ jobs::Verdict checkOutput(const TemplateForm& form, const QString& text) {
 
 /// The text of `field` in a template that was parsed again.
 QString readAgain(const TemplateForm& form, const TemplateField& field) {
-    if (form.format == formatObdata) {
-        const ObkeyParam& param = form.obdata.params[field.param];
+    if (form.format == obkey::formatObdata) {
+        const obkey::ObkeyParam& param = form.obdata.params[field.param];
         const QString text = chosen(param.value, param.defaultValue);
         return field.type == listType ? withoutBlanks(text) : text;
     }
-    const McubootParam& param = form.image.params[field.param];
+    const obkey::McubootParam& param = form.image.params[field.param];
     return field.isSwitch             ? QString::number(param.enable)
            : param.kind == outputType ? param.outputValue.value_or(QString())
                                       : chosen(param.value, param.defaultValue);
@@ -422,11 +425,12 @@ QString readAgain(const TemplateForm& form, const TemplateField& field) {
 }  // namespace
 
 QString TemplateForm::title() const {
-    return shortText((format == formatObdata ? obdata.info.title : image.title).value_or(QString()), longestTitle);
+    return shortText((format == obkey::formatObdata ? obdata.info.title : image.title).value_or(QString()),
+                     longestTitle);
 }
 
 QString TemplateForm::folder() const {
-    return templateFolder(path);
+    return obkey::templateFolder(path);
 }
 
 const TemplateField* TemplateForm::field(const QString& id) const {
@@ -449,7 +453,7 @@ bool readTemplateForm(const QString& path, const QString& schemaFolder, Template
     TemplateForm read;
     read.path = info.absoluteFilePath();
     const QString schema = QDir(schemaFolder).filePath(QStringLiteral("OBkeyPrototype.xsd"));
-    if (!validateTemplate(read.path, schema, read.text) || !parse(read) || !checkTags(read)) {
+    if (!obkey::validateTemplate(read.path, schema, read.text) || !parse(read) || !checkTags(read)) {
         fault = shortText(messages.faults(), longestTip);
         if (fault.isEmpty()) {
             fault = words("This file is no template, or has an element that templates can't have.");
@@ -472,10 +476,10 @@ jobs::Verdict checkTemplateValue(const TemplateForm& form, const TemplateField& 
     if (field.kind == jobs::FieldKind::outFile) {
         return checkOutput(form, text);
     }
-    if (form.format != formatObdata) {
+    if (form.format != obkey::formatObdata) {
         return jobs::good();
     }
-    const ObkeyParam& param = form.obdata.params[field.param];
+    const obkey::ObkeyParam& param = form.obdata.params[field.param];
     if (field.type == dataType) {
         return checkData(text, param);
     }
@@ -512,33 +516,34 @@ QString templateFile(const TemplateForm& form, const QString& text) {
 }
 
 QString templateLayoutFault(const TemplateForm& form, const TemplateValues& values) {
-    if (form.format != formatObdata) {
+    if (form.format != obkey::formatObdata) {
         return {};
     }
-    ObdataTemplate obdata = form.obdata;
+    obkey::ObdataTemplate obdata = form.obdata;
     for (const TemplateField& field : form.fields) {
         obdata.params[field.param].value = values.value(field.id, field.value);
     }
     const MessageCollector messages;
-    return checkLayout(obdata) ? QString() : shortText(messages.faults(), longestTip);
+    return obkey::checkLayout(obdata) ? QString() : shortText(messages.faults(), longestTip);
 }
 
 bool templateTextWith(const TemplateForm& form, const TemplateValues& values, QByteArray& text, QString& fault) {
-    QList<TemplateValue> changes;
+    QList<obkey::TemplateValue> changes;
     for (const TemplateField& field : form.fields) {
         const QString value = values.value(field.id, field.value);
         if (value == field.value || !field.lock.isEmpty()) {
             continue;
         }
-        const McubootParam* image = form.format == formatObdata ? nullptr : &form.image.params[field.param];
-        const TagText name = image == nullptr            ? form.obdata.params[field.param].name
-                             : image->kind == outputType ? image->outputName
-                                                         : image->name;
-        changes.append(field.isSwitch ? TemplateValue{name, {}, value == field.trueText ? 1U : 0U}
-                                      : TemplateValue{name, value});
+        const obkey::McubootParam* image =
+            form.format == obkey::formatObdata ? nullptr : &form.image.params[field.param];
+        const obkey::TagText name = image == nullptr            ? form.obdata.params[field.param].name
+                                    : image->kind == outputType ? image->outputName
+                                                                : image->name;
+        changes.append(field.isSwitch ? obkey::TemplateValue{name, {}, value == field.trueText ? 1U : 0U}
+                                      : obkey::TemplateValue{name, value});
     }
     TemplateForm written = form;
-    setTemplateValues(changes, written.text);
+    obkey::setTemplateValues(changes, written.text);
     // The write-back may miss a name, and XML may not preserve all characters of a value. So read the result again.
     const MessageCollector messages;
     const bool isRead = parse(written) && written.obdata.params.size() == form.obdata.params.size() &&
@@ -557,11 +562,11 @@ bool templateTextWith(const TemplateForm& form, const TemplateValues& values, QB
 
 QStringList templateOutputs(const TemplateForm& form, const TemplateValues& values) {
     QStringList paths;
-    QList<ObkeyParam> params = form.obdata.params;
+    QList<obkey::ObkeyParam> params = form.obdata.params;
     bool hasPassword = false;
     for (const TemplateField& field : form.fields) {
         const QString text = values.value(field.id, field.value);
-        if (form.format == formatObdata) {
+        if (form.format == obkey::formatObdata) {
             params[field.param].value = text;
             hasPassword = hasPassword || field.type == textType;
         }
@@ -570,7 +575,7 @@ QStringList templateOutputs(const TemplateForm& form, const TemplateValues& valu
         }
     }
     if (hasPassword) {
-        paths.append(QDir::cleanPath(passwordPath(params, form.folder())));
+        paths.append(QDir::cleanPath(obkey::passwordPath(params, form.folder())));
     }
     return paths;
 }

@@ -41,9 +41,9 @@ struct TemplateField {
 struct TemplateForm {
     QString path;
     QByteArray text;  ///< the whole content of the file
-    TemplateFormat format = formatObdata;
-    ObdataTemplate obdata;
-    McubootTemplate image;
+    obkey::TemplateFormat format = obkey::formatObdata;
+    obkey::ObdataTemplate obdata;
+    obkey::McubootTemplate image;
     QList<TemplateField> fields;  ///< in the order of the form: parameters, files, output, locked fields
 
     [[nodiscard]] QString title() const;

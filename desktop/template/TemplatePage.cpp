@@ -252,7 +252,7 @@ QList<FormField> TemplatePage::templateFields(QString& mnemonics) {
             made.choices.append({choice.value, choice.label});
         }
         // In an image template, the firmware is the parameter without an option of imgtool.
-        const bool isFirmware = form_->format == formatMcuboot && !form_->image.params[field.param].command;
+        const bool isFirmware = form_->format == obkey::formatMcuboot && !form_->image.params[field.param].command;
         made.role = field.kind == jobs::FieldKind::outFile ? jobs::PathRole::output
                     : isFirmware                           ? jobs::PathRole::firmware
                                                            : jobs::PathRole::key;
@@ -270,8 +270,8 @@ QList<FormField> TemplatePage::templateFields(QString& mnemonics) {
 
 const jobs::JobRow* TemplatePage::job() const {
     return form_ == nullptr ? nullptr
-                            : jobs::findJob(form_->format == formatObdata ? QStringLiteral("provisioning-file")
-                                                                          : QStringLiteral("imgtool-image"));
+                            : jobs::findJob(form_->format == obkey::formatObdata ? QStringLiteral("provisioning-file")
+                                                                                 : QStringLiteral("imgtool-image"));
 }
 
 QList<const jobs::FieldRow*> TemplatePage::runRows() const {
@@ -331,12 +331,13 @@ void TemplatePage::showForm() {
 void TemplatePage::showHead() {
     title_->setText(form_->title().isEmpty() ? documentName() : form_->title());
     QStringList notes;
-    if (form_->format == formatObdata) {
-        const ObkeyInfo& info = form_->obdata.info;
-        notes.append(info.obDestAddress == ABSENT_VALUE ? tr("A file without a header")
-                                                        : tr("For the address %1, encryption flag %2")
-                                                              .arg(info.obDestAddressText.value_or(QString()))
-                                                              .arg(static_cast<std::int32_t>(info.doEncryption)));
+    if (form_->format == obkey::formatObdata) {
+        const obkey::ObkeyInfo& info = form_->obdata.info;
+        notes.append(info.obDestAddress == obkey::ABSENT_VALUE
+                         ? tr("A file without a header")
+                         : tr("For the address %1, encryption flag %2")
+                               .arg(info.obDestAddressText.value_or(QString()))
+                               .arg(static_cast<std::int32_t>(info.doEncryption)));
         if (form_->obdata.hashMode) {
             notes.append(tr("SHA-256 in front"));
         }
@@ -346,7 +347,7 @@ void TemplatePage::showHead() {
         notes.append(tr("aligned to %1").arg(qMax(1, int{info.globalAlign})));
     } else {
         notes.append(tr("imgtool %1").arg(form_->image.command.value_or(QString())));
-        for (const LinkedXmlEntry& entry : form_->image.linkedTemplates) {
+        for (const obkey::LinkedXmlEntry& entry : form_->image.linkedTemplates) {
             notes.append(tr("linked with %1").arg(entry.path));
         }
     }

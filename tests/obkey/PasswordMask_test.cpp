@@ -10,11 +10,11 @@
 namespace {
 
 /// The password that the reader finds in a template. Empty if the text isn't a template.
-TagText passwordIn(const QByteArray& text) {
-    const TemplateDocument document = documentOf(text);
-    TemplateFormat format = formatObdata;
-    ObdataTemplate obdata;
-    const bool isRead = document.document != nullptr && readObdata(contentNode(document, format), obdata);
+obkey::TagText passwordIn(const QByteArray& text) {
+    const obkey::TemplateDocument document = obkey::documentOf(text);
+    obkey::TemplateFormat format = obkey::formatObdata;
+    obkey::ObdataTemplate obdata;
+    const bool isRead = document.document != nullptr && obkey::readObdata(obkey::contentNode(document, format), obdata);
     return isRead && obdata.params.size() == 1 ? obdata.params[0].value : std::nullopt;
 }
 
@@ -46,12 +46,12 @@ TEST(PasswordMask, HidesPlainText) {
     };
     for (const auto& [raw, isHidden] : rows) {
         const QByteArray text = obdata(QByteArray("<Text><Name>n</Name><Value>") + raw + "</Value></Text>");
-        PasswordMask passwords;
+        obkey::PasswordMask passwords;
         const QByteArray masked = passwords.mask(text);
         EXPECT_EQ(masked != text, isHidden) << raw;
         EXPECT_EQ(passwords.unmask(masked), text) << raw;
     }
-    PasswordMask passwords;
+    obkey::PasswordMask passwords;
     const QByteArray text = obdata(
         "<Value>a</Value><Data><Value>b</Value></Data><Text><Value>c</Value><X>d</X>\n<Default u='>'>\ne\n</Default>"
         "<Tooltip><Value>f</Value></Tooltip></Text>");
@@ -82,11 +82,11 @@ TEST(PasswordMask, HasTheMeaningThatTheReaderFinds) {
         }
         raw = i % 4 == 0 ? "<![CDATA[" + raw + "]]>" : raw;
         const QByteArray text = obdata("<Text><Value>" + raw + "</Value></Text>");
-        PasswordMask passwords;
+        obkey::PasswordMask passwords;
         const QByteArray masked = passwords.mask(text);
         EXPECT_EQ(passwords.unmask(masked), text) << raw.toHex(' ').constData();
-        const TagText plain = passwordIn(text);
-        const TagText marked = passwordIn(masked);
+        const obkey::TagText plain = passwordIn(text);
+        const obkey::TagText marked = passwordIn(masked);
         ASSERT_EQ(plain.has_value(), marked.has_value()) << raw.toHex(' ').constData();
         if (plain) {
             EXPECT_EQ(passwords.passwordOf(*marked), plain->toUtf8()) << raw.toHex(' ').constData();

@@ -90,7 +90,7 @@ TEST(TemplateDocument, LimitsAreInclusive) {
         const MessageCapture capture;
         const QString path = run.folder.write("t.xml", declaration + text);
         EXPECT_EQ(run.engine.validateTemplate(path, run.schema), isValid) << text.size();
-        EXPECT_EQ(openDocument(path).document != nullptr, isValid) << text.size();
+        EXPECT_EQ(obkey::openDocument(path).document != nullptr, isValid) << text.size();
     }
 }
 
@@ -150,9 +150,9 @@ TEST(TemplateDocument, TheRootIsFoundOnlyAfterTheDeclaration) {
         TemplateRun run;
         const MessageCapture capture;
         EXPECT_EQ(run.engine.loadTemplate(run.folder.write("t.xml", row.text)), row.loads) << row.text.constData();
-        const TemplateDocument document = openDocument(run.folder.path("t.xml"));
-        TemplateFormat format = formatObdata;
-        static_cast<void>(contentNode(document, format));
+        const obkey::TemplateDocument document = obkey::openDocument(run.folder.path("t.xml"));
+        obkey::TemplateFormat format = obkey::formatObdata;
+        static_cast<void>(obkey::contentNode(document, format));
         EXPECT_EQ(document.documentState, row.state) << row.text.constData();
         EXPECT_EQ(format, row.format) << row.text.constData();
         EXPECT_EQ(document.document != nullptr, row.state != 1);
@@ -168,18 +168,18 @@ TEST(TemplateDocument, InfoNumbers) {
         {"0x08000000", 0x8000000}, {"0x90000000", 0}, {"08000000", 0}, {"--7FFFFFFF", 0x7FFFFFFF}};
     for (const auto& [text, address] : rows) {
         const TempFolder folder;
-        const TemplateDocument document =
-            openDocument(folder.write("t.xml", obdata(QByteArray(info).replace("%", text))));
-        TemplateFormat format = formatMcuboot;
-        ObdataTemplate obdata;
-        ASSERT_TRUE(readObdata(contentNode(document, format), obdata));
-        EXPECT_EQ(format, formatObdata);
+        const obkey::TemplateDocument document =
+            obkey::openDocument(folder.write("t.xml", obdata(QByteArray(info).replace("%", text))));
+        obkey::TemplateFormat format = obkey::formatMcuboot;
+        obkey::ObdataTemplate obdata;
+        ASSERT_TRUE(obkey::readObdata(obkey::contentNode(document, format), obdata));
+        EXPECT_EQ(format, obkey::formatObdata);
         EXPECT_EQ(obdata.info.obDestAddress, address) << text;
-        EXPECT_EQ(obdata.info.doEncryption, ABSENT_VALUE);
+        EXPECT_EQ(obdata.info.doEncryption, obkey::ABSENT_VALUE);
         EXPECT_EQ(obdata.info.globalAlign, 0);
         EXPECT_EQ(obdata.info.OBKStart, 0x10U);
         EXPECT_EQ(obdata.info.FlashSize, 17U);
         EXPECT_EQ(obdata.info.FlashStart, 0U);
-        EXPECT_EQ(obdata.tags.infoTags.first(), nameTagMarker);
+        EXPECT_EQ(obdata.tags.infoTags.first(), obkey::nameTagMarker);
     }
 }

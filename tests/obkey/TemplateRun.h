@@ -77,7 +77,7 @@ inline QList<TemplateCase> readCases(const char* file, const QByteArray& first, 
 /// One run of the steps for provisioning files, with a template in its own folder.
 struct TemplateRun {
     TempFolder folder;
-    Obkey engine;
+    obkey::Obkey engine;
     QString schema = folder.write("schema.xsd", "");
 
     explicit TemplateRun(const QString& imgtoolPath = QStringLiteral(TEST_FILES "imgtool-stand-in.sh"))

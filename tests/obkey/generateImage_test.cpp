@@ -19,7 +19,7 @@ constexpr char output[] = "Output;Name=o;Default=d.bin;Value=./o.bin";
 /// One run of the steps for signed images, with a template in its own folder, which is also the user's home.
 struct ImageRun {
     TempFolder folder;
-    Obkey engine;
+    obkey::Obkey engine;
 
     explicit ImageRun(const QString& imgtoolPath = QStringLiteral(TEST_FILES "imgtool-stand-in.sh"))
         : engine(imgtoolPath) {
@@ -48,13 +48,13 @@ struct ImageRun {
 };
 
 /// Reads `content` as an `McubootFormat` template.
-McubootTemplate readImage(const QByteArray& content) {
+obkey::McubootTemplate readImage(const QByteArray& content) {
     const TempFolder folder;
-    const TemplateDocument document = openDocument(folder.write("t.xml", templateText(content)));
-    TemplateFormat format = formatObdata;
-    McubootTemplate mcuboot;
-    EXPECT_TRUE(readMcuboot(contentNode(document, format), mcuboot));
-    EXPECT_EQ(format, formatMcuboot);
+    const obkey::TemplateDocument document = obkey::openDocument(folder.write("t.xml", templateText(content)));
+    obkey::TemplateFormat format = obkey::formatObdata;
+    obkey::McubootTemplate mcuboot;
+    EXPECT_TRUE(obkey::readMcuboot(obkey::contentNode(document, format), mcuboot));
+    EXPECT_EQ(format, obkey::formatMcuboot);
     return mcuboot;
 }
 
@@ -328,7 +328,8 @@ TEST(GenerateImage, TagChecksOfTheFormat) {
         {global + output + "\n" + output, twice("Output", "duplicateElementCheck"), ""},
     };
     for (const Row& row : rows) {
-        const McubootTemplate mcuboot = readImage("<McubootFormat>" + elements(row.elements) + "</McubootFormat>");
+        const obkey::McubootTemplate mcuboot =
+            readImage("<McubootFormat>" + elements(row.elements) + "</McubootFormat>");
         std::vector<std::string> expected;
         for (const std::string& message : {row.duplicates, row.mandatory}) {
             if (!message.empty()) {
@@ -336,8 +337,8 @@ TEST(GenerateImage, TagChecksOfTheFormat) {
             }
         }
         const MessageCapture capture;
-        EXPECT_EQ(checkDuplicateTags(mcuboot.tags), row.duplicates.empty()) << row.elements.constData();
-        EXPECT_EQ(checkMandatoryTags(mcuboot.tags), row.mandatory.empty()) << row.elements.constData();
+        EXPECT_EQ(obkey::checkDuplicateTags(mcuboot.tags), row.duplicates.empty()) << row.elements.constData();
+        EXPECT_EQ(obkey::checkMandatoryTags(mcuboot.tags), row.mandatory.empty()) << row.elements.constData();
         EXPECT_EQ(capture.texts(), expected);
     }
 }
@@ -353,10 +354,11 @@ TEST(GenerateImage, ExampleTemplatesWorkTogether) {
                 run.engine.checkMandatoryTags() && run.engine.checkLayout());
     run.engine.startImageJob();
     EXPECT_TRUE(run.engine.loadTemplate(image));
-    const McubootTemplate mcuboot = readImage(run.folder.read("image.xml")
-                                                  .replace("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Root>", "")
-                                                  .replace("</Root>", ""));
-    EXPECT_TRUE(checkDuplicateTags(mcuboot.tags) && checkMandatoryTags(mcuboot.tags));
+    const obkey::McubootTemplate mcuboot =
+        readImage(run.folder.read("image.xml")
+                      .replace("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Root>", "")
+                      .replace("</Root>", ""));
+    EXPECT_TRUE(obkey::checkDuplicateTags(mcuboot.tags) && obkey::checkMandatoryTags(mcuboot.tags));
     run.engine.addImageConfig(image);
     EXPECT_EQ(run.engine.generateImage(), 0);
     EXPECT_EQ(run.arguments(),

@@ -14,7 +14,7 @@ namespace {
 struct LauncherRun {
     TempFolder folder;
     QByteArray path = qgetenv("PATH");
-    Imgtool imgtool{QStringLiteral(IMGTOOL_LAUNCHER)};
+    obkey::Imgtool imgtool{QStringLiteral(IMGTOOL_LAUNCHER)};
 
     LauncherRun() {
         QFile::link(QStringLiteral(TEST_FILES "imgtool-stand-in.sh"), folder.path("imgtool"));
@@ -48,7 +48,7 @@ TEST(ImgtoolLauncher, SignDropsTheNoticeOfASuccess) {
             LauncherRun run;
             qputenv("IMGTOOL_ANSWER", row.answer);
             qputenv("IMGTOOL_STATUS", row.status);
-            const ImgtoolAnswer answer = run.imgtool.run(words(QByteArray(command) + " -k key --pad a\\ b"));
+            const obkey::ImgtoolAnswer answer = run.imgtool.run(words(QByteArray(command) + " -k key --pad a\\ b"));
             EXPECT_EQ(answer.output, row.output);
             EXPECT_EQ(answer.failed, QByteArray(row.status) != "0");
             EXPECT_EQ(run.folder.read("arguments"), QByteArray(command) + "\n-k\nkey\n--pad\na\\\nb\n");
@@ -62,7 +62,7 @@ TEST(ImgtoolLauncher, FaultyProgramsEndAsFailures) {
         for (const char* const fault : {"kill -9 $$", "read answer || exit 3", "exec yes", "exec yes >&2"}) {
             LauncherRun run;
             qputenv("IMGTOOL_FAULT", fault);
-            const ImgtoolAnswer answer = run.imgtool.run(words(command));
+            const obkey::ImgtoolAnswer answer = run.imgtool.run(words(command));
             qunsetenv("IMGTOOL_FAULT");
             EXPECT_TRUE(answer.ended) << command << ' ' << fault;
             EXPECT_TRUE(answer.failed) << command << ' ' << fault;
@@ -75,7 +75,7 @@ TEST(ImgtoolLauncher, KeyPairAndRawKey) {
     LauncherRun run;
     const QString key = run.folder.write("root.pem", "old");
     MessageCapture capture;
-    generateKeyPair(key, QStringLiteral("ecdsa-p256"), run.imgtool);
+    obkey::generateKeyPair(key, QStringLiteral("ecdsa-p256"), run.imgtool);
     EXPECT_EQ(capture.texts(), (std::vector<std::string>{"Rename file is succeeded \n", "SUCCESS Key Generation \n"}));
     EXPECT_EQ(run.folder.read("arguments").replace(key.toUtf8(), "@"), "getpub\n-k\n@\n-e\npem\n");
     EXPECT_EQ(QFile::permissions(key) & QFile::Permissions(0x0077), QFile::Permissions());
@@ -87,21 +87,22 @@ TEST(ImgtoolLauncher, KeyPairAndRawKey) {
 
     // Two more keys, possibly in the same second. Each old key gets its own name.
     capture.clear();
-    generateKeyPair(key, QStringLiteral("ecdsa-p256"), run.imgtool);
-    generateKeyPair(key, QStringLiteral("ecdsa-p256"), run.imgtool);
+    obkey::generateKeyPair(key, QStringLiteral("ecdsa-p256"), run.imgtool);
+    obkey::generateKeyPair(key, QStringLiteral("ecdsa-p256"), run.imgtool);
     EXPECT_EQ(QDir(run.folder.path("")).entryList({QStringLiteral("root.pem_*.bak")}, QDir::Files).size(), 3);
 
     // Compares the private number with the DER form of the key, where it is at offset 7 (RFC 5915).
-    const ImgtoolAnswer answer = run.imgtool.run(
+    const obkey::ImgtoolAnswer answer = run.imgtool.run(
         {QStringLiteral("getpriv"), QStringLiteral("--minimal"), QStringLiteral("--raw"), QStringLiteral("-k"), key});
     const QByteArray der = openssl(QStringLiteral("ec -outform DER -in ") + key);
-    EXPECT_EQ(imgtoolArrayBytes(answer.output).toHex(), der.mid(7, 32).toHex());
-    EXPECT_EQ(imgtoolArrayBytes(QByteArray(answer.output).replace("\n", "\r\n")), imgtoolArrayBytes(answer.output));
+    EXPECT_EQ(obkey::imgtoolArrayBytes(answer.output).toHex(), der.mid(7, 32).toHex());
+    EXPECT_EQ(obkey::imgtoolArrayBytes(QByteArray(answer.output).replace("\n", "\r\n")),
+              obkey::imgtoolArrayBytes(answer.output));
 
     capture.clear();
     qputenv("IMGTOOL_ANSWER", "Error: Invalid value");
     qputenv("IMGTOOL_STATUS", "2");
-    generateKeyPair(run.folder.write("new.pem", "old"), QStringLiteral("nonsense"), run.imgtool);
+    obkey::generateKeyPair(run.folder.write("new.pem", "old"), QStringLiteral("nonsense"), run.imgtool);
     EXPECT_FALSE(QFile::exists(run.folder.path("new.pem"))) << "an older key in the place of the new one";
     const QStringList aside = QDir(run.folder.path("")).entryList({QStringLiteral("new.pem_*.bak")}, QDir::Files);
     ASSERT_EQ(aside.size(), 1);
@@ -110,8 +111,8 @@ TEST(ImgtoolLauncher, KeyPairAndRawKey) {
               (std::vector<std::string>{"Rename file is succeeded \n", "Imgtool : Error: Invalid value",
                                         "Error: Fail Key Generation Check Input Param\n"}));
     capture.clear();
-    Imgtool none(QStringLiteral("none"));
-    generateKeyPair(run.folder.path("new2.pem"), QString(), none);
+    obkey::Imgtool none(QStringLiteral("none"));
+    obkey::generateKeyPair(run.folder.path("new2.pem"), QString(), none);
     EXPECT_EQ(capture.texts(), std::vector<std::string>{"Error: Key Generation Failed \n"});
 }
 
@@ -156,7 +157,7 @@ TEST(ImgtoolLauncher, AnOldKeyIsNeverLost) {
                 dropRoot();
             }
             const MessageCapture capture;
-            generateKeyPair(QString::fromUtf8(key), QStringLiteral("ecdsa-p256"), run.imgtool);
+            obkey::generateKeyPair(QString::fromUtf8(key), QStringLiteral("ecdsa-p256"), run.imgtool);
             return capture.texts() == messages;
         });
         chmod(place.constData(), 0700);
@@ -181,21 +182,22 @@ TEST(ImgtoolLauncher, OnlyAWholeArrayIsAKey) {
         "/* Autogenerated by imgtool.py, do not edit. */\nconst unsigned char rsa_pub_key[] = {\n"
         "    0x00, 0x01, 0x7f, 0x80, 0xff, 0x0a, 0x10, 0xa0,\n    0x30,\n};\nconst unsigned int rsa_pub_key_len = 9;\n";
     const QByteArray bytes = QByteArray::fromHex("00017f80ff0a10a030");
-    EXPECT_EQ(imgtoolArrayBytes(form), bytes);
-    EXPECT_EQ(imgtoolArrayBytes(QByteArray(form).replace("\n", "\r\n")), bytes);
+    EXPECT_EQ(obkey::imgtoolArrayBytes(form), bytes);
+    EXPECT_EQ(obkey::imgtoolArrayBytes(QByteArray(form).replace("\n", "\r\n")), bytes);
     for (qsizetype i = 0; i < form.size(); ++i) {
-        EXPECT_TRUE(imgtoolArrayBytes(form.first(i)).isEmpty()) << i;
-        EXPECT_TRUE(imgtoolArrayBytes(QByteArray(form).remove(i, 1)).isEmpty()) << i;
+        EXPECT_TRUE(obkey::imgtoolArrayBytes(form.first(i)).isEmpty()) << i;
+        EXPECT_TRUE(obkey::imgtoolArrayBytes(QByteArray(form).remove(i, 1)).isEmpty()) << i;
     }
     for (const char* const strange : {"x", "0", " ", "\n", "a.py:1: DeprecationWarning: old\n", "0x00, "}) {
         for (qsizetype i = 0; i <= form.size(); ++i) {
-            EXPECT_TRUE(imgtoolArrayBytes(QByteArray(form).insert(i, strange)).isEmpty()) << strange << i;
+            EXPECT_TRUE(obkey::imgtoolArrayBytes(QByteArray(form).insert(i, strange)).isEmpty()) << strange << i;
         }
     }
-    EXPECT_TRUE(imgtoolArrayBytes(form.replace("0x7f", "0x7F")).isEmpty());
-    EXPECT_TRUE(imgtoolArrayBytes("/* Autogenerated by imgtool.py, do not edit. */\nconst unsigned char k[] = {\n};\n"
-                                  "const unsigned int k_len = 0;\n")
-                    .isEmpty());
+    EXPECT_TRUE(obkey::imgtoolArrayBytes(form.replace("0x7f", "0x7F")).isEmpty());
+    EXPECT_TRUE(
+        obkey::imgtoolArrayBytes("/* Autogenerated by imgtool.py, do not edit. */\nconst unsigned char k[] = {\n};\n"
+                                 "const unsigned int k_len = 0;\n")
+            .isEmpty());
 }
 
 TEST(ImgtoolLauncher, AWarningBesideAKeyIsDropped) {
@@ -203,11 +205,11 @@ TEST(ImgtoolLauncher, AWarningBesideAKeyIsDropped) {
         for (const bool fails : {false, true}) {
             LauncherRun run;
             qputenv("IMGTOOL_FAULT", fails ? "echo warning >&2; exit 3" : "echo warning >&2");
-            const ImgtoolAnswer answer = run.imgtool.run(words(command));
+            const obkey::ImgtoolAnswer answer = run.imgtool.run(words(command));
             qunsetenv("IMGTOOL_FAULT");
             EXPECT_EQ(answer.failed, fails) << command;
             EXPECT_EQ(answer.output == "warning\n", fails) << command;
-            EXPECT_EQ(imgtoolArrayBytes(answer.output).isEmpty(), fails) << command;
+            EXPECT_EQ(obkey::imgtoolArrayBytes(answer.output).isEmpty(), fails) << command;
         }
     }
 }
@@ -216,7 +218,7 @@ TEST(ImgtoolLauncher, ImgtoolDoesNotReceiveThePinOfTheCard) {
     LauncherRun run;
     qputenv("QVORA_HSM_PIN", "1234");
     qputenv("IMGTOOL_FAULT", "env; exit");
-    const ImgtoolAnswer answer = run.imgtool.run(words("verify a"));
+    const obkey::ImgtoolAnswer answer = run.imgtool.run(words("verify a"));
     qunsetenv("IMGTOOL_FAULT");
     EXPECT_TRUE(answer.output.contains("IMGTOOL_RECORD=") && !answer.output.contains("1234\n"));
     EXPECT_EQ(qgetenv("QVORA_HSM_PIN"), "1234");
@@ -228,12 +230,12 @@ TEST(ImgtoolLauncher, ReportsWhatIsMissing) {
     EXPECT_TRUE(run.imgtool.run(words("getpriv --minimal --raw -k nowhere.pem"))
                     .output.startsWith("Error: nowhere.pem can't be read"));
     QFile::remove(run.folder.path("imgtool"));
-    const ImgtoolAnswer answer = run.imgtool.run(words("getpub -k a.pem"));
+    const obkey::ImgtoolAnswer answer = run.imgtool.run(words("getpub -k a.pem"));
     EXPECT_TRUE(answer.failed);
     EXPECT_EQ(answer.output,
               "Error: there is no imgtool on the PATH. Install the MCUboot image tool, for example with: pip install "
               "imgtool\n");
-    EXPECT_TRUE(imgtoolArrayBytes(answer.output).isEmpty());
+    EXPECT_TRUE(obkey::imgtoolArrayBytes(answer.output).isEmpty());
 }
 
 TEST(ExtendedArgument, LongArgumentsBecomeExtendedLengthPaths) {
@@ -241,8 +243,8 @@ TEST(ExtendedArgument, LongArgumentsBecomeExtendedLengthPaths) {
     QString argument = folder.path("") + QString(250, QLatin1Char('/')) + QStringLiteral("a");
     const QString doubled = QString(argument).replace(QLatin1Char('/'), QLatin1String("\\\\"));
     QString shorter = argument.left(254);
-    extendedArgument(shorter);
+    obkey::extendedArgument(shorter);
     EXPECT_EQ(shorter, argument.left(254));
-    extendedArgument(argument);
+    obkey::extendedArgument(argument);
     EXPECT_EQ(argument, doubled);
 }

@@ -7,14 +7,14 @@
 
 TEST(TemplateNumbers, HexadecimalAndDecimalForms) {
     for (const char* const text : {"0x1", "0XfF", "0x0123456789abcdefABCDEF"}) {
-        EXPECT_TRUE(isHexValue(QLatin1String(text).toString())) << text;
+        EXPECT_TRUE(obkey::isHexValue(QLatin1String(text).toString())) << text;
     }
     for (const char* const text : {"", "0x", "1x1", "0y1", "0xg", "x12", "0x 1", "0x-1"}) {
-        EXPECT_FALSE(isHexValue(QString::fromLatin1(text))) << text;
+        EXPECT_FALSE(obkey::isHexValue(QString::fromLatin1(text))) << text;
     }
-    EXPECT_EQ(decimalToHexValue(QStringLiteral("48879")), QStringLiteral("0xBEEF"));
-    EXPECT_EQ(decimalToHexValue(QStringLiteral("18446744073709551615")), QStringLiteral("0xFFFFFFFFFFFFFFFF"));
-    EXPECT_EQ(decimalToHexValue(QStringLiteral("18446744073709551616")), QStringLiteral("0x0"));
+    EXPECT_EQ(obkey::decimalToHexValue(QStringLiteral("48879")), QStringLiteral("0xBEEF"));
+    EXPECT_EQ(obkey::decimalToHexValue(QStringLiteral("18446744073709551615")), QStringLiteral("0xFFFFFFFFFFFFFFFF"));
+    EXPECT_EQ(obkey::decimalToHexValue(QStringLiteral("18446744073709551616")), QStringLiteral("0x0"));
 }
 
 TEST(TemplateNumbers, WidthCountsTheDigitsWritten) {
@@ -39,7 +39,7 @@ TEST(TemplateNumbers, WidthCountsTheDigitsWritten) {
     };
     for (const Row& row : rows) {
         const MessageCapture capture;
-        EXPECT_EQ(checkDataValue(QString::fromLatin1(row.text), QStringLiteral("n"), row.width),
+        EXPECT_EQ(obkey::checkDataValue(QString::fromLatin1(row.text), QStringLiteral("n"), row.width),
                   row.message == nullptr);
         const std::vector<std::string> expected = row.message == nullptr
                                                       ? std::vector<std::string>()
@@ -51,17 +51,17 @@ TEST(TemplateNumbers, WidthCountsTheDigitsWritten) {
 TEST(TemplateNumbers, References) {
     std::uint8_t index = 9;
     QString text;
-    EXPECT_TRUE(parseIndexedReference(QStringLiteral("#258#GetPublic"), index, text));
+    EXPECT_TRUE(obkey::parseIndexedReference(QStringLiteral("#258#GetPublic"), index, text));
     EXPECT_EQ(index, 2);
     EXPECT_EQ(text, QStringLiteral("GetPublic"));
-    EXPECT_FALSE(parseIndexedReference(QStringLiteral("a#b"), index, text));
-    EXPECT_FALSE(parseIndexedReference(QStringLiteral("#1#2#3"), index, text));
+    EXPECT_FALSE(obkey::parseIndexedReference(QStringLiteral("a#b"), index, text));
+    EXPECT_FALSE(obkey::parseIndexedReference(QStringLiteral("#1#2#3"), index, text));
     EXPECT_EQ(text, QStringLiteral("GetPublic"));
-    EXPECT_TRUE(parseIndexedReference(QStringLiteral("plain"), index, text));
+    EXPECT_TRUE(obkey::parseIndexedReference(QStringLiteral("plain"), index, text));
     EXPECT_EQ(index, 0);
-    EXPECT_EQ(slotIndex(QStringLiteral("start#")), 0);
-    EXPECT_EQ(slotIndex(QStringLiteral("size#12")), 12);
-    EXPECT_EQ(slotIndex(QStringLiteral("size#2147483648")), 0);
+    EXPECT_EQ(obkey::slotIndex(QStringLiteral("start#")), 0);
+    EXPECT_EQ(obkey::slotIndex(QStringLiteral("size#12")), 12);
+    EXPECT_EQ(obkey::slotIndex(QStringLiteral("size#2147483648")), 0);
 }
 
 TEST(TemplatePaths, EachFormatHasItsRule) {
@@ -78,23 +78,23 @@ TEST(TemplatePaths, EachFormatHasItsRule) {
     };
     for (const Row& row : rows) {
         QString path = QString::fromLatin1(row.path);
-        resolveObkeyPath(path, QStringLiteral("f"));
+        obkey::resolveObkeyPath(path, QStringLiteral("f"));
         EXPECT_EQ(path, QLatin1String(row.inObkey));
         path = QString::fromLatin1(row.path);
-        resolveMcubootPath(path, QStringLiteral("f"));
+        obkey::resolveMcubootPath(path, QStringLiteral("f"));
         EXPECT_EQ(path, QLatin1String(row.inMcuboot));
     }
-    EXPECT_EQ(templateFolder(QStringLiteral("a\\b/t.xml")), QStringLiteral("a/b"));
-    EXPECT_EQ(templateFolder(QStringLiteral("t.xml")), QStringLiteral("."));
-    EXPECT_EQ(collapsePath(QStringLiteral("../../a/./b\\../c")), QStringLiteral("../../a/c"));
+    EXPECT_EQ(obkey::templateFolder(QStringLiteral("a\\b/t.xml")), QStringLiteral("a/b"));
+    EXPECT_EQ(obkey::templateFolder(QStringLiteral("t.xml")), QStringLiteral("."));
+    EXPECT_EQ(obkey::collapsePath(QStringLiteral("../../a/./b\\../c")), QStringLiteral("../../a/c"));
 
     // Folder and path together have 254 or 255 characters.
     for (const qsizetype length : {254, 255}) {
         QString path = QStringLiteral("./") + QString(length - 5, QLatin1Char('x'));
-        resolveMcubootPath(path, QStringLiteral("/r"));
+        obkey::resolveMcubootPath(path, QStringLiteral("/r"));
         EXPECT_EQ(path.size(), length < 255 ? length : length - 2);
     }
     QString longPath = QStringLiteral("./../") + QString(250, QLatin1Char('x'));
-    resolveMcubootPath(longPath, QStringLiteral("/r/s"));
+    obkey::resolveMcubootPath(longPath, QStringLiteral("/r/s"));
     EXPECT_EQ(longPath, QStringLiteral("/r/") + QString(250, QLatin1Char('x')));
 }

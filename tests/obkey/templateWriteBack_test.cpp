@@ -36,15 +36,15 @@ TEST(TemplateWriteBack, ValueDirectlyFollowsTheName) {
     };
     for (const Row& row : rows) {
         QByteArray bytes = row.before;
-        setTemplateValues({{QStringLiteral("a"), QStringLiteral("7")}}, bytes);
+        obkey::setTemplateValues({{QStringLiteral("a"), QStringLiteral("7")}}, bytes);
         EXPECT_EQ(bytes.toStdString(), row.after);
-        setTemplateValues({{QStringLiteral("a"), std::nullopt}}, bytes);
+        obkey::setTemplateValues({{QStringLiteral("a"), std::nullopt}}, bytes);
         EXPECT_EQ(bytes.toStdString(), row.after);
-        setTemplateValues({{QStringLiteral("a"), QStringLiteral("7")}}, bytes);
+        obkey::setTemplateValues({{QStringLiteral("a"), QStringLiteral("7")}}, bytes);
         EXPECT_EQ(bytes.toStdString(), row.after) << "a second time";
     }
     QByteArray bytes = "<D><Name>a&amp;b</Name><B>1</B></D>";
-    setTemplateValues({{QStringLiteral("a&b"), QStringLiteral("<x> & \r")}}, bytes);
+    obkey::setTemplateValues({{QStringLiteral("a&b"), QStringLiteral("<x> & \r")}}, bytes);
     EXPECT_EQ(bytes, "<D><Name>a&amp;b</Name><Value>&lt;x&gt; &amp; &#13;</Value>\r\n\t\t<B>1</B></D>");
 }
 
@@ -53,14 +53,14 @@ TEST(TemplateWriteBack, AllValuesArePlacedAtOnce) {
     QByteArray bytes =
         "<R><D><Name>b</Name><Value>0</Value><Enable>7</Enable></D><D><Value>0</Value><Name>a</Name><E/></D>"
         "<D><Name>b</Name><B/></D><D><Name>x>y</Name><B/></D><D><Name></Name><B/></D></R>";
-    setTemplateValues({{QStringLiteral("a"), QStringLiteral("1")},
-                       {QStringLiteral("b"), QStringLiteral("2"), 1},
-                       {QStringLiteral("b"), QStringLiteral("3"), 0},
-                       {QStringLiteral("b"), std::nullopt},
-                       {QStringLiteral("x>y"), QStringLiteral("4")},
-                       {QStringLiteral("none"), QStringLiteral("5")},
-                       {std::nullopt, QStringLiteral("6"), 1}},
-                      bytes);
+    obkey::setTemplateValues({{QStringLiteral("a"), QStringLiteral("1")},
+                              {QStringLiteral("b"), QStringLiteral("2"), 1},
+                              {QStringLiteral("b"), QStringLiteral("3"), 0},
+                              {QStringLiteral("b"), std::nullopt},
+                              {QStringLiteral("x>y"), QStringLiteral("4")},
+                              {QStringLiteral("none"), QStringLiteral("5")},
+                              {std::nullopt, QStringLiteral("6"), 1}},
+                             bytes);
     EXPECT_EQ(
         bytes,
         "<R><D><Name>b</Name><Value>3</Value><Enable>0</Enable></D><D><Name>a</Name><Value>1</Value>\r\n\t\t<E/></D>"
@@ -107,18 +107,18 @@ TEST(TemplateWriteBack, NoTemplateGrowsBeyondItsLimits) {
         const TempFolder folder;
         const QByteArray text = templateText(element + filling);
         const QByteArray edited = fault.empty() ? templateText("<A><Name>n</Name>" + value + "</A>" + filling) : text;
-        ObkeyParam param;
+        obkey::ObkeyParam param;
         param.name = QStringLiteral("n");
         param.value = QStringLiteral("1");
-        McubootParam option;
+        obkey::McubootParam option;
         option.name = param.name;
         option.value = param.value;
-        McubootConfig config;
+        obkey::McubootConfig config;
         config.params.append(option);
         config.xmlPath = folder.write("image.xml", text);
         const MessageCapture capture;
-        rewriteTemplateValues({param}, PasswordMask(), folder.write("t.xml", text));
-        EXPECT_EQ(saveConfiguration(config), fault.empty());
+        obkey::rewriteTemplateValues({param}, obkey::PasswordMask(), folder.write("t.xml", text));
+        EXPECT_EQ(obkey::saveConfiguration(config), fault.empty());
         EXPECT_TRUE(folder.read("t.xml") == edited && folder.read("image.xml") == edited) << fault;
         EXPECT_EQ(capture.texts(), std::vector<std::string>(fault.empty() ? 0 : 2, fault));
     }

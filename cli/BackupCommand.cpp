@@ -4,6 +4,8 @@
 
 #include <QFileInfo>
 
+namespace cli {
+
 namespace {
 
 struct BackupCommand : CommandBase {
@@ -48,3 +50,5 @@ constexpr auto optionNames = namesOf(optionRows);
 }  // namespace
 
 constinit const Command backupCommand = {{"-backupgen", "--backup-gen"}, runCommandOf<BackupCommand>, 0, optionNames};
+
+}  // namespace cli

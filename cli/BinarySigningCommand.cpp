@@ -5,6 +5,8 @@
 #include <QFile>
 #include <QFileInfo>
 
+namespace cli {
+
 namespace {
 
 constexpr char missingSignedPath[] = "You need to specify output signed file path.";
@@ -95,3 +97,5 @@ constexpr auto optionNames = namesOf(optionRows);
 
 constinit const Command binarySigningCommand = {
     {"-signbin", "--signbin"}, runCommandOf<BinarySigningCommand>, 0, optionNames};
+
+}  // namespace cli

@@ -8,6 +8,8 @@
 #include <array>
 #include <span>
 
+namespace cli {
+
 class CommandLineTool;
 
 /// The part of the command line that belongs to one command.
@@ -38,3 +40,5 @@ struct Command {
     int files = 0;  ///< how many parameters of the command word name files
     std::span<const OptionNames> options = {};
 };
+
+}  // namespace cli

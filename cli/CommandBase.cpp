@@ -6,6 +6,8 @@
 
 #include <algorithm>
 
+namespace cli {
+
 void CommandBase::warnOfOwnParameters(const char* commandWord) const {
     if (!call.params.isEmpty()) {
         displayMessage(MessageKind::warning, "Parameters of the %s option are ignored", commandWord);
@@ -73,3 +75,5 @@ bool isFirmware(const FileData& file) {
     return file.fileType == fileTypeBinary || file.fileType == fileTypeHex || file.fileType == fileTypeSrec ||
            file.fileType == fileTypeElf;
 }
+
+}  // namespace cli

@@ -4,6 +4,8 @@
 #include "cli/OptionRow.h"
 #include "cli/failRun.h"
 
+namespace cli {
+
 /// The errors for an option without its parameter, shared by several commands.
 inline constexpr char missingKeyFile[] = "You need to specify a file with the key option";
 inline constexpr char missingNonceFile[] = "You need to specify a file with the nonce option";
@@ -55,3 +57,5 @@ Flow runCommandOf(CommandLineTool& tool, const CommandCall& call) {
 
 /// Whether `file` has a firmware format: raw binary, HEX, S-Record or ELF.
 [[nodiscard]] bool isFirmware(const FileData& file);
+
+}  // namespace cli

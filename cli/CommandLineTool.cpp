@@ -20,6 +20,8 @@
 #include <cstdio>
 #include <span>
 
+namespace cli {
+
 namespace {
 
 /// Sends messages of Qt to the log; the user gets the tool's own messages.
@@ -178,3 +180,5 @@ bool CommandLineTool::readBinaryFile(const QString& path, QByteArray& outBytes, 
     outBytes = std::move(bytes);
     return true;
 }
+
+}  // namespace cli

@@ -15,6 +15,8 @@ namespace obkey {
 class Obkey;
 }  // namespace obkey
 
+namespace cli {
+
 /// The context of a run: the scanned command line, and the data that one command leaves for the next.
 class CommandLineTool {
   public:
@@ -90,3 +92,5 @@ class CommandLineTool {
     [[nodiscard]] bool isCalled(const Command& command, CommandCall& call);
     Flow walkChain();
 };
+
+}  // namespace cli

@@ -1,5 +1,7 @@
 #pragma once
 
+namespace cli {
+
 /// The result of a command: the chain continues, or the run ends with a status.
 class [[nodiscard]] Flow {
   public:
@@ -15,3 +17,5 @@ class [[nodiscard]] Flow {
     bool ends_;
     int status_;
 };
+
+}  // namespace cli

@@ -8,6 +8,8 @@
 #include <array>
 #include <limits>
 
+namespace cli {
+
 namespace {
 
 constexpr std::uint32_t maxLicences = 1000000;
@@ -196,3 +198,5 @@ constexpr auto optionNames = namesOf(optionRows);
 }  // namespace
 
 constinit const Command hsmCommand = {{"-hsm", "--hsm"}, runCommandOf<HsmCommand>, 0, optionNames};
+
+}  // namespace cli

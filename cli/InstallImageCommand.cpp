@@ -13,6 +13,8 @@
 
 #include <algorithm>
 
+namespace cli {
+
 namespace {
 
 constexpr char wrongFormat[] = "Unable to create an TBI image from this file's format : %s";
@@ -420,3 +422,5 @@ constexpr auto optionNames = namesOf(optionRows);
 }  // namespace
 
 constinit const Command installImageCommand = {{"-tbi", "--tbi"}, runCommandOf<InstallImageCommand>, 0, optionNames};
+
+}  // namespace cli

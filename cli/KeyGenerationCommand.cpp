@@ -7,6 +7,8 @@
 
 #include <algorithm>
 
+namespace cli {
+
 namespace {
 
 constexpr char missingFilesPaths[] = "You need to specify files paths.";
@@ -101,3 +103,5 @@ constexpr auto optionNames = namesOf(optionRows);
 
 constinit const Command keyGenerationCommand = {
     {"-keygen", "--keygen"}, runCommandOf<KeyGenerationCommand>, 0, optionNames};
+
+}  // namespace cli

@@ -3,6 +3,8 @@
 #include "cli/commands.h"
 #include "files/parseNumber.h"
 
+namespace cli {
+
 namespace {
 
 // The option of the output folder reports a missing value with the same text.
@@ -91,3 +93,5 @@ constexpr auto optionNames = namesOf(optionRows);
 }  // namespace
 
 constinit const Command memoryCipherCommand = {{"-dcu", "--dcu"}, runCommandOf<MemoryCipherCommand>, 0, optionNames};
+
+}  // namespace cli

@@ -7,6 +7,8 @@
 #include <bitset>
 #include <cstddef>
 
+namespace cli {
+
 /// One option of a command. An option whose row has no handler is accepted and ignored.
 template <class Handler>
 struct OptionRow {
@@ -87,3 +89,5 @@ template <class Handler, std::size_t rowCount>
     }
     return false;
 }
+
+}  // namespace cli

@@ -7,6 +7,8 @@
 #include <QDir>
 #include <QFileInfo>
 
+namespace cli {
+
 namespace {
 
 constexpr std::uint32_t blobSize = 152;
@@ -99,3 +101,5 @@ constexpr auto optionNames = namesOf(optionRows);
 }  // namespace
 
 constinit const Command payloadCommand = {{"-pvs", "--pvs"}, runCommandOf<PayloadCommand>, 0, optionNames};
+
+}  // namespace cli

@@ -7,6 +7,8 @@
 #include <array>
 #include <limits>
 
+namespace cli {
+
 namespace {
 
 // Encrypts and wipes `content`. `output` receives the 16-byte tag followed by the encrypted data.
@@ -81,3 +83,5 @@ Flow PersonalizationCommand::run() {
 }  // namespace
 
 constinit const Command personalizationCommand = {{"-gpdata", "--gpdata"}, runCommandOf<PersonalizationCommand>, 2};
+
+}  // namespace cli

@@ -5,6 +5,8 @@
 #include "files/parseNumber.h"
 #include "files/wipe.h"
 
+namespace cli {
+
 namespace {
 
 struct ProvisioningImageCommand : CommandBase {
@@ -105,3 +107,5 @@ constexpr auto optionNames = namesOf(optionRows);
 
 constinit const Command provisioningImageCommand = {
     {"-pvs-tbi", "--pvs-tbi"}, runCommandOf<ProvisioningImageCommand>, 0, optionNames};
+
+}  // namespace cli

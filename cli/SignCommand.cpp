@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <array>
 
+namespace cli {
+
 namespace {
 
 /// The 4-byte mark of a kind of image. The position of the mark plus `lengthFromMark` is the length of the signed part.
@@ -154,3 +156,5 @@ constexpr auto optionNames = namesOf(optionRows);
 }  // namespace
 
 constinit const Command signCommand = {{"-sign", "--sign"}, runCommandOf<SignCommand>, 0, optionNames};
+
+}  // namespace cli

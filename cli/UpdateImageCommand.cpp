@@ -2,6 +2,8 @@
 #include "cli/commands.h"
 #include "files/outputFile.h"
 
+namespace cli {
+
 namespace {
 
 constexpr qsizetype headerSize = 64;
@@ -96,3 +98,5 @@ constexpr auto optionNames = namesOf(optionRows);
 }  // namespace
 
 constinit const Command updateImageCommand = {{"-tbu", "--tbu"}, runCommandOf<UpdateImageCommand>, 0, optionNames};
+
+}  // namespace cli

@@ -1,5 +1,7 @@
 #include "cli/commands.h"
 
+namespace cli {
+
 namespace {
 
 constexpr std::array chain = {
@@ -28,3 +30,5 @@ constexpr std::array chain = {
 std::span<const Command* const> commandChain() {
     return chain;
 }
+
+}  // namespace cli

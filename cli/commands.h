@@ -2,6 +2,8 @@
 
 #include "cli/Command.h"
 
+namespace cli {
+
 // Each command is defined in the source file with its name, or in the file in the comment on its line.
 extern const Command helpCommand;  // informationCommands.cpp
 extern const Command logCommand;   // informationCommands.cpp
@@ -25,3 +27,5 @@ extern const Command backupCommand;
 /// All commands, in the order in which a run looks for their words. The order is part of the tool's behaviour: a
 /// command that doesn't end the run leaves its data for later ones.
 [[nodiscard]] std::span<const Command* const> commandChain();
+
+}  // namespace cli

@@ -4,6 +4,8 @@
 
 #include <cstdarg>
 
+namespace cli {
+
 Flow failRun(const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
@@ -18,3 +20,5 @@ Flow failRunOver(const QStringList& paths, const char* text) {
     }
     return failRun("%s", text);
 }
+
+}  // namespace cli

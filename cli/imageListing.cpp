@@ -5,6 +5,8 @@
 
 #include <QFileInfo>
 
+namespace cli {
+
 namespace {
 
 void listArea(const TbiArea& area, const char* indent) {
@@ -63,3 +65,5 @@ Flow parsePvsTbiDisplay(CommandLineTool& tool, const QString& path, const QByteA
     }
     return Flow::goOn();
 }
+
+}  // namespace cli

@@ -3,6 +3,8 @@
 #include "cli/CommandLineTool.h"
 #include "formats/FileTBI.h"
 
+namespace cli {
+
 /// Prints the contents of an install image. `path` is the path to print.
 void parseTbiDisplay(const FileTBI& image, const QString& path);
 
@@ -10,3 +12,5 @@ void parseTbiDisplay(const FileTBI& image, const QString& path);
 /// contains it, because a pipe or device can't be read back; otherwise it is null. Without `written`, the size line
 /// shows the size of the file at the tool's output path. The format error always names the output path.
 Flow parsePvsTbiDisplay(CommandLineTool& tool, const QString& path, const QByteArray* written = nullptr);
+
+}  // namespace cli

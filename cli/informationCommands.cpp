@@ -7,6 +7,8 @@
 
 #include <algorithm>
 
+namespace cli {
+
 namespace {
 
 Flow showHelp(CommandLineTool& /*tool*/, const CommandCall& call) {
@@ -71,3 +73,5 @@ Flow openLog(CommandLineTool& tool, const CommandCall& call) {
 
 constinit const Command helpCommand = {{"-h", "-?", "--help"}, showHelp};
 constinit const Command logCommand = {{"-l", "--log"}, openLog};
+
+}  // namespace cli

@@ -3,6 +3,6 @@
 
 int main(int argc, char** argv) {
     guardProcess();
-    CommandLineTool tool;
+    cli::CommandLineTool tool;
     return tool.run(argc, argv);
 }

@@ -2,6 +2,8 @@
 #include "cli/commands.h"
 #include "cli/imageListing.h"
 
+namespace cli {
+
 namespace {
 
 /// The path of the command's file. Without a parameter the path is empty, and opening the file fails.
@@ -32,3 +34,5 @@ Flow parsePvsTbi(CommandLineTool& tool, const CommandCall& call) {
 
 constinit const Command parseTbiCommand = {{"-ptbi", "--parse-tbi"}, parseTbi, 1};
 constinit const Command parsePvsTbiCommand = {{"-ppvs-tbi", "--parse-pvs-tbi"}, parsePvsTbi, 1};
+
+}  // namespace cli

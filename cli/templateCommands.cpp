@@ -4,6 +4,8 @@
 
 #include <QCoreApplication>
 
+namespace cli {
+
 namespace {
 
 constexpr char missingTemplate[] = "You need to specify a file path for the binary input file option";
@@ -116,3 +118,5 @@ constinit const Command imageTemplateCommand = {{"-pb", "--pb"}, makeTemplateIma
 constinit const Command obkeyTemplatesCommand = {{"-obk", "--obk"}, makeObkeyFiles, 1};
 constinit const Command keyTemplateCommand = {
     {"-genkey", "--generatekey"}, runCommandOf<KeyTemplateCommand>, 0, keyNames};
+
+}  // namespace cli

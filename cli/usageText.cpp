@@ -4,6 +4,8 @@
 
 #include <array>
 
+namespace cli {
+
 namespace {
 
 struct UsageRow {
@@ -214,3 +216,5 @@ void printUsage() {
         displayMessage(row.kind, "%s", row.text);
     }
 }
+
+}  // namespace cli

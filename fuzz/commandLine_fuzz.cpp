@@ -65,7 +65,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (std::size_t i = 0; i < size && i < longest; ++i) {
         arguments.append(QString::fromLatin1(words[data[i] % words.size()]));
     }
-    CommandLineTool tool;
+    cli::CommandLineTool tool;
     static_cast<void>(tool.runArguments(arguments));
     Display::getInstance()->closeLog();
     return 0;

@@ -59,7 +59,7 @@ std::map<std::string, Words> moreOptions() {
     return more;
 }
 
-Words wordsOf(const Command& command) {
+Words wordsOf(const cli::Command& command) {
     Words words;
     for (const char* const word : command.words) {
         if (word != nullptr) {
@@ -70,13 +70,13 @@ Words wordsOf(const Command& command) {
 }
 
 /// The words of a command and of its options, without the words of other commands that its table ignores.
-Words tableOf(const Command& command) {
+Words tableOf(const cli::Command& command) {
     Words others;
-    for (const Command* const other : commandChain()) {
+    for (const cli::Command* const other : cli::commandChain()) {
         others.merge(wordsOf(*other));
     }
     Words words = wordsOf(command);
-    for (const OptionNames& option : command.options) {
+    for (const cli::OptionNames& option : command.options) {
         for (const char* const name : {option.shortName, option.longName}) {
             if (!others.contains(name)) {
                 words.insert(name);
@@ -108,7 +108,7 @@ TEST(OptionTables, AreWhatTheHelpAndItsSupplementSay) {
     std::map<std::string, Words> more = moreOptions();
     std::map<const Words*, Words> documented;
     Words nowhere;
-    for (const Command* const command : commandChain()) {
+    for (const cli::Command* const command : cli::commandChain()) {
         const auto section = std::find_if(sections.begin(), sections.end(), [command](const Words& words) {
             return words.contains(command->words.front());
         });
@@ -131,7 +131,7 @@ TEST(OptionTables, AreInTheManualTheManPageAndTheCompletion) {
     const Words manual = optionsIn(fileContent(QStringLiteral(QVORA_EXAMPLES "/../docs/manual.md")));
     const Words page = optionsIn(made("man").replace("\\-", "-"));
     const Words completion = optionsIn(made("completion"));
-    for (const Command* const command : commandChain()) {
+    for (const cli::Command* const command : cli::commandChain()) {
         EXPECT_TRUE(manual.contains(command->words.front())) << command->words.front();
         for (const std::string& word : tableOf(*command)) {
             EXPECT_TRUE(page.contains(word)) << word;

@@ -2,6 +2,6 @@
 #include "tests/cli/keyTraces.h"
 
 int runInHere(int argc, char** argv) {
-    CommandLineTool tool;
+    cli::CommandLineTool tool;
     return tool.run(argc, argv);
 }

@@ -344,7 +344,7 @@ TEST(RandomImages, AreProvenAndShowEveryChange) {
             Job job(seed);
             recipe.make(job);
             const MessageCapture messages;
-            ASSERT_EQ(CommandLineTool().runArguments(job.arguments), 0)
+            ASSERT_EQ(cli::CommandLineTool().runArguments(job.arguments), 0)
                 << qUtf8Printable(job.arguments.join(u' ')) << testing::PrintToString(messages.texts(5));
             const Given given = givenOf(job, recipe.format);
             const Inspection inspection = inspectGiven(given);

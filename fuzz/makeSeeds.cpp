@@ -56,6 +56,15 @@ constexpr char protectedFields[] = R"("Protection": {
 "KeySize": {"BitOffset": "15", "BitWidth": "1", "BitValue": "0", "PossibleValues": {}},
 "Algorithm": {"BitOffset": "13", "BitWidth": "3", "BitValue": "0", "PossibleValues": {}}}}]})";
 
+constexpr char productionJob[] =
+    R"({"version": 1, "product": "p", "keys": {"k": {"file": "keys/k.bin"}}, "allowDevelopmentKeys": true,
+"steps": [{"name": "a", "job": "install-image", "timeout": 9, "values": {"device": "{column:d}", "firmware": [{"path": "{{x}}{serial}.bin",
+"beside": "{column:at}"}], "key": "{key:k}", "nonce": "{nonce}", "version": "1", "out": "{out}/{column:o}.tbi", "log": "{out}/log"}},
+{"job": "provisioning-image", "values": {"secrets": "{nonce:a}", "backup": [{"path": "{out}/b", "beside": "1"}], "key": "{key:k}",
+"nonce": "{serial}", "out": "{out}/s.pvs"}, "proof": {"derive": true, "nonce": null, "blob": ["b", "c"], "firmware": "f@10"}},
+{"job": "provisioning-file", "values": {"template": "{out}/t.xml"}, "copies": [{"from": "t.xml", "to": "{out}/t.xml"}]},
+{"job": "sign", "values": {"binary": "b", "key": "{key:k}", "version": "1", "out": "{out}/x.bin"}, "proof": {"public": "p"}}]})";
+
 void write(const QDir& root, const char* target, const char* name, const QByteArray& bytes) {
     const QString folder = QString::fromLatin1(target);
     QFile file(root.filePath(folder + u'/' + QString::fromLatin1(name)));
@@ -195,6 +204,13 @@ void writeInspected(const QDir& root) {
     }
 }
 
+void writeProduction(const QDir& root) {
+    write(root, "productionJob", "job", productionJob);
+    write(root, "deviceTable", "csv", "serial,a,b\r\nA1,\"x, \"\"y\"\"\n\",z\r\n\r\nA2,,\n");
+    write(root, "deviceTable", "jsonLines",
+          "{\"serial\": \"A1\", \"a\": \"\\u00e9\\n\", \"b\": \"\"}\n{\"b\":\"\",\"a\":\"\",\"serial\":\"a1\"}\n");
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -208,5 +224,6 @@ int main(int argc, char** argv) {
     writeTables(root);
     writeDocuments(root);
     writeInspected(root);
+    writeProduction(root);
     return 0;
 }

@@ -32,7 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 std::abort();
             }
         }
-        static_cast<void>(argumentsOf(*step.row, filled.values));
+        static_cast<void>(jobs::argumentsOf(*step.row, filled.values));
         static_cast<void>(produce::proofArguments(step, filled));
         static_cast<void>(produce::inputPaths(step, filled));
     }

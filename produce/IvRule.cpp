@@ -4,7 +4,7 @@
 
 namespace produce {
 
-IvRule ivRule(const JobRow& row) {
+IvRule ivRule(const jobs::JobRow& row) {
     const QLatin1String id(row.id);
     if (id == QLatin1String("payload")) {
         return IvRule::whole;

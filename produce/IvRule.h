@@ -13,7 +13,7 @@ enum class IvRule {
     whole,  ///< the 16 bytes of the nonce, which are the IV
 };
 
-[[nodiscard]] IvRule ivRule(const JobRow& row);
+[[nodiscard]] IvRule ivRule(const jobs::JobRow& row);
 
 /// The part of the base IV that `nonce` leads to. False if the rule is `none`, the size is wrong or SHA-256 fails.
 [[nodiscard]] bool ivPart(IvRule rule, QByteArrayView nonce, QByteArray& part);

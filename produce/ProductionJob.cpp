@@ -7,7 +7,7 @@
 namespace produce {
 
 bool usesNonce(const Step& step) {
-    return pathOf(step.values.value(QStringLiteral("nonce"))) == QLatin1String("{nonce}");
+    return jobs::pathOf(step.values.value(QStringLiteral("nonce"))) == QLatin1String("{nonce}");
 }
 
 int nonceSize(const Step& step) {
@@ -25,8 +25,8 @@ qsizetype stepNamed(const ProductionJob& job, const QString& name) {
     return found == job.steps.end() ? -1 : found - job.steps.begin();
 }
 
-bool isOutput(const FieldRow& row) {
-    return row.kind == FieldKind::outFile || row.kind == FieldKind::folder;
+bool isOutput(const jobs::FieldRow& row) {
+    return row.kind == jobs::FieldKind::outFile || row.kind == jobs::FieldKind::folder;
 }
 
 bool isName(QStringView text) {

@@ -31,8 +31,8 @@ struct ProofArgument {
 /// One command of the tool for each device. Texts are as in the job file: placeholders aren't filled in.
 struct Step {
     QString name;
-    const JobRow* row = nullptr;
-    JobValues values;  ///< of all fields, including the initial values
+    const jobs::JobRow* row = nullptr;
+    jobs::JobValues values;  ///< of all fields, including the initial values
     QList<Copy> copies;
     QList<ProofArgument> proof;  ///< replaces the derived options of the same names
     QStringList withoutProof;    ///< derived options that are left out
@@ -69,7 +69,7 @@ struct ProductionJob {
 [[nodiscard]] qsizetype stepNamed(const ProductionJob& job, const QString& name);
 
 /// Whether the command writes to the path of the field.
-[[nodiscard]] bool isOutput(const FieldRow& row);
+[[nodiscard]] bool isOutput(const jobs::FieldRow& row);
 
 /// Whether `text` names a product, a step, a key or a device: 1 to 64 ASCII letters, digits, "-", "_" and ".", and the
 /// first one isn't "-" or ".".

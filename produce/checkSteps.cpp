@@ -24,11 +24,11 @@ constexpr qint64 largestFile = qint64{1} << 20;
 const QString nonceField = QStringLiteral("nonce");
 const QString nonceValue = QStringLiteral("{nonce}");
 
-bool takesKey(const FieldRow& row) {
-    return !isOutput(row) && isPath(row) && (row.role == PathRole::key || row.secret);
+bool takesKey(const jobs::FieldRow& row) {
+    return !isOutput(row) && jobs::isPath(row) && (row.role == jobs::PathRole::key || row.secret);
 }
 
-bool isTemplate(const FieldRow& row) {
+bool isTemplate(const jobs::FieldRow& row) {
     return qstrcmp(row.id, "template") == 0 || qstrcmp(row.id, "more-templates") == 0;
 }
 
@@ -42,7 +42,7 @@ class Checker {
   private:
     bool refuse(const QString& place, const QString& text);
     bool checkStep(const Step& step);
-    bool checkField(const Step& step, const FieldRow& row);
+    bool checkField(const Step& step, const jobs::FieldRow& row);
     bool checkNonceField(const Step& step);
     bool checkCopies(const Step& step);
     bool checkProof(const Step& step);
@@ -81,22 +81,22 @@ bool Checker::checkSteps() {
 }
 
 bool Checker::checkStep(const Step& step) {
-    for (const FieldRow* const row : fieldsOf(*step.row)) {
+    for (const jobs::FieldRow* const row : jobs::fieldsOf(*step.row)) {
         if (!checkField(step, *row)) {
             return false;
         }
     }
     // A folder receives files whose names the fields don't have.
-    for (const FieldRow* const row : fieldsOf(*step.row)) {
+    for (const jobs::FieldRow* const row : jobs::fieldsOf(*step.row)) {
         const QString id = QLatin1String(row->id);
-        const bool isShownOutput = isOutput(*row) && isShown(*row, step.values);
-        const QString path = pathOf(step.values.value(id));
-        if (isShownOutput && !path.isEmpty() && row->kind == FieldKind::outFile &&
+        const bool isShownOutput = isOutput(*row) && jobs::isShown(*row, step.values);
+        const QString path = jobs::pathOf(step.values.value(id));
+        if (isShownOutput && !path.isEmpty() && row->kind == jobs::FieldKind::outFile &&
             !addOutput(placeOf(step, id), path)) {
             return false;
         }
-        if (isShownOutput && row->kind == FieldKind::folder) {
-            for (const QString& output : outputsOf(*step.row, step.values)) {
+        if (isShownOutput && row->kind == jobs::FieldKind::folder) {
+            for (const QString& output : jobs::outputsOf(*step.row, step.values)) {
                 if (output.startsWith(path + u'/') && !addOutput(placeOf(step, id), output)) {
                     return false;
                 }
@@ -106,12 +106,12 @@ bool Checker::checkStep(const Step& step) {
     return checkNonceField(step) && checkCopies(step) && checkProof(step);
 }
 
-bool Checker::checkField(const Step& step, const FieldRow& row) {
+bool Checker::checkField(const Step& step, const jobs::FieldRow& row) {
     const QString id = QLatin1String(row.id);
     const QStringList value = step.values.value(id);
     const QString place = placeOf(step, id);
     for (qsizetype i = 0; i < value.size(); ++i) {
-        const bool isList = row.kind == FieldKind::inFiles;
+        const bool isList = row.kind == jobs::FieldKind::inFiles;
         const bool isBeside = isList && i % 2 == 1;
         const QString own = isList ? QStringLiteral("%1[%2].%3")
                                          .arg(place)
@@ -122,9 +122,9 @@ bool Checker::checkField(const Step& step, const FieldRow& row) {
         if (text.trimmed().isEmpty()) {
             continue;
         }
-        const bool isGood = isBeside || !isPath(row) ? checkText(own, text)
-                            : isOutput(row)          ? checkOutput(own, text, row.kind == FieldKind::folder)
-                                                     : checkInput(step, own, text, takesKey(row), id == nonceField);
+        const bool isGood = isBeside || !jobs::isPath(row) ? checkText(own, text)
+                            : isOutput(row)                ? checkOutput(own, text, row.kind == jobs::FieldKind::folder)
+                                            : checkInput(step, own, text, takesKey(row), id == nonceField);
         if (!isGood) {
             return false;
         }
@@ -135,11 +135,11 @@ bool Checker::checkField(const Step& step, const FieldRow& row) {
         }
     }
     const bool hasChoices = !row.choices.empty() && !value.isEmpty() && !value.constFirst().contains(u'{');
-    if (hasChoices && std::none_of(row.choices.begin(), row.choices.end(), [&value](const ChoiceRow& choice) {
+    if (hasChoices && std::none_of(row.choices.begin(), row.choices.end(), [&value](const jobs::ChoiceRow& choice) {
             return value.constFirst() == QLatin1String(choice.value);
         })) {
         QStringList known;
-        for (const ChoiceRow& choice : row.choices) {
+        for (const jobs::ChoiceRow& choice : row.choices) {
             known.append(QLatin1String(choice.value));
         }
         known.removeAll(QString());
@@ -152,7 +152,8 @@ bool Checker::checkField(const Step& step, const FieldRow& row) {
 bool Checker::checkNonceField(const Step& step) {
     const QString key = QStringLiteral("key");
     // The tool writes the public key beside a private key that is a file, outside of the device's folder.
-    if (qstrcmp(step.row->id, "sign") == 0 && !pathOf(step.values.value(key)).startsWith(QLatin1String("{key:"))) {
+    if (qstrcmp(step.row->id, "sign") == 0 &&
+        !jobs::pathOf(step.values.value(key)).startsWith(QLatin1String("{key:"))) {
         return refuse(placeOf(step, key), QStringLiteral("A signing key must be one of the job's keys: {key:NAME}."));
     }
     if (ivRule(*step.row) == IvRule::none) {
@@ -160,7 +161,7 @@ bool Checker::checkNonceField(const Step& step) {
     }
     const QString place = placeOf(step, nonceField);
     QList<Piece> pieces;
-    if (!cut(place, pathOf(step.values.value(nonceField)), pieces)) {
+    if (!cut(place, jobs::pathOf(step.values.value(nonceField)), pieces)) {
         return false;
     }
     if (std::any_of(pieces.begin(), pieces.end(),

@@ -100,10 +100,11 @@ bool fillInCopies(const Step& step, const Filler& filler, QList<Copy>& copies, Q
     return true;
 }
 
-bool isChosen(const FieldRow& row, const QStringList& value) {
+bool isChosen(const jobs::FieldRow& row, const QStringList& value) {
     return row.choices.empty() || value.isEmpty() ||
-           std::any_of(row.choices.begin(), row.choices.end(),
-                       [&value](const ChoiceRow& choice) { return value.constFirst() == QLatin1String(choice.value); });
+           std::any_of(row.choices.begin(), row.choices.end(), [&value](const jobs::ChoiceRow& choice) {
+               return value.constFirst() == QLatin1String(choice.value);
+           });
 }
 
 QStringList writtenPaths(const Step& step, const FilledStep& filled) {
@@ -116,14 +117,14 @@ QStringList writtenPaths(const Step& step, const FilledStep& filled) {
 
 }  // namespace
 
-bool fillInField(const ProductionJob& job, const Step& step, const FieldRow& row, const Device& device,
+bool fillInField(const ProductionJob& job, const Step& step, const jobs::FieldRow& row, const Device& device,
                  QStringList& value, QString& fault) {
     const Filler filler(job, step, device);
     const QString id = QLatin1String(row.id);
     QStringList filled;
     const QStringList texts = step.values.value(id);
     for (qsizetype i = 0; i < texts.size(); ++i) {
-        const bool isPathText = isPath(row) && !(row.kind == FieldKind::inFiles && i % 2 == 1);
+        const bool isPathText = jobs::isPath(row) && !(row.kind == jobs::FieldKind::inFiles && i % 2 == 1);
         QString text;
         if (!(isPathText ? filler.path(placeOf(step, id), texts.at(i), text, fault)
                          : filler.text(placeOf(step, id), texts.at(i), text, fault))) {
@@ -132,8 +133,8 @@ bool fillInField(const ProductionJob& job, const Step& step, const FieldRow& row
         filled.append(text);
     }
     // The text of a column could otherwise add an option of its own to the command line.
-    const Verdict words = judgeWords(row, filled);
-    if (words.kind != Verdict::Kind::good) {
+    const jobs::Verdict words = jobs::judgeWords(row, filled);
+    if (words.kind != jobs::Verdict::Kind::good) {
         return refuse(fault, placeOf(step, id), words.text);
     }
     if (!isChosen(row, filled)) {
@@ -147,7 +148,7 @@ bool fillInField(const ProductionJob& job, const Step& step, const FieldRow& row
 bool fillIn(const ProductionJob& job, const Step& step, const Device& device, FilledStep& filled, QString& fault) {
     const Filler filler(job, step, device);
     FilledStep result;
-    for (const FieldRow* const row : fieldsOf(*step.row)) {
+    for (const jobs::FieldRow* const row : jobs::fieldsOf(*step.row)) {
         const QString id = QLatin1String(row->id);
         QStringList value;
         if (!step.values.contains(id)) {
@@ -230,23 +231,23 @@ bool isInFolder(const QString& folder, const QString& path) {
 }
 
 QStringList outputPaths(const Step& step, const FilledStep& filled) {
-    QStringList outputs = outputsOf(*step.row, filled.values);
-    const QString log = pathOf(filled.values.value(QStringLiteral("log")));
+    QStringList outputs = jobs::outputsOf(*step.row, filled.values);
+    const QString log = jobs::pathOf(filled.values.value(QStringLiteral("log")));
     return log.isEmpty() ? outputs : outputs << log;
 }
 
 QList<InputPath> inputPaths(const Step& step, const FilledStep& filled) {
     QList<InputPath> inputs;
-    for (const FieldRow* const row : fieldsOf(*step.row)) {
-        if (!isPath(*row) || isOutput(*row) || !isShown(*row, filled.values)) {
+    for (const jobs::FieldRow* const row : jobs::fieldsOf(*step.row)) {
+        if (!jobs::isPath(*row) || isOutput(*row) || !jobs::isShown(*row, filled.values)) {
             continue;
         }
         const QString id = QLatin1String(row->id);
         const QStringList value = filled.values.value(id);
-        const qsizetype stride = row->kind == FieldKind::inFiles ? 2 : 1;
+        const qsizetype stride = row->kind == jobs::FieldKind::inFiles ? 2 : 1;
         for (qsizetype i = 0; i < value.size(); i += stride) {
             if (!value.at(i).trimmed().isEmpty()) {
-                inputs.append({id, value.at(i), row->secret, row->secret || row->role == PathRole::key});
+                inputs.append({id, value.at(i), row->secret, row->secret || row->role == jobs::PathRole::key});
             }
         }
     }

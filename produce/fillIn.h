@@ -17,7 +17,7 @@ struct Device {
 
 /// A step with its placeholders filled in. Paths are absolute.
 struct FilledStep {
-    JobValues values;
+    jobs::JobValues values;
     QList<Copy> copies;
     QList<ProofArgument> proof;
 };
@@ -31,8 +31,8 @@ struct FilledStep {
 [[nodiscard]] bool fillInAll(const ProductionJob& job, const Device& device, QList<FilledStep>& filled, QString& fault);
 
 /// Fills in one field, like `fillIn`.
-[[nodiscard]] bool fillInField(const ProductionJob& job, const Step& step, const FieldRow& row, const Device& device,
-                               QStringList& value, QString& fault);
+[[nodiscard]] bool fillInField(const ProductionJob& job, const Step& step, const jobs::FieldRow& row,
+                               const Device& device, QStringList& value, QString& fault);
 
 /// The text of a file that is copied with `expand`. A value that has a meaning of its own in XML or JSON is refused, so
 /// that a device table can't change the structure of a template.

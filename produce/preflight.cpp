@@ -60,16 +60,16 @@ qsizetype firstColumn(const ProductionJob& job, const QStringList& values) {
 
 /// A field of a step, and what the table changes in it.
 struct FieldPlan {
-    const FieldRow* row = nullptr;
+    const jobs::FieldRow* row = nullptr;
     QString id;
     qsizetype column = none;
-    QHash<QString, Verdict> verdicts;
+    QHash<QString, jobs::Verdict> verdicts;
 };
 
 struct StepPlan {
     const Step* step = nullptr;
     QList<FieldPlan> fields;
-    JobValues values;  // of the current row
+    jobs::JobValues values;  // of the current row
     QSet<QString> seenChoices;
 };
 
@@ -92,8 +92,8 @@ class Preflight {
     void checkTemplates(const Step& step, const FilledStep& filled);
     void checkStep(StepPlan& step, bool isFirst);
     void judge(StepPlan& step, FieldPlan& field);
-    void report(const Step& step, const FieldPlan& field, const Verdict& verdict);
-    [[nodiscard]] Verdict verdictOn(const StepPlan& step, const FieldPlan& field);
+    void report(const Step& step, const FieldPlan& field, const jobs::Verdict& verdict);
+    [[nodiscard]] jobs::Verdict verdictOn(const StepPlan& step, const FieldPlan& field);
     void checkPath(const QString& place, qsizetype column, const QString& path, bool isSecret, bool isSymmetricKey);
     void checkOtherFiles(const Step& step, bool isFirst);
     void addNeeds(const Step& step, const FilledStep& filled, QHash<QString, qint64>& made);
@@ -149,7 +149,7 @@ void Preflight::plan() {
     for (const Step& step : job_.steps) {
         StepPlan plan;
         plan.step = &step;
-        for (const FieldRow* const row : fieldsOf(*step.row)) {
+        for (const jobs::FieldRow* const row : jobs::fieldsOf(*step.row)) {
             const QString id = QLatin1String(row->id);
             plan.fields.append({row, id, firstColumn(job_, step.values.value(id)), {}});
             outputsVary_ = outputsVary_ || (isOutput(*row) && plan.fields.constLast().column >= 0);
@@ -340,7 +340,7 @@ void Preflight::checkTemplates(const Step& step, const FilledStep& filled) {
     if (!step.values.contains(QStringLiteral("template"))) {
         return;
     }
-    QStringList templates{pathOf(filled.values.value(QStringLiteral("template")))};
+    QStringList templates{jobs::pathOf(filled.values.value(QStringLiteral("template")))};
     const QStringList more = filled.values.value(QStringLiteral("more-templates"));
     for (qsizetype i = 0; i < more.size(); i += 2) {
         templates.append(more.at(i));
@@ -352,7 +352,7 @@ void Preflight::checkTemplates(const Step& step, const FilledStep& filled) {
             continue;  // checkMadeBefore reports it
         }
         const QString folder = QFileInfo(copy->from).absolutePath();
-        for (const QString& output : outputsOf(*step.row, {{QStringLiteral("template"), {copy->from}}})) {
+        for (const QString& output : jobs::outputsOf(*step.row, {{QStringLiteral("template"), {copy->from}}})) {
             if (!isInFolder(folder, QDir::cleanPath(output))) {
                 addAt(Finding::Severity::fault, placeOf(step, QStringLiteral("template")), none,
                       QStringLiteral("The output of “%1” isn't in the device's folder.").arg(copy->from));
@@ -365,8 +365,8 @@ void Preflight::checkStep(StepPlan& step, bool isFirst) {
     // A choice decides which fields are shown, so a new one lets all fields be judged again.
     QString choices;
     for (const FieldPlan& field : std::as_const(step.fields)) {
-        if (field.column != none && field.row->kind == FieldKind::choice) {
-            choices += textOf(step.values.value(field.id)) + u'\n';
+        if (field.column != none && field.row->kind == jobs::FieldKind::choice) {
+            choices += jobs::textOf(step.values.value(field.id)) + u'\n';
         }
     }
     const bool isNew =
@@ -386,11 +386,11 @@ void Preflight::judge(StepPlan& step, FieldPlan& field) {
         return;
     }
     const QStringList own = step.values.value(field.id);
-    if (!isShown(*field.row, step.values)) {
+    if (!jobs::isShown(*field.row, step.values)) {
         const bool isSet = std::any_of(own.begin(), own.end(), [](const QString& text) { return !text.isEmpty(); });
-        if (isSet && own != initialValues(*step.step->row).value(field.id)) {
+        if (isSet && own != jobs::initialValues(*step.step->row).value(field.id)) {
             report(*step.step, field,
-                   {Verdict::Kind::warning, QStringLiteral("The field has no effect with the other values.")});
+                   {jobs::Verdict::Kind::warning, QStringLiteral("The field has no effect with the other values.")});
         }
         return;
     }
@@ -400,7 +400,7 @@ void Preflight::judge(StepPlan& step, FieldPlan& field) {
         report(*step.step, field, *kept);
         return;
     }
-    const Verdict verdict = verdictOn(step, field);
+    const jobs::Verdict verdict = verdictOn(step, field);
     if (field.column != none && field.column != serialOnly) {
         if (field.verdicts.size() == mostVerdicts) {
             field.verdicts.clear();
@@ -410,14 +410,14 @@ void Preflight::judge(StepPlan& step, FieldPlan& field) {
     report(*step.step, field, verdict);
 }
 
-Verdict Preflight::verdictOn(const StepPlan& step, const FieldPlan& field) {
-    const FieldRow& row = *field.row;
+jobs::Verdict Preflight::verdictOn(const StepPlan& step, const FieldPlan& field) {
+    const jobs::FieldRow& row = *field.row;
     const QStringList own = step.values.value(field.id);
-    if (row.kind == FieldKind::folder) {
-        return own.isEmpty() ? missing({}) : good();  // the runner makes the device's folder
+    if (row.kind == jobs::FieldKind::folder) {
+        return own.isEmpty() ? jobs::missing({}) : jobs::good();  // the runner makes the device's folder
     }
-    if (isPath(row) && !isOutput(row)) {
-        const qsizetype stride = row.kind == FieldKind::inFiles ? 2 : 1;
+    if (jobs::isPath(row) && !isOutput(row)) {
+        const qsizetype stride = row.kind == jobs::FieldKind::inFiles ? 2 : 1;
         for (qsizetype i = 0; i < own.size(); i += stride) {
             const QString& path = own.at(i);
             const bool isLater = isInFolder(device_.outFolder, path);
@@ -429,20 +429,21 @@ Verdict Preflight::verdictOn(const StepPlan& step, const FieldPlan& field) {
                                              [&path](const KeySource& source) { return source.path == path; });
             const QString text = isOfJob ? QString() : inputFault(path, row.secret, isSymmetricKey);
             if (!text.isEmpty()) {
-                return fault(text);
+                return jobs::fault(text);
             }
         }
     }
     // The files of other fields are compared with an output once; the device's folder has no file yet.
-    return row.kind == FieldKind::outFile && field.column != none ? ::judge(row, step.values)
-                                                                  : judgeInJob(*step.step->row, row, step.values);
+    return row.kind == jobs::FieldKind::outFile && field.column != none
+               ? jobs::judge(row, step.values)
+               : jobs::judgeInJob(*step.step->row, row, step.values);
 }
 
-void Preflight::report(const Step& step, const FieldPlan& field, const Verdict& verdict) {
-    if (verdict.kind == Verdict::Kind::good) {
+void Preflight::report(const Step& step, const FieldPlan& field, const jobs::Verdict& verdict) {
+    if (verdict.kind == jobs::Verdict::Kind::good) {
         return;
     }
-    const bool isWarning = verdict.kind == Verdict::Kind::warning;
+    const bool isWarning = verdict.kind == jobs::Verdict::Kind::warning;
     addAt(isWarning ? Finding::Severity::warning : Finding::Severity::fault, placeOf(step, field.id), field.column,
           verdict.text.isEmpty() ? QStringLiteral("The field is empty, and the job needs it.") : verdict.text);
 }

@@ -24,7 +24,7 @@ constexpr std::array proofOptions = {
     ProofOption{"blob", true, true, true, true},           ProofOption{"app", true, false, false, false},
 };
 
-using Derive = void (*)(const JobValues& values, QList<ProofArgument>& arguments);
+using Derive = void (*)(const jobs::JobValues& values, QList<ProofArgument>& arguments);
 
 /// One job and its proof.
 struct ProofRow {
@@ -42,11 +42,11 @@ void add(const char* option, const QString& value, QList<ProofArgument>& argumen
     }
 }
 
-QString pathIn(const JobValues& values, const char* id) {
-    return pathOf(values.value(QLatin1String(id)));
+QString pathIn(const jobs::JobValues& values, const char* id) {
+    return jobs::pathOf(values.value(QLatin1String(id)));
 }
 
-void addKeyAndNonce(const JobValues& values, QList<ProofArgument>& arguments) {
+void addKeyAndNonce(const jobs::JobValues& values, QList<ProofArgument>& arguments) {
     add("key", pathIn(values, "key"), arguments);
     add("nonce", pathIn(values, "nonce"), arguments);
 }
@@ -54,25 +54,25 @@ void addKeyAndNonce(const JobValues& values, QList<ProofArgument>& arguments) {
 /// Firmware as the opener reads it. Only raw binary has an address: the opener reads it in hexadecimal.
 QString firmwareArgument(const QString& path, const QString& address) {
     std::uint32_t number = 0;
-    return !path.isEmpty() && isRawBinary(path) && parseNumber(address, 0, number)
+    return !path.isEmpty() && jobs::isRawBinary(path) && parseNumber(address, 0, number)
                ? path + u'@' + QString::number(number, 16)
                : path;
 }
 
 /// All paths of a list, each with the first word after it as its address.
-void addFirmwareList(const JobValues& values, const char* id, QList<ProofArgument>& arguments) {
+void addFirmwareList(const jobs::JobValues& values, const char* id, QList<ProofArgument>& arguments) {
     const QStringList list = values.value(QLatin1String(id));
     for (qsizetype i = 0; i < list.size(); i += 2) {
         add("firmware", firmwareArgument(list.at(i), list.value(i + 1).simplified().section(u' ', 0, 0)), arguments);
     }
 }
 
-void deriveInstallImage(const JobValues& values, QList<ProofArgument>& arguments) {
+void deriveInstallImage(const jobs::JobValues& values, QList<ProofArgument>& arguments) {
     addKeyAndNonce(values, arguments);
     addFirmwareList(values, "firmware", arguments);
     const QString external = pathIn(values, "external");
     if (!external.isEmpty()) {
-        add("firmware", firmwareArgument(external, textOf(values, "external-address")), arguments);
+        add("firmware", firmwareArgument(external, jobs::textOf(values, "external-address")), arguments);
         addFirmwareList(values, "more-external", arguments);
     }
     add("option-bytes", pathIn(values, "option-bytes"), arguments);
@@ -85,36 +85,36 @@ void deriveInstallImage(const JobValues& values, QList<ProofArgument>& arguments
     }
 }
 
-void deriveUpdateImage(const JobValues& values, QList<ProofArgument>& arguments) {
+void deriveUpdateImage(const jobs::JobValues& values, QList<ProofArgument>& arguments) {
     addKeyAndNonce(values, arguments);
     const QString firmware = pathIn(values, "firmware");
     // An update image contains no address, so any will do for raw binary.
     add("firmware", firmwareArgument(firmware, QStringLiteral("0")), arguments);
 }
 
-void derivePayload(const JobValues& values, QList<ProofArgument>& arguments) {
+void derivePayload(const jobs::JobValues& values, QList<ProofArgument>& arguments) {
     addKeyAndNonce(values, arguments);
     add("public", pathIn(values, "public-key"), arguments);
     add("blob", pathIn(values, "secrets"), arguments);
 }
 
-void deriveProvisioningImage(const JobValues& values, QList<ProofArgument>& arguments) {
+void deriveProvisioningImage(const jobs::JobValues& values, QList<ProofArgument>& arguments) {
     addKeyAndNonce(values, arguments);
     add("blob", pathIn(values, "secrets"), arguments);
 }
 
-void deriveSignedBinary(const JobValues& values, QList<ProofArgument>& arguments) {
+void deriveSignedBinary(const jobs::JobValues& values, QList<ProofArgument>& arguments) {
     add("firmware", firmwareArgument(pathIn(values, "binary"), QStringLiteral("0")), arguments);
 }
 
-void deriveMemoryImage(const JobValues& values, QList<ProofArgument>& arguments) {
+void deriveMemoryImage(const jobs::JobValues& values, QList<ProofArgument>& arguments) {
     add("key", pathIn(values, "key"), arguments);
-    add("address", textOf(values, "address"), arguments);
-    add("mode", textOf(values, "mode"), arguments);
+    add("address", jobs::textOf(values, "address"), arguments);
+    add("mode", jobs::textOf(values, "mode"), arguments);
     add("app", pathIn(values, "application"), arguments);
 }
 
-void deriveWirelessKeys(const JobValues& values, QList<ProofArgument>& arguments) {
+void deriveWirelessKeys(const jobs::JobValues& values, QList<ProofArgument>& arguments) {
     add("public", pathIn(values, "public-key"), arguments);
 }
 
@@ -164,7 +164,7 @@ constexpr std::array proofRows = {
 };
 
 /// The row of a job. A job without a row can't be a step.
-const ProofRow& rowOf(const JobRow& job) {
+const ProofRow& rowOf(const jobs::JobRow& job) {
     static constexpr ProofRow none{.job = "", .limit = ProofLimit::never};
     const auto found = std::find_if(proofRows.begin(), proofRows.end(),
                                     [&job](const ProofRow& row) { return qstrcmp(row.job, job.id) == 0; });
@@ -178,7 +178,7 @@ bool gives(const QList<ProofArgument>& arguments, const QString& option) {
 
 }  // namespace
 
-ProofLimit proofLimit(const JobRow& row) {
+ProofLimit proofLimit(const jobs::JobRow& row) {
     return rowOf(row).limit;
 }
 
@@ -227,7 +227,7 @@ QStringList proofArguments(const Step& step, const FilledStep& filled) {
         arguments << QLatin1String("--") + argument.option << argument.value;
     }
     if (row.outputs.empty()) {
-        return arguments + outputsOf(*step.row, filled.values);
+        return arguments + jobs::outputsOf(*step.row, filled.values);
     }
     for (const char* const id : row.outputs) {
         arguments.append(pathIn(filled.values, id));

@@ -15,7 +15,7 @@ enum class ProofLimit {
     never,      ///< the opener doesn't read these files, or the job makes none: it can't be a step
 };
 
-[[nodiscard]] ProofLimit proofLimit(const JobRow& row);
+[[nodiscard]] ProofLimit proofLimit(const jobs::JobRow& row);
 
 /// The options that the step's `proof` must give so that the opener can prove its files, and doesn't.
 [[nodiscard]] QStringList missingProof(const Step& step);

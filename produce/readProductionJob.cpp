@@ -33,10 +33,10 @@ bool isArgument(const QString& text) {
     return text.isValidUtf16() && !text.contains(QChar::Null) && text.size() <= longestText;
 }
 
-const FieldRow* fieldNamed(const JobRow& row, const QString& id) {
-    const QList<const FieldRow*> fields = fieldsOf(row);
+const jobs::FieldRow* fieldNamed(const jobs::JobRow& row, const QString& id) {
+    const QList<const jobs::FieldRow*> fields = jobs::fieldsOf(row);
     const auto found = std::find_if(fields.begin(), fields.end(),
-                                    [&id](const FieldRow* field) { return id == QLatin1String(field->id); });
+                                    [&id](const jobs::FieldRow* field) { return id == QLatin1String(field->id); });
     return found == fields.end() ? nullptr : *found;
 }
 
@@ -67,7 +67,7 @@ class Reader {
     bool readStep(const QJsonValue& json, Step& step);
     bool readSavedJob(const QString& named, Step& step);
     bool readValues(const QJsonValue& json, const QString& place, const QString* savedFolder, Step& step);
-    bool readValue(const FieldRow& row, const QJsonValue& json, const QString& place, const QString* savedFolder,
+    bool readValue(const jobs::FieldRow& row, const QJsonValue& json, const QString& place, const QString* savedFolder,
                    QStringList& value);
     bool readCopies(const QJsonValue& json, Step& step);
     bool readProof(const QJsonValue& json, Step& step);
@@ -274,14 +274,14 @@ bool Reader::readStep(const QJsonValue& json, Step& step) {
         return false;
     }
     if (!id.isUndefined()) {
-        step.row = findJob(named);
+        step.row = jobs::findJob(named);
         if (step.row == nullptr) {
             return refuse(step.place + QLatin1String(".job"), QStringLiteral("There is no job “%1”.").arg(named));
         }
         if (object.value(QLatin1String("values")).isUndefined()) {
             return refuse(step.place + QLatin1String(".values"), QStringLiteral("This member is missing."));
         }
-        step.values = initialValues(*step.row);
+        step.values = jobs::initialValues(*step.row);
     } else if (!readSavedJob(named, step)) {
         return false;
     }
@@ -325,11 +325,11 @@ bool Reader::readSavedJob(const QString& named, Step& step) {
     if (!readText(document.value(QLatin1String("job")), place + QLatin1String(": job"), id)) {
         return false;
     }
-    step.row = findJob(id);
+    step.row = jobs::findJob(id);
     if (step.row == nullptr) {
         return refuse(place + QLatin1String(": job"), QStringLiteral("There is no job “%1”.").arg(id));
     }
-    step.values = initialValues(*step.row);
+    step.values = jobs::initialValues(*step.row);
     const QString folder = QFileInfo(path).absolutePath();
     if (!readValues(document.value(QLatin1String("values")), place + QLatin1String(": values"), &folder, step)) {
         return false;
@@ -348,7 +348,7 @@ bool Reader::readValues(const QJsonValue& json, const QString& place, const QStr
     const QJsonObject values = json.toObject();
     for (auto member = values.begin(); member != values.end(); ++member) {
         const QString own = place + u'.' + member.key();
-        const FieldRow* const row = fieldNamed(*step.row, member.key());
+        const jobs::FieldRow* const row = fieldNamed(*step.row, member.key());
         if (row == nullptr) {
             return refuse(own, QStringLiteral("The job “%1” has no such field.").arg(QLatin1String(step.row->id)));
         }
@@ -362,17 +362,17 @@ bool Reader::readValues(const QJsonValue& json, const QString& place, const QStr
     return true;
 }
 
-bool Reader::readValue(const FieldRow& row, const QJsonValue& json, const QString& place, const QString* savedFolder,
-                       QStringList& value) {
+bool Reader::readValue(const jobs::FieldRow& row, const QJsonValue& json, const QString& place,
+                       const QString* savedFolder, QStringList& value) {
     const auto readPath = [&](const QJsonValue& path, const QString& own) {
         QString text;
         if (!readText(path, own, text)) {
             return false;
         }
-        value.append(isPath(row) && savedFolder != nullptr ? fromSavedFolder(text, *savedFolder) : text);
+        value.append(jobs::isPath(row) && savedFolder != nullptr ? fromSavedFolder(text, *savedFolder) : text);
         return true;
     };
-    if (row.kind != FieldKind::inFiles) {
+    if (row.kind != jobs::FieldKind::inFiles) {
         return readPath(json, place);
     }
     const QJsonArray entries = json.toArray();

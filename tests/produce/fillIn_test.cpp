@@ -40,7 +40,7 @@ Filled fill(const QByteArrayList& fromTo, const QStringList& values) {
     }
     QStringList lines;
     for (qsizetype i = 0; i < filled.size(); ++i) {
-        lines.append(argumentsOf(*job.steps.at(i).row, filled.at(i).values).join(u' '));
+        lines.append(jobs::argumentsOf(*job.steps.at(i).row, filled.at(i).values).join(u' '));
         for (const Copy& copy : filled.at(i).copies) {
             lines.append(copy.from + QLatin1String(" > ") + copy.to);
         }

@@ -148,7 +148,7 @@ class Proof : public testing::Test {
             QDir(device_.outFolder).mkpath(QFileInfo(copy.to).path());
             ASSERT_TRUE(QFile::copy(copy.from, copy.to)) << copy.from.toStdString();
         }
-        const Ended made = run(QVORA_TOOL, argumentsOf(*step.row, filled.values));
+        const Ended made = run(QVORA_TOOL, jobs::argumentsOf(*step.row, filled.values));
         ASSERT_EQ(made.status, 0) << step.name.toStdString() << made.output.constData();
         for (const QString& output : outputPaths(step, filled)) {
             EXPECT_TRUE(QFile::exists(output)) << output.toStdString();
@@ -194,7 +194,7 @@ TEST_F(Proof, ProvesWhatTheToolMakes) {
         flip(output);
         EXPECT_EQ(run(QVORA_INSPECT, arguments).status, one.status) << "the flips are undone: " << line;
     }
-    for (const JobRow& job : jobTable()) {
+    for (const jobs::JobRow& job : jobs::jobTable()) {
         EXPECT_EQ(seen.contains(job.id), proofLimit(job) != ProofLimit::never) << job.id;
     }
 }
@@ -240,9 +240,9 @@ TEST_F(Proof, FindsThePartOfTheIvInTheImages) {
     EXPECT_FALSE(ivPart(IvRule::whole, QByteArray(12, 'x'), part));
     EXPECT_FALSE(ivPart(IvRule::base, {}, part));
     EXPECT_FALSE(ivPart(IvRule::none, QByteArray(12, 'x'), part));
-    for (const JobRow& job : jobTable()) {
+    for (const jobs::JobRow& job : jobs::jobTable()) {
         const bool hasNonce = std::any_of(job.rows.begin(), job.rows.end(),
-                                          [](const FieldRow& row) { return qstrcmp(row.id, "nonce") == 0; });
+                                          [](const jobs::FieldRow& row) { return qstrcmp(row.id, "nonce") == 0; });
         EXPECT_EQ(ivRule(job) != IvRule::none, hasNonce && qstrcmp(job.id, "card") != 0) << job.id;
     }
 }

@@ -81,7 +81,7 @@ constexpr std::array imgtoolRows = {
     templateRow,
 };
 
-/// Each of the two commands accepts only files with its own suffixes.
+/// The suffix of the file selects the command, because -ptbi and -ppvs-tbi each accept only their own suffixes.
 void listingArguments(const FieldRow& row, const JobValues& values, QStringList& arguments) {
     const QString path = values.value(QLatin1String(row.id)).value(0);
     if (!path.trimmed().isEmpty()) {

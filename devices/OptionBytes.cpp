@@ -10,7 +10,7 @@ namespace devices {
 
 namespace {
 
-/// For each `WordLineFault::Kind`.
+/// The text of each `WordLineFault::Kind`, in the order of the enumeration.
 constexpr const char* faultTexts[] = {
     "A label and a number between commas are expected", "A label without a number",
     "A number of 32 bits is expected: 0x hexadecimal, a leading 0 octal, otherwise decimal"};

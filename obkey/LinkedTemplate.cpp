@@ -63,7 +63,7 @@ void takeNumber(McubootParam& param, const QDomElement& nameTag) {
     param.defaultValue = QStringLiteral("0x") + QString::number(sum, 16);
 }
 
-/// Reads a permission. Its value counts only if it is directly after the name; the write-back puts it there.
+/// Reads a permission. The value counts only if it is directly after the name, where the write-back puts it.
 void takePermission(McubootParam& param, const QDomElement& nameTag) {
     const QDomElement next = nameTag.nextSiblingElement();
     if (isTag(next, "Value") || isTag(next, "defaultValue")) {

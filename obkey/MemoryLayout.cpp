@@ -49,7 +49,8 @@ struct DescribedSlot {
 };
 
 /// The slots that the `Data` parameters describe, in document order. A size applies to every earlier slot with the same
-/// index. If several sizes follow a slot, the last one counts. The loop runs backwards, so it finds that one first.
+/// index. If several sizes follow a slot, the last size counts. The loop runs backwards, so it finds the last size
+/// first.
 QList<DescribedSlot> describedSlots(const QList<ObkeyParam>& params, const SlotTags& tags) {
     QList<DescribedSlot> described;
     QHash<std::int32_t, QString> sizes;

@@ -62,7 +62,7 @@ bool keepOldKey(const QString& path) {
            (unlink(oldName.constData()) == 0 || chmod(oldName.constData(), S_IRUSR | S_IWUSR) == 0);
 }
 
-/// Whether a file may be at `path`: a file that can't be looked at counts.
+/// Whether there may be a file at `path`. If the path can't be looked up, there may be one.
 bool mayBeFile(const QString& path) {
     struct stat status {};
     return stat(QFile::encodeName(path).constData(), &status) == 0 ? S_ISREG(status.st_mode)

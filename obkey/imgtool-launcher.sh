@@ -29,7 +29,7 @@ is_public_pem() {
     esac
 }
 
-# write_public_key PRIVATE PUBLIC: imgtool before 1.10 can't print PEM, so openssl is tried second.
+# write_public_key PRIVATE PUBLIC: tries imgtool, then openssl, because imgtool before 1.10 can't print PEM.
 write_public_key() {
     if pem=$("$program" getpub -k "$1" -e pem 2>/dev/null) && is_public_pem "$pem"; then
         :

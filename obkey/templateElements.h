@@ -11,7 +11,7 @@
 
 namespace obkey {
 
-/// The text of a tag: that of its first child node that isn't a comment; empty if that node isn't text.
+/// The text of a tag: its first child node that isn't a comment. Empty if this node isn't text.
 [[nodiscard]] inline QString tagText(const QDomElement& tag) {
     QDomNode child = tag.firstChild();
     while (child.isComment()) {

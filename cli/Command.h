@@ -18,8 +18,8 @@ struct CommandCall {
     std::span<const CliOption> options;  ///< the options after the command word, up to the end of the line
 };
 
-/// Returns the path of a file that a command writes. This file is in the folder `path` or next to the file `path`,
-/// which is the parameter of an option.
+/// Returns the path of a file that a command writes. `path` is the parameter of an option: the folder of that file, or
+/// another file in the same folder.
 using DerivedPath = QString (*)(const QString& path);
 
 /// The names of an option, and the number of its parameters that name files.

@@ -56,7 +56,7 @@ Flow UpdateImageCommand::setImageOutput(const QStringList& params) {
 }
 
 Flow UpdateImageCommand::run() {
-    // -tbi is earlier in the chain and ends such a run. This check is for a change of that order.
+    // -tbi is earlier in the chain and ends such a run. This check has an effect only if that order changes.
     if (tool.isGiven({"-tbi", "--tbi"})) {
         return failRun("You need to specify which of tbi, kmd or tbu you want to create");
     }

@@ -101,7 +101,7 @@ struct FormView::Inside {
     FormView& form_;
     QScrollArea* scroll_ = nullptr;
     QString folder_;
-    std::vector<Row> rows_;  ///< never resized after `build`: others point into it
+    std::vector<Row> rows_;  ///< never resized after `build`, because other objects point into it
     QHash<QString, Row*> byId_;
 };
 

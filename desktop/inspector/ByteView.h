@@ -17,7 +17,7 @@ class ByteView : public QAbstractScrollArea {
   public:
     explicit ByteView(QWidget* parent = nullptr);
 
-    /// `owner` keeps the bytes alive while they are shown. `base` is the number of the first byte.
+    /// `owner` keeps the bytes alive while they are shown. `base` is the number that the view shows for the first byte.
     void setBytes(QByteArrayView bytes, std::shared_ptr<const void> owner, quint64 base = 0);
     [[nodiscard]] QByteArrayView bytes() const { return bytes_; }
 

@@ -195,7 +195,7 @@ void SecretEditor::makeDataFields(QFormLayout& form) {
     connect(showData_, &QCheckBox::toggled, this, &SecretEditor::showsDataChanged);
 }
 
-/// `labels` is the width of the labels above; these labels align with them.
+/// `labels` is the width of the labels above. The left labels here align with them.
 QWidget* SecretEditor::makeProtectionFields(int labels) {
     auto* widget = new QWidget;
     auto* grid = new QGridLayout(widget);

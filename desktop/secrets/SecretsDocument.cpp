@@ -46,8 +46,8 @@ QList<devices::DeviceField> protectionPlaces(const devices::DeviceFuses& fuses) 
     return places;
 }
 
-/// The values of the fields in the word `protection`. The lowest field's value also contains the bits that belong to no
-/// field. It is then too wide for its field and reaches the bits above, so the word keeps them.
+/// The values of the fields in the word `protection`. The value of the lowest field also contains the bits that belong
+/// to no field. These bits make the value too wide for its field, so they reach their own places in the word.
 QList<std::uint32_t> protectionValues(const QList<devices::DeviceField>& places, std::uint32_t protection) {
     std::uint32_t described = 0;
     qsizetype lowest = -1;

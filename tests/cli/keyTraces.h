@@ -1,4 +1,4 @@
 #pragma once
 
-/// The work that a program of keyTraces.cpp runs. It has released all its objects when it returns.
+/// Does the work of a program that is built from keyTraces.cpp. Releases all its objects before it returns.
 int runInHere(int argc, char** argv);

@@ -30,7 +30,8 @@ inline QByteArray elements(const QByteArray& lines) {
     return xml;
 }
 
-/// One paragraph of a file of cases: its elements as XML, and its lines that begin with a sign, by that sign.
+/// One paragraph of a file of cases: its elements as XML, and its lines that begin with a sign such as "!", with the
+/// sign as key.
 struct TemplateCase {
     QByteArray elements;
     QMap<char, QByteArray> signedLines;

@@ -306,7 +306,7 @@ TEST_F(JobPageTest, SavesAJobThatOpensAndPrintsAsTheSameLine) {
         outsideTool(QStringLiteral(QVORA_PROGRAM), {QStringLiteral("--print-command"), folder.path("it's a job.json")}),
         line.toUtf8() + '\n');
 
-    // Opening a job of another page doesn't change this page, so it asks nothing.
+    // Opening a job of another page doesn't change this page, so the window asks nothing.
     DesktopKit third;
     third.show("update-image");
     third.type("key", QStringLiteral("key.bin"));

@@ -186,7 +186,8 @@ TEST(KeyTasks, ReplaceOnlyFilesThatTheUserConfirms) {
     EXPECT_EQ(folder.read("rsa.pem"), "newer");
 }
 
-// OpenSSL reads the user's keys. Its readers leave copies in memory, and so do the readers of files.
+// OpenSSL's key readers leave copies of the user's keys in memory, and so do the readers of files. The tasks must wipe
+// all of them.
 TEST(KeyTasks, LeaveNoKeyInMemory) {
     const TempFolder folder;
     const char* const makeKeys =

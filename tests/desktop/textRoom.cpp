@@ -62,7 +62,8 @@ class TextDevice : public QImage {
     mutable TextEngine engine_;
 };
 
-/// The part of a widget that the user can see, in its own coordinates. It is unbounded in each direction that scrolls.
+/// The part of a widget that the user can see, in its own coordinates. It is unbounded in each direction in which the
+/// widget scrolls.
 QRectF reachOf(const QWidget& widget) {
     constexpr double endless = 1e6;
     QRectF reach(-endless, -endless, 2 * endless, 2 * endless);

@@ -72,6 +72,14 @@ P256Key readKey(const QString& path, KeyPart part) {
 
 }  // namespace
 
+P256Key makeP256Key() {
+    P256Key key(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256"));
+    if (!key) {
+        ERR_clear_error();
+    }
+    return key;
+}
+
 P256Key parseP256PrivateKey(QByteArrayView pem, const QString& name) {
     return parseKey(pem, name, KeyPart::privateKey);
 }

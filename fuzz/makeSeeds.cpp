@@ -2,6 +2,7 @@
 
 #include "tests/inspect/SealingKit.h"
 #include "tests/inspect/SigningKit.h"
+#include "tests/record/RecordKit.h"
 #include "tests/support/ImageBuilder.h"
 
 #include <QDir>
@@ -211,6 +212,23 @@ void writeProduction(const QDir& root) {
           "{\"serial\": \"A1\", \"a\": \"\\u00e9\\n\", \"b\": \"\"}\n{\"b\":\"\",\"a\":\"\",\"serial\":\"a1\"}\n");
 }
 
+// Records, bodies of lines and a statement, in the three ways that the target explains.
+void writeRecords(const QDir& root) {
+    const KitWriter whole = kitRecord();
+    write(root, "record", "record", 'r' + whole.bytes());
+    write(root, "record", "small", 'r' + kitSmallRecord().bytes());
+    QByteArrayList bodies;
+    for (const QJsonObject& body : {kitStart(), kitDevice(), kitFailedDevice(), kitEnd(1, 1, 0), kitRecall(),
+                                    kitRetire(), kitEpoch(), kitImport()}) {
+        bodies.append(record::canonicalJson(body));
+    }
+    write(root, "record", "bodies", 'b' + kitBytes(bodies));
+    KitWriter start;
+    start.add(kitStart());
+    start.add(kitDevice());
+    write(root, "record", "statement", 's' + record::canonicalJson(start.statement()));
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -225,5 +243,6 @@ int main(int argc, char** argv) {
     writeDocuments(root);
     writeInspected(root);
     writeProduction(root);
+    writeRecords(root);
     return 0;
 }

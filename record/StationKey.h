@@ -1,0 +1,46 @@
+#pragma once
+
+#include "Preparation/primitives/P256Key.h"
+
+#include <QByteArray>
+#include <QString>
+
+namespace record {
+
+/// The key on the curve P-256 with which a station signs checkpoints.
+class StationKey {
+  public:
+    /// Reads a private key in PEM form, without a passphrase. Refuses a file that other users can read or write.
+    [[nodiscard]] bool read(const QString& path, QString& fault);
+    /// The identifier of the key: SHA-256 of its SubjectPublicKeyInfo in lower-case digits. Empty without a key.
+    [[nodiscard]] const QString& id() const { return id_; }
+    /// Signs with ECDSA and SHA-256 (FIPS 186-4). The signature is r and s, 32 bytes each, big-endian. Of the two
+    /// values of s that verify, it has the lower one, so that another person can't change a signature into a second
+    /// one.
+    [[nodiscard]] bool sign(QByteArrayView message, QByteArray& signature) const;
+
+  private:
+    P256Key key_;
+    QString id_;
+};
+
+/// The key with which checkpoints are verified.
+class StationPublicKey {
+  public:
+    [[nodiscard]] bool parse(const QByteArray& pem, QString& fault);
+    [[nodiscard]] const QString& id() const { return id_; }
+
+    enum class Check { holds, doesNotHold, failed };
+    /// A signature whose s isn't the lower value doesn't hold.
+    [[nodiscard]] Check verify(QByteArrayView message, QByteArrayView signature) const;
+
+  private:
+    P256Key key_;
+    QString id_;
+};
+
+/// Makes a key pair: a private key of mode 0600 and a public key, both new files. Existing files are left alone, and a
+/// failure leaves no file.
+[[nodiscard]] bool makeStationKey(const QString& privatePath, const QString& publicPath, QString& fault);
+
+}  // namespace record

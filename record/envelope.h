@@ -1,0 +1,25 @@
+#pragma once
+
+#include <QByteArray>
+#include <QJsonObject>
+#include <QString>
+
+// The DSSE envelope (version 1.0.2) around the statement of a checkpoint.
+
+namespace record {
+
+class StationKey;
+class StationPublicKey;
+
+/// The bytes that are signed: "DSSEv1", then the length and the bytes of `type` and of `body`, with blanks between.
+[[nodiscard]] QByteArray preAuthEncoding(QByteArrayView type, QByteArrayView body);
+
+/// Signs a statement. False if the key can't sign.
+[[nodiscard]] bool sealEnvelope(const QByteArray& payload, const StationKey& key, QJsonObject& envelope);
+
+/// Verifies the envelope of a line without a fault of its form, and gives the bytes that were signed. Nothing parses
+/// those bytes before. False with the reason if they aren't signed with the key.
+[[nodiscard]] bool openEnvelope(const QJsonObject& envelope, const StationPublicKey& key, QByteArray& payload,
+                                QString& fault);
+
+}  // namespace record

@@ -1,0 +1,187 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+#include <cstdint>
+#include <memory>
+#include <span>
+
+namespace ledger {
+
+/// The reason why an operation failed.
+struct Fault {
+    enum class Kind {
+        none,
+        unreachable,  ///< the server doesn't answer, or the file is locked: the same call may succeed later
+        refused,  ///< this ledger can't be used: not ours, newer, damaged, older than its known head, another station
+        failed,   ///< anything else; the text has the reason
+    };
+    Kind kind = Kind::none;
+    QString text;
+};
+
+/// The use of an IV: no two images of a key may share `part`.
+struct IvUse {
+    QByteArray fingerprint;  ///< of the key: 32 bytes, an HMAC under the site's secret
+    QByteArray part;         ///< 8 bytes: start of the base IV; 16 bytes: the nonce of a provisioning payload
+};
+
+/// A device of a product, and the number of the attempt to make it, from 1.
+struct Attempt {
+    QString product;
+    QString serial;
+    std::int32_t number = 0;
+};
+
+struct ClaimRequest {
+    QString product;
+    QString serial;
+    QList<IvUse> ivs;
+};
+
+struct ClaimResult {
+    enum class Kind {
+        claimed,        ///< committed durably for this station; `attempt` is the new attempt
+        alreadyProven,  ///< the device is proven; `attempt` is the proven one
+        heldByOther,    ///< `station` has an open claim
+        heldHere,       ///< this station has an open claim (a duplicate in one run, or recovery was skipped)
+        ivUsed,         ///< an image of the key already has the IV with index `iv`; nothing was claimed
+        keyRetired,     ///< the key of the IV with index `iv` is retired; nothing was claimed
+    };
+    Kind kind = Kind::heldHere;
+    Attempt attempt;
+    QString station;
+    qsizetype iv = -1;
+};
+
+/// A result of a step, for queries. The record has the whole account. The ledger numbers the steps of an attempt in the
+/// order of the list, so a name may occur twice.
+struct StepRow {
+    QString step;
+    QByteArray output;  ///< SHA-256 of the output, 32 bytes; empty if the step makes no file
+    qint64 size = 0;
+    qint64 milliseconds = 0;
+};
+
+/// The end of an attempt. The first end that is committed is final.
+struct Outcome {
+    enum class Kind { proven, failed, interrupted };
+    Attempt attempt;
+    Kind kind = Kind::failed;
+    QString reason;  ///< empty if proven; the ledger keeps the first 4,000 characters
+    QList<StepRow> steps;
+};
+
+/// One line of a station's record with its number and hash. A call with lines fails if they don't continue the
+/// station's record without a gap, or if a hash isn't the SHA-256 of its line.
+struct RecordRow {
+    qint64 number = 0;
+    QByteArray hash;  ///< 32 bytes
+    QByteArray line;  ///< without its line break
+};
+
+/// What the ledger knows of its own age. A copy of it is kept in another place, so that an older copy of the ledger is
+/// noticed.
+struct Head {
+    QByteArray epoch;    ///< 8 bytes
+    qint64 claims = 0;   ///< claims of this station
+    qint64 records = 0;  ///< number of the last record line of this station
+    QByteArray hash;     ///< of that line; 32 bytes, empty if there is none
+};
+
+/// A block of nonces that no other station gets: the epoch and the counters from `first` to `first + count - 1`.
+struct Lease {
+    QByteArray epoch;  ///< 8 bytes
+    std::uint64_t first = 0;
+    std::uint32_t count = 0;
+};
+
+struct Summary;
+class Connection;
+
+/// The ledger of a production line: which device was made when, with which IVs. SQLite for one station, PostgreSQL for
+/// several; both have the same tables, and rows are only inserted, never changed.
+///
+/// An object belongs to the thread that opened it, and needs a QCoreApplication. A child of a fork never uses it. A
+/// call that fails gives a fault and leaves its results unchanged. After `unreachable` it is unknown whether a call
+/// that writes was committed. The same call with the same arguments on the same object settles that: it writes nothing
+/// twice and gives the result of the first. A connection that was lost is opened again by the next call.
+///
+/// Names (products, serials, stations, steps, labels) have 1 to 200 characters and no control characters.
+class Ledger {
+  public:
+    Ledger();
+    ~Ledger();
+    Ledger(const Ledger&) = delete;
+    Ledger& operator=(const Ledger&) = delete;
+
+    /// Makes a new ledger with its first epoch. `place` is the path of a file that doesn't exist, or the URL
+    /// postgresql://[user[:password]@]host[:port]/database (host may be the folder of a socket: ?host=/path) of a
+    /// database without our tables.
+    [[nodiscard]] static bool create(const QString& place, Fault& fault);
+
+    enum class Access { readOnly, station };
+    /// Opens a ledger, once per object. `station` names the caller's station; with Access::station the station is
+    /// locked until the object is destroyed, so a second process can't use the same name at once. With
+    /// Access::readOnly, calls that write are refused, and `station` may be empty. Migrates an older schema, refuses a
+    /// newer one and files that aren't ledgers, and leaves those untouched.
+    [[nodiscard]] bool open(const QString& place, Access access, const QString& station, Fault& fault);
+
+    /// Leases the next block of nonces of the current epoch. Fails when the epoch has no such block left.
+    [[nodiscard]] bool lease(std::uint32_t count, Lease& result, Fault& fault);
+
+    /// Claims devices and their IVs in one durable commit. Each request gets its own result; those that can't be
+    /// claimed don't stop the others. Of two requests of one call for the same device or IV, the first counts.
+    [[nodiscard]] bool claim(std::span<const ClaimRequest> requests, std::span<ClaimResult> results, Fault& fault);
+
+    /// Commits the ends of attempts together with the lines of the record, durably. `isFinal[i]` is false if another
+    /// end of that attempt was committed before, by another station or a user; then the call returns true, but NOTHING
+    /// of it is committed, because the record would be wrong: the caller makes other lines and calls again. An attempt
+    /// that was never claimed, or that occurs twice, is a fault.
+    [[nodiscard]] bool finish(std::span<const Outcome> outcomes, std::span<const RecordRow> lines,
+                              std::span<bool> isFinal, Fault& fault);
+
+    /// This station's claims without an end.
+    [[nodiscard]] bool openClaims(QList<Attempt>& attempts, Fault& fault);
+
+    /// Permits a new attempt for a proven device, or ends an open claim of any station. With its record line. Fails if
+    /// the device's last attempt has neither.
+    [[nodiscard]] bool recall(const QString& product, const QString& serial, const QString& reason,
+                              std::span<const RecordRow> lines, Attempt& recalled, Fault& fault);
+
+    [[nodiscard]] bool head(Head& result, Fault& fault);
+    /// The lines of this station's record after line `after`, at most `most`.
+    [[nodiscard]] bool recordAfter(qint64 after, qsizetype most, QList<RecordRow>& lines, Fault& fault);
+
+    // Keys: the ledger has fingerprints, never keys. A key that is in the ledger keeps its first label and source.
+    [[nodiscard]] bool addKey(const QByteArray& fingerprint, const QString& label, const QString& source, Fault& fault);
+    [[nodiscard]] bool retireKey(const QByteArray& fingerprint, std::span<const RecordRow> lines, Fault& fault);
+
+    /// Begins a new epoch, with its record line. `replaced` is the epoch of the head that this epoch takes the place
+    /// of.
+    [[nodiscard]] bool newEpoch(const QByteArray& replaced, std::span<const RecordRow> lines, QByteArray& epoch,
+                                Fault& fault);
+    /// The epoch that the current one took the place of; empty if there is none.
+    [[nodiscard]] bool replacedEpoch(QByteArray& epoch, Fault& fault);
+
+    /// Marks the IVs of images that were made without this ledger as used. Counts those that were new.
+    [[nodiscard]] bool importIvs(std::span<const IvUse> ivs, const QString& origin, std::span<const RecordRow> lines,
+                                 qint64& added, Fault& fault);
+
+    /// Checks every table and every rule between them, and the file itself (PRAGMA integrity_check). Each finding is
+    /// one sentence.
+    [[nodiscard]] bool check(QStringList& findings, Fault& fault);
+
+    /// The numbers for a status page, all of one moment.
+    [[nodiscard]] bool summary(Summary& result, Fault& fault);
+
+  private:
+    [[nodiscard]] bool isOpen(Fault& fault) const;
+
+    std::unique_ptr<Connection> connection_;
+};
+
+}  // namespace ledger

@@ -14,7 +14,7 @@
 #include <algorithm>
 #include <initializer_list>
 
-#include <libpq-fe.h>
+#include <dlfcn.h>
 
 namespace ledger {
 namespace {
@@ -37,6 +37,18 @@ constexpr Query sqliteIds{
     ""};
 constexpr Query sqliteSchema{"SELECT 0, sql FROM sqlite_master WHERE name NOT LIKE 'sqlite\\_%' ESCAPE '\\'", ""};
 constexpr Query lockStation{"SELECT {i}, pg_try_advisory_lock(hashtextextended(t.a1, 5346)) FROM {t}", "t"};
+
+/// The socket of a connection to PostgreSQL; -1 if it can't be known. Qt's driver has loaded libpq. A program that
+/// linked it would load it, and the twenty libraries that it needs, for SQLite as well.
+int socketOf(const QVariant& handle) {
+    using SocketOf = int (*)(const void* connection);
+    void* const library = dlopen("libpq.so.5", RTLD_LAZY | RTLD_NOLOAD);
+    if (library == nullptr || qstrcmp(handle.typeName(), "PGconn*") != 0) {
+        return -1;
+    }
+    const auto socket = reinterpret_cast<SocketOf>(dlsym(library, "PQsocket"));
+    return socket == nullptr ? -1 : socket(*static_cast<const void* const*>(handle.constData()));
+}
 
 const char* arrayType(char type) {
     switch (type) {
@@ -239,10 +251,7 @@ bool Connection::openPostgres(Fault& fault) {
     if (!database_.open()) {
         return explain(database_.lastError(), fault);
     }
-    const QVariant handle = database_.driver()->handle();
-    if (qstrcmp(handle.typeName(), "PGconn*") == 0) {
-        socket_ = PQsocket(*static_cast<PGconn* const*>(handle.constData()));
-    }
+    socket_ = socketOf(database_.driver()->handle());
     QList<Row> rows;
     if (!select(serverSettings, {}, rows, fault)) {
         return false;

@@ -31,7 +31,7 @@ constexpr Query lastLease{
 constexpr Query leaseOfCall{
     "SELECT {i}, e.id, l.first, l.count FROM {t} JOIN lease l ON l.call = t.a1 JOIN epoch e ON e.number = l.epoch",
     "b"};
-constexpr Query epochOfCall{"SELECT {i}, e.id FROM {t} JOIN epoch e ON e.call = t.a1", "b"};
+constexpr Query laterEpochs{"SELECT {i}, e.number FROM {t} JOIN epoch e ON e.replaced = t.a1", "b"};
 constexpr Query headOf{
     "SELECT {i}, coalesce((SELECT max(c.number) FROM claim c WHERE c.station = t.a1), 0), r.number, r.hash "
     "FROM {t} LEFT JOIN record r ON r.station = t.a1 "
@@ -232,53 +232,42 @@ bool Ledger::recordAfter(qint64 after, qsizetype most, QList<RecordRow>& lines, 
     return true;
 }
 
-bool Ledger::newEpoch(const QByteArray& replaced, std::span<const RecordRow> lines, QByteArray& epoch, Fault& fault) {
-    if (!replaced.isEmpty() && replaced.size() != epochSize) {
-        return failed(
-            QStringLiteral("the replaced epoch has %1 bytes; expected are %2").arg(replaced.size()).arg(epochSize),
-            fault);
+bool Ledger::newEpoch(const QByteArray& epoch, const QByteArray& replaced, std::span<const RecordRow> lines,
+                      Fault& fault) {
+    for (const QByteArray& id : {epoch, replaced}) {
+        if (id.size() != epochSize) {
+            return failed(QStringLiteral("an epoch has %1 bytes; expected are %2").arg(id.size()).arg(epochSize),
+                          fault);
+        }
     }
     QByteArray arguments = "new epoch";
+    appendArgument(epoch, arguments);
     appendArgument(replaced, arguments);
     appendArgument(lines, arguments);
-    QByteArray made;
     const auto body = [&](const QByteArray& call, bool isNew, Fault& problem) {
-        QList<Row> rows;
         if (!isNew) {
-            if (!connection_->select(epochOfCall, {{call}}, rows, problem)) {
-                return Connection::Step::fail;
-            }
-            made = rows.value(0).value(1).toByteArray();
             return Connection::Step::rollBack;
         }
-        if (!randomBytes(epochSize, made)) {
-            (void)failed(QStringLiteral("there are no random bytes for an epoch"), problem);
-            return Connection::Step::fail;
-        }
+        QList<Row> rows;
         qint64 added = 0;
         if (!connection_->select(currentEpoch, {}, rows, problem) ||
-            !connection_->insert(epochTarget,
-                                 {{rows.value(0).value(1).toLongLong() + 1, made,
-                                   replaced.isEmpty() ? QVariant() : QVariant(replaced), call, now()}},
+            !connection_->insert(epochTarget, {{rows.value(0).value(1).toLongLong() + 1, epoch, replaced, call, now()}},
                                  added, problem) ||
             !insertRecords(*connection_, call, lines, problem)) {
             return Connection::Step::fail;
         }
         return added == 1 ? Connection::Step::commit : Connection::Step::again;
     };
-    if (!isOpen(fault) || !connection_->write(arguments, body, fault)) {
-        return false;
-    }
-    epoch = made;
-    return true;
+    return isOpen(fault) && connection_->write(arguments, body, fault);
 }
 
-bool Ledger::replacedEpoch(QByteArray& epoch, Fault& fault) {
+bool Ledger::isReplaced(const QByteArray& epoch, bool& result, Fault& fault) {
     QList<Row> rows;
-    if (!isOpen(fault) || !connection_->ensureOpen(fault) || !connection_->select(currentEpoch, {}, rows, fault)) {
+    if (!isOpen(fault) || !connection_->ensureOpen(fault) ||
+        !connection_->select(laterEpochs, {{epoch}}, rows, fault)) {
         return false;
     }
-    epoch = rows.value(0).value(3).toByteArray();
+    result = !rows.isEmpty();
     return true;
 }
 

@@ -147,6 +147,9 @@ class Ledger {
     /// This station's claims without an end.
     [[nodiscard]] bool openClaims(QList<Attempt>& attempts, Fault& fault);
 
+    /// The device's last attempt. Fails if the ledger doesn't have the device.
+    [[nodiscard]] bool lastAttempt(const QString& product, const QString& serial, Attempt& attempt, Fault& fault);
+
     /// Permits a new attempt for a proven device, or ends an open claim of any station. With its record line. Fails if
     /// the device's last attempt has neither.
     [[nodiscard]] bool recall(const QString& product, const QString& serial, const QString& reason,
@@ -160,12 +163,12 @@ class Ledger {
     [[nodiscard]] bool addKey(const QByteArray& fingerprint, const QString& label, const QString& source, Fault& fault);
     [[nodiscard]] bool retireKey(const QByteArray& fingerprint, std::span<const RecordRow> lines, Fault& fault);
 
-    /// Begins a new epoch, with its record line. `replaced` is the epoch of the head that this epoch takes the place
-    /// of.
-    [[nodiscard]] bool newEpoch(const QByteArray& replaced, std::span<const RecordRow> lines, QByteArray& epoch,
+    /// Begins the new epoch `epoch`, 8 random bytes, with its record line. `replaced` is the epoch of the head that
+    /// this epoch takes the place of.
+    [[nodiscard]] bool newEpoch(const QByteArray& epoch, const QByteArray& replaced, std::span<const RecordRow> lines,
                                 Fault& fault);
-    /// The epoch that the current one took the place of; empty if there is none.
-    [[nodiscard]] bool replacedEpoch(QByteArray& epoch, Fault& fault);
+    /// Whether a later epoch took the place of `epoch`.
+    [[nodiscard]] bool isReplaced(const QByteArray& epoch, bool& result, Fault& fault);
 
     /// Marks the IVs of images that were made without this ledger as used. Counts those that were new.
     [[nodiscard]] bool importIvs(std::span<const IvUse> ivs, const QString& origin, std::span<const RecordRow> lines,

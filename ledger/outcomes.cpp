@@ -21,7 +21,7 @@ constexpr Query ends{
     "JOIN claim c ON c.product = t.a1 AND c.serial = t.a2 AND c.attempt = t.a3 "
     "LEFT JOIN outcome o ON o.product = c.product AND o.serial = c.serial AND o.attempt = c.attempt",
     "tti"};
-constexpr Query lastAttempt{
+constexpr Query lastAttemptOf{
     "SELECT {i}, c.attempt, o.kind, r.attempt FROM {t} JOIN claim c ON c.product = t.a1 AND c.serial = t.a2 "
     "AND c.attempt = (SELECT max(m.attempt) FROM claim m WHERE m.product = t.a1 AND m.serial = t.a2) "
     "LEFT JOIN outcome o ON o.product = c.product AND o.serial = c.serial AND o.attempt = c.attempt "
@@ -203,6 +203,19 @@ bool Ledger::finish(std::span<const Outcome> outcomes, std::span<const RecordRow
     return true;
 }
 
+bool Ledger::lastAttempt(const QString& product, const QString& serial, Attempt& attempt, Fault& fault) {
+    QList<Row> rows;
+    if (!isOpen(fault) || !connection_->ensureOpen(fault) ||
+        !connection_->select(lastAttemptOf, {{product, serial}}, rows, fault)) {
+        return false;
+    }
+    if (rows.isEmpty()) {
+        return failed(QStringLiteral("%1, %2 isn't in the ledger").arg(product, serial), fault);
+    }
+    attempt = {product, serial, rows.at(0).value(1).toInt()};
+    return true;
+}
+
 bool Ledger::recall(const QString& product, const QString& serial, const QString& reason,
                     std::span<const RecordRow> lines, Attempt& recalled, Fault& fault) {
     if (!checkName("product", product, fault) || !checkName("serial", serial, fault)) {
@@ -223,7 +236,7 @@ bool Ledger::recall(const QString& product, const QString& serial, const QString
             attempt.number = rows.value(0).value(1).toInt();
             return Connection::Step::rollBack;
         }
-        if (!connection_->select(lastAttempt, {{product, serial}}, rows, problem)) {
+        if (!connection_->select(lastAttemptOf, {{product, serial}}, rows, problem)) {
             return Connection::Step::fail;
         }
         if (rows.isEmpty()) {

@@ -65,20 +65,23 @@ bool idOf(const P256Key& key, QString& id) {
     return true;
 }
 
-/// Writes a new file, complete or not at all. False, with errno set, if a file exists or can't be written.
-bool writeNewFile(const QByteArray& path, QByteArrayView bytes, mode_t mode) {
+/// Writes a new file, complete or not at all, and never in the place of another. Returns 0, or the number of the error.
+int writeNewFile(const QByteArray& path, QByteArrayView bytes, mode_t mode) {
     UnfinishedFile hidden;
     const FileHandle file = hidden.create(path.left(path.lastIndexOf('/') + 1));
     if (!file.isOpen() || !file.write(bytes) || fchmod(file.get(), mode) != 0 || fsync(file.get()) != 0) {
-        return false;
+        return errno != 0 ? errno : EIO;
     }
     const EndingSignalsHeld held;
     if (renameat2(AT_FDCWD, hidden.name(), AT_FDCWD, path.constData(), RENAME_NOREPLACE) == 0) {
         hidden.release();
-        return true;
+        return 0;
     }
     // Not every file system has this kind of rename. A link doesn't replace a file either.
-    return errno == EINVAL && link(hidden.name(), path.constData()) == 0;
+    if (errno == EINVAL && link(hidden.name(), path.constData()) == 0) {
+        return 0;
+    }
+    return errno;
 }
 
 void flushFolder(const QByteArray& path) {
@@ -185,11 +188,10 @@ bool makeStationKey(const QString& privatePath, const QString& publicPath, QStri
     };
     const QByteArray privateName = QFile::encodeName(privatePath);
     const QByteArray publicName = QFile::encodeName(publicPath);
-    if (!writeNewFile(privateName, privatePem, 0600)) {
-        return failed(privatePath, errno);
+    if (const int reason = writeNewFile(privateName, privatePem, 0600)) {
+        return failed(privatePath, reason);
     }
-    if (!writeNewFile(publicName, publicPem, 0444)) {
-        const int reason = errno;
+    if (const int reason = writeNewFile(publicName, publicPem, 0444)) {
         unlink(privateName.constData());  // this call has just made it
         return failed(publicPath, reason);
     }

@@ -285,20 +285,19 @@ TEST_P(LedgerTest, LeasesBlocksThatFollowEachOther) {
     EXPECT_EQ(text(fault), "failed: a lease of no nonces was asked for");
 
     const RecordRow line = lineAfter({});
-    QByteArray epoch;
-    ASSERT_TRUE(station->newEpoch(second.epoch, {&line, 1}, epoch, fault)) << text(fault);
-    EXPECT_NE(epoch, second.epoch);
+    const QByteArray epoch = "epoch-2.";
+    ASSERT_TRUE(station->newEpoch(epoch, second.epoch, {&line, 1}, fault)) << text(fault);
     ASSERT_TRUE(other->lease(16, second, fault)) << text(fault);
     EXPECT_EQ(second.epoch, epoch);
     EXPECT_EQ(second.first, 0U);
-    QByteArray replaced;
-    ASSERT_TRUE(other->replacedEpoch(replaced, fault)) << text(fault);
-    EXPECT_EQ(replaced, first.epoch);
-    ASSERT_TRUE(station->newEpoch({}, {}, epoch, fault)) << text(fault);
-    ASSERT_TRUE(other->replacedEpoch(replaced, fault)) << text(fault);
-    EXPECT_EQ(replaced, "");
-    EXPECT_FALSE(station->newEpoch("seven77", {}, epoch, fault));
-    EXPECT_EQ(text(fault), "failed: the replaced epoch has 7 bytes; expected are 8");
+    ASSERT_TRUE(station->newEpoch("epoch-3.", epoch, {}, fault)) << text(fault);
+    for (const auto& [id, isOlder] : {std::pair(first.epoch, true), {epoch, true}, {QByteArray("epoch-3."), false}}) {
+        bool isReplaced = !isOlder;
+        ASSERT_TRUE(other->isReplaced(id, isReplaced, fault)) << text(fault);
+        EXPECT_EQ(isReplaced, isOlder) << id.constData();
+    }
+    EXPECT_FALSE(station->newEpoch("seven77", epoch, {}, fault));
+    EXPECT_EQ(text(fault), "failed: an epoch has 7 bytes; expected are 8");
     EXPECT_EQ(findings(*station), "");
 }
 

@@ -96,10 +96,10 @@ TEST_P(Outages, ARepeatedCallSettlesAnUnknownCommit) {
         EXPECT_EQ(recalled.number, 1);
 
         line = lineAfter(line);
-        QByteArray epoch;
+        const QByteArray epoch = fingerprint(number).left(8);
         proxy.cutNext(cut);
-        ASSERT_FALSE(station.newEpoch(before.epoch, {&line, 1}, epoch, fault));
-        ASSERT_TRUE(station.newEpoch(before.epoch, {&line, 1}, epoch, fault)) << text(fault);
+        ASSERT_FALSE(station.newEpoch(epoch, before.epoch, {&line, 1}, fault));
+        ASSERT_TRUE(station.newEpoch(epoch, before.epoch, {&line, 1}, fault)) << text(fault);
         ASSERT_TRUE(station.head(head, fault));
         EXPECT_EQ(head.epoch, epoch);
 

@@ -1,0 +1,68 @@
+#pragma once
+
+#include "produce/LineFolders.h"
+#include "produce/LineRun.h"
+#include "produce/siteKeys.h"
+#include "produce/worker.h"
+
+#include <QCoreApplication>
+
+#include <memory>
+#include <optional>
+
+namespace produce {
+
+class ProduceCall;
+
+/// Everything that a run needs: the job, keys, workers, the ledger and the folders.
+class LineSession {
+  public:
+    LineSession() = default;
+    ~LineSession();
+    LineSession(const LineSession&) = delete;
+    LineSession& operator=(const LineSession&) = delete;
+
+    /// Opens it all, in the order that lets workers inherit nothing but the keys. False if anything is at fault; all
+    /// faults were printed, and nothing was started. `table` may be empty.
+    [[nodiscard]] bool open(const ProduceCall& call, const QString& table, int mostWorkers);
+
+    /// The devices in the table; -1 if they can't be counted before the run.
+    [[nodiscard]] qint64 total() const { return total_; }
+    [[nodiscard]] qint64 recovered() const { return recovered_; }
+    [[nodiscard]] const ProductionJob& job() const { return making_.job; }
+    [[nodiscard]] const QString& station() const { return station_; }
+
+    /// Makes all devices of `source`. Returns the status.
+    [[nodiscard]] int make(DeviceSource& source, RunListener& listener, qint64 haltAfter, RunCounts& counts);
+
+  private:
+    [[nodiscard]] bool readJob(const ProduceCall& call, int mostWorkers);
+    [[nodiscard]] bool check(const QString& table);
+    [[nodiscard]] bool openLedger(const ProduceCall& call);
+
+    Making making_;
+    JobKeys keys_;
+    Workers workers_;
+    std::unique_ptr<QCoreApplication> application_;
+    SiteSecret site_;
+    LineFolders folders_;
+    record::StationKey stationKey_;
+    QString station_;
+    std::unique_ptr<Line> line_;
+    std::unique_ptr<Publisher> publisher_;
+    bool isShared_ = false;
+    qint64 total_ = -1;
+    qint64 recovered_ = 0;
+};
+
+/// Whether the ledger is on a server, which several stations use.
+[[nodiscard]] bool isServer(const QString& ledgerPlace);
+
+/// The path in an option, or the ledger's path with `ending`. Empty, with a fault, if a ledger on a server needs the
+/// option.
+[[nodiscard]] QString fileBeside(const ProduceCall& call, const char* option, const char* ending, QString& fault);
+
+/// The name of the station, which names a folder; empty, with a fault, for a name that can't.
+[[nodiscard]] QString stationOf(const ProduceCall& call, QString& fault);
+
+}  // namespace produce

@@ -43,7 +43,10 @@ constexpr Query lockStation{"SELECT {i}, pg_try_advisory_lock(hashtextextended(t
 int socketOf(const QVariant& handle) {
     using SocketOf = int (*)(const void* connection);
     void* const library = dlopen("libpq.so.5", RTLD_LAZY | RTLD_NOLOAD);
-    if (library == nullptr || qstrcmp(handle.typeName(), "PGconn*") != 0) {
+    // Qt may name the type by its typedef or by its struct.
+    const bool isConnection =
+        qstrcmp(handle.typeName(), "PGconn*") == 0 || qstrcmp(handle.typeName(), "pg_conn*") == 0;
+    if (library == nullptr || !isConnection) {
         return -1;
     }
     const auto socket = reinterpret_cast<SocketOf>(dlsym(library, "PQsocket"));
@@ -147,17 +150,14 @@ Connection::~Connection() {
 }
 
 void Connection::close() {
-    // Prepared statements are freed on the server, which may have stopped.
-    if (socket_ >= 0) {
-        watchdog_.arm(socket_, watchdogMargin);
-    }
-    statements_.clear();
+    // The driver is deleted before its statements. Otherwise each statement would be freed on the server by a round
+    // trip of its own, although the end of the session frees them all.
     if (database_.isValid()) {
         database_.close();
         database_ = QSqlDatabase();
         QSqlDatabase::removeDatabase(name_);
     }
-    watchdog_.disarm();
+    statements_.clear();
     socket_ = -1;
 }
 
@@ -167,12 +167,11 @@ bool Connection::openNew(const Place& place, Fault& fault) {
     return place.dialect == Dialect::sqlite ? openSqlite(true, fault) : openPostgres(fault);
 }
 
-bool Connection::openLedger(const Place& place, Ledger::Access access, const QString& station, Fault& fault) {
+bool Connection::openLedger(const Place& place, bool isStation, const QString& station, Fault& fault) {
     place_ = place;
-    access_ = access;
+    isStation_ = isStation;
     station_ = station;
     patience_ = place.patience;
-    const bool isStation = access == Ledger::Access::station;
     if (place.dialect == Dialect::sqlite) {
         if (!file_.look(place.path, fault) || (isStation && !file_.lockStation(station, fault)) ||
             !openSqlite(false, fault) || !checkSqlite(fault)) {
@@ -181,7 +180,6 @@ bool Connection::openLedger(const Place& place, Ledger::Access access, const QSt
     } else if (!openPostgres(fault) || !checkPostgres(fault) || (isStation && !lockPostgres(0, fault))) {
         return false;
     }
-    isLedger_ = true;
     return !isStation || enterStation(fault);
 }
 
@@ -191,8 +189,7 @@ bool Connection::ensureOpen(Fault& fault) {
     }
     close();
     // The server may not know yet that the old connection is lost. Then that connection still has the lock.
-    if (!openPostgres(fault) || !checkPostgres(fault) ||
-        (access_ == Ledger::Access::station && !lockPostgres(place_.patience, fault))) {
+    if (!openPostgres(fault) || !checkPostgres(fault) || (isStation_ && !lockPostgres(place_.patience, fault))) {
         close();
         isLost_ = true;
         return false;
@@ -205,7 +202,7 @@ bool Connection::openSqlite(bool isNew, Fault& fault) {
     database_ = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), name_);
     database_.setDatabaseName(place_.path);
     QString options = QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(busyMilliseconds);
-    if (!isNew && access_ == Ledger::Access::readOnly) {
+    if (!isNew && !isStation_) {
         options += QStringLiteral(";QSQLITE_OPEN_READONLY");
     }
     database_.setConnectOptions(options);
@@ -251,7 +248,13 @@ bool Connection::openPostgres(Fault& fault) {
     if (!database_.open()) {
         return explain(database_.lastError(), fault);
     }
-    socket_ = socketOf(database_.driver()->handle());
+    const QVariant handle = database_.driver()->handle();
+    socket_ = socketOf(handle);
+    if (socket_ < 0) {
+        return failed(QStringLiteral("the driver of Qt doesn't give the socket of %1 (%2)")
+                          .arg(place_.shown, QLatin1String(handle.typeName())),
+                      fault);
+    }
     QList<Row> rows;
     if (!select(serverSettings, {}, rows, fault)) {
         return false;
@@ -284,7 +287,7 @@ bool Connection::checkSqlite(Fault& fault) {
     if (version < 1) {
         return refused(QStringLiteral("%1 has no schema version, so it isn't a ledger").arg(place_.shown), fault);
     }
-    if (version < schemaVersion && access_ == Ledger::Access::station && !migrate(version, fault)) {
+    if (version < schemaVersion && isStation_ && !migrate(version, fault)) {
         return false;
     }
     if (!select(sqliteSchema, {}, rows, fault)) {
@@ -506,7 +509,7 @@ bool Connection::insert(const Target& target, const QList<Row>& rows, qint64& ad
 }
 
 bool Connection::write(const QByteArray& arguments, const Body& body, Fault& fault) {
-    if (access_ != Ledger::Access::station) {
+    if (!isStation_) {
         return refused(QStringLiteral("the ledger was opened for reading only"), fault);
     }
     QByteArray digest;
@@ -636,13 +639,14 @@ bool Connection::explainPostgres(const QSqlError& error, Fault& fault) {
     };
     isConflict_ = isOneOf({"40001", "40P01", "23505"});
     if (error.type() == QSqlError::ConnectionError && !database_.isOpen()) {
-        // While a connection begins, libpq gives no code. A server that answers with FATAL has refused, unless it only
-        // isn't ready.
-        const bool isReady =
-            reason.contains(QLatin1String("FATAL:")) && !reason.contains(QLatin1String("starting up")) &&
-            !reason.contains(QLatin1String("shutting down")) && !reason.contains(QLatin1String("recovery mode")) &&
-            !reason.contains(QLatin1String("too many")) && !reason.contains(QLatin1String("slots"));
-        return reject(isReady ? Fault::Kind::failed : Fault::Kind::unreachable,
+        // While a connection begins, libpq gives no code, only the server's text. A refusal that time doesn't heal is
+        // recognized in English. Any other text counts as unreachable.
+        bool isRefusal = false;
+        for (const char* const words : {"authentication failed", "pg_hba.conf", "does not exist", "not permitted",
+                                        "permission denied", "no password supplied"}) {
+            isRefusal = isRefusal || reason.contains(QLatin1String(words));
+        }
+        return reject(isRefusal ? Fault::Kind::failed : Fault::Kind::unreachable,
                       QStringLiteral("cannot open %1: %2").arg(place_.shown, reason), fault);
     }
     // Without a code, the message is one of libpq: the connection is lost. Class 08 and 57P are the server's words for

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "ledger/Ledger.h"
 #include "ledger/Place.h"
 #include "ledger/SqliteFile.h"
 #include "ledger/Watchdog.h"
+#include "ledger/rows.h"
 
 #include <QByteArray>
 #include <QHash>
@@ -51,15 +51,15 @@ class Connection {
 
     /// Opens a database in which no ledger is expected yet.
     [[nodiscard]] bool openNew(const Place& place, Fault& fault);
-    /// Opens a ledger: checks or migrates it, locks the station and enters it.
-    [[nodiscard]] bool openLedger(const Place& place, Ledger::Access access, const QString& station, Fault& fault);
+    /// Opens a ledger: checks or migrates it. A station is locked and entered; others only read.
+    [[nodiscard]] bool openLedger(const Place& place, bool isStation, const QString& station, Fault& fault);
     /// Writes the schema into an empty database.
     [[nodiscard]] bool migrate(qint64 from, Fault& fault);
     void close();
 
     [[nodiscard]] Dialect dialect() const { return place_.dialect; }
     [[nodiscard]] const QString& station() const { return station_; }
-    [[nodiscard]] bool isStation() const { return access_ == Ledger::Access::station; }
+    [[nodiscard]] bool isStation() const { return isStation_; }
 
     /// Runs a statement without parameters and results.
     [[nodiscard]] bool run(const QString& statement, Fault& fault);
@@ -107,7 +107,6 @@ class Connection {
     // The order counts: the file outlives the database.
     SqliteFile file_;
     Place place_;
-    Ledger::Access access_ = Ledger::Access::readOnly;
     QString station_;
     QString name_;  // of the connection in Qt
     QSqlDatabase database_;
@@ -115,7 +114,7 @@ class Connection {
     Watchdog watchdog_;
     int socket_ = -1;
     int patience_ = 0;
-    bool isLedger_ = false;  // an opened ledger, not a new database
+    bool isStation_ = false;
     bool isLost_ = false;
     bool isConflict_ = false;  // the last statement failed only because another station was faster
     // Calls whose commit has an unknown end: the digest of their arguments, and their key.

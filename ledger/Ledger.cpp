@@ -141,7 +141,7 @@ bool Ledger::open(const QString& place, Access access, const QString& station, F
         return false;
     }
     auto connection = std::make_unique<Connection>();
-    if (!connection->openLedger(read, access, station, fault)) {
+    if (!connection->openLedger(read, access == Access::station, station, fault)) {
         return false;
     }
     connection_ = std::move(connection);

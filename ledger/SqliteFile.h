@@ -40,7 +40,7 @@ class SqliteFile {
 };
 
 /// The name of a network file system, on which SQLite's WAL doesn't work; empty for others. `type` is f_type of statfs,
-/// `mountType` the type in /proc/self/mountinfo, which tells apart the file systems of FUSE.
+/// `mountType` the type in /proc/self/mountinfo, which distinguishes the file systems of FUSE.
 [[nodiscard]] QString networkFileSystem(std::uint64_t type, const QString& mountType);
 
 /// Refuses a path on a network file system.

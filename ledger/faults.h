@@ -1,6 +1,8 @@
 #pragma once
 
-#include "ledger/Ledger.h"
+#include "ledger/rows.h"
+
+#include <QString>
 
 namespace ledger {
 

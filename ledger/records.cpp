@@ -1,6 +1,7 @@
 #include "ledger/records.h"
 
 #include "Preparation/primitives/Sha256.h"
+#include "ledger/Connection.h"
 #include "ledger/faults.h"
 
 #include <QJsonDocument>

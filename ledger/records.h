@@ -1,10 +1,15 @@
 #pragma once
 
-#include "ledger/Connection.h"
+#include "ledger/rows.h"
+
+#include <QByteArray>
+#include <QString>
 
 #include <span>
 
 namespace ledger {
+
+class Connection;
 
 /// Inserts the lines of a station's record within a transaction. They must continue the record without a gap, and each
 /// hash must be that of its line.

@@ -1,5 +1,7 @@
 #include "tests/ledger/PostgresServer.h"
 
+#include "tests/support/TempFolder.h"
+
 #include <QDir>
 #include <QFile>
 #include <QThread>
@@ -71,7 +73,8 @@ PostgresServer::PostgresServer() {
         return;
     }
     if (initialize() && !start()) {
-        fault_ = QStringLiteral("the PostgreSQL server doesn't start: ") + QString::fromUtf8(server_.readAll());
+        fault_ = QStringLiteral("the PostgreSQL server doesn't start: ") +
+                 QString::fromUtf8(fileContent(folder_.filePath(QStringLiteral("log"))));
     }
 }
 
@@ -126,15 +129,18 @@ bool PostgresServer::start() {
     server_.setProcessChannelMode(QProcess::MergedChannels);
     server_.setStandardOutputFile(folder_.filePath(QStringLiteral("log")), QIODevice::Append);
     server_.setWorkingDirectory(folder_.path());
-    server_.start(
-        program("postgres"),
-        {QStringLiteral("-D"), folder_.filePath(QStringLiteral("data")), QStringLiteral("-k"), folder_.path(),
-         QStringLiteral("-c"), QStringLiteral("listen_addresses="), QStringLiteral("-c"), QStringLiteral("fsync=on")});
-    for (int i = 0; server_.waitForStarted() && i < 600; ++i) {
+    for (int i = 0; i < 600; ++i) {
+        // After a crash, the server doesn't start before the last of its old processes has ended.
+        if (server_.state() == QProcess::NotRunning) {
+            server_.start(program("postgres"),
+                          {QStringLiteral("-D"), folder_.filePath(QStringLiteral("data")), QStringLiteral("-k"),
+                           folder_.path(), QStringLiteral("-c"), QStringLiteral("listen_addresses="),
+                           QStringLiteral("-c"), QStringLiteral("fsync=on")});
+        }
+        server_.waitForFinished(50);
         if (psql(QStringLiteral("postgres"), QString::fromLatin1(superuser), "SELECT 1").startsWith("1\n")) {
             return true;
         }
-        QThread::msleep(50);
     }
     return false;
 }
@@ -142,13 +148,15 @@ bool PostgresServer::start() {
 void PostgresServer::signalAll(int number) const {
     const qint64 parent = server_.processId();
     if (parent > 0) {
-        // The parent first, so that it can't start others.
+        // The parent stops first, so that it can't start others.
         const auto pid = static_cast<pid_t>(parent);
-        std::vector<pid_t> children = childrenOf(parent);
-        ::kill(pid, number);
-        for (const pid_t child : children) {
+        if (number != SIGCONT) {
+            ::kill(pid, SIGSTOP);
+        }
+        for (const pid_t child : childrenOf(parent)) {
             ::kill(child, number);
         }
+        ::kill(pid, number);
     }
 }
 

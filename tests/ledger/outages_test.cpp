@@ -236,7 +236,7 @@ TEST_P(Outages, SetUpFaultsAreReportedWithoutThePassword) {
     };
     const Case cases[] = {
         {url("guarded:wrong-secret", database), Fault::Kind::failed, "password authentication failed"},
-        {url("guarded", database), Fault::Kind::unreachable, "no password supplied"},
+        {url("guarded", database), Fault::Kind::failed, "no password supplied"},
         {url("nobody-we-know", database), Fault::Kind::failed, "does not exist"},
         {url("owner", QStringLiteral("no_database")), Fault::Kind::failed, "does not exist"},
         {url("owner", none), Fault::Kind::refused, "has no ledger"},

@@ -6,6 +6,7 @@
 #include "produce/siteKeys.h"
 #include "record/canonicalJson.h"
 
+#include <QFile>
 #include <QThread>
 
 #include <algorithm>
@@ -125,7 +126,7 @@ bool LineLedger::open(qint64& recovered, QString& fault) {
     std::vector<char> isFinal;
     batch.bodies.append(startLine(line_.context));
     devices_ = {};
-    return commit(batch, isFinal, fault);
+    return commit(batch, isFinal, fault);  // writes the head, before the first claim
 }
 
 /// Reads the lines since the last checkpoint again, which the next checkpoint covers.
@@ -158,6 +159,12 @@ bool LineLedger::recover(qint64& recovered, QString& fault) {
     QList<ledger::Attempt> attempts;
     if (!ledger_.openClaims(attempts, reason)) {
         fault = reason.text;
+        return false;
+    }
+    if (!attempts.isEmpty() && !QFile::exists(line_.folders.headPath())) {
+        fault = QStringLiteral("an interrupted run of this station has %1 devices in another output folder: run once with "
+                               "that folder, or end each claim with qvora-produce void")
+                    .arg(attempts.size());
         return false;
     }
     recovered = attempts.size();
@@ -282,6 +289,7 @@ void LineLedger::reportClaim(DevicePlan& plan, const ledger::ClaimResult& result
         case Kind::heldByOther:
             event.kind = LineEvent::Kind::held;
             event.text = QStringLiteral("the station %1 has claimed it").arg(result.station);
+            event.plan = std::move(plan);
             break;
         case Kind::heldHere:
             event.text = QStringLiteral("this run has claimed it before");

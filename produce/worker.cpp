@@ -212,6 +212,12 @@ class Maker {
         }
         const PrivateKeyLink link(step, device.outFolder, filled);
         const QStringList outputs = outputPaths(step, filled);  // templates name theirs, and a step may change them
+        for (const QString& output : outputs) {
+            if (!isInFolder(device.outFolder, output)) {
+                result.reason = QStringLiteral("the output %1 isn't in the device's folder").arg(output);
+                return;
+            }
+        }
         const ChildEnd end =
             runInChild([&] { return runTool(jobs::argumentsOf(*step.row, filled.values)); }, step.timeoutSeconds);
         if (end.kind != ChildEnd::Kind::exited || end.code != 0) {

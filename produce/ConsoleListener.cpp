@@ -80,6 +80,9 @@ void ConsoleListener::deviceEnded(const QString& serial, Verdict verdict, const 
     }
     if (!reason.isEmpty()) {
         event.insert(QStringLiteral("reason"), reason);
+    }
+    // A stopped run interrupts many devices for one reason; the summary counts them.
+    if (verdict == Verdict::failed || verdict == Verdict::held) {
         clearBar();
         printFault(QStringLiteral("%1: %2").arg(serial, reason));
     }

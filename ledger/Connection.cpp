@@ -22,6 +22,7 @@ namespace {
 constexpr int busyMilliseconds = 10000;
 constexpr int readPatience = 600;  // seconds for a statement of a check or summary
 constexpr int watchdogMargin = 3;  // seconds after the server's own limit
+constexpr int lockGrace = 2;       // seconds until the server has noticed that a process was killed
 constexpr int mostRepeats = 100;   // each repeat means that another station has committed
 constexpr qsizetype mostUnknown = 64;
 constexpr qsizetype callSize = 16;
@@ -177,7 +178,7 @@ bool Connection::openLedger(const Place& place, bool isStation, const QString& s
             !openSqlite(false, fault) || !checkSqlite(fault)) {
             return false;
         }
-    } else if (!openPostgres(fault) || !checkPostgres(fault) || (isStation && !lockPostgres(0, fault))) {
+    } else if (!openPostgres(fault) || !checkPostgres(fault) || (isStation && !lockPostgres(lockGrace, fault))) {
         return false;
     }
     return !isStation || enterStation(fault);
@@ -329,7 +330,7 @@ bool Connection::checkPostgres(Fault& fault) {
 }
 
 bool Connection::lockPostgres(int seconds, Fault& fault) {
-    QDeadlineTimer deadline(seconds * 1000);
+    QDeadlineTimer deadline(qint64{seconds} * 1000);
     constexpr unsigned long pause = 200;
     for (;;) {
         QList<Row> rows;
@@ -395,13 +396,9 @@ QSqlQuery* Connection::prepared(const QString& text, Fault& fault) {
     if (query == nullptr) {
         query = std::make_shared<QSqlQuery>(database_);
         query->setForwardOnly(place_.dialect == Dialect::sqlite);
-        if (socket_ >= 0) {
-            watchdog_.arm(socket_, patience_ + watchdogMargin);
-        }
-        const bool isPrepared = query->prepare(text);
-        watchdog_.disarm();
-        if (!isPrepared) {
-            (void)explain(query->lastError(), fault);
+        QSqlQuery& made = *query;
+        if (!watched(
+                made, [&made, &text] { return made.prepare(text); }, fault)) {
             statements_.remove(text);
             return nullptr;
         }
@@ -409,44 +406,39 @@ QSqlQuery* Connection::prepared(const QString& text, Fault& fault) {
     return query.get();
 }
 
-bool Connection::execute(QSqlQuery& query, Fault& fault) {
+bool Connection::watched(QSqlQuery& query, const std::function<bool()>& work, Fault& fault) {
     isConflict_ = false;
     if (socket_ >= 0) {
         watchdog_.arm(socket_, patience_ + watchdogMargin);
     }
-    const bool isExecuted = query.exec();
+    const bool isDone = work();
     if (watchdog_.disarm()) {
         isLost_ = true;
         return unreachable(QStringLiteral("the server of %1 doesn't answer").arg(place_.shown), fault);
     }
-    return isExecuted || explain(query.lastError(), fault);
+    return isDone || explain(query.lastError(), fault);
+}
+
+bool Connection::execute(QSqlQuery& query, Fault& fault) {
+    return watched(
+        query, [&query] { return query.exec(); }, fault);
 }
 
 bool Connection::run(const QString& statement, Fault& fault) {
-    // Statements that begin or end a transaction are frequent, all others are rare.
     QSqlQuery query(database_);
-    isConflict_ = false;
-    if (socket_ >= 0) {
-        watchdog_.arm(socket_, patience_ + watchdogMargin);
-    }
-    const bool isExecuted = query.exec(statement);
-    if (watchdog_.disarm()) {
-        isLost_ = true;
-        return unreachable(QStringLiteral("the server of %1 doesn't answer").arg(place_.shown), fault);
-    }
-    return isExecuted || explain(query.lastError(), fault);
+    return watched(
+        query, [&query, &statement] { return query.exec(statement); }, fault);
 }
 
 bool Connection::select(const Query& query, const QList<Row>& inputs, QList<Row>& rows, Fault& fault) {
     QList<Row> found;
     const bool hasInputs = *query.types != '\0';
-    QSqlQuery* const statement =
-        hasInputs && inputs.isEmpty() ? nullptr : prepared(textOf(place_.dialect, query), fault);
+    if (hasInputs && inputs.isEmpty()) {
+        rows.clear();
+        return true;
+    }
+    QSqlQuery* const statement = prepared(textOf(place_.dialect, query), fault);
     if (statement == nullptr) {
-        if (hasInputs && inputs.isEmpty()) {
-            rows.clear();
-            return true;
-        }
         return false;
     }
     const bool isArray = place_.dialect == Dialect::postgres;
@@ -660,7 +652,7 @@ bool Connection::explainPostgres(const QSqlError& error, Fault& fault) {
     if (isConflict_ || isOneOf({"57014", "55P03", "53300"})) {
         return unreachable(QStringLiteral("%1 is busy: %2").arg(place_.shown, reason), fault);
     }
-    // Lacking room, XX001 and XX002 for damaged data.
+    // XX001 and XX002 report damaged data.
     return code.startsWith(QLatin1String("XX00")) && code != QLatin1String("XX000")
                ? refused(QStringLiteral("%1 is damaged (%2); restore it from a backup").arg(place_.shown, reason),
                          fault)

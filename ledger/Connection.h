@@ -97,6 +97,8 @@ class Connection {
     [[nodiscard]] bool begin(Fault& fault);
     Step tryWrite(const QByteArray& arguments, const Body& body, Fault& fault);
     [[nodiscard]] QSqlQuery* prepared(const QString& text, Fault& fault);
+    /// Does a query's work under the watchdog, and explains its failure.
+    [[nodiscard]] bool watched(QSqlQuery& query, const std::function<bool()>& work, Fault& fault);
     [[nodiscard]] bool execute(QSqlQuery& query, Fault& fault);
     [[nodiscard]] bool explain(const QSqlError& error, Fault& fault);
     [[nodiscard]] bool explainSqlite(const QSqlError& error, Fault& fault);

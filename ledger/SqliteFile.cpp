@@ -6,6 +6,7 @@
 
 #include <QByteArray>
 #include <QFile>
+#include <QFileInfo>
 #include <QHash>
 #include <QList>
 #include <QMutex>
@@ -209,7 +210,8 @@ bool SqliteFile::look(const QString& path, Fault& fault) {
 }
 
 bool SqliteFile::lockStation(const QString& station, Fault& fault) {
-    const QString path = path_ + QStringLiteral("-lock");
+    // One lock file for all names that lead to the ledger.
+    const QString path = QFileInfo(path_).canonicalFilePath() + QStringLiteral("-lock");
     lock_ = open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0660);
     if (lock_ < 0) {
         return failed(QStringLiteral("cannot open %1: %2").arg(path, systemError()), fault);

@@ -23,7 +23,7 @@ void Watchdog::arm(int socket, int seconds) {
     }
     const QMutexLocker<QMutex> locker(&mutex_);
     socket_ = socket;
-    deadline_.setRemainingTime(seconds * 1000);
+    deadline_.setRemainingTime(qint64{seconds} * 1000);
     hasFired_ = false;
 }
 

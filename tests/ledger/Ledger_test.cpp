@@ -2,8 +2,9 @@
 
 #include <QThread>
 
+#include <algorithm>
 #include <array>
-#include <map>
+#include <atomic>
 #include <set>
 
 using ledger::Attempt;
@@ -220,45 +221,98 @@ TEST_P(LedgerTest, RecallsProvenAndOpenAttempts) {
     EXPECT_EQ(findings(*station), "");
 }
 
+// Lets two threads begin each round at the same time.
+class Rounds {
+  public:
+    void begin(int round) {
+        ++arrived_;
+        while (arrived_ < 2 * (round + 1)) {
+            QThread::yieldCurrentThread();
+        }
+    }
+
+  private:
+    std::atomic<int> arrived_ = 0;
+};
+
 TEST_P(LedgerTest, OneOfTwoStationsGetsEachDeviceAndIv) {
-    constexpr int devices = 300;
+    constexpr int rounds = 40;
     constexpr int batch = 10;
-    std::array<std::map<int, ClaimResult>, 2> results;
+    std::array<std::array<std::vector<ClaimResult>, rounds>, 2> results;
+    Rounds both;
     const auto race = [&](std::size_t me) {
         const auto station = open(me == 0 ? "left" : "right");
-        for (int first = 0; first < devices; first += batch) {
+        for (int round = 0; round < rounds; ++round) {
             std::vector<ClaimRequest> requests;
             for (int i = 0; i < batch; ++i) {
-                // One station goes up within a batch, the other down. Odd devices share an IV under different serials.
-                const int device = first + (me == 0 ? i : batch - 1 - i);
-                const QByteArray serial =
-                    QByteArray::number(device) + (device % 2 == 1 ? (me == 0 ? "-left" : "-right") : "");
-                requests.push_back(request(serial.constData(),
-                                           {device % 2 == 1 ? device : 10000 + device + 5000 * static_cast<int>(me)}));
+                // One round is for devices with different IVs, the next for IVs with different devices. One station
+                // goes up within a batch, the other down.
+                const int device = round * batch + (me == 0 ? i : batch - 1 - i);
+                const bool sharesIv = round % 2 == 1;
+                const QByteArray serial = QByteArray::number(device) + (sharesIv ? (me == 0 ? "-left" : "-right") : "");
+                requests.push_back(
+                    request(serial.constData(), {sharesIv ? device : 10000 + device + 5000 * static_cast<int>(me)}));
             }
-            const std::vector<ClaimResult> claimed = claimAll(*station, requests);
-            for (int i = 0; i < batch; ++i) {
-                results[me][first + (me == 0 ? i : batch - 1 - i)] = claimed[static_cast<std::size_t>(i)];
+            both.begin(round);
+            std::vector<ClaimResult> claimed = claimAll(*station, requests);
+            if (me == 1) {
+                std::reverse(claimed.begin(), claimed.end());
             }
+            results[me][static_cast<std::size_t>(round)] = claimed;
         }
     };
     const std::unique_ptr<QThread> thread(QThread::create(race, std::size_t{1}));
     thread->start();
     race(0);
     thread->wait();
-    std::array<int, 2> won = {0, 0};
-    for (int device = 0; device < devices; ++device) {
-        const bool leftWon = results[0][device].kind == ClaimResult::Kind::claimed;
-        const ClaimResult& loser = results[leftWon ? 1 : 0][device];
-        const ClaimResult& winner = results[leftWon ? 0 : 1][device];
-        EXPECT_STREQ(name(winner.kind), "claimed") << device;
-        EXPECT_STREQ(name(loser.kind), device % 2 == 1 ? "ivUsed" : "heldByOther") << device;
-        if (device % 2 == 0) {
-            EXPECT_EQ(loser.station, leftWon ? QStringLiteral("left") : QStringLiteral("right")) << device;
+    for (std::size_t device = 0; device < rounds * batch; ++device) {
+        const std::size_t round = device / batch;
+        const std::array pair = {results[0][round][device % batch], results[1][round][device % batch]};
+        const std::size_t winner = pair[0].kind == ClaimResult::Kind::claimed ? 0 : 1;
+        const ClaimResult& loser = pair[1 - winner];
+        EXPECT_STREQ(name(pair[winner].kind), "claimed") << device;
+        EXPECT_STREQ(name(loser.kind), round % 2 == 1 ? "ivUsed" : "heldByOther") << device;
+        if (round % 2 == 0) {
+            EXPECT_EQ(loser.station, winner == 0 ? QStringLiteral("left") : QStringLiteral("right")) << device;
         }
-        ++won[leftWon ? 0 : 1];
     }
-    EXPECT_EQ(won[0] + won[1], devices);
+    EXPECT_EQ(sql("SELECT count(*) FROM iv"), "400\n");
+    EXPECT_EQ(findings(*open("third")), "");
+}
+
+TEST_P(LedgerTest, OneOfTwoStationsEndsEachAttempt) {
+    constexpr int rounds = 40;
+    constexpr std::size_t batch = 4;
+    std::vector<ClaimRequest> requests;
+    for (std::size_t i = 0; i < rounds * batch; ++i) {
+        requests.push_back(request(QByteArray::number(static_cast<qulonglong>(i)).constData()));
+    }
+    const std::vector<ClaimResult> claimed = claimAll(*open("maker"), requests);
+    Rounds both;
+    std::array<std::array<int, rounds>, 2> finals{};
+    const auto race = [&](std::size_t me) {
+        const auto station = open(me == 0 ? "left" : "right");
+        for (std::size_t round = 0; round < rounds; ++round) {
+            std::vector<Outcome> outcomes;
+            for (std::size_t i = 0; i < batch; ++i) {
+                const std::size_t at = round * batch + (me == 0 ? i : batch - 1 - i);
+                outcomes.push_back({claimed[at].attempt, Outcome::Kind::failed, QStringLiteral("x"), {}});
+            }
+            std::array<bool, batch> isFinal{};
+            Fault fault;
+            both.begin(static_cast<int>(round));
+            EXPECT_TRUE(station->finish(outcomes, {}, isFinal, fault)) << text(fault);
+            finals[me][round] = static_cast<int>(std::count(isFinal.begin(), isFinal.end(), true));
+        }
+    };
+    const std::unique_ptr<QThread> thread(QThread::create(race, std::size_t{1}));
+    thread->start();
+    race(0);
+    thread->wait();
+    for (std::size_t round = 0; round < rounds; ++round) {
+        EXPECT_EQ(finals[0][round] + finals[1][round], static_cast<int>(batch)) << round;
+        EXPECT_EQ(finals[0][round] * finals[1][round], 0) << round;
+    }
     EXPECT_EQ(findings(*open("third")), "");
 }
 

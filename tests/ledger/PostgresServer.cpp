@@ -12,6 +12,7 @@
 
 #include <grp.h>
 #include <pwd.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 namespace {
@@ -26,17 +27,17 @@ const passwd* ordinaryUser() {
     return user != nullptr ? user : getpwnam("nobody");
 }
 
+// The process runs as an ordinary user, and ends if the test program does, also by a crash.
 void dropRights(QProcess& process) {
     const passwd* const user = ordinaryUser();
-    if (user == nullptr) {
-        return;
-    }
-    const uid_t uid = user->pw_uid;
-    const gid_t gid = user->pw_gid;
-    process.setChildProcessModifier([uid, gid] {
-        if (setgroups(0, nullptr) != 0 || setresgid(gid, gid, gid) != 0 || setresuid(uid, uid, uid) != 0) {
+    const bool isRoot = user != nullptr;
+    const uid_t uid = isRoot ? user->pw_uid : 0;
+    const gid_t gid = isRoot ? user->pw_gid : 0;
+    process.setChildProcessModifier([isRoot, uid, gid] {
+        if (isRoot && (setgroups(0, nullptr) != 0 || setresgid(gid, gid, gid) != 0 || setresuid(uid, uid, uid) != 0)) {
             _exit(126);
         }
+        prctl(PR_SET_PDEATHSIG, SIGQUIT);
     });
 }
 
@@ -99,12 +100,15 @@ QByteArray PostgresServer::run(const char* name, const QStringList& arguments, c
     return process.readAll();
 }
 
-bool PostgresServer::initialize() {
+void PostgresServer::own(const QString& path) const {
     const passwd* const user = ordinaryUser();
-    if (user != nullptr && chown(QFile::encodeName(folder_.path()).constData(), user->pw_uid, user->pw_gid) != 0) {
-        fault_ = QStringLiteral("cannot give away the folder of the server");
-        return false;
+    if (user != nullptr && chown(QFile::encodeName(path).constData(), user->pw_uid, user->pw_gid) != 0) {
+        qFatal("cannot give %s to the user of the server", qUtf8Printable(path));
     }
+}
+
+bool PostgresServer::initialize() {
+    own(folder_.path());
     bool isGood = false;
     const QByteArray output = run("initdb",
                                   {QStringLiteral("-D"), folder_.filePath(QStringLiteral("data")), QStringLiteral("-U"),

@@ -23,11 +23,13 @@ class PostgresServer {
     /// Runs SQL by psql. Returns its output, and its errors if it fails.
     QByteArray psql(const QString& database, const QString& role, const QByteArray& sql) const;
 
+    /// Gives a folder to the user of the server.
+    void own(const QString& path) const;
+
     /// Sends a signal to the server and all its processes.
     void signalAll(int number) const;
     /// Ends all processes by SIGKILL and starts the server again.
     void crash();
-    /// The same, without the start.
     void kill();
     [[nodiscard]] bool start();
 

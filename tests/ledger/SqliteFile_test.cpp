@@ -353,6 +353,19 @@ TEST(SqliteFile, AnObjectIsOpenedOnceAndUsedOnlyThen) {
     EXPECT_EQ(text(fault), "failed: the ledger is open already");
 }
 
+TEST(SqliteFile, ASymbolicLinkLocksTheSameStation) {
+    const TempFolder folder;
+    (void)filledLedger(folder);
+    ASSERT_TRUE(QDir().mkdir(folder.path("other")));
+    ASSERT_TRUE(QFile::link(folder.path("good"), folder.path("other/link")));
+    Ledger first;
+    Ledger second;
+    Fault fault;
+    ASSERT_TRUE(first.open(folder.path("good"), Ledger::Access::station, QStringLiteral("one"), fault)) << text(fault);
+    EXPECT_FALSE(second.open(folder.path("other/link"), Ledger::Access::station, QStringLiteral("one"), fault));
+    EXPECT_EQ(text(fault), "refused: the station one is in use by another process");
+}
+
 TEST(SqliteFile, NoticesThatItWasReplaced) {
     const TempFolder folder;
     (void)filledLedger(folder);

@@ -3,14 +3,17 @@
 #include "tests/ledger/CuttingProxy.h"
 #include "tests/ledger/LedgerTest.h"
 
-#include <QCryptographicHash>
+#include <QDir>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QThread>
 
 #include <array>
 #include <atomic>
 #include <csignal>
 #include <set>
+
+#include <sys/mount.h>
 
 using ledger::ClaimRequest;
 using ledger::ClaimResult;
@@ -265,6 +268,79 @@ TEST_P(Outages, SetUpFaultsAreReportedWithoutThePassword) {
     EXPECT_TRUE(second.open(url("guarded", database), Ledger::Access::station, QStringLiteral("two"), fault))
         << text(fault);
     qunsetenv("PGPASSFILE");
+}
+
+// A file system of a given size for a tablespace of the server.
+class SmallDisk {
+  public:
+    explicit SmallDisk(const QString& folder) : path_(QFile::encodeName(folder)) {}
+    ~SmallDisk() {
+        if (isMounted_) {
+            umount2(path_.constData(), MNT_DETACH);
+        }
+    }
+    SmallDisk(const SmallDisk&) = delete;
+    SmallDisk& operator=(const SmallDisk&) = delete;
+
+    [[nodiscard]] bool setSize(const char* size) {
+        const QByteArray options = QByteArray("mode=0777,size=") + size;
+        isMounted_ = mount("none", path_.constData(), "tmpfs", isMounted_ ? MS_REMOUNT : 0, options.constData()) == 0 ||
+                     isMounted_;
+        return isMounted_;
+    }
+
+  private:
+    QByteArray path_;
+    bool isMounted_ = false;
+};
+
+TEST_P(Outages, AFullDiskOfTheServerCommitsNothingByHalf) {
+    const QString folderName = server().socketFolder() + QStringLiteral("/disk");
+    ASSERT_TRUE(QDir().mkpath(folderName));
+    SmallDisk disk(folderName);
+    if (!disk.setSize("9m")) {
+        GTEST_SKIP() << "only root can mount a small file system";
+    }
+    ASSERT_TRUE(QDir().mkdir(folderName + QStringLiteral("/space")));
+    server().own(folderName + QStringLiteral("/space"));
+    const auto owner = QStringLiteral("owner");
+    EXPECT_EQ(server().psql(QStringLiteral("postgres"), owner,
+                            "CREATE TABLESPACE small LOCATION '" + folderName.toUtf8() + "/space'"),
+              "");
+    EXPECT_EQ(server().psql(QStringLiteral("postgres"), owner, "CREATE DATABASE small TABLESPACE small"), "");
+    database = QStringLiteral("small");
+    Fault fault;
+    ASSERT_TRUE(Ledger::create(server().url(database, owner), fault)) << text(fault);
+    EXPECT_FALSE(server().psql(database, owner, roleStatements()).contains("ERROR"));
+    place = server().url(database, QStringLiteral("ledger_station"));
+    {
+        const auto station = open("one");
+        std::vector<ClaimRequest> requests(64);
+        std::vector<ClaimResult> results(64);
+        int claimed = 0;
+        bool isFull = false;
+        for (int round = 0; round < 500 && !isFull; ++round) {
+            for (int i = 0; i < 64; ++i) {
+                const int device = round * 64 + i;
+                requests[static_cast<std::size_t>(i)] =
+                    request(QByteArray::number(device).constData(), {device, 1000000 + device});
+            }
+            isFull = !station->claim(requests, results, fault);
+            claimed += isFull ? 0 : 64;
+        }
+        ASSERT_TRUE(isFull);
+        EXPECT_EQ(fault.kind, Fault::Kind::failed) << text(fault);
+        EXPECT_TRUE(fault.text.contains(QStringLiteral("No space left on device"))) << text(fault);
+        EXPECT_EQ(sql("SELECT count(*) FROM claim"), QByteArray::number(claimed) + '\n');
+        EXPECT_EQ(sql("SELECT count(*) FROM iv"), QByteArray::number(2 * claimed) + '\n');
+        // With more room, the same call succeeds.
+        ASSERT_TRUE(disk.setSize("64m"));
+        ASSERT_TRUE(station->claim(requests, results, fault)) << text(fault);
+        EXPECT_STREQ(name(results[63].kind), "claimed");
+        EXPECT_EQ(findings(*station), "");
+    }
+    EXPECT_EQ(server().psql(QStringLiteral("postgres"), owner, "DROP DATABASE small (FORCE)"), "");
+    EXPECT_EQ(server().psql(QStringLiteral("postgres"), owner, "DROP TABLESPACE small"), "");
 }
 
 TEST_P(Outages, AStationRoleCannotDoMore) {

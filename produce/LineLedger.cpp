@@ -289,7 +289,7 @@ void LineLedger::reportClaim(DevicePlan& plan, const ledger::ClaimResult& result
         case Kind::heldByOther:
             event.kind = LineEvent::Kind::held;
             event.text = QStringLiteral("the station %1 has claimed it").arg(result.station);
-            event.plan = std::move(plan);
+            event.plan = std::move(plan);  // the row, with which the run asks again
             break;
         case Kind::heldHere:
             event.text = QStringLiteral("this run has claimed it before");

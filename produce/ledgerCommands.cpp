@@ -221,7 +221,7 @@ int runLedgerNewEpoch(const ProduceCall& call) {
     if (!change.open(call, fault) || !folders.open(call.value("output"), change.station(), fault)) {
         return refuse(fault);
     }
-    // A damaged head is replaced as well, so its content doesn't stop this command.
+    // A damaged head doesn't stop this command, which writes another one.
     ledger::Head known;
     QString ignored;
     const QByteArray replaced =
@@ -231,9 +231,14 @@ int runLedgerNewEpoch(const ProduceCall& call) {
     if (!randomBytes(change.head().epoch.size(), epoch)) {
         return refuse(QStringLiteral("there are no random numbers"));
     }
-    const QList<ledger::RecordRow> rows = {change.rowOf(epochLine(change.station(), epoch, replaced))};
-    if (!change.ledger().newEpoch(epoch, replaced, rows, reason)) {
+    const QList<ledger::RecordRow> rows = {
+        change.rowOf(epochLine(change.station(), epoch, replaced, call.value("reason")))};
+    ledger::Head head;
+    if (!change.ledger().newEpoch(epoch, replaced, rows, reason) || !change.ledger().head(head, reason)) {
         return refuse(reason.text);
+    }
+    if (!writeHead(folders.headPath(), head, fault)) {
+        return refuse(fault);
     }
     std::printf("New nonces begin with %s\n", epoch.toHex().constData());
     return statusDone;

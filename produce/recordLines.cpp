@@ -141,10 +141,14 @@ QJsonObject retireLine(const QString& station, const QByteArray& fingerprint) {
     return line;
 }
 
-QJsonObject epochLine(const QString& station, const QByteArray& epoch, const QByteArray& replaced) {
+QJsonObject epochLine(const QString& station, const QByteArray& epoch, const QByteArray& replaced,
+                      const QString& reason) {
     QJsonObject line = lineOf("epoch", station);
     line.insert(QStringLiteral("epoch"), hex(epoch));
     line.insert(QStringLiteral("replaced"), hex(replaced));
+    if (!reason.isEmpty()) {
+        line.insert(QStringLiteral("reason"), reason);
+    }
     return line;
 }
 

@@ -32,7 +32,8 @@ struct LineContext {
 
 [[nodiscard]] QJsonObject recallLine(const QString& station, const ledger::Attempt& attempt, const QString& reason);
 [[nodiscard]] QJsonObject retireLine(const QString& station, const QByteArray& fingerprint);
-[[nodiscard]] QJsonObject epochLine(const QString& station, const QByteArray& epoch, const QByteArray& replaced);
+[[nodiscard]] QJsonObject epochLine(const QString& station, const QByteArray& epoch, const QByteArray& replaced,
+                                    const QString& reason);
 [[nodiscard]] QJsonObject importLine(const QString& station, const QList<ledger::IvUse>& ivs, const QString& origin);
 
 /// The time of now as in a line.

@@ -1,7 +1,6 @@
 #include "produce/Publisher.h"
 
 #include <QMutexLocker>
-#include <QThread>
 
 #include <sys/eventfd.h>
 
@@ -12,18 +11,27 @@ Publisher::Publisher(const Line& line) : line_(line), signal_(eventfd(0, EFD_CLO
 
 Publisher::~Publisher() {
     giveUp();
-    if (thread_ != nullptr) {
+    if (isStarted_) {
         add({});
-        thread_->wait();
+        pthread_join(thread_, nullptr);
     }
 }
 
 bool Publisher::start(qint64& recovered, QString& fault) {
-    thread_.reset(QThread::create([this] { loop(); }));
+    // QThread::wait returns before the thread has freed what libraries keep for it, such as OpenSSL's random
+    // generators, and QThread::start doesn't report that there is no thread.
+    const auto run = [](void* publisher) -> void* {
+        static_cast<Publisher*>(publisher)->loop();
+        return nullptr;
+    };
+    isStarted_ = pthread_create(&thread_, nullptr, run, this) == 0;
+    if (!isStarted_) {
+        fault = QStringLiteral("the thread of the ledger can't be started");
+        return false;
+    }
     Work open;
     open.kind = Work::Kind::open;
     add(std::move(open));
-    thread_->start();
     QMutexLocker lock(&mutex_);
     while (!hasAnswered_) {
         isOpened_.wait(&mutex_);

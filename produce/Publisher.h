@@ -5,11 +5,10 @@
 #include <QMutex>
 #include <QWaitCondition>
 
+#include <pthread.h>
+
 #include <atomic>
 #include <deque>
-#include <memory>
-
-class QThread;
 
 namespace produce {
 
@@ -54,7 +53,8 @@ class Publisher {
 
     const Line& line_;
     FileHandle signal_;
-    std::unique_ptr<QThread> thread_;
+    pthread_t thread_{};
+    bool isStarted_ = false;
     QMutex mutex_;
     QWaitCondition hasWork_;
     QWaitCondition isOpened_;

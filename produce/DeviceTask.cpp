@@ -27,11 +27,11 @@ static QDataStream& operator>>(QDataStream& stream, DeviceTask& task) {
 }
 
 static QDataStream& operator<<(QDataStream& stream, const ProofTask& task) {
-    return stream << task.arguments << task.outputs << task.memory;
+    return stream << task.arguments << task.outputs << task.memory << task.needsRulesOnly;
 }
 
 static QDataStream& operator>>(QDataStream& stream, ProofTask& task) {
-    return stream >> task.arguments >> task.outputs >> task.memory;
+    return stream >> task.arguments >> task.outputs >> task.memory >> task.needsRulesOnly;
 }
 
 static QDataStream& operator<<(QDataStream& stream, const FileDigest& file) {

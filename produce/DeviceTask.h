@@ -39,6 +39,7 @@ struct ProofTask {
     QStringList arguments;
     QStringList outputs;
     QList<QByteArray> memory;
+    bool needsRulesOnly = false;  ///< nothing in the format protects its content, so good rules are enough
 };
 
 /// A file that a step read or made.

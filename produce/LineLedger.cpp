@@ -162,8 +162,9 @@ bool LineLedger::recover(qint64& recovered, QString& fault) {
         return false;
     }
     if (!attempts.isEmpty() && !QFile::exists(line_.folders.headPath())) {
-        fault = QStringLiteral("an interrupted run of this station has %1 devices in another output folder: run once with "
-                               "that folder, or end each claim with qvora-produce void")
+        fault = QStringLiteral(
+                    "an interrupted run of this station has %1 devices in another output folder: run once with "
+                    "that folder, or end each claim with qvora-produce void")
                     .arg(attempts.size());
         return false;
     }

@@ -11,7 +11,6 @@
 #include "files/unfinishedFiles.h"
 #include "files/wipe.h"
 #include "jobs/commandLine.h"
-#include "preparation-interface/publicKeyPath.h"
 #include "produce/MemoryFiles.h"
 #include "produce/Prover.h"
 #include "produce/childProcess.h"
@@ -21,11 +20,15 @@
 #include "produce/proof.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -61,6 +64,27 @@ bool writeCopy(const QString& path, QByteArrayView bytes, QString& reason) {
     if (!file.isOpen() || !file.write(bytes)) {
         reason = QStringLiteral("%1 can't be written: %2").arg(path, systemReason());
         return false;
+    }
+    return true;
+}
+
+/// Makes the folders of the files that a step writes.
+bool makeFolders(const Step& step, const FilledStep& filled, QString& reason) {
+    QStringList folders;
+    for (const jobs::FieldRow* const row : jobs::fieldsOf(*step.row)) {
+        const QString path = jobs::pathOf(filled.values.value(QLatin1String(row->id)));
+        if (isOutput(*row) && !path.isEmpty()) {
+            folders.append(row->kind == jobs::FieldKind::folder ? path : QFileInfo(path).path());
+        }
+    }
+    for (const Copy& copy : filled.copies) {
+        folders.append(QFileInfo(copy.to).path());
+    }
+    for (const QString& folder : std::as_const(folders)) {
+        if (!QDir().mkpath(folder)) {
+            reason = QStringLiteral("the folder %1 can't be made").arg(folder);
+            return false;
+        }
     }
     return true;
 }
@@ -129,31 +153,70 @@ QString reasonOf(const ChildEnd& end, int timeoutSeconds) {
     return QStringLiteral("not started: %1").arg(QString::fromLocal8Bit(std::strerror(end.code)));
 }
 
-/// Signing writes the public key beside the private one, which isn't possible for a key in memory. While this object
-/// exists, such a key has a name in the device's folder.
-class PrivateKeyLink {
+/// A field for a secret whose file needs a name.
+struct NamedField {
+    const char* job;
+    const char* field;
+    const char* suffix;  ///< if the key has none of its own
+};
+
+constexpr std::array namedFields = {
+    NamedField{"sign", "key", ".pem"},  // the tool writes the public key beside it
+    NamedField{"external-memory", "key", ".bin"},
+    NamedField{"wireless-sign", "key", ".pem"},
+    NamedField{"payload", "secrets", ".bin"},
+    NamedField{"payload", "public-key", ""},  // a key or a hash
+    NamedField{"provisioning-image", "secrets", ".bin"},
+    NamedField{"provisioning-image", "backup", ".bin"},
+    NamedField{"personalization", "data", ".bin"},
+};
+
+/// Some commands read the format of a file from the end of its name, and a key in memory has no name. While this object
+/// exists, such keys have names in a folder in the device's folder.
+class KeyNames {
   public:
-    PrivateKeyLink(const Step& step, const QString& folder, FilledStep& filled) {
-        const QString field = QStringLiteral("key");
-        const QString key = filled.values.value(field).value(0);
-        if (QLatin1String(step.row->id) == QLatin1String("sign") && key.startsWith(QLatin1String(memoryFolder))) {
-            path_ = folder + QStringLiteral("/private-key");
-            if (QFile::link(key, path_)) {
-                filled.values.insert(field, {path_});
+    KeyNames(const Making& making, const Step& step, const QString& folder, FilledStep& filled)
+        : folder_(folder + QStringLiteral("/.qvora-keys")) {
+        for (const NamedField& named : namedFields) {
+            if (qstrcmp(named.job, step.row->id) == 0) {
+                giveNames(making, named, filled.values[QLatin1String(named.field)]);
             }
         }
     }
-    ~PrivateKeyLink() {
-        if (!path_.isEmpty()) {
-            QFile::remove(path_);
-            QFile::remove(publicKeyPath(path_));
+    ~KeyNames() {
+        if (count_ > 0) {
+            QDir(folder_).removeRecursively();
         }
     }
-    PrivateKeyLink(const PrivateKeyLink&) = delete;
-    PrivateKeyLink& operator=(const PrivateKeyLink&) = delete;
+    KeyNames(const KeyNames&) = delete;
+    KeyNames& operator=(const KeyNames&) = delete;
 
   private:
-    QString path_;
+    void giveNames(const Making& making, const NamedField& named, QStringList& value) {
+        for (QString& path : value) {
+            if (!path.startsWith(QLatin1String(memoryFolder))) {
+                continue;
+            }
+            const QString own = QFileInfo(sourceOf(making, path)).suffix();
+            const QString name = QStringLiteral("%1/%2").arg(folder_).arg(count_) +
+                                 (own.isEmpty() ? QString::fromLatin1(named.suffix) : u'.' + own);
+            if (QDir().mkpath(folder_) && QFile::link(path, name)) {
+                path = name;
+                ++count_;
+            }
+        }
+    }
+
+    /// The path in the job of a key in memory.
+    static QString sourceOf(const Making& making, const QString& path) {
+        const QString name = making.keyPaths.key(path);
+        const auto source = std::find_if(making.job.keys.begin(), making.job.keys.end(),
+                                         [&name](const KeySource& key) { return key.name == name; });
+        return source == making.job.keys.end() ? QString() : source->path;
+    }
+
+    QString folder_;
+    int count_ = 0;
 };
 
 /// Makes devices with the steps of a job.
@@ -207,12 +270,15 @@ class Maker {
 
     void makeFilled(const DeviceTask& task, const Step& step, FilledStep& filled, const Device& device,
                     StepResult& result) {
-        if (!makeCopies(making_.job, filled, device, result.reason) || !takeDigests(step, filled, result)) {
+        // A source of a copy that changes after this digest is reported, even if the copy has the new content.
+        if (!takeDigests(step, filled, true, result) || !makeFolders(step, filled, result.reason) ||
+            !makeCopies(making_.job, filled, device, result.reason) || !takeDigests(step, filled, false, result)) {
             return;
         }
-        const PrivateKeyLink link(step, device.outFolder, filled);
-        const QStringList outputs = outputPaths(step, filled);  // templates name theirs, and a step may change them
-        for (const QString& output : outputs) {
+        const KeyNames names(making_, step, device.outFolder, filled);
+        QStringList outputs = outputPaths(step, filled);  // templates name theirs, and a step may change them
+        for (QString& output : outputs) {
+            output = QDir::cleanPath(output);
             if (!isInFolder(device.outFolder, output)) {
                 result.reason = QStringLiteral("the output %1 isn't in the device's folder").arg(output);
                 return;
@@ -224,14 +290,20 @@ class Maker {
             result.reason = reasonOf(end, step.timeoutSeconds);
             return;
         }
-        prover_.prove({proofArguments(step, filled), outputs, task.memory}, step.timeoutSeconds, result);
+        const bool needsRulesOnly = proofLimit(*step.row) == ProofLimit::rulesOnly;
+        prover_.prove({proofArguments(step, filled), outputs, task.memory, needsRulesOnly}, step.timeoutSeconds,
+                      result);
         if (result.isProven) {
             checkInputs(device, result);
         }
     }
 
-    bool takeDigests(const Step& step, const FilledStep& filled, StepResult& result) {
+    /// Takes the digests of the sources of copies, or of the other inputs.
+    bool takeDigests(const Step& step, const FilledStep& filled, bool ofCopies, StepResult& result) {
         for (const InputPath& input : inputPaths(step, filled)) {
+            if ((input.field == QLatin1String("copies")) != ofCopies) {
+                continue;
+            }
             FileDigest digest{input.field, input.path, input.isSecret || input.isKey, 0, {}};
             if (input.path.startsWith(QLatin1String(memoryFolder))) {
                 continue;  // the runner has read it

@@ -18,6 +18,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <optional>
 #include <span>
 
 namespace cli {
@@ -68,7 +69,10 @@ CommandLineTool::~CommandLineTool() {
 int CommandLineTool::run(int argc, char** argv) {
     prepareHeap();
     wipeFreedOpensslMemory();
-    const QCoreApplication application(argc, argv);
+    std::optional<QCoreApplication> application;
+    if (QCoreApplication::instance() == nullptr) {
+        application.emplace(argc, argv);
+    }
     QCoreApplication::setApplicationName(QStringLiteral("QVORA Sealed Bundle Builder"));
     QCoreApplication::setApplicationVersion(QStringLiteral("2.19.0"));
     QCoreApplication::setOrganizationName(QStringLiteral("Veltrane"));

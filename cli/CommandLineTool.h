@@ -25,7 +25,7 @@ class CommandLineTool {
     CommandLineTool(const CommandLineTool&) = delete;
     CommandLineTool& operator=(const CommandLineTool&) = delete;
 
-    /// Runs the tool, from the banner to the status.
+    /// Runs the tool, from the banner to the status. Makes the application object, unless there is one.
     [[nodiscard]] int run(int argc, char** argv);
     /// Scans and runs these arguments, the program path first. Needs an application object, which knows the program's
     /// folder.

@@ -45,8 +45,7 @@ int socketOf(const QVariant& handle) {
     using SocketOf = int (*)(const void* connection);
     void* const library = dlopen("libpq.so.5", RTLD_LAZY | RTLD_NOLOAD);
     // Qt may name the type by its typedef or by its struct.
-    const bool isConnection =
-        qstrcmp(handle.typeName(), "PGconn*") == 0 || qstrcmp(handle.typeName(), "pg_conn*") == 0;
+    const bool isConnection = qstrcmp(handle.typeName(), "PGconn*") == 0 || qstrcmp(handle.typeName(), "pg_conn*") == 0;
     if (library == nullptr || !isConnection) {
         return -1;
     }

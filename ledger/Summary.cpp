@@ -122,7 +122,10 @@ class Summing {
         }
         while (summary_.outcomes.size() <= index) {
             Summary::Bucket bucket;
-            bucket.start = first + summary_.outcomes.size() * summary_.bucketLength;
+            // Without a sign, since the product may be beyond an integer if the times are damaged.
+            bucket.start = static_cast<qint64>(static_cast<std::uint64_t>(first) +
+                                               static_cast<std::uint64_t>(summary_.outcomes.size()) *
+                                                   static_cast<std::uint64_t>(summary_.bucketLength));
             summary_.outcomes += bucket;
         }
         const QString kind = row.value(2).toString();

@@ -6,13 +6,16 @@
 
 #include <QFile>
 
+#include <algorithm>
+
 #include <fcntl.h>
 
 namespace produce {
 
 namespace {
 
-constexpr qsizetype pieceSize = 128 << 10;
+constexpr qint64 leastPiece = 512;
+constexpr qint64 pieceSize = 128 << 10;
 // More entries than a run has common inputs. Inputs that differ from device to device would fill the memory.
 constexpr qsizetype mostEntries = 1024;
 
@@ -26,11 +29,13 @@ bool isSame(const struct stat& a, const struct stat& b) {
 
 bool digestFile(const QString& path, FileDigest& digest) {
     const FileHandle file(open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC));
+    struct stat status {};
     Sha256 hash;
-    if (!file.isOpen() || !hash.start()) {
+    if (!file.isOpen() || fstat(file.get(), &status) != 0 || !hash.start()) {
         return false;
     }
-    QByteArray piece(pieceSize, Qt::Uninitialized);
+    // Most files are small, and the piece is wiped. One byte more finds the end of the file.
+    QByteArray piece(std::clamp<qint64>(status.st_size + 1, leastPiece, pieceSize), Qt::Uninitialized);
     const WipeOnExit wipe(piece);
     qint64 size = 0;
     ssize_t count = 0;

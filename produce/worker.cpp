@@ -284,8 +284,8 @@ class Maker {
                 return;
             }
         }
-        const ChildEnd end =
-            runInChild([&] { return runTool(jobs::argumentsOf(*step.row, filled.values)); }, step.timeoutSeconds);
+        const QStringList arguments = jobs::argumentsOf(*step.row, filled.values);
+        const ChildEnd end = runInChild([&arguments] { return runTool(arguments); }, step.timeoutSeconds);
         if (end.kind != ChildEnd::Kind::exited || end.code != 0) {
             result.reason = reasonOf(end, step.timeoutSeconds);
             return;
@@ -352,15 +352,6 @@ void warmOpenssl() {
                       verifyEcdsa(publicKey.get(), hash, signature) == EcdsaCheck::holds);
 }
 
-/// Does once what every step would do: the children inherit the result.
-void warmUp() {
-    char name[] = "qvora-produce";
-    char* words[] = {name, nullptr};
-    int count = 1;
-    const QCoreApplication application(count, words);
-    warmOpenssl();
-}
-
 }  // namespace
 
 void runWorker(const FileHandle& socket, const Making& making, pid_t runner) {
@@ -369,7 +360,12 @@ void runWorker(const FileHandle& socket, const Making& making, pid_t runner) {
     }
     std::signal(SIGPIPE, SIG_IGN);
     wipeFreedOpensslMemory();
-    warmUp();
+    // What the steps and the prover would each make is made once, because the children inherit it.
+    char name[] = "qvora-produce";
+    char* words[] = {name, nullptr};
+    int count = 1;
+    const QCoreApplication application(count, words);
+    warmOpenssl();
     Maker maker(making);
     QByteArray bytes;
     DeviceTask task;

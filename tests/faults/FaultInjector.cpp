@@ -1,8 +1,13 @@
 // fault_injector OPTION... -- PROGRAM ARGUMENT...: runs a program, counts its system calls that matter to files, and
-// makes one of them fail, or sends the program a signal there. `scripts/faults` calls it.
+// makes one of them fail, or sends the program a signal there. `scripts/faults` and `scripts/produce-faults` call it.
 //
 //   --root FOLDER         counts the calls on paths below this folder; may be repeated
-//   --trace FILE          lists the counted calls: number, kind, name, path, result, "!" if it was changed
+//   --trace FILE          lists the counted calls: number, kind, name, path, result, thread, "!" if it was changed
+//   --only NAME PATH      N counts only the calls with this name and path, in this and in all other options
+//   --children            counts the calls of forked children too
+//   --victim              sends the signal to the process that makes the call, not to the program
+//   --keep FOLDER COPY    COPY is the folder as its disk has it: as it was at the start, then each file as it was when
+//                         it was flushed, and all files as they were when the file system was flushed. May be repeated
 //   --fail N ERRNO        call N returns this error and isn't executed (a close is, as the kernel does it)
 //   --from N ERRNO        the same for call N and for all later calls of its kind and name
 //   --kill N SIGNAL       sends the signal before call N
@@ -11,7 +16,8 @@
 //   --drop-override       removes the right of root to ignore the permissions of files
 //
 // ptrace stops the program at each of its system calls. This works with every build, static or not, and reaches calls
-// inside of libraries. The injector doesn't trace the processes that the program starts, but it waits for their end.
+// inside of libraries. Without --children, the injector doesn't trace the processes that the program starts. It always
+// waits for their end.
 // Its exit status is the program's status, or 128 plus the number of the signal that ended the program.
 
 #include <fcntl.h>
@@ -33,10 +39,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <map>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -82,6 +91,7 @@ constexpr CallRow callRows[] = {
     {SYS_copy_file_range, "write", "change", none, 2},
     {SYS_fsync, "sync", "change", none, 0},
     {SYS_fdatasync, "sync", "change", none, 0},
+    {SYS_syncfs, "syncfs", "change", none, 0},
     {SYS_close, "close", "change", none, 0},
     {SYS_flock, "lock", "change", none, 0},
     {SYS_read, "read", "read", none, 0},
@@ -118,12 +128,17 @@ enum class Meddling { nothing, fail, failFrom, killBefore, killAfter };
 
 struct Options {
     std::vector<std::string> roots;
+    std::vector<std::pair<std::string, std::string>> kept;  ///< folders and their copies
     std::string trace;
+    std::string onlyName;  ///< empty: all calls
+    std::string onlyPath;
     Meddling meddling = Meddling::nothing;
     long number = 0;
     int value = 0;  ///< the error or the signal
     bool countsMemory = false;
     bool dropOverride = false;
+    bool tracesChildren = false;
+    bool signalsCaller = false;
     char** program = nullptr;
 };
 
@@ -155,6 +170,16 @@ bool readOptions(int count, char** words, Options& options) {
             options.dropOverride = true;
         } else if (word == "--memory") {
             options.countsMemory = true;
+        } else if (word == "--children") {
+            options.tracesChildren = true;
+        } else if (word == "--victim") {
+            options.signalsCaller = true;
+        } else if (word == "--only" && left >= 2) {
+            options.onlyName = words[++i];
+            options.onlyPath = words[++i];
+        } else if (word == "--keep" && left >= 2) {
+            options.kept.emplace_back(words[i + 1], words[i + 2]);
+            i += 2;
         } else if (word == "--root" && left >= 1) {
             options.roots.emplace_back(words[++i]);
         } else if (word == "--trace" && left >= 1) {
@@ -176,6 +201,29 @@ std::string linkTarget(const std::string& link) {
     return std::string(target.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
 }
 
+bool isBelow(const std::string& path, const std::string& folder) {
+    return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
+}
+
+// Copies a file, a link or a folder with its contents. A file that another process removes meanwhile is left out.
+void copyAll(const std::filesystem::path& from, const std::filesystem::path& to) {
+    namespace fs = std::filesystem;
+    std::error_code error;
+    const fs::file_status status = fs::symlink_status(from, error);
+    if (fs::is_directory(status)) {
+        fs::create_directories(to, error);
+        for (fs::directory_iterator entry(from, error), end; !error && entry != end; entry.increment(error)) {
+            copyAll(entry->path(), to / entry->path().filename());
+        }
+    } else if (fs::is_symlink(status)) {
+        fs::remove(to, error);
+        fs::copy_symlink(from, to, error);
+    } else {
+        fs::create_directories(to.parent_path(), error);
+        fs::copy_file(from, to, fs::copy_options::overwrite_existing, error);
+    }
+}
+
 class Tracer {
   public:
     explicit Tracer(const Options& options) : options_(options) {}
@@ -190,11 +238,13 @@ class Tracer {
                                                const std::array<unsigned long, 6>& arguments) const;
     void start(pid_t process);
     void end(pid_t process);
+    void keep(const Call& call) const;
     int stop(pid_t process, int status);
 
     const Options& options_;
     pid_t main_ = 0;
     long counted_ = 0;
+    long matching_ = 0;  ///< the calls that --only counts
     bool isPastLoader_ = false;
     std::map<pid_t, Call> calls_;
     std::map<pid_t, bool> isInCall_;
@@ -222,9 +272,8 @@ std::string Tracer::text(pid_t process, unsigned long address) const {
 }
 
 bool Tracer::isBelowRoots(const std::string& path) const {
-    return std::any_of(options_.roots.begin(), options_.roots.end(), [&path](const std::string& root) {
-        return path.starts_with(root) && (path.size() == root.size() || path[root.size()] == '/');
-    });
+    return std::any_of(options_.roots.begin(), options_.roots.end(),
+                       [&path](const std::string& root) { return isBelow(path, root); });
 }
 
 bool Tracer::opensForWriting(pid_t process, int file) const {
@@ -315,8 +364,11 @@ void Tracer::start(pid_t process) {
         return;
     }
     ++counted_;
+    const bool isMatching =
+        options_.onlyName.empty() || (options_.onlyName == call->name && options_.onlyPath == call->path);
+    matching_ += isMatching ? 1 : 0;
     bool isSkipped = false;
-    const bool isChosen = call->number == options_.number;
+    const bool isChosen = isMatching && matching_ == options_.number;
     if (isChosen && options_.meddling == Meddling::failFrom) {
         failing_ = call;
     }
@@ -371,12 +423,32 @@ void Tracer::end(pid_t process) {
         ptrace(PTRACE_SETREGS, process, nullptr, &registers);
     }
     const bool isChanged = call.forcedResult || call.killsAfter || call.refusedEnd;
-    std::fprintf(trace_, "%ld\t%s\t%s\t%s\t%ld\t%s\n", call.number, call.kind, call.name, call.path.c_str(),
-                 static_cast<long>(registers.rax), isChanged ? "!" : "");
+    std::fprintf(trace_, "%ld\t%s\t%s\t%s\t%ld\t%d\t%s\n", call.number, call.kind, call.name, call.path.c_str(),
+                 static_cast<long>(registers.rax), process, isChanged ? "!" : "");
+    if (!call.isDelayed && registers.rax == 0) {
+        keep(call);
+    }
     if (call.isDelayed || call.killsAfter) {
-        kill(main_, options_.value);
+        kill(options_.signalsCaller ? process : main_, options_.value);
     }
     calls_.erase(found);
+}
+
+// Every process that the tracer has to start again waits meanwhile.
+void Tracer::keep(const Call& call) const {
+    const bool isFileSystem = std::strcmp(call.name, "syncfs") == 0;
+    if (!isFileSystem && std::strcmp(call.name, "sync") != 0) {
+        return;
+    }
+    std::error_code error;
+    for (const auto& [folder, folderCopy] : options_.kept) {
+        if (isFileSystem && isBelow(call.path, folder)) {
+            std::filesystem::remove_all(folderCopy, error);
+            copyAll(folder, folderCopy);
+        } else if (!isFileSystem && isBelow(call.path, folder) && !std::filesystem::is_directory(call.path, error)) {
+            copyAll(call.path, folderCopy + call.path.substr(folder.size()));
+        }
+    }
 }
 
 // Returns the signal that the process receives when it continues.
@@ -400,6 +472,9 @@ int Tracer::run() {
         std::perror(options_.trace.c_str());
         return EXIT_FAILURE;
     }
+    for (const auto& [folder, folderCopy] : options_.kept) {
+        copyAll(folder, folderCopy);
+    }
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     main_ = fork();
     if (main_ == 0) {
@@ -417,7 +492,8 @@ int Tracer::run() {
         return EXIT_FAILURE;
     }
     isInCall_[main_] = false;
-    constexpr long traced = PTRACE_O_TRACESYSGOOD | PTRACE_O_TRACECLONE | PTRACE_O_TRACEEXEC | PTRACE_O_EXITKILL;
+    const long traced = PTRACE_O_TRACESYSGOOD | PTRACE_O_TRACECLONE | PTRACE_O_TRACEEXEC | PTRACE_O_EXITKILL |
+                        (options_.tracesChildren ? PTRACE_O_TRACEFORK | PTRACE_O_TRACEVFORK : 0);
     ptrace(PTRACE_SETOPTIONS, main_, nullptr, traced);
     ptrace(PTRACE_SYSCALL, main_, nullptr, 0L);
     int result = EXIT_FAILURE;
@@ -425,7 +501,12 @@ int Tracer::run() {
         if (WIFSTOPPED(status)) {
             const long signal = stop(process, status);
             ptrace(PTRACE_SYSCALL, process, nullptr, signal);
-        } else if (process == main_) {
+            continue;
+        }
+        // The number of a process can be used again.
+        calls_.erase(process);
+        isInCall_.erase(process);
+        if (process == main_) {
             result = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
         }
     }

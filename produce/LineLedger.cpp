@@ -326,7 +326,7 @@ void LineLedger::addCheckpoint(Batch& batch) {
     }
 }
 
-/// Chains the lines and commits them with the outcomes. `isFinal` tells which outcomes are the first of their attempts;
+/// Chains the lines and commits them with the outcomes. `isFinal` marks the outcomes that are the first of their attempts;
 /// unless all are, nothing was committed.
 bool LineLedger::commit(Batch& batch, std::vector<char>& isFinal, QString& fault) {
     batch.head = {head_.records, head_.hash};

@@ -77,7 +77,7 @@ TEST(PasswordMask, HasTheMeaningThatTheReaderFinds) {
     int hidden = 0;
     for (int i = 0; i < 600; ++i) {
         QByteArray raw;
-        for (unsigned count = random() % 5; count > 0; --count) {
+        for (auto count = random() % 5; count > 0; --count) {
             raw += pieces[random() % static_cast<unsigned>(pieces.size())];
         }
         raw = i % 4 == 0 ? "<![CDATA[" + raw + "]]>" : raw;

@@ -102,7 +102,7 @@ TEST(TemplateDocument, LinesAreThoseOfAFileInTextMode) {
     int faults = 0;
     for (int i = 0; i < 400; ++i) {
         QByteArray text = QByteArray(declaration).replace("\n", i % 2 == 0 ? "\r\n" : "\n") + "<Root>";
-        for (unsigned count = random() % 12; count > 0; --count) {
+        for (auto count = random() % 12; count > 0; --count) {
             text += pieces[random() % static_cast<unsigned>(pieces.size())];
         }
         TemplateRun run;

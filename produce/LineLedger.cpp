@@ -126,7 +126,8 @@ bool LineLedger::open(qint64& recovered, QString& fault) {
     std::vector<char> isFinal;
     batch.bodies.append(startLine(line_.context));
     devices_ = {};
-    return commit(batch, isFinal, fault);  // writes the head, before the first claim
+    // The head must be on the disk before the first claim: open claims without a head belong to another output folder.
+    return commit(batch, isFinal, fault) && line_.folders.flush(fault);
 }
 
 /// Reads the lines since the last checkpoint again, which the next checkpoint covers.

@@ -216,6 +216,17 @@ bool Ledger::lastAttempt(const QString& product, const QString& serial, Attempt&
     return true;
 }
 
+bool Ledger::isProven(const QString& product, const QString& serial, bool& isProven, Fault& fault) {
+    QList<Row> rows;
+    if (!isOpen(fault) || !connection_->ensureOpen(fault) ||
+        !connection_->select(lastAttemptOf, {{product, serial}}, rows, fault)) {
+        return false;
+    }
+    const Row last = rows.value(0);
+    isProven = last.value(2).toString() == kindName(Outcome::Kind::proven) && last.value(3).isNull();
+    return true;
+}
+
 bool Ledger::recall(const QString& product, const QString& serial, const QString& reason,
                     std::span<const RecordRow> lines, Attempt& recalled, Fault& fault) {
     if (!checkName("product", product, fault) || !checkName("serial", serial, fault)) {

@@ -71,7 +71,7 @@ struct LineLedger::Batch {
 };
 
 LineLedger::LineLedger(const Line& line, Report report, std::function<bool()> goesOn)
-    : line_(line), report_(std::move(report)), goesOn_(std::move(goesOn)) {
+    : line_(line), report_(std::move(report)), goesOn_(std::move(goesOn)), check_(line.job, line.folders.out()) {
 }
 
 /// Calls an operation of the ledger, again and again while it doesn't answer.
@@ -189,7 +189,21 @@ bool LineLedger::recover(qint64& recovered, QString& fault) {
     return true;
 }
 
-/// Plans a device. `isPlanned` is false if it was refused, which is reported.
+/// Reports a device that can't be made. A device that is proven doesn't need its files any more.
+bool LineLedger::turnAway(const QString& serial, const QString& reason, QString& fault) {
+    bool isProven = false;
+    if (!call([&](ledger::Fault& problem) { return ledger_.isProven(line_.job.product, serial, isProven, problem); },
+              fault)) {
+        return false;
+    }
+    LineEvent event = eventOf(isProven ? LineEvent::Kind::proven : LineEvent::Kind::failed, serial,
+                              isProven ? QString() : reason);
+    event.wasBefore = isProven;
+    report_(std::move(event));
+    return true;
+}
+
+/// Plans a device. `isPlanned` is false if it was turned away.
 bool LineLedger::plan(const DeviceRow& row, DevicePlan& plan, bool& isPlanned, QString& fault) {
     if (nonces_.left() < noncesNeeded(line_.job)) {
         ledger::Lease lease;
@@ -198,14 +212,11 @@ bool LineLedger::plan(const DeviceRow& row, DevicePlan& plan, bool& isPlanned, Q
         }
         nonces_.use(lease);
     }
-    QString reason;
+    QString reason = check_.fault(row);
     plan.task.id = ++lastId_;
-    isPlanned =
-        planDevice(line_.job, line_.keys, line_.site, row, line_.folders.makingPath(row.serial), nonces_, plan, reason);
-    if (!isPlanned) {
-        report_(eventOf(LineEvent::Kind::failed, row.serial, reason));
-    }
-    return true;
+    isPlanned = reason.isEmpty() && planDevice(line_.job, line_.keys, line_.site, row,
+                                               line_.folders.makingPath(row.serial), nonces_, plan, reason);
+    return isPlanned || turnAway(row.serial, reason, fault);
 }
 
 bool LineLedger::claim(const QList<DeviceRow>& rows) {

@@ -4,6 +4,7 @@
 #include "produce/DevicePlan.h"
 #include "produce/DeviceTable.h"
 #include "produce/RecordFile.h"
+#include "produce/preflight.h"
 #include "produce/recordLines.h"
 #include "record/StationKey.h"
 #include "record/checkpoint.h"
@@ -83,6 +84,7 @@ class LineLedger {
     [[nodiscard]] bool breakOff(const QString& text);
     [[nodiscard]] bool loadPending(QString& fault);
     [[nodiscard]] bool recover(qint64& recovered, QString& fault);
+    [[nodiscard]] bool turnAway(const QString& serial, const QString& reason, QString& fault);
     [[nodiscard]] bool plan(const DeviceRow& row, DevicePlan& plan, bool& isPlanned, QString& fault);
     [[nodiscard]] bool claimPlans(QList<DevicePlan>& plans, QList<DevicePlan>& again);
     void reportClaim(DevicePlan& plan, const ledger::ClaimResult& result, QList<DevicePlan>& again);
@@ -97,6 +99,7 @@ class LineLedger {
     ledger::Ledger ledger_;
     ledger::Head head_;
     RecordFile recordFile_;
+    RowCheck check_;
     record::Pending pending_;
     record::DeviceCounts devices_;  ///< lines of this run
     NonceSource nonces_;

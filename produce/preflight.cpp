@@ -79,14 +79,16 @@ class Preflight {
         : job_(job), options_(options), findings_(findings), totals_(totals) {}
 
     void run();
+    void plan();
+    /// Checks a row without comparing its serial with others. `isFirst`: also what all devices share, and how the steps
+    /// fit together.
+    void checkRow(const DeviceRow& row, bool isFirst);
 
   private:
-    void plan();
     void checkFolder();
     void checkKeys();
     void checkTable();
     void checkShared();
-    void checkRow(const DeviceRow& row);
     void checkFirstRow();
     void checkMadeBefore(const Step& step, const FilledStep& filled, const QSet<QString>& made);
     void checkTemplates(const Step& step, const FilledStep& filled);
@@ -107,7 +109,8 @@ class Preflight {
     QList<Finding>& findings_;
     Totals& totals_;
     DeviceTable table_;
-    bool hasTable_ = false;
+    bool isFromTable_ = false;  // the row is one of `table_`
+    bool hasRow_ = false;       // `device_` has the values of a row
     QList<StepPlan> steps_;
     Device device_;
     QHash<QString, QString> pathFaults_;
@@ -126,7 +129,7 @@ void Preflight::add(Finding::Severity severity, const TableFault& place, const Q
 
 /// Adds a finding about a value of the current row, or about the job if `column` is `none`.
 void Preflight::addAt(Finding::Severity severity, const QString& place, qsizetype column, const QString& text) {
-    if (column != none && hasTable_) {
+    if (column != none && isFromTable_) {
         add(severity, table_.placeOf(column), place + QLatin1String(": ") + text);
     } else {
         add(severity, {job_.path, 0, 0, {}}, place + QLatin1String(": ") + text);
@@ -226,13 +229,18 @@ void Preflight::checkTable() {
         add(Finding::Severity::fault, fault, fault.text);
         return;
     }
-    hasTable_ = true;
+    isFromTable_ = true;
     DeviceRow row;
     while (true) {
         const DeviceTable::Next next = table_.next(row, fault);
         if (next == DeviceTable::Next::row) {
             ++totals_.devices;
-            checkRow(row);
+            const qint64 before = serials_.add(row.serial, row.line);
+            if (before > 0) {
+                add(Finding::Severity::fault, table_.placeOf(-1),
+                    QStringLiteral("The serial “%1” is also in line %2.").arg(row.serial).arg(before));
+            }
+            checkRow(row, totals_.devices == 1);
             continue;
         }
         if (next == DeviceTable::Next::end) {
@@ -248,15 +256,10 @@ void Preflight::checkTable() {
     }
 }
 
-void Preflight::checkRow(const DeviceRow& row) {
-    const qint64 before = serials_.add(row.serial, row.line);
-    if (before > 0) {
-        add(Finding::Severity::fault, table_.placeOf(-1),
-            QStringLiteral("The serial “%1” is also in line %2.").arg(row.serial).arg(before));
-    }
+void Preflight::checkRow(const DeviceRow& row, bool isFirst) {
+    hasRow_ = true;
     device_.serial = row.serial;
     device_.values = row.values;
-    const bool isFirst = totals_.devices == 1;
     QString fault;
     QByteArray expanded;
     if (!expanded_.isEmpty() && !expandText(job_, device_, expanded_, expanded, fault)) {
@@ -382,7 +385,7 @@ void Preflight::checkStep(StepPlan& step, bool isFirst) {
 }
 
 void Preflight::judge(StepPlan& step, FieldPlan& field) {
-    if (field.column != none && !hasTable_) {
+    if (field.column != none && !hasRow_) {
         return;
     }
     const QStringList own = step.values.value(field.id);
@@ -474,7 +477,7 @@ void Preflight::checkOtherFiles(const Step& step, bool isFirst) {
     const auto check = [&](const QString& place, const QString& text, bool isSecret, bool isFirmware) {
         const qsizetype column = firstColumn(job_, text);
         // Keys and nonces of the job are checked with the keys; a file in the device's folder isn't there yet.
-        if ((column == none && !isFirst) || (column != none && !hasTable_) || text.startsWith(QLatin1String("{key:")) ||
+        if ((column == none && !isFirst) || (column != none && !hasRow_) || text.startsWith(QLatin1String("{key:")) ||
             text.startsWith(QLatin1String("{nonce")) || text.startsWith(QLatin1String("{out}"))) {
             return;
         }
@@ -551,6 +554,36 @@ QString printed(const Finding& finding) {
     return QStringLiteral("%1: %2%3")
         .arg(place, finding.severity == Finding::Severity::warning ? QStringLiteral("warning: ") : QString(),
              finding.text);
+}
+
+struct RowCheck::State {
+    State(const ProductionJob& job, const QString& outputFolder)
+        : options{{}, outputFolder, 1}, preflight(job, options, findings, totals) {
+        preflight.plan();
+    }
+
+    PreflightOptions options;
+    QList<Finding> findings;
+    Totals totals;
+    bool isFirst = true;
+    Preflight preflight;
+};
+
+RowCheck::RowCheck(const ProductionJob& job, const QString& outputFolder)
+    : state_(std::make_unique<State>(job, outputFolder)) {}
+
+RowCheck::~RowCheck() = default;
+
+QString RowCheck::fault(const DeviceRow& row) {
+    state_->findings.clear();
+    state_->totals = {};
+    state_->preflight.checkRow(row, state_->isFirst);
+    const bool isGood = state_->totals.faults == 0;
+    state_->isFirst = state_->isFirst && !isGood;
+    const auto fault =
+        std::find_if(state_->findings.cbegin(), state_->findings.cend(),
+                     [](const Finding& finding) { return finding.severity == Finding::Severity::fault; });
+    return isGood || fault == state_->findings.cend() ? QString() : fault->text;
 }
 
 bool preflight(const ProductionJob& job, const PreflightOptions& options, QList<Finding>& findings, Totals& totals) {

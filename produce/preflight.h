@@ -1,6 +1,9 @@
 #pragma once
 
+#include "produce/DeviceTable.h"
 #include "produce/ProductionJob.h"
+
+#include <memory>
 
 namespace produce {
 
@@ -37,5 +40,23 @@ struct Totals {
 /// written, no pipe is read.
 [[nodiscard]] bool preflight(const ProductionJob& job, const PreflightOptions& options, QList<Finding>& findings,
                              Totals& totals);
+
+/// Checks single rows by the same checks, at the moment when their devices are about to be claimed: rows of a pipe and
+/// requests were in no table before, and the files of a table's row may have changed since.
+class RowCheck {
+  public:
+    /// The folder exists. The job must outlive this.
+    RowCheck(const ProductionJob& job, const QString& outputFolder);
+    ~RowCheck();
+    RowCheck(const RowCheck&) = delete;
+    RowCheck& operator=(const RowCheck&) = delete;
+
+    /// The first fault of a row, with the path of its member in the job; empty if there is none.
+    [[nodiscard]] QString fault(const DeviceRow& row);
+
+  private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
 
 }  // namespace produce

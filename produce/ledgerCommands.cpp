@@ -8,6 +8,7 @@
 #include "produce/ConsoleListener.h"
 #include "produce/LineSession.h"
 #include "produce/ProduceCall.h"
+#include "produce/catchUp.h"
 #include "produce/ledgerHead.h"
 #include "produce/recordLines.h"
 #include "record/StationKey.h"
@@ -56,6 +57,19 @@ class LedgerChange {
         }
         fault = reason.text;
         return false;
+    }
+
+    /// Puts back what the ledger lacks of the station's record.
+    [[nodiscard]] bool catchUp(const QString& recordPath, qint64& lines, QString& fault) {
+        ledger::Fault reason;
+        if (!produce::catchUp(recordPath, station_, ledger_, lines, fault)) {
+            return false;
+        }
+        if (!ledger_.head(head_, reason)) {
+            fault = reason.text;
+            return false;
+        }
+        return true;
     }
 
     /// The row of the next line.
@@ -218,7 +232,9 @@ int runLedgerNewEpoch(const ProduceCall& call) {
     LedgerChange change;
     LineFolders folders;
     QString fault;
-    if (!change.open(call, fault) || !folders.open(call.value("output"), change.station(), fault)) {
+    qint64 lines = 0;
+    if (!change.open(call, fault) || !folders.open(call.value("output"), change.station(), fault) ||
+        !change.catchUp(folders.recordPath(), lines, fault)) {
         return refuse(fault);
     }
     // A damaged head doesn't stop this command, which writes another one.
@@ -239,6 +255,9 @@ int runLedgerNewEpoch(const ProduceCall& call) {
     }
     if (!writeHead(folders.headPath(), head, fault)) {
         return refuse(fault);
+    }
+    if (lines > 0) {
+        std::printf("%lld lines of the record were put back into the ledger\n", static_cast<long long>(lines));
     }
     std::printf("New nonces begin with %s\n", epoch.toHex().constData());
     return statusDone;

@@ -33,6 +33,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 namespace produce {
@@ -183,13 +184,14 @@ class KeyNames {
             }
         }
     }
-    ~KeyNames() {
-        if (count_ > 0) {
-            QDir(folder_).removeRecursively();
-        }
-    }
+    ~KeyNames() { static_cast<void>(remove()); }
     KeyNames(const KeyNames&) = delete;
     KeyNames& operator=(const KeyNames&) = delete;
+
+    /// Removes the names, and what the step wrote beside them. False if something is left.
+    [[nodiscard]] bool remove() {
+        return std::exchange(count_, 0) == 0 || QDir(folder_).removeRecursively();
+    }
 
   private:
     void giveNames(const Making& making, const NamedField& named, QStringList& value) {
@@ -275,7 +277,7 @@ class Maker {
             !makeCopies(making_.job, filled, device, result.reason) || !takeDigests(step, filled, false, result)) {
             return;
         }
-        const KeyNames names(making_, step, device.outFolder, filled);
+        KeyNames names(making_, step, device.outFolder, filled);
         QStringList outputs = outputPaths(step, filled);  // templates name theirs, and a step may change them
         for (QString& output : outputs) {
             output = QDir::cleanPath(output);
@@ -293,6 +295,10 @@ class Maker {
         const bool needsRulesOnly = proofLimit(*step.row) == ProofLimit::rulesOnly;
         prover_.prove({proofArguments(step, filled), outputs, task.memory, needsRulesOnly}, step.timeoutSeconds,
                       result);
+        if (result.isProven && !names.remove()) {
+            result.isProven = false;
+            result.reason = QStringLiteral("a file can't be removed from %1").arg(device.outFolder);
+        }
         if (result.isProven) {
             checkInputs(device, result);
         }

@@ -17,6 +17,7 @@ RecordReader::Next RecordReader::next() {
         case LineReader::Next::end:
             return Next::end;
         case LineReader::Next::torn:
+            isTorn_ = true;
             return failed(QStringLiteral("the line has no line break at its end; its writing was interrupted"));
         case LineReader::Next::tooLong:
             return failed(QStringLiteral("the line has more than %1 bytes").arg(mostLineBytes));

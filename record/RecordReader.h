@@ -25,6 +25,8 @@ class RecordReader {
     [[nodiscard]] const QString& station() const { return station_; }
     /// The fault, without the line's number, which is head().number + 1.
     [[nodiscard]] const QString& fault() const { return fault_; }
+    /// Whether the fault is a last line without a line break, as after a crash.
+    [[nodiscard]] bool isTorn() const { return isTorn_; }
 
   private:
     [[nodiscard]] Next failed(const QString& fault);
@@ -36,6 +38,7 @@ class RecordReader {
     ChainHead head_;
     QString station_;
     QString fault_;
+    bool isTorn_ = false;
 };
 
 }  // namespace record

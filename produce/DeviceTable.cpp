@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 namespace produce {
@@ -372,6 +373,26 @@ bool DeviceTable::readJsonRow(DeviceRow& row, TableFault& fault) {
                                  QStringLiteral("The row has no “%1”.")
                                      .arg(missing == 0 ? QStringLiteral("serial") : columns_.at(missing - 1)),
                                  fault);
+}
+
+bool DeviceTable::isReady() {
+    pollfd input{file_.get(), POLLIN, 0};
+    TableFault fault;  // `next` meets it again
+    while (true) {
+        QByteArrayView rest = QByteArrayView(buffer_).sliced(recordEnd_, filled_ - recordEnd_);
+        while (rest.startsWith('\n') || rest.startsWith('\r')) {
+            rest = rest.sliced(1);
+        }
+        if (isAtEnd_ || rest.contains('\n') || rest.size() > longestRow) {
+            return true;
+        }
+        if (poll(&input, 1, 0) <= 0) {
+            return false;
+        }
+        if (!fill(fault)) {
+            return true;
+        }
+    }
 }
 
 DeviceTable::Next DeviceTable::next(DeviceRow& row, TableFault& fault) {

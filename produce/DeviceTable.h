@@ -42,6 +42,8 @@ class DeviceTable {
 
     /// Opens the table at `path`, "-" for standard input, and reads its header. `columns` are those that the job needs.
     [[nodiscard]] bool open(const QString& path, const QStringList& columns, TableFault& fault);
+    /// Reads what a pipe has. False if `next` would wait: for a line, not for the further lines of a quoted field.
+    [[nodiscard]] bool isReady();
     /// Reads the next row. `row` is unchanged unless the result is `row`.
     [[nodiscard]] Next next(DeviceRow& row, TableFault& fault);
     /// The place of a value of the row that `next` returned last; -1 is the serial. Its text is empty.

@@ -196,8 +196,8 @@ bool LineLedger::turnAway(const QString& serial, const QString& reason, QString&
               fault)) {
         return false;
     }
-    LineEvent event = eventOf(isProven ? LineEvent::Kind::proven : LineEvent::Kind::failed, serial,
-                              isProven ? QString() : reason);
+    LineEvent event =
+        eventOf(isProven ? LineEvent::Kind::proven : LineEvent::Kind::refused, serial, isProven ? QString() : reason);
     event.wasBefore = isProven;
     report_(std::move(event));
     return true;
@@ -254,7 +254,7 @@ bool LineLedger::claim(const QList<DeviceRow>& rows) {
         }
     }
     for (const DevicePlan& left : plans) {
-        report_(eventOf(LineEvent::Kind::failed, left.task.serial,
+        report_(eventOf(LineEvent::Kind::refused, left.task.serial,
                         QStringLiteral("every nonce of the ledger shares its IV with an image of the key")));
     }
     return true;
@@ -288,7 +288,7 @@ bool LineLedger::claimPlans(QList<DevicePlan>& plans, QList<DevicePlan>& again) 
 
 void LineLedger::reportClaim(DevicePlan& plan, const ledger::ClaimResult& result, QList<DevicePlan>& again) {
     using Kind = ledger::ClaimResult::Kind;
-    LineEvent event = eventOf(LineEvent::Kind::failed, plan.task.serial);
+    LineEvent event = eventOf(LineEvent::Kind::refused, plan.task.serial);
     switch (result.kind) {
         case Kind::claimed:
             event.kind = LineEvent::Kind::claimed;
@@ -338,8 +338,8 @@ void LineLedger::addCheckpoint(Batch& batch) {
     }
 }
 
-/// Chains the lines and commits them with the outcomes. `isFinal` marks the outcomes that are the first of their attempts;
-/// unless all are, nothing was committed.
+/// Chains the lines and commits them with the outcomes. `isFinal` marks the outcomes that are the first of their
+/// attempts; unless all are, nothing was committed.
 bool LineLedger::commit(Batch& batch, std::vector<char>& isFinal, QString& fault) {
     batch.head = {head_.records, head_.hash};
     batch.lines.clear();

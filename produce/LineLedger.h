@@ -40,7 +40,8 @@ struct LineEvent {
     enum class Kind {
         claimed,      ///< `plan` can be made
         proven,       ///< committed; `wasBefore` if by an earlier run
-        failed,       ///< committed, or refused before it was claimed
+        failed,       ///< committed
+        refused,      ///< before it was claimed
         interrupted,  ///< committed
         held,         ///< another station makes it
         checkpoint,

@@ -213,6 +213,7 @@ void LineRun::takeResults(std::size_t worker) {
         if (made_.isEmpty()) {
             oldestMade_.start();
         }
+        countFailures(result.isProven);
         made_.append({std::move(plan), result, false, reasonOf(result)});
     }
 }
@@ -232,6 +233,10 @@ void LineRun::take(LineEvent&& event) {
             } else {
                 countEnd(event.kind, event.serial, event.text);
             }
+            break;
+        case Kind::refused:
+            countFailures(false);
+            countEnd(Kind::failed, event.serial, event.text);
             break;
         case Kind::held: {
             DeviceRow row;
@@ -259,19 +264,22 @@ void LineRun::take(LineEvent&& event) {
 void LineRun::countEnd(LineEvent::Kind kind, const QString& serial, const QString& reason) {
     if (kind == LineEvent::Kind::proven) {
         ++counts_.proven;
-        failuresInRow_ = 0;
         listener_.deviceEnded(serial, RunListener::Verdict::proven, {});
     } else if (kind == LineEvent::Kind::interrupted) {
         ++counts_.interrupted;
         listener_.deviceEnded(serial, RunListener::Verdict::interrupted, reason);
     } else {
         ++counts_.failed;
-        ++failuresInRow_;
         listener_.deviceEnded(serial, RunListener::Verdict::failed, reason);
-        if (options_.haltAfter > 0 && failuresInRow_ >= options_.haltAfter && !isStopping_) {
-            listener_.warn(QStringLiteral("stopped after %1 failures in a row").arg(failuresInRow_));
-            stop(End::halted);
-        }
+    }
+}
+
+/// Halts the run after too many failures in a row, in the order in which the devices were made.
+void LineRun::countFailures(bool isProven) {
+    failuresInRow_ = isProven ? 0 : failuresInRow_ + 1;
+    if (options_.haltAfter > 0 && failuresInRow_ >= options_.haltAfter && !isStopping_) {
+        listener_.warn(QStringLiteral("stopped after %1 failures in a row").arg(failuresInRow_));
+        stop(End::halted);
     }
 }
 

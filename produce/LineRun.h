@@ -60,6 +60,7 @@ class LineRun {
     void takeResults(std::size_t worker);
     void take(LineEvent&& event);
     void countEnd(LineEvent::Kind kind, const QString& serial, const QString& reason);
+    void countFailures(bool isProven);
     void stop(End end);
 
     Publisher& publisher_;

@@ -570,7 +570,8 @@ struct RowCheck::State {
 };
 
 RowCheck::RowCheck(const ProductionJob& job, const QString& outputFolder)
-    : state_(std::make_unique<State>(job, outputFolder)) {}
+    : state_(std::make_unique<State>(job, outputFolder)) {
+}
 
 RowCheck::~RowCheck() = default;
 
@@ -580,9 +581,9 @@ QString RowCheck::fault(const DeviceRow& row) {
     state_->preflight.checkRow(row, state_->isFirst);
     const bool isGood = state_->totals.faults == 0;
     state_->isFirst = state_->isFirst && !isGood;
-    const auto fault =
-        std::find_if(state_->findings.cbegin(), state_->findings.cend(),
-                     [](const Finding& finding) { return finding.severity == Finding::Severity::fault; });
+    const auto fault = std::find_if(state_->findings.cbegin(), state_->findings.cend(), [](const Finding& finding) {
+        return finding.severity == Finding::Severity::fault;
+    });
     return isGood || fault == state_->findings.cend() ? QString() : fault->text;
 }
 

@@ -9,11 +9,10 @@
 
 #include <QJsonArray>
 
-#include <poll.h>
 #include <unistd.h>
-#include <limits>
 
 #include <cstdio>
+#include <limits>
 
 namespace produce {
 
@@ -35,8 +34,13 @@ class TableSource : public DeviceSource {
         return isOpen;
     }
 
+    [[nodiscard]] int descriptor() const override { return isPipe_ ? STDIN_FILENO : -1; }
+
     [[nodiscard]] Next next(DeviceRow& row, QString& fault) override {
         TableFault reason;
+        if (isPipe_ && !table_.isReady()) {
+            return Next::later;
+        }
         switch (table_.next(row, reason)) {
             case DeviceTable::Next::row:
                 return isPipe_ && seen_.add(row.serial, row.line) != 0 ? refuseRepeated(row, fault) : Next::row;

@@ -190,8 +190,9 @@ class KeyNames {
 
     /// Removes the names, and what the step wrote beside them. False if something is left.
     [[nodiscard]] bool remove() {
-        return std::exchange(count_, 0) == 0 || QDir(folder_).removeRecursively();
+        return !std::exchange(hasFolder_, false) || QDir(folder_).removeRecursively();
     }
+    [[nodiscard]] bool areGiven() const { return areGiven_; }
 
   private:
     void giveNames(const Making& making, const NamedField& named, QStringList& value) {
@@ -202,10 +203,10 @@ class KeyNames {
             const QString own = QFileInfo(sourceOf(making, path)).suffix();
             const QString name = QStringLiteral("%1/%2").arg(folder_).arg(count_) +
                                  (own.isEmpty() ? QString::fromLatin1(named.suffix) : u'.' + own);
-            if (QDir().mkpath(folder_) && QFile::link(path, name)) {
-                path = name;
-                ++count_;
-            }
+            hasFolder_ = true;
+            areGiven_ = areGiven_ && QDir().mkpath(folder_) && QFile::link(path, name);
+            path = name;
+            ++count_;
         }
     }
 
@@ -219,6 +220,8 @@ class KeyNames {
 
     QString folder_;
     int count_ = 0;
+    bool hasFolder_ = false;
+    bool areGiven_ = true;
 };
 
 /// Makes devices with the steps of a job.
@@ -278,6 +281,10 @@ class Maker {
             return;
         }
         KeyNames names(making_, step, device.outFolder, filled);
+        if (!names.areGiven()) {
+            result.reason = QStringLiteral("a file can't be made in %1").arg(device.outFolder);
+            return;
+        }
         QStringList outputs = outputPaths(step, filled);  // templates name theirs, and a step may change them
         for (QString& output : outputs) {
             output = QDir::cleanPath(output);

@@ -3,6 +3,7 @@
 #include "desktop/inspector/InspectPage.h"
 #include "desktop/keys/KeysPage.h"
 #include "desktop/optionBytes/OptionBytePage.h"
+#include "desktop/production/ProductionPage.h"
 #include "desktop/run/JobPage.h"
 #include "desktop/secrets/SecretsPage.h"
 #include "desktop/template/TemplatePage.h"
@@ -16,7 +17,8 @@ namespace desktop {
 
 namespace {
 
-constexpr std::array groups = {"Images", "Secrets", "Keys and cards", "Memory and wireless", "Editors", "Look inside"};
+constexpr std::array groups = {"Images", "Secrets", "Keys and cards", "Memory and wireless", "Editors", "Look inside",
+                              "Production"};
 
 template <class PageType>
 Page* make(const PageRow& /*row*/, PageContext& context, QWidget* parent) {
@@ -81,6 +83,12 @@ const QList<PageRow>& pageTable() {
              "image areas tag signature digest memory map bytes hex -ptbi --parse-tbi -pxtbi -ppvs-tbi --parse-pvs-tbi "
              "-kdu"),
          make<InspectPage>},
+        {"production", QT_TRANSLATE_NOOP("pageTable", "Production"), QT_TRANSLATE_NOOP("pageTable", "Production line"),
+         QT_TRANSLATE_NOOP("pageTable",
+                           "Shows what a production line has made, and writes a production job from saved jobs."),
+         QT_TRANSLATE_NOOP("pageTable", "qvora-produce ledger devices serial station record nonce status report job "
+                                        "steps table csv line"),
+         make<ProductionPage>},
     };
     static const QList<PageRow> rows = inGroups(jobPages() + otherPages);
     return rows;

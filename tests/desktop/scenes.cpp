@@ -2,9 +2,11 @@
 
 #include "tests/desktop/inspectScenes.h"
 #include "tests/desktop/jobForms.h"
+#include "tests/desktop/productionFiles.h"
 
 #include <QComboBox>
 #include <QDir>
+#include <QFileInfo>
 #include <QTest>
 
 namespace {
@@ -169,6 +171,35 @@ void fillExternalMemory(DesktopKit& kit) {
     kit.find("log")->setFocus(Qt::TabFocusReason);
 }
 
+#ifdef QVORA_PRODUCE
+void findRunner() {
+    qputenv("PATH", QFileInfo(QStringLiteral(QVORA_PRODUCE)).path().toUtf8() + ':' + qgetenv("PATH"));
+}
+
+void showLine(DesktopKit& kit) {
+    findRunner();
+    const QString path = kit.folder.path("line.db");
+    const QString fault = makeSampleLedger(path);
+    if (!fault.isEmpty()) {
+        qFatal("%s", qUtf8Printable(fault));
+    }
+    (void)kit.window->openFile(path);
+    (void)DesktopKit::waitFor(
+        [&kit] { return kit.window->findChild<QWidget*>(QStringLiteral("counts"))->isVisible(); });
+}
+
+void loseLine(DesktopKit& kit) {
+    findRunner();
+    (void)kit.window->openFile(kit.folder.write("notes.db", "no ledger"));
+    QTest::qWait(500);
+}
+
+void draftJob(DesktopKit& kit) {
+    (void)kit.window->openFile(saveInstallJob(kit));
+    kit.type("product", QStringLiteral("meter-a"));
+}
+#endif
+
 }  // namespace
 
 const QList<Scene>& scenes() {
@@ -197,6 +228,11 @@ const QList<Scene>& scenes() {
         {"secrets", "collision", collideSecrets},
         {"secrets", "lost", loseSecretFiles},
         {"secrets", "made", makeSecrets},
+#ifdef QVORA_PRODUCE
+        {"production", "line", showLine},
+        {"production", "lost", loseLine},
+        {"production", "job", draftJob},
+#endif
     };
     return rows;
 }

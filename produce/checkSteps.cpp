@@ -156,6 +156,9 @@ bool Checker::checkNonceField(const Step& step) {
         !jobs::pathOf(step.values.value(key)).startsWith(QLatin1String("{key:"))) {
         return refuse(placeOf(step, key), QStringLiteral("A signing key must be one of the job's keys: {key:NAME}."));
     }
+    if (proofLimit(*step.row) == ProofLimit::card && jobs::textOf(step.values, "action") == QLatin1String("read")) {
+        return refuse(placeOf(step, QStringLiteral("action")), QStringLiteral("A step programs the card."));
+    }
     if (ivRule(*step.row) == IvRule::none) {
         return true;
     }

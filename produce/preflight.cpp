@@ -198,6 +198,12 @@ void Preflight::checkFolder() {
 }
 
 void Preflight::checkKeys() {
+    const auto card = std::find_if(job_.steps.begin(), job_.steps.end(),
+                                   [](const Step& step) { return proofLimit(*step.row) == ProofLimit::card; });
+    if (card != job_.steps.end() && qEnvironmentVariableIsEmpty("QVORA_HSM_PIN")) {
+        addAt(Finding::Severity::fault, card->place, none,
+              QStringLiteral("The PIN of the cards is missing in the environment: QVORA_HSM_PIN."));
+    }
     for (const KeySource& key : job_.keys) {
         const QString fault = inputFault(key.path, true, !job_.allowsDevelopmentKeys);
         if (!fault.isEmpty()) {

@@ -143,7 +143,7 @@ constexpr std::array proofRows = {
     ProofRow{.job = "backup-image", .limit = ProofLimit::rulesOnly, .format = "backupImage"},
     ProofRow{.job = "provisioning-file", .limit = ProofLimit::proven},
     ProofRow{.job = "key-pair", .limit = ProofLimit::never},
-    ProofRow{.job = "card", .limit = ProofLimit::never},
+    ProofRow{.job = "card", .limit = ProofLimit::card},
     ProofRow{.job = "personalization",
              .limit = ProofLimit::withMore,
              .format = "personalizationData",

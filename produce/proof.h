@@ -10,6 +10,7 @@ struct FilledStep;
 enum class ProofLimit {
     proven,     ///< with the options that are derived from the step's fields
     withMore,   ///< with options that the step's `proof` must give
+    card,       ///< the runner reads the card
     rulesOnly,  ///< never "proven": nothing in the format protects its content; only the rules of the format are
                 ///< checked
     never,      ///< the opener doesn't read these files, or the job makes none: it can't be a step

@@ -1,12 +1,15 @@
 #include "produce/worker.h"
 
+#include "Preparation/card/cardProof.h"
 #include "Preparation/primitives/AesGcm.h"
 #include "Preparation/primitives/P256Key.h"
 #include "Preparation/primitives/Sha256.h"
 #include "Preparation/primitives/ecdsa.h"
 #include "Preparation/primitives/keyPem.h"
 #include "cli/CommandLineTool.h"
+#include "display/Display.h"
 #include "files/guardProcess.h"
+#include "files/parseNumber.h"
 #include "files/readWhole.h"
 #include "files/unfinishedFiles.h"
 #include "files/wipe.h"
@@ -189,9 +192,7 @@ class KeyNames {
     KeyNames& operator=(const KeyNames&) = delete;
 
     /// Removes the names, and what the step wrote beside them. False if something is left.
-    [[nodiscard]] bool remove() {
-        return !std::exchange(hasFolder_, false) || QDir(folder_).removeRecursively();
-    }
+    [[nodiscard]] bool remove() { return !std::exchange(hasFolder_, false) || QDir(folder_).removeRecursively(); }
     [[nodiscard]] bool areGiven() const { return areGiven_; }
 
   private:
@@ -223,6 +224,28 @@ class KeyNames {
     bool hasFolder_ = false;
     bool areGiven_ = true;
 };
+
+bool readSecret(const jobs::JobValues& values, const char* field, QByteArray& bytes) {
+    constexpr qint64 largest = 4096;
+    QFile file(jobs::pathOf(values.value(QLatin1String(field))));
+    return (file.open(QIODevice::ReadOnly) && readUpTo(file, largest, bytes)) ||
+           reportError("The file %s can't be read", qUtf8Printable(file.fileName()));
+}
+
+/// Compares the card with the values of a step. Runs in a child, whose end also ends the use of the card's driver.
+CardProof proveCardOf(const jobs::JobValues& values) {
+    constexpr std::int32_t defaultSlot = 2;
+    const QString slot = jobs::textOf(values, "slot");
+    std::uint32_t number = defaultSlot;
+    WantedCard wanted;
+    wanted.firmwareId = jobs::textOf(values, "firmware-id").toUtf8();
+    const bool hasPerso = !jobs::pathOf(values.value(QStringLiteral("personalization"))).isEmpty();
+    const bool isGood = (slot.isEmpty() || parseNumber(slot, 0, number)) &&
+                        parseNumber(jobs::textOf(values, "licences"), 0, wanted.maxCounter) &&
+                        readSecret(values, "key", wanted.key) && readSecret(values, "nonce", wanted.nonce) &&
+                        (!hasPerso || readSecret(values, "personalization", wanted.persoData));
+    return isGood ? proveCard(static_cast<std::int32_t>(number), wanted) : CardProof::failed;
+}
 
 /// Makes devices with the steps of a job.
 class Maker {
@@ -294,6 +317,10 @@ class Maker {
             }
         }
         const QStringList arguments = jobs::argumentsOf(*step.row, filled.values);
+        if (proofLimit(*step.row) == ProofLimit::card) {
+            makeCard(step, filled, arguments, result);
+            return;
+        }
         const ChildEnd end = runInChild([&arguments] { return runTool(arguments); }, step.timeoutSeconds);
         if (end.kind != ChildEnd::Kind::exited || end.code != 0) {
             result.reason = reasonOf(end, step.timeoutSeconds);
@@ -308,6 +335,29 @@ class Maker {
         }
         if (result.isProven) {
             checkInputs(device, result);
+        }
+    }
+
+    /// Programs a card. After a crash, the card may be programmed already: it then counts if it holds exactly the
+    /// wanted content.
+    static void makeCard(const Step& step, const FilledStep& filled, const QStringList& arguments, StepResult& result) {
+        const auto prove = [&filled] {
+            Display* const display = Display::getInstance();
+            display->callback = displayCallback;
+            const CardProof proof = proveCardOf(filled.values);
+            static_cast<void>(display->finishOutput());
+            return static_cast<int>(proof);
+        };
+        ChildEnd end = runInChild(prove, step.timeoutSeconds);
+        if (end.kind == ChildEnd::Kind::exited && end.code == static_cast<int>(CardProof::fresh)) {
+            end = runInChild([&arguments] { return runTool(arguments); }, step.timeoutSeconds);
+            if (end.kind == ChildEnd::Kind::exited && end.code == 0) {
+                end = runInChild(prove, step.timeoutSeconds);
+            }
+        }
+        result.isProven = end.kind == ChildEnd::Kind::exited && end.code == static_cast<int>(CardProof::holds);
+        if (!result.isProven) {
+            result.reason = reasonOf(end, step.timeoutSeconds);
         }
     }
 

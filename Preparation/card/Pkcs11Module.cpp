@@ -238,6 +238,23 @@ bool Pkcs11Session::readValue(CK_OBJECT_HANDLE object, const char* label, QByteA
            reportError("The object %s on the card doesn't have %lu bytes", label, expectedSize);
 }
 
+bool Pkcs11Session::encrypt(CK_OBJECT_HANDLE key, const char* label, QByteArrayView plain,
+                            QByteArray& encrypted) const {
+    const CK_FUNCTION_LIST& driver = module_.functions();
+    CK_MECHANISM mechanism{CKM_AES_ECB, nullptr, 0};
+    if (!succeeded(driver.C_EncryptInit(session_, &mechanism, key), "C_EncryptInit", label)) {
+        return false;
+    }
+    encrypted.fill('\0', plain.size());
+    auto* const input = const_cast<unsigned char*>(reinterpret_cast<const unsigned char*>(plain.data()));
+    auto size = static_cast<CK_ULONG>(encrypted.size());
+    return succeeded(driver.C_Encrypt(session_, input, static_cast<CK_ULONG>(plain.size()),
+                                      reinterpret_cast<unsigned char*>(encrypted.data()), &size),
+                     "C_Encrypt", label) &&
+           (size == static_cast<CK_ULONG>(plain.size()) ||
+            reportError("The card didn't encrypt a whole block with %s", label));
+}
+
 bool Pkcs11Session::create(std::vector<CK_ATTRIBUTE>& attributes, const char* label, Handles& created) const {
     CK_OBJECT_HANDLE object = CK_INVALID_HANDLE;
     if (!succeeded(module_.functions().C_CreateObject(session_, attributes.data(), attributes.size(), &object),

@@ -56,6 +56,9 @@ class Pkcs11Session {
     /// Reads the value of an object into `value`. The caller gives `value` the expected size. It is a failure if the
     /// object's value has another size.
     [[nodiscard]] bool readValue(CK_OBJECT_HANDLE object, const char* label, QByteArray& value) const;
+    /// Encrypts blocks of 16 bytes with an AES key on the token (CKM_AES_ECB).
+    [[nodiscard]] bool encrypt(CK_OBJECT_HANDLE key, const char* label, QByteArrayView plain,
+                               QByteArray& encrypted) const;
     /// Creates an object and appends it to `created`.
     [[nodiscard]] bool create(std::vector<CK_ATTRIBUTE>& attributes, const char* label, Handles& created) const;
     /// Removes objects, beginning with the last one, and stops at the first that can't be removed. An object that

@@ -1,9 +1,14 @@
 #include "Preparation/card/Pkcs11Module.h"
+#include "Preparation/card/cardProof.h"
+#include "Preparation/primitives/opensslObjects.h"
+#include "Preparation/primitives/randomBytes.h"
 #include "display/Display.h"
 #include "files/ByteReader.h"
 #include "files/byteWriter.h"
 #include "files/wipe.h"
 #include "preparation-interface/Preparation.h"
+
+#include <openssl/evp.h>
 
 #include <algorithm>
 #include <cstring>
@@ -212,6 +217,56 @@ bool programCard(const Pkcs11Session& session, const CardContent& content,
     return done;
 }
 
+bool differ(const char* what) {
+    return reportError("The card holds another %s", what);
+}
+
+/// The only object of a programmed card with this label.
+bool findOne(const Pkcs11Session& session, const char* label, CK_OBJECT_HANDLE& object) {
+    Pkcs11Session::Handles found;
+    if (!session.find(label, found)) {
+        return false;
+    }
+    object = found.empty() ? CK_INVALID_HANDLE : found.front();
+    return found.size() == 1 || reportError("The card has %zu objects named %s", found.size(), label);
+}
+
+bool encryptBlock(QByteArrayView key, QByteArrayView block, QByteArray& encrypted) {
+    const OpensslPointer<EVP_CIPHER_CTX> context(EVP_CIPHER_CTX_new());
+    int size = 0;
+    encrypted.fill('\0', block.size());
+    return context != nullptr &&
+           EVP_EncryptInit_ex(context.get(), EVP_aes_128_ecb(), nullptr,
+                              reinterpret_cast<const unsigned char*>(key.data()), nullptr) == 1 &&
+           EVP_CIPHER_CTX_set_padding(context.get(), 0) == 1 &&
+           EVP_EncryptUpdate(context.get(), reinterpret_cast<unsigned char*>(encrypted.data()), &size,
+                             reinterpret_cast<const unsigned char*>(block.data()),
+                             static_cast<int>(block.size())) == 1 &&
+           size == block.size();
+}
+
+/// Whether the card encrypts a random block as `key` does. `isEqual` is only set if it answers.
+bool compareKey(const Pkcs11Session& session, const QByteArray& key, bool& isEqual) {
+    CK_OBJECT_HANDLE object = CK_INVALID_HANDLE;
+    QByteArray block;
+    QByteArray onCard;
+    QByteArray expected;
+    if (!findOne(session, keyLabel, object) || !randomBytes(keySize, block) ||
+        !session.encrypt(object, keyLabel, block, onCard) || !encryptBlock(key, block, expected)) {
+        return false;
+    }
+    isEqual = onCard == expected;
+    return true;
+}
+
+bool compareData(const Pkcs11Session& session, const char* label, const QByteArray& wanted, const char* what) {
+    CK_OBJECT_HANDLE object = CK_INVALID_HANDLE;
+    QByteArray content(wanted.size(), '\0');
+    const WipeOnExit wipeContent(content);
+    return findOne(session, label, object) && session.readValue(object, label, content) &&
+           (content == wanted || differ(what));
+}
+
 }  // namespace
 
 bool Preparation::HSMProvisioning(std::int32_t slot, const QByteArray& key, const QByteArray& nonce,
@@ -281,4 +336,47 @@ bool Preparation::getHSMInfo(std::int32_t slot, unsigned char* firmwareId, unsig
     state = info.state;
     *version = info.version;
     return true;
+}
+
+CardProof proveCard(std::int32_t slot, const WantedCard& wanted) {
+    Pkcs11Module module;
+    if (!module.load()) {
+        return CardProof::failed;
+    }
+    Pkcs11Session session(module);
+    CardState card;
+    if (!session.open(slot, Pkcs11Session::Access::read) || !readCard(session, card)) {
+        return CardProof::failed;
+    }
+    if (card.info.state != operationalState) {
+        return CardProof::fresh;
+    }
+    if (wanted.key.size() != keySize) {
+        static_cast<void>(
+            reportError("The card needs a key of %lld bytes, not of %lld", qint64{keySize}, qint64{wanted.key.size()}));
+        return CardProof::failed;
+    }
+    if (card.info.identifier != wanted.firmwareId.leftJustified(identifierSize, '\0') ||
+        card.info.counter != wanted.maxCounter) {
+        static_cast<void>(differ("firmware identifier or counter"));
+        return CardProof::differs;
+    }
+    QByteArray pin = qgetenv("QVORA_HSM_PIN");
+    const WipeOnExit wipePin(pin);
+    if (pin.isEmpty()) {
+        static_cast<void>(
+            reportError("The user PIN of the card is missing, it is read from the environment : QVORA_HSM_PIN"));
+        return CardProof::failed;
+    }
+    bool isKey = false;
+    if (!session.login(pin) || !compareKey(session, wanted.key, isKey)) {
+        return CardProof::failed;
+    }
+    Pkcs11Session::Handles perso;
+    const bool isEqual =
+        (isKey || differ("key")) && compareData(session, nonceLabel, wanted.nonce, "nonce") &&
+        (wanted.persoData.isEmpty()
+             ? session.find(persoLabel, perso) && (perso.empty() || differ("set of personalization data"))
+             : compareData(session, persoLabel, wanted.persoData, "set of personalization data"));
+    return isEqual ? CardProof::holds : CardProof::differs;
 }

@@ -17,8 +17,8 @@ namespace desktop {
 
 namespace {
 
-constexpr std::array groups = {"Images", "Secrets", "Keys and cards", "Memory and wireless", "Editors", "Look inside",
-                              "Production"};
+constexpr std::array groups = {"Images",  "Secrets",     "Keys and cards", "Memory and wireless",
+                               "Editors", "Look inside", "Production"};
 
 template <class PageType>
 Page* make(const PageRow& /*row*/, PageContext& context, QWidget* parent) {
@@ -86,8 +86,9 @@ const QList<PageRow>& pageTable() {
         {"production", QT_TRANSLATE_NOOP("pageTable", "Production"), QT_TRANSLATE_NOOP("pageTable", "Production line"),
          QT_TRANSLATE_NOOP("pageTable",
                            "Shows what a production line has made, and writes a production job from saved jobs."),
-         QT_TRANSLATE_NOOP("pageTable", "qvora-produce ledger devices serial station record nonce status report job "
-                                        "steps table csv line"),
+         QT_TRANSLATE_NOOP("pageTable",
+                           "qvora-produce ledger devices serial station record nonce status report job "
+                           "steps table csv line"),
          make<ProductionPage>},
     };
     static const QList<PageRow> rows = inGroups(jobPages() + otherPages);

@@ -67,14 +67,6 @@ Ended ProductionKit::produce(const QString& words, const QByteArray& input,
                       prepare);
 }
 
-Ended ProductionKit::run(const QByteArray& rows, const char* more, const char* job,
-                         const std::function<void()>& prepare) const {
-    folder.write("devices.csv", "serial,secrets\n" + rows);
-    return produce(QStringLiteral("run %1 --devices devices.csv --ledger line.db -o out --workers 1 %2")
-                       .arg(QLatin1String(job), QLatin1String(more)),
-                   {}, prepare);
-}
-
 Ended ProductionKit::one(const char* serial, const char* more, const char* job,
                          const std::function<void()>& prepare) const {
     return produce(QStringLiteral("one %1 --serial %2 --ledger line.db -o out %3")
@@ -94,12 +86,6 @@ void ProductionKit::writeJob(const char* name, const QByteArray& steps, const QB
                            steps + "]}\n");
 }
 
-void ProductionKit::writeImgtool(const QByteArray& script) const {
-    QDir(folder.path("")).mkdir(QStringLiteral("bin"));
-    QFile::setPermissions(folder.write("bin/imgtool", "#!/bin/sh\n" + script + '\n'), ownerOnly | QFile::ExeOwner);
-    qputenv("PATH", folder.path("bin").toUtf8() + ':' + qgetenv("PATH"));
-}
-
 QList<QJsonObject> ProductionKit::lines(const char* kind) const {
     QList<QJsonObject> found;
     for (const QByteArray& line : folder.read("out/record.jsonl").split('\n')) {
@@ -110,19 +96,6 @@ QList<QJsonObject> ProductionKit::lines(const char* kind) const {
         }
     }
     return found;
-}
-
-std::string ProductionKit::devices() const {
-    QStringList texts;
-    for (const QJsonObject& line : lines("device")) {
-        texts.append(QStringLiteral("%1-%2 %3 %4")
-                         .arg(line.value(QLatin1String("serial")).toString())
-                         .arg(line.value(QLatin1String("attempt")).toInt())
-                         .arg(line.value(QLatin1String("verdict")).toString(),
-                              line.value(QLatin1String("reason")).toString().remove(folder.path("") + u'/'))
-                         .trimmed());
-    }
-    return texts.join(QLatin1String(" | ")).toStdString();
 }
 
 std::string ProductionKit::files(const char* below) const {

@@ -28,9 +28,6 @@ class ProductionKit {
 
     /// Runs qvora-produce in the folder. The words are separated by blanks. The child calls `prepare`, if given, first.
     Ended produce(const QString& words, const QByteArray& input = {}, const std::function<void()>& prepare = {}) const;
-    /// "run JOB" with the ledger, the folder "out" and more words. The table is devices.csv with these rows.
-    Ended run(const QByteArray& rows, const char* more = "", const char* job = "job.json",
-              const std::function<void()>& prepare = {}) const;
     /// "one JOB" for a serial, with the secrets s1.bin.
     Ended one(const char* serial, const char* more = "--column secrets=s1.bin", const char* job = "job.json",
               const std::function<void()>& prepare = {}) const;
@@ -40,13 +37,9 @@ class ProductionKit {
     /// Writes a job with these steps, keys and further members, all as JSON.
     void writeJob(const char* name, const QByteArray& steps, const QByteArray& keys = imageKey,
                   const QByteArray& more = {}) const;
-    /// Makes the program imgtool for the runner: a shell script.
-    void writeImgtool(const QByteArray& script) const;
 
     /// The lines of out/record.jsonl of one kind, or all.
     [[nodiscard]] QList<QJsonObject> lines(const char* kind = "") const;
-    /// Each "device" line as SERIAL-ATTEMPT VERDICT REASON, joined by " | ".
-    [[nodiscard]] std::string devices() const;
     /// The names of all files below a folder, sorted and joined by blanks.
     [[nodiscard]] std::string files(const char* below) const;
     /// An answer of sqlite3 on the ledger: rows joined by blanks, without a line feed at the end.

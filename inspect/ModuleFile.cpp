@@ -1,4 +1,5 @@
-// Module file `.kmd`: magic, load address, code. An image contains the whole file. The format has no protection.
+// Module file `.kmd`: magic, load address, code. An install image contains a module as this whole file. The format has
+// no protection.
 
 #include "files/ByteReader.h"
 #include "inspect/formats.h"

@@ -37,7 +37,8 @@ void compareRun(std::uint64_t address, QByteArrayView a, QByteArrayView b, std::
         for (qsizetype i = at; i < at + size; ++i) {
             if (a.at(i) != b.at(i)) {
                 const std::uint64_t place = address + static_cast<std::uint64_t>(i);
-                // Ranges are joined only inside a run: between two runs there may be bytes that neither side has.
+                // Ranges of one run are joined. Those of two runs aren't, because the bytes between two runs may be on
+                // no side.
                 const std::uint64_t gap = ranges.size() < fineRanges ? joinedGap : coarseGap;
                 const bool isInRun = !ranges.empty() && ranges.back().to >= address;
                 addRange(DifferenceCode::bytesChanged, place, place, isInRun ? gap : 0, ranges);
@@ -241,7 +242,8 @@ QByteArrayView payloadOf(const Layer& layer, const Part& part) {
     return isThere ? bytes.sliced(part.payloadOffset, part.payloadSize) : QByteArrayView();
 }
 
-/// The values in the file that a part was encrypted with. If they differ, equal ciphertext proves nothing.
+/// The IVs and nonces under which a part was encrypted, as the file states them. If those of two parts differ, equal
+/// ciphertext proves nothing.
 QByteArrayList sealOf(const Layer& layer, const Part& part) {
     QByteArrayList seal;
     const std::vector<UsedIv>& ivs = layer.description.ivs;  // in the order of their parts

@@ -49,7 +49,7 @@ struct McubootTemplate {
 struct McubootConfig {
     QList<McubootParam> params;
     TagText title;
-    QString xmlFolder;  ///< derived from `xmlPath` by the first step that needs it; empty before
+    QString xmlFolder;  ///< the folder of `xmlPath`; empty until a step needs it
     QString xmlPath;
     QList<LinkedXmlEntry> linkedTemplates;
     TagText command;

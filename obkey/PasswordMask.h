@@ -20,6 +20,7 @@ class PasswordMask {
 
     /// The template with marks instead of the `Value` and `Default` texts of its `Text` elements. Content that isn't
     /// plain text stays, because it may be a fault that the reader has to find. The line numbers don't change.
+    /// A template that contains the sign of a mark itself is returned unchanged.
     [[nodiscard]] QByteArray mask(const QByteArray& text);
 
     /// The template with the passwords instead of their marks.

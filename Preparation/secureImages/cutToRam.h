@@ -7,7 +7,7 @@
 /// The limit on the areas that a device receives at a time.
 struct RamLimit {
     std::uint32_t ramSize = 0;            ///< bytes; 0 means no limit
-    std::uint32_t continuationToken = 0;  ///< address of the device's state between two parts; 0 for an undivided image
+    std::uint32_t continuationToken = 0;  ///< where the device stores its progress between two parts; 0: one part
     qsizetype areaHeaderSize = areaHeader::shortHeaderSize;
 };
 

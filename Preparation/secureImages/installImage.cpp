@@ -14,8 +14,8 @@
 #include <algorithm>
 
 // The areas are in the order in which the device needs them: secure modules and key material, then firmware, then the
-// hash of all areas before it, and last the option bytes, which lock the device. Segments without bytes are left out.
-// All other areas are written, even without a payload.
+// hash of all areas before it, and last the option bytes, which lock the device. Firmware segments, licences and
+// identities without bytes get no area.
 
 namespace {
 

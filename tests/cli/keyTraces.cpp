@@ -1,7 +1,8 @@
 // keyTraces FILE[@OFFSET]... -- ARGUMENT...
 // Runs a program's work in this process, then searches the memory of the process for secrets.
 // Each file contains one secret: the first 12 to 64 bytes from the offset on. The exit status is the run's status, or
-// 99 if a secret is still in the heap. The search covers both byte orders, because OpenSSL stores keys in either.
+// 99 if a secret is still in the heap, or 98 if the arguments are wrong or a file can't be read. The search covers both
+// byte orders, because OpenSSL stores keys in either.
 
 #include "tests/cli/keyTraces.h"
 

@@ -17,7 +17,7 @@ bool read(FileLoadContext& context, const QString& path, FileData*& file) {
     return openFile(context, path, file);
 }
 
-// Each row has a text and its segments, or the last message if the text is rejected.
+// Each row has the text of a file and its segments. If the reader rejects the text, the row has the last message.
 TEST(RecordReader, ReadsOrRefusesWhatTheRecordsSay) {
     struct Row {
         QByteArray text;
@@ -50,7 +50,7 @@ TEST(RecordReader, ReadsOrRefusesWhatTheRecordsSay) {
         {":01000000\n55", "", "Error: parsing data, expecting hex digit, found '\n'"},
         {":010000005\xE4", "", "Error: parsing data, expecting hex digit, found 'ä'"},
         {":010000005`AF", "",
-         "Error: parsing data, expecting hex digit, found '`'"},  // if '`' counts as 0, the sum is right
+         "Error: parsing data, expecting hex digit, found '`'"},  // with '`' read as 0, the checksum would be right
         {":0100000055`0", "", "Error: parsing checksum, expecting hex digit, found '`'"},
         {":0100000000FE", "", "Error: found checksum 0xfe, expecting 0xff"},
         {":00000006FA", "", "Error: Unrecognized record type: 6"},

@@ -61,7 +61,7 @@ TEST(PasswordMask, HidesPlainText) {
     }
     EXPECT_FALSE(masked.contains(">c<") || masked.contains("e\n"));
     EXPECT_EQ(masked.count('\n'), text.count('\n'));
-    // Marks that the template itself contains aren't changed.
+    // A template that contains the sign of a mark is returned unchanged: nothing in it is masked.
     const QByteArray own = QByteArray(text).replace(">a<",
                                                     ">\xEF\xA3\xBF"
                                                     "0\xEF\xA3\xBF<");

@@ -68,12 +68,13 @@ TEST(GenerateObkey, BytesOfEachParameter) {
         {"Data;Name=d;Width=1;Default=1\nFile;Name=a;Align=260;KeyType=k;Default=raw.bin",
          fromHex("01000000") + "RAWDATA"},
         {"Data;Name=d;Width=1;Default=1\nFile;Name=a;Align=256;KeyType=k;Default=raw.bin", "\1RAWDATA"},
-        // Debug authentication: the digest of the main body, then the data for authentication. At least 64 bytes.
+        // Debug authentication: the digest of the main body, then the data for authentication, together at least 64
+        // bytes.
         {"DA\nData;Name=d;Width=2;Default=5\nBool;Name=b;Width=1;Default=7;True=1;False=0",
          digest("\7") + fromHex("0500") + QByteArray(30, '\0')},
         {"DA\nPermission;Name=p;Width=6;Default=0x22114433", digest("") + mask + fromHex("0000")},
         {"DA\nFile;Name=a;Align=1;KeyType=k;Default=private.PEM;Type=Public", digest(point) + QByteArray(32, '\0')},
-        // The header of a public key counts for alignment, that of a private key doesn't.
+        // The alignment counts the header of a public key file, but not that of a private one.
         {"DA\nFile;Name=a;Align=1;KeyType=k;Default=public.pem\nFile;Name=b;Align=4;KeyType=k;Default=raw.bin",
          digest(der.right(64) + QByteArray(1, '\0') + "RAWDATA") + QByteArray(32, '\0')},
         {"DA\nFile;Name=a;Align=1;KeyType=k;Default=private.PEM\nFile;Name=b;Align=4;KeyType=k;Default=raw.bin",
@@ -234,7 +235,7 @@ TEST(GenerateObkey, PipesAreReadOnce) {
     EXPECT_TRUE(run.engine.validateTemplate(path, run.schema) && run.engine.loadTemplate(path) &&
                 run.engine.checkLayout() && run.engine.generateObkey());
     EXPECT_EQ(run.folder.read("o.bin"), "RAWDATA");
-    // The readers of keys open a PEM file again, so a pipe can't be a PEM file.
+    // A PEM file is opened several times, so it can't be a pipe.
     const MessageCapture capture;
     const QString other = run.folder.write("other.xml", QByteArray(text).replace("raw.bin", "bad.pem"));
     run.engine.startObkeyJob(other);
@@ -302,7 +303,7 @@ TEST(GenerateObkey, KeyFileFaults) {
         }
         EXPECT_EQ(capture.texts(), expected);
     }
-    // The console shows the last line of an unusable answer as the reason, but never a private key from it.
+    // If imgtool's answer is unusable, its last line is shown as the reason, unless it is a part of a private key.
     struct Answer {
         const char *command, *reason;
     };

@@ -94,7 +94,8 @@ bool DcuEncryption::readInputs() {
             return false;
         }
     } else {
-        // One message for the file's size, one for its content, and one for its size again before the key is read.
+        // Three messages: the size can't be read, the content can't be read, and the size can't be read a second time,
+        // which precedes the key.
         for (const char* const text : {"Failed to open file.", "Failed to open file", "Failed to open file."}) {
             display->displayMessage(MessageKind::error, "%s", text);
         }

@@ -64,7 +64,8 @@ class Ledger {
     /// The device's last attempt. Fails if the ledger doesn't have the device.
     [[nodiscard]] bool lastAttempt(const QString& product, const QString& serial, Attempt& attempt, Fault& fault);
 
-    /// Whether the device's last attempt is proven and wasn't recalled. False for a device that the ledger doesn't have.
+    /// Whether the device's last attempt is proven and wasn't recalled. False for a device that the ledger doesn't
+    /// have.
     [[nodiscard]] bool isProven(const QString& product, const QString& serial, bool& isProven, Fault& fault);
 
     /// Permits a new attempt for a proven device, or ends an open claim of any station. With its record line. Fails if

@@ -69,7 +69,8 @@ TEST_F(CardStep, RefusesACardThatHoldsSomethingElse) {
         QString key;
         QString nonce;
         const char* says;
-    } rows[] = {{"SN2", key, nonce, "firmware identifier"}, {"SN1", otherKey, nonce, "key"}, {"SN1", key, otherNonce, "nonce"}};
+    } rows[] = {
+        {"SN2", key, nonce, "firmware identifier"}, {"SN1", otherKey, nonce, "key"}, {"SN1", key, otherNonce, "nonce"}};
     for (const auto& row : rows) {
         ASSERT_EQ(program(row.id, row.key, row.nonce).status, 0) << row.says;
         const Ended ended = kit.one("SN1");

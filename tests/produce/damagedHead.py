@@ -2,46 +2,26 @@
 """damagedHead.py PRODUCE PREPARE: a run refuses a damaged head of the ledger, until "ledger new-epoch" has written another
 one. The record then has the reason of the new epoch."""
 import json
-import os
-import pathlib
-import subprocess
-import sys
-import tempfile
 
-produce, prepare = map(os.path.abspath, sys.argv[1:])
+from lineKit import Line, run_tests
 
 
-def call(status, *words):
-    """The output of a command that has to end with `status`."""
-    done = subprocess.run([produce, *map(str, words)], text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                          check=False, timeout=60)
-    assert done.returncode == status, f"{words} ended with {done.returncode}:\n{done.stdout}"
-    return done.stdout
+def test_a_damaged_head_is_refused_until_there_is_another(folder):
+    line = Line(folder, devices=2)
+    head = line.out / ".qvora/station/head.json"
+    line.run(0)
+    whole = head.read_bytes()
+    for damaged in (b"", b"{}\n", whole[:-9], whole.replace(b'"claims":', b'"claims":"'), b"\xff" * 100):
+        head.write_bytes(damaged)
+        _, errors = line.run(2)
+        assert "isn't the head of a ledger" in errors and "ledger new-epoch" in errors, errors
+    line.call(0, "ledger", "new-epoch", "--reason", "the head is damaged", "--ledger", line.db, "-o", line.out)
+    output, _ = line.run(0)
+    assert "2 proven before" in output, output
+    epochs = line.record("epoch")
+    assert len(epochs) == 1 and epochs[0]["reason"] == "the head is damaged", epochs
+    assert json.loads(head.read_bytes())["epoch"] == epochs[0]["epoch"]
+    assert epochs[0]["replaced"] == json.loads(whole)["epoch"]
 
 
-def main():
-    with tempfile.TemporaryDirectory() as folder:
-        line = pathlib.Path(folder) / "line"
-        subprocess.run([prepare, line, "2"], check=True, stderr=subprocess.DEVNULL)
-        ledger = ["--ledger", line / "line.db"]
-        out = ["--output", line / "out"]
-        run = ["run", line / "job.json", "--devices", line / "devices.csv", *ledger, *out]
-        head = line / "out/.qvora/station/head.json"
-        call(0, "ledger", "init", *ledger)
-        call(0, *run)
-        whole = head.read_bytes()
-        for damaged in (b"", b"{}\n", whole[:-9], whole.replace(b'"claims":', b'"claims":"'), b"\xff" * 100):
-            head.write_bytes(damaged)
-            output = call(2, *run)
-            assert "isn't the head of a ledger" in output and "ledger new-epoch" in output, output
-        call(0, "ledger", "new-epoch", "--reason", "the head is damaged", *ledger, *out)
-        output = call(0, *run)
-        assert "2 proven before" in output, output
-        lines = [json.loads(line) for line in (line / "out/record.jsonl").read_text(encoding="utf-8").splitlines()]
-        epochs = [line for line in lines if line["kind"] == "epoch"]
-        assert len(epochs) == 1 and epochs[0]["reason"] == "the head is damaged", epochs
-        assert json.loads(head.read_bytes())["epoch"] == epochs[0]["epoch"]
-        assert epochs[0]["replaced"] == json.loads(whole)["epoch"]
-
-
-main()
+run_tests(globals())

@@ -27,7 +27,7 @@ QByteArray bytesOf(const QJsonObject& object, const char* name) {
 }
 
 void addIvs(const QJsonObject& object, QList<ledger::IvUse>& ivs) {
-    for (const QJsonValue& value : object.value(QLatin1String("ivs")).toArray()) {
+    for (const auto& value : object.value(QLatin1String("ivs")).toArray()) {
         const QJsonObject iv = value.toObject();
         ivs.append({bytesOf(iv, "fingerprint"), bytesOf(iv, "part")});
     }
@@ -105,7 +105,7 @@ class CatchingUp {
         outcome.kind = kindOf(textOf(line, "verdict"));
         outcome.reason = textOf(line, "reason");
         ledger::ClaimRequest request{outcome.attempt.product, outcome.attempt.serial, {}};
-        for (const QJsonValue& value : line.value(QLatin1String("steps")).toArray()) {
+        for (const auto& value : line.value(QLatin1String("steps")).toArray()) {
             outcome.steps.append(stepOf(value.toObject()));
             addIvs(value.toObject(), request.ivs);
         }

@@ -296,7 +296,7 @@ void JobDraftView::check() {
 void JobDraftView::showFindings(const Runner::Result& result) {
     const QJsonObject document = QJsonDocument::fromJson(result.output).object();
     QStringList texts;
-    for (const QJsonValue& finding : document.value(QLatin1String("findings")).toArray()) {
+    for (const auto& finding : document.value(QLatin1String("findings")).toArray()) {
         texts.append(findingText(finding.toObject()));
     }
     const qint64 faults = document.value(QLatin1String("faults")).toInteger();

@@ -39,7 +39,7 @@ QString timeOf(const QJsonObject& object, const char* name) {
 template <class MakeRow>
 QList<QStringList> rowsOf(const QJsonObject& status, const char* name, MakeRow makeRow) {
     QList<QStringList> rows;
-    for (const QJsonValue& value : status.value(QLatin1String(name)).toArray()) {
+    for (const auto& value : status.value(QLatin1String(name)).toArray()) {
         rows.append(makeRow(value.toObject()));
     }
     return rows;
@@ -82,7 +82,7 @@ QTreeWidget* LedgerView::addTable(const QString& title, const char* name, const 
 void LedgerView::show(const QJsonObject& status) {
     showCounts(status);
     QList<RateBar> bars;
-    for (const QJsonValue& value : status.value(QLatin1String("intervals")).toArray()) {
+    for (const auto& value : status.value(QLatin1String("intervals")).toArray()) {
         const QJsonObject interval = value.toObject();
         const auto count = [&interval](const char* name) { return interval.value(QLatin1String(name)).toInteger(); };
         bars.append(
@@ -110,7 +110,7 @@ void LedgerView::show(const QJsonObject& status) {
 
 void LedgerView::showCounts(const QJsonObject& status) {
     QStringList lines;
-    for (const QJsonValue& value : status.value(QLatin1String("products")).toArray()) {
+    for (const auto& value : status.value(QLatin1String("products")).toArray()) {
         const QJsonObject product = value.toObject();
         QStringList parts{tr("%1 proven").arg(numberOf(product, "proven")),
                           tr("%1 failed").arg(numberOf(product, "failed"))};

@@ -45,7 +45,7 @@ void Runner::start(const QString& program, const QStringList& arguments) {
     process_->start(program, arguments);
 }
 
-void Runner::finish(Result result) {
+void Runner::finish(const Result& result) {
     if (process_ != nullptr) {
         process_->deleteLater();
         process_ = nullptr;

@@ -32,7 +32,7 @@ class Runner : public QObject {
     void ended(const desktop::Runner::Result& result);
 
   private:
-    void finish(Result result);
+    void finish(const Result& result);
     void drop();
 
     QProcess* process_ = nullptr;

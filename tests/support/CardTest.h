@@ -1,11 +1,16 @@
 #pragma once
 
+#include "files/FileHandle.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/outsideTool.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 #include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/file.h>
 
 /// Gives each test its own SoftHSM token in slot 0. This process and the processes that it starts use it.
 class CardTest : public testing::Test {
@@ -16,6 +21,10 @@ class CardTest : public testing::Test {
             driver = QFile::exists(QLatin1String(path)) ? QByteArray(path) : driver;
         }
         ASSERT_FALSE(driver.isEmpty()) << "SoftHSM (package softhsm2) is not installed";
+        // Two runs that program cards with one driver wait for each other, and say so. So the tests take turns.
+        const QByteArray place = QFile::encodeName(QFileInfo(QString::fromUtf8(driver)).path());
+        turn_ = FileHandle(open(place.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        ASSERT_EQ(flock(turn_.get(), LOCK_EX), 0) << place.constData();
         const QByteArray config = "directories.tokendir = " + folder.path("").toUtf8() + "\nlog.level = ERROR\n";
         qputenv("SOFTHSM2_CONF", folder.write("softhsm2.conf", config).toUtf8());
         qputenv("QVORA_HSM_MODULE", driver);
@@ -33,4 +42,7 @@ class CardTest : public testing::Test {
 
     QByteArray driver;
     TempFolder folder;
+
+  private:
+    FileHandle turn_;
 };

@@ -1,4 +1,3 @@
-#include "Preparation/card/Pkcs11Module.h"
 #include "Preparation/card/cardProof.h"
 #include "Preparation/primitives/opensslObjects.h"
 #include "Preparation/primitives/randomBytes.h"
@@ -7,6 +6,7 @@
 #include "files/byteWriter.h"
 #include "files/wipe.h"
 #include "preparation-interface/Preparation.h"
+#include "token/Pkcs11Module.h"
 
 #include <openssl/evp.h>
 
@@ -91,10 +91,10 @@ QByteArray infoBytes(const CardInfo& info) {
 /// The content of a card's vx-card-info, and the objects with this label.
 struct CardState {
     CardInfo info;
-    Pkcs11Session::Handles infoObjects;
+    token::Pkcs11Session::Handles infoObjects;
 };
 
-bool readCard(const Pkcs11Session& session, CardState& card) {
+bool readCard(const token::Pkcs11Session& session, CardState& card) {
     if (!session.find(infoLabel, card.infoObjects)) {
         return false;
     }
@@ -112,13 +112,13 @@ bool readCard(const Pkcs11Session& session, CardState& card) {
 }
 
 bool readCardInSlot(std::int32_t slot, CardInfo& info) {
-    Pkcs11Module module;
+    token::Pkcs11Module module;
     if (!module.load()) {
         return false;
     }
-    Pkcs11Session session(module);
+    token::Pkcs11Session session(module);
     CardState card;
-    if (!session.open(slot, Pkcs11Session::Access::read) || !readCard(session, card)) {
+    if (!session.open(slot, token::Pkcs11Session::Access::read) || !readCard(session, card)) {
         return false;
     }
     info = card.info;
@@ -138,8 +138,8 @@ CK_ATTRIBUTE valueAttribute(CK_ATTRIBUTE_TYPE type, const T& value) {
 constexpr CK_BBOOL yes = CK_TRUE;
 constexpr CK_BBOOL no = CK_FALSE;
 
-bool writeData(const Pkcs11Session& session, const char* label, QByteArrayView content, const CK_BBOOL& isPrivate,
-               Pkcs11Session::Handles& written) {
+bool writeData(const token::Pkcs11Session& session, const char* label, QByteArrayView content,
+               const CK_BBOOL& isPrivate, token::Pkcs11Session::Handles& written) {
     const CK_OBJECT_CLASS objectClass = CKO_DATA;
     std::vector<CK_ATTRIBUTE> attributes{
         valueAttribute(CKA_CLASS, objectClass), valueAttribute(CKA_TOKEN, yes),
@@ -150,7 +150,7 @@ bool writeData(const Pkcs11Session& session, const char* label, QByteArrayView c
 }
 
 // CKA_ENCRYPT lets the holder of the PIN encrypt a known block, which proves the key without reading it.
-bool writeKey(const Pkcs11Session& session, QByteArrayView key, Pkcs11Session::Handles& written) {
+bool writeKey(const token::Pkcs11Session& session, QByteArrayView key, token::Pkcs11Session::Handles& written) {
     const CK_OBJECT_CLASS objectClass = CKO_SECRET_KEY;
     const CK_KEY_TYPE keyType = CKK_AES;
     std::vector<CK_ATTRIBUTE> attributes{
@@ -172,15 +172,16 @@ struct CardContent {
     QByteArray info;
 };
 
-bool findAll(const Pkcs11Session& session, std::initializer_list<const char*> labels, Pkcs11Session::Handles& found) {
+bool findAll(const token::Pkcs11Session& session, std::initializer_list<const char*> labels,
+             token::Pkcs11Session::Handles& found) {
     return std::all_of(labels.begin(), labels.end(), [&](const char* label) { return session.find(label, found); });
 }
 
 // Checks that the objects with these labels are exactly the expected ones. Otherwise reports that another run is
 // programming the card.
-bool holdsJust(const Pkcs11Session& session, std::initializer_list<const char*> labels,
-               Pkcs11Session::Handles expected) {
-    Pkcs11Session::Handles found;
+bool holdsJust(const token::Pkcs11Session& session, std::initializer_list<const char*> labels,
+               token::Pkcs11Session::Handles expected) {
+    token::Pkcs11Session::Handles found;
     if (!findAll(session, labels, found)) {
         return false;
     }
@@ -189,19 +190,19 @@ bool holdsJust(const Pkcs11Session& session, std::initializer_list<const char*> 
     return found == expected || reportError("Another run programs this card at the same time");
 }
 
-Pkcs11Session::Handles joined(Pkcs11Session::Handles first, const Pkcs11Session::Handles& second) {
+token::Pkcs11Session::Handles joined(token::Pkcs11Session::Handles first, const token::Pkcs11Session::Handles& second) {
     first.insert(first.end(), second.begin(), second.end());
     return first;
 }
 
 // Programs the card. On failure, removes everything that it wrote, if the card permits that.
-bool programCard(const Pkcs11Session& session, const CardContent& content,
-                 const Pkcs11Session::Handles& olderInfoObjects) {
-    Pkcs11Session::Handles leftovers;
+bool programCard(const token::Pkcs11Session& session, const CardContent& content,
+                 const token::Pkcs11Session::Handles& olderInfoObjects) {
+    token::Pkcs11Session::Handles leftovers;
     if (!findAll(session, {keyLabel, nonceLabel, persoLabel}, leftovers)) {
         return false;
     }
-    Pkcs11Session::Handles written;
+    token::Pkcs11Session::Handles written;
     const bool done =
         writeKey(session, content.key, written) && writeData(session, nonceLabel, content.nonce, yes, written) &&
         (content.persoData.isEmpty() || writeData(session, persoLabel, content.persoData, yes, written)) &&
@@ -222,8 +223,8 @@ bool differ(const char* what) {
 }
 
 /// The only object of a programmed card with this label.
-bool findOne(const Pkcs11Session& session, const char* label, CK_OBJECT_HANDLE& object) {
-    Pkcs11Session::Handles found;
+bool findOne(const token::Pkcs11Session& session, const char* label, CK_OBJECT_HANDLE& object) {
+    token::Pkcs11Session::Handles found;
     if (!session.find(label, found)) {
         return false;
     }
@@ -246,7 +247,7 @@ bool encryptBlock(QByteArrayView key, QByteArrayView block, QByteArray& encrypte
 }
 
 /// Whether the card encrypts a random block as `key` does. `isEqual` is only set if it answers.
-bool compareKey(const Pkcs11Session& session, const QByteArray& key, bool& isEqual) {
+bool compareKey(const token::Pkcs11Session& session, const QByteArray& key, bool& isEqual) {
     CK_OBJECT_HANDLE object = CK_INVALID_HANDLE;
     QByteArray block;
     QByteArray onCard;
@@ -259,7 +260,7 @@ bool compareKey(const Pkcs11Session& session, const QByteArray& key, bool& isEqu
     return true;
 }
 
-bool compareData(const Pkcs11Session& session, const char* label, const QByteArray& wanted, const char* what) {
+bool compareData(const token::Pkcs11Session& session, const char* label, const QByteArray& wanted, const char* what) {
     CK_OBJECT_HANDLE object = CK_INVALID_HANDLE;
     QByteArray content(wanted.size(), '\0');
     const WipeOnExit wipeContent(content);
@@ -292,14 +293,14 @@ bool Preparation::HSMProvisioning(std::int32_t slot, const QByteArray& key, cons
     if (pin.isEmpty()) {
         return reportError("The user PIN of the card is missing, it is read from the environment : QVORA_HSM_PIN");
     }
-    Pkcs11Module module;
+    token::Pkcs11Module module;
     if (!module.load()) {
         return false;
     }
     module.lock();
-    Pkcs11Session session(module);
+    token::Pkcs11Session session(module);
     CardState card;
-    if (!session.open(slot, Pkcs11Session::Access::write) || !readCard(session, card)) {
+    if (!session.open(slot, token::Pkcs11Session::Access::write) || !readCard(session, card)) {
         return false;
     }
     if (card.info.state == operationalState) {
@@ -339,13 +340,13 @@ bool Preparation::getHSMInfo(std::int32_t slot, unsigned char* firmwareId, unsig
 }
 
 CardProof proveCard(std::int32_t slot, const WantedCard& wanted) {
-    Pkcs11Module module;
+    token::Pkcs11Module module;
     if (!module.load()) {
         return CardProof::failed;
     }
-    Pkcs11Session session(module);
+    token::Pkcs11Session session(module);
     CardState card;
-    if (!session.open(slot, Pkcs11Session::Access::read) || !readCard(session, card)) {
+    if (!session.open(slot, token::Pkcs11Session::Access::read) || !readCard(session, card)) {
         return CardProof::failed;
     }
     if (card.info.state != operationalState) {
@@ -372,7 +373,7 @@ CardProof proveCard(std::int32_t slot, const WantedCard& wanted) {
     if (!session.login(pin) || !compareKey(session, wanted.key, isKey)) {
         return CardProof::failed;
     }
-    Pkcs11Session::Handles perso;
+    token::Pkcs11Session::Handles perso;
     const bool isEqual =
         (isKey || differ("key")) && compareData(session, nonceLabel, wanted.nonce, "nonce") &&
         (wanted.persoData.isEmpty()

@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <vector>
 
+namespace token {
+
 /// A card driver that follows PKCS #11 (OASIS, version 2.40), loaded when an operation needs it.
 ///
 /// The library isn't unloaded, because some drivers leave threads or exit handlers that still need its code.
@@ -70,3 +72,5 @@ class Pkcs11Session {
     CK_SESSION_HANDLE session_ = CK_INVALID_HANDLE;
     bool loggedIn_ = false;
 };
+
+}  // namespace token

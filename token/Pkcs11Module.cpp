@@ -1,4 +1,4 @@
-#include "Preparation/card/Pkcs11Module.h"
+#include "token/Pkcs11Module.h"
 
 #include "display/Display.h"
 
@@ -11,6 +11,8 @@
 #include <cerrno>
 #include <cstring>
 #include <string>
+
+namespace token {
 
 namespace {
 
@@ -271,3 +273,5 @@ bool Pkcs11Session::destroy(const Handles& objects, const char* label) const {
         return answer == CKR_OBJECT_HANDLE_INVALID || succeeded(answer, "C_DestroyObject", label);
     });
 }
+
+}  // namespace token

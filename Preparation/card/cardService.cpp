@@ -6,7 +6,8 @@
 #include "files/byteWriter.h"
 #include "files/wipe.h"
 #include "preparation-interface/Preparation.h"
-#include "token/Pkcs11Module.h"
+#include "token/Driver.h"
+#include "token/Session.h"
 
 #include <openssl/evp.h>
 
@@ -91,10 +92,10 @@ QByteArray infoBytes(const CardInfo& info) {
 /// The content of a card's vx-card-info, and the objects with this label.
 struct CardState {
     CardInfo info;
-    token::Pkcs11Session::Handles infoObjects;
+    token::Session::Handles infoObjects;
 };
 
-bool readCard(const token::Pkcs11Session& session, CardState& card) {
+bool readCard(const token::Session& session, CardState& card) {
     if (!session.find(infoLabel, card.infoObjects)) {
         return false;
     }
@@ -111,14 +112,20 @@ bool readCard(const token::Pkcs11Session& session, CardState& card) {
     return true;
 }
 
+bool openCard(const token::Driver& driver, std::int32_t position, token::Session::Access access,
+              token::Session& session) {
+    CK_SLOT_ID slot = 0;
+    return driver.findSlot(position, slot) && session.open(slot, access);
+}
+
 bool readCardInSlot(std::int32_t slot, CardInfo& info) {
-    token::Pkcs11Module module;
-    if (!module.load()) {
+    token::Driver driver("card");
+    if (!driver.loadConfigured()) {
         return false;
     }
-    token::Pkcs11Session session(module);
+    token::Session session(driver);
     CardState card;
-    if (!session.open(slot, token::Pkcs11Session::Access::read) || !readCard(session, card)) {
+    if (!openCard(driver, slot, token::Session::Access::read, session) || !readCard(session, card)) {
         return false;
     }
     info = card.info;
@@ -138,8 +145,8 @@ CK_ATTRIBUTE valueAttribute(CK_ATTRIBUTE_TYPE type, const T& value) {
 constexpr CK_BBOOL yes = CK_TRUE;
 constexpr CK_BBOOL no = CK_FALSE;
 
-bool writeData(const token::Pkcs11Session& session, const char* label, QByteArrayView content,
-               const CK_BBOOL& isPrivate, token::Pkcs11Session::Handles& written) {
+bool writeData(const token::Session& session, const char* label, QByteArrayView content, const CK_BBOOL& isPrivate,
+               token::Session::Handles& written) {
     const CK_OBJECT_CLASS objectClass = CKO_DATA;
     std::vector<CK_ATTRIBUTE> attributes{
         valueAttribute(CKA_CLASS, objectClass), valueAttribute(CKA_TOKEN, yes),
@@ -150,7 +157,7 @@ bool writeData(const token::Pkcs11Session& session, const char* label, QByteArra
 }
 
 // CKA_ENCRYPT lets the holder of the PIN encrypt a known block, which proves the key without reading it.
-bool writeKey(const token::Pkcs11Session& session, QByteArrayView key, token::Pkcs11Session::Handles& written) {
+bool writeKey(const token::Session& session, QByteArrayView key, token::Session::Handles& written) {
     const CK_OBJECT_CLASS objectClass = CKO_SECRET_KEY;
     const CK_KEY_TYPE keyType = CKK_AES;
     std::vector<CK_ATTRIBUTE> attributes{
@@ -172,16 +179,15 @@ struct CardContent {
     QByteArray info;
 };
 
-bool findAll(const token::Pkcs11Session& session, std::initializer_list<const char*> labels,
-             token::Pkcs11Session::Handles& found) {
+bool findAll(const token::Session& session, std::initializer_list<const char*> labels, token::Session::Handles& found) {
     return std::all_of(labels.begin(), labels.end(), [&](const char* label) { return session.find(label, found); });
 }
 
 // Checks that the objects with these labels are exactly the expected ones. Otherwise reports that another run is
 // programming the card.
-bool holdsJust(const token::Pkcs11Session& session, std::initializer_list<const char*> labels,
-               token::Pkcs11Session::Handles expected) {
-    token::Pkcs11Session::Handles found;
+bool holdsJust(const token::Session& session, std::initializer_list<const char*> labels,
+               token::Session::Handles expected) {
+    token::Session::Handles found;
     if (!findAll(session, labels, found)) {
         return false;
     }
@@ -190,19 +196,19 @@ bool holdsJust(const token::Pkcs11Session& session, std::initializer_list<const 
     return found == expected || reportError("Another run programs this card at the same time");
 }
 
-token::Pkcs11Session::Handles joined(token::Pkcs11Session::Handles first, const token::Pkcs11Session::Handles& second) {
+token::Session::Handles joined(token::Session::Handles first, const token::Session::Handles& second) {
     first.insert(first.end(), second.begin(), second.end());
     return first;
 }
 
 // Programs the card. On failure, removes everything that it wrote, if the card permits that.
-bool programCard(const token::Pkcs11Session& session, const CardContent& content,
-                 const token::Pkcs11Session::Handles& olderInfoObjects) {
-    token::Pkcs11Session::Handles leftovers;
+bool programCard(const token::Session& session, const CardContent& content,
+                 const token::Session::Handles& olderInfoObjects) {
+    token::Session::Handles leftovers;
     if (!findAll(session, {keyLabel, nonceLabel, persoLabel}, leftovers)) {
         return false;
     }
-    token::Pkcs11Session::Handles written;
+    token::Session::Handles written;
     const bool done =
         writeKey(session, content.key, written) && writeData(session, nonceLabel, content.nonce, yes, written) &&
         (content.persoData.isEmpty() || writeData(session, persoLabel, content.persoData, yes, written)) &&
@@ -223,8 +229,8 @@ bool differ(const char* what) {
 }
 
 /// The only object of a programmed card with this label.
-bool findOne(const token::Pkcs11Session& session, const char* label, CK_OBJECT_HANDLE& object) {
-    token::Pkcs11Session::Handles found;
+bool findOne(const token::Session& session, const char* label, CK_OBJECT_HANDLE& object) {
+    token::Session::Handles found;
     if (!session.find(label, found)) {
         return false;
     }
@@ -247,7 +253,7 @@ bool encryptBlock(QByteArrayView key, QByteArrayView block, QByteArray& encrypte
 }
 
 /// Whether the card encrypts a random block as `key` does. `isEqual` is only set if it answers.
-bool compareKey(const token::Pkcs11Session& session, const QByteArray& key, bool& isEqual) {
+bool compareKey(const token::Session& session, const QByteArray& key, bool& isEqual) {
     CK_OBJECT_HANDLE object = CK_INVALID_HANDLE;
     QByteArray block;
     QByteArray onCard;
@@ -260,7 +266,7 @@ bool compareKey(const token::Pkcs11Session& session, const QByteArray& key, bool
     return true;
 }
 
-bool compareData(const token::Pkcs11Session& session, const char* label, const QByteArray& wanted, const char* what) {
+bool compareData(const token::Session& session, const char* label, const QByteArray& wanted, const char* what) {
     CK_OBJECT_HANDLE object = CK_INVALID_HANDLE;
     QByteArray content(wanted.size(), '\0');
     const WipeOnExit wipeContent(content);
@@ -293,14 +299,14 @@ bool Preparation::HSMProvisioning(std::int32_t slot, const QByteArray& key, cons
     if (pin.isEmpty()) {
         return reportError("The user PIN of the card is missing, it is read from the environment : QVORA_HSM_PIN");
     }
-    token::Pkcs11Module module;
-    if (!module.load()) {
+    token::Driver driver("card");
+    if (!driver.loadConfigured()) {
         return false;
     }
-    module.lock();
-    token::Pkcs11Session session(module);
+    driver.lock();
+    token::Session session(driver);
     CardState card;
-    if (!session.open(slot, token::Pkcs11Session::Access::write) || !readCard(session, card)) {
+    if (!openCard(driver, slot, token::Session::Access::write, session) || !readCard(session, card)) {
         return false;
     }
     if (card.info.state == operationalState) {
@@ -340,13 +346,13 @@ bool Preparation::getHSMInfo(std::int32_t slot, unsigned char* firmwareId, unsig
 }
 
 CardProof proveCard(std::int32_t slot, const WantedCard& wanted) {
-    token::Pkcs11Module module;
-    if (!module.load()) {
+    token::Driver driver("card");
+    if (!driver.loadConfigured()) {
         return CardProof::failed;
     }
-    token::Pkcs11Session session(module);
+    token::Session session(driver);
     CardState card;
-    if (!session.open(slot, token::Pkcs11Session::Access::read) || !readCard(session, card)) {
+    if (!openCard(driver, slot, token::Session::Access::read, session) || !readCard(session, card)) {
         return CardProof::failed;
     }
     if (card.info.state != operationalState) {
@@ -373,7 +379,7 @@ CardProof proveCard(std::int32_t slot, const WantedCard& wanted) {
     if (!session.login(pin) || !compareKey(session, wanted.key, isKey)) {
         return CardProof::failed;
     }
-    token::Pkcs11Session::Handles perso;
+    token::Session::Handles perso;
     const bool isEqual =
         (isKey || differ("key")) && compareData(session, nonceLabel, wanted.nonce, "nonce") &&
         (wanted.persoData.isEmpty()

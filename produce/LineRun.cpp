@@ -15,7 +15,10 @@ namespace {
 // A commit costs the same for one device and for many, so a busy run waits a little for more.
 constexpr qsizetype fullBatch = 64;
 constexpr qint64 longestWait = 40;  // milliseconds
-constexpr qsizetype rowsAtOnce = 64;
+constexpr qsizetype mostRowsAtOnce = 64;
+constexpr qsizetype aheadOfEachWorker = 4;
+constexpr qsizetype secondsAhead = 4;
+constexpr qint64 rateMilliseconds = 1000;
 constexpr int pollMilliseconds = 250;
 constexpr qint64 progressMilliseconds = 250;
 constexpr qint64 retryMilliseconds = 1000;
@@ -41,6 +44,7 @@ LineRun::LineRun(Publisher& publisher, Workers& workers, RunListener& listener, 
     : publisher_(publisher), workers_(workers), listener_(listener), options_(options) {
     lastProgress_.start();
     lastRetry_.start();
+    rateStart_.start();
 }
 
 LineRun::End LineRun::run(DeviceSource& source) {
@@ -133,10 +137,24 @@ void LineRun::submitMade() {
     oldestMade_.invalidate();
 }
 
+/// The number of devices that may be claimed and not yet committed: what the workers make in a few seconds. So a
+/// station works on while the server of its ledger doesn't answer, but leaves the rest of the table to other stations.
+qsizetype LineRun::ahead() {
+    if (rateStart_.elapsed() >= rateMilliseconds) {
+        madeBefore_ = rateStart_.elapsed() < 2 * rateMilliseconds ? madeLately_ : 0;
+        madeLately_ = 0;
+        rateStart_.restart();
+    }
+    const qsizetype least = aheadOfEachWorker * workers_.count();
+    return std::clamp(secondsAhead * std::max(madeBefore_, madeLately_), least, std::max(least, options_.mostAhead));
+}
+
 void LineRun::submitRows(DeviceSource& source) {
     const qsizetype open = static_cast<qsizetype>(toMake_.size()) + inProgress_.size() + made_.size() + inPublisher_;
+    const qsizetype room = ahead();
+    const qsizetype rowsAtOnce = std::min(mostRowsAtOnce, room / 2);
     waitsForSource_ = false;
-    if (isStopping_ || isSourceAtEnd_ || claims_ > 0 || open + rowsAtOnce > options_.ahead) {
+    if (isStopping_ || isSourceAtEnd_ || claims_ > 0 || open + rowsAtOnce > room) {
         return;
     }
     QList<DeviceRow> rows;
@@ -214,6 +232,7 @@ void LineRun::takeResults(std::size_t worker) {
             oldestMade_.start();
         }
         countFailures(result.isProven);
+        ++madeLately_;
         made_.append({std::move(plan), result, false, reasonOf(result)});
     }
 }

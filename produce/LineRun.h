@@ -32,8 +32,8 @@ class DeviceSource {
 class LineRun {
   public:
     struct Options {
-        qint64 haltAfter = 0;   ///< failures in a row; 0: never
-        qsizetype ahead = 128;  ///< devices that are claimed and not yet committed
+        qint64 haltAfter = 0;       ///< failures in a row; 0: never
+        qsizetype mostAhead = 128;  ///< devices that are claimed and not yet committed
     };
     enum class End {
         done,
@@ -51,6 +51,7 @@ class LineRun {
     [[nodiscard]] End finishRun();
     void handOut();
     void submitMade();
+    [[nodiscard]] qsizetype ahead();
     void submitRows(DeviceSource& source);
     void retryHeld();
     void interruptRest();
@@ -75,8 +76,11 @@ class LineRun {
     QElapsedTimer oldestMade_;
     QElapsedTimer lastProgress_;
     QElapsedTimer lastRetry_;
-    qint64 inPublisher_ = 0;  // devices that are being committed
-    int claims_ = 0;          // batches of rows that are being claimed
+    QElapsedTimer rateStart_;
+    qint64 inPublisher_ = 0;    // devices that are being committed
+    int claims_ = 0;            // batches of rows that are being claimed
+    qsizetype madeLately_ = 0;  // devices since rateStart_
+    qsizetype madeBefore_ = 0;  // devices in the second before
     qint64 failuresInRow_ = 0;
     int retries_ = 0;
     bool isSourceAtEnd_ = false;

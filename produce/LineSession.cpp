@@ -16,7 +16,7 @@ namespace produce {
 namespace {
 
 constexpr int mostWorkersAllowed = 64;
-constexpr qsizetype aheadOnServer = 1024;  // a station continues that long while the server doesn't answer
+constexpr qsizetype mostAheadOnServer = 1024;
 
 bool refuse(const QString& fault) {
     printFault(fault);
@@ -127,7 +127,7 @@ bool LineSession::openLedger(const ProduceCall& call) {
 int LineSession::make(DeviceSource& source, RunListener& listener, qint64 haltAfter, RunCounts& counts) {
     LineRun::Options options;
     options.haltAfter = haltAfter;
-    options.ahead = isShared_ ? aheadOnServer : options.ahead;
+    options.mostAhead = isShared_ ? mostAheadOnServer : options.mostAhead;
     LineRun run(*publisher_, workers_, listener, options);
     const LineRun::End end = run.run(source);
     counts = run.counts();

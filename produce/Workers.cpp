@@ -56,14 +56,6 @@ bool Workers::hasRoom() const {
                        [](const Worker& worker) { return worker.socket.isOpen() && worker.tasks.size() < mostTasks; });
 }
 
-qsizetype Workers::busy() const {
-    std::size_t count = 0;
-    for (const Worker& worker : workers_) {
-        count += worker.tasks.size();
-    }
-    return static_cast<qsizetype>(count);
-}
-
 bool Workers::isAlive() const {
     return std::any_of(workers_.begin(), workers_.end(), [](const Worker& worker) { return worker.socket.isOpen(); });
 }

@@ -23,10 +23,9 @@ class Workers {
 
     [[nodiscard]] bool start(int count, const Making& making);
 
+    [[nodiscard]] qsizetype count() const { return static_cast<qsizetype>(workers_.size()); }
     /// Whether a worker takes another task. Each has at most two, so that it never waits for the runner.
     [[nodiscard]] bool hasRoom() const;
-    /// The number of tasks that were sent and have no result yet.
-    [[nodiscard]] qsizetype busy() const;
     /// Whether any worker still runs.
     [[nodiscard]] bool isAlive() const;
     /// Sends a task to the worker with the fewest tasks. False if no worker can take it.

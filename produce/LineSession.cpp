@@ -2,9 +2,10 @@
 
 #include "display/buildVersion.h"
 #include "produce/ConsoleListener.h"
-#include "produce/ProduceCall.h"
 #include "produce/preflight.h"
 #include "produce/readProductionJob.h"
+#include "produce/runnerCommands.h"
+#include "produce/stopSignals.h"
 
 #include <QFileInfo>
 
@@ -29,7 +30,7 @@ bool isServer(const QString& ledgerPlace) {
     return ledgerPlace.startsWith(QLatin1String("postgresql://"));
 }
 
-QString fileBeside(const ProduceCall& call, const char* option, const char* ending, QString& fault) {
+QString fileBeside(const calls::Call& call, const char* option, const char* ending, QString& fault) {
     if (call.has(option)) {
         return call.value(option);
     }
@@ -40,7 +41,7 @@ QString fileBeside(const ProduceCall& call, const char* option, const char* endi
     return call.value("ledger") + QLatin1String(ending);
 }
 
-QString stationOf(const ProduceCall& call, QString& fault) {
+QString stationOf(const calls::Call& call, QString& fault) {
     const QString name = call.has("station") ? call.value("station") : QStringLiteral("station");
     if (!isName(name)) {
         fault = QStringLiteral("the name of a station has 1 to 64 letters, digits, \"-\", \"_\" and \".\"");
@@ -53,11 +54,12 @@ LineSession::~LineSession() {
     publisher_.reset();
 }
 
-bool LineSession::open(const ProduceCall& call, const QString& table, int mostWorkers) {
+bool LineSession::open(const calls::Call& call, const QString& table, int mostWorkers) {
+    handleStopSignals();
     return readJob(call, mostWorkers) && check(table) && openLedger(call);
 }
 
-bool LineSession::readJob(const ProduceCall& call, int mostWorkers) {
+bool LineSession::readJob(const calls::Call& call, int mostWorkers) {
     QString fault;
     int count = static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));
     if (call.has("workers")) {
@@ -109,7 +111,7 @@ bool LineSession::check(const QString& table) {
     return isGood;
 }
 
-bool LineSession::openLedger(const ProduceCall& call) {
+bool LineSession::openLedger(const calls::Call& call) {
     const QString place = call.value("ledger");
     isShared_ = isServer(place);
     LineContext context{station_,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "calls/Call.h"
 #include "produce/LineFolders.h"
 #include "produce/LineRun.h"
 #include "produce/siteKeys.h"
@@ -12,8 +13,6 @@
 
 namespace produce {
 
-class ProduceCall;
-
 /// Everything that a run needs: the job, keys, workers, the ledger and the folders.
 class LineSession {
   public:
@@ -24,7 +23,7 @@ class LineSession {
 
     /// Opens it all, in the order that lets workers inherit nothing but the keys. False if anything is at fault; all
     /// faults were printed, and nothing was started. `table` may be empty.
-    [[nodiscard]] bool open(const ProduceCall& call, const QString& table, int mostWorkers);
+    [[nodiscard]] bool open(const calls::Call& call, const QString& table, int mostWorkers);
 
     /// The devices in the table; -1 if they can't be counted before the run.
     [[nodiscard]] qint64 total() const { return total_; }
@@ -36,9 +35,9 @@ class LineSession {
     [[nodiscard]] int make(DeviceSource& source, RunListener& listener, qint64 haltAfter, RunCounts& counts);
 
   private:
-    [[nodiscard]] bool readJob(const ProduceCall& call, int mostWorkers);
+    [[nodiscard]] bool readJob(const calls::Call& call, int mostWorkers);
     [[nodiscard]] bool check(const QString& table);
-    [[nodiscard]] bool openLedger(const ProduceCall& call);
+    [[nodiscard]] bool openLedger(const calls::Call& call);
 
     Making making_;
     JobKeys keys_;
@@ -60,9 +59,9 @@ class LineSession {
 
 /// The path in an option, or the ledger's path with `ending`. Empty, with a fault, if a ledger on a server needs the
 /// option.
-[[nodiscard]] QString fileBeside(const ProduceCall& call, const char* option, const char* ending, QString& fault);
+[[nodiscard]] QString fileBeside(const calls::Call& call, const char* option, const char* ending, QString& fault);
 
 /// The name of the station, which names a folder; empty, with a fault, for a name that can't.
-[[nodiscard]] QString stationOf(const ProduceCall& call, QString& fault);
+[[nodiscard]] QString stationOf(const calls::Call& call, QString& fault);
 
 }  // namespace produce

@@ -1,12 +1,10 @@
 #pragma once
 
-#include <QStringList>
+#include "calls/Call.h"
 
 namespace produce {
 
-/// Runs one command line, the program's name first. Prints data to standard output and faults to standard error.
-/// Returns the status: 0 if everything is proven, 1 if some devices failed, 2 if nothing was started, 3 if the user
-/// stopped the run.
-[[nodiscard]] int run(const QStringList& arguments);
+/// The commands and options of qvora-produce.
+[[nodiscard]] const calls::Program& program();
 
 }  // namespace produce

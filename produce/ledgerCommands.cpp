@@ -7,10 +7,10 @@
 #include "ledger/Summary.h"
 #include "produce/ConsoleListener.h"
 #include "produce/LineSession.h"
-#include "produce/ProduceCall.h"
 #include "produce/catchUp.h"
 #include "produce/ledgerHead.h"
 #include "produce/recordLines.h"
+#include "produce/runnerCommands.h"
 #include "record/StationKey.h"
 #include "record/chain.h"
 
@@ -47,7 +47,7 @@ class Application {
 /// Opens a ledger for a change, and chains the lines of the change.
 class LedgerChange {
   public:
-    [[nodiscard]] bool open(const ProduceCall& call, QString& fault) {
+    [[nodiscard]] bool open(const calls::Call& call, QString& fault) {
         station_ = stationOf(call, fault);
         ledger::Fault reason;
         if (!fault.isEmpty() ||
@@ -90,7 +90,7 @@ class LedgerChange {
 };
 
 /// The only product of the ledger, or the one that the user names.
-bool productOf(const ProduceCall& call, ledger::Ledger& ledger, QString& product, QString& fault) {
+bool productOf(const calls::Call& call, ledger::Ledger& ledger, QString& product, QString& fault) {
     product = call.value("product");
     if (!product.isEmpty()) {
         return true;
@@ -124,7 +124,7 @@ QByteArray ivSourceOf(const inspect::Description& image) {
 
 }  // namespace
 
-int runVoid(const ProduceCall& call) {
+int runVoid(const calls::Call& call) {
     const Application application;
     LedgerChange change;
     QString fault;
@@ -146,7 +146,7 @@ int runVoid(const ProduceCall& call) {
     return statusDone;
 }
 
-int runLedgerInit(const ProduceCall& call) {
+int runLedgerInit(const calls::Call& call) {
     const Application application;
     QString fault;
     const QString place = call.value("ledger");
@@ -176,7 +176,7 @@ int runLedgerInit(const ProduceCall& call) {
     return statusDone;
 }
 
-int runLedgerStationKey(const ProduceCall& call) {
+int runLedgerStationKey(const calls::Call& call) {
     QString fault;
     const QString key = call.value("station-key");
     if (!record::makeStationKey(key, key + QStringLiteral(".pub"), fault)) {
@@ -187,7 +187,7 @@ int runLedgerStationKey(const ProduceCall& call) {
     return statusDone;
 }
 
-int runLedgerImport(const ProduceCall& call) {
+int runLedgerImport(const calls::Call& call) {
     const Application application;
     SiteSecret site;
     LedgerChange change;
@@ -227,7 +227,7 @@ int runLedgerImport(const ProduceCall& call) {
     return statusDone;
 }
 
-int runLedgerNewEpoch(const ProduceCall& call) {
+int runLedgerNewEpoch(const calls::Call& call) {
     const Application application;
     LedgerChange change;
     LineFolders folders;
@@ -263,7 +263,7 @@ int runLedgerNewEpoch(const ProduceCall& call) {
     return statusDone;
 }
 
-int runLedgerRetireKey(const ProduceCall& call) {
+int runLedgerRetireKey(const calls::Call& call) {
     const Application application;
     LedgerChange change;
     QString fault;
@@ -283,7 +283,7 @@ int runLedgerRetireKey(const ProduceCall& call) {
     return statusDone;
 }
 
-int runLedgerCheck(const ProduceCall& call) {
+int runLedgerCheck(const calls::Call& call) {
     const Application application;
     ledger::Ledger ledger;
     ledger::Fault reason;

@@ -2,7 +2,7 @@
 
 #include "files/outputFile.h"
 #include "produce/ConsoleListener.h"
-#include "produce/ProduceCall.h"
+#include "produce/runnerCommands.h"
 #include "record/exportRecord.h"
 #include "record/verify.h"
 
@@ -23,7 +23,7 @@ bool writeToOutput(QByteArrayView piece) {
 
 }  // namespace
 
-int runRecordVerify(const ProduceCall& call) {
+int runRecordVerify(const calls::Call& call) {
     QFile pem(call.value("public"));
     if (!pem.open(QIODevice::ReadOnly)) {
         printFault(QStringLiteral("%1 can't be read: %2").arg(call.value("public"), pem.errorString()));
@@ -49,7 +49,7 @@ int runRecordVerify(const ProduceCall& call) {
     return statusDone;
 }
 
-int runRecordExport(const ProduceCall& call) {
+int runRecordExport(const calls::Call& call) {
     if (call.has("in-toto") == call.has("csv")) {
         printFault(QStringLiteral("record export needs either --in-toto or --csv"));
         return statusNothing;

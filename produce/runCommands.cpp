@@ -2,9 +2,9 @@
 
 #include "produce/ConsoleListener.h"
 #include "produce/LineSession.h"
-#include "produce/ProduceCall.h"
 #include "produce/preflight.h"
 #include "produce/readProductionJob.h"
+#include "produce/runnerCommands.h"
 #include "record/canonicalJson.h"
 
 #include <QJsonArray>
@@ -104,7 +104,7 @@ bool takeColumns(const ProductionJob& job, const QStringList& texts, DeviceRow& 
     return true;
 }
 
-bool numberOfOption(const ProduceCall& call, const char* name, qint64& number) {
+bool numberOfOption(const calls::Call& call, const char* name, qint64& number) {
     bool isNumber = true;
     number = call.has(name) ? call.value(name).toLongLong(&isNumber) : 0;
     if (!isNumber || number < 0 || (call.has(name) && number == 0)) {
@@ -116,7 +116,7 @@ bool numberOfOption(const ProduceCall& call, const char* name, qint64& number) {
 
 }  // namespace
 
-int runCheck(const ProduceCall& call) {
+int runCheck(const calls::Call& call) {
     static int count = 1;
     static char name[] = "qvora-produce";
     static char* words[] = {name, nullptr};
@@ -166,7 +166,7 @@ int runCheck(const ProduceCall& call) {
     return isGood ? statusDone : statusNothing;
 }
 
-int runRun(const ProduceCall& call) {
+int runRun(const calls::Call& call) {
     qint64 haltAfter = 0;
     QString fault;
     LineSession session;
@@ -186,7 +186,7 @@ int runRun(const ProduceCall& call) {
     return status;
 }
 
-int runOne(const ProduceCall& call) {
+int runOne(const calls::Call& call) {
     QString fault;
     DeviceRow row;
     row.serial = call.value("serial");

@@ -2,7 +2,7 @@
 
 #include "produce/ConsoleListener.h"
 #include "produce/LineSession.h"
-#include "produce/ProduceCall.h"
+#include "produce/runnerCommands.h"
 #include "record/canonicalJson.h"
 
 #include <QJsonDocument>
@@ -139,7 +139,7 @@ class Answers : public RunListener {
 
 }  // namespace
 
-int runServe(const ProduceCall& call) {
+int runServe(const calls::Call& call) {
     LineSession session;
     if (!session.open(call, {}, std::numeric_limits<int>::max())) {
         return statusNothing;

@@ -5,8 +5,8 @@
 #include "ledger/Place.h"
 #include "ledger/Summary.h"
 #include "produce/ConsoleListener.h"
-#include "produce/ProduceCall.h"
 #include "produce/reportPage.h"
+#include "produce/runnerCommands.h"
 #include "produce/statusDocument.h"
 
 #include <QCoreApplication>
@@ -129,7 +129,7 @@ int refuse(const QString& fault) {
 
 }  // namespace
 
-int runStatus(const ProduceCall& call) {
+int runStatus(const calls::Call& call) {
     int count = 1;
     char name[] = "qvora-produce";
     char* words[] = {name, nullptr};

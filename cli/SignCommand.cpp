@@ -2,33 +2,14 @@
 #include "cli/commands.h"
 #include "files/parseNumber.h"
 #include "files/readExactly.h"
+#include "formats/signedPart.h"
 #include "preparation-interface/publicKeyPath.h"
 
 #include <QByteArrayView>
 
-#include <algorithm>
-#include <array>
-
 namespace cli {
 
 namespace {
-
-/// The 4-byte mark of a kind of image. The position of the mark plus `lengthFromMark` is the length of the signed part.
-struct ImageMark {
-    std::array<unsigned char, 4> bytes;
-    const char* text;
-    const char* note;  // a second line, or null
-    qsizetype lengthFromMark;
-};
-
-constexpr std::array imageMarks = {
-    ImageMark{{0x91, 0x29, 0x37, 0x23}, "Input image is of type : VX wireless stack image\n", nullptr, 4},
-    ImageMark{{0x21, 0x92, 0x27, 0x32},
-              "Input image is of type : VX LVM image\n",
-              "This signature will work only when updating from KBS v0.5.3 to v1.0.1\n",
-              -28},
-    ImageMark{{0x11, 0x98, 0x76, 0x42}, "Input image is of type : other VX image\n", nullptr, 4},
-};
 
 struct SignCommand : CommandBase {
     using CommandBase::CommandBase;
@@ -88,31 +69,25 @@ Flow SignCommand::setOutput(const QStringList& params) {
 Flow SignCommand::detectSignedImage(SignedImage& image, FileData& part) const {
     const FileSegment& content = input->segments.front();
     const QByteArrayView bytes = QByteArrayView(content.data).first(content.size);
-    for (qsizetype i = 0; i + 4 <= bytes.size(); ++i) {
-        for (const ImageMark& mark : imageMarks) {
-            if (!std::equal(mark.bytes.begin(), mark.bytes.end(), bytes.begin() + i,
-                            [](unsigned char a, char b) { return a == static_cast<unsigned char>(b); })) {
-                continue;
-            }
-            displayMessage(MessageKind::grey, "%s", mark.text);
-            if (mark.note != nullptr) {
-                displayMessage(MessageKind::grey, "%s", mark.note);
-            }
-            // An LVM mark within the first 28 bytes leaves no bytes to sign.
-            const qsizetype length = std::max<qsizetype>(i + mark.lengthFromMark, 0);
-            if (!memoryAvailable(length)) {
-                displayMessage(MessageKind::normal, "%s", "");
-                return failRun("Failed to allocate memory");
-            }
-            part.segmentCount = 1;
-            part.segments.push_back({0, static_cast<std::uint32_t>(length), bytes.first(length).toByteArray()});
-            FileData* pointer = &part;
-            image.setSigImgBin(&pointer);
-            return Flow::goOn();
-        }
+    qsizetype length = 0;
+    const ImageMark* const mark = findSignedPart(bytes, length);
+    if (mark == nullptr) {
+        displayMessage(MessageKind::grey, "Input image is of type : Unknown VX image\n");
+        return Flow::end(1);
     }
-    displayMessage(MessageKind::grey, "Input image is of type : Unknown VX image\n");
-    return Flow::end(1);
+    displayMessage(MessageKind::grey, "%s", mark->text);
+    if (mark->note != nullptr) {
+        displayMessage(MessageKind::grey, "%s", mark->note);
+    }
+    if (!memoryAvailable(length)) {
+        displayMessage(MessageKind::normal, "%s", "");
+        return failRun("Failed to allocate memory");
+    }
+    part.segmentCount = 1;
+    part.segments.push_back({0, static_cast<std::uint32_t>(length), bytes.first(length).toByteArray()});
+    FileData* pointer = &part;
+    image.setSigImgBin(&pointer);
+    return Flow::goOn();
 }
 
 Flow SignCommand::run() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QByteArrayView>
 
 #include <cstdint>
@@ -20,5 +21,8 @@ inline constexpr QByteArrayView magic = "VXSG";
 inline constexpr std::uint8_t ecdsaP256Sha256 = 0;
 inline constexpr qsizetype lengthOffset = 12;
 inline constexpr qsizetype headSize = 16;
+
+/// The footer head: the fields before the signature.
+[[nodiscard]] QByteArray head(std::uint32_t version, std::uint8_t algorithm, std::uint32_t signedSize);
 
 }  // namespace signedFooter

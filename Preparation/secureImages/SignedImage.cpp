@@ -51,11 +51,8 @@ void SignedImage::setSigImgVer(std::uint32_t version) {
 }
 
 void SignedImage::setSigImgFooter() {
-    QByteArray head = signedFooter::magic.toByteArray();
-    appendU32(head, content_->version);
-    appendU32(head, content_->algorithm);  // one byte and three zero bytes
-    appendU32(head, static_cast<std::uint32_t>(content_->signedPart.size()));
-    content_->footerHead = head;
+    content_->footerHead = signedFooter::head(content_->version, content_->algorithm,
+                                              static_cast<std::uint32_t>(content_->signedPart.size()));
     content_->signature.clear();
 }
 

@@ -2,6 +2,7 @@
 
 #include "Preparation/primitives/rsaSignature.h"
 #include "display/Display.h"
+#include "formats/signedBinaryLayout.h"
 
 #include <QByteArray>
 
@@ -42,6 +43,6 @@ bool signBinaryDigest(evp_pkey_st* pkey, QByteArrayView digest, char* signature)
     if (signing != RsaStep::done) {
         return reportStep(signing);
     }
-    std::copy(made.begin(), made.end(), signature);  // the key's size ensures binarySignatureSize bytes
-    return verifyRsa(pkey, digest, QByteArrayView(signature, binarySignatureSize)) == RsaStep::done;
+    std::copy(made.begin(), made.end(), signature);  // the key's size ensures signedBinary::signatureSize bytes
+    return verifyRsa(pkey, digest, QByteArrayView(signature, signedBinary::signatureSize)) == RsaStep::done;
 }

@@ -11,6 +11,7 @@
 #include "files/memoryFile.h"
 #include "files/outputFile.h"
 #include "files/wipe.h"
+#include "formats/signedBinaryLayout.h"
 
 #include <QFile>
 
@@ -25,7 +26,6 @@
 namespace {
 
 constexpr unsigned keyBits = 2048;
-constexpr qsizetype sizeFieldOffset = 24;  // in the header of the chip's firmware
 
 int failSigning(const char* message) {
     reportError("%s", message);
@@ -128,7 +128,7 @@ int signTarnwaveBinary(const QString& privateKeyPath, const QString& binaryPath,
     if (size > std::numeric_limits<std::uint32_t>::max()) {
         return failSigning("The file to sign is too long for its size field\n");
     }
-    const qint64 signedSize = size + binarySignatureSize;
+    const qint64 signedSize = size + signedBinary::signatureSize;
     const std::unique_ptr<char[]> buffer(new (std::nothrow) char[static_cast<std::size_t>(signedSize)]);
     if (!buffer) {
         std::fputs("Memory error", stderr);
@@ -137,11 +137,9 @@ int signTarnwaveBinary(const QString& privateKeyPath, const QString& binaryPath,
     if (binary.read(buffer.get(), size) != size) {
         return failSigning("Failed to open file to sign\n");
     }
-    // If the binary ends before or inside the size field, the signature overwrites the bytes of the field that are
-    // after the binary's end.
     QByteArray sizeField;
     appendU32(sizeField, static_cast<std::uint32_t>(size));
-    std::memcpy(buffer.get() + sizeFieldOffset, sizeField.constData(), static_cast<std::size_t>(sizeField.size()));
+    std::memcpy(buffer.get() + signedBinary::sizeOffset, sizeField.constData(), static_cast<std::size_t>(sizeField.size()));
 
     Sha256Digest digest{};
     if (!hash.update(QByteArrayView(buffer.get(), size))) {

@@ -14,9 +14,9 @@ const QList<MessageKind> faultKinds = {MessageKind::error, MessageKind::errorLoo
 /// The callback of the process before the first collector.
 std::atomic<DisplayCallback> without = nullptr;
 
-/// The text of a message as a user sees it, without its prefix. Control characters and direction marks, which a file's
-/// name may contain, are replaced.
-QString shownText(QString text) {
+}  // namespace
+
+QString shownMessage(QString text) {
     for (const QLatin1String prefix : {QLatin1String("Error: "), QLatin1String("Warning: ")}) {
         if (text.startsWith(prefix)) {
             text.remove(0, prefix.size());
@@ -34,8 +34,6 @@ QString shownText(QString text) {
     }
     return shown;
 }
-
-}  // namespace
 
 MessageCollector::MessageCollector() : before_(current) {
     static QMutex installing;
@@ -67,7 +65,7 @@ QString MessageCollector::faults() const {
 QString MessageCollector::lastFault() const {
     for (auto message = messages_.crbegin(); message != messages_.crend(); ++message) {
         if (faultKinds.contains(static_cast<MessageKind>(message->kind))) {
-            return shownText(message->text);
+            return shownMessage(message->text);
         }
     }
     return {};
@@ -81,7 +79,7 @@ QString MessageCollector::texts(const QList<MessageKind>& kinds) const {
     QStringList lines;
     for (const Message& message : messages_) {
         if (kinds.contains(static_cast<MessageKind>(message.kind))) {
-            lines.append(shownText(message.text));
+            lines.append(shownMessage(message.text));
         }
     }
     return lines.join(u'\n');

@@ -5,6 +5,10 @@
 #include <QList>
 #include <QString>
 
+/// The text of a message as a user sees it, without its prefix. Control characters and direction marks, which a file's
+/// name may contain, are replaced by \xNN.
+[[nodiscard]] QString shownMessage(QString text);
+
 /// Collects the messages of the tool's libraries on this thread from its construction to its destruction, for a program
 /// that shows them in its own way. The process has one callback for all messages, but each thread has its own
 /// collectors, so that a worker's messages don't mix with the window's. Collectors nest. On a thread without a

@@ -150,6 +150,10 @@ void writeDocuments(const QDir& root) {
     write(
         root, "imgtoolOutput", "array",
         "/* made by imgtool */\r\nconst unsigned char key[] = {\r\n    0x30, 0x59, 0x30,\r\n    0x13, 0x06,\r\n};\r\n");
+    write(root, "keyUri", "whole",
+          "pkcs11:token=line%3B1;manufacturer=a;serial=42;model=T;slot-id=7;object=key%20a;id=%00%FF;type=private"
+          "?module-path=/lib/a.so&module-name=a&pin-source=file:/run/pin");
+    write(root, "keyUri", "refused", "pkcs11:object=a?pin-value=1234");
     write(root, "publicKeyText", "text",
           "Public-Key: (32 bit)\nModulus:\n    00:c3:5a:\n    11:22\nExponent: 65537 (0x10001)\n");
     write(root, "commandLine", "tbi", QByteArray::fromHex("0312391341421512164a1744"));

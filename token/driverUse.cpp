@@ -95,7 +95,11 @@ CK_RV beginUse(const CK_FUNCTION_LIST* functions) {
 void endUse(const CK_FUNCTION_LIST* functions) {
     Record record;
     DriverUse& driver = record.driver(functions);
-    if (--driver.users == 0 && driver.finalize) {
+    if (--driver.users > 0) {
+        return;
+    }
+    driver.tokens.clear();
+    if (driver.finalize) {
         static_cast<void>(functions->C_Finalize(nullptr));
     }
 }

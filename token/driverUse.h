@@ -10,14 +10,14 @@ namespace token {
 
 /// Initialises the driver unless this record has done so already. Returns the answer of C_Initialize, or CKR_OK.
 [[nodiscard]] CK_RV beginUse(const CK_FUNCTION_LIST* functions);
-/// Finalises the driver after the last beginUse, if the first one initialised it.
+/// Ends a use. The last one forgets the failed logins, and finalises the driver if the first beginUse initialised it.
 void endUse(const CK_FUNCTION_LIST* functions);
 
 /// The login of the user to a token.
 enum class LoginState {
     none,
     done,
-    failed,  ///< callers try no second time, because wrong PINs lock the token
+    failed,  ///< callers don't try again while the driver is in use, because wrong PINs lock the token
 };
 
 void beginSession(const CK_FUNCTION_LIST* functions, CK_SLOT_ID slot);

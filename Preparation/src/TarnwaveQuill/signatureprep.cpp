@@ -139,7 +139,8 @@ int signTarnwaveBinary(const QString& privateKeyPath, const QString& binaryPath,
     }
     QByteArray sizeField;
     appendU32(sizeField, static_cast<std::uint32_t>(size));
-    std::memcpy(buffer.get() + signedBinary::sizeOffset, sizeField.constData(), static_cast<std::size_t>(sizeField.size()));
+    std::memcpy(buffer.get() + signedBinary::sizeOffset, sizeField.constData(),
+                static_cast<std::size_t>(sizeField.size()));
 
     Sha256Digest digest{};
     if (!hash.update(QByteArrayView(buffer.get(), size))) {

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "sign/Signable.h"
+#include "sign/certificateCheck.h"
+
+#include <QJsonObject>
+
+namespace sign {
+
+/// What the signature covers: format, sizes, digests, and the version of an image.
+[[nodiscard]] QJsonObject describe(const Signable& signable);
+
+/// SHA-256 of the public key's SubjectPublicKeyInfo in lower-case digits; empty on failure.
+[[nodiscard]] QString keyIdOf(const evp_pkey_st* key);
+
+/// What was signed, with which key and certificate, and when. `path` and `bytes` are the signed file.
+[[nodiscard]] QJsonObject receiptOf(const Signable& signable, const QString& path, QByteArrayView bytes,
+                                    const evp_pkey_st* key, const Certified& certified);
+
+}  // namespace sign

@@ -104,26 +104,31 @@ if(QVORA_DESKTOP)
   install_compressed(${made}/changelog changelog ${documents}-desktop)
 endif()
 
-# The production runner reads the templates of the tool in its own folder, so its package depends on the tool's.
+# The production programs. The runner reads the templates of the tool in its own folder, so their package depends on the
+# tool's.
 if(QVORA_PRODUCTION)
-  set(runner qvora-produce)
-  file(RELATIVE_PATH link_target ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR}/qvora-sealed-bundle-builder/${runner})
-  file(CREATE_LINK ${link_target} ${made}/${runner} SYMBOLIC)
   set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME production)
-  install(TARGETS ${runner} RUNTIME DESTINATION ${home})
-  install(FILES ${made}/${runner} DESTINATION ${CMAKE_INSTALL_BINDIR})
+  foreach(command produce sign)
+    set(program qvora-${command})
+    file(RELATIVE_PATH link_target ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR}/qvora-sealed-bundle-builder/${program})
+    file(CREATE_LINK ${link_target} ${made}/${program} SYMBOLIC)
+    install(TARGETS ${program} RUNTIME DESTINATION ${home})
+    install(FILES ${made}/${program} DESTINATION ${CMAKE_INSTALL_BINDIR})
+    if(NOT QVORA_SANITIZE)
+      foreach(kind man completion)
+        set(page ${made}/${program}.${kind})
+        add_custom_command(OUTPUT ${page}
+          COMMAND ${PROJECT_SOURCE_DIR}/scripts/make-docs ${command}-${kind} $<TARGET_FILE:${program}> > ${page}
+          DEPENDS ${program} ${PROJECT_SOURCE_DIR}/scripts/make-docs ${PROJECT_SOURCE_DIR}/CMakeLists.txt VERBATIM)
+        list(APPEND production_pages ${page})
+      endforeach()
+      install_compressed(${made}/${program}.man ${program}.1 ${CMAKE_INSTALL_MANDIR}/man1)
+      install(FILES ${made}/${program}.completion DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+              RENAME ${program})
+    endif()
+  endforeach()
   if(NOT QVORA_SANITIZE)
-    foreach(kind man completion)
-      set(page ${made}/${runner}.${kind})
-      add_custom_command(OUTPUT ${page}
-        COMMAND ${PROJECT_SOURCE_DIR}/scripts/make-docs produce-${kind} $<TARGET_FILE:${runner}> > ${page}
-        DEPENDS ${runner} ${PROJECT_SOURCE_DIR}/scripts/make-docs ${PROJECT_SOURCE_DIR}/CMakeLists.txt VERBATIM)
-      list(APPEND runner_pages ${page})
-    endforeach()
-    add_custom_target(runner-pages ALL DEPENDS ${runner_pages})
-    install_compressed(${made}/${runner}.man ${runner}.1 ${CMAKE_INSTALL_MANDIR}/man1)
-    install(FILES ${made}/${runner}.completion DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
-            RENAME ${runner})
+    add_custom_target(production-pages ALL DEPENDS ${production_pages})
   endif()
   install(FILES cmake/debian/copyright DESTINATION ${documents}-production)
   install_compressed(${made}/changelog changelog ${documents}-production)
@@ -159,7 +164,8 @@ if(QVORA_PRODUCTION)
   list(APPEND CPACK_COMPONENTS_ALL production)
   set(CPACK_COMPONENT_PRODUCTION_DESCRIPTION "Makes and proves the files of thousands of devices, each with its own values,
 with a ledger that makes a repeated nonce impossible and a signed record of
-what was made. An interrupted run is resumed without loss.")
+what was made. An interrupted run is resumed without loss. A second program
+signs images with keys in PKCS #11 tokens.")
   set(CPACK_DEBIAN_PRODUCTION_PACKAGE_NAME ${CPACK_PACKAGE_NAME}-production)
   set(CPACK_DEBIAN_PRODUCTION_FILE_NAME DEB-DEFAULT)
   # Qt loads the drivers of databases at run time, so the linker doesn't know them.

@@ -43,7 +43,7 @@ constexpr Query keyRows{
     "LEFT JOIN (SELECT iv.fingerprint AS fingerprint, count(*) AS ivs, min(coalesce(c.at_ms, l.at_ms)) AS first_use "
     "FROM iv LEFT JOIN claim c ON c.product = iv.product AND c.serial = iv.serial AND c.attempt = iv.attempt "
     "LEFT JOIN call l ON l.id = iv.import GROUP BY iv.fingerprint) AS v ON v.fingerprint = u.fingerprint "
-    "ORDER BY k.label, u.fingerprint",
+    "ORDER BY k.label IS NULL, k.label, u.fingerprint LIMIT 1000",
     ""};
 constexpr Query epochRows{"SELECT 0, number, id, replaced, at_ms FROM epoch ORDER BY number", ""};
 constexpr Query stationRows{

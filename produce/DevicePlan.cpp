@@ -24,7 +24,15 @@ class Planner {
     Planner(const ProductionJob& job, const JobKeys& keys, const SiteSecret& site, DevicePlan& plan)
         : job_(job), keys_(keys), site_(site), plan_(plan) {}
 
-    void takeNonces(NonceSource& nonces) {
+    /// Takes the keys that only this device has, and its nonces.
+    [[nodiscard]] bool takeSecrets(NonceSource& nonces, QString& fault) {
+        QList<JobKeys::DeviceKey> own;
+        if (!keys_.ofDevice(plan_.task.serial, own, fault)) {
+            return false;
+        }
+        for (const JobKeys::DeviceKey& key : std::as_const(own)) {
+            plan_.task.keyPaths.insert(key.name, addMemory(key.bytes));
+        }
         for (const Step& step : job_.steps) {
             QString path;
             if (usesNonce(step)) {
@@ -33,6 +41,8 @@ class Planner {
             plan_.task.noncePaths.append(path);
         }
         device_ = {plan_.task.serial, plan_.task.values, plan_.task.folder, plan_.task.noncePaths, keys_.paths()};
+        device_.keyPaths.insert(plan_.task.keyPaths);
+        return true;
     }
 
     /// Reads key and nonce of a step that makes an image under an IV.
@@ -98,6 +108,9 @@ class Planner {
         if (const JobKeys::Known* const known = keys_.at(path)) {
             key.name = known->name;
             key.fingerprint = known->fingerprint;
+        } else if (const QString name = plan_.task.keyPaths.key(path); !name.isEmpty()) {
+            key.name = name;
+            key.fingerprint = site_.fingerprint(memoryAt(path));
         } else {
             QByteArray bytes;
             const bool isRead = bring(index, keyField, path, bytes, fault);
@@ -120,9 +133,13 @@ class Planner {
         if (path.isEmpty() || place < 0) {
             return bring(index, nonceField, path, nonce, fault);
         }
-        const qsizetype memory = path.section(u'/', -1).toInt() - firstMemoryFile;
-        nonce = plan_.task.memory.at(memory);
+        nonce = memoryAt(path);
         return true;
+    }
+
+    /// The bytes that addMemory was given for this path.
+    [[nodiscard]] QByteArray memoryAt(const QString& path) const {
+        return plan_.task.memory.value(path.section(u'/', -1).toInt() - firstMemoryFile);
     }
 
     const ProductionJob& job_;
@@ -162,7 +179,9 @@ bool planDevice(const ProductionJob& job, const JobKeys& keys, const SiteSecret&
     made.task.values = row.values;
     made.task.folder = folder;
     Planner planner(job, keys, site, made);
-    planner.takeNonces(nonces);
+    if (!planner.takeSecrets(nonces, fault)) {
+        return false;
+    }
     for (qsizetype i = 0; i < job.steps.size(); ++i) {
         if (!planner.planStep(i, fault)) {
             return false;

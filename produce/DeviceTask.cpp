@@ -18,12 +18,12 @@ static QDataStream& operator>>(QDataStream& stream, FieldPath& field) {
 
 static QDataStream& operator<<(QDataStream& stream, const DeviceTask& task) {
     return stream << task.id << task.serial << task.values << task.folder << task.memory << task.noncePaths
-                  << task.fieldPaths;
+                  << task.keyPaths << task.fieldPaths;
 }
 
 static QDataStream& operator>>(QDataStream& stream, DeviceTask& task) {
     return stream >> task.id >> task.serial >> task.values >> task.folder >> task.memory >> task.noncePaths >>
-           task.fieldPaths;
+           task.keyPaths >> task.fieldPaths;
 }
 
 static QDataStream& operator<<(QDataStream& stream, const ProofTask& task) {

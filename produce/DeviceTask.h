@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QHash>
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -27,10 +28,11 @@ struct FieldPath {
 struct DeviceTask {
     quint64 id = 0;
     QString serial;
-    QStringList values;        ///< of the job's columns
-    QString folder;            ///< a new folder, which the worker makes
-    QList<QByteArray> memory;  ///< nonces and keys of the device
-    QStringList noncePaths;    ///< by step, as in `Device`
+    QStringList values;                ///< of the job's columns
+    QString folder;                    ///< a new folder, which the worker makes
+    QList<QByteArray> memory;          ///< nonces and keys of the device
+    QStringList noncePaths;            ///< by step, as in `Device`
+    QHash<QString, QString> keyPaths;  ///< of the keys that only this device has, by name
     QList<FieldPath> fieldPaths;
 };
 

@@ -83,8 +83,9 @@ bool LineSession::readJob(const calls::Call& call, int mostWorkers) {
     station_ = stationOf(call, fault);
     const QString secret = fileBeside(call, "site-secret", ".site", fault);
     const QString key = fileBeside(call, "station-key", ".station.pem", fault);
-    if (!fault.isEmpty() || !site_.read(secret, fault) || !keys_.fingerprint(site_, fault) ||
-        !stationKey_.read(key, fault) || !folders_.open(call.value("output"), station_, fault)) {
+    if (!fault.isEmpty() || !site_.read(secret, fault) || !keys_.openTokens(making_.job, fault) ||
+        !keys_.fingerprint(site_, fault) || !openStationKey(key, stationKey_, fault) ||
+        !folders_.open(call.value("output"), station_, fault)) {
         return refuse(fault);
     }
     return true;

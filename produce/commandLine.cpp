@@ -23,8 +23,9 @@ constexpr std::array options = {
     calls::OptionRow{"reason", "TEXT", "why; the record keeps it"},
     calls::OptionRow{"product", "NAME", "the product, if the ledger has several"},
     calls::OptionRow{"station", "NAME", "the name of this station; \"station\" if it is left out"},
-    calls::OptionRow{"station-key", "PEM",
-                     "the private key that signs the record; LEDGER.station.pem if it is left out"},
+    calls::OptionRow{
+        "station-key", "KEY",
+        "the private key that signs the record, a PEM file or a pkcs11: URI; LEDGER.station.pem if left out"},
     calls::OptionRow{"site-secret", "FILE", "the secret of the fingerprints; LEDGER.site if it is left out"},
     calls::OptionRow{"public", "PEM", "the public key of the station"},
     calls::OptionRow{"in-toto", nullptr, "the signed checkpoints, one envelope a line"},

@@ -13,6 +13,7 @@
 #include "produce/runnerCommands.h"
 #include "record/StationKey.h"
 #include "record/chain.h"
+#include "token/KeyUri.h"
 
 #include <QFile>
 
@@ -155,13 +156,15 @@ int runLedgerInit(const calls::Call& call) {
         return refuse(fault);
     }
     const bool makesKey = call.has("station-key") || !isServer(place);
+    const bool isInToken = token::KeyUri::isUri(call.value("station-key"));
     const QString key = makesKey ? fileBeside(call, "station-key", ".station.pem", fault) : QString();
     const bool hasSecret = QFile::exists(secret);
     ledger::Fault reason;
     if (!hasSecret && !makeSiteSecret(secret, fault)) {
         return refuse(fault);
     }
-    if (makesKey && !QFile::exists(key) && !record::makeStationKey(key, key + QStringLiteral(".pub"), fault)) {
+    if (makesKey && !isInToken && !QFile::exists(key) &&
+        !record::makeStationKey(key, key + QStringLiteral(".pub"), fault)) {
         return refuse(fault);
     }
     if (!ledger::Ledger::create(place, reason)) {
@@ -169,7 +172,7 @@ int runLedgerInit(const calls::Call& call) {
     }
     std::printf("The ledger is ready.\nSite secret: %s (readable by you only; back it up)\n",
                 qUtf8Printable(printable(secret)));
-    if (makesKey) {
+    if (makesKey && !isInToken) {
         std::printf("Station key: %s, its public key: %s.pub\n", qUtf8Printable(printable(key)),
                     qUtf8Printable(printable(key)));
     }
@@ -179,6 +182,9 @@ int runLedgerInit(const calls::Call& call) {
 int runLedgerStationKey(const calls::Call& call) {
     QString fault;
     const QString key = call.value("station-key");
+    if (token::KeyUri::isUri(key)) {
+        return refuse(QStringLiteral("a key in a token is made with the token's own program"));
+    }
     if (!record::makeStationKey(key, key + QStringLiteral(".pub"), fault)) {
         return refuse(fault);
     }

@@ -180,7 +180,8 @@ void Preflight::plan() {
         device_.noncePaths.append(usesNonce(step) ? device_.outFolder + QLatin1String("/.nonce") : QString());
     }
     for (const KeySource& key : job_.keys) {
-        device_.keyPaths.insert(key.name, key.path);
+        const bool isInToken = !key.token.isEmpty();
+        device_.keyPaths.insert(key.name, isInToken ? device_.outFolder + QLatin1String("/.key") : key.path);
     }
 }
 
@@ -205,7 +206,7 @@ void Preflight::checkKeys() {
               QStringLiteral("The PIN of the cards is missing in the environment: QVORA_HSM_PIN."));
     }
     for (const KeySource& key : job_.keys) {
-        const QString fault = inputFault(key.path, true, !job_.allowsDevelopmentKeys);
+        const QString fault = key.path.isEmpty() ? QString() : inputFault(key.path, true, !job_.allowsDevelopmentKeys);
         if (!fault.isEmpty()) {
             addAt(Finding::Severity::fault, QStringLiteral("keys.") + key.name, none, fault);
         }
@@ -334,8 +335,8 @@ void Preflight::checkMadeBefore(const Step& step, const FilledStep& filled, cons
         return other.values.contains(QStringLiteral("template"));
     });
     for (const InputPath& input : inputPaths(step, filled)) {
-        const bool isNonce = device_.noncePaths.contains(input.path);
-        if (isInFolder(device_.outFolder, input.path) && !isNonce && !made.contains(input.path) && !followsTemplate) {
+        const bool isSecret = device_.noncePaths.contains(input.path) || !device_.keyPaths.key(input.path).isEmpty();
+        if (isInFolder(device_.outFolder, input.path) && !isSecret && !made.contains(input.path) && !followsTemplate) {
             const QString place = input.field == QLatin1String("copies") ? step.place + QLatin1String(".copies")
                                                                          : placeOf(step, input.field);
             addAt(Finding::Severity::fault, place, none,

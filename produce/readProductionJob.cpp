@@ -6,6 +6,7 @@
 #include "produce/checkSteps.h"
 #include "produce/placeholders.h"
 #include "produce/proof.h"
+#include "token/KeyUri.h"
 
 #include <QDir>
 #include <QFile>
@@ -63,6 +64,8 @@ class Reader {
     bool readFlag(const QJsonValue& json, const QString& place, bool& flag);
 
     bool readKeys(const QJsonValue& json);
+    bool readKeyFile(const QJsonObject& object, const QString& place, KeySource& key);
+    bool readTokenKey(const QJsonObject& object, const QString& place, KeySource& key);
     bool readSteps(const QJsonValue& json);
     bool readStep(const QJsonValue& json, Step& step);
     bool readSavedJob(const QString& named, Step& step);
@@ -200,6 +203,39 @@ bool Reader::readFlag(const QJsonValue& json, const QString& place, bool& flag) 
     return true;
 }
 
+bool Reader::readKeyFile(const QJsonObject& object, const QString& place, KeySource& key) {
+    if (!hasOnly(object, place, {QStringLiteral("file")}) ||
+        !readText(object.value(QLatin1String("file")), place + QLatin1String(".file"), key.path)) {
+        return false;
+    }
+    if (key.path.isEmpty()) {
+        return refuse(place + QLatin1String(".file"), QStringLiteral("The path is empty."));
+    }
+    key.path = QDir::cleanPath(QDir(job_.folder).absoluteFilePath(key.path));
+    return true;
+}
+
+bool Reader::readTokenKey(const QJsonObject& object, const QString& place, KeySource& key) {
+    const QJsonValue use = object.value(QLatin1String("derive"));
+    const QJsonValue size = object.value(QLatin1String("size"));
+    if (!hasOnly(object, place, {QStringLiteral("token"), QStringLiteral("derive"), QStringLiteral("size")}) ||
+        !readText(object.value(QLatin1String("token")), place + QLatin1String(".token"), key.token) ||
+        (!use.isUndefined() && !readText(use, place + QLatin1String(".derive"), key.use))) {
+        return false;
+    }
+    if (!token::KeyUri::isUri(key.token)) {
+        return refuse(place + QLatin1String(".token"), QStringLiteral("This must be a URI that begins with pkcs11:."));
+    }
+    if (!use.isUndefined() && key.use.isEmpty()) {
+        return refuse(place + QLatin1String(".derive"), QStringLiteral("This names what the keys are for."));
+    }
+    if (!size.isUndefined() && (use.isUndefined() || (size != 16 && size != 32))) {
+        return refuse(place + QLatin1String(".size"), QStringLiteral("A derived key has 16 or 32 bytes."));
+    }
+    key.size = size.toInt(key.size);
+    return true;
+}
+
 bool Reader::readKeys(const QJsonValue& json) {
     const QString place = QStringLiteral("keys");
     if (!json.isUndefined() && !json.isObject()) {
@@ -216,17 +252,15 @@ bool Reader::readKeys(const QJsonValue& json) {
                                               "letter, a digit or _."));
         }
         if (!member.value().isObject()) {
-            return refuse(own, QStringLiteral("This must be an object with the member file."));
+            return refuse(own, QStringLiteral("This must be an object with the member file or token."));
         }
-        KeySource key{member.key(), {}};
-        if (!hasOnly(member.value().toObject(), own, {QStringLiteral("file")}) ||
-            !readText(member.value().toObject().value(QLatin1String("file")), own + QLatin1String(".file"), key.path)) {
+        KeySource key;
+        key.name = member.key();
+        const QJsonObject object = member.value().toObject();
+        if (!(object.contains(QLatin1String("token")) ? readTokenKey(object, own, key)
+                                                      : readKeyFile(object, own, key))) {
             return false;
         }
-        if (key.path.isEmpty()) {
-            return refuse(own + QLatin1String(".file"), QStringLiteral("The path is empty."));
-        }
-        key.path = QDir::cleanPath(QDir(job_.folder).absoluteFilePath(key.path));
         job_.keys.append(key);
     }
     return true;

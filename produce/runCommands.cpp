@@ -5,6 +5,7 @@
 #include "produce/preflight.h"
 #include "produce/readProductionJob.h"
 #include "produce/runnerCommands.h"
+#include "produce/siteKeys.h"
 #include "record/canonicalJson.h"
 
 #include <QJsonArray>
@@ -124,6 +125,10 @@ int runCheck(const calls::Call& call) {
     ProductionJob job;
     QString fault;
     if (!readProductionJob(call.operands.constFirst(), job, fault)) {
+        return refuse(fault);
+    }
+    JobKeys keys;
+    if (!keys.openTokens(job, fault)) {
         return refuse(fault);
     }
     PreflightOptions options;

@@ -1,10 +1,14 @@
 #include "produce/siteKeys.h"
 
 #include "Preparation/primitives/Sha256.h"
+#include "Preparation/primitives/keyPem.h"
 #include "Preparation/primitives/randomBytes.h"
+#include "display/MessageCollector.h"
 #include "files/outputFile.h"
 #include "files/readWhole.h"
 #include "files/wipe.h"
+#include "token/KeyUri.h"
+#include "token/SigningKey.h"
 
 #include <QFile>
 
@@ -69,6 +73,20 @@ QByteArray SiteSecret::fingerprintOfDigest(QByteArrayView sha256) const {
     return hmacSha256(secret_, sha256, mac) ? bytesOf(mac) : QByteArray();
 }
 
+bool openStationKey(const QString& name, record::StationKey& key, QString& fault) {
+    if (!token::KeyUri::isUri(name)) {
+        return key.read(name, fault);
+    }
+    const MessageCollector messages;
+    const auto inToken = std::make_shared<token::SigningKey>();
+    QByteArray pem;
+    if (!inToken->open({name, {}}, token::SignatureKind::ecdsaP256) || !publicKeyToPem(inToken->publicKey(), pem)) {
+        return refuse(fault, QStringLiteral("the station key: %1").arg(messages.faults()));
+    }
+    const auto sign = [inToken](QByteArrayView digest, QByteArray& raw) { return inToken->sign(digest, raw); };
+    return key.use(pem, sign, fault);
+}
+
 bool makeSiteSecret(const QString& path, QString& fault) {
     QByteArray secret;
     const WipeOnExit wipe(secret);
@@ -94,6 +112,9 @@ bool readKeyBytes(const QString& path, QByteArray& key, QString& fault) {
 
 bool JobKeys::read(const ProductionJob& job, QString& fault) {
     for (const KeySource& source : job.keys) {
+        if (source.path.isEmpty()) {
+            continue;
+        }
         QByteArray key;
         const WipeOnExit wipe(key);
         if (!readKeyBytes(source.path, key, fault)) {
@@ -123,7 +144,58 @@ bool JobKeys::fingerprint(const SiteSecret& site, QString& fault) {
             return refuse(fault, QStringLiteral("the key %1 gets no fingerprint").arg(known->name));
         }
     }
+    for (TokenSource& key : tokens_) {
+        key.fingerprint = key.master ? QByteArray() : site.fingerprint(key.bytes);
+    }
     return true;
+}
+
+JobKeys::~JobKeys() {
+    for (TokenSource& key : tokens_) {
+        wipe(key.bytes);
+    }
+}
+
+bool JobKeys::openTokens(const ProductionJob& job, QString& fault) {
+    for (const KeySource& source : job.keys) {
+        if (source.token.isEmpty()) {
+            continue;
+        }
+        const bool isDerived = !source.use.isEmpty();
+        const MessageCollector messages;
+        TokenSource key{source, std::make_unique<token::SecretKey>(), {}, {}};
+        if (!key.master->open(source.token, isDerived ? token::SecretKey::Use::derive : token::SecretKey::Use::read) ||
+            (!isDerived && !key.master->read(key.bytes))) {
+            return refuse(fault, QStringLiteral("the key %1: %2").arg(source.name, messages.faults()));
+        }
+        if (!isDerived) {
+            key.master.reset();
+        }
+        tokens_.push_back(std::move(key));
+    }
+    return true;
+}
+
+bool JobKeys::ofDevice(const QString& serial, QList<DeviceKey>& keys, QString& fault) const {
+    for (const TokenSource& key : tokens_) {
+        DeviceKey made{key.source.name, QByteArray(key.bytes.constData(), key.bytes.size())};
+        const MessageCollector messages;
+        if (key.master && !key.master->derive(key.source.use.toUtf8(), serial.toUtf8(), key.source.size, made.bytes)) {
+            return refuse(fault, QStringLiteral("the key %1: %2").arg(key.source.name, messages.faults()));
+        }
+        keys.append(made);
+    }
+    return true;
+}
+
+QList<JobKeys::Known> JobKeys::all() const {
+    QList<Known> keys = known_.values();
+    for (const TokenSource& key : tokens_) {
+        if (!key.master) {
+            keys.append({key.source.name, key.fingerprint});
+        }
+    }
+    return keys;
 }
 
 const JobKeys::Known* JobKeys::at(const QString& path) const {

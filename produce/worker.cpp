@@ -266,7 +266,8 @@ class Maker {
             result.steps.append(prepared);
             return result;
         }
-        const Device device{task.serial, task.values, task.folder, task.noncePaths, making_.keyPaths};
+        Device device{task.serial, task.values, task.folder, task.noncePaths, making_.keyPaths};
+        device.keyPaths.insert(task.keyPaths);
         for (qsizetype i = 0; i < making_.job.steps.size(); ++i) {
             result.steps.append(makeStep(task, device, i));
             if (!result.steps.constLast().isProven) {

@@ -65,6 +65,19 @@ bool idOf(const P256Key& key, QString& id) {
     return true;
 }
 
+bool readPublicKey(const QByteArray& pem, P256Key& key, QString& id, QString& fault) {
+    const MessageCollector messages;
+    P256Key read = parseP256PublicKey(pem, QStringLiteral("The public key"));
+    QString readId;
+    if (!read || !idOf(read, readId)) {
+        fault = read ? QStringLiteral("The public key can't be used") : messages.lastFault();
+        return false;
+    }
+    key = std::move(read);
+    id = readId;
+    return true;
+}
+
 /// Writes a new file, complete or not at all, and never in the place of another. Returns 0, or the number of the error.
 int writeNewFile(const QByteArray& path, QByteArrayView bytes, mode_t mode) {
     UnfinishedFile hidden;
@@ -121,7 +134,16 @@ bool StationKey::read(const QString& path, QString& fault) {
         return failed(QStringLiteral("can't be used"));
     }
     key_ = std::move(key);
+    signer_ = nullptr;
     id_ = id;
+    return true;
+}
+
+bool StationKey::use(const QByteArray& publicPem, Signer signer, QString& fault) {
+    if (!readPublicKey(publicPem, key_, id_, fault)) {
+        return false;
+    }
+    signer_ = std::move(signer);
     return true;
 }
 
@@ -129,7 +151,9 @@ bool StationKey::sign(QByteArrayView message, QByteArray& signature) const {
     Sha256Digest digest;
     QByteArray der;
     QByteArray raw;
-    if (!key_ || !sha256({message}, digest) || !signEcdsa(key_.get(), digest, der) || !toRawSignature(der, raw)) {
+    if (!key_ || !sha256({message}, digest) ||
+        !(signer_ ? signer_(digest, raw) && raw.size() == qsizetype{2} * numberSize
+                  : signEcdsa(key_.get(), digest, der) && toRawSignature(der, raw))) {
         return false;
     }
     char* const s = raw.data() + numberSize;
@@ -141,16 +165,7 @@ bool StationKey::sign(QByteArrayView message, QByteArray& signature) const {
 }
 
 bool StationPublicKey::parse(const QByteArray& pem, QString& fault) {
-    const MessageCollector messages;
-    P256Key key = parseP256PublicKey(pem, QStringLiteral("The public key"));
-    QString id;
-    if (!key || !idOf(key, id)) {
-        fault = key ? QStringLiteral("The public key can't be used") : messages.lastFault();
-        return false;
-    }
-    key_ = std::move(key);
-    id_ = id;
-    return true;
+    return readPublicKey(pem, key_, id_, fault);
 }
 
 StationPublicKey::Check StationPublicKey::verify(QByteArrayView message, QByteArrayView signature) const {

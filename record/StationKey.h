@@ -5,6 +5,8 @@
 #include <QByteArray>
 #include <QString>
 
+#include <functional>
+
 namespace record {
 
 /// The key on the curve P-256 with which a station signs checkpoints.
@@ -12,6 +14,10 @@ class StationKey {
   public:
     /// Reads a private key in PEM form, without a passphrase. Refuses a file that other users can read or write.
     [[nodiscard]] bool read(const QString& path, QString& fault);
+    /// Signs a SHA-256 digest with ECDSA on P-256: r, then s, 32 bytes each, big-endian.
+    using Signer = std::function<bool(QByteArrayView digest, QByteArray& raw)>;
+    /// Uses a key that only `signer` can use, such as one in a token, and its public key in PEM form.
+    [[nodiscard]] bool use(const QByteArray& publicPem, Signer signer, QString& fault);
     /// The identifier of the key: SHA-256 of its SubjectPublicKeyInfo in lower-case digits. Empty without a key.
     [[nodiscard]] const QString& id() const { return id_; }
     /// Signs with ECDSA and SHA-256 (FIPS 186-4). The signature is r and s, 32 bytes each, big-endian. Of the two
@@ -21,6 +27,7 @@ class StationKey {
 
   private:
     P256Key key_;
+    Signer signer_;  // null if `key_` is private
     QString id_;
 };
 

@@ -48,7 +48,12 @@ QByteArray namesOf(const QList<TokenKey>& keys) {
 }  // namespace
 
 OpenToken::~OpenToken() {
+    forgetPin();
+}
+
+void OpenToken::forgetPin() {
     wipe(pin_);
+    pin_ = QByteArray();
 }
 
 bool OpenToken::open(const KeyUri& uri) {

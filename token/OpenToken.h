@@ -26,6 +26,8 @@ class OpenToken {
     /// Obtains the PIN for a key that wants a login for each signature. Null if the token has a keypad.
     [[nodiscard]] bool readPinAgain(const KeyUri& uri);
     [[nodiscard]] const QByteArray& pin() const { return pin_; }
+    /// Wipes the PIN, when no use of the key needs it.
+    void forgetPin();
 
   private:
     Driver driver_;

@@ -140,6 +140,9 @@ bool SigningKey::openInToken(const QString& uri) {
         !publicKeyOfPrivate(session, place->key, publicKey_)) {
         return false;
     }
+    if (!place->isLoginPerUse) {
+        place->token.forgetPin();
+    }
     inToken_ = std::move(place);
     return true;
 }

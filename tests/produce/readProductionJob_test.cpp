@@ -64,7 +64,7 @@ std::vector<Case> cases() {
         {"key's name", {"\"image\"", "\".image\""}, "keys..image: A key's " + name},
         {"key's path",
          {"{ \"file\": \"keys/image.bin\" }", "\"keys/image.bin\""},
-         "keys.image: This must be an object with the member file."},
+         "keys.image: This must be an object with the member file or token."},
         {"key's member", {"\"file\"", "\"path\""}, QByteArray("keys.image.path: ") + memberNames + "file."},
         {"key's empty path", {"keys/image.bin", ""}, "keys.image.file: The path is empty."},
         {"unused key",

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """runTutorial.py PAGE EXAMPLES FOLDER...: runs each line of the ```sh blocks of PAGE in an empty folder, with the FOLDERs on
-the PATH and the variable EXAMPLES set. Every line has to end with status 0. A ```text block lists words that the output of
-the ```sh block before it has to contain, in this order."""
+the PATH and the variable EXAMPLES set. Variables that a line sets are set in later lines. Every line has to end with status
+0. A ```text block lists words that the output of the ```sh block before it has to contain, in this order."""
 import os
 import re
 import subprocess
@@ -12,8 +12,9 @@ import tempfile
 def run(block, folder, environment):
     """The output of all lines of a block."""
     output = ""
-    for line in block.splitlines():
-        done = subprocess.run(["sh", "-c", line], cwd=folder, env=environment, text=True,
+    for line in block.replace("\\\n", " ").splitlines():
+        script = f"set -a; . {folder}.variables; {line}\nstatus=$?; export -p > {folder}.variables; exit $status"
+        done = subprocess.run(["sh", "-c", script], cwd=folder, env=environment, text=True,
                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
         output += done.stdout
         if done.returncode != 0:
@@ -38,7 +39,10 @@ def main():
     if not any(kind == "sh" for kind, _ in blocks):
         sys.exit(f"{page} has no line to run")
     output = ""
-    with tempfile.TemporaryDirectory() as folder:
+    with tempfile.TemporaryDirectory() as place:
+        folder = os.path.join(place, "empty")
+        os.mkdir(folder)
+        open(folder + ".variables", "w", encoding="utf-8").close()
         for kind, block in blocks:
             if kind == "sh":
                 output = run(block, folder, environment)

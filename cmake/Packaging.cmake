@@ -4,12 +4,12 @@ set(CPACK_PACKAGE_NAME qvora-sealed-bundle-builder)
 set(CPACK_PACKAGE_CONTACT "QVORA Sealed Bundle Builder developers <developers@qvora.invalid>")
 include(cmake/findCommit.cmake)
 find_commit(${PROJECT_SOURCE_DIR} commit date)
-# The package's file name may have 80 characters. With the longest architecture, this leaves room for nine digits of the
+# The package's file name may have 80 characters. With the longest architecture, this leaves room for six digits of the
 # commit, or for "dirty" if the tree differs from it.
 if(commit MATCHES "dirty")
   set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION}+${date}.dirty)
 else()
-  string(SUBSTRING ${commit} 0 9 commit_part)
+  string(SUBSTRING ${commit} 0 6 commit_part)
   set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION}+${date}.${commit_part})
 endif()
 

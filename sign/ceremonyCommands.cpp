@@ -70,7 +70,7 @@ int runAttach(const calls::Call& call) {
     print(signable, binary);
     const KeyPointer key = token::readPublicKey(signatureKindOf(signable.format), call.value("public"));
     const bool isDone = key && readSignature(call.value("signature"), signable, key.get(), signature) &&
-                        writeSigned(call, signable, signature, key.get());
+                        writeSigned(call, signable, signature, key.get(), call.value("output"));
     return isDone ? calls::statusDone : calls::statusFailed;
 }
 

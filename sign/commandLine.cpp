@@ -11,7 +11,7 @@ namespace {
 constexpr std::array options = {
     calls::OptionRow{"k key", "KEY", "the private key: a pkcs11: URI, or the path of a PEM file"},
     calls::OptionRow{"v image-version", "N", "the version in the image, from 0 to 4294967295"},
-    calls::OptionRow{"o output", "FILE", "the file to write"},
+    calls::OptionRow{"o output", "FILE", "the file to write; for several binaries, their folder"},
     calls::OptionRow{"public", "PEM", "the public key of KEY, for tokens that don't disclose it"},
     calls::OptionRow{"certificate", "PEM", "the certificates of KEY, its own first; they must be valid now"},
     calls::OptionRow{"trust", "PEM", "the authorities that CERTIFICATE must lead to; its last certificate if left out"},
@@ -22,9 +22,9 @@ constexpr std::array options = {
 };
 
 constexpr std::array commands = {
-    calls::CommandRow{"image", "BINARY", 1, 1, "key! image-version! output! public certificate trust receipt",
+    calls::CommandRow{"image", "BINARY...", 1, -1, "key! image-version! output! public certificate trust receipt",
                       "sign an image with ECDSA on P-256", runImage},
-    calls::CommandRow{"wireless", "BINARY", 1, 1, "key! output! public certificate trust receipt",
+    calls::CommandRow{"wireless", "BINARY...", 1, -1, "key! output! public certificate trust receipt",
                       "sign a binary of the wireless chip with RSA", runWireless},
     calls::CommandRow{"prepare image", "BINARY", 1, 1, "image-version! output! digest",
                       "write a request for a signature that another machine makes", runPrepareImage},

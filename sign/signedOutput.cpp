@@ -12,12 +12,12 @@
 
 namespace sign {
 
-bool writeSigned(const calls::Call& call, const Signable& signable, QByteArrayView signature, const evp_pkey_st* key) {
+bool writeSigned(const calls::Call& call, const Signable& signable, QByteArrayView signature, const evp_pkey_st* key,
+                 const QString& output) {
     Certified certified;
     if (!checkChain(call.value("certificate"), call.value("trust"), key, certified)) {
         return false;
     }
-    const QString output = call.value("output");
     const QByteArray bytes = withSignature(signable, signature);
     const QString receiptPath = call.value("receipt");
     constexpr char notWritten[] = "The output can't be written";

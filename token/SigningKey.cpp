@@ -11,6 +11,11 @@
 #include "token/OpenToken.h"
 #include "token/secretFile.h"
 
+#include <QThread>
+
+#include <deque>
+#include <functional>
+
 namespace token {
 
 namespace {
@@ -19,6 +24,8 @@ constexpr qint64 maxKeyFile = 65536;
 constexpr int rsaBits = 2048;
 constexpr qsizetype rsaSize = rsaBits / 8;
 constexpr qsizetype rawSize = 64;
+constexpr qsizetype pieceSize = 32;  // signatures that one thread verifies
+constexpr std::size_t mostVerifications = 4;
 
 // The DER of DigestInfo for SHA-256, before the digest (RFC 8017, 9.2, note 1).
 constexpr QByteArrayView digestInfo("\x30\x31\x30\x0d\x06\x09\x60\x86\x48\x01\x65\x03\x04\x02\x01\x05\x00\x04\x20", 19);
@@ -55,6 +62,49 @@ bool fits(std::optional<SignatureKind> kind, const evp_pkey_st* key, const QStri
            reportError("The key %s is %s, this format needs %s", qUtf8Printable(name), description(traits).constData(),
                        wantedKey(kind));
 }
+
+/// Verifies a piece of the signatures in a thread of its own. A piece that isn't full is verified by `holds`.
+class Verification {
+  public:
+    Verification(SignatureKind kind, evp_pkey_st* publicKey, const QList<QByteArray>& digests,
+                 const QList<QByteArray>& signatures)
+        : verify_([kind, publicKey, digests, signatures] {
+              bool isGood = true;
+              for (qsizetype i = 0; i < digests.size(); ++i) {
+                  isGood = isGood && verifySignature(kind, publicKey, digests.at(i), signatures.at(i));
+              }
+              return isGood;
+          }) {
+        if (digests.size() < pieceSize) {
+            return;
+        }
+        thread_.reset(QThread::create([this] { isGood_ = verify_(); }));
+        thread_->start();
+        if (!thread_->isRunning() && !thread_->isFinished()) {
+            thread_.reset();  // the system has no thread left
+        }
+    }
+    Verification(const Verification&) = delete;
+    Verification& operator=(const Verification&) = delete;
+    ~Verification() {
+        if (thread_) {
+            thread_->wait();
+        }
+    }
+
+    /// Waits for the end.
+    [[nodiscard]] bool holds() {
+        if (!thread_) {
+            return verify_();
+        }
+        return thread_->wait() && isGood_;
+    }
+
+  private:
+    std::function<bool()> verify_;
+    std::unique_ptr<QThread> thread_;
+    bool isGood_ = false;
+};
 
 }  // namespace
 
@@ -182,16 +232,45 @@ bool SigningKey::makeSignature(QByteArrayView digest, QByteArray& signature) con
 }
 
 bool SigningKey::sign(QByteArrayView digest, QByteArray& signature) const {
-    QByteArray made;
-    if (digest.size() != qsizetype{std::tuple_size_v<Sha256Digest>} || !publicKey_ || !kind_ ||
-        !makeSignature(digest, made)) {
+    QList<QByteArray> made;
+    if (!sign(QList<QByteArray>{digest.toByteArray()}, made)) {
         return false;
     }
-    if (!verifySignature(*kind_, publicKey_.get(), digest, made)) {
+    signature = made.constFirst();
+    return true;
+}
+
+bool SigningKey::sign(const QList<QByteArray>& digests, QList<QByteArray>& signatures) const {
+    QList<QByteArray> made;
+    std::deque<Verification> running;
+    bool isMade = publicKey_ != nullptr && kind_.has_value();
+    bool isValid = true;
+    for (qsizetype first = 0; isMade && isValid && first < digests.size(); first += pieceSize) {
+        const QList<QByteArray> piece = digests.mid(first, pieceSize);
+        for (const QByteArray& digest : piece) {
+            QByteArray signature;
+            isMade = isMade && digest.size() == qsizetype{std::tuple_size_v<Sha256Digest>} &&
+                     makeSignature(digest, signature);
+            made.append(signature);
+        }
+        if (isMade) {
+            running.emplace_back(*kind_, publicKey_.get(), piece, made.mid(first));
+        }
+        if (running.size() == mostVerifications) {
+            isValid = running.front().holds();
+            running.pop_front();
+        }
+    }
+    for (Verification& left : running) {
+        isValid = left.holds() && isValid;
+    }
+    if (!isValid) {
         return reportError("The signature of the key %s doesn't verify with its public key", qUtf8Printable(name_));
     }
-    signature = made;
-    return true;
+    if (isMade) {
+        signatures = made;
+    }
+    return isMade;
 }
 
 KeyPointer readPublicKey(std::optional<SignatureKind> kind, const QString& path) {

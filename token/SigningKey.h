@@ -3,6 +3,7 @@
 #include "Preparation/primitives/opensslObjects.h"
 
 #include <QByteArray>
+#include <QList>
 #include <QString>
 
 #include <memory>
@@ -39,6 +40,8 @@ class SigningKey {
     [[nodiscard]] evp_pkey_st* publicKey() const { return publicKey_.get(); }
     /// Signs the SHA-256 digest of a message.
     [[nodiscard]] bool sign(QByteArrayView digest, QByteArray& signature) const;
+    /// The same for several digests. Other threads verify signatures while the token makes the next ones.
+    [[nodiscard]] bool sign(const QList<QByteArray>& digests, QList<QByteArray>& signatures) const;
 
   private:
     struct InToken;

@@ -187,6 +187,36 @@ def test_small_binaries_of_the_wireless_chip(folder):
         assert signed.read_bytes() == files.tool_output("wireless"), f"{size} bytes"
 
 
+def test_several_binaries_with_one_login(folder):
+    files = Files(folder)
+    token = SoftToken(folder)
+    token.fill()
+    binaries = []
+    for number in range(70):
+        binaries.append(folder / f"b{number}.bin")
+        binaries[-1].write_bytes(bytes([number]) * number + MARK)
+    signed = folder / "signed"
+    signed.mkdir()
+    key = token.uri("firmware")
+    call(SIGN, "image", "--key", key, "--image-version", "7", *binaries, "-o", signed, environment=token.environment)
+    public = folder / "public.pem"
+    call(SIGN, "public", "--key", key, "-o", public, environment=token.environment)
+    for binary in (binaries[0], binaries[31], binaries[69]):
+        files.binary = binary
+        judge(files, "image", signed / binary.name, public)
+    assert len(list(signed.iterdir())) == 70
+    same = folder / "more" / "b1.bin"
+    same.parent.mkdir()
+    same.write_bytes(MARK)
+    bad = folder / "bad.bin"
+    bad.write_bytes(b"no mark")
+    for operands, output, message in (([binaries[1], same], signed, "Two binaries would be written"),
+                                      (binaries[:2], folder / "missing", "Failed to create output file"),
+                                      (binaries[:2], folder, "would replace"), ([bad, binaries[1]], signed, "has no mark")):
+        assert message in call(SIGN, "image", "--key", key, "--image-version", "7", *operands, "-o", output, status=1,
+                               environment=token.environment)
+
+
 def test_a_signature_in_two_steps(folder):
     files = Files(folder)
     request, digest, output = folder / "request.json", folder / "digest", folder / "signed.bin"
@@ -311,7 +341,7 @@ def test_failures_leave_the_files_as_they_were(folder):
             ([SIGN, "image", "--key", files.ec, files.binary, "-o", older], 2, "needs --image-version"),
             ([SIGN, "image", "--image-version", "x", "--key", files.ec, files.binary, "-o", older], 2, "needs a number"),
             ([SIGN, "wireless", "--image-version", "1", "--key", files.rsa, files.binary, "-o", older], 2, "doesn't accept"),
-            ([SIGN, "wireless"], 2, "needs BINARY"),
+            ([SIGN, "wireless"], 2, "needs BINARY..."),
             ([SIGN, "other"], 2, "unknown command"),
             ([SIGN], 2, "a command is missing")):
         output = call(*words, status=status, environment=token.environment)

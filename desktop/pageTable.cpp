@@ -7,6 +7,7 @@
 #include "desktop/run/JobPage.h"
 #include "desktop/secrets/SecretsPage.h"
 #include "desktop/template/TemplatePage.h"
+#include "desktop/tokens/TokensPage.h"
 
 #include <QtGlobal>
 
@@ -64,6 +65,12 @@ const QList<PageRow>& pageTable() {
          QT_TRANSLATE_NOOP("pageTable",
                            "key nonce random aes rsa ecdsa ecc elliptic curve pair hash pem make generate"),
          make<KeysPage>},
+        {"tokens", QT_TRANSLATE_NOOP("pageTable", "Keys and cards"), QT_TRANSLATE_NOOP("pageTable", "Keys in tokens"),
+         QT_TRANSLATE_NOOP("pageTable",
+                           "Lists tokens with their keys and certificates, and signs with a key of a token."),
+         QT_TRANSLATE_NOOP("pageTable",
+                           "qvora-sign pkcs11 hsm smart card token certificate pin uri sign signature wireless"),
+         make<TokensPage>},
         {"option-bytes", QT_TRANSLATE_NOOP("pageTable", "Editors"), QT_TRANSLATE_NOOP("pageTable", "Option bytes"),
          QT_TRANSLATE_NOOP("pageTable", "Edits the option bytes of a device field by field, for an install image."),
          QT_TRANSLATE_NOOP("pageTable", "-ob csv register configuration protection fuse bits"), make<OptionBytePage>},

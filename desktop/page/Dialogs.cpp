@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QInputDialog>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QRegularExpression>
@@ -131,6 +132,13 @@ SaveAnswer Dialogs::askSave(QWidget* parent, const QString& document) {
         default:
             return SaveAnswer::cancel;
     }
+}
+
+QString Dialogs::askPin(QWidget* parent, const QString& question) {
+    bool isAnswered = false;
+    const QString pin = QInputDialog::getText(parent, QCoreApplication::applicationName(), question,
+                                              QLineEdit::Password, QString(), &isAnswered);
+    return isAnswered ? pin : QString();
 }
 
 bool Dialogs::confirm(QWidget* parent, const QString& question, const QString& action) {

@@ -32,6 +32,8 @@ class Dialogs {
 
     /// Asks whether to save the changes to `document`.
     [[nodiscard]] virtual SaveAnswer askSave(QWidget* parent, const QString& document);
+    /// Asks for a PIN, which isn't shown. Null if the user cancelled.
+    [[nodiscard]] virtual QString askPin(QWidget* parent, const QString& question);
     /// Asks a question with the buttons `action` and "Cancel". True for `action`.
     [[nodiscard]] virtual bool confirm(QWidget* parent, const QString& question, const QString& action);
     /// Shows a fault that has no place of its own in the window.

@@ -114,7 +114,7 @@ JobDraftView::JobDraftView(PageContext& context, QWidget* parent)
     });
     connect(tree_, &QTreeWidget::itemChanged, this, &JobDraftView::edited);
     connect(tree_, &QTreeWidget::currentItemChanged, this, &JobDraftView::refresh);
-    connect(&runner_, &Runner::ended, this, &JobDraftView::showFindings);
+    connect(&runner_, &ProgramRun::ended, this, &JobDraftView::showFindings);
     refresh();
 }
 
@@ -269,7 +269,7 @@ bool JobDraftView::saveTo(const QString& path) {
 }
 
 void JobDraftView::check() {
-    const QString program = runnerPath(context_.toolPath);
+    const QString program = programPath(context_.toolPath, QStringLiteral("qvora-produce"));
     if (program.isEmpty()) {
         state_->setTone(ThemeColor::fault);
         state_->setText(tr("qvora-produce isn't installed; its package is qvora-sealed-bundle-builder-production."));
@@ -293,7 +293,7 @@ void JobDraftView::check() {
     refresh();
 }
 
-void JobDraftView::showFindings(const Runner::Result& result) {
+void JobDraftView::showFindings(const ProgramRun::Result& result) {
     const QJsonObject document = QJsonDocument::fromJson(result.output).object();
     QStringList texts;
     for (const auto& finding : document.value(QLatin1String("findings")).toArray()) {

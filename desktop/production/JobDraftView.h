@@ -2,7 +2,7 @@
 
 #include "desktop/page/Page.h"
 #include "desktop/production/JobDraft.h"
-#include "desktop/production/Runner.h"
+#include "desktop/run/ProgramRun.h"
 
 class QLineEdit;
 class QPlainTextEdit;
@@ -42,7 +42,7 @@ class JobDraftView : public QWidget {
     void moveDown();
     void move(int distance);
     void check();
-    void showFindings(const Runner::Result& result);
+    void showFindings(const ProgramRun::Result& result);
     void rebuild(int chosenStep);
     void edited(QTreeWidgetItem* item, int column);
     void changed();
@@ -63,7 +63,7 @@ class JobDraftView : public QWidget {
     QPushButton* check_ = nullptr;
     ToneLabel* state_;
     QPlainTextEdit* preview_;
-    Runner runner_;
+    ProgramRun runner_;
 };
 
 }  // namespace desktop

@@ -80,7 +80,7 @@ ProductionPage::ProductionPage(PageContext& context, QWidget* parent)
     line_ = line;
     connect(refresh_, &QPushButton::clicked, this, &ProductionPage::readLedger);
     connect(ledger_, &QLineEdit::returnPressed, this, &ProductionPage::readLedger);
-    connect(&runner_, &Runner::ended, this, &ProductionPage::showStatus);
+    connect(&runner_, &ProgramRun::ended, this, &ProductionPage::showStatus);
     connect(draft_, &JobDraftView::stateChanged, this, &ProductionPage::stateChanged);
     connect(draft_, &JobDraftView::saveWanted, this, [this] { static_cast<void>(save()); });
 }
@@ -137,7 +137,7 @@ void ProductionPage::run() {
 }
 
 void ProductionPage::readLedger() {
-    const QString program = runnerPath(context_.toolPath);
+    const QString program = programPath(context_.toolPath, QStringLiteral("qvora-produce"));
     const QString place = ledger_->text().trimmed();
     if (place.isEmpty()) {
         ledger_->setFocus();
@@ -151,7 +151,7 @@ void ProductionPage::readLedger() {
     runner_.start(program, {QStringLiteral("status"), QStringLiteral("--json"), QStringLiteral("--ledger=") + ledger});
 }
 
-void ProductionPage::showStatus(const Runner::Result& result) {
+void ProductionPage::showStatus(const ProgramRun::Result& result) {
     const QJsonObject status = QJsonDocument::fromJson(result.output).object();
     if (result.status != 0 || status.isEmpty()) {
         showFault(result.faults.isEmpty() ? tr("qvora-produce ended with %1.").arg(result.status) : result.faults);

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "desktop/page/Page.h"
-#include "desktop/production/Runner.h"
+#include "desktop/run/ProgramRun.h"
 
 #include <QTimer>
 
@@ -37,7 +37,7 @@ class ProductionPage : public Page {
 
   private:
     void readLedger();
-    void showStatus(const Runner::Result& result);
+    void showStatus(const ProgramRun::Result& result);
     void showFault(const QString& text);
 
     QWidget* line_ = nullptr;
@@ -47,7 +47,7 @@ class ProductionPage : public Page {
     LedgerView* view_;
     JobDraftView* draft_;
     QTabWidget* tabs_;
-    Runner runner_;
+    ProgramRun runner_;
     QTimer timer_;
 };
 

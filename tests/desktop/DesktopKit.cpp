@@ -43,6 +43,11 @@ desktop::SaveAnswer ScriptedDialogs::askSave(QWidget* /*parent*/, const QString&
     return answers.isEmpty() ? desktop::SaveAnswer::cancel : answers.takeFirst();
 }
 
+QString ScriptedDialogs::askPin(QWidget* /*parent*/, const QString& question) {
+    asked.append(question);
+    return pin;
+}
+
 bool ScriptedDialogs::confirm(QWidget* /*parent*/, const QString& question, const QString& /*action*/) {
     asked.append(question);
     return !confirmations.isEmpty() && confirmations.takeFirst();

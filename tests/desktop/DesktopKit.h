@@ -22,12 +22,14 @@ class ScriptedDialogs : public desktop::Dialogs {
                      const QString& proposed) override;
     QString openFolder(QWidget* parent, const QString& title, jobs::PathRole role) override;
     desktop::SaveAnswer askSave(QWidget* parent, const QString& document) override;
+    QString askPin(QWidget* parent, const QString& question) override;
     bool confirm(QWidget* parent, const QString& question, const QString& action) override;
     void showFault(QWidget* parent, const QString& text) override;
 
     QStringList paths;                   ///< for the next file and folder dialogs; a dialog for several files uses all
     QList<desktop::SaveAnswer> answers;  ///< for the next "save changes?"
     QList<bool> confirmations;
+    QString pin;         ///< null: the user cancels
     QStringList asked;   ///< the questions, in order
     QStringList faults;  ///< the reported faults, in order
 };

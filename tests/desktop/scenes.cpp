@@ -3,11 +3,13 @@
 #include "tests/desktop/inspectScenes.h"
 #include "tests/desktop/jobForms.h"
 #include "tests/desktop/productionFiles.h"
+#include "tests/support/outsideTool.h"
 
 #include <QComboBox>
 #include <QDir>
 #include <QFileInfo>
 #include <QTest>
+#include <QTreeWidget>
 
 namespace {
 
@@ -194,6 +196,29 @@ void loseLine(DesktopKit& kit) {
     QTest::qWait(500);
 }
 
+/// Makes a token in software with keys, and lists it.
+void listTokens(DesktopKit& kit) {
+    const QString program = QFileInfo(QStringLiteral(QVORA_SIGN)).path();
+    qputenv("PATH", program.toUtf8() + ':' + qgetenv("PATH"));
+    const QByteArray driver = "/usr/lib/softhsm/libsofthsm2.so";
+    qputenv("SOFTHSM2_CONF",
+            kit.folder.write("softhsm2.conf", "directories.tokendir = " + kit.folder.path("").toUtf8()).toUtf8());
+    qputenv("QVORA_HSM_MODULE", driver);
+    for (const char* const token : {"line", "spare"}) {
+        outsideTool(QByteArray("softhsm2-util --init-token --free --pin 1234 --so-pin 5678 --label ") + token);
+    }
+    for (const char* const key : {"EC:prime256v1 --label firmware --id 01", "rsa:2048 --label radio --id 02"}) {
+        outsideTool("pkcs11-tool --module " + driver +
+                    " --token-label line --login --pin 1234 --keypairgen --key-type " + key);
+    }
+    kit.press("list");
+    auto* tree = kit.find<QTreeWidget>("tokens");
+    (void)DesktopKit::waitFor([tree] { return tree->topLevelItemCount() > 0; });
+    const QList<QTreeWidgetItem*> rows =
+        tree->findItems(QStringLiteral("firmware"), Qt::MatchExactly | Qt::MatchRecursive);
+    tree->setCurrentItem(rows.value(0));
+}
+
 void draftJob(DesktopKit& kit) {
     (void)kit.window->openFile(saveInstallJob(kit));
     kit.type("product", QStringLiteral("meter-a"));
@@ -229,6 +254,7 @@ const QList<Scene>& scenes() {
         {"secrets", "lost", loseSecretFiles},
         {"secrets", "made", makeSecrets},
 #ifdef QVORA_PRODUCE
+        {"tokens", "listed", listTokens},
         {"production", "line", showLine},
         {"production", "lost", loseLine},
         {"production", "job", draftJob},

@@ -6,11 +6,11 @@
 
 namespace desktop {
 
-/// The path of qvora-produce: beside the tool, or on the PATH. Empty if it isn't installed.
-[[nodiscard]] QString runnerPath(const QString& toolPath);
+/// The path of a program of this project: beside the tool, or on the PATH. Empty if it isn't installed.
+[[nodiscard]] QString programPath(const QString& toolPath, const QString& name);
 
-/// Runs one command of qvora-produce at a time and collects what it prints.
-class Runner : public QObject {
+/// Runs one command of such a program at a time and collects what it prints.
+class ProgramRun : public QObject {
     Q_OBJECT
 
   public:
@@ -21,17 +21,19 @@ class Runner : public QObject {
     };
     static constexpr int patience = 30000;  ///< milliseconds
 
-    explicit Runner(QObject* parent = nullptr);
-    ~Runner() override;
+    explicit ProgramRun(QObject* parent = nullptr);
+    ~ProgramRun() override;
 
     /// Starts the program. A command that still runs is ended, and its result is dropped.
-    void start(const QString& program, const QStringList& arguments);
+    /// The program reads `input` from its standard input.
+    void start(const QString& program, const QStringList& arguments, const QByteArray& input = {});
     [[nodiscard]] bool isRunning() const { return process_ != nullptr; }
 
   signals:
-    void ended(const desktop::Runner::Result& result);
+    void ended(const desktop::ProgramRun::Result& result);
 
   private:
+    [[nodiscard]] QString name() const;
     void finish(const Result& result);
     void drop();
 

@@ -1,7 +1,6 @@
 #include "produce/siteKeys.h"
 
 #include "Preparation/primitives/Sha256.h"
-#include "Preparation/primitives/keyPem.h"
 #include "Preparation/primitives/randomBytes.h"
 #include "display/MessageCollector.h"
 #include "files/outputFile.h"
@@ -78,13 +77,12 @@ bool openStationKey(const QString& name, record::StationKey& key, QString& fault
         return key.read(name, fault);
     }
     const MessageCollector messages;
-    const auto inToken = std::make_shared<token::SigningKey>();
     QByteArray pem;
-    if (!inToken->open({name, {}}, token::SignatureKind::ecdsaP256) || !publicKeyToPem(inToken->publicKey(), pem)) {
+    token::Signer signer;
+    if (!token::openSigner({name, {}}, token::SignatureKind::ecdsaP256, pem, signer)) {
         return refuse(fault, QStringLiteral("the station key: %1").arg(messages.faults()));
     }
-    const auto sign = [inToken](QByteArrayView digest, QByteArray& raw) { return inToken->sign(digest, raw); };
-    return key.use(pem, sign, fault);
+    return key.use(pem, signer, fault);
 }
 
 bool makeSiteSecret(const QString& path, QString& fault) {

@@ -32,6 +32,8 @@ constexpr std::array commands = {
                       runPrepareWireless},
     calls::CommandRow{"attach", "REQUEST BINARY", 2, 2, "signature! public! output! certificate trust receipt",
                       "check such a signature, and write the signed file", runAttach},
+    calls::CommandRow{"checkpoint", "RECORD", 1, 1, "key! output! public",
+                      "sign the lines of a production record that no checkpoint covers", runCheckpoint},
     calls::CommandRow{"public", "", 0, 0, "key! output!", "write the public key of a private key", runPublic},
     calls::CommandRow{"list", "[TOKEN]", 0, 1, "json",
                       "list tokens and their keys; logs in only if TOKEN, a URI, has a pin-source", runList},

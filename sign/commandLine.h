@@ -10,6 +10,7 @@ namespace sign {
 // The commands. Each reports its faults and returns the status.
 [[nodiscard]] int runImage(const calls::Call& call);
 [[nodiscard]] int runWireless(const calls::Call& call);
+[[nodiscard]] int runCheckpoint(const calls::Call& call);
 [[nodiscard]] int runPublic(const calls::Call& call);
 [[nodiscard]] int runPrepareImage(const calls::Call& call);
 [[nodiscard]] int runPrepareWireless(const calls::Call& call);

@@ -273,6 +273,18 @@ bool SigningKey::sign(const QList<QByteArray>& digests, QList<QByteArray>& signa
     return isMade;
 }
 
+bool openSigner(const KeyName& name, SignatureKind kind, QByteArray& publicPem, Signer& signer) {
+    const auto key = std::make_shared<SigningKey>();
+    if (!key->open(name, kind)) {
+        return false;
+    }
+    if (!publicKeyToPem(key->publicKey(), publicPem)) {
+        return reportError("The public key can't be written as PEM");
+    }
+    signer = [key](QByteArrayView digest, QByteArray& signature) { return key->sign(digest, signature); };
+    return true;
+}
+
 KeyPointer readPublicKey(std::optional<SignatureKind> kind, const QString& path) {
     QByteArray pem;
     if (!readKeyFile(path, pem)) {

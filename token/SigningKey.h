@@ -6,6 +6,7 @@
 #include <QList>
 #include <QString>
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -58,6 +59,11 @@ class SigningKey {
     KeyPointer publicKey_;
     std::unique_ptr<InToken> inToken_;
 };
+
+/// Signs the SHA-256 digest of a message; the signature has the form of its kind.
+using Signer = std::function<bool(QByteArrayView digest, QByteArray& signature)>;
+/// Opens a key for a part of the program that knows no tokens: it gets the public key as PEM and a function that signs.
+[[nodiscard]] bool openSigner(const KeyName& name, SignatureKind kind, QByteArray& publicPem, Signer& signer);
 
 /// Reads a public key of the kind, or of either, from a PEM file. Null, with a message, otherwise.
 [[nodiscard]] KeyPointer readPublicKey(std::optional<SignatureKind> kind, const QString& path);

@@ -85,6 +85,29 @@ def test_each_device_has_a_derived_key(folder):
     assert left.returncode == 1, f"a key is in {left.stdout}"
 
 
+def test_a_checkpoint_over_lines_that_are_not_signed(folder):
+    line = make_line(folder, devices=3, steps=2)
+    line.run(0, "--station-key", uri(line, "station"))
+    record = line.out / "record.jsonl"
+    lines = record.read_text().splitlines(keepends=True)
+    unsigned = folder / "unsigned.jsonl"
+    unsigned.write_text("".join(lines[:3]))  # as after a loss of power
+    made, public = folder / "checkpoint.jsonl", folder / "station.pem"
+    call(SIGN, "public", "--key", uri(line, "station"), "-o", public)
+    call(SIGN, "checkpoint", unsigned, "--key", uri(line, "station"), "-o", made)
+    line.call(1, "record", "verify", unsigned, "--public", public)
+    whole = folder / "whole.jsonl"
+    whole.write_text(unsigned.read_text() + made.read_text())
+    verified, errors = line.call(0, "record", "verify", whole, "--public", public)
+    assert "4 lines" in verified and errors == "", verified + errors
+    for text, message in ((record.read_text(), "no line after its last checkpoint"), ("", "no line after its last checkpoint"),
+                          (lines[0] + lines[2], "a line was removed"), ("".join(lines[:2])[:-5], "interrupted")):
+        unsigned.write_text(text)
+        done = subprocess.run([SIGN, "checkpoint", unsigned, "--key", uri(line, "station"), "-o", made], text=True,
+                              capture_output=True, check=False)
+        assert done.returncode == 1 and message in done.stderr, f"{text[:50]}: {done.stderr}"
+
+
 def test_a_key_that_the_token_lets_out(folder):
     line = make_line(folder, devices=2, steps=2)
     line.job["keys"]["image"] = {"token": uri(line, "plain")}

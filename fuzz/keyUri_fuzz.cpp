@@ -10,7 +10,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (!uri.parse(text, CKO_PRIVATE_KEY)) {
         return 0;
     }
-    // What selects a key must select the same key when it is listed.
+    // The URI that is listed for a key must select the same key.
     const token::TokenRecord record;
     static_cast<void>(uri.matches(record));
     const QString listed = token::uriOf(record, uri.label(), uri.id(), uri.modulePath());

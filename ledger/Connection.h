@@ -67,7 +67,7 @@ class Connection {
     /// `added` is the number of rows that were new.
     [[nodiscard]] bool insert(const Target& target, const QList<Row>& rows, qint64& added, Fault& fault);
 
-    /// What the body of a transaction asks for.
+    /// The result of a transaction's body.
     enum class Step {
         commit,
         rollBack,  ///< there is nothing to write, and the call succeeds

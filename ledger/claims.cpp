@@ -70,7 +70,7 @@ bool checkRequests(std::span<const ClaimRequest> requests, QByteArray& arguments
     return true;
 }
 
-// One call of claim(): reads what is in the way of each request, then inserts the others.
+// One call of claim(): finds the requests that can't be granted, then inserts the others.
 class Claiming {
   public:
     Claiming(Connection& connection, std::span<const ClaimRequest> requests)

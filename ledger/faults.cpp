@@ -28,7 +28,7 @@ bool checkName(const char* what, const QString& name, Fault& fault) {
 
 QString storedText(const QString& text) {
     constexpr qsizetype longest = 4000;
-    // Through UTF-8, so that halves of surrogate pairs are replaced here and not by the databases, each in its way.
+    // The conversion to UTF-8 replaces halves of surrogate pairs. The two databases would replace them differently.
     QString stored = QString::fromUtf8(text.left(longest).toUtf8());
     stored.replace(QChar::Null, QChar::ReplacementCharacter);
     return stored.isNull() ? QString::fromLatin1("") : stored;

@@ -82,8 +82,7 @@ struct RecordRow {
     QByteArray line;  ///< without its line break
 };
 
-/// What the ledger knows of its own age. A copy of it is kept in another place, so that an older copy of the ledger is
-/// noticed.
+/// The age of a ledger. A copy of it is kept in another place, so that an older copy of the ledger is noticed.
 struct Head {
     QByteArray epoch;    ///< 8 bytes
     qint64 claims = 0;   ///< claims of this station

@@ -167,7 +167,7 @@ QStringList sqliteStatements() {
     return statements;
 }
 
-// Beyond the roles, triggers keep the owner of the tables from changing rows by mistake.
+// The roles don't bind the owner of the tables, so triggers keep the owner from changing rows by mistake.
 QStringList postgresStatements() {
     QStringList statements = {
         QStringLiteral("CREATE SCHEMA ledger"),

@@ -16,7 +16,7 @@ namespace produce {
 
 class LineFolders;
 
-/// What is fixed during a run.
+/// The values that don't change during a run.
 struct Line {
     const ProductionJob& job;
     const JobKeys& keys;
@@ -35,7 +35,7 @@ struct MadeDevice {
     QString reason;              ///< empty if it is proven
 };
 
-/// What the ledger reports about a device.
+/// A report of the ledger about a device.
 struct LineEvent {
     enum class Kind {
         claimed,      ///< `plan` can be made
@@ -72,7 +72,7 @@ class LineLedger {
     /// begins the run in the record. `recovered` is the number of those claims.
     [[nodiscard]] bool open(qint64& recovered, QString& fault);
 
-    // These report what comes of each device. False if the run can't continue; `broken` was then reported.
+    // These report the result for each device. False if the run can't continue; `broken` was then reported.
     [[nodiscard]] bool claim(const QList<DeviceRow>& rows);
     [[nodiscard]] bool finish(QList<MadeDevice>& devices);
     /// Writes the end of the run and a checkpoint.

@@ -71,7 +71,7 @@ LineRun::End LineRun::run(DeviceSource& source) {
     }
 }
 
-/// Takes the publisher's events. What it still does is read first: its events arrive before it is idle.
+/// Takes the publisher's events. Reads first whether it is busy, because its events arrive before it is idle.
 void LineRun::takeEvents() {
     claims_ = publisher_.claimsWaiting();
     const bool isFinishing = publisher_.finishesWaiting() > 0;

@@ -45,7 +45,7 @@ struct Step {
     QStringList savedFields;  ///< the ids of the values that are from a saved job
 };
 
-/// What is made for each device. The steps run in this order.
+/// The steps that are run for each device, in their order.
 struct ProductionJob {
     QString path;    ///< of the job file
     QString folder;  ///< of the job file; relative paths start here

@@ -291,7 +291,7 @@ bool Checker::checkInput(const Step& step, const QString& place, const QString& 
                 if (i > 0) {
                     return refuse(place, QStringLiteral("{out} can only be at the beginning of a path."));
                 }
-                // What is in the device's folder is checked like an output, so that no path leads out of it.
+                // A path in the device's folder is checked like an output, so that it doesn't lead out of the folder.
                 return checkOutput(place, value, false);
             case Piece::Kind::nonce:
             case Piece::Kind::key:

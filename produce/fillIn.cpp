@@ -18,7 +18,7 @@ bool refuse(QString& fault, const QString& place, const QString& text) {
     return false;
 }
 
-/// What one value becomes for one device.
+/// Fills in one value for one device.
 class Filler {
   public:
     Filler(const ProductionJob& job, const Step& step, const Device& device)

@@ -6,7 +6,7 @@
 
 namespace produce {
 
-/// What a device puts in the place of placeholders.
+/// The values of a device that replace placeholders.
 struct Device {
     QString serial;
     QStringList values;                ///< of the job's columns, in their order

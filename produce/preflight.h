@@ -26,7 +26,7 @@ struct PreflightOptions {
     qsizetype mostFindings = 20;  ///< of each severity that are kept
 };
 
-/// What the preflight counted.
+/// The counts of the preflight.
 struct Totals {
     qint64 devices = 0;
     qint64 faults = 0;

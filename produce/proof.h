@@ -21,7 +21,7 @@ enum class ProofLimit {
 /// The options that the step's `proof` must give so that the opener can prove its files, and doesn't.
 [[nodiscard]] QStringList missingProof(const Step& step);
 
-/// What an option of `verify` accepts in a step's `proof`.
+/// The values that an option of `verify` accepts in a step's `proof`.
 struct ProofOption {
     const char* name;
     bool isPath;      ///< relative paths start in the job's folder

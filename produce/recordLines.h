@@ -11,7 +11,7 @@ namespace produce {
 
 class SiteSecret;
 
-/// What all lines of a run have in common.
+/// The members that all lines of a run have in common.
 struct LineContext {
     QString station;
     QString product;

@@ -424,7 +424,7 @@ void runWorker(const FileHandle& socket, const Making& making, pid_t runner) {
     }
     std::signal(SIGPIPE, SIG_IGN);
     wipeFreedOpensslMemory();
-    // What the steps and the prover would each make is made once, because the children inherit it.
+    // These objects are made once, because the children inherit them.
     char name[] = "qvora-produce";
     char* words[] = {name, nullptr};
     int count = 1;

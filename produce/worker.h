@@ -9,7 +9,7 @@
 
 namespace produce {
 
-/// What is the same for all devices of a run. The workers inherit it.
+/// The values that are the same for all devices of a run. The workers inherit them.
 struct Making {
     ProductionJob job;
     QHash<QString, QString> keyPaths;  ///< by name: /proc/self/fd/N of the keys that the runner has read

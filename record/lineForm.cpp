@@ -307,7 +307,7 @@ QString memberFault(const QJsonValue& value, const Member& member) {
     return {};
 }
 
-// `ignored` is the number of members that are in no table and aren't unknown either.
+// `ignored` is the number of members that other functions check.
 QString objectFault(const QJsonObject& object, std::initializer_list<Members> tables, qsizetype ignored) {
     qsizetype known = ignored;
     for (const Members& table : tables) {

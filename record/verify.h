@@ -22,7 +22,7 @@ struct Verdict {
     QString station;
     QString lastTime;
 
-    /// Whether a judge may rely on the record. Without any checkpoint, any other person can have written it.
+    /// Whether an auditor may rely on the record. Without any checkpoint, any other person can have written it.
     [[nodiscard]] bool isSigned() const { return isGood && checkpoints > 0; }
 };
 

@@ -7,13 +7,14 @@
 
 namespace sign {
 
-/// What the signature covers: format, sizes, digests, and the version of an image.
+/// Describes the signed bytes: format, sizes, digests, and the version of an image.
 [[nodiscard]] QJsonObject describe(const Signable& signable);
 
 /// SHA-256 of the public key's SubjectPublicKeyInfo in lower-case digits; empty on failure.
 [[nodiscard]] QString keyIdOf(const evp_pkey_st* key);
 
-/// What was signed, with which key and certificate, and when. `path` and `bytes` are the signed file.
+/// The receipt of a signature: the signed bytes, the key, the certificate and the time. `path` and `bytes` are the
+/// signed file.
 [[nodiscard]] QJsonObject receiptOf(const Signable& signable, const QString& path, QByteArrayView bytes,
                                     const evp_pkey_st* key, const Certified& certified);
 

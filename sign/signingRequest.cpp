@@ -77,7 +77,7 @@ bool readSignature(const QString& path, const Signable& signable, evp_pkey_st* p
         return false;
     }
     const token::SignatureKind kind = signatureKindOf(signable.format);
-    // A signature in DER form can have the size of the raw form, so that the one that holds decides.
+    // A signature in DER form can have the size of the raw form, so both forms are tried.
     QByteArray raw;
     const bool isDer = signable.format == Format::image && toRawSignature(bytes, raw) &&
                        token::verifySignature(kind, publicKey, signable.digest, raw);

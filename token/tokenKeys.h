@@ -9,7 +9,7 @@
 
 namespace token {
 
-/// What a token discloses about a key pair or one half of it.
+/// The attributes of a key object that its token discloses.
 struct TokenKey {
     CK_OBJECT_HANDLE object = CK_INVALID_HANDLE;
     QByteArray label;

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-/// What a programmed card should hold.
+/// The wanted content of a programmed card.
 struct WantedCard {
     QByteArray key;  ///< 16 bytes
     QByteArray nonce;

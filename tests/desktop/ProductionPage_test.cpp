@@ -181,7 +181,7 @@ TEST(ProductionPage, StepsAreMovedRenamedAndRemoved) {
     EXPECT_TRUE(DesktopKit::waitFor([tree] { return tree->findChild<QLineEdit*>() == nullptr; }));
     EXPECT_EQ(tree->topLevelItem(2)->text(0), QLatin1String("install-image-3"));
     EXPECT_TRUE(kit.window->page()->isModified());
-    // What can't be read changes nothing.
+    // A file that can't be read changes nothing.
     kit.dialogs.answers = {desktop::SaveAnswer::discard};
     EXPECT_TRUE(kit.window->openFile(kit.folder.write("no.json", "{")));
     EXPECT_EQ(kit.dialogs.faults.size(), 1);

@@ -666,7 +666,7 @@ TEST_P(LedgerTest, CheckFindsBrokenRules) {
     const QByteArray call = "(SELECT call FROM claim WHERE serial = 'A' AND attempt = 1)";
     const QByteArray other = "(SELECT call FROM claim WHERE serial = 'B')";
     const QByteArray hash = isSqlite() ? "zeroblob(32)" : "decode(repeat('00', 32), 'hex')";
-    // What the tables alone permit, but no call of this room makes.
+    // Rows that the tables permit, but that no call of this room writes.
     const QByteArray rows[] = {
         "INSERT INTO claim VALUES ('meter', 'A', 2, 'one', 7, " + call + ", 1)",
         "INSERT INTO claim VALUES ('meter', '%2', 3, 'one', 8, " + call + ", 1)",

@@ -62,7 +62,7 @@ TEST_P(Outages, ARepeatedCallSettlesAnUnknownCommit) {
         EXPECT_EQ(results[0].attempt.number, 1);
         EXPECT_STREQ(name(results[1].kind), "heldHere");
         EXPECT_STREQ(name(results[2].kind), "ivUsed");
-        // After it has succeeded, the same call is another call.
+        // After a success, the same call counts as a new one.
         ASSERT_TRUE(station.claim(requests, results, fault)) << text(fault);
         EXPECT_STREQ(name(results[0].kind), "heldHere");
 
@@ -165,7 +165,7 @@ TEST_P(Outages, ClaimsSurviveCrashesOfTheServer) {
     right->wait();
     ASSERT_TRUE(server().fault().isEmpty()) << server().fault().toStdString();
     EXPECT_GT(outages, 0) << "no crash was noticed";
-    // Each device has one claim, and the station that has it knows.
+    // Each device has one claim, and its station has received it.
     EXPECT_EQ(claimed[0].size() + claimed[1].size(), static_cast<std::size_t>(batches * batch));
     for (const char* const name : {"left", "right"}) {
         const auto& mine = claimed[name == QByteArray("left") ? 0 : 1];

@@ -182,7 +182,7 @@ TEST(CanonicalJson, ParsesOnlyTheCanonicalForm) {
     }
 }
 
-// Python's writer is the judge.
+// Compares the result with that of Python's writer.
 TEST(CanonicalJson, AgreesWithPython) {
     RandomJson random;
     QByteArray made;

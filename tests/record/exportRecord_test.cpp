@@ -66,7 +66,7 @@ TEST(ExportRecord, WritesATable) {
     EXPECT_EQ(exported(record::exportCsv, ""), header);
 }
 
-// Python's reader is the judge: it gives each field back, and none begins a formula.
+// Python's reader gives each field back, and no field begins a formula.
 TEST(ExportRecord, WritesFieldsThatAreSafeInATable) {
     const QByteArrayList serials = {"=1+1", "+1", "-1",   "@a",   "\t=1", "\r=1", "\n=1", "'=1",   "a,b",
                                     "a\"b", "\"", "a\nb", "a\rb", " =1",  "a=1",  ",",    "\u20ac"};

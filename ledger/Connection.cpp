@@ -519,7 +519,7 @@ bool Connection::write(const QByteArray& arguments, const Body& body, Fault& fau
         if (step == Step::fail) {
             return false;
         }
-        // Stations that meet don't meet again at once.
+        // After a conflict, a pause lets the other station finish.
         QThread::usleep(static_cast<unsigned long>(500 * (1 + repeat % 8)));
     }
     return unreachable(QStringLiteral("other stations were faster %1 times").arg(mostRepeats), fault);
@@ -547,7 +547,7 @@ Connection::Step Connection::tryWrite(const QByteArray& digest, const Body& body
     if (run(QStringLiteral("COMMIT"), fault)) {
         return step;
     }
-    // A conflict is a definite no.
+    // After a conflict, nothing was committed.
     if (isConflict_) {
         rollBack();
         return Step::again;
@@ -583,7 +583,7 @@ bool Connection::read(const std::function<bool(Fault& fault)>& body, Fault& faul
 }
 
 QString Connection::plain(const QString& text) const {
-    // No message of a library repeats a password, as far as is known. This makes sure.
+    // No message of a library is known to contain the password. It is removed all the same.
     QString shown = text.simplified();
     if (!place_.password.isEmpty()) {
         shown.replace(place_.password, QStringLiteral("***"));
@@ -630,8 +630,8 @@ bool Connection::explainPostgres(const QSqlError& error, Fault& fault) {
     };
     isConflict_ = isOneOf({"40001", "40P01", "23505"});
     if (error.type() == QSqlError::ConnectionError && !database_.isOpen()) {
-        // While a connection begins, libpq gives no code, only the server's text. A refusal that time doesn't heal is
-        // recognized in English. Any other text counts as unreachable.
+        // While a connection begins, libpq gives no code, only the server's text. A permanent refusal is recognized by
+        // its English text. Any other text counts as unreachable.
         bool isRefusal = false;
         for (const char* const words : {"authentication failed", "pg_hba.conf", "does not exist", "not permitted",
                                         "permission denied", "no password supplied"}) {

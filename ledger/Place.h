@@ -8,7 +8,7 @@ namespace ledger {
 
 struct Fault;
 
-/// Where a ledger is: a file, or a database of a server.
+/// The place of a ledger: a file, or a database of a server.
 struct Place {
     Dialect dialect = Dialect::sqlite;
     QString path;  ///< absolute; of the file

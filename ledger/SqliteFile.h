@@ -10,8 +10,7 @@ namespace ledger {
 
 struct Fault;
 
-/// The file of an SQLite ledger, as far as SQLite doesn't handle it: what it is, where it is, and which stations use
-/// it.
+/// The file of an SQLite ledger: its kind, its place, and the stations that use it. SQLite itself doesn't check these.
 ///
 /// POSIX drops all of a process's locks on a file as soon as the process closes any descriptor of it, also those of
 /// SQLite. So the descriptor of look() stays open until no object of the process is on the file, and an object must

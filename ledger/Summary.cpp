@@ -122,7 +122,7 @@ class Summing {
         }
         while (summary_.outcomes.size() <= index) {
             Summary::Bucket bucket;
-            // Without a sign, since the product may be beyond an integer if the times are damaged.
+            // The numbers have no sign, because the product overflows if the times are damaged.
             bucket.start = static_cast<qint64>(static_cast<std::uint64_t>(first) +
                                                static_cast<std::uint64_t>(summary_.outcomes.size()) *
                                                    static_cast<std::uint64_t>(summary_.bucketLength));

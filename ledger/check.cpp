@@ -105,7 +105,7 @@ class Checking {
             }
             for (const Row& row : rows) {
                 QString finding = QString::fromLatin1(rule.finding);
-                // From the last to the first, so that a "%1" in a serial isn't taken for a placeholder.
+                // Replaces the last placeholder first, so that a "%1" in a serial isn't taken for one.
                 for (qsizetype column = row.size() - 1; column > 0; --column) {
                     finding.replace(u'%' + QString::number(column), row.at(column).toString());
                 }

@@ -209,7 +209,8 @@ class Claiming {
         }
         qint64 number = last.value(0).value(1).toLongLong();
         const qint64 time = now();
-        // In the order of the keys, so that two stations that claim the same devices don't wait for each other.
+        // Rows are inserted in the order of their keys, so that two stations that claim the same devices don't wait
+        // for each other.
         std::sort(claimed_.begin(), claimed_.end(), [this](std::size_t a, std::size_t b) {
             return Device(requests_[a].product, requests_[a].serial) <
                    Device(requests_[b].product, requests_[b].serial);

@@ -152,7 +152,7 @@ Connection::Step insertOutcomes(Connection& connection, const QByteArray& call, 
                          step.size,       step.milliseconds};
         }
     }
-    // In the order of the keys, so that two stations don't wait for each other.
+    // Rows are inserted in the order of their keys, so that two stations don't wait for each other.
     std::sort(rows.begin(), rows.end(), [](const Row& a, const Row& b) {
         return std::pair(a.at(0).toString(), a.at(1).toString()) < std::pair(b.at(0).toString(), b.at(1).toString());
     });

@@ -105,7 +105,7 @@ QString invalidDocumentMessage(QString fault, qint64 line) {
                    "fix the issue. ")
             .arg(QString::number(line + 1), fault);
     }
-    // This ending of a message says nothing to a user.
+    // The end of this message has no meaning for a user.
     fault.remove(QLatin1String(" facet.."));
     return QStringLiteral("XML document is invalid! Error type: \"") + fault + QStringLiteral(".\"");
 }

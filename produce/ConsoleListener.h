@@ -7,8 +7,8 @@
 
 namespace produce {
 
-/// Prints what happens during a run: failures and progress on standard error, the summary on standard output. With
-/// JSON, standard output gets one object per event (docs/produce-events.schema.json).
+/// Prints the events of a run: failures and progress on standard error, the summary on standard output. With JSON,
+/// standard output gets one object per event (docs/produce-events.schema.json).
 class ConsoleListener : public RunListener {
   public:
     /// `total` is the number of devices of the table, or -1 if it isn't known.

@@ -377,7 +377,7 @@ bool DeviceTable::readJsonRow(DeviceRow& row, TableFault& fault) {
 
 bool DeviceTable::isReady() {
     pollfd input{file_.get(), POLLIN, 0};
-    TableFault fault;  // `next` meets it again
+    TableFault fault;  // `next` reports it
     while (true) {
         QByteArrayView rest = QByteArrayView(buffer_).sliced(recordEnd_, filled_ - recordEnd_);
         while (rest.startsWith('\n') || rest.startsWith('\r')) {

@@ -27,7 +27,7 @@ class LineFolders {
 
     /// Moves a device that was made to its place. An older folder there, of a recalled attempt, is moved to `void`.
     [[nodiscard]] bool publish(const ledger::Attempt& attempt, QString& fault) const;
-    /// Moves to `void` what an attempt has in progress. With `isPublished`, also the device's folder.
+    /// Moves the files of an attempt in progress to `void`. With `isPublished`, also moves the device's folder.
     [[nodiscard]] bool discard(const ledger::Attempt& attempt, bool isPublished, QString& fault) const;
     /// Waits until all files and names in the file system of the folder are on the disk.
     [[nodiscard]] bool flush(QString& fault) const;

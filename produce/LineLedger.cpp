@@ -189,7 +189,7 @@ bool LineLedger::recover(qint64& recovered, QString& fault) {
     return true;
 }
 
-/// Reports a device that can't be made. A device that is proven doesn't need its files any more.
+/// Reports a device that can't be made. If the device is proven already, its missing files are no fault.
 bool LineLedger::turnAway(const QString& serial, const QString& reason, QString& fault) {
     bool isProven = false;
     if (!call([&](ledger::Fault& problem) { return ledger_.isProven(line_.job.product, serial, isProven, problem); },
@@ -232,7 +232,8 @@ bool LineLedger::claim(const QList<DeviceRow>& rows) {
             plans.append(made);
         }
     }
-    // A nonce of ours can meet an IV that a user brought. It is as rare as a guess; the device gets another one.
+    // A nonce of the ledger can share its IV with a nonce that a user gave. That is as rare as a right guess; the
+    // device then gets another nonce.
     for (int i = 0; i < mostNewNonces && !plans.isEmpty(); ++i) {
         QList<DevicePlan> again;
         if (!claimPlans(plans, again)) {

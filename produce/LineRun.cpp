@@ -137,7 +137,7 @@ void LineRun::submitMade() {
     oldestMade_.invalidate();
 }
 
-/// The number of devices that may be claimed and not yet committed: what the workers make in a few seconds. So a
+/// The number of devices that may be claimed and not yet committed: as many as the workers make in a few seconds. So a
 /// station works on while the server of its ledger doesn't answer, but leaves the rest of the table to other stations.
 qsizetype LineRun::ahead() {
     if (rateStart_.elapsed() >= rateMilliseconds) {

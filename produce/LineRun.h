@@ -11,7 +11,7 @@
 
 namespace produce {
 
-/// Where the devices of a run come from.
+/// The source of the devices of a run.
 class DeviceSource {
   public:
     enum class Next { row, later, end, fault };

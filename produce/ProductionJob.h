@@ -13,7 +13,7 @@ struct KeySource {
     QString name;
     QString path;   ///< absolute; it can be /proc/self/fd/N. Empty for a key in a token
     QString token;  ///< the PKCS #11 URI of a secret key
-    QString use;    ///< what keys of devices are derived for; empty if the token's own key is used
+    QString use;    ///< the use that keys of devices are derived for; empty if the token's own key is used
     int size = 16;  ///< of a derived key, in bytes: 16 or 32
 };
 

@@ -14,7 +14,7 @@ struct RunCounts {
     [[nodiscard]] qint64 ended() const { return proven + provenBefore + failed + interrupted; }
 };
 
-/// Receives what happens during a run.
+/// Receives the events of a run.
 class RunListener {
   public:
     enum class Verdict { proven, provenBefore, failed, interrupted, held };

@@ -86,7 +86,7 @@ bool Checker::checkStep(const Step& step) {
             return false;
         }
     }
-    // A folder receives files whose names the fields don't have.
+    // No field has the names of the files that are written into a folder.
     for (const jobs::FieldRow* const row : jobs::fieldsOf(*step.row)) {
         const QString id = QLatin1String(row->id);
         const bool isShownOutput = isOutput(*row) && jobs::isShown(*row, step.values);

@@ -110,7 +110,7 @@ ChildEnd runInChild(const std::function<int()>& work, int timeoutSeconds) {
     if (child < 0) {
         return {ChildEnd::Kind::notStarted, errno, {}};
     }
-    setpgid(child, child);  // the child does the same; the first of both counts
+    setpgid(child, child);  // the child makes the same call, and the first of the two has the effect
     static_cast<void>(writeEnd.close());
     fcntl(readEnd.get(), F_SETFL, O_NONBLOCK);
     const FileHandle handle(static_cast<int>(syscall(SYS_pidfd_open, child, 0)));

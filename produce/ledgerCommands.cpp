@@ -60,7 +60,7 @@ class LedgerChange {
         return false;
     }
 
-    /// Puts back what the ledger lacks of the station's record.
+    /// Puts the lines of the station's record that the ledger lacks back into it.
     [[nodiscard]] bool catchUp(const QString& recordPath, qint64& lines, QString& fault) {
         ledger::Fault reason;
         if (!produce::catchUp(recordPath, station_, ledger_, lines, fault)) {

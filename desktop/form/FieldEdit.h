@@ -5,7 +5,7 @@
 
 namespace desktop {
 
-/// The editor of one field of a form. It reports what the user does and shows the verdict on the value, but judges
+/// The editor of one field of a form. It reports the user's actions and shows the verdict on the value, but judges
 /// nothing itself.
 class FieldEdit : public QWidget {
     Q_OBJECT

@@ -209,7 +209,7 @@ void JobDraftView::rebuild(int chosenStep) {
     refresh();
 }
 
-/// Takes what the user wrote: the name of a step or a value. A name that another step has gets a number.
+/// Takes the user's entry: the name of a step or a value. If another step has the name, a number is added to it.
 void JobDraftView::edited(QTreeWidgetItem* item, int column) {
     if (isBuilding_) {
         return;

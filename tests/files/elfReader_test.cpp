@@ -184,7 +184,7 @@ TEST(ElfReader, RefusesFalseClaims) {
                 ElementsAre("Error: 64-bit ELF files are not supported"));
 }
 
-// Some compilers write tables in their own form. The load image doesn't depend on them.
+// Some compilers write tables in their own form. The load image doesn't depend on these tables.
 TEST(ElfReader, SkipsTablesOfAnotherForm) {
     const QByteArray good = sample(false).build();
     const qsizetype sections = good.size() - 6 * 40;

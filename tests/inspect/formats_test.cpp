@@ -380,7 +380,7 @@ TEST(InspectFormats, ContentDecidesAndThenTheSuffix) {
     }
 }
 
-// The verdict names the bytes that nothing signs, and includes the inner file.
+// The verdict names the bytes that no signature covers, and includes the inner file.
 TEST(InspectFormats, SignedImageShowsItsImageAndUncoveredBytes) {
     Given given = signedImage(QByteArray(100, 'x'), 90);
     EXPECT_NE(inspectGiven(given).text("verify").find(

@@ -107,7 +107,7 @@ TEST_P(LedgerTest, TheFirstEndIsFinal) {
     const Attempt lost = claimOne(*station, request("A")).attempt;
     const Attempt open = claimOne(*station, request("B")).attempt;
     EXPECT_TRUE(finishOne(*other, lost, Outcome::Kind::interrupted, "given up"));
-    // A proof that comes later loses, and nothing of its call is committed.
+    // A proof that arrives later isn't final, and nothing of its call is committed.
     const RecordRow line = lineAfter({});
     const std::array outcomes = {proven(open), proven(lost)};
     std::array isFinal = {false, false};
@@ -122,7 +122,7 @@ TEST_P(LedgerTest, TheFirstEndIsFinal) {
     ASSERT_TRUE(station->openClaims(attempts, fault)) << text(fault);
     ASSERT_EQ(attempts.size(), 1);
     EXPECT_EQ(attempts.at(0).serial, QStringLiteral("B"));
-    // Without the lost one it is committed.
+    // Without that outcome, the call is committed.
     ASSERT_TRUE(station->finish({outcomes.data(), 1}, {&line, 1}, {isFinal.data(), 1}, fault)) << text(fault);
     ASSERT_TRUE(station->head(head, fault)) << text(fault);
     EXPECT_EQ(head.records, 1);
@@ -245,8 +245,8 @@ TEST_P(LedgerTest, OneOfTwoStationsGetsEachDeviceAndIv) {
         for (int round = 0; round < rounds; ++round) {
             std::vector<ClaimRequest> requests;
             for (int i = 0; i < batch; ++i) {
-                // One round is for devices with different IVs, the next for IVs with different devices. One station
-                // goes up within a batch, the other down.
+                // In one round the stations compete for devices, in the next for IVs. One station takes a batch in
+                // rising order, the other in falling order.
                 const int device = round * batch + (me == 0 ? i : batch - 1 - i);
                 const bool sharesIv = round % 2 == 1;
                 const QByteArray serial = QByteArray::number(device) + (sharesIv ? (me == 0 ? "-left" : "-right") : "");

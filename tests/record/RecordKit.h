@@ -41,9 +41,9 @@ class KitWriter {
     void add(const QJsonObject& body);
     /// Adds a checkpoint over all lines since the last one.
     void addCheckpoint();
-    /// Adds a checkpoint with this statement, whatever it says.
+    /// Adds a checkpoint with this statement, without checking it.
     void addSigned(const QByteArray& statement);
-    /// The statement of the checkpoint that addCheckpoint() would add.
+    /// The statement of the checkpoint that addCheckpoint() adds next.
     [[nodiscard]] QJsonObject statement() const;
     /// Adds any text as a line.
     void addText(const QByteArray& line);

@@ -185,7 +185,7 @@ TEST(VerifyRecord, FindsEachCut) {
     }
 }
 
-// Only a line that is known from elsewhere shows that whole lines were cut off.
+// Only a line that is known from another place shows that whole lines were cut off.
 TEST(VerifyRecord, FindsRemovedEndsByAKnownLine) {
     const KitWriter writer = kitRecord();
     for (qsizetype size = 0; size < writer.lines().size(); ++size) {
@@ -284,7 +284,7 @@ TEST(VerifyRecord, NamesTheFaultOfAnEnvelope) {
               isWrong);
 }
 
-// Even with the station's key, a checkpoint must say what the lines say.
+// A checkpoint must agree with the lines, even if it has a good signature.
 TEST(VerifyRecord, NamesTheFaultOfAStatement) {
     EXPECT_EQ(faultOfStatement([](QJsonObject&) {}), QString());
     const struct {

@@ -12,7 +12,7 @@ enum FileType : std::uint32_t {
     fileTypeSrec = 3,
     fileTypeElf = 4,
     fileTypeTsv = 5,
-    fileTypeCsv = 6,  ///< option bytes, key areas, diversification: a blob of 32-bit words
+    fileTypeCsv = 6,  ///< a table of option bytes, key area or diversification words
     fileTypeTbi = 7,  ///< TBI and PVS-TBI images
     fileTypeKmd = 8,
     fileTypeObk = 9,
@@ -29,10 +29,11 @@ struct FileSegment {
     QByteArray data;
 };
 
-/// The record of a file, and the base of the records of single formats. Records have no virtual functions: a
-/// std::shared_ptr made from the derived type destroys them as that type. Check `fileType` before casting down.
+/// The record of a file. Some formats derive their own record from it. Records have no virtual functions: a
+/// std::shared_ptr that is made from the derived type destroys that type. Check `fileType` before a cast to a derived
+/// type.
 struct FileData {
     std::uint32_t fileType = fileTypeBinary;
-    std::uint32_t segmentCount = 0;  ///< entries of `segments`; images and module lists count areas or modules here
+    std::uint32_t segmentCount = 0;  ///< the number of segments; of areas in an image; of modules in a module list
     std::vector<FileSegment> segments;
 };

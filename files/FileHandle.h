@@ -49,7 +49,7 @@ class FileHandle {
         return true;
     }
 
-    // Some file systems report a failed write only here.
+    // Some file systems report a failed write only when the file is closed.
     [[nodiscard]] bool close() { return !isOpen() || ::close(release()) == 0; }
 
   private:

@@ -15,11 +15,11 @@ struct FileLoadContext;
 /// unchanged.
 using FileReader = bool (*)(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
 
-/// One row of the table from which openFile picks a reader: the end of a path, compared case-insensitively.
+/// One row of the table from which openFile picks a reader. A path matches if it ends with `suffix`, in either case.
 struct FormatRow {
     const char* suffix;
     FileReader read;
-    bool onlyWithPvs = false;  ///< used only if the caller allows provisioning images
+    bool onlyWithPvs = false;  ///< the row is used only if the caller allows provisioning images
 };
 
 /// Shared by all reads of a run: the byte that fills small gaps, the readers, and the records. The context owns the

@@ -6,7 +6,7 @@
 #include <array>
 
 /// A provisioning data file: its 12-byte head as read, and the rest as one segment at address 0. The destructor wipes
-/// the segment.
+/// the segment's bytes, unless another array shares them.
 struct FileOBK : FileData {
     ~FileOBK() {
         for (FileSegment& segment : segments) {

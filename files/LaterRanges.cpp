@@ -40,7 +40,7 @@ std::size_t LaterRanges::firstAbove(std::uint32_t address) const {
     return static_cast<std::size_t>(place - addresses_.begin());
 }
 
-// Returns the ends at the leaves from `first` to before `last`.
+// Returns the lowest and the highest end among the leaves from `first` to `last` - 1.
 LaterRanges::Ends LaterRanges::endsAmong(std::size_t first, std::size_t last) const {
     Ends ends;
     first += addresses_.size();

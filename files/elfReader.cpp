@@ -13,15 +13,15 @@
 #include <limits>
 
 // libelf decodes the tables in either byte order. The tables aren't trusted: every offset and size is checked against
-// the file's length. Every copy is charged to an allowance, because a small file can refer to its own bytes many times.
-// libelf reads only the requested pieces; the file is never mapped or loaded as a whole.
+// the file's length. Copied bytes are charged to an allowance, because a small file can refer to its own bytes many
+// times. Program headers aren't charged, because each of them has its own bytes in the file. libelf reads only the
+// requested pieces; the file is never mapped or loaded as a whole.
 
 namespace {
 
 constexpr qint64 headerSize = 52;
 
-// The limit for the bytes copied into the record, as a multiple of the file's length. Tables, names and segments all
-// count.
+// The allowance for the tables, names and segments that are copied, as a multiple of the file's length.
 constexpr qint64 allowanceFactor = 16;
 
 enum class ElfStatus { good, invalid, wide, noMemory };
@@ -36,7 +36,7 @@ struct ElfSource {
     qint64 length = 0;
     qint64 allowance = 0;
 
-    /// Whether `count` pieces of `size` bytes may still be copied.
+    /// Charges `count` pieces of `size` bytes to the allowance. False if the allowance is too small for them.
     [[nodiscard]] bool charge(std::uint64_t count, std::uint64_t size) {
         if (size != 0 && count > static_cast<std::uint64_t>(allowance) / size) {
             return false;
@@ -50,8 +50,8 @@ struct ElfSource {
     }
 };
 
-// Decodes the file bytes of a section or table as entries of `type`. Returns null if the file doesn't contain the bytes
-// or the allowance is used up.
+// Decodes the file bytes of a section or table as entries of `type`. Returns null if the file doesn't contain the
+// bytes, the allowance is too small or libelf fails.
 Elf_Data* decodedData(ElfSource& source, std::uint64_t offset, std::uint64_t size, Elf_Type type) {
     if (!source.holds(offset, size) || !source.charge(1, size)) {
         return nullptr;
@@ -98,8 +98,8 @@ bool readStringTable(ElfSource& source, std::size_t index, StringTable& table) {
     return true;
 }
 
-/// The section table that the file's header refers to. Its numbers are always read as little-endian, even in a
-/// big-endian file: users of the record rely on that.
+/// The section table that the file's header refers to. The section offsets in the record are always read as
+/// little-endian, even in a big-endian file.
 struct RawSectionTable {
     QFile& device;
     qint64 offset = 0;
@@ -116,7 +116,7 @@ struct RawSectionTable {
         count = fields.u16();
     }
 
-    /// The offset of a section; 0 if its entry is outside the file.
+    /// The offset of a section; 0 if its entry isn't in the table or the file.
     [[nodiscard]] std::uint32_t sectionOffset(std::uint16_t index) const {
         constexpr qint64 entrySize = 40;
         if (index >= count || !device.seek(offset + index * stride)) {
@@ -147,7 +147,8 @@ bool readHeader(ElfSource& source, FileELF& file) {
                                                source.holds(header.e_shoff, sections * sizeof(Elf32_Shdr)));
     const bool segmentsFit = segments == 0 || (header.e_phentsize == sizeof(Elf32_Phdr) && segments <= maxEntries &&
                                                source.holds(header.e_phoff, segments * sizeof(Elf32_Phdr)));
-    // libelf ignores a section table that doesn't fit into the file.
+    // If the section table doesn't fit into the file, libelf finds no sections. The header's own number shows the
+    // fault.
     const bool counted = header.e_shnum == 0 || header.e_shnum == sections;
     if (header.e_ehsize != headerSize || !sectionsFit || !segmentsFit || !counted) {
         return false;

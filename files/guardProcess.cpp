@@ -21,7 +21,7 @@ void endBySignal(int signal) {
 void handleEndingSignals() {
     for (const int signal : endingSignals) {
         struct sigaction action {};
-        // A signal that the caller ignores, as nohup does, stays ignored.
+        // If the parent process made this process ignore a signal, as nohup does, the signal stays ignored.
         if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler != SIG_DFL) {
             continue;
         }
@@ -39,7 +39,7 @@ void handleEndingSignals() {
 }
 
 // Replaces the default handler of std::terminate. Containers throw when memory runs out, and no code here catches the
-// exception. If there is no exception, Qt or the C++ library has printed the reason.
+// exception. If there is no exception, Qt or the C++ library has already printed the reason.
 [[noreturn]] void endByTermination() {
     if (std::current_exception() != nullptr) {
         endWithoutMemory();

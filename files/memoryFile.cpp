@@ -10,8 +10,8 @@
 #include <array>
 #include <cstring>
 
-// The memory is an anonymous file of the system, so that readers can treat it as a file. The bytes may be a key, so no
-// copy of them stays on the heap or the stack.
+// The memory is an anonymous file of the system, so that readers can treat it as a file. The bytes may be a key, so
+// these functions leave no copy of them on the heap or the stack.
 
 namespace {
 
@@ -48,7 +48,8 @@ bool openOnBytes(QFile& device, QByteArrayView bytes) {
 
 PipeStatus holdPipe(QFile& device, qint64 limit) {
     struct stat status {};
-    // A file that the system generates during the read, as in /proc, is a regular file with the size 0.
+    // A file that the system generates during the read, as in /proc, is a regular file with the size 0. It is read like
+    // a pipe.
     if (fstat(device.handle(), &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0) {
         return PipeStatus::done;
     }

@@ -16,14 +16,15 @@ class NamedFile : public QFile {
     const QString path_;
 };
 
-/// Opens `device` for reading on a copy of `bytes` in memory. The name of `device` has no effect. False if there isn't
-/// enough memory.
+/// Opens `device` for reading on a copy of `bytes` in memory. The name of `device` has no effect. False if the system
+/// provides no memory or no file descriptor.
 [[nodiscard]] bool openOnBytes(QFile& device, QByteArrayView bytes);
 
 enum class PipeStatus { done, tooLong, failed };
 
-/// `device` is open for reading. If it is a pipe or device, this function reads it to its end and opens it again on a
-/// copy of the bytes in memory. It accepts at most `limit` bytes, because a device may never end.
+/// `device` is open for reading. If it isn't a regular file with content, but for example a pipe, this function reads
+/// it to its end and opens it again on a copy of the bytes in memory. After more than `limit` bytes, it stops with
+/// `tooLong`, because a device may never end.
 [[nodiscard]] PipeStatus holdPipe(QFile& device, qint64 limit);
 
 /// The same with a limit of 256 MiB. On failure it reports a message with `shown` as the file's name, and returns

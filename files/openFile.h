@@ -10,9 +10,9 @@ class PendingFile;
 /// Reads the file at `path` in the format that its name asks for.
 ///
 /// `result` receives the new record, which the context owns; on failure it is unchanged and the fault has been
-/// reported. `fillByte` fills gaps of up to 31 bytes between segments. `offset` and `size` (bytes, 0 for the whole
-/// file) limit the read of a raw binary; give both or neither. With `allowPvs` a ".pvs" file is read as a provisioning
-/// image.
+/// reported. `fillByte` fills gaps of up to 31 bytes between segments. `offset` and `size` (in bytes) select the part
+/// of a raw binary that is read. A `size` of 0 means the size of the file, which is too much after an `offset`: the
+/// read then fails. With `allowPvs` a ".pvs" file is read as a provisioning image.
 [[nodiscard]] bool openFile(FileLoadContext& context, const QString& path, FileData*& result,
                             std::uint8_t fillByte = 0xFF, qint64 offset = 0, std::uint32_t size = 0,
                             bool allowPvs = false);
@@ -36,8 +36,8 @@ class PendingFile;
 /// Reads a provisioning data file; a FileReader.
 [[nodiscard]] bool readObkFile(FileLoadContext& context, QFile& device, std::shared_ptr<FileData>& record);
 
-/// Opens an input file for reading; a pipe or device is read to its end first. False, with a message, if it doesn't
-/// exist, can't be opened or read, or is empty.
+/// Opens an input file for reading; a pipe or device is read to its end first. False, with a message, if the file
+/// doesn't exist, can't be opened or read, or is empty.
 [[nodiscard]] bool openInputFile(NamedFile& device, QIODevice::OpenMode more = {});
 
 /// The name of `device`'s file without its folder.

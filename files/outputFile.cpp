@@ -29,9 +29,9 @@
 // file (in memory, if the folder accepts no file), and room for it is reserved.
 //
 // Files that belong together are committed in two steps. First each new file replaces the old one by a rename, or room
-// for it is reserved in the old file. The rename swaps old and new, so that it can be undone after a failure. Then the
-// remaining old files are overwritten, which only a broken disk can prevent. A lock keeps the renames of two runs from
-// overlapping.
+// for it is reserved in the old file. The rename swaps old and new, so that it can be undone after a failure. (Some
+// file systems can't swap two files. There, a replaced file can't be restored.) Then the remaining old files are
+// overwritten, which only a broken disk can prevent. A lock keeps the renames of two runs from overlapping.
 //
 // System calls are used directly: a library's buffer would keep a copy of a secret. Also, the library treats a pipe at
 // the end of a link, such as /dev/stdout, as a missing file.
@@ -85,8 +85,9 @@ bool copyWhole(const FileHandle& from, const FileHandle& to, off_t size) {
     return true;
 }
 
-/// A lock between runs that replace several files in one folder. A run that doesn't get the lock continues: not every
-/// file system has locks, and the process that started this run may hold the lock of the folder.
+/// A lock between runs that replace several files in one folder. A run that doesn't get the lock within five seconds
+/// continues without it: not every file system has locks, and the process that started this run may hold the lock of
+/// the folder.
 class FolderLock {
   public:
     explicit FolderLock(const QByteArray& folder)
@@ -153,7 +154,8 @@ ReplaceResult PendingFile::write(const QString& path, const ContentWriter& write
     target_ = QFile::encodeName(path);
     access_ = rowOf(access);
     isOld_ = stat(target_.constData(), &old_) == 0;
-    // If stat fails for another reason, a file may exist. Replacing it could change who may read it.
+    // If stat fails for a reason other than a missing file, a file may exist. Replacing it could change who may read
+    // it.
     const bool isFree = !isOld_ && (errno == ENOENT || errno == ENOTDIR);
     if (path.isEmpty() || (!isOld_ && !isFree) || (isOld_ && S_ISDIR(old_.st_mode))) {
         return ReplaceResult::cannotOpen;
@@ -166,7 +168,7 @@ ReplaceResult PendingFile::write(const QString& path, const ContentWriter& write
         const bool written = writeContent([&device](QByteArrayView piece) { return device.write(piece); });
         return written && device.close() ? ReplaceResult::done : ReplaceResult::cannotWrite;
     }
-    target_ = QFile::encodeName(linkTarget(path));  // a link stays a link
+    target_ = QFile::encodeName(linkTarget(path));  // the file that a link leads to is replaced, not the link
     const bool isReadOnly = isOld_ && !access_.isKey && ::access(target_.constData(), W_OK) != 0;
     if (isReadOnly || !makeContent()) {
         return ReplaceResult::cannotOpen;
@@ -212,7 +214,7 @@ ReplaceResult PendingFile::takePlace(bool revocably) {
     if (!hidden_.exists()) {
         return openOld();
     }
-    // Closing may report a failed write, so a copy is closed before the old file is replaced.
+    // Closing may report a failed write, so a copy of the descriptor is closed before the old file is replaced.
     FileHandle copy(dup(content_.get()));
     if (!copy.isOpen() || !copy.close()) {
         return ReplaceResult::cannotWrite;

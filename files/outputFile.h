@@ -17,8 +17,8 @@ enum class FileAccess {
     asUsual,    ///< an older file keeps its permissions, a new one gets those that the umask allows
     ownerOnly,  ///< an older file keeps its permissions, a new one has mode 0600
 
-    // For key files, which are flushed to the disk. The file gets these permissions even if it replaces an older one.
-    // The older file may be read-only.
+    // The last three are for key files, which are flushed to the disk. The file gets these permissions even if it
+    // replaces an older one. The older file may be read-only.
     ownerReads,           ///< 0400
     ownerReadsAndWrites,  ///< 0600
     everybodyReads,       ///< 0444
@@ -27,8 +27,8 @@ enum class FileAccess {
 enum class ReplaceResult { done, cannotOpen, cannotWrite };
 
 /// Replaces the file at `path` with `bytes`, or leaves it as it was. Links are followed. A pipe or device receives the
-/// bytes directly. If the folder accepts no new file, or doesn't let one replace the older file, the older file is
-/// overwritten in place.
+/// bytes directly. If the folder accepts no new file, or doesn't let a new file replace the older one, the older file
+/// is overwritten in place.
 [[nodiscard]] ReplaceResult replaceFile(const QString& path, QByteArrayView bytes,
                                         FileAccess access = FileAccess::asUsual);
 
@@ -40,14 +40,15 @@ using ContentWriter = std::function<bool(const PieceWriter& write)>;
                                           FileAccess access = FileAccess::asUsual);
 
 /// The same for two files or more that belong together: they replace the older files after all of them are written. A
-/// failure leaves all older files as they were.
+/// failure leaves all older files as they were, if the file system can swap two files.
 struct NewContent {
     const QString& path;
     QByteArrayView bytes;
 };
 [[nodiscard]] ReplaceResult replaceFiles(std::initializer_list<NewContent> contents);
 
-/// The content of a file that isn't at its path yet. Without a commit it is removed, and an older file stays.
+/// The content of a file that isn't at its path yet. Without a commit, the destructor removes the content, and an older
+/// file stays.
 class PendingFile {
   public:
     /// Writes the content. A pipe or device receives it at once.
@@ -55,7 +56,7 @@ class PendingFile {
                                       FileAccess access = FileAccess::asUsual);
     /// Whether the content waits for its commit. False for a pipe or device, which has already received the content.
     [[nodiscard]] bool isHeld() const { return content_.isOpen(); }
-    /// Opens `device` for reading the content that was written and is held. The name of `device` doesn't matter.
+    /// Opens `device` for reading the held content. The name of `device` has no effect.
     [[nodiscard]] bool openContent(QFile& device) const;
 
     [[nodiscard]] ReplaceResult commit();
@@ -102,7 +103,7 @@ struct ReplaceErrors {
 /// Whether `result` is `done`. If not, reports the matching one of `errors`, with `shown` as the file's name.
 [[nodiscard]] bool reportReplacement(ReplaceResult result, const QString& shown, const ReplaceErrors& errors);
 
-/// Warns if an output will replace a file at `path`. The warning prints `shown` as the file's name.
+/// Warns if an output will replace a file at `path`. The warning contains `path`, or `shown`, as the file's name.
 void warnOfOverwriting(const QString& path);
 void warnOfOverwriting(const QString& path, const QString& shown);
 
@@ -115,7 +116,8 @@ struct OutputFile {
 
 /// Writes the outputs of a command. Warns of a file that exists, and reports "Failed to create output file %s" for a
 /// file that can't be created, or its `writeError` if not every byte could be written. Files that belong together
-/// replace older ones when all of them are written: a failure leaves the older files as they were, and no new file.
+/// replace older ones when all of them are written: a failure leaves the older files as replaceFiles does, and no new
+/// file.
 [[nodiscard]] bool writeOutputFiles(std::initializer_list<OutputFile> outputs);
 [[nodiscard]] bool writeOutputFile(const QString& path, QByteArrayView bytes, const char* writeError);
 

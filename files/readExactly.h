@@ -12,8 +12,8 @@
 
 enum class ReadStatus { done, noMemory, cutShort };
 
-/// Reads the next `size` bytes of `device` into `bytes`, which is changed only if all of them were read. Nothing
-/// is allocated for bytes that the file doesn't have.
+/// Reads the next `size` bytes of `device` into `bytes`, which is changed only if all of them were read. If the file
+/// has fewer bytes left, at most 4096 bytes are allocated.
 [[nodiscard]] ReadStatus readExactly(QFile& device, qint64 size, QByteArray& bytes);
 
 /// The maximum number of bytes that are read from a pipe or device that the command line names. Without a limit, a read

@@ -30,7 +30,7 @@ class TextWindow {
   public:
     explicit TextWindow(QIODevice& device) : device_(device) {}
 
-    /// Brings the next line into the window, or a piece of maxLineLength characters. False at the end.
+    /// Brings the next line, or its first maxLineLength characters, into the window. False at the end of the text.
     bool fill() {
         if (size() < maxLineLength && !complete_) {
             readOn();
@@ -177,7 +177,7 @@ bool RecordParser::decode(qsizetype textOffset, std::size_t pairs, std::uint8_t 
     return decoding.valid && decoding.sum == checkedSum;
 }
 
-// ":", then count, address (2), type, data, checksum.
+// Parses a record: ":", count, address (2 bytes), type, data and checksum. The count is the number of data bytes.
 bool RecordParser::parseHexLine() {
     constexpr qsizetype prefix = 1;
     const std::size_t count = countAt(text_, prefix);
@@ -201,7 +201,7 @@ bool RecordParser::applyHexRecord(std::size_t count) {
             return true;
         case 3:
         case 5:
-            return true;  // an image doesn't contain the start of the program
+            return true;  // the start address of the program isn't part of the segments
         case 4:
             linearBase_ = baseOf(count) << 16;
             return true;
@@ -217,7 +217,8 @@ std::uint32_t RecordParser::baseOf(std::size_t count) const {
     return bigEndian(hexDataOffset, width) << (8 * (2 - width));
 }
 
-// "S", a digit, then count, address (2 to 4), data, checksum. The count includes everything after it.
+// Parses a record: "S", a digit, count, address (2 to 4 bytes), data and checksum. The count is the number of bytes
+// after it.
 bool RecordParser::parseSrecLine() {
     constexpr qsizetype prefix = 2;
     const std::size_t count = countAt(text_, prefix);

@@ -40,7 +40,7 @@ bool addData(FileData& file, const RecordBlock& current) {
         if (!memoryAvailable(size) || !canAllocate(grown)) {
             return reportError("Unable to allocate memory");
         }
-        segment.data.reserve(grown);  // exactly; resize alone would allocate more
+        segment.data.reserve(grown);  // allocates just this size; resize() alone would allocate more
         segment.data.resize(grown);
         preferLargePages(segment.data);
     }

@@ -66,8 +66,8 @@ void appendLinearAddress(QByteArray& text, std::uint32_t address) {
     text.append('\n');
 }
 
-// Appends 256 records, or fewer up to the end of a 64 KiB page. If the segment ends earlier, the remaining records have
-// no data: the programming devices that receive the file expect this form.
+// Appends 256 records, or fewer if a 64 KiB page ends before. If the segment ends earlier, the remaining records have
+// no data, because the programming devices that receive the file expect this form.
 void appendHexRun(QByteArray& text, Remainder& rest) {
     constexpr int maxRecords = 256;
     constexpr std::uint32_t pageEnd = 0xFFE0;
@@ -106,7 +106,7 @@ bool writeHexSegment(const PieceWriter& write, const FileSegment& segment) {
 
 /// One of the three widths of S-Records.
 struct SrecForm {
-    std::uint32_t aboveTop;  ///< used if the image's last address is above this
+    std::uint32_t aboveTop;  ///< the form is used if the image's last address is above this; S1 is used for the rest
     const char* type;
     int addressDigits;
     const char* termination;

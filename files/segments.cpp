@@ -51,7 +51,7 @@ bool overlay(FileSegment& first, const FileSegment& second) {
     if (endOf(second) > endOf(first) && !enlarge(first, qint64{endOf(second)} - first.address)) {
         return false;
     }
-    // If the second segment wraps, it ends before the end of the first. Then only the part inside the first is copied.
+    // If the second segment passes the end of the address space, only its part inside the first segment is copied.
     std::memcpy(first.data.data() + offset, second.data.constData(), std::min(second.size, first.size - offset));
     return true;
 }

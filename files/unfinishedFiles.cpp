@@ -10,8 +10,8 @@
 
 namespace {
 
-// A run has at most two such files; the desktop program may have one in each of its threads. If the array is full, a
-// further file is removed only by its UnfinishedFile.
+// The names of the unfinished files. A run has only a few at a time; the desktop program may have some in each of its
+// threads. If the array is full, a further file is removed only by its UnfinishedFile.
 std::array<std::atomic<const char*>, 32> names;
 static_assert(std::atomic<const char*>::is_always_lock_free, "signal handlers read this");
 
@@ -43,7 +43,7 @@ UnfinishedFile::~UnfinishedFile() {
 }
 
 FileHandle UnfinishedFile::create(const QByteArray& folder, const QByteArray& suffix) {
-    const EndingSignalsHeld held;  // a signal must not arrive between the creation of the file and its entry
+    const EndingSignalsHeld held;  // no signal may arrive after the file is created and before its name is stored
     name_ = folder + ".qvora-XXXXXX" + suffix;
     FileHandle file(mkostemps(name_.data(), static_cast<int>(suffix.size()), O_CLOEXEC));
     if (file.isOpen()) {

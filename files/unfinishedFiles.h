@@ -6,7 +6,7 @@
 
 #include <csignal>
 
-/// The name of a file that isn't complete. The file is removed with this object, and by removeUnfinishedFiles.
+/// The name of a file that isn't complete. The destructor and removeUnfinishedFiles() remove the file.
 class UnfinishedFile {
   public:
     UnfinishedFile() = default;

@@ -19,7 +19,7 @@ struct ElfBuilder {
 
     bool bigEndian = false;
     QList<Segment> segments;
-    QList<Section> sections;  ///< after the null section; the last one contains the names
+    QList<Section> sections;  ///< without the null section; the last one contains the section names
 
     [[nodiscard]] QByteArray number(std::uint32_t value, int width) const {
         QByteArray bytes;

@@ -79,7 +79,7 @@ std::string textOf(const FileELF& f) {
     return result;
 }
 
-// The third note has no padding after it.
+// textOf() of the sample, without the segments. The third note has no padding after it.
 constexpr char sampleText[] = R"(
  4 1 1 %1 1 52 40 6 32 3 3 4 2 40 83886592 134217985 52 5
 section  0 0 0 0 0 0 0 0 0
@@ -130,7 +130,7 @@ TEST(ElfReader, WarnsOfOverlap) {
 TEST(ElfReader, RefusesFalseClaims) {
     struct Row {
         const char* name;
-        int offset;  // in the file; the bytes there become `value`
+        int offset;  ///< offset in the file of the bytes that become `value`
         int width;
         std::uint32_t value;
     };

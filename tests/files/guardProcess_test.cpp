@@ -21,7 +21,7 @@ void throwUncaught() noexcept {
     throwOutOfMemory();
 }
 
-// A run leaves no unfinished file, whatever ends it.
+// A run leaves no unfinished file when an ending signal or a lack of memory ends it.
 TEST(GuardProcess, RemovesUnfinishedFiles) {
     const TempFolder folder;
     const QByteArray place = folder.path("").toUtf8() + '/';

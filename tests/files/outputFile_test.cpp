@@ -92,7 +92,7 @@ TEST(OutputFile, OverwritesAFileInALockedFolder) {
         mode_t fileMode;  ///< 0: there is no file
         FileAccess access;
         ReplaceResult result;
-        bool onlyAsRoot;  ///< needs a folder of another user
+        bool onlyAsRoot;  ///< the row needs a folder of another user, which only root can make
     } rows[] = {
         {"read-only folder", 0555, 0666, FileAccess::asUsual, ReplaceResult::done, false},
         {"public key in it", 0555, 0666, FileAccess::everybodyReads, ReplaceResult::done, false},
@@ -197,7 +197,7 @@ ReplaceResult replaceTwo(const QString& first, const QString& second) {
     return replaceFiles({{first, "new"}, {second, QByteArray(80000, 'n')}});
 }
 
-// The second file is in a read-only folder, so it must be overwritten in place. The disk has no room for its new
+// The second file is in a read-only folder, so replaceFiles() overwrites it in place. The disk has no room for its new
 // content.
 TEST(OutputFile, ReplacesTwoFilesOrNone) {
     const TempFolder folder;
@@ -278,7 +278,7 @@ TEST(Wipe, EmptiesWhatItOwns) {
     const QByteArray kept("kept elsewhere");
     QByteArray shared = kept;
 #ifndef QT_NO_DEBUG
-    EXPECT_DEATH(wipe(shared), "isDetached");  // the bytes of another owner would remain
+    EXPECT_DEATH(wipe(shared), "isDetached");  // another array shares the bytes, so wipe() must not be called
 #endif
     EXPECT_EQ(kept, "kept elsewhere");
 }

@@ -17,7 +17,8 @@ bool read(FileLoadContext& context, const QString& path, FileData*& file) {
     return openFile(context, path, file);
 }
 
-// Each row has the text of a file and its segments. If the reader rejects the text, the row has the last message.
+// Each row has the text of a file, the segments that the reader finds, and the last message. A rejected text has no
+// segments.
 TEST(RecordReader, ReadsOrRefusesWhatTheRecordsSay) {
     struct Row {
         QByteArray text;
@@ -49,8 +50,8 @@ TEST(RecordReader, ReadsOrRefusesWhatTheRecordsSay) {
         {":010000@0", "", "Error: parsing recType, expecting hex digit, found '@'"},
         {":01000000\n55", "", "Error: parsing data, expecting hex digit, found '\n'"},
         {":010000005\xE4", "", "Error: parsing data, expecting hex digit, found 'ä'"},
-        {":010000005`AF", "",
-         "Error: parsing data, expecting hex digit, found '`'"},  // with '`' read as 0, the checksum would be right
+        // If '`' counted as the digit 0, the checksum would be right.
+        {":010000005`AF", "", "Error: parsing data, expecting hex digit, found '`'"},
         {":0100000055`0", "", "Error: parsing checksum, expecting hex digit, found '`'"},
         {":0100000000FE", "", "Error: found checksum 0xfe, expecting 0xff"},
         {":00000006FA", "", "Error: Unrecognized record type: 6"},

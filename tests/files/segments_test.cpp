@@ -98,7 +98,8 @@ TEST(Merge, SharesBuffersAndSorts) {
     FileData second = fileOf({{0x18, "c"}});
     FileLoadContext context;
     FileData* merged = nullptr;
-    ASSERT_FALSE(mergeFiles(context, {&first, &second}, merged));  // two have the same address, and one isn't empty
+    // Two segments have the same address, and one of them isn't empty.
+    ASSERT_FALSE(mergeFiles(context, {&first, &second}, merged));
     first.segments.pop_back();
     ASSERT_TRUE(mergeFiles(context, {&first, &second}, merged));
     EXPECT_EQ(segmentText(*merged), "10:61 18:63 20:62");
@@ -107,7 +108,7 @@ TEST(Merge, SharesBuffersAndSorts) {
 
     FileData low = fileOf({{0x1000, QByteArray(0x1000, 'a')}});
     FileData high = fileOf({{0x1800, QByteArray(0x800, 'a')}});
-    EXPECT_TRUE(merges({&low, &high}));  // both end at the same address
+    EXPECT_TRUE(merges({&low, &high}));  // both segments end at the same address
     EXPECT_FALSE(merges({&high, &low}));
 }
 

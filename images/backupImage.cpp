@@ -57,7 +57,7 @@ int parseBackupImage(QByteArrayView image, const QString& path, QList<BackupSegm
         }
         found.append(std::move(segment));
     }
-    segments.swap(found);  // the previous records of `segments` are wiped
+    segments.swap(found);  // the guard of `found` now wipes the previous records
     return 0;
 }
 

@@ -16,7 +16,7 @@ namespace {
 /// The size field of a record has 32 bits and includes the nonce.
 constexpr qint64 maxFileSize = std::numeric_limits<std::uint32_t>::max() - nonceSize;
 constexpr qint64 maxPipeSize = qint64{1} << 20;  // a device file may have no end
-constexpr qint64 roomForHeaders = 4096;          ///< the two copies, in segment and record, have headers
+constexpr qint64 roomForHeaders = 4096;  ///< for the headers of the data's two copies, in the segment and in the record
 
 bool checkSizeUnderWrapping(const ProtectedItem& item, const QString& path, qint64 size) {
     if (item.value(keySizeField) == keySize128 && size != 16) {

@@ -315,7 +315,7 @@ int buildSecretSegments(const QList<SecretItem>& items, QList<SecretSegment>& se
     if (!checkSecretsOverlap(built, deviceId)) {
         return -1;
     }
-    segments.swap(built);  // the previous segments are wiped
+    segments.swap(built);  // the guard of `built` now wipes the previous segments
     return 0;
 }
 

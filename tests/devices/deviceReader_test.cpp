@@ -96,7 +96,7 @@ const FaultRow faults[] = {
     {"option bytes twice",
      optionBytes("<Register Name='R' Order='1' Size='1' Reset='0'/></OptionBytes>\n<OptionBytes>"),
      "line 3, column 1: \"OptionBytes\" occurs twice in \"Configuration\""},
-    // Attributes, and the values that they take
+    // Attributes and their values
     {"unknown attribute", storage("<Memory name='x'/>"), "line 2, column 1: Unknown attribute \"name\" of \"Memory\""},
     {"attribute of a text", "<Device>\n<Name lang='en'>d</Name></Device>",
      "line 2, column 1: Unknown attribute \"lang\" of \"Name\""},
@@ -347,7 +347,7 @@ TEST(DeviceReader, AgreesWithTheSchema) {
     for (const char* const name : {"example-0x455.xml", "example-0x505.xml"}) {
         outsideTool(QByteArray("xmllint --noout --schema " DATA_BASE "/device.xsd " DATA_BASE "/") + name);
     }
-    // Faults that a schema can express, and more documents that the reader accepts.
+    // The schema also accepts and rejects these documents. It can express all of the faults.
     const TempFolder folder;
     const QByteArrayList taken = {
         device(""),

@@ -45,7 +45,7 @@ struct ReadRun {
 
 /// Reads `bytes` from a file. In the messages, "@" replaces the file's path and "#" its folder.
 ReadRun readBytesBy(FileReader read, const TempFolder& folder, const QByteArray& bytes, qint64 claimedSize = 0) {
-    QFile::remove(folder.path("file"));  // some file systems truncate and refill a file slowly
+    QFile::remove(folder.path("file"));  // a new file is faster, because some file systems truncate slowly
     ClaimingFile device(folder.write("file", bytes));
     device.claimedSize = claimedSize;
     EXPECT_TRUE(device.open(QIODevice::ReadOnly));

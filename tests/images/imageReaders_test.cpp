@@ -86,7 +86,7 @@ TEST(ImageReaders, BoundTheNumberOfRecords) {
     }
     EXPECT_EQ(backup.size(), 65535);
     EXPECT_EQ(secrets.size(), 65535);
-    // A file of 1 TiB, most of which isn't on the disk. The readers reject its size before they read it.
+    // A sparse file of 1 TiB. Neither reader reads all of it.
     ASSERT_TRUE(QFile::resize(path, qint64{1} << 40));
     EXPECT_EQ(parseSecretsImage(0x500, path, secrets), -1);
     EXPECT_EQ(parseBackupImage(path, backup), -1);

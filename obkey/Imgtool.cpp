@@ -161,7 +161,7 @@ ImgtoolAnswer Imgtool::run(const QStringList& arguments) {
         const WithoutPin withoutPin;
         process_.start(imgtoolPath_, arguments, QIODevice::ReadWrite);
     }
-    // imgtool gets no input: if it reads its input, it finds the end of the file.
+    // imgtool gets no input: if it reads its standard input, it finds the end at once.
     process_.closeWriteChannel();
     const bool isStarted = process_.waitForStarted(-1);
     if (!itsEnd.close() || !isStarted) {

@@ -53,7 +53,8 @@ struct McubootConfig {
     QString xmlPath;
     QList<LinkedXmlEntry> linkedTemplates;
     TagText command;
-    QString dependencyPrefix;  ///< first two characters of the last hidden dependency; no effect on any output
+    /// The first two characters of the text of the last hidden `Dependency` without a link. No effect on any output.
+    QString dependencyPrefix;
 };
 
 }  // namespace obkey

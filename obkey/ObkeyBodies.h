@@ -16,7 +16,7 @@ struct ObkeyBodies {
     /// isn't counted.
     std::uint16_t runningSize = 0;
     QString outputPath;
-    bool holdsSecret = false;  ///< whether they contain a private key or a password in clear text
+    bool holdsSecret = false;  ///< whether the bodies contain a private key or a password in clear text
 
     /// Reserves room in both bodies for a parameter of `size` bytes and its padding, so that appending leaves no copies
     /// in memory. False if there isn't enough memory.
@@ -30,7 +30,7 @@ struct ObkeyBodies {
 
 /// The values that all parameters of a template share. The bytes of a parameter depend on them.
 struct ObkeySurroundings {
-    const QList<ObkeyParam>& params;  ///< all of the template
+    const QList<ObkeyParam>& params;  ///< all parameters of the template
     const PasswordMask& passwords;
     const QString xmlFolder;
     const bool daMode;

@@ -25,7 +25,9 @@ constexpr qint64 maxTemplateSize = qint64{8} << 20;
 constexpr int deepestNesting = 256;
 constexpr int mostElements = 20000;
 constexpr qsizetype longestTag = 2048;
-constexpr qint64 mostComparisons = 4'000'000;  ///< between attributes; they need some hundredths of a second
+
+/// The maximum number of comparisons between attributes. So many take some hundredths of a second.
+constexpr qint64 mostComparisons = 4'000'000;
 
 bool hasDeclaration(const QByteArray& line) {
     return line.contains("<?xml version=\"1.0\" encoding=\"UTF-8\"?>") ||

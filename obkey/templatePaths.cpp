@@ -16,7 +16,7 @@ bool beginsWithDots(const QString& path) {
     return path.startsWith(QLatin1String("./")) || path.startsWith(QLatin1String("../"));
 }
 
-/// A lower-case drive letter doesn't count.
+/// Whether a path begins with "C:/" or another capital drive letter. A lower-case letter isn't accepted.
 bool beginsWithDrive(const QString& path) {
     return path.size() >= 3 && path[0] >= QLatin1Char('A') && path[0] <= QLatin1Char('Z') &&
            path[1] == QLatin1Char(':') && path[2] == QLatin1Char('/');

@@ -44,7 +44,7 @@ struct Edit {
 
 /// An element that is open at the current position of the pass.
 struct OpenElement {
-    qsizetype begin = -1;  ///< of its opening tag
+    qsizetype begin = -1;  ///< offset of its opening tag
     QByteArrayView name;
     QList<TextRange> valueTags;  ///< its `Value` children
     TextRange enableTag;         ///< the first `Enable` child
@@ -144,7 +144,7 @@ void addChild(QByteArrayView name, TextRange range, OpenElement& parent) {
 QList<Edit> findEdits(const QByteArray& bytes, const QList<TemplateValue>& values) {
     WantedNames wanted(values);
     QList<Edit> edits;
-    QList<OpenElement> open(1);  // the document, then the outermost element
+    QList<OpenElement> open(1);  // the document itself, then the open elements from the outermost on
     Tag tag;
     for (qsizetype position = 0; nextTag(bytes, position, tag); position = tag.range.end) {
         if (tag.kind == TagKind::selfClosed) {

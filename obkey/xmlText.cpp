@@ -4,7 +4,7 @@ namespace obkey {
 
 namespace {
 
-// A ">" inside a quoted attribute value doesn't end a tag.
+// The offset after the ">" that ends a tag. A ">" inside a quoted attribute value doesn't end it.
 qsizetype endOfTag(QByteArrayView text, qsizetype position) {
     char quote = 0;
     for (; position < text.size(); ++position) {

@@ -5,7 +5,7 @@
 
 namespace obkey {
 
-/// A tag, comment, run of character data, instruction or declaration in the text of an XML document.
+/// A tag, comment, CDATA section, instruction or declaration in the text of an XML document.
 struct Markup {
     qsizetype end = -1;  ///< offset after its last character; -1 if the text ends before the markup is complete
     bool isTag = false;
@@ -29,7 +29,7 @@ struct Tag {
     QByteArrayView name;
 };
 
-/// Finds the next tag at or after `position`; comments, character data and instructions are skipped.
+/// Finds the next tag at or after `position`; all other markup and all text are skipped.
 [[nodiscard]] bool nextTag(const QByteArray& bytes, qsizetype position, Tag& tag);
 
 /// Whether a character is XML white space.

@@ -54,7 +54,7 @@ TEST(GenerateObkey, BytesOfEachParameter) {
         {"Permission;Name=a;Width=6;Default=0x22114433", fromHex("0000")},
         {"Permission;Name=a;Width=2;Default=0x22114433", ""},
         {"Text;Name=a;Width=9;MinWidth=1;Default=x;Value=pä", "pä"},
-        // Text doesn't count for the alignment of the next file.
+        // The alignment of a file ignores the bytes of a `Text` before it.
         {"Text;Name=t;Width=9;MinWidth=1;Default=abc\nFile;Name=a;Align=4;KeyType=k;Default=raw.bin", "abcRAWDATA"},
         {"Data;Name=d;Width=1;Default=1\nFile;Name=a;Align=4;KeyType=k;Hash=;Default=raw.bin",
          fromHex("01000000") + "RAWDATA"},
@@ -68,13 +68,14 @@ TEST(GenerateObkey, BytesOfEachParameter) {
         {"Data;Name=d;Width=1;Default=1\nFile;Name=a;Align=260;KeyType=k;Default=raw.bin",
          fromHex("01000000") + "RAWDATA"},
         {"Data;Name=d;Width=1;Default=1\nFile;Name=a;Align=256;KeyType=k;Default=raw.bin", "\1RAWDATA"},
-        // Debug authentication: the digest of the main body, then the data for authentication, together at least 64
-        // bytes.
+        // Debug authentication: the payload is the digest of the main body, then the data for authentication. Zeros
+        // fill it up to 64 bytes.
         {"DA\nData;Name=d;Width=2;Default=5\nBool;Name=b;Width=1;Default=7;True=1;False=0",
          digest("\7") + fromHex("0500") + QByteArray(30, '\0')},
         {"DA\nPermission;Name=p;Width=6;Default=0x22114433", digest("") + mask + fromHex("0000")},
         {"DA\nFile;Name=a;Align=1;KeyType=k;Default=private.PEM;Type=Public", digest(point) + QByteArray(32, '\0')},
-        // The alignment counts the header of a public key file, but not that of a private one.
+        // The main body contains a key without its DER header. The alignment nevertheless counts the header if the key
+        // is from a public key file.
         {"DA\nFile;Name=a;Align=1;KeyType=k;Default=public.pem\nFile;Name=b;Align=4;KeyType=k;Default=raw.bin",
          digest(der.right(64) + QByteArray(1, '\0') + "RAWDATA") + QByteArray(32, '\0')},
         {"DA\nFile;Name=a;Align=1;KeyType=k;Default=private.PEM\nFile;Name=b;Align=4;KeyType=k;Default=raw.bin",
@@ -235,7 +236,7 @@ TEST(GenerateObkey, PipesAreReadOnce) {
     EXPECT_TRUE(run.engine.validateTemplate(path, run.schema) && run.engine.loadTemplate(path) &&
                 run.engine.checkLayout() && run.engine.generateObkey());
     EXPECT_EQ(run.folder.read("o.bin"), "RAWDATA");
-    // A PEM file is opened several times, so it can't be a pipe.
+    // A run opens a PEM file several times, so it rejects a pipe with a PEM name.
     const MessageCapture capture;
     const QString other = run.folder.write("other.xml", QByteArray(text).replace("raw.bin", "bad.pem"));
     run.engine.startObkeyJob(other);
@@ -303,7 +304,8 @@ TEST(GenerateObkey, KeyFileFaults) {
         }
         EXPECT_EQ(capture.texts(), expected);
     }
-    // If imgtool's answer is unusable, its last line is shown as the reason, unless it is a part of a private key.
+    // If imgtool's answer is unusable, its last line is shown as the reason, unless that line could contain a part of a
+    // private key.
     struct Answer {
         const char *command, *reason;
     };

@@ -1,5 +1,5 @@
-// Module file `.kmd`: magic, load address, code. An install image contains a module as this whole file. The format has
-// no protection.
+// Module file `.kmd`: magic, load address, code. The payload of a module's area in an install image is this whole file,
+// header included. The file is neither signed nor encrypted.
 
 #include "files/ByteReader.h"
 #include "inspect/formats.h"

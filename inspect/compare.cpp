@@ -37,8 +37,8 @@ void compareRun(std::uint64_t address, QByteArrayView a, QByteArrayView b, std::
         for (qsizetype i = at; i < at + size; ++i) {
             if (a.at(i) != b.at(i)) {
                 const std::uint64_t place = address + static_cast<std::uint64_t>(i);
-                // Ranges of one run are joined. Those of two runs aren't, because the bytes between two runs may be on
-                // no side.
+                // Close ranges of one run are joined. Ranges of two runs are joined only if they touch, because the
+                // bytes between two runs may be on neither side.
                 const std::uint64_t gap = ranges.size() < fineRanges ? joinedGap : coarseGap;
                 const bool isInRun = !ranges.empty() && ranges.back().to >= address;
                 addRange(DifferenceCode::bytesChanged, place, place, isInRun ? gap : 0, ranges);
@@ -242,8 +242,8 @@ QByteArrayView payloadOf(const Layer& layer, const Part& part) {
     return isThere ? bytes.sliced(part.payloadOffset, part.payloadSize) : QByteArrayView();
 }
 
-/// The IVs and nonces under which a part was encrypted, as the file states them. If those of two parts differ, equal
-/// ciphertext proves nothing.
+/// The IVs and nonces under which a part was encrypted, as the file states them. If two parts have different ones,
+/// equal or different ciphertexts say nothing about their contents.
 QByteArrayList sealOf(const Layer& layer, const Part& part) {
     QByteArrayList seal;
     const std::vector<UsedIv>& ivs = layer.description.ivs;  // in the order of their parts

@@ -28,7 +28,7 @@ class Certificates {
     [[nodiscard]] QString fingerprint() const;
 
     /// Verifies, at the present time, that the leaf was issued by an anchor, with the other certificates in between.
-    /// The anchors are those of `trusted`, or only the last certificate of this file if `trusted` has none. Otherwise
+    /// The anchors are those of `trusted`, or only the last certificate of this file if `trusted` has none. On failure,
     /// `reason` receives OpenSSL's words.
     [[nodiscard]] bool verify(const Certificates& trusted, QString& reason) const;
 

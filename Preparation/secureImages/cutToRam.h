@@ -6,8 +6,9 @@
 
 /// The limit on the areas that a device receives at a time.
 struct RamLimit {
-    std::uint32_t ramSize = 0;            ///< bytes; 0 means no limit
-    std::uint32_t continuationToken = 0;  ///< where the device stores its progress between two parts; 0: one part
+    std::uint32_t ramSize = 0;  ///< bytes; 0 means no limit
+    /// The address where the device stores its progress between two parts; 0 if the image has no parts.
+    std::uint32_t continuationToken = 0;
     qsizetype areaHeaderSize = areaHeader::shortHeaderSize;
 };
 

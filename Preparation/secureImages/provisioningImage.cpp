@@ -30,7 +30,8 @@ bool addBackup(const BackupRecord& backup, AreaPlan& plan) {
         if (section.offset > std::numeric_limits<std::uint32_t>::max() - backup.address) {
             return reportError("The backup section at offset 0x%08X is outside the address space", section.offset);
         }
-        const qsizetype stored = qsizetype{section.size} - nonceBytes(section.protection);  // a nonce isn't stored
+        // The device doesn't store the nonce.
+        const qsizetype stored = qsizetype{section.size} - nonceBytes(section.protection);
         if (!fitsAddressSpace(backup.address + section.offset, stored)) {
             return false;
         }

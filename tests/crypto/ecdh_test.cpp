@@ -20,7 +20,7 @@ TEST(Ecdh, DerivesFromThePublishedSharedCoordinate) {
     for (const QByteArray& other : {compressed, point + '\0', QByteArray()}) {
         EXPECT_EQ(computeEcdhSecret(secret, scalar, other), 0) << other.size();
     }
-    point[64] = 0;  // no longer on the curve
+    point[64] = 0;  // the point is no longer on the curve
     EXPECT_EQ(computeEcdhSecret(secret, scalar.left(31), point), 0);
     EXPECT_EQ(ecdhSelfTest(), 1);
     const std::string badPoint = "Error: Failed ecPeerKey = EC_KEY_new().\n";

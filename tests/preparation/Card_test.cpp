@@ -33,7 +33,7 @@ class Card : public CardTest {
         }
         return result;
     }
-    /// Version, state, type, counter and identifier.
+    /// The card's version, state, type, counter and identifier, separated by blanks.
     std::string info() {
         std::array<unsigned char, 17> identifier{};
         std::array<unsigned char, 4> type{};

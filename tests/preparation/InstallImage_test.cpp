@@ -197,7 +197,8 @@ TEST(InstallImage, CutsToTheRamSize) {
 }
 
 TEST(InstallImage, RefusesWithOneMessage) {
-    constexpr qsizetype most = qsizetype{65533} * 96;  // with hash and option bytes, 65535 areas for 128 bytes of RAM
+    // With 128 bytes of RAM, this firmware needs 65533 areas. An H area and a C area are added.
+    constexpr qsizetype most = qsizetype{65533} * 96;
     FileData large{0, 1, {segment(0x08000000, QByteArray(most, 'f'))}};
     EXPECT_FALSE(makeInstallImage({.firmware = &large, .hash = true, .ramSize = 128}, imageKey, imageNonce).isEmpty());
     large.segments[0] = segment(0x08000000, QByteArray(most + 3, 'f'));
@@ -243,7 +244,7 @@ TEST(InstallImage, RefusesWithOneMessage) {
         {"The firmware segment at address 0x08000000 can't be cut to a RAM size of 128",
          {.firmware = &small, .externalModuleList = &noModules, .ramSize = 128, .continuationToken = 1}},
         {"The image needs more than 65535 areas", {.firmware = &large, .hash = true, .ramSize = 128}},
-        {"The image needs more than 65535 areas",  // reported before the C area, which is too large
+        {"The image needs more than 65535 areas",  // reported first, although the C area is too large
          {.keyArea = &atEnd, .firmware = &large, .optionBytes = &optionBytes, .hash = true, .ramSize = 128}},
     };
     for (const auto& row : rows) {

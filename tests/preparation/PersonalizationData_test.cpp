@@ -39,8 +39,7 @@ TEST(PersonalizationData, DerivesTheSecretFromTheKeysBesideTheTool) {
     EXPECT_THAT(messages.texts(), ElementsAre(warning, warning));
     QDir(folder).removeRecursively();
 
-    // If the user has put anything in the place of the folder or of a key, even an unreadable file, the development
-    // pair isn't used.
+    // If anything exists at the path of the folder or of a key, even a dangling link, the development pair isn't used.
     messages.clear();
     const auto prepare = [&folder](const QString& command) {
         outsideTool(QStringLiteral("sh"), {QStringLiteral("-c"), QStringLiteral("rm -rf $0; ") + command, folder});
@@ -102,7 +101,7 @@ TEST(PersonalizationData, Encrypts) {
               "21d514b25466931c7d8f6a5aac84aa051ba30b396a0aac973d58e091473f5985"
               "4d5c2af327cd64a62cf35abd2ba6fab4");
     const MessageCapture messages;
-    key.fill('\0');  // a failed derivation leaves such a key
+    key.fill('\0');  // a failed derivation leaves the caller's zeros
     EXPECT_EQ(preparation.encryptPersoData(bytesOf(plain), 64, bytesOf(key), bytesOf(iv), bytesOf(output),
                                            bytesOf(output) + 64),
               -1);

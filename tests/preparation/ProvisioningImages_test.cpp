@@ -17,8 +17,8 @@ const QByteArray key = "sixteen byte key";
 const QByteArray nonce = "twelve bytes";
 const QByteArray baseIv = QCryptographicHash::hash(nonce, QCryptographicHash::Sha256).first(12);
 
-/// Expects that the opener proves an image and detects every changed byte. Returns the parts of the
-/// image as one text: "F2000=bytes " for a part with a letter, "bytes " for any other.
+/// Expects that the opener proves an image and detects every changed byte. Returns the parts of the image as one text:
+/// "F2000=bytes " for a part with a letter, "bytes " for any other.
 template <typename Open>
 QByteArray provenContents(QByteArray image, Open open) {
     for (char& byte : image) {
@@ -155,7 +155,8 @@ TEST(ModuleFile, HoldsMagicAddressAndLoadImage) {
                                                        0x08040000, {}, {}, {}, {});
         EXPECT_EQ(made, address == 0x105);
     }
-    elf.segments = {{0, 1, "a"}, {0x900000, 1, "b"}, {0x1200000, 1, "c"}};  // each gap alone is small enough
+    // Each gap is within the limit, but the sum of the gaps isn't.
+    elf.segments = {{0, 1, "a"}, {0x900000, 1, "b"}, {0x1200000, 1, "c"}};
     EXPECT_FALSE(
         Preparation().KMDPreparation(folder.path("module.kmd").toStdString(), &elf, nullptr, false, 0, {}, {}, {}, {}));
     EXPECT_EQ(folder.read("module.kmd"), "KMDMAGIC" + QByteArray::fromHex("00000408") + "abc\xFF\xFFyz");

@@ -7,7 +7,7 @@
 /// The opener's results for an image.
 struct OpenedImage {
     std::vector<inspect::Content> contents;  ///< of the parts whose tags are right
-    bool isAuthentic = false;                ///< every check is good, but the check of the rules may be bad
+    bool isAuthentic = false;                ///< every check is good, except perhaps the check of the rules
     bool isProven = false;                   ///< every check is good
 };
 

@@ -94,8 +94,7 @@ bool DcuEncryption::readInputs() {
             return false;
         }
     } else {
-        // Three messages: the size can't be read, the content can't be read, and the size can't be read a second time,
-        // which precedes the key.
+        // A missing application is reported three times: for its size, for its content, and for its size again.
         for (const char* const text : {"Failed to open file.", "Failed to open file", "Failed to open file."}) {
             display->displayMessage(MessageKind::error, "%s", text);
         }

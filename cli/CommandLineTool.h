@@ -88,7 +88,7 @@ class CommandLineTool {
 
   private:
     void scanArguments(const QStringList& arguments);
-    [[nodiscard]] qsizetype indexOf(const char* name) const;  // the first such option, or -1
+    [[nodiscard]] qsizetype indexOf(const char* name) const;  // of the first option with this name, or -1
     [[nodiscard]] bool isCalled(const Command& command, CommandCall& call);
     Flow walkChain();
 };

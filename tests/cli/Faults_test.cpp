@@ -218,7 +218,7 @@ TEST_F(FaultTest, PipesAreReadToTheirEnd) {
     EXPECT_EQ(shell.exitCode(), 0) << shell.readAll().constData();
     EXPECT_EQ(folder.read("a.tbi"), folder.read("b.tbi"));
 
-    // Here, pipes replace files that a command reads twice.
+    // The files that a command reads twice are pipes, too.
     shell.start(
         QStringLiteral("sh"),
         {QStringLiteral("-c"),

@@ -15,7 +15,7 @@ constexpr char secretFiles[] =
     "sed -n 2p private.pem | tr -d '\\n' | head -c 64 > line && "
     "openssl genrsa -traditional -out rsa.pem 2048 2>/dev/null && "
     "sed -n 9p rsa.pem | tr -d '\\n' | head -c 64 > rsa-line && "
-    // the exponent d follows version, modulus and e
+    // the exponent d, after version, modulus and e
     "openssl rsa -traditional -in rsa.pem -outform DER 2>/dev/null | dd bs=1 skip=300 count=64 of=exponent 2>/dev/null "
     "&& "
     "head -c 64 secrets.bin > blob && "

@@ -21,7 +21,8 @@ class CardTest : public testing::Test {
             driver = QFile::exists(QLatin1String(path)) ? QByteArray(path) : driver;
         }
         ASSERT_FALSE(driver.isEmpty()) << "SoftHSM (package softhsm2) is not installed";
-        // Two runs that program cards with one driver wait for each other, and say so. So the tests take turns.
+        // Two runs that program cards with one driver wait for each other and print a message. The tests take turns, so
+        // that no run prints it.
         const QByteArray place = QFile::encodeName(QFileInfo(QString::fromUtf8(driver)).path());
         turn_ = FileHandle(open(place.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         ASSERT_EQ(flock(turn_.get(), LOCK_EX), 0) << place.constData();

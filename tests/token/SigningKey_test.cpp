@@ -191,7 +191,7 @@ TEST_F(Signing, NeedsThePublicKeyOfItsToken) {
     SigningKey key;
     ASSERT_TRUE(key.open({radio, right}, SignatureKind::rsa2048));
     EXPECT_TRUE(isAccepted(key, SignatureKind::rsa2048));
-    // The token doesn't say which public key is right, so the signature has to.
+    // The token doesn't show that the public key is wrong. The check of the first signature does.
     const MessageCapture messages;
     SigningKey deceived;
     QByteArray signature("unchanged");
@@ -211,7 +211,7 @@ TEST_F(Signing, LogsInForEachUseOfAKeyThatWantsIt) {
     EXPECT_TRUE(isAccepted(key, SignatureKind::ecdsaP256));
 }
 
-// Two keys of one token share its login; the token is left when both are closed.
+// Two keys of one token share its login. The second key still signs after the first one is closed.
 TEST_F(Signing, SharesATokenWithAnotherKey) {
     auto first = std::make_unique<SigningKey>();
     SigningKey second;
@@ -228,7 +228,7 @@ TEST_F(Signing, LeavesItsTokenAloneInAForkedChild) {
     const pid_t child = fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
-        auto* const inherited = new SigningKey;  // a driver of the child's own
+        auto* const inherited = new SigningKey;  // loads a driver of the child's own
         const bool isOpen =
             inherited->open({uri(QStringLiteral("token=line;object=radio")), {}}, SignatureKind::rsa2048);
         key.~SigningKey();
@@ -245,7 +245,7 @@ struct FaultRow {
     CK_RV value;
 };
 
-// The answers of a driver that have a meaning of their own, so that the key can be used or another message is right.
+// Whether an answer of a driver isn't a plain failure: the key can still be used, or another message reports it.
 bool isTolerated(const FaultRow& row) {
     const std::string_view call = row.call;
     const bool isEnd = call == "C_CloseSession" || call == "C_Logout" || call == "C_Finalize";

@@ -23,7 +23,7 @@ class TokenTest : public CardTest {
                     " --token-label line --login --pin 1234 --keypairgen --key-type " + type + " --label " + label +
                     " --id " + id + ' ' + more);
     }
-    /// Takes the right to sign from a private key of the token "line".
+    /// Removes the right to sign from a private key of the token "line".
     void forbidSigning(const char* id) const {
         token::Driver loaded("token");
         std::vector<CK_SLOT_ID> slotIds;
@@ -32,7 +32,7 @@ class TokenTest : public CardTest {
         for (const CK_SLOT_ID slot : slotIds) {
             CK_SESSION_HANDLE session = 0;
             if (call.C_OpenSession(slot, CKF_SERIAL_SESSION | CKF_RW_SESSION, nullptr, nullptr, &session) != CKR_OK) {
-                continue;  // the free slot
+                continue;  // the slot whose token isn't initialised
             }
             unsigned char pin[] = "1234";
             CK_OBJECT_CLASS kind = CKO_PRIVATE_KEY;

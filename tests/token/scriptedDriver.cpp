@@ -1,5 +1,6 @@
 // A driver that passes calls to the driver in SCRIPTED_DRIVER_REAL. SCRIPTED_DRIVER_FAULT is "NAME NUMBER VALUE": call
-// NUMBER, from 1, of the function NAME returns VALUE instead. The driver counts what a program must keep in balance.
+// NUMBER, from 1, of the function NAME returns VALUE instead. The driver counts what the program has begun and not
+// ended.
 
 #include <p11-kit/pkcs11.h>
 
@@ -54,7 +55,7 @@ const char* nameOf();
 template <auto function, typename... Arguments>
 CK_RV handOn(Arguments... arguments) {
     const std::string_view name = nameOf<function>();
-    // A driver that reports a failed end has ended all the same.
+    // If a call that ends something fails, the real driver ends it nevertheless.
     const bool isEnd = name == "C_Finalize" || name == "C_CloseSession";
     const CK_RV fault = faultOf(nameOf<function>());
     if (fault != CKR_OK && !isEnd) {
@@ -108,7 +109,8 @@ extern "C" CK_RV C_GetFunctionList(CK_FUNCTION_LIST** list) {
     return CKR_OK;
 }
 
-/// Takes the counts since the last call: what is still initialised and open, and how many logins were tried.
+/// Returns the counts since the last call and sets them to 0: what is still initialised and open, and how many logins
+/// were tried.
 extern "C" void takeCounts(int* initialized, int* sessions, int* logins) {
     *initialized = counts.initialized;
     *sessions = counts.sessions;

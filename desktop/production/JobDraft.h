@@ -8,7 +8,7 @@ namespace desktop {
 
 /// A value of a step that the user may change.
 struct DraftField {
-    QString id;     ///< of the job's field; "proof.public" for the key of the proof
+    QString id;     ///< the id of the job's field; "proof.public" for the key of the proof
     QString label;  ///< without its mnemonic
     QString saved;  ///< the value of the saved job
     QString text;   ///< the value in the production job, with placeholders
@@ -28,11 +28,12 @@ struct JobDraft {
     QList<DraftStep> steps;
 };
 
-/// Makes a step of the saved job at `path`. Its nonce is handed out by the ledger, its outputs are in the device's
-/// folder, its keys are keys of the production job; all else is as it was saved.
+/// Makes a step of the saved job at `path`. The ledger supplies its nonce, its outputs are in the device's folder, and
+/// its keys are keys of the production job. All other values are those of the saved job. False after a fault, with a
+/// sentence in `fault`.
 [[nodiscard]] bool makeDraftStep(const QString& path, DraftStep& step, QString& fault);
 
-/// The name for another step: that of its job, with a number if a step has it.
+/// The name for a new step: `wanted`, with a number after it if another step already has this name.
 [[nodiscard]] QString freeStepName(const JobDraft& draft, const QString& wanted);
 
 /// The production job in JSON, with paths relative to `folder`.

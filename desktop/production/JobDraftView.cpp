@@ -118,7 +118,7 @@ JobDraftView::JobDraftView(PageContext& context, QWidget* parent)
     refresh();
 }
 
-// An editor that is still open commits its text when the tree is destroyed.
+// An editor that is still open commits its text when the tree is destroyed. This view must not receive that signal.
 JobDraftView::~JobDraftView() {
     tree_->disconnect(this);
 }
@@ -209,7 +209,7 @@ void JobDraftView::rebuild(int chosenStep) {
     refresh();
 }
 
-/// Takes the user's entry: the name of a step or a value. If another step has the name, a number is added to it.
+/// Stores the user's entry: the name of a step or a value. If another step has the name, a number is added to it.
 void JobDraftView::edited(QTreeWidgetItem* item, int column) {
     if (isBuilding_) {
         return;

@@ -14,8 +14,8 @@ namespace desktop {
 
 class ToneLabel;
 
-/// Writes a production job from saved jobs: their order, the names of the steps, and the values that each device has of
-/// its own.
+/// The editor of a production job that is made from saved jobs. The user sets the order and the names of the steps, and
+/// the values that differ from device to device.
 class JobDraftView : public QWidget {
     Q_OBJECT
 

@@ -29,7 +29,7 @@ QString textOf(const QJsonObject& object, const char* name) {
     return object.value(QLatin1String(name)).toString();
 }
 
-/// "2026-01-31T23:59:59.000Z" for the reader.
+/// A time such as "2026-01-31T23:59:59.000Z" as the view shows it, in whole seconds.
 QString timeOf(const QJsonObject& object, const char* name) {
     const QString text = textOf(object, name);
     return text.isEmpty() ? LedgerView::tr("never")

@@ -8,7 +8,7 @@ namespace desktop {
 
 /// The attempts that ended in one interval of time.
 struct RateBar {
-    QString start;  ///< as it is shown
+    QString start;  ///< the start of the interval, as the view shows it
     qint64 proven = 0;
     qint64 failed = 0;
     qint64 other = 0;  ///< interrupted or recalled

@@ -210,7 +210,8 @@ void TokensPage::copyUri() {
     QGuiApplication::clipboard()->setText(uri_->text());
 }
 
-/// Asks for the PIN of a token that needs one here. `pin` receives its line. False if the user cancelled.
+/// Asks for the PIN, unless the token needs none or has a keypad. `pin` receives the PIN and a line feed, as qvora-sign
+/// reads it. False if the user cancelled.
 bool TokensPage::askPin(const QJsonObject& token, QByteArray& pin) {
     if (!token.value(QLatin1String("needsLogin")).toBool() || token.value(QLatin1String("hasKeypad")).toBool()) {
         return true;

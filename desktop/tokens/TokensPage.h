@@ -15,8 +15,8 @@ namespace desktop {
 class ToneLabel;
 enum class ThemeColor;
 
-/// The keys in tokens, which qvora-sign lists without a login where the tokens permit it, and the signature of a file
-/// with one of them.
+/// Shows the keys in tokens, and signs a file with one of them. qvora-sign does both. It lists the keys without a login
+/// if a token permits that.
 class TokensPage : public Page {
     Q_OBJECT
 

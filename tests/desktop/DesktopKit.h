@@ -27,7 +27,7 @@ class ScriptedDialogs : public desktop::Dialogs {
     void showFault(QWidget* parent, const QString& text) override;
 
     QStringList paths;                   ///< for the next file and folder dialogs; a dialog for several files uses all
-    QList<desktop::SaveAnswer> answers;  ///< for the next "save changes?"
+    QList<desktop::SaveAnswer> answers;  ///< for the next questions whether to save the changes
     QList<bool> confirmations;
     QString pin;         ///< null: the user cancels
     QStringList asked;   ///< the questions, in order

@@ -199,7 +199,7 @@ TEST(KeyTasks, LeaveNoKeyInMemory) {
     shell.start(QStringLiteral("sh"), {QStringLiteral("-ec"), QLatin1String(makeKeys)});
     ASSERT_TRUE(shell.waitForFinished() && shell.exitCode() == 0) << shell.readAllStandardError().constData();
     const struct {
-        const char* secrets;  ///< private lines of PEM files, and the exponent d after version, modulus and e
+        const char* secrets;  ///< lines of private PEM files, and the exponent d from the DER form of an RSA key
         const char* arguments;
     } rows[] = {
         {"random.bin", "random random.bin"},

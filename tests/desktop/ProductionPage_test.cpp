@@ -176,7 +176,7 @@ TEST(ProductionPage, StepsAreMovedRenamedAndRemoved) {
     auto* editor = tree->findChild<QLineEdit*>();
     ASSERT_NE(editor, nullptr);
     editor->selectAll();
-    QTest::keyClicks(editor, QStringLiteral("install-image"));  // is taken
+    QTest::keyClicks(editor, QStringLiteral("install-image"));  // another step already has this name
     QTest::keyClick(editor, Qt::Key_Return);
     EXPECT_TRUE(DesktopKit::waitFor([tree] { return tree->findChild<QLineEdit*>() == nullptr; }));
     EXPECT_EQ(tree->topLevelItem(2)->text(0), QLatin1String("install-image-3"));

@@ -1,6 +1,6 @@
-// The time that the ledger needs per device of a production run: claims in batches of 64 with two IVs each, then their
-// ends with two steps and a record line of 1,200 bytes each. The CPU time counts only this thread, so for PostgreSQL it
-// is the client's share.
+// The time that the ledger needs per device of a production run. A batch has 64 devices. Each device is claimed with
+// two IVs, and ends with two steps and a record line of 1,200 bytes. The CPU time counts only this thread, so for
+// PostgreSQL it is the client's share.
 //
 // SQLite is measured in a temporary folder of TMPDIR, which should be on a disk. PostgreSQL is measured if
 // QVORA_BENCH_LEDGER has the URL of a new ledger.
@@ -28,7 +28,7 @@ void require(bool holds, const ledger::Fault& fault) {
     }
 }
 
-// A station that makes devices without end.
+// A station whose supply of serial numbers never ends.
 class Line {
   public:
     explicit Line(const QString& place) {
@@ -109,7 +109,7 @@ void postgres(benchmark::State& state) {
     makeDevices(state, place);
 }
 
-// The argument is the number of devices that the ledger has before.
+// The argument is the number of devices in the ledger before the measurement.
 BENCHMARK(sqlite)->Arg(0)->Arg(100000)->Iterations(200)->Unit(benchmark::kMillisecond);
 BENCHMARK(postgres)->Arg(0)->Arg(100000)->Iterations(200)->Unit(benchmark::kMillisecond);
 

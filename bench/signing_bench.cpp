@@ -1,4 +1,4 @@
-// The time of a signature with a key in SoftHSM and one login: a bare loop of C_SignInit and C_Sign, beside
+// The time of a signature with a key in SoftHSM and one login. A bare loop of C_SignInit and C_Sign is compared with
 // token::SigningKey, which also verifies each signature. Compare the items per second.
 
 #include "token/OpenToken.h"

@@ -1,5 +1,5 @@
-// Fuzzes whole command lines. Each byte of the input selects a word. Therefore every path is one of the small files
-// below, and nothing outside of this fuzzer's folder is written.
+// Fuzzes whole command lines. Each byte of the input selects one of the words below. Therefore every path leads to a
+// small file, and nothing outside of this fuzzer's folder is written.
 
 #include "cli/CommandLineTool.h"
 #include "display/Display.h"

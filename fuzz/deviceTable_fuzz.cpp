@@ -3,7 +3,8 @@
 
 #include <cstdlib>
 
-/// Every row has a good serial and all columns, and every place is in the table.
+/// Every row that is read has a valid serial number and a value for each column. The place of a value or a fault is
+/// inside the table.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const FuzzFile file(data, size, ".table");
     const QStringList columns{QStringLiteral("a"), QStringLiteral("b")};

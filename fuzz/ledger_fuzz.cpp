@@ -1,5 +1,5 @@
 // Fuzzes the production ledger with SQLite files: each is opened, summed up, checked, and used by a station. A refused
-// file keeps its bytes. A device that could be claimed can't be claimed again.
+// file keeps its bytes. A device that was claimed can't be claimed again.
 
 #include "fuzz/FuzzFile.h"
 #include "ledger/Ledger.h"

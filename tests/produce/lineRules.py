@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""lineRules.py PRODUCE PREPARE [TEST...]: what a run does when something goes wrong."""
+"""lineRules.py PRODUCE PREPARE [TEST...]: tests runs in which something goes wrong."""
 import json
 import os
 import pathlib
@@ -88,7 +88,7 @@ def test_a_step_that_hangs_is_ended_with_all_that_it_started(folder):
     for name in files[:2]:
         shutil.copy(templates / name, line.folder)
     shutil.copy(templates.parent / "firmware/blink.hex", line.folder)
-    shutil.copy(PREPARE, line.folder / files[3])  # is never read
+    shutil.copy(PREPARE, line.folder / files[3])  # no key: nothing reads these two files
     shutil.copy(PREPARE, line.folder / files[4])
     (line.folder / files[3]).chmod(0o600)
     line.job["steps"] = [{"job": "imgtool-image", "timeout": 1, "values": {"template": "{out}/image.xml"},
@@ -135,7 +135,7 @@ def test_a_retired_key_makes_nothing_more(folder):
 
 
 def test_images_made_elsewhere_are_imported(folder):
-    """The IV of an imported image isn't used again, also not by a nonce that the user brings."""
+    """No device gets the IV of an imported image, not even through a nonce that the user supplies."""
     line = Line(folder, devices=1)
     line.job["steps"] = line.job["steps"][:1]
     line.job["steps"][0]["values"]["nonce"] = "{column:nonce}"
@@ -222,7 +222,7 @@ def test_a_restored_ledger_is_refused_until_the_record_has_completed_it(folder):
     record = line.out / "record.jsonl"
     text = record.read_bytes()
     lines = text.splitlines(keepends=True)
-    # A record with another line, one without a line, and that of another ledger don't complete it.
+    # The ledger isn't completed from a record with a changed line, without one of its lines, or without its first line.
     for bad in (text.replace(b"scratched", b"SCRATCHED"), b"".join(lines[:-2] + lines[-1:]), b"".join(lines[1:])):
         record.write_bytes(bad)
         _, errors = line.call(2, "ledger", "new-epoch", "--ledger", line.db, "-o", line.out)

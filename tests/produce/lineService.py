@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""lineService.py PRODUCE PREPARE [TEST...]: devices on request, from standard input and from `serve`, and the events and
-answers, each of which is held against docs/produce-events.schema.json."""
+"""lineService.py PRODUCE PREPARE [TEST...]: tests devices on request, from standard input and from `serve`, and checks
+each event and answer against docs/produce-events.schema.json."""
 import json
 import os
 import pathlib
@@ -192,7 +192,7 @@ def test_events_of_all_kinds(folder):
     child.stdin.write("serial,secrets\n" + line.row(1) + "\n")
     child.stdin.flush()
     wait_for(lambda: len(line.made()) == 2, "the device")
-    child.kill()  # now or before the commit
+    child.kill()  # before or after the device is committed
     child.communicate()
     child = line.start(line.words("run", "--devices", "-", "--json"))
     child.stdin.write("serial,secrets\n" + line.row(0) + "\nSN8,none\n")

@@ -27,7 +27,7 @@ def test_two_stations_make_the_devices_of_one_table(folder):
     first.communicate()
     assert len(made("a")) < DEVICES, "the run ended before it was killed"
     second = start("b")
-    time.sleep(1)  # so that it asks for devices of the killed run
+    time.sleep(1)  # so that the second run asks for devices of the killed one
     first = start("a")
     for station, run in (("a", first), ("b", second)):
         output, errors = run.communicate(timeout=PATIENCE)

@@ -110,7 +110,7 @@ class Files:
         self.rsa.chmod(0o600)
 
     def tool_output(self, kind):
-        """What the tool makes of the binary with its own key."""
+        """The signed file that the tool makes from the binary with the key file."""
         output = self.folder / f"tool-{kind}.bin"
         output.unlink(missing_ok=True)
         if kind == "image":

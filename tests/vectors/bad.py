@@ -13,7 +13,7 @@ SHARED_DETAILS = ("key", "nonce", "deviceBinding", "publicKey", "cardPrivateKey"
 @dataclass
 class Row:
     name: str
-    failure: str    # structure: needs no key; tag, digest, signature: that check fails; content: is in the plaintext
+    failure: str    # structure: found without a key; tag, digest, signature: that check fails; content: in plaintext
     rule: str
     made: object    # a description, or the bytes of a file without one
     also: tuple = ()    # other rules that the fault breaks; a reader may check one of them first

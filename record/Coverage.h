@@ -18,12 +18,12 @@ struct DeviceCounts {
     [[nodiscard]] QJsonObject toJson() const;
 };
 
-/// The lines that a checkpoint covers: all from the line after the last checkpoint to the line before this one.
+/// The lines that a new checkpoint covers: those after the previous checkpoint.
 struct Coverage {
     qint64 firstLine = 0;
     ChainHead last;  ///< the last line covered
     DeviceCounts devices;
-    qint64 outputs = 0;  ///< of proven devices
+    qint64 outputs = 0;  ///< number of outputs of proven devices
 
     /// Adds a line, which is now the head of the chain, and the number of its subjects.
     void add(const QJsonObject& line, const ChainHead& head, qint64 subjects);

@@ -30,7 +30,7 @@ class LineReader {
     QIODevice& device_;
     qsizetype mostBytes_;
     QByteArray buffer_;
-    qsizetype start_ = 0;    ///< of the next line
+    qsizetype start_ = 0;    ///< offset of the next line in `buffer_`
     qsizetype scanned_ = 0;  ///< no line feed is between `start_` and here
 };
 

@@ -45,7 +45,7 @@ bool isLow(const char* s) {
     return std::memcmp(s, halfOrder.data(), numberSize) <= 0;
 }
 
-// Replaces s by order - s, which verifies as well. s is below the order, so nothing is borrowed from outside.
+// Replaces s by order - s, which verifies as well. s is below the order, so the subtraction ends without a borrow.
 void negate(char* s) {
     int borrow = 0;
     for (std::size_t i = numberSize; i-- > 0;) {
@@ -78,7 +78,7 @@ bool readPublicKey(const QByteArray& pem, P256Key& key, QString& id, QString& fa
     return true;
 }
 
-/// Writes a new file, complete or not at all, and never in the place of another. Returns 0, or the number of the error.
+/// Writes a new file completely or not at all. Never replaces a file. Returns 0, or the number of the error.
 int writeNewFile(const QByteArray& path, QByteArrayView bytes, mode_t mode) {
     UnfinishedFile hidden;
     const FileHandle file = hidden.create(path.left(path.lastIndexOf('/') + 1));

@@ -27,7 +27,7 @@ class StationKey {
 
   private:
     P256Key key_;
-    Signer signer_;  // null if `key_` is private
+    Signer signer_;  // null if `key_` is the private key
     QString id_;
 };
 
@@ -46,8 +46,8 @@ class StationPublicKey {
     QString id_;
 };
 
-/// Makes a key pair: a private key of mode 0600 and a public key, both new files. Existing files are left alone, and a
-/// failure leaves no file.
+/// Makes a key pair in two new files: the private key with mode 0600, and the public key. Existing files aren't
+/// changed, and a failure leaves no new file.
 [[nodiscard]] bool makeStationKey(const QString& privatePath, const QString& publicPath, QString& fault);
 
 }  // namespace record

@@ -178,8 +178,9 @@ class Writer {
         return true;
     }
 
-    // RFC 8785, 3.2.3: by UTF-16 code units, the order of QString's operator <. Qt's parser sorts otherwise if a key
-    // has surrogate pairs, and then finds no value by its key. So keys and values stay together.
+    // RFC 8785, 3.2.3 sorts by UTF-16 code units, which is the order of QString's operator <. If a key has surrogate
+    // pairs, Qt's parser sorts in another order, and an object then finds no value by its key. So the list keeps each
+    // value with its key.
     [[nodiscard]] bool writeSorted(const QJsonObject& object, int level) {
         std::vector<std::pair<QString, QJsonValue>> members;
         for (auto member = object.constBegin(); member != object.constEnd(); ++member) {

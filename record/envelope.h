@@ -17,8 +17,8 @@ class StationPublicKey;
 /// Signs a statement. False if the key can't sign.
 [[nodiscard]] bool sealEnvelope(const QByteArray& payload, const StationKey& key, QJsonObject& envelope);
 
-/// Verifies the envelope of a line without a fault of its form, and gives the bytes that were signed. Nothing parses
-/// those bytes before. False with the reason if they aren't signed with the key.
+/// Verifies the envelope of a line whose form has no fault, and returns the bytes that were signed. Nothing parses
+/// these bytes before they are verified. False, with the reason, if they aren't signed with the key.
 [[nodiscard]] bool openEnvelope(const QJsonObject& envelope, const StationPublicKey& key, QByteArray& payload,
                                 QString& fault);
 

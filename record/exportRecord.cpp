@@ -33,7 +33,8 @@ bool exportLines(const QString& path, QString& fault, const std::function<bool(c
     return true;
 }
 
-// A spreadsheet takes a field with such a first character as a formula, some also after a tab or a line break.
+// Whether a spreadsheet could read a field as a formula, by its first character. Some spreadsheets skip tabs and line
+// breaks before a formula.
 bool looksLikeFormula(const QString& field) {
     constexpr QStringView starts = u"=+-@\t\r\n";
     return !field.isEmpty() && starts.contains(field.front());

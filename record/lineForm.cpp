@@ -80,7 +80,7 @@ bool isVersions(const QJsonValue& value) {
 bool isBase64(const QJsonValue& value) {
     const QByteArray text = value.toString().toUtf8();
     const auto decoded = QByteArray::fromBase64Encoding(text, QByteArray::AbortOnBase64DecodingErrors);
-    // One spelling only: with padding, and without bits after the last byte.
+    // Only one spelling is accepted: with padding, and with zeros for the bits after the last byte.
     return value.isString() && decoded && decoded.decoded.toBase64() == text;
 }
 
@@ -107,8 +107,9 @@ struct Member {
     bool (*holds)(const QJsonValue&);
     Presence presence = Presence::needed;
     Shape shape = Shape::value;
-    std::span<const Member> members = {};               ///< of the object, or of each object in the list
-    const char* (*rule)(const QJsonObject&) = nullptr;  ///< a rule between the members; gives the fault or null
+    std::span<const Member> members = {};  ///< the members of the object, or of each object in the list
+    const char* (*rule)(const QJsonObject&) =
+        nullptr;  ///< checks a rule between the members; returns the fault or null
 };
 using Members = std::span<const Member>;
 
@@ -248,8 +249,8 @@ constexpr Member statementMembers[] = {
     listOf("subject", subjectMembers),
 };
 
-// All kinds but checkpoints also have these. The time and the station of a checkpoint are in its statement, so that
-// its signature covers them.
+// Lines of all kinds except checkpoints have these members, too. The time and the station of a checkpoint are in its
+// statement, so that its signature covers them.
 constexpr Member commonMembers[] = {
     {"station", textWords, isText},
     {"time", timeWords, isTime},

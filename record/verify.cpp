@@ -14,12 +14,13 @@ namespace record {
 
 namespace {
 
-/// Adds the digest of subjects. Two lists have one digest only if they are equal: canonical objects don't run together.
+/// Computes a digest over subjects. Two lists have the same digest only if they are equal, because the end of a
+/// canonical object is certain without a separator.
 class SubjectDigest {
   public:
     SubjectDigest() : isGood_(hash_.start()) {}
     void add(const QJsonValue& subject) { isGood_ = isGood_ && hash_.update(canonicalJson(subject)); }
-    /// Empty if the digest can't be computed. The object is used up.
+    /// Empty if the digest can't be computed. Call this once, at the end.
     [[nodiscard]] QByteArray finish() {
         Sha256Digest digest;
         return isGood_ && hash_.finish(digest) ? QByteArrayView(digest).toByteArray() : QByteArray();
@@ -64,7 +65,7 @@ class Verifier {
         return verdict_;
     }
 
-    // The rules between a line and those before it. On success, the line's effect is noted.
+    // Checks the rules between a line and those before it. On success, notes the line for the checks of later lines.
     [[nodiscard]] QString lineFaultInContext() {
         const QJsonObject& line = reader_.line();
         if (reader_.head().number == known_.number && reader_.head().hash != known_.hash) {

@@ -8,7 +8,7 @@
 
 namespace record {
 
-/// The summary of a record. After a fault, it covers the lines before.
+/// The summary of a record. If there is a fault, the summary covers only the lines before it.
 struct Verdict {
     bool isGood = false;   ///< there is no fault; lines after the last checkpoint aren't signed yet
     QString fault;         ///< the first fault, with its line; empty if there is none
@@ -16,13 +16,13 @@ struct Verdict {
     qint64 lines = 0;
     qint64 devices = 0;  ///< proven devices; a recalled one is still counted
     qint64 recalls = 0;
-    qint64 checkpoints = 0;    ///< with a good signature
-    qint64 unsignedLines = 0;  ///< after the last checkpoint
+    qint64 checkpoints = 0;    ///< checkpoints with a good signature
+    qint64 unsignedLines = 0;  ///< lines after the last checkpoint
     QByteArray lastHash;       ///< hash of the last line
     QString station;
     QString lastTime;
 
-    /// Whether an auditor may rely on the record. Without any checkpoint, any other person can have written it.
+    /// Whether an auditor may rely on the record. Anyone can write a record without a checkpoint.
     [[nodiscard]] bool isSigned() const { return isGood && checkpoints > 0; }
 };
 

@@ -9,7 +9,8 @@ namespace {
 using record::LineReader;
 using Next = LineReader::Next;
 
-// Reads all lines; the last letter is the first result that isn't a line.
+// Reads all lines. Returns each line and "|", or only stores its size in `sizes`. The name of the first result that
+// isn't a line follows.
 std::string readAll(QIODevice& device, qsizetype mostBytes, std::vector<qsizetype>* sizes = nullptr) {
     LineReader reader(device, mostBytes);
     std::string text;
@@ -40,7 +41,7 @@ std::string readBytes(QByteArray bytes, qsizetype mostBytes, std::vector<qsizety
     return readAll(buffer, mostBytes, sizes);
 }
 
-/// A device that gives one byte at a time, and fails after `most` of them.
+/// A device that returns one byte at a time, and fails after `most` bytes.
 class SlowDevice : public QIODevice {
   public:
     explicit SlowDevice(int most) : most_(most) {}
@@ -83,7 +84,7 @@ TEST(LineReader, ReadsLinesAndReportsTheirEnd) {
     }
 }
 
-// Lines that end at, before and after the pieces in which the device is read.
+// The lines end before, at and after the ends of the pieces in which the reader reads the device.
 TEST(LineReader, ReadsLinesAcrossPieces) {
     constexpr qsizetype piece = qsizetype{256} << 10;
     for (const qsizetype size : {piece - 2, piece - 1, piece, piece + 1, 3 * piece}) {

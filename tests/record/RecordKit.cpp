@@ -21,7 +21,7 @@ constexpr char publicPem[] =
     "wkMjYcgDXbN+1MNpe8zFrRuPRgMQpLDCECUX2nirzj0jJwojQx6ghMSUvQ==\n"
     "-----END PUBLIC KEY-----\n";
 
-// Digests and fingerprints of the samples: a digit and 63 zeros.
+// Each digest and fingerprint of the samples is a digit and 63 zeros.
 constexpr char samples[] = R"json({
 "start": {"kind": "start", "station": "line-1", "time": "2026-11-26T06:00:00.123Z", "job": "J",
   "versions": {"qvora-produce": "1.0 (0123)", "tool": "2"}},

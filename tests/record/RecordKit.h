@@ -13,7 +13,7 @@
 inline const QString kitStation = QStringLiteral("line-1");
 inline const QString kitTime = QStringLiteral("2026-11-26T06:00:00.123Z");
 
-/// A key that signs only tests.
+/// The key of the station, in PEM form. Only tests use it.
 [[nodiscard]] QByteArray kitPrivatePem();
 [[nodiscard]] QByteArray kitPublicPem();
 /// The key, read from a file of mode 0600.
@@ -25,7 +25,7 @@ inline const QString kitTime = QStringLiteral("2026-11-26T06:00:00.123Z");
 [[nodiscard]] QJsonObject kitWith(QJsonObject object, const char* member, const QJsonValue& value);
 [[nodiscard]] QJsonObject kitWithout(QJsonObject object, const char* member);
 
-/// Bodies of lines, one of each kind but "checkpoint". The device has two steps and three outputs.
+/// Bodies of lines, one for each kind except "checkpoint". The device has two steps and three outputs.
 [[nodiscard]] QJsonObject kitStart();
 [[nodiscard]] QJsonObject kitDevice(const char* serial = "A-0001");
 [[nodiscard]] QJsonObject kitFailedDevice();
@@ -58,7 +58,7 @@ class KitWriter {
     record::Pending pending_;
 };
 
-/// Lines as a file has them.
+/// The bytes of a file with these lines.
 [[nodiscard]] QByteArray kitBytes(const QByteArrayList& lines);
 
 /// A record with every kind of line, two checkpoints, and a checkpoint at its end.

@@ -132,7 +132,7 @@ TEST(CanonicalJson, RefusesValuesWithoutAForm) {
     EXPECT_NE(canonicalJson(nested(record::mostJsonLevels)), "");
 }
 
-// A string is written in pieces; a surrogate pair can be on both sides of a cut.
+// A string is written in pieces. A surrogate pair can be cut between two pieces.
 TEST(CanonicalJson, WritesLongStrings) {
     for (qsizetype size = 4090; size < 4102; ++size) {
         const QString text = QString(size, u'a') + QString::fromUtf8("\U0001f600\n") + QString(9000, u'\u20ac');

@@ -66,7 +66,7 @@ TEST(ExportRecord, WritesATable) {
     EXPECT_EQ(exported(record::exportCsv, ""), header);
 }
 
-// Python's reader gives each field back, and no field begins a formula.
+// Python's reader returns each field unchanged, and no field can be read as a formula.
 TEST(ExportRecord, WritesFieldsThatAreSafeInATable) {
     const QByteArrayList serials = {"=1+1", "+1", "-1",   "@a",   "\t=1", "\r=1", "\n=1", "'=1",   "a,b",
                                     "a\"b", "\"", "a\nb", "a\rb", " =1",  "a=1",  ",",    "\u20ac"};
@@ -106,7 +106,7 @@ TEST(ExportRecord, ReportsFaults) {
     }
 }
 
-// The device of the export is full after n pieces.
+// The output of the export is full after n pieces.
 TEST(ExportRecord, StopsWhenTheExportCantBeWritten) {
     const TempFolder folder;
     const QString path = folder.write("record.jsonl", kitRecord().bytes());

@@ -26,7 +26,7 @@ QByteArrayList blocksOf(const char* language) {
     return blocks;
 }
 
-/// Runs the program of the page on records. Its lines, one for each record.
+/// Runs the program of the page on records. The program prints one line for each record.
 class PageProgram {
   public:
     void add(const QByteArray& bytes) {

@@ -30,7 +30,8 @@ QString faultOf(const KitWriter& writer) {
     return verdictOf(writer.bytes()).fault;
 }
 
-/// The small record, whose checkpoint has a statement that `change` made of the right one.
+/// The fault of the small record after `change` has changed the statement of its checkpoint. The changed statement is
+/// signed.
 template <typename Change>
 QString faultOfStatement(Change change) {
     KitWriter writer;
@@ -57,7 +58,7 @@ QString faultOfSubjects(const std::function<void(QJsonArray&)>& change) {
     });
 }
 
-/// The small record, whose checkpoint has an envelope that `change` made of the right one.
+/// The fault of the small record after `change` has changed the envelope of its checkpoint.
 QString faultOfEnvelope(const std::function<QJsonObject(QJsonObject)>& change) {
     QByteArrayList lines = kitSmallRecord().lines();
     QJsonObject checkpoint = kitObject(lines.takeLast());
@@ -132,7 +133,7 @@ TEST(VerifyRecord, FindsEveryChangedByte) {
             bytes[at] = static_cast<char>(bytes.at(at) ^ change);
             const Verdict verdict = verdictOf(bytes);
             EXPECT_FALSE(verdict.isGood) << at;
-            // A changed line is found there, or where the next line has its hash.
+            // The fault is found in the changed line, or in the next line, which has its hash.
             EXPECT_TRUE(verdict.faultLine == line || verdict.faultLine == line + 1) << at << ' ' << verdict.faultLine;
         }
         EXPECT_FALSE(verdictOf(QByteArray(good).insert(at, at % 2 == 0 ? '\n' : ' ')).isGood) << at;
@@ -185,7 +186,7 @@ TEST(VerifyRecord, FindsEachCut) {
     }
 }
 
-// Only a line that is known from another place shows that whole lines were cut off.
+// A record alone doesn't show that its last lines were removed. A line that is known from another place does.
 TEST(VerifyRecord, FindsRemovedEndsByAKnownLine) {
     const KitWriter writer = kitRecord();
     for (qsizetype size = 0; size < writer.lines().size(); ++size) {
@@ -222,7 +223,7 @@ TEST(VerifyRecord, FindsForgedCheckpoints) {
     EXPECT_EQ(faultOf(copied), QStringLiteral("Line 7: in the signed statement, \"counts\" isn't "
                                               "{\"failed\":0,\"interrupted\":0,\"outputs\":3,\"proven\":1}"));
 
-    // The same lines with one change, chained again, and the signed checkpoint.
+    // The same lines with one change, chained again, before the original checkpoint.
     KitWriter rewritten;
     rewritten.add(kitStart());
     rewritten.add(kitWith(kitDevice(), "product", QStringLiteral("meter-b")));
@@ -370,7 +371,7 @@ TEST(VerifyRecord, NamesTheFaultOfALine) {
               QStringLiteral("Line 1: the line has more than 67108864 bytes"));
 }
 
-// A run that was killed has no end. The next run counts its own devices.
+// A run that was killed has no end line. The end line of the next run counts only the devices of that run.
 TEST(VerifyRecord, AcceptsARunWithoutAnEnd) {
     KitWriter writer;
     writer.add(kitStart());

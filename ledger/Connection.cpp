@@ -39,8 +39,9 @@ constexpr Query sqliteIds{
 constexpr Query sqliteSchema{"SELECT 0, sql FROM sqlite_master WHERE name NOT LIKE 'sqlite\\_%' ESCAPE '\\'", ""};
 constexpr Query lockStation{"SELECT {i}, pg_try_advisory_lock(hashtextextended(t.a1, 5346)) FROM {t}", "t"};
 
-/// The socket of a connection to PostgreSQL; -1 if it can't be known. Qt's driver has loaded libpq. A program that
-/// linked it would load it, and the twenty libraries that it needs, for SQLite as well.
+/// The socket of a connection to PostgreSQL; -1 if it can't be found out. The function is taken from the libpq that
+/// Qt's driver has loaded. If this program were linked with libpq, it would load libpq and its twenty libraries for
+/// SQLite, too.
 int socketOf(const QVariant& handle) {
     using SocketOf = int (*)(const void* connection);
     void* const library = dlopen("libpq.so.5", RTLD_LAZY | RTLD_NOLOAD);
@@ -64,7 +65,7 @@ const char* arrayType(char type) {
     }
 }
 
-// The rows {t} of a statement.
+// The SQL of the input rows, which replaces {t} in a statement.
 QString inputRows(Dialect dialect, const char* types) {
     QString values;
     QString names;
@@ -119,7 +120,7 @@ QString arrayOf(const QList<Row>& rows, qsizetype column) {
     return array + u'}';
 }
 
-// Qt takes a null QString or QByteArray for NULL, although the variant is valid.
+// Qt writes a null QString or QByteArray as NULL, although the variant is valid.
 QVariant bound(const QVariant& value) {
     if (value.isValid() && value.metaType() == QMetaType::fromType<QString>() && value.toString().isNull()) {
         return QString::fromLatin1("");
@@ -227,8 +228,9 @@ bool Connection::openPostgres(Fault& fault) {
     database_.setUserName(place_.user);
     database_.setPassword(place_.password);
     const int milliseconds = patience_ * 1000;
-    // The server notices a lost client by its own keepalives, and frees its lock. Plans by index only: the statements
-    // of a batch look up few rows, also while the statistics of a table that grows are old.
+    // The server notices a lost client by its own keepalives, and frees the client's lock. It plans with indexes only,
+    // because the statements of a batch look up few rows, and the statistics of a growing table are often too old to
+    // show that.
     const QString settings =
         QStringLiteral(
             "-c search_path=ledger,pg_temp -c synchronous_commit=on -c default_transaction_isolation=read\\\\ "
@@ -463,7 +465,7 @@ bool Connection::select(const Query& query, const QList<Row>& inputs, QList<Row>
             }
             found += row;
         }
-        // The steps through the rows of SQLite can fail as well.
+        // With SQLite, the step to the next row can fail, too.
         const QSqlError error = statement->lastError();
         statement->finish();
         if (error.isValid()) {
@@ -570,7 +572,7 @@ bool Connection::read(const std::function<bool(Fault& fault)>& body, Fault& faul
         return false;
     }
     patience_ = readPatience;
-    // Long statements read whole tables.
+    // These statements read whole tables, so the server may use all kinds of plans.
     const bool isGood =
         (!isPostgres || run(QStringLiteral("SET LOCAL statement_timeout = %1; SET LOCAL enable_seqscan = on; SET LOCAL "
                                            "enable_hashjoin = on; SET LOCAL enable_mergejoin = on")
@@ -583,7 +585,7 @@ bool Connection::read(const std::function<bool(Fault& fault)>& body, Fault& faul
 }
 
 QString Connection::plain(const QString& text) const {
-    // No message of a library is known to contain the password. It is removed all the same.
+    // No known message of a library contains the password. It is removed nevertheless.
     QString shown = text.simplified();
     if (!place_.password.isEmpty()) {
         shown.replace(place_.password, QStringLiteral("***"));
@@ -640,14 +642,13 @@ bool Connection::explainPostgres(const QSqlError& error, Fault& fault) {
         return reject(isRefusal ? Fault::Kind::failed : Fault::Kind::unreachable,
                       QStringLiteral("cannot open %1: %2").arg(place_.shown, reason), fault);
     }
-    // Without a code, the message is one of libpq: the connection is lost. Class 08 and 57P are the server's words for
-    // it.
+    // A message without a code is from libpq: the connection is lost. Codes of the classes 08 and 57P report the same.
     if (code.isEmpty() || code.startsWith(QLatin1String("08")) || code.startsWith(QLatin1String("57P")) ||
         code == QLatin1String("25P03")) {
         isLost_ = true;
         return unreachable(QStringLiteral("the connection to %1 is lost: %2").arg(place_.shown, reason), fault);
     }
-    // Timeouts of statements and locks, conflicts that didn't end, and lacking connections may pass.
+    // These faults are temporary: timeouts of statements and locks, repeated conflicts, and too many connections.
     if (isConflict_ || isOneOf({"57014", "55P03", "53300"})) {
         return unreachable(QStringLiteral("%1 is busy: %2").arg(place_.shown, reason), fault);
     }

@@ -31,7 +31,7 @@ struct Query {
     const char* types;
 };
 
-/// Rows to insert; those whose unique columns exist already are ignored.
+/// The table for new rows. A row is ignored if the table already has its unique columns.
 struct Target {
     const char* table;
     const char* columns;
@@ -51,9 +51,10 @@ class Connection {
 
     /// Opens a database in which no ledger is expected yet.
     [[nodiscard]] bool openNew(const Place& place, Fault& fault);
-    /// Opens a ledger: checks or migrates it. A station is locked and entered; others only read.
+    /// Opens a ledger and checks it. With `isStation`, locks the name `station` and enters it in the ledger. Otherwise
+    /// the caller may only read.
     [[nodiscard]] bool openLedger(const Place& place, bool isStation, const QString& station, Fault& fault);
-    /// Writes the schema into an empty database.
+    /// Brings the schema from version `from` to the current one. An empty database has version 0.
     [[nodiscard]] bool migrate(qint64 from, Fault& fault);
     void close();
 
@@ -81,7 +82,7 @@ class Connection {
     /// arguments: after a commit with an unknown end, a call with the same arguments continues it.
     [[nodiscard]] bool write(const QByteArray& arguments, const Body& body, Fault& fault);
 
-    /// Runs a body that reads, on one state of the database, with time for long statements.
+    /// Runs a body that only reads. Its statements see one state of the database and may take long.
     [[nodiscard]] bool read(const std::function<bool(Fault& fault)>& body, Fault& fault);
     /// Opens the connection again if it was lost. Every operation that runs outside write() and read() calls this
     /// first.
@@ -106,7 +107,7 @@ class Connection {
     [[nodiscard]] QString plain(const QString& text) const;
     void rollBack();
 
-    // The order counts: the file outlives the database.
+    // The order matters: `file_` is destroyed after `database_`.
     SqliteFile file_;
     Place place_;
     QString station_;

@@ -70,7 +70,7 @@ bool fillSqlite(const Place& place, Fault& fault) {
            connection.run(QStringLiteral("PRAGMA journal_mode = WAL"), fault);
 }
 
-// A ledger gets its name only when it is complete, so a crash leaves no half of a ledger under that name.
+// A ledger gets its name only when it is complete, so a crash leaves no incomplete ledger under that name.
 bool createSqlite(const Place& place, Fault& fault) {
     const QString folder = QFileInfo(place.path).path();
     QByteArray suffix;
@@ -176,8 +176,8 @@ bool Ledger::lease(std::uint32_t count, Lease& result, Fault& fault) {
         const Row epoch = epochs.value(0);
         const qint64 block = rows.value(0).value(1).toLongLong() + 1;
         leased = {epoch.value(2).toByteArray(), rows.value(0).value(2).toULongLong(), count};
-        // No nonce repeats: a block follows the one before, whose number no other lease can have, and an epoch ends
-        // where its counter would wrap.
+        // No nonce repeats: a block begins after the previous one, no two leases have the same block number, and an
+        // epoch ends before its counter wraps.
         if (leased.first > counters || count > counters - leased.first) {
             (void)failed(QStringLiteral("epoch %1 has no %2 nonces left; begin a new one with \"ledger new-epoch\"")
                              .arg(epoch.value(1).toString(), QString::number(count)),

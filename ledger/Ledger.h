@@ -53,8 +53,8 @@ class Ledger {
 
     /// Commits the ends of attempts together with the lines of the record, durably. `isFinal[i]` is false if another
     /// end of that attempt was committed before, by another station or a user; then the call returns true, but NOTHING
-    /// of it is committed, because the record would be wrong: the caller makes other lines and calls again. An attempt
-    /// that was never claimed, or that occurs twice, is a fault.
+    /// of this call is committed, because the record would be wrong: the caller makes other lines and calls again. An
+    /// attempt that was never claimed, or that occurs twice, is a fault.
     [[nodiscard]] bool finish(std::span<const Outcome> outcomes, std::span<const RecordRow> lines,
                               std::span<bool> isFinal, Fault& fault);
 
@@ -68,8 +68,8 @@ class Ledger {
     /// have.
     [[nodiscard]] bool isProven(const QString& product, const QString& serial, bool& isProven, Fault& fault);
 
-    /// Permits a new attempt for a proven device, or ends an open claim of any station. With its record line. Fails if
-    /// the device's last attempt has neither.
+    /// Permits a new attempt for a proven device, or ends an open claim of any station. Commits `lines` with it. Fails
+    /// if the device's last attempt is neither proven nor open.
     [[nodiscard]] bool recall(const QString& product, const QString& serial, const QString& reason,
                               std::span<const RecordRow> lines, Attempt& recalled, Fault& fault);
 
@@ -81,14 +81,14 @@ class Ledger {
     [[nodiscard]] bool addKey(const QByteArray& fingerprint, const QString& label, const QString& source, Fault& fault);
     [[nodiscard]] bool retireKey(const QByteArray& fingerprint, std::span<const RecordRow> lines, Fault& fault);
 
-    /// Begins the new epoch `epoch`, 8 random bytes, with its record line. `replaced` is the epoch of the head that
-    /// this epoch takes the place of.
+    /// Begins the new epoch `epoch`, 8 random bytes, and commits `lines` with it. `replaced` is the epoch of the head
+    /// that it replaces.
     [[nodiscard]] bool newEpoch(const QByteArray& epoch, const QByteArray& replaced, std::span<const RecordRow> lines,
                                 Fault& fault);
-    /// Whether a later epoch took the place of `epoch`.
+    /// Whether a later epoch has replaced `epoch`.
     [[nodiscard]] bool isReplaced(const QByteArray& epoch, bool& result, Fault& fault);
 
-    /// Marks the IVs of images that were made without this ledger as used. Counts those that were new.
+    /// Marks the IVs of images that were made without this ledger as used. `added` is the number of IVs that were new.
     [[nodiscard]] bool importIvs(std::span<const IvUse> ivs, const QString& origin, std::span<const RecordRow> lines,
                                  qint64& added, Fault& fault);
 

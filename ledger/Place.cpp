@@ -14,7 +14,7 @@ namespace {
 
 constexpr int longestPatience = 600;
 
-// Options of libpq that a URL may set as they are. Others could undo what the ledger sets itself.
+// Options of libpq that a URL may set. Others could undo the ledger's own settings.
 constexpr std::array passedOptions = {
     "hostaddr", "passfile",    "service",    "sslcert",         "sslcrl",     "sslkey",
     "sslmode",  "sslrootcert", "gssencmode", "channel_binding", "krbsrvname", "target_session_attrs",
@@ -95,7 +95,7 @@ bool readPlace(const QString& text, Place& place, Fault& fault) {
         if (text.isEmpty() || text.contains(QChar::Null)) {
             return failed(QStringLiteral("the path of the ledger is empty or contains NUL"), fault);
         }
-        // Not cleaned: ".." after a symbolic link isn't the folder before it.
+        // The path isn't cleaned, because ".." after a symbolic link doesn't lead to the folder that contains the link.
         read.path = QDir::isAbsolutePath(text) ? text : QDir::currentPath() + u'/' + text;
         read.shown = text;
     }

@@ -11,7 +11,7 @@ struct Fault;
 /// The place of a ledger: a file, or a database of a server.
 struct Place {
     Dialect dialect = Dialect::sqlite;
-    QString path;  ///< absolute; of the file
+    QString path;  ///< absolute path of the file
     QString host;
     int port = -1;
     QString database;
@@ -19,7 +19,7 @@ struct Place {
     QString password;
     QString options;    ///< further options of libpq, in the form of QSqlDatabase::setConnectOptions
     int patience = 10;  ///< seconds for a connection or a statement; connect_timeout of the URL
-    QString shown;      ///< for messages: without a password
+    QString shown;      ///< the place in messages, without a password
 };
 
 /// Reads a path, or a URL postgresql://[user[:password]@][host][:port]/[database][?option=value&...]. The options are

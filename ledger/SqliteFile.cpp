@@ -100,7 +100,7 @@ QString mountTypeOf(dev_t device) {
     }
     const QByteArray wanted = QByteArray::number(major(device)) + ':' + QByteArray::number(minor(device));
     for (const QByteArray& line : file.readAll().split('\n')) {
-        // "36 35 98:0 /root /mount options optional... - type source options"
+        // A line is "36 35 98:0 /root /mount options optional... - type source options".
         const QList<QByteArray> fields = line.split(' ');
         const qsizetype dash = fields.indexOf("-");
         if (fields.size() > 2 && fields.at(2) == wanted && dash >= 0 && dash + 1 < fields.size()) {
@@ -130,7 +130,7 @@ QString networkFileSystem(std::uint64_t type, const QString& mountType) {
             return QString::fromLatin1(row.name);
         }
     }
-    // "fuseblk" is on a disk of this machine. Others may be anywhere.
+    // A "fuseblk" file system is on a disk of this machine. Other FUSE file systems may be anywhere.
     if (type == fuseType && mountType != QLatin1String("fuseblk")) {
         return mountType.isEmpty() ? QStringLiteral("FUSE") : mountType;
     }
@@ -210,7 +210,7 @@ bool SqliteFile::look(const QString& path, Fault& fault) {
 }
 
 bool SqliteFile::lockStation(const QString& station, Fault& fault) {
-    // One lock file for all names that lead to the ledger.
+    // All names that lead to the ledger share one lock file.
     const QString path = QFileInfo(path_).canonicalFilePath() + QStringLiteral("-lock");
     lock_ = open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0660);
     if (lock_ < 0) {
@@ -220,7 +220,7 @@ bool SqliteFile::lockStation(const QString& station, Fault& fault) {
     if (!sha256({station.toUtf8()}, digest)) {
         return failed(QStringLiteral("SHA-256 isn't available"), fault);
     }
-    // One byte of the file's range per station, at an offset below 2^62.
+    // Each station locks one byte of the lock file, at an offset below 2^62.
     struct flock one {};
     one.l_type = F_WRLCK;
     one.l_whence = SEEK_SET;

@@ -21,7 +21,7 @@ struct Summary {
         QString product;
         QString serial;
         qint64 failures = 0;
-        QString reason;  ///< of the last failure
+        QString reason;  ///< reason of the last failure
         qint64 time = 0;
     };
     struct Bucket {
@@ -34,7 +34,7 @@ struct Summary {
     struct Key {
         QByteArray fingerprint;
         QString label;   ///< empty if only the IVs of the key are in the ledger
-        QString source;  ///< like the label
+        QString source;  ///< empty if `label` is
         bool isRetired = false;
         qint64 firstUse = 0;
         qint64 ivs = 0;
@@ -59,8 +59,8 @@ struct Summary {
     static constexpr qint64 buckets = 60;
 
     QList<Product> products;
-    QList<Trouble> troubles;  ///< the latest, at most mostTroubles
-    qint64 troubleCount = 0;  ///< all of them
+    QList<Trouble> troubles;  ///< the latest ones, at most mostTroubles
+    qint64 troubleCount = 0;  ///< number of all devices with a failed attempt
     qint64 bucketLength = 0;  ///< milliseconds
     QList<Bucket> outcomes;   ///< at most `buckets`, from the first outcome to the last, without gaps
     QList<Key> keys;

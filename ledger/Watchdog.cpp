@@ -34,7 +34,7 @@ bool Watchdog::disarm() {
 }
 
 void Watchdog::run() {
-    // Signals are for the threads of the caller.
+    // This thread blocks all signals, so that the caller's threads receive them.
     sigset_t all;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, nullptr);

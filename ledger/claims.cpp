@@ -230,7 +230,8 @@ class Claiming {
             !connection_.insert(ivTarget, ivs, addedIvs, fault)) {
             return Connection::Step::fail;
         }
-        // Another station was faster with a device or an IV. The repeated transaction sees which.
+        // If a row was ignored, another station was faster with a device or an IV. The repeated transaction finds out
+        // which.
         return addedClaims == claims.size() && addedIvs == ivs.size() ? Connection::Step::commit
                                                                       : Connection::Step::again;
     }
@@ -286,7 +287,7 @@ bool Ledger::openClaims(QList<Attempt>& attempts, Fault& fault) {
     for (const Row& row : rows) {
         found += {row.value(1).toString(), row.value(2).toString(), row.value(3).toInt()};
     }
-    // All claims before the first open one have ended, for ever.
+    // All claims before the first open one have ended, and an end is final.
     const qint64 settled =
         rows.isEmpty() ? numbers.value(0).value(1).toLongLong() : rows.at(0).value(4).toLongLong() - 1;
     if (connection_->isStation() && settled - numbers.value(0).value(2).toLongLong() >= settledStep) {

@@ -6,7 +6,7 @@
 
 namespace ledger {
 
-// Each fills the fault and returns false.
+// Each of these functions fills the fault and returns false.
 [[nodiscard]] inline bool reject(Fault::Kind kind, const QString& text, Fault& fault) {
     fault = {kind, text};
     return false;

@@ -33,7 +33,7 @@ bool checkLine(const RecordRow& row, qint64 expected, Fault& fault) {
     return true;
 }
 
-// Most lines are sorted out without parsing them.
+// The search for the member excludes most lines, so that they needn't be parsed.
 bool isCheckpoint(const QByteArray& line) {
     return line.contains("\"kind\":\"checkpoint\"") &&
            QJsonDocument::fromJson(line).object().value(QLatin1String("kind")) == QLatin1String("checkpoint");

@@ -15,8 +15,10 @@ struct Fault {
     enum class Kind {
         none,
         unreachable,  ///< the server doesn't answer, or the file is locked: the same call may succeed later
-        refused,  ///< this ledger can't be used: not ours, newer, damaged, older than its known head, another station
-        failed,   ///< anything else; the text has the reason
+        /// This ledger can't be used: it isn't one, is newer than this program, damaged or older than its known head,
+        /// or another process uses the station's name.
+        refused,
+        failed,  ///< anything else; the text has the reason
     };
     Kind kind = Kind::none;
     QString text;
@@ -87,7 +89,7 @@ struct Head {
     QByteArray epoch;    ///< 8 bytes
     qint64 claims = 0;   ///< claims of this station
     qint64 records = 0;  ///< number of the last record line of this station
-    QByteArray hash;     ///< of that line; 32 bytes, empty if there is none
+    QByteArray hash;     ///< hash of that line, 32 bytes; empty if there is none
 };
 
 /// A block of nonces that no other station gets: the epoch and the counters from `first` to `first + count - 1`.

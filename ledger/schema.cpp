@@ -17,7 +17,7 @@ namespace {
 struct Table {
     const char* name;
     const char* columns;
-    bool isClustered;  // on its primary key: for small rows with long keys
+    bool isClustered;  // WITHOUT ROWID in SQLite, which suits small rows with long keys
 };
 
 constexpr std::array tables = {

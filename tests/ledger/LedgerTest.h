@@ -35,11 +35,11 @@ class LedgerTest : public testing::TestWithParam<Backend> {
 /// The rules of docs/ledger.md for the roles.
 [[nodiscard]] QByteArray roleStatements();
 
-/// One of a test's fingerprints and parts.
+/// The fingerprint of a key, and the part of an IV, with this number.
 [[nodiscard]] QByteArray fingerprint(int number);
 [[nodiscard]] QByteArray part(int number, qsizetype size = 8);
 
-/// A line with its chain, after `before`.
+/// A line that continues the record after `before`.
 [[nodiscard]] ledger::RecordRow lineAfter(const ledger::RecordRow& before, const QByteArray& kind = "device");
 
 [[nodiscard]] ledger::ClaimRequest request(const char* serial, std::initializer_list<int> parts = {});

@@ -62,7 +62,8 @@ TEST_P(LedgerTest, ClaimsADeviceOnce) {
 
 TEST_P(LedgerTest, GivesAnIvOnce) {
     const auto station = open("one");
-    // Within one request, within one call, and in a later call. Another key or a longer part is another IV.
+    // An IV can't be used twice within one request, within one call, or in a later call. Another key or a longer part
+    // makes another IV.
     EXPECT_EQ(kinds(claimAll(*station, {request("A", {1, 1}), request("B", {1}), request("C", {1}),
                                         request("D", {2, 1}), request("E", {2})})),
               "ivUsed claimed ivUsed ivUsed claimed");
@@ -592,7 +593,7 @@ TEST_P(LedgerTest, RefusesChangesOfEveryTable) {
             }
         }
     }
-    // The list above has all tables.
+    // Checks that the list above has all tables.
     std::sort(known.begin(), known.end());
     const QByteArray listed =
         isSqlite()

@@ -118,7 +118,7 @@ bool PostgresServer::initialize() {
     if (!isGood) {
         fault_ = QStringLiteral("initdb failed: ") + QString::fromUtf8(output);
     }
-    // The role with a password is the only one that needs it.
+    // Only the role "guarded" has to give a password.
     QFile rules(folder_.filePath(QStringLiteral("data/pg_hba.conf")));
     if (isGood && rules.open(QIODevice::ReadWrite)) {
         const QByteArray old = rules.readAll();
@@ -152,7 +152,7 @@ bool PostgresServer::start() {
 void PostgresServer::signalAll(int number) const {
     const qint64 parent = server_.processId();
     if (parent > 0) {
-        // The parent stops first, so that it can't start others.
+        // The parent stops first, so that it can't start further processes.
         const auto pid = static_cast<pid_t>(parent);
         if (number != SIGCONT) {
             ::kill(pid, SIGSTOP);

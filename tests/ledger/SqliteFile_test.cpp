@@ -103,7 +103,7 @@ TEST(SqliteFile, RefusesOtherFilesAndLeavesThemUntouched) {
             }
         }
     }
-    // Foreign files got no files beside them.
+    // No file was made beside a refused file.
     for (const char* const name : {"other-id", "no-id", "version-999", "text", "empty", "short"}) {
         for (const char* const end : {"-wal", "-shm", "-lock", "-journal"}) {
             EXPECT_FALSE(QFile::exists(folder.path(name) + QLatin1String(end))) << name << end;
@@ -132,19 +132,19 @@ Flipped judgeFlipped(const TempFolder& folder, QByteArray bytes, qsizetype at) {
 TEST(SqliteFile, SurvivesFlippedBytes) {
     const TempFolder folder;
     const QByteArray good = filledLedger(folder);
-    // All of the header. Some numbers of it have no meaning for the content.
+    // Damages each byte of the header. Some of its numbers don't affect the content.
     int refused = 0;
     for (qsizetype at = 0; at < 100; ++at) {
         refused += judgeFlipped(folder, good, at) == Flipped::refused ? 1 : 0;
     }
     EXPECT_GT(refused, 30);
-    // Some bytes of each page.
+    // Damages some bytes of each page.
     int noticed = 0;
     for (qsizetype at = 100; at < good.size(); at += 797) {
         noticed += judgeFlipped(folder, good, at) != Flipped::unnoticed ? 1 : 0;
     }
     EXPECT_GT(noticed, 10);
-    // Each byte of a line of the record, and of its hash after "number" in the row.
+    // Damages each byte of a line of the record, and the bytes of the row before it, which contain the hash.
     const qsizetype line = good.indexOf(R"("number":7,)");
     ASSERT_GT(line, 0);
     for (qsizetype at = line - 50; at < line + 90; ++at) {
@@ -260,7 +260,7 @@ TEST(SqliteFile, AKilledProcessLeavesWholeCommits) {
         EXPECT_EQ(findings(station), "");
         QList<ledger::Attempt> attempts;
         ASSERT_TRUE(station.openClaims(attempts, fault)) << text(fault);
-        // Each reported commit is there; of each round, one more may be.
+        // Each reported commit is there. Each round may have made one more commit without reporting it.
         EXPECT_GE(attempts.size(), finished);
         EXPECT_LE(attempts.size(), finished + round + 1);
     }

@@ -47,7 +47,7 @@ TEST_P(Outages, ARepeatedCallSettlesAnUnknownCommit) {
     ledger::RecordRow line;
     for (const CuttingProxy::Cut cut : {CuttingProxy::Cut::beforeCommit, CuttingProxy::Cut::afterCommit}) {
         const bool isCommitted = cut == CuttingProxy::Cut::afterCommit;
-        // A claim: the same request twice shows that the repeated call keeps the results of the first.
+        // Claims the same device twice. The repeated call must give the results of the first call.
         const QByteArray serial = "device" + QByteArray::number(++number);
         const std::array requests = {request(serial.constData(), {number}), request(serial.constData(), {number + 100}),
                                      request((serial + "x").constData(), {number})};
@@ -55,7 +55,7 @@ TEST_P(Outages, ARepeatedCallSettlesAnUnknownCommit) {
         proxy.cutNext(cut);
         ASSERT_FALSE(station.claim(requests, results, fault));
         EXPECT_EQ(fault.kind, Fault::Kind::unreachable) << text(fault);
-        // The answer is lost as soon as the server has committed.
+        // The connection is cut before or after the server's commit.
         EXPECT_EQ(sql("SELECT count(*) FROM claim WHERE serial = '" + serial + "'"), isCommitted ? "1\n" : "0\n");
         ASSERT_TRUE(station.claim(requests, results, fault)) << text(fault);
         EXPECT_STREQ(name(results[0].kind), "claimed");
@@ -260,7 +260,7 @@ TEST_P(Outages, SetUpFaultsAreReportedWithoutThePassword) {
     EXPECT_TRUE(
         opened.open(url("guarded:right-secret", database), Ledger::Access::station, QStringLiteral("one"), fault))
         << text(fault);
-    // The password file of libpq, and a refused lease that doesn't show it.
+    // libpq reads the password from a file.
     const QString passwords = folder.write("passwords", "*:*:*:guarded:right-secret\n");
     ASSERT_TRUE(QFile::setPermissions(passwords, QFile::ReadOwner | QFile::WriteOwner));
     qputenv("PGPASSFILE", passwords.toUtf8());

@@ -24,7 +24,7 @@ class Planner {
     Planner(const ProductionJob& job, const JobKeys& keys, const SiteSecret& site, DevicePlan& plan)
         : job_(job), keys_(keys), site_(site), plan_(plan) {}
 
-    /// Takes the keys that only this device has, and its nonces.
+    /// Adds the keys that only this device has, and its nonces, to its files in memory.
     [[nodiscard]] bool takeSecrets(NonceSource& nonces, QString& fault) {
         QList<JobKeys::DeviceKey> own;
         if (!keys_.ofDevice(plan_.task.serial, own, fault)) {
@@ -88,7 +88,8 @@ class Planner {
         return true;
     }
 
-    /// Reads a file that the user brings, and lets the step read these bytes, so that they can't change until then.
+    /// Reads a file of the user, and lets the step read these bytes from memory, so that they can't change before the
+    /// step runs.
     [[nodiscard]] bool bring(qsizetype index, const char* field, const QString& path, QByteArray& bytes,
                              QString& fault) {
         if (!readKeyBytes(path, bytes, fault)) {
@@ -137,7 +138,7 @@ class Planner {
         return true;
     }
 
-    /// The bytes that addMemory was given for this path.
+    /// The bytes for which addMemory() returned this path.
     [[nodiscard]] QByteArray memoryAt(const QString& path) const {
         return plan_.task.memory.value(path.section(u'/', -1).toInt() - firstMemoryFile);
     }

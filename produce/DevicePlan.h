@@ -34,7 +34,7 @@ struct DevicePlan {
     DeviceTask task;
     QList<StepIv> ivs;
     QList<StepKey> keys;
-    ledger::Attempt attempt;  ///< once it is claimed
+    ledger::Attempt attempt;  ///< set when the device is claimed
 };
 
 /// Nonces from the leases of a ledger: the epoch (8 bytes), then the counter, big-endian.
@@ -42,7 +42,7 @@ class NonceSource {
   public:
     void use(const ledger::Lease& lease);
     [[nodiscard]] qint64 left() const;
-    /// The next nonce of `size` bytes, at least 12. The source has one left.
+    /// The next nonce, of `size` bytes, at least 12. Call this only if left() isn't 0.
     [[nodiscard]] QByteArray next(int size);
 
   private:
@@ -53,8 +53,8 @@ class NonceSource {
 /// The number of nonces that a device of this job needs from the ledger.
 [[nodiscard]] qint64 noncesNeeded(const ProductionJob& job);
 
-/// Plans a device: takes its nonces, reads the keys and nonces that the user brings, and computes the IVs to claim.
-/// False if such a file can't be read or doesn't fit; `fault` is one sentence.
+/// Plans a device: takes its nonces, reads the user's keys and nonces, and computes the IVs to claim. False if one of
+/// these files can't be read or has a wrong size; `fault` is one sentence.
 [[nodiscard]] bool planDevice(const ProductionJob& job, const JobKeys& keys, const SiteSecret& site,
                               const DeviceRow& row, const QString& folder, NonceSource& nonces, DevicePlan& plan,
                               QString& fault);

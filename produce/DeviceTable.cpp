@@ -23,7 +23,7 @@ constexpr qsizetype longestRow = qsizetype{64} << 10;
 constexpr qsizetype longestValue = 8192;  // as in a job
 constexpr qsizetype mostColumns = 256;
 
-/// Names in the folder of a production that the runner needs itself.
+/// Names in the output folder that the runner uses. A serial can't be one of them.
 constexpr std::array reservedNames = {"void", "making", "record.jsonl"};
 
 constexpr char byteOrderMark[] = "\xEF\xBB\xBF";
@@ -61,7 +61,8 @@ QByteArrayView DeviceTable::record() const {
     return QByteArrayView(buffer_).sliced(start_, recordEnd_ - start_);
 }
 
-/// `at` is an offset in the buffer, in the current record.
+/// Fills `fault` with the line and column of the offset `at` in the buffer, which is in the current record. Returns
+/// false.
 bool DeviceTable::refuse(qsizetype at, const QString& text, TableFault& fault) const {
     const QByteArrayView before = QByteArrayView(buffer_).sliced(start_, std::clamp(at, start_, filled_) - start_);
     const qsizetype lastBreak = before.lastIndexOf('\n');
@@ -82,7 +83,7 @@ bool DeviceTable::open(const QString& path, const QStringList& columns, TableFau
         return false;
     }
     buffer_.resize(readSize);
-    // A mark at the beginning isn't a part of the first name.
+    // A byte order mark at the beginning isn't a part of the first name.
     while (filled_ < 3 && !isAtEnd_) {
         if (!fill(fault)) {
             return false;
@@ -97,7 +98,7 @@ bool DeviceTable::open(const QString& path, const QStringList& columns, TableFau
     return isJson_ || readHeader(fault);
 }
 
-/// Reads more bytes, after the current record has moved to the start of the buffer.
+/// Reads more bytes. If the buffer has little room, first moves the current record to its start.
 bool DeviceTable::fill(TableFault& fault) {
     if (start_ > 0 && buffer_.size() - filled_ < readSize) {
         char* const bytes = buffer_.data();
@@ -140,7 +141,7 @@ bool DeviceTable::findLineEnd(qsizetype from, qsizetype& end, TableFault& fault)
     }
 }
 
-/// Moves to the next record, over empty lines.
+/// Moves to the next record and skips empty lines.
 bool DeviceTable::skipEmptyLines(TableFault& fault) {
     const QByteArrayView last = record();
     line_ += std::count(last.begin(), last.end(), '\n');
@@ -429,7 +430,8 @@ qint64 SerialSet::add(QStringView serial, qint64 line) {
     std::transform(serial.begin(), serial.begin() + size, folded.begin(), [](QChar c) {
         return static_cast<char>(c >= u'A' && c <= u'Z' ? c.unicode() + ('a' - 'A') : c.unicode());
     });
-    // Equal hashes count as equal serials. With a random seed, 100,000 serials share one by chance once in 10^9 tables.
+    // Equal hashes count as equal serials. The seed is random: of 10^9 tables with 100,000 serials each, about one has
+    // two different serials with the same hash.
     const std::size_t hash = std::max<std::size_t>(qHashBits(folded.data(), static_cast<std::size_t>(size), seed_), 1);
     const auto mask = static_cast<std::size_t>(entries_.size() - 1);
     for (std::size_t at = hash & mask;; at = (at + 1) & mask) {

@@ -19,7 +19,7 @@ struct TableFault {
 /// One device of the table.
 struct DeviceRow {
     QString serial;
-    QStringList values;  ///< of the columns that the job needs, in their order
+    QStringList values;  ///< values of the columns that the job needs, in the order of the columns
     qint64 line = 0;     ///< the first line of the row
 };
 
@@ -42,11 +42,13 @@ class DeviceTable {
 
     /// Opens the table at `path`, "-" for standard input, and reads its header. `columns` are those that the job needs.
     [[nodiscard]] bool open(const QString& path, const QStringList& columns, TableFault& fault);
-    /// Reads what a pipe has. False if `next` would wait: for a line, not for the further lines of a quoted field.
+    /// Reads the bytes that a pipe has now. False if `next` would wait for a line. If the line ends inside a quoted
+    /// field, `next` waits nevertheless.
     [[nodiscard]] bool isReady();
     /// Reads the next row. `row` is unchanged unless the result is `row`.
     [[nodiscard]] Next next(DeviceRow& row, TableFault& fault);
-    /// The place of a value of the row that `next` returned last; -1 is the serial. Its text is empty.
+    /// The place of the value with this index in the row that `next` returned last; -1 is the serial. The text of the
+    /// result is empty.
     [[nodiscard]] TableFault placeOf(qsizetype value) const;
 
   private:
@@ -79,16 +81,16 @@ class DeviceTable {
     QStringList columns_;
     bool isJson_ = false;
     QByteArray buffer_;
-    qsizetype start_ = 0;      // of the current record in the buffer
-    qsizetype recordEnd_ = 0;  // after its line break
+    qsizetype start_ = 0;      // offset of the current record in the buffer
+    qsizetype recordEnd_ = 0;  // offset after the line break of the current record
     qsizetype filled_ = 0;     // bytes of the buffer that were read
     bool isAtEnd_ = false;
-    qint64 line_ = 1;             // of the current record
-    QList<Field> fields_;         // of the current record
+    qint64 line_ = 1;             // first line of the current record
+    QList<Field> fields_;         // fields of the current record
     QList<qsizetype> positions_;  // of the serial and the columns: indexes of fields
 };
 
-/// Finds serials that occur twice, without their case. Keeps a hash and a line of each row.
+/// Finds serials that occur twice, in upper or lower case. Keeps the hash of the serial and the line of each row.
 class SerialSet {
   public:
     SerialSet();

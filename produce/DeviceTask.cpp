@@ -6,7 +6,7 @@
 
 namespace produce {
 
-// Qt's templates for lists find these only in the namespace of the types.
+// Qt's templates for lists find these operators only in the namespace of the types.
 
 static QDataStream& operator<<(QDataStream& stream, const FieldPath& field) {
     return stream << field.step << field.field << field.path;

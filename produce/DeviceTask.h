@@ -28,11 +28,11 @@ struct FieldPath {
 struct DeviceTask {
     quint64 id = 0;
     QString serial;
-    QStringList values;                ///< of the job's columns
+    QStringList values;                ///< values of the job's columns
     QString folder;                    ///< a new folder, which the worker makes
     QList<QByteArray> memory;          ///< nonces and keys of the device
-    QStringList noncePaths;            ///< by step, as in `Device`
-    QHash<QString, QString> keyPaths;  ///< of the keys that only this device has, by name
+    QStringList noncePaths;            ///< paths of the nonces by step, as in `Device`
+    QHash<QString, QString> keyPaths;  ///< paths of the keys that only this device has, by name
     QList<FieldPath> fieldPaths;
 };
 
@@ -46,7 +46,7 @@ struct ProofTask {
 
 /// A file that a step read or made.
 struct FileDigest {
-    QString field;  ///< of an input
+    QString field;  ///< the field that names an input; empty for an output
     QString path;
     bool isSecret = false;  ///< the digest must not be published, since it confirms guesses
     qint64 size = 0;

@@ -13,7 +13,7 @@ namespace produce {
 ///   OUT/void/SERIAL-ATTEMPT/      the files of an attempt that isn't proven, or was recalled
 ///   OUT/record.jsonl              the record
 ///   OUT/.qvora/STATION/making/    the devices in progress
-///   OUT/.qvora/STATION/head.json  what the ledger knew last
+///   OUT/.qvora/STATION/head.json  the last known head of the ledger
 class LineFolders {
   public:
     /// Makes the folders that don't exist.
@@ -25,7 +25,8 @@ class LineFolders {
     [[nodiscard]] QString makingPath(const QString& serial) const;
     [[nodiscard]] QString devicePath(const QString& serial) const;
 
-    /// Moves a device that was made to its place. An older folder there, of a recalled attempt, is moved to `void`.
+    /// Moves the folder of a proven device from `making` to OUT/SERIAL. An older folder there, of a recalled attempt,
+    /// is moved to `void`.
     [[nodiscard]] bool publish(const ledger::Attempt& attempt, QString& fault) const;
     /// Moves the files of an attempt in progress to `void`. With `isPublished`, also moves the device's folder.
     [[nodiscard]] bool discard(const ledger::Attempt& attempt, bool isPublished, QString& fault) const;

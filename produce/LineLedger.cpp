@@ -74,7 +74,7 @@ LineLedger::LineLedger(const Line& line, Report report, std::function<bool()> go
     : line_(line), report_(std::move(report)), goesOn_(std::move(goesOn)), check_(line.job, line.folders.out()) {
 }
 
-/// Calls an operation of the ledger, again and again while it doesn't answer.
+/// Calls an operation of the ledger, and repeats it as long as the ledger doesn't answer.
 bool LineLedger::call(const std::function<bool(ledger::Fault&)>& operation, QString& fault) {
     for (;;) {
         ledger::Fault reason;
@@ -130,7 +130,7 @@ bool LineLedger::open(qint64& recovered, QString& fault) {
     return commit(batch, isFinal, fault) && line_.folders.flush(fault);
 }
 
-/// Reads the lines since the last checkpoint again, which the next checkpoint covers.
+/// Reads the lines after the last checkpoint, because the next checkpoint covers them.
 bool LineLedger::loadPending(QString& fault) {
     ledger::Fault reason;
     qint64 after = qMax<qint64>(0, head_.records - 2 * checkpointLines);
@@ -232,7 +232,7 @@ bool LineLedger::claim(const QList<DeviceRow>& rows) {
             plans.append(made);
         }
     }
-    // A nonce of the ledger can share its IV with a nonce that a user gave. That is as rare as a right guess; the
+    // A nonce of the ledger can lead to the same IV as a nonce of the user. That is as rare as a lucky guess. The
     // device then gets another nonce.
     for (int i = 0; i < mostNewNonces && !plans.isEmpty(); ++i) {
         QList<DevicePlan> again;
@@ -303,7 +303,7 @@ void LineLedger::reportClaim(DevicePlan& plan, const ledger::ClaimResult& result
         case Kind::heldByOther:
             event.kind = LineEvent::Kind::held;
             event.text = QStringLiteral("the station %1 has claimed it").arg(result.station);
-            event.plan = std::move(plan);  // the row, with which the run asks again
+            event.plan = std::move(plan);  // the run asks again with the plan's row
             break;
         case Kind::heldHere:
             event.text = QStringLiteral("this run has claimed it before");
@@ -324,13 +324,13 @@ void LineLedger::reportClaim(DevicePlan& plan, const ledger::ClaimResult& result
     report_(std::move(event));
 }
 
-/// Moves the files of a device to their place.
+/// Moves the files of a proven device to its folder, and those of any other device to `void`.
 bool LineLedger::place(const MadeDevice& device, QString& fault) const {
     return device.result.isProven ? line_.folders.publish(device.plan.attempt, fault)
                                   : line_.folders.discard(device.plan.attempt, false, fault);
 }
 
-/// Puts a checkpoint first if enough lines were committed since the last one.
+/// Adds a checkpoint to an empty batch if enough lines were committed since the last one.
 void LineLedger::addCheckpoint(Batch& batch) {
     QJsonObject body;
     if (pending_.lines() >= checkpointLines &&
@@ -392,7 +392,8 @@ bool LineLedger::commitDevices(QList<MadeDevice>& devices, QString& fault) {
         if (std::find(isFinal.begin(), isFinal.end(), 0) == isFinal.end()) {
             break;
         }
-        // A user or another station has ended the attempt. Its files are void, and it has its line in another record.
+        // A user or another station has ended the attempt, and written its line in another record. The files are moved
+        // to `void`.
         QList<MadeDevice> left;
         for (qsizetype i = 0; i < devices.size(); ++i) {
             if (isFinal[static_cast<std::size_t>(i)] != 0) {

@@ -27,7 +27,7 @@ struct Line {
     QString ledgerPlace;
 };
 
-/// A device whose making has ended.
+/// A device whose steps have ended, or won't run.
 struct MadeDevice {
     DevicePlan plan;
     DeviceResult result;
@@ -39,10 +39,10 @@ struct MadeDevice {
 struct LineEvent {
     enum class Kind {
         claimed,      ///< `plan` can be made
-        proven,       ///< committed; `wasBefore` if by an earlier run
-        failed,       ///< committed
-        refused,      ///< before it was claimed
-        interrupted,  ///< committed
+        proven,       ///< its proof is committed; with `wasBefore`, by an earlier run
+        failed,       ///< its failure is committed
+        refused,      ///< it wasn't claimed
+        interrupted,  ///< its interruption is committed
         held,         ///< another station makes it
         checkpoint,
         unreachable,  ///< the ledger doesn't answer; the call is repeated
@@ -56,8 +56,8 @@ struct LineEvent {
     bool wasBefore = false;
 };
 
-/// The only place where a run writes: the ledger, the record and the folders of devices, in the order that makes a
-/// crash harmless.
+/// Makes all changes of a run to the ledger, the record and the folders of finished devices, in an order in which a
+/// crash does no harm.
 ///
 /// A claim is committed before anything is made. A device that was made is moved to its place, the disk is flushed, and
 /// then its end and its line of the record are committed together. So after a crash an open claim means that the device
@@ -65,7 +65,7 @@ struct LineEvent {
 class LineLedger {
   public:
     using Report = std::function<void(LineEvent&& event)>;
-    /// `goesOn` says whether to try again when the ledger doesn't answer.
+    /// If the ledger doesn't answer, `goesOn` decides whether to try again.
     LineLedger(const Line& line, Report report, std::function<bool()> goesOn);
 
     /// Opens ledger and record, compares the ledger with its known head, ends the claims of an interrupted run, and
@@ -102,7 +102,7 @@ class LineLedger {
     RecordFile recordFile_;
     RowCheck check_;
     record::Pending pending_;
-    record::DeviceCounts devices_;  ///< lines of this run
+    record::DeviceCounts devices_;  ///< counts of this run's device lines
     NonceSource nonces_;
     quint64 lastId_ = 0;
     bool isUnreachable_ = false;

@@ -12,7 +12,7 @@ namespace produce {
 
 namespace {
 
-// A commit costs the same for one device and for many, so a busy run waits a little for more.
+// A commit costs the same for one device and for many, so a busy run waits a little for more devices.
 constexpr qsizetype fullBatch = 64;
 constexpr qint64 longestWait = 40;  // milliseconds
 constexpr qsizetype mostRowsAtOnce = 64;
@@ -71,7 +71,8 @@ LineRun::End LineRun::run(DeviceSource& source) {
     }
 }
 
-/// Takes the publisher's events. Reads first whether it is busy, because its events arrive before it is idle.
+/// Handles the publisher's events. First reads whether the publisher has work, because it reports the events of its
+/// work before it counts the work as done.
 void LineRun::takeEvents() {
     claims_ = publisher_.claimsWaiting();
     const bool isFinishing = publisher_.finishesWaiting() > 0;
@@ -115,7 +116,7 @@ void LineRun::handOut() {
     }
 }
 
-/// Devices that were claimed and not begun are ended, so that no claim stays open.
+/// Ends the devices that were claimed but not begun, so that no claim stays open.
 void LineRun::interruptRest() {
     for (DevicePlan& plan : toMake_) {
         wipeMemory(plan);
@@ -180,7 +181,7 @@ void LineRun::submitRows(DeviceSource& source) {
     }
 }
 
-/// Asks again for the devices of other stations: they are proven soon, or can be made here.
+/// Asks again for devices that other stations had claimed. By now they may be proven, or this station can make them.
 void LineRun::retryHeld() {
     if (held_.isEmpty() || isStopping_ || !isSourceAtEnd_ || !isQuiet() || retries_ >= mostRetries ||
         lastRetry_.elapsed() < retryMilliseconds) {
@@ -192,7 +193,7 @@ void LineRun::retryHeld() {
     publisher_.claim(std::exchange(held_, {}));
 }
 
-/// Whether no device is on its way.
+/// Whether no device is being claimed, made or committed.
 bool LineRun::isQuiet() const {
     return toMake_.empty() && inProgress_.isEmpty() && made_.isEmpty() && claims_ == 0 && inPublisher_ == 0;
 }
@@ -293,7 +294,7 @@ void LineRun::countEnd(LineEvent::Kind kind, const QString& serial, const QStrin
     }
 }
 
-/// Halts the run after too many failures in a row, in the order in which the devices were made.
+/// Halts the run after too many failures in a row, in the order in which the steps of the devices ended.
 void LineRun::countFailures(bool isProven) {
     failuresInRow_ = isProven ? 0 : failuresInRow_ + 1;
     if (options_.haltAfter > 0 && failuresInRow_ >= options_.haltAfter && !isStopping_) {

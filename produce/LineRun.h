@@ -23,7 +23,7 @@ class DeviceSource {
 
     /// The next device. `later` means that `descriptor` must become readable first.
     [[nodiscard]] virtual Next next(DeviceRow& row, QString& fault) = 0;
-    /// -1 if `next` never returns `later`.
+    /// The descriptor to wait for; -1 if `next` never returns `later`.
     [[nodiscard]] virtual int descriptor() const { return -1; }
 };
 

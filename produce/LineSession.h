@@ -21,8 +21,8 @@ class LineSession {
     LineSession(const LineSession&) = delete;
     LineSession& operator=(const LineSession&) = delete;
 
-    /// Opens it all, in the order that lets workers inherit nothing but the keys. False if anything is at fault; all
-    /// faults were printed, and nothing was started. `table` may be empty.
+    /// Opens all of it, in an order in which workers inherit nothing but the keys. False if there is a fault. All
+    /// faults were then printed, and no device was begun. `table` may be empty.
     [[nodiscard]] bool open(const calls::Call& call, const QString& table, int mostWorkers);
 
     /// The devices in the table; -1 if they can't be counted before the run.
@@ -61,7 +61,7 @@ class LineSession {
 /// option.
 [[nodiscard]] QString fileBeside(const calls::Call& call, const char* option, const char* ending, QString& fault);
 
-/// The name of the station, which names a folder; empty, with a fault, for a name that can't.
+/// The name of the station. Empty, with a fault, if a folder can't have this name.
 [[nodiscard]] QString stationOf(const calls::Call& call, QString& fault);
 
 }  // namespace produce

@@ -14,7 +14,7 @@ struct KeySource {
     QString path;   ///< absolute; it can be /proc/self/fd/N. Empty for a key in a token
     QString token;  ///< the PKCS #11 URI of a secret key
     QString use;    ///< the use that keys of devices are derived for; empty if the token's own key is used
-    int size = 16;  ///< of a derived key, in bytes: 16 or 32
+    int size = 16;  ///< size of a derived key in bytes: 16 or 32
 };
 
 /// A file that is copied into the device's folder before the step runs.
@@ -35,20 +35,20 @@ struct ProofArgument {
 struct Step {
     QString name;
     const jobs::JobRow* row = nullptr;
-    jobs::JobValues values;  ///< of all fields, including the initial values
+    jobs::JobValues values;  ///< values of all fields, including the initial values
     QList<Copy> copies;
     QList<ProofArgument> proof;  ///< replaces the derived options of the same names
     QStringList withoutProof;    ///< derived options that are left out
     bool derivesProof = true;
     int timeoutSeconds = 60;
-    QString place;            ///< in the job file, for messages: "steps[0]"
+    QString place;            ///< place in the job file, for messages: "steps[0]"
     QStringList savedFields;  ///< the ids of the values that are from a saved job
 };
 
 /// The steps that are run for each device, in their order.
 struct ProductionJob {
-    QString path;    ///< of the job file
-    QString folder;  ///< of the job file; relative paths start here
+    QString path;    ///< path of the job file
+    QString folder;  ///< folder of the job file; relative paths start here
     QString product;
     QList<KeySource> keys;
     QList<Step> steps;
@@ -59,7 +59,7 @@ struct ProductionJob {
     bool allowsDevelopmentKeys = false;
 };
 
-/// Whether the runner hands out a nonce for the step: its field "nonce" is {nonce}.
+/// Whether the step uses a nonce of the ledger: its field "nonce" is {nonce}.
 [[nodiscard]] bool usesNonce(const Step& step);
 
 /// The size of the nonce that the step's command needs: 12 or 16 bytes.

@@ -20,7 +20,7 @@ namespace produce {
 
 namespace {
 
-/// The last line of the opener's report, which has the verdict, or its first failure.
+/// The first failure in the opener's report. Without failures, its last line, which has the verdict.
 QString reasonOf(const inspect::Report& report) {
     if (!report.failures.empty()) {
         return report.failures.front().text;
@@ -28,7 +28,7 @@ QString reasonOf(const inspect::Report& report) {
     return QString::fromUtf8(inspect::printText(report).trimmed()).section(u'\n', -1);
 }
 
-/// Whether the rules of the formats are all that could be checked, and they are kept.
+/// Whether only the rules of the formats could be checked, and all files keep them.
 bool keepsRules(const inspect::Report& report) {
     return report.failures.empty() && !report.files.empty() &&
            std::all_of(report.files.begin(), report.files.end(), [](const inspect::Description& file) {

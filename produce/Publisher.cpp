@@ -18,8 +18,8 @@ Publisher::~Publisher() {
 }
 
 bool Publisher::start(qint64& recovered, QString& fault) {
-    // QThread::wait returns before the thread has freed what libraries keep for it, such as OpenSSL's random
-    // generators, and QThread::start doesn't report that there is no thread.
+    // A QThread isn't used: its wait() returns before libraries have freed their data of the thread, such as OpenSSL's
+    // random generators, and its start() doesn't report a failure.
     const auto run = [](void* publisher) -> void* {
         static_cast<Publisher*>(publisher)->loop();
         return nullptr;

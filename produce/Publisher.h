@@ -12,8 +12,8 @@
 
 namespace produce {
 
-/// Runs a LineLedger in a thread of its own, so that devices are made while the disk or the server is waited for. Work
-/// is done in the order of the calls.
+/// Runs a LineLedger in a thread of its own, so that the run can make devices while this thread waits for the disk or
+/// the server. Work is done in the order of the calls.
 class Publisher {
   public:
     explicit Publisher(const Line& line);
@@ -31,7 +31,7 @@ class Publisher {
     [[nodiscard]] int claimsWaiting() const { return claims_; }
     [[nodiscard]] int finishesWaiting() const { return finishes_; }
     [[nodiscard]] bool isIdle() const { return claims_ == 0 && finishes_ == 0 && ends_ == 0; }
-    /// Can be read when there are events.
+    /// A descriptor that can be read when there are events.
     [[nodiscard]] int descriptor() const { return signal_.get(); }
     [[nodiscard]] std::deque<LineEvent> takeEvents();
     /// Doesn't repeat calls to a ledger that doesn't answer.
@@ -64,7 +64,7 @@ class Publisher {
     std::atomic<int> finishes_ = 0;
     std::atomic<int> ends_ = 0;
     std::atomic<bool> isGivenUp_ = false;
-    bool hasAnswered_ = false;  // the ledger was opened, or couldn't be
+    bool hasAnswered_ = false;  // opening the ledger has succeeded or failed
     bool isOpen_ = false;
     qint64 recovered_ = 0;
     QString fault_;

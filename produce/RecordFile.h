@@ -9,8 +9,8 @@
 
 namespace produce {
 
-/// The file with a station's record. The ledger has the same lines and decides: lines that the file lacks are added
-/// when a run starts.
+/// The file with a station's record. The ledger has the same lines, and counts if they differ: lines that the file
+/// lacks are added when a run starts.
 class RecordFile {
   public:
     /// Opens the file for this process alone, and adds the lines that only the ledger has. A last line that a crash cut

@@ -24,12 +24,12 @@ class RunListener {
     RunListener(const RunListener&) = delete;
     RunListener& operator=(const RunListener&) = delete;
 
-    /// A device has ended, which is committed.
+    /// A device has ended, and its end is committed.
     virtual void deviceEnded(const QString& serial, Verdict verdict, const QString& reason) = 0;
     virtual void checkpointWritten() = 0;
     /// Something that the user should know.
     virtual void warn(const QString& text) = 0;
-    /// Called every second at least.
+    /// Called at least once a second.
     virtual void progressed(const RunCounts& counts) = 0;
 };
 

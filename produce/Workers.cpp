@@ -38,7 +38,7 @@ bool Workers::start(int count, const Making& making) {
             return false;
         }
         if (process == 0) {
-            // A worker must see the end of its own socket only.
+            // A worker keeps only its own end of its own socket, so that each end is open in one process only.
             static_cast<void>(own.close());
             workers_.clear();
             runWorker(other, making, runner);

@@ -24,7 +24,7 @@ class Workers {
     [[nodiscard]] bool start(int count, const Making& making);
 
     [[nodiscard]] qsizetype count() const { return static_cast<qsizetype>(workers_.size()); }
-    /// Whether a worker takes another task. Each has at most two, so that it never waits for the runner.
+    /// Whether a worker has room for another task. Each accepts two, so that it needn't wait for the runner.
     [[nodiscard]] bool hasRoom() const;
     /// Whether any worker still runs.
     [[nodiscard]] bool isAlive() const;
@@ -33,10 +33,10 @@ class Workers {
 
     /// The sockets to poll for results, -1 for a worker that ended.
     [[nodiscard]] std::vector<int> sockets() const;
-    /// Takes what worker `index` sent. If the worker ended, its tasks are failed.
+    /// Receives the results of worker `index`. If the worker has ended, its tasks have failed.
     void receiveFrom(std::size_t index, QList<DeviceResult>& results);
 
-    /// Ends all workers and what they started, at once.
+    /// Kills all workers and the processes that they started.
     void kill();
 
   private:

@@ -171,7 +171,8 @@ bool catchUp(const QString& path, const QString& station, ledger::Ledger& ledger
         fault = QStringLiteral("%1 can't be read: %2").arg(path, file.errorString());
         return false;
     }
-    // A changed line is noticed at the one after it, so the whole record is read before any of it is taken.
+    // A changed line is noticed only at the line after it, so the whole record is checked before any of its lines is
+    // put back.
     CatchingUp catching(ledger, fault);
     for (const bool takes : {false, true}) {
         record::RecordReader reader(file);

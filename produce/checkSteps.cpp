@@ -58,7 +58,7 @@ class Checker {
     ProductionJob& job_;
     QString& fault_;
     QSet<QString> usedKeys_;
-    QHash<QString, QString> outputs_;  // the place that names each
+    QHash<QString, QString> outputs_;  // output to the place that names it
 };
 
 bool Checker::refuse(const QString& place, const QString& text) {
@@ -86,7 +86,7 @@ bool Checker::checkStep(const Step& step) {
             return false;
         }
     }
-    // No field has the names of the files that are written into a folder.
+    // A command that writes into a folder chooses the names of the files, so no field contains them.
     for (const jobs::FieldRow* const row : jobs::fieldsOf(*step.row)) {
         const QString id = QLatin1String(row->id);
         const bool isShownOutput = isOutput(*row) && jobs::isShown(*row, step.values);

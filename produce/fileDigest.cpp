@@ -16,7 +16,8 @@ namespace {
 
 constexpr qint64 leastPiece = 512;
 constexpr qint64 pieceSize = 128 << 10;
-// More entries than a run has common inputs. Inputs that differ from device to device would fill the memory.
+// More entries than a run has common inputs. Without a limit, inputs that differ from device to device would fill the
+// memory.
 constexpr qsizetype mostEntries = 1024;
 
 bool isSame(const struct stat& a, const struct stat& b) {
@@ -34,7 +35,7 @@ bool digestFile(const QString& path, FileDigest& digest) {
     if (!file.isOpen() || fstat(file.get(), &status) != 0 || !hash.start()) {
         return false;
     }
-    // Most files are small, and the piece is wiped. One byte more finds the end of the file.
+    // A small file gets a small piece, because the whole piece is wiped. One byte more detects the end of the file.
     QByteArray piece(std::clamp<qint64>(status.st_size + 1, leastPiece, pieceSize), Qt::Uninitialized);
     const WipeOnExit wipe(piece);
     qint64 size = 0;

@@ -9,10 +9,10 @@ namespace produce {
 /// The values of a device that replace placeholders.
 struct Device {
     QString serial;
-    QStringList values;                ///< of the job's columns, in their order
-    QString outFolder;                 ///< absolute
-    QStringList noncePaths;            ///< by step; empty for a step that uses none
-    QHash<QString, QString> keyPaths;  ///< by the key's name
+    QStringList values;                ///< values of the job's columns, in the order of the columns
+    QString outFolder;                 ///< absolute path of the device's folder
+    QStringList noncePaths;            ///< paths of the nonces by step; empty for a step that uses none
+    QHash<QString, QString> keyPaths;  ///< paths of the keys by name
 };
 
 /// A step with its placeholders filled in. Paths are absolute.
@@ -42,8 +42,8 @@ struct FilledStep {
 /// Whether `path` is in `folder`, by its text: it begins with the folder and has no "..".
 [[nodiscard]] bool isInFolder(const QString& folder, const QString& path);
 
-/// The files that the step makes: those of its fields, and those that its templates name. The copies must be in their
-/// places, since templates are read.
+/// The files that the step makes: those of its fields, and those that its templates name. Call it after the copies were
+/// made, because it reads the templates.
 [[nodiscard]] QStringList outputPaths(const Step& step, const FilledStep& filled);
 
 /// A file that a step reads.

@@ -20,7 +20,8 @@ namespace {
 
 constexpr qsizetype longestKey = 64;
 
-/// SHA-256 of the keys in examples/ that don't count. The test of this table reads that folder.
+/// SHA-256 of the keys in examples/, except those whose bytes count up or down. The test of this table reads that
+/// folder.
 constexpr std::array exampleKeys = {
     "7e645f1de9e40d24736f7ec32005b2c62e000ad3d1b253b2c6548944a3fc0fd8",
     "7208d4d011681bd4e77941f2ed5fdcbce097e9a23d8c41a6888809441646e9f3",

@@ -207,7 +207,7 @@ int runLedgerImport(const calls::Call& call) {
     wipe(key);
     QList<ledger::IvUse> ivs;
     for (const QString& path : call.operands) {
-        // The opener proves the image with the key, so that an IV isn't noted under another key.
+        // The opener proves the image with the key, so that its IV isn't stored under a wrong key.
         const inspect::Report report = inspect::reportOf({QStringLiteral("qvora-inspect"), QStringLiteral("verify"),
                                                           QStringLiteral("--key"), call.value("key"), path},
                                                          nullptr);

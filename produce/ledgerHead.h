@@ -7,7 +7,7 @@
 namespace produce {
 
 /// Compares the ledger with the head that this station saw last, in the file at `path`. Refuses a ledger that is older:
-/// a restored backup would hand out used nonces and make proven devices again. No file is a new station.
+/// a restored backup would hand out used nonces and make proven devices again. A missing file means a new station.
 [[nodiscard]] bool checkHead(const QString& path, ledger::Ledger& ledger, QString& fault);
 
 /// Reads the head in the file at `path`. An empty epoch means that there is no file.

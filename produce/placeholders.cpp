@@ -10,7 +10,7 @@ namespace {
 struct PlaceholderRow {
     const char* word;
     Piece::Kind kind;
-    bool mayStandAlone;  ///< without a name
+    bool mayStandAlone;  ///< it may occur without a name
     bool mayHaveName;
 };
 
@@ -90,7 +90,7 @@ QString withLiteralBraces(QString text) {
 }
 
 QList<Piece> cutFileText(const QString& text) {
-    constexpr qsizetype longestPlaceholder = 256;  // bounds the search for the end of each
+    constexpr qsizetype longestPlaceholder = 256;  // bounds the search for the end of a placeholder
     constexpr QLatin1String serial("{serial}");
     constexpr QLatin1String column("{column:");
     QList<Piece> pieces;

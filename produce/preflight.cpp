@@ -80,8 +80,8 @@ class Preflight {
 
     void run();
     void plan();
-    /// Checks a row without comparing its serial with others. `isFirst`: also what all devices share, and how the steps
-    /// fit together.
+    /// Checks a row without comparing its serial with others. With `isFirst`, also checks the values that all devices
+    /// share, and how the steps fit together.
     void checkRow(const DeviceRow& row, bool isFirst);
 
   private:
@@ -174,7 +174,7 @@ void Preflight::plan() {
         }
         steps_.append(plan);
     }
-    // The paths of a device that isn't made: no file has them.
+    // Paths of a device that is never made. No file has such a path.
     device_.outFolder = QDir(options_.outputFolder).absoluteFilePath(QStringLiteral(".preflight"));
     for (const Step& step : job_.steps) {
         device_.noncePaths.append(usesNonce(step) ? device_.outFolder + QLatin1String("/.nonce") : QString());
@@ -372,7 +372,7 @@ void Preflight::checkTemplates(const Step& step, const FilledStep& filled) {
 }
 
 void Preflight::checkStep(StepPlan& step, bool isFirst) {
-    // A choice decides which fields are shown, so a new one lets all fields be judged again.
+    // A choice decides which fields are shown, so all fields are judged again when a choice changes.
     QString choices;
     for (const FieldPlan& field : std::as_const(step.fields)) {
         if (field.column != none && field.row->kind == jobs::FieldKind::choice) {
@@ -517,8 +517,8 @@ void Preflight::checkOtherFiles(const Step& step, bool isFirst) {
     }
 }
 
-/// Adds the room for the outputs of a step. An output is taken to be as large as all inputs of its step, and each file
-/// to have an overhead.
+/// Adds the room for the outputs of a step. The estimate for an output is the size of all inputs of its step and an
+/// overhead for the file.
 void Preflight::addNeeds(const Step& step, const FilledStep& filled, QHash<QString, qint64>& made) {
     constexpr qint64 overhead = qint64{16} << 10;
     constexpr qint64 largest = qint64{1} << 40;

@@ -23,7 +23,7 @@ struct Finding {
 struct PreflightOptions {
     QString table;                ///< path of the device table; empty or "-": only what all devices share is checked
     QString outputFolder;         ///< exists
-    qsizetype mostFindings = 20;  ///< of each severity that are kept
+    qsizetype mostFindings = 20;  ///< how many findings of each severity are kept
 };
 
 /// The counts of the preflight.

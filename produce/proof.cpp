@@ -51,7 +51,7 @@ void addKeyAndNonce(const jobs::JobValues& values, QList<ProofArgument>& argumen
     add("nonce", pathIn(values, "nonce"), arguments);
 }
 
-/// Firmware as the opener reads it. Only raw binary has an address: the opener reads it in hexadecimal.
+/// The opener's argument for a firmware file. Only raw binary has an address after the path, in hexadecimal.
 QString firmwareArgument(const QString& path, const QString& address) {
     std::uint32_t number = 0;
     return !path.isEmpty() && jobs::isRawBinary(path) && parseNumber(address, 0, number)
@@ -88,7 +88,7 @@ void deriveInstallImage(const jobs::JobValues& values, QList<ProofArgument>& arg
 void deriveUpdateImage(const jobs::JobValues& values, QList<ProofArgument>& arguments) {
     addKeyAndNonce(values, arguments);
     const QString firmware = pathIn(values, "firmware");
-    // An update image contains no address, so any will do for raw binary.
+    // An update image contains no address, so any address is right for raw binary.
     add("firmware", firmwareArgument(firmware, QStringLiteral("0")), arguments);
 }
 

@@ -18,7 +18,7 @@ enum class ProofLimit {
 
 [[nodiscard]] ProofLimit proofLimit(const jobs::JobRow& row);
 
-/// The options that the step's `proof` must give so that the opener can prove its files, and doesn't.
+/// The options that the opener needs to prove the step's files, but that the step's `proof` doesn't give.
 [[nodiscard]] QStringList missingProof(const Step& step);
 
 /// The values that an option of `verify` accepts in a step's `proof`.

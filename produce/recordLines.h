@@ -36,7 +36,7 @@ struct LineContext {
                                     const QString& reason);
 [[nodiscard]] QJsonObject importLine(const QString& station, const QList<ledger::IvUse>& ivs, const QString& origin);
 
-/// The time of now as in a line.
+/// The current time in the form of a record's line.
 [[nodiscard]] QString timeOfNow();
 
 }  // namespace produce

@@ -66,7 +66,7 @@ class TableSource : public DeviceSource {
     }
 
     DeviceTable table_;
-    SerialSet seen_;  // a table in a file was checked before
+    SerialSet seen_;  // the serials of a pipe; those of a file were compared before the run
     bool isPipe_ = false;
 };
 

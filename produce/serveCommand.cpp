@@ -1,4 +1,5 @@
-// The command "serve": one JSON object a line on standard input asks for a device, and one on standard output answers.
+// The command "serve": each line of standard input is a JSON object that asks for a device. A line of standard output
+// answers it.
 
 #include "produce/ConsoleListener.h"
 #include "produce/LineSession.h"

@@ -14,8 +14,8 @@
 
 namespace produce {
 
-/// The secret of a production site, 32 bytes. With it a key gets a fingerprint, which confirms no guess of the key
-/// without the secret. All stations of a ledger have the same one.
+/// The secret of a production site, 32 bytes. It is used to compute the fingerprints of keys. Without the secret, a
+/// fingerprint confirms no guess of its key. All stations of a ledger have the same secret.
 class SiteSecret {
   public:
     SiteSecret() = default;

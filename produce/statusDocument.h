@@ -11,7 +11,7 @@ namespace produce {
 
 /// The ledger and the moment that a report is about.
 struct ReportHead {
-    QString ledger;   ///< for the reader; has no password
+    QString ledger;   ///< the place of the ledger, without a password
     qint64 time = 0;  ///< milliseconds since 1970-01-01 UTC, like all times of a summary
 };
 

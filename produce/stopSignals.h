@@ -9,7 +9,7 @@ void handleStopSignals();
 /// Whether a stop was requested.
 [[nodiscard]] bool isStopRequested();
 
-/// Can be read once a stop was requested.
+/// A descriptor that can be read once a stop was requested.
 [[nodiscard]] int stopDescriptor();
 
 }  // namespace produce

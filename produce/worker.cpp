@@ -211,7 +211,7 @@ class KeyNames {
         }
     }
 
-    /// The path in the job of a key in memory.
+    /// The path that the job gives for a key in memory.
     static QString sourceOf(const Making& making, const QString& path) {
         const QString name = making.keyPaths.key(path);
         const auto source = std::find_if(making.job.keys.begin(), making.job.keys.end(),
@@ -299,7 +299,7 @@ class Maker {
 
     void makeFilled(const DeviceTask& task, const Step& step, FilledStep& filled, const Device& device,
                     StepResult& result) {
-        // A source of a copy that changes after this digest is reported, even if the copy has the new content.
+        // If the source of a copy changes after this digest, that is a fault, even if the copy has the new content.
         if (!takeDigests(step, filled, true, result) || !makeFolders(step, filled, result.reason) ||
             !makeCopies(making_.job, filled, device, result.reason) || !takeDigests(step, filled, false, result)) {
             return;
@@ -309,7 +309,8 @@ class Maker {
             result.reason = QStringLiteral("a file can't be made in %1").arg(device.outFolder);
             return;
         }
-        QStringList outputs = outputPaths(step, filled);  // templates name theirs, and a step may change them
+        QStringList outputs =
+            outputPaths(step, filled);  // templates name their outputs, and a step may change a template
         for (QString& output : outputs) {
             output = QDir::cleanPath(output);
             if (!isInFolder(device.outFolder, output)) {
@@ -339,7 +340,7 @@ class Maker {
         }
     }
 
-    /// Programs a card. After a crash, the card may be programmed already: it then counts if it holds exactly the
+    /// Programs a card. After a crash, the card may be programmed already. It is then proven if it has exactly the
     /// wanted content.
     static void makeCard(const Step& step, const FilledStep& filled, const QStringList& arguments, StepResult& result) {
         const auto prove = [&filled] {
@@ -362,7 +363,7 @@ class Maker {
         }
     }
 
-    /// Takes the digests of the sources of copies, or of the other inputs.
+    /// Computes the digests of the sources of copies, or of the other inputs.
     bool takeDigests(const Step& step, const FilledStep& filled, bool ofCopies, StepResult& result) {
         for (const InputPath& input : inputPaths(step, filled)) {
             if ((input.field == QLatin1String("copies")) != ofCopies) {

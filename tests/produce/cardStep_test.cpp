@@ -47,7 +47,7 @@ TEST_F(CardStep, ProgramsAndProvesACard) {
     kit.expectSound();
 }
 
-// As after a crash between the end of programming and the commit: the card is programmed, and its device isn't proven.
+// The card is programmed, but its device isn't proven, as after a crash between programming and the commit.
 TEST_F(CardStep, CountsACardThatHoldsTheRightContent) {
     const QString key = kit.secret("card-key.bin", ProductionKit::key);
     const QString nonce = kit.folder.write("card-nonce.bin", "twelve bytes");

@@ -111,7 +111,7 @@ TEST(FillIn, RefusesValuesThatWouldDoMore) {
                   one.fault)
             << one.name;
     }
-    // The value of a choice is a column, so it comes first; all other values are good here.
+    // These values are good. The new column is before "secrets", because its step is the first one.
     EXPECT_EQ(fill(version, {QStringLiteral("7"), QStringLiteral("s.bin")}).fault.toStdString(), "");
     EXPECT_EQ(fill(out, {QStringLiteral("a/b"), QStringLiteral("s.bin")}).fault.toStdString(), "");
     EXPECT_EQ(fill({}, {QString(9000, u'x')}).fault.toStdString(),

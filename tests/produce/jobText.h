@@ -21,7 +21,7 @@ inline QByteArray jobText() {
 )";
 }
 
-/// The job with other texts in the places of some. Each text must be there.
+/// The job with some texts replaced. `fromTo` has each old text, which must be in the job, and the new text after it.
 inline QByteArray changedJob(const QByteArrayList& fromTo) {
     QByteArray text = jobText();
     for (qsizetype i = 0; i + 1 < fromTo.size(); i += 2) {

@@ -300,7 +300,8 @@ TEST(ReadProductionJob, GivesWhatTheFileHas) {
     EXPECT_EQ(outsideTool(QStringLiteral("sha256sum"), {path}).left(64), job.digest.toHex());
 }
 
-// A saved job brings its own values and folder; the step's values replace some.
+// A step has the values of its saved job, with paths from that job's folder. The step's own values replace some of
+// them.
 TEST(ReadProductionJob, ReadsSavedJobs) {
     const TempFolder folder;
     QDir(folder.path("")).mkdir(QStringLiteral("sav{ed"));
@@ -337,7 +338,7 @@ TEST(ReadProductionJob, ReadsSavedJobs) {
               QStringLiteral("steps[0].file: “%1”: The file can't be read: No such file or directory.").arg(savedPath));
 }
 
-// The columns that an expanded file names belong to the job's.
+// The columns that an expanded file names are columns of the job.
 TEST(ReadProductionJob, FindsTheColumnsOfExpandedFiles) {
     const TempFolder folder;
     folder.write("t.json",

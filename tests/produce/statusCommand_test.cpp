@@ -25,7 +25,7 @@ Ended status(const QStringList& arguments) {
             process.readAllStandardError()};
 }
 
-/// A ledger with the content of sampleLedger.sql, or after it of more SQL.
+/// A ledger with the content of sampleLedger.sql, and then of more SQL.
 QString sample(const TempFolder& folder, const QByteArray& more = {}) {
     const QString path = folder.path("line.ledger");
     EXPECT_EQ(makeSampleLedger(path, more).toStdString(), "");

@@ -51,7 +51,7 @@ constexpr char makeSources[] = R"(
 enum class Same {
     bytes,      ///< all files are equal
     signature,  ///< they are equal but for a signature with a random number
-    form,       ///< new keys are in them, so only the sizes are nearly equal
+    form,       ///< the files contain new keys, so only their sizes are compared, roughly
 };
 
 /// The largest number of bytes that two signatures on P-256 differ in: a DER form of 72 bytes, in the digits of a HEX
@@ -152,7 +152,7 @@ class Steps : public testing::Test {
         return values;
     }
 
-    /// The nonce that the ledger handed out for a step: its counter is tried until the IV is that of the record.
+    /// The nonce that the ledger gave to a step. Tries counters until the IV is the one in the record.
     QByteArray nonceOf(const Step& step, const QJsonObject& line) const {
         const QByteArray part = QByteArray::fromHex(
             line[QLatin1String("steps")][0][QLatin1String("ivs")][0][QLatin1String("part")].toString().toLatin1());

@@ -28,7 +28,8 @@ struct Opened {
 struct Kept {
     std::vector<Opened> files;  ///< in the order in which they were read; their descriptions are in the report
     bool wantsContents = false;
-    Contents contents;  ///< of the last verified file, if nothing in it is wrong and every part could be opened
+    Contents
+        contents;  ///< contents of the last verified file, if nothing in it is wrong and every part could be opened
 };
 
 /// One call: its options and its report. A function that fails adds its fault to the report and returns false; its

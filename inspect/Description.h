@@ -40,7 +40,7 @@ struct Field {
     std::uint64_t number = 0;
     QByteArray bytes;               ///< for the kinds bytes and text; a text in a file may not be valid UTF-8
     const char* meaning = nullptr;  ///< the stable name of the value, or null
-    qint64 offset = -1;             ///< in the file; -1 if the value isn't in the file
+    qint64 offset = -1;             ///< offset in the file; -1 if the value isn't in the file
     qint64 size = 0;
     FieldState state = FieldState::read;
     bool secret = false;  ///< only its size may be printed
@@ -116,7 +116,7 @@ struct Description {
     QString file;
     const FormatRow* format = nullptr;  ///< null: unknown
     FoundBy by = FoundBy::content;
-    qint64 offset = 0;  ///< of an inner file in the file around it
+    qint64 offset = 0;  ///< offset of an inner file in the file around it
     qint64 size = 0;
     std::vector<Field> fields;
     std::vector<Part> parts;

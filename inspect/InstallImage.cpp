@@ -9,7 +9,7 @@ namespace inspect {
 
 namespace {
 
-// In the order of an image, except `m` and `P`; checkOrder knows their places.
+// The letters are in the order of an image, except `m` and `P`. checkOrder() checks the places of these two.
 constexpr std::array letters = {
     AreaLetter{.letter = 'S', .name = "packagedModule", .isAtZero = true, .leastSize = 1},
     AreaLetter{.letter = 'O', .name = "provisioningData", .leastSize = 12},
@@ -38,7 +38,7 @@ constexpr std::array letters = {
 
 constexpr AreaLayout layout = {"TBIMAGIC", letters, false, SecondBlock::byProtocol, true, 0, 2};
 
-constexpr std::uint64_t wordSize = 32;  // of Flash memory
+constexpr std::uint64_t wordSize = 32;  // size of a Flash word
 
 // No other area may start in the Flash word that a module ends in.
 void findModuleTails(Description& description) {

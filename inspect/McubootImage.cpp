@@ -103,8 +103,9 @@ struct McubootImage {
     qint64 end = 0;
     bool isWhole = false;
     std::vector<Finding> findings;
-    std::map<std::uint16_t, QByteArray> digests;  ///< of `covered`, by type; kept, as entries may repeat a type
-    int signatures = 0;                           ///< number of signatures checked so far
+    std::map<std::uint16_t, QByteArray>
+        digests;         ///< digests of `covered` by type, kept because entries may repeat a type
+    int signatures = 0;  ///< number of signatures checked so far
 
     void find(FindingCode fault, qint64 at, std::vector<Field> arguments = {}) {
         findings.push_back({fault, 0, at, std::move(arguments)});

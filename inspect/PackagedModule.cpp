@@ -1,4 +1,4 @@
-// Packaged module: `.xtbi`. Only its maker can open it.
+// Packaged module: `.xtbi`. Only the module's maker has its key.
 
 #include "inspect/areaImage.h"
 

@@ -9,7 +9,7 @@ namespace inspect {
 
 namespace {
 
-// In the order of an image.
+// The letters are in the order of an image.
 constexpr std::array letters = {
     AreaLetter{.letter = 'S', .name = "secrets", .kind = ContentKind::blob, .isAtZero = true, .leastSize = 1},
     AreaLetter{.letter = 'F', .name = "firmware", .kind = ContentKind::firmware, .isInMemory = true, .leastSize = 1},

@@ -15,9 +15,9 @@ enum class Verdict { proven, wrong, undecided };
 struct Judgement {
     Verdict verdict = Verdict::undecided;
     std::vector<Proof> proofs;     ///< the kinds of good checks, each once, without `structure`
-    Reason reason = Reason::none;  ///< of the first needed check that wasn't made
-    int bad = 0;                   ///< bad checks
-    int made = 0;                  ///< good and bad ones
+    Reason reason = Reason::none;  ///< reason of the first needed check that wasn't made
+    int bad = 0;                   ///< number of bad checks
+    int made = 0;                  ///< number of good and bad checks
     bool isKeyDoubtful = false;    ///< every tag is wrong
     std::vector<Range> uncovered;  ///< bytes that no check covers
 };

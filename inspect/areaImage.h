@@ -13,8 +13,8 @@ struct AreaLetter {
     bool isAtZero = false;        ///< the destination address is 0
     bool hasRegionKey = false;    ///< the second block describes a region, and the payload ends with its key
     bool isWords = false;         ///< the payload consists of 32-bit words
-    std::uint32_t leastSize = 0;  ///< of the payload
-    std::uint32_t exactSize = 0;  ///< of the payload; 0 if it may vary
+    std::uint32_t leastSize = 0;  ///< least size of the payload
+    std::uint32_t exactSize = 0;  ///< exact size of the payload; 0 if it may vary
 };
 
 enum class SecondBlock { byProtocol, always };
@@ -23,7 +23,7 @@ struct AreaLayout {
     const char* magic;
     std::span<const AreaLetter> letters;
     bool isPackaged;         ///< the header layout of packaged modules, which only their maker can open
-    SecondBlock second;      ///< whether areas of other layouts have a second block
+    SecondBlock second;      ///< for other layouts: whether areas have a second block
     bool endsByOptionBytes;  ///< area `C` is the last one
     std::uint32_t ivKind;
     std::uint16_t lastProtocol = 1;

@@ -46,7 +46,7 @@ bool readRegular(QFile& file, QByteArray& bytes, QString& fault) {
     return true;
 }
 
-// Reads a file whose content the system makes on reading, such as one in /proc. Its size is reported as 0.
+// Reads a file whose content the system generates during the read, such as one in /proc. Its size is reported as 0.
 bool readUnsized(QFile& file, QByteArray& bytes, QString& fault) {
     QByteArray content;
     QByteArray piece(4096, '\0');

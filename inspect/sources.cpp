@@ -183,7 +183,8 @@ void proveInTurn(const char* name, const std::vector<QByteArray>& given, const s
     finish(name, before, description);
 }
 
-// Makes the comparison with the sources the proof of a file that has no protection or isn't signed.
+// If a file has no protection or isn't signed, its proof is the comparison with the sources. This function marks the
+// checks and ranges of such a file.
 void settle(bool isWhole, Description& description) {
     bool isSettled = false;
     for (Check& check : description.checks) {

@@ -185,7 +185,7 @@ TEST(InspectInstallImage, AreasHaveTheirLeastSizeAndTheirPlace) {
     struct Row {
         char letter;
         int least;
-        const char* faults;  // of an area one byte shorter
+        const char* faults;  // the faults of an area that is one byte shorter
         bool isAtZero;
     };
     for (const Row& row : {Row{'S', 1, "empty", true}, Row{'O', 12, "payloadForm tooSmall", false},

@@ -68,7 +68,7 @@ struct KitPair {
 [[nodiscard]] KitImage kitProvisioningImage();
 [[nodiscard]] QByteArray kitPackagedModule();
 
-/// An image with a footer that signs its first `length` bytes.
+/// An image with a footer, whose signature covers the first `length` bytes.
 struct KitSigned {
     QByteArray image;
     QByteArray publicPem;

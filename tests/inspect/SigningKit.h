@@ -14,7 +14,7 @@ struct KitKey {
     QByteArray privatePem;
     QByteArray publicPem;
     QByteArray publicDer;  ///< SubjectPublicKeyInfo; RSAPublicKey for RSA, as MCUboot hashes it
-    QByteArray modulus;    ///< of an RSA key
+    QByteArray modulus;    ///< empty unless it is an RSA key
 };
 
 /// One key of each kind, made at the first call.

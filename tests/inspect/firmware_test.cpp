@@ -208,8 +208,8 @@ TEST(InspectFirmware, SignedByAnotherKey) {
         given.publicKey = kitKeyOf(KitKind::rsa2048).publicPem;
         EXPECT_EQ(inspectGiven(given).faults(), padding == KitPadding::pss ? "" : "signature");
     }
-    // First, the key has another size than the entry's type says. Then the image has one signature more than the opener
-    // tries.
+    // First, the key has another size than the type of the entry means. Then the image has one signature more than the
+    // opener tries.
     image = KitMcuboot();
     const QByteArray covered = kitMake(image).first(84);
     image.moreTlvs = {{0x20, kitSignature(KitKind::rsa3072, covered)}};

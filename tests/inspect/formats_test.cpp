@@ -150,7 +150,7 @@ TEST(InspectFormats, EveryCoveredBitAndEveryCutCounts) {
     for (const Whole& whole : wholeFiles()) {
         SCOPED_TRACE(whole.given.name);
         const Inspection good = inspectGiven(whole.given);
-        const qsizetype step = whole.given.bytes.size() > 1000 ? 7 : 1;  // a text: one check covers all its bytes
+        const qsizetype step = whole.given.bytes.size() > 1000 ? 7 : 1;  // a long file is a text with one check
         for (qsizetype i = 0; i < whole.given.bytes.size(); i += step) {
             Given changed = whole.given;
             changed.as = whole.format;
@@ -239,7 +239,7 @@ TEST(InspectFormats, CompareByWhatCounts) {
         {withoutKey(kdu(KitKind::p256, "code")), withoutKey(kdu(KitKind::p256, "code")), 1},
         {kdu(KitKind::p256, "code"), kdu(KitKind::p256, "coda"), 1},
         {kdu(KitKind::p256, "code"), kdu(KitKind::ed25519, "code"), 1},
-        {tail, otherTail, 1},           // both are proven, but not all their bytes
+        {tail, otherTail, 1},           // both are proven, but nothing covers some of their bytes
         {withoutKey(tbi), otherIv, 2},  // equal ciphertext under another IV
         {update1, headerOnly, 2},
         {withoutKey(update1), withoutKey(otherSegment), 2},

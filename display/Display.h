@@ -68,7 +68,7 @@ class Display {
     Display() = default;
 };
 
-/// Writes a message to the log and the console: the callback that the tool registers at start.
+/// Writes a message to the log and the console. The tool registers this callback at start.
 void displayCallback(std::int32_t kind, const wchar_t* text);
 
 /// Emits a message through the process-wide display.

@@ -87,7 +87,8 @@ class Preparation {
     [[nodiscard]] bool SignECDH_KDF2(unsigned char** table);
 
     /// Encrypts `length` bytes with AES-128-GCM without additional data: 16-byte key, 12-byte IV, 16-byte tag. Returns
-    /// the number of encrypted bytes, or -1. A key of zeros, the result of a failed derivation, is rejected.
+    /// the number of encrypted bytes, or -1. A key of zeros is rejected, because a failed derivation leaves a buffer of
+    /// zeros unchanged.
     [[nodiscard]] std::int32_t encryptPersoData(unsigned char* input, std::int32_t length, unsigned char* key,
                                                 unsigned char* iv, unsigned char* output, unsigned char* tag);
 

@@ -18,11 +18,11 @@ enum class Format {
 /// A binary that is ready for its signature.
 struct Signable {
     Format format = Format::image;
-    std::uint32_t version = 0;  ///< of an image
-    QByteArray kindText;        ///< of an image: its kind, in words
+    std::uint32_t version = 0;  ///< version of an image
+    QByteArray kindText;        ///< kind of an image, in words
     qsizetype binarySize = 0;
     QByteArray binaryDigest;     ///< SHA-256 of the binary, as it was read
-    qsizetype signedSize = 0;    ///< of an image: how many of its bytes are signed
+    qsizetype signedSize = 0;    ///< number of bytes of an image that are signed
     QByteArray beforeSignature;  ///< the signed file up to the signature
     QByteArray digest;           ///< SHA-256 of the bytes that are signed
 };

@@ -7,8 +7,8 @@
 
 #include <cstdio>
 
-// Signatures in two steps, for keys on a machine without a network: `prepare` writes what is to be signed, `attach`
-// checks the signature that comes back and writes the signed file.
+// Signatures in two steps, for keys on a machine without a network: `prepare` writes a request for the signature,
+// `attach` checks the signature that the other machine has made and writes the signed file.
 
 namespace sign {
 

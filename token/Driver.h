@@ -21,7 +21,7 @@ namespace token {
 /// The library isn't unloaded, because some drivers leave threads or exit handlers that still need its code.
 class Driver {
   public:
-    /// `device` names in messages what the driver talks to.
+    /// `device` is the word for the driver's device in messages, such as "card" or "token".
     explicit Driver(const char* device) : device_(device) {}
     ~Driver();
     Driver(const Driver&) = delete;

@@ -6,7 +6,7 @@
 
 namespace token {
 
-/// A session with the only token that a URI selects. The user is logged in, if the token wants that, with one try.
+/// A session with the only token that a URI selects. If the token needs a login, the user is logged in with one try.
 class OpenToken {
   public:
     OpenToken() : driver_("token"), session_(driver_) {}

@@ -56,8 +56,8 @@ class Session {
     struct Operation {
         CK_MECHANISM_TYPE mechanism = 0;
         CK_OBJECT_HANDLE key = CK_INVALID_HANDLE;
-        const QByteArray* pin =
-            nullptr;  ///< of a key that wants a login for each signature; null if the token's own keypad asks for it
+        /// The PIN of a key that wants a login for each signature; null if the token's own keypad asks for it.
+        const QByteArray* pin = nullptr;
     };
     /// Signs `data`, or computes its MAC. A result of more than `maxSize` bytes is a failure.
     [[nodiscard]] bool sign(const Operation& operation, QByteArrayView data, qsizetype maxSize,

@@ -45,7 +45,8 @@ bool obtainPin(const TokenRecord& record, const KeyUri& uri, QByteArray& pin) {
     }
     const auto size = static_cast<CK_ULONG>(pin.size());
     const CK_ULONG longest = record.token.ulMaxPinLen;
-    // A token that doesn't know its longest PIN gives 0 or a special value, which is larger than any PIN.
+    // A token that doesn't know its longest PIN returns 0 or a special value, which is larger than the length of any
+    // PIN.
     return (size >= record.token.ulMinPinLen && (longest == 0 || size <= longest)) ||
            reportError("The PIN for the token %s has a wrong length, no login was tried",
                        qUtf8Printable(labelOf(record)));

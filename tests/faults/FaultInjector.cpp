@@ -1,18 +1,19 @@
-// fault_injector OPTION... -- PROGRAM ARGUMENT...: runs a program, counts its system calls that matter to files, and
-// makes one of them fail, or sends the program a signal there. `scripts/faults` and `scripts/produce-faults` call it.
+// fault_injector OPTION... -- PROGRAM ARGUMENT...: runs a program and counts its system calls that matter to files. It
+// makes one of them fail, or sends a signal to the program at one of them. `scripts/faults` and
+// `scripts/produce-faults` call it.
 //
 //   --root FOLDER         counts the calls on paths below this folder; may be repeated
 //   --trace FILE          lists the counted calls: number, kind, name, path, result, thread, "!" if it was changed
 //   --only NAME PATH      N counts only the calls with this name and path, in this and in all other options
 //   --children            counts the calls of forked children too
 //   --victim              sends the signal to the process that makes the call, not to the program
-//   --keep FOLDER COPY    COPY is the folder as its disk has it: as it was at the start, then each file as it was when
-//                         it was flushed, and all files as they were when the file system was flushed. May be repeated
+//   --keep FOLDER COPY    makes COPY, the folder as it would be after a loss of power: as it was at the start, but each
+//                         file as it was at its last flush, and all files as at a flush of the file system; repeatable
 //   --fail N ERRNO        call N returns this error and isn't executed (a close is, as the kernel does it)
 //   --from N ERRNO        the same for call N and for all later calls of its kind and name
 //   --kill N SIGNAL       sends the signal before call N
 //   --kill-after N SIGNAL sends the signal after call N
-//   --memory              counts the calls that get memory, and no others
+//   --memory              counts only the calls that allocate memory
 //   --drop-override       removes the right of root to ignore the permissions of files
 //
 // ptrace stops the program at each of its system calls. This works with every build, static or not, and reaches calls
@@ -356,8 +357,8 @@ void Tracer::start(pid_t process) {
     if (!call) {
         return;
     }
-    // How many calls get memory differs from run to run. They are counted separately, so that the numbers of all other
-    // calls stay the same.
+    // The number of calls that allocate memory differs from run to run. They are counted separately, so that the
+    // numbers of all other calls stay the same.
     const bool isMemory = std::strcmp(call->kind, "memory") == 0;
     isPastLoader_ = isPastLoader_ || !isMemory;
     if (isMemory != options_.countsMemory || !isPastLoader_) {
@@ -434,7 +435,7 @@ void Tracer::end(pid_t process) {
     calls_.erase(found);
 }
 
-// Every process that the tracer has to start again waits meanwhile.
+// Copies the files that a call has flushed. Meanwhile the traced process waits.
 void Tracer::keep(const Call& call) const {
     const bool isFileSystem = std::strcmp(call.name, "syncfs") == 0;
     if (!isFileSystem && std::strcmp(call.name, "sync") != 0) {

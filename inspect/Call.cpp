@@ -138,6 +138,30 @@ bool Call::readSources() {
     return true;
 }
 
+bool Call::readDump() {
+    if (!has("dump")) {
+        const bool isAlone = has("erased") || has("protected");
+        return !isAlone || fail("usage", {}, QStringLiteral("--erased and --protected need --dump"));
+    }
+    std::uint32_t erased = 0xFF;
+    if (has("erased") && (!parseNumber(value("erased"), 16, erased) || erased > 0xFF)) {
+        return fail("usage", {}, QStringLiteral("--erased needs a hexadecimal byte"));
+    }
+    dump_.erased = static_cast<std::uint8_t>(erased);
+    for (const QString& text : parser_.values(QStringLiteral("protected"))) {
+        if (!parseSpan(text, dump_.unreadable.emplace_back())) {
+            return fail("usage", {}, QStringLiteral("--protected needs two hexadecimal addresses: FROM-TO"));
+        }
+    }
+    for (const QString& argument : parser_.values(QStringLiteral("dump"))) {
+        QString fault;
+        if (!inspect::readDump(argument, dump_, fault)) {
+            return fail("unreadable", argument, fault);
+        }
+    }
+    return true;
+}
+
 bool Call::open(const QString& path, Opened& opened, const char* payload, QStringList* others) {
     QString fault;
     if (!claimStandardInput(path)) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "inspect/Report.h"
+#include "inspect/dump.h"
 #include "inspect/sources.h"
 
 #include <QCommandLineParser>
@@ -46,6 +47,8 @@ class Call {
     [[nodiscard]] bool readEvidence();
     /// Reads the files that contents are compared with.
     [[nodiscard]] bool readSources();
+    /// Reads the dump of a device that contents are compared with.
+    [[nodiscard]] bool readDump();
     /// Reads and describes a file, which must have a known format. `payload` is the option that names the second file
     /// of a pair. The second file may also be one of `others`; it is then removed from the list. `others` may be null.
     [[nodiscard]] bool open(const QString& path, Opened& opened, const char* payload = "payload",
@@ -57,6 +60,7 @@ class Call {
     /// The evidence for the second file of a comparison.
     [[nodiscard]] const Evidence& evidenceB() const { return evidenceB_; }
     [[nodiscard]] const Sources& sources() const { return sources_; }
+    [[nodiscard]] const Dump& dump() const { return dump_; }
     [[nodiscard]] Report& report() { return report_; }
     [[nodiscard]] Kept* kept() { return kept_; }
 
@@ -78,6 +82,7 @@ class Call {
     Evidence evidence_;
     Evidence evidenceB_;
     Sources sources_;
+    Dump dump_;
     bool isStandardInputTaken_ = false;
 };
 

@@ -102,6 +102,7 @@ constexpr std::array checkRows = {
     CheckRow{CheckCode::signature, "signature", "signature", "wrong", Proof::signature},
     CheckRow{CheckCode::sameKey, "sameKey", "match with the given key", "wrong", Proof::comparison},
     CheckRow{CheckCode::signingKey, "signingKey", "reference to the given key", "wrong", Proof::structure},
+    CheckRow{CheckCode::dump, "dump", "contents against the dump", "different", Proof::comparison},
 };
 
 constexpr std::array reasonRows = {
@@ -122,6 +123,7 @@ constexpr std::array reasonRows = {
     ReasonRow{Reason::encrypted, "encrypted", "its content is encrypted"},
     ReasonRow{Reason::notOffered, "notOffered", "OpenSSL, as it is configured, doesn't offer the algorithm"},
     ReasonRow{Reason::notSigned, "notSigned", "it isn't signed, and anyone can make its digest"},
+    ReasonRow{Reason::notInDump, "notInDump", "the dump doesn't contain it, or it has no address"},
 };
 
 /// Whether each row is at the index of its code. The assertions below reject a code without a row.
@@ -140,8 +142,8 @@ static_assert(differenceRows.size() == static_cast<std::size_t>(DifferenceCode::
 static_assert(isInOrder(checkRows, &CheckRow::code));
 static_assert(isInOrder(reasonRows, &ReasonRow::reason));
 static_assert(findingRows.size() == static_cast<std::size_t>(FindingCode::moduleOverFirmware) + 1);
-static_assert(checkRows.size() == static_cast<std::size_t>(CheckCode::signingKey) + 1);
-static_assert(reasonRows.size() == static_cast<std::size_t>(Reason::notSigned) + 1);
+static_assert(checkRows.size() == static_cast<std::size_t>(CheckCode::dump) + 1);
+static_assert(reasonRows.size() == static_cast<std::size_t>(Reason::notInDump) + 1);
 
 }  // namespace
 

@@ -104,6 +104,7 @@ enum class CheckCode : std::uint8_t {
     signature,
     sameKey,
     signingKey,
+    dump,
 };
 
 /// The kind of proof that a good check gives.
@@ -136,6 +137,7 @@ enum class Reason : std::uint8_t {
     encrypted,
     notOffered,
     notSigned,
+    notInDump,
 };
 
 struct ReasonRow {

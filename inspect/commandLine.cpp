@@ -40,6 +40,10 @@ constexpr std::array options = {
     OptionRow{"module", "FILE", true, "verify", "a module, in the order of the image"},
     OptionRow{"blob", "FILE", true, "verify", "the secrets"},
     OptionRow{"app", "FILE", false, "verify", "the application that a memory cipher image was made from"},
+    OptionRow{"dump", "FILE[@ADDRESS]", true, "verify",
+              "compare firmware and modules with a device's memory, read back"},
+    OptionRow{"erased", "BYTE", false, "verify", "the value of erased memory, hexadecimal; FF if it isn't given"},
+    OptionRow{"protected", "FROM-TO", true, "verify", "hexadecimal addresses that the dump doesn't count for"},
     OptionRow{"o output", "FOLDER", false, "extract", "the folder to make"},
     OptionRow{"except-signature", nullptr, false, "diff", "compare everything except the signatures"},
 };

@@ -25,14 +25,22 @@ void verifyFile(Call& call, Opened& opened) {
     Contents contents;
     const bool isKept = call.kept() != nullptr && call.kept()->wantsContents;
     const bool isCompared = !call.sources().isEmpty();
-    prove(opened.source, call.evidence(), opened.description, isKept || isCompared ? &contents : nullptr);
-    const bool isAuthentic = isOpen(opened.description) && judge(opened.description).verdict != Verdict::wrong;
+    const bool isDumped = call.has("dump");
+    const bool areWanted = isKept || isCompared || isDumped;
+    prove(opened.source, call.evidence(), opened.description, areWanted ? &contents : nullptr);
+    const bool isOpened = isOpen(opened.description);
+    const bool isAuthentic = isOpened && judge(opened.description).verdict != Verdict::wrong;
     if (!isCompared) {
         opened.description.addUnchecked(CheckCode::against, Reason::notAsked, 0, false);
-    } else if (isOpen(opened.description)) {
+    } else if (isOpened) {
         proveAgainst(call.sources(), contents, opened.source.bytes, opened.description);
     } else {
         opened.description.addUnchecked(CheckCode::against, Reason::notAuthentic);
+    }
+    if (isDumped && isOpened) {
+        proveDump(call.dump(), contents, opened.description);
+    } else if (isDumped) {
+        opened.description.addUnchecked(CheckCode::dump, Reason::notAuthentic);
     }
     if (isKept && isAuthentic) {
         call.kept()->contents.list = std::move(contents.list);
@@ -48,7 +56,7 @@ int statusOf(const std::vector<Description>& files) {
 }
 
 void verify(Call& call, const QStringList& files) {
-    if (!call.readSources()) {
+    if (!call.readSources() || !call.readDump()) {
         return;
     }
     Report& report = call.report();

@@ -27,8 +27,10 @@ bool parseHex(const QString& text, std::uint64_t& value) {
     return isNumber && value <= last && digits.at(0).isLetterOrNumber();
 }
 
-bool readSegments(FileReader reader, QFile& file, std::vector<SourcePiece>& pieces, QString& fault) {
+bool readSegments(FileReader reader, QFile& file, std::uint8_t fillByte, std::vector<SourcePiece>& pieces,
+                  QString& fault) {
     FileLoadContext context;
+    context.fillByte = fillByte;
     std::shared_ptr<FileData> record;
     const MessageCollector messages;
     if (!reader(context, file, record)) {
@@ -121,6 +123,7 @@ void proveFirmware(const Sources& sources, const std::vector<const Content*>& fo
     const bool isPlaced = found.empty() || found.front()->hasAddress;
     const std::uint64_t start = isPlaced ? 0 : startOf(sources.firmware);
     std::vector<PlacedBytes> inImage;
+    inImage.reserve(found.size());
     for (const Content* const content : found) {
         inImage.push_back({content->address, content->bytes});
     }
@@ -183,23 +186,6 @@ void proveInTurn(const char* name, const std::vector<QByteArray>& given, const s
     finish(name, before, description);
 }
 
-// If a file has no protection or isn't signed, its proof is the comparison with the sources. This function marks the
-// checks and ranges of such a file.
-void settle(bool isWhole, Description& description) {
-    bool isSettled = false;
-    for (Check& check : description.checks) {
-        const bool isAnswered =
-            check.result == CheckResult::unchecked &&
-            (check.reason == Reason::noProtection || (isWhole && check.reason == Reason::notSigned));
-        isSettled = isSettled || (isAnswered && check.needed);
-        check.needed = check.needed && !isAnswered;
-    }
-    for (Range& range : description.ranges) {
-        const bool isCompared = isWhole || range.role == Role::payload;
-        range.cover = isSettled && isCompared && range.cover == Cover::none ? Cover::comparison : range.cover;
-    }
-}
-
 }  // namespace
 
 Sources::~Sources() {
@@ -218,7 +204,7 @@ bool Sources::isEmpty() const {
     return !hasFirmware && !hasOptionBytes && modules.empty() && blobs.empty();
 }
 
-bool readFirmware(const QString& argument, std::vector<SourcePiece>& pieces, QString& fault) {
+bool readFirmware(const QString& argument, std::vector<SourcePiece>& pieces, QString& fault, std::uint8_t fillByte) {
     const qsizetype at = argument.lastIndexOf(u'@');
     std::uint64_t address = 0;
     const bool hasAddress = at > 0 && !QFile::exists(argument) && parseHex(argument.sliced(at + 1), address);
@@ -242,10 +228,10 @@ bool readFirmware(const QString& argument, std::vector<SourcePiece>& pieces, QSt
                           (start.startsWith('S') && start.size() > 1 && start.at(1) >= '0' && start.at(1) <= '9');
     if (start.startsWith("\x7f"
                          "ELF")) {
-        return readSegments(readElfFile, file, pieces, fault);
+        return readSegments(readElfFile, file, fillByte, pieces, fault);
     }
     if (isRecord) {
-        return readSegments(readRecordFile, file, pieces, fault);
+        return readSegments(readRecordFile, file, fillByte, pieces, fault);
     }
     fault = QStringLiteral("raw firmware needs its address: FILE@ADDRESS");
     return false;
@@ -261,7 +247,7 @@ bool readModule(const QString& path, QByteArray& module, QString& fault) {
         fault = file.errorString();
         return false;
     }
-    return readSegments(readRecordFile, file, pieces, fault) && layOut(pieces, module, fault);
+    return readSegments(readRecordFile, file, 0xFF, pieces, fault) && layOut(pieces, module, fault);
 }
 
 bool readOptionBytes(const QString& path, QByteArray& words, QString& fault) {
@@ -341,7 +327,22 @@ void proveAgainst(const Sources& sources, const Contents& contents, QByteArrayVi
         proveInTurn("blob", sources.blobs, contentsOfKind(compared, ContentKind::blob), description);
     }
     if (isComplete && description.differences.size() == before) {
-        settle(isWhole, description);
+        settleByComparison(isWhole, description);
+    }
+}
+
+void settleByComparison(bool isWhole, Description& description) {
+    bool isSettled = false;
+    for (Check& check : description.checks) {
+        const bool isAnswered =
+            check.result == CheckResult::unchecked &&
+            (check.reason == Reason::noProtection || (isWhole && check.reason == Reason::notSigned));
+        isSettled = isSettled || (isAnswered && check.needed);
+        check.needed = check.needed && !isAnswered;
+    }
+    for (Range& range : description.ranges) {
+        const bool isCompared = isWhole || range.role == Role::payload;
+        range.cover = isSettled && isCompared && range.cover == Cover::none ? Cover::comparison : range.cover;
     }
 }
 

@@ -29,8 +29,10 @@ struct Sources {
     [[nodiscard]] bool isEmpty() const;
 };
 
-/// Reads firmware: ELF, Intel HEX, S-Record, or raw with its address after "@". On failure `fault` says why.
-[[nodiscard]] bool readFirmware(const QString& argument, std::vector<SourcePiece>& pieces, QString& fault);
+/// Reads firmware: ELF, Intel HEX, S-Record, or raw with its address after "@". `fillByte` fills gaps of up to 31 bytes
+/// between segments. On failure `fault` says why.
+[[nodiscard]] bool readFirmware(const QString& argument, std::vector<SourcePiece>& pieces, QString& fault,
+                                std::uint8_t fillByte = 0xFF);
 
 /// Reads a table of option bytes as words, low byte first.
 [[nodiscard]] bool readOptionBytes(const QString& path, QByteArray& words, QString& fault);
@@ -41,5 +43,10 @@ struct Sources {
 /// Adds the checks of the contents against their sources, and the differences between them. `file` is the file that the
 /// contents come from.
 void proveAgainst(const Sources& sources, const Contents& contents, QByteArrayView file, Description& description);
+
+/// Marks the checks and ranges of a file that has no protection and whose contents are all equal to those that it was
+/// compared with: the comparison is its proof. `isWhole` means that the whole file was compared, so that the same holds
+/// for a file that isn't signed.
+void settleByComparison(bool isWhole, Description& description);
 
 }  // namespace inspect

@@ -3,6 +3,7 @@
 #include "files/parseNumber.h"
 #include "inspect/PublicKey.h"
 #include "inspect/commandLine.h"
+#include "inspect/dump.h"
 #include "inspect/formats.h"
 #include "inspect/input.h"
 
@@ -18,8 +19,8 @@ namespace {
 
 constexpr const char* context = "InspectFields";
 
-/// The check of a field's value: none, a kind of key in its file, or a hexadecimal address.
-enum class Checked { nothing, key, publicKey, privateKey, hexadecimal };
+/// The check of a field's value: none, a kind of key in its file, a hexadecimal address, or ranges of addresses.
+enum class Checked { nothing, key, publicKey, privateKey, hexadecimal, spans };
 
 struct Row {
     const char* id;
@@ -34,6 +35,7 @@ struct Row {
 constexpr const char* fileGroup = QT_TRANSLATE_NOOP("InspectFields", "The file");
 constexpr const char* keyGroup = QT_TRANSLATE_NOOP("InspectFields", "Keys");
 constexpr const char* sourceGroup = QT_TRANSLATE_NOOP("InspectFields", "What it should contain");
+constexpr const char* deviceGroup = QT_TRANSLATE_NOOP("InspectFields", "Memory of a device");
 constexpr const char* cipherGroup = QT_TRANSLATE_NOOP("InspectFields", "Memory cipher image");
 constexpr const char* secondGroup = QT_TRANSLATE_NOOP("InspectFields", "Comparison");
 
@@ -74,6 +76,19 @@ constexpr std::array rows = {
     Row{"blob", sourceGroup, QT_TRANSLATE_NOOP("InspectFields", "Secrets"), jobs::FieldKind::inFiles,
         jobs::PathRole::document, Checked::nothing,
         QT_TRANSLATE_NOOP("InspectFields", "The secrets that the image was made from.")},
+    Row{"dump", deviceGroup, QT_TRANSLATE_NOOP("InspectFields", "Dump"), jobs::FieldKind::inFiles,
+        jobs::PathRole::firmware, Checked::hexadecimal,
+        QT_TRANSLATE_NOOP("InspectFields",
+                          "Firmware and modules are compared with this memory, which a programmer read back: ELF, HEX, "
+                          "S-Record, or raw bytes with their hexadecimal address.")},
+    Row{"erased", deviceGroup, QT_TRANSLATE_NOOP("InspectFields", "Erased memory"), jobs::FieldKind::choice,
+        jobs::PathRole::document, Checked::nothing,
+        QT_TRANSLATE_NOOP("InspectFields", "The value of erased bytes, which a dump may leave out.")},
+    Row{"protected", deviceGroup, QT_TRANSLATE_NOOP("InspectFields", "Protected ranges"), jobs::FieldKind::fixed,
+        jobs::PathRole::document, Checked::spans,
+        QT_TRANSLATE_NOOP("InspectFields",
+                          "Memory that the device doesn't let a programmer read: hexadecimal addresses FROM-TO, "
+                          "several with blanks between them.")},
     Row{"address", cipherGroup, QT_TRANSLATE_NOOP("InspectFields", "Address"), jobs::FieldKind::fixed,
         jobs::PathRole::document, Checked::hexadecimal,
         QT_TRANSLATE_NOOP("InspectFields", "Where the image starts in memory, hexadecimal.")},
@@ -135,7 +150,24 @@ bool isHexadecimal(const QString& value) {
     return parseNumber(value, 16, number);
 }
 
+QStringList wordsIn(const QString& text) {
+    return text.split(u' ', Qt::SkipEmptyParts);
+}
+
+bool areSpans(const QString& value) {
+    const QStringList words = wordsIn(value);
+    return std::all_of(words.begin(), words.end(), [](const QString& word) {
+        inspect::Span span;
+        return inspect::parseSpan(word, span);
+    });
+}
+
 jobs::Verdict verdictOf(const Row& row, const QStringList& values) {
+    if (row.checked == Checked::spans) {
+        return areSpans(values.value(0))
+                   ? jobs::Verdict()
+                   : jobs::fault(text(QT_TRANSLATE_NOOP("InspectFields", "A range has the form 08000000-08003FFF.")));
+    }
     const bool isPath = row.kind == jobs::FieldKind::inFile || row.kind == jobs::FieldKind::inFiles;
     if (!isPath) {
         return row.checked != Checked::hexadecimal || isHexadecimal(values.value(0))
@@ -173,7 +205,13 @@ QList<FieldChoice> formatChoices() {
     return choices;
 }
 
-QList<FieldChoice> modeChoices() {
+QList<FieldChoice> choicesOf(const char* id) {
+    if (qstrcmp(id, "as") == 0) {
+        return formatChoices();
+    }
+    if (qstrcmp(id, "erased") == 0) {
+        return {{QString(), QStringLiteral("FF")}, {QStringLiteral("00"), QStringLiteral("00")}};
+    }
     return {{QString(), text(QT_TRANSLATE_NOOP("InspectFields", "not given"))},
             {QStringLiteral("0"), QStringLiteral("0")},
             {QStringLiteral("1"), QStringLiteral("1")},
@@ -182,6 +220,9 @@ QList<FieldChoice> modeChoices() {
 
 /// The values of an option as separate words.
 QStringList wordsOf(const Row& row, const QStringList& values) {
+    if (row.checked == Checked::spans) {
+        return wordsIn(values.value(0));
+    }
     if (row.kind != jobs::FieldKind::inFiles) {
         return values.value(0).isEmpty() ? QStringList() : values.first(1);
     }
@@ -209,14 +250,15 @@ QList<FormField> inspectFields() {
         field.role = row.role;
         field.secret = row.checked == Checked::key || row.checked == Checked::privateKey;
         if (row.kind == jobs::FieldKind::choice) {
-            field.choices = field.id == QLatin1String("as") ? formatChoices() : modeChoices();
+            field.choices = choicesOf(row.id);
             field.initial = QStringList{QString()};
         }
         if (row.kind == jobs::FieldKind::inFiles && row.checked == Checked::hexadecimal) {
             field.besideLabel = text(QT_TRANSLATE_NOOP("InspectFields", "Address"));
         }
         if (row.kind == jobs::FieldKind::fixed) {
-            field.placeholder = QStringLiteral("0xB0000000");
+            field.placeholder =
+                row.checked == Checked::spans ? QStringLiteral("08000000-08003FFF") : QStringLiteral("0xB0000000");
         }
         field.check = [&row](const QStringList& values) { return verdictOf(row, values); };
         fields.append(field);

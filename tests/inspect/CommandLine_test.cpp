@@ -44,6 +44,15 @@ CallResult runShell(const TempFolder& folder, const char* script) {
     return run(folder, "/bin/sh", {QStringLiteral("-c"), QString::fromUtf8(script), QStringLiteral(QVORA_INSPECT)});
 }
 
+/// An install image with `firmware` at 0x08000000.
+KitImage kitPlaced(const QByteArray& firmware) {
+    KitImage image;
+    image.areas = {{'F', 0x08000000, firmware, {}, {}, {}, {}, {}}};
+    image.areas.push_back(kitHash(image.areas));
+    image.areas.push_back({'C', 0, {}, {}, {}, {}, {}, {}});
+    return image;
+}
+
 void makeFiles(const TempFolder& folder) {
     folder.write("a.tbi", kitMake(kitInstallImage()));
     folder.write("tag.tbi", kitMake(kitInstallImage()).replace(42, 1, "x"));
@@ -123,6 +132,19 @@ void makeFiles(const TempFolder& folder) {
     folder.write("modules.tbi", kitMake(image));
     folder.write("free.kmd", "KMDMAGIC" + QByteArray(4, '\0') + "code");
     folder.write("placed.kmd", "KMDMAGIC" + QByteArray::fromHex("00000008") + "code");
+    const QByteArray memory = QByteArray(48, 'f').leftJustified(256, '\xff') + QByteArray(17, 'g');
+    folder.write("memory.dump", memory + "more");
+    folder.write("flipped.dump", QByteArray(memory).replace(260, 1, "x"));
+    folder.write("low.dump", memory.first(48));
+    folder.write("high.dump", memory.sliced(256));
+    folder.write("beside.dump", memory.sliced(256, 16));
+    // A programmer may leave erased lines out.
+    folder.write("erased.tbi", kitMake(kitPlaced(QByteArray(16, 'a') + QByteArray(16, '\0') + QByteArray(16, 'b'))));
+    folder.write("lines.hex",
+                 ":020000040800F2\n:1000000061616161616161616161616161616161E0\n"
+                 ":1000200062626262626262626262626262626262B0\n:00000001FF\n");
+    folder.write("tail.tbi", kitMake(kitPlaced(QByteArray(16, 'a') + QByteArray(4, '\xff'))));
+    folder.write("a.bin", QByteArray(16, 'a'));
     folder.write("broken.hex", ":0200\n");
     folder.write("ob.csv", "A,0x63636363,B,0x63636363\n");
     folder.write("odd.csv", "A,1,B\n");
@@ -257,6 +279,45 @@ TEST(InspectCommandLine, EndsAsItsRowSays) {
         {"verify --key key.bin u.tbuh v.other.tbu", 1, "",
          "wrong: 1 of 4 checks of u.tbuh are bad; no tag is right: another key or a changed file header"},
         {"verify --key key.bin u.other.tbu", 2, "", "undecided: u.other.tbu, the second file of the pair is missing"},
+        {"verify --key key.bin --dump memory.dump@08000000 a.tbi", 0, "",
+         "proven by comparison and tag and digest: 253 bytes of a.tbi"},
+        {"verify --key key.bin --dump high.dump@0x8000100 --dump low.dump@0x8000000 a.tbi", 0, "",
+         "proven by comparison and tag and digest: 253 bytes of a.tbi"},
+        {"verify --key key.bin --dump flipped.dump@08000000 a.tbi", 1, "", "wrong: 1 of 8 checks of a.tbi are bad"},
+        {"verify --key key.bin --dump memory.dump@08000001 a.tbi", 1, "", "wrong: 1 of 8 checks of a.tbi are bad"},
+        {"verify --key key.bin --dump flipped.dump@08000000 --protected 8000104-8000104 a.tbi", 0, "",
+         "proven by comparison and tag and digest: 253 bytes of a.tbi"},
+        {"verify --key key.bin --dump flipped.dump@08000000 --protected 8000103-8000103 --protected 8000105-8000110 "
+         "a.tbi",
+         1, "", "wrong: 1 of 8 checks of a.tbi are bad"},
+        {"verify --key key.bin --dump low.dump@08000000 a.tbi", 2, "",
+         "undecided: a.tbi, the dump doesn't contain it, or it has no address"},
+        {"verify --key key.bin --dump low.dump@08000000 --dump beside.dump@08000100 a.tbi", 2, "",
+         "undecided: a.tbi, the dump doesn't contain it, or it has no address"},
+        {"verify --key key.bin --dump low.dump@08000000 --dump beside.dump@08000100 --protected 8000110-FFFFFFFF a.tbi",
+         0, "", "proven by comparison and tag and digest: 253 bytes of a.tbi"},
+        {"verify --key key.bin --dump memory.dump@08000000 --protected 0-FFFFFFFF a.tbi", 2, "",
+         "undecided: a.tbi, the dump doesn't contain it, or it has no address"},
+        {"verify --dump memory.dump@08000000 a.tbi", 2, "", "undecided: a.tbi, no key given"},
+        {"verify --key key.bin --dump lines.hex --erased 00 erased.tbi", 0, "",
+         "proven by comparison and tag and digest: 198 bytes of erased.tbi"},
+        {"verify --key key.bin --dump lines.hex erased.tbi", 1, "", "wrong: 1 of 7 checks of erased.tbi are bad"},
+        {"verify --key key.bin --dump a.bin@08000000 tail.tbi", 0, "",
+         "proven by comparison and tag and digest: 170 bytes of tail.tbi"},
+        {"verify --key key.bin --dump a.bin@08000000 --erased 0 tail.tbi", 2, "",
+         "undecided: tail.tbi, the dump doesn't contain it, or it has no address"},
+        {"verify --dump memory.dump@08000000 fw.hex", 0, "", "proven by comparison: 160 bytes of fw.hex"},
+        {"verify --dump memory.dump@08000000 --protected 0-8000000 fw.hex", 2, "",
+         "undecided: fw.hex, nothing in the format protects it"},
+        {"verify --public signer.pem --dump image@0 signed.bin", 2, "",
+         "undecided: signed.bin, the dump doesn't contain it, or it has no address"},
+        {"verify --dump none.hex a.tbi", 2, "none.hex: No such file or directory", ""},
+        {"verify --dump raw.bin a.tbi", 2, "raw.bin: raw firmware needs its address: FILE@ADDRESS", ""},
+        {"verify --erased 0 a.tbi", 2, "--erased and --protected need --dump", ""},
+        {"verify --dump fw.hex --erased 100 a.tbi", 2, "--erased needs a hexadecimal byte", ""},
+        {"verify --dump fw.hex --protected 9-8 a.tbi", 2, "--protected needs two hexadecimal addresses: FROM-TO", ""},
+        {"verify --dump fw.hex --protected 0-100000000 a.tbi", 2,
+         "--protected needs two hexadecimal addresses: FROM-TO", ""},
         {"show --as rawFirmware /proc/self/mem", 2, "/proc/self/mem: Input/output error", ""},
         {"verify --key /proc/self/mem a.tbi", 2, "/proc/self/mem: Input/output error", ""},
         {"verify --firmware fw.hex a.tbi", 2, "", "undecided: a.tbi, no key given"},
@@ -472,6 +533,8 @@ TEST(InspectCommandLine, JsonIsOneDocumentThatKeepsTheSchema) {
                                  "extract --key key.bin -o out e.tbix",
                                  "extract --key key.bin -o out e.tbix",
                                  "diff --key key.bin a.tbi c.tbi",
+                                 "verify --key key.bin --dump flipped.dump@08000000 a.tbi",
+                                 "verify --key key.bin --dump low.dump@08000000 a.tbi",
                                  "diff a.tbi b.tbi",
                                  "diff a.tbi s.pvs",
                                  "diff --except-signature a.tbi b.tbi"};

@@ -1,0 +1,203 @@
+#include "inspect/dump.h"
+
+#include "files/parseNumber.h"
+#include "files/wipe.h"
+#include "inspect/compare.h"
+
+#include <algorithm>
+#include <array>
+#include <numeric>
+
+namespace inspect {
+
+namespace {
+
+// Lists of spans are sorted and disjoint.
+using Spans = std::vector<Span>;
+
+Spans merged(Spans spans) {
+    std::sort(spans.begin(), spans.end(), [](const Span& a, const Span& b) { return a.from < b.from; });
+    Spans result;
+    for (const Span& span : spans) {
+        if (span.from == span.to) {
+            continue;
+        }
+        if (!result.empty() && span.from <= result.back().to) {
+            result.back().to = std::max(result.back().to, span.to);
+        } else {
+            result.push_back(span);
+        }
+    }
+    return result;
+}
+
+/// The addresses of `spans` that are also in `others` or, if `isInside` is false, not in `others`.
+Spans split(const Spans& spans, const Spans& others, bool isInside) {
+    Spans result;
+    std::size_t next = 0;
+    for (const Span& span : spans) {
+        std::uint64_t at = span.from;
+        while (next < others.size() && others[next].to <= at) {
+            ++next;
+        }
+        for (std::size_t i = next; i < others.size() && others[i].from < span.to; ++i) {
+            const Span both{std::max(at, others[i].from), std::min(span.to, others[i].to)};
+            if (isInside) {
+                result.push_back(both);
+            } else if (at < both.from) {
+                result.push_back({at, both.from});
+            }
+            at = both.to;
+        }
+        if (!isInside && at < span.to) {
+            result.push_back({at, span.to});
+        }
+    }
+    return result;
+}
+
+Span spanOf(const PlacedBytes& piece) {
+    return {piece.address, piece.address + static_cast<std::uint64_t>(piece.bytes.size())};
+}
+
+Spans spansOf(const std::vector<PlacedBytes>& pieces) {
+    Spans spans;
+    for (const PlacedBytes& piece : pieces) {
+        spans.push_back(spanOf(piece));
+    }
+    return merged(std::move(spans));
+}
+
+/// The bytes of `pieces` at the addresses of `spans`.
+std::vector<PlacedBytes> clipped(const std::vector<PlacedBytes>& pieces, const Spans& spans) {
+    std::vector<PlacedBytes> result;
+    for (const PlacedBytes& piece : pieces) {
+        const Span own = spanOf(piece);
+        auto span = std::lower_bound(spans.begin(), spans.end(), own.from,
+                                     [](const Span& candidate, std::uint64_t from) { return candidate.to <= from; });
+        for (; span != spans.end() && span->from < own.to; ++span) {
+            const std::uint64_t from = std::max(own.from, span->from);
+            const std::uint64_t to = std::min(own.to, span->to);
+            result.push_back(
+                {from, piece.bytes.sliced(static_cast<qsizetype>(from - own.from), static_cast<qsizetype>(to - from))});
+        }
+    }
+    return result;
+}
+
+std::uint64_t sizeOf(const Spans& spans) {
+    return std::accumulate(spans.begin(), spans.end(), std::uint64_t{0},
+                           [](std::uint64_t sum, const Span& span) { return sum + span.to - span.from; });
+}
+
+bool isErased(const std::vector<PlacedBytes>& pieces, std::uint8_t erased) {
+    return std::all_of(pieces.begin(), pieces.end(), [erased](const PlacedBytes& piece) {
+        return std::all_of(piece.bytes.begin(), piece.bytes.end(),
+                           [erased](char byte) { return static_cast<std::uint8_t>(byte) == erased; });
+    });
+}
+
+/// Adds the check of one kind of content. Returns whether every byte of it is equal to the dump.
+bool proveKind(const char* name, const std::vector<PlacedBytes>& content, const Dump& dump, Description& description) {
+    std::vector<PlacedBytes> dumped;
+    for (const SourcePiece& piece : dump.pieces) {
+        dumped.push_back({piece.address, piece.bytes});
+    }
+    const Spans read = merged(dump.spans);
+    const Spans all = spansOf(content);
+    const Spans readable = split(all, merged(dump.unreadable), false);
+    const Spans compared = split(readable, read, true);
+    const Spans leftOut = split(compared, spansOf(dumped), false);
+    std::uint64_t longest = 0;
+    for (const Span& span : leftOut) {
+        longest = std::max(longest, span.to - span.from);
+    }
+    const QByteArray fill(static_cast<qsizetype>(longest), static_cast<char>(dump.erased));
+    dumped = clipped(dumped, compared);
+    for (const Span& span : leftOut) {
+        dumped.push_back({span.from, QByteArrayView(fill).first(static_cast<qsizetype>(span.to - span.from))});
+    }
+    const std::size_t before = description.differences.size();
+    addByteDifferences(name, 0, compareBytes(clipped(content, compared), std::move(dumped)), {"image", "dump"},
+                       description.differences);
+    const bool isSame = description.differences.size() == before;
+    const bool isRead = !compared.empty() && isErased(clipped(content, split(readable, read, false)), dump.erased);
+    if (isSame && !isRead) {
+        description.addUnchecked(CheckCode::dump, Reason::notInDump);
+    } else {
+        description.addCheck(CheckCode::dump, isSame);
+    }
+    description.checks.back().arguments.push_back(textField("content", name));
+    return isSame && isRead && sizeOf(readable) == sizeOf(all);
+}
+
+}  // namespace
+
+Dump::~Dump() {
+    for (SourcePiece& piece : pieces) {
+        wipe(piece.bytes);
+    }
+}
+
+bool readDump(const QString& argument, Dump& dump, QString& fault) {
+    const std::size_t before = dump.pieces.size();
+    if (!readFirmware(argument, dump.pieces, fault, dump.erased)) {
+        return false;
+    }
+    if (before == dump.pieces.size()) {
+        return true;
+    }
+    Span span{dump.pieces[before].address, 0};
+    for (std::size_t i = before; i < dump.pieces.size(); ++i) {
+        const SourcePiece& piece = dump.pieces[i];
+        span.from = std::min(span.from, piece.address);
+        span.to = std::max(span.to, piece.address + static_cast<std::uint64_t>(piece.bytes.size()));
+    }
+    dump.spans.push_back(span);
+    return true;
+}
+
+bool parseSpan(const QString& text, Span& span) {
+    std::uint32_t from = 0;
+    std::uint32_t last = 0;
+    const qsizetype dash = text.indexOf(u'-');
+    if (dash < 0 || !parseNumber(QStringView(text).first(dash), 16, from) ||
+        !parseNumber(QStringView(text).sliced(dash + 1), 16, last) || from > last) {
+        return false;
+    }
+    span = {from, std::uint64_t{last} + 1};
+    return true;
+}
+
+void proveDump(const Dump& dump, const Contents& contents, Description& description) {
+    struct Kind {
+        ContentKind kind;
+        const char* name;
+    };
+    constexpr std::array kinds = {Kind{ContentKind::firmware, "firmware"}, Kind{ContentKind::module, "module"}};
+    bool isPlaced = false;
+    bool isWhole = true;
+    for (const Content& content : contents.list) {
+        const bool isOfKind = content.kind == ContentKind::firmware || content.kind == ContentKind::module;
+        isWhole = isWhole && (content.kind == ContentKind::derived || (isOfKind && content.hasAddress));
+    }
+    for (const Kind& kind : kinds) {
+        std::vector<PlacedBytes> placed;
+        for (const Content& content : contents.list) {
+            if (content.kind == kind.kind && content.hasAddress) {
+                placed.push_back({content.address, content.bytes});
+            }
+        }
+        if (!placed.empty()) {
+            isPlaced = true;
+            isWhole = proveKind(kind.name, placed, dump, description) && isWhole;
+        }
+    }
+    if (!isPlaced) {
+        description.addUnchecked(CheckCode::dump, Reason::notInDump);
+    } else if (isWhole) {
+        settleByComparison(false, description);
+    }
+}
+
+}  // namespace inspect

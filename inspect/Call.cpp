@@ -65,6 +65,23 @@ bool Call::readWhole(const char* option, std::optional<QByteArray>& bytes) {
     return true;
 }
 
+bool Call::readKeys() {
+    constexpr qsizetype siteSecretSize = 32;
+    QString fault;
+    if (has("keys") && (has("key") || has("key-b") || has("public"))) {
+        return fail("usage", {}, QStringLiteral("--keys excludes --key, --key-b and --public"));
+    }
+    if (has("keys") && !keys_.read(value("keys"), fault)) {
+        return fail("badKey", value("keys"), fault);
+    }
+    if (!readSecret("site-secret", readKeyFile, siteSecret_)) {
+        return false;
+    }
+    return !has("site-secret") || siteSecret_.size() == siteSecretSize ||
+           fail("badKey", value("site-secret"),
+                QStringLiteral("a site secret has 32 bytes, not %1").arg(siteSecret_.size()));
+}
+
 bool Call::readMemoryUse() {
     const QString address = parser_.value(QStringLiteral("address"));
     const QString mode = parser_.value(QStringLiteral("mode"));
@@ -84,11 +101,14 @@ bool Call::readEvidence() {
     const bool isForMemory = has("address") || has("mode") || has("app") ||
                              value("as").compare(QLatin1String("memoryImage"), Qt::CaseInsensitive) == 0;
     const SecretReader readImageKey = isForMemory ? readMemoryKey : readKey;
-    if (!readSecret("key", readImageKey, evidence_.key) || !readSecret("key-b", readImageKey, evidenceB_.key) ||
-        !readWhole("nonce", nonce) || !readSecret("public", readKeyFile, evidence_.publicKey) ||
+    if (!readKeys() || !readSecret("key", readImageKey, evidence_.key) ||
+        !readSecret("key-b", readImageKey, evidenceB_.key) || !readWhole("nonce", nonce) ||
+        !readSecret("public", readKeyFile, evidence_.publicKey) ||
         !readSecret("private", readKeyFile, evidence_.privateKey) || !readWhole("app", evidence_.app)) {
         return false;
     }
+    evidence_.keyFile = value("key");
+    evidence_.publicKeyFile = value("public");
     evidence_.hasNonce = nonce.has_value();
     evidence_.nonce = nonce.value_or(QByteArray());
     if (!has("key-b")) {
@@ -101,6 +121,14 @@ bool Call::readEvidence() {
     }
     evidenceB_.memory = evidence_.memory;
     return true;
+}
+
+const Evidence& Call::evidenceFor(const Opened& opened, bool isSecond) {
+    Evidence& evidence = isSecond ? evidenceB_ : evidence_;
+    if (has("keys") && opened.description.format != nullptr) {
+        keys_.fit(opened.source, opened.description, evidence);
+    }
+    return evidence;
 }
 
 bool Call::readAll(const char* option, FileReader read, std::vector<QByteArray>& files) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "inspect/KeyFolder.h"
 #include "inspect/Report.h"
 #include "inspect/dump.h"
 #include "inspect/sources.h"
@@ -40,6 +41,9 @@ class Call {
     /// `kept` may be null.
     Call(const QCommandLineParser& parser, Report& report, Kept* kept = nullptr)
         : parser_(parser), report_(report), kept_(kept) {}
+    ~Call() { wipe(siteSecret_); }
+    Call(const Call&) = delete;
+    Call& operator=(const Call&) = delete;
 
     bool fail(const char* code, const QString& file, const QString& text);
 
@@ -56,9 +60,10 @@ class Call {
 
     [[nodiscard]] bool has(const char* option) const { return parser_.isSet(QLatin1String(option)); }
     [[nodiscard]] QString value(const char* option) const { return parser_.value(QLatin1String(option)); }
-    [[nodiscard]] const Evidence& evidence() const { return evidence_; }
-    /// The evidence for the second file of a comparison.
-    [[nodiscard]] const Evidence& evidenceB() const { return evidenceB_; }
+    /// The evidence for a file; with a folder of keys, those that fit it. `isSecond`: the second file of a comparison.
+    [[nodiscard]] const Evidence& evidenceFor(const Opened& opened, bool isSecond = false);
+    /// Empty if none was given.
+    [[nodiscard]] const QByteArray& siteSecret() const { return siteSecret_; }
     [[nodiscard]] const Sources& sources() const { return sources_; }
     [[nodiscard]] const Dump& dump() const { return dump_; }
     [[nodiscard]] Report& report() { return report_; }
@@ -70,6 +75,7 @@ class Call {
     bool claimStandardInput(const QString& path);
     bool readSecret(const char* option, SecretReader read, QByteArray& secret);
     bool readWhole(const char* option, std::optional<QByteArray>& bytes);
+    bool readKeys();
     bool readMemoryUse();
     using FileReader = bool (*)(const QString& path, QByteArray& bytes, QString& fault);
 
@@ -81,6 +87,8 @@ class Call {
     Kept* kept_;
     Evidence evidence_;
     Evidence evidenceB_;
+    KeyFolder keys_;
+    QByteArray siteSecret_;
     Sources sources_;
     Dump dump_;
     bool isStandardInputTaken_ = false;

@@ -109,6 +109,14 @@ struct UsedIv {
     int part = 0;
 };
 
+/// A key that a file was proven with.
+struct KeyUse {
+    enum class Use : std::uint8_t { image, signature, binding };
+    Use use = Use::image;
+    QString file;            ///< the file of the key
+    QByteArray fingerprint;  ///< 32 bytes; empty if the key is symmetric and no site secret was given
+};
+
 struct FormatRow;
 enum class FoundBy { content, suffix, option };
 
@@ -124,6 +132,7 @@ struct Description {
     std::vector<Finding> findings;
     std::vector<Check> checks;
     std::vector<UsedIv> ivs;
+    std::vector<KeyUse> keys;
     std::vector<Difference> differences;  ///< between the contents and their sources
     std::vector<Description> inner;       ///< a file inside this file, or the second file of a pair
 

@@ -3,6 +3,7 @@
 #include "files/wipe.h"
 
 #include <QByteArray>
+#include <QString>
 
 #include <cstdint>
 #include <optional>
@@ -26,13 +27,16 @@ struct Evidence {
     Evidence(const Evidence&) = delete;
     Evidence& operator=(const Evidence&) = delete;
 
-    QByteArray key;  ///< 16 bytes; empty if none was given
+    QByteArray key;   ///< 16 bytes; empty if none was given
+    QString keyFile;  ///< the file that `key` was read from
     bool hasNonce = false;
     QByteArray nonce;
     QByteArray publicKey;   ///< PEM, or the 64 bytes of a P-256 point; empty if none was given
+    QString publicKeyFile;  ///< the file that `publicKey` was read from
     QByteArray privateKey;  ///< PEM; empty if none was given
     std::optional<MemoryUse> memory;
     std::optional<QByteArray> app;  ///< the expected plaintext of a memory cipher image
+    bool isTrial = false;           ///< the question is only whether the key fits, so one encrypted part is enough
 };
 
 /// The purpose of a part's plain bytes.

@@ -77,6 +77,7 @@ QJsonObject toJson(const Finding& finding);
 QJsonObject toJson(const Check& check);
 QJsonObject toJson(const Failure& failure);
 QJsonObject toJson(const Difference& difference);
+QJsonObject toJson(const KeyUse& key);
 
 template <typename Item>
 QJsonArray toArray(const std::vector<Item>& items) {
@@ -196,6 +197,16 @@ QJsonObject toJson(const Difference& difference) {
     return object;
 }
 
+QJsonObject toJson(const KeyUse& key) {
+    constexpr std::array uses = {"image", "signature", "binding"};
+    QJsonObject object{{QStringLiteral("use"), latin(uses[static_cast<std::size_t>(key.use)])},
+                       {QStringLiteral("file"), key.file}};
+    if (!key.fingerprint.isEmpty()) {
+        object[QStringLiteral("fingerprint")] = QString::fromLatin1(key.fingerprint.toHex());
+    }
+    return object;
+}
+
 // JSON contains non-ASCII characters only in strings, where an escape means the same. Escapes keep control characters
 // and changes of the reading order away from a terminal.
 void appendAscii(const QByteArray& json, QByteArray& result) {
@@ -269,6 +280,9 @@ void writeDescription(const Description& description, bool isJudged, DocumentWri
     writer.addArray("findings", description.findings);
     if (!description.checks.empty()) {
         writer.addArray("checks", description.checks);
+    }
+    if (!description.keys.empty()) {
+        writer.addArray("keys", description.keys);
     }
     if (!description.differences.empty()) {
         writer.addArray("differences", description.differences);

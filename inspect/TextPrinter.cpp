@@ -31,6 +31,7 @@ class Printer {
     void line(const QString& text) { text_ += text + u'\n'; }
     void printFile(const Description& description);
     void printHead(const Description& description);
+    void printKeys(const Description& description);
     void printParts(const Description& description);
     void printMemory(const Description& description);
     void printFindings(const Description& description);
@@ -58,6 +59,12 @@ void Printer::printHead(const Description& description) {
         items << fieldText(field);
     }
     line(printable(description.file) + QStringLiteral(": ") + joined(items));
+}
+
+void Printer::printKeys(const Description& description) {
+    for (const KeyUse& key : description.keys) {
+        line(keyText(key));
+    }
 }
 
 void Printer::printParts(const Description& description) {
@@ -237,6 +244,7 @@ void Printer::printVerdict(const Description& description) {
 
 void Printer::printFile(const Description& description) {
     printHead(description);
+    printKeys(description);
     if (report_.command == QLatin1String("show")) {
         printParts(description);
         printMemory(description);

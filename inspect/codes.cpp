@@ -124,6 +124,7 @@ constexpr std::array reasonRows = {
     ReasonRow{Reason::notOffered, "notOffered", "OpenSSL, as it is configured, doesn't offer the algorithm"},
     ReasonRow{Reason::notSigned, "notSigned", "it isn't signed, and anyone can make its digest"},
     ReasonRow{Reason::notInDump, "notInDump", "the dump doesn't contain it, or it has no address"},
+    ReasonRow{Reason::noFittingKey, "noFittingKey", "no key of the folder fits"},
 };
 
 /// Whether each row is at the index of its code. The assertions below reject a code without a row.
@@ -143,7 +144,7 @@ static_assert(isInOrder(checkRows, &CheckRow::code));
 static_assert(isInOrder(reasonRows, &ReasonRow::reason));
 static_assert(findingRows.size() == static_cast<std::size_t>(FindingCode::moduleOverFirmware) + 1);
 static_assert(checkRows.size() == static_cast<std::size_t>(CheckCode::dump) + 1);
-static_assert(reasonRows.size() == static_cast<std::size_t>(Reason::notInDump) + 1);
+static_assert(reasonRows.size() == static_cast<std::size_t>(Reason::noFittingKey) + 1);
 
 }  // namespace
 

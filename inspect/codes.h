@@ -138,6 +138,7 @@ enum class Reason : std::uint8_t {
     notOffered,
     notSigned,
     notInDump,
+    noFittingKey,
 };
 
 struct ReasonRow {

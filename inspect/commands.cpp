@@ -10,10 +10,42 @@ namespace inspect {
 
 namespace {
 
+// Names the keys that fit. Only a copy is proven, because `show` doesn't print checks.
+void showKeys(Call& call, Opened& opened) {
+    Description proven = opened.description;
+    const Evidence& evidence = call.evidenceFor(opened);
+    prove(opened.source, evidence, proven);
+    opened.description.keys = usedKeys(proven, evidence, call.siteSecret());
+}
+
+/// Gives the reason of missing keys in the terms of a folder of keys.
+void nameMissingKeys(Description& description) {
+    for (Check& check : description.checks) {
+        const bool lacksKey = check.reason == Reason::noKey || check.reason == Reason::noPublicKey;
+        check.reason = lacksKey ? Reason::noFittingKey : check.reason;
+    }
+    for (Description& inner : description.inner) {
+        nameMissingKeys(inner);
+    }
+}
+
+/// Proves a file and names the keys that its proof uses.
+void proveWithKeys(Call& call, Opened& opened, Contents* contents) {
+    const Evidence& evidence = call.evidenceFor(opened);
+    prove(opened.source, evidence, opened.description, contents);
+    opened.description.keys = usedKeys(opened.description, evidence, call.siteSecret());
+    if (call.has("keys")) {
+        nameMissingKeys(opened.description);
+    }
+}
+
 void show(Call& call, const QStringList& files) {
     for (const QString& path : files) {
         Opened opened;
         if (call.open(path, opened)) {
+            if (call.has("keys")) {
+                showKeys(call, opened);
+            }
             call.report().files.push_back(std::move(opened.description));
         }
     }
@@ -27,7 +59,7 @@ void verifyFile(Call& call, Opened& opened) {
     const bool isCompared = !call.sources().isEmpty();
     const bool isDumped = call.has("dump");
     const bool areWanted = isKept || isCompared || isDumped;
-    prove(opened.source, call.evidence(), opened.description, areWanted ? &contents : nullptr);
+    proveWithKeys(call, opened, areWanted ? &contents : nullptr);
     const bool isOpened = isOpen(opened.description);
     const bool isAuthentic = isOpened && judge(opened.description).verdict != Verdict::wrong;
     if (!isCompared) {
@@ -86,7 +118,7 @@ void extract(Call& call, const QStringList& files) {
         return;
     }
     Contents contents;
-    prove(opened.source, call.evidence(), opened.description, &contents);
+    proveWithKeys(call, opened, &contents);
     report.files.push_back(std::move(opened.description));
     const Description& description = report.files.front();
     report.status = statusGood;
@@ -103,11 +135,12 @@ void extract(Call& call, const QStringList& files) {
     }
 }
 
-bool openForComparison(Call& call, const QString& path, const char* payload, const Evidence& evidence, Opened& opened,
+bool openForComparison(Call& call, const QString& path, const char* payload, bool isSecond, Opened& opened,
                        Contents& contents) {
     if (!call.open(path, opened, payload)) {
         return false;
     }
+    const Evidence& evidence = call.evidenceFor(opened, isSecond);
     prove(opened.source, evidence, opened.description, &contents);
     const bool isKeyWrong = !evidence.key.isEmpty() && judge(opened.description).isKeyDoubtful;
     return !isKeyWrong || call.fail("badKey", path, QStringLiteral("no tag is right under the key given"));
@@ -118,8 +151,8 @@ void diff(Call& call, const QStringList& files) {
     Opened b;
     Contents contentsA;
     Contents contentsB;
-    if (!openForComparison(call, files.at(0), "payload", call.evidence(), a, contentsA) ||
-        !openForComparison(call, files.at(1), "payload-b", call.evidenceB(), b, contentsB)) {
+    if (!openForComparison(call, files.at(0), "payload", false, a, contentsA) ||
+        !openForComparison(call, files.at(1), "payload-b", true, b, contentsB)) {
         return;
     }
     const ComparedFile fileA{a.source.bytes, a.source.second, a.description, contentsA};

@@ -135,4 +135,13 @@ QString resultText(const Check& check) {
     return checkName(check) + u' ' + outcomeText(check);
 }
 
+QString keyText(const KeyUse& key) {
+    constexpr std::array uses = {"image key", "signed by", "public key"};
+    const QString text = QLatin1String(uses[static_cast<std::size_t>(key.use)]) + u' ' + printable(key.file);
+    const char* const kind = key.use == KeyUse::Use::image ? "fingerprint" : "SHA-256";
+    return key.fingerprint.isEmpty()
+               ? text
+               : text + QStringLiteral(", %1 %2").arg(QLatin1String(kind), QLatin1String(key.fingerprint.toHex()));
+}
+
 }  // namespace inspect

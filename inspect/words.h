@@ -24,6 +24,8 @@ namespace inspect {
 [[nodiscard]] QString outcomeText(const Check& check);
 /// The name of a check and its outcome.
 [[nodiscard]] QString resultText(const Check& check);
+/// The use of a key, its file and its fingerprint, if any.
+[[nodiscard]] QString keyText(const KeyUse& key);
 [[nodiscard]] QString differenceText(const Difference& difference);
 
 /// The part with this number; null if there is none, as for 0.

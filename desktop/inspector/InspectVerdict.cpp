@@ -124,6 +124,17 @@ QString strengthText(const inspect::Judgement& judgement) {
                : QString();
 }
 
+/// The keys that the file was proven with.
+QString keysText(const inspect::Description& file) {
+    QString text;
+    for (const inspect::KeyUse& key : file.keys) {
+        QString sentence = inspect::keyText(key);
+        sentence.front() = sentence.front().toUpper();
+        text += QLatin1Char(' ') + sentence + u'.';
+    }
+    return text;
+}
+
 QString coverageText(const inspect::Judgement& judgement) {
     if (judgement.verdict != inspect::Verdict::proven || judgement.uncovered.empty()) {
         return {};
@@ -152,6 +163,8 @@ const char* fieldFor(inspect::Reason reason) {
             return "private";
         case inspect::Reason::noAddress:
             return "address";
+        case inspect::Reason::noFittingKey:
+            return "keys";
         default:
             return "";
     }
@@ -177,7 +190,7 @@ InspectVerdict fileVerdict(const InspectResult& result) {
         case inspect::Verdict::proven:
             return {Sign::good,
                     Words::tr("Proven: %1").arg(good),
-                    fileText(file) + strengthText(judgement) + coverageText(judgement),
+                    fileText(file) + strengthText(judgement) + coverageText(judgement) + keysText(file),
                     {}};
         case inspect::Verdict::wrong: {
             const QString counts =

@@ -19,8 +19,9 @@ namespace {
 
 constexpr const char* context = "InspectFields";
 
-/// The check of a field's value: none, a kind of key in its file, a hexadecimal address, or ranges of addresses.
-enum class Checked { nothing, key, publicKey, privateKey, hexadecimal, spans };
+/// The check of a field's value: none, a kind of key in its file, a folder, a hexadecimal address, or ranges of
+/// addresses.
+enum class Checked { nothing, key, publicKey, privateKey, folder, hexadecimal, spans };
 
 struct Row {
     const char* id;
@@ -42,6 +43,10 @@ constexpr const char* secondGroup = QT_TRANSLATE_NOOP("InspectFields", "Comparis
 constexpr std::array rows = {
     Row{"key", keyGroup, QT_TRANSLATE_NOOP("InspectFields", "&Image key"), jobs::FieldKind::inFile, jobs::PathRole::key,
         Checked::key, QT_TRANSLATE_NOOP("InspectFields", "The key that the image was encrypted with: 16 bytes.")},
+    Row{"keys", keyGroup, QT_TRANSLATE_NOOP("InspectFields", "Folder of &keys"), jobs::FieldKind::folder,
+        jobs::PathRole::key, Checked::folder,
+        QT_TRANSLATE_NOOP("InspectFields",
+                          "Instead of an image key and a public key: the keys that fit are found among its files.")},
     Row{"nonce", keyGroup, QT_TRANSLATE_NOOP("InspectFields", "&Nonce"), jobs::FieldKind::inFile, jobs::PathRole::key,
         Checked::nothing,
         QT_TRANSLATE_NOOP("InspectFields", "The nonce that the image was made with, if it is to be checked too.")},
@@ -167,6 +172,11 @@ jobs::Verdict verdictOf(const Row& row, const QStringList& values) {
         return areSpans(values.value(0))
                    ? jobs::Verdict()
                    : jobs::fault(text(QT_TRANSLATE_NOOP("InspectFields", "A range has the form 08000000-08003FFF.")));
+    }
+    if (row.checked == Checked::folder) {
+        return QFileInfo(values.value(0)).isDir()
+                   ? jobs::Verdict()
+                   : jobs::fault(text(QT_TRANSLATE_NOOP("InspectFields", "This is no folder.")));
     }
     const bool isPath = row.kind == jobs::FieldKind::inFile || row.kind == jobs::FieldKind::inFiles;
     if (!isPath) {

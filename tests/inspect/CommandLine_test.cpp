@@ -153,9 +153,22 @@ void makeFiles(const TempFolder& folder) {
     }
 }
 
+/// Folders with and without the keys of the files, and a site secret.
+void makeKeyFolders(const TempFolder& folder) {
+    EXPECT_TRUE(QDir().mkpath(folder.path("keys")));
+    EXPECT_TRUE(QDir().mkpath(folder.path("no-keys")));
+    folder.write("keys/a-other", QByteArray(16, 'k'));
+    folder.write("keys/b-fits", kitKey);
+    folder.write("keys/c-note", "the keys of the product");
+    folder.write("keys/d-other.pem", kitKeyOf(KitKind::p256).publicPem);
+    folder.write("keys/e-signer.pem", folder.read("signer.pem"));
+    folder.write("site", QByteArray(32, 's'));
+}
+
 TEST(InspectCommandLine, EndsAsItsRowSays) {
     const TempFolder folder;
     makeFiles(folder);
+    makeKeyFolders(folder);
     struct Row {
         const char* arguments;
         int status;
@@ -279,6 +292,17 @@ TEST(InspectCommandLine, EndsAsItsRowSays) {
         {"verify --key key.bin u.tbuh v.other.tbu", 1, "",
          "wrong: 1 of 4 checks of u.tbuh are bad; no tag is right: another key or a changed file header"},
         {"verify --key key.bin u.other.tbu", 2, "", "undecided: u.other.tbu, the second file of the pair is missing"},
+        {"verify --keys keys a.tbi", 0, "", "proven by tag and digest: 253 bytes of a.tbi"},
+        {"verify --keys keys signed.bin a.tbi", 0, "", "proven by tag and digest: 253 bytes of a.tbi"},
+        {"verify --keys no-keys a.tbi", 2, "", "undecided: a.tbi, no key of the folder fits"},
+        {"verify --keys no-keys signed.bin", 2, "", "undecided: signed.bin, no key of the folder fits"},
+        {"verify --keys keys tag.tbi", 1, "", "wrong: 1 of 6 checks of tag.tbi are bad"},
+        {"verify --keys none a.tbi", 2, "none: No such file or directory", ""},
+        {"verify --keys key.bin a.tbi", 2, "key.bin: it is no folder", ""},
+        {"verify --keys keys --key key.bin a.tbi", 2, "--keys excludes --key, --key-b and --public", ""},
+        {"verify --keys keys --site-secret key.bin a.tbi", 2, "key.bin: a site secret has 32 bytes, not 16", ""},
+        {"extract --keys keys -o found a.tbi", 0, "", "written to found"},
+        {"diff --keys keys a.tbi b.tbi", 0, "", "no difference"},
         {"verify --key key.bin --dump memory.dump@08000000 a.tbi", 0, "",
          "proven by comparison and tag and digest: 253 bytes of a.tbi"},
         {"verify --key key.bin --dump high.dump@0x8000100 --dump low.dump@0x8000000 a.tbi", 0, "",
@@ -510,10 +534,42 @@ TEST(InspectCommandLine, ListsDifferencesByAddress) {
     EXPECT_NE(output.find("option bytes contents against their sources unchecked (not asked for)"), std::string::npos);
 }
 
+// Python computes the fingerprints as docs/formats.md describes them.
+TEST(InspectCommandLine, NamesKeysByFilesAndFingerprints) {
+    const TempFolder folder;
+    makeFiles(folder);
+    makeKeyFolders(folder);
+    const QByteArray script =
+        "import hashlib, hmac, sys\n"
+        "from cryptography.hazmat.primitives import serialization\n"
+        "key = hashlib.sha256(open('keys/b-fits', 'rb').read()).digest()\n"
+        "print('image key keys/b-fits, fingerprint', hmac.new(b's' * 32, key, 'sha256').hexdigest())\n"
+        "public = serialization.load_pem_public_key(open('keys/e-signer.pem', 'rb').read())\n"
+        "der = public.public_bytes(serialization.Encoding.DER, serialization.PublicFormat.SubjectPublicKeyInfo)\n"
+        "print('signed by keys/e-signer.pem, SHA-256', hashlib.sha256(der).hexdigest())\n";
+    const std::string expected = run(folder, "python3", {QStringLiteral("-c"), QString::fromUtf8(script)}).output;
+    const auto keyLines = [&folder](const char* arguments) {
+        std::string lines;
+        for (const QByteArray& line : QByteArray::fromStdString(runInspect(folder, arguments).output).split('\n')) {
+            if (line.startsWith("image key") || line.startsWith("signed by")) {
+                lines += line.toStdString() + '\n';
+            }
+        }
+        return lines;
+    };
+    EXPECT_EQ(keyLines("show --keys keys --site-secret site a.tbi free.kdu signed.bin"), expected);
+    EXPECT_EQ(keyLines("verify --keys keys --site-secret site a.tbi free.kdu signed.bin"), expected);
+    EXPECT_EQ(keyLines("show --keys keys a.tbi"), "image key keys/b-fits\n");
+    EXPECT_EQ(keyLines("verify --key key.bin a.tbi"), "image key key.bin\n");
+    EXPECT_EQ(keyLines("verify --key other.bin a.tbi"), "");
+    EXPECT_EQ(keyLines("show --keys no-keys a.tbi"), "");
+}
+
 // An outside validator checks every kind of output against the published schema.
 TEST(InspectCommandLine, JsonIsOneDocumentThatKeepsTheSchema) {
     const TempFolder folder;
     makeFiles(folder);
+    makeKeyFolders(folder);
     folder.write("e.tbix", kitMake(kitExternalImage()));
     folder.write("s.pvs", kitMake(kitProvisioningImage()));
     folder.write("m.xtbi", kitPackagedModule());
@@ -535,6 +591,8 @@ TEST(InspectCommandLine, JsonIsOneDocumentThatKeepsTheSchema) {
                                  "diff --key key.bin a.tbi c.tbi",
                                  "verify --key key.bin --dump flipped.dump@08000000 a.tbi",
                                  "verify --key key.bin --dump low.dump@08000000 a.tbi",
+                                 "show --keys keys --site-secret site a.tbi signed.bin free.kdu",
+                                 "verify --keys keys a.tbi",
                                  "diff a.tbi b.tbi",
                                  "diff a.tbi s.pvs",
                                  "diff --except-signature a.tbi b.tbi"};

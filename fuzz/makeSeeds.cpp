@@ -154,6 +154,13 @@ void writeDocuments(const QDir& root) {
           "pkcs11:token=line%3B1;manufacturer=a;serial=42;model=T;slot-id=7;object=key%20a;id=%00%FF;type=private"
           "?module-path=/lib/a.so&module-name=a&pin-source=file:/run/pin");
     write(root, "keyUri", "refused", "pkcs11:object=a?pin-value=1234");
+    write(root, "policy", "all",
+          R"({"version": 1, "formats": ["installImage"], "proofs": ["tag", "digest"], "imageKeys": [], "publicKeys": [],
+              "leastVersion": "1.2.3+4", "largestSize": 65536, "overlaps": false,
+              "memory": [{"name": "Flash", "from": "0x08000000", "to": "0x0800FFFF"}],
+              "optionWords": [{"word": 1, "mask": "FF", "is": "63"},
+                              {"name": "lock", "word": 2, "isNot": "63636363", "irreversible": true}]})");
+    write(root, "policy", "number", R"({"version": 1, "leastVersion": 2})");
     write(root, "publicKeyText", "text",
           "Public-Key: (32 bit)\nModulus:\n    00:c3:5a:\n    11:22\nExponent: 65537 (0x10001)\n");
     write(root, "commandLine", "tbi", QByteArray::fromHex("0312391341421512164a1744"));

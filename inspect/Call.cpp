@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 
 namespace inspect {
@@ -166,6 +167,18 @@ bool Call::readSources() {
     return true;
 }
 
+template <typename Value>
+bool Call::readEach(const char* option, bool (*parse)(const QString& text, Value& value), const char* expected,
+                    std::vector<Value>& values) {
+    for (const QString& text : parser_.values(QLatin1String(option))) {
+        if (!parse(text, values.emplace_back())) {
+            return fail("usage", {},
+                        QStringLiteral("--%1 needs %2").arg(QLatin1String(option), QLatin1String(expected)));
+        }
+    }
+    return true;
+}
+
 bool Call::readDump() {
     if (!has("dump")) {
         const bool isAlone = has("erased") || has("protected");
@@ -176,10 +189,8 @@ bool Call::readDump() {
         return fail("usage", {}, QStringLiteral("--erased needs a hexadecimal byte"));
     }
     dump_.erased = static_cast<std::uint8_t>(erased);
-    for (const QString& text : parser_.values(QStringLiteral("protected"))) {
-        if (!parseSpan(text, dump_.unreadable.emplace_back())) {
-            return fail("usage", {}, QStringLiteral("--protected needs two hexadecimal addresses: FROM-TO"));
-        }
+    if (!readEach("protected", parseSpan, "two hexadecimal addresses: FROM-TO", dump_.unreadable)) {
+        return false;
     }
     for (const QString& argument : parser_.values(QStringLiteral("dump"))) {
         QString fault;
@@ -188,6 +199,59 @@ bool Call::readDump() {
         }
     }
     return true;
+}
+
+bool Call::readRules(Policy& policy) {
+    constexpr const char* fingerprint = "a fingerprint of 64 hexadecimal digits";
+    std::vector<QByteArray> imageKeys;
+    std::vector<QByteArray> publicKeys;
+    std::vector<Span> memory;
+    if (!readEach("require", parseProof, "digest, signature, tag or comparison", policy.proofs) ||
+        !readEach("image-key", parseFingerprint, fingerprint, imageKeys) ||
+        !readEach("public-key", parseFingerprint, fingerprint, publicKeys) ||
+        !readEach("memory", parseSpan, "two hexadecimal addresses: FROM-TO", memory) ||
+        !readEach("option-word", parseOptionRule, "WORD=VALUE or WORD/MASK=VALUE, the value inside the mask",
+                  policy.options)) {
+        return false;
+    }
+    if (has("image-key")) {
+        policy.imageKeys = imageKeys;
+    }
+    if (has("public-key")) {
+        policy.publicKeys = publicKeys;
+    }
+    if (has("memory")) {
+        policy.memory = memory;
+    }
+    if (has("least-version") && !parseVersion(value("least-version"), policy.leastVersion.emplace())) {
+        return fail("usage", {}, QStringLiteral("--least-version needs a version such as 3 or 1.2.3"));
+    }
+    bool isNumber = true;
+    if (has("largest-size")) {
+        policy.largestSize = value("largest-size").toULongLong(&isNumber);
+    }
+    policy.forbidsOverlap = has("no-overlap");
+    return isNumber || fail("usage", {}, QStringLiteral("--largest-size needs a number of bytes"));
+}
+
+bool Call::readPolicies() {
+    constexpr std::array rules = {"require",      "image-key", "public-key", "least-version",
+                                  "largest-size", "memory",    "no-overlap", "option-word"};
+    if (has("policy")) {
+        std::optional<QByteArray> document;
+        QString fault;
+        if (!readWhole("policy", document)) {
+            return false;
+        }
+        if (!readPolicy(*document, policies_.emplace_back(), fault)) {
+            return fail("unreadable", value("policy"), fault);
+        }
+    }
+    const bool hasRules = std::any_of(rules.begin(), rules.end(), [this](const char* option) { return has(option); });
+    if (has("allow-irreversible") && !has("policy")) {
+        return fail("usage", {}, QStringLiteral("--allow-irreversible needs --policy"));
+    }
+    return !hasRules || readRules(policies_.emplace_back());
 }
 
 bool Call::open(const QString& path, Opened& opened, const char* payload, QStringList* others) {

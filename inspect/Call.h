@@ -3,6 +3,7 @@
 #include "inspect/KeyFolder.h"
 #include "inspect/Report.h"
 #include "inspect/dump.h"
+#include "inspect/policy.h"
 #include "inspect/sources.h"
 
 #include <QCommandLineParser>
@@ -53,6 +54,8 @@ class Call {
     [[nodiscard]] bool readSources();
     /// Reads the dump of a device that contents are compared with.
     [[nodiscard]] bool readDump();
+    /// Reads the policy document and the rules of the options.
+    [[nodiscard]] bool readPolicies();
     /// Reads and describes a file, which must have a known format. `payload` is the option that names the second file
     /// of a pair. The second file may also be one of `others`; it is then removed from the list. `others` may be null.
     [[nodiscard]] bool open(const QString& path, Opened& opened, const char* payload = "payload",
@@ -66,6 +69,8 @@ class Call {
     [[nodiscard]] const QByteArray& siteSecret() const { return siteSecret_; }
     [[nodiscard]] const Sources& sources() const { return sources_; }
     [[nodiscard]] const Dump& dump() const { return dump_; }
+    /// The rules of the document, and those of the options.
+    [[nodiscard]] const std::vector<Policy>& policies() const { return policies_; }
     [[nodiscard]] Report& report() { return report_; }
     [[nodiscard]] Kept* kept() { return kept_; }
 
@@ -76,6 +81,10 @@ class Call {
     bool readSecret(const char* option, SecretReader read, QByteArray& secret);
     bool readWhole(const char* option, std::optional<QByteArray>& bytes);
     bool readKeys();
+    bool readRules(Policy& policy);
+    template <typename Value>
+    bool readEach(const char* option, bool (*parse)(const QString& text, Value& value), const char* expected,
+                  std::vector<Value>& values);
     bool readMemoryUse();
     using FileReader = bool (*)(const QString& path, QByteArray& bytes, QString& fault);
 
@@ -91,6 +100,7 @@ class Call {
     QByteArray siteSecret_;
     Sources sources_;
     Dump dump_;
+    std::vector<Policy> policies_;
     bool isStandardInputTaken_ = false;
 };
 

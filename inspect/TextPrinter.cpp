@@ -124,15 +124,16 @@ void Printer::printMemory(const Description& description) {
     }
 }
 
-// Prints the first finding of each kind, and the number of further findings of that kind.
+// Prints the first finding of each kind and the number of further findings of that kind, or all findings of a listed
+// kind.
 void Printer::printFindings(const Description& description) {
     QList<FindingCode> printed;
     for (const Finding& finding : description.findings) {
-        if (printed.contains(finding.code)) {
+        const FindingRow& row = rowOf(finding.code);
+        if (!row.isListed && printed.contains(finding.code)) {
             continue;
         }
         printed << finding.code;
-        const FindingRow& row = rowOf(finding.code);
         QString place;
         if (const Part* const part = partOf(description, finding.part)) {
             place = partName(*part) + u' ';
@@ -144,7 +145,7 @@ void Printer::printFindings(const Description& description) {
                                          [&](const Finding& other) { return other.code == finding.code; });
         line((row.severity == Severity::error ? QStringLiteral("error: ") : QStringLiteral("note: ")) + place +
              findingText(finding) +
-             (count > 1 ? QStringLiteral(" (and %1 more of the kind)").arg(count - 1) : QString()));
+             (count > 1 && !row.isListed ? QStringLiteral(" (and %1 more of the kind)").arg(count - 1) : QString()));
     }
 }
 

@@ -69,6 +69,31 @@ constexpr std::array findingRows = {
     FindingRow{FindingCode::notUtf8, "notUtf8", Severity::error, "it isn't in UTF-8"},
     FindingRow{FindingCode::moduleOverFirmware, "moduleOverFirmware", Severity::note,
                "module and firmware overlap: area {other} also has bytes from {address} on"},
+    FindingRow{FindingCode::policyFormat, "policyFormat", Severity::error, "policy: the format {value} isn't allowed"},
+    FindingRow{FindingCode::policyProof, "policyProof", Severity::error, "policy: a proof by {expected} is required",
+               true},
+    FindingRow{FindingCode::policyKey, "policyKey", Severity::error,
+               "policy: the key {file} with fingerprint {fingerprint} isn't allowed", true},
+    FindingRow{FindingCode::policyNoVersion, "policyNoVersion", Severity::error,
+               "policy: it has no version, and {expected} is the least"},
+    FindingRow{FindingCode::policyVersion, "policyVersion", Severity::error,
+               "policy: version {value}, and {expected} is the least"},
+    FindingRow{FindingCode::policySize, "policySize", Severity::error,
+               "policy: {size} bytes, and {limit} are the most"},
+    FindingRow{FindingCode::policyMemory, "policyMemory", Severity::error,
+               "policy: {from} to {to} isn't in an allowed range"},
+    FindingRow{FindingCode::policyOverlap, "policyOverlap", Severity::error,
+               "policy: area {other} overlaps it from {address} on"},
+    FindingRow{FindingCode::policyNoOption, "policyNoOption", Severity::error,
+               "policy: the file has no option word {word}{name}", true},
+    FindingRow{FindingCode::policyOption, "policyOption", Severity::error,
+               "policy: option word {word}{name} has {value} in mask {mask}, not {expected}", true},
+    FindingRow{FindingCode::policyForbiddenOption, "policyForbiddenOption", Severity::error,
+               "policy: option word {word}{name} must not have {value} in mask {mask}", true},
+    FindingRow{FindingCode::policyIrreversible, "policyIrreversible", Severity::error,
+               "policy: option word {word}{name} has {value} in mask {mask}, which the device can't undo; "
+               "--allow-irreversible permits it",
+               true},
 };
 
 constexpr std::array differenceRows = {
@@ -103,6 +128,7 @@ constexpr std::array checkRows = {
     CheckRow{CheckCode::sameKey, "sameKey", "match with the given key", "wrong", Proof::comparison},
     CheckRow{CheckCode::signingKey, "signingKey", "reference to the given key", "wrong", Proof::structure},
     CheckRow{CheckCode::dump, "dump", "contents against the dump", "different", Proof::comparison},
+    CheckRow{CheckCode::policy, "policy", "policy", "broken", Proof::structure},
 };
 
 constexpr std::array reasonRows = {
@@ -125,6 +151,7 @@ constexpr std::array reasonRows = {
     ReasonRow{Reason::notSigned, "notSigned", "it isn't signed, and anyone can make its digest"},
     ReasonRow{Reason::notInDump, "notInDump", "the dump doesn't contain it, or it has no address"},
     ReasonRow{Reason::noFittingKey, "noFittingKey", "no key of the folder fits"},
+    ReasonRow{Reason::noSiteSecret, "noSiteSecret", "no site secret given"},
 };
 
 /// Whether each row is at the index of its code. The assertions below reject a code without a row.
@@ -142,9 +169,9 @@ static_assert(isInOrder(differenceRows, &DifferenceRow::code));
 static_assert(differenceRows.size() == static_cast<std::size_t>(DifferenceCode::sourceExtra) + 1);
 static_assert(isInOrder(checkRows, &CheckRow::code));
 static_assert(isInOrder(reasonRows, &ReasonRow::reason));
-static_assert(findingRows.size() == static_cast<std::size_t>(FindingCode::moduleOverFirmware) + 1);
-static_assert(checkRows.size() == static_cast<std::size_t>(CheckCode::dump) + 1);
-static_assert(reasonRows.size() == static_cast<std::size_t>(Reason::noFittingKey) + 1);
+static_assert(findingRows.size() == static_cast<std::size_t>(FindingCode::policyIrreversible) + 1);
+static_assert(checkRows.size() == static_cast<std::size_t>(CheckCode::policy) + 1);
+static_assert(reasonRows.size() == static_cast<std::size_t>(Reason::noSiteSecret) + 1);
 
 }  // namespace
 

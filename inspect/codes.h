@@ -53,6 +53,18 @@ enum class FindingCode : std::uint8_t {
     outOfRange,
     notUtf8,
     moduleOverFirmware,
+    policyFormat,
+    policyProof,
+    policyKey,
+    policyNoVersion,
+    policyVersion,
+    policySize,
+    policyMemory,
+    policyOverlap,
+    policyNoOption,
+    policyOption,
+    policyForbiddenOption,
+    policyIrreversible,
 };
 
 enum class Severity : std::uint8_t { note, error };
@@ -61,7 +73,8 @@ struct FindingRow {
     FindingCode code;
     const char* name;
     Severity severity;
-    const char* words;  ///< "{name}" is replaced by the argument of that name
+    const char* words;      ///< "{name}" is replaced by the argument of that name
+    bool isListed = false;  ///< each finding of the kind is printed; of other kinds, the first one and a count
 };
 
 /// The differences between two files, or between contents and their sources.
@@ -105,6 +118,7 @@ enum class CheckCode : std::uint8_t {
     sameKey,
     signingKey,
     dump,
+    policy,
 };
 
 /// The kind of proof that a good check gives.
@@ -139,6 +153,7 @@ enum class Reason : std::uint8_t {
     notSigned,
     notInDump,
     noFittingKey,
+    noSiteSecret,
 };
 
 struct ReasonRow {

@@ -58,7 +58,9 @@ void verifyFile(Call& call, Opened& opened) {
     const bool isKept = call.kept() != nullptr && call.kept()->wantsContents;
     const bool isCompared = !call.sources().isEmpty();
     const bool isDumped = call.has("dump");
-    const bool areWanted = isKept || isCompared || isDumped;
+    const auto hasOptionRules = [](const Policy& policy) { return !policy.options.empty(); };
+    const bool areWanted =
+        isKept || isCompared || isDumped || std::any_of(call.policies().begin(), call.policies().end(), hasOptionRules);
     proveWithKeys(call, opened, areWanted ? &contents : nullptr);
     const bool isOpened = isOpen(opened.description);
     const bool isAuthentic = isOpened && judge(opened.description).verdict != Verdict::wrong;
@@ -74,6 +76,9 @@ void verifyFile(Call& call, Opened& opened) {
     } else if (isDumped) {
         opened.description.addUnchecked(CheckCode::dump, Reason::notAuthentic);
     }
+    for (const Policy& policy : call.policies()) {
+        provePolicy(policy, call.has("allow-irreversible"), contents, opened.description);
+    }
     if (isKept && isAuthentic) {
         call.kept()->contents.list = std::move(contents.list);
     }
@@ -88,7 +93,7 @@ int statusOf(const std::vector<Description>& files) {
 }
 
 void verify(Call& call, const QStringList& files) {
-    if (!call.readSources() || !call.readDump()) {
+    if (!call.readSources() || !call.readDump() || !call.readPolicies()) {
         return;
     }
     Report& report = call.report();

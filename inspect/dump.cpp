@@ -1,6 +1,5 @@
 #include "inspect/dump.h"
 
-#include "files/parseNumber.h"
 #include "files/wipe.h"
 #include "inspect/compare.h"
 
@@ -12,56 +11,12 @@ namespace inspect {
 
 namespace {
 
-// Lists of spans are sorted and disjoint.
-using Spans = std::vector<Span>;
-
-Spans merged(Spans spans) {
-    std::sort(spans.begin(), spans.end(), [](const Span& a, const Span& b) { return a.from < b.from; });
-    Spans result;
-    for (const Span& span : spans) {
-        if (span.from == span.to) {
-            continue;
-        }
-        if (!result.empty() && span.from <= result.back().to) {
-            result.back().to = std::max(result.back().to, span.to);
-        } else {
-            result.push_back(span);
-        }
-    }
-    return result;
-}
-
-/// The addresses of `spans` that are also in `others` or, if `isInside` is false, not in `others`.
-Spans split(const Spans& spans, const Spans& others, bool isInside) {
-    Spans result;
-    std::size_t next = 0;
-    for (const Span& span : spans) {
-        std::uint64_t at = span.from;
-        while (next < others.size() && others[next].to <= at) {
-            ++next;
-        }
-        for (std::size_t i = next; i < others.size() && others[i].from < span.to; ++i) {
-            const Span both{std::max(at, others[i].from), std::min(span.to, others[i].to)};
-            if (isInside) {
-                result.push_back(both);
-            } else if (at < both.from) {
-                result.push_back({at, both.from});
-            }
-            at = both.to;
-        }
-        if (!isInside && at < span.to) {
-            result.push_back({at, span.to});
-        }
-    }
-    return result;
-}
-
 Span spanOf(const PlacedBytes& piece) {
     return {piece.address, piece.address + static_cast<std::uint64_t>(piece.bytes.size())};
 }
 
-Spans spansOf(const std::vector<PlacedBytes>& pieces) {
-    Spans spans;
+std::vector<Span> spansOf(const std::vector<PlacedBytes>& pieces) {
+    std::vector<Span> spans;
     for (const PlacedBytes& piece : pieces) {
         spans.push_back(spanOf(piece));
     }
@@ -69,7 +24,7 @@ Spans spansOf(const std::vector<PlacedBytes>& pieces) {
 }
 
 /// The bytes of `pieces` at the addresses of `spans`.
-std::vector<PlacedBytes> clipped(const std::vector<PlacedBytes>& pieces, const Spans& spans) {
+std::vector<PlacedBytes> clipped(const std::vector<PlacedBytes>& pieces, const std::vector<Span>& spans) {
     std::vector<PlacedBytes> result;
     for (const PlacedBytes& piece : pieces) {
         const Span own = spanOf(piece);
@@ -85,7 +40,7 @@ std::vector<PlacedBytes> clipped(const std::vector<PlacedBytes>& pieces, const S
     return result;
 }
 
-std::uint64_t sizeOf(const Spans& spans) {
+std::uint64_t sizeOf(const std::vector<Span>& spans) {
     return std::accumulate(spans.begin(), spans.end(), std::uint64_t{0},
                            [](std::uint64_t sum, const Span& span) { return sum + span.to - span.from; });
 }
@@ -103,11 +58,11 @@ bool proveKind(const char* name, const std::vector<PlacedBytes>& content, const 
     for (const SourcePiece& piece : dump.pieces) {
         dumped.push_back({piece.address, piece.bytes});
     }
-    const Spans read = merged(dump.spans);
-    const Spans all = spansOf(content);
-    const Spans readable = split(all, merged(dump.unreadable), false);
-    const Spans compared = split(readable, read, true);
-    const Spans leftOut = split(compared, spansOf(dumped), false);
+    const std::vector<Span> read = merged(dump.spans);
+    const std::vector<Span> all = spansOf(content);
+    const std::vector<Span> readable = without(all, merged(dump.unreadable));
+    const std::vector<Span> compared = common(readable, read);
+    const std::vector<Span> leftOut = without(compared, spansOf(dumped));
     std::uint64_t longest = 0;
     for (const Span& span : leftOut) {
         longest = std::max(longest, span.to - span.from);
@@ -121,7 +76,7 @@ bool proveKind(const char* name, const std::vector<PlacedBytes>& content, const 
     addByteDifferences(name, 0, compareBytes(clipped(content, compared), std::move(dumped)), {"image", "dump"},
                        description.differences);
     const bool isSame = description.differences.size() == before;
-    const bool isRead = !compared.empty() && isErased(clipped(content, split(readable, read, false)), dump.erased);
+    const bool isRead = !compared.empty() && isErased(clipped(content, without(readable, read)), dump.erased);
     if (isSame && !isRead) {
         description.addUnchecked(CheckCode::dump, Reason::notInDump);
     } else {
@@ -154,18 +109,6 @@ bool readDump(const QString& argument, Dump& dump, QString& fault) {
         span.to = std::max(span.to, piece.address + static_cast<std::uint64_t>(piece.bytes.size()));
     }
     dump.spans.push_back(span);
-    return true;
-}
-
-bool parseSpan(const QString& text, Span& span) {
-    std::uint32_t from = 0;
-    std::uint32_t last = 0;
-    const qsizetype dash = text.indexOf(u'-');
-    if (dash < 0 || !parseNumber(QStringView(text).first(dash), 16, from) ||
-        !parseNumber(QStringView(text).sliced(dash + 1), 16, last) || from > last) {
-        return false;
-    }
-    span = {from, std::uint64_t{last} + 1};
     return true;
 }
 

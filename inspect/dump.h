@@ -1,14 +1,9 @@
 #pragma once
 
+#include "inspect/Span.h"
 #include "inspect/sources.h"
 
 namespace inspect {
-
-/// Addresses from `from` to the one before `to`.
-struct Span {
-    std::uint64_t from = 0;
-    std::uint64_t to = 0;
-};
 
 /// The memory of a device, read back by a programmer.
 struct Dump {
@@ -26,9 +21,6 @@ struct Dump {
 /// Reads one more file of the dump: ELF, Intel HEX, S-Record, or raw with its address after "@". `erased` must be set
 /// before. On failure `fault` says why.
 [[nodiscard]] bool readDump(const QString& argument, Dump& dump, QString& fault);
-
-/// Reads "FROM-TO": two hexadecimal 32-bit addresses, both included.
-[[nodiscard]] bool parseSpan(const QString& text, Span& span);
 
 /// Adds the checks of firmware and modules against the dump, and the differences between them. Inside a span of the
 /// dump, bytes that no file contains count as erased. Content outside all spans leaves the check undecided, unless it

@@ -37,6 +37,7 @@ constexpr const char* fileGroup = QT_TRANSLATE_NOOP("InspectFields", "The file")
 constexpr const char* keyGroup = QT_TRANSLATE_NOOP("InspectFields", "Keys");
 constexpr const char* sourceGroup = QT_TRANSLATE_NOOP("InspectFields", "What it should contain");
 constexpr const char* deviceGroup = QT_TRANSLATE_NOOP("InspectFields", "Memory of a device");
+constexpr const char* policyGroup = QT_TRANSLATE_NOOP("InspectFields", "Policy");
 constexpr const char* cipherGroup = QT_TRANSLATE_NOOP("InspectFields", "Memory cipher image");
 constexpr const char* secondGroup = QT_TRANSLATE_NOOP("InspectFields", "Comparison");
 
@@ -94,6 +95,18 @@ constexpr std::array rows = {
         QT_TRANSLATE_NOOP("InspectFields",
                           "Memory that the device doesn't let a programmer read: hexadecimal addresses FROM-TO, "
                           "several with blanks between them.")},
+    Row{"policy", policyGroup, QT_TRANSLATE_NOOP("InspectFields", "Policy"), jobs::FieldKind::inFile,
+        jobs::PathRole::document, Checked::nothing,
+        QT_TRANSLATE_NOOP("InspectFields", "What a file must be like to be shipped: a JSON document.")},
+    Row{"site-secret", policyGroup, QT_TRANSLATE_NOOP("InspectFields", "Site secret"), jobs::FieldKind::inFile,
+        jobs::PathRole::key, Checked::nothing,
+        QT_TRANSLATE_NOOP(
+            "InspectFields",
+            "Image keys are shown by their fingerprints under this secret of a production line, as in its "
+            "ledger.")},
+    Row{"allow-irreversible", policyGroup, QT_TRANSLATE_NOOP("InspectFields", "Allow what a device can't undo"),
+        jobs::FieldKind::check, jobs::PathRole::document, Checked::nothing,
+        QT_TRANSLATE_NOOP("InspectFields", "Lifts the rules of the policy about values that a device can't undo.")},
     Row{"address", cipherGroup, QT_TRANSLATE_NOOP("InspectFields", "Address"), jobs::FieldKind::fixed,
         jobs::PathRole::document, Checked::hexadecimal,
         QT_TRANSLATE_NOOP("InspectFields", "Where the image starts in memory, hexadecimal.")},

@@ -7,6 +7,10 @@
 
 #include <QDir>
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QMessageAuthenticationCode>
 #include <QProcess>
 
 #include <gtest/gtest.h>
@@ -292,6 +296,17 @@ TEST(InspectCommandLine, EndsAsItsRowSays) {
         {"verify --key key.bin u.tbuh v.other.tbu", 1, "",
          "wrong: 1 of 4 checks of u.tbuh are bad; no tag is right: another key or a changed file header"},
         {"verify --key key.bin u.other.tbu", 2, "", "undecided: u.other.tbu, the second file of the pair is missing"},
+        {"verify --policy none.json a.tbi", 2, "none.json: No such file or directory", ""},
+        {"verify --policy noise a.tbi", 2, "noise: no JSON: byte 1: illegal value", ""},
+        {"verify --require trust a.tbi", 2, "--require needs digest, signature, tag or comparison", ""},
+        {"verify --public-key 12 a.tbi", 2, "--public-key needs a fingerprint of 64 hexadecimal digits", ""},
+        {"verify --least-version 1.x a.tbi", 2, "--least-version needs a version such as 3 or 1.2.3", ""},
+        {"verify --largest-size much a.tbi", 2, "--largest-size needs a number of bytes", ""},
+        {"verify --option-word 1/0F=10 a.tbi", 2,
+         "--option-word needs WORD=VALUE or WORD/MASK=VALUE, the value inside the mask", ""},
+        {"verify --option-word 0=1 a.tbi", 2,
+         "--option-word needs WORD=VALUE or WORD/MASK=VALUE, the value inside the mask", ""},
+        {"verify --allow-irreversible a.tbi", 2, "--allow-irreversible needs --policy", ""},
         {"verify --keys keys a.tbi", 0, "", "proven by tag and digest: 253 bytes of a.tbi"},
         {"verify --keys keys signed.bin a.tbi", 0, "", "proven by tag and digest: 253 bytes of a.tbi"},
         {"verify --keys no-keys a.tbi", 2, "", "undecided: a.tbi, no key of the folder fits"},
@@ -534,6 +549,113 @@ TEST(InspectCommandLine, ListsDifferencesByAddress) {
     EXPECT_NE(output.find("option bytes contents against their sources unchecked (not asked for)"), std::string::npos);
 }
 
+/// The SHA-256 of a public key as "openssl" computes it.
+QByteArray fingerprintOf(const TempFolder& folder, const char* pem) {
+    const QByteArray der = outsideTool("openssl pkey -pubin -outform DER -in " + folder.path(pem).toUtf8());
+    return kitSha256(der).toHex();
+}
+
+QByteArray siteFingerprintOf(const TempFolder& folder, const char* key) {
+    return QMessageAuthenticationCode::hash(kitSha256(folder.read(key)), folder.read("site"),
+                                            QCryptographicHash::Sha256)
+        .toHex();
+}
+
+/// The result of each check of a policy, its reason if it wasn't made, and the findings about policies.
+std::string policyResult(const std::string& json) {
+    const QJsonObject report = QJsonDocument::fromJson(QByteArray::fromStdString(json)).object();
+    const QJsonObject file = report.value(QLatin1String("files")).toArray().at(0).toObject();
+    QStringList words;
+    for (const QJsonValue& check : file.value(QLatin1String("checks")).toArray()) {
+        if (check.toObject().value(QLatin1String("code")).toString() == QLatin1String("policy")) {
+            words << check.toObject().value(QLatin1String("result")).toString()
+                  << check.toObject().value(QLatin1String("reason")).toString();
+        }
+    }
+    for (const QJsonValue& finding : file.value(QLatin1String("findings")).toArray()) {
+        const QString code = finding.toObject().value(QLatin1String("code")).toString();
+        words << (code.startsWith(QLatin1String("policy")) ? code : QString());
+    }
+    words.removeAll(QString());
+    return words.join(u' ').toStdString();
+}
+
+TEST(InspectCommandLine, PoliciesNameEachRuleThatAFileBreaks) {
+    const TempFolder folder;
+    makeFiles(folder);
+    makeKeyFolders(folder);
+    const QByteArray signer = fingerprintOf(folder, "keys/e-signer.pem");
+    const QByteArray image = siteFingerprintOf(folder, "key.bin");
+    const QByteArray noKey(64, '0');
+    const QByteArray flash =
+        R"("memory": [{"from": "08000000", "to": "080000FF"}, {"from": "08000100", "to": "0800010F"}])";
+    struct Row {
+        const char* arguments;
+        QByteArray policy;
+        int status;
+        const char* found;
+    };
+    const Row rows[] = {
+        {"--key key.bin a.tbi", R"("proofs": ["tag", "digest"], "leastVersion": 1, "largestSize": 253)", 0, "good"},
+        {"--key key.bin a.tbi", R"("proofs": ["signature", "comparison"], "leastVersion": 2, "largestSize": 252)", 1,
+         "bad policyProof policyProof policyVersion policySize"},
+        {"a.tbi", R"("proofs": ["tag"])", 2, "unchecked noKey"},
+        {"a.tbi", R"("proofs": ["tag"], "leastVersion": 2)", 1, "bad policyVersion"},
+        {"--keys no-keys signed.bin", R"("proofs": ["signature"])", 2, "unchecked noFittingKey"},
+        {"--key key.bin a.tbi", R"("formats": ["updateImage"], "overlaps": true)", 1, "bad policyFormat"},
+        {"--key key.bin a.tbi", R"("formats": ["updateImage", "installImage"], "overlaps": false)", 0, "good"},
+        {"--public signer.pem signed.bin", R"("leastVersion": "3.0.0")", 0, "good"},
+        {"--public signer.pem signed.bin", R"("leastVersion": "3.0.0+1")", 1, "bad policyVersion"},
+        {"--public kdu.pem signed.kdu", R"("leastVersion": "1.2.3+4")", 0, "good"},
+        {"--public kdu.pem signed.kdu", R"("leastVersion": "1.2.4")", 1, "bad policyVersion"},
+        {"--firmware fw.hex fw.hex", R"("leastVersion": 0)", 1, "bad policyNoVersion"},
+        {"--firmware fw.hex fw.hex", R"("proofs": ["comparison"])", 0, "good"},
+        {"--key key.bin a.tbi", flash, 1, "bad policyMemory"},
+        {"--key key.bin a.tbi", R"("memory": [{"from": "08000000", "to": "08000110"}])", 0, "good"},
+        {"--key key.bin a.tbi", R"("memory": [])", 1, "bad policyMemory policyMemory"},
+        {"--public signer.pem signed.bin", R"("publicKeys": [")" + signer + R"("])", 0, "good"},
+        {"--public signer.pem signed.bin", R"("publicKeys": [")" + signer.toUpper() + R"("])", 0, "good"},
+        {"--public signer.pem signed.bin", R"("publicKeys": [")" + noKey + R"("])", 1, "bad policyKey"},
+        {"--key key.bin a.tbi", R"("publicKeys": [")" + signer + R"("])", 1, "bad policyProof"},
+        {"--key key.bin a.tbi", R"("imageKeys": [")" + image + R"("])", 2, "unchecked noSiteSecret"},
+        {"--key key.bin --site-secret site a.tbi", R"("imageKeys": [")" + image + R"("])", 0, "good"},
+        {"--key key.bin --site-secret site a.tbi", R"("imageKeys": [])", 1, "bad policyKey"},
+        {"--key key.bin a.tbi", R"("optionWords": [{"word": 1, "is": "63636363"}, {"word": 3, "isNot": "0"}])", 0,
+         "good"},
+        {"--key key.bin a.tbi", R"("optionWords": [{"word": 2, "mask": "FF00", "is": "6300"}])", 0, "good"},
+        {"--key key.bin a.tbi", R"("optionWords": [{"word": 2, "mask": "FF00", "isNot": "6300"}])", 1,
+         "bad policyForbiddenOption"},
+        {"--key key.bin a.tbi",
+         R"("optionWords": [{"word": 1, "is": "0"}, {"word": 2, "is": "1"}, {"word": 3, "is": "0"}])", 1,
+         "bad policyOption policyOption policyNoOption"},
+        {"--key key.bin a.tbi", R"("optionWords": [{"word": 1, "isNot": "63636363", "irreversible": true}])", 1,
+         "bad policyIrreversible"},
+        {"--key key.bin --allow-irreversible a.tbi",
+         R"("optionWords": [{"word": 1, "isNot": "63636363", "irreversible": true}])", 0, "good"},
+        {"--key key.bin --allow-irreversible a.tbi", R"("optionWords": [{"word": 1, "isNot": "63636363"}])", 1,
+         "bad policyForbiddenOption"},
+        {"a.tbi", R"("optionWords": [{"word": 1, "isNot": "63636363"}])", 2, "unchecked notAuthentic"},
+        // The options are further rules; none of them widens the document.
+        {"--key key.bin --memory 8000000-80001FF a.tbi", flash, 1, "bad good policyMemory"},
+        {"--key key.bin --require tag --least-version 2 a.tbi", {}, 1, "good bad policyVersion"},
+        {"--key key.bin --require signature --largest-size 1 --no-overlap --option-word 1/FF=62 --option-word "
+         "2!=63636363 "
+         "--memory 0-1 a.tbi",
+         {},
+         1,
+         "good bad policyProof policySize policyMemory policyMemory policyOption policyForbiddenOption"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.arguments + std::string(" ") + row.policy.toStdString());
+        folder.write("policy.json",
+                     R"({"version": 1)" + QByteArray(row.policy.isEmpty() ? "" : ", ") + row.policy + '}');
+        const CallResult result =
+            runInspect(folder, ("verify --json --policy policy.json " + std::string(row.arguments)).c_str());
+        EXPECT_EQ(result.status, row.status);
+        EXPECT_EQ(policyResult(result.output), row.found) << result.errors;
+    }
+}
+
 // Python computes the fingerprints as docs/formats.md describes them.
 TEST(InspectCommandLine, NamesKeysByFilesAndFingerprints) {
     const TempFolder folder;
@@ -593,6 +715,7 @@ TEST(InspectCommandLine, JsonIsOneDocumentThatKeepsTheSchema) {
                                  "verify --key key.bin --dump low.dump@08000000 a.tbi",
                                  "show --keys keys --site-secret site a.tbi signed.bin free.kdu",
                                  "verify --keys keys a.tbi",
+                                 "verify --key key.bin --least-version 2 --option-word 1=0 --memory 0-1 a.tbi",
                                  "diff a.tbi b.tbi",
                                  "diff a.tbi s.pvs",
                                  "diff --except-signature a.tbi b.tbi"};

@@ -1,4 +1,4 @@
-// Fuzzes the reader of policies. A readable policy is held against an image. The check of the policy must be bad
+// Fuzzes the reader of policies. A readable policy is applied to an image. The check of the policy must be bad
 // exactly if there is a finding about it.
 
 #include "fuzz/FuzzFile.h"

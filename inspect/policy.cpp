@@ -56,7 +56,7 @@ Reason reasonOfMissing(Proof proof, const Description& description) {
     return Reason::none;
 }
 
-/// Holds one policy against one file.
+/// Applies one policy to one file.
 class Judge {
   public:
     Judge(const Policy& policy, bool allowsIrreversible, const Contents& contents, Description& description)

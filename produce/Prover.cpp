@@ -2,6 +2,7 @@
 
 #include "files/wipe.h"
 #include "inspect/commandLine.h"
+#include "inspect/words.h"
 #include "produce/MemoryFiles.h"
 #include "produce/childProcess.h"
 #include "produce/fileDigest.h"
@@ -20,12 +21,30 @@ namespace produce {
 
 namespace {
 
-/// The first failure in the opener's report. Without failures, its last line, which has the verdict.
+/// The first finding that is an error; empty if there is none.
+QString firstError(const std::vector<inspect::Description>& files) {
+    for (const inspect::Description& file : files) {
+        const auto error =
+            std::find_if(file.findings.begin(), file.findings.end(), [](const inspect::Finding& finding) {
+                return inspect::rowOf(finding.code).severity == inspect::Severity::error;
+            });
+        QString text = error != file.findings.end() ? inspect::findingText(*error) : firstError(file.inner);
+        if (!text.isEmpty()) {
+            return text;
+        }
+    }
+    return {};
+}
+
+/// The first failure in the opener's report. Without failures, its last line, which has the verdict, and the first
+/// error.
 QString reasonOf(const inspect::Report& report) {
     if (!report.failures.empty()) {
         return report.failures.front().text;
     }
-    return QString::fromUtf8(inspect::printText(report).trimmed()).section(u'\n', -1);
+    const QString verdict = QString::fromUtf8(inspect::printText(report).trimmed()).section(u'\n', -1);
+    const QString error = firstError(report.files);
+    return error.isEmpty() ? verdict : verdict + QStringLiteral("; ") + error;
 }
 
 /// Whether only the rules of the formats could be checked, and all files keep them.

@@ -512,7 +512,8 @@ void Preflight::checkOtherFiles(const Step& step, bool isFirst) {
     for (const ProofArgument& argument : step.proof) {
         if (argument.isPath) {
             check(step.place + QLatin1String(".proof.") + argument.option, argument.value,
-                  argument.option == QLatin1String("private"), argument.option == QLatin1String("firmware"));
+                  argument.option == QLatin1String("private") || argument.option == QLatin1String("site-secret"),
+                  argument.option == QLatin1String("firmware"));
         }
     }
 }

@@ -2,6 +2,7 @@
 
 #include "Preparation/primitives/Sha256.h"
 #include "files/readWhole.h"
+#include "inspect/policy.h"
 #include "produce/JsonTokens.h"
 #include "produce/checkSteps.h"
 #include "produce/placeholders.h"
@@ -73,12 +74,13 @@ class Reader {
     bool readValue(const jobs::FieldRow& row, const QJsonValue& json, const QString& place, const QString* savedFolder,
                    QStringList& value);
     bool readCopies(const QJsonValue& json, Step& step);
+    bool readPolicy(const QJsonValue& json);
     bool readProof(const QJsonValue& json, Step& step);
     bool readProofValue(const QJsonValue& json, const QString& place, const QString& option, Step& step);
 
     ProductionJob& job_;
     QString& fault_;
-    QList<QByteArray> contents_;  // of the job file and its saved jobs
+    QList<QByteArray> contents_;  // of the job file, its saved jobs and its policy
 };
 
 bool Reader::refuse(const QString& place, const QString& text) {
@@ -94,7 +96,7 @@ bool Reader::read(const QString& path) {
     if (!readDocument(path, {}, document) || !readVersion(document, {}) ||
         !hasOnly(document, {},
                  {QStringLiteral("version"), QStringLiteral("product"), QStringLiteral("keys"),
-                  QStringLiteral("allowDevelopmentKeys"), QStringLiteral("steps")}) ||
+                  QStringLiteral("policy"), QStringLiteral("allowDevelopmentKeys"), QStringLiteral("steps")}) ||
         !readText(document.value(QLatin1String("product")), QStringLiteral("product"), job_.product)) {
         return false;
     }
@@ -105,7 +107,7 @@ bool Reader::read(const QString& path) {
     if (!readFlag(document.value(QLatin1String("allowDevelopmentKeys")), QStringLiteral("allowDevelopmentKeys"),
                   job_.allowsDevelopmentKeys) ||
         !readKeys(document.value(QLatin1String("keys"))) || !readSteps(document.value(QLatin1String("steps"))) ||
-        !checkSteps(job_, fault_)) {
+        !readPolicy(document.value(QLatin1String("policy"))) || !checkSteps(job_, fault_)) {
         return false;
     }
     Sha256 hash;
@@ -456,6 +458,39 @@ bool Reader::readCopies(const QJsonValue& json, Step& step) {
             return false;
         }
         step.copies.append(copy);
+    }
+    return true;
+}
+
+/// Reads the policy of the product, which is one more option of each proof. A step's own policy comes first.
+bool Reader::readPolicy(const QJsonValue& json) {
+    const QString place = QStringLiteral("policy");
+    if (json.isUndefined()) {
+        return true;
+    }
+    QString path;
+    if (!readText(json, place, path)) {
+        return false;
+    }
+    QFile file(QDir(job_.folder).absoluteFilePath(path));
+    QByteArray content;
+    if (QFileInfo(file).isDir() || !file.open(QIODevice::ReadOnly) ||
+        readWhole(file, largestFile, content) != WholeStatus::done) {
+        return refuse(place, QStringLiteral("“%1” can't be read, or is larger than 1 MiB.").arg(path));
+    }
+    inspect::Policy policy;
+    QString fault;
+    if (!inspect::readPolicy(content, policy, fault)) {
+        return refuse(place, QStringLiteral("“%1” is no policy: %2.").arg(path, fault));
+    }
+    contents_.append(content);
+    for (Step& step : job_.steps) {
+        const bool hasOwn = step.withoutProof.contains(place) ||
+                            std::any_of(step.proof.begin(), step.proof.end(),
+                                        [&place](const ProofArgument& argument) { return argument.option == place; });
+        if (!hasOwn && proofLimit(*step.row) != ProofLimit::card) {
+            step.proof.append({place, withLiteralBraces(path), true});
+        }
     }
     return true;
 }

@@ -44,7 +44,7 @@ constexpr const char* secondGroup = QT_TRANSLATE_NOOP("InspectFields", "Comparis
 constexpr std::array rows = {
     Row{"key", keyGroup, QT_TRANSLATE_NOOP("InspectFields", "&Image key"), jobs::FieldKind::inFile, jobs::PathRole::key,
         Checked::key, QT_TRANSLATE_NOOP("InspectFields", "The key that the image was encrypted with: 16 bytes.")},
-    Row{"keys", keyGroup, QT_TRANSLATE_NOOP("InspectFields", "Folder of &keys"), jobs::FieldKind::folder,
+    Row{"keys", keyGroup, QT_TRANSLATE_NOOP("InspectFields", "Folder of keys"), jobs::FieldKind::folder,
         jobs::PathRole::key, Checked::folder,
         QT_TRANSLATE_NOOP("InspectFields",
                           "Instead of an image key and a public key: the keys that fit are found among its files.")},

@@ -45,7 +45,7 @@ std::vector<Case> cases() {
         {"no JSON", {"\"keys\"", "keys"}, "This isn't JSON: unterminated object in line 4."},
         {"member",
          {"\"product\"", "\"produkt\": 1, \"product\""},
-         QByteArray("produkt: ") + memberNames + "version, product, keys, allowDevelopmentKeys, steps."},
+         QByteArray("produkt: ") + memberNames + "version, product, keys, policy, allowDevelopmentKeys, steps."},
         {"member twice",
          {"\"product\"", "\"product\": \"meter-b\", \"product\""},
          "product: The member “product” occurs twice."},
@@ -72,7 +72,7 @@ std::vector<Case> cases() {
          "keys.other: No step uses this key."},
         {"no steps",
          {"\"steps\": [", "\"steps\": [], \"x\": ["},
-         QByteArray("x: ") + memberNames + "version, product, keys, allowDevelopmentKeys, steps."},
+         QByteArray("x: ") + memberNames + "version, product, keys, policy, allowDevelopmentKeys, steps."},
         {"step", {"{ \"job\": \"install-image\"", "7, { \"job\": \"install-image\""}, "steps[0]: A step is an object."},
         {"step's member",
          {"\"timeout\"", "\"timeOut\""},
@@ -324,6 +324,35 @@ TEST(ReadProductionJob, ReadsSavedJobs) {
     EXPECT_EQ(placeOf(step, QStringLiteral("version")).toStdString(), "steps[0].file: values.version");
     const QString both = folder.write("both", text + saved);
     EXPECT_EQ(outsideTool(QStringLiteral("sha256sum"), {both}).left(64), job.digest.toHex());
+
+    // The digest covers the policy, which each proof demands unless its step has another one or none.
+    const QByteArray policy = R"({"version": 1, "proofs": ["tag"]})";
+    folder.write("pol{icy.json", policy);
+    const auto withPolicy = [&text](const char* proof) {
+        return QByteArray(text)
+            .replace("\"steps\"", R"("policy": "pol{icy.json", "steps")")
+            .replace("{\"file\": \"sav", QByteArray("{") + proof + "\"file\": \"sav");
+    };
+    const auto policiesOf = [&folder](const QByteArray& document, ProductionJob& read) {
+        QString why;
+        EXPECT_TRUE(readProductionJob(folder.write("job.json", document), read, why)) << why.toStdString();
+        QStringList policies;
+        for (const ProofArgument& argument : read.steps.constFirst().proof) {
+            policies.append(argument.value);
+        }
+        return policies.join(u' ').toStdString();
+    };
+    ProductionJob shipped;
+    EXPECT_EQ(policiesOf(withPolicy(""), shipped), "pol{{icy.json");
+    const QString three = folder.write("three", withPolicy("") + saved + policy);
+    EXPECT_EQ(outsideTool(QStringLiteral("sha256sum"), {three}).left(64), shipped.digest.toHex());
+    EXPECT_EQ(policiesOf(withPolicy(R"("proof": {"policy": "own.json"}, )"), shipped), "own.json");
+    EXPECT_EQ(policiesOf(withPolicy(R"("proof": {"policy": null}, )"), shipped), "");
+    folder.write("pol{icy.json", R"({"version": 1, "proof": []})");
+    EXPECT_EQ(faultOf(folder, withPolicy("")).toStdString(),
+              "policy: “pol{icy.json” is no policy: unknown member \"proof\".");
+    EXPECT_EQ(faultOf(folder, withPolicy("").replace("pol{icy.json", "none.json")).toStdString(),
+              "policy: “none.json” can't be read, or is larger than 1 MiB.");
 
     const QByteArray withoutOut = QByteArray(text).replace(", \"out\": \"{out}/blink.tbi\"", "");
     EXPECT_EQ(faultOf(folder, withoutOut).toStdString(), "steps[0].file: values.out: This must begin with {out}/.");

@@ -271,6 +271,21 @@ TEST_F(Steps, WriteWhatTheToolWrites) {
     EXPECT_EQ(kit_.files("out/.qvora"), "station/head.json");
 }
 
+TEST_F(Steps, FailADeviceWhoseFileBreaksThePolicy) {
+    const auto make = [this](const char* policy, const char* serial) {
+        kit_.folder.write("policy.json", policy);
+        kit_.writeJob("job.json", ProductionKit::secretsStep, ProductionKit::imageKey, R"("policy": "policy.json", )");
+        return kit_.one(serial);
+    };
+    EXPECT_EQ(make(R"({"version": 1, "formats": ["provisioningImage"], "proofs": ["tag"]})", "S-1").status, 0);
+    const Ended refused = make(R"({"version": 1, "formats": ["provisioningImage"], "largestSize": 40})", "S-2");
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_NE(refused.faults().find("are bad; policy: it has 226 bytes, more than 40"), std::string::npos)
+        << refused.faults();
+    EXPECT_EQ(kit_.files("out/S-1"), "secrets.pvs");
+    EXPECT_EQ(kit_.files("out/S-2"), "");
+}
+
 TEST_F(Steps, WriteTheImagesOfImgtool) {
     if (QStandardPaths::findExecutable(QStringLiteral("imgtool")).isEmpty()) {
         GTEST_SKIP() << "imgtool is not installed";

@@ -166,6 +166,18 @@ void writeDocuments(const QDir& root) {
     write(root, "commandLine", "tbi", QByteArray::fromHex("0312391341421512164a1744"));
 }
 
+// An MCUboot image of imgtool, encrypted for the private key of the verify target.
+constexpr const char* encryptedMcuboot =
+    "3db8f39600000000200082002000000004000000010203000900000000000000ae2053a13bbfd1ce516ca7d5554b3705"
+    "3edcf6dafe4ed32945ea2460305a2fb208698200500004000700000060005c00a50164726f6c650465312e322e330558"
+    "203af8a0850be524b42cafbbb0bf0a597ea95689d37d9582b8d15d433889df8f72066653484132353602582000000000"
+    "0000000000000000000000000000000000000000000000000000000040000c00010000000102030004000000a0000200"
+    "12340769e400100020008b849b82de4b0bbe0a0a3b2e02cc573ce83110a5257d12c2f6342270158c5ba0010020003af8"
+    "a0850be524b42cafbbb0bf0a597ea95689d37d9582b8d15d433889df8f72240040003fe831e7d777f27f93c03723cd76"
+    "febc0fa77bb3466a205a4113eb4c395fb24afaa18e6256e74c20a80b7e0879af7546058c801fb02919d6cb53eec22158"
+    "65033300500021d5d25288630861ff7f492463de00159782cc1019ea7e2d3e6052e32cde3d6c5843a331347c54f37299"
+    "4b0ba9b5916933ad185df9e278af4b8f3de1559161e182774088a0f0c711717b6f93ef5d640e";
+
 // Writes seeds for the opener. The kit uses the key and nonce of the verify target.
 void writeInspected(const QDir& root) {
     const QByteArray image = kitMake(kitInstallImage());
@@ -204,6 +216,7 @@ void writeInspected(const QDir& root) {
         {"wirelessKeyFile", kitWirelessKey("txt")},
         {"moduleFile", "KMDMAGIC" + QByteArray::fromHex("00000108") + "code"},
         {"mcubootImage", kitMake(KitMcuboot())},
+        {"mcubootImage", QByteArray::fromHex(encryptedMcuboot)},
         {"hexFile", ":0400000001020304F2\n:020000040800F2\n:00000001FF\n"},
         {"sRecordFile", "S0030000FC\nS107000001020304EE\nS9030000FC\n"},
         {"elfFile", elf},

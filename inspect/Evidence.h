@@ -61,6 +61,7 @@ struct Content {
     qsizetype ownOffset = 0;  ///< offset of the bytes that the packaging tool overwrites with its own value
     qsizetype ownSize = 0;
     qsizetype headerRoom = 0;  ///< number of zero bytes at the start of the source that may be room for a header
+    qsizetype tailRoom = 0;    ///< number of zero bytes at the end that the source may lack
 };
 
 /// The plain contents of a file's parts. The destructor wipes them.

@@ -3,9 +3,14 @@
 
 #include "files/ByteReader.h"
 #include "files/isZero.h"
+#include "files/readExactly.h"
 #include "inspect/PublicKey.h"
 #include "inspect/cipher.h"
 #include "inspect/formats.h"
+#include "inspect/mcubootCipher.h"
+#include "inspect/mcubootEntries.h"
+
+#include <QtEndian>
 
 #include <openssl/evp.h>
 
@@ -24,10 +29,23 @@ constexpr qsizetype headerSize = 32;  // the size of the fields; the whole heade
 constexpr qsizetype entrySize = 4;
 constexpr int signatureLimit = 16;  // a bootloader has fewer keys, and each check hashes the whole image
 
-constexpr std::uint32_t encryptedFlags = 0x04 | 0x08;
+constexpr std::uint32_t aes256Flag = 0x08;
+constexpr std::uint32_t encryptedFlags = 0x04 | aes256Flag;
+constexpr qsizetype cipherBlock = 16;                // encrypted code is padded with zeros to a multiple of this size
 constexpr std::uint32_t placedFlags = 0x20 | 0x100;  // either flag makes the load address valid
 
-enum class TlvRole { other, keyHash, publicKey, digest, rsa, ecdsa, ed25519, unprovenSignature, pureSignature };
+enum class TlvRole {
+    other,
+    keyHash,
+    publicKey,
+    digest,
+    rsa,
+    ecdsa,
+    ed25519,
+    unprovenSignature,
+    pureSignature,
+    wrappedKey,
+};
 
 struct TlvType {
     std::uint16_t number;
@@ -47,13 +65,20 @@ constexpr std::array tlvTypes = {
     TlvType{0x23, "rsa3072Pss", TlvRole::rsa},
     TlvType{0x24, "ed25519", TlvRole::ed25519},
     TlvType{0x25, "pureSignature", TlvRole::pureSignature},
-    TlvType{0x30, "encryptedByRsa2048"},
+    TlvType{0x30, "encryptedByRsa2048", TlvRole::wrappedKey},
     TlvType{0x31, "encryptedByAesKw"},
-    TlvType{0x32, "encryptedByEcP256"},
-    TlvType{0x33, "encryptedByX25519"},
+    TlvType{0x32, "encryptedByEcP256", TlvRole::wrappedKey},
+    TlvType{0x33, "encryptedByX25519", TlvRole::wrappedKey},
+    TlvType{0x34, "encryptedByX25519Sha512", TlvRole::wrappedKey},
     TlvType{0x40, "dependency"},
     TlvType{0x50, "securityCounter"},
     TlvType{0x60, "bootRecord"},
+    TlvType{0x70, "decompressedSize"},
+    TlvType{0x71, "decompressedDigest"},
+    TlvType{0x72, "decompressedSignature"},
+    TlvType{0x73, "compressedSize"},
+    TlvType{0x74, "vendorId"},
+    TlvType{0x75, "classId"},
 };
 
 struct Tlv {
@@ -102,6 +127,8 @@ struct McubootImage {
     std::vector<Tlv> tlvs;
     qint64 end = 0;
     bool isWhole = false;
+    bool isBigEndian = false;
+    bool isOpen = true;  ///< `code` and `covered` are plain
     std::vector<Finding> findings;
     std::map<std::uint16_t, QByteArray>
         digests;         ///< digests of `covered` by type, kept because entries may repeat a type
@@ -112,16 +139,39 @@ struct McubootImage {
     }
 };
 
+/// Reads numbers in the byte order of an image.
+class Numbers {
+  public:
+    explicit Numbers(QByteArrayView bytes) : reader_(bytes) {
+        isBigEndian_ = ByteReader(bytes).u32() == qbswap(imageMagic);
+    }
+
+    [[nodiscard]] bool isBigEndian() const { return isBigEndian_; }
+    [[nodiscard]] ByteReader& bytes() { return reader_; }
+    [[nodiscard]] std::uint16_t u16() { return isBigEndian_ ? qbswap(reader_.u16()) : reader_.u16(); }
+    [[nodiscard]] std::uint32_t u32() { return isBigEndian_ ? qbswap(reader_.u32()) : reader_.u32(); }
+    /// The type of an entry: in both byte orders, a type of one byte is the first byte.
+    [[nodiscard]] std::uint16_t type() {
+        const std::uint16_t value = reader_.u16();
+        return isBigEndian_ && value > 0xFF ? qbswap(value) : value;
+    }
+
+  private:
+    ByteReader reader_;
+    bool isBigEndian_ = false;
+};
+
 /// Reads a block that starts at the reader's position. Returns false if reading can't continue after it.
-bool readBlock(ByteReader& reader, std::uint16_t magic, bool isProtected, McubootImage& image, TlvBlock& block) {
+bool readBlock(Numbers& numbers, std::uint16_t magic, bool isProtected, McubootImage& image, TlvBlock& block) {
     constexpr qsizetype headSize = 4;
+    ByteReader& reader = numbers.bytes();
     block.offset = reader.position();
     if (reader.remaining() < headSize) {
         addCut(image.findings, headSize, reader.remaining(), block.offset);
         return false;
     }
-    const std::uint16_t found = reader.u16();
-    const std::uint16_t total = reader.u16();
+    const std::uint16_t found = numbers.u16();
+    const std::uint16_t total = numbers.u16();
     if (found != magic || total < headSize) {
         image.find(FindingCode::badTlvBlock, block.offset,
                    {numberField("value", found), numberField("expected", magic)});
@@ -140,8 +190,8 @@ bool readBlock(ByteReader& reader, std::uint16_t magic, bool isProtected, Mcuboo
         Tlv tlv;
         tlv.offset = reader.position();
         tlv.isProtected = isProtected;
-        tlv.type = reader.u16();
-        const std::uint16_t length = reader.u16();
+        tlv.type = numbers.type();
+        const std::uint16_t length = numbers.u16();
         const qint64 left = end - reader.position();
         tlv.value = reader.take(std::min<qint64>(length, left));
         addCut(image.findings, length, left, end);
@@ -156,14 +206,16 @@ bool readBlock(ByteReader& reader, std::uint16_t magic, bool isProtected, Mcuboo
 
 McubootImage readMcuboot(QByteArrayView bytes) {
     McubootImage image;
-    ByteReader reader(bytes);
-    image.magic = reader.u32();
-    image.loadAddress = reader.u32();
-    image.headerSize = reader.u16();
-    image.protectedSize = reader.u16();
-    image.imageSize = reader.u32();
-    image.flags = reader.u32();
-    image.version = {reader.u8(), reader.u8(), reader.u16(), reader.u32()};
+    Numbers numbers(bytes);
+    ByteReader& reader = numbers.bytes();
+    image.isBigEndian = numbers.isBigEndian();
+    image.magic = numbers.u32();
+    image.loadAddress = numbers.u32();
+    image.headerSize = numbers.u16();
+    image.protectedSize = numbers.u16();
+    image.imageSize = numbers.u32();
+    image.flags = numbers.u32();
+    image.version = {reader.u8(), reader.u8(), numbers.u16(), numbers.u32()};
     reader.skip(4);
     if (!reader.ok()) {
         addCut(image.findings, headerSize, bytes.size(), bytes.size());
@@ -188,9 +240,9 @@ McubootImage readMcuboot(QByteArrayView bytes) {
     image.code = image.code.first(image.imageSize);
     reader.seek(codeEnd);
     const bool goesOn =
-        image.protectedSize == 0 || readBlock(reader, protectedMagic, true, image, image.protectedBlock);
+        image.protectedSize == 0 || readBlock(numbers, protectedMagic, true, image, image.protectedBlock);
     image.covered = bytes.first(codeEnd + image.protectedBlock.size);
-    image.isWhole = goesOn && readBlock(reader, plainMagic, false, image, image.plainBlock);
+    image.isWhole = goesOn && readBlock(numbers, plainMagic, false, image, image.plainBlock);
     image.end = reader.position();
     return image;
 }
@@ -212,7 +264,7 @@ Cover coverOf(const McubootImage& image) {
     return has(image, isDigest) && !isEncrypted ? Cover::digest : Cover::none;
 }
 
-void describeTlv(const Tlv& tlv, Cover covered, Description& description) {
+void describeTlv(const Tlv& tlv, bool isBigEndian, Cover covered, Description& description) {
     const TlvType* const type = typeOf(tlv.type);
     Part part;
     part.name = tlv.isProtected ? "protectedTlv" : "tlv";
@@ -227,6 +279,7 @@ void describeTlv(const Tlv& tlv, Cover covered, Description& description) {
     number.size = 2;
     number.meaning = type != nullptr ? type->name : nullptr;
     part.fields.push_back(std::move(number));
+    describeEntry(tlv.type, tlv.value, isBigEndian, part, description);
     Cover cover = tlv.isProtected ? covered : Cover::none;
     Role role = Role::payload;
     if (!tlv.isProtected && (isDigest(tlv.role()) || isSignature(tlv.role()))) {
@@ -248,7 +301,7 @@ void describeBlock(const McubootImage& image, const TlvBlock& block, bool isProt
     description.addRange(headSize, Role::header, isProtected ? cover : Cover::structure);
     for (const Tlv& tlv : image.tlvs) {
         if (tlv.isProtected == isProtected) {
-            describeTlv(tlv, cover, description);
+            describeTlv(tlv, image.isBigEndian, cover, description);
         }
     }
     description.addRange(block.offset + block.size - description.rangesEnd(), Role::unread, Cover::none);
@@ -293,14 +346,14 @@ void proveSignature(const McubootImage& image, const Tlv& tlv, const PublicKey& 
             break;
         }
         case TlvRole::ecdsa:
-        case TlvRole::unprovenSignature:
+        case TlvRole::unprovenSignature:  // P-224, which no key of ours can check
             if (key.kind() == PublicKey::Kind::other) {
                 description.addUnchecked(CheckCode::signature, Reason::unsupported, part);
             } else {
-                const bool isP256 = tlv.role() == TlvRole::ecdsa;
+                const bool isKnown = tlv.role() == TlvRole::ecdsa;
                 description.addResult(
                     CheckCode::signature,
-                    isP256 ? key.verifyEcdsa({image.covered}, withoutPadding(tlv.value)) : CheckResult::bad, part);
+                    isKnown ? key.verifyEcdsa({image.covered}, withoutPadding(tlv.value)) : CheckResult::bad, part);
             }
             break;
         case TlvRole::ed25519: {
@@ -334,10 +387,85 @@ void proveSigningKey(QByteArrayView expected, const Tlv& tlv, int part, Descript
     }
 }
 
+/// The entry with the wrapped key of an encrypted image, and its part; null if there is none.
+const Tlv* wrappedKeyOf(const McubootImage& image, int& part) {
+    part = 1;
+    for (const Tlv& tlv : image.tlvs) {
+        ++part;
+        if (!tlv.isProtected && tlv.role() == TlvRole::wrappedKey) {
+            return &tlv;
+        }
+    }
+    return nullptr;
+}
+
+/// Whether a hash of the image fits its bytes as they are. An image for the primary slot has the flags and the wrapped
+/// key of an encrypted one, but its code is plain.
+bool isPlainAnyway(McubootImage& image) {
+    return std::any_of(image.tlvs.begin(), image.tlvs.end(), [&image](const Tlv& tlv) {
+        return !tlv.isProtected && tlv.role() == TlvRole::digest &&
+               compareDigest(coveredDigest(image, tlv.type), tlv.value) == CheckResult::good;
+    });
+}
+
+/// Unwraps the key of an encrypted image and adds the result of its check. Returns an empty key if it can't be used.
+QByteArray unwrap(const McubootImage& image, const Evidence& evidence, Description& description) {
+    constexpr std::array wraps = {KeyWrap::rsa, KeyWrap::rsa, KeyWrap::p256, KeyWrap::x25519, KeyWrap::x25519Sha512};
+    int part = 0;
+    const Tlv* const tlv = wrappedKeyOf(image, part);
+    QByteArray key;
+    if (tlv == nullptr || evidence.privateKey.isEmpty()) {
+        return key;
+    }
+    const qsizetype keySize = (image.flags & aes256Flag) != 0 ? 32 : 16;
+    switch (unwrapKey(wraps[tlv->type - 0x30U], tlv->value, keySize, evidence.privateKey, key)) {
+        case Unwrapped::good:
+            description.addCheck(CheckCode::wrappedKey, true, part);
+            for (Range& range : description.ranges) {
+                const bool isValue = range.part == part && range.role == Role::payload;
+                range.cover = isValue ? Cover::tag : range.cover;
+            }
+            break;
+        case Unwrapped::bad:
+            description.addCheck(CheckCode::wrappedKey, false, part);
+            break;
+        case Unwrapped::wrongKind:
+            description.addUnchecked(CheckCode::wrappedKey, Reason::unusableKey, part);
+            break;
+        case Unwrapped::notOffered:
+            description.addUnchecked(CheckCode::wrappedKey, Reason::notOffered, part);
+            break;
+    }
+    return key;
+}
+
+/// Makes `code` and `covered` of an encrypted image plain, if the private key allows that. `plain` keeps their bytes.
+void openEncrypted(McubootImage& image, const Evidence& evidence, Description& description, QByteArray& plain) {
+    image.isOpen = isPlainAnyway(image);
+    QByteArray key = unwrap(image, evidence, description);
+    const WipeOnExit wiped(key);
+    if (image.isOpen || key.isEmpty() || !canAllocate(2 * image.covered.size())) {
+        return;
+    }
+    QByteArray code = decryptCode(key, image.code);
+    const WipeOnExit wipedCode(code);
+    if (code.size() != image.code.size()) {
+        return;
+    }
+    const qsizetype codeEnd = image.headerSize + code.size();
+    plain.reserve(image.covered.size());
+    plain.append(image.covered.first(image.headerSize));
+    plain.append(code);
+    plain.append(image.covered.sliced(codeEnd));
+    image.covered = plain;
+    image.code = QByteArrayView(plain).sliced(image.headerSize, code.size());
+    image.digests.clear();
+    image.isOpen = true;
+}
+
 void proveTlv(McubootImage& image, const Tlv& tlv, const PublicKey& key, bool hasKey, int part,
               Description& description) {
-    // The hash and the signature cover the plain code.
-    const bool isEncrypted = (image.flags & encryptedFlags) != 0;
+    const bool isEncrypted = !image.isOpen;  // the hash and the signature cover the plain code
     const bool isUsable = key.kind() != PublicKey::Kind::none;
     const QByteArray encoded = key.kind() == PublicKey::Kind::rsa ? key.rsaDer() : key.der();
     if (isSignature(tlv.role())) {
@@ -354,8 +482,10 @@ void proveTlv(McubootImage& image, const Tlv& tlv, const PublicKey& key, bool ha
         description.addUnchecked(CheckCode::digest, Reason::encrypted, part);
     } else if (tlv.role() == TlvRole::digest) {
         description.addResult(CheckCode::digest, compareDigest(coveredDigest(image, tlv.type), tlv.value), part);
-    } else if (tlv.role() == TlvRole::keyHash && isUsable && tlv.value.size() == 32) {
-        proveSigningKey(sha256(encoded), tlv, part, description);
+    } else if (tlv.role() == TlvRole::keyHash && isUsable) {
+        // The hash has the algorithm of the image's digest.
+        const std::uint16_t algorithm = tlv.value.size() == 48 ? 0x11 : tlv.value.size() == 64 ? 0x12 : 0x10;
+        proveSigningKey(digestOf(algorithm, encoded), tlv, part, description);
     } else if (tlv.role() == TlvRole::publicKey && isUsable) {
         proveSigningKey(encoded, tlv, part, description);
     }
@@ -364,8 +494,7 @@ void proveTlv(McubootImage& image, const Tlv& tlv, const PublicKey& key, bool ha
 }  // namespace
 
 Match matchMcubootImage(QByteArrayView bytes) {
-    ByteReader reader(bytes);
-    const bool hasMagic = reader.u32() == imageMagic;
+    const bool hasMagic = Numbers(bytes).u32() == imageMagic;
     return hasMagic ? Match::magic : Match::no;
 }
 
@@ -390,6 +519,10 @@ void describeMcubootImage(const Source& source, Description& description) {
     description.fields.push_back(textField("version", version));
     description.fields.back().offset = 20;
     description.fields.back().size = 8;
+    if (image.isBigEndian) {
+        description.fields.push_back(textField("byteOrder", "big-endian"));
+        description.fields.back().state = FieldState::derived;
+    }
 
     const Cover cover = coverOf(image);
     if (image.headerSize < headerSize) {
@@ -431,6 +564,12 @@ void proveMcubootImage(const Source& source, const Evidence& evidence, Descripti
         description.addUnchecked(CheckCode::digest, Reason::cutOff);
         return;
     }
+    const bool isEncrypted = (image.flags & encryptedFlags) != 0;
+    QByteArray plain;
+    const WipeOnExit wiped(plain);
+    if (isEncrypted) {
+        openEncrypted(image, evidence, description, plain);
+    }
     const PublicKey key(evidence.publicKey);
     const bool hasKey = !evidence.publicKey.isEmpty();
     int part = 1;
@@ -445,10 +584,11 @@ void proveMcubootImage(const Source& source, const Evidence& evidence, Descripti
     } else if (!has(image, isSignature)) {
         description.addUnchecked(CheckCode::signature, Reason::notSigned);
     }
-    if (contents != nullptr && (image.flags & encryptedFlags) == 0) {
+    if (contents != nullptr && image.isOpen) {
         Content content = contentOf(description.parts.front(), ContentKind::module);
         content.bytes = image.code.toByteArray();
         content.headerRoom = image.headerSize;
+        content.tailRoom = isEncrypted ? cipherBlock - 1 : 0;
         contents->list.push_back(std::move(content));
     }
 }

@@ -88,20 +88,22 @@ PublicKey::Kind kindOf(const EVP_PKEY* key) {
             return PublicKey::Kind::ed25519;
         case EVP_PKEY_EC: {
             char group[32] = {};
-            const bool isP256 =
-                EVP_PKEY_get_group_name(key, group, sizeof group, nullptr) == 1 && qstrcmp(group, "prime256v1") == 0;
-            return isP256 ? PublicKey::Kind::p256 : PublicKey::Kind::other;
+            const bool isNamed = EVP_PKEY_get_group_name(key, group, sizeof group, nullptr) == 1;
+            return isNamed && qstrcmp(group, "prime256v1") == 0  ? PublicKey::Kind::p256
+                   : isNamed && qstrcmp(group, "secp384r1") == 0 ? PublicKey::Kind::p384
+                                                                 : PublicKey::Kind::other;
         }
         default:
             return PublicKey::Kind::other;
     }
 }
 
-/// Verifies a signature over SHA-256 of the pieces; `padding` is 0 for every kind of key except RSA.
-CheckResult verify(EVP_PKEY* key, int padding, std::initializer_list<QByteArrayView> pieces, QByteArrayView signature) {
+/// Verifies a signature over a digest of the pieces; `padding` is 0 for every kind of key except RSA.
+CheckResult verify(EVP_PKEY* key, const EVP_MD* digest, int padding, std::initializer_list<QByteArrayView> pieces,
+                   QByteArrayView signature) {
     const Owned<EVP_MD_CTX, EVP_MD_CTX_free> context(EVP_MD_CTX_new());
     EVP_PKEY_CTX* settings = nullptr;
-    if (context == nullptr || EVP_DigestVerifyInit(context.get(), &settings, EVP_sha256(), nullptr, key) != 1 ||
+    if (context == nullptr || EVP_DigestVerifyInit(context.get(), &settings, digest, nullptr, key) != 1 ||
         (padding != 0 && EVP_PKEY_CTX_set_rsa_padding(settings, padding) != 1) ||
         (padding == RSA_PKCS1_PSS_PADDING && EVP_PKEY_CTX_set_rsa_pss_saltlen(settings, RSA_PSS_SALTLEN_DIGEST) != 1)) {
         ERR_clear_error();
@@ -195,9 +197,10 @@ QByteArray PublicKey::rsaDer() const {
 
 CheckResult PublicKey::verifyRsa(Padding padding, std::initializer_list<QByteArrayView> pieces,
                                  QByteArrayView signature) const {
-    return kind_ != Kind::rsa ? CheckResult::bad
-                              : verify(key_.get(), padding == Padding::pss ? RSA_PKCS1_PSS_PADDING : RSA_PKCS1_PADDING,
-                                       pieces, signature);
+    return kind_ != Kind::rsa
+               ? CheckResult::bad
+               : verify(key_.get(), EVP_sha256(), padding == Padding::pss ? RSA_PKCS1_PSS_PADDING : RSA_PKCS1_PADDING,
+                        pieces, signature);
 }
 
 CheckResult PublicKey::verifyEcdsa(std::initializer_list<QByteArrayView> pieces, QByteArrayView r,
@@ -213,11 +216,17 @@ CheckResult PublicKey::verifyEcdsa(std::initializer_list<QByteArrayView> pieces,
     unsigned char* bytes = nullptr;
     const int size = i2d_ECDSA_SIG(pair.get(), &bytes);
     const Owned<unsigned char, [](unsigned char* owned) { OPENSSL_free(owned); }> owned(bytes);
-    return size > 0 ? verifyEcdsa(pieces, QByteArrayView(bytes, size)) : CheckResult::unchecked;
+    if (size <= 0) {
+        return CheckResult::unchecked;
+    }
+    return kind_ == Kind::p256 ? verifyEcdsa(pieces, QByteArrayView(bytes, size)) : CheckResult::bad;
 }
 
 CheckResult PublicKey::verifyEcdsa(std::initializer_list<QByteArrayView> pieces, QByteArrayView signature) const {
-    return kind_ == Kind::p256 ? verify(key_.get(), 0, pieces, signature) : CheckResult::bad;
+    const bool isP384 = kind_ == Kind::p384;
+    return kind_ == Kind::p256 || isP384
+               ? verify(key_.get(), isP384 ? EVP_sha384() : EVP_sha256(), 0, pieces, signature)
+               : CheckResult::bad;
 }
 
 CheckResult PublicKey::verifyEd25519(QByteArrayView message, QByteArrayView signature) const {

@@ -13,7 +13,7 @@ namespace inspect {
 /// The public key that a signature is proven with.
 class PublicKey {
   public:
-    enum class Kind { none, rsa, p256, ed25519, other };
+    enum class Kind { none, rsa, p256, p384, ed25519, other };
 
     /// Reads a `PUBLIC KEY` in PEM form (RFC 7468), or a point of P-256 as 64 bytes: X, then Y, big-endian. Anything
     /// else makes a key of kind none, which proves nothing.
@@ -42,9 +42,10 @@ class PublicKey {
     /// the next ones return `bad` for a key of another kind and `unchecked` if OpenSSL doesn't offer the algorithm.
     [[nodiscard]] CheckResult verifyRsa(Padding padding, std::initializer_list<QByteArrayView> pieces,
                                         QByteArrayView signature) const;
-    /// Verifies an ECDSA signature over SHA-256 of the pieces (FIPS 186-5): r and s of 32 bytes each, or DER.
+    /// Verifies an ECDSA signature with P-256 over SHA-256 of the pieces (FIPS 186-5): r and s of 32 bytes each.
     [[nodiscard]] CheckResult verifyEcdsa(std::initializer_list<QByteArrayView> pieces, QByteArrayView r,
                                           QByteArrayView s) const;
+    /// Verifies an ECDSA signature in DER form with P-256 over SHA-256 of the pieces, or with P-384 over SHA-384.
     [[nodiscard]] CheckResult verifyEcdsa(std::initializer_list<QByteArrayView> pieces, QByteArrayView signature) const;
     /// Verifies an Ed25519 signature over `message` itself (RFC 8032).
     [[nodiscard]] CheckResult verifyEd25519(QByteArrayView message, QByteArrayView signature) const;

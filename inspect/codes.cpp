@@ -69,6 +69,7 @@ constexpr std::array findingRows = {
     FindingRow{FindingCode::notUtf8, "notUtf8", Severity::error, "it isn't in UTF-8"},
     FindingRow{FindingCode::moduleOverFirmware, "moduleOverFirmware", Severity::note,
                "module and firmware overlap: area {other} also has bytes from {address} on"},
+    FindingRow{FindingCode::badBootRecord, "badBootRecord", Severity::note, "its boot record can't be read"},
     FindingRow{FindingCode::policyFormat, "policyFormat", Severity::error, "policy: the format {value} isn't allowed"},
     FindingRow{FindingCode::policyProof, "policyProof", Severity::error, "policy: a proof by {expected} is required",
                true},
@@ -129,6 +130,7 @@ constexpr std::array checkRows = {
     CheckRow{CheckCode::signingKey, "signingKey", "reference to the given key", "wrong", Proof::structure},
     CheckRow{CheckCode::dump, "dump", "contents against the dump", "different", Proof::comparison},
     CheckRow{CheckCode::policy, "policy", "policy", "broken", Proof::structure},
+    CheckRow{CheckCode::wrappedKey, "wrappedKey", "wrapped key", "wrong", Proof::structure},
 };
 
 constexpr std::array reasonRows = {
@@ -170,7 +172,7 @@ static_assert(differenceRows.size() == static_cast<std::size_t>(DifferenceCode::
 static_assert(isInOrder(checkRows, &CheckRow::code));
 static_assert(isInOrder(reasonRows, &ReasonRow::reason));
 static_assert(findingRows.size() == static_cast<std::size_t>(FindingCode::policyIrreversible) + 1);
-static_assert(checkRows.size() == static_cast<std::size_t>(CheckCode::policy) + 1);
+static_assert(checkRows.size() == static_cast<std::size_t>(CheckCode::wrappedKey) + 1);
 static_assert(reasonRows.size() == static_cast<std::size_t>(Reason::noSiteSecret) + 1);
 
 }  // namespace

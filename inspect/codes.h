@@ -53,6 +53,7 @@ enum class FindingCode : std::uint8_t {
     outOfRange,
     notUtf8,
     moduleOverFirmware,
+    badBootRecord,
     policyFormat,
     policyProof,
     policyKey,
@@ -119,6 +120,7 @@ enum class CheckCode : std::uint8_t {
     signingKey,
     dump,
     policy,
+    wrappedKey,
 };
 
 /// The kind of proof that a good check gives.

@@ -35,7 +35,7 @@ constexpr std::array options = {
     OptionRow{"public", "FILE", false, "verify extract diff",
               "the public key: PEM, X and Y (64 bytes), or a root key table hash"},
     OptionRow{"private", "PEM", false, "verify extract diff",
-              "the private key that personalization data is opened with"},
+              "the private key that opens personalization data and encrypted MCUboot images"},
     OptionRow{"address", "ADDRESS", false, "verify extract diff", "where a memory cipher image starts, hexadecimal"},
     OptionRow{"mode", "MODE", false, "verify extract diff", "how it was encrypted: 0, 1 or 2"},
     OptionRow{"against", nullptr, false, "verify", "compare the contents with their sources:"},

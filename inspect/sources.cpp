@@ -114,19 +114,23 @@ QByteArray withOwnValues(const QByteArray& source, std::uint64_t address, const 
 
 QByteArrayView withoutHeaderRoom(const QByteArray& source, const Content& content) {
     const qsizetype room = content.headerRoom;
-    const bool hasRoom =
-        room > 0 && source.size() == room + content.bytes.size() && isZero(QByteArrayView(source).first(room));
+    const qsizetype missing = content.bytes.size() - (source.size() - room);
+    const bool hasRoom = room > 0 && source.size() >= room && missing >= 0 && missing <= content.tailRoom &&
+                         isZero(QByteArrayView(source).first(room));
     return QByteArrayView(source).sliced(hasRoom ? room : 0);
+}
+
+/// The bytes of a content, without the zeros at its end that a source of `size` bytes may lack.
+QByteArrayView withoutTailRoom(const Content& content, qsizetype size) {
+    const QByteArrayView bytes = content.bytes;
+    const qsizetype missing = bytes.size() - size;
+    const bool hasRoom = missing > 0 && missing <= content.tailRoom && isZero(bytes.last(missing));
+    return hasRoom ? bytes.first(size) : bytes;
 }
 
 void proveFirmware(const Sources& sources, const std::vector<const Content*>& found, Description& description) {
     const bool isPlaced = found.empty() || found.front()->hasAddress;
     const std::uint64_t start = isPlaced ? 0 : startOf(sources.firmware);
-    std::vector<PlacedBytes> inImage;
-    inImage.reserve(found.size());
-    for (const Content* const content : found) {
-        inImage.push_back({content->address, content->bytes});
-    }
     std::vector<PlacedBytes> given;
     QByteArrayList changed;
     for (const SourcePiece& piece : sources.firmware) {
@@ -139,6 +143,13 @@ void proveFirmware(const Sources& sources, const std::vector<const Content*>& fo
         } else {
             given.push_back({address, withoutHeaderRoom(piece.bytes, *found.front())});
         }
+    }
+    std::vector<PlacedBytes> inImage;
+    inImage.reserve(found.size());
+    for (const Content* const content : found) {
+        const bool isOnly = found.size() == 1 && given.size() == 1 && given.front().address == content->address;
+        inImage.push_back(
+            {content->address, isOnly ? withoutTailRoom(*content, given.front().bytes.size()) : content->bytes});
     }
     const std::size_t before = description.differences.size();
     addByteDifferences("firmware", 0, compareBytes(std::move(inImage), std::move(given)), {"image", "source"},
@@ -171,8 +182,9 @@ void proveInTurn(const char* name, const std::vector<QByteArray>& given, const s
     const std::size_t before = description.differences.size();
     const std::size_t pairs = std::min(given.size(), inImage.size());
     for (std::size_t i = 0; i < pairs; ++i) {
-        addByteDifferences(name, inImage[i]->part,
-                           compareBytes({{0, inImage[i]->bytes}}, asPlaced(given[i], *inImage[i])), {"image", "source"},
+        const std::vector<PlacedBytes> source = asPlaced(given[i], *inImage[i]);
+        const QByteArrayView content = withoutTailRoom(*inImage[i], source.back().bytes.size());
+        addByteDifferences(name, inImage[i]->part, compareBytes({{0, content}}, source), {"image", "source"},
                            description.differences);
     }
     for (std::size_t i = pairs; i < inImage.size(); ++i) {

@@ -53,8 +53,8 @@ struct ProductionJob {
     QList<KeySource> keys;
     QList<Step> steps;
     QStringList columns;  ///< the columns that the device table has in addition to "serial"
-    /// SHA-256 of the job file's bytes, followed by those of its saved jobs in the order of the steps and of its policy.
-    /// Each of these texts is one JSON document, so the digest fixes where each ends.
+    /// SHA-256 of the job file's bytes, followed by those of its saved jobs in the order of the steps and of its
+    /// policy. Each of these texts is one JSON document, so the digest fixes where each ends.
     QByteArray digest;
     bool allowsDevelopmentKeys = false;
 };

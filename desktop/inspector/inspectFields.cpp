@@ -58,7 +58,9 @@ constexpr std::array rows = {
                           "hash of a root key table.")},
     Row{"private", keyGroup, QT_TRANSLATE_NOOP("InspectFields", "Priv&ate key"), jobs::FieldKind::inFile,
         jobs::PathRole::key, Checked::privateKey,
-        QT_TRANSLATE_NOOP("InspectFields", "Personalization data is opened with it: PEM without a passphrase.")},
+        QT_TRANSLATE_NOOP(
+            "InspectFields",
+            "Personalization data and encrypted MCUboot images are opened with it: PEM without a passphrase.")},
     Row{"as", fileGroup, QT_TRANSLATE_NOOP("InspectFields", "For&mat"), jobs::FieldKind::choice,
         jobs::PathRole::document, Checked::nothing,
         QT_TRANSLATE_NOOP("InspectFields",
@@ -138,6 +140,8 @@ QString publicKeyText(QByteArrayView file) {
             return text(QT_TRANSLATE_NOOP("InspectFields", "RSA, %1 bits")).arg(key.bits());
         case inspect::PublicKey::Kind::p256:
             return text(QT_TRANSLATE_NOOP("InspectFields", "Elliptic curve P-256"));
+        case inspect::PublicKey::Kind::p384:
+            return text(QT_TRANSLATE_NOOP("InspectFields", "Elliptic curve P-384"));
         case inspect::PublicKey::Kind::ed25519:
             return text(QT_TRANSLATE_NOOP("InspectFields", "Ed25519"));
         default:

@@ -2,6 +2,7 @@
 // must tile the file, and the verdict must not be "proven" if no byte is covered.
 
 #include "fuzz/FuzzFile.h"
+#include "inspect/ElfSymbols.h"
 #include "inspect/Report.h"
 
 #include <algorithm>
@@ -73,6 +74,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const inspect::Description description = inspect::describe(source, row);
     require(inspect::isTiled(description));
     checkReport(description, "show");
+    if (row != nullptr && row->describe == inspect::describeElfFile) {
+        const inspect::ElfSymbols symbols(source.bytes, description);
+        for (const inspect::Part& part : description.parts) {
+            static_cast<void>(symbols.nameOf(part.address + part.memorySize / 2));
+        }
+    }
     if (isVerified) {
         checkVerified(source, description);
     }

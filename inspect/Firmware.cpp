@@ -2,6 +2,7 @@
 
 #include "files/ByteReader.h"
 #include "files/recordParser.h"
+#include "inspect/ElfNumbers.h"
 #include "inspect/formats.h"
 
 #include <QBuffer>
@@ -111,26 +112,6 @@ constexpr qsizetype identSize = 16;
 constexpr qsizetype elfHeaderSize = 52;
 constexpr qsizetype programHeaderSize = 32;
 constexpr std::uint32_t loadType = 1;
-
-/// Reads numbers of an ELF file in the file's byte order; bytes after its end are 0.
-class ElfNumbers {
-  public:
-    explicit ElfNumbers(QByteArrayView bytes) : bytes_(bytes), isBigEndian_(byteAt(5) == 2) {}
-
-    [[nodiscard]] std::uint32_t byteAt(qint64 at) const {
-        return at >= 0 && at < bytes_.size() ? static_cast<std::uint8_t>(bytes_.at(at)) : 0;
-    }
-    [[nodiscard]] std::uint32_t half(qint64 at) const {
-        return isBigEndian_ ? byteAt(at) << 8 | byteAt(at + 1) : byteAt(at + 1) << 8 | byteAt(at);
-    }
-    [[nodiscard]] std::uint32_t word(qint64 at) const {
-        return isBigEndian_ ? half(at) << 16 | half(at + 2) : half(at + 2) << 16 | half(at);
-    }
-
-  private:
-    QByteArrayView bytes_;
-    bool isBigEndian_;
-};
 
 /// A run of bytes that a header of the file claims for a table or segment.
 struct Claim {

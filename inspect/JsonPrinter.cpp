@@ -78,6 +78,8 @@ QJsonObject toJson(const Check& check);
 QJsonObject toJson(const Failure& failure);
 QJsonObject toJson(const Difference& difference);
 QJsonObject toJson(const KeyUse& key);
+QJsonObject toJson(const MemoryDifference& difference);
+QJsonObject toJson(const WordDifference& difference);
 
 template <typename Item>
 QJsonArray toArray(const std::vector<Item>& items) {
@@ -243,6 +245,12 @@ class DocumentWriter {
         }
         text_ += ']';
     }
+    /// Adds a member to the object, whose value `write` writes.
+    template <typename Write>
+    void addMember(const char* name, Write write) {
+        text_ += QByteArray(",\n\"") + name + "\":";
+        write();
+    }
     template <typename Item>
     void addArray(const char* name, const std::vector<Item>& items) {
         addArray(name, items, [this](const Item& item) {
@@ -259,6 +267,43 @@ class DocumentWriter {
   private:
     QByteArray text_;
 };
+
+QJsonObject toJson(const MemoryDifference& difference) {
+    QJsonObject object{{QStringLiteral("code"), latin(rowOf(difference.range.code).name)},
+                       {QStringLiteral("from"), addressValue(difference.range.from)},
+                       {QStringLiteral("to"), addressValue(difference.range.to)}};
+    if (!difference.name.isEmpty()) {
+        addText(object, QStringLiteral("symbol"), difference.name);
+    }
+    if (!difference.a.isEmpty()) {
+        object[QStringLiteral("a")] = QString::fromLatin1(difference.a.toHex());
+    }
+    if (!difference.b.isEmpty()) {
+        object[QStringLiteral("b")] = QString::fromLatin1(difference.b.toHex());
+    }
+    return object;
+}
+
+QJsonObject toJson(const WordDifference& difference) {
+    return {{QStringLiteral("word"), numberValue(difference.word)},
+            {QStringLiteral("a"), addressValue(difference.a)},
+            {QStringLiteral("b"), addressValue(difference.b)}};
+}
+
+void writeSummary(const Summary& summary, DocumentWriter& writer) {
+    constexpr std::array states = {"absent", "closed", "equal", "different"};
+    QJsonObject head{{QStringLiteral("firmware"), latin(states[static_cast<std::size_t>(summary.memory)])}};
+    if (summary.versions.size() == 2) {
+        QJsonObject version;
+        addValue(version, QStringLiteral("a"), summary.versions[0]);
+        addValue(version, QStringLiteral("b"), summary.versions[1]);
+        head[QStringLiteral("version")] = version;
+    }
+    writer.begin(head);
+    writer.addArray("ranges", summary.ranges);
+    writer.addArray("optionWords", summary.words);
+    writer.end();
+}
 
 void writeDescription(const Description& description, bool isJudged, DocumentWriter& writer) {
     constexpr std::array grounds = {"content", "suffix", "option"};
@@ -311,6 +356,7 @@ QByteArray printJson(const Report& report) {
     writer.addArray("failures", report.failures);
     if (report.command == QLatin1String("diff")) {
         writer.addArray("differences", report.differences);
+        writer.addMember("summary", [&] { writeSummary(report.summary, writer); });
     }
     writer.end();
     return writer.take();

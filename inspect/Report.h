@@ -42,6 +42,36 @@ struct Failure {
     QString text;
 };
 
+struct ByteDifference {
+    DifferenceCode code;     ///< bytesChanged, bytesOnlyInA or bytesOnlyInB
+    std::uint64_t from = 0;  ///< the first address
+    std::uint64_t to = 0;    ///< the last one
+};
+
+/// A range of memory that differs between two files.
+struct MemoryDifference {
+    ByteDifference range;
+    QByteArray name;  ///< the symbol and section of an ELF file at its first address
+    QByteArray a;     ///< its first bytes, as many as the user asked for
+    QByteArray b;
+};
+
+/// An option word that differs, counted from 1.
+struct WordDifference {
+    std::uint32_t word = 0;
+    std::uint32_t a = 0;
+    std::uint32_t b = 0;
+};
+
+/// What changed between two files, in short.
+struct Summary {
+    enum class Memory : std::uint8_t { absent, closed, equal, different };
+    Memory memory = Memory::absent;  ///< `closed`: the contents of a file can't be read
+    std::vector<MemoryDifference> ranges;
+    std::vector<Field> versions;  ///< those of both files if they differ
+    std::vector<WordDifference> words;
+};
+
 /// The whole result of one call. Only the printers turn it into text.
 struct Report {
     QString command;
@@ -50,6 +80,7 @@ struct Report {
     std::vector<Failure> failures;
     std::vector<Failure> warnings;        ///< the messages that don't stop the call
     std::vector<Difference> differences;  ///< between the two files of `diff`
+    Summary summary;                      ///< of `diff`
     QString folder;                       ///< the folder that the contents were written to
 };
 

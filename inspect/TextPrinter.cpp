@@ -38,6 +38,7 @@ class Printer {
     void printChecks(const Description& description);
     void printVerdict(const Description& description);
     void printDifferences(const std::vector<Difference>& differences);
+    void printSummary();
     void printComparison();
 
     const Report& report_;
@@ -193,11 +194,34 @@ void Printer::printDifferences(const std::vector<Difference>& differences) {
     }
 }
 
+// Prints what changed, and the ranges of memory if they have names or bytes.
+void Printer::printSummary() {
+    constexpr std::size_t limit = 50;
+    const QString text = summaryText(report_.summary);
+    if (!text.isEmpty()) {
+        line(text);
+    }
+    const std::vector<MemoryDifference>& ranges = report_.summary.ranges;
+    const bool areShown = std::any_of(ranges.begin(), ranges.end(), [](const MemoryDifference& range) {
+        return !range.name.isEmpty() || !range.a.isEmpty() || !range.b.isEmpty();
+    });
+    for (std::size_t i = 0; areShown && i < std::min(limit, ranges.size()); ++i) {
+        line(memoryDifferenceText(ranges[i]));
+    }
+    if (areShown && ranges.size() > limit) {
+        line(QStringLiteral("%1 more ranges; --json has them all").arg(ranges.size() - limit));
+    }
+}
+
 void Printer::printComparison() {
+    if (report_.files.size() == 2) {
+        printSummary();
+    }
     printDifferences(report_.differences);
     if (report_.files.size() == 2) {
         constexpr std::array results = {"no difference", "different", "undecided: contents not compared"};
-        const Reason first = judge(report_.files[0]).reason;
+        const bool isSecondClosed = isOpen(report_.files[0]) && !isOpen(report_.files[1]);
+        const Reason first = judge(report_.files[isSecondClosed ? 1 : 0]).reason;
         const Reason reason = first != Reason::none ? first : judge(report_.files[1]).reason;
         const bool hasReason = report_.status == statusUndecided && reason != Reason::none;
         line(QLatin1String(results[static_cast<std::size_t>(report_.status)]) +

@@ -111,6 +111,7 @@ constexpr std::array differenceRows = {
     DifferenceRow{DifferenceCode::notCompared, "notCompared", "{name} {address}: contents not compared", false},
     DifferenceRow{DifferenceCode::sourceMissing, "sourceMissing", "{name} {count}: without a source", true},
     DifferenceRow{DifferenceCode::sourceExtra, "sourceExtra", "{name} {count}: given, but not in the image", true},
+    DifferenceRow{DifferenceCode::otherFormat, "otherFormat", "formats {a} and {b}, compared as memory", false},
 };
 
 constexpr std::array checkRows = {
@@ -168,7 +169,7 @@ constexpr bool isInOrder(const Table& table, Member member) {
 }
 static_assert(isInOrder(findingRows, &FindingRow::code));
 static_assert(isInOrder(differenceRows, &DifferenceRow::code));
-static_assert(differenceRows.size() == static_cast<std::size_t>(DifferenceCode::sourceExtra) + 1);
+static_assert(differenceRows.size() == static_cast<std::size_t>(DifferenceCode::otherFormat) + 1);
 static_assert(isInOrder(checkRows, &CheckRow::code));
 static_assert(isInOrder(reasonRows, &ReasonRow::reason));
 static_assert(findingRows.size() == static_cast<std::size_t>(FindingCode::policyIrreversible) + 1);

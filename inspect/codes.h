@@ -93,6 +93,7 @@ enum class DifferenceCode : std::uint8_t {
     notCompared,
     sourceMissing,
     sourceExtra,
+    otherFormat,
 };
 
 struct DifferenceRow {

@@ -63,6 +63,8 @@ constexpr std::array options = {
     OptionRow{"allow-irreversible", nullptr, false, "verify", "lift the rules about values that a device can't undo"},
     OptionRow{"o output", "FOLDER", false, "extract", "the folder to make"},
     OptionRow{"except-signature", nullptr, false, "diff", "compare everything except the signatures"},
+    OptionRow{"bytes", "COUNT", false, "diff", "print the first bytes of each range of memory that differs"},
+    OptionRow{"exit-code-only", nullptr, false, "diff", "print nothing; the status is the answer"},
 };
 
 QString nameOf(const OptionRow& row) {
@@ -145,10 +147,13 @@ int finishOutput(int status) {
     return statusUndecided;
 }
 
-int write(const Report& report, bool asJson) {
+int write(const Report& report, bool asJson, bool isQuiet = false) {
     const QByteArray text = asJson ? printJson(report) : printText(report);
     print("warning: ", report.warnings);
     print("", report.failures);
+    if (isQuiet) {
+        return report.status;
+    }
     std::fwrite(text.constData(), 1, static_cast<std::size_t>(text.size()), stdout);
     return finishOutput(report.status);
 }
@@ -216,7 +221,8 @@ int run(const QStringList& arguments) {
         std::printf("qvora-inspect %s\n", qUtf8Printable(QCoreApplication::applicationVersion()));
         return finishOutput(statusGood);
     }
-    return write(runCommand(parser, isParsed, nullptr), arguments.contains(QLatin1String("--json")));
+    const bool isQuiet = isParsed && parser.isSet(QStringLiteral("exit-code-only"));
+    return write(runCommand(parser, isParsed, nullptr), arguments.contains(QLatin1String("--json")), isQuiet);
 }
 
 }  // namespace inspect

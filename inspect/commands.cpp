@@ -2,6 +2,7 @@
 
 #include "inspect/compare.h"
 #include "inspect/extract.h"
+#include "inspect/summarize.h"
 
 #include <algorithm>
 #include <array>
@@ -163,6 +164,13 @@ void diff(Call& call, const QStringList& files) {
     const ComparedFile fileA{a.source.bytes, a.source.second, a.description, contentsA};
     const ComparedFile fileB{b.source.bytes, b.source.second, b.description, contentsB};
     Report& report = call.report();
+    bool isNumber = true;
+    const int shownBytes = call.has("bytes") ? call.value("bytes").toInt(&isNumber) : 0;
+    if (!isNumber || shownBytes < 0) {
+        call.fail("usage", {}, QStringLiteral("--bytes needs a number"));
+        return;
+    }
+    report.summary = summarize(fileA, fileB, shownBytes);
     const auto finish = [&](int status) {
         report.status = status;
         report.files.push_back(std::move(a.description));
@@ -179,7 +187,7 @@ void diff(Call& call, const QStringList& files) {
             return finish(statusGood);
         }
     }
-    report.differences = compareFiles(fileA, fileB);
+    report.differences = compareFiles(fileA, fileB, report.summary);
     if (isExcepting && statusOf(report.differences) != statusWrong) {
         compareAsBytes(fileA, fileB, report.differences);
     }

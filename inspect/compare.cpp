@@ -458,6 +458,31 @@ QByteArray withoutSignature(const ComparedFile& file, bool isInSlot, bool& hasSi
     return bytes;
 }
 
+// Files of different formats are compared as memory, if the contents of both are known.
+void compareFormats(const ComparedFile& a, const ComparedFile& b, const Summary& summary,
+                    std::vector<Difference>& differences) {
+    const bool areWrong =
+        judge(a.description).verdict == Verdict::wrong || judge(b.description).verdict == Verdict::wrong;
+    const bool areMemory = summary.memory != Summary::Memory::absent && !areWrong;
+    differences.push_back({areMemory ? DifferenceCode::otherFormat : DifferenceCode::formatDiffers,
+                           0,
+                           {textField("a", a.description.format->name), textField("b", b.description.format->name)}});
+    if (!areMemory) {
+        compareAsBytes(a, b, differences);
+        return;
+    }
+    if (summary.memory == Summary::Memory::closed) {
+        Part memory;
+        memory.name = "memory";
+        differences.push_back(partDifference(DifferenceCode::notCompared, memory));
+    }
+    std::vector<ByteDifference> ranges;
+    for (const MemoryDifference& difference : summary.ranges) {
+        ranges.push_back(difference.range);
+    }
+    addByteDifferences("memory", 0, ranges, {"A", "B"}, differences);
+}
+
 }  // namespace
 
 std::vector<ByteDifference> compareBytes(std::vector<PlacedBytes> a, std::vector<PlacedBytes> b) {
@@ -513,18 +538,14 @@ void compareAsBytes(const ComparedFile& a, const ComparedFile& b, std::vector<Di
     addByteDifferences("secondFile", 0, compareBytes({{0, a.second}}, {{0, b.second}}), {"A", "B"}, differences);
 }
 
-std::vector<Difference> compareFiles(const ComparedFile& a, const ComparedFile& b) {
+std::vector<Difference> compareFiles(const ComparedFile& a, const ComparedFile& b, const Summary& summary) {
     std::vector<Difference> differences;
     if (a.bytes == b.bytes && a.second == b.second && a.second.isNull() == b.second.isNull()) {
         return differences;
     }
     const bool areRecords = isRecordFile(a) && isRecordFile(b);
     if (a.description.format != b.description.format) {
-        differences.push_back(
-            {DifferenceCode::formatDiffers,
-             0,
-             {textField("a", a.description.format->name), textField("b", b.description.format->name)}});
-        areRecords ? compareRecordFiles(a, b, differences) : compareAsBytes(a, b, differences);
+        compareFormats(a, b, summary, differences);
         return differences;
     }
     const Verdict verdictA = judge(a.description).verdict;

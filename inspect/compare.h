@@ -10,12 +10,6 @@ struct PlacedBytes {
     QByteArrayView bytes;
 };
 
-struct ByteDifference {
-    DifferenceCode code;     ///< bytesChanged, bytesOnlyInA or bytesOnlyInB
-    std::uint64_t from = 0;  ///< the first address
-    std::uint64_t to = 0;    ///< the last one
-};
-
 /// Returns every byte that differs or is only on one side, as ranges sorted by address. The function sorts both sides
 /// by address. If pieces of one side overlap, the bytes of the first piece count. Changed ranges are joined across up
 /// to seven equal bytes.
@@ -29,10 +23,11 @@ struct ComparedFile {
     const Contents& contents;  ///< of the parts that could be opened
 };
 
-/// Returns the differences between two files. If `statusOf` reports no difference, either all bytes of the files are
-/// equal, or both files are proven and their contents and header fields are equal. For HEX and S-Record files only the
-/// contents count.
-[[nodiscard]] std::vector<Difference> compareFiles(const ComparedFile& a, const ComparedFile& b);
+/// Returns the differences between two files. Files of different formats are compared by `summary`, if both have
+/// memory; otherwise as bytes. If `statusOf` reports no difference, either all bytes of the files are equal, or both
+/// files are proven and their contents and header fields are equal. For HEX and S-Record files only the contents count.
+[[nodiscard]] std::vector<Difference> compareFiles(const ComparedFile& a, const ComparedFile& b,
+                                                   const Summary& summary);
 
 /// The status for the differences of two files.
 [[nodiscard]] int statusOf(const std::vector<Difference>& differences);

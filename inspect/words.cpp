@@ -144,4 +144,50 @@ QString keyText(const KeyUse& key) {
                : text + QStringLiteral(", %1 %2").arg(QLatin1String(kind), QLatin1String(key.fingerprint.toHex()));
 }
 
+QString summaryText(const Summary& summary) {
+    constexpr std::size_t limit = 10;
+    QStringList items;
+    switch (summary.memory) {
+        case Summary::Memory::absent:
+            break;
+        case Summary::Memory::closed:
+            items << QStringLiteral("contents not compared");
+            break;
+        case Summary::Memory::equal:
+            items << QStringLiteral("firmware equal");
+            break;
+        case Summary::Memory::different:
+            items << QStringLiteral("firmware differs in %1 range%2")
+                         .arg(summary.ranges.size())
+                         .arg(summary.ranges.size() == 1 ? QString() : QStringLiteral("s"));
+            break;
+    }
+    if (summary.versions.size() == 2) {
+        items << QStringLiteral("version %1 -> %2").arg(valueText(summary.versions[0]), valueText(summary.versions[1]));
+    }
+    for (std::size_t i = 0; i < std::min(limit, summary.words.size()); ++i) {
+        const WordDifference& word = summary.words[i];
+        items
+            << QStringLiteral("option word %1: %2 -> %3").arg(word.word).arg(addressText(word.a), addressText(word.b));
+    }
+    if (summary.words.size() > limit) {
+        items << QStringLiteral("%1 more option words").arg(summary.words.size() - limit);
+    }
+    return items.join(QStringLiteral("; "));
+}
+
+QString memoryDifferenceText(const MemoryDifference& difference) {
+    QString text = addressText(difference.range.from) + u'-' + addressText(difference.range.to);
+    if (!difference.name.isEmpty()) {
+        text += u' ' + printable(QString::fromUtf8(difference.name));
+    }
+    if (difference.a.isEmpty() && difference.b.isEmpty()) {
+        return text;
+    }
+    const auto hex = [](const QByteArray& bytes) {
+        return bytes.isEmpty() ? QStringLiteral("nothing") : QString::fromLatin1(bytes.toHex());
+    };
+    return text + QStringLiteral(": ") + hex(difference.a) + QStringLiteral(" -> ") + hex(difference.b);
+}
+
 }  // namespace inspect

@@ -28,6 +28,10 @@ namespace inspect {
 [[nodiscard]] QString keyText(const KeyUse& key);
 [[nodiscard]] QString differenceText(const Difference& difference);
 
+/// What changed between two files, on one line; empty if there is nothing to say.
+[[nodiscard]] QString summaryText(const Summary& summary);
+[[nodiscard]] QString memoryDifferenceText(const MemoryDifference& difference);
+
 /// The part with this number; null if there is none, as for 0.
 [[nodiscard]] const Part* partOf(const Description& description, int index);
 

@@ -147,6 +147,9 @@ void makeFiles(const TempFolder& folder) {
     folder.write("lines.hex",
                  ":020000040800F2\n:1000000061616161616161616161616161616161E0\n"
                  ":1000200062626262626262626262626262626262B0\n:00000001FF\n");
+    folder.write("whole.tbi", kitMake(kitPlaced(QByteArray(48, 'f'))));
+    folder.write("whole.tbuh", kitUpdate(QByteArray(48, 'f'), 7).header);
+    folder.write("whole.tbu", kitUpdate(QByteArray(48, 'f'), 7).segment);
     folder.write("tail.tbi", kitMake(kitPlaced(QByteArray(16, 'a') + QByteArray(4, '\xff'))));
     folder.write("a.bin", QByteArray(16, 'a'));
     folder.write("broken.hex", ":0200\n");
@@ -229,6 +232,15 @@ TEST(InspectCommandLine, EndsAsItsRowSays) {
         {"diff --key key.bin --payload u.segment --payload-b u.segment u.tbuh u.tbuh", 0, "", "no difference"},
         {"diff --key key.bin --payload u.segment --payload-b v.segment u.tbuh v.tbuh", 1, "", "different"},
         {"diff --key key.bin a.tbi tag.tbi", 1, "", "different"},
+        {"diff --key key.bin fw.hex erased.tbi", 1, "", "different"},
+        {"diff --key key.bin fw.hex whole.tbi", 0, "", "no difference"},
+        {"diff fw.hex whole.tbi", 2, "", "undecided: contents not compared, no key given"},
+        {"diff whole.tbi fw.hex", 2, "", "undecided: contents not compared, no key given"},
+        {"diff --key key.bin whole.tbuh fw.hex", 0, "", "no difference"},
+        {"diff --key key.bin tag.tbi fw.hex", 1, "", "different"},
+        {"diff --key key.bin --bytes -1 a.tbi c.tbi", 2, "--bytes needs a number", ""},
+        {"diff --key key.bin --exit-code-only a.tbi c.tbi", 1, "", ""},
+        {"diff --key key.bin --exit-code-only a.tbi b.tbi", 0, "", ""},
         {"diff a.tbi tag.tbi", 1, "", "different"},
         {"diff --except-signature first.kdu second.kdu", 0, "", "no difference"},
         {"diff --except-signature first.kdu longer.kdu", 1, "", "different"},
@@ -531,6 +543,7 @@ TEST(InspectCommandLine, ListsDifferencesByAddress) {
     const TempFolder folder;
     makeFiles(folder);
     EXPECT_EQ(runInspect(folder, "diff --key key.bin a.tbi c.tbi").output,
+              "firmware differs in 3 ranges\n"
               "base IV changed\n"
               "area F: changed 0x08000005-0x08000005\n"
               "area H: changed 0x00000000-0x0000001F\n"
@@ -547,6 +560,48 @@ TEST(InspectCommandLine, ListsDifferencesByAddress) {
     const std::string output = runInspect(folder, "verify --key key.bin --firmware fw.hex a.tbi").output;
     EXPECT_NE(output.find("\nfirmware: only in image 0x08000100-0x08000110\n"), std::string::npos) << output;
     EXPECT_NE(output.find("option bytes contents against their sources unchecked (not asked for)"), std::string::npos);
+}
+
+// The names and places are those of "readelf --symbols" for the example.
+TEST(InspectCommandLine, ComparesMemoryByNameAndAcrossFormats) {
+    const TempFolder folder;
+    makeFiles(folder);
+    QFile file(QStringLiteral(QVORA_EXAMPLES "/firmware/blink.elf"));
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    QByteArray elf = file.readAll();
+    folder.write("blink.elf", elf);
+    constexpr qsizetype code = 0x1000;  // offset of the first segment
+    elf[code + 0x10] = 'x';
+    elf[code + 0x100] = 'y';
+    folder.write("changed.elf", elf);
+    EXPECT_EQ(runInspect(folder, "diff --bytes 2 blink.elf changed.elf").output,
+              "firmware differs in 2 ranges\n"
+              "0x04000010-0x04000010 vectors+0x10 in .vectors: 41 -> 78\n"
+              "0x04000100-0x04000100 banner+0x30 in .text: 42 -> 79\n"
+              "segment: changed 0x04000010-0x04000010\n"
+              "segment: changed 0x04000100-0x04000100\n"
+              "different\n");
+    // Each table of the file is cut or points outside it once.
+    for (qsizetype at : {32, 46, 48, 50}) {
+        QByteArray broken = elf;
+        broken[at] = '\xff';
+        broken[at + 1] = '\xff';
+        folder.write("broken.elf", broken);
+        EXPECT_EQ(runInspect(folder, "diff --exit-code-only blink.elf broken.elf").status, 1) << at;
+    }
+    KitImage image = kitInstallImage();
+    image.areas.back().payload[5] = 'x';
+    image.version = 2;
+    folder.write("options.tbi", kitMake(image));
+    const std::string output = runInspect(folder, "diff --key key.bin a.tbi options.tbi").output;
+    EXPECT_EQ(output.substr(0, output.find('\n')),
+              "firmware equal; version 1 -> 2; option word 2: 0x63636363 -> 0x63637863");
+    EXPECT_EQ(runInspect(folder, "diff --key key.bin --bytes 3 fw.hex a.tbi").output,
+              "firmware differs in 1 range\n"
+              "0x08000100-0x08000110: nothing -> 676767\n"
+              "formats hexFile and installImage, compared as memory\n"
+              "memory: only in B 0x08000100-0x08000110\n"
+              "different\n");
 }
 
 /// The SHA-256 of a public key as "openssl" computes it.
@@ -698,6 +753,10 @@ TEST(InspectCommandLine, JsonIsOneDocumentThatKeepsTheSchema) {
     folder.write("u.tbuh", kitUpdate("segment", 1).header);
     folder.write("u.tbu", kitUpdate("segment", 1).segment);
     folder.write("inner.bin", kitSign(kitMake(kitInstallImage()), 100).image);
+    KitImage options = kitInstallImage();
+    options.areas.back().payload[5] = 'x';
+    options.version = 2;
+    folder.write("options.tbi", kitMake(options));
     QByteArray strange = kitMake(kitInstallImage());
     strange[28] = '\xff';
     folder.write("strange.tbi", strange);
@@ -716,6 +775,8 @@ TEST(InspectCommandLine, JsonIsOneDocumentThatKeepsTheSchema) {
                                  "show --keys keys --site-secret site a.tbi signed.bin free.kdu",
                                  "verify --keys keys a.tbi",
                                  "verify --key key.bin --least-version 2 --option-word 1=0 --memory 0-1 a.tbi",
+                                 "diff --key key.bin --bytes 4 fw.hex a.tbi",
+                                 "diff --key key.bin --bytes 4 options.tbi a.tbi",
                                  "diff a.tbi b.tbi",
                                  "diff a.tbi s.pvs",
                                  "diff --except-signature a.tbi b.tbi"};

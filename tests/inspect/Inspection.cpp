@@ -1,6 +1,7 @@
 #include "tests/inspect/Inspection.h"
 
 #include "inspect/compare.h"
+#include "inspect/summarize.h"
 
 #include <algorithm>
 #include <set>
@@ -107,9 +108,9 @@ int compareGiven(const Given& a, const Given& b) {
     if (descriptions[0].format == nullptr || descriptions[1].format == nullptr) {
         return inspect::statusUndecided;
     }
-    return inspect::statusOf(
-        inspect::compareFiles({sources[0].bytes, sources[0].second, descriptions[0], contents[0]},
-                              {sources[1].bytes, sources[1].second, descriptions[1], contents[1]}));
+    const inspect::ComparedFile fileA{sources[0].bytes, sources[0].second, descriptions[0], contents[0]};
+    const inspect::ComparedFile fileB{sources[1].bytes, sources[1].second, descriptions[1], contents[1]};
+    return inspect::statusOf(inspect::compareFiles(fileA, fileB, inspect::summarize(fileA, fileB, 0)));
 }
 
 Inspection inspectGiven(const Given& given) {

@@ -1,0 +1,125 @@
+#include "inspect/summarize.h"
+
+#include "files/ByteReader.h"
+#include "inspect/ElfSymbols.h"
+#include "inspect/formats.h"
+
+#include <algorithm>
+#include <optional>
+
+namespace inspect {
+
+namespace {
+
+bool isMemory(const Content& content) {
+    return content.kind == ContentKind::firmware || content.kind == ContentKind::module;
+}
+
+/// The lowest address of the memory contents; 0 if none has an address.
+std::uint64_t lowestAddress(const Contents& contents) {
+    std::optional<std::uint64_t> lowest;
+    for (const Content& content : contents.list) {
+        if (isMemory(content) && content.hasAddress) {
+            lowest = std::min(lowest.value_or(content.address), content.address);
+        }
+    }
+    return lowest.value_or(0);
+}
+
+std::vector<PlacedBytes> memoryOf(const Contents& own, const Contents& other) {
+    const std::uint64_t start = lowestAddress(other);
+    std::vector<PlacedBytes> memory;
+    for (const Content& content : own.list) {
+        if (isMemory(content) && !content.bytes.isEmpty()) {
+            memory.push_back({content.hasAddress ? content.address : start, content.bytes});
+        }
+    }
+    std::stable_sort(memory.begin(), memory.end(),
+                     [](const PlacedBytes& x, const PlacedBytes& y) { return x.address < y.address; });
+    return memory;
+}
+
+/// The first bytes of a range in `memory`, at most `limit`; fewer if a piece ends before.
+QByteArray bytesAt(const std::vector<PlacedBytes>& memory, const ByteDifference& range, qsizetype limit) {
+    const auto next =
+        std::upper_bound(memory.begin(), memory.end(), range.from,
+                         [](std::uint64_t from, const PlacedBytes& piece) { return from < piece.address; });
+    if (limit == 0 || next == memory.begin()) {
+        return {};
+    }
+    const PlacedBytes& piece = *(next - 1);
+    const std::uint64_t offset = range.from - piece.address;
+    const auto end = static_cast<std::uint64_t>(piece.bytes.size());
+    const std::uint64_t size = std::min(range.to - range.from + 1, static_cast<std::uint64_t>(limit));
+    if (offset >= end) {
+        return {};
+    }
+    return piece.bytes.sliced(static_cast<qsizetype>(offset), static_cast<qsizetype>(std::min(size, end - offset)))
+        .toByteArray();
+}
+
+std::optional<ElfSymbols> symbolsOf(const ComparedFile& file) {
+    return file.description.format->describe == describeElfFile
+               ? std::optional<ElfSymbols>(std::in_place, file.bytes, file.description)
+               : std::nullopt;
+}
+
+const Field* versionOf(const Description& description) {
+    const auto found = std::find_if(description.fields.begin(), description.fields.end(), [](const Field& field) {
+        return qstrcmp(field.name, "imageVersion") == 0 || qstrcmp(field.name, "version") == 0;
+    });
+    return found == description.fields.end() ? nullptr : &*found;
+}
+
+const Content* optionBytesOf(const Contents& contents) {
+    const auto found = std::find_if(contents.list.begin(), contents.list.end(),
+                                    [](const Content& content) { return content.kind == ContentKind::optionBytes; });
+    return found == contents.list.end() ? nullptr : &*found;
+}
+
+void compareOptionWords(const ComparedFile& a, const ComparedFile& b, Summary& summary) {
+    const Content* const optionsA = optionBytesOf(a.contents);
+    const Content* const optionsB = optionBytesOf(b.contents);
+    if (optionsA == nullptr || optionsB == nullptr) {
+        return;
+    }
+    ByteReader readerA(optionsA->bytes);
+    ByteReader readerB(optionsB->bytes);
+    for (std::uint32_t word = 1; readerA.ok() && readerB.ok(); ++word) {
+        const std::uint32_t valueA = readerA.u32();
+        const std::uint32_t valueB = readerB.u32();
+        if (readerA.ok() && readerB.ok() && valueA != valueB) {
+            summary.words.push_back({word, valueA, valueB});
+        }
+    }
+}
+
+}  // namespace
+
+Summary summarize(const ComparedFile& a, const ComparedFile& b, qsizetype shownBytes) {
+    Summary summary;
+    const std::vector<PlacedBytes> memoryA = memoryOf(a.contents, b.contents);
+    const std::vector<PlacedBytes> memoryB = memoryOf(b.contents, a.contents);
+    if (!isOpen(a.description) || !isOpen(b.description)) {
+        summary.memory = Summary::Memory::closed;
+    } else if (!memoryA.empty() && !memoryB.empty()) {
+        const std::optional<ElfSymbols> symbolsA = symbolsOf(a);
+        const std::optional<ElfSymbols> symbolsB = symbolsOf(b);
+        for (const ByteDifference& range : compareBytes(memoryA, memoryB)) {
+            const QByteArray nameB = symbolsB ? symbolsB->nameOf(range.from) : QByteArray();
+            summary.ranges.push_back({range, nameB.isEmpty() && symbolsA ? symbolsA->nameOf(range.from) : nameB,
+                                      bytesAt(memoryA, range, shownBytes), bytesAt(memoryB, range, shownBytes)});
+        }
+        summary.memory = summary.ranges.empty() ? Summary::Memory::equal : Summary::Memory::different;
+    }
+    const Field* const versionA = versionOf(a.description);
+    const Field* const versionB = versionOf(b.description);
+    if (versionA != nullptr && versionB != nullptr && versionA->kind == versionB->kind &&
+        (versionA->number != versionB->number || versionA->bytes != versionB->bytes)) {
+        summary.versions = {*versionA, *versionB};
+    }
+    compareOptionWords(a, b, summary);
+    return summary;
+}
+
+}  // namespace inspect

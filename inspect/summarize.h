@@ -1,0 +1,12 @@
+#pragma once
+
+#include "inspect/compare.h"
+
+namespace inspect {
+
+/// Compares the firmware and modules of two files as memory, however their parts are cut. Contents without an address
+/// start at the lowest address of the other file. `shownBytes` is the number of bytes of each range to keep. Names the
+/// ranges if one file is an ELF file.
+[[nodiscard]] Summary summarize(const ComparedFile& a, const ComparedFile& b, qsizetype shownBytes);
+
+}  // namespace inspect

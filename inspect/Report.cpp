@@ -126,9 +126,9 @@ bool hasErrors(const Description& description) {
 
 bool isOpen(const Description& description) {
     const bool isClosed = std::any_of(description.checks.begin(), description.checks.end(), [](const Check& check) {
-        const bool isClosed =
+        const bool lacksTag =
             check.code == CheckCode::tag && check.result != CheckResult::good && check.reason != Reason::noProtection;
-        return isClosed || check.reason == Reason::encrypted;
+        return lacksTag || check.reason == Reason::encrypted;
     });
     return !isClosed && std::all_of(description.inner.begin(), description.inner.end(), isOpen);
 }

@@ -25,7 +25,7 @@ constexpr qsizetype shownSize = 64;
 /// Reads the items of a boot record: CBOR (RFC 8949) with definite lengths.
 class CborReader {
   public:
-    enum Major : std::uint8_t { number = 0, bytes = 2, text = 3, map = 5 };
+    enum class Major : std::uint8_t { number = 0, bytes = 2, text = 3, map = 5 };
 
     explicit CborReader(QByteArrayView bytes) : reader_(bytes) {}
 
@@ -63,19 +63,19 @@ constexpr std::array recordMembers = {RecordMember{1, "softwareType"}, RecordMem
 /// Reads a boot record: a map of numbers to texts and bytes. Returns false if it has another form.
 bool readBootRecord(QByteArrayView value, std::vector<Field>& fields) {
     CborReader reader(value);
-    CborReader::Major major = CborReader::number;
+    CborReader::Major major = CborReader::Major::number;
     const std::optional<std::uint32_t> count = reader.head(major);
-    if (!count || major != CborReader::map) {
+    if (!count || major != CborReader::Major::map) {
         return false;
     }
     for (std::uint32_t i = 0; i < *count; ++i) {
         const std::optional<std::uint32_t> key = reader.head(major);
-        if (!key || major != CborReader::number) {
+        if (!key || major != CborReader::Major::number) {
             return false;
         }
         const std::optional<std::uint32_t> size = reader.head(major);
-        const bool isText = major == CborReader::text;
-        if (!size || (!isText && major != CborReader::bytes)) {
+        const bool isText = major == CborReader::Major::text;
+        if (!size || (!isText && major != CborReader::Major::bytes)) {
             return false;
         }
         const QByteArrayView content = reader.take(*size);

@@ -97,6 +97,7 @@ void KeyFolder::fit(const Source& source, const Description& description, Eviden
             }
             Evidence trial;
             trial.isTrial = true;
+            trial.privateKey = QByteArray(evidence.privateKey.constData(), evidence.privateKey.size());
             QByteArray& tried = isPublic ? trial.publicKey : trial.key;
             tried = QByteArray(key.bytes.constData(), key.bytes.size());
             if (!isFitting(source, description, trial, isPublic)) {

@@ -1,6 +1,9 @@
+#include "inspect/KeyFolder.h"
 #include "tests/inspect/Inspection.h"
+#include "tests/support/TempFolder.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -93,6 +96,31 @@ TEST_F(InspectMcuboot, DetectsAChangeOfEachCoveredByte) {
             given.bytes[i] = static_cast<char>(given.bytes.at(i) ^ 4);
         }
     }
+}
+
+// The key of the signature is found only if the private key opens the image.
+TEST_F(InspectMcuboot, FindsTheKeyOfAnEncryptedImageInAFolder) {
+    const TempFolder folder;
+    QString expected;
+    inspect::Source source;
+    inspect::Evidence evidence;
+    for (const Vector& vector : vectors_) {
+        const QString path = folder.write((QByteArray::number(qHash(vector.given.publicKey)) + ".pem").constData(),
+                                          vector.given.publicKey);
+        if (vector.name == "ECIES-X25519, AES-128") {
+            expected = path;
+            source.bytes = vector.given.bytes;
+            evidence.privateKey = QByteArray(vector.given.privateKey.constData(), vector.given.privateKey.size());
+        }
+    }
+    inspect::KeyFolder keys;
+    QString fault;
+    ASSERT_TRUE(keys.read(folder.path("."), fault)) << fault.toStdString();
+    keys.fit(source, inspect::describe(source), evidence);
+    EXPECT_EQ(QFileInfo(evidence.publicKeyFile).canonicalFilePath(), QFileInfo(expected).canonicalFilePath());
+    evidence.privateKey.clear();
+    keys.fit(source, inspect::describe(source), evidence);
+    EXPECT_TRUE(evidence.publicKey.isEmpty());
 }
 
 TEST_F(InspectMcuboot, ShowsEntriesInTheReadersTerms) {

@@ -66,7 +66,9 @@ struct WordDifference {
 /// What changed between two files, in short.
 struct Summary {
     enum class Memory : std::uint8_t { absent, closed, equal, different };
-    Memory memory = Memory::absent;  ///< `closed`: the contents of a file can't be read
+    /// `absent`: a file has no memory, or the files have the same bytes, which can't be opened. `closed`: the contents
+    /// of a file can't be read.
+    Memory memory = Memory::absent;
     std::vector<MemoryDifference> ranges;
     std::vector<Field> versions;  ///< those of both files if they differ
     std::vector<WordDifference> words;

@@ -100,9 +100,14 @@ Summary summarize(const ComparedFile& a, const ComparedFile& b, qsizetype shownB
     Summary summary;
     const std::vector<PlacedBytes> memoryA = memoryOf(a.contents, b.contents);
     const std::vector<PlacedBytes> memoryB = memoryOf(b.contents, a.contents);
-    if (!isOpen(a.description) || !isOpen(b.description)) {
+    const bool isOpenA = isOpen(a.description);
+    const bool isOpenB = isOpen(b.description);
+    const bool areSameBytes = a.bytes == b.bytes && a.second == b.second;
+    if ((isOpenA && memoryA.empty()) || (isOpenB && memoryB.empty()) || (!isOpenA && !isOpenB && areSameBytes)) {
+        summary.memory = Summary::Memory::absent;
+    } else if (!isOpenA || !isOpenB) {
         summary.memory = Summary::Memory::closed;
-    } else if (!memoryA.empty() && !memoryB.empty()) {
+    } else {
         const std::optional<ElfSymbols> symbolsA = symbolsOf(a);
         const std::optional<ElfSymbols> symbolsB = symbolsOf(b);
         for (const ByteDifference& range : compareBytes(memoryA, memoryB)) {

@@ -147,6 +147,7 @@ void makeFiles(const TempFolder& folder) {
     folder.write("lines.hex",
                  ":020000040800F2\n:1000000061616161616161616161616161616161E0\n"
                  ":1000200062626262626262626262626262626262B0\n:00000001FF\n");
+    folder.write("secrets.password", QByteArray::fromHex("0000008004000000") + "word");
     folder.write("whole.tbi", kitMake(kitPlaced(QByteArray(48, 'f'))));
     folder.write("whole.tbuh", kitUpdate(QByteArray(48, 'f'), 7).header);
     folder.write("whole.tbu", kitUpdate(QByteArray(48, 'f'), 7).segment);
@@ -235,6 +236,8 @@ TEST(InspectCommandLine, EndsAsItsRowSays) {
         {"diff --key key.bin fw.hex erased.tbi", 1, "", "different"},
         {"diff --key key.bin fw.hex whole.tbi", 0, "", "no difference"},
         {"diff fw.hex whole.tbi", 2, "", "undecided: contents not compared, no key given"},
+        {"diff secrets.password whole.tbi", 1, "", "different"},
+        {"diff secrets.password fw.hex", 1, "", "different"},
         {"diff whole.tbi fw.hex", 2, "", "undecided: contents not compared, no key given"},
         {"diff --key key.bin whole.tbuh fw.hex", 0, "", "no difference"},
         {"diff --key key.bin tag.tbi fw.hex", 1, "", "different"},
@@ -596,6 +599,7 @@ TEST(InspectCommandLine, ComparesMemoryByNameAndAcrossFormats) {
     const std::string output = runInspect(folder, "diff --key key.bin a.tbi options.tbi").output;
     EXPECT_EQ(output.substr(0, output.find('\n')),
               "firmware equal; version 1 -> 2; option word 2: 0x63636363 -> 0x63637863");
+    EXPECT_EQ(runInspect(folder, "diff a.tbi a.tbi").output, "no difference\n");
     EXPECT_EQ(runInspect(folder, "diff --key key.bin --bytes 3 fw.hex a.tbi").output,
               "firmware differs in 1 range\n"
               "0x08000100-0x08000110: nothing -> 676767\n"

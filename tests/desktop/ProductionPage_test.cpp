@@ -10,7 +10,7 @@
 #include <QTest>
 #include <QTreeWidget>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 namespace {
 

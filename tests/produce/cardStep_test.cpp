@@ -3,6 +3,8 @@
 #include "tests/produce/ProductionKit.h"
 #include "tests/support/CardTest.h"
 
+#include <gmock/gmock.h>
+
 namespace {
 
 /// A line that programs a card for each device: an install image and the card with its key and nonce.

@@ -128,6 +128,10 @@ const Evidence& Call::evidenceFor(const Opened& opened, bool isSecond) {
     Evidence& evidence = isSecond ? evidenceB_ : evidence_;
     if (has("keys") && opened.description.format != nullptr) {
         keys_.fit(opened.source, opened.description, evidence);
+        if (QFileInfo(evidence.keyFile).permission(QFile::ReadOther)) {
+            report_.warnings.push_back(
+                {"openKey", evidence.keyFile, QStringLiteral("every user can read the key file")});
+        }
     }
     return evidence;
 }

@@ -39,7 +39,8 @@ std::vector<Section> readSections(QByteArrayView file, const ElfNumbers& numbers
 }
 
 /// A name of a table of strings; cut at the end of the table or the longest name.
-QByteArray nameIn(QByteArrayView file, const std::vector<Section>& sections, std::uint32_t table, std::uint32_t at) {
+QByteArrayView nameIn(QByteArrayView file, const std::vector<Section>& sections, std::uint32_t table,
+                      std::uint32_t at) {
     if (table >= sections.size()) {
         return {};
     }
@@ -50,7 +51,7 @@ QByteArray nameIn(QByteArrayView file, const std::vector<Section>& sections, std
     }
     const QByteArrayView rest = file.sliced(start, std::min<qint64>(end - start, longestName));
     const qsizetype zero = rest.indexOf('\0');
-    return (zero < 0 ? rest : rest.first(zero)).toByteArray();
+    return zero < 0 ? rest : rest.first(zero);
 }
 
 }  // namespace
@@ -83,6 +84,8 @@ ElfSymbols::ElfSymbols(QByteArrayView file, const Description& description) {
             segments_.push_back({part.address, part.memorySize, part.fields.front().number});
         }
     }
+    std::stable_sort(segments_.begin(), segments_.end(),
+                     [](const Segment& a, const Segment& b) { return a.address < b.address; });
 }
 
 const ElfSymbols::Named* ElfSymbols::findIn(const std::vector<Named>& names, std::uint32_t address) {
@@ -96,13 +99,13 @@ const ElfSymbols::Named* ElfSymbols::findIn(const std::vector<Named>& names, std
 }
 
 QByteArray ElfSymbols::nameOf(std::uint64_t address) const {
-    const auto segment = std::find_if(segments_.begin(), segments_.end(), [address](const Segment& candidate) {
-        return address >= candidate.address && address - candidate.address < candidate.size;
-    });
-    if (segment == segments_.end()) {
+    const auto next = std::upper_bound(segments_.begin(), segments_.end(), address,
+                                       [](std::uint64_t at, const Segment& segment) { return at < segment.address; });
+    if (next == segments_.begin() || address - (next - 1)->address >= (next - 1)->size) {
         return {};
     }
-    const auto place = static_cast<std::uint32_t>(segment->virtualAddress + (address - segment->address));
+    const Segment& segment = *(next - 1);
+    const auto place = static_cast<std::uint32_t>(segment.virtualAddress + (address - segment.address));
     const Named* const symbol = findIn(symbols_, place);
     const Named* const section = findIn(sections_, place);
     const Named* const nearest = symbol != nullptr ? symbol : section;
@@ -110,8 +113,9 @@ QByteArray ElfSymbols::nameOf(std::uint64_t address) const {
         return {};
     }
     const std::uint32_t offset = place - nearest->address;
-    const QByteArray name = nearest->name + (offset == 0 ? QByteArray() : "+0x" + QByteArray::number(offset, 16));
-    return symbol != nullptr && section != nullptr ? name + " in " + section->name : name;
+    const QByteArray name =
+        nearest->name.toByteArray() + (offset == 0 ? QByteArray() : "+0x" + QByteArray::number(offset, 16));
+    return symbol != nullptr && section != nullptr ? name + " in " + section->name.toByteArray() : name;
 }
 
 }  // namespace inspect

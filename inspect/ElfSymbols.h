@@ -7,7 +7,7 @@ namespace inspect {
 /// The symbols and sections of a 32-bit ELF file, which name addresses. A broken table has fewer names.
 class ElfSymbols {
   public:
-    /// `description` is that of the file.
+    /// `description` is that of the file, whose bytes stay alive as long as the symbols.
     ElfSymbols(QByteArrayView file, const Description& description);
 
     /// The symbol and section at a load address, such as "main+0x12 in .text"; empty if there is neither.
@@ -17,7 +17,7 @@ class ElfSymbols {
     struct Named {
         std::uint32_t address;
         std::uint32_t size;
-        QByteArray name;
+        QByteArrayView name;
     };
     struct Segment {
         std::uint64_t address;
@@ -27,9 +27,9 @@ class ElfSymbols {
 
     static const Named* findIn(const std::vector<Named>& names, std::uint32_t address);
 
-    std::vector<Named> symbols_;   // sorted by address
-    std::vector<Named> sections_;  // likewise
-    std::vector<Segment> segments_;
+    std::vector<Named> symbols_;     // sorted by address
+    std::vector<Named> sections_;    // likewise
+    std::vector<Segment> segments_;  // likewise
 };
 
 }  // namespace inspect

@@ -88,8 +88,9 @@ bool KeyFolder::read(const QString& path, QString& fault) {
 
 void KeyFolder::fit(const Source& source, const Description& description, Evidence& evidence) const {
     wipe(evidence.key);
-    evidence.key.clear();
+    evidence.keyFile.clear();
     evidence.publicKey.clear();
+    evidence.publicKeyFile.clear();
     for (const bool isPublic : {false, true}) {
         for (const Key& key : keys_) {
             if (key.isPublic != isPublic) {

@@ -1,16 +1,14 @@
 // MCUboot image, such as a module update `.kdu`: header, code and TLVs. Everything except the unprotected TLVs is
 // hashed and signed.
 
-#include "files/ByteReader.h"
 #include "files/isZero.h"
 #include "files/readExactly.h"
+#include "inspect/McubootNumbers.h"
 #include "inspect/PublicKey.h"
 #include "inspect/cipher.h"
 #include "inspect/formats.h"
 #include "inspect/mcubootCipher.h"
 #include "inspect/mcubootEntries.h"
-
-#include <QtEndian>
 
 #include <openssl/evp.h>
 
@@ -139,30 +137,12 @@ struct McubootImage {
     }
 };
 
-/// Reads numbers in the byte order of an image.
-class Numbers {
-  public:
-    explicit Numbers(QByteArrayView bytes) : reader_(bytes) {
-        isBigEndian_ = ByteReader(bytes).u32() == qbswap(imageMagic);
-    }
-
-    [[nodiscard]] bool isBigEndian() const { return isBigEndian_; }
-    [[nodiscard]] ByteReader& bytes() { return reader_; }
-    [[nodiscard]] std::uint16_t u16() { return isBigEndian_ ? qbswap(reader_.u16()) : reader_.u16(); }
-    [[nodiscard]] std::uint32_t u32() { return isBigEndian_ ? qbswap(reader_.u32()) : reader_.u32(); }
-    /// The type of an entry: in both byte orders, a type of one byte is the first byte.
-    [[nodiscard]] std::uint16_t type() {
-        const std::uint16_t value = reader_.u16();
-        return isBigEndian_ && value > 0xFF ? qbswap(value) : value;
-    }
-
-  private:
-    ByteReader reader_;
-    bool isBigEndian_ = false;
-};
+bool isBigEndian(QByteArrayView bytes) {
+    return ByteReader(bytes).u32() == qbswap(imageMagic);
+}
 
 /// Reads a block that starts at the reader's position. Returns false if reading can't continue after it.
-bool readBlock(Numbers& numbers, std::uint16_t magic, bool isProtected, McubootImage& image, TlvBlock& block) {
+bool readBlock(McubootNumbers& numbers, std::uint16_t magic, bool isProtected, McubootImage& image, TlvBlock& block) {
     constexpr qsizetype headSize = 4;
     ByteReader& reader = numbers.bytes();
     block.offset = reader.position();
@@ -206,9 +186,9 @@ bool readBlock(Numbers& numbers, std::uint16_t magic, bool isProtected, McubootI
 
 McubootImage readMcuboot(QByteArrayView bytes) {
     McubootImage image;
-    Numbers numbers(bytes);
+    image.isBigEndian = isBigEndian(bytes);
+    McubootNumbers numbers(bytes, image.isBigEndian);
     ByteReader& reader = numbers.bytes();
-    image.isBigEndian = numbers.isBigEndian();
     image.magic = numbers.u32();
     image.loadAddress = numbers.u32();
     image.headerSize = numbers.u16();
@@ -494,7 +474,7 @@ void proveTlv(McubootImage& image, const Tlv& tlv, const PublicKey& key, bool ha
 }  // namespace
 
 Match matchMcubootImage(QByteArrayView bytes) {
-    const bool hasMagic = Numbers(bytes).u32() == imageMagic;
+    const bool hasMagic = ByteReader(bytes).u32() == imageMagic || isBigEndian(bytes);
     return hasMagic ? Match::magic : Match::no;
 }
 

@@ -1,5 +1,7 @@
 #include "inspect/PublicKey.h"
 
+#include "inspect/opensslObjects.h"
+
 #include <openssl/bn.h>
 #include <openssl/core_names.h>
 #include <openssl/ecdsa.h>
@@ -10,40 +12,11 @@
 #include <openssl/rsa.h>
 #include <openssl/x509.h>
 
-#include <limits>
-
 namespace inspect {
 
 namespace {
 
 constexpr qsizetype coordinateSize = 32;
-
-template <auto free>
-struct Freeing {
-    template <typename Object>
-    void operator()(Object* object) const {
-        free(object);
-    }
-};
-template <typename Object, auto free>
-using Owned = std::unique_ptr<Object, Freeing<free>>;
-
-const unsigned char* bytesOf(QByteArrayView view) {
-    return reinterpret_cast<const unsigned char*>(view.data());
-}
-
-// A key with a passphrase is rejected, without asking the user for it.
-int noPassphrase(char* /*buffer*/, int /*size*/, int /*isWriting*/, void* /*user*/) {
-    return 0;
-}
-
-EVP_PKEY* readPem(QByteArrayView file) {
-    if (file.size() > std::numeric_limits<int>::max()) {
-        return nullptr;
-    }
-    const Owned<BIO, BIO_free> bio(BIO_new_mem_buf(file.data(), static_cast<int>(file.size())));
-    return bio != nullptr ? PEM_read_bio_PUBKEY(bio.get(), nullptr, noPassphrase, nullptr) : nullptr;
-}
 
 // Rejects a point that isn't on the curve.
 EVP_PKEY* readPoint(QByteArrayView file) {
@@ -126,7 +99,8 @@ void PublicKey::Free::operator()(evp_pkey_st* key) const {
     EVP_PKEY_free(key);
 }
 
-PublicKey::PublicKey(QByteArrayView file) : key_(file.size() == 2 * coordinateSize ? readPoint(file) : readPem(file)) {
+PublicKey::PublicKey(QByteArrayView file)
+    : key_(file.size() == 2 * coordinateSize ? readPoint(file) : readPem<PEM_read_bio_PUBKEY>(file).release()) {
     kind_ = key_ != nullptr ? kindOf(key_.get()) : Kind::none;
     ERR_clear_error();
 }
@@ -246,9 +220,7 @@ CheckResult PublicKey::verifyEd25519(QByteArrayView message, QByteArrayView sign
 }
 
 QByteArray PublicKey::agree(QByteArrayView privatePem) const {
-    const Owned<BIO, BIO_free> bio(BIO_new_mem_buf(privatePem.data(), static_cast<int>(privatePem.size())));
-    const Owned<EVP_PKEY, EVP_PKEY_free> own(
-        bio != nullptr ? PEM_read_bio_PrivateKey(bio.get(), nullptr, noPassphrase, nullptr) : nullptr);
+    const auto own = readPem<PEM_read_bio_PrivateKey>(privatePem);
     const Owned<EVP_PKEY_CTX, EVP_PKEY_CTX_free> context(own != nullptr ? EVP_PKEY_CTX_new(own.get(), nullptr)
                                                                         : nullptr);
     QByteArray shared(coordinateSize, '\0');

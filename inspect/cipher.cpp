@@ -1,6 +1,7 @@
 #include "inspect/cipher.h"
 
 #include "files/wipe.h"
+#include "inspect/opensslObjects.h"
 
 #include <openssl/crypto.h>
 #include <openssl/evp.h>
@@ -17,10 +18,6 @@ constexpr qsizetype tagSize = 16;
 
 // Small enough to stay in the cache until the sink has used the decrypted bytes.
 constexpr qsizetype pieceSize = 1 << 16;
-
-const unsigned char* bytesOf(QByteArrayView view) {
-    return reinterpret_cast<const unsigned char*>(view.data());
-}
 
 }  // namespace
 

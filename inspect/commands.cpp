@@ -153,6 +153,12 @@ bool openForComparison(Call& call, const QString& path, const char* payload, boo
 }
 
 void diff(Call& call, const QStringList& files) {
+    bool isNumber = true;
+    const int shownBytes = call.has("bytes") ? call.value("bytes").toInt(&isNumber) : 0;
+    if (!isNumber || shownBytes < 0) {
+        call.fail("usage", {}, QStringLiteral("--bytes needs a number"));
+        return;
+    }
     Opened a;
     Opened b;
     Contents contentsA;
@@ -164,12 +170,6 @@ void diff(Call& call, const QStringList& files) {
     const ComparedFile fileA{a.source.bytes, a.source.second, a.description, contentsA};
     const ComparedFile fileB{b.source.bytes, b.source.second, b.description, contentsB};
     Report& report = call.report();
-    bool isNumber = true;
-    const int shownBytes = call.has("bytes") ? call.value("bytes").toInt(&isNumber) : 0;
-    if (!isNumber || shownBytes < 0) {
-        call.fail("usage", {}, QStringLiteral("--bytes needs a number"));
-        return;
-    }
     report.summary = summarize(fileA, fileB, shownBytes);
     const auto finish = [&](int status) {
         report.status = status;

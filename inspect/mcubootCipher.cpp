@@ -3,13 +3,12 @@
 #include "files/wipe.h"
 #include "inspect/PublicKey.h"
 #include "inspect/cipher.h"
+#include "inspect/opensslObjects.h"
 
 #include <openssl/core_names.h>
 #include <openssl/err.h>
-#include <openssl/evp.h>
 #include <openssl/hmac.h>
 #include <openssl/kdf.h>
-#include <openssl/pem.h>
 #include <openssl/rsa.h>
 
 #include <limits>
@@ -18,41 +17,15 @@ namespace inspect {
 
 namespace {
 
-template <auto free>
-struct Freeing {
-    template <typename Object>
-    void operator()(Object* object) const {
-        free(object);
-    }
-};
-template <typename Object, auto free>
-using Owned = std::unique_ptr<Object, Freeing<free>>;
 using Key = Owned<EVP_PKEY, EVP_PKEY_free>;
 using KeyContext = Owned<EVP_PKEY_CTX, EVP_PKEY_CTX_free>;
-
-const unsigned char* bytesOf(QByteArrayView view) {
-    return reinterpret_cast<const unsigned char*>(view.data());
-}
-
-unsigned char* outOf(QByteArray& bytes) {
-    return reinterpret_cast<unsigned char*>(bytes.data());
-}
-
-int noPassphrase(char* /*buffer*/, int /*size*/, int /*isWriting*/, void* /*user*/) {
-    return 0;
-}
-
-Key readPrivate(QByteArrayView pem) {
-    const Owned<BIO, BIO_free> bio(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
-    return Key(bio != nullptr ? PEM_read_bio_PrivateKey(bio.get(), nullptr, noPassphrase, nullptr) : nullptr);
-}
 
 bool isOfKind(const Key& key, int kind) {
     return key != nullptr && EVP_PKEY_get_base_id(key.get()) == kind;
 }
 
 Unwrapped unwrapRsa(QByteArrayView wrapped, qsizetype keySize, QByteArrayView privatePem, QByteArray& key) {
-    const Key own = readPrivate(privatePem);
+    const Key own = readPem<PEM_read_bio_PrivateKey>(privatePem);
     if (!isOfKind(own, EVP_PKEY_RSA)) {
         return Unwrapped::wrongKind;
     }
@@ -113,7 +86,7 @@ Unwrapped unwrapEcies(KeyWrap wrap, QByteArrayView wrapped, qsizetype keySize, Q
     const bool isSha512 = wrap == KeyWrap::x25519Sha512;
     const qsizetype pointSize = isP256 ? 65 : 32;
     const qsizetype macSize = isSha512 ? 64 : 32;
-    const Key own = readPrivate(privatePem);
+    const Key own = readPem<PEM_read_bio_PrivateKey>(privatePem);
     if (!isOfKind(own, isP256 ? EVP_PKEY_EC : EVP_PKEY_X25519)) {
         return Unwrapped::wrongKind;
     }

@@ -1,8 +1,6 @@
 #include "inspect/mcubootEntries.h"
 
-#include "files/ByteReader.h"
-
-#include <QtEndian>
+#include "inspect/McubootNumbers.h"
 
 #include <algorithm>
 #include <array>
@@ -91,21 +89,6 @@ bool readBootRecord(QByteArrayView value, std::vector<Field>& fields) {
     return reader.isAtEnd();
 }
 
-/// Reads numbers in the image's byte order.
-class Numbers {
-  public:
-    Numbers(QByteArrayView value, bool isBigEndian) : reader_(value), isBigEndian_(isBigEndian) {}
-
-    std::uint8_t u8() { return reader_.u8(); }
-    std::uint16_t u16() { return isBigEndian_ ? qbswap(reader_.u16()) : reader_.u16(); }
-    std::uint32_t u32() { return isBigEndian_ ? qbswap(reader_.u32()) : reader_.u32(); }
-    void skip(qsizetype size) { reader_.skip(size); }
-
-  private:
-    ByteReader reader_;
-    bool isBigEndian_;
-};
-
 /// The size that a value of this type must have; 0 if it may vary.
 qsizetype sizeOf(std::uint16_t type) {
     switch (type) {
@@ -133,11 +116,11 @@ void describeEntry(std::uint16_t type, QByteArrayView value, bool isBigEndian, P
                                 numberField("expected", static_cast<std::uint64_t>(size))});
         return;
     }
-    Numbers numbers(value, isBigEndian);
+    McubootNumbers numbers(value, isBigEndian);
     switch (type) {
         case dependencyType: {
             part.fields.push_back(numberField("image", numbers.u8()));
-            numbers.skip(3);
+            numbers.bytes().skip(3);
             QByteArray version = QByteArray::number(numbers.u8());
             version += '.' + QByteArray::number(numbers.u8());
             version += '.' + QByteArray::number(numbers.u16());

@@ -167,6 +167,7 @@ void makeKeyFolders(const TempFolder& folder) {
     EXPECT_TRUE(QDir().mkpath(folder.path("no-keys")));
     folder.write("keys/a-other", QByteArray(16, 'k'));
     folder.write("keys/b-fits", kitKey);
+    EXPECT_TRUE(QFile::setPermissions(folder.path("keys/b-fits"), QFile::ReadOwner));
     folder.write("keys/c-note", "the keys of the product");
     folder.write("keys/d-other.pem", kitKeyOf(KitKind::p256).publicPem);
     folder.write("keys/e-signer.pem", folder.read("signer.pem"));
@@ -808,6 +809,11 @@ TEST(InspectCommandLine, WarnsOfAKeyThatEveryUserCanRead) {
     const CallResult result = runInspect(folder, "verify --key key.bin a.tbi");
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.errors, "qvora-inspect: warning: key.bin: every user can read the key file");
+    makeKeyFolders(folder);
+    const QString inFolder = folder.path("keys/b-fits");
+    ASSERT_TRUE(QFile::setPermissions(inFolder, QFile::ReadOwner | QFile::ReadOther));
+    EXPECT_EQ(runInspect(folder, "verify --keys keys a.tbi").errors,
+              "qvora-inspect: warning: keys/b-fits: every user can read the key file");
 }
 
 }  // namespace

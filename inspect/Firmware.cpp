@@ -49,7 +49,13 @@ void beginSegment(FileData& file, std::uint32_t address) {
         found.description->parts.push_back(std::move(part));
     }
     if (found.contents != nullptr) {
-        found.contents->list.push_back({index, "segment", 0, true, address, ContentKind::firmware, {}});
+        Content content;
+        content.part = index;
+        content.name = "segment";
+        content.hasAddress = true;
+        content.address = address;
+        content.kind = ContentKind::firmware;
+        found.contents->list.push_back(std::move(content));
     }
 }
 
@@ -112,6 +118,7 @@ constexpr qsizetype identSize = 16;
 constexpr qsizetype elfHeaderSize = 52;
 constexpr qsizetype programHeaderSize = 32;
 constexpr std::uint32_t loadType = 1;
+constexpr qint64 mostShares = 16;
 
 /// A run of bytes that a header of the file claims for a table or segment.
 struct Claim {
@@ -147,11 +154,18 @@ void readProgramHeaders(QByteArrayView bytes, const ElfNumbers& numbers, std::ve
     if (present > 0) {
         claims.push_back({table, present, Role::header, 0});
     }
+    qint64 sum = 0;
     for (qint64 i = 0; i < (count > 0 ? present / entrySize : 0); ++i) {
         const qint64 at = table + i * entrySize;
         const qint64 size = numbers.word(at + 16);
         if (numbers.word(at) != loadType || size == 0) {
             continue;
+        }
+        // Segments may share bytes, such as those of a page. A file whose contents would fill the memory is refused.
+        sum += std::min(size, bytes.size());
+        if (sum > mostShares * bytes.size()) {
+            description.addFinding(FindingCode::sharedBytes, 0, at, {numberField("limit", mostShares)});
+            return;
         }
         Part part;
         part.name = "segment";

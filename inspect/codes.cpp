@@ -70,6 +70,9 @@ constexpr std::array findingRows = {
     FindingRow{FindingCode::moduleOverFirmware, "moduleOverFirmware", Severity::note,
                "module and firmware overlap: area {other} also has bytes from {address} on"},
     FindingRow{FindingCode::badBootRecord, "badBootRecord", Severity::note, "its boot record can't be read"},
+    FindingRow{
+        FindingCode::sharedBytes, "sharedBytes", Severity::error,
+        "segments share bytes; together they have more than {limit} times those of the file; the rest wasn't read"},
     FindingRow{FindingCode::policyFormat, "policyFormat", Severity::error, "policy: the format {value} isn't allowed"},
     FindingRow{FindingCode::policyProof, "policyProof", Severity::error, "policy: a proof by {expected} is required",
                true},

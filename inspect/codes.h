@@ -54,6 +54,7 @@ enum class FindingCode : std::uint8_t {
     notUtf8,
     moduleOverFirmware,
     badBootRecord,
+    sharedBytes,
     policyFormat,
     policyProof,
     policyKey,

@@ -42,6 +42,21 @@ QByteArray elf(bool isBigEndian = false) {
     return bytes + "segment1segment2symbols";
 }
 
+/// An ELF file whose `count` segments are each the whole file.
+QByteArray greedyElf(int count) {
+    constexpr qsizetype header = 52;
+    constexpr qsizetype entry = 32;
+    QByteArray bytes = elf().first(header);
+    bytes[44] = static_cast<char>(count);
+    const auto size = static_cast<std::uint32_t>(header + entry * count);
+    for (int i = 0; i < count; ++i) {
+        for (const std::uint32_t value : {1U, 0U, 0U, static_cast<std::uint32_t>(i) << 16, size, size, 5U, 4U}) {
+            appendU32(bytes, value);
+        }
+    }
+    return bytes;
+}
+
 std::uint8_t sumOf(const QByteArray& bytes) {
     std::uint8_t sum = 0;
     for (const char byte : bytes) {
@@ -138,6 +153,8 @@ TEST(InspectFirmware, BrokenRulesAreNamed) {
         {"hexFile", "no record", "?tag noContent"},
         {"hexFile", hexFile("04001200090A0B0C"), "?tag overlap"},
         {"sRecordFile", sRecordFile().replace("0102", "0103"), "?tag badRecord"},
+        {"elfFile", greedyElf(16), "?tag"},
+        {"elfFile", greedyElf(17), "?tag sharedBytes"},
         {"elfFile", elf().first(51), "?tag cutOff"},
         {"elfFile", elf().first(100), "?tag cutOff"},
         {"elfFile", elf().first(130), "?tag cutOff"},

@@ -3,6 +3,7 @@
 #include "inspect/commands.h"
 
 #include <QCoreApplication>
+#include <QStringDecoder>
 
 #include <algorithm>
 #include <array>
@@ -195,11 +196,21 @@ bool takesOption(const QString& command, const QString& option) {
     });
 }
 
-int refuseArgument(int number, bool asJson) {
+bool isUtf8(const char* argument) {
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    const QString decoded = decoder(QByteArrayView(argument));
+    return !decoder.hasError() && !decoded.contains(QChar::ReplacementCharacter);
+}
+
+Report argumentFault(int number) {
     Report report;
     report.failures.push_back({"usage", {}, QStringLiteral("argument %1 is not in UTF-8").arg(number)});
     report.status = statusUndecided;
-    return write(report, asJson);
+    return report;
+}
+
+int refuseArgument(int number, bool asJson) {
+    return write(argumentFault(number), asJson);
 }
 
 int run(const QStringList& arguments) {

@@ -19,7 +19,11 @@ struct Kept;
 /// Whether `command` has this option, named without dashes.
 [[nodiscard]] bool takesOption(const QString& command, const QString& option);
 
-/// Reports that an argument isn't in UTF-8, as a usage fault in text or JSON. Returns the status.
+/// Whether a command-line argument is in UTF-8. Qt would replace other bytes, and then another file could be opened.
+[[nodiscard]] bool isUtf8(const char* argument);
+/// The report that an argument, counted from 1, isn't in UTF-8.
+[[nodiscard]] Report argumentFault(int number);
+/// Prints this report as text or JSON. Returns the status.
 [[nodiscard]] int refuseArgument(int number, bool asJson);
 
 }  // namespace inspect

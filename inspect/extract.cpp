@@ -73,9 +73,9 @@ class HeldSignals {
     sigset_t before_ = {};
 };
 
-// The path of the folder that is being filled; empty if there is none. It is an array, because removeUnfinished can't
-// allocate memory.
-std::array<char, PATH_MAX> unfinished{};
+// The path of the folder that this thread is filling; empty if there is none. It is an array, because removeUnfinished
+// can't allocate memory.
+thread_local std::array<char, PATH_MAX> unfinished{};
 
 /// Stores the path of the folder in `unfinished` while the folder is being filled.
 class Unfinished {
@@ -177,7 +177,7 @@ void removeUnfinished() {
     if (folder < 0) {
         return;
     }
-    static std::array<char, 32768> entries;
+    static thread_local std::array<char, 32768> entries;
     bool isChanged = true;
     while (isChanged) {  // a file system may skip entries while other entries are removed
         isChanged = false;

@@ -3,7 +3,6 @@
 #include "inspect/extract.h"
 
 #include <QCoreApplication>
-#include <QStringDecoder>
 
 #include <cxxabi.h>
 #include <unistd.h>
@@ -17,13 +16,6 @@
 #include <typeinfo>
 
 namespace {
-
-// Qt would replace bytes that aren't UTF-8, and then another file could be opened.
-bool isUtf8(const char* text) {
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    const QString decoded = decoder(QByteArrayView(text));
-    return !decoder.hasError() && !decoded.contains(QChar::ReplacementCharacter);
-}
 
 bool wantsJson(int argc, char** argv) {
     return std::any_of(argv + 1, argv + argc, [](const char* word) { return std::strcmp(word, "--json") == 0; });
@@ -55,7 +47,7 @@ int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN);
     setenv("LC_ALL", "C.UTF-8", 1);
     for (int i = 1; i < argc; ++i) {
-        if (!isUtf8(argv[i])) {
+        if (!inspect::isUtf8(argv[i])) {
             return inspect::refuseArgument(i, wantsJson(argc, argv));
         }
     }

@@ -48,6 +48,7 @@ install_compressed(${made}/changelog changelog ${documents})
 install(DIRECTORY docs DESTINATION ${documents})
 # The documents contain no ELF file. The example's is installed compressed, and examples/demo unpacks it.
 install(DIRECTORY examples DESTINATION ${documents} PATTERN demo EXCLUDE PATTERN build EXCLUDE PATTERN prepare EXCLUDE PATTERN *.elf EXCLUDE)
+install(FILES Data_Base/example-0x455.xml Data_Base/example-0x505.xml DESTINATION ${documents}/Data_Base)
 install(PROGRAMS examples/production/prepare DESTINATION ${documents}/examples/production)
 install(PROGRAMS examples/demo DESTINATION ${documents}/examples)
 install(PROGRAMS examples/firmware/build DESTINATION ${documents}/examples/firmware)

@@ -1,9 +1,11 @@
 // Fuzzes the opener, with one target for each format and one for `verify` with a fixed key. For every file, the ranges
-// must tile the file, and the verdict must not be "proven" if no byte is covered.
+// must tile the file, and the verdict must not be "proven" if no byte is covered. The contents of every file are
+// decoded.
 
 #include "fuzz/FuzzFile.h"
 #include "inspect/ElfSymbols.h"
 #include "inspect/Report.h"
+#include "inspect/decode.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -55,6 +57,18 @@ void checkVerified(const inspect::Source& source, inspect::Description descripti
     checkReport(files.front(), "verify");
 }
 
+/// Shows the contents of a file. The key opens parts of files that the fuzzer left whole.
+void checkContents(const inspect::Source& source, inspect::Description description) {
+    inspect::Evidence evidence;
+    evidence.key = QByteArray("sentinel-key-16b");
+    inspect::Contents contents;
+    inspect::prove(source, evidence, description, &contents);
+    inspect::Decoding decoding;
+    decoding.texts = 3;
+    inspect::decode(contents, evidence, decoding, description);
+    checkReport(description, "show");
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -74,6 +88,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const inspect::Description description = inspect::describe(source, row);
     require(inspect::isTiled(description));
     checkReport(description, "show");
+    checkContents(source, description);
     if (row != nullptr && row->describe == inspect::describeElfFile) {
         const inspect::ElfSymbols symbols(source.bytes, description);
         for (const inspect::Part& part : description.parts) {

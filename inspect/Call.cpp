@@ -258,6 +258,33 @@ bool Call::readPolicies() {
     return !hasRules || readRules(policies_.emplace_back());
 }
 
+bool Call::readDecoding() {
+    decoding_.siteSecret = siteSecret_;
+    decoding_.revealsSecrets = has("reveal");
+    bool isNumber = true;
+    decoding_.texts = has("texts") ? value("texts").toUInt(&isNumber) : kept_ != nullptr ? kept_->texts : 0;
+    if (!isNumber) {
+        return fail("usage", {}, QStringLiteral("--texts needs a number"));
+    }
+    RegisterNames& registers = decoding_.registers;
+    if (has("device") && !parseNumber(value("device"), 16, registers.deviceId.emplace())) {
+        return fail("usage", {}, QStringLiteral("--device needs a hexadecimal number"));
+    }
+    if (!has("devices")) {
+        return !has("device") || fail("usage", {}, QStringLiteral("--device needs --devices"));
+    }
+    const QString folder = value("devices");
+    registers.devices = devices::findDevices(folder, {});
+    for (const QString& remark : registers.devices.remarks) {
+        report_.warnings.push_back({"unreadable", {}, remark});
+    }
+    if (registers.devices.devices.isEmpty()) {
+        return fail("unreadable", folder, QStringLiteral("no device description"));
+    }
+    const bool isKnown = !registers.deviceId || registers.devices.find(*registers.deviceId) != nullptr;
+    return isKnown || fail("usage", {}, QStringLiteral("no description of device %1").arg(value("device")));
+}
+
 bool Call::open(const QString& path, Opened& opened, const char* payload, QStringList* others) {
     QString fault;
     if (!claimStandardInput(path)) {

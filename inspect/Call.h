@@ -2,6 +2,7 @@
 
 #include "inspect/KeyFolder.h"
 #include "inspect/Report.h"
+#include "inspect/decode.h"
 #include "inspect/dump.h"
 #include "inspect/policy.h"
 #include "inspect/sources.h"
@@ -27,9 +28,11 @@ struct Opened {
     }
 };
 
-/// The bytes that a call read, for a window that shows them next to the report.
+/// What a program that shows the report itself wants in addition, and the bytes that the call read.
 struct Kept {
     std::vector<Opened> files;  ///< in the order in which they were read; their descriptions are in the report
+    bool wantsMeaning = false;  ///< whether `verify` decodes contents, as `show` does
+    std::size_t texts = 0;      ///< the most texts to find in each part of firmware
     bool wantsContents = false;
     Contents
         contents;  ///< contents of the last verified file, if nothing in it is wrong and every part could be opened
@@ -56,6 +59,8 @@ class Call {
     [[nodiscard]] bool readDump();
     /// Reads the policy document and the rules of the options.
     [[nodiscard]] bool readPolicies();
+    /// Reads the device descriptions, and the options that are about contents.
+    [[nodiscard]] bool readDecoding();
     /// Reads and describes a file, which must have a known format. `payload` is the option that names the second file
     /// of a pair. The second file may also be one of `others`; it is then removed from the list. `others` may be null.
     [[nodiscard]] bool open(const QString& path, Opened& opened, const char* payload = "payload",
@@ -65,6 +70,8 @@ class Call {
     [[nodiscard]] QString value(const char* option) const { return parser_.value(QLatin1String(option)); }
     /// The evidence for a file; with a folder of keys, those that fit it. `isSecond`: the second file of a comparison.
     [[nodiscard]] const Evidence& evidenceFor(const Opened& opened, bool isSecond = false);
+    /// What the user wants to see of contents.
+    [[nodiscard]] const Decoding& decoding() const { return decoding_; }
     /// Empty if none was given.
     [[nodiscard]] const QByteArray& siteSecret() const { return siteSecret_; }
     [[nodiscard]] const Sources& sources() const { return sources_; }
@@ -101,6 +108,7 @@ class Call {
     Sources sources_;
     Dump dump_;
     std::vector<Policy> policies_;
+    Decoding decoding_;
     bool isStandardInputTaken_ = false;
 };
 

@@ -117,6 +117,50 @@ struct KeyUse {
     QByteArray fingerprint;  ///< 32 bytes; empty if the key is symmetric and no site secret was given
 };
 
+/// A field of an option word, by a device description.
+struct OptionField {
+    QString name;
+    std::uint32_t value = 0;
+    QString meaning;  ///< the name of the value; empty if it has none
+};
+
+struct OptionWord {
+    std::uint32_t number = 0;  ///< from 1
+    std::uint32_t value = 0;
+    QString name;  ///< the register's name; empty without a device description, as `fields` is
+    std::vector<OptionField> fields;
+};
+
+/// A run of one byte in firmware, from its first to its last address.
+struct FilledRange {
+    std::uint64_t from = 0;
+    std::uint64_t to = 0;
+    std::uint8_t value = 0;
+};
+
+/// A text in firmware.
+struct FoundText {
+    std::uint64_t address = 0;
+    QByteArray text;
+};
+
+struct Description;
+
+/// The meaning of one part's plain bytes. Secret bytes are only in fields that are secret, unless the user asked for
+/// them.
+struct Decoded {
+    int part = 0;
+    const char* name = "";
+    char letter = 0;
+    const char* kind = "";  ///< stable
+    qint64 size = 0;
+    std::vector<Field> fields;
+    std::vector<FilledRange> filled;
+    std::vector<FoundText> texts;
+    std::vector<OptionWord> words;
+    std::vector<Description> inner;  ///< the file that the bytes are, if they are one
+};
+
 struct FormatRow;
 enum class FoundBy { content, suffix, option };
 
@@ -135,6 +179,7 @@ struct Description {
     std::vector<KeyUse> keys;
     std::vector<Difference> differences;  ///< between the contents and their sources
     std::vector<Description> inner;       ///< a file inside this file, or the second file of a pair
+    std::vector<Decoded> decoded;         ///< in the order of the contents
 
     void addNumber(const char* name, std::uint64_t value, qint64 offset, qint64 size);
     void addBytes(const char* name, QByteArrayView value, qint64 offset);

@@ -54,6 +54,7 @@ struct Content {
     int part = 0;
     const char* name = "content";  ///< the name of the part, for formats without letters
     char letter = 0;
+    const char* letterName = nullptr;
     bool hasAddress = false;
     std::uint64_t address = 0;
     ContentKind kind = ContentKind::other;
@@ -63,6 +64,11 @@ struct Content {
     qsizetype headerRoom = 0;  ///< number of zero bytes at the start of the source that may be room for a header
     qsizetype tailRoom = 0;    ///< number of zero bytes at the end that the source may lack
 };
+
+/// Whether a device runs the content from its memory.
+[[nodiscard]] inline bool isCode(const Content& content) {
+    return content.kind == ContentKind::firmware || content.kind == ContentKind::module;
+}
 
 /// The plain contents of a file's parts. The destructor wipes them.
 struct Contents {

@@ -80,6 +80,10 @@ QJsonObject toJson(const Difference& difference);
 QJsonObject toJson(const KeyUse& key);
 QJsonObject toJson(const MemoryDifference& difference);
 QJsonObject toJson(const WordDifference& difference);
+QJsonObject toJson(const OptionField& field);
+QJsonObject toJson(const OptionWord& word);
+QJsonObject toJson(const FilledRange& range);
+QJsonObject toJson(const FoundText& found);
 
 template <typename Item>
 QJsonArray toArray(const std::vector<Item>& items) {
@@ -285,9 +289,76 @@ QJsonObject toJson(const MemoryDifference& difference) {
 }
 
 QJsonObject toJson(const WordDifference& difference) {
-    return {{QStringLiteral("word"), numberValue(difference.word)},
-            {QStringLiteral("a"), addressValue(difference.a)},
-            {QStringLiteral("b"), addressValue(difference.b)}};
+    QJsonObject object{{QStringLiteral("word"), numberValue(difference.word)},
+                       {QStringLiteral("a"), addressValue(difference.a)},
+                       {QStringLiteral("b"), addressValue(difference.b)}};
+    if (difference.name.isEmpty()) {
+        return object;
+    }
+    QJsonArray fields;
+    for (const FieldDifference& field : difference.fields) {
+        fields.append(QJsonObject{{QStringLiteral("a"), toJson(field.a)}, {QStringLiteral("b"), toJson(field.b)}});
+    }
+    object[QStringLiteral("register")] = difference.name;
+    object[QStringLiteral("fields")] = fields;
+    return object;
+}
+
+QJsonObject toJson(const OptionField& field) {
+    QJsonObject object{{QStringLiteral("name"), field.name}, {QStringLiteral("value"), numberValue(field.value)}};
+    if (!field.meaning.isEmpty()) {
+        object[QStringLiteral("meaning")] = field.meaning;
+    }
+    return object;
+}
+
+QJsonObject toJson(const OptionWord& word) {
+    QJsonObject object{{QStringLiteral("word"), numberValue(word.number)},
+                       {QStringLiteral("value"), addressValue(word.value)}};
+    if (word.name.isEmpty()) {
+        return object;
+    }
+    object[QStringLiteral("register")] = word.name;
+    object[QStringLiteral("fields")] = toArray(word.fields);
+    return object;
+}
+
+QJsonObject toJson(const FilledRange& range) {
+    return {{QStringLiteral("from"), addressValue(range.from)},
+            {QStringLiteral("to"), addressValue(range.to)},
+            {QStringLiteral("value"), numberValue(range.value)}};
+}
+
+QJsonObject toJson(const FoundText& found) {
+    return {{QStringLiteral("address"), addressValue(found.address)},
+            {QStringLiteral("text"), QString::fromLatin1(found.text)}};
+}
+
+void writeDescription(const Description& description, bool isJudged, DocumentWriter& writer);
+
+void writeDecoded(const Decoded& decoded, DocumentWriter& writer) {
+    QJsonObject head{{QStringLiteral("name"), latin(decoded.name)},
+                     {QStringLiteral("kind"), latin(decoded.kind)},
+                     {QStringLiteral("size"), decoded.size}};
+    if (decoded.part != 0) {
+        head[QStringLiteral("part")] = decoded.part;
+    }
+    writer.begin(head);
+    writer.addArray("fields", decoded.fields);
+    if (!decoded.words.empty()) {
+        writer.addArray("optionWords", decoded.words);
+    }
+    if (!decoded.filled.empty()) {
+        writer.addArray("filled", decoded.filled);
+    }
+    if (!decoded.texts.empty()) {
+        writer.addArray("texts", decoded.texts);
+    }
+    if (!decoded.inner.empty()) {
+        writer.addArray("inner", decoded.inner,
+                        [&writer](const Description& inner) { writeDescription(inner, false, writer); });
+    }
+    writer.end();
 }
 
 void writeSummary(const Summary& summary, DocumentWriter& writer) {
@@ -331,6 +402,10 @@ void writeDescription(const Description& description, bool isJudged, DocumentWri
     }
     if (!description.differences.empty()) {
         writer.addArray("differences", description.differences);
+    }
+    if (!description.decoded.empty()) {
+        writer.addArray("contents", description.decoded,
+                        [&writer](const Decoded& decoded) { writeDecoded(decoded, writer); });
     }
     if (!description.inner.empty()) {
         writer.addArray("inner", description.inner,

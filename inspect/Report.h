@@ -56,11 +56,18 @@ struct MemoryDifference {
     QByteArray b;
 };
 
+struct FieldDifference {
+    OptionField a;
+    OptionField b;
+};
+
 /// An option word that differs, counted from 1.
 struct WordDifference {
     std::uint32_t word = 0;
     std::uint32_t a = 0;
     std::uint32_t b = 0;
+    QString name;                         ///< the register's name; empty without a device description
+    std::vector<FieldDifference> fields;  ///< empty if a bit outside all known fields differs
 };
 
 /// What changed between two files, in short.

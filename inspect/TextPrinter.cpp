@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace inspect {
 
@@ -28,14 +29,17 @@ class Printer {
     QByteArray print();
 
   private:
-    void line(const QString& text) { text_ += text + u'\n'; }
+    void line(const QString& text) { text_ += indent_ + text + u'\n'; }
     void printFile(const Description& description);
     void printHead(const Description& description);
+    void printContents(const Description& description);
+    void printShown(const Description& description);
     void printKeys(const Description& description);
     void printParts(const Description& description);
     void printMemory(const Description& description);
     void printFindings(const Description& description);
     void printChecks(const Description& description);
+    void printOwnChecks(const std::vector<Check>& checks, const Description& description);
     void printVerdict(const Description& description);
     void printDifferences(const std::vector<Difference>& differences);
     void printSummary();
@@ -43,12 +47,15 @@ class Printer {
 
     const Report& report_;
     QString text_;
+    QString indent_;  ///< of files within files
 };
 
 void Printer::printHead(const Description& description) {
     QStringList items;
     if (description.format == nullptr) {
         items << QStringLiteral("unknown format");
+    } else if (!indent_.isEmpty()) {
+        items << QString::fromLatin1(description.format->title);
     } else {
         constexpr std::array grounds = {"content", "suffix", "--as"};
         items << QStringLiteral("%1 by %2")
@@ -59,7 +66,7 @@ void Printer::printHead(const Description& description) {
     for (const Field& field : description.fields) {
         items << fieldText(field);
     }
-    line(printable(description.file) + QStringLiteral(": ") + joined(items));
+    line(indent_.isEmpty() ? printable(description.file) + QStringLiteral(": ") + joined(items) : joined(items));
 }
 
 void Printer::printKeys(const Description& description) {
@@ -150,16 +157,16 @@ void Printer::printFindings(const Description& description) {
     }
 }
 
-void Printer::printChecks(const Description& description) {
+void Printer::printOwnChecks(const std::vector<Check>& checks, const Description& description) {
     QStringList ofFile;
-    for (auto check = description.checks.begin(); check != description.checks.end();) {
+    for (auto check = checks.begin(); check != checks.end();) {
         const Part* const part = partOf(description, check->part);
         if (part == nullptr) {
             ofFile << resultText(*check++);
             continue;
         }
         QStringList results;
-        for (; check != description.checks.end() && check->part == part->index; ++check) {
+        for (; check != checks.end() && check->part == part->index; ++check) {
             results << resultText(*check);
         }
         const QString address = part->hasAddress ? addressText(part->address) + u' ' : QString();
@@ -169,6 +176,10 @@ void Printer::printChecks(const Description& description) {
     if (!ofFile.isEmpty()) {
         line(printable(description.file) + QStringLiteral(": ") + joined(ofFile));
     }
+}
+
+void Printer::printChecks(const Description& description) {
+    printOwnChecks(description.checks, description);
     for (const Description& inner : description.inner) {
         printHead(inner);
         printFindings(inner);
@@ -267,17 +278,48 @@ void Printer::printVerdict(const Description& description) {
     line(text);
 }
 
-void Printer::printFile(const Description& description) {
+// Prints the plain contents of the parts, and the files in them.
+void Printer::printContents(const Description& description) {
+    constexpr std::size_t limit = 50;
+    for (const Decoded& decoded : description.decoded) {
+        line(QStringLiteral("contents of ") + partName(decoded) + QStringLiteral(": ") + decodedText(decoded));
+        const QString indent = std::exchange(indent_, indent_ + QStringLiteral("  "));
+        const std::size_t rows = rowCount(decoded);
+        for (std::size_t i = 0; i < std::min(limit, rows); ++i) {
+            line(rowText(rowAt(decoded, i)));
+        }
+        if (rows > limit) {
+            line(QStringLiteral("%1 more lines; --json has them all").arg(rows - limit));
+        }
+        for (const Description& inner : decoded.inner) {
+            printShown(inner);
+        }
+        indent_ = indent;
+    }
+}
+
+void Printer::printShown(const Description& description) {
     printHead(description);
     printKeys(description);
+    printParts(description);
+    printMemory(description);
+    printFindings(description);
+    std::vector<Check> bad;  // that of the rules has findings, which are printed
+    std::copy_if(description.checks.begin(), description.checks.end(), std::back_inserter(bad),
+                 [](const Check& check) { return check.result == CheckResult::bad && check.code != CheckCode::rules; });
+    printOwnChecks(bad, description);
+    for (const Description& inner : description.inner) {
+        printShown(inner);
+    }
+    printContents(description);
+}
+
+void Printer::printFile(const Description& description) {
     if (report_.command == QLatin1String("show")) {
-        printParts(description);
-        printMemory(description);
-        printFindings(description);
-        for (const Description& inner : description.inner) {
-            printFile(inner);
-        }
+        printShown(description);
     } else {
+        printHead(description);
+        printKeys(description);
         printFindings(description);
         printChecks(description);
         printDifferences(description.differences);

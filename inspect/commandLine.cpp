@@ -5,6 +5,9 @@
 #include <QCoreApplication>
 #include <QStringDecoder>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -26,19 +29,28 @@ constexpr std::array options = {
     OptionRow{"as", "FORMAT", false, "show verify extract diff", "read a file as this format, whatever its content"},
     OptionRow{"payload", "FILE", false, "show verify extract diff", "the second file of a pair, such as the .tbu file"},
     OptionRow{"payload-b", "FILE", false, "diff", "the second file of the second pair"},
-    OptionRow{"key", "KEY", false, "verify extract diff", "the image key, 16 bytes: a path, \"-\" or /proc/self/fd/N"},
+    OptionRow{"key", "KEY", false, "show verify extract diff",
+              "the image key, 16 bytes: a path, \"-\" or /proc/self/fd/N"},
     OptionRow{"key-b", "KEY", false, "diff", "the key of the second file, if it has another"},
     OptionRow{"keys", "FOLDER", false, "show verify extract diff",
               "find the keys that fit among the files of a folder"},
     OptionRow{"site-secret", "FILE", false, "show verify",
               "show image keys by the fingerprints of a production ledger"},
     OptionRow{"nonce", "NONCE", false, "verify", "the nonce that the image was made with"},
-    OptionRow{"public", "FILE", false, "verify extract diff",
+    OptionRow{"public", "FILE", false, "show verify extract diff",
               "the public key: PEM, X and Y (64 bytes), or a root key table hash"},
-    OptionRow{"private", "PEM", false, "verify extract diff",
+    OptionRow{"private", "PEM", false, "show verify extract diff",
               "the private key that opens personalization data and encrypted MCUboot images"},
-    OptionRow{"address", "ADDRESS", false, "verify extract diff", "where a memory cipher image starts, hexadecimal"},
-    OptionRow{"mode", "MODE", false, "verify extract diff", "how it was encrypted: 0, 1 or 2"},
+    OptionRow{"address", "ADDRESS", false, "show verify extract diff",
+              "where a memory cipher image starts, hexadecimal"},
+    OptionRow{"mode", "MODE", false, "show verify extract diff", "how it was encrypted: 0, 1 or 2"},
+    OptionRow{"contents", nullptr, false, "show", "show what the parts of a file hold; any key has the same effect"},
+    OptionRow{"devices", "FOLDER", false, "show verify diff",
+              "name option words by the device descriptions of a folder"},
+    OptionRow{"device", "ID", false, "show verify diff",
+              "the device, hexadecimal, if several have as many option words"},
+    OptionRow{"texts", "COUNT", false, "show", "print the first texts of each part of firmware"},
+    OptionRow{"reveal", nullptr, false, "show", "print secrets; refused if others could read the output"},
     OptionRow{"against", nullptr, false, "verify", "compare the contents with their sources:"},
     OptionRow{"firmware", "FILE[@ADDRESS]", true, "verify", "ELF, HEX, S-Record, or raw with its hexadecimal address"},
     OptionRow{"option-bytes", "FILE", false, "verify", "the table of option bytes"},
@@ -148,6 +160,16 @@ int finishOutput(int status) {
     return statusUndecided;
 }
 
+/// Whether the standard output is a terminal, or a file that other users may read.
+bool isOutputOpen() {
+    struct stat status {};
+    if (isatty(STDOUT_FILENO) == 1 || fstat(STDOUT_FILENO, &status) != 0) {
+        return true;
+    }
+    const bool isNamed = S_ISREG(status.st_mode) || S_ISFIFO(status.st_mode);
+    return isNamed && (status.st_mode & (S_IRWXG | S_IRWXO)) != 0;
+}
+
 int write(const Report& report, bool asJson, bool isQuiet = false) {
     const QByteArray text = asJson ? printJson(report) : printText(report);
     print("warning: ", report.warnings);
@@ -231,6 +253,13 @@ int run(const QStringList& arguments) {
     if (isParsed && parser.isSet(version)) {
         std::printf("qvora-inspect %s\n", qUtf8Printable(QCoreApplication::applicationVersion()));
         return finishOutput(statusGood);
+    }
+    if (isParsed && parser.isSet(QStringLiteral("reveal")) && isOutputOpen()) {
+        Report report;
+        report.failures.push_back(
+            {"usage", {}, QStringLiteral("--reveal needs a pipe, or a file that only you can read, as its output")});
+        report.status = statusUndecided;
+        return write(report, parser.isSet(QStringLiteral("json")));
     }
     const bool isQuiet = isParsed && parser.isSet(QStringLiteral("exit-code-only"));
     return write(runCommand(parser, isParsed, nullptr), arguments.contains(QLatin1String("--json")), isQuiet);

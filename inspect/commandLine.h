@@ -12,7 +12,7 @@ struct Kept;
 /// proven, shown or no difference; 1 for wrong or a difference; 2 for an undecided result or a failure.
 [[nodiscard]] int run(const QStringList& arguments);
 
-/// Does the same for a window, which shows the report itself: it prints nothing. Unless `kept` is null, the bytes that
+/// Does the same for a program that shows the report itself: it prints nothing. Unless `kept` is null, the bytes that
 /// the report is about are stored there.
 [[nodiscard]] Report reportOf(const QStringList& arguments, Kept* kept);
 

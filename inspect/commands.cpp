@@ -11,14 +11,6 @@ namespace inspect {
 
 namespace {
 
-// Names the keys that fit. Only a copy is proven, because `show` doesn't print checks.
-void showKeys(Call& call, Opened& opened) {
-    Description proven = opened.description;
-    const Evidence& evidence = call.evidenceFor(opened);
-    prove(opened.source, evidence, proven);
-    opened.description.keys = usedKeys(proven, evidence, call.siteSecret());
-}
-
 /// Gives the reason of missing keys in the terms of a folder of keys.
 void nameMissingKeys(Description& description) {
     for (Check& check : description.checks) {
@@ -30,39 +22,60 @@ void nameMissingKeys(Description& description) {
     }
 }
 
-/// Proves a file and names the keys that its proof uses.
-void proveWithKeys(Call& call, Opened& opened, Contents* contents) {
+/// Proves a file and names the keys that its proof uses. Returns the keys that were given or fit.
+const Evidence& proveWithKeys(Call& call, Opened& opened, Contents* contents) {
     const Evidence& evidence = call.evidenceFor(opened);
     prove(opened.source, evidence, opened.description, contents);
     opened.description.keys = usedKeys(opened.description, evidence, call.siteSecret());
     if (call.has("keys")) {
         nameMissingKeys(opened.description);
     }
+    return evidence;
+}
+
+/// Names the keys that fit, and shows the contents that they open.
+void showContents(Call& call, Opened& opened) {
+    Description& description = opened.description;
+    Contents contents;
+    const Evidence& evidence = proveWithKeys(call, opened, &contents);
+    if (!evidence.key.isEmpty() && judge(description).isKeyDoubtful) {
+        static_cast<void>(call.fail("badKey", description.file, QStringLiteral("no tag is right under the key given")));
+        description.checks.clear();
+    }
+    decode(contents, evidence, call.decoding(), description);
 }
 
 void show(Call& call, const QStringList& files) {
+    constexpr std::array reasons = {"key", "keys", "public", "private", "address", "contents"};
+    const bool areContentsShown =
+        std::any_of(reasons.begin(), reasons.end(), [&call](const char* option) { return call.has(option); });
+    if (!call.readDecoding()) {
+        return;
+    }
     for (const QString& path : files) {
         Opened opened;
         if (call.open(path, opened)) {
-            if (call.has("keys")) {
-                showKeys(call, opened);
+            if (areContentsShown) {
+                showContents(call, opened);
             }
             call.report().files.push_back(std::move(opened.description));
         }
     }
     const auto& shown = call.report().files;
-    call.report().status = std::any_of(shown.begin(), shown.end(), hasErrors) ? statusWrong : statusGood;
+    const auto isWrong = [](const Description& file) { return hasErrors(file) || judge(file).bad > 0; };
+    call.report().status = std::any_of(shown.begin(), shown.end(), isWrong) ? statusWrong : statusGood;
 }
 
 void verifyFile(Call& call, Opened& opened) {
     Contents contents;
+    const bool isDecoded = call.kept() != nullptr && call.kept()->wantsMeaning;
     const bool isKept = call.kept() != nullptr && call.kept()->wantsContents;
     const bool isCompared = !call.sources().isEmpty();
     const bool isDumped = call.has("dump");
     const auto hasOptionRules = [](const Policy& policy) { return !policy.options.empty(); };
-    const bool areWanted =
-        isKept || isCompared || isDumped || std::any_of(call.policies().begin(), call.policies().end(), hasOptionRules);
-    proveWithKeys(call, opened, areWanted ? &contents : nullptr);
+    const bool areWanted = isKept || isDecoded || isCompared || isDumped ||
+                           std::any_of(call.policies().begin(), call.policies().end(), hasOptionRules);
+    const Evidence& evidence = proveWithKeys(call, opened, areWanted ? &contents : nullptr);
     const bool isOpened = isOpen(opened.description);
     const bool isAuthentic = isOpened && judge(opened.description).verdict != Verdict::wrong;
     if (!isCompared) {
@@ -80,6 +93,9 @@ void verifyFile(Call& call, Opened& opened) {
     for (const Policy& policy : call.policies()) {
         provePolicy(policy, call.has("allow-irreversible"), contents, opened.description);
     }
+    if (isDecoded) {
+        decode(contents, evidence, call.decoding(), opened.description);
+    }
     if (isKept && isAuthentic) {
         call.kept()->contents.list = std::move(contents.list);
     }
@@ -94,7 +110,7 @@ int statusOf(const std::vector<Description>& files) {
 }
 
 void verify(Call& call, const QStringList& files) {
-    if (!call.readSources() || !call.readDump() || !call.readPolicies()) {
+    if (!call.readSources() || !call.readDump() || !call.readDecoding() || !call.readPolicies()) {
         return;
     }
     Report& report = call.report();
@@ -124,7 +140,7 @@ void extract(Call& call, const QStringList& files) {
         return;
     }
     Contents contents;
-    proveWithKeys(call, opened, &contents);
+    static_cast<void>(proveWithKeys(call, opened, &contents));
     report.files.push_back(std::move(opened.description));
     const Description& description = report.files.front();
     report.status = statusGood;
@@ -159,6 +175,9 @@ void diff(Call& call, const QStringList& files) {
         call.fail("usage", {}, QStringLiteral("--bytes needs a number"));
         return;
     }
+    if (!call.readDecoding()) {
+        return;
+    }
     Opened a;
     Opened b;
     Contents contentsA;
@@ -170,7 +189,7 @@ void diff(Call& call, const QStringList& files) {
     const ComparedFile fileA{a.source.bytes, a.source.second, a.description, contentsA};
     const ComparedFile fileB{b.source.bytes, b.source.second, b.description, contentsB};
     Report& report = call.report();
-    report.summary = summarize(fileA, fileB, shownBytes);
+    report.summary = summarize(fileA, fileB, shownBytes, call.decoding().registers);
     const auto finish = [&](int status) {
         report.status = status;
         report.files.push_back(std::move(a.description));

@@ -121,7 +121,7 @@ void proveDump(const Dump& dump, const Contents& contents, Description& descript
     bool isPlaced = false;
     bool isWhole = true;
     for (const Content& content : contents.list) {
-        const bool isOfKind = content.kind == ContentKind::firmware || content.kind == ContentKind::module;
+        const bool isOfKind = isCode(content);
         isWhole = isWhole && (content.kind == ContentKind::derived || (isOfKind && content.hasAddress));
     }
     for (const Kind& kind : kinds) {

@@ -152,6 +152,7 @@ Content contentOf(const Part& part, ContentKind kind) {
     content.part = part.index;
     content.name = part.name;
     content.letter = part.letter;
+    content.letterName = part.letterName;
     content.hasAddress = part.hasAddress;
     content.address = part.address;
     content.kind = kind;

@@ -1,6 +1,5 @@
 #include "inspect/summarize.h"
 
-#include "files/ByteReader.h"
 #include "inspect/ElfSymbols.h"
 #include "inspect/formats.h"
 
@@ -11,15 +10,11 @@ namespace inspect {
 
 namespace {
 
-bool isMemory(const Content& content) {
-    return content.kind == ContentKind::firmware || content.kind == ContentKind::module;
-}
-
 /// The lowest address of the memory contents; 0 if none has an address.
 std::uint64_t lowestAddress(const Contents& contents) {
     std::optional<std::uint64_t> lowest;
     for (const Content& content : contents.list) {
-        if (isMemory(content) && content.hasAddress) {
+        if (isCode(content) && content.hasAddress) {
             lowest = std::min(lowest.value_or(content.address), content.address);
         }
     }
@@ -30,7 +25,7 @@ std::vector<PlacedBytes> memoryOf(const Contents& own, const Contents& other) {
     const std::uint64_t start = lowestAddress(other);
     std::vector<PlacedBytes> memory;
     for (const Content& content : own.list) {
-        if (isMemory(content) && !content.bytes.isEmpty()) {
+        if (isCode(content) && !content.bytes.isEmpty()) {
             memory.push_back({content.hasAddress ? content.address : start, content.bytes});
         }
     }
@@ -77,26 +72,42 @@ const Content* optionBytesOf(const Contents& contents) {
     return found == contents.list.end() ? nullptr : &*found;
 }
 
-void compareOptionWords(const ComparedFile& a, const ComparedFile& b, Summary& summary) {
+/// The fields that differ; none if they don't explain the whole difference.
+std::vector<FieldDifference> fieldDifferences(const OptionWord& a, const OptionWord& b, const devices::Device* device) {
+    std::vector<FieldDifference> differences;
+    std::uint32_t explained = 0;
+    for (std::size_t i = 0; i < a.fields.size(); ++i) {
+        if (a.fields[i].value != b.fields[i].value) {
+            differences.push_back({a.fields[i], b.fields[i]});
+            explained |= device->registers.at(a.number - 1).fields.at(static_cast<qsizetype>(i)).mask();
+        }
+    }
+    return ((a.value ^ b.value) & ~explained) == 0 ? differences : std::vector<FieldDifference>();
+}
+
+void compareOptionWords(const ComparedFile& a, const ComparedFile& b, const RegisterNames& registers,
+                        Summary& summary) {
     const Content* const optionsA = optionBytesOf(a.contents);
     const Content* const optionsB = optionBytesOf(b.contents);
     if (optionsA == nullptr || optionsB == nullptr) {
         return;
     }
-    ByteReader readerA(optionsA->bytes);
-    ByteReader readerB(optionsB->bytes);
-    for (std::uint32_t word = 1; readerA.ok() && readerB.ok(); ++word) {
-        const std::uint32_t valueA = readerA.u32();
-        const std::uint32_t valueB = readerB.u32();
-        if (readerA.ok() && readerB.ok() && valueA != valueB) {
-            summary.words.push_back({word, valueA, valueB});
+    constexpr qsizetype wordSize = 4;
+    const devices::Device* const device = registers.deviceFor(optionsA->bytes.size() / wordSize);
+    const std::vector<OptionWord> wordsA = readOptionWords(optionsA->bytes, device);
+    const std::vector<OptionWord> wordsB = readOptionWords(optionsB->bytes, device);
+    for (std::size_t i = 0; i < std::min(wordsA.size(), wordsB.size()); ++i) {
+        const OptionWord& x = wordsA[i];
+        const OptionWord& y = wordsB[i];
+        if (x.value != y.value) {
+            summary.words.push_back({x.number, x.value, y.value, x.name, fieldDifferences(x, y, device)});
         }
     }
 }
 
 }  // namespace
 
-Summary summarize(const ComparedFile& a, const ComparedFile& b, qsizetype shownBytes) {
+Summary summarize(const ComparedFile& a, const ComparedFile& b, qsizetype shownBytes, const RegisterNames& registers) {
     Summary summary;
     const std::vector<PlacedBytes> memoryA = memoryOf(a.contents, b.contents);
     const std::vector<PlacedBytes> memoryB = memoryOf(b.contents, a.contents);
@@ -123,7 +134,7 @@ Summary summarize(const ComparedFile& a, const ComparedFile& b, qsizetype shownB
         (versionA->number != versionB->number || versionA->bytes != versionB->bytes)) {
         summary.versions = {*versionA, *versionB};
     }
-    compareOptionWords(a, b, summary);
+    compareOptionWords(a, b, registers, summary);
     return summary;
 }
 

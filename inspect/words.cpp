@@ -89,12 +89,71 @@ const Part* partOf(const Description& description, int index) {
     return isThere ? &description.parts[static_cast<std::size_t>(index - 1)] : nullptr;
 }
 
-QString partName(const Part& part) {
-    QString name = QStringLiteral("%1 %2").arg(wordsOf(part.name)).arg(part.index);
-    if (part.letter != 0) {
-        name += u' ' + printable(QString(QLatin1Char(part.letter)));
+namespace {
+
+QString partName(const char* kind, int index, char letter) {
+    QString name = wordsOf(kind);
+    if (index != 0) {
+        name += QStringLiteral(" %1").arg(index);
     }
-    return name;
+    return letter == 0 ? name : name + u' ' + printable(QString(QLatin1Char(letter)));
+}
+
+QString optionValueText(const OptionField& field) {
+    const QString number = QString::number(field.value);
+    return field.meaning.isEmpty() ? number : QStringLiteral("%1 (%2)").arg(number, printable(field.meaning));
+}
+
+DecodedRow optionWordRow(const OptionWord& word) {
+    QStringList fields;
+    for (const OptionField& field : word.fields) {
+        fields << printable(field.name) + u' ' + optionValueText(field);
+    }
+    const QString name = word.name.isEmpty() ? QString() : u' ' + printable(word.name);
+    return {QStringLiteral("word %1").arg(word.number) + name, addressText(word.value),
+            fields.join(QStringLiteral(", "))};
+}
+
+}  // namespace
+
+QString partName(const Part& part) {
+    return partName(part.name, part.index, part.letter);
+}
+
+QString partName(const Decoded& decoded) {
+    return partName(decoded.name, decoded.part, decoded.letter);
+}
+
+QString decodedText(const Decoded& decoded) {
+    QStringList items = {wordsOf(decoded.kind), bytesText(static_cast<std::uint64_t>(decoded.size))};
+    for (const Field& field : decoded.fields) {
+        items << (field.secret ? QStringLiteral("not shown") : fieldText(field));
+    }
+    return items.join(QStringLiteral(", "));
+}
+
+std::size_t rowCount(const Decoded& decoded) {
+    return decoded.words.size() + decoded.filled.size() + decoded.texts.size();
+}
+
+DecodedRow rowAt(const Decoded& decoded, std::size_t index) {
+    if (index < decoded.words.size()) {
+        return optionWordRow(decoded.words[index]);
+    }
+    index -= decoded.words.size();
+    if (index < decoded.filled.size()) {
+        const FilledRange& range = decoded.filled[index];
+        const QString byte = QString::number(range.value, 16).toUpper().rightJustified(2, u'0');
+        return {addressText(range.from) + u'-' + addressText(range.to), {}, QStringLiteral("filled with ") + byte};
+    }
+    const FoundText& found = decoded.texts[index - decoded.filled.size()];
+    return {addressText(found.address), {}, u'"' + printable(QString::fromLatin1(found.text)) + u'"'};
+}
+
+QString rowText(const DecodedRow& row) {
+    const QString name = row.value.isEmpty() ? row.name : row.name + u' ' + row.value;
+    const QString separator = row.value.isEmpty() ? QStringLiteral(" ") : QStringLiteral(": ");
+    return row.meaning.isEmpty() ? name : name + separator + row.meaning;
 }
 
 QString memoryText(const Part& part) {
@@ -144,6 +203,26 @@ QString keyText(const KeyUse& key) {
                : text + QStringLiteral(", %1 %2").arg(QLatin1String(kind), QLatin1String(key.fingerprint.toHex()));
 }
 
+namespace {
+
+/// The fields that changed, or the whole words if a bit outside all known fields did.
+QString wordDifferenceText(const WordDifference& word) {
+    if (word.fields.empty()) {
+        const QString name = word.name.isEmpty() ? QString() : u' ' + printable(word.name);
+        return QStringLiteral("option word %1%2: %3 -> %4")
+            .arg(QString::number(word.word), name, addressText(word.a), addressText(word.b));
+    }
+    QStringList items;
+    for (const FieldDifference& field : word.fields) {
+        items << QStringLiteral("option %1.%2: %3 -> %4")
+                     .arg(printable(word.name), printable(field.a.name), optionValueText(field.a),
+                          optionValueText(field.b));
+    }
+    return items.join(QStringLiteral("; "));
+}
+
+}  // namespace
+
 QString summaryText(const Summary& summary) {
     constexpr std::size_t limit = 10;
     QStringList items;
@@ -166,9 +245,7 @@ QString summaryText(const Summary& summary) {
         items << QStringLiteral("version %1 -> %2").arg(valueText(summary.versions[0]), valueText(summary.versions[1]));
     }
     for (std::size_t i = 0; i < std::min(limit, summary.words.size()); ++i) {
-        const WordDifference& word = summary.words[i];
-        items
-            << QStringLiteral("option word %1: %2 -> %3").arg(word.word).arg(addressText(word.a), addressText(word.b));
+        items << wordDifferenceText(summary.words[i]);
     }
     if (summary.words.size() > limit) {
         items << QStringLiteral("%1 more option words").arg(summary.words.size() - limit);

@@ -26,6 +26,20 @@ namespace inspect {
 [[nodiscard]] QString resultText(const Check& check);
 /// The use of a key, its file and its fingerprint, if any.
 [[nodiscard]] QString keyText(const KeyUse& key);
+/// The name of a content's part.
+[[nodiscard]] QString partName(const Decoded& decoded);
+/// What a content is: its kind, its size and its fields.
+[[nodiscard]] QString decodedText(const Decoded& decoded);
+
+/// An option word, a run of fill or a text in a content.
+struct DecodedRow {
+    QString name;
+    QString value;
+    QString meaning;
+};
+[[nodiscard]] std::size_t rowCount(const Decoded& decoded);
+[[nodiscard]] DecodedRow rowAt(const Decoded& decoded, std::size_t index);
+[[nodiscard]] QString rowText(const DecodedRow& row);
 [[nodiscard]] QString differenceText(const Difference& difference);
 
 /// What changed between two files, on one line; empty if there is nothing to say.

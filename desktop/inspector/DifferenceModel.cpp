@@ -42,7 +42,7 @@ int DifferenceModel::lineOf(int row) const {
     const std::vector<InspectLine>& lines = result_->tree.lines();
     for (std::size_t i = 1; i < lines.size() && found == 0; ++i) {
         const InspectLine& line = lines[i];
-        if (line.kind != InspectLineKind::part) {
+        if (line.kind != InspectLineKind::part || line.isInContent) {
             continue;
         }
         const inspect::Part& part = line.description->parts[line.item];

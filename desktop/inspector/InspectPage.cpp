@@ -495,6 +495,10 @@ const inspect::Content* InspectPage::contentOf(int line) const {
         return nullptr;
     }
     const InspectLine& chosen = result_->tree.line(line);
+    if (chosen.isInContent) {
+        const bool isOfFile = chosen.kind == InspectLineKind::content && chosen.description == result_->file;
+        return isOfFile && chosen.item < contents_->list.size() ? &contents_->list[chosen.item] : nullptr;
+    }
     const bool isContent =
         chosen.kind == InspectLineKind::range && chosen.description->ranges[chosen.item].role == inspect::Role::payload;
     if (chosen.kind != InspectLineKind::part && chosen.kind != InspectLineKind::file && !isContent) {
@@ -555,7 +559,10 @@ void InspectPage::choose(int line, const QWidget* from) {
     }
     if (from != map_) {
         const InspectLine& chosen = result_->tree.line(line);
-        map_->choose(chosen.kind == InspectLineKind::part ? line : chosen.part > 0 ? chosen.parent : 0);
+        map_->choose(chosen.isInContent                     ? 0
+                     : chosen.kind == InspectLineKind::part ? line
+                     : chosen.part > 0                      ? chosen.parent
+                                                            : 0);
     }
 }
 

@@ -54,6 +54,12 @@ std::vector<Sign> partSigns(const inspect::Description& description) {
     return signs;
 }
 
+/// Whether a file in a content has a fault; it needs no proof of its own.
+Sign innerSign(const inspect::Description& description) {
+    const bool isWrong = inspect::judge(description).bad > 0 || inspect::hasErrors(description);
+    return isWrong ? Sign::bad : Sign::none;
+}
+
 Sign fileSign(const inspect::Description& description) {
     switch (inspect::judge(description).verdict) {
         case inspect::Verdict::proven:
@@ -145,6 +151,8 @@ InspectTree::InspectTree(const inspect::Description& description) {
     for (std::size_t i = 1; i < lines_.size(); ++i) {
         if (lines_[i].kind == InspectLineKind::file) {
             addChildren(static_cast<int>(i));
+        } else if (lines_[i].kind == InspectLineKind::content) {
+            addContent(static_cast<int>(i));
         }
     }
 }
@@ -174,7 +182,8 @@ void InspectTree::addChildren(int index) {
         line.description = &description;
         line.part = part;
         line.item = item;
-        line.offset = offset < 0 ? -1 : file.offset + offset;
+        line.isInContent = file.isInContent;
+        line.offset = offset < 0 || file.isInContent ? -1 : file.offset + offset;
         line.size = size;
         return line;
     };
@@ -211,9 +220,15 @@ void InspectTree::addChildren(int index) {
         InspectLine line;
         line.description = &inner;
         line.file = inner.file == description.file ? file.file : 1;
-        line.offset = line.file == file.file ? file.offset + inner.offset : 0;
+        line.isInContent = file.isInContent;
+        line.offset = file.isInContent ? -1 : line.file == file.file ? file.offset + inner.offset : 0;
         line.size = inner.size;
-        line.sign = fileSign(inner);
+        line.sign = file.isInContent ? innerSign(inner) : fileSign(inner);
+        add(index, line);
+    }
+    for (std::size_t i = 0; i < description.decoded.size(); ++i) {
+        InspectLine line = make(InspectLineKind::content, 0, i, -1, description.decoded[i].size);
+        line.isInContent = true;
         add(index, line);
     }
     for (std::size_t i = 0; i < parts; ++i) {
@@ -226,7 +241,38 @@ void InspectTree::addChildren(int index) {
     }
 }
 
+void InspectTree::addContent(int index) {
+    const InspectLine above = line(index);
+    const inspect::Decoded& content = above.description->decoded[above.item];
+    lines_[static_cast<std::size_t>(index)].firstChild = static_cast<int>(lines_.size());
+    const auto addAll = [&](InspectLineKind kind, std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) {
+            InspectLine line = above;
+            line.kind = kind;
+            line.detail = i;
+            line.size = 0;
+            line.firstChild = 0;
+            line.childCount = 0;
+            add(index, line);
+        }
+    };
+    addAll(InspectLineKind::contentField, content.fields.size());
+    addAll(InspectLineKind::contentRow, inspect::rowCount(content));
+    for (const inspect::Description& inner : content.inner) {
+        InspectLine line;
+        line.description = &inner;
+        line.file = above.file;
+        line.isInContent = true;
+        line.size = inner.size;
+        line.sign = innerSign(inner);
+        add(index, line);
+    }
+}
+
 const inspect::Field* InspectTree::fieldOf(const InspectLine& line) {
+    if (line.kind == InspectLineKind::contentField) {
+        return &line.description->decoded[line.item].fields[line.detail];
+    }
     if (line.kind != InspectLineKind::field) {
         return nullptr;
     }
@@ -247,9 +293,14 @@ QString InspectTree::name(const InspectLine& line) const {
         case InspectLineKind::part:
             return inspect::partName(line.description->parts[line.item]);
         case InspectLineKind::field:
+        case InspectLineKind::contentField:
             return inspect::wordsOf(fieldOf(line)->name);
         case InspectLineKind::range:
             return rangeText(line.description->ranges[line.item]);
+        case InspectLineKind::content:
+            return tr("content of %1").arg(inspect::partName(line.description->decoded[line.item]));
+        case InspectLineKind::contentRow:
+            return inspect::rowAt(line.description->decoded[line.item], line.detail).name;
         case InspectLineKind::finding:
             break;
     }
@@ -260,7 +311,10 @@ QString InspectTree::value(const InspectLine& line, QByteArrayView bytes) const 
     switch (line.kind) {
         case InspectLineKind::part:
             return inspect::memoryText(line.description->parts[line.item]);
-        case InspectLineKind::field: {
+        case InspectLineKind::contentRow:
+            return inspect::rowAt(line.description->decoded[line.item], line.detail).value;
+        case InspectLineKind::field:
+        case InspectLineKind::contentField: {
             inspect::Field field = *fieldOf(line);
             constexpr qsizetype longest = 256;
             field.bytes.truncate(longest);
@@ -281,6 +335,7 @@ QString InspectTree::value(const InspectLine& line, QByteArrayView bytes) const 
         }
         case InspectLineKind::file:
         case InspectLineKind::finding:
+        case InspectLineKind::content:
             break;
     }
     return {};
@@ -296,7 +351,12 @@ QString InspectTree::meaning(const InspectLine& line) const {
             const char* const name = line.description->parts[line.item].letterName;
             return name == nullptr ? QString() : inspect::wordsOf(name);
         }
-        case InspectLineKind::field: {
+        case InspectLineKind::content:
+            return inspect::wordsOf(line.description->decoded[line.item].kind);
+        case InspectLineKind::contentRow:
+            return inspect::rowAt(line.description->decoded[line.item], line.detail).meaning;
+        case InspectLineKind::field:
+        case InspectLineKind::contentField: {
             const inspect::Field& field = *fieldOf(line);
             return field.meaning == nullptr ? QString()
                    : field.state == inspect::FieldState::derived

@@ -226,9 +226,14 @@ InspectVerdict comparisonVerdict(const InspectResult& result) {
         }
         return {Sign::unknown, Words::tr("The files can't be compared."), faults.join(u'\n'), {}};
     }
-    const QString names = Words::tr("A is %1, B is %2.")
-                              .arg(inspect::printable(QFileInfo(report.files[0].file).fileName()),
-                                   inspect::printable(QFileInfo(report.files[1].file).fileName()));
+    QString names = Words::tr("A is %1, B is %2.")
+                        .arg(inspect::printable(QFileInfo(report.files[0].file).fileName()),
+                             inspect::printable(QFileInfo(report.files[1].file).fileName()));
+    QString summary = inspect::summaryText(report.summary);
+    if (!summary.isEmpty()) {
+        summary.front() = summary.front().toUpper();
+        names += QLatin1Char(' ') + summary + u'.';
+    }
     const auto points =
         std::count_if(report.differences.begin(), report.differences.end(),
                       [](const inspect::Difference& difference) { return inspect::rowOf(difference.code).counts; });

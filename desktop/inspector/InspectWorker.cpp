@@ -25,7 +25,10 @@ QString faultOf(const inspect::Report& report) {
 /// Describes the file even if `verify` doesn't. If `verify` read no file, for example because a key file is missing,
 /// the report of `show` describes the file. A file of unknown format gets a description without a format.
 void describeFile(InspectResult& result) {
+    constexpr std::size_t shownTexts = 100;
     result.kept.wantsContents = result.request.wantsContents;
+    result.kept.wantsMeaning = true;
+    result.kept.texts = shownTexts;
     result.report = run(result.request.verify, &result.kept);
     result.fault = faultOf(result.report);
     if (result.report.files.empty() && result.kept.files.empty()) {

@@ -25,7 +25,7 @@ std::vector<Edge> edgesOf(const InspectTree& tree) {
     std::vector<Edge> edges;
     for (std::size_t i = 1; i < tree.lines().size(); ++i) {
         const InspectLine& line = tree.lines()[i];
-        if (line.kind != InspectLineKind::part) {
+        if (line.kind != InspectLineKind::part || line.isInContent) {
             continue;
         }
         const inspect::Part& part = line.description->parts[line.item];

@@ -70,6 +70,13 @@ constexpr std::array rows = {
         QT_TRANSLATE_NOOP(
             "InspectFields",
             "The other file of a pair. Without it the file next to the first one is used, such as .tbu for .tbuh.")},
+    Row{"devices", fileGroup, QT_TRANSLATE_NOOP("InspectFields", "Device descriptions"), jobs::FieldKind::folder,
+        jobs::PathRole::document, Checked::folder,
+        QT_TRANSLATE_NOOP("InspectFields", "Option bytes are named by the descriptions in this folder.")},
+    Row{"device", fileGroup, QT_TRANSLATE_NOOP("InspectFields", "Device"), jobs::FieldKind::fixed,
+        jobs::PathRole::document, Checked::hexadecimal,
+        QT_TRANSLATE_NOOP("InspectFields",
+                          "Its ID, hexadecimal. Needed if several devices have as many words of option bytes.")},
     Row{"firmware", sourceGroup, QT_TRANSLATE_NOOP("InspectFields", "Firmware"), jobs::FieldKind::inFiles,
         jobs::PathRole::firmware, Checked::hexadecimal,
         QT_TRANSLATE_NOOP("InspectFields",
@@ -199,8 +206,7 @@ jobs::Verdict verdictOf(const Row& row, const QStringList& values) {
     if (!isPath) {
         return row.checked != Checked::hexadecimal || isHexadecimal(values.value(0))
                    ? jobs::Verdict()
-                   : jobs::fault(
-                         text(QT_TRANSLATE_NOOP("InspectFields", "This is no hexadecimal address of 32 bits.")));
+                   : jobs::fault(text(QT_TRANSLATE_NOOP("InspectFields", "This is no hexadecimal number of 32 bits.")));
     }
     for (qsizetype i = 0; i < values.size(); i += row.kind == jobs::FieldKind::inFiles ? 2 : 1) {
         // Reading a pipe or a terminal could block forever.
@@ -284,8 +290,9 @@ QList<FormField> inspectFields() {
             field.besideLabel = text(QT_TRANSLATE_NOOP("InspectFields", "Address"));
         }
         if (row.kind == jobs::FieldKind::fixed) {
-            field.placeholder =
-                row.checked == Checked::spans ? QStringLiteral("08000000-08003FFF") : QStringLiteral("0xB0000000");
+            field.placeholder = row.checked == Checked::spans    ? QStringLiteral("08000000-08003FFF")
+                                : qstrcmp(row.id, "device") == 0 ? QStringLiteral("0x455")
+                                                                 : QStringLiteral("0xB0000000");
         }
         field.check = [&row](const QStringList& values) { return verdictOf(row, values); };
         fields.append(field);

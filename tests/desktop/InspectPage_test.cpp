@@ -134,8 +134,35 @@ TEST(InspectPage, ShowsPlaintextOnlyOfProvenFilesAndOnDemand) {
     auto* bytes = page.kit.find<desktop::ByteView>("bytes");
     page.kit.press("plain");
     EXPECT_TRUE(DesktopKit::waitFor([&] { return bytes->bytes().startsWith("calibration data "); }));
+    page.tree()->setCurrentIndex(page.line(QStringLiteral("content of area 1 F")));
+    EXPECT_EQ(bytes->bytes().size(), 276);
     page.kit.press("plain");
     EXPECT_TRUE(bytes->bytes().startsWith("TBIMAGIC"));
+}
+
+TEST(InspectPage, NamesWhatAnImageHolds) {
+    Inspector page;
+    ASSERT_TRUE(page.kit.window->openFile(makeInstallImage(page.kit, "product.tbi")));
+    ASSERT_TRUE(page.says(QStringLiteral("Can't be judged")));
+    EXPECT_FALSE(page.line(QStringLiteral("content of")).isValid());
+    page.kit.find<QTabWidget>("tabs")->setCurrentIndex(2);
+    page.kit.type("devices", QStringLiteral(QVORA_DATA_BASE));
+    page.prove();
+    ASSERT_TRUE(page.says(QStringLiteral("Proven")));
+    const QModelIndex options = page.line(QStringLiteral("content of area 5 C"));
+    ASSERT_TRUE(options.isValid());
+    const QAbstractItemModel* const model = options.model();
+    QStringList lines;
+    for (int row = 0; row < model->rowCount(options); ++row) {
+        QStringList columns;
+        for (int column = 0; column < 3; ++column) {
+            columns << model->index(row, column, options).data().toString();
+        }
+        lines << columns.join(u'|');
+    }
+    EXPECT_TRUE(lines.contains(QStringLiteral("device|Example device for option bytes|")));
+    EXPECT_TRUE(lines.contains(QStringLiteral("word 1 PROTECTION|0x00000500|Level 5 (Open)")));
+    EXPECT_EQ(page.column("map", 1).size(), 5);  // the contents add no areas
 }
 
 TEST(InspectPage, ComparesTwoFiles) {
@@ -148,6 +175,10 @@ TEST(InspectPage, ComparesTwoFiles) {
     page.prove();
     ASSERT_TRUE(page.says(QStringLiteral("Different in 4 points")));
     EXPECT_TRUE(page.column("differences", 0).contains(QStringLiteral("image version 1 -> 2")));
+    EXPECT_TRUE(page.kit.window->page()
+                    ->findChild<QLabel*>(QStringLiteral("verdictDetail"))
+                    ->text()
+                    .contains(QStringLiteral("version 1 -> 2.")));
     page.kit.press("endComparison");
     EXPECT_TRUE(page.says(QStringLiteral("Proven")));
 }

@@ -6,6 +6,7 @@
 #include <QLabel>
 #include <QTabWidget>
 #include <QTest>
+#include <QTreeView>
 
 namespace {
 
@@ -47,6 +48,24 @@ void showImage(DesktopKit& kit) {
 void proveImage(DesktopKit& kit) {
     inspectFile(kit, makeInstallImage(kit, "product.tbi"));
     verifyWithKey(kit);
+}
+
+void showContents(DesktopKit& kit) {
+    inspectFile(kit, makeInstallImage(kit, "product.tbi"));
+    kit.find<QTabWidget>("tabs")->setCurrentIndex(2);
+    kit.type("devices", QStringLiteral(QVORA_DATA_BASE));
+    verifyWithKey(kit);
+    kit.find<QTabWidget>("tabs")->setCurrentIndex(0);
+    auto* tree = kit.find<QTreeView>("tree");
+    const QModelIndex file = tree->model()->index(0, 0);
+    for (int row = 0; row < tree->model()->rowCount(file); ++row) {
+        const QModelIndex line = tree->model()->index(row, 0, file);
+        if (line.data().toString() == QLatin1String("content of area 5 C")) {
+            tree->setCurrentIndex(line);
+            tree->expand(line);
+            tree->scrollTo(line, QAbstractItemView::PositionAtTop);
+        }
+    }
 }
 
 void proveWrongImage(DesktopKit& kit) {

@@ -6,6 +6,7 @@
 
 void showImage(DesktopKit& kit);
 void proveImage(DesktopKit& kit);
+void showContents(DesktopKit& kit);
 void proveWrongImage(DesktopKit& kit);  ///< an image in which one area overlaps another
 void giveKeys(DesktopKit& kit);
 void compareImages(DesktopKit& kit);

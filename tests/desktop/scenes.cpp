@@ -242,6 +242,7 @@ const QList<Scene>& scenes() {
         {"keys", "made", makeCurvePair},
         {"inspect", "shown", showImage},
         {"inspect", "proven", proveImage},
+        {"inspect", "contents", showContents},
         {"inspect", "wrong", proveWrongImage},
         {"inspect", "keys", giveKeys},
         {"inspect", "compared", compareImages},

@@ -188,7 +188,23 @@ TEST(InspectCommandLine, EndsAsItsRowSays) {
         {"", 2, "a command is missing; --help lists them", ""},
         {"open a.tbi", 2, "unknown command open; --help lists them", ""},
         {"show", 2, "a file is missing", ""},
-        {"show --key key.bin a.tbi", 2, "show doesn't accept --key", ""},
+        {"show --key key.bin a.tbi", 0, "", "  word 2 0x63636363"},
+        {"show --key key.bin tag.tbi", 1, "", "  word 2 0x63636363"},
+        {"show --key other.bin a.tbi", 2, "a.tbi: no tag is right under the key given",
+         "memory 0x08000100-0x08000110 firmware"},
+        {"show --contents a.tbi", 0, "", "memory 0x08000100-0x08000110 firmware"},
+        {"show --contents fw.hex", 0, "", "contents of segment 1: firmware, 48 bytes, text count 0, text size 0"},
+        {"show --contents --texts many fw.hex", 2, "--texts needs a number", ""},
+        {"show --device 455 --key key.bin a.tbi", 2, "--device needs --devices", ""},
+        {"show --devices keys --key key.bin a.tbi", 2, "keys: no device description", ""},
+        {"show --devices none --key key.bin a.tbi", 2, "none: no device description", ""},
+        {"show --devices " QVORA_DATA_BASE " --device x a.tbi", 2, "--device needs a hexadecimal number", ""},
+        {"show --devices " QVORA_DATA_BASE " --device 456 a.tbi", 2, "no description of device 456", ""},
+        {"show --devices " QVORA_DATA_BASE " --device 0x455 --key key.bin a.tbi", 0, "",
+         "  word 2 START 0x63636363: Pause 6, Greeting 1 (Spoken), Lamp 0, Echo 0, Chime 1, Start from 0 (Main "
+         "program), Edition 6"},
+        {"diff --devices " QVORA_DATA_BASE " --device 456 a.tbi a.tbi", 2, "no description of device 456", ""},
+        {"verify --reveal a.tbi", 2, "verify doesn't accept --reveal", ""},
         {"show --foo a.tbi", 2, "Unknown option 'foo'.", ""},
         {"verify --key key.bin --key key.bin a.tbi", 2, "--key can be given once only", ""},
         {"show --as nothing a.tbi", 2, "unknown format nothing; --help lists them", ""},
@@ -520,7 +536,11 @@ TEST(InspectCommandLine, NamesOfFilesAreOurs) {
     description.format = inspect::formatByName(QStringLiteral("installImage"));
     for (const char letter : {'@', 'A', 'Z', '[', '`', 'a', 'z', '{', '/', '.', '\n', '\xe9'}) {
         inspect::Contents contents;
-        contents.list.push_back({1, "area", letter, false, 0, inspect::ContentKind::other, "x"});
+        inspect::Content& content = contents.list.emplace_back();
+        content.part = 1;
+        content.name = "area";
+        content.letter = letter;
+        content.bytes = "x";
         QString fault;
         const bool isLetter = (letter >= 'A' && letter <= 'Z') || (letter >= 'a' && letter <= 'z');
         const QString out = folder.path(isLetter ? (QByteArray("out") + letter).constData() : "none");
@@ -600,6 +620,16 @@ TEST(InspectCommandLine, ComparesMemoryByNameAndAcrossFormats) {
     const std::string output = runInspect(folder, "diff --key key.bin a.tbi options.tbi").output;
     EXPECT_EQ(output.substr(0, output.find('\n')),
               "firmware equal; version 1 -> 2; option word 2: 0x63636363 -> 0x63637863");
+    const std::string named =
+        runInspect(folder, "diff --key key.bin --devices " QVORA_DATA_BASE " --device 455 a.tbi options.tbi").output;
+    EXPECT_EQ(named.substr(0, named.find('\n')),
+              "firmware equal; version 1 -> 2; option word 2 START: 0x63636363 -> 0x63637863");
+    image.areas.back().payload[5] = '\x61';
+    folder.write("greeting.tbi", kitMake(image));
+    const std::string field =
+        runInspect(folder, "diff --key key.bin --devices " QVORA_DATA_BASE " --device 455 a.tbi greeting.tbi").output;
+    EXPECT_EQ(field.substr(0, field.find('\n')),
+              "firmware equal; version 1 -> 2; option START.Greeting: 1 (Spoken) -> 0 (Silent)");
     EXPECT_EQ(runInspect(folder, "diff a.tbi a.tbi").output, "no difference\n");
     EXPECT_EQ(runInspect(folder, "diff --key key.bin --bytes 3 fw.hex a.tbi").output,
               "firmware differs in 1 range\n"
@@ -765,26 +795,31 @@ TEST(InspectCommandLine, JsonIsOneDocumentThatKeepsTheSchema) {
     QByteArray strange = kitMake(kitInstallImage());
     strange[28] = '\xff';
     folder.write("strange.tbi", strange);
-    const char* const calls[] = {"show none.tbi",
-                                 "",
-                                 "--foo",
-                                 "show a.tbi cut.tbi strange.tbi e.tbix s.pvs m.xtbi u.tbuh u.tbu signed.bin inner.bin",
-                                 "verify --key key.bin a.tbi b.tbi c.tbi cut.tbi e.tbix s.pvs m.xtbi u.tbuh inner.bin",
-                                 "verify a.tbi",
-                                 "verify --key key.bin --firmware fw.hex --option-bytes ob.csv a.tbi c.tbi",
-                                 "extract --key key.bin -o out e.tbix",
-                                 "extract --key key.bin -o out e.tbix",
-                                 "diff --key key.bin a.tbi c.tbi",
-                                 "verify --key key.bin --dump flipped.dump@08000000 a.tbi",
-                                 "verify --key key.bin --dump low.dump@08000000 a.tbi",
-                                 "show --keys keys --site-secret site a.tbi signed.bin free.kdu",
-                                 "verify --keys keys a.tbi",
-                                 "verify --key key.bin --least-version 2 --option-word 1=0 --memory 0-1 a.tbi",
-                                 "diff --key key.bin --bytes 4 fw.hex a.tbi",
-                                 "diff --key key.bin --bytes 4 options.tbi a.tbi",
-                                 "diff a.tbi b.tbi",
-                                 "diff a.tbi s.pvs",
-                                 "diff --except-signature a.tbi b.tbi"};
+    const char* const calls[] = {
+        "show none.tbi",
+        "",
+        "--foo",
+        "show a.tbi cut.tbi strange.tbi e.tbix s.pvs m.xtbi u.tbuh u.tbu signed.bin inner.bin",
+        "verify --key key.bin a.tbi b.tbi c.tbi cut.tbi e.tbix s.pvs m.xtbi u.tbuh inner.bin",
+        "verify a.tbi",
+        "verify --key key.bin --firmware fw.hex --option-bytes ob.csv a.tbi c.tbi",
+        "extract --key key.bin -o out e.tbix",
+        "extract --key key.bin -o out e.tbix",
+        "diff --key key.bin a.tbi c.tbi",
+        "verify --key key.bin --dump flipped.dump@08000000 a.tbi",
+        "verify --key key.bin --dump low.dump@08000000 a.tbi",
+        "show --keys keys --site-secret site a.tbi signed.bin free.kdu",
+        "verify --keys keys a.tbi",
+        "show --key key.bin --site-secret site --reveal --texts 2 a.tbi modules.tbi e.tbix s.pvs",
+        "show --contents --texts 2 " QVORA_EXAMPLES "/firmware/blink.elf",
+        "show --key key.bin --devices " QVORA_DATA_BASE " --device 455 a.tbi",
+        "diff --key key.bin --devices " QVORA_DATA_BASE " --device 455 options.tbi a.tbi",
+        "verify --key key.bin --least-version 2 --option-word 1=0 --memory 0-1 a.tbi",
+        "diff --key key.bin --bytes 4 fw.hex a.tbi",
+        "diff --key key.bin --bytes 4 options.tbi a.tbi",
+        "diff a.tbi b.tbi",
+        "diff a.tbi s.pvs",
+        "diff --except-signature a.tbi b.tbi"};
     QString command = QStringLiteral(QVORA_VALIDATE " " QVORA_SCHEMA);
     int index = 0;
     const auto keep = [&](const CallResult& result) {
@@ -800,6 +835,31 @@ TEST(InspectCommandLine, JsonIsOneDocumentThatKeepsTheSchema) {
     EXPECT_EQ(strangeName.errors, "qvora-inspect: argument 3 is not in UTF-8");
     keep(strangeName);
     outsideTool(command.toUtf8());
+}
+
+// Secrets get into a pipe or a file of the owner, not into a file that others can read.
+TEST(InspectCommandLine, RevealsSecretsToTheOwnerOnly) {
+    const TempFolder folder;
+    makeFiles(folder);
+    folder.write("s.pvs", kitMake(kitProvisioningImage()));
+    struct Row {
+        const char* script;
+        int status;
+    };
+    constexpr Row rows[] = {
+        {"umask 077; \"$0\" show --key key.bin --reveal s.pvs >own.txt", 0},
+        {"umask 037; \"$0\" show --key key.bin --reveal s.pvs >group.txt", 2},
+        {"umask 022; mkfifo pipe; cat pipe >/dev/null & \"$0\" show --key key.bin --reveal s.pvs >pipe", 2},
+        {"exec >&-; \"$0\" show --key key.bin --reveal s.pvs", 2},
+        {"script -qec '\"'\"$0\"'\" show --key key.bin --reveal s.pvs' /dev/null", 2},
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ(runShell(folder, row.script).status, row.status) << row.script;
+    }
+    EXPECT_TRUE(folder.read("own.txt").contains(QByteArray(24, 's').toHex()));
+    EXPECT_FALSE(folder.read("group.txt").contains(QByteArray(24, 's').toHex()));
+    EXPECT_TRUE(QByteArray::fromStdString(runInspect(folder, "show --key key.bin --reveal s.pvs").output)
+                    .contains(QByteArray(24, 's').toHex()));
 }
 
 TEST(InspectCommandLine, WarnsOfAKeyThatEveryUserCanRead) {

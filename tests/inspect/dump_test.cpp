@@ -40,8 +40,11 @@ TEST(InspectDump, DecidesLikeAModelOfTheMemory) {
         std::vector<bool> isProtected(space, false);
         inspect::Contents contents;
         for (const inspect::SourcePiece& piece : randomPieces(random, image)) {
-            contents.list.push_back(
-                {1, "area", 'F', true, piece.address, inspect::ContentKind::firmware, piece.bytes, 0, 0, 0});
+            inspect::Content& content = contents.list.emplace_back();
+            content.hasAddress = true;
+            content.address = piece.address;
+            content.kind = inspect::ContentKind::firmware;
+            content.bytes = piece.bytes;
         }
         inspect::Dump dump;
         dump.erased = erased;

@@ -47,10 +47,10 @@ install_compressed(${PROJECT_SOURCE_DIR}/CHANGELOG.md CHANGELOG.md ${documents})
 install_compressed(${made}/changelog changelog ${documents})
 install(DIRECTORY docs DESTINATION ${documents})
 # The documents contain no ELF file. The example's is installed compressed, and examples/demo unpacks it.
-install(DIRECTORY examples DESTINATION ${documents} PATTERN demo EXCLUDE PATTERN build EXCLUDE PATTERN prepare EXCLUDE PATTERN *.elf EXCLUDE)
+install(DIRECTORY examples DESTINATION ${documents} PATTERN demo EXCLUDE PATTERN *.py EXCLUDE PATTERN build EXCLUDE PATTERN prepare EXCLUDE PATTERN *.elf EXCLUDE)
 install(FILES Data_Base/example-0x455.xml Data_Base/example-0x505.xml DESTINATION ${documents}/Data_Base)
 install(PROGRAMS examples/production/prepare DESTINATION ${documents}/examples/production)
-install(PROGRAMS examples/demo DESTINATION ${documents}/examples)
+install(PROGRAMS examples/demo examples/inspect.py DESTINATION ${documents}/examples)
 install(PROGRAMS examples/firmware/build DESTINATION ${documents}/examples/firmware)
 install_compressed(${PROJECT_SOURCE_DIR}/examples/firmware/blink.elf blink.elf ${documents}/examples/firmware)
 
@@ -81,6 +81,17 @@ if(NOT QVORA_SANITIZE)
   install(FILES ${made}/${tool}.completion DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
           RENAME ${tool})
 endif()
+
+# The opener as a library, and what programs need to be built with it.
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME library)
+install(TARGETS qvora-inspect-library LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} NAMELINK_COMPONENT library-dev)
+install(FILES cmake/debian/copyright DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libqvora-inspect${PROJECT_VERSION_MAJOR})
+install_compressed(${made}/changelog changelog ${CMAKE_INSTALL_DATADIR}/doc/libqvora-inspect${PROJECT_VERSION_MAJOR})
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME library-dev)
+install(FILES inspect/library/qvora_inspect.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES ${PROJECT_BINARY_DIR}/inspect/library/qvora-inspect.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES cmake/debian/copyright DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libqvora-inspect-dev)
+install_compressed(${made}/changelog changelog ${CMAKE_INSTALL_DATADIR}/doc/libqvora-inspect-dev)
 
 # The desktop program has its own package, which depends on the tool's. Only this package contains the device
 # descriptions, because the command-line tool reads none.
@@ -142,7 +153,7 @@ set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Package and provision firmware of secure 
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
-set(CPACK_COMPONENTS_ALL tool)
+set(CPACK_COMPONENTS_ALL tool library library-dev)
 set(CPACK_COMPONENT_TOOL_DESCRIPTION "Makes encrypted and authenticated install and update images, provisioning
 payloads and files, signed images, encrypted memory images, backup images
 and key pairs, and programs cards. A second program, qvora-inspect, shows
@@ -150,6 +161,19 @@ and verifies the content of these files.")
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME ${CPACK_PACKAGE_NAME})
 set(CPACK_DEBIAN_TOOL_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SUGGESTS "p11-kit-modules, opensc, python3-pip")
+set(CPACK_COMPONENT_LIBRARY_DESCRIPTION "The opener qvora-inspect as a library with functions in C: shows and proves the
+files of QVORA Sealed Bundle Builder, for programs in any language.")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libqvora-inspect${PROJECT_VERSION_MAJOR})
+set(CPACK_DEBIAN_LIBRARY_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
+set(CPACK_COMPONENT_LIBRARY-DEV_DESCRIPTION "Header and pkg-config file for programs that are built with the library
+libqvora-inspect.")
+set(CPACK_DEBIAN_LIBRARY-DEV_PACKAGE_NAME libqvora-inspect-dev)
+set(CPACK_DEBIAN_LIBRARY-DEV_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_LIBRARY-DEV_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_LIBRARY-DEV_PACKAGE_DEPENDS "libqvora-inspect${PROJECT_VERSION_MAJOR} (= ${CPACK_PACKAGE_VERSION})")
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 if(QVORA_DESKTOP)
   list(APPEND CPACK_COMPONENTS_ALL desktop)
   set(CPACK_COMPONENT_DESKTOP_DESCRIPTION "This is a window over the command-line tool: a form for each command, editors

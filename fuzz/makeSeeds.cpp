@@ -161,6 +161,8 @@ void writeDocuments(const QDir& root) {
               "optionWords": [{"word": 1, "mask": "FF", "is": "63"},
                               {"name": "lock", "word": 2, "isNot": "63636363", "irreversible": true}]})");
     write(root, "policy", "number", R"({"version": 1, "leastVersion": 2})");
+    write(root, "policy", "device",
+          R"({"version": 1, "device": "0", "optionWords": [{"register": "START", "field": "Level", "isNot": "5"}]})");
     write(root, "publicKeyText", "text",
           "Public-Key: (32 bit)\nModulus:\n    00:c3:5a:\n    11:22\nExponent: 65537 (0x10001)\n");
     write(root, "commandLine", "tbi", QByteArray::fromHex("0312391341421512164a1744"));

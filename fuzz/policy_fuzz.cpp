@@ -1,8 +1,8 @@
-// Fuzzes the reader of policies. A readable policy is applied to an image. The check of the policy must be bad
-// exactly if there is a finding about it.
+// Fuzzes the reader of policies. A readable policy that fits a device is applied to an image. The check of the policy
+// must be bad exactly if there is a finding about it.
 
 #include "fuzz/FuzzFile.h"
-#include "inspect/policy.h"
+#include "inspect/devicePolicy.h"
 #include "tests/inspect/SealingKit.h"
 
 #include <algorithm>
@@ -27,6 +27,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     inspect::Policy policy;
     QString fault;
     if (!inspect::readPolicy({reinterpret_cast<const char*>(data), static_cast<qsizetype>(size)}, policy, fault)) {
+        require(!fault.isEmpty());
+        return 0;
+    }
+    devices::DeviceField field;
+    field.name = QStringLiteral("Level");
+    field.width = 4;
+    devices::DeviceRegister reg;
+    reg.name = QStringLiteral("START");
+    reg.fields = {field};
+    devices::Device device;
+    device.registers = {reg};
+    device.memories = {{QStringLiteral("Flash"), devices::MemoryKind::flash, 0x08000000, 0x100, 1, {}}};
+    if (!inspect::applyDevice(&device, policy, fault)) {
         require(!fault.isEmpty());
         return 0;
     }

@@ -1,6 +1,7 @@
 #include "inspect/Call.h"
 
 #include "files/parseNumber.h"
+#include "inspect/devicePolicy.h"
 #include "inspect/input.h"
 
 #include <QDir>
@@ -214,8 +215,8 @@ bool Call::readRules(Policy& policy) {
         !readEach("image-key", parseFingerprint, fingerprint, imageKeys) ||
         !readEach("public-key", parseFingerprint, fingerprint, publicKeys) ||
         !readEach("memory", parseSpan, "two hexadecimal addresses: FROM-TO", memory) ||
-        !readEach("option-word", parseOptionRule, "WORD=VALUE or WORD/MASK=VALUE, the value inside the mask",
-                  policy.options)) {
+        !readEach("option-word", parseOptionRule,
+                  "WORD=VALUE, WORD/MASK=VALUE or REGISTER.FIELD=VALUE, the value inside the mask", policy.options)) {
         return false;
     }
     if (has("image-key")) {
@@ -235,12 +236,13 @@ bool Call::readRules(Policy& policy) {
         policy.largestSize = value("largest-size").toULongLong(&isNumber);
     }
     policy.forbidsOverlap = has("no-overlap");
+    policy.isForDeviceMemory = has("device-memory");
     return isNumber || fail("usage", {}, QStringLiteral("--largest-size needs a number of bytes"));
 }
 
 bool Call::readPolicies() {
-    constexpr std::array rules = {"require",      "image-key", "public-key", "least-version",
-                                  "largest-size", "memory",    "no-overlap", "option-word"};
+    constexpr std::array rules = {"require", "image-key",     "public-key", "least-version", "largest-size",
+                                  "memory",  "device-memory", "no-overlap", "option-word"};
     if (has("policy")) {
         std::optional<QByteArray> document;
         QString fault;
@@ -255,7 +257,16 @@ bool Call::readPolicies() {
     if (has("allow-irreversible") && !has("policy")) {
         return fail("usage", {}, QStringLiteral("--allow-irreversible needs --policy"));
     }
-    return !hasRules || readRules(policies_.emplace_back());
+    return (!hasRules || readRules(policies_.emplace_back())) &&
+           std::all_of(policies_.begin(), policies_.end(), [this](Policy& policy) { return resolve(policy); });
+}
+
+bool Call::resolve(Policy& policy) {
+    const RegisterNames& registers = decoding_.registers;
+    const std::optional<std::uint32_t> id = policy.device ? policy.device : registers.deviceId;
+    const devices::Device* const device = id ? registers.devices.find(*id) : nullptr;
+    QString fault;
+    return applyDevice(device, policy, fault) || fail("usage", {}, QStringLiteral("policy: ") + fault);
 }
 
 bool Call::readDecoding() {

@@ -89,6 +89,7 @@ class Call {
     bool readWhole(const char* option, std::optional<QByteArray>& bytes);
     bool readKeys();
     bool readRules(Policy& policy);
+    bool resolve(Policy& policy);
     template <typename Value>
     bool readEach(const char* option, bool (*parse)(const QString& text, Value& value), const char* expected,
                   std::vector<Value>& values);

@@ -69,10 +69,12 @@ constexpr std::array options = {
     OptionRow{"least-version", "VERSION", false, "verify", "such as 3 or 1.2.3"},
     OptionRow{"largest-size", "BYTES", false, "verify", "decimal"},
     OptionRow{"memory", "FROM-TO", true, "verify", "hexadecimal addresses that areas may fill"},
+    OptionRow{"device-memory", nullptr, false, "verify", "areas fill only the memories of --device"},
     OptionRow{"no-overlap", nullptr, false, "verify", "no module overlaps firmware"},
-    OptionRow{
-        "option-word", "WORD[/MASK]=VALUE", true, "verify",
-        "a word of the option bytes, counted from 1, has a hexadecimal value; != for a value that it must not have"},
+    OptionRow{"option-word", "WORD[/MASK]=VALUE", true, "verify",
+              "a word of the option bytes, counted from 1, or a REGISTER.FIELD of --device, has a hexadecimal value; "
+              "!= for a "
+              "value that it must not have"},
     OptionRow{"allow-irreversible", nullptr, false, "verify", "lift the rules about values that a device can't undo"},
     OptionRow{"o output", "FOLDER", false, "extract", "the folder to make"},
     OptionRow{"except-signature", nullptr, false, "diff", "compare everything except the signatures"},

@@ -19,6 +19,9 @@ struct OptionRule {
     std::uint32_t value = 0;
     bool isForbidden = false;
     bool isIrreversible = false;  ///< a device can't undo the value; `--allow-irreversible` lifts the rule
+    /// "REGISTER" or "REGISTER.FIELD" of a device, from which `applyDevice` makes word and mask; then it is empty.
+    QString place;
+    QString valueName;  ///< with `place`: a hexadecimal number, or the name of a field's value
 };
 
 /// What a file must be like to be shipped. A missing member allows everything.
@@ -30,6 +33,8 @@ struct Policy {
     std::optional<Version> leastVersion;
     std::optional<std::uint64_t> largestSize;  ///< in bytes, of both files of a pair
     std::optional<std::vector<Span>> memory;
+    std::optional<std::uint32_t> device;  ///< the device that the file is for
+    bool isForDeviceMemory = false;       ///< areas may only fill the memories of the device
     bool forbidsOverlap = false;
     std::vector<OptionRule> options;
 };
@@ -46,11 +51,12 @@ struct Policy {
 /// Reads the name of a proof that a policy can demand: digest, signature, tag or comparison.
 [[nodiscard]] bool parseProof(const QString& text, Proof& proof);
 
-/// Reads "WORD=VALUE", "WORD/MASK=VALUE", or either with "!=". The word is decimal, the other numbers hexadecimal.
+/// Reads "WORD=VALUE", "WORD/MASK=VALUE", "REGISTER=VALUE" or "REGISTER.FIELD=VALUE", or any with "!=". The word is
+/// decimal, the other numbers hexadecimal.
 [[nodiscard]] bool parseOptionRule(const QString& text, OptionRule& rule);
 
 /// Adds a finding for each rule that the file breaks, and the check of the policy. All other checks must have been
-/// made. `contents` has the contents of the file if it could be opened.
+/// made, and `applyDevice` must have succeeded. `contents` has the contents of the file if it could be opened.
 void provePolicy(const Policy& policy, bool allowsIrreversible, const Contents& contents, Description& description);
 
 }  // namespace inspect

@@ -48,6 +48,7 @@ class Reader {
     bool readLeastVersion(const QJsonValue& json);
     bool readLargestSize(const QJsonValue& json);
     bool readMemory(const QJsonValue& json);
+    bool readDevice(const QJsonValue& json);
     bool readOverlap(const QJsonValue& json);
     bool readOptionWords(const QJsonValue& json);
     bool readOptionWord(const QJsonObject& object);
@@ -117,9 +118,39 @@ bool Reader::readMemory(const QJsonValue& json) {
     });
 }
 
+bool Reader::readDevice(const QJsonValue& json) {
+    policy_.isForDeviceMemory = true;
+    return readAddress(json, policy_.device.emplace());
+}
+
 bool Reader::readOverlap(const QJsonValue& json) {
     policy_.forbidsOverlap = !json.toBool();
     return json.isBool();
+}
+
+/// Whether the members that a rule has in any form are right.
+bool isCommon(const QJsonObject& object, const OptionRule& rule) {
+    const QJsonValue name = object.value(QLatin1String("name"));
+    const QJsonValue irreversible = object.value(QLatin1String("irreversible"));
+    return hasOnly(object, {QStringLiteral("name"), QStringLiteral("word"), QStringLiteral("mask"),
+                            QStringLiteral("register"), QStringLiteral("field"), QStringLiteral("is"),
+                            QStringLiteral("isNot"), QStringLiteral("irreversible")}) &&
+           (name.isUndefined() || name.isString()) && rule.isForbidden != object.contains(QLatin1String("is")) &&
+           (irreversible.isUndefined() || (irreversible.isBool() && (rule.isForbidden || !rule.isIrreversible)));
+}
+
+/// Reads the register and the field of a rule. Only a field has named values.
+bool readPlace(const QJsonObject& object, const QJsonValue& value, OptionRule& rule) {
+    const QString field = object.value(QLatin1String("field")).toString();
+    rule.place = object.value(QLatin1String("register")).toString();
+    rule.valueName = value.toString();
+    std::uint32_t number = 0;
+    const bool hasField = object.contains(QLatin1String("field"));
+    const bool isRight = !rule.place.isEmpty() && hasField != field.isEmpty() && !rule.valueName.isEmpty() &&
+                         (hasField || readAddress(value, number)) && !object.contains(QLatin1String("word")) &&
+                         !object.contains(QLatin1String("mask"));
+    rule.place += hasField ? u'.' + field : QString();
+    return isRight;
 }
 
 bool Reader::readOptionWord(const QJsonObject& object) {
@@ -129,16 +160,16 @@ bool Reader::readOptionWord(const QJsonObject& object) {
     const QJsonValue mask = object.value(QLatin1String("mask"));
     const QJsonValue irreversible = object.value(QLatin1String("irreversible"));
     rule.name = name.toString();
-    rule.word = isWhole(word, 65535) ? static_cast<std::uint32_t>(word.toInteger()) : 0;
     rule.isForbidden = object.contains(QLatin1String("isNot"));
     rule.isIrreversible = irreversible.toBool();
-    const bool hasValue = rule.isForbidden != object.contains(QLatin1String("is")) &&
-                          readAddress(object.value(QLatin1String(rule.isForbidden ? "isNot" : "is")), rule.value);
-    return hasOnly(object, {QStringLiteral("name"), QStringLiteral("word"), QStringLiteral("mask"),
-                            QStringLiteral("is"), QStringLiteral("isNot"), QStringLiteral("irreversible")}) &&
-           (name.isUndefined() || name.isString()) && rule.word > 0 &&
-           (mask.isUndefined() || readAddress(mask, rule.mask)) && hasValue && (rule.value & ~rule.mask) == 0 &&
-           (irreversible.isUndefined() || (irreversible.isBool() && (rule.isForbidden || !rule.isIrreversible)));
+    const QJsonValue value = object.value(QLatin1String(rule.isForbidden ? "isNot" : "is"));
+    if (object.contains(QLatin1String("register"))) {
+        return isCommon(object, rule) && readPlace(object, value, rule);
+    }
+    rule.word = isWhole(word, 65535) ? static_cast<std::uint32_t>(word.toInteger()) : 0;
+    return isCommon(object, rule) && !object.contains(QLatin1String("field")) && rule.word > 0 &&
+           (mask.isUndefined() || readAddress(mask, rule.mask)) && readAddress(value, rule.value) &&
+           (rule.value & ~rule.mask) == 0;
 }
 
 bool Reader::readOptionWords(const QJsonValue& json) {
@@ -156,9 +187,11 @@ bool Reader::read(const QJsonObject& document) {
         Member{"leastVersion", &Reader::readLeastVersion, "a number or a text such as \"1.2.3\""},
         Member{"largestSize", &Reader::readLargestSize, "a number of bytes"},
         Member{"memory", &Reader::readMemory, "a list of ranges with \"from\" and \"to\", such as \"0x08000000\""},
+        Member{"device", &Reader::readDevice, "a hexadecimal number, such as \"0x455\""},
         Member{"overlaps", &Reader::readOverlap, "true or false"},
         Member{"optionWords", &Reader::readOptionWords,
-               "a list of rules with \"word\", \"mask\" and either \"is\" or \"isNot\", a value inside the mask"},
+               "a list of rules with \"word\" and \"mask\", or with \"register\" and \"field\", and either \"is\" or "
+               "\"isNot\", a value inside the mask"},
     };
     for (const QString& key : document.keys()) {
         const auto* const member = std::find_if(members.begin(), members.end(), [&key](const Member& candidate) {
@@ -242,6 +275,11 @@ bool parseOptionRule(const QString& text, OptionRule& rule) {
     }
     rule.isForbidden = equals > 0 && text.at(equals - 1) == u'!';
     const QStringView place = QStringView(text).first(equals - (rule.isForbidden ? 1 : 0));
+    if (!place.isEmpty() && !place.front().isDigit()) {
+        rule.place = place.toString();
+        rule.valueName = text.sliced(equals + 1);
+        return !rule.valueName.isEmpty();
+    }
     const qsizetype slash = place.indexOf(u'/');
     return parseNumber(slash < 0 ? place : place.first(slash), 10, rule.word) && rule.word > 0 &&
            (slash < 0 || parseNumber(place.sliced(slash + 1), 16, rule.mask)) &&

@@ -2,7 +2,7 @@
 
 #include "Preparation/primitives/Sha256.h"
 #include "files/readWhole.h"
-#include "inspect/policy.h"
+#include "inspect/devicePolicy.h"
 #include "produce/JsonTokens.h"
 #include "produce/checkSteps.h"
 #include "produce/placeholders.h"
@@ -482,6 +482,12 @@ bool Reader::readPolicy(const QJsonValue& json) {
     QString fault;
     if (!inspect::readPolicy(content, policy, fault)) {
         return refuse(place, QStringLiteral("“%1” is no policy: %2.").arg(path, fault));
+    }
+    // The job's digest doesn't cover descriptions of devices.
+    if (!inspect::applyDevice(nullptr, policy, fault)) {
+        return refuse(
+            place,
+            QStringLiteral("“%1” names a device or its registers; a job needs addresses and numbers.").arg(path));
     }
     contents_.append(content);
     for (Step& step : job_.steps) {

@@ -351,6 +351,9 @@ TEST(ReadProductionJob, ReadsSavedJobs) {
     folder.write("pol{icy.json", R"({"version": 1, "proof": []})");
     EXPECT_EQ(faultOf(folder, withPolicy("")).toStdString(),
               "policy: “pol{icy.json” is no policy: unknown member \"proof\".");
+    folder.write("pol{icy.json", R"({"version": 1, "device": "455"})");
+    EXPECT_EQ(faultOf(folder, withPolicy("")).toStdString(),
+              "policy: “pol{icy.json” names a device or its registers; a job needs addresses and numbers.");
     EXPECT_EQ(faultOf(folder, withPolicy("").replace("pol{icy.json", "none.json")).toStdString(),
               "policy: “none.json” can't be read, or is larger than 1 MiB.");
 

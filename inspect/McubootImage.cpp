@@ -7,6 +7,7 @@
 #include "inspect/PublicKey.h"
 #include "inspect/cipher.h"
 #include "inspect/formats.h"
+#include "inspect/lzma2.h"
 #include "inspect/mcubootCipher.h"
 #include "inspect/mcubootEntries.h"
 
@@ -15,6 +16,7 @@
 #include <algorithm>
 #include <array>
 #include <map>
+#include <optional>
 
 namespace inspect {
 
@@ -27,6 +29,9 @@ constexpr qsizetype headerSize = 32;  // the size of the fields; the whole heade
 constexpr qsizetype entrySize = 4;
 constexpr int signatureLimit = 16;  // a bootloader has fewer keys, and each check hashes the whole image
 
+constexpr std::uint32_t lzma2Flag = 0x400;
+constexpr std::uint32_t thumbFlag = 0x800;
+constexpr std::uint32_t packedFlags = lzma2Flag | thumbFlag;
 constexpr std::uint32_t aes256Flag = 0x08;
 constexpr std::uint32_t encryptedFlags = 0x04 | aes256Flag;
 constexpr qsizetype cipherBlock = 16;                // encrypted code is padded with zeros to a multiple of this size
@@ -43,6 +48,10 @@ enum class TlvRole {
     unprovenSignature,
     pureSignature,
     wrappedKey,
+    plainSize,
+    plainDigest,
+    plainSignature,
+    packedSize,
 };
 
 struct TlvType {
@@ -71,10 +80,10 @@ constexpr std::array tlvTypes = {
     TlvType{0x40, "dependency"},
     TlvType{0x50, "securityCounter"},
     TlvType{0x60, "bootRecord"},
-    TlvType{0x70, "decompressedSize"},
-    TlvType{0x71, "decompressedDigest"},
-    TlvType{0x72, "decompressedSignature"},
-    TlvType{0x73, "compressedSize"},
+    TlvType{0x70, "decompressedSize", TlvRole::plainSize},
+    TlvType{0x71, "decompressedDigest", TlvRole::plainDigest},
+    TlvType{0x72, "decompressedSignature", TlvRole::plainSignature},
+    TlvType{0x73, "compressedSize", TlvRole::packedSize},
     TlvType{0x74, "vendorId"},
     TlvType{0x75, "classId"},
 };
@@ -443,6 +452,101 @@ void openEncrypted(McubootImage& image, const Evidence& evidence, Description& d
     image.isOpen = true;
 }
 
+/// The number in a protected entry; none if the entry is missing or has another size.
+std::optional<std::uint32_t> numberIn(const McubootImage& image, TlvRole role) {
+    for (const Tlv& tlv : image.tlvs) {
+        if (tlv.isProtected && tlv.role() == role && tlv.value.size() == 4) {
+            return McubootNumbers(tlv.value, image.isBigEndian).u32();
+        }
+    }
+    return std::nullopt;
+}
+
+/// Unpacks the code of a compressed image. Returns false if it is broken or its size isn't that of the entry.
+bool unpackCode(const McubootImage& image, QByteArray& code) {
+    constexpr qsizetype packerHead = 2;  // the size of the dictionary, and the properties that the stream repeats
+    const std::optional<std::uint32_t> size = numberIn(image, TlvRole::plainSize);
+    const std::optional<std::uint32_t> packed = numberIn(image, TlvRole::packedSize);  // without the cipher's padding
+    const qsizetype packedSize = packed ? qsizetype{*packed} : image.code.size();
+    if (!size || !canAllocate(*size) || packedSize < packerHead || packedSize > image.code.size() ||
+        !unpackLzma2(image.code.first(packedSize).sliced(packerHead), *size, code)) {
+        return false;
+    }
+    if ((image.flags & thumbFlag) != 0) {
+        restoreThumbBranches(code);
+    }
+    return code.size() == qsizetype{*size};
+}
+
+bool isAboutPacking(TlvRole role) {
+    return role == TlvRole::plainSize || role == TlvRole::plainDigest || role == TlvRole::plainSignature ||
+           role == TlvRole::packedSize;
+}
+
+void writeNumber(std::uint32_t value, qsizetype size, bool isBigEndian, char* at) {
+    for (qsizetype i = 0; i < size; ++i) {
+        at[isBigEndian ? size - 1 - i : i] = static_cast<char>(value >> (8 * i) & 0xFF);
+    }
+}
+
+/// The bytes that hash and signature covered before the image was compressed: its header, its code, and the protected
+/// block without the entries about the compression.
+QByteArray coveredBefore(const McubootImage& image, const QByteArray& code) {
+    constexpr qsizetype blockHead = 4;
+    QByteArray block = image.covered.sliced(image.protectedBlock.offset, blockHead).toByteArray();
+    for (const Tlv& tlv : image.tlvs) {
+        if (tlv.isProtected && !isAboutPacking(tlv.role())) {
+            block += image.covered.sliced(tlv.offset, entrySize + tlv.value.size());
+        }
+    }
+    if (block.size() == blockHead) {
+        block.clear();
+    } else {
+        writeNumber(static_cast<std::uint32_t>(block.size()), 2, image.isBigEndian, block.data() + 2);
+    }
+    QByteArray before = image.covered.first(image.headerSize).toByteArray();
+    writeNumber(static_cast<std::uint32_t>(block.size()), 2, image.isBigEndian, before.data() + 10);
+    writeNumber(static_cast<std::uint32_t>(code.size()), 4, image.isBigEndian, before.data() + 12);
+    writeNumber(image.flags & ~packedFlags, 4, image.isBigEndian, before.data() + 16);
+    before.reserve(before.size() + code.size() + block.size());
+    return before.append(code).append(block);
+}
+
+/// Unpacks a compressed image and checks its hash and signature from before the compression.
+void proveUnpacked(const McubootImage& image, const PublicKey& key, bool hasKey, QByteArray& code,
+                   Description& description) {
+    const bool isUnpacked = image.protectedBlock.isThere && unpackCode(image, code);
+    description.addCheck(CheckCode::unpacked, isUnpacked, 1);
+    if (!isUnpacked) {
+        wipe(code);
+        return;
+    }
+    McubootImage before = image;
+    QByteArray covered = coveredBefore(image, code);
+    const WipeOnExit wiped(covered);
+    before.covered = covered;
+    before.digests.clear();
+    const auto signature =
+        std::find_if(image.tlvs.begin(), image.tlvs.end(), [](const Tlv& tlv) { return isSignature(tlv.role()); });
+    int part = 1;
+    for (const Tlv& tlv : image.tlvs) {
+        ++part;
+        if (tlv.isProtected && tlv.role() == TlvRole::plainDigest) {
+            const std::uint16_t algorithm = tlv.value.size() == 48 ? 0x11 : tlv.value.size() == 64 ? 0x12 : 0x10;
+            description.addResult(CheckCode::digest, compareDigest(coveredDigest(before, algorithm), tlv.value), part);
+        } else if (tlv.isProtected && tlv.role() == TlvRole::plainSignature && signature != image.tlvs.end()) {
+            if (hasKey && key.kind() != PublicKey::Kind::none) {
+                Tlv own = *signature;
+                own.value = tlv.value;
+                proveSignature(before, own, key, part, description);
+            } else {
+                description.addUnchecked(CheckCode::signature, hasKey ? unusableReason() : Reason::noPublicKey, part,
+                                         false);
+            }
+        }
+    }
+}
+
 void proveTlv(McubootImage& image, const Tlv& tlv, const PublicKey& key, bool hasKey, int part,
               Description& description) {
     const bool isEncrypted = !image.isOpen;  // the hash and the signature cover the plain code
@@ -518,7 +622,10 @@ void describeMcubootImage(const Source& source, Description& description) {
         part.size = part.payloadSize;
         part.hasAddress = (image.flags & placedFlags) != 0;
         part.address = part.hasAddress ? image.loadAddress : 0;
-        part.memorySize = part.hasAddress ? static_cast<std::uint64_t>(part.payloadSize) : 0;
+        const bool isPacked = (image.flags & lzma2Flag) != 0;
+        const auto size = static_cast<std::uint32_t>(part.payloadSize);
+        const std::uint32_t plainSize = isPacked ? numberIn(image, TlvRole::plainSize).value_or(size) : size;
+        part.memorySize = part.hasAddress ? plainSize : 0;
         description.addRange(part.payloadSize, Role::payload, cover, part.index);
         description.parts.push_back(std::move(part));
         describeBlock(image, image.protectedBlock, true, cover, description);
@@ -564,11 +671,17 @@ void proveMcubootImage(const Source& source, const Evidence& evidence, Descripti
     } else if (!has(image, isSignature)) {
         description.addUnchecked(CheckCode::signature, Reason::notSigned);
     }
-    if (contents != nullptr && image.isOpen) {
+    const bool isPacked = (image.flags & lzma2Flag) != 0;
+    QByteArray unpacked;
+    const WipeOnExit wipedCode(unpacked);
+    if (isPacked && image.isOpen) {
+        proveUnpacked(image, key, hasKey, unpacked, description);
+    }
+    if (contents != nullptr && image.isOpen && (!isPacked || !unpacked.isEmpty())) {
         Content content = contentOf(description.parts.front(), ContentKind::module);
-        content.bytes = image.code.toByteArray();
+        content.bytes = isPacked ? std::move(unpacked) : image.code.toByteArray();
         content.headerRoom = image.headerSize;
-        content.tailRoom = isEncrypted ? cipherBlock - 1 : 0;
+        content.tailRoom = isEncrypted && !isPacked ? cipherBlock - 1 : 0;
         contents->list.push_back(std::move(content));
     }
 }

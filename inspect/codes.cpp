@@ -135,6 +135,7 @@ constexpr std::array checkRows = {
     CheckRow{CheckCode::dump, "dump", "contents against the dump", "different", Proof::comparison},
     CheckRow{CheckCode::policy, "policy", "policy", "broken", Proof::structure},
     CheckRow{CheckCode::wrappedKey, "wrappedKey", "wrapped key", "wrong", Proof::structure},
+    CheckRow{CheckCode::unpacked, "unpacked", "compression", "broken", Proof::structure},
 };
 
 constexpr std::array reasonRows = {
@@ -176,7 +177,7 @@ static_assert(differenceRows.size() == static_cast<std::size_t>(DifferenceCode::
 static_assert(isInOrder(checkRows, &CheckRow::code));
 static_assert(isInOrder(reasonRows, &ReasonRow::reason));
 static_assert(findingRows.size() == static_cast<std::size_t>(FindingCode::policyIrreversible) + 1);
-static_assert(checkRows.size() == static_cast<std::size_t>(CheckCode::wrappedKey) + 1);
+static_assert(checkRows.size() == static_cast<std::size_t>(CheckCode::unpacked) + 1);
 static_assert(reasonRows.size() == static_cast<std::size_t>(Reason::noSiteSecret) + 1);
 
 }  // namespace

@@ -123,6 +123,7 @@ enum class CheckCode : std::uint8_t {
     dump,
     policy,
     wrappedKey,
+    unpacked,
 };
 
 /// The kind of proof that a good check gives.

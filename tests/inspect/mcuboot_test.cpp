@@ -1,5 +1,7 @@
 #include "inspect/KeyFolder.h"
 #include "tests/inspect/Inspection.h"
+#include "tests/inspect/SealingKit.h"
+#include "tests/inspect/SigningKit.h"
 #include "tests/support/TempFolder.h"
 
 #include <QFile>
@@ -15,6 +17,7 @@ namespace {
 struct Vector {
     std::string name;
     Given given;
+    QByteArray firmware;
 };
 
 /// Images that imgtool made of one firmware, and the keys to open and prove them.
@@ -25,7 +28,7 @@ class InspectMcuboot : public testing::Test {
         EXPECT_TRUE(file.open(QIODevice::ReadOnly));
         const QJsonObject document = QJsonDocument::fromJson(file.readAll()).object();
         const QJsonObject keys = document.value(QLatin1String("keys")).toObject();
-        firmware_ = QByteArray::fromHex(document.value(QLatin1String("firmware")).toString().toLatin1());
+        const QString firmware = document.value(QLatin1String("firmware")).toString();
         for (const QJsonValue& item : document.value(QLatin1String("images")).toArray()) {
             const QJsonObject image = item.toObject();
             const auto text = [&image](const char* name) { return image.value(QLatin1String(name)).toString(); };
@@ -35,11 +38,11 @@ class InspectMcuboot : public testing::Test {
             vector.given.publicKey = keys.value(text("public")).toString().toLatin1();
             vector.given.privateKey = keys.value(text("private")).toString().toLatin1();
             vector.given.isPrinted = false;
+            vector.firmware = QByteArray::fromHex(image.value(QLatin1String("firmware")).toString(firmware).toLatin1());
             vectors_.push_back(vector);
         }
     }
 
-    QByteArray firmware_;
     std::vector<Vector> vectors_;
 };
 
@@ -57,7 +60,7 @@ QByteArray contentOf(const Given& given) {
 }
 
 TEST_F(InspectMcuboot, OpensWhatImgtoolMakes) {
-    ASSERT_EQ(vectors_.size(), 15U);
+    ASSERT_EQ(vectors_.size(), 18U);
     for (Vector& vector : vectors_) {
         SCOPED_TRACE(vector.name);
         Given& given = vector.given;
@@ -65,8 +68,9 @@ TEST_F(InspectMcuboot, OpensWhatImgtoolMakes) {
         const bool isPlain = !isEncrypted || vector.name.find("primary slot") != std::string::npos;
         EXPECT_EQ(inspectGiven(given).faults(), "");
         EXPECT_EQ(inspectGiven(given).judgement.verdict, inspect::Verdict::proven);
-        const qsizetype padding = isEncrypted ? 32 - firmware_.size() : 0;
-        EXPECT_EQ(contentOf(given), firmware_ + QByteArray(padding, '\0'));
+        const bool isPacked = vector.name.find("LZMA2") != std::string::npos;
+        const qsizetype padding = isEncrypted && !isPacked ? 32 - vector.firmware.size() : 0;
+        EXPECT_EQ(contentOf(given), vector.firmware + QByteArray(padding, '\0'));
         if (isEncrypted) {
             Given closed = given;
             closed.privateKey.clear();
@@ -121,6 +125,62 @@ TEST_F(InspectMcuboot, FindsTheKeyOfAnEncryptedImageInAFolder) {
     evidence.privateKey.clear();
     keys.fit(source, inspect::describe(source), evidence);
     EXPECT_TRUE(evidence.publicKey.isEmpty());
+}
+
+// The hash of the compressed image is right in each row, so that only the checks of the plain code can fail.
+TEST(InspectMcubootPacked, ProvesThePlainCode) {
+    KitMcuboot plain;
+    plain.protectedTlvs.clear();
+    constexpr qsizetype header = 32;
+    const QByteArray digest = kitSha256(kitMake(plain).first(header + plain.code.size()));
+    const QByteArray size = QByteArray::fromHex("28000000");
+    // A stream with one chunk that isn't packed: its mark, its size and its bytes, then the end mark.
+    const QByteArray stream = QByteArray::fromHex("185d010027") + plain.code + QByteArray(1, '\0');
+    struct Row {
+        const char* name;
+        std::uint32_t flags;
+        QByteArray code;
+        std::vector<KitTlv> tlvs;
+        const char* faults;
+    };
+    const Row rows[] = {
+        {"right", 0x400, stream, {{0x70, size}, {0x71, digest}}, "?signature"},
+        {"with other entries", 0x400, stream, {{0x70, size}, {0x71, digest}, {0xA0, "x"}}, "?signature digest"},
+        {"Thumb code without branches", 0xC00, stream, {{0x70, size}, {0x71, digest}}, "?signature"},
+        {"padded by the cipher",
+         0x400,
+         stream + '\0',
+         {{0x70, size}, {0x71, digest}, {0x73, QByteArray::fromHex("2e000000")}},
+         "?signature"},
+        {"longer than its entry",
+         0x400,
+         stream,
+         {{0x70, size}, {0x71, digest}, {0x73, QByteArray::fromHex("ff000000")}},
+         "?signature unpacked"},
+        {"other digest", 0x400, stream, {{0x70, size}, {0x71, QByteArray(32, 'd')}}, "?signature digest"},
+        {"other size", 0x400, stream, {{0x70, QByteArray::fromHex("29000000")}, {0x71, digest}}, "?signature unpacked"},
+        {"smaller size",
+         0x400,
+         stream,
+         {{0x70, QByteArray::fromHex("27000000")}, {0x71, digest}},
+         "?signature unpacked"},
+        {"huge size", 0x400, stream, {{0x70, QByteArray(4, '\xff')}, {0x71, digest}}, "?signature unpacked"},
+        {"no size", 0x400, stream, {{0x71, digest}}, "?signature unpacked"},
+        {"no entries", 0x400, stream, {}, "?signature unpacked"},
+        {"cut off", 0x400, stream.chopped(1), {{0x70, size}, {0x71, digest}}, "?signature unpacked"},
+        {"empty", 0x400, "", {{0x70, size}, {0x71, digest}}, "?signature unpacked"},
+    };
+    for (const Row& row : rows) {
+        KitMcuboot packed = plain;
+        packed.flags = row.flags;
+        packed.code = row.code;
+        packed.protectedTlvs = row.tlvs;
+        Given given;
+        given.bytes = kitMake(packed);
+        EXPECT_EQ(inspectGiven(given).faults(), row.faults) << row.name;
+        const bool isOpened = std::string(row.faults).find("unpacked") == std::string::npos;
+        EXPECT_EQ(contentOf(given), isOpened ? plain.code : QByteArray()) << row.name;
+    }
 }
 
 TEST_F(InspectMcuboot, ShowsEntriesInTheReadersTerms) {

@@ -5,6 +5,7 @@
 #include <QJsonObject>
 #include <QStringDecoder>
 
+#include <algorithm>
 #include <array>
 
 namespace inspect {
@@ -216,6 +217,10 @@ QJsonObject toJson(const KeyUse& key) {
 // JSON contains non-ASCII characters only in strings, where an escape means the same. Escapes keep control characters
 // and changes of the reading order away from a terminal.
 void appendAscii(const QByteArray& json, QByteArray& result) {
+    if (std::all_of(json.begin(), json.end(), [](char byte) { return byte >= 0 && byte < 0x7F; })) {
+        result += json;
+        return;
+    }
     for (const QChar character : QString::fromUtf8(json)) {
         const char16_t code = character.unicode();
         if (code < 0x7F) {

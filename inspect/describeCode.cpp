@@ -3,6 +3,7 @@
 #include "files/ByteReader.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace inspect {
 
@@ -64,20 +65,31 @@ void findVectors(const Content& content, const std::vector<Span>& memory, Decode
     decoded.fields.push_back(derived(numberField("vectorCount", count)));
 }
 
+// A run of the shortest length contains a whole stride, so only strides of equal bytes are looked at closely.
 void findFill(const Content& content, Decoded& decoded) {
     constexpr qsizetype shortest = 256;
-    const QByteArray& bytes = content.bytes;
-    for (qsizetype at = 0; at < bytes.size();) {
-        qsizetype end = at + 1;
-        while (end < bytes.size() && bytes.at(end) == bytes.at(at)) {
+    constexpr qsizetype stride = shortest / 2;
+    const char* const bytes = content.bytes.constData();
+    const qsizetype size = content.bytes.size();
+    for (qsizetype at = 0; at + stride <= size;) {
+        if (std::memcmp(bytes + at, bytes + at + 1, stride - 1) != 0) {
+            at += stride;
+            continue;
+        }
+        qsizetype start = at;
+        while (start > 0 && bytes[start - 1] == bytes[at]) {
+            --start;
+        }
+        qsizetype end = at + stride;
+        while (end < size && bytes[end] == bytes[at]) {
             ++end;
         }
-        if (end - at >= shortest) {
-            decoded.filled.push_back({content.address + static_cast<std::uint64_t>(at),
+        if (end - start >= shortest) {
+            decoded.filled.push_back({content.address + static_cast<std::uint64_t>(start),
                                       content.address + static_cast<std::uint64_t>(end - 1),
-                                      static_cast<std::uint8_t>(bytes.at(at))});
+                                      static_cast<std::uint8_t>(bytes[at])});
         }
-        at = end;
+        at += (end - at) / stride * stride;
     }
 }
 
@@ -86,21 +98,22 @@ void findTexts(const Content& content, std::size_t limit, Decoded& decoded) {
     const QByteArray& bytes = content.bytes;
     std::uint64_t count = 0;
     std::uint64_t size = 0;
-    qsizetype start = 0;
-    for (qsizetype at = 0; at < bytes.size(); ++at) {
-        const char character = bytes.at(at);
-        if (character >= ' ' && character <= '~') {
+    qsizetype after = 0;  // the previous zero byte
+    for (qsizetype zero = bytes.indexOf('\0'); zero >= 0; zero = bytes.indexOf('\0', after)) {
+        qsizetype start = zero;
+        while (start > after && bytes.at(start - 1) >= ' ' && bytes.at(start - 1) <= '~') {
+            --start;
+        }
+        after = zero + 1;
+        if (zero - start < shortest) {
             continue;
         }
-        if (character == 0 && at - start >= shortest) {
-            ++count;
-            size += static_cast<std::uint64_t>(at - start);
-            if (decoded.texts.size() < limit) {
-                decoded.texts.push_back(
-                    {content.address + static_cast<std::uint64_t>(start), bytes.sliced(start, at - start)});
-            }
+        ++count;
+        size += static_cast<std::uint64_t>(zero - start);
+        if (decoded.texts.size() < limit) {
+            decoded.texts.push_back(
+                {content.address + static_cast<std::uint64_t>(start), bytes.sliced(start, zero - start)});
         }
-        start = at + 1;
     }
     decoded.fields.push_back(derived(numberField("textCount", count)));
     decoded.fields.push_back(derived(numberField("textSize", size)));

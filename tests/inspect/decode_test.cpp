@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
+
 namespace {
 
 using inspect::Description;
@@ -235,6 +237,45 @@ TEST(InspectDecode, FindsVectorTables) {
         inspect::describeCode(content, {{start, end}, {0x09000000, 0x09000010}}, 0, decoded);
         const bool isFound = QByteArrayView(decoded.fields.front().name) == "stackPointer";
         EXPECT_EQ(isFound, row.isFound) << row.name;
+    }
+}
+
+// A plain model finds the runs and texts byte by byte.
+TEST(InspectDecode, FindsFillAndTextsLikeAModel) {
+    std::mt19937 random(7);
+    for (int turn = 0; turn < 400; ++turn) {
+        inspect::Content content;
+        content.hasAddress = true;
+        content.address = 0x1000;
+        while (content.bytes.size() < 2000) {
+            const auto length = static_cast<qsizetype>(random() % 3 == 0 ? 240 + random() % 40 : random() % 12);
+            content.bytes += random() % 2 == 0 ? QByteArray(length, "\xff\0a"[random() % 3])
+                                               : QByteArray("printable~ ").first(std::min<qsizetype>(length, 11)) +
+                                                     QByteArray(1, "\0\n\x80"[random() % 3]);
+        }
+        std::string expected;
+        for (qsizetype at = 0, end = 0; at < content.bytes.size(); at = end) {
+            for (end = at; end < content.bytes.size() && content.bytes.at(end) == content.bytes.at(at); ++end) {
+            }
+            expected += end - at < 256 ? "" : std::to_string(at) + '-' + std::to_string(end) + ' ';
+        }
+        QByteArray text;
+        for (const char byte : content.bytes) {
+            expected += byte == 0 && text.size() >= 6 ? text.toStdString() + '|' : "";
+            text = byte >= ' ' && byte <= '~' ? text + byte : QByteArray();
+        }
+        inspect::Decoded decoded;
+        inspect::describeCode(content, {}, 1000, decoded);
+        std::string found;
+        for (const inspect::FilledRange& range : decoded.filled) {
+            found += std::to_string(range.from - 0x1000) + '-' + std::to_string(range.to - 0x1000 + 1) + ' ';
+        }
+        for (const inspect::FoundText& one : decoded.texts) {
+            EXPECT_EQ(content.bytes.indexOf(one.text, static_cast<qsizetype>(one.address - 0x1000)),
+                      static_cast<qsizetype>(one.address - 0x1000));
+            found += one.text.toStdString() + '|';
+        }
+        ASSERT_EQ(found, expected) << turn;
     }
 }
 

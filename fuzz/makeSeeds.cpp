@@ -193,6 +193,11 @@ void writeInspected(const QDir& root) {
                                "00000000000000003400200001002800000000000100000054000000"
                                "00000008000000080800000008000000050000000400000000000000") +
                            "segment1";
+    KitMcuboot compressed;
+    compressed.flags = 0xC00;
+    compressed.code =
+        QByteArray::fromHex("185de00086001e5d003a1a08ce7649b47d12a17b27842b3794321d1fd901ebdb6ec74d89d9860000");
+    compressed.protectedTlvs = {{0x70, QByteArray::fromHex("87000000")}, {0x71, QByteArray(32, 'd')}};
     const struct {
         const char* format;
         QByteArray bytes;
@@ -219,6 +224,7 @@ void writeInspected(const QDir& root) {
         {"moduleFile", "KMDMAGIC" + QByteArray::fromHex("00000108") + "code"},
         {"mcubootImage", kitMake(KitMcuboot())},
         {"mcubootImage", QByteArray::fromHex(encryptedMcuboot)},
+        {"mcubootImage", kitMake(compressed)},
         {"hexFile", ":0400000001020304F2\n:020000040800F2\n:00000001FF\n"},
         {"sRecordFile", "S0030000FC\nS107000001020304EE\nS9030000FC\n"},
         {"elfFile", elf},

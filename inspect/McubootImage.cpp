@@ -464,18 +464,19 @@ std::optional<std::uint32_t> numberIn(const McubootImage& image, TlvRole role) {
 
 /// Unpacks the code of a compressed image. Returns false if it is broken or its size isn't that of the entry.
 bool unpackCode(const McubootImage& image, QByteArray& code) {
-    constexpr qsizetype packerHead = 2;  // the size of the dictionary, and the properties that the stream repeats
-    const std::optional<std::uint32_t> size = numberIn(image, TlvRole::plainSize);
-    const std::optional<std::uint32_t> packed = numberIn(image, TlvRole::packedSize);  // without the cipher's padding
-    const qsizetype packedSize = packed ? qsizetype{*packed} : image.code.size();
-    if (!size || !canAllocate(*size) || packedSize < packerHead || packedSize > image.code.size() ||
-        !unpackLzma2(image.code.first(packedSize).sliced(packerHead), *size, code)) {
+    constexpr qsizetype packerHead = 2;    // the size of the dictionary, and the properties that the stream repeats
+    constexpr qsizetype bestRatio = 8192;  // no packer of this format reaches it
+    const qsizetype size = numberIn(image, TlvRole::plainSize).value_or(0);
+    const qsizetype wholeSize = image.code.size();
+    const qsizetype packedSize = numberIn(image, TlvRole::packedSize).value_or(wholeSize);  // without padding
+    if (packedSize < packerHead || packedSize > wholeSize || size > packedSize * bestRatio || !canAllocate(size) ||
+        !unpackLzma2(image.code.first(packedSize).sliced(packerHead), size, code)) {
         return false;
     }
     if ((image.flags & thumbFlag) != 0) {
         restoreThumbBranches(code);
     }
-    return code.size() == qsizetype{*size};
+    return !code.isEmpty() && code.size() == size;
 }
 
 bool isAboutPacking(TlvRole role) {

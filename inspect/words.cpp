@@ -33,10 +33,10 @@ QString wordsOf(const char* name) {
             words += QLatin1Char(*at);
         }
     }
-    for (const char* const shortForm : {"iv", "tlv", "id"}) {
-        const QString lower = QString::fromLatin1(shortForm);
-        if (words == lower || words.endsWith(u' ' + lower)) {
-            words.replace(words.size() - lower.size(), lower.size(), lower.toUpper());
+    for (const QLatin1String shortForm : {QLatin1String("iv"), QLatin1String("tlv"), QLatin1String("id")}) {
+        const qsizetype start = words.size() - shortForm.size();
+        if (words.endsWith(shortForm) && (start == 0 || words.at(start - 1) == u' ')) {
+            words.replace(start, shortForm.size(), QString(shortForm).toUpper());
         }
     }
     return words;

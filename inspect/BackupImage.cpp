@@ -8,7 +8,6 @@ namespace inspect {
 
 namespace {
 
-constexpr qsizetype headerSize = 12;
 constexpr std::uint32_t nonceSize = 16;
 
 /// Bits 19 to 21 of a protection word.
@@ -48,7 +47,7 @@ void checkWords(const char* name, Field value, const Part& part, qint64 at, Desc
 
 void describeBackupImage(const Source& source, Description& description) {
     std::size_t at = 0;
-    for (const Record& record : readRecords(source.bytes, headerSize, description)) {
+    for (const Record& record : readRecords(source.bytes, backupHeaderSize, description)) {
         ByteReader reader(record.header);
         const std::uint32_t offset = reader.u32();
         const std::uint32_t protection = reader.u32();

@@ -163,6 +163,11 @@ bool Call::readSources() {
     if (sources_.hasOptionBytes && !readOptionBytes(value("option-bytes"), sources_.optionBytes, fault)) {
         return fail("unreadable", value("option-bytes"), fault);
     }
+    for (const QString& argument : parser_.values(QStringLiteral("backup"))) {
+        if (!readBackup(argument, sources_.backups.emplace_back(), fault)) {
+            return fail("unreadable", argument, fault);
+        }
+    }
     if (!readAll("module", readModule, sources_.modules) || !readAll("blob", readInput, sources_.blobs)) {
         return false;
     }

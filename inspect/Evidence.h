@@ -45,6 +45,7 @@ enum class ContentKind {
     module,
     optionBytes,
     blob,
+    backup,
     derived,  ///< computed from the rest of the file, such as a digest
     other,
 };

@@ -13,7 +13,7 @@ namespace {
 constexpr std::array letters = {
     AreaLetter{.letter = 'S', .name = "secrets", .kind = ContentKind::blob, .isAtZero = true, .leastSize = 1},
     AreaLetter{.letter = 'F', .name = "firmware", .kind = ContentKind::firmware, .isInMemory = true, .leastSize = 1},
-    AreaLetter{.letter = 'B', .name = "backupSection", .leastSize = 12},
+    AreaLetter{.letter = 'B', .name = "backupSection", .kind = ContentKind::backup, .leastSize = 12},
 };
 
 constexpr AreaLayout layout = {"PVSMAGIC", letters, false, SecondBlock::always, false, 1};

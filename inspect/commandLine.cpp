@@ -56,6 +56,8 @@ constexpr std::array options = {
     OptionRow{"option-bytes", "FILE", false, "verify", "the table of option bytes"},
     OptionRow{"module", "FILE", true, "verify", "a module, in the order of the image"},
     OptionRow{"blob", "FILE", true, "verify", "the secrets"},
+    OptionRow{"backup", "FILE[@ADDRESS]", true, "verify",
+              "a backup image in the order of the image, with the hexadecimal address of its memory"},
     OptionRow{"app", "FILE", false, "verify", "the application that a memory cipher image was made from"},
     OptionRow{"dump", "FILE[@ADDRESS]", true, "verify",
               "compare firmware and modules with a device's memory, read back"},

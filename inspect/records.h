@@ -4,6 +4,8 @@
 
 namespace inspect {
 
+constexpr qsizetype backupHeaderSize = 12;  ///< of the records of a backup image
+
 /// One of the consecutive records of a plain image: a header of fixed size, then the data. The last four bytes of the
 /// header are the size of the data.
 struct Record {

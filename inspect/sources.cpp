@@ -1,6 +1,7 @@
 #include "inspect/sources.h"
 
 #include "display/MessageCollector.h"
+#include "files/ByteReader.h"
 #include "files/byteWriter.h"
 #include "files/elfReader.h"
 #include "files/isZero.h"
@@ -9,6 +10,7 @@
 #include "files/wipe.h"
 #include "inspect/compare.h"
 #include "inspect/input.h"
+#include "inspect/records.h"
 
 #include <QFile>
 
@@ -25,6 +27,16 @@ bool parseHex(const QString& text, std::uint64_t& value) {
     value = digits.toULongLong(&isNumber, 16);
     constexpr std::uint64_t last = 0xFFFFFFFF;
     return isNumber && value <= last && digits.at(0).isLetterOrNumber();
+}
+
+/// A path, and the address after "@" if there is one.
+std::pair<QString, std::optional<std::uint64_t>> splitArgument(const QString& argument) {
+    const qsizetype at = argument.lastIndexOf(u'@');
+    std::uint64_t address = 0;
+    if (at > 0 && !QFile::exists(argument) && parseHex(argument.sliced(at + 1), address)) {
+        return {argument.first(at), address};
+    }
+    return {argument, std::nullopt};
 }
 
 bool readSegments(FileReader reader, QFile& file, std::uint8_t fillByte, std::vector<SourcePiece>& pieces,
@@ -177,9 +189,9 @@ std::vector<PlacedBytes> asPlaced(const QByteArray& source, const Content& conte
             {end, QByteArrayView(source).sliced(end)}};
 }
 
+/// The check is good if there are no more than `before` differences.
 void proveInTurn(const char* name, const std::vector<QByteArray>& given, const std::vector<const Content*>& inImage,
-                 Description& description) {
-    const std::size_t before = description.differences.size();
+                 std::size_t before, Description& description) {
     const std::size_t pairs = std::min(given.size(), inImage.size());
     for (std::size_t i = 0; i < pairs; ++i) {
         const std::vector<PlacedBytes> source = asPlaced(given[i], *inImage[i]);
@@ -198,6 +210,40 @@ void proveInTurn(const char* name, const std::vector<QByteArray>& given, const s
     finish(name, before, description);
 }
 
+void proveInTurn(const char* name, const std::vector<QByteArray>& given, const std::vector<const Content*>& inImage,
+                 Description& description) {
+    proveInTurn(name, given, inImage, description.differences.size(), description);
+}
+
+/// Compares the sections of a provisioning image with the records of its backup images, in order, and their addresses
+/// with those of the backup memories.
+void proveBackups(const std::vector<BackupSource>& backups, const std::vector<const Content*>& inImage,
+                  Description& description) {
+    std::vector<QByteArray> records;
+    std::vector<std::optional<std::uint64_t>> addresses;
+    for (const BackupSource& backup : backups) {
+        Description scratch;
+        for (const Record& record : readRecords(backup.bytes, backupHeaderSize, scratch)) {
+            records.emplace_back(record.header.data(), record.header.size() + record.data.size());  // not shared
+            const std::uint32_t offset = ByteReader(record.header).u32();
+            addresses.push_back(backup.address ? std::optional(*backup.address + offset) : std::nullopt);
+        }
+    }
+    const std::size_t before = description.differences.size();
+    for (std::size_t i = 0; i < std::min(records.size(), inImage.size()); ++i) {
+        if (addresses[i] && *addresses[i] != inImage[i]->address) {
+            description.differences.push_back({DifferenceCode::partMoved,
+                                               inImage[i]->part,
+                                               {textField("name", "backup"), addressField("a", inImage[i]->address),
+                                                addressField("b", *addresses[i])}});
+        }
+    }
+    proveInTurn("backup", records, inImage, before, description);
+    for (QByteArray& record : records) {
+        wipe(record);
+    }
+}
+
 }  // namespace
 
 Sources::~Sources() {
@@ -210,20 +256,20 @@ Sources::~Sources() {
     for (QByteArray& bytes : blobs) {
         wipe(bytes);
     }
+    for (BackupSource& backup : backups) {
+        wipe(backup.bytes);
+    }
 }
 
 bool Sources::isEmpty() const {
-    return !hasFirmware && !hasOptionBytes && modules.empty() && blobs.empty();
+    return !hasFirmware && !hasOptionBytes && modules.empty() && blobs.empty() && backups.empty();
 }
 
 bool readFirmware(const QString& argument, std::vector<SourcePiece>& pieces, QString& fault, std::uint8_t fillByte) {
-    const qsizetype at = argument.lastIndexOf(u'@');
-    std::uint64_t address = 0;
-    const bool hasAddress = at > 0 && !QFile::exists(argument) && parseHex(argument.sliced(at + 1), address);
-    const QString path = hasAddress ? argument.first(at) : argument;
-    if (hasAddress) {
+    const auto [path, address] = splitArgument(argument);
+    if (address) {
         SourcePiece piece;
-        piece.address = address;
+        piece.address = *address;
         if (!readInput(path, piece.bytes, fault)) {
             return false;
         }
@@ -247,6 +293,18 @@ bool readFirmware(const QString& argument, std::vector<SourcePiece>& pieces, QSt
     }
     fault = QStringLiteral("raw firmware needs its address: FILE@ADDRESS");
     return false;
+}
+
+bool readBackup(const QString& argument, BackupSource& backup, QString& fault) {
+    const auto [path, address] = splitArgument(argument);
+    backup.address = address;
+    if (!readInput(path, backup.bytes, fault)) {
+        return false;
+    }
+    Description scratch;
+    static_cast<void>(readRecords(backup.bytes, backupHeaderSize, scratch));
+    fault = QStringLiteral("its records don't fill it, so it is no backup image");
+    return scratch.findings.empty();
 }
 
 bool readModule(const QString& path, QByteArray& module, QString& fault) {
@@ -323,6 +381,7 @@ void proveAgainst(const Sources& sources, const Contents& contents, QByteArrayVi
     noteUncompared("module", ContentKind::module, !sources.modules.empty() || isFirmware);
     noteUncompared("optionBytes", ContentKind::optionBytes, sources.hasOptionBytes);
     noteUncompared("blob", ContentKind::blob, !sources.blobs.empty());
+    noteUncompared("backup", ContentKind::backup, !sources.backups.empty());
     noteUncompared("other", ContentKind::other, false);
     const std::size_t before = description.differences.size();
     if (sources.hasFirmware) {
@@ -337,6 +396,9 @@ void proveAgainst(const Sources& sources, const Contents& contents, QByteArrayVi
     }
     if (!sources.blobs.empty()) {
         proveInTurn("blob", sources.blobs, contentsOfKind(compared, ContentKind::blob), description);
+    }
+    if (!sources.backups.empty()) {
+        proveBackups(sources.backups, contentsOfKind(compared, ContentKind::backup), description);
     }
     if (isComplete && description.differences.size() == before) {
         settleByComparison(isWhole, description);

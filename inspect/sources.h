@@ -5,10 +5,18 @@
 
 #include <QStringList>
 
+#include <optional>
+
 namespace inspect {
 
 struct SourcePiece {
     std::uint64_t address = 0;
+    QByteArray bytes;
+};
+
+/// A backup image, and the address of the backup memory if it is known.
+struct BackupSource {
+    std::optional<std::uint64_t> address;
     QByteArray bytes;
 };
 
@@ -25,6 +33,7 @@ struct Sources {
     QByteArray optionBytes;
     std::vector<QByteArray> modules;  ///< in the order of the image
     std::vector<QByteArray> blobs;
+    std::vector<BackupSource> backups;  ///< in the order of the image
 
     [[nodiscard]] bool isEmpty() const;
 };
@@ -33,6 +42,9 @@ struct Sources {
 /// between segments. On failure `fault` says why.
 [[nodiscard]] bool readFirmware(const QString& argument, std::vector<SourcePiece>& pieces, QString& fault,
                                 std::uint8_t fillByte = 0xFF);
+
+/// Reads a backup image, which may have the address of its memory after "@".
+[[nodiscard]] bool readBackup(const QString& argument, BackupSource& backup, QString& fault);
 
 /// Reads a table of option bytes as words, low byte first.
 [[nodiscard]] bool readOptionBytes(const QString& path, QByteArray& words, QString& fault);

@@ -21,7 +21,8 @@ constexpr std::array proofOptions = {
     ProofOption{"private", true, true, false, false},      ProofOption{"address", false, false, false, false},
     ProofOption{"mode", false, false, false, false},       ProofOption{"firmware", true, false, true, true},
     ProofOption{"option-bytes", true, false, false, true}, ProofOption{"module", true, false, true, true},
-    ProofOption{"blob", true, true, true, true},           ProofOption{"app", true, false, false, false},
+    ProofOption{"blob", true, true, true, true},           ProofOption{"backup", true, true, true, true},
+    ProofOption{"app", true, false, false, false},
     ProofOption{"policy", true, false, false, false},      ProofOption{"site-secret", true, false, false, false},
 };
 
@@ -102,6 +103,13 @@ void derivePayload(const jobs::JobValues& values, QList<ProofArgument>& argument
 void deriveProvisioningImage(const jobs::JobValues& values, QList<ProofArgument>& arguments) {
     addKeyAndNonce(values, arguments);
     add("blob", pathIn(values, "secrets"), arguments);
+    const QStringList backups = values.value(QStringLiteral("backup"));
+    for (qsizetype i = 0; i < backups.size(); i += 2) {
+        std::uint32_t address = 0;
+        if (parseNumber(backups.value(i + 1), 0, address)) {
+            add("backup", backups.at(i) + u'@' + QString::number(address, 16), arguments);
+        }
+    }
 }
 
 void deriveSignedBinary(const jobs::JobValues& values, QList<ProofArgument>& arguments) {

@@ -851,6 +851,40 @@ TEST(InspectCommandLine, JsonIsOneDocumentThatKeepsTheSchema) {
     outsideTool(command.toUtf8());
 }
 
+TEST(InspectCommandLine, ComparesProvisioningImagesWithTheirSources) {
+    const TempFolder folder;
+    makeFiles(folder);
+    const QByteArray record = QByteArray(8, '\0') + QByteArray::fromHex("04000000");
+    folder.write("s.pvs", kitMake(kitProvisioningImage()));
+    folder.write("blob", QByteArray(24, 's'));
+    folder.write("f.bin", QByteArray(16, 'f'));
+    folder.write("backup.bin", record + "data");
+    folder.write("other.backup", record + "dada");
+    folder.write("longer.backup", record + "data" + record + "more");
+    folder.write("cut.backup", record + "dat");
+    struct Row {
+        const char* sources;
+        int status;
+        const char* found;
+    };
+    constexpr Row rows[] = {
+        {"--blob blob --firmware f.bin@08000000 --backup backup.bin@50000000", 0, "proven by comparison and tag"},
+        {"--backup backup.bin", 0, "blob contents against their sources unchecked (not asked for)"},
+        {"--blob blob", 0, "backup contents against their sources unchecked (not asked for)"},
+        {"--backup backup.bin@0x50000004", 1, "backup: moved 0x50000000 -> 0x50000004"},
+        {"--backup other.backup", 1, "backup: changed 0x0000000E-0x0000000E"},
+        {"--backup longer.backup", 1, "backup"},
+        {"--backup backup.bin --backup backup.bin", 1, "backup"},
+        {"--backup cut.backup", 2, ""},
+    };
+    for (const Row& row : rows) {
+        const CallResult result =
+            runInspect(folder, ("verify --key key.bin --against " + std::string(row.sources) + " s.pvs").c_str());
+        EXPECT_EQ(result.status, row.status) << row.sources;
+        EXPECT_NE(result.output.find(row.found), std::string::npos) << result.output;
+    }
+}
+
 // Secrets get into a pipe or a file of the owner, not into a file that others can read.
 TEST(InspectCommandLine, RevealsSecretsToTheOwnerOnly) {
     const TempFolder folder;

@@ -251,7 +251,7 @@ void Unpacker::unpackLiteral(RangeDecoder& decoder) {
     constexpr std::uint32_t afterLiterals = 7;
     std::uint32_t symbol = 1;
     if (now.state >= afterLiterals) {
-        // After a match, the byte that would continue it tells which bits are likely, up to the first wrong one.
+        // After a match, the byte that would continue it shows which bits are likely, up to the first wrong one.
         std::uint32_t expected = byteBefore(now.repeats[0]);
         std::uint32_t offset = 0x100;
         while (symbol < 0x100) {

@@ -160,6 +160,7 @@ bool Decoder::addFile(const Content& content, const FormatRow* format, Decoded& 
     format->describe(source, inner);
     Contents contents;
     prove(source, evidence_, inner, &contents);
+    std::erase_if(inner.checks, [](const Check& check) { return check.code == CheckCode::nonce; });  // it has its own
     if (judge(inner).isKeyDoubtful) {  // a file inside a file may have a key of its own
         inner.checks.clear();
     }

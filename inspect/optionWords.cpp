@@ -43,7 +43,7 @@ const devices::Device* RegisterNames::deviceFor(qsizetype words) const {
 std::vector<OptionWord> readOptionWords(QByteArrayView bytes, const devices::Device* device) {
     std::vector<OptionWord> words;
     ByteReader reader(bytes);
-    for (std::uint32_t value = reader.u32(); reader.ok(); value = reader.u32()) {
+    for (std::uint32_t value = reader.u32(); reader.ok() && words.size() < mostOptionWords; value = reader.u32()) {
         const auto index = static_cast<qsizetype>(words.size());
         OptionWord& word = words.emplace_back();
         word.number = static_cast<std::uint32_t>(words.size());

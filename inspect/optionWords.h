@@ -16,7 +16,10 @@ struct RegisterNames {
     [[nodiscard]] const devices::Device* deviceFor(qsizetype words) const;
 };
 
-/// Reads option words, low byte first. `device` names them and their fields; it may be null.
+constexpr std::size_t mostOptionWords = 65535;  ///< no table of option bytes has more
+
+/// Reads the first `mostOptionWords` option words, low byte first. `device` names them and their fields; it may be
+/// null.
 [[nodiscard]] std::vector<OptionWord> readOptionWords(QByteArrayView bytes, const devices::Device* device);
 
 }  // namespace inspect

@@ -318,6 +318,7 @@ TEST(InspectDecode, NamesOptionWordsOfTheOnlyDeviceThatFits) {
     EXPECT_EQ(read[0].fields[0].value, 6U);
     EXPECT_EQ(read[0].fields[0].meaning, QString());
     EXPECT_EQ(read[2].name, QString());
+    EXPECT_EQ(inspect::readOptionWords(QByteArray(300000, '\1'), &other).size(), inspect::mostOptionWords);
 }
 
 }  // namespace

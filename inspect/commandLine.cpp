@@ -35,7 +35,7 @@ constexpr std::array options = {
     OptionRow{"keys", "FOLDER", false, "show verify extract diff",
               "find the keys that fit among the files of a folder"},
     OptionRow{"site-secret", "FILE", false, "show verify",
-              "show image keys by the fingerprints of a production ledger"},
+              "show image keys and secrets by the fingerprints of a production ledger"},
     OptionRow{"nonce", "NONCE", false, "verify", "the nonce that the image was made with"},
     OptionRow{"public", "FILE", false, "show verify extract diff",
               "the public key: PEM, X and Y (64 bytes), or a root key table hash"},
@@ -75,8 +75,7 @@ constexpr std::array options = {
     OptionRow{"no-overlap", nullptr, false, "verify", "no module overlaps firmware"},
     OptionRow{"option-word", "WORD[/MASK]=VALUE", true, "verify",
               "a word of the option bytes, counted from 1, or a REGISTER.FIELD of --device, has a hexadecimal value; "
-              "!= for a "
-              "value that it must not have"},
+              "!= for a value that it must not have"},
     OptionRow{"allow-irreversible", nullptr, false, "verify", "lift the rules about values that a device can't undo"},
     OptionRow{"o output", "FOLDER", false, "extract", "the folder to make"},
     OptionRow{"except-signature", nullptr, false, "diff", "compare everything except the signatures"},
@@ -88,8 +87,16 @@ QString nameOf(const OptionRow& row) {
     return QString::fromLatin1(row.names).section(u' ', -1);
 }
 
-void addOptions(QCommandLineParser& parser) {
+bool isOptionOf(const OptionRow& row, const QString& command) {
+    return QString::fromLatin1(row.commands).split(u' ').contains(command);
+}
+
+/// Adds the options of a command, or all if it is empty.
+void addOptions(QCommandLineParser& parser, const QString& command = {}) {
     for (const OptionRow& row : options) {
+        if (!command.isEmpty() && !isOptionOf(row, command)) {
+            continue;
+        }
         const QStringList names = QString::fromLatin1(row.names).split(u' ');
         parser.addOption(row.value == nullptr ? QCommandLineOption(names, QString::fromLatin1(row.help))
                                               : QCommandLineOption(names, QString::fromLatin1(row.help),
@@ -97,7 +104,20 @@ void addOptions(QCommandLineParser& parser) {
     }
 }
 
-QString helpText(const QCommandLineParser& parser) {
+/// The help about a command, or about all if it is empty.
+QString helpText(const QString& command) {
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("Shows and proves every file that QVORA Sealed Bundle Builder makes."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    const bool isGeneral = command.isEmpty();
+    parser.addPositionalArgument(
+        isGeneral ? QStringLiteral("COMMAND") : command,
+        isGeneral ? QStringLiteral("what to do; COMMAND --help lists its options only") : QStringLiteral("see below"));
+    parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("files, \"-\" for standard input"),
+                                 QStringLiteral("FILE..."));
+    addOptions(parser, command);
     QString text = parser.helpText();
     text += QStringLiteral("\nCommands:\n");
     for (const CommandRow& row : commandTable()) {
@@ -105,7 +125,7 @@ QString helpText(const QCommandLineParser& parser) {
     }
     text += QStringLiteral("\nFormats:\n");
     for (const FormatRow& row : formatTable()) {
-        text += QStringLiteral("  %1  %2\n").arg(QLatin1String(row.name), -20).arg(QLatin1String(row.title));
+        text += QStringLiteral("  %1  %2\n").arg(QLatin1String(row.name), -22).arg(QLatin1String(row.title));
     }
     return text + QStringLiteral("\nStatus: 0 proven or no difference, 1 wrong or a difference, 2 can't be judged.\n");
 }
@@ -133,7 +153,7 @@ QString usageFault(const QCommandLineParser& parser) {
         if (!parser.isSet(name)) {
             continue;
         }
-        if (!QString::fromLatin1(row.commands).split(u' ').contains(words.constFirst())) {
+        if (!isOptionOf(row, words.constFirst())) {
             return QStringLiteral("%1 doesn't accept --%2").arg(words.constFirst(), name);
         }
         if (row.value != nullptr && !row.isRepeated && parser.values(name).size() > 1) {
@@ -217,9 +237,8 @@ Report reportOf(const QStringList& arguments, Kept* kept) {
 }
 
 bool takesOption(const QString& command, const QString& option) {
-    return std::any_of(options.begin(), options.end(), [&](const OptionRow& row) {
-        return nameOf(row) == option && QString::fromLatin1(row.commands).split(u' ').contains(command);
-    });
+    return std::any_of(options.begin(), options.end(),
+                       [&](const OptionRow& row) { return nameOf(row) == option && isOptionOf(row, command); });
 }
 
 bool isUtf8(const char* argument) {
@@ -241,17 +260,13 @@ int refuseArgument(int number, bool asJson) {
 
 int run(const QStringList& arguments) {
     QCommandLineParser parser;
-    parser.setApplicationDescription(
-        QStringLiteral("Shows and proves every file that QVORA Sealed Bundle Builder makes."));
     const QCommandLineOption help = parser.addHelpOption();
     const QCommandLineOption version = parser.addVersionOption();
-    parser.addPositionalArgument(QStringLiteral("COMMAND"), QStringLiteral("what to do"));
-    parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("files, \"-\" for standard input"),
-                                 QStringLiteral("FILE..."));
     addOptions(parser);
     const bool isParsed = parser.parse(arguments);
     if (isParsed && parser.isSet(help)) {
-        std::fputs(qUtf8Printable(helpText(parser)), stdout);
+        const QString word = parser.positionalArguments().value(0);
+        std::fputs(qUtf8Printable(helpText(commandByName(word) != nullptr ? word : QString())), stdout);
         return finishOutput(statusGood);
     }
     if (isParsed && parser.isSet(version)) {

@@ -214,7 +214,7 @@ void diff(Call& call, const QStringList& files) {
 }
 
 constexpr std::array commands = {
-    CommandRow{"show", 0, "show what is in a file", show},
+    CommandRow{"show", 0, "show what is in a file and, with its keys, what its contents mean", show},
     CommandRow{"verify", 0, "prove a file as far as the given keys allow", verify},
     CommandRow{"extract", 1, "write the plain contents of its parts into a new folder", extract},
     CommandRow{"diff", 2, "list the differences between two files", diff},

@@ -213,6 +213,7 @@ TEST(InspectCommandLine, EndsAsItsRowSays) {
         {"verify --devices " QVORA_DATA_BASE " --device 455 --option-word START.Pause=nap a.tbi", 2,
          "policy: option START.Pause has no value nap", ""},
         {"show --foo a.tbi", 2, "Unknown option 'foo'.", ""},
+        {"diff --help", 0, "", "Status: 0 proven or no difference, 1 wrong or a difference, 2 can't be judged."},
         {"verify --key key.bin --key key.bin a.tbi", 2, "--key can be given once only", ""},
         {"show --as nothing a.tbi", 2, "unknown format nothing; --help lists them", ""},
         {"show none.tbi", 2, "none.tbi: No such file or directory", ""},
@@ -849,6 +850,21 @@ TEST(InspectCommandLine, JsonIsOneDocumentThatKeepsTheSchema) {
     EXPECT_EQ(strangeName.errors, "qvora-inspect: argument 3 is not in UTF-8");
     keep(strangeName);
     outsideTool(command.toUtf8());
+}
+
+TEST(InspectCommandLine, HelpsWithOneCommand) {
+    const TempFolder folder;
+    const std::string all = runInspect(folder, "--help").output;
+    const std::string diff = runInspect(folder, "diff --help").output;
+    for (const char* const option : {"--except-signature", "--bytes", "--key-b"}) {
+        EXPECT_NE(all.find(option), std::string::npos) << option;
+        EXPECT_NE(diff.find(option), std::string::npos) << option;
+    }
+    for (const char* const option : {"--reveal", "--policy", "--output"}) {
+        EXPECT_NE(all.find(option), std::string::npos) << option;
+        EXPECT_EQ(diff.find(option), std::string::npos) << option;
+    }
+    EXPECT_EQ(runInspect(folder, "dif --help").output, all);
 }
 
 TEST(InspectCommandLine, ComparesProvisioningImagesWithTheirSources) {

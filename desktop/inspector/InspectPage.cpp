@@ -316,8 +316,8 @@ bool InspectPage::openFileAs(const QString& path, const QString& kind) {
     tabs_->setTabVisible(DifferencesTab, false);
     bytes_->clearPlain();
     // Keep the keys, which often stay the same from file to file. These options belong to the previous file only.
-    for (const char* const field : {"as", "payload", "payload-b", "firmware", "option-bytes", "module", "blob", "backup",
-                                    "address", "mode", "app", "except-signature"}) {
+    for (const char* const field : {"as", "payload", "payload-b", "firmware", "option-bytes", "module", "blob",
+                                    "backup", "address", "mode", "app", "except-signature"}) {
         form_->setValues(QLatin1String(field), {});
     }
     if (!kind.isEmpty()) {

@@ -153,6 +153,8 @@ InspectTree::InspectTree(const inspect::Description& description) {
             addChildren(static_cast<int>(i));
         } else if (lines_[i].kind == InspectLineKind::content) {
             addContent(static_cast<int>(i));
+        } else if (lines_[i].kind == InspectLineKind::contentRow) {
+            addOptionFields(static_cast<int>(i));
         }
     }
 }
@@ -269,6 +271,25 @@ void InspectTree::addContent(int index) {
     }
 }
 
+void InspectTree::addOptionFields(int index) {
+    const InspectLine above = line(index);
+    const std::vector<inspect::OptionWord>& words = above.description->decoded[above.item].words;
+    const std::size_t count = above.detail < words.size() ? words[above.detail].fields.size() : 0;
+    lines_[static_cast<std::size_t>(index)].firstChild = static_cast<int>(lines_.size());
+    for (std::size_t i = 0; i < count; ++i) {
+        InspectLine line = above;
+        line.kind = InspectLineKind::optionField;
+        line.field = i;
+        line.firstChild = 0;
+        line.childCount = 0;
+        add(index, line);
+    }
+}
+
+const inspect::OptionField& InspectTree::optionFieldOf(const InspectLine& line) {
+    return line.description->decoded[line.item].words[line.detail].fields[line.field];
+}
+
 const inspect::Field* InspectTree::fieldOf(const InspectLine& line) {
     if (line.kind == InspectLineKind::contentField) {
         return &line.description->decoded[line.item].fields[line.detail];
@@ -299,8 +320,15 @@ QString InspectTree::name(const InspectLine& line) const {
             return rangeText(line.description->ranges[line.item]);
         case InspectLineKind::content:
             return tr("content of %1").arg(inspect::partName(line.description->decoded[line.item]));
-        case InspectLineKind::contentRow:
-            return inspect::rowAt(line.description->decoded[line.item], line.detail).name;
+        case InspectLineKind::contentRow: {
+            // A register's name is short enough for the column only without the number of its word.
+            const inspect::Decoded& content = line.description->decoded[line.item];
+            const bool isNamed = line.detail < content.words.size() && !content.words[line.detail].name.isEmpty();
+            return isNamed ? inspect::printable(content.words[line.detail].name)
+                           : inspect::rowAt(content, line.detail).name;
+        }
+        case InspectLineKind::optionField:
+            return inspect::printable(optionFieldOf(line).name);
         case InspectLineKind::finding:
             break;
     }
@@ -313,6 +341,8 @@ QString InspectTree::value(const InspectLine& line, QByteArrayView bytes) const 
             return inspect::memoryText(line.description->parts[line.item]);
         case InspectLineKind::contentRow:
             return inspect::rowAt(line.description->decoded[line.item], line.detail).value;
+        case InspectLineKind::optionField:
+            return QString::number(optionFieldOf(line).value);
         case InspectLineKind::field:
         case InspectLineKind::contentField: {
             inspect::Field field = *fieldOf(line);
@@ -355,6 +385,8 @@ QString InspectTree::meaning(const InspectLine& line) const {
             return inspect::wordsOf(line.description->decoded[line.item].kind);
         case InspectLineKind::contentRow:
             return inspect::rowAt(line.description->decoded[line.item], line.detail).meaning;
+        case InspectLineKind::optionField:
+            return inspect::printable(optionFieldOf(line).meaning);
         case InspectLineKind::field:
         case InspectLineKind::contentField: {
             const inspect::Field& field = *fieldOf(line);

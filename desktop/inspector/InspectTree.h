@@ -10,7 +10,7 @@
 namespace desktop {
 
 /// The kind of a line of the tree.
-enum class InspectLineKind { file, part, field, range, finding, content, contentField, contentRow };
+enum class InspectLineKind { file, part, field, range, finding, content, contentField, contentRow, optionField };
 
 /// One line. Its texts are made only when they are shown, so that a file of many thousands of records stays fast.
 struct InspectLine {
@@ -25,6 +25,7 @@ struct InspectLine {
     int part = 0;              ///< the part's number; 0 if the line belongs to no part
     std::size_t item = 0;      ///< index in the list of parts, fields, ranges, findings or contents; 0 for a file
     std::size_t detail = 0;    ///< index in the list of a content's fields or rows
+    std::size_t field = 0;     ///< index in the list of an option word's fields
     bool isInContent = false;  ///< it belongs to a plain content, so it has no bytes in the file
     qint64 offset = -1;
     qint64 size = 0;
@@ -60,9 +61,11 @@ class InspectTree {
   private:
     void addChildren(int index);
     void addContent(int index);
+    void addOptionFields(int index);
     void add(int parent, InspectLine line);
     [[nodiscard]] bool isInside(const InspectLine& line) const;
     [[nodiscard]] static const inspect::Field* fieldOf(const InspectLine& line);
+    [[nodiscard]] static const inspect::OptionField& optionFieldOf(const InspectLine& line);
 
     std::vector<InspectLine> lines_;
 };

@@ -93,9 +93,10 @@ constexpr std::array rows = {
         QT_TRANSLATE_NOOP("InspectFields", "The secrets that the image was made from.")},
     Row{"backup", sourceGroup, QT_TRANSLATE_NOOP("InspectFields", "Backup images"), jobs::FieldKind::inFiles,
         jobs::PathRole::document, Checked::hexadecimal,
-        QT_TRANSLATE_NOOP("InspectFields",
-                          "The backup images that a provisioning image was made from, in its order, with the hexadecimal "
-                          "addresses of their memories.")},
+        QT_TRANSLATE_NOOP(
+            "InspectFields",
+            "The backup images that a provisioning image was made from, in its order, with the hexadecimal "
+            "addresses of their memories.")},
     Row{"dump", deviceGroup, QT_TRANSLATE_NOOP("InspectFields", "Dump"), jobs::FieldKind::inFiles,
         jobs::PathRole::firmware, Checked::hexadecimal,
         QT_TRANSLATE_NOOP("InspectFields",

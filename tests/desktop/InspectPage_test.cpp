@@ -159,9 +159,16 @@ TEST(InspectPage, NamesWhatAnImageHolds) {
             columns << model->index(row, column, options).data().toString();
         }
         lines << columns.join(u'|');
+        const QModelIndex line = model->index(row, 0, options);
+        for (int field = 0; field < model->rowCount(line); ++field) {
+            lines << model->index(field, 0, line).data().toString() + u'=' +
+                         model->index(field, 1, line).data().toString() + u' ' +
+                         model->index(field, 2, line).data().toString();
+        }
     }
     EXPECT_TRUE(lines.contains(QStringLiteral("device|Example device for option bytes|")));
-    EXPECT_TRUE(lines.contains(QStringLiteral("word 1 PROTECTION|0x00000500|Level 5 (Open)")));
+    EXPECT_TRUE(lines.contains(QStringLiteral("PROTECTION|0x00000500|Level 5 (Open)")));
+    EXPECT_TRUE(lines.contains(QStringLiteral("Greeting=1 Spoken")));
     EXPECT_EQ(page.column("map", 1).size(), 5);  // the contents add no areas
 }
 

@@ -62,7 +62,7 @@ void showContents(DesktopKit& kit) {
         const QModelIndex line = tree->model()->index(row, 0, file);
         if (line.data().toString() == QLatin1String("content of area 5 C")) {
             tree->setCurrentIndex(line);
-            tree->expand(line);
+            tree->expandRecursively(line);
             tree->scrollTo(line, QAbstractItemView::PositionAtTop);
         }
     }

@@ -16,10 +16,8 @@ Span spanOf(const PlacedBytes& piece) {
 }
 
 std::vector<Span> spansOf(const std::vector<PlacedBytes>& pieces) {
-    std::vector<Span> spans;
-    for (const PlacedBytes& piece : pieces) {
-        spans.push_back(spanOf(piece));
-    }
+    std::vector<Span> spans(pieces.size());
+    std::transform(pieces.begin(), pieces.end(), spans.begin(), spanOf);
     return merged(std::move(spans));
 }
 

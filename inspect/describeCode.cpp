@@ -115,6 +115,9 @@ void findTexts(const Content& content, std::size_t limit, Decoded& decoded) {
                 {content.address + static_cast<std::uint64_t>(start), bytes.sliced(start, zero - start)});
         }
     }
+    if (count == 0) {
+        return;
+    }
     decoded.fields.push_back(derived(numberField("textCount", count)));
     decoded.fields.push_back(derived(numberField("textSize", size)));
 }

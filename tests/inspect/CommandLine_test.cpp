@@ -193,7 +193,7 @@ TEST(InspectCommandLine, EndsAsItsRowSays) {
         {"show --key other.bin a.tbi", 2, "a.tbi: no tag is right under the key given",
          "memory 0x08000100-0x08000110 firmware"},
         {"show --contents a.tbi", 0, "", "memory 0x08000100-0x08000110 firmware"},
-        {"show --contents fw.hex", 0, "", "contents of segment 1: firmware, 48 bytes, text count 0, text size 0"},
+        {"show --contents fw.hex", 0, "", "contents of segment 1: firmware, 48 bytes"},
         {"show --contents --texts many fw.hex", 2, "--texts needs a number", ""},
         {"show --device 455 --key key.bin a.tbi", 2, "--device needs --devices", ""},
         {"show --devices keys --key key.bin a.tbi", 2, "keys: no device description", ""},

@@ -235,7 +235,7 @@ TEST(InspectDecode, FindsVectorTables) {
         const std::uint64_t end = isShort ? start + 65 : start + 0x44;
         inspect::Decoded decoded;
         inspect::describeCode(content, {{start, end}, {0x09000000, 0x09000010}}, 0, decoded);
-        const bool isFound = QByteArrayView(decoded.fields.front().name) == "stackPointer";
+        const bool isFound = !decoded.fields.empty() && QByteArrayView(decoded.fields.front().name) == "stackPointer";
         EXPECT_EQ(isFound, row.isFound) << row.name;
     }
 }

@@ -23,15 +23,20 @@ class Decoder {
     void decodeAll(const Contents& contents, Description& description);
 
   private:
-    using Row = void (Decoder::*)(const Content& content, Decoded& decoded) const;
+    using Decode = void (Decoder::*)(const Content& content, Decoded& decoded) const;
+
+    /// What the contents of the areas with one letter are: a file of a format, or something else. Other contents are
+    /// decoded by their kind.
+    struct LetterRow {
+        const char* name;
+        Decode decode = nullptr;
+        const char* format = nullptr;
+    };
 
     void decodeOptionBytes(const Content& content, Decoded& decoded) const;
     void decodeModuleRecord(const Content& content, Decoded& decoded) const;
     void decodePartEnd(const Content& content, Decoded& decoded) const;
     void decodeDigest(const Content& content, Decoded& decoded) const;
-    void decodeProvisioningData(const Content& content, Decoded& decoded) const;
-    void decodeBackupSection(const Content& content, Decoded& decoded) const;
-    void decodePackagedModule(const Content& content, Decoded& decoded) const;
     void decodeCode(const Content& content, Decoded& decoded) const;
     void decodeSecret(const Content& content, Decoded& decoded) const;
     bool addFile(const Content& content, const FormatRow* format, Decoded& decoded) const;
@@ -44,11 +49,11 @@ class Decoder {
     std::vector<Span> memory_;
 };
 
-/// What to do with the areas of one letter. Other contents are decoded by their kind.
-struct KindRow {
-    const char* name;
-    void (Decoder::*decode)(const Content& content, Decoded& decoded) const;
-};
+/// The format, if the bytes fit it; otherwise null.
+const FormatRow* fittingFormat(const char* name, QByteArrayView bytes) {
+    const FormatRow* const format = formatByName(QLatin1String(name));
+    return format->match == nullptr || format->match(bytes) != Match::no ? format : nullptr;
+}
 
 Field derivedBytes(const char* name, QByteArrayView bytes) {
     Field field = bytesField(name, bytes);
@@ -100,22 +105,6 @@ void Decoder::decodePartEnd(const Content& content, Decoded& decoded) const {
 
 void Decoder::decodeDigest(const Content& content, Decoded& decoded) const {
     decoded.fields.push_back(bytesField("sha256", content.bytes));
-}
-
-void Decoder::decodeProvisioningData(const Content& content, Decoded& decoded) const {
-    static_cast<void>(addFile(content, formatByName(QStringLiteral("provisioningFile")), decoded));
-}
-
-void Decoder::decodeBackupSection(const Content& content, Decoded& decoded) const {
-    static_cast<void>(addFile(content, formatByName(QStringLiteral("backupImage")), decoded));
-}
-
-// Only the length of the header distinguishes a packaged module from an install image.
-void Decoder::decodePackagedModule(const Content& content, Decoded& decoded) const {
-    const FormatRow* const format = formatByName(QStringLiteral("packagedModule"));
-    if (format->match(content.bytes) == Match::no || !addFile(content, format, decoded)) {
-        decodeSecret(content, decoded);
-    }
 }
 
 void Decoder::decodeCode(const Content& content, Decoded& decoded) const {
@@ -170,13 +159,13 @@ bool Decoder::addFile(const Content& content, const FormatRow* format, Decoded& 
 
 void Decoder::decodeAll(const Contents& contents, Description& description) {
     constexpr std::array rows = {
-        KindRow{"optionBytes", &Decoder::decodeOptionBytes},
-        KindRow{"moduleRecord", &Decoder::decodeModuleRecord},
-        KindRow{"partEnd", &Decoder::decodePartEnd},
-        KindRow{"hash", &Decoder::decodeDigest},
-        KindRow{"provisioningData", &Decoder::decodeProvisioningData},
-        KindRow{"backupSection", &Decoder::decodeBackupSection},
-        KindRow{"packagedModule", &Decoder::decodePackagedModule},
+        LetterRow{"optionBytes", &Decoder::decodeOptionBytes},
+        LetterRow{"moduleRecord", &Decoder::decodeModuleRecord},
+        LetterRow{"partEnd", &Decoder::decodePartEnd},
+        LetterRow{"hash", &Decoder::decodeDigest},
+        LetterRow{"provisioningData", &Decoder::decodeSecret, "provisioningFile"},
+        LetterRow{"backupSection", &Decoder::decodeSecret, "backupImage"},
+        LetterRow{"packagedModule", &Decoder::decodeSecret, "packagedModule"},
     };
     for (const Content& content : contents.list) {
         if (isCode(content) && content.hasAddress) {
@@ -191,13 +180,18 @@ void Decoder::decodeAll(const Contents& contents, Description& description) {
         decoded.letter = content.letter;
         decoded.size = content.bytes.size();
         decoded.kind = content.letterName != nullptr ? content.letterName : isCode(content) ? "firmware" : "secret";
-        const auto row = std::find_if(rows.begin(), rows.end(), [&](const KindRow& candidate) {
+        const auto row = std::find_if(rows.begin(), rows.end(), [&](const LetterRow& candidate) {
             return qstrcmp(candidate.name, decoded.kind) == 0;
         });
-        const Row decode = row != rows.end() ? row->decode
-                           : isCode(content) ? &Decoder::decodeCode
-                                             : &Decoder::decodeSecret;
-        (this->*decode)(content, decoded);
+        const bool isKnown = row != rows.end();
+        const bool isFile =
+            isKnown && row->format != nullptr && addFile(content, fittingFormat(row->format, content.bytes), decoded);
+        if (!isFile) {
+            const Decode decode = isKnown           ? row->decode
+                                  : isCode(content) ? &Decoder::decodeCode
+                                                    : &Decoder::decodeSecret;
+            (this->*decode)(content, decoded);
+        }
     }
 }
 

@@ -103,7 +103,9 @@ bool readSecret(const QString& path, qsizetype limit, QByteArray& secret, QStrin
     content.truncate(got);
     secret = std::move(content);
     struct stat status = {};
-    if (fstat(file.handle(), &status) == 0 && S_ISREG(status.st_mode) && (status.st_mode & S_IROTH) != 0) {
+    const bool isFile = fstat(file.handle(), &status) == 0 && S_ISREG(status.st_mode);
+    const bool hasName = status.st_nlink > 0;  // others can't open a file in memory
+    if (isFile && hasName && (status.st_mode & S_IROTH) != 0) {
         warning = QStringLiteral("every user can read the key file");
     }
     return true;

@@ -7,6 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -101,6 +104,26 @@ TEST(InspectLibrary, KeepsTheContentsOfProvenFiles) {
     for (const QByteArrayList& row : without) {
         EXPECT_EQ(qvora_inspect_content_count(call(row, true).get()), 0U) << row.join(' ').constData();
     }
+}
+
+TEST(InspectLibrary, ReadsFilesInMemory) {
+    const int key = memfd_create("key", 0);
+    const int image = memfd_create("image", 0);
+    const QByteArray bytes = kitMake(kitInstallImage());
+    ASSERT_EQ(write(key, kitKey.constData(), static_cast<std::size_t>(kitKey.size())), kitKey.size());
+    ASSERT_EQ(write(image, bytes.constData(), static_cast<std::size_t>(bytes.size())), bytes.size());
+    const auto pathOf = [](int file) { return "/proc/self/fd/" + QByteArray::number(file); };
+    const Result result = call({"verify", "--key", pathOf(key), pathOf(image)}, true);
+    EXPECT_EQ(qvora_inspect_status(result.get()), 0);
+    EXPECT_EQ(qvora_inspect_content_count(result.get()), kitInstallImage().areas.size());
+    QProcess program;
+    program.setStandardInputFile(QString::fromLatin1(pathOf(key)));
+    program.start(QStringLiteral(QVORA_INSPECT), {QStringLiteral("verify"), QStringLiteral("--key"),
+                                                  QStringLiteral("/proc/self/fd/0"), QStringLiteral("none.tbi")});
+    ASSERT_TRUE(program.waitForFinished());
+    EXPECT_EQ(program.readAllStandardError(), "qvora-inspect: none.tbi: No such file or directory\n");
+    close(key);
+    close(image);
 }
 
 TEST(InspectLibrary, RefusesFaultyArguments) {

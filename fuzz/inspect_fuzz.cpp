@@ -38,6 +38,14 @@ constexpr const char* privateKey =
     "MC4CAQAwBQYDK2VuBCIEIODgbJDC+/zYa9cE0IpM9xJEb+iG7R558Ne+vKlZtNZf\n"
     "-----END PRIVATE KEY-----\n";
 
+void checkDecoded(const inspect::Contents& contents, const inspect::Evidence& evidence,
+                  inspect::Description description) {
+    inspect::Decoding decoding;
+    decoding.texts = 3;
+    inspect::decode(contents, evidence, decoding, description);
+    checkReport(description, "show");
+}
+
 void checkVerified(const inspect::Source& source, inspect::Description description) {
     inspect::Evidence evidence;
     evidence.key = QByteArray("sentinel-key-16b");
@@ -55,6 +63,7 @@ void checkVerified(const inspect::Source& source, inspect::Description descripti
     }
     require(judgement.verdict != inspect::Verdict::proven || uncovered < description.size);
     checkReport(files.front(), "verify");
+    checkDecoded(contents, evidence, std::move(description));
 }
 
 /// Shows the contents of a file. The key opens parts of files that the fuzzer left whole.
@@ -63,10 +72,7 @@ void checkContents(const inspect::Source& source, inspect::Description descripti
     evidence.key = QByteArray("sentinel-key-16b");
     inspect::Contents contents;
     inspect::prove(source, evidence, description, &contents);
-    inspect::Decoding decoding;
-    decoding.texts = 3;
-    inspect::decode(contents, evidence, decoding, description);
-    checkReport(description, "show");
+    checkDecoded(contents, evidence, std::move(description));
 }
 
 }  // namespace
@@ -88,7 +94,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const inspect::Description description = inspect::describe(source, row);
     require(inspect::isTiled(description));
     checkReport(description, "show");
-    checkContents(source, description);
     if (row != nullptr && row->describe == inspect::describeElfFile) {
         const inspect::ElfSymbols symbols(source.bytes, description);
         for (const inspect::Part& part : description.parts) {
@@ -97,6 +102,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     if (isVerified) {
         checkVerified(source, description);
+    } else {
+        checkContents(source, description);
     }
     return 0;
 }

@@ -22,8 +22,8 @@ constexpr std::array proofOptions = {
     ProofOption{"mode", false, false, false, false},       ProofOption{"firmware", true, false, true, true},
     ProofOption{"option-bytes", true, false, false, true}, ProofOption{"module", true, false, true, true},
     ProofOption{"blob", true, true, true, true},           ProofOption{"backup", true, true, true, true},
-    ProofOption{"app", true, false, false, false},
-    ProofOption{"policy", true, false, false, false},      ProofOption{"site-secret", true, false, false, false},
+    ProofOption{"app", true, false, false, false},         ProofOption{"policy", true, false, false, false},
+    ProofOption{"site-secret", true, false, false, false},
 };
 
 using Derive = void (*)(const jobs::JobValues& values, QList<ProofArgument>& arguments);

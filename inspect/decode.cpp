@@ -4,6 +4,7 @@
 #include "inspect/Report.h"
 #include "inspect/cipher.h"
 #include "inspect/describeCode.h"
+#include "inspect/words.h"
 
 #include <algorithm>
 #include <array>
@@ -53,6 +54,21 @@ class Decoder {
 const FormatRow* fittingFormat(const char* name, QByteArrayView bytes) {
     const FormatRow* const format = formatByName(QLatin1String(name));
     return format->match == nullptr || format->match(bytes) != Match::no ? format : nullptr;
+}
+
+/// Gives the contents of a file in memory, which have no addresses of their own, those of their places in the file. Not
+/// those that the file has encrypted or compressed.
+void placeContents(const Content& file, const Description& description, Contents& contents) {
+    for (Content& content : contents.list) {
+        const Part* const part = partOf(description, content.part);
+        const bool isThere = part != nullptr && part->payloadOffset >= 0 &&
+                             content.bytes.size() <= file.bytes.size() - part->payloadOffset;
+        if (!content.hasAddress && isThere &&
+            QByteArrayView(file.bytes).sliced(part->payloadOffset, content.bytes.size()) == content.bytes) {
+            content.hasAddress = true;
+            content.address = file.address + static_cast<std::uint64_t>(part->payloadOffset);
+        }
+    }
 }
 
 Field derivedBytes(const char* name, QByteArrayView bytes) {
@@ -152,6 +168,9 @@ bool Decoder::addFile(const Content& content, const FormatRow* format, Decoded& 
     std::erase_if(inner.checks, [](const Check& check) { return check.code == CheckCode::nonce; });  // it has its own
     if (judge(inner).isKeyDoubtful) {  // a file inside a file may have a key of its own
         inner.checks.clear();
+    }
+    if (content.hasAddress) {
+        placeContents(content, inner, contents);
     }
     Decoder(evidence_, decoding_, file_, depth_ + 1, budget_).decodeAll(contents, inner);
     return true;

@@ -65,7 +65,8 @@ KitArea area(char letter, std::uint32_t address, const QByteArray& payload) {
 
 KitImage wholeImage() {
     KitMcuboot update;
-    update.code = firmware(0x08040000);
+    constexpr std::uint32_t header = 32;
+    update.code = firmware(0x08040000 + header);
     KitImage image;
     image.areas = {area('S', 0, kitPackagedModule()),
                    area('O', 0x10000100, words({0x10000100, 13, 1}) + "S3cret-bytes1"),
@@ -143,10 +144,10 @@ TEST(InspectDecode, ShowsEachKindOfContent) {
                   "  protected TLV 2  at 639    4 bytes, type security counter, value 117901063\n"
                   "  TLV 3            at 651   32 bytes, type sha256\n"
                   "  note: it isn't signed\n"
-                  "  contents of code 1: firmware, 603 bytes, stack pointer 0x20000400, reset handler 0x08040040, " +
+                  "  contents of code 1: firmware, 603 bytes, stack pointer 0x20000400, reset handler 0x08040060, " +
                   vectors +
-                  "    0x0000005C-0x0000015B filled with FF\n"
-                  "    0x00000050 \"longer text\"\n"
+                  "    0x0804007C-0x0804017B filled with FF\n"
+                  "    0x08040070 \"longer text\"\n"
                   "contents of area 9 F: firmware, 603 bytes, stack pointer 0x20000400, reset handler 0x08000040, " +
                   vectors +
                   "  0x0800005C-0x0800015B filled with FF\n"

@@ -2,6 +2,7 @@
 
 #include "tests/desktop/sampleImages.h"
 
+#include <QDir>
 #include <QFile>
 #include <QLabel>
 #include <QTabWidget>
@@ -53,7 +54,10 @@ void proveImage(DesktopKit& kit) {
 void showContents(DesktopKit& kit) {
     inspectFile(kit, makeInstallImage(kit, "product.tbi"));
     kit.find<QTabWidget>("tabs")->setCurrentIndex(2);
-    kit.type("devices", QStringLiteral(QVORA_DATA_BASE));
+    const QString devices = kit.folder.path("devices");
+    (void)QDir().mkpath(devices);
+    kit.folder.write("devices/lamp.xml", fileContent(QStringLiteral(QVORA_DATA_BASE "/example-0x455.xml")));
+    kit.type("devices", devices);
     verifyWithKey(kit);
     kit.find<QTabWidget>("tabs")->setCurrentIndex(0);
     auto* tree = kit.find<QTreeView>("tree");
